@@ -1,0 +1,1 @@
+# Install and export; filled with the package.

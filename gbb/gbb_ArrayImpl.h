@@ -1,0 +1,117 @@
+#pragma once
+
+#include <UTI_CoreUtils/err_Stream.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <gbb/gbb_AutoArray.h>
+#include <gbb/gbb_Context.h>
+#include <gbb/gbb_Group.h>
+#include <gbb/gbb_Path.h>
+#include <gbb/gbb_TraverseContext.h>
+
+#include <charconv>
+#include <cstring>
+
+/// What stands behind a gbb_Array: one owning holder per element, opened from the file on its first use.
+template <class Element, class Holder, class Repository, class Owner>
+class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
+public:
+  /// A new array, in memory only.
+  explicit gbb_ArrayImpl(int trace) : m_trace(trace) {}
+  /// An array of the file; an empty group is an array without elements.
+  gbb_ArrayImpl(const gbb_Path& parent, int index, const gbb_Group& group, int trace)
+      : m_connected(true), m_path(parent, index), m_group(group), m_trace(trace) {
+    const int count = m_group.ReadSize();
+    m_slots.Reserve(count);
+    for (int i = 0; i < count; ++i)
+      m_slots.Append(Holder());
+  }
+
+  int count() const { return m_slots.Length(); }
+
+  Element get(int i) {
+    if (i < 0 || i >= m_slots.Length()) {
+      err_Write("**ERROR gbb_ArrayImpl::get: index out of range: ");
+      err_Write(i);
+      err_Write(", length = ");
+      err_Write(m_slots.Length());
+      err_Write("\n");
+      return Element();
+    }
+    return Slot(i).Get();
+  }
+
+  Element add(Holder element) {
+    if (!element)
+      err_Write("**ERROR gbb_ArrayImpl::add: inserting a NULL item\n");
+    const int index = m_slots.Length();
+    m_slots.Append(std::move(element));
+    Holder& slot = m_slots[index];
+    if (!!slot)
+      slot.SetPath(gbb_Path(&m_path), index);
+    if (m_connected) {
+      ORXSimUpdate update(gbb_ContextOf(gbb_Path(&m_path)));
+      if (!m_group) // a file without the array's group
+        m_group = gbb_Group::CreateArray(gbb_Group(m_group.Parent()), m_group.Name(), 0);
+      BindElement(index);
+      m_group.UpdateSize(index + 1);
+      update.Commit();
+    }
+    return slot.Get();
+  }
+
+  void SetPath(const gbb_Path& parent, int index) { m_path = gbb_PathImpl(parent, index); }
+  gbb_Path Path() const { return gbb_Path(&m_path); }
+
+  /// Writes the array and its elements into a group that gbb_Group::CreateArray has made.
+  void Bind(const gbb_Group& group) {
+    if (m_trace != 0)
+      err_Write("gbb_ArrayImpl::Bind\n");
+    if (m_connected) {
+      err_Write("** ERROR gbb_ArrayImpl::Bind: called for a connected object\n");
+      return;
+    }
+    m_group = group;
+    for (int i = 0; i < m_slots.Length(); ++i)
+      BindElement(i);
+    m_group.UpdateSize(m_slots.Length());
+    m_connected = true;
+  }
+
+  /// Goes on with a walk: the next component is an element's number.
+  gbb_Handle Traverse(gbb_TraverseContext& context) {
+    if (context.Advance()) {
+      const char* const number = context.Component();
+      const char* const end = number + std::strlen(number);
+      int i = -1;
+      const auto parsed = std::from_chars(number, end, i);
+      if (parsed.ec == std::errc() && parsed.ptr == end && i >= 0 && i < m_slots.Length() && !!Slot(i))
+        return Slot(i).Traverse(context);
+    }
+    context.SetStatus(gbb_kBroken); // an array itself is no object
+    return {};
+  }
+
+private:
+  // The slot's holder, opened from the file if it is not yet.
+  Holder& Slot(int i) {
+    Holder& slot = m_slots[i];
+    if (m_connected && (slot.Flags() & gbb_kHolds) == 0) {
+      const gbb_Group group = gbb_Group::Open(m_group, gbb_Group::ElementName(i));
+      slot = Holder::Open(gbb_Path(&m_path), i, group, m_trace);
+    }
+    return slot;
+  }
+
+  // A null element keeps its place in the file as a group without a class.
+  void BindElement(int i) {
+    const gbb_Group group = gbb_Group::Create(m_group, gbb_Group::ElementName(i));
+    if (!!m_slots[i])
+      m_slots[i].Bind(group);
+  }
+
+  bool m_connected = false;
+  gbb_PathImpl m_path;
+  gbb_AutoArray<Holder, Owner> m_slots; // one without gbb_kHolds has not been opened yet
+  gbb_Group m_group;
+  int m_trace;
+};

@@ -1,0 +1,112 @@
+#include <gbb/gbb_Group.h>
+
+#include <algorithm>
+#include <charconv>
+
+namespace {
+
+constexpr char kClass[] = "class";
+constexpr char kType[] = "type";
+constexpr char kSize[] = "#size";
+constexpr char kMembers[] = "#simpleTypeMembers";
+
+hdf_Dataspace vectorOf(std::uint64_t n) {
+  return hdf_Dataspace::CreateSimple(1, &n);
+}
+
+// Room for the stream to grow by about an eighth before the dataset has to be replaced.
+std::uint64_t capacityFor(int length) {
+  const auto n = static_cast<std::uint64_t>(length);
+  return (n + n / 8 + 31) / 32 * 32;
+}
+
+} // namespace
+
+gbb_Group::gbb_Group(hdf_Group group, const gbb_Group& parent, const gbb_String& name, bool created)
+    : m_group(std::move(group)), m_parent(parent.m_group), m_flag(created ? 1 : 0), m_name(name) {}
+
+gbb_Group gbb_Group::Create(const gbb_Group& parent, const gbb_String& name, int stamp) {
+  gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, true);
+  group.Stamp(stamp);
+  return group;
+}
+
+gbb_Group gbb_Group::CreateArray(const gbb_Group& parent, const gbb_String& name, int size) {
+  gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, true);
+  group.m_group.AttributeCreate(kSize, hdf_Datatype::NATIVE_INT, vectorOf(1)).Write(hdf_Datatype::NATIVE_INT, &size);
+  return group;
+}
+
+gbb_Group gbb_Group::Open(const gbb_Group& parent, const gbb_String& name) {
+  return gbb_Group(parent.m_group.GroupOpen(name.CStr()), parent, name, false);
+}
+
+gbb_String gbb_Group::ElementName(int i) {
+  char digits[12];
+  const auto end = std::to_chars(digits, digits + sizeof digits, i).ptr;
+  return gbb_String(digits, static_cast<std::size_t>(end - digits));
+}
+
+bool gbb_Group::Stamp(int stamp) {
+  if (stamp > 0) {
+    const int type[2] = {stamp, 0};
+    const hdf_Attribute attribute = m_group.AttributeCreate(kType, hdf_Datatype::NATIVE_INT, vectorOf(2));
+    if (!attribute.Write(hdf_Datatype::NATIVE_INT, type))
+      return false;
+  }
+  const hdf_Attribute attribute =
+      m_group.AttributeCreate(kClass, hdf_Datatype::NATIVE_UCHAR, vectorOf(gbb_ClassID::kSize));
+  return attribute.Write(hdf_Datatype::NATIVE_UCHAR, gbb_ClassID().text);
+}
+
+bool gbb_Group::WriteClass(const gbb_ClassID& classID) const {
+  return m_group.AttributeOpen(kClass).Write(hdf_Datatype::NATIVE_UCHAR, classID.text);
+}
+
+gbb_ClassID gbb_Group::ReadClass() const {
+  gbb_ClassID classID;
+  m_group.AttributeOpen(kClass).Read(hdf_Datatype::NATIVE_UCHAR, classID.text, gbb_ClassID::kSize);
+  return classID;
+}
+
+int gbb_Group::ReadSize() const {
+  int size = 0;
+  if (!m_group.AttributeOpen(kSize).Read(hdf_Datatype::NATIVE_INT, &size, 1))
+    return 0;
+  return static_cast<int>(std::clamp<std::int64_t>(m_group.NumLinks(), 0, std::max(size, 0)));
+}
+
+bool gbb_Group::UpdateSize(int size) const {
+  return m_group.AttributeOpen(kSize).Write(hdf_Datatype::NATIVE_INT, &size);
+}
+
+bool gbb_Group::CreateMembers(const gbb_MemoryStream::Buffer& stream) const {
+  const hdf_Dataspace space = vectorOf(capacityFor(stream.Length()));
+  return m_group.DatasetCreate(kMembers, hdf_Datatype::NATIVE_UCHAR, space)
+      .Write(hdf_Datatype::NATIVE_UCHAR, stream.Data(), static_cast<std::uint64_t>(stream.Length()));
+}
+
+bool gbb_Group::WriteMembers(const gbb_MemoryStream::Buffer& stream) const {
+  const auto length = static_cast<std::uint64_t>(stream.Length());
+  hdf_Dataset dataset = m_group.DatasetOpen(kMembers);
+  if (dataset.GetSpace().Elements() < length && !dataset.Extend(capacityFor(stream.Length())))
+    return false;
+  return dataset.Write(hdf_Datatype::NATIVE_UCHAR, stream.Data(), length);
+}
+
+gbb_MemoryStream::Buffer gbb_Group::ReadMembers() const {
+  const hdf_Dataset dataset = m_group.DatasetOpen(kMembers);
+  const std::uint64_t length = dataset.GetSpace().Elements();
+  gbb_MemoryStream::Buffer bytes;
+  if (length == 0 || length > INT_MAX)
+    return bytes;
+  // The platform refuses datasets that are larger than the file, so the length can be trusted for memory
+  // only after a first byte has been read.
+  unsigned char first = 0;
+  if (!dataset.Read(hdf_Datatype::NATIVE_UCHAR, &first, 1))
+    return bytes;
+  unsigned char* const data = bytes.Extend(static_cast<int>(length));
+  if (!dataset.Read(hdf_Datatype::NATIVE_UCHAR, data, length))
+    bytes.RemoveLast(bytes.Length());
+  return bytes;
+}

@@ -1,0 +1,115 @@
+#include <gbb/gbb_MemoryStream.h>
+
+#include <algorithm>
+
+gbb_MemoryStream::gbb_MemoryStream(ORXSimContextID context) : m_context(context) {
+  Start();
+}
+
+gbb_MemoryStream::gbb_MemoryStream(Buffer buffer, ORXSimContextID context)
+    : m_context(context), m_buffer(buffer), m_position(0), m_limit(m_buffer.Length()) {
+  int stated = 0;
+  Read(stated);
+  if (m_error == kGood && (stated < kHeaderSize || stated > m_limit))
+    m_error = kPastLimit;
+  if (m_error == kGood)
+    m_limit = stated;
+}
+
+gbb_MemoryStream::~gbb_MemoryStream() = default;
+
+void gbb_MemoryStream::Start() {
+  m_position = kHeaderSize;
+  m_error = kGood;
+  Write(kHeaderSize);
+}
+
+void gbb_MemoryStream::Reserve(int n) {
+  if (n > 0 && n <= INT_MAX - m_buffer.Length())
+    m_buffer.Reserve(m_buffer.Length() + n);
+}
+
+void gbb_MemoryStream::Write(const kda_string& value) {
+  const char* const text = value.cStr();
+  const int length = value.byteCount();
+  Write(length);
+  Put(text, length);
+}
+
+void gbb_MemoryStream::Read(bool& value) {
+  unsigned char byte = 0;
+  Read(byte);
+  if (m_error == kGood)
+    value = byte != 0;
+}
+
+void gbb_MemoryStream::Read(kda_string& value) {
+  int length = 0;
+  Read(length);
+  if (const unsigned char* const from = Take(length))
+    value = kda_string(reinterpret_cast<const char*>(from), length);
+}
+
+ORXSimIDExternal gbb_MemoryStream::GetExternal() {
+  int length = 0;
+  Read(length);
+  if (m_error == kGood && length > ORXSimIDExternal::kMaxLength)
+    m_error = kWrongIdentifier;
+  const unsigned char* const from = Take(length);
+  return ORXSimIDExternal(from, from == nullptr ? 0 : length);
+}
+
+void gbb_MemoryStream::Read(ORXSimCollectionID& value) {
+  const ORXSimIDExternal external = GetExternal();
+  if (m_error == kGood)
+    value = ORXSimCollectionID(m_context, external.CollectionIDMinor(m_context));
+}
+
+void gbb_MemoryStream::Read(ORXSimCSetID& value) {
+  const ORXSimIDExternal external = GetExternal();
+  int collection = -1;
+  const int minor = external.CSetIDMinor(m_context, collection);
+  if (m_error == kGood)
+    value = ORXSimCSetID(ORXSimCollectionID(m_context, collection), minor);
+}
+
+void gbb_MemoryStream::Read(ORXSimDSetID& value) {
+  const ORXSimIDExternal external = GetExternal();
+  if (m_error == kGood)
+    value = ORXSimDSetID(m_context, external.DSetIDMinor(m_context));
+}
+
+void gbb_MemoryStream::Read(ORXSimDistributionID& value) {
+  const ORXSimIDExternal external = GetExternal();
+  if (m_error == kGood)
+    value = ORXSimDistributionID(m_context, external.DistributionIDMinor(m_context));
+}
+
+void gbb_MemoryStream::Read(Shape shape, Base base) {
+  unsigned char tag = 0;
+  Read(tag);
+  if (m_error == kGood && tag != Tag(shape, base))
+    m_error = kWrongTag;
+}
+
+int gbb_MemoryStream::ReadCount(int entrySize) {
+  int count = 0;
+  Read(count);
+  if (m_error == kGood && (count < 0 || count > Left() / entrySize))
+    m_error = kPastLimit;
+  return m_error == kGood ? count : 0;
+}
+
+gbb_MemoryStream::Buffer gbb_MemoryStream::GetBuffer() {
+  const int length = m_buffer.Length();
+  std::memcpy(m_buffer.Data(), &length, sizeof length);
+  if (m_swap)
+    Reverse(m_buffer.Data(), sizeof length);
+  Buffer buffer(std::move(m_buffer));
+  Start();
+  return buffer;
+}
+
+void gbb_MemoryStream::Reverse(unsigned char* bytes, int n) {
+  std::reverse(bytes, bytes + n);
+}

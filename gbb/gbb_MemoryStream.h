@@ -1,0 +1,179 @@
+#pragma once
+
+#include <UTI_ORXSimDynamicAPI/ORXSim_Identifiers.h>
+#include <gbb/gbb_AutoArray.h>
+#include <kda/kda_Export.h>
+#include <kda/kda_string.h>
+
+#include <bit>
+#include <cstring>
+
+/// The simple members of one object as bytes, and back.
+///
+/// A buffer is a 32-bit header with its whole length, then the records. Integers and doubles are stored
+/// least significant byte first. After the first error every further operation does nothing, so the first
+/// error is the one that stands; the stream itself reports nothing.
+class PDM_CORE_API gbb_MemoryStream {
+public:
+  /// How values of a base type are grouped in a member: the upper half of a type tag.
+  enum Shape : unsigned char { kSingle = 0, kList = 1, kMapByString = 3, kMapByInt = 4 };
+  /// The base type of a member: the lower half of a type tag.
+  enum Base : unsigned char {
+    kBool = 1,
+    kUChar = 2,
+    kInt = 3,
+    kLongLong = 4,
+    kFloat = 5,
+    kDouble = 6,
+    kString = 7,
+    kCollection = 8,
+    kCSet = 9,
+    kDistribution = 10,
+    kDSet = 11
+  };
+  enum Error : int {
+    kGood = 0,
+    kWrongTag = 1,       ///< a type tag is not the expected one
+    kPastLimit = 2,      ///< a read would pass the stated length, or a length or count cannot be true
+    kWrongIdentifier = 3 ///< an identifier of another context (write), or one of over 64 bytes (read)
+  };
+  using Buffer = gbb_AutoArray<unsigned char, gbb_MemoryStream>;
+
+  static constexpr int kHeaderSize = 4;
+
+  /// A stream for writing, with nothing but its header. \param context whose identifiers it accepts.
+  explicit gbb_MemoryStream(ORXSimContextID context);
+  /// A stream for reading; takes the buffer over. A header that states less than itself or more than the
+  /// buffer holds is error 2. \param context the context of the identifiers that are read.
+  gbb_MemoryStream(Buffer buffer, ORXSimContextID context);
+  ~gbb_MemoryStream();
+  gbb_MemoryStream(const gbb_MemoryStream&) = delete;
+  gbb_MemoryStream& operator=(const gbb_MemoryStream&) = delete;
+
+  int GetError() const { return m_error; }
+  void SetError(Error error) {
+    if (m_error == kGood)
+      m_error = error;
+  }
+  int Position() const { return m_position; }
+  /// Bytes that reading may use in all, header included.
+  int Limit() const { return m_limit; }
+  /// True while there is something left to read and no error.
+  bool More() const { return m_error == kGood && m_position < m_limit; }
+  /// Bytes left to read.
+  int Left() const { return m_limit - m_position; }
+
+  void Write(unsigned char value) { Put(&value, 1); }
+  /// n bytes.
+  void Write(const unsigned char* bytes, int n) { Put(bytes, n); }
+  void Write(bool value) { Write(static_cast<unsigned char>(value ? 1 : 0)); }
+  void Write(int value) { PutNumber(value); }
+  void Write(long long value) { PutNumber(value); }
+  void Write(float value) { PutNumber(value); }
+  void Write(double value) { PutNumber(value); }
+  void WriteSize(int value) { PutNumber(value); }
+  /// Its length, then its bytes.
+  void Write(const kda_string& value);
+  /// An identifier that is neither null nor of the stream's context is error 3.
+  void Write(ORXSimCollectionID value) { PutIdentifier(value); }
+  void Write(ORXSimCSetID value) { PutIdentifier(value); }
+  void Write(ORXSimDSetID value) { PutIdentifier(value); }
+  void Write(ORXSimDistributionID value) { PutIdentifier(value); }
+  /// A type tag.
+  void Write(Shape shape, Base base) { Write(Tag(shape, base)); }
+  /// Makes room, so that the next n bytes are written without growing.
+  void Reserve(int n);
+
+  void Read(unsigned char& value) { Get(&value, 1); }
+  void Read(bool& value);
+  void Read(int& value) { GetNumber(value); }
+  void Read(long long& value) { GetNumber(value); }
+  void Read(float& value) { GetNumber(value); }
+  void Read(double& value) { GetNumber(value); }
+  void Read(kda_string& value);
+  void Read(ORXSimCollectionID& value);
+  void Read(ORXSimCSetID& value);
+  void Read(ORXSimDSetID& value);
+  void Read(ORXSimDistributionID& value);
+  /// Reads a type tag; another one than the expected is error 1.
+  void Read(Shape shape, Base base);
+  /// Reads the number of entries that follow. One that is negative, or that the bytes left cannot hold, is
+  /// error 2 and gives 0. \param entrySize the least bytes that an entry takes, at least 1.
+  int ReadCount(int entrySize);
+
+  /// Completes the header and hands the buffer over; the stream starts again, empty, for writing.
+  Buffer GetBuffer();
+
+  static constexpr unsigned char Tag(Shape shape, Base base) {
+    return static_cast<unsigned char>(shape << 4 | base);
+  }
+
+private:
+  static constexpr bool kReversedHost = std::endian::native == std::endian::big;
+
+  void Start();
+  // Room for n more bytes, null after an error.
+  unsigned char* Room(int n) { return m_error == kGood ? m_buffer.Extend(n) : nullptr; }
+  void Put(const void* bytes, int n) {
+    if (unsigned char* const to = Room(n))
+      std::memcpy(to, bytes, static_cast<std::size_t>(n));
+  }
+  void Get(void* bytes, int n) {
+    if (const unsigned char* const from = Take(n))
+      std::memcpy(bytes, from, static_cast<std::size_t>(n));
+  }
+  // The next n bytes, null (and error 2) when the limit is nearer.
+  const unsigned char* Take(int n) {
+    if (m_error != kGood)
+      return nullptr;
+    if (n < 0 || n > m_limit - m_position) {
+      m_error = kPastLimit;
+      return nullptr;
+    }
+    const unsigned char* const from = m_buffer.Data() + m_position;
+    m_position += n;
+    return from;
+  }
+
+  static void Reverse(unsigned char* bytes, int n);
+  template <class T>
+  void PutNumber(T value) {
+    if (unsigned char* const to = Room(sizeof value)) {
+      std::memcpy(to, &value, sizeof value);
+      if (m_swap)
+        Reverse(to, sizeof value);
+    }
+  }
+  template <class T>
+  void GetNumber(T& value) {
+    if (const unsigned char* const from = Take(sizeof value)) {
+      std::memcpy(&value, from, sizeof value);
+      if (m_swap)
+        Reverse(reinterpret_cast<unsigned char*>(&value), sizeof value);
+    }
+  }
+  template <class ID>
+  void PutIdentifier(ID value) {
+    if (!value.IsNull() && value.Context() != m_context) {
+      SetError(kWrongIdentifier);
+      return;
+    }
+    const ORXSimIDExternal external(value);
+    if (unsigned char* const to = Room(4 + external.Length())) {
+      const int length = external.Length();
+      std::memcpy(to, &length, sizeof length);
+      if (m_swap)
+        Reverse(to, sizeof length);
+      std::memcpy(to + 4, external.Bytes(), static_cast<std::size_t>(length));
+    }
+  }
+  // The external form that follows; of no kind after an error.
+  ORXSimIDExternal GetExternal();
+
+  ORXSimContextID m_context;
+  Buffer m_buffer;
+  int m_position = kHeaderSize; // the read cursor
+  bool m_swap = kReversedHost;  // numbers in memory have the opposite byte order of those in the buffer
+  int m_error = kGood;
+  int m_limit = 0; // valid bytes for reading
+};

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <gbb/gbb_ObjectHandle.h>
+#include <kda/kda_Export.h>
+
+/// A scoped write to one object: change the members, then commit. What is not committed when the access
+/// ends is discarded.
+template <class Traits>
+class PDM_CORE_API gbb_ObjectAccess {
+public:
+  explicit gbb_ObjectAccess(const gbb_ObjectHandle<Traits>& object) : m_impl(object.m_impl) {}
+  gbb_ObjectAccess(const gbb_ObjectAccess&) = delete;
+  gbb_ObjectAccess& operator=(const gbb_ObjectAccess&) = delete;
+  ~gbb_ObjectAccess();
+
+  /// The members to change, the same ones until the commit. Null, after a line, when there is no object.
+  typename Traits::Members* members();
+  /// Hands the members over: a connected object writes all of them to the file at once.
+  void commit();
+
+private:
+  typename Traits::Impl* m_impl;
+  typename Traits::Members* m_members = nullptr; // fetched and not yet committed
+};

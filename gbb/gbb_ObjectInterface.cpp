@@ -1,0 +1,3 @@
+#include <gbb/gbb_ObjectInterface.h>
+
+gbb_ObjectInterface::~gbb_ObjectInterface() = default;

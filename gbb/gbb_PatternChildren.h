@@ -1,0 +1,80 @@
+#pragma once
+
+// Part of gbb_Pattern.h: the children of an object.
+
+template <class>
+inline constexpr bool gbb_kIsArrayHolder = false;
+template <class Handle, class Impl>
+inline constexpr bool gbb_kIsArrayHolder<gbb_Holder<Handle, Impl>> = true;
+
+template <class Traits>
+void gbb_Children<Traits>::Open(const gbb_ChildOwner& owner, auto& child) {
+  using Child = std::remove_cvref_t<decltype(child)>;
+  using Holder = typename Child::Holder;
+  if (!!child.holder)
+    return;
+  constexpr bool isArray = gbb_kIsArrayHolder<Holder>;
+  if (owner.connected && (isArray || owner.group.HasChild(Child::name()))) {
+    const gbb_Group group = gbb_Group::Open(owner.group, Child::name());
+    child.holder = Holder::Open(owner.path, Child::kIndex, group, owner.trace);
+  } else if constexpr (isArray) {
+    child.holder = Holder::New(owner.trace);
+    child.holder.SetPath(owner.path, Child::kIndex);
+  }
+}
+
+template <class Traits>
+template <int Index>
+auto& gbb_Children<Traits>::Opened(const gbb_ChildOwner& owner) {
+  Open(owner, At<Index>());
+  return At<Index>().holder;
+}
+
+template <class Traits>
+template <int Index>
+auto gbb_Children<Traits>::Set(const gbb_ChildOwner& owner, auto& holder) {
+  using Child = std::remove_cvref_t<decltype(At<Index>())>;
+  auto& held = Opened<Index>(owner);
+  if (!!held || (owner.connected && owner.group.HasChild(Child::name()))) {
+    gbb_Print<"**ERROR:", Traits::kName, "Impl::", gbb_Capitalised<Child::kName>(), ": already exists\n">();
+  } else if (!owner.connected || !!owner.group) { // an owner whose file could not be made takes nothing
+    held = std::move(holder);
+    if (!!held) {
+      held.SetPath(owner.path, Index);
+      if (owner.connected)
+        held.Bind(gbb_Group::Create(owner.group, Child::name()));
+    }
+  }
+  holder.Close();
+  return held.Get();
+}
+
+template <class Traits>
+void gbb_Children<Traits>::Bind(const gbb_ChildOwner& owner) {
+  const auto bind = [&](auto& child) {
+    using Child = std::remove_cvref_t<decltype(child)>;
+    if constexpr (gbb_kIsArrayHolder<typename Child::Holder>) {
+      Open(owner, child);
+      child.holder.Bind(gbb_Group::CreateArray(owner.group, Child::name(), child.holder.Get().count()));
+    } else if (!!child.holder) {
+      child.holder.Bind(gbb_Group::Create(owner.group, Child::name()));
+    }
+  };
+  std::apply([&](auto&... child) { (bind(child), ...); }, m_table);
+}
+
+template <class Traits>
+bool gbb_Children<Traits>::Traverse(const gbb_ChildOwner& owner, gbb_TraverseContext& context,
+                                    gbb_Handle& found) {
+  const auto visit = [&](auto& child) {
+    if (std::strcmp(child.name(), context.Component()) != 0)
+      return false;
+    Open(owner, child);
+    if (!child.holder)
+      context.SetStatus(gbb_kBroken);
+    else
+      found = child.holder.Traverse(context);
+    return true;
+  };
+  return std::apply([&](auto&... child) { return (visit(child) || ...); }, m_table);
+}

@@ -1,0 +1,261 @@
+#pragma once
+
+// Part of gbb_Pattern.h: implementations and their base parts.
+
+inline constexpr char gbb_kBaseGroup[] = "#base";
+
+template <class Traits, class Base>
+void gbb_BasePart<Traits, Base>::New(typename Base::Interface* outer, Initial& initial, int trace) {
+  m_holder = std::apply(
+      [&](auto&... values) { return Base::Handle::New(outer, std::move(values)..., trace); }, initial);
+  m_holder.MarkBasePart();
+}
+
+template <class Traits, class Base>
+void gbb_BasePart<Traits, Base>::Open(typename Base::Interface* outer, const gbb_Path& parent, int index,
+                                      const gbb_Group& group, int trace) {
+  m_holder = Holder::Open(outer, parent, index, gbb_Group::Open(group, gbb_kBaseGroup), trace);
+  if (!!m_holder)
+    m_holder.MarkBasePart();
+}
+
+template <class Traits, class Base>
+void gbb_BasePart<Traits, Base>::Bind(const gbb_Group& group) const {
+  if (!!m_holder)
+    m_holder.Bind(gbb_Group::Create(group, gbb_kBaseGroup));
+}
+
+template <class Traits, class Base>
+void* gbb_BasePart<Traits, Base>::Handle(gbb_Class wanted) const {
+  return m_holder.Handle(wanted);
+}
+
+template <class Traits, class Base>
+gbb_Handle gbb_BasePart<Traits, Base>::Traverse(gbb_TraverseContext& context) const {
+  return m_holder.Traverse(context);
+}
+
+template <class Traits>
+gbb_Handle gbb_BasePart<Traits, void>::Traverse(gbb_TraverseContext& context) const {
+  context.SetStatus(gbb_kBroken);
+  return {};
+}
+
+template <class Traits>
+gbb_ObjectImpl<Traits>::gbb_ObjectImpl(InterfaceType* outer, Initial initial,
+                                       typename BasePart::Initial baseInitial, int trace)
+    : m_interface(outer != nullptr ? outer : this), m_trace(trace), m_initial(std::move(initial)) {
+  InterfaceType::Attach(outer, static_cast<typename Traits::Impl*>(this));
+  m_base.New(this, baseInitial, trace);
+}
+
+template <class Traits>
+gbb_ObjectImpl<Traits>::gbb_ObjectImpl(InterfaceType* outer, const gbb_Path& parent, int index,
+                                       const gbb_Group& group, int trace)
+    : m_interface(outer != nullptr ? outer : this), m_group(group), m_trace(trace), m_connected(true),
+      m_path(parent, index) {
+  InterfaceType::Attach(outer, static_cast<typename Traits::Impl*>(this));
+  m_base.Open(this, parent, index, group, trace);
+}
+
+template <class Traits>
+gbb_ObjectImpl<Traits>::~gbb_ObjectImpl() {
+  InterfaceType::Attach(m_interface, nullptr);
+  delete m_members;
+}
+
+template <class Traits>
+template <gbb_Text... Parts>
+void gbb_ObjectImpl<Traits>::Trace() const {
+  if (m_trace != 0)
+    gbb_Print<Traits::kName, "Impl::", Parts...>();
+}
+
+template <class Traits>
+void gbb_ObjectImpl<Traits>::SetPath(const gbb_Path& parent, int index) {
+  m_path = gbb_PathImpl(parent, index);
+  m_contextKnown = false;
+  m_base.SetPath(parent, index);
+}
+
+template <class Traits>
+gbb_Class gbb_ObjectImpl<Traits>::Class() const {
+  return m_interface == this ? InterfaceType::StaticClass() : m_interface->Class();
+}
+
+template <class Traits>
+void* gbb_ObjectImpl<Traits>::Handle(gbb_Class wanted) {
+  if (wanted == InterfaceType::StaticClass())
+    return static_cast<typename Traits::Impl*>(this);
+  return m_base.Handle(wanted);
+}
+
+// The context of the object's file, found once for each place that the object is given.
+template <class Traits>
+ORXSimContextID gbb_ObjectImpl<Traits>::Context() {
+  if (!m_contextKnown)
+    m_context = gbb_ContextOf(Path());
+  m_contextKnown = true;
+  return m_context;
+}
+
+template <class Traits>
+void gbb_ObjectImpl<Traits>::Bind(const gbb_Group& group) {
+  Trace<"Bind\n">();
+  if (m_connected) {
+    gbb_Print<"** ERROR ", Traits::kName, "Impl::Bind: called for a connected object\n">();
+    return;
+  }
+  ORXSimUpdate update(Context());
+  m_group = group;
+  m_group.WriteClass(m_interface->Class().ClassID());
+  BindMembers();
+  m_base.Bind(m_group);
+  m_children.Bind(Owner());
+  m_connected = true;
+  update.Commit();
+}
+
+template <class Traits>
+void gbb_ObjectImpl<Traits>::BindMembers() {
+  if (m_members == nullptr)
+    m_members = CreateMembers();
+  Trace<"BindMembers: saving ", Traits::kName, "Members\n">();
+  gbb_MemoryStream::Buffer bytes;
+  if (!Encode(bytes))
+    bytes = gbb_MemoryStream(Context()).GetBuffer(); // no members: they are defaults when read back
+  m_group.CreateMembers(bytes);
+}
+
+template <class Traits>
+gbb_Handle gbb_ObjectImpl<Traits>::Traverse(gbb_TraverseContext& context) {
+  gbb_Handle found;
+  return m_children.Traverse(Owner(), context, found) ? found : m_base.Traverse(context);
+}
+
+template <class Traits>
+const typename Traits::Members* gbb_ObjectImpl<Traits>::ReadMembers() {
+  if (m_members == nullptr)
+    m_members = m_connected ? LoadMembers() : CreateMembers();
+  return m_members;
+}
+
+template <class Traits>
+typename Traits::Members* gbb_ObjectImpl<Traits>::WriteMembers() {
+  if (m_members != nullptr && !m_connected)
+    return CopyMembers();
+  ReadMembers();
+  return m_members;
+}
+
+template <class Traits>
+void gbb_ObjectImpl<Traits>::CommitMembers(Members* members) {
+  if (members != m_members) {
+    delete m_members;
+    m_members = members;
+  }
+  if (!m_connected)
+    return;
+  Trace<"CommitMembers: saving ", Traits::kName, "Members\n">();
+  SaveMembers();
+}
+
+template <class Traits>
+void gbb_ObjectImpl<Traits>::DiscardMembers(Members* members) {
+  if (members == m_members)
+    m_members = nullptr;
+  delete members;
+}
+
+template <class Traits>
+typename Traits::Members* gbb_ObjectImpl<Traits>::CreateMembers() {
+  Trace<"CreateMembers: creating ", Traits::kName, "Members\n">();
+  return std::apply([](const auto&... values) { return new Members(values...); }, m_initial);
+}
+
+template <class Traits>
+typename Traits::Members* gbb_ObjectImpl<Traits>::CopyMembers() const {
+  Trace<"CopyMembers: copying ", Traits::kName, "Members\n">();
+  return new Members(*m_members);
+}
+
+// Readers of the members by index; a null entry belongs to a member that is not in the stream.
+template <class Traits>
+struct gbb_Readers {
+  using Members = typename Traits::Members;
+  using Table = typename gbb_MemberTable<Traits>::Members;
+  using Reader = void (*)(gbb_MemoryStream&, Members&);
+
+  static constexpr int kCount = std::apply(
+      [](auto... member) {
+        int last = -1;
+        ((last = member.kIndex > last ? member.kIndex : last), ...);
+        return last + 1;
+      },
+      Table{});
+  static constexpr auto kReaders = std::apply(
+      [](auto... member) {
+        std::array<Reader, static_cast<std::size_t>(kCount)> readers{};
+        ((readers[static_cast<std::size_t>(member.kIndex)] =
+              [](gbb_MemoryStream& stream, Members& members) {
+                gbb_ReadMember(stream, members.*decltype(member)::kField);
+              }),
+         ...);
+        return readers;
+      },
+      Table{});
+
+  static void Read(gbb_MemoryStream& stream, int index, Members& members) {
+    if (index >= 0 && index < kCount && kReaders[static_cast<std::size_t>(index)] != nullptr)
+      kReaders[static_cast<std::size_t>(index)](stream, members);
+  }
+};
+
+template <class Traits>
+typename Traits::Members* gbb_ObjectImpl<Traits>::LoadMembers() {
+  Trace<"LoadMembers: loading ", Traits::kName, "Members\n">();
+  gbb_MemoryStream stream(m_group.ReadMembers(), Context());
+  Members* const members = new Members();
+  while (stream.More()) {
+    int index = -1;
+    stream.Read(gbb_MemoryStream::kSingle, gbb_MemoryStream::kInt);
+    stream.Read(index);
+    if (stream.GetError() == gbb_MemoryStream::kGood)
+      gbb_Readers<Traits>::Read(stream, index, *members);
+  }
+  if (stream.GetError() != gbb_MemoryStream::kGood) {
+    gbb_Print<"**ERROR ", Traits::kName, "Impl::LoadMembers: error ">();
+    err_Write(stream.GetError());
+    err_Write(" loading class data\n");
+  }
+  return members;
+}
+
+// The cached members as a stream; false after a line when one of them cannot be stored.
+template <class Traits>
+bool gbb_ObjectImpl<Traits>::Encode(gbb_MemoryStream::Buffer& bytes) {
+  gbb_MemoryStream stream(Context());
+  stream.Reserve(m_streamSize);
+  gbb_ForEach<typename gbb_MemberTable<Traits>::Members>(
+      [&](auto member) { gbb_WriteMember(stream, member.kIndex, m_members->*member.kField); });
+  if (stream.GetError() != gbb_MemoryStream::kGood) {
+    gbb_Print<"**ERROR ", Traits::kName, "Impl::SaveMembers: error ">();
+    err_Write(stream.GetError());
+    err_Write(" saving class data\n");
+    return false;
+  }
+  bytes = stream.GetBuffer();
+  m_streamSize = bytes.Length();
+  return true;
+}
+
+template <class Traits>
+void gbb_ObjectImpl<Traits>::SaveMembers() {
+  gbb_MemoryStream::Buffer bytes;
+  if (!Encode(bytes))
+    return;
+  if (m_group.WriteMembers(bytes))
+    ORXSimContextRef(Context()).Commit();
+  else
+    DiscardMembers(m_members); // what is read next is what the file holds
+}

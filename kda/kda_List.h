@@ -1,0 +1,90 @@
+#pragma once
+
+#include <kda/kda_ValueTypes.h>
+
+#include <new>
+#include <type_traits>
+#include <utility>
+
+/// Writes "** ERROR kda_List::operator[]: index <i> is out of bounds" and a newline to the error stream.
+PDM_CORE_API void kda_ReportListIndex(int i);
+
+/// A growable array: one contiguous block, 16 elements at first, then doubling.
+///
+/// Elements move with the block as raw bytes, so T must bear that (all exported types do: plain values and
+/// strings of one pointer). Fewer than 2^30 elements. There is no assignment; copy and swap.
+template <class T>
+class kda_List {
+public:
+  /// An empty list without storage.
+  kda_List() noexcept {}
+  /// Copies the elements in order. Capacity is exactly the source's count; no storage for an empty source.
+  kda_List(const kda_List& src);
+  kda_List& operator=(const kda_List&) = delete;
+  /// As clear(): the storage of a list that was reserved but never filled is not released.
+  ~kda_List() { clear(); }
+
+  /// Element i, 0-based. An index outside [0, count()) writes one line to the error stream and then still
+  /// gives the place data + i, unchecked: reading it reads whatever lies there.
+  T& operator[](int i) {
+    Check(i);
+    return m_data[i];
+  }
+  const T& operator[](int i) const {
+    Check(i);
+    return m_data[i];
+  }
+
+  /// Appends `repeat` copies of the value; 0 or less appends nothing. The value must not be an element of
+  /// this list. Cost: amortised O(repeat).
+  void append(const T& value, int repeat) {
+    if (repeat == 1 && m_count < m_capacity) [[likely]] {
+      // Counted before the store, after which an int of the list would make m_count be read again.
+      T* const place = m_data + m_count;
+      if constexpr (std::is_trivially_copyable_v<T>)
+        ++m_count;
+      Construct(place, value);
+      if constexpr (!std::is_trivially_copyable_v<T>)
+        ++m_count;
+    } else {
+      AppendMany(value, repeat);
+    }
+  }
+
+  /// Ensures room for n elements, exactly n when it has to grow. Never shrinks.
+  void reserve(int n);
+
+  /// Destroys the elements and releases the storage. A list without elements keeps its storage.
+  void clear();
+
+  /// Exchanges storage, capacity and count; touches no element.
+  void swap(kda_List& other) noexcept {
+    std::swap(m_data, other.m_data);
+    std::swap(m_capacity, other.m_capacity);
+    std::swap(m_count, other.m_count);
+  }
+
+  /// Number of elements.
+  int count() const noexcept { return m_count; }
+  /// Number of elements for which there is room.
+  int capacity() const noexcept { return m_capacity; }
+
+private:
+  void Check(int i) const {
+    if (static_cast<unsigned>(i) >= static_cast<unsigned>(m_count)) [[unlikely]]
+      kda_ReportListIndex(i);
+  }
+  void AppendMany(const T& value, int repeat);
+  static void Construct(T* place, const T& value) {
+    if constexpr (!std::is_empty_v<T>)
+      ::new (static_cast<void*>(place)) T(value);
+  }
+
+  T* m_data = nullptr; // m_capacity slots, the first m_count of them alive; null without storage
+  int m_capacity = 0;
+  int m_count = 0;
+};
+
+#define KDA_DECLARE(T) extern template class PDM_CORE_API kda_List<T>;
+KDA_FOR_EACH_VALUE_TYPE(KDA_DECLARE)
+#undef KDA_DECLARE

@@ -1,0 +1,10 @@
+#pragma once
+
+/// The value of a container that needs only keys: a map of kda_none is a set. Carries nothing; any two
+/// are equal.
+class kda_none {
+public:
+  friend constexpr bool operator==(kda_none, kda_none) { return true; }
+};
+
+static_assert(sizeof(kda_none) == 1);

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <UTI_CoreUtils/mem_Allocation.h>
+#include <kda/kda_Export.h>
+
+#include <cstring>
+#include <utility>
+
+/// An owned byte string of one pointer. Its characters never change after construction; only assignment
+/// and swap replace them as a whole.
+///
+/// The empty string has no storage, however it was made. Copies are deep and never share characters.
+/// The characters may hold any byte but NUL, in no particular encoding.
+class PDM_CORE_API kda_string {
+public:
+  /// The empty string; allocates nothing.
+  constexpr kda_string() noexcept = default;
+
+  /// Copies the characters up to the terminating NUL; null gives the empty string.
+  kda_string(const char* s) { assign(s); }
+  /// Copies at most `bytes` characters, up to the first NUL among them.
+  kda_string(const char* s, int bytes);
+
+  kda_string(const kda_string& other) { assign(other.m_text); }
+  kda_string(kda_string&& other) noexcept : m_text(std::exchange(other.m_text, nullptr)) {}
+
+  /// Replaces the characters by a copy of the other's (copy), or takes the other's and leaves it empty (move).
+  kda_string& operator=(const kda_string& other) { return *this = kda_string(other); }
+  kda_string& operator=(kda_string&& other) noexcept {
+    kda_string(std::move(other)).swap(*this);
+    return *this;
+  }
+
+  ~kda_string() {
+    if (m_text != nullptr)
+      mem_Free(m_text);
+  }
+
+  /// The characters, NUL-terminated; never null. Valid until this string is assigned, swapped or destroyed.
+  const char* cStr() const noexcept { return m_text != nullptr ? m_text : ""; }
+
+  /// Number of bytes before the terminating NUL. Cost: O(length).
+  int byteCount() const noexcept;
+
+  /// Exchanges the characters of two strings; allocates nothing.
+  void swap(kda_string& other) noexcept { std::swap(m_text, other.m_text); }
+
+private:
+  // For a string that holds nothing yet: a former value would leak.
+  void assign(const char* s) {
+    if (s != nullptr && *s != '\0')
+      m_text = duplicate(s);
+  }
+  static char* duplicate(const char* s);
+
+  char* m_text = nullptr; // owned; null is the only form of the empty string
+};
+
+static_assert(sizeof(kda_string) == sizeof(void*));
+
+inline void swap(kda_string& a, kda_string& b) noexcept {
+  a.swap(b);
+}
+
+/// Orders two strings by their bytes as unsigned numbers up to the first difference or the common end: -1, 0
+/// or 1. The empty string comes first; no rule of length, case or locale.
+inline int BtreeCompare(const kda_string& a, const kda_string& b) noexcept {
+  const int difference = std::strcmp(a.cStr(), b.cStr());
+  return (difference > 0) - (difference < 0);
+}
+
+inline bool operator==(const kda_string& a, const kda_string& b) noexcept {
+  return std::strcmp(a.cStr(), b.cStr()) == 0;
+}

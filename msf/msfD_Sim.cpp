@@ -1,0 +1,135 @@
+#include <msf/msfD_SimImpl.h>
+
+#include <fes/dpa/fesD_FESystem.h>
+#include <gbb/gbb_Pattern.h>
+#include <msf/dpa/msfD_Mesh.h>
+
+template class gbb_InterfaceOf<msfD_SimTraits>;
+template class gbb_ObjectHandle<msfD_SimTraits>;
+template class gbb_HolderBase<msfD_SimTraits>;
+
+gbb_Class msfD_SimInterface::StaticClass() {
+  return gbb_DefineClass<msfD_SimTraits>(nullptr);
+}
+
+msfD_SimHolder msfD_Sim::New(int trace) {
+  return msfD_SimHolder(new msfD_SimImpl(nullptr, trace), gbb_kHolds);
+}
+
+msfD_SimHolder msfD_Sim::New(msfD_SimInterface* outer, int trace) {
+  return msfD_SimHolder(new msfD_SimImpl(outer, trace), gbb_kHolds | gbb_kDirect);
+}
+
+gbb_DistributionService msfD_Sim::distributionService() const {
+  if (m_impl != nullptr)
+    return m_impl->DistributionService();
+  gbb_PrintEmptyHandle<msfD_SimTraits, "distributionService">();
+  return {};
+}
+
+gbb_SchemaSnapshot msfD_Sim::schemaSnapshot() const {
+  if (m_impl != nullptr)
+    return m_impl->SchemaSnapshot();
+  gbb_PrintEmptyHandle<msfD_SimTraits, "schemaSnapshot">();
+  return {};
+}
+
+msfD_DiscreteModel msfD_Sim::discreteModel() const {
+  return GetChild<gbb_Text("discreteModel"), 0>();
+}
+
+msfD_DiscreteModel msfD_Sim::DiscreteModel(msfD_DiscreteModelHolder model) const {
+  return SetChild<gbb_Text("discreteModel"), 0>(model);
+}
+
+msfD_SimHolder msfD_SimHolder::Open(gbb_Root root, int index, ORXSimContextID context, const gbb_Group& group,
+                                    int trace) {
+  return msfD_SimHolder(new msfD_SimImpl(nullptr, root, index, context, group, trace), gbb_kHolds);
+}
+
+msfD_SimHolder msfD_SimHolder::Open(msfD_SimInterface* outer, gbb_Root root, int index, ORXSimContextID context,
+                                    const gbb_Group& group, int trace) {
+  return msfD_SimHolder(new msfD_SimImpl(outer, root, index, context, group, trace), gbb_kHolds | gbb_kDirect);
+}
+
+void msfD_SimHolder::Bind(ORXSimContextID context, const gbb_Group& group) const {
+  if (m_impl != nullptr)
+    m_impl->Bind(context, group);
+  else
+    gbb_Print<"**ERROR msfD_SimHolder::Bind: called on an empty holder\n">();
+}
+
+void msfD_SimHolder::SetPath(gbb_Root root, int index) const {
+  if (m_impl != nullptr)
+    m_impl->SetPath(root, index);
+  else
+    gbb_Print<"**ERROR msfD_SimHolder::SetPath: called on an empty holder\n">();
+}
+
+msfD_SimImpl::msfD_SimImpl(msfD_SimInterface* outer, int trace)
+    : m_interface(outer != nullptr ? outer : this), m_trace(trace), m_schemaSnapshot(gbb_Path(&m_path)) {
+  Attach(outer, this);
+  RegisterClasses();
+}
+
+msfD_SimImpl::msfD_SimImpl(msfD_SimInterface* outer, gbb_Root root, int index, ORXSimContextID context,
+                           const gbb_Group& group, int trace)
+    : msfD_SimImpl(outer, trace) {
+  m_path = gbb_PathImpl(root, index);
+  m_context = context;
+  m_group = group;
+  m_connected = true;
+}
+
+msfD_SimImpl::~msfD_SimImpl() {
+  Attach(m_interface, nullptr);
+  m_children = {};
+  ORXSimManager::CloseContext(m_context);
+}
+
+// The order is part of what a file's snapshot promises.
+void msfD_SimImpl::RegisterClasses() {
+  const gbb_SchemaSnapshot snapshot = SchemaSnapshot();
+  snapshot.Register(msfD_DiscreteModelInterface::StaticClass());
+  snapshot.Register(msfD_MeshInterface::StaticClass());
+  snapshot.Register(fesD_FESystemInterface::StaticClass());
+}
+
+gbb_Class msfD_SimImpl::Class() const {
+  return m_interface == this ? StaticClass() : m_interface->Class();
+}
+
+void* msfD_SimImpl::Handle(gbb_Class wanted) {
+  return wanted == StaticClass() ? this : nullptr;
+}
+
+void msfD_SimImpl::Bind(ORXSimContextID context, const gbb_Group& group) {
+  if (m_trace != 0)
+    gbb_Print<"msfD_SimImpl::Bind\n">();
+  if (m_connected) {
+    gbb_Print<"** ERROR msfD_SimImpl::Bind: called for a connected object\n">();
+    return;
+  }
+  ORXSimUpdate update(context);
+  m_context = context;
+  m_group = group;
+  m_group.WriteClass(m_interface->Class().ClassID());
+  m_children.Bind(Owner());
+  m_connected = true;
+  update.Commit();
+}
+
+gbb_Handle msfD_SimImpl::Traverse(gbb_TraverseContext& context) {
+  gbb_Handle found;
+  if (m_children.Traverse(Owner(), context, found))
+    return found;
+  if (std::strcmp(context.Component(), "schemaSnapshot") == 0)
+    found = SchemaSnapshot();
+  else if (std::strcmp(context.Component(), "distributionService") == 0)
+    found = DistributionService();
+  if (!found || context.Advance()) { // no such member, or a walk that wants to go on below a service
+    context.SetStatus(gbb_kBroken);
+    return {};
+  }
+  return found;
+}

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <UTI_CoreUtils/mem_Allocation.h>
+
+#include <cstdint>
+
+template <class Key, class Value>
+class omi_Btree;
+
+/// One node of a tree, and the root of the subtree below it.
+///
+/// Keys are ordered by a free function `int BtreeCompare(const Key& probe, const Key& node)` found beside the
+/// key type: negative when the probe comes before, 0 when equal, positive after. A node and its value have
+/// the same address. Each node is one block of mem_OperatorNewThrow; it owns both its subtrees.
+///
+/// Shape. A missing child and a childless child both count as height 0. Where the right child's height
+/// exceeds the left's by more than 1, the right child is rotated up, once, as it is; likewise on the left.
+/// A rotation may therefore leave its place out of balance again; the next change that passes turns it again.
+template <class Key, class Value>
+class omi_BtreeNode {
+public:
+  /// Copies both. No children, height 0.
+  omi_BtreeNode(const Key& key, const Value& value) : m_value(value), m_key(key) {}
+  omi_BtreeNode& operator=(const omi_BtreeNode&) = delete;
+  /// Destroys the left subtree, the right subtree, then its own value and key. Takes no stack for depth.
+  ~omi_BtreeNode();
+
+  static void* operator new(std::size_t n) { return mem_OperatorNewThrow(n); }
+  static void operator delete(void* block) noexcept { mem_Free(block); }
+
+  /// The node of this subtree with an equal key, or null. Stays valid until that key is removed.
+  omi_BtreeNode* Find(const Key& key) const {
+    auto* node = const_cast<omi_BtreeNode*>(this);
+    do {
+      const int order = BtreeCompare(key, node->m_key);
+      if (order == 0)
+        return node;
+      omi_BtreeNode* const left = node->m_child[kLeft];
+      omi_BtreeNode* const right = node->m_child[kRight];
+      node = Choose(order, left, right);
+    } while (node != nullptr);
+    return nullptr;
+  }
+
+  /// Adds a node below this one, which itself stays in place. One step of the tree's Insert, which goes on to
+  /// rebalance this node and those above; on a node within a tree, call the tree's.
+  /// \return false, with nothing changed, when the key is present.
+  bool Insert(const Key& key, const Value& value);
+
+  /// Removes the node with the key from this subtree. \param parent the node whose left or right child this
+  /// is; its height is recomputed when this very node goes. One step of the tree's Remove, as Insert is.
+  /// \return false, with nothing changed, when the key is absent.
+  bool Remove(const Key& key, omi_BtreeNode& parent);
+
+  const Key& ConstGetKey() const { return m_key; }
+  const Value& ConstGetValue() const { return m_value; }
+  Value& GetValue() { return m_value; }
+
+  /// The subtree of lesser keys, or null.
+  const omi_BtreeNode* Left() const { return m_child[kLeft]; }
+  /// The subtree of greater keys, or null.
+  const omi_BtreeNode* Right() const { return m_child[kRight]; }
+  /// The stored height: 0 without children. Below a removal it may lag behind the true height.
+  int Height() const { return m_height; }
+
+private:
+  friend class omi_Btree<Key, Value>;
+  enum { kLeft = 0, kRight = 1 };
+
+  omi_BtreeNode(const omi_BtreeNode& src); // the node alone, without children
+
+  static omi_BtreeNode* Clone(const omi_BtreeNode* src);
+  static void Destroy(omi_BtreeNode* node);
+
+  static omi_BtreeNode* InsertAt(omi_BtreeNode*& root, const Key& key, const Value& value, bool rebalanceRoot);
+  static bool RemoveAt(omi_BtreeNode*& root, const Key& key, bool rebalanceRoot);
+  template <class Path>
+  static void Climb(Path& path, unsigned long long unsettled, bool rebalanceRoot);
+  static omi_BtreeNode* Splice(omi_BtreeNode* node);
+
+  // Where a search goes is a coin toss, which a branch would guess wrongly every other time: chosen by bits, of
+  // two addresses that are loaded while the keys are still being compared.
+  static omi_BtreeNode* Choose(int order, omi_BtreeNode* left, omi_BtreeNode* right) {
+    const auto l = reinterpret_cast<std::uintptr_t>(left), r = reinterpret_cast<std::uintptr_t>(right);
+    const auto isLess = static_cast<std::uintptr_t>(static_cast<std::intptr_t>(order >> 31));
+    return reinterpret_cast<omi_BtreeNode*>(r ^ ((l ^ r) & isLess));
+  }
+  static int HeightOf(const omi_BtreeNode* node) { return node != nullptr ? node->m_height : 0; }
+  int Lean() const { return HeightOf(m_child[kRight]) - HeightOf(m_child[kLeft]); }
+  int HeightAboveChildren() const;
+  int Recompute();
+  void Settle() { m_unsettled = m_height != HeightAboveChildren() || Lean() > 1 || Lean() < -1; }
+  omi_BtreeNode* RotateUp(int side);
+  static void Rebalance(omi_BtreeNode*& slot, int lean);
+
+  Value m_value;
+  Key m_key;
+  omi_BtreeNode* m_child[2] = {nullptr, nullptr}; // lesser keys, greater keys
+  int m_height = 0;
+  // Recomputing the height or rebalancing this node would change something. Lies in what is padding anyway;
+  // lets a change stop climbing at the first subtree whose height stays, when nothing above is unsettled.
+  bool m_unsettled = false;
+};

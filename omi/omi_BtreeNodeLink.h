@@ -1,0 +1,23 @@
+#pragma once
+
+#include <UTI_CoreUtils/mem_Allocation.h>
+#include <omi/omi_BtreeNode.h>
+
+/// One cell of an iterator's stack. Owns neither the node nor the next link.
+template <class Key, class Value>
+class omi_BtreeNodeLink {
+public:
+  omi_BtreeNodeLink(omi_BtreeNode<Key, Value>* node, omi_BtreeNodeLink* next) : m_node(node), m_next(next) {}
+  ~omi_BtreeNodeLink() {}
+
+  static void* operator new(std::size_t n) { return mem_OperatorNewThrow(n); }
+  static void operator delete(void* block) noexcept { mem_Free(block); }
+
+  omi_BtreeNode<Key, Value>* Node() const { return m_node; }
+  /// The link below, or null at the bottom.
+  omi_BtreeNodeLink* Next() const { return m_next; }
+
+private:
+  omi_BtreeNode<Key, Value>* m_node;
+  omi_BtreeNodeLink* m_next;
+};

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <UTI_ORXSimDynamicAPI/ORXSim_Array.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Drawer.h>
+
+/// A distribution of a simulation file: numbers over member sets, in one or more drawers. Drawer k has the
+/// number k, from 0.
+///
+/// Calls on a null or unknown identifier or drawer, or one whose context is closed, answer false, "", 0 or
+/// null and leave the cause in ORXSimManager::LastError(). Data goes straight between the caller's buffer
+/// and the file, as rows of components in the drawer's own type.
+class ORXSIM_API ORXSimDistributionRef {
+public:
+  explicit ORXSimDistributionRef(ORXSimDistributionID id) : m_id(id) {}
+
+  /// Makes a distribution with its drawers; their data is undefined until it is written. One commit point.
+  /// \param name, unit for people; may be empty. \param drawers [n] what to make; n may be 0.
+  /// \return null on failure; a failed call leaves no distribution behind.
+  static ORXSimDistributionID Create(ORXSimContextID context, const cow_String& name, const cow_String& unit,
+                                     const ORXSimDrawerDescription* drawers, int n);
+
+  ORXSimDistributionID ID() const { return m_id; }
+  bool Exists() const;
+  cow_String Name() const;
+  cow_String Unit() const;
+
+  /// Number of drawers; reads no drawer.
+  int NumDrawers() const;
+  /// Adds a drawer; one commit point. \return its number, -1 on failure.
+  int AddDrawer(const ORXSimDrawerDescription& description) const;
+  /// Fills the first min(drawers.Size(), NumDrawers()) elements; the others stay. Reads no data.
+  bool QueryDrawers(ORXSimArray<ORXSimPersistentDrawerDesc>& drawers) const;
+  /// Describes one drawer; a description of nothing on failure.
+  ORXSimPersistentDrawerDesc Drawer(int drawer) const;
+  /// Rows of a drawer.
+  int DataSizeItems(int drawer) const;
+
+  /// Reads rows [first, first + count) of a drawer.
+  /// \param buffer receives count x components numbers. \param bytes its size, which must be exactly that.
+  bool ReadItems(int drawer, int first, int count, void* buffer, std::int64_t bytes) const;
+  /// Writes rows [first, first + count) of a drawer; a commit point, so write blocks inside an update scope.
+  bool WriteItems(int drawer, int first, int count, const void* buffer, std::int64_t bytes) const;
+
+private:
+  ORXSimDistributionID m_id;
+};

@@ -1,0 +1,138 @@
+#include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
+
+#include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
+
+#include <cstring>
+#include <vector>
+
+namespace {
+// Deflate makes nothing smaller than this; a claim beyond it is damage.
+constexpr std::uint64_t kLargestExpansion = 1032;
+// A fresh dataset up to this size is first written whole, so that the file never holds stray memory.
+constexpr std::uint64_t kPaddedWrite = std::uint64_t{64} << 10;
+
+hdf_DatasetRep& datasetOf(const std::shared_ptr<hdf_ObjectRep>& rep) {
+  return static_cast<hdf_DatasetRep&>(*rep);
+}
+
+std::uint64_t fileSize(hid_t file) {
+  hsize_t size = 0;
+  return H5Fget_filesize(file, &size) < 0 ? 0 : size;
+}
+
+// Bytes that are not in one piece of this file: compact, chunked, or somewhere else.
+bool checkLayout(hdf_Operation& operation, hid_t dataset, std::uint64_t bytes, std::uint64_t sizeOfFile) {
+  const hdf_PropertiesHandle properties(H5Dget_create_plist(dataset));
+  const H5D_layout_t layout = H5Pget_layout(properties.Get());
+  if (layout == H5D_VIRTUAL || H5Pget_external_count(properties.Get()) > 0)
+    return operation.Refuse("the data lies in another file, which is not followed");
+  std::uint64_t stored = H5Dget_storage_size(dataset);
+  if (stored > sizeOfFile)
+    stored = sizeOfFile;
+  const bool filtered = layout == H5D_CHUNKED && H5Pget_nfilters(properties.Get()) > 0;
+  return bytes / (filtered ? kLargestExpansion : 1) <= (layout == H5D_CHUNKED ? stored : sizeOfFile) ||
+         operation.Refuse("larger than what the file stores");
+}
+
+bool checkSize(hdf_Operation& operation, const hdf_DatasetRep& dataset) {
+  std::uint64_t bytes = 0;
+  if (__builtin_mul_overflow(dataset.space.Elements(), dataset.type.size, &bytes))
+    return operation.Refuse("larger than any file");
+  const haddr_t offset = H5Dget_offset(dataset.id);
+  const std::uint64_t sizeOfFile = fileSize(dataset.context->file);
+  if (offset == HADDR_UNDEF)
+    return checkLayout(operation, dataset.id, bytes, sizeOfFile);
+  return (offset <= sizeOfFile && bytes <= sizeOfFile - offset) ||
+         operation.Refuse("reaches past the end of the file");
+}
+
+// Rank, room and type of a move of the first `count` elements.
+bool checkMove(hdf_Operation& operation, const hdf_DatasetRep& dataset, hid_t memory, std::uint64_t count) {
+  if (dataset.space.GetDims(nullptr) != 1)
+    return operation.Refuse("the dataset has not one dimension");
+  if (memory < 0)
+    return operation.Refuse("the dataset has another type");
+  return count <= dataset.space.Elements() ||
+         operation.Refuse(std::to_string(dataset.space.Elements()) + " elements where " +
+                          std::to_string(count) + " are needed");
+}
+
+hid_t transferOf(const hdf_StoredType::Road& road) {
+  return road.checked ? hdf_Shared::Get().ExactTransfer() : H5P_DEFAULT;
+}
+
+hdf_Shared::Window windowOf(const hdf_DatasetRep& dataset, std::uint64_t count) {
+  const std::uint64_t extent = dataset.space.Elements();
+  return count == extent ? hdf_Shared::Window{H5S_ALL, H5S_ALL} : hdf_Shared::Get().FirstOf(extent, count);
+}
+
+// The first write of a small dataset fills the rest with zeros.
+bool writePadded(hdf_Operation& operation, const hdf_DatasetRep& dataset, hid_t memory, hdf_Datatype type,
+                 const void* data, std::uint64_t count) {
+  const auto size = static_cast<std::size_t>(type.Size());
+  std::vector<unsigned char> bytes(dataset.space.Elements() * size);
+  if (count != 0)
+    std::memcpy(bytes.data(), data, count * size);
+  return operation.Check(H5Dwrite(dataset.id, memory, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes.data()));
+}
+} // namespace
+
+bool hdf_DatasetRep::Inspect(hdf_Operation& operation) {
+  const hdf_SpaceHandle shape(H5Dget_space(id));
+  const hdf_TypeHandle stored(H5Dget_type(id));
+  if (!operation.Check(shape.Get()) || !operation.Check(stored.Get()))
+    return false;
+  space = hdf_ShapeOf(shape.Get());
+  type = hdf_StoredType::Of(stored.Get());
+  if (space.GetDims(nullptr) < 1)
+    return operation.Refuse("a shape that is not supported");
+  return checkSize(operation, *this);
+}
+
+bool hdf_DatasetRep::WriteFirst(hdf_Operation& operation, hdf_Datatype source, const void* data,
+                                std::uint64_t count) {
+  const hdf_StoredType::Road road = type.Write(source);
+  if (!checkMove(operation, *this, road.memory, count))
+    return false;
+  const std::uint64_t extent = space.Elements();
+  const bool first = std::exchange(fresh, false);
+  if (first && count < extent && extent * type.size <= kPaddedWrite)
+    return writePadded(operation, *this, road.memory, source, data, count);
+  if (count == 0)
+    return true;
+  const hdf_Shared::Window window = windowOf(*this, count);
+  return operation.Check(H5Dwrite(id, road.memory, window.memory, window.file, transferOf(road), data));
+}
+
+bool hdf_DatasetRep::ReadFirst(hdf_Operation& operation, hdf_Datatype target, void* data,
+                               std::uint64_t count) const {
+  const hdf_StoredType::Road road = type.Read(target);
+  if (!checkMove(operation, *this, road.memory, count))
+    return false;
+  if (count == 0)
+    return true;
+  const hdf_Shared::Window window = windowOf(*this, count);
+  return operation.Check(H5Dread(id, road.memory, window.memory, window.file, transferOf(road), data));
+}
+
+bool hdf_Dataset::operator!() const { return !hdf_ObjectRep::IsOpen(*this); }
+
+bool hdf_Dataset::Write(hdf_Datatype type, const void* data, std::uint64_t count) const {
+  hdf_Operation operation("write dataset", m_rep.get());
+  return operation.Writable() && datasetOf(m_rep).WriteFirst(operation, type, data, count);
+}
+
+bool hdf_Dataset::Read(hdf_Datatype type, void* data, std::uint64_t count) const {
+  hdf_Operation operation("read dataset", m_rep.get());
+  return operation.Usable() && datasetOf(m_rep).ReadFirst(operation, type, data, count);
+}
+
+hdf_Dataspace hdf_Dataset::GetSpace() const {
+  hdf_Operation operation("shape of a dataset", m_rep.get());
+  return operation.Usable() ? datasetOf(m_rep).space : hdf_Dataspace();
+}
+
+bool hdf_Dataset::Extend(std::uint64_t count) {
+  hdf_Operation operation("extend dataset", m_rep.get());
+  return operation.Writable() && datasetOf(m_rep).Extend(operation, count);
+}

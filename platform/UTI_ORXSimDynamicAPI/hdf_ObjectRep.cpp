@@ -1,0 +1,119 @@
+#include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
+
+#include <cstring>
+
+hdf_ObjectRep::hdf_ObjectRep(std::shared_ptr<hdf_Context> owner, hid_t opened, hdf_ObjectRep*& first)
+    : context(std::move(owner)), id(opened), m_next(first), m_link(&first) {
+  if (m_next != nullptr)
+    m_next->m_link = &m_next;
+  first = this;
+}
+
+void hdf_ObjectRep::Close() {
+  if (id < 0)
+    return;
+  *m_link = m_next;
+  if (m_next != nullptr)
+    m_next->m_link = m_link;
+  const hdf_Silence silence;
+  H5Idec_ref(id);
+  id = H5I_INVALID_HID;
+}
+
+haddr_t hdf_DatasetRep::Address() {
+  H5O_info_t info;
+  if (m_address == HADDR_UNDEF && H5Oget_info2(id, &info, H5O_INFO_BASIC) >= 0)
+    m_address = info.addr;
+  return m_address;
+}
+
+void hdf_DatasetRep::Replace(hdf_Context& context, haddr_t address, const hdf_DatasetRep& successor) {
+  for (hdf_ObjectRep* next = context.datasets; next != nullptr; next = next->m_next) {
+    auto& dataset = static_cast<hdf_DatasetRep&>(*next);
+    if (&dataset == &successor || dataset.Address() != address)
+      continue;
+    H5Idec_ref(dataset.id);
+    H5Iinc_ref(successor.id);
+    dataset.id = successor.id;
+    dataset.type = successor.type;
+    dataset.space = successor.space;
+    dataset.fresh = false;
+    dataset.m_address = HADDR_UNDEF;
+  }
+}
+
+std::shared_ptr<hdf_DatasetRep> hdf_GroupRep::Kept(const char* name) {
+  if (m_kept == nullptr || m_name != name)
+    return nullptr;
+  context->keepers.splice(context->keepers.begin(), context->keepers, m_place);
+  return m_kept;
+}
+
+void hdf_GroupRep::Keep(const char* name, std::shared_ptr<hdf_DatasetRep> dataset) {
+  auto& keepers = context->keepers;
+  if (m_kept == nullptr) {
+    if (keepers.size() >= hdf_Context::kKeptDatasets)
+      keepers.back()->DropKept();
+    m_place = keepers.insert(keepers.begin(), this);
+  } else {
+    keepers.splice(keepers.begin(), keepers, m_place);
+  }
+  m_name = name;
+  m_kept = std::move(dataset);
+}
+
+void hdf_GroupRep::DropKept() {
+  if (m_kept == nullptr)
+    return;
+  context->keepers.erase(m_place);
+  m_kept = nullptr;
+}
+
+hdf_Dataspace hdf_ShapeOf(hid_t space) {
+  hsize_t dims[H5S_MAX_RANK] = {};
+  std::uint64_t shape[hdf_Dataspace::kMaxRank] = {1};
+  const H5S_class_t family = H5Sget_simple_extent_type(space);
+  if (family == H5S_SCALAR)
+    return hdf_Dataspace::CreateSimple(1, shape);
+  const int rank = family == H5S_SIMPLE ? H5Sget_simple_extent_dims(space, dims, nullptr) : -1;
+  for (int i = 0; i < rank && i < hdf_Dataspace::kMaxRank; ++i)
+    shape[i] = dims[i];
+  return hdf_Dataspace::CreateSimple(rank, shape);
+}
+
+std::string hdf_PathOf(hid_t object) {
+  const ssize_t length = H5Iget_name(object, nullptr, 0);
+  std::string path(static_cast<std::size_t>(length < 0 ? 0 : length), '\0');
+  if (length > 0)
+    H5Iget_name(object, path.data(), path.size() + 1);
+  return path;
+}
+
+bool hdf_CheckLinkName(hdf_Operation& operation, const char* name) {
+  if (name == nullptr || *name == '\0')
+    return operation.Refuse("a link needs a name");
+  if (std::strchr(name, '/') != nullptr || std::strcmp(name, ".") == 0)
+    return operation.Refuse("not the name of one link");
+  return true;
+}
+
+bool hdf_FindHardLink(hdf_Operation& operation, hid_t group, const char* name, haddr_t& address) {
+  address = HADDR_UNDEF;
+  const htri_t exists = H5Lexists(group, name, H5P_DEFAULT);
+  if (exists == 0)
+    return true;
+  H5L_info_t info;
+  if (!operation.Check(exists) || !operation.Check(H5Lget_info(group, name, &info, H5P_DEFAULT)))
+    return false;
+  if (info.type == H5L_TYPE_HARD)
+    address = info.u.address;
+  return true;
+}
+
+bool hdf_RequireHardLink(hdf_Operation& operation, hid_t group, const char* name) {
+  H5L_info_t info;
+  if (H5Lget_info(group, name, &info, H5P_DEFAULT) >= 0)
+    return info.type == H5L_TYPE_HARD || operation.Refuse("a soft or external link, which is not followed");
+  return H5Lexists(group, name, H5P_DEFAULT) == 0 ? operation.Refuse("there is no object of that name")
+                                                  : operation.Check(-1);
+}

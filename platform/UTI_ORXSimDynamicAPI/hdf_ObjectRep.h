@@ -1,0 +1,146 @@
+#pragma once
+
+#include <UTI_ORXSimDynamicAPI/hdf_Context.h>
+#include <UTI_ORXSimDynamicAPI/hdf_Objects.h>
+#include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
+
+#include <list>
+#include <memory>
+#include <string>
+
+/// What the copies of one hdf_ value share. Private to the module.
+///
+/// Open: id >= 0, linked into one list of the context. Closed by the context: id < 0. Failed: failure set.
+class hdf_ObjectRep {
+public:
+  /// A failed object that remembers the last error.
+  hdf_ObjectRep() : failure(std::make_unique<std::string>(hdf_Operation::Last())) {}
+  /// Takes over an open identifier.
+  hdf_ObjectRep(std::shared_ptr<hdf_Context> owner, hid_t opened, hdf_ObjectRep*& first);
+  hdf_ObjectRep(const hdf_ObjectRep&) = delete;
+  hdf_ObjectRep& operator=(const hdf_ObjectRep&) = delete;
+  ~hdf_ObjectRep() { Close(); }
+
+  /// Gives the identifier back; the object is closed from now on.
+  void Close();
+
+  /// The public value of this object.
+  template <class Value>
+  static Value Make(std::shared_ptr<hdf_ObjectRep> rep) {
+    Value value;
+    value.m_rep = std::move(rep);
+    return value;
+  }
+  /// The public value that stands for the last error.
+  template <class Value>
+  static Value Failed() {
+    return Make<Value>(std::make_shared<hdf_ObjectRep>());
+  }
+  template <class Value>
+  static bool IsOpen(const Value& value) {
+    return value.m_rep != nullptr && value.m_rep->id >= 0;
+  }
+
+  const std::shared_ptr<hdf_Context> context;
+  hid_t id = H5I_INVALID_HID;
+  const std::unique_ptr<const std::string> failure;
+
+private:
+  hdf_ObjectRep* m_next = nullptr;
+  hdf_ObjectRep** m_link = nullptr; // what points to this object; null when closed
+
+  friend class hdf_DatasetRep;
+};
+
+/// The type of a stored number, as far as it matters here.
+struct hdf_StoredType {
+  H5T_class_t family = H5T_NO_CLASS;
+  std::size_t size = 0;
+  bool isSigned = false;
+
+  /// Of one of our own types.
+  static hdf_StoredType Of(hdf_Datatype type);
+  /// Of an open HDF5 type.
+  static hdf_StoredType Of(hid_t type);
+  friend bool operator==(const hdf_StoredType&, const hdf_StoredType&) = default;
+
+  /// How to move numbers between memory of `type` and this type.
+  struct Road {
+    hid_t memory;   // memory type, negative when the move is refused
+    bool checked;   // integers may not fit: use the exact transfer
+  };
+  Road Read(hdf_Datatype type) const;
+  Road Write(hdf_Datatype type) const;
+};
+
+/// An open dataset.
+class hdf_DatasetRep : public hdf_ObjectRep {
+public:
+  hdf_DatasetRep(std::shared_ptr<hdf_Context> owner, hid_t opened)
+      : hdf_ObjectRep(owner, opened, owner->datasets) {}
+
+  /// Makes a member dataset; one of that name is replaced, in every open value too.
+  /// \param content the first `held` elements, or null. \return null on failure.
+  static std::shared_ptr<hdf_DatasetRep> Create(hdf_Operation& operation, const hdf_ObjectRep& group,
+                                                const char* name, hdf_Datatype type,
+                                                const hdf_Dataspace& shape, const void* content = nullptr,
+                                                std::uint64_t held = 0);
+  bool WriteFirst(hdf_Operation& operation, hdf_Datatype source, const void* data, std::uint64_t count);
+  bool ReadFirst(hdf_Operation& operation, hdf_Datatype target, void* data, std::uint64_t count) const;
+  /// Puts a larger copy in this dataset's place.
+  bool Extend(hdf_Operation& operation, std::uint64_t count);
+  /// Reads type and shape and refuses what the file cannot hold, or keeps elsewhere.
+  bool Inspect(hdf_Operation& operation);
+  /// Where the dataset lies in the file.
+  haddr_t Address();
+  /// Every open dataset at `address` becomes `successor`.
+  static void Replace(hdf_Context& context, haddr_t address, const hdf_DatasetRep& successor);
+
+  hdf_StoredType type;
+  hdf_Dataspace space;
+  bool fresh = false; // made here and not written yet
+
+private:
+  haddr_t m_address = HADDR_UNDEF;
+};
+
+/// An open group, with the dataset that it keeps open.
+class hdf_GroupRep : public hdf_ObjectRep {
+public:
+  hdf_GroupRep(std::shared_ptr<hdf_Context> owner, hid_t opened)
+      : hdf_ObjectRep(owner, opened, owner->objects) {}
+  ~hdf_GroupRep() { DropKept(); }
+
+  /// The kept dataset if it has that name, else null.
+  std::shared_ptr<hdf_DatasetRep> Kept(const char* name);
+  /// Keeps this dataset in place of the one before; the least used of the context may go.
+  void Keep(const char* name, std::shared_ptr<hdf_DatasetRep> dataset);
+  void DropKept();
+
+private:
+  std::string m_name;
+  std::shared_ptr<hdf_DatasetRep> m_kept; // null: not among the context's keepers
+  std::list<hdf_GroupRep*>::iterator m_place;
+};
+
+/// An open attribute.
+class hdf_AttributeRep : public hdf_ObjectRep {
+public:
+  hdf_AttributeRep(std::shared_ptr<hdf_Context> owner, hid_t opened)
+      : hdf_ObjectRep(owner, opened, owner->objects) {}
+
+  hdf_StoredType type;
+  hdf_Dataspace space;
+};
+
+/// The shape of an open HDF5 dataspace: a scalar is one element; empty for ranks that we do not handle.
+hdf_Dataspace hdf_ShapeOf(hid_t space);
+/// The path of an open object, "" when it has none.
+std::string hdf_PathOf(hid_t object);
+/// Refuses what is no name of one link: null, "", "." and anything with '/'.
+bool hdf_CheckLinkName(hdf_Operation& operation, const char* name);
+/// Looks a name up. \param address where the object lies; HADDR_UNDEF when there is no link of that name or
+/// it is not a hard link. \return false when HDF5 failed.
+bool hdf_FindHardLink(hdf_Operation& operation, hid_t group, const char* name, haddr_t& address);
+/// As hdf_FindHardLink, and there must be one.
+bool hdf_RequireHardLink(hdf_Operation& operation, hid_t group, const char* name);

@@ -1,0 +1,9 @@
+#pragma once
+
+#include <UTI_ORXSimDynamicAPI/hdf_Context.h>
+
+/// Makes a new file or opens one, the only place where files are opened. Takes the lock before it touches
+/// anything. \param context fileName, readOnly and durability are set; file, descriptor, device and inode
+/// are filled. \return false, with the cause reported and nothing left open.
+bool hdf_CreateFile(hdf_Operation& operation, hdf_Context& context, bool mustBeNew);
+bool hdf_OpenFile(hdf_Operation& operation, hdf_Context& context);

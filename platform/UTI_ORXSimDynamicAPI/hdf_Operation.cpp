@@ -1,0 +1,130 @@
+#include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
+
+#include <UTI_ORXSimDynamicAPI/hdf_Context.h>
+#include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
+
+#include <system_error>
+
+namespace {
+constinit int s_silences = 0; // nested hdf_Silence objects; the outermost holds the host's handler
+constinit H5E_auto2_t s_handler = nullptr;
+constinit void* s_handlerData = nullptr;
+#ifndef H5_NO_DEPRECATED_SYMBOLS
+constinit H5E_auto1_t s_oldHandler = nullptr;
+constinit unsigned s_isNew = 1;
+#endif
+
+// Lives for ever: objects of the host may fail after our own statics would be gone.
+std::string& lastError() {
+  static std::string& text = *new std::string;
+  return text;
+}
+
+herr_t takeInnermost(unsigned, const H5E_error2_t* error, void* text) {
+  *static_cast<std::string*>(text) = error->desc == nullptr ? "" : error->desc;
+  return 1; // the first is the innermost
+}
+
+std::string innermostMessage() {
+  std::string text;
+  H5Ewalk2(H5E_DEFAULT, H5E_WALK_UPWARD, &takeInnermost, &text);
+  H5Eclear2(H5E_DEFAULT);
+  return text.empty() ? "HDF5 gives no cause" : text;
+}
+
+std::string nameOf(hid_t place) { return place < 0 ? "" : hdf_PathOf(place); }
+
+void setLast(std::string line) {
+  for (char& c : line)
+    if (static_cast<unsigned char>(c) < ' ')
+      c = ' ';
+  lastError() = std::move(line);
+}
+} // namespace
+
+hdf_Silence::hdf_Silence() {
+  if (s_silences++ != 0)
+    return;
+#ifndef H5_NO_DEPRECATED_SYMBOLS
+  H5Eauto_is_v2(H5E_DEFAULT, &s_isNew);
+  if (s_isNew == 0) {
+    H5Eget_auto1(&s_oldHandler, &s_handlerData);
+    H5Eset_auto1(nullptr, nullptr);
+    return;
+  }
+#endif
+  H5Eget_auto2(H5E_DEFAULT, &s_handler, &s_handlerData);
+  H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr);
+}
+
+hdf_Silence::~hdf_Silence() {
+  if (--s_silences != 0)
+    return;
+#ifndef H5_NO_DEPRECATED_SYMBOLS
+  if (s_isNew == 0) {
+    H5Eset_auto1(s_oldHandler, s_handlerData);
+    return;
+  }
+#endif
+  H5Eset_auto2(H5E_DEFAULT, s_handler, s_handlerData);
+}
+
+hdf_Operation::hdf_Operation(const char* what, const hdf_ObjectRep* object, const char* name)
+    : m_what(what), m_object(object), m_context(object == nullptr ? nullptr : object->context.get()),
+      m_missing("the object is empty"), m_name(name) {}
+
+hdf_Operation::hdf_Operation(const char* what, const hdf_Context* context, const char* name)
+    : m_what(what), m_context(context), m_name(name) {}
+
+hdf_Operation::hdf_Operation(const char* what, const char* fileName) : m_what(what), m_fileName(fileName) {}
+
+bool hdf_Operation::Usable() {
+  if (m_object != nullptr && m_object->failure != nullptr) {
+    lastError() = *m_object->failure;
+    return false;
+  }
+  if (m_context == nullptr)
+    return Refuse(m_missing);
+  if (!m_context->IsOpen())
+    return Refuse("the file was closed");
+  if (m_object != nullptr && m_object->id < 0)
+    return Refuse("the object was closed");
+  return true;
+}
+
+bool hdf_Operation::Writable() {
+  return Usable() && (!m_context->readOnly || Refuse("the file is open for reading only"));
+}
+
+bool hdf_Operation::Check(std::int64_t result) { return result >= 0 || Refuse(innermostMessage()); }
+
+bool hdf_Operation::RefuseErrno(int error) { return Refuse(std::generic_category().message(error)); }
+
+bool hdf_Operation::Refuse(const std::string& cause) {
+  const char* const file = m_context != nullptr    ? m_context->fileName.c_str()
+                           : m_fileName != nullptr ? m_fileName
+                                                   : "no file";
+  const std::string path = Path();
+  setLast(std::string(file) + ": " + path + (path.empty() ? "" : ": ") + m_what + ": " + cause);
+  return false;
+}
+
+void hdf_Operation::At(hid_t place, const char* name) {
+  m_place = place;
+  m_name = name;
+}
+
+std::string hdf_Operation::Path() const {
+  const bool open = m_context != nullptr && m_context->IsOpen();
+  std::string path = !open                 ? ""
+                     : m_place >= 0        ? nameOf(m_place)
+                     : m_object != nullptr ? nameOf(m_object->id)
+                                           : "";
+  if (m_name == nullptr)
+    return path;
+  if (!path.empty() && path.back() != '/')
+    path += '/';
+  return path + m_name;
+}
+
+const std::string& hdf_Operation::Last() { return lastError(); }

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <hdf5.h>
+
+#include <cstdint>
+#include <string>
+
+class hdf_ObjectRep;
+struct hdf_Context;
+
+/// Keeps HDF5 from printing while it lives and puts the host's handler back exactly. Nests.
+class hdf_Silence {
+public:
+  hdf_Silence();
+  hdf_Silence(const hdf_Silence&) = delete;
+  hdf_Silence& operator=(const hdf_Silence&) = delete;
+  ~hdf_Silence();
+};
+
+/// One public call: keeps HDF5 silent while it lasts, and turns what fails into the module's last error,
+/// "FILE: OBJECT PATH: operation: cause". Nothing is composed before something fails. Private to the module.
+class hdf_Operation {
+public:
+  /// \param what the operation in words. \param name the link or attribute it is about, or null.
+  hdf_Operation(const char* what, const hdf_ObjectRep* object, const char* name = nullptr);
+  hdf_Operation(const char* what, const hdf_Context* context, const char* name = nullptr);
+  /// For calls before there is a context.
+  hdf_Operation(const char* what, const char* fileName);
+  hdf_Operation(const hdf_Operation&) = delete;
+  hdf_Operation& operator=(const hdf_Operation&) = delete;
+
+  /// False, with the cause reported, when the object is empty, failed to open, or its file was closed.
+  bool Usable();
+  /// As Usable(), and the file is open for writing.
+  bool Writable();
+  /// False when an HDF5 call gave a negative result; its innermost message becomes the cause.
+  bool Check(std::int64_t result);
+  /// Reports a cause of our own. \return false.
+  bool Refuse(const std::string& cause);
+  /// Reports what errno means. \return false.
+  bool RefuseErrno(int error);
+  /// Moves the message to another object or name, for calls of several steps.
+  void At(hid_t place, const char* name = nullptr);
+
+  /// The last failure of the module, "" when none was.
+  static const std::string& Last();
+
+private:
+  std::string Path() const;
+
+  hdf_Silence m_silence;
+  const char* m_what;
+  const hdf_ObjectRep* m_object = nullptr;
+  const hdf_Context* m_context = nullptr;
+  const char* m_fileName = nullptr;
+  const char* m_missing = "the context is not open"; // the cause when there is no m_context
+  const char* m_name = nullptr;
+  hid_t m_place = H5I_INVALID_HID;
+};

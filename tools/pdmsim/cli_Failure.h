@@ -1,0 +1,21 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+/// What the program's exit codes mean to a script.
+enum class cli_Exit : int {
+  kDone = 0,
+  kNotThere = 1, // wrong use, or the file has nothing of that name
+  kUnusable = 2, // an input cannot be read, or the output cannot be written
+};
+
+/// Ends the command: the text becomes one line on the error stream.
+class cli_Failure : public std::runtime_error {
+ public:
+  cli_Failure(cli_Exit code, const std::string& text) : std::runtime_error(text), m_code(code) {}
+  cli_Exit Code() const { return m_code; }
+
+ private:
+  cli_Exit m_code;
+};

@@ -1,0 +1,34 @@
+#include "cli_Library.h"
+
+#include "cli_Failure.h"
+
+#include <PDM_Core.h>
+
+cli_Library::cli_Library() : m_lastError(ORXSimManager::LastError()) {
+  int modules = 0;
+  DDB_PDM_Core_initialize(modules);
+  err_InstallSink(&cli_Library::Keep, this);
+}
+
+cli_Library::~cli_Library() {
+  err_RemoveSink();
+  int modules = 0;
+  DDB_PDM_Core_finalize(modules);
+}
+
+void cli_Library::Keep(const char* text, void* self) {
+  constexpr std::size_t kMost = 4096;
+  std::string& lines = static_cast<cli_Library*>(self)->m_lines;
+  if (text && lines.size() < kMost)
+    lines += text;
+}
+
+void cli_Library::Check(const std::string& file, const std::string& expected) const {
+  const std::string lastError = ORXSimManager::LastError();
+  if (lastError != m_lastError)
+    throw cli_Failure(cli_Exit::kUnusable, lastError);
+  if (m_lines.empty())
+    return;
+  const std::string line = m_lines.substr(0, m_lines.find('\n'));
+  throw cli_Failure(cli_Exit::kUnusable, file + ": expected " + expected + ", found: " + line);
+}

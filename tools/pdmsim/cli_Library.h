@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+/// The library, up for the lifetime of this object; what it writes to its error stream is kept.
+class cli_Library {
+ public:
+  cli_Library();
+  cli_Library(const cli_Library&) = delete;
+  cli_Library& operator=(const cli_Library&) = delete;
+  ~cli_Library();
+
+  /// Throws cli_Failure when the library has reported or the file API recorded a failure since this object
+  /// was made. \param file the simulation file in hand; \param expected what was being done, as
+  /// "a whole simulation file".
+  void Check(const std::string& file, const std::string& expected) const;
+
+ private:
+  static void Keep(const char* text, void* self);
+
+  std::string m_lines;     // the first few kB
+  std::string m_lastError; // of before
+};

@@ -1,0 +1,114 @@
+#include "cmd_Import.h"
+
+#include "cli_Failure.h"
+#include "cli_Library.h"
+#include "exo_File.h"
+#include "imp_Model.h"
+#include "imp_Output.h"
+#include "imp_Progress.h"
+#include "show_Text.h"
+
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+namespace {
+
+struct Options {
+  std::string mesh, file;
+  bool force = false, quiet = false, json = false;
+};
+
+constexpr char kFooter[] = R"(Examples:
+  pdmsim import beam.exo beam.pdm
+  pdmsim import beam.exo beam.pdm --force --quiet && pdmsim show beam.pdm
+  pdmsim import beam.exo beam.pdm --json | jq .nodes
+
+MESH is Exodus II in any netCDF format. Blocks become element sets and regions, side sets surfaces,
+result variables fields with one drawer a step; node and element numbers are kept in the fields 'label'.
+FILE appears only when it is whole: until then its bytes are in FILE.new-PID.)";
+
+/// Refuses to write over the mesh itself.
+void CheckDistinct(const Options& options) {
+  std::error_code ignored;
+  if (std::filesystem::equivalent(options.mesh, options.file, ignored))
+    throw cli_Failure(cli_Exit::kNotThere,
+                      options.file + ": expected another file than the mesh, found the mesh");
+}
+
+show_Json Summary(const Options& options, const imp_Counts& counts, unsigned long long bytes,
+                  double seconds) {
+  show_Json renamed = show_Json::array();
+  for (const imp_Renamed& one : counts.renamed)
+    renamed.push_back({{"what", one.what}, {"from", one.from}, {"to", one.to}});
+  return {{"mesh", options.mesh},
+          {"file", options.file},
+          {"nodes", counts.nodes},
+          {"elements", counts.elements},
+          {"blocks", counts.blocks},
+          {"nodeSets", counts.nodeSets},
+          {"elementSets", counts.elementSets},
+          {"sideSets", counts.sideSets},
+          {"fields", counts.fields},
+          {"steps", counts.steps},
+          {"bytes", bytes},
+          {"seconds", seconds},
+          {"renamed", std::move(renamed)},
+          {"notImported", counts.notImported}};
+}
+
+void Print(const show_Json& s) {
+  const auto n = [&](const char* key) { return s[key].get<unsigned long long>(); };
+  char seconds[32];
+  std::snprintf(seconds, sizeof seconds, "%.2f s", s["seconds"].get<double>());
+  std::cout << s["file"].get<std::string>() << ": " << n("nodes") << " nodes, " << n("elements")
+            << " elements in " << n("blocks") << " blocks\n  " << n("nodeSets") << " node sets, "
+            << n("elementSets") << " element sets, " << n("sideSets") << " side sets, " << n("fields")
+            << " fields, " << n("steps") << " steps\n  " << show_Size(n("bytes")) << " in " << seconds
+            << "\n";
+}
+
+void Warn(const Options& options, const imp_Counts& counts) {
+  for (const imp_Renamed& one : counts.renamed)
+    std::cerr << options.mesh << ": the name '" << one.from << "' of " << one.what
+              << " is taken; it is called '" << one.to << "'\n";
+  for (const std::string& note : counts.notImported)
+    std::cerr << options.mesh << ": not imported: " << note << "\n";
+}
+
+void Import(const Options& options) {
+  imp_CatchSignals();
+  CheckDistinct(options);
+  const exo_File mesh(options.mesh);
+  imp_Output output(options.file, options.force);
+  imp_Counts counts;
+  double seconds = 0;
+  {
+    imp_Progress progress("importing " + options.mesh, !options.quiet);
+    const cli_Library library;
+    counts = imp_WriteModel(mesh, output.Unfinished(), library, progress);
+    seconds = progress.Seconds();
+  }
+  const unsigned long long bytes = output.Finish();
+  if (!options.quiet)
+    Warn(options, counts);
+  const show_Json summary = Summary(options, counts, bytes, seconds);
+  if (options.json)
+    std::cout << summary.dump(2, ' ', false, show_Json::error_handler_t::replace) << '\n';
+  else if (!options.quiet)
+    Print(summary);
+}
+
+} // namespace
+
+void cmd_AddImport(CLI::App& program) {
+  auto options = std::make_shared<Options>();
+  CLI::App* command = program.add_subcommand("import", "Turn a mesh into a simulation file");
+  command->add_option("MESH", options->mesh, "Exodus II mesh to read")->required();
+  command->add_option("FILE", options->file, "simulation file to write")->required();
+  command->add_flag("--force", options->force, "replace FILE if it is there");
+  command->add_flag("--quiet", options->quiet, "no progress, notes and summary; errors only");
+  command->add_flag("--json", options->json, "print the summary as JSON");
+  command->footer(kFooter);
+  command->callback([options] { Import(*options); });
+}

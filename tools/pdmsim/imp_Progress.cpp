@@ -1,0 +1,56 @@
+#include "imp_Progress.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+volatile std::sig_atomic_t g_signal = 0;
+void Remember(int signal) {
+  g_signal = signal;
+}
+} // namespace
+
+imp_Progress::imp_Progress(std::string text, bool shown)
+    : m_text(std::move(text)), m_shown(shown && isatty(2)) {}
+
+imp_Progress::~imp_Progress() {
+  if (m_drawn)
+    std::fputs("\r\033[K", stderr);
+}
+
+double imp_Progress::Seconds() const {
+  return std::chrono::duration<double>(Clock::now() - m_begin).count();
+}
+
+void imp_Progress::Advance(double bytes) {
+  imp_CheckSignals();
+  m_done += bytes;
+  const auto now = Clock::now();
+  if (!m_shown || now < m_next)
+    return;
+  m_next = now + std::chrono::milliseconds(100);
+  m_drawn = true;
+  const int percent = m_total > 0 ? static_cast<int>(100 * std::min(1.0, m_done / m_total)) : 0;
+  std::fprintf(stderr, "\r%s: %3d %%, %.0f MB\033[K", m_text.c_str(), percent, m_done / 1e6);
+  std::fflush(stderr);
+}
+
+void imp_CatchSignals() {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action {};
+    if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN)
+      continue; // as under nohup
+    action = {};
+    action.sa_handler = Remember;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    sigaction(signal, &action, nullptr);
+  }
+}
+
+void imp_CheckSignals() {
+  if (g_signal)
+    throw imp_Interrupted{g_signal};
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+/// The line that tells a person at a terminal how far a long import is, and the place where an interrupted
+/// one ends.
+class imp_Progress {
+ public:
+  /// \param text what is going on. \param shown false keeps silent. On anything but a terminal it is silent
+  /// as well.
+  imp_Progress(std::string text, bool shown);
+  imp_Progress(const imp_Progress&) = delete;
+  imp_Progress& operator=(const imp_Progress&) = delete;
+  /// Wipes the line.
+  ~imp_Progress();
+
+  /// The whole work, in bytes to be written.
+  void Total(double bytes) { m_total = bytes; }
+  /// Counts work done; from the second second on shows it, ten times a second at most. Throws
+  /// imp_Interrupted when the process was asked to stop.
+  void Advance(double bytes);
+  double Seconds() const;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  std::string m_text;
+  bool m_shown, m_drawn = false;
+  double m_total = 0, m_done = 0;
+  Clock::time_point m_begin = Clock::now(), m_next = m_begin + std::chrono::seconds(1);
+};
+
+/// SIGINT, SIGTERM or SIGHUP came.
+struct imp_Interrupted {
+  int signal;
+};
+
+/// From now on those signals are remembered instead of ending the process.
+void imp_CatchSignals();
+/// Throws imp_Interrupted when one came.
+void imp_CheckSignals();

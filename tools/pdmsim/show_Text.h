@@ -1,0 +1,13 @@
+#pragma once
+
+#include "show_Values.h"
+
+#include <iosfwd>
+
+/// Writes a description for a person to read: what is null or empty is left out, control characters in
+/// names are written as \xNN.
+/// \param name what the line begins with. \param depth how far the line is indented.
+void show_Write(std::ostream& out, const std::string& name, const show_Json& value, int depth);
+
+/// A number of bytes as a person reads it, as 1.5 MB.
+std::string show_Size(unsigned long long bytes);
