@@ -1,1 +1,48 @@
-# Install and export; filled with the package.
+# What `cmake --install` puts into a prefix: libraries, headers, the schema generator, and what
+# find_package(PDM_Core) and pkg-config need to find them. The package may be moved as a whole.
+include(CMakePackageConfigHelpers)
+
+get_property(PDM_LIBRARIES GLOBAL PROPERTY PDM_INSTALLED_LIBRARIES)
+set(PDM_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/PDM_Core)
+set(PDM_SCHEMA_DIR ${CMAKE_INSTALL_DATADIR}/PDM_Core/schema)
+set(PDM_CONFIG_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/PDM_Core)
+
+# The standard library's templates that we instantiate stay our own affair.
+set(PDM_SYMBOLS ${PROJECT_SOURCE_DIR}/cmake/PDM_Symbols.map)
+foreach(library ${PDM_LIBRARIES})
+  target_link_options(${library} PRIVATE -Wl,--version-script=${PDM_SYMBOLS})
+  set_property(TARGET ${library} APPEND PROPERTY LINK_DEPENDS ${PDM_SYMBOLS})
+endforeach()
+
+install(TARGETS ${PDM_LIBRARIES} EXPORT PDM_CoreTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(EXPORT PDM_CoreTargets NAMESPACE PDM_Core:: DESTINATION ${PDM_CONFIG_DIR})
+
+# The platform's headers are installed where its libraries are declared.
+install(FILES lib/PDM_Core.h DESTINATION ${PDM_HEADER_DIR})
+foreach(folder kda omi gbb msf fes)
+  install(DIRECTORY ${folder} DESTINATION ${PDM_HEADER_DIR}
+    FILES_MATCHING PATTERN "*.h" PATTERN "msfD_SimImpl.h" EXCLUDE)
+endforeach()
+install(DIRECTORY generated/ DESTINATION ${PDM_HEADER_DIR}
+  FILES_MATCHING PATTERN "*.h" PATTERN "impl" EXCLUDE)
+install(DIRECTORY schema/ DESTINATION ${PDM_SCHEMA_DIR}
+  FILES_MATCHING PATTERN "*.toml" PATTERN "*.j2" PATTERN "generate.py" PATTERN "__pycache__" EXCLUDE)
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+configure_package_config_file(cmake/PDM_CoreConfig.cmake.in PDM_CoreConfig.cmake
+  INSTALL_DESTINATION ${PDM_CONFIG_DIR} PATH_VARS PDM_SCHEMA_DIR)
+write_basic_package_version_file(PDM_CoreConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/PDM_CoreConfig.cmake ${PROJECT_BINARY_DIR}/PDM_CoreConfigVersion.cmake
+  cmake/PDM_CoreGenerate.cmake
+  DESTINATION ${PDM_CONFIG_DIR})
+
+# pkg-config: the prefix is told from where the file lies.
+set(PDM_PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH PDM_PC_PREFIX /prefix/${PDM_PC_DIR} /prefix)
+list(TRANSFORM PDM_LIBRARIES PREPEND "-l" OUTPUT_VARIABLE PDM_PC_LIBS)
+list(REVERSE PDM_PC_LIBS) # users before what they use
+list(JOIN PDM_PC_LIBS " " PDM_PC_LIBS)
+configure_file(cmake/PDM_Core.pc.in PDM_Core.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/PDM_Core.pc DESTINATION ${PDM_PC_DIR})

@@ -20,6 +20,10 @@ if(PDM_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${PDM_CCACHE})
 endif()
 
+if(NOT PDM_SANITIZE)
+  add_link_options(-Wl,--no-undefined)
+endif()
+
 add_library(pdm_warnings INTERFACE)
 target_compile_options(pdm_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)

@@ -1,6 +1,11 @@
 #include <gbb/gbb_SchemaSnapshot.h>
 
 #include <UTI_CoreUtils/err_Stream.h>
+#include <omi/omi_Btree_Impl.h>
+
+gbb_SchemaSnapshotImpl::gbb_SchemaSnapshotImpl(gbb_Path sim) : m_path(sim, 0) {}
+
+gbb_SchemaSnapshotImpl::~gbb_SchemaSnapshotImpl() = default;
 
 gbb_SchemaSnapshot::gbb_SchemaSnapshot(const gbb_Handle& handle)
     : m_impl(handle.Class().IsA(StaticClass()) ? static_cast<gbb_SchemaSnapshotImpl*>(handle.Object()) : nullptr) {}

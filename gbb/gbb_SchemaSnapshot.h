@@ -35,7 +35,8 @@ private:
 /// What stands behind a gbb_SchemaSnapshot, kept by a Sim.
 class gbb_SchemaSnapshotImpl {
 public:
-  explicit gbb_SchemaSnapshotImpl(gbb_Path sim) : m_path(sim, 0) {}
+  explicit gbb_SchemaSnapshotImpl(gbb_Path sim);
+  ~gbb_SchemaSnapshotImpl();
   /// The snapshot's own place: under its Sim.
   gbb_Path Path() const { return gbb_Path(&m_path); }
 

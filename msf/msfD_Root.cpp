@@ -5,6 +5,7 @@
 #include <gbb/gbb_Group.h>
 #include <gbb/gbb_TraverseContext.h>
 #include <kda/kda_string.h>
+#include <omi/omi_Btree_Impl.h>
 
 namespace {
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <omi/omi_BtreeNode.h>
-#include <omi/omi_BtreePath.h>
 
 #include <utility>
 

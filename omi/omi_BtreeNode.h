@@ -1,8 +1,13 @@
 #pragma once
 
 #include <UTI_CoreUtils/mem_Allocation.h>
+#include <omi/omi_BtreePath.h>
 
+#include <cstddef>
 #include <cstdint>
+
+// Steps that only other members take: reached directly, not through the library's table of exports.
+#define OMI_LOCAL __attribute__((visibility("hidden")))
 
 template <class Key, class Value>
 class omi_Btree;
@@ -66,17 +71,27 @@ public:
 private:
   friend class omi_Btree<Key, Value>;
   enum { kLeft = 0, kRight = 1 };
+  enum : signed char { kUnsettled = 4 };
+  using Path = omi_BtreePath<omi_BtreeNode**>; // of the links that hold the nodes, the root's first
 
   omi_BtreeNode(const omi_BtreeNode& src); // the node alone, without children
 
   static omi_BtreeNode* Clone(const omi_BtreeNode* src);
   static void Destroy(omi_BtreeNode* node);
 
-  static omi_BtreeNode* InsertAt(omi_BtreeNode*& root, const Key& key, const Value& value, bool rebalanceRoot);
-  static bool RemoveAt(omi_BtreeNode*& root, const Key& key, bool rebalanceRoot);
-  template <class Path>
-  static void Climb(Path& path, unsigned long long unsettled, bool rebalanceRoot);
-  static omi_BtreeNode* Splice(omi_BtreeNode* node);
+  OMI_LOCAL static omi_BtreeNode* InsertAt(omi_BtreeNode*& root, const Key& key, const Value& value,
+                                           bool rebalanceRoot);
+  OMI_LOCAL static bool RemoveAt(omi_BtreeNode*& root, const Key& key, bool rebalanceRoot);
+  OMI_LOCAL static void Climb(Path& path, omi_BtreeNode** changed, int before, unsigned long long unsettled,
+                              bool rebalanceRoot);
+  OMI_LOCAL static omi_BtreeNode* Splice(omi_BtreeNode* node);
+
+  OMI_LOCAL void Recompute();
+  OMI_LOCAL void Recompute(int left, int right);
+  OMI_LOCAL void FallBehind();
+  OMI_LOCAL bool Follow(int side, int before, int after);
+  OMI_LOCAL omi_BtreeNode* RotateUp(int side, int outer);
+  OMI_LOCAL static void Rebalance(omi_BtreeNode*& slot);
 
   // Where a search goes is a coin toss, which a branch would guess wrongly every other time: chosen by bits, of
   // two addresses that are loaded while the keys are still being compared.
@@ -85,19 +100,32 @@ private:
     const auto isLess = static_cast<std::uintptr_t>(static_cast<std::intptr_t>(order >> 31));
     return reinterpret_cast<omi_BtreeNode*>(r ^ ((l ^ r) & isLess));
   }
-  static int HeightOf(const omi_BtreeNode* node) { return node != nullptr ? node->m_height : 0; }
-  int Lean() const { return HeightOf(m_child[kRight]) - HeightOf(m_child[kLeft]); }
-  int HeightAboveChildren() const;
-  int Recompute();
-  void Settle() { m_unsettled = m_height != HeightAboveChildren() || Lean() > 1 || Lean() < -1; }
-  omi_BtreeNode* RotateUp(int side);
-  static void Rebalance(omi_BtreeNode*& slot, int lean);
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winvalid-offsetof" // value types of any layout
+  // Of no node: -1. Without a branch, as above.
+  static int HeightOf(const omi_BtreeNode* node) {
+    static constexpr int kNone = -1;
+    const auto present = -static_cast<std::uintptr_t>(node != nullptr);
+    const auto own = reinterpret_cast<std::uintptr_t>(node) + offsetof(omi_BtreeNode, m_height);
+    return *reinterpret_cast<const int*>((own & present) | (reinterpret_cast<std::uintptr_t>(&kNone) & ~present));
+  }
+#pragma GCC diagnostic pop
+  // A missing child weighs as much as a childless one.
+  static int AsSubtree(int height) { return height > 0 ? height : 0; }
+  static signed char ShortLean(int lean) {
+    return static_cast<unsigned>(lean + 1) > 2u ? static_cast<signed char>(kUnsettled)
+                                                : static_cast<signed char>(lean);
+  }
+  unsigned long long UnsettledAt(int depth) const {
+    return static_cast<unsigned long long>(m_lean == kUnsettled) << (depth & 63);
+  }
 
   Value m_value;
   Key m_key;
   omi_BtreeNode* m_child[2] = {nullptr, nullptr}; // lesser keys, greater keys
   int m_height = 0;
-  // Recomputing the height or rebalancing this node would change something. Lies in what is padding anyway;
-  // lets a change stop climbing at the first subtree whose height stays, when nothing above is unsettled.
-  bool m_unsettled = false;
+  // How much higher the right subtree is than the left, by stored heights, when that is at most 1 and the own
+  // height agrees with them; else kUnsettled: the next change that passes recomputes or turns this node. Lies in
+  // what is padding anyway; lets a change climb without a look at siblings, and stop early.
+  signed char m_lean = 0;
 };

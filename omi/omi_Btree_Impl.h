@@ -5,11 +5,12 @@
 #include <omi/omi_Btree.h>
 #include <omi/omi_BtreeIterator.h>
 
+#include <algorithm>
 #include <bit>
 
 template <class Key, class Value>
 omi_BtreeNode<Key, Value>::omi_BtreeNode(const omi_BtreeNode& src)
-    : m_value(src.m_value), m_key(src.m_key), m_height(src.m_height), m_unsettled(src.m_unsettled) {}
+    : m_value(src.m_value), m_key(src.m_key), m_height(src.m_height), m_lean(src.m_lean) {}
 
 template <class Key, class Value>
 omi_BtreeNode<Key, Value>::~omi_BtreeNode() {
@@ -77,82 +78,135 @@ void omi_BtreeNode<Key, Value>::Destroy(omi_BtreeNode* node) {
   }
 }
 
+// Sets the height from the children's.
 template <class Key, class Value>
-int omi_BtreeNode<Key, Value>::HeightAboveChildren() const {
-  const int left = m_child[kLeft] != nullptr ? m_child[kLeft]->m_height + 1 : 0;
-  const int right = m_child[kRight] != nullptr ? m_child[kRight]->m_height + 1 : 0;
-  return left > right ? left : right;
+void omi_BtreeNode<Key, Value>::Recompute() {
+  Recompute(HeightOf(m_child[kLeft]), HeightOf(m_child[kRight]));
 }
 
-// Returns how much higher the right child is than the left.
 template <class Key, class Value>
-int omi_BtreeNode<Key, Value>::Recompute() {
-  m_height = HeightAboveChildren();
-  const int lean = Lean();
-  m_unsettled = lean > 1 || lean < -1;
-  return lean;
+void omi_BtreeNode<Key, Value>::Recompute(int left, int right) {
+  m_height = std::max(left, right) + 1;
+  m_lean = ShortLean(AsSubtree(right) - AsSubtree(left));
 }
 
-// The child on that side comes up and gives its inner subtree to this node. Returns the child.
+// Notes that a child's stored height has changed, which this node's does not follow.
 template <class Key, class Value>
-omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::RotateUp(int side) {
-  omi_BtreeNode* const riser = m_child[side];
-  m_child[side] = riser->m_child[1 - side];
-  riser->m_child[1 - side] = this;
+void omi_BtreeNode<Key, Value>::FallBehind() {
+  const int height = m_height;
   Recompute();
-  riser->Recompute();
+  if (height != m_height)
+    m_lean = kUnsettled;
+  m_height = height;
+}
+
+// Turns the subtree in the slot when it is out of balance: the child on the higher side comes up, as it is,
+// and gives its inner subtree to the node.
+template <class Key, class Value>
+void omi_BtreeNode<Key, Value>::Rebalance(omi_BtreeNode*& slot) {
+  omi_BtreeNode* const node = slot;
+  const int left = HeightOf(node->m_child[kLeft]), right = HeightOf(node->m_child[kRight]);
+  const int lean = AsSubtree(right) - AsSubtree(left);
+  if (ShortLean(lean) == kUnsettled)
+    slot = node->RotateUp(lean > 0 ? kRight : kLeft, lean > 0 ? left : right);
+}
+
+// Returns the child that came up. `outer` is the height of the other child, which stays.
+template <class Key, class Value>
+omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::RotateUp(int side, int outer) {
+  omi_BtreeNode* const riser = m_child[side];
+  omi_BtreeNode* const inner = riser->m_child[1 - side];
+  m_child[side] = inner;
+  riser->m_child[1 - side] = this;
+  const int innerHeight = HeightOf(inner), riserOuter = HeightOf(riser->m_child[side]);
+  const bool toRight = side == kRight;
+  Recompute(toRight ? outer : innerHeight, toRight ? innerHeight : outer);
+  riser->Recompute(toRight ? m_height : riserOuter, toRight ? riserOuter : m_height);
   return riser;
 }
 
+// Follows a change of a child's height, from `before` to `after` (not -1), on the side +1 or -1, without a look
+// at the other child. Returns false, with nothing changed, when this cannot be told or calls for a rotation.
 template <class Key, class Value>
-void omi_BtreeNode<Key, Value>::Rebalance(omi_BtreeNode*& slot, int lean) {
-  if (lean > 1)
-    slot = slot->RotateUp(kRight);
-  else if (lean < -1)
-    slot = slot->RotateUp(kLeft);
+bool omi_BtreeNode<Key, Value>::Follow(int side, int before, int after) {
+  if (m_lean == kUnsettled)
+    return false;
+  before = AsSubtree(before);
+  const int other = before - side * m_lean;
+  const signed char lean = ShortLean(m_lean + side * (after - before));
+  if (lean == kUnsettled)
+    return false;
+  m_lean = lean;
+  m_height = std::max(after, other) + 1;
+  return true;
 }
 
-// Recomputes and rebalances the nodes in path[depth], path[depth - 1], ..., path[0] after a change below
-// path[depth]. A settled node whose changed child kept its height would stay as it is, so the climb then goes
-// straight to the next unsettled one (bit d of `unsettled` tells of path[d]), or ends.
+// Recomputes and rebalances the nodes above a change, from the deepest up: path[count] is the slot whose
+// subtree had the height `before`. A settled node whose changed child kept its height would stay as it is, so
+// the climb then goes straight to the next unsettled one (bit d of `unsettled` tells of path[d]), or ends.
 template <class Key, class Value>
-template <class Path>
-void omi_BtreeNode<Key, Value>::Climb(Path& path, unsigned long long unsettled, bool rebalanceRoot) {
+void omi_BtreeNode<Key, Value>::Climb(Path& path, omi_BtreeNode** changed, int before,
+                                      unsigned long long unsettled, bool rebalanceRoot) {
   int depth = path.Count() - 1;
   while (depth >= 0) {
-    omi_BtreeNode*& slot = *path[depth];
-    const int before = slot->m_height;
-    const int lean = slot->Recompute();
-    if (depth > 0 || rebalanceRoot)
-      Rebalance(slot, lean);
+    omi_BtreeNode** const slot = path[depth];
+    omi_BtreeNode* const node = *slot;
+    const int height = node->m_height;
+    const int side = changed == &node->m_child[kRight] ? 1 : -1;
+    if (*changed == nullptr || !node->Follow(side, before, (*changed)->m_height)) {
+      node->Recompute();
+      if (depth > 0 || rebalanceRoot)
+        Rebalance(*slot);
+    }
     --depth;
-    if (slot->m_height != before || depth >= 63)
+    changed = slot;
+    before = height;
+    if ((*slot)->m_height != height || depth >= 63)
       continue;
     if (depth >= 0)
       unsettled &= (2ull << depth) - 1; // what is left for path[0] to path[depth]
     if (depth < 0 || unsettled == 0)
       return;
     depth = 63 - std::countl_zero(unsettled);
+    changed = path[depth + 1];
+    before = (*changed)->m_height;
   }
 }
 
+// Adds a node and returns null, or returns the node that has the key.
+//
+// The way begins with a run of greater children, which a branch foretells when keys come in ascending order;
+// after that nothing foretells it, and the next node is chosen without a branch.
 template <class Key, class Value>
 omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::InsertAt(omi_BtreeNode*& root, const Key& key,
                                                                const Value& value, bool rebalanceRoot) {
-  omi_BtreePath<omi_BtreeNode**> path;
+  Path path;
   unsigned long long unsettled = 0;
   omi_BtreeNode** slot = &root;
+  omi_BtreeNode* node = root;
+  int order;
   do {
-    omi_BtreeNode* const node = *slot;
-    const int order = BtreeCompare(key, node->m_key);
+    order = BtreeCompare(key, node->m_key);
+    if (order <= 0)
+      break;
+    unsettled |= node->UnsettledAt(path.Count());
+    path.Push(slot);
+    slot = &node->m_child[kRight];
+    node = *slot;
+  } while (node != nullptr);
+  while (node != nullptr) {
     if (order == 0)
       return node;
-    unsettled |= static_cast<unsigned long long>(node->m_unsettled) << (path.Count() & 63);
+    unsettled |= node->UnsettledAt(path.Count());
     path.Push(slot);
     slot = &node->m_child[order > 0];
-  } while (*slot != nullptr);
+    node = Choose(order, node->m_child[kLeft], node->m_child[kRight]);
+    if (node == nullptr)
+      break;
+    order = BtreeCompare(key, node->m_key);
+  }
   *slot = new omi_BtreeNode(key, value);
-  Climb(path, unsettled, rebalanceRoot);
+  Climb(path, slot, -1, unsettled, rebalanceRoot);
   return nullptr;
 }
 
@@ -177,7 +231,7 @@ omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::Splice(omi_BtreeNode* node
     successor->m_child[kRight] = right;
     parent->Recompute();
     if (grandparent != nullptr)
-      grandparent->Settle();
+      grandparent->FallBehind();
   }
   successor->m_child[kLeft] = left;
   successor->Recompute();
@@ -186,7 +240,7 @@ omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::Splice(omi_BtreeNode* node
 
 template <class Key, class Value>
 bool omi_BtreeNode<Key, Value>::RemoveAt(omi_BtreeNode*& root, const Key& key, bool rebalanceRoot) {
-  omi_BtreePath<omi_BtreeNode**> path;
+  Path path;
   unsigned long long unsettled = 0;
   omi_BtreeNode** slot = &root;
   while (*slot != nullptr) {
@@ -194,18 +248,24 @@ bool omi_BtreeNode<Key, Value>::RemoveAt(omi_BtreeNode*& root, const Key& key, b
     const int order = BtreeCompare(key, node->m_key);
     if (order == 0)
       break;
-    unsettled |= static_cast<unsigned long long>(node->m_unsettled) << (path.Count() & 63);
+    unsettled |= node->UnsettledAt(path.Count());
     path.Push(slot);
     slot = &node->m_child[order > 0];
   }
   omi_BtreeNode* const found = *slot;
   if (found == nullptr)
     return false;
+  const int before = found->m_height;
   *slot = Splice(found);
   delete found;
+  if (path.Count() > 0) {
+    omi_BtreeNode* const parent = *path[path.Count() - 1];
+    parent->m_lean = kUnsettled; // its child may be another now, or none
+    unsettled |= parent->UnsettledAt(path.Count() - 1);
+  }
   if (*slot != nullptr && (path.Count() > 0 || rebalanceRoot))
-    Rebalance(*slot, (*slot)->Lean());
-  Climb(path, unsettled, rebalanceRoot);
+    Rebalance(*slot);
+  Climb(path, slot, before, unsettled, rebalanceRoot);
   return true;
 }
 
@@ -223,7 +283,7 @@ bool omi_BtreeNode<Key, Value>::Remove(const Key& key, omi_BtreeNode& parent) {
   if (self)
     parent.Recompute();
   else if (removed)
-    parent.Settle();
+    parent.FallBehind();
   return removed;
 }
 

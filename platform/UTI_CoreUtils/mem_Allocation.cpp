@@ -6,12 +6,16 @@
 #include <mutex>
 #include <new>
 #include <sys/mman.h>
+#include <utility>
 
 // Tree nodes and iterator links are one allocation each, so blocks of up to 256 bytes come from slabs:
 // spans of 64 KiB, each cut into blocks of one size class, packed without headers so that neighbours in
 // time are neighbours in memory. All spans lie in one reserved range of addresses, so an address alone
-// tells a slab block from a malloc block. Free blocks are kept per thread; a block freed by another
-// thread than its maker simply changes owner. Larger blocks are malloc's, whose realloc can move pages.
+// tells a slab block from a malloc block. Larger blocks are malloc's, whose realloc can move pages.
+//
+// A thread takes blocks of a class from one span until it is used up. A freed block goes back to its own
+// span, so that what is taken after a great release again lies together, and not strewn over all that was
+// released. A block freed by another thread than its span's simply joins that thread's free blocks.
 //
 // Sanitizer builds use malloc throughout, so that misuse is seen.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -40,7 +44,7 @@ constexpr std::size_t kGranule = 16;
 constexpr std::size_t kLargestSmall = 256;
 constexpr std::size_t kClasses = kLargestSmall / kGranule + 1;
 constexpr std::size_t kSpan = std::size_t{64} << 10;
-constexpr std::size_t kRegion = std::size_t{64} << 30; // addresses, not memory
+constexpr std::size_t kRegion = std::size_t{16} << 30; // addresses, not memory
 constexpr std::size_t kSpans = kRegion / kSpan;
 constexpr std::uintptr_t kNoRegion = std::uintptr_t{1} << 63; // no user address lies in a range from here
 
@@ -48,85 +52,147 @@ struct FreeBlock {
   FreeBlock* next;
 };
 
-struct alignas(32) Bin {
-  FreeBlock* free; // blocks given back, last in first out
-  char* fresh;     // first never-used block of the current span
-  char* end;       // end of the current span's whole blocks
+struct Span {
+  FreeBlock* free;         // blocks given back by the owner while another span was in use
+  Span* next;              // the next span in its bin's queue
+  unsigned owner;          // number of the thread that took the span
+  unsigned char sizeClass; // written once, before the span is handed out
+  bool queued;
 };
 
-constinit std::mutex s_mutex;                      // guards everything below but the thread's bins
-constinit std::uintptr_t s_base = kNoRegion;       // start of the reserved range
-constinit std::size_t s_spansUsed = 0;             // spans handed out so far
-constinit bool s_noRegion = false;                 // the range could not be had: malloc serves all
-constinit FreeBlock* s_orphans[kClasses] = {};     // blocks of threads that ended
-constinit unsigned char s_classOfSpan[kSpans] = {}; // written once, before the span is handed out
+// One thread's blocks of one size class.
+struct alignas(32) Bin {
+  FreeBlock* free; // to be taken next, last in first out
+  char* fresh;     // first never-used block of the span in use
+  char* end;       // end of that span's whole blocks
+  Span* span;      // the span in use
+};
 
-constinit thread_local Bin t_bins[kClasses] __attribute__((tls_model("initial-exec"))) = {};
+constinit std::mutex s_mutex;                  // guards what follows, but for the spans' lists
+constinit std::uintptr_t s_base = kNoRegion;   // start of the reserved range
+constinit std::size_t s_spansUsed = 0;         // spans handed out so far
+constinit bool s_noRegion = false;             // the range could not be had: malloc serves all
+constinit unsigned s_threads = 0;              // threads numbered so far
+constinit FreeBlock* s_orphans[kClasses] = {}; // blocks of threads that ended
+constinit Span s_spans[kSpans] = {};           // free, next and queued belong to the owner
 
-constexpr std::size_t classOf(std::size_t n) { return (n + kGranule - 1) / kGranule; }
-constexpr std::size_t sizeOf(std::size_t sizeClass) { return (sizeClass == 0 ? 1 : sizeClass) * kGranule; }
+#define MEM_THREAD constinit thread_local __attribute__((tls_model("initial-exec")))
+MEM_THREAD Bin t_bins[kClasses] = {};
+MEM_THREAD Span* t_queues[kClasses] = {}; // spans that have free blocks and are not in use
+MEM_THREAD unsigned t_thread = 0;         // this thread's number; 0 before it took or freed anything
+
+constexpr std::size_t classOf(std::size_t n) {
+  return (n + kGranule - 1) / kGranule;
+}
+constexpr std::size_t sizeOf(std::size_t sizeClass) {
+  return (sizeClass == 0 ? 1 : sizeClass) * kGranule;
+}
 
 bool inSlab(const void* block) {
   return reinterpret_cast<std::uintptr_t>(block) - s_base < kRegion;
 }
 
-std::size_t classOfBlock(const void* block) {
-  return s_classOfSpan[(reinterpret_cast<std::uintptr_t>(block) - s_base) / kSpan];
+Span& spanOf(const void* block) {
+  return s_spans[(reinterpret_cast<std::uintptr_t>(block) - s_base) / kSpan];
 }
 
-void push(Bin& bin, void* block) {
+void push(FreeBlock*& list, void* block) {
   FreeBlock* const freed = static_cast<FreeBlock*>(block);
-  freed->next = bin.free;
-  bin.free = freed;
+  freed->next = list;
+  list = freed;
 }
 
-// Hands the bins of a thread that ends to those that live on.
+void orphan(std::size_t sizeClass, FreeBlock* list) {
+  while (FreeBlock* const block = list) {
+    list = block->next;
+    push(s_orphans[sizeClass], block);
+  }
+}
+
+// Hands the free blocks of a thread that ends to those that live on.
 struct ThreadEnd {
   ~ThreadEnd() {
     const std::lock_guard lock(s_mutex);
     for (std::size_t c = 0; c < kClasses; ++c) {
       Bin& bin = t_bins[c];
       for (; bin.fresh != bin.end; bin.fresh += sizeOf(c))
-        push(bin, bin.fresh);
-      while (FreeBlock* const block = bin.free) {
-        bin.free = block->next;
-        block->next = s_orphans[c];
-        s_orphans[c] = block;
-      }
+        push(bin.free, bin.fresh);
+      orphan(c, bin.free);
       bin = Bin{};
+      for (; t_queues[c] != nullptr; t_queues[c] = t_queues[c]->next)
+        orphan(c, std::exchange(t_queues[c]->free, nullptr));
     }
+    t_thread = 0;
   }
 };
 
+// REQUIRES the lock.
+void knowThisThread() {
+  static thread_local ThreadEnd atThreadEnd;
+  static_cast<void>(atThreadEnd);
+  if (t_thread == 0)
+    t_thread = ++s_threads;
+}
+
 void reserveRegion() {
-  void* const range = ::mmap(nullptr, kRegion, PROT_READ | PROT_WRITE,
-                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  void* const range =
+      ::mmap(nullptr, kRegion, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (range == MAP_FAILED)
     s_noRegion = true;
   else
     s_base = reinterpret_cast<std::uintptr_t>(range);
 }
 
-// Gives the bin blocks again, or answers false when the slabs have none left.
-bool refill(std::size_t sizeClass) {
-  static thread_local ThreadEnd atThreadEnd;
-  static_cast<void>(atThreadEnd);
+// Takes blocks that threads now ended have left, or a new span; false when there is neither.
+bool refillFromAll(std::size_t sizeClass) {
   const std::lock_guard lock(s_mutex);
+  knowThisThread();
   Bin& bin = t_bins[sizeClass];
   if (s_orphans[sizeClass] != nullptr) {
-    bin.free = s_orphans[sizeClass];
-    s_orphans[sizeClass] = nullptr;
+    bin.free = std::exchange(s_orphans[sizeClass], nullptr);
     return true;
   }
   if (s_base == kNoRegion && !s_noRegion)
     reserveRegion();
   if (s_noRegion || s_spansUsed == kSpans)
     return false;
-  s_classOfSpan[s_spansUsed] = static_cast<unsigned char>(sizeClass);
+  Span& span = s_spans[s_spansUsed];
+  span.sizeClass = static_cast<unsigned char>(sizeClass);
+  span.owner = t_thread;
+  bin.span = &span;
   bin.fresh = reinterpret_cast<char*>(s_base + s_spansUsed * kSpan);
   bin.end = bin.fresh + kSpan / sizeOf(sizeClass) * sizeOf(sizeClass);
   ++s_spansUsed;
   return true;
+}
+
+// Gives an empty bin blocks again, or answers false when the slabs have none left.
+bool refill(std::size_t sizeClass) {
+  Span* const span = t_queues[sizeClass];
+  if (span == nullptr)
+    return refillFromAll(sizeClass);
+  t_queues[sizeClass] = span->next;
+  span->queued = false;
+  t_bins[sizeClass].span = span;
+  t_bins[sizeClass].free = std::exchange(span->free, nullptr);
+  return true;
+}
+
+// Takes back a block of another span than the one in use.
+void freeElsewhere(Span& span, void* block) {
+  if (span.owner == t_thread) [[likely]] {
+    push(span.free, block);
+    if (!span.queued) {
+      span.queued = true;
+      span.next = std::exchange(t_queues[span.sizeClass], &span);
+    }
+    return;
+  }
+  if (t_thread == 0) {
+    const std::lock_guard lock(s_mutex);
+    knowThisThread();
+  }
+  push(t_bins[span.sizeClass].free, block);
 }
 
 // Kept out of line, so that the common case saves no registers.
@@ -181,7 +247,7 @@ void* mem_Realloc(void* block, std::size_t n) {
     return std::malloc(n);
   if (block != nullptr && !inSlab(block))
     return std::realloc(block, n == 0 ? 1 : n);
-  const std::size_t held = block == nullptr ? 0 : sizeOf(classOfBlock(block));
+  const std::size_t held = block == nullptr ? 0 : sizeOf(spanOf(block).sizeClass);
   if (block != nullptr && n <= held)
     return block;
   void* moved = nullptr;
@@ -200,10 +266,14 @@ void* mem_Realloc(void* block, std::size_t n) {
 void mem_Free(void* block) {
   if (block == nullptr)
     return;
-  if (inSlab(block)) [[likely]]
-    push(t_bins[classOfBlock(block)], block);
+  if (!inSlab(block)) [[unlikely]]
+    return std::free(block);
+  Span& span = spanOf(block);
+  Bin& bin = t_bins[span.sizeClass];
+  if (bin.span == &span)
+    push(bin.free, block);
   else
-    std::free(block);
+    freeElsewhere(span, block);
 }
 
 #endif

@@ -26,7 +26,7 @@ std::shared_ptr<hdf_DatasetRep> openStored(ORXSimStoreCall& call, hid_t collecti
     operation.Refuse("the collection has no stored member set");
     return nullptr;
   }
-  auto set = ORXSimOpenNumbered(call, sets.Get(), minor);
+  auto set = ORXSimOpenNumbered(call, sets.Get(), minor, false);
   if (set == nullptr || (set->space.GetDims(nullptr) == 1 && set->space.Elements() <= INT32_MAX))
     return set;
   operation.Refuse("not a list of members");

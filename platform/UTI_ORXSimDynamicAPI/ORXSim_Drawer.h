@@ -21,7 +21,7 @@ struct ORXSimDrawerDescription {
   /// Numbers a row, 1 or more.
   int components = 1;
   /// Unit of the numbers, and a name for people; shown and compared, never interpreted. May be empty.
-  cow_String unit, longName;
+  cow_String unit{}, longName{};
   /// Rows a chunk; 0 stores the drawer as one contiguous block, which is the fastest. A deflated drawer with
   /// 0 here gets chunks of about 4 MiB.
   int chunkItems = 0;

@@ -1,5 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_DrawerFile.h>
 
+#include <UTI_ORXSimDynamicAPI/ORXSim_CollectionFile.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
 
 #include <algorithm>
@@ -7,6 +8,8 @@
 namespace {
 constexpr std::int64_t kChunkBytes = std::int64_t{4} << 20;      // above the chunk cache: read and written whole
 constexpr std::int64_t kLargestChunk = (std::int64_t{1} << 32) - 1; // HDF5's limit
+
+constexpr int kMostComponents = 1 << 16; // of a drawer without data
 
 constexpr hdf_Datatype kTypes[] = {hdf_Datatype(hdf_Datatype::kInt), hdf_Datatype(hdf_Datatype::kInt64),
                                    hdf_Datatype(hdf_Datatype::kFloat), hdf_Datatype(hdf_Datatype::kDouble)};
@@ -98,8 +101,10 @@ ORXSimDrawerFile ORXSimDrawerFile::Open(ORXSimStoreCall& call, hid_t distributio
   ORXSimDrawerFile opened;
   if (drawer < 0 && !call.Operation().Refuse("a drawer's number is not negative"))
     return opened;
-  opened.m_data = ORXSimOpenNumbered(call, distribution, drawer);
-  if (opened.m_data != nullptr && !opened.Understand(call.Operation()))
+  opened.m_data = ORXSimOpenNumbered(call, distribution, drawer, true);
+  if (opened.m_data == nullptr)
+    return opened;
+  if (!opened.Understand(call.Operation()) || (opened.m_data->unwritten && !opened.FillsItsSet(call)))
     opened.m_data = nullptr;
   return opened;
 }
@@ -117,6 +122,14 @@ bool ORXSimDrawerFile::Understand(hdf_Operation& operation) {
       return true;
     }
   return operation.Refuse("numbers of a type that is not supported");
+}
+
+// Rows that are not in the file yet are believed only as far as the member set goes.
+bool ORXSimDrawerFile::FillsItsSet(ORXSimStoreCall& call) const {
+  ORXSimStoreCall sets("size of a drawer's member set", call.Context()->id, ORXSimStoreCall::kCollections);
+  const ORXSimCSetID members = Members(call.Operation(), call.Context()->id);
+  return (m_components <= kMostComponents && !members.IsNull() && ORXSimSizeOf(sets, members) == m_items) ||
+         call.Operation().Refuse("larger than what the file stores");
 }
 
 ORXSimCSetID ORXSimDrawerFile::Members(hdf_Operation& operation, ORXSimContextID context) const {
@@ -173,7 +186,10 @@ bool ORXSimDrawerFile::Move(hdf_Operation& operation, int first, int count, std:
   }
   const hid_t memorySpace = memory.IsOpen() ? memory.Get() : H5S_ALL;
   const hid_t fileSpace = file.IsOpen() ? file.Get() : H5S_ALL;
-  return operation.Check(
-      target != nullptr ? H5Dread(m_data->id, memoryType(m_type), memorySpace, fileSpace, H5P_DEFAULT, target)
-                        : H5Dwrite(m_data->id, memoryType(m_type), memorySpace, fileSpace, H5P_DEFAULT, source));
+  const hid_t numbers = memoryType(m_type), data = m_data->id;
+  if (target != nullptr)
+    return operation.Check(H5Dread(data, numbers, memorySpace, fileSpace, H5P_DEFAULT, target));
+  // Chunks wait in a cache, and what fails when they leave it must not go unseen.
+  return operation.Check(H5Dwrite(data, numbers, memorySpace, fileSpace, H5P_DEFAULT, source)) &&
+         (H5Dget_offset(data) != HADDR_UNDEF || operation.Check(H5Dflush(data)));
 }

@@ -13,7 +13,7 @@ public:
   static ORXSimDrawerFile Open(ORXSimStoreCall& call, hid_t distribution, int drawer);
 
   bool IsOpen() const { return m_data != nullptr; }
-  int Items() const { return m_items; }
+  int Items() const { return IsOpen() ? m_items : 0; }
   /// Bytes of that many rows.
   std::int64_t BytesOf(int rows) const {
     return std::int64_t{rows} * m_components * ORXSimItemSize(m_type);
@@ -28,6 +28,7 @@ public:
 
 private:
   bool Understand(hdf_Operation& operation);
+  bool FillsItsSet(ORXSimStoreCall& call) const;
   bool CheckRange(hdf_Operation& operation, int first, int count, std::int64_t bytes) const;
 
   std::shared_ptr<hdf_DatasetRep> m_data; // null: not open

@@ -1,4 +1,4 @@
-#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <UTI_ORXSimDynamicAPI/UTI_ORXSimDynamicAPI.h>
 
 #include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
 #include <UTI_ORXSimDynamicAPI/hdf_OpenFile.h>

@@ -175,7 +175,8 @@ int ORXSimFreeNumber(hdf_Operation& operation, hid_t group, int first) {
   return -1;
 }
 
-std::shared_ptr<hdf_DatasetRep> ORXSimOpenNumbered(ORXSimStoreCall& call, hid_t group, int number) {
+std::shared_ptr<hdf_DatasetRep> ORXSimOpenNumbered(ORXSimStoreCall& call, hid_t group, int number,
+                                                   bool mayBeUnwritten) {
   hdf_Operation& operation = call.Operation();
   const ORXSimNumberName name(number);
   operation.At(group, name.text);
@@ -186,5 +187,5 @@ std::shared_ptr<hdf_DatasetRep> ORXSimOpenNumbered(ORXSimStoreCall& call, hid_t 
     return nullptr;
   auto dataset = std::make_shared<hdf_DatasetRep>(call.Context(), id);
   operation.At(id);
-  return dataset->Inspect(operation) ? dataset : nullptr;
+  return dataset->Inspect(operation, mayBeUnwritten) ? dataset : nullptr;
 }

@@ -57,8 +57,9 @@ std::vector<int> ORXSimNumbersIn(hdf_Operation& operation, hid_t group);
 int ORXSimLinksIn(hdf_Operation& operation, hid_t group);
 /// The lowest free number from the number of links + first on.
 int ORXSimFreeNumber(hdf_Operation& operation, hid_t group, int first);
-/// Opens the dataset of that number in a group; null on failure.
-std::shared_ptr<hdf_DatasetRep> ORXSimOpenNumbered(ORXSimStoreCall& call, hid_t group, int number);
+/// Opens the dataset of that number in a group; null on failure. \param mayBeUnwritten see hdf_DatasetRep.
+std::shared_ptr<hdf_DatasetRep> ORXSimOpenNumbered(ORXSimStoreCall& call, hid_t group, int number,
+                                                   bool mayBeUnwritten);
 /// Writes a fixed-length UTF-8 attribute; at most 60,000 bytes.
 bool ORXSimWriteText(hdf_Operation& operation, hid_t object, const char* name, const cow_String& text);
 /// Reads a text attribute of fixed or variable length; "" when there is none.

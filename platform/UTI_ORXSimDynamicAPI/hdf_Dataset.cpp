@@ -2,6 +2,7 @@
 
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -21,27 +22,29 @@ std::uint64_t fileSize(hid_t file) {
 }
 
 // Bytes that are not in one piece of this file: compact, chunked, or somewhere else.
-bool checkLayout(hdf_Operation& operation, hid_t dataset, std::uint64_t bytes, std::uint64_t sizeOfFile) {
-  const hdf_PropertiesHandle properties(H5Dget_create_plist(dataset));
+bool checkLayout(hdf_Operation& operation, hdf_DatasetRep& dataset, std::uint64_t bytes,
+                 std::uint64_t sizeOfFile, bool mayBeUnwritten) {
+  const hdf_PropertiesHandle properties(H5Dget_create_plist(dataset.id));
   const H5D_layout_t layout = H5Pget_layout(properties.Get());
   if (layout == H5D_VIRTUAL || H5Pget_external_count(properties.Get()) > 0)
     return operation.Refuse("the data lies in another file, which is not followed");
-  std::uint64_t stored = H5Dget_storage_size(dataset);
-  if (stored > sizeOfFile)
-    stored = sizeOfFile;
-  const bool filtered = layout == H5D_CHUNKED && H5Pget_nfilters(properties.Get()) > 0;
-  return bytes / (filtered ? kLargestExpansion : 1) <= (layout == H5D_CHUNKED ? stored : sizeOfFile) ||
+  const bool chunked = layout == H5D_CHUNKED;
+  const std::uint64_t stored = chunked ? std::min<std::uint64_t>(H5Dget_storage_size(dataset.id), sizeOfFile)
+                                       : sizeOfFile;
+  const bool filtered = chunked && H5Pget_nfilters(properties.Get()) > 0;
+  dataset.unwritten = chunked && bytes / (filtered ? kLargestExpansion : 1) > stored;
+  return (dataset.unwritten ? mayBeUnwritten : bytes <= stored || filtered) ||
          operation.Refuse("larger than what the file stores");
 }
 
-bool checkSize(hdf_Operation& operation, const hdf_DatasetRep& dataset) {
+bool checkSize(hdf_Operation& operation, hdf_DatasetRep& dataset, bool mayBeUnwritten) {
   std::uint64_t bytes = 0;
   if (__builtin_mul_overflow(dataset.space.Elements(), dataset.type.size, &bytes))
     return operation.Refuse("larger than any file");
   const haddr_t offset = H5Dget_offset(dataset.id);
   const std::uint64_t sizeOfFile = fileSize(dataset.context->file);
   if (offset == HADDR_UNDEF)
-    return checkLayout(operation, dataset.id, bytes, sizeOfFile);
+    return checkLayout(operation, dataset, bytes, sizeOfFile, mayBeUnwritten);
   return (offset <= sizeOfFile && bytes <= sizeOfFile - offset) ||
          operation.Refuse("reaches past the end of the file");
 }
@@ -77,7 +80,7 @@ bool writePadded(hdf_Operation& operation, const hdf_DatasetRep& dataset, hid_t 
 }
 } // namespace
 
-bool hdf_DatasetRep::Inspect(hdf_Operation& operation) {
+bool hdf_DatasetRep::Inspect(hdf_Operation& operation, bool mayBeUnwritten) {
   const hdf_SpaceHandle shape(H5Dget_space(id));
   const hdf_TypeHandle stored(H5Dget_type(id));
   if (!operation.Check(shape.Get()) || !operation.Check(stored.Get()))
@@ -86,7 +89,7 @@ bool hdf_DatasetRep::Inspect(hdf_Operation& operation) {
   type = hdf_StoredType::Of(stored.Get());
   if (space.GetDims(nullptr) < 1)
     return operation.Refuse("a shape that is not supported");
-  return checkSize(operation, *this);
+  return checkSize(operation, *this, mayBeUnwritten);
 }
 
 bool hdf_DatasetRep::WriteFirst(hdf_Operation& operation, hdf_Datatype source, const void* data,

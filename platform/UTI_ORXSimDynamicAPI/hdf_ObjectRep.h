@@ -90,7 +90,8 @@ public:
   /// Puts a larger copy in this dataset's place.
   bool Extend(hdf_Operation& operation, std::uint64_t count);
   /// Reads type and shape and refuses what the file cannot hold, or keeps elsewhere.
-  bool Inspect(hdf_Operation& operation);
+  /// \param mayBeUnwritten lets chunks be absent; the caller has another check on the size.
+  bool Inspect(hdf_Operation& operation, bool mayBeUnwritten = false);
   /// Where the dataset lies in the file.
   haddr_t Address();
   /// Every open dataset at `address` becomes `successor`.
@@ -98,7 +99,8 @@ public:
 
   hdf_StoredType type;
   hdf_Dataspace space;
-  bool fresh = false; // made here and not written yet
+  bool fresh = false;     // made here and not written yet
+  bool unwritten = false; // chunked, and stores less than its shape says
 
 private:
   haddr_t m_address = HADDR_UNDEF;

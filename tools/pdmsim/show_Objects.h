@@ -2,10 +2,6 @@
 
 #include "show_Values.h"
 
-#include <gbb/gbb_Array.h>
-#include <gbb/gbb_Handle.h>
-#include <gbb/gbb_MemberTable.h>
-
 // The tree of objects, walked by the member and child tables of their classes.
 
 /// An object of any class with everything below it; null for an empty handle. A class that this program does

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <UTI_ORXSimDynamicAPI/UTI_ORXSimDynamicAPI.h>
-#include <kda/kda_List.h>
-#include <kda/kda_MapInt.h>
-#include <kda/kda_MapString.h>
+#include <PDM_Core.h>
 
 #include <nlohmann/json.hpp>
 

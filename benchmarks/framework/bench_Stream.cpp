@@ -1,0 +1,156 @@
+// Encoding and decoding the members of a mesh (12 maps of n entries), against protobuf and cereal.
+
+#include "mesh_members.pb.h"
+
+#include <gbb/gbb_Pattern.h>
+#include <msf/dpa/impl/msfD_MeshImpl.h>
+
+#include <benchmark/benchmark.h>
+#include <cereal/archives/binary.hpp>
+#include <cereal/types/map.hpp>
+#include <cereal/types/string.hpp>
+
+#include <map>
+#include <sstream>
+#include <string>
+
+namespace {
+
+const ORXSimContextID kContext(0);
+
+std::string keyOf(int i) {
+  return "a set or field of the mesh " + std::to_string(i);
+}
+
+struct Ours {
+  msfD_MeshMembers members;
+
+  explicit Ours(int n) {
+    members.nodes = ORXSimCollectionID(kContext, 0);
+    gbb_ForEach<gbb_MemberTable<msfD_MeshTraits>::Members>([&](auto member) { Fill(members.*member.kField, n); });
+  }
+  static void Fill(kda_MapString<ORXSimCSetID>& map, int n) {
+    for (int i = 0; i < n; ++i)
+      map.insert(keyOf(i).c_str(), ORXSimCSetID(ORXSimCollectionID(kContext, 0), i + 1));
+  }
+  static void Fill(kda_MapString<ORXSimDistributionID>& map, int n) {
+    for (int i = 0; i < n; ++i)
+      map.insert(keyOf(i).c_str(), ORXSimDistributionID(kContext, i));
+  }
+  template <class T>
+  static void Fill(T&, int) {}
+
+  gbb_MemoryStream::Buffer Encode() const {
+    gbb_MemoryStream stream(kContext);
+    gbb_ForEach<gbb_MemberTable<msfD_MeshTraits>::Members>(
+        [&](auto member) { gbb_WriteMember(stream, member.kIndex, members.*member.kField); });
+    return stream.GetBuffer();
+  }
+  // As a loaded object does it.
+  static int Decode(const gbb_MemoryStream::Buffer& bytes) {
+    gbb_MemoryStream::Buffer copy;
+    std::memcpy(copy.Extend(bytes.Length()), bytes.Data(), static_cast<std::size_t>(bytes.Length()));
+    gbb_MemoryStream stream(copy, kContext);
+    msfD_MeshMembers loaded;
+    while (stream.More()) {
+      int index = -1;
+      stream.Read(gbb_MemoryStream::kSingle, gbb_MemoryStream::kInt);
+      stream.Read(index);
+      gbb_Readers<msfD_MeshTraits>::Read(stream, index, loaded);
+    }
+    return stream.GetError() == gbb_MemoryStream::kGood ? loaded.localNodeFields.count() : -1;
+  }
+};
+
+struct Proto {
+  bench::MeshMembers members;
+
+  explicit Proto(int n) {
+    for (auto* map : {members.mutable_node_sets(), members.mutable_element_sets(), members.mutable_instance_sets(),
+                      members.mutable_region_sets()})
+      for (int i = 0; i < n; ++i)
+        (*map)[keyOf(i)].set_minor(i + 1);
+    for (auto* map :
+         {members.mutable_mesh_fields(), members.mutable_surfaces(), members.mutable_frame_fields(),
+          members.mutable_node_fields(), members.mutable_element_fields(), members.mutable_surface_fields(),
+          members.mutable_region_fields(), members.mutable_local_node_fields()})
+      for (int i = 0; i < n; ++i)
+        (*map)[keyOf(i)] = i;
+  }
+  std::string Encode() const { return members.SerializeAsString(); }
+  static int Decode(const std::string& bytes) {
+    bench::MeshMembers loaded;
+    return loaded.ParseFromString(bytes) ? static_cast<int>(loaded.local_node_fields_size()) : -1;
+  }
+};
+
+struct Cereal {
+  struct CSet {
+    int collection = 0, minor = 0;
+    template <class Archive>
+    void serialize(Archive& archive) {
+      archive(collection, minor);
+    }
+  };
+  int ids[5] = {};
+  CSet lagrangeNodes;
+  std::map<std::string, CSet> sets[4];
+  std::map<std::string, int> fields[8];
+
+  Cereal() = default;
+  explicit Cereal(int n) {
+    for (int i = 0; i < n; ++i) {
+      for (auto& map : sets)
+        map[keyOf(i)].minor = i + 1;
+      for (auto& map : fields)
+        map[keyOf(i)] = i;
+    }
+  }
+  template <class Archive>
+  void serialize(Archive& archive) {
+    archive(ids, lagrangeNodes, sets, fields);
+  }
+  std::string Encode() {
+    std::ostringstream stream(std::ios::binary);
+    cereal::BinaryOutputArchive(stream)(*this);
+    return std::move(stream).str();
+  }
+  static int Decode(const std::string& bytes) {
+    std::istringstream stream(bytes, std::ios::binary);
+    Cereal loaded;
+    cereal::BinaryInputArchive(stream)(loaded);
+    return static_cast<int>(loaded.fields[7].size());
+  }
+};
+
+template <class Who>
+void encode(benchmark::State& state) {
+  Who members(static_cast<int>(state.range(0)));
+  for (auto _ : state)
+    benchmark::DoNotOptimize(members.Encode());
+}
+
+template <class Who>
+void decode(benchmark::State& state) {
+  const int n = static_cast<int>(state.range(0));
+  Who members(n);
+  const auto bytes = members.Encode();
+  for (auto _ : state)
+    if (Who::Decode(bytes) != n)
+      state.SkipWithError("wrong result");
+}
+
+template <class Who>
+void add(const std::string& who) {
+  for (const auto& [work, run] : {std::pair("encode_members/", encode<Who>), std::pair("decode_members/", decode<Who>)})
+    benchmark::RegisterBenchmark((work + who).c_str(), run)->Arg(0)->Arg(10)->Arg(1000)->MeasureProcessCPUTime();
+}
+
+[[maybe_unused]] const bool s_registered = [] {
+  add<Ours>("ours");
+  add<Proto>("protobuf");
+  add<Cereal>("cereal");
+  return true;
+}();
+
+} // namespace

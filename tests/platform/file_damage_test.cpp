@@ -1,0 +1,135 @@
+#include "platform_Fixture.h"
+
+#include <hdf5.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <random>
+#include <vector>
+
+namespace {
+using testing::HasSubstr;
+using testing::MatchesRegex;
+constexpr auto kInt = hdf_Datatype(hdf_Datatype::kInt);
+constexpr auto kByte = hdf_Datatype(hdf_Datatype::kUChar);
+
+std::string contentOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+} // namespace
+
+class FileDamage : public platform_Fixture {
+protected:
+  void ExpectRefused(const std::string& path, const std::string& cause) {
+    for (const bool readOnly : {false, true}) {
+      EXPECT_TRUE(Open(path, readOnly).IsNull()) << path;
+      EXPECT_THAT(LastError(), HasSubstr(path + ": open file: " + cause));
+      EXPECT_EQ(LastError().find('\n'), std::string::npos);
+    }
+  }
+};
+
+TEST_F(FileDamage, WhatIsNoSimulationFileIsRefusedWithItsCause) {
+  ExpectRefused(m_directory.string(), "is a directory");
+  ExpectRefused(Path("missing"), "No such file or directory");
+  std::ofstream(Path("empty"));
+  ExpectRefused(Path("empty"), "the file is empty");
+  std::ofstream(Path("text")) << "\x89HDF but not one";
+  ExpectRefused(Path("text"), "not an HDF5 file");
+  ::mkfifo(Path("pipe").c_str(), 0600);
+  ExpectRefused(Path("pipe"), "not a regular file");
+  if (::geteuid() != 0) {
+    std::ofstream(Path("closed")) << "x";
+    ::chmod(Path("closed").c_str(), 0);
+    ExpectRefused(Path("closed"), "Permission denied");
+  }
+}
+
+TEST_F(FileDamage, ATruncatedFileSaysHowMuchIsMissing) {
+  const std::string path = Path("a.pdm");
+  const ORXSimContextID context = Create(path);
+  const std::vector<int> values(5000, 1);
+  EXPECT_TRUE(RootOf(context).DatasetCreate("d", kInt, Line(5000)).Write(kInt, values.data(), 5000));
+  ORXSimManager::CloseContext(context);
+  const auto size = std::filesystem::file_size(path);
+  std::filesystem::resize_file(path, size - 1000);
+  ExpectRefused(path, "file is truncated: " + std::to_string(size - 1000) + " bytes, " + std::to_string(size) +
+                          " expected");
+  for (const unsigned length : {8u, 20u, 47u, 95u}) {
+    std::filesystem::resize_file(path, length);
+    EXPECT_TRUE(Open(path).IsNull()) << length;
+  }
+}
+
+// Any byte of the file changed: opening and reading everything may fail, but never crashes or prints.
+TEST_F(FileDamage, FlippedBytesAreSurvived) {
+  const std::string path = Path("a.pdm");
+  ORXSimContextID context = Create(path);
+  const hdf_Group group = RootOf(context).GroupCreate("sim", 0);
+  const int type[2] = {1, 0};
+  group.AttributeCreate("type", kInt, Line(2)).Write(kInt, type);
+  group.DatasetCreate("#s", kByte, Line(9)).Write(kByte, type, 8);
+  const ORXSimCollectionID nodes = ORXSimCollectionRef::Create(context, "nodes", 4);
+  const int members[2] = {3, 1};
+  ORXSimCollectionRef(nodes).CreateOrderedCSet(members, 2);
+  ORXSimManager::CloseContext(context);
+  const std::string whole = contentOf(path);
+  testing::internal::CaptureStderr();
+  std::mt19937 random(3);
+  int failed = 0;
+  for (int round = 0; round < 600; ++round) {
+    std::string damaged = whole;
+    damaged[random() % damaged.size()] ^= static_cast<char>(1 << random() % 8);
+    std::ofstream(Path("b.pdm"), std::ios::binary) << damaged;
+    context = Open(Path("b.pdm"), true);
+    unsigned char stream[9];
+    int stamp[2], set[2];
+    const hdf_Group sim = RootOf(context).GroupOpen("sim");
+    const bool read = sim.AttributeOpen("type").Read(kInt, stamp, 2) &&
+                      sim.DatasetOpen("#s").Read(kByte, stream, 9) &&
+                      ORXSimCSet(ORXSimCSetID(ORXSimCollectionID(context, 1), 1)).OrderedMembers(set, 2);
+    failed += read ? 0 : 1;
+    ORXSimManager::CloseContext(context);
+  }
+  EXPECT_GT(failed, 10);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(FileDamage, ForeignObjectsOfUnexpectedKindsAreRefused) {
+  const std::string path = Path("foreign.h5");
+  ASSERT_EQ(Peer("make-foreign " + path), 0);
+  const ORXSimContextID context = Open(path);
+  ASSERT_FALSE(context.IsNull()) << LastError();
+  const hdf_Group root = RootOf(context);
+  const auto refused = [&](bool failed, const char* cause) {
+    EXPECT_TRUE(failed) << cause;
+    EXPECT_THAT(LastError(), HasSubstr(cause));
+  };
+  refused(!root.GroupOpen("soft"), "soft or external link");
+  refused(!root.GroupOpen("external"), "soft or external link");
+  refused(!root.DatasetOpen("dangling"), "soft or external link");
+  EXPECT_FALSE(root.GetObjinfoExists("soft") || root.GetObjinfoExists("external"));
+  refused(!root.DatasetOpen("huge"), "larger than what the file stores");
+  refused(!root.DatasetOpen("huge chunked"), "larger than what the file stores");
+  refused(!root.DatasetOpen("outside"), "in another file");
+  refused(!root.DatasetOpen("virtual"), "in another file");
+  int value[3] = {};
+  refused(!root.AttributeOpen("text").Read(kInt, value, 1), "another type");
+  refused(!root.AttributeOpen("large").Read(kInt, value, 1), "too large");
+  EXPECT_TRUE(root.AttributeOpen("scalar").Read(kInt, value, 1)) << LastError();
+  EXPECT_EQ(value[0], -7);
+  refused(!root.DatasetOpen("wide").Read(kInt, value, 3), "wide: read dataset");
+  EXPECT_TRUE(root.DatasetOpen("wide").Read(kInt, value, 2)) << LastError();
+  EXPECT_EQ(value[1], -2);
+  refused(!root.DatasetOpen("texts").Read(kByte, value, 1), "another type");
+  refused(!root.DatasetOpen("wide").Read(kByte, value, 1), "another type");
+  std::vector<int> zeros(100000, 1);
+  EXPECT_TRUE(root.DatasetOpen("deflated").Read(kInt, zeros.data(), zeros.size())) << LastError();
+  EXPECT_EQ(zeros, std::vector<int>(100000));
+  // The old format can be written to as well.
+  EXPECT_FALSE(!root.GroupCreate("sim", 0).DatasetCreate("#s", kByte, Line(5)));
+  EXPECT_TRUE(ORXSimManager::CloseContext(context)) << LastError();
+  EXPECT_EQ(Peer("check-foreign " + path), 0);
+}

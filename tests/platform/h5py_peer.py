@@ -1,0 +1,75 @@
+"""The other side of the platform tests: what h5py makes for us and finds in our files."""
+
+import sys
+
+import h5py
+import numpy as np
+
+
+def make_foreign(path):
+    with h5py.File(path, "w", libver="earliest") as f:
+        f["soft"] = h5py.SoftLink("/")
+        f["dangling"] = h5py.SoftLink("/nowhere")
+        f["external"] = h5py.ExternalLink("other.h5", "/")
+        f.attrs["text"] = "12"
+        f.attrs["large"] = np.int64(1 << 40)
+        f.attrs["scalar"] = np.int64(-7)
+        f["wide"] = np.array([1, -2, 1 << 33], dtype=">i8")
+        f["texts"] = np.array([b"a", b"b"])
+        f.create_dataset("huge", (1 << 40,), dtype="i4")
+        f.create_dataset("huge chunked", (1 << 40,), dtype="i4", chunks=(1024,), compression="gzip")
+        f.create_dataset("deflated", data=np.zeros(100000, "i4"), chunks=(100000,), compression="gzip")
+        f.create_dataset("outside", (4,), dtype="i4", external=[("/etc/passwd", 0, 16)])
+        layout = h5py.VirtualLayout((4,), "i4")
+        layout[:] = h5py.VirtualSource("other.h5", "d", (4,))
+        f.create_virtual_dataset("virtual", layout)
+
+
+def check_foreign(path):
+    with h5py.File(path, "r") as f:
+        assert f["sim/#s"].shape == (5,)
+        assert f["wide"][1] == -2
+
+
+def check_store(path):
+    """What StoreH5py.OurFilesReadBackInH5py wrote."""
+    with h5py.File(path, "r") as f:
+        store = f["store"]
+        assert store.attrs["version"] == 1
+        nodes = store["collections/1"]
+        assert nodes.attrs["name"].decode() == "n\u0153uds"
+        assert nodes.attrs["items"] == 1000 and nodes.attrs["items"].dtype == "<i8"
+        assert nodes["sets/1"][:].tolist() == [5, 999, 0]
+        assert nodes["sets/1"].dtype == "<i4"
+        field = store["distributions/1"]
+        assert field.attrs["name"] == b"displacement" and field.attrs["unit"] == b"mm"
+        assert len(field) == 2
+        rows = np.arange(3000.0).reshape(1000, 3)
+        assert np.array_equal(field["0"][:], rows) and field["0"].chunks is None
+        assert field["0"].attrs["members"].tolist() == [1, 0]
+        assert field["1"][:].tolist() == [1 << 40, -1, 7] and field["1"].attrs["members"].tolist() == [1, 1]
+        assert field["1"].attrs["unit"] == b"kg" and field["1"].attrs["long_name"] == b"mass"
+        packed = store["distributions/2/0"]
+        assert packed.compression == "gzip" and packed.shuffle and packed.chunks == (100,)
+        assert np.array_equal(packed[:], np.arange(1000) % 10)
+
+
+def make_store(path):
+    """What StoreH5py.FilesOfH5pyReadBackInOurs expects."""
+    with h5py.File(path, "w") as f:
+        store = f.create_group("store")
+        store.attrs["version"] = 1
+        edges = store.create_group("collections/1")
+        edges.attrs["name"] = "ar\u00eates"  # variable length
+        edges.attrs["items"] = 6
+        edges.create_group("sets")["1"] = np.array([5, 0], dtype=">i8")
+        edges["sets/2"] = np.array([6], dtype="i4")  # no such item
+        field = store.create_group("distributions/1")
+        field.attrs["name"] = np.bytes_("flux")
+        for drawer, data in enumerate((np.arange(12, dtype=">f4").reshape(6, 2), np.arange(6, dtype="i2"))):
+            field[str(drawer)] = data
+            field[str(drawer)].attrs["members"] = [1, 0]
+
+
+if __name__ == "__main__":
+    globals()[sys.argv[1].replace("-", "_")](*sys.argv[2:])

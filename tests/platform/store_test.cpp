@@ -1,0 +1,245 @@
+#include "platform_Fixture.h"
+
+#include <numeric>
+#include <random>
+#include <vector>
+
+namespace {
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+template <class Number>
+std::int64_t bytesOf(const std::vector<Number>& values) {
+  return static_cast<std::int64_t>(values.size() * sizeof(Number));
+}
+} // namespace
+
+class Store : public platform_Fixture {
+protected:
+  ~Store() override { ORXSimManager::CloseContext(m_context); }
+
+  void Reopen() {
+    EXPECT_TRUE(ORXSimManager::CloseContext(m_context));
+    m_context = Open(Path("a.pdm"), true);
+    m_nodes = ORXSimCollectionID(m_context, m_nodes.Minor());
+  }
+  ORXSimDistributionID Field(ORXSimCSetID members, ORXSimItemType type, int components, int chunk = 0,
+                             int deflate = 0) {
+    ORXSimDrawerDescription drawer;
+    drawer.members = members;
+    drawer.type = type;
+    drawer.components = components;
+    drawer.chunkItems = chunk;
+    drawer.deflate = deflate;
+    return ORXSimDistributionRef::Create(m_context, "field", "mm", &drawer, 1);
+  }
+
+  ORXSimContextID m_context = Create(Path("a.pdm"));
+  ORXSimCollectionID m_nodes = ORXSimCollectionRef::Create(m_context, "nodes", 1000);
+};
+
+TEST_F(Store, OrderedSetsKeepTheirOrder) {
+  const ORXSimCollectionRef nodes(m_nodes);
+  std::vector<int> members(400);
+  std::iota(members.begin(), members.end(), 300);
+  std::shuffle(members.begin(), members.end(), std::mt19937(5));
+  const ORXSimCSetID set = nodes.CreateOrderedCSet(members.data(), 400);
+  const ORXSimCSetID none = nodes.CreateOrderedCSet(nullptr, 0);
+  Reopen();
+  EXPECT_EQ(ORXSimCollectionRef(m_nodes).NumCSets(), 2);
+  const ORXSimCSet reread(ORXSimCSetID(m_nodes, set.Minor()));
+  ASSERT_EQ(reread.Size(), 400);
+  std::vector<int> read(400);
+  EXPECT_TRUE(reread.OrderedMembers(read.data(), 400));
+  EXPECT_EQ(read, members);
+  EXPECT_FALSE(reread.OrderedMembers(read.data(), 399));
+  EXPECT_EQ(ORXSimCSet(ORXSimCSetID(m_nodes, none.Minor())).Size(), 0);
+  EXPECT_TRUE(ORXSimCSet(ORXSimCSetID(m_nodes, none.Minor())).OrderedMembers(nullptr, 0));
+  std::vector<int> all(1000), expected(1000);
+  std::iota(expected.begin(), expected.end(), 0);
+  EXPECT_TRUE(ORXSimCSet(ORXSimCollectionRef(m_nodes).FullCSet()).OrderedMembers(all.data(), 1000));
+  EXPECT_EQ(all, expected);
+}
+
+TEST_F(Store, SetsWithWrongMembersAreRefusedAndLeaveNothing) {
+  const ORXSimCollectionRef nodes(m_nodes);
+  for (const auto& [members, cause] : std::vector<std::pair<std::vector<int>, std::string>>{
+           {{0, 1000}, "member 1000 is not an item"}, {{-1}, "member -1"}, {{7, 64, 7}, "member 7 is given twice"}}) {
+    EXPECT_TRUE(nodes.CreateOrderedCSet(members.data(), static_cast<int>(members.size())).IsNull());
+    EXPECT_THAT(LastError(), HasSubstr(cause));
+  }
+  EXPECT_TRUE(nodes.CreateOrderedCSet(nullptr, 3).IsNull());
+  EXPECT_EQ(nodes.NumCSets(), 0);
+}
+
+TEST_F(Store, ATransferMovesWholeDrawersOfEveryKind) {
+  std::vector<double> values(3000);
+  std::iota(values.begin(), values.end(), 0.5);
+  for (const auto& [chunk, deflate] : {std::pair(0, 0), std::pair(64, 0), std::pair(0, 6)}) {
+    const ORXSimDistributionRef field(
+        Field(ORXSimCollectionRef(m_nodes).FullCSet(), ORXSimItemType::kDouble, 3, chunk, deflate));
+    ASSERT_TRUE(field.Exists()) << LastError();
+    ORXSimArray<ORXSimPersistentDrawerDesc> drawers(1);
+    ASSERT_TRUE(field.QueryDrawers(drawers)) << LastError();
+    EXPECT_EQ(drawers[0].Bytes(), bytesOf(values));
+    EXPECT_EQ(drawers[0].Deflate(), deflate);
+    EXPECT_EQ(field.DataSizeItems(0), 1000);
+
+    ORXSimTransfer write(field);
+    write.SetWrite();
+    write.SetBufferPadding(false);
+    write.SetDim(0, drawers[0].CSet());
+    EXPECT_TRUE(write.CheckView()) << LastError();
+    write.SetBuffer(0, static_cast<const void*>(values.data()), bytesOf(values));
+    EXPECT_FALSE(write.ExecRead());
+    EXPECT_TRUE(write.ExecWrite()) << LastError();
+    write.RelinquishBuffers();
+    EXPECT_FALSE(write.ExecWrite());
+
+    std::vector<double> read(3000);
+    ORXSimTransfer transfer(field);
+    transfer.SetRead();
+    transfer.SetDim(0, drawers[0].CSet());
+    transfer.SetBuffer(0, read.data(), bytesOf(read) - 8);
+    EXPECT_FALSE(transfer.ExecRead());
+    EXPECT_THAT(LastError(), HasSubstr("a buffer of 23992 bytes where 24000 are needed"));
+    transfer.SetBuffer(0, read.data(), bytesOf(read));
+    EXPECT_TRUE(transfer.ExecRead()) << LastError();
+    EXPECT_EQ(read, values);
+  }
+}
+
+TEST_F(Store, AViewOnAnotherSetIsRefused) {
+  const int members[] = {4, 2};
+  const ORXSimCSetID some = ORXSimCollectionRef(m_nodes).CreateOrderedCSet(members, 2);
+  const ORXSimDistributionRef field(Field(some, ORXSimItemType::kInt32, 1));
+  ORXSimTransfer transfer(field);
+  EXPECT_FALSE(transfer.CheckView());
+  transfer.SetRead();
+  transfer.SetDim(0, ORXSimCollectionRef(m_nodes).FullCSet());
+  EXPECT_FALSE(transfer.CheckView());
+  EXPECT_THAT(LastError(), HasSubstr("another member set"));
+  transfer.SetDim(1, some);
+  EXPECT_FALSE(transfer.CheckView());
+  transfer.SetDim(0, some);
+  EXPECT_TRUE(transfer.CheckView());
+  transfer.SetBufferPadding(true);
+  EXPECT_FALSE(transfer.CheckView());
+}
+
+TEST_F(Store, RowsAreWrittenInBlocksAndReadInAnyRange) {
+  for (const int chunk : {0, 100}) {
+    const ORXSimDistributionRef field(
+        Field(ORXSimCollectionRef(m_nodes).FullCSet(), ORXSimItemType::kInt64, 2, chunk));
+    {
+      ORXSimUpdate update(m_context);
+      std::vector<std::int64_t> block(2 * 150);
+      for (int first = 0; first < 1000; first += 150) {
+        const int count = std::min(150, 1000 - first);
+        std::iota(block.begin(), block.end(), std::int64_t{2} * first);
+        ASSERT_TRUE(field.WriteItems(0, first, count, block.data(), 16 * count)) << LastError();
+      }
+      EXPECT_TRUE(update.Commit());
+    }
+    std::int64_t rows[6] = {};
+    EXPECT_TRUE(field.ReadItems(0, 149, 3, rows, sizeof rows));
+    EXPECT_THAT(rows, ElementsAre(298, 299, 300, 301, 302, 303));
+    EXPECT_TRUE(field.ReadItems(0, 1000, 0, nullptr, 0));
+    EXPECT_FALSE(field.ReadItems(0, 998, 3, rows, sizeof rows));
+    EXPECT_FALSE(field.ReadItems(0, -1, 3, rows, sizeof rows));
+    EXPECT_FALSE(field.ReadItems(0, 0, 2, rows, sizeof rows));
+    EXPECT_FALSE(field.ReadItems(1, 0, 3, rows, sizeof rows));
+    EXPECT_FALSE(field.ReadItems(0, 0, 3, nullptr, sizeof rows));
+  }
+}
+
+TEST_F(Store, ListsAndTextsSurviveReopening) {
+  const ORXSimDistributionID field = Field(ORXSimCollectionRef(m_nodes).FullCSet(), ORXSimItemType::kFloat, 1);
+  ORXSimDrawerDescription more;
+  more.members = ORXSimCollectionRef(m_nodes).CreateOrderedCSet(std::vector<int>{9}.data(), 1);
+  more.type = ORXSimItemType::kInt32;
+  more.unit = "K";
+  more.longName = "temperature";
+  EXPECT_EQ(ORXSimDistributionRef(field).AddDrawer(more), 1);
+  for (int i = 0; i < 20; ++i)
+    ORXSimCollectionRef::Create(m_context, ("c" + std::to_string(i)).c_str(), i);
+  Reopen();
+  const ORXSimStore store(m_context);
+  EXPECT_EQ(store.NumCollections(), 21);
+  EXPECT_EQ(store.NumDistributions(), 1);
+  const auto collections = store.Collections();
+  ASSERT_EQ(collections.size(), 21u);
+  EXPECT_STREQ(ORXSimCollectionRef(collections[12]).Name().CStr(), "c11");
+  EXPECT_EQ(ORXSimCollectionRef(store.FindCollection("c19")).NumItems(), 19);
+  EXPECT_TRUE(store.FindCollection("d").IsNull());
+  const ORXSimDistributionRef reread(store.FindDistribution("field"));
+  EXPECT_STREQ(reread.Unit().CStr(), "mm");
+  EXPECT_EQ(reread.NumDrawers(), 2);
+  const ORXSimPersistentDrawerDesc drawer = reread.Drawer(1);
+  EXPECT_EQ(drawer.CSet(), ORXSimCSetID(m_nodes, 1));
+  EXPECT_EQ(drawer.Items(), 1);
+  EXPECT_STREQ(drawer.Unit().CStr(), "K");
+  EXPECT_STREQ(drawer.LongName().CStr(), "temperature");
+}
+
+TEST_F(Store, WrongDescriptionsLeaveNothingBehind) {
+  const ORXSimCSetID full = ORXSimCollectionRef(m_nodes).FullCSet();
+  EXPECT_TRUE(Field(full, ORXSimItemType::kDouble, 0).IsNull());
+  EXPECT_TRUE(Field(full, ORXSimItemType::kDouble, 1, -1).IsNull());
+  EXPECT_TRUE(Field(full, ORXSimItemType::kDouble, 1, 0, 10).IsNull());
+  EXPECT_TRUE(Field(ORXSimCSetID(), ORXSimItemType::kDouble, 1).IsNull());
+  EXPECT_TRUE(Field(ORXSimCSetID(m_nodes, 9), ORXSimItemType::kDouble, 1).IsNull());
+  const ORXSimContextID other = Create(Path("b.pdm"));
+  const ORXSimCollectionID foreign = ORXSimCollectionRef::Create(other, "x", 3);
+  EXPECT_TRUE(Field(ORXSimCollectionRef(foreign).FullCSet(), ORXSimItemType::kDouble, 1).IsNull());
+  ORXSimManager::CloseContext(other);
+  EXPECT_TRUE(ORXSimCollectionRef::Create(m_context, "negative", -1).IsNull());
+  EXPECT_TRUE(ORXSimCollectionRef::Create(m_context, std::string(70000, 'x').c_str(), 1).IsNull());
+  EXPECT_EQ(ORXSimStore(m_context).NumDistributions(), 0);
+  EXPECT_EQ(ORXSimStore(m_context).NumCollections(), 1);
+}
+
+TEST_F(Store, NullUnknownAndClosedIdentifiersAreSafe) {
+  const ORXSimContextID closed = m_context;
+  ORXSimManager::CloseContext(m_context);
+  for (const ORXSimContextID context : {ORXSimContextID(), closed, Create(Path("b.pdm"))}) {
+    for (const int minor : {-1, 0, 1, 77}) {
+      const ORXSimCollectionRef collection(ORXSimCollectionID(context, minor));
+      const ORXSimDistributionRef distribution(ORXSimDistributionID(context, minor));
+      int value = 0;
+      EXPECT_EQ(collection.NumItems() + collection.NumCSets(), 0);
+      EXPECT_TRUE(collection.CreateOrderedCSet(&value, 1).IsNull() && collection.CSets().empty());
+      EXPECT_EQ(ORXSimCSet(collection.FullCSet()).Size(), 0);
+      EXPECT_FALSE(ORXSimCSet(ORXSimCSetID(collection.ID(), 1)).OrderedMembers(&value, 1));
+      ORXSimArray<ORXSimPersistentDrawerDesc> drawers(1);
+      EXPECT_FALSE(distribution.Exists() || distribution.QueryDrawers(drawers));
+      EXPECT_TRUE(drawers[0].CSet().IsNull());
+      EXPECT_EQ(distribution.NumDrawers() + distribution.DataSizeItems(0), 0);
+      EXPECT_EQ(distribution.AddDrawer({}), -1);
+      ORXSimTransfer transfer(distribution);
+      transfer.SetRead();
+      transfer.SetDim(0, drawers[0].CSet());
+      transfer.SetBuffer(0, &value, 0);
+      EXPECT_FALSE(transfer.CheckView() || transfer.ExecRead());
+    }
+    EXPECT_EQ(ORXSimStore(context).NumCollections(), 0);
+    EXPECT_TRUE(ORXSimStore(context).Distributions().empty());
+    ORXSimManager::CloseContext(context);
+  }
+}
+
+TEST_F(Store, AnUnusedStoreLeavesTheFileEmpty) {
+  const ORXSimContextID context = Create(Path("b.pdm"));
+  EXPECT_EQ(ORXSimStore(context).NumCollections(), 0);
+  EXPECT_EQ(RootOf(context).NumLinks(), 0);
+  ORXSimManager::CloseContext(context);
+}
+
+TEST(Array, AnIndexOutsideStopsTheProcessWithAReport) {
+  ORXSimArray<int> array(2);
+  array[1] = 3;
+  EXPECT_EQ(array[0] + array[1], 3);
+  EXPECT_EQ(ORXSimArray<int>(-4).Size(), 0);
+  EXPECT_DEATH(array[2] = 0, "i >=0 && i < m_Size");
+  EXPECT_DEATH(array[-1] = 0, "i >=0 && i < m_Size");
+}

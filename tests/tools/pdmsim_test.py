@@ -1,0 +1,457 @@
+"""Drives the built pdmsim: imports, what stands in the files, show, and everything that must be refused.
+
+Usage: pdmsim_test.py PDMSIM MESH_FOLDER [unittest arguments]"""
+
+import json
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+import h5py
+import netCDF4
+import numpy as np
+
+import exo_make
+from pdm_reader import Sim
+
+PDMSIM, MESHES = sys.argv[1], pathlib.Path(sys.argv[2])
+
+
+def run(*args, **kw):
+    return subprocess.run([PDMSIM, *map(str, args)], capture_output=True, timeout=120, **kw)
+
+
+def names_of(nc, variable, count):
+    if variable not in nc.variables:
+        return [b""] * count
+    return [row.tobytes().split(b"\0")[0].rstrip() for row in nc[variable][:]]
+
+
+class Case(unittest.TestCase):
+    def setUp(self):
+        self.dir = pathlib.Path(tempfile.mkdtemp(prefix="pdmsim-"))
+        self.addCleanup(shutil.rmtree, self.dir)
+        self.out = self.dir / "out.pdm"
+
+    def import_(self, mesh, *flags):
+        done = run("import", mesh, self.out, "--json", *flags)
+        self.assertEqual((done.returncode, done.stderr), (0, b""), done.stderr)
+        return json.loads(done.stdout)
+
+    def make(self, name="mesh.exo", **kw):
+        return exo_make.write(self.dir / name, **kw)
+
+    def refused(self, code, *args, says=()):
+        """One line on stderr, nothing on stdout, and nobody's file is touched."""
+        before = sorted(os.listdir(self.dir))
+        done = run(*args)
+        self.assertEqual(done.returncode, code, done)
+        self.assertEqual(done.stdout, b"")
+        self.assertEqual(done.stderr.count(b"\n"), 1, done.stderr)
+        for text in says:
+            self.assertIn(text, done.stderr.decode(errors="replace"))
+        self.assertEqual(sorted(os.listdir(self.dir)), before)
+
+
+class Import(Case):
+    def compare(self, path):
+        """The simulation file, decoded by h5py, against the mesh, read by netCDF4."""
+        nc = netCDF4.Dataset(path)
+        nc.set_auto_mask(False)
+        sim = Sim(self.out)
+        mesh = sim.mesh
+        size = lambda name: len(nc.dimensions[name]) if name in nc.dimensions else 0
+        var = lambda name, default: nc[name][:] if name in nc.variables else default
+        one = lambda field: sim.drawers(field)[0].values
+        same = np.testing.assert_array_equal
+        nodes, elements, dim, steps = (size(d) for d in ("num_nodes", "num_elem", "num_dim", "time_step"))
+
+        self.assertEqual([sim.items(c) for c in (mesh.nodes, mesh.elements, mesh.regions, sim.model.frames)],
+                         [nodes, elements, size("num_el_blk"), steps])
+        if nodes:
+            axes = nc["coord"][:] if "coord" in nc.variables else [nc["coord" + "xyz"[i]][:] for i in range(dim)]
+            same(one(mesh.nodeFields[b"coordinates"]).reshape(nodes, dim), np.array(axes).T)
+        same(one(mesh.nodeFields[b"label"]), var("node_num_map", np.arange(1, nodes + 1)))
+        same(one(mesh.elementFields[b"label"]), var("elem_num_map", np.arange(1, elements + 1)))
+
+        blocks, first, connectivity = {}, 0, sim.drawers(mesh.elementFields[b"connectivity"])
+        self.assertEqual(len(connectivity), size("num_el_blk"))
+        for k, drawer in enumerate(connectivity, 1):
+            count = size(f"num_el_in_blk{k}")
+            blocks[k] = np.arange(first, first + count)
+            first += count
+            same(drawer.members, blocks[k])
+            if count:
+                same(drawer.values.reshape(count, -1), nc[f"connect{k}"][:] - 1)
+                self.assertEqual(drawer.long_name.decode(), nc[f"connect{k}"].elem_type)
+        same(one(mesh.regionFields[b"label"]), var("eb_prop1", np.arange(0)))
+
+        def keys(ids, names, dimension, word):
+            n = size(dimension)
+            return [name or f"{word}_{i}".encode() for name, i in zip(names_of(nc, names, n), var(ids, ()))]
+
+        block_keys = keys("eb_prop1", "eb_names", "num_el_blk", "block")
+        for k, key in enumerate(block_keys, 1):
+            same(sim.members(mesh.elementSets[key]), blocks[k])
+            same(sim.members(mesh.regionSets[key]), [k - 1])
+        for target, ids, names, dimension, word, entries in (
+                (mesh.nodeSets, "ns_prop1", "ns_names", "num_node_sets", "nodeset", "node_ns"),
+                (mesh.elementSets, "els_prop1", "els_names", "num_elem_sets", "elementset", "elem_els")):
+            set_keys = keys(ids, names, dimension, word)
+            for k, key in enumerate(set_keys, 1):
+                same(sim.members(target[key]), var(f"{entries}{k}", np.arange(0) + 1) - 1)
+        node_keys = keys("ns_prop1", "ns_names", "num_node_sets", "nodeset")
+        self.assertEqual(set(mesh.nodeSets), set(node_keys))
+        if node_keys:
+            same(one(mesh.meshFields[b"nodeSetLabel"]), [i for _, i in sorted(zip(node_keys, nc["ns_prop1"][:]))])
+        side_keys = keys("ss_prop1", "ss_names", "num_side_sets", "sideset")
+        self.assertEqual(set(mesh.surfaces), set(side_keys))
+
+        def of_sides(distribution, k, rows, per_set=None):
+            """Rows of a field over a surface, by element and side."""
+            found, parts = {}, sim.drawers(mesh.surfaces[side_keys[k - 1]])
+            for sides, drawer in zip(parts, per_set or sim.drawers(distribution)):
+                same(sides.members, drawer.members)
+                for element, side, row in zip(sides.members, sides.values, drawer.values):
+                    found[element + 1, side + 1] = row
+            wanted = list(zip(nc[f"elem_ss{k}"][:], nc[f"side_ss{k}"][:]))
+            self.assertEqual(set(found), set(wanted))
+            same([found[pair] for pair in wanted], rows)
+
+        for k, key in enumerate(side_keys, 1):
+            of_sides(mesh.surfaces[key], k, nc[f"side_ss{k}"][:] - 1)
+        if "dist_fact_ss1" in nc.variables:
+            n = size("num_side_ss1")
+            of_sides(mesh.surfaceFields[b"distributionFactor"], 1, nc["dist_fact_ss1"][:].reshape(n, -1))
+
+        if steps:
+            same(one(mesh.frameFields[b"time"]), nc["time_whole"][:])
+        renamed = {b"coordinates": b"coordinates_2", b"time": b"time_2"}  # by place among the made meshes' variables
+        for k, name in enumerate(names_of(nc, "name_glo_var", size("num_glo_var"))):
+            same(one(mesh.frameFields[renamed.get(name, name)]), nc["vals_glo_var"][:, k])
+        for k, name in enumerate(names_of(nc, "name_nod_var", size("num_nod_var"))):
+            drawers = sim.drawers(mesh.nodeFields[renamed.get(name, name)])
+            wanted = nc["vals_nod_var"][:, k] if "vals_nod_var" in nc.variables else nc[f"vals_nod_var{k + 1}"][:]
+            self.assertEqual((len(drawers), drawers[0].values.dtype), (steps, wanted.dtype))
+            same([d.values for d in drawers], wanted)
+        for k, name in enumerate(names_of(nc, "name_elem_var", size("num_elem_var"))):
+            held = [e for e in blocks if nc["elem_var_tab"][e - 1, k]]
+            drawers = sim.drawers(mesh.elementFields[name])
+            self.assertEqual(len(drawers), steps)
+            for step, drawer in enumerate(drawers):
+                same(drawer.members, np.concatenate([blocks[e] for e in held]))
+                same(drawer.values, np.concatenate([nc[f"vals_elem_var{k + 1}eb{e}"][step] for e in held]))
+        if "vals_sset_var1ss1" in nc.variables:
+            drawers = sim.drawers(mesh.surfaceFields[b"flux"])
+            per_step = len(drawers) // steps
+            parts = len(sim.drawers(mesh.surfaces[side_keys[0]]))
+            for step in range(steps):
+                of_sides(None, 1, nc["vals_sset_var1ss1"][step], drawers[step * per_step :][:parts])
+        if "vals_nset_var1ns2" in nc.variables:
+            for step, drawer in enumerate(sim.drawers(mesh.nodeFields[b"reaction"])):
+                same(drawer.values, nc["vals_nset_var1ns2"][step])
+                same(drawer.members, nc["node_ns2"][:] - 1)
+        for k, name in enumerate(names_of(nc, "nmap_names", size("num_node_maps")), 1):
+            same(one(mesh.nodeFields[name]), nc[f"node_map{k}"][:])
+        return sim
+
+    def test_real_meshes(self):
+        # Counts as the README of the mesh folder has them.
+        for name, counts in {"FourBrickHex-large.exo": (125, 64, 4, 0), "annulus-20.exo": (684, 621, 1, 2),
+                             "block.exo": (525, 320, 1, 0)}.items():
+            with self.subTest(name):
+                done = run("import", MESHES / name, self.out, "--json", "--force")
+                self.assertEqual(done.returncode, 0, done.stderr)
+                summary = json.loads(done.stdout)
+                self.assertEqual(tuple(summary[k] for k in ("nodes", "elements", "blocks", "sideSets")), counts)
+                sim = self.compare(MESHES / name)
+                if name == "annulus-20.exo":
+                    self.assertEqual(set(sim.mesh.surfaces), {b"Inner.Wall", b"Outer.Wall"})
+
+    def test_everything_in_every_format(self):
+        for format, kw in (("NETCDF4", {"zlib": True}), ("NETCDF4", {"ints": "i8"}), ("NETCDF3_CLASSIC", {}),
+                           ("NETCDF3_64BIT_OFFSET", {"reals": "f4"}), ("NETCDF3_64BIT_DATA", {"ints": "i8"}),
+                           ("NETCDF3_CLASSIC", {"old_forms": True})):
+            with self.subTest(format, **kw):
+                path = self.make(format=format, width=200, **exo_make.everything(), **kw)
+                done = run("import", path, self.out, "--force", "--json")
+                self.assertEqual(done.returncode, 0, done.stderr)
+                self.assertEqual([(r["from"], r["to"]) for r in json.loads(done.stdout)["renamed"]],
+                                 [("time", "time_2"), ("coordinates", "coordinates_2")][::-1])
+                self.compare(path)
+
+    def test_few_dimensions_few_things(self):
+        line = [{"id": 1, "type": "BAR2", "conn": [[1, 2], [2, 3]]}]
+        for name, mesh in {"line": {"nodes": np.zeros((3, 1)), "blocks": line},
+                           "plane": {"nodes": np.eye(4, 2), "blocks": [{"id": 1, "type": "QUAD4", "conn": [[1, 2, 3, 4]]}]},
+                           "points": {"nodes": np.ones((5, 3))},
+                           "void": {"nodes": np.zeros((0, 3)), "blocks": [{"id": 4, "type": "HEX8", "conn": []}]},
+                           "steps": {"nodes": np.zeros((3, 1)), "times": [1.0, 2.0]}}.items():
+            with self.subTest(name):
+                path = self.make(name + ".exo", **mesh)
+                self.import_(path, "--force")
+                self.compare(path)
+
+    def test_wide_numbers_and_polygons(self):
+        path = self.make(ints="i8", nodes=np.zeros((4, 2)), node_labels=[1, 2, 3, 2**40],
+                         blocks=[{"id": 2**35, "type": "QUAD4", "conn": [[1, 2, 3, 4]]}])
+        self.import_(path)
+        self.assertEqual(self.compare(path).mesh.elementSets.keys(), {b"block_34359738368"})
+        path = self.make("poly.exo", nodes=np.zeros((6, 2)), blocks=[{"id": 1, "type": "QUAD4", "conn": [[1]] * 3}])
+        with netCDF4.Dataset(path, "r+") as nc:
+            nc.renameVariable("connect1", "old")
+            nc.renameDimension("num_nod_per_el1", "old")
+            nc.createDimension("num_nod_per_el1", 12)
+            nc.createVariable("connect1", "i4", ("num_nod_per_el1",))[:] = [1, 2, 3, 4, 5, 6, 1, 2, 3, 4, 6, 5]
+            nc["connect1"].elem_type = "nsided"
+            nc.createVariable("ebepecnt1", "i4", ("num_el_in_blk1",))[:] = [3, 5, 4]
+        self.import_(path, "--force")
+        sim = Sim(self.out)
+        np.testing.assert_array_equal(sim.drawers(sim.mesh.elementFields[b"connectivity"])[0].values,
+                                      [[0, 1, 2, -1, -1], [3, 4, 5, 0, 1], [2, 3, 5, 4, -1]])
+
+    def test_equal_names_lose_nothing(self):
+        quad = [[1, 2, 3, 4]]
+        done = run("import", self.make(
+            nodes=np.zeros((4, 2)), times=[0.0],
+            blocks=[{"id": 1, "name": "a", "type": "QUAD4", "conn": quad}, {"id": 2, "name": "a", "type": "Q", "conn": quad},
+                    {"id": 3, "name": "", "type": "Q", "conn": quad}, {"id": 9, "name": "block_3", "type": "Q", "conn": quad}],
+            elem_sets=[{"id": 2, "name": "a", "members": [1, 4]}],
+            node_sets=[{"id": 5, "name": "n", "members": [2, 3, 2, 1, 3]}, {"id": 6, "name": "n", "members": [4]}],
+            node_vars={"label": np.zeros((1, 4)), "v": np.ones((1, 4))}, nset_vars={"v": {0: [[1, 2, 3, 4, 5]]}}),
+            self.out)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        mesh = Sim(self.out).mesh
+        self.assertEqual(set(mesh.elementSets), {b"a", b"a_2", b"a_2_2", b"block_3_3", b"block_3"})
+        self.assertEqual(set(mesh.nodeSets), {b"n", b"n_6"})
+        self.assertEqual(set(mesh.nodeFields), {b"coordinates", b"label", b"label_1", b"v", b"v_1"})
+        sim = Sim(self.out)
+        np.testing.assert_array_equal(sim.members(mesh.nodeSets[b"n"]), [1, 2, 0])
+        np.testing.assert_array_equal(sim.drawers(mesh.nodeFields[b"v_1"])[0].values, [1, 2, 4])
+        self.assertIn(b"2 repeated entries of the set n", done.stderr)
+
+    def test_output_is_whole_or_not_there(self):
+        mesh = MESHES / "block.exo"
+        self.out.write_bytes(b"precious")
+        self.refused(2, "import", mesh, self.out, says=["--force"])
+        self.assertEqual(self.out.read_bytes(), b"precious")
+        self.refused(2, "import", mesh, self.dir, says=["directory"])
+        self.refused(2, "import", mesh, self.dir / "no" / "such", says=["such"])
+        copy = shutil.copy(mesh, self.dir / "copy.exo")
+        self.refused(1, "import", copy, copy, "--force", says=["the mesh"])
+        # Found bad only when most is written already: the old file stays.
+        bad = self.make(nodes=np.zeros((4, 2)), blocks=[{"id": 1, "type": "QUAD4", "conn": [[1, 2, 3, 4]]}],
+                        side_sets=[{"id": 1, "members": [1], "sides": [77]}])
+        self.refused(2, "import", bad, self.out, "--force", says=["side_ss1", "77"])
+        self.assertEqual(self.out.read_bytes(), b"precious")
+
+    def test_a_signal_leaves_nothing_behind(self):
+        path = self.make(nodes=np.zeros((20, 3)), times=np.arange(1500.0),
+                         node_vars={f"v{i}": np.zeros((1500, 20)) for i in range(40)})
+        for number in (signal.SIGTERM, signal.SIGINT):
+            child = subprocess.Popen([PDMSIM, "import", path, self.out], stdout=subprocess.DEVNULL)
+            while child.poll() is None and len(os.listdir(self.dir)) < 2:
+                time.sleep(0.001)
+            child.send_signal(number)
+            self.assertEqual(child.wait(60), -number)
+            self.assertEqual(os.listdir(self.dir), ["mesh.exo"])
+
+
+class BadMeshes(Case):
+    def test_files_that_are_no_mesh(self):
+        whole = (MESHES / "annulus-20.exo").read_bytes()
+        four = (MESHES / "block.exo").read_bytes()
+        with h5py.File(self.dir / "h5", "w") as file:
+            file["x"] = [1.0]
+        with netCDF4.Dataset(self.dir / "nc", "w") as nc:
+            nc.createDimension("num_nodes", 3)
+        with netCDF4.Dataset(self.dir / "nc3", "w", format="NETCDF3_CLASSIC") as nc:
+            nc.api_version = 5.0
+        for name, data in {"empty": b"", "text": b"hello", "cut": whole[:-1], "short": whole[:7000],
+                           "header": whole[:900], "cut4": four[:-5000], "tiny4": four[:100], "magic": b"CDF\1",
+                           "wild": whole[:8] + b"\xff" * 200 + whole[208:]}.items():
+            (self.dir / name).write_bytes(data)
+        for name in os.listdir(self.dir):
+            with self.subTest(name):
+                self.refused(2, "import", self.dir / name, self.out, says=[name, "expected", "found"])
+        self.refused(2, "import", MESHES / "block.mesh", self.out, says=["not netCDF"])
+        self.refused(2, "import", self.dir, self.out, says=["directory"])
+        self.refused(2, "import", self.dir / "none", self.out, says=["No such file"])
+        os.chmod(self.dir / "text", 0)
+        if os.getuid():
+            self.refused(2, "import", self.dir / "text", self.out, says=["Permission"])
+
+    def test_meshes_that_contradict_themselves(self):
+        mesh = lambda **kw: dict(dict(nodes=np.zeros((4, 2)), blocks=[
+            {"id": 1, "type": "QUAD4", "conn": [[1, 2, 3, 4]]}]), **kw)
+        rename = lambda nc, a, b: nc.renameVariable(a, b)
+        times = dict(times=[0.0, 1.0], node_vars={"v": np.zeros((2, 4))}, elem_vars={"s": {0: np.zeros((2, 1))}})
+
+        def retype(nc, name, kind, dims):
+            nc.renameVariable(name, name + "_old")
+            nc.createVariable(name, kind, dims)
+
+        cases = {
+            "node 5": (mesh(blocks=[{"id": 1, "type": "QUAD4", "conn": [[1, 2, 3, 5]]}]), None, ["connect1", "1..4", "5"]),
+            "node 0": (mesh(blocks=[{"id": 1, "type": "QUAD4", "conn": [[0, 2, 3, 4]]}]), None, ["connect1", "0"]),
+            "set": (mesh(node_sets=[{"id": 1, "members": [1, -7]}]), None, ["node_ns1", "-7"]),
+            "elements": (mesh(elem_sets=[{"id": 1, "members": [2]}]), None, ["elem_els1", "1..1"]),
+            "sides": (mesh(side_sets=[{"id": 1, "members": [1], "sides": [0]}]), None, ["side_ss1", "0"]),
+            "no connectivity": (mesh(), lambda nc: rename(nc, "connect1", "x"), ["connect1", "no such"]),
+            "real connectivity": (mesh(), lambda nc: retype(nc, "connect1", "f8", ("num_el_in_blk1", "num_nod_per_el1")),
+                                  ["connect1", "integer[1][4]", "double"]),
+            "no coordinates": (mesh(), lambda nc: rename(nc, "coordy", "c"), ["coordy"]),
+            "short coordinates": (mesh(), lambda nc: retype(nc, "coordx", "f8", ("num_dim",)), ["coordx", "[4]", "[2]"]),
+            "short labels": (mesh(), lambda nc: nc.createVariable("node_num_map", "i4", ("num_dim",)), ["node_num_map"]),
+            "number of elements": (mesh(), lambda nc: nc.renameDimension("num_el_in_blk1", "x"), ["num_elem", "0"]),
+            "ids": (mesh(), lambda nc: retype(nc, "eb_prop1", "i4", ("num_nodes",)), ["eb_prop1"]),
+            "dimension": (mesh(), lambda nc: (nc.renameDimension("num_dim", "d"), nc.createDimension("num_dim", 7)), ["num_dim"]),
+            "no sides": (mesh(side_sets=[{"id": 1, "members": [1], "sides": [1]}]), lambda nc: rename(nc, "side_ss1", "s"),
+                         ["side_ss1"]),
+            "set size": (mesh(node_sets=[{"id": 1, "members": [1, 2]}]),
+                         lambda nc: (nc.renameDimension("num_nod_ns1", "n"), nc.createDimension("num_nod_ns1", 3)),
+                         ["num_nod_ns1", "2", "3"]),
+            "no values": (mesh(**times), lambda nc: rename(nc, "vals_nod_var1", "x"), ["vals_nod_var1"]),
+            "text values": (mesh(**times), lambda nc: retype(nc, "vals_elem_var1eb1", "S1", ("time_step", "num_el_in_blk1")),
+                            ["vals_elem_var1eb1", "text"]),
+            "table": (mesh(**times), lambda nc: retype(nc, "elem_var_tab", "i4", ("num_elem", "num_nodes")), ["elem_var_tab"]),
+            "great count": (mesh(), lambda nc: nc.createDimension("num_side_sets", 2**31), ["num_side_sets"]),
+        }
+        for name, (content, change, says) in cases.items():
+            with self.subTest(name):
+                path = self.make(**content)
+                if change:
+                    with netCDF4.Dataset(path, "r+") as nc:
+                        change(nc)
+                self.refused(2, "import", path, self.out, says=[path, "expected", "found", *says])
+
+
+class Show(Case):
+    def setUp(self):
+        super().setUp()
+        self.mesh = exo_make.everything()
+        self.assertEqual(run("import", self.make(width=200, **self.mesh), self.out, "--quiet").returncode, 0)
+
+    def show(self, *args):
+        done = run("show", self.out, *args, "--json")
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        return json.loads(done.stdout)
+
+    def test_tree(self):
+        tree = self.show()
+        self.assertEqual((tree["class"], tree["bytes"]), ("com.vertana.Sim", self.out.stat().st_size))
+        model = tree["children"]["discreteModel"]
+        mesh = model["children"]["mesh"]["members"]
+        self.assertEqual(model["members"]["frames"]["items"], 3)
+        self.assertEqual((mesh["nodes"]["items"], mesh["elements"]["items"], mesh["regions"]["items"]), (40, 12, 4))
+        self.assertEqual({k: v["size"] for k, v in mesh["nodeSets"]["entries"].items()},
+                         {"plain": 6, exo_make.LONG: 7, "mit Ümlaut/and slash": 8, "nodeset_103": 9, "nobody": 0})
+        field = mesh["elementFields"]["entries"]["stress"]
+        self.assertEqual((field["drawers"], field["first"]["rows"], field["first"]["type"]), (3, 8, "double"))
+        self.assertEqual(model["children"]["mesh"]["children"]["systems"]["count"], 0)
+        text = run("show", self.out).stdout.decode()
+        for words in (["nodes", "40 items"], ["mit Ümlaut/and slash", "8 of nodes"],
+                      ["coordinates", "40 x 3 double over all nodes"], ["wall"], ["temperature", "3 drawers"]):
+            self.assertTrue(any(all(w in line for w in words) for line in text.splitlines()), (words, text))
+
+    def test_paths(self):
+        base = "discreteModel/mesh/"
+        self.assertEqual(self.show("discreteModel/mesh")["class"], "com.vertana.Mesh")
+        self.assertEqual(self.show(base + "nodes")["items"], 40)
+        self.assertEqual(self.show(base + "systems")["elements"], [])
+        self.assertEqual(self.show(base + "elementSets/fluid/inner part", "--head", "2")["head"]["items"], [0, 1])
+        names = self.mesh["node_sets"][2]
+        self.assertEqual(self.show(base + "nodeSets/" + names["name"], "--head", "4")["head"]["items"],
+                         [int(i) - 1 for i in names["members"][:4]])
+        stress = self.show(base + "elementFields/stress", "--head", "99")
+        wanted = [np.concatenate([v[k] for v in self.mesh["elem_vars"]["stress"].values()]) for k in range(3)]
+        self.assertEqual([d["range"] for d in stress["drawers"]], [[{"min": w.min(), "max": w.max()}] for w in wanted])
+        self.assertEqual(stress["head"]["rows"], [[v] for v in wanted[0]])
+        self.assertEqual(stress["head"]["items"], [0, 1, 2, 3, 4, 9, 10, 11])
+        last = self.show(base + "elementFields/stress", "--drawer", "2")["drawers"]
+        self.assertEqual([d["drawer"] for d in last], [2])
+        for path in ("nothing", "discreteModel/mesh/nodeSets/none", "discreteModel/mesh/systems/0",
+                     "discreteModel/mesh/nodes/3", "discreteModel/mesh/nodeFields/"):
+            self.refused(1, "show", self.out, path, says=[path, "nothing of that name"])
+        self.refused(1, "show", self.out, base + "elementFields/stress", "--drawer", "3", says=["0..2"])
+
+    def test_not_a_number(self):
+        values = np.array([[1.0, np.nan, -3.0, np.inf], [np.nan] * 4])
+        self.import_(self.make("nan.exo", nodes=np.zeros((4, 1)), times=[0, 1], node_vars={"v": values}), "--force")
+        ranges = [d["range"][0] for d in self.show("discreteModel/mesh/nodeFields/v")["drawers"]]
+        self.assertEqual((ranges[0]["min"], ranges[0]["nan"]), (-3.0, 1))
+        self.assertEqual(ranges[1], {"min": None, "max": None, "nan": 4})
+        self.assertIn(b"-3 .. inf (1 NaN)", run("show", self.out, "discreteModel/mesh/nodeFields/v").stdout)
+
+    def test_files_that_are_no_simulation(self):
+        with h5py.File(self.dir / "other.h5", "w") as file:
+            file["x"] = [1.0]
+        with h5py.File(self.dir / "sim.h5", "w") as file:
+            file["sim"] = [1.0]
+        (self.dir / "text").write_bytes(b"hello")
+        (self.dir / "empty").write_bytes(b"")
+        (self.dir / "cut").write_bytes(self.out.read_bytes()[:-3000])
+        for name in ("other.h5", "sim.h5", "text", "empty", "cut", "mesh.exo", "none", "."):
+            with self.subTest(name):
+                self.refused(2, "show", self.dir / name, says=[name])
+
+    def test_damaged_simulations(self):
+        def stream(path, change):
+            def apply(file):
+                data = bytearray(file[path]["#simpleTypeMembers"][()].tobytes())
+                change(data)
+                file[path]["#simpleTypeMembers"][...] = np.frombuffer(data, "u1")
+            return apply
+
+        def name(path, text):
+            return lambda file: file[path].attrs.modify("class", np.frombuffer(text.ljust(80, b"\0"), "u1"))
+
+        def put(at, data):
+            return lambda bytes_: bytes_.__setitem__(slice(at, at + len(data)), data)
+
+        mesh = "sim/discreteModel/mesh"
+        distributions = "store/distributions"
+        for what, change in {
+                "unknown class": name(mesh, b"com.vertana.Nonsense"), "other class": name(mesh, b"com.vertana.FESystem"),
+                "no sim": name("sim", b"com.vertana.Mesh"), "bad tag": stream(mesh, put(4, b"\xff")),
+                "bad length": stream(mesh, put(0, b"\xff\xff\xff\x7f")), "short length": stream(mesh, put(0, b"\x20\0\0\0")),
+                "great count": stream(mesh, lambda d: put(d.index(b"\x39") + 1, b"\xff\xff\xff\x7f")(d)),
+                "negative count": stream(mesh, lambda d: put(d.index(b"\x39") + 1, b"\xff\xff\xff\xff")(d)),
+                "no stream": lambda file: file[mesh].__delitem__("#simpleTypeMembers"),
+                "no collections": lambda file: file["store"].__delitem__("collections"),
+                "no drawers": lambda file: file.__delitem__(distributions)}.items():
+            with self.subTest(what):
+                bad = shutil.copy(self.out, self.dir / "bad.pdm")
+                with h5py.File(bad, "r+") as file:
+                    change(file)
+                self.refused(2, "show", bad, says=["bad.pdm"])
+
+
+class CommandLine(Case):
+    def test_use(self):
+        self.assertRegex(run("--version").stdout, rb"^pdmsim \d+\.\d+\.\d+\n$")
+        for args in ((), ("import",), ("show",)):
+            done = run(*args, "--help")
+            self.assertEqual((done.returncode, done.stderr), (0, b""))
+            self.assertIn(b"Examples:", done.stdout)
+        for args in ((), ("frobnicate",), ("import", "a"), ("show", "a", "--head", "-1"), ("show", "a", "b", "c")):
+            done = run(*args)
+            self.assertEqual((done.returncode, done.stdout), (1, b""), args)
+            self.assertTrue(done.stderr)
+
+    def test_output_that_cannot_be_written(self):
+        run("import", MESHES / "block.exo", self.out)
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([PDMSIM, "show", self.out], stdout=full, stderr=subprocess.PIPE)
+        self.assertEqual(done.returncode, 2)
+        self.assertIn(b"standard output", done.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
