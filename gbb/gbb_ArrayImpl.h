@@ -5,6 +5,7 @@
 #include <gbb/gbb_AutoArray.h>
 #include <gbb/gbb_Context.h>
 #include <gbb/gbb_Group.h>
+#include <gbb/gbb_ObjectHolder.h>
 #include <gbb/gbb_Path.h>
 #include <gbb/gbb_TraverseContext.h>
 
@@ -44,15 +45,17 @@ public:
     if (!element)
       err_Write("**ERROR gbb_ArrayImpl::add: inserting a NULL item\n");
     const int index = m_slots.Length();
+    gbb_Group group;
+    if (m_connected && !(group = CreateElement(index))) // a file that takes nothing: neither does the array
+      return Element();
     m_slots.Append(std::move(element));
     Holder& slot = m_slots[index];
     if (!!slot)
       slot.SetPath(gbb_Path(&m_path), index);
     if (m_connected) {
       ORXSimUpdate update(gbb_ContextOf(gbb_Path(&m_path)));
-      if (!m_group) // a file without the array's group
-        m_group = gbb_Group::CreateArray(gbb_Group(m_group.Parent()), m_group.Name(), 0);
-      BindElement(index);
+      if (!!slot)
+        slot.Bind(group);
       m_group.UpdateSize(index + 1);
       update.Commit();
     }
@@ -71,8 +74,11 @@ public:
       return;
     }
     m_group = group;
-    for (int i = 0; i < m_slots.Length(); ++i)
-      BindElement(i);
+    for (int i = 0; i < m_slots.Length(); ++i) {
+      const gbb_Group element = CreateElement(i);
+      if (!!m_slots[i])
+        m_slots[i].Bind(element);
+    }
     m_group.UpdateSize(m_slots.Length());
     m_connected = true;
   }
@@ -102,11 +108,11 @@ private:
     return slot;
   }
 
-  // A null element keeps its place in the file as a group without a class.
-  void BindElement(int i) {
-    const gbb_Group group = gbb_Group::Create(m_group, gbb_Group::ElementName(i));
-    if (!!m_slots[i])
-      m_slots[i].Bind(group);
+  // The group of a new element; a null element keeps its place in the file as a group without a class.
+  gbb_Group CreateElement(int i) {
+    if (!m_group) // a file that never had the array
+      m_group = gbb_Group::CreateArray(gbb_Group(m_group.Parent()), m_group.Name(), 0);
+    return gbb_Group::Create(m_group, gbb_Group::ElementName(i));
   }
 
   bool m_connected = false;

@@ -89,11 +89,13 @@ public:
 
 private:
   void GrowFor(int n) {
+    if (n > m_capacity - m_length) [[unlikely]]
+      Grow(n);
+  }
+  [[gnu::noinline]] void Grow(int n) {
     if (n > INT_MAX - m_length)
       throw std::bad_alloc();
     const int needed = m_length + n;
-    if (needed <= m_capacity)
-      return;
     long long capacity = m_capacity == 0 ? 16 : m_capacity;
     while (capacity < needed)
       capacity *= 2;

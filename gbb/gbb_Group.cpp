@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 
 namespace {
 
@@ -80,18 +81,27 @@ bool gbb_Group::UpdateSize(int size) const {
   return m_group.AttributeOpen(kSize).Write(hdf_Datatype::NATIVE_INT, &size);
 }
 
-bool gbb_Group::CreateMembers(const gbb_MemoryStream::Buffer& stream) const {
-  const hdf_Dataspace space = vectorOf(capacityFor(stream.Length()));
-  return m_group.DatasetCreate(kMembers, hdf_Datatype::NATIVE_UCHAR, space)
-      .Write(hdf_Datatype::NATIVE_UCHAR, stream.Data(), static_cast<std::uint64_t>(stream.Length()));
+// Writing a dataset whole is the cheap way, and leaves nothing of a longer stream behind a shorter one.
+bool gbb_Group::WritePadded(const hdf_Dataset& dataset, std::uint64_t capacity, gbb_MemoryStream::Buffer& stream) {
+  const auto padding = static_cast<int>(capacity) - stream.Length();
+  std::memset(stream.Extend(padding), 0, static_cast<std::size_t>(padding));
+  return dataset.Write(hdf_Datatype::NATIVE_UCHAR, stream.Data(), capacity);
 }
 
-bool gbb_Group::WriteMembers(const gbb_MemoryStream::Buffer& stream) const {
-  const auto length = static_cast<std::uint64_t>(stream.Length());
+bool gbb_Group::CreateMembers(gbb_MemoryStream::Buffer& stream) const {
+  const std::uint64_t capacity = capacityFor(stream.Length());
+  return WritePadded(m_group.DatasetCreate(kMembers, hdf_Datatype::NATIVE_UCHAR, vectorOf(capacity)), capacity, stream);
+}
+
+bool gbb_Group::WriteMembers(gbb_MemoryStream::Buffer& stream) const {
   hdf_Dataset dataset = m_group.DatasetOpen(kMembers);
-  if (dataset.GetSpace().Elements() < length && !dataset.Extend(capacityFor(stream.Length())))
-    return false;
-  return dataset.Write(hdf_Datatype::NATIVE_UCHAR, stream.Data(), length);
+  std::uint64_t capacity = dataset.GetSpace().Elements();
+  if (capacity < static_cast<std::uint64_t>(stream.Length())) {
+    capacity = capacityFor(stream.Length());
+    if (!dataset.Extend(capacity))
+      return false;
+  }
+  return capacity <= INT_MAX && WritePadded(dataset, capacity, stream);
 }
 
 gbb_MemoryStream::Buffer gbb_Group::ReadMembers() const {
@@ -100,11 +110,7 @@ gbb_MemoryStream::Buffer gbb_Group::ReadMembers() const {
   gbb_MemoryStream::Buffer bytes;
   if (length == 0 || length > INT_MAX)
     return bytes;
-  // The platform refuses datasets that are larger than the file, so the length can be trusted for memory
-  // only after a first byte has been read.
-  unsigned char first = 0;
-  if (!dataset.Read(hdf_Datatype::NATIVE_UCHAR, &first, 1))
-    return bytes;
+  // A dataset that is larger than its file does not open, so the length can be trusted with memory.
   unsigned char* const data = bytes.Extend(static_cast<int>(length));
   if (!dataset.Read(hdf_Datatype::NATIVE_UCHAR, data, length))
     bytes.RemoveLast(bytes.Length());

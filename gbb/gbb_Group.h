@@ -48,14 +48,15 @@ public:
   int ReadSize() const;
   bool UpdateSize(int size) const;
 
-  /// Creates the member dataset for the stream and writes it.
-  bool CreateMembers(const gbb_MemoryStream::Buffer& stream) const;
-  /// Writes the whole stream into the member dataset, which grows when it has to.
-  bool WriteMembers(const gbb_MemoryStream::Buffer& stream) const;
+  /// Creates the member dataset for the stream and writes it, padded with zeros to the dataset's size.
+  bool CreateMembers(gbb_MemoryStream::Buffer& stream) const;
+  /// Writes the whole stream into the member dataset, which grows when it has to; padded as above.
+  bool WriteMembers(gbb_MemoryStream::Buffer& stream) const;
   /// The bytes of the member dataset; empty when there is none or it cannot be read.
   gbb_MemoryStream::Buffer ReadMembers() const;
 
 private:
+  static bool WritePadded(const hdf_Dataset& dataset, std::uint64_t capacity, gbb_MemoryStream::Buffer& stream);
   gbb_Group(hdf_Group group, const gbb_Group& parent, const gbb_String& name, bool created);
 
   hdf_Group m_group;

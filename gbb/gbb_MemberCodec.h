@@ -43,10 +43,7 @@ struct gbb_MapCodec {
   static constexpr auto kBase = gbb_BaseOf<T>::value;
   static void Write(gbb_MemoryStream& stream, const Map& map) {
     stream.WriteSize(map.count());
-    map.ForEach([&](const auto& key, const T& value) {
-      stream.Write(static_cast<const Key&>(key));
-      stream.Write(value);
-    });
+    map.ForEach([&](const Key& key, const T& value) { stream.WriteTogether(key, value); });
   }
   static void Read(gbb_MemoryStream& stream, Map& map) {
     const int count = stream.ReadCount(gbb_kLeastSize<Key> + gbb_kLeastSize<T>);
@@ -98,9 +95,8 @@ struct gbb_Codec<kda_List<T>> {
 /// Writes one member record: its index, then its tag and value.
 template <class T>
 void gbb_WriteMember(gbb_MemoryStream& stream, int index, const T& value) {
-  stream.Write(gbb_MemoryStream::kSingle, gbb_MemoryStream::kInt);
-  stream.Write(index);
-  stream.Write(gbb_Codec<T>::kShape, gbb_Codec<T>::kBase);
+  stream.WriteTogether(gbb_MemoryStream::Tag(gbb_MemoryStream::kSingle, gbb_MemoryStream::kInt), index,
+                       gbb_MemoryStream::Tag(gbb_Codec<T>::kShape, gbb_Codec<T>::kBase));
   gbb_Codec<T>::Write(stream, value);
 }
 

@@ -1,7 +1,5 @@
 #include <gbb/gbb_MemoryStream.h>
 
-#include <algorithm>
-
 gbb_MemoryStream::gbb_MemoryStream(ORXSimContextID context) : m_context(context) {
   Start();
 }
@@ -21,6 +19,7 @@ gbb_MemoryStream::~gbb_MemoryStream() = default;
 void gbb_MemoryStream::Start() {
   m_position = kHeaderSize;
   m_error = kGood;
+  m_limit = 0;
   Write(kHeaderSize);
 }
 
@@ -30,10 +29,7 @@ void gbb_MemoryStream::Reserve(int n) {
 }
 
 void gbb_MemoryStream::Write(const kda_string& value) {
-  const char* const text = value.cStr();
-  const int length = value.byteCount();
-  Write(length);
-  Put(text, length);
+  WriteTogether(value);
 }
 
 void gbb_MemoryStream::Read(bool& value) {
@@ -102,14 +98,13 @@ int gbb_MemoryStream::ReadCount(int entrySize) {
 
 gbb_MemoryStream::Buffer gbb_MemoryStream::GetBuffer() {
   const int length = m_buffer.Length();
-  std::memcpy(m_buffer.Data(), &length, sizeof length);
-  if (m_swap)
-    Reverse(m_buffer.Data(), sizeof length);
+  if (length < kHeaderSize) { // what was taken over for reading was no stream
+    m_buffer.RemoveLast(length);
+    Start();
+    return GetBuffer();
+  }
+  gbb_StoreNumber(m_buffer.Data(), length, m_swap);
   Buffer buffer(std::move(m_buffer));
   Start();
   return buffer;
-}
-
-void gbb_MemoryStream::Reverse(unsigned char* bytes, int n) {
-  std::reverse(bytes, bytes + n);
 }

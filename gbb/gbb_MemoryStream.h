@@ -5,8 +5,64 @@
 #include <kda/kda_Export.h>
 #include <kda/kda_string.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
+#include <type_traits>
+
+/// Stores a number in the byte order of this machine, or the other way round.
+template <class T>
+inline void gbb_StoreNumber(unsigned char* to, T value, bool reversed) {
+  unsigned char bytes[sizeof value];
+  std::memcpy(bytes, &value, sizeof value);
+  if (reversed)
+    std::reverse(bytes, bytes + sizeof value);
+  std::memcpy(to, bytes, sizeof bytes);
+}
+
+/// What is stored of a value: how many bytes, and the bytes. Worked out once, so that a whole record can be
+/// written after one look at the room that is left. This one is for identifiers: a length, then their
+/// external form.
+template <class T>
+class gbb_Stored {
+public:
+  explicit gbb_Stored(const T& value) : m_external(value) {}
+  int Size() const { return 4 + m_external.Length(); }
+  void Store(unsigned char* to, bool reversed) const {
+    gbb_StoreNumber(to, m_external.Length(), reversed);
+    std::memcpy(to + 4, m_external.Bytes(), static_cast<std::size_t>(m_external.Length()));
+  }
+
+private:
+  ORXSimIDExternal m_external;
+};
+
+template <class T>
+  requires std::is_arithmetic_v<T>
+class gbb_Stored<T> {
+public:
+  explicit gbb_Stored(T value) : m_value(value) {}
+  static constexpr int Size() { return sizeof(T); }
+  void Store(unsigned char* to, bool reversed) const { gbb_StoreNumber(to, m_value, reversed); }
+
+private:
+  T m_value;
+};
+
+template <>
+class gbb_Stored<kda_string> {
+public:
+  explicit gbb_Stored(const kda_string& value) : m_text(value.cStr()), m_length(value.byteCount()) {}
+  int Size() const { return 4 + m_length; }
+  void Store(unsigned char* to, bool reversed) const {
+    gbb_StoreNumber(to, m_length, reversed);
+    std::memcpy(to + 4, m_text, static_cast<std::size_t>(m_length));
+  }
+
+private:
+  const char* m_text; // borrowed
+  int m_length;
+};
 
 /// The simple members of one object as bytes, and back.
 ///
@@ -81,6 +137,13 @@ public:
   void Write(ORXSimDistributionID value) { PutIdentifier(value); }
   /// A type tag.
   void Write(Shape shape, Base base) { Write(Tag(shape, base)); }
+  /// Several values one after another, as Write of each would.
+  template <class... T>
+  void WriteTogether(const T&... values) {
+    if (!(Accepts(values) && ...))
+      return;
+    PutStored(gbb_Stored<T>(values)...);
+  }
   /// Makes room, so that the next n bytes are written without growing.
   void Reserve(int n);
 
@@ -113,7 +176,7 @@ private:
 
   void Start();
   // Room for n more bytes, null after an error.
-  unsigned char* Room(int n) { return m_error == kGood ? m_buffer.Extend(n) : nullptr; }
+  unsigned char* Room(int n) { return m_error == kGood && n >= 0 ? m_buffer.Extend(n) : nullptr; }
   void Put(const void* bytes, int n) {
     if (unsigned char* const to = Room(n))
       std::memcpy(to, bytes, static_cast<std::size_t>(n));
@@ -135,37 +198,40 @@ private:
     return from;
   }
 
-  static void Reverse(unsigned char* bytes, int n);
+  template <class... Stored>
+  void PutStored(const Stored&... stored) {
+    unsigned char* to = Room((stored.Size() + ...));
+    if (to != nullptr)
+      ((stored.Store(to, m_swap), to += stored.Size()), ...);
+  }
   template <class T>
   void PutNumber(T value) {
-    if (unsigned char* const to = Room(sizeof value)) {
-      std::memcpy(to, &value, sizeof value);
-      if (m_swap)
-        Reverse(to, sizeof value);
-    }
+    if (unsigned char* const to = Room(sizeof value))
+      gbb_StoreNumber(to, value, m_swap);
   }
   template <class T>
   void GetNumber(T& value) {
     if (const unsigned char* const from = Take(sizeof value)) {
       std::memcpy(&value, from, sizeof value);
       if (m_swap)
-        Reverse(reinterpret_cast<unsigned char*>(&value), sizeof value);
+        gbb_StoreNumber(reinterpret_cast<unsigned char*>(&value), value, true);
     }
   }
   template <class ID>
   void PutIdentifier(ID value) {
-    if (!value.IsNull() && value.Context() != m_context) {
-      SetError(kWrongIdentifier);
+    if (!Accepts(value))
       return;
+    const gbb_Stored<ID> stored(value);
+    if (unsigned char* const to = Room(stored.Size()))
+      stored.Store(to, m_swap);
+  }
+  // Error 3 for an identifier that is neither null nor of this context; everything else is accepted.
+  bool Accepts(const auto& value) {
+    if constexpr (requires { value.Context(); }) {
+      if (!value.IsNull() && value.Context() != m_context)
+        SetError(kWrongIdentifier);
     }
-    const ORXSimIDExternal external(value);
-    if (unsigned char* const to = Room(4 + external.Length())) {
-      const int length = external.Length();
-      std::memcpy(to, &length, sizeof length);
-      if (m_swap)
-        Reverse(to, sizeof length);
-      std::memcpy(to + 4, external.Bytes(), static_cast<std::size_t>(length));
-    }
+    return m_error == kGood;
   }
   // The external form that follows; of no kind after an error.
   ORXSimIDExternal GetExternal();

@@ -19,6 +19,10 @@ public:
   void commit();
 
 private:
+  // True when the members were the object's cache and that has been replaced since: they are gone.
+  bool Stale() const;
+
   typename Traits::Impl* m_impl;
   typename Traits::Members* m_members = nullptr; // fetched and not yet committed
+  int m_cacheNumber = -1;                        // of the cache that the members are, -1 for a copy
 };

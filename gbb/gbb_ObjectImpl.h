@@ -86,6 +86,10 @@ public:
   /// Deletes members that were given out for changing; when they were the cache, it is forgotten.
   void DiscardMembers(Members* members);
 
+  /// Rises with every cache that is deleted, so that who was given one can tell that it is gone.
+  int CacheNumber() const { return m_cacheNumber; }
+  bool IsCache(const Members* members) const { return members == m_members; }
+
   /// The holder of the child at `Index`, opened if the file has it.
   template <int Index>
   auto& OpenedChild() {
@@ -120,5 +124,6 @@ private:
   Initial m_initial;           // what CreateMembers makes the members from
   ORXSimContextID m_context;   // of the file, valid once m_contextKnown
   bool m_contextKnown = false; // reset when the object is placed anew
+  int m_cacheNumber = 0;       // caches deleted so far
   int m_streamSize = 64;       // bytes of the last stream, a guess for the next
 };

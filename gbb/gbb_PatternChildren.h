@@ -37,13 +37,16 @@ auto gbb_Children<Traits>::Set(const gbb_ChildOwner& owner, auto& holder) {
   auto& held = Opened<Index>(owner);
   if (!!held || (owner.connected && owner.group.HasChild(Child::name()))) {
     gbb_Print<"**ERROR:", Traits::kName, "Impl::", gbb_Capitalised<Child::kName>(), ": already exists\n">();
-  } else if (!owner.connected || !!owner.group) { // an owner whose file could not be made takes nothing
-    held = std::move(holder);
-    if (!!held) {
+  } else if (!!holder) {
+    gbb_Group group;
+    if (owner.connected)
+      group = gbb_Group::Create(owner.group, Child::name());
+    if (!owner.connected || !!group) { // an owner whose file takes nothing takes nothing
+      held = std::move(holder);
       held.SetPath(owner.path, Index);
-      if (owner.connected)
-        held.Bind(gbb_Group::Create(owner.group, Child::name()));
     }
+    if (!!group)
+      held.Bind(group);
   }
   holder.Close();
   return held.Get();

@@ -79,22 +79,31 @@ auto gbb_ObjectHandle<Traits>::SetChild(Holder& child) const {
 
 template <class Traits>
 gbb_ObjectAccess<Traits>::~gbb_ObjectAccess() {
-  if (m_members != nullptr)
+  if (m_members != nullptr && !Stale())
     m_impl->DiscardMembers(m_members);
 }
 
 template <class Traits>
+bool gbb_ObjectAccess<Traits>::Stale() const {
+  return m_cacheNumber >= 0 && m_cacheNumber != m_impl->CacheNumber();
+}
+
+template <class Traits>
 typename Traits::Members* gbb_ObjectAccess<Traits>::members() {
-  if (m_impl == nullptr)
+  if (m_impl == nullptr) {
     gbb_Print<"**ERROR ", Traits::kName, "Access::members: called on an empty object\n">();
-  else if (m_members == nullptr)
+    return nullptr;
+  }
+  if (m_members == nullptr || Stale()) {
     m_members = m_impl->WriteMembers();
+    m_cacheNumber = m_impl->IsCache(m_members) ? m_impl->CacheNumber() : -1;
+  }
   return m_members;
 }
 
 template <class Traits>
 void gbb_ObjectAccess<Traits>::commit() {
-  if (m_impl != nullptr && m_members != nullptr)
+  if (m_impl != nullptr && m_members != nullptr && !Stale())
     m_impl->CommitMembers(m_members);
   m_members = nullptr;
 }

@@ -151,7 +151,7 @@ typename Traits::Members* gbb_ObjectImpl<Traits>::WriteMembers() {
 template <class Traits>
 void gbb_ObjectImpl<Traits>::CommitMembers(Members* members) {
   if (members != m_members) {
-    delete m_members;
+    DiscardMembers(m_members);
     m_members = members;
   }
   if (!m_connected)
@@ -162,8 +162,10 @@ void gbb_ObjectImpl<Traits>::CommitMembers(Members* members) {
 
 template <class Traits>
 void gbb_ObjectImpl<Traits>::DiscardMembers(Members* members) {
-  if (members == m_members)
+  if (members == m_members && members != nullptr) {
     m_members = nullptr;
+    ++m_cacheNumber;
+  }
   delete members;
 }
 

@@ -37,7 +37,10 @@ private:
   static const Node* ChildOf(const Node* node, Side side) {
     return side == kLeft ? node->Left() : node->Right();
   }
-  void Push(Node* node) { m_top = new Link(node, m_top); }
+  void Push(Node* node) {
+    m_top = new Link(node, m_top);
+    __asm__ volatile("" ::: "memory");
+  }
   void Pop() {
     Link* const popped = m_top;
     m_top = popped->Next();

@@ -71,7 +71,7 @@ public:
 private:
   friend class omi_Btree<Key, Value>;
   enum { kLeft = 0, kRight = 1 };
-  enum : signed char { kUnsettled = 4 };
+  enum : signed char { kUnsettled = 2 };
   using Path = omi_BtreePath<omi_BtreeNode**>; // of the links that hold the nodes, the root's first
 
   omi_BtreeNode(const omi_BtreeNode& src); // the node alone, without children
@@ -87,10 +87,9 @@ private:
   OMI_LOCAL static omi_BtreeNode* Splice(omi_BtreeNode* node);
 
   OMI_LOCAL void Recompute();
-  OMI_LOCAL void Recompute(int left, int right);
   OMI_LOCAL void FallBehind();
-  OMI_LOCAL bool Follow(int side, int before, int after);
-  OMI_LOCAL omi_BtreeNode* RotateUp(int side, int outer);
+  OMI_LOCAL omi_BtreeNode* Follow(omi_BtreeNode* child, bool right, int before, bool rebalance);
+  OMI_LOCAL void RotateUp(omi_BtreeNode* riser, bool right);
   OMI_LOCAL static void Rebalance(omi_BtreeNode*& slot);
 
   // Where a search goes is a coin toss, which a branch would guess wrongly every other time: chosen by bits, of
@@ -112,12 +111,15 @@ private:
 #pragma GCC diagnostic pop
   // A missing child weighs as much as a childless one.
   static int AsSubtree(int height) { return height > 0 ? height : 0; }
-  static signed char ShortLean(int lean) {
-    return static_cast<unsigned>(lean + 1) > 2u ? static_cast<signed char>(kUnsettled)
-                                                : static_cast<signed char>(lean);
+  static bool IsTooMuch(int lean) { return static_cast<unsigned>(lean + 1) > 2u; }
+  // A lean to the right as a lean towards the right or the left, and back.
+  static int Towards(bool right, int lean) {
+    const int flip = int{right} - 1;
+    return (lean ^ flip) - flip;
   }
+  static signed char Stored(int lean) { return static_cast<signed char>(IsTooMuch(lean) ? kUnsettled : lean); }
   unsigned long long UnsettledAt(int depth) const {
-    return static_cast<unsigned long long>(m_lean == kUnsettled) << (depth & 63);
+    return static_cast<unsigned long long>(IsTooMuch(m_lean)) << (depth & 63);
   }
 
   Value m_value;
@@ -125,7 +127,7 @@ private:
   omi_BtreeNode* m_child[2] = {nullptr, nullptr}; // lesser keys, greater keys
   int m_height = 0;
   // How much higher the right subtree is than the left, by stored heights, when that is at most 1 and the own
-  // height agrees with them; else kUnsettled: the next change that passes recomputes or turns this node. Lies in
-  // what is padding anyway; lets a change climb without a look at siblings, and stop early.
+  // height agrees with them. Anything else says that the next change that passes has to recompute or turn this
+  // node. Lies in what is padding anyway; lets a change climb without a look at siblings, and stop early.
   signed char m_lean = 0;
 };

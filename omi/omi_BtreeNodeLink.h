@@ -7,7 +7,10 @@
 template <class Key, class Value>
 class omi_BtreeNodeLink {
 public:
-  omi_BtreeNodeLink(omi_BtreeNode<Key, Value>* node, omi_BtreeNodeLink* next) : m_node(node), m_next(next) {}
+  omi_BtreeNodeLink(omi_BtreeNode<Key, Value>* node, omi_BtreeNodeLink* next) : m_node(node) {
+    __asm__ volatile("" ::: "memory");
+    m_next = next;
+  }
   ~omi_BtreeNodeLink() {}
 
   static void* operator new(std::size_t n) { return mem_OperatorNewThrow(n); }

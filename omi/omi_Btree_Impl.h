@@ -81,13 +81,9 @@ void omi_BtreeNode<Key, Value>::Destroy(omi_BtreeNode* node) {
 // Sets the height from the children's.
 template <class Key, class Value>
 void omi_BtreeNode<Key, Value>::Recompute() {
-  Recompute(HeightOf(m_child[kLeft]), HeightOf(m_child[kRight]));
-}
-
-template <class Key, class Value>
-void omi_BtreeNode<Key, Value>::Recompute(int left, int right) {
+  const int left = HeightOf(m_child[kLeft]), right = HeightOf(m_child[kRight]);
   m_height = std::max(left, right) + 1;
-  m_lean = ShortLean(AsSubtree(right) - AsSubtree(left));
+  m_lean = Stored(AsSubtree(right) - AsSubtree(left));
 }
 
 // Notes that a child's stored height has changed, which this node's does not follow.
@@ -105,45 +101,60 @@ void omi_BtreeNode<Key, Value>::FallBehind() {
 template <class Key, class Value>
 void omi_BtreeNode<Key, Value>::Rebalance(omi_BtreeNode*& slot) {
   omi_BtreeNode* const node = slot;
-  const int left = HeightOf(node->m_child[kLeft]), right = HeightOf(node->m_child[kRight]);
-  const int lean = AsSubtree(right) - AsSubtree(left);
-  if (ShortLean(lean) == kUnsettled)
-    slot = node->RotateUp(lean > 0 ? kRight : kLeft, lean > 0 ? left : right);
+  const int lean = AsSubtree(HeightOf(node->m_child[kRight])) - AsSubtree(HeightOf(node->m_child[kLeft]));
+  if (!IsTooMuch(lean))
+    return;
+  const int side = lean > 0 ? kRight : kLeft;
+  omi_BtreeNode* const riser = node->m_child[side];
+  node->m_child[side] = riser->m_child[1 - side];
+  riser->m_child[1 - side] = node;
+  node->Recompute();
+  riser->Recompute();
+  slot = riser;
 }
 
-// Returns the child that came up. `outer` is the height of the other child, which stays.
+// Rebalance where this node was settled and `riser`, on the right or not, has just become higher by 2 than the
+// other child and is settled itself: all heights follow from the riser's.
 template <class Key, class Value>
-omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::RotateUp(int side, int outer) {
-  omi_BtreeNode* const riser = m_child[side];
-  omi_BtreeNode* const inner = riser->m_child[1 - side];
-  m_child[side] = inner;
-  riser->m_child[1 - side] = this;
-  const int innerHeight = HeightOf(inner), riserOuter = HeightOf(riser->m_child[side]);
-  const bool toRight = side == kRight;
-  Recompute(toRight ? outer : innerHeight, toRight ? innerHeight : outer);
-  riser->Recompute(toRight ? m_height : riserOuter, toRight ? riserOuter : m_height);
-  return riser;
+void omi_BtreeNode<Key, Value>::RotateUp(omi_BtreeNode* riser, bool right) {
+  omi_BtreeNode* const inner = riser->m_child[!right];
+  const int top = riser->m_height - 1, outward = Towards(right, riser->m_lean);
+  const int innerHeight = top - (outward > 0), outerHeight = top - (outward < 0), otherHeight = top - 1;
+  const bool childless = (innerHeight == 0) & (inner == nullptr) & (m_child[!right] == nullptr);
+  m_child[right] = inner;
+  riser->m_child[!right] = this;
+  m_height = innerHeight + !childless;
+  m_lean = Stored(Towards(right, innerHeight - otherHeight));
+  riser->m_height = std::max(m_height, outerHeight) + 1;
+  riser->m_lean = Stored(Towards(right, outerHeight - m_height));
 }
 
-// Follows a change of a child's height, from `before` to `after` (not -1), on the side +1 or -1, without a look
-// at the other child. Returns false, with nothing changed, when this cannot be told or calls for a rotation.
+// Follows the change of one child, on the right or not, from height `before` to its present one, without a look
+// at the other. Returns the node that now stands in this one's place, or null, with nothing changed, when the
+// change has to be followed by Recompute and Rebalance.
 template <class Key, class Value>
-bool omi_BtreeNode<Key, Value>::Follow(int side, int before, int after) {
-  if (m_lean == kUnsettled)
-    return false;
-  before = AsSubtree(before);
-  const int other = before - side * m_lean;
-  const signed char lean = ShortLean(m_lean + side * (after - before));
-  if (lean == kUnsettled)
-    return false;
-  m_lean = lean;
-  m_height = std::max(after, other) + 1;
-  return true;
+omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::Follow(omi_BtreeNode* child, bool right, int before,
+                                                             bool rebalance) {
+  if (IsTooMuch(m_lean))
+    return nullptr;
+  const int after = child->m_height;
+  const int other = AsSubtree(before) - Towards(right, m_lean);
+  const int lean = after - other;
+  if (!IsTooMuch(lean)) [[likely]] {
+    m_lean = static_cast<signed char>(Towards(right, lean));
+    m_height = std::max(after, other) + 1;
+    return this;
+  }
+  if (lean != 2 || IsTooMuch(child->m_lean) || !rebalance)
+    return nullptr;
+  RotateUp(child, right);
+  return child;
 }
 
-// Recomputes and rebalances the nodes above a change, from the deepest up: path[count] is the slot whose
-// subtree had the height `before`. A settled node whose changed child kept its height would stay as it is, so
-// the climb then goes straight to the next unsettled one (bit d of `unsettled` tells of path[d]), or ends.
+// Recomputes and rebalances the nodes on the path above a change, from the deepest up. `changed` is the link
+// to what changed, whose height was `before`. A settled node whose changed child kept its height would stay as
+// it is, so the climb then goes straight to the next unsettled one (bit d of `unsettled` tells of path[d]), or
+// ends.
 template <class Key, class Value>
 void omi_BtreeNode<Key, Value>::Climb(Path& path, omi_BtreeNode** changed, int before,
                                       unsigned long long unsettled, bool rebalanceRoot) {
@@ -152,10 +163,13 @@ void omi_BtreeNode<Key, Value>::Climb(Path& path, omi_BtreeNode** changed, int b
     omi_BtreeNode** const slot = path[depth];
     omi_BtreeNode* const node = *slot;
     const int height = node->m_height;
-    const int side = changed == &node->m_child[kRight] ? 1 : -1;
-    if (*changed == nullptr || !node->Follow(side, before, (*changed)->m_height)) {
+    const bool rebalance = depth > 0 || rebalanceRoot;
+    if (omi_BtreeNode* const stands =
+            node->Follow(*changed, changed == &node->m_child[kRight], before, rebalance)) [[likely]] {
+      *slot = stands;
+    } else {
       node->Recompute();
-      if (depth > 0 || rebalanceRoot)
+      if (rebalance)
         Rebalance(*slot);
     }
     --depth;
@@ -277,13 +291,14 @@ bool omi_BtreeNode<Key, Value>::Insert(const Key& key, const Value& value) {
 
 template <class Key, class Value>
 bool omi_BtreeNode<Key, Value>::Remove(const Key& key, omi_BtreeNode& parent) {
-  omi_BtreeNode*& slot = parent.m_child[parent.m_child[kRight] == this];
-  const bool self = BtreeCompare(key, m_key) == 0;
-  const bool removed = RemoveAt(slot, key, false);
-  if (self)
+  if (BtreeCompare(key, m_key) == 0) {
+    RemoveAt(parent.m_child[parent.m_child[kRight] == this], key, false);
     parent.Recompute();
-  else if (removed)
-    parent.FallBehind();
+    return true;
+  }
+  omi_BtreeNode* self = this;
+  const bool removed = RemoveAt(self, key, false);
+  parent.FallBehind();
   return removed;
 }
 

@@ -26,6 +26,12 @@ SCALARS = {  # schema name: C++ type
 CONTAINERS = {"map<string, %s>": "kda_MapString<%s>", "map<int, %s>": "kda_MapInt<%s>", "list<%s>": "kda_List<%s>"}
 TYPES = dict(SCALARS) | {s % name: c % cpp for s, c in CONTAINERS.items() for name, cpp in SCALARS.items()}
 CLASS_KEYS = {"name", "persistent", "doc", "base", "new", "members", "children", "released", "embedded"}
+# Names that the class pattern or the language has taken.
+RESERVED = set("""path get set new getChild setChild readMembers verify alignas alignof and asm auto bool break case catch
+char class concept const consteval constexpr constinit continue decltype default delete do double else enum explicit
+export extern false float for friend goto if inline int long mutable namespace noexcept not nullptr operator or private
+protected public register requires return short signed sizeof static struct switch template this throw true try typedef
+typeid typename union unsigned using virtual void volatile while xor""".split())
 IDENTIFIER = re.compile(r"[A-Za-z_][A-Za-z0-9_]*")
 
 
@@ -46,10 +52,11 @@ class Member:
         require(IDENTIFIER.fullmatch(self.name) and self.name[0].islower(), where,
                 f"member name '{self.name}' is not an identifier that starts with a lower-case letter")
         where = f"{where}.{self.name}"
+        require(self.name not in RESERVED, where, "this name is taken by the class pattern or by C++")
         self.kind = next((k for k in ("type", "object", "array") if k in row), None)
         require(self.kind and set(row) <= {"name", "doc", "unit", self.kind}, where,
                 "a member has a name, a doc, perhaps a unit, and one of type, object and array")
-        self.doc = row.get("doc", "")
+        self.doc = " ".join(row.get("doc", "").split())
         require(self.doc, where, "has no doc")
         self.unit = row.get("unit", "")
         self.of = row[self.kind]
@@ -82,7 +89,7 @@ class SchemaClass:
         self.module = module
         self.persistent = row.get("persistent", "")
         require(0 < len(self.persistent.encode()) <= 80, self.name, "the persistent name must have 1 to 80 bytes")
-        self.doc = row.get("doc", "")
+        self.doc = " ".join(row.get("doc", "").split())
         require(self.doc, self.name, "has no doc")
         self.base_name = row.get("base")
         self.embedded = row.get("embedded", False)  # made to be the base part of other classes
@@ -179,8 +186,11 @@ def render(classes):
             for one in classes for name, pattern in outputs.items()}
 
 
-def differences(files, out):
-    """What keeps the folder from being what the schema says, a text for each file."""
+def differences(files, out, sources):
+    """What keeps the folder from being what the schema says, a text for each file.
+
+    A file is orphaned when it was made from one of the sources ("" is any) and is no longer.
+    """
     found = []
     for name, text in sorted(files.items()):
         path = out / name
@@ -189,11 +199,10 @@ def differences(files, out):
             what = "changed" if path.exists() else "missing"
             diff = difflib.unified_diff(old.splitlines(True), text.splitlines(True), str(name), "generated", n=1)
             found.append((path, text, f"{what}: {name}\n" + "".join(list(diff)[:40] if old else "")))
-    for folder in sorted({Path(name).parent for name in files}):
-        for path in sorted((out / folder).glob("*.*")):
-            name = str(path.relative_to(out))
-            if name not in files and path.is_file() and MARK in path.read_text(errors="replace"):
-                found.append((path, None, f"orphaned: {name}\n"))
+    for path in sorted([*out.rglob("*.h"), *out.rglob("*.cpp")]):
+        name = str(path.relative_to(out))
+        if name not in files and any(f"{MARK} {source}" in path.read_text(errors="replace") for source in sources):
+            found.append((path, None, f"orphaned: {name}\n"))
     return found
 
 
@@ -215,7 +224,7 @@ def main():
     if options.list:
         print(";".join(str(options.out / name) for name in sorted(files)))
         return
-    found = differences(files, options.out)
+    found = differences(files, options.out, [path.name for path in options.schema] or [""])
     for path, text, message in found:
         if options.check:
             print(message, end="")

@@ -56,6 +56,7 @@ struct Span {
   FreeBlock* free;         // blocks given back by the owner while another span was in use
   Span* next;              // the next span in its bin's queue
   unsigned owner;          // number of the thread that took the span
+  unsigned taken;          // blocks not in `free`; not kept up while the span is in use
   unsigned char sizeClass; // written once, before the span is handed out
   bool queued;
 };
@@ -143,6 +144,17 @@ void reserveRegion() {
     s_base = reinterpret_cast<std::uintptr_t>(range);
 }
 
+constexpr unsigned blocksOf(std::size_t sizeClass) {
+  return static_cast<unsigned>(kSpan / sizeOf(sizeClass));
+}
+
+// Puts a span to use from its first block on.
+void useAfresh(Bin& bin, Span& span) {
+  bin.span = &span;
+  bin.fresh = reinterpret_cast<char*>(s_base + static_cast<std::size_t>(&span - s_spans) * kSpan);
+  bin.end = bin.fresh + blocksOf(span.sizeClass) * sizeOf(span.sizeClass);
+}
+
 // Takes blocks that threads now ended have left, or a new span; false when there is neither.
 bool refillFromAll(std::size_t sizeClass) {
   const std::lock_guard lock(s_mutex);
@@ -156,25 +168,30 @@ bool refillFromAll(std::size_t sizeClass) {
     reserveRegion();
   if (s_noRegion || s_spansUsed == kSpans)
     return false;
-  Span& span = s_spans[s_spansUsed];
+  Span& span = s_spans[s_spansUsed++];
   span.sizeClass = static_cast<unsigned char>(sizeClass);
   span.owner = t_thread;
-  bin.span = &span;
-  bin.fresh = reinterpret_cast<char*>(s_base + s_spansUsed * kSpan);
-  bin.end = bin.fresh + kSpan / sizeOf(sizeClass) * sizeOf(sizeClass);
-  ++s_spansUsed;
+  useAfresh(bin, span);
   return true;
 }
 
 // Gives an empty bin blocks again, or answers false when the slabs have none left.
 bool refill(std::size_t sizeClass) {
+  Bin& bin = t_bins[sizeClass];
+  if (bin.span != nullptr)
+    bin.span->taken = blocksOf(sizeClass);
   Span* const span = t_queues[sizeClass];
   if (span == nullptr)
     return refillFromAll(sizeClass);
   t_queues[sizeClass] = span->next;
   span->queued = false;
-  t_bins[sizeClass].span = span;
-  t_bins[sizeClass].free = std::exchange(span->free, nullptr);
+  FreeBlock* const free = std::exchange(span->free, nullptr);
+  if (span->taken == 0) {
+    useAfresh(bin, *span);
+  } else {
+    bin.span = span;
+    bin.free = free;
+  }
   return true;
 }
 
@@ -182,6 +199,7 @@ bool refill(std::size_t sizeClass) {
 void freeElsewhere(Span& span, void* block) {
   if (span.owner == t_thread) [[likely]] {
     push(span.free, block);
+    --span.taken;
     if (!span.queued) {
       span.queued = true;
       span.next = std::exchange(t_queues[span.sizeClass], &span);

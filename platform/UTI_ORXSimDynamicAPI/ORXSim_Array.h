@@ -10,7 +10,7 @@
 /// stops the process.
 template <class Element>
 class ORXSimArray {
-public:
+ public:
   /// \param size number of elements; a negative size gives an empty array.
   explicit ORXSimArray(int size)
       : m_Size(size > 0 ? size : 0), m_elements(static_cast<std::size_t>(m_Size)) {}
@@ -19,7 +19,7 @@ public:
   Element& operator[](int i) { return m_elements[Checked(i)]; }
   const Element& operator[](int i) const { return m_elements[Checked(i)]; }
 
-private:
+ private:
   std::size_t Checked(int i) const {
     if (!(i >= 0 && i < m_Size)) [[unlikely]] {
       ORXSimAssert::ReportValidationFailure("i >=0 && i < m_Size");

@@ -4,7 +4,7 @@
 
 /// Reports broken promises of a caller.
 class ORXSIM_API ORXSimAssert {
-public:
+ public:
   /// Writes "Validation failure: CONDITION" and a newline to the error stream and returns.
   static void ReportValidationFailure(const char* condition);
   /// Stops the process by a write through a null pointer, so that a debugger or core dump shows the caller.

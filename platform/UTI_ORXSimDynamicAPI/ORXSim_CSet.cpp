@@ -48,7 +48,9 @@ OpenSet openSet(ORXSimStoreCall& call, ORXSimCSetID id) {
 }
 } // namespace
 
-int ORXSimSizeOf(ORXSimStoreCall& call, ORXSimCSetID id) { return openSet(call, id).Size(); }
+int ORXSimSizeOf(ORXSimStoreCall& call, ORXSimCSetID id) {
+  return openSet(call, id).Size();
+}
 
 int ORXSimCSet::Size() const {
   ORXSimStoreCall call("size of a member set", m_id.Context(), kKind);

@@ -4,7 +4,7 @@
 
 /// Reads one member set: an ordered list of item numbers of a collection.
 class ORXSIM_API ORXSimCSet {
-public:
+ public:
   explicit ORXSimCSet(ORXSimCSetID id) : m_id(id) {}
 
   ORXSimCSetID ID() const { return m_id; }
@@ -16,6 +16,6 @@ public:
   ///         names an item that the collection has not.
   bool OrderedMembers(int* members, int count) const;
 
-private:
+ private:
   ORXSimCSetID m_id;
 };

@@ -36,8 +36,7 @@ hdf_GroupHandle openOrMakeSets(hdf_Operation& operation, hid_t collection) {
   hdf_GroupHandle sets = ORXSimOpenSets(operation, collection);
   if (sets.IsOpen())
     return sets;
-  hdf_GroupHandle made(
-      H5Gcreate2(collection, "sets", H5P_DEFAULT, hdf_Shared::Get().Group(), H5P_DEFAULT));
+  hdf_GroupHandle made(H5Gcreate2(collection, "sets", H5P_DEFAULT, hdf_Shared::Get().Group(), H5P_DEFAULT));
   operation.Check(made.Get());
   return made;
 }
@@ -53,8 +52,8 @@ int writeSet(hdf_Operation& operation, hid_t sets, const int* members, int n) {
   if (n > 0 && !operation.Check(H5Dwrite(set.Get(), H5T_NATIVE_INT, H5S_ALL, H5S_ALL, H5P_DEFAULT, members)))
     return -1;
   const int minor = ORXSimFreeNumber(operation, sets, 1);
-  if (minor < 0 || !operation.Check(H5Olink(set.Get(), sets, ORXSimNumberName(minor).text, H5P_DEFAULT,
-                                            H5P_DEFAULT)))
+  if (minor < 0 ||
+      !operation.Check(H5Olink(set.Get(), sets, ORXSimNumberName(minor).text, H5P_DEFAULT, H5P_DEFAULT)))
     return -1;
   return minor;
 }

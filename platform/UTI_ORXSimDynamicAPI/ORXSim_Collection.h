@@ -11,7 +11,7 @@
 /// Calls on a null or unknown identifier, or one whose context is closed, answer "", 0 or null and leave
 /// the cause in ORXSimManager::LastError().
 class ORXSIM_API ORXSimCollectionRef {
-public:
+ public:
   explicit ORXSimCollectionRef(ORXSimCollectionID id) : m_id(id) {}
 
   /// Makes a collection; one commit point. Names need not be unique.
@@ -35,6 +35,6 @@ public:
   /// The stored member sets, ascending by minor number; the full set is not among them.
   std::vector<ORXSimCSetID> CSets() const;
 
-private:
+ private:
   ORXSimCollectionID m_id;
 };

@@ -73,9 +73,13 @@ bool ORXSimDistributionRef::Exists() const {
   return call.Open(m_id.Minor()).IsOpen();
 }
 
-cow_String ORXSimDistributionRef::Name() const { return textOf("name of a distribution", m_id, "name"); }
+cow_String ORXSimDistributionRef::Name() const {
+  return textOf("name of a distribution", m_id, "name");
+}
 
-cow_String ORXSimDistributionRef::Unit() const { return textOf("unit of a distribution", m_id, "unit"); }
+cow_String ORXSimDistributionRef::Unit() const {
+  return textOf("unit of a distribution", m_id, "unit");
+}
 
 int ORXSimDistributionRef::NumDrawers() const {
   ORXSimStoreCall call("count drawers", m_id.Context(), kKind);
@@ -92,8 +96,7 @@ int ORXSimDistributionRef::AddDrawer(const ORXSimDrawerDescription& description)
   if (!distribution.IsOpen() || !sizesOf(call.Operation(), m_id.Context(), &description, sizes))
     return -1;
   const int drawer = ORXSimFreeNumber(call.Operation(), distribution.Get(), 0);
-  return drawer >= 0 &&
-                 ORXSimDrawerFile::Create(call, distribution.Get(), drawer, description, sizes[0]) &&
+  return drawer >= 0 && ORXSimDrawerFile::Create(call, distribution.Get(), drawer, description, sizes[0]) &&
                  call.Context()->EndWrite(call.Operation())
              ? drawer
              : -1;

@@ -10,7 +10,7 @@
 /// null and leave the cause in ORXSimManager::LastError(). Data goes straight between the caller's buffer
 /// and the file, as rows of components in the drawer's own type.
 class ORXSIM_API ORXSimDistributionRef {
-public:
+ public:
   explicit ORXSimDistributionRef(ORXSimDistributionID id) : m_id(id) {}
 
   /// Makes a distribution with its drawers; their data is undefined until it is written. One commit point.
@@ -41,6 +41,6 @@ public:
   /// Writes rows [first, first + count) of a drawer; a commit point, so write blocks inside an update scope.
   bool WriteItems(int drawer, int first, int count, const void* buffer, std::int64_t bytes) const;
 
-private:
+ private:
   ORXSimDistributionID m_id;
 };

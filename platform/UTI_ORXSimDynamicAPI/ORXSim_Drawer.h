@@ -31,7 +31,7 @@ struct ORXSimDrawerDescription {
 
 /// One drawer as it stands in the file.
 class ORXSimPersistentDrawerDesc {
-public:
+ public:
   /// A description of nothing: null set, no rows.
   ORXSimPersistentDrawerDesc() = default;
   ORXSimPersistentDrawerDesc(const ORXSimDrawerDescription& description, int items)
@@ -55,7 +55,7 @@ public:
   /// The level it was created with, 0 when not deflated.
   int Deflate() const { return m_description.deflate; }
 
-private:
+ private:
   ORXSimDrawerDescription m_description;
   int m_items = 0;
 };

@@ -6,7 +6,7 @@
 #include <algorithm>
 
 namespace {
-constexpr std::int64_t kChunkBytes = std::int64_t{4} << 20;      // above the chunk cache: read and written whole
+constexpr std::int64_t kChunkBytes = std::int64_t{4} << 20; // above the chunk cache: read and written whole
 constexpr std::int64_t kLargestChunk = (std::int64_t{1} << 32) - 1; // HDF5's limit
 
 constexpr int kMostComponents = 1 << 16; // of a drawer without data
@@ -14,7 +14,9 @@ constexpr int kMostComponents = 1 << 16; // of a drawer without data
 constexpr hdf_Datatype kTypes[] = {hdf_Datatype(hdf_Datatype::kInt), hdf_Datatype(hdf_Datatype::kInt64),
                                    hdf_Datatype(hdf_Datatype::kFloat), hdf_Datatype(hdf_Datatype::kDouble)};
 
-hdf_Datatype numberType(ORXSimItemType type) { return kTypes[static_cast<int>(type)]; }
+hdf_Datatype numberType(ORXSimItemType type) {
+  return kTypes[static_cast<int>(type)];
+}
 hid_t memoryType(ORXSimItemType type) {
   const hdf_Datatype number = numberType(type);
   return hdf_StoredType::Of(number).Write(number).memory;
@@ -69,12 +71,14 @@ bool writeText(hdf_Operation& operation, hid_t data, const char* name, const cow
 void describeLayout(hid_t data, ORXSimDrawerDescription& description) {
   const hdf_PropertiesHandle properties(H5Dget_create_plist(data));
   hsize_t chunk[H5S_MAX_RANK] = {};
-  if (H5Pget_layout(properties.Get()) == H5D_CHUNKED && H5Pget_chunk(properties.Get(), H5S_MAX_RANK, chunk) > 0)
+  if (H5Pget_layout(properties.Get()) == H5D_CHUNKED &&
+      H5Pget_chunk(properties.Get(), H5S_MAX_RANK, chunk) > 0)
     description.chunkItems = static_cast<int>(std::min<hsize_t>(chunk[0], INT32_MAX));
   std::size_t values = 1;
   unsigned level = 0, flags = 0;
   const hdf_Silence silence;
-  if (H5Pget_filter_by_id2(properties.Get(), H5Z_FILTER_DEFLATE, &flags, &values, &level, 0, nullptr, nullptr) >= 0)
+  if (H5Pget_filter_by_id2(properties.Get(), H5Z_FILTER_DEFLATE, &flags, &values, &level, 0, nullptr,
+                           nullptr) >= 0)
     description.deflate = static_cast<int>(level);
 }
 } // namespace
@@ -86,15 +90,15 @@ bool ORXSimDrawerFile::Create(ORXSimStoreCall& call, hid_t distribution, int dra
     return false;
   const hdf_SpaceHandle space = rowsSpace(items, description.components);
   const hdf_PropertiesHandle properties = creationProperties(description, items);
-  const hdf_DatasetHandle data(H5Dcreate_anon(distribution, memoryType(description.type), space.Get(),
-                                              properties.Get(), H5P_DEFAULT));
+  const hdf_DatasetHandle data(
+      H5Dcreate_anon(distribution, memoryType(description.type), space.Get(), properties.Get(), H5P_DEFAULT));
   const std::int64_t members[2] = {description.members.CollectionMinor(), description.members.Minor()};
   return operation.Check(data.Get()) &&
          ORXSimWriteNumbers(operation, data.Get(), "members", H5T_STD_I32LE, members, 2) &&
          writeText(operation, data.Get(), "unit", description.unit) &&
          writeText(operation, data.Get(), "long_name", description.longName) &&
-         operation.Check(H5Olink(data.Get(), distribution, ORXSimNumberName(drawer).text, H5P_DEFAULT,
-                                 H5P_DEFAULT));
+         operation.Check(
+             H5Olink(data.Get(), distribution, ORXSimNumberName(drawer).text, H5P_DEFAULT, H5P_DEFAULT));
 }
 
 ORXSimDrawerFile ORXSimDrawerFile::Open(ORXSimStoreCall& call, hid_t distribution, int drawer) {
@@ -161,8 +165,9 @@ bool ORXSimDrawerFile::Describe(hdf_Operation& operation, ORXSimContextID contex
 bool ORXSimDrawerFile::CheckRange(hdf_Operation& operation, int first, int count, std::int64_t bytes) const {
   if (first < 0 || count < 0 || count > m_items - first)
     return operation.Refuse("the drawer has " + std::to_string(m_items) + " rows");
-  return bytes == BytesOf(count) || operation.Refuse("a buffer of " + std::to_string(bytes) + " bytes where " +
-                                                     std::to_string(BytesOf(count)) + " are needed");
+  return bytes == BytesOf(count) ||
+         operation.Refuse("a buffer of " + std::to_string(bytes) + " bytes where " +
+                          std::to_string(BytesOf(count)) + " are needed");
 }
 
 // Straight between the caller's memory and the file.
@@ -180,8 +185,7 @@ bool ORXSimDrawerFile::Move(hdf_Operation& operation, int first, int count, std:
     const hsize_t extent[2] = {static_cast<hsize_t>(count), static_cast<hsize_t>(m_components)};
     memory = rowsSpace(count, m_components);
     file = hdf_SpaceHandle(H5Dget_space(m_data->id));
-    if (!operation.Check(
-            H5Sselect_hyperslab(file.Get(), H5S_SELECT_SET, start, nullptr, extent, nullptr)))
+    if (!operation.Check(H5Sselect_hyperslab(file.Get(), H5S_SELECT_SET, start, nullptr, extent, nullptr)))
       return false;
   }
   const hid_t memorySpace = memory.IsOpen() ? memory.Get() : H5S_ALL;

@@ -5,7 +5,7 @@
 
 /// One drawer of an open distribution. Private to the module. Each call reports failures to the operation.
 class ORXSimDrawerFile {
-public:
+ public:
   /// Makes a drawer of that number. \param items rows, the size of the description's member set.
   static bool Create(ORXSimStoreCall& call, hid_t distribution, int drawer,
                      const ORXSimDrawerDescription& description, int items);
@@ -15,9 +15,7 @@ public:
   bool IsOpen() const { return m_data != nullptr; }
   int Items() const { return IsOpen() ? m_items : 0; }
   /// Bytes of that many rows.
-  std::int64_t BytesOf(int rows) const {
-    return std::int64_t{rows} * m_components * ORXSimItemSize(m_type);
-  }
+  std::int64_t BytesOf(int rows) const { return std::int64_t{rows} * m_components * ORXSimItemSize(m_type); }
   /// Everything about the drawer. \return false on failure.
   bool Describe(hdf_Operation& operation, ORXSimContextID context, ORXSimPersistentDrawerDesc& result) const;
   /// The member set of its rows, null on failure.
@@ -26,7 +24,7 @@ public:
   bool Move(hdf_Operation& operation, int first, int count, std::int64_t bytes, void* target,
             const void* source) const;
 
-private:
+ private:
   bool Understand(hdf_Operation& operation);
   bool FillsItsSet(ORXSimStoreCall& call) const;
   bool CheckRange(hdf_Operation& operation, int first, int count, std::int64_t bytes) const;

@@ -8,7 +8,7 @@
 
 /// One open simulation file; -1 is none. Never reused within a process.
 class ORXSimContextID {
-public:
+ public:
   constexpr ORXSimContextID() = default;
   explicit constexpr ORXSimContextID(int value) : m_value(value) {}
 
@@ -16,25 +16,25 @@ public:
   constexpr bool IsNull() const { return m_value == -1; }
   friend constexpr bool operator==(ORXSimContextID, ORXSimContextID) = default;
 
-private:
+ private:
   int m_value = -1;
 };
 
 /// What the identifiers of one numbered object of a context share: the context, a flag that is always
 /// false for objects of this store, and the object's minor number, -1 for null.
 class ORXSimStoreID {
-public:
+ public:
   constexpr ORXSimContextID Context() const { return m_context; }
   constexpr bool Flag() const { return m_flag; }
   constexpr int Minor() const { return m_minor; }
   constexpr bool IsNull() const { return m_minor == -1; }
 
-protected:
+ protected:
   constexpr ORXSimStoreID() = default;
   constexpr ORXSimStoreID(ORXSimContextID context, int minor) : m_context(context), m_minor(minor) {}
   friend constexpr bool operator==(const ORXSimStoreID&, const ORXSimStoreID&) = default;
 
-private:
+ private:
   ORXSimContextID m_context;
   bool m_flag = false;
   int m_minor = -1;
@@ -42,7 +42,7 @@ private:
 
 /// A collection of items, such as the nodes or the elements of a mesh.
 class ORXSimCollectionID : public ORXSimStoreID {
-public:
+ public:
   constexpr ORXSimCollectionID() = default;
   constexpr ORXSimCollectionID(ORXSimContextID context, int minor) : ORXSimStoreID(context, minor) {}
   friend constexpr bool operator==(const ORXSimCollectionID&, const ORXSimCollectionID&) = default;
@@ -50,7 +50,7 @@ public:
 
 /// A data set of the store.
 class ORXSimDSetID : public ORXSimStoreID {
-public:
+ public:
   constexpr ORXSimDSetID() = default;
   constexpr ORXSimDSetID(ORXSimContextID context, int minor) : ORXSimStoreID(context, minor) {}
   friend constexpr bool operator==(const ORXSimDSetID&, const ORXSimDSetID&) = default;
@@ -58,7 +58,7 @@ public:
 
 /// Data distributed over member sets of collections.
 class ORXSimDistributionID : public ORXSimStoreID {
-public:
+ public:
   constexpr ORXSimDistributionID() = default;
   constexpr ORXSimDistributionID(ORXSimContextID context, int minor) : ORXSimStoreID(context, minor) {}
   friend constexpr bool operator==(const ORXSimDistributionID&, const ORXSimDistributionID&) = default;
@@ -66,7 +66,7 @@ public:
 
 /// An ordered member set of a collection. Minor 0 is the full set of the collection, which costs no storage.
 class ORXSimCSetID {
-public:
+ public:
   constexpr ORXSimCSetID() = default;
   constexpr ORXSimCSetID(ORXSimCollectionID collection, int minor)
       : m_context(collection.Context()), m_collection(collection.Minor()), m_minor(minor) {}
@@ -80,15 +80,15 @@ public:
   constexpr bool IsNull() const { return m_minor == -1; }
   friend constexpr bool operator==(const ORXSimCSetID&, const ORXSimCSetID&) = default;
 
-private:
+ private:
   ORXSimContextID m_context;
   bool m_flag = false;
   int m_collection = -1;
   int m_minor = -1;
 };
 
-static_assert(sizeof(ORXSimContextID) == 4 && sizeof(ORXSimCollectionID) == 12 && sizeof(ORXSimDSetID) == 12 &&
-              sizeof(ORXSimDistributionID) == 12 && sizeof(ORXSimCSetID) == 16);
+static_assert(sizeof(ORXSimContextID) == 4 && sizeof(ORXSimCollectionID) == 12 &&
+              sizeof(ORXSimDSetID) == 12 && sizeof(ORXSimDistributionID) == 12 && sizeof(ORXSimCSetID) == 16);
 static_assert(std::is_trivially_copyable_v<ORXSimCollectionID> && std::is_trivially_copyable_v<ORXSimCSetID>);
 
 /// The context-free form of an identifier, as it is stored in files.
@@ -98,17 +98,19 @@ static_assert(std::is_trivially_copyable_v<ORXSimCollectionID> && std::is_trivia
 /// A null identifier has minors of -1. Reading the form as another kind, or a form of the wrong length,
 /// gives the null minor -1.
 class ORXSimIDExternal {
-public:
+ public:
   static constexpr int kMaxLength = 64;
 
   explicit ORXSimIDExternal(ORXSimCollectionID id) { Put(kCollection, id.Minor()); }
   explicit ORXSimIDExternal(ORXSimDSetID id) { Put(kDSet, id.Minor()); }
   explicit ORXSimIDExternal(ORXSimDistributionID id) { Put(kDistribution, id.Minor()); }
-  explicit ORXSimIDExternal(ORXSimCSetID id) { Put(kCSet, id.IsNull() ? -1 : id.CollectionMinor(), id.Minor()); }
+  explicit ORXSimIDExternal(ORXSimCSetID id) {
+    Put(kCSet, id.IsNull() ? -1 : id.CollectionMinor(), id.Minor());
+  }
 
   /// Takes over `length` stored bytes; a length outside [0, kMaxLength] gives a form of no kind.
   ORXSimIDExternal(const unsigned char* bytes, int length) {
-    if (length >= 0 && length <= kMaxLength) {
+    if (length > 0 && length <= kMaxLength) {
       std::memcpy(m_bytes, bytes, static_cast<std::size_t>(length));
       m_length = length;
     }
@@ -127,14 +129,16 @@ public:
     return Get(kCSet, kTwo, 1);
   }
 
-private:
+ private:
   enum : unsigned char { kCollection = 1, kCSet = 2, kDSet = 3, kDistribution = 4 };
   static constexpr int kOne = 5, kTwo = 9; // lengths of the forms with one and with two minors
 
   void Append(int minor) {
     const auto bits = static_cast<std::uint32_t>(minor);
-    for (int shift = 0; shift < 32; shift += 8)
-      m_bytes[m_length++] = static_cast<unsigned char>(bits >> shift);
+    const unsigned char bytes[4] = {static_cast<unsigned char>(bits), static_cast<unsigned char>(bits >> 8),
+                                    static_cast<unsigned char>(bits >> 16), static_cast<unsigned char>(bits >> 24)};
+    std::memcpy(m_bytes + m_length, bytes, sizeof bytes);
+    m_length += 4;
   }
   template <class... Minors>
   void Put(unsigned char kind, Minors... minors) {

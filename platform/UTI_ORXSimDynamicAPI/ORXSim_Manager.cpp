@@ -28,7 +28,9 @@ std::shared_ptr<hdf_Context> makeContext(const cow_String& fileName, bool readOn
 }
 } // namespace
 
-void UTI_ORXSimDynamicAPI_initialize(int& modules) { s_counter.Initialize(modules); }
+void UTI_ORXSimDynamicAPI_initialize(int& modules) {
+  s_counter.Initialize(modules);
+}
 
 void UTI_ORXSimDynamicAPI_finalize(int& modules) {
   if (!s_counter.Finalize(modules))
@@ -65,7 +67,9 @@ bool ORXSimManager::CloseContext(ORXSimContextID id) {
   return context->Close(operation);
 }
 
-const char* ORXSimManager::LastError() { return hdf_Operation::Last().c_str(); }
+const char* ORXSimManager::LastError() {
+  return hdf_Operation::Last().c_str();
+}
 
 hdf_File ORXSimContextRef::File() const {
   const auto context = hdf_Contexts::Find(m_context);
@@ -84,6 +88,8 @@ bool ORXSimContextRef::ReadOnly() const {
 
 bool ORXSimContextRef::Commit() const {
   const auto context = hdf_Contexts::Find(m_context);
+  if (context != nullptr && context->scopes > 0)
+    return true;
   hdf_Operation operation("commit", context.get());
   return operation.Usable() && context->EndWrite(operation);
 }

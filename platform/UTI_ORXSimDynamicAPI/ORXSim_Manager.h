@@ -5,7 +5,7 @@
 
 /// Opens and closes simulation files.
 class ORXSIM_API ORXSimManager {
-public:
+ public:
   /// Makes a new simulation file. A closed file of that name is truncated; one that this or another
   /// process has open is left alone and the call fails.
   /// \param createFlags 0: truncate a closed file; 1: fail when the file exists.
@@ -14,9 +14,10 @@ public:
   /// \param contextOption durability of commit points: 0 none (scratch files), 1 the death of the process,
   ///                      2 the loss of power.
   /// \return the null context on failure, with the cause in LastError().
-  static ORXSimContextID CreateContext(const cow_String& fileName, int createFlags, int version, bool reserved,
-                                       int contextOption);
-  /// Opens an existing simulation file. \param openFlags 0 read-write, 1 read-only; the rest as CreateContext.
+  static ORXSimContextID CreateContext(const cow_String& fileName, int createFlags, int version,
+                                       bool reserved, int contextOption);
+  /// Opens an existing simulation file. \param openFlags 0 read-write, 1 read-only; the rest as
+  /// CreateContext.
   static ORXSimContextID OpenContext(const cow_String& fileName, int openFlags, int version, bool reserved,
                                      int contextOption);
   /// Commits what is pending and closes the file; every object of it becomes empty. The null context and
@@ -30,7 +31,7 @@ public:
 
 /// One open context.
 class ORXSIM_API ORXSimContextRef {
-public:
+ public:
   explicit ORXSimContextRef(ORXSimContextID context) : m_context(context) {}
   hdf_File File() const;
   ORXSimContextID Context() const { return m_context; }
@@ -39,7 +40,7 @@ public:
   /// Ends one write: outside an update scope this is a commit point. \return false when it failed.
   bool Commit() const;
 
-private:
+ private:
   ORXSimContextID m_context;
 };
 
@@ -49,7 +50,7 @@ private:
 ///     ... many writes ...
 ///     update.Commit();
 class ORXSIM_API ORXSimUpdate {
-public:
+ public:
   explicit ORXSimUpdate(ORXSimContextID context);
   ORXSimUpdate(const ORXSimUpdate&) = delete;
   ORXSimUpdate& operator=(const ORXSimUpdate&) = delete;
@@ -58,7 +59,7 @@ public:
   /// Ends the scope; the outermost one makes the commit point. \return false when it failed.
   bool Commit();
 
-private:
+ private:
   ORXSimContextID m_context;
   bool m_open;
 };

@@ -8,7 +8,7 @@
 /// Lists the collections and distributions of a context. Nothing here reads bulk data; an empty, closed or
 /// null context has none.
 class ORXSIM_API ORXSimStore {
-public:
+ public:
   explicit ORXSimStore(ORXSimContextID context) : m_context(context) {}
 
   int NumCollections() const;
@@ -20,6 +20,6 @@ public:
   ORXSimCollectionID FindCollection(const cow_String& name) const;
   ORXSimDistributionID FindDistribution(const cow_String& name) const;
 
-private:
+ private:
   ORXSimContextID m_context;
 };

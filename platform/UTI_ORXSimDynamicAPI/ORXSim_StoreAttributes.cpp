@@ -48,7 +48,8 @@ bool ORXSimWriteText(hdf_Operation& operation, hid_t object, const char* name, c
   const hdf_SpaceHandle space(H5Screate(H5S_SCALAR));
   const hdf_AttributeHandle attribute(
       H5Acreate2(object, name, type.Get(), space.Get(), H5P_DEFAULT, H5P_DEFAULT));
-  return operation.Check(attribute.Get()) && operation.Check(H5Awrite(attribute.Get(), type.Get(), text.CStr()));
+  return operation.Check(attribute.Get()) &&
+         operation.Check(H5Awrite(attribute.Get(), type.Get(), text.CStr()));
 }
 
 cow_String ORXSimReadText(hdf_Operation& operation, hid_t object, const char* name) {
@@ -75,13 +76,15 @@ bool ORXSimWriteNumbers(hdf_Operation& operation, hid_t object, const char* name
          operation.Check(H5Awrite(attribute.Get(), H5T_NATIVE_INT64, values));
 }
 
-bool ORXSimReadNumbers(hdf_Operation& operation, hid_t object, const char* name, std::int64_t* values, int n) {
+bool ORXSimReadNumbers(hdf_Operation& operation, hid_t object, const char* name, std::int64_t* values,
+                       int n) {
   const hdf_AttributeHandle attribute(H5Aopen(object, name, H5P_DEFAULT));
   if (!operation.Check(attribute.Get()))
     return false;
   const hdf_TypeHandle type(H5Aget_type(attribute.Get()));
   const hdf_SpaceHandle space(H5Aget_space(attribute.Get()));
   if (H5Tget_class(type.Get()) != H5T_INTEGER || H5Sget_simple_extent_npoints(space.Get()) != n)
-    return operation.Refuse(std::string("attribute '") + name + "' is not " + std::to_string(n) + " integers");
+    return operation.Refuse(std::string("attribute '") + name + "' is not " + std::to_string(n) +
+                            " integers");
   return operation.Check(H5Aread(attribute.Get(), H5T_NATIVE_INT64, values));
 }

@@ -21,8 +21,7 @@ hdf_GroupHandle openGroup(hdf_Operation& operation, hid_t parent, const char* na
 }
 
 hdf_GroupHandle makeGroup(hdf_Operation& operation, hid_t parent, const char* name) {
-  hdf_GroupHandle group(
-      H5Gcreate2(parent, name, H5P_DEFAULT, hdf_Shared::Get().Group(), H5P_DEFAULT));
+  hdf_GroupHandle group(H5Gcreate2(parent, name, H5P_DEFAULT, hdf_Shared::Get().Group(), H5P_DEFAULT));
   operation.Check(group.Get());
   return group;
 }
@@ -84,7 +83,8 @@ hid_t ORXSimStoreCall::Group(bool make) {
     return kept.Get();
   const hdf_GroupHandle store = openStore(m_operation, m_context->file, make);
   if (store.IsOpen())
-    kept = openOrMake(m_operation, store.Get(), m_kind == kCollections ? "collections" : "distributions", make);
+    kept =
+        openOrMake(m_operation, store.Get(), m_kind == kCollections ? "collections" : "distributions", make);
   return kept.Get();
 }
 

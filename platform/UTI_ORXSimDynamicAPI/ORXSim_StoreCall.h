@@ -12,7 +12,7 @@
 /// Both kinds are groups named by their minor number, from 1, under one group each. A group of the store is
 /// made when the first object of it is linked; until then it stands for an empty one.
 class ORXSimStoreCall {
-public:
+ public:
   enum Kind : unsigned char { kCollections, kDistributions };
 
   ORXSimStoreCall(const char* what, ORXSimContextID context, Kind kind)
@@ -35,7 +35,7 @@ public:
   /// Gives an object the next free minor and ends the write. \return the minor, -1 on failure.
   int Link(const hdf_GroupHandle& object);
 
-private:
+ private:
   hid_t Group(bool make);
 
   std::shared_ptr<hdf_Context> m_context;

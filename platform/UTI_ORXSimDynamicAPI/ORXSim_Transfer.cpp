@@ -49,7 +49,8 @@ bool ORXSimTransfer::CheckView() const {
 }
 
 bool ORXSimTransfer::Ready(Mode mode) const {
-  ORXSimStoreCall call(mode == kRead ? "read drawers" : "write drawers", m_distribution.ID().Context(), kKind);
+  ORXSimStoreCall call(mode == kRead ? "read drawers" : "write drawers", m_distribution.ID().Context(),
+                       kKind);
   if (!call.Operation().Usable())
     return false;
   if (m_mode != mode)

@@ -12,7 +12,7 @@
 ///     transfer.SetBuffer(0, values, bytes);
 ///     if (transfer.CheckView() && transfer.ExecRead()) ...
 class ORXSIM_API ORXSimTransfer {
-public:
+ public:
   explicit ORXSimTransfer(const ORXSimDistributionRef& distribution) : m_distribution(distribution) {}
 
   void SetRead() { m_mode = kRead; }
@@ -40,7 +40,7 @@ public:
   /// Forgets the buffers, which stay as they are.
   void RelinquishBuffers() { m_buffers.clear(); }
 
-private:
+ private:
   enum Mode : unsigned char { kNone, kRead, kWrite };
   struct Buffer {
     int drawer;

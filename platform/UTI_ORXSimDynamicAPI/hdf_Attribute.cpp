@@ -44,9 +44,8 @@ bool readWide(hdf_Operation& operation, const hdf_AttributeRep& attribute, hid_t
 
 template <class Narrow>
 bool readChecked(hdf_Operation& operation, const hdf_AttributeRep& attribute, Narrow* data) {
-  return attribute.type.isSigned
-             ? readWide<std::int64_t>(operation, attribute, H5T_NATIVE_INT64, data)
-             : readWide<std::uint64_t>(operation, attribute, H5T_NATIVE_UINT64, data);
+  return attribute.type.isSigned ? readWide<std::int64_t>(operation, attribute, H5T_NATIVE_INT64, data)
+                                 : readWide<std::uint64_t>(operation, attribute, H5T_NATIVE_UINT64, data);
 }
 } // namespace
 
@@ -61,8 +60,8 @@ hdf_Attribute hdf_Group::AttributeCreate(const char* name, hdf_Datatype type,
     return hdf_ObjectRep::Failed<hdf_Attribute>();
   }
   const hid_t stored = hdf_StoredType::Of(type).Write(type).memory;
-  const hid_t id = H5Acreate2(m_rep->id, name, stored, hdf_Shared::Get().Line(dims[0]), H5P_DEFAULT,
-                              H5P_DEFAULT);
+  const hid_t id =
+      H5Acreate2(m_rep->id, name, stored, hdf_Shared::Get().Line(dims[0]), H5P_DEFAULT, H5P_DEFAULT);
   if (!operation.Check(id))
     return hdf_ObjectRep::Failed<hdf_Attribute>();
   auto attribute = std::make_shared<hdf_AttributeRep>(m_rep->context, id);
@@ -78,7 +77,9 @@ hdf_Attribute hdf_Group::AttributeOpen(const char* name) const {
   return opened(operation, m_rep->context, H5Aopen(m_rep->id, name, H5P_DEFAULT));
 }
 
-bool hdf_Attribute::operator!() const { return !hdf_ObjectRep::IsOpen(*this); }
+bool hdf_Attribute::operator!() const {
+  return !hdf_ObjectRep::IsOpen(*this);
+}
 
 bool hdf_Attribute::Write(hdf_Datatype type, const void* data) const {
   hdf_Operation operation("write attribute", m_rep.get());
@@ -110,5 +111,5 @@ bool hdf_Attribute::Read(hdf_Datatype type, void* data, std::uint64_t capacity) 
 
 hdf_Dataspace hdf_Attribute::GetSpace() const {
   hdf_Operation operation("shape of an attribute", m_rep.get());
-  return operation.Usable() ? attributeOf(m_rep).space : hdf_Dataspace();
+  return operation.Valid() ? attributeOf(m_rep).space : hdf_Dataspace();
 }

@@ -57,7 +57,9 @@ ORXSimContextID hdf_Contexts::Add(std::shared_ptr<hdf_Context> context) {
   return context->id;
 }
 
-void hdf_Contexts::Remove(ORXSimContextID id) { contexts()[static_cast<std::size_t>(id.Value())].reset(); }
+void hdf_Contexts::Remove(ORXSimContextID id) {
+  contexts()[static_cast<std::size_t>(id.Value())].reset();
+}
 
 std::shared_ptr<hdf_Context> hdf_Contexts::OnFile(dev_t device, ino_t inode) {
   for (const auto& context : contexts())

@@ -41,15 +41,15 @@ struct hdf_Context {
   int durability = 1; // 0 none, 1 death of the process, 2 loss of power
   int scopes = 0;     // open update scopes
 
-  hdf_ObjectRep* objects = nullptr;    // every open object but datasets, linked through the objects
-  hdf_ObjectRep* datasets = nullptr;   // every open dataset
-  std::list<hdf_GroupRep*> keepers;    // groups that keep a dataset open, latest use first
+  hdf_ObjectRep* objects = nullptr;           // every open object but datasets, linked through the objects
+  hdf_ObjectRep* datasets = nullptr;          // every open dataset
+  std::list<hdf_GroupRep*> keepers;           // groups that keep a dataset open, latest use first
   hdf_GroupHandle collections, distributions; // of the bulk store, once used
 };
 
 /// The contexts of the process. Private to the module.
 class hdf_Contexts {
-public:
+ public:
   /// Null when the context is unknown or closed.
   static std::shared_ptr<hdf_Context> Find(ORXSimContextID id);
   /// Gives the context its number and keeps it until Remove.

@@ -29,8 +29,8 @@ bool checkLayout(hdf_Operation& operation, hdf_DatasetRep& dataset, std::uint64_
   if (layout == H5D_VIRTUAL || H5Pget_external_count(properties.Get()) > 0)
     return operation.Refuse("the data lies in another file, which is not followed");
   const bool chunked = layout == H5D_CHUNKED;
-  const std::uint64_t stored = chunked ? std::min<std::uint64_t>(H5Dget_storage_size(dataset.id), sizeOfFile)
-                                       : sizeOfFile;
+  const std::uint64_t stored =
+      chunked ? std::min<std::uint64_t>(H5Dget_storage_size(dataset.id), sizeOfFile) : sizeOfFile;
   const bool filtered = chunked && H5Pget_nfilters(properties.Get()) > 0;
   dataset.unwritten = chunked && bytes / (filtered ? kLargestExpansion : 1) > stored;
   return (dataset.unwritten ? mayBeUnwritten : bytes <= stored || filtered) ||
@@ -118,7 +118,9 @@ bool hdf_DatasetRep::ReadFirst(hdf_Operation& operation, hdf_Datatype target, vo
   return operation.Check(H5Dread(id, road.memory, window.memory, window.file, transferOf(road), data));
 }
 
-bool hdf_Dataset::operator!() const { return !hdf_ObjectRep::IsOpen(*this); }
+bool hdf_Dataset::operator!() const {
+  return !hdf_ObjectRep::IsOpen(*this);
+}
 
 bool hdf_Dataset::Write(hdf_Datatype type, const void* data, std::uint64_t count) const {
   hdf_Operation operation("write dataset", m_rep.get());
@@ -132,7 +134,7 @@ bool hdf_Dataset::Read(hdf_Datatype type, void* data, std::uint64_t count) const
 
 hdf_Dataspace hdf_Dataset::GetSpace() const {
   hdf_Operation operation("shape of a dataset", m_rep.get());
-  return operation.Usable() ? datasetOf(m_rep).space : hdf_Dataspace();
+  return operation.Valid() ? datasetOf(m_rep).space : hdf_Dataspace();
 }
 
 bool hdf_Dataset::Extend(std::uint64_t count) {

@@ -29,7 +29,9 @@ hdf_Dataset kept(hdf_ObjectRep& group, const char* name, std::shared_ptr<hdf_Dat
 }
 } // namespace
 
-bool hdf_Group::operator!() const { return !hdf_ObjectRep::IsOpen(*this); }
+bool hdf_Group::operator!() const {
+  return !hdf_ObjectRep::IsOpen(*this);
+}
 
 hdf_Group hdf_Group::GroupCreate(const char* name, int sizeHint) const {
   hdf_Operation operation("create group", m_rep.get(), name);
@@ -61,10 +63,12 @@ hdf_Dataset hdf_Group::DatasetCreate(const char* name, hdf_Datatype type, const 
 
 hdf_Dataset hdf_Group::DatasetOpen(const char* name) const {
   hdf_Operation operation("open dataset", m_rep.get(), name);
-  if (!operation.Usable() || !hdf_CheckLinkName(operation, name))
+  if (!operation.Valid() || !hdf_CheckLinkName(operation, name))
     return hdf_ObjectRep::Failed<hdf_Dataset>();
   if (auto dataset = static_cast<hdf_GroupRep&>(*m_rep).Kept(name))
     return hdf_ObjectRep::Make<hdf_Dataset>(std::move(dataset));
+  if (!operation.Usable())
+    return hdf_ObjectRep::Failed<hdf_Dataset>();
   return kept(*m_rep, name, openDataset(operation, *m_rep, name));
 }
 
@@ -100,7 +104,9 @@ cow_String hdf_Group::Path() const {
   return hdf_PathOf(m_rep->id).c_str();
 }
 
-bool hdf_File::operator!() const { return m_rep == nullptr || !m_rep->context || !m_rep->context->IsOpen(); }
+bool hdf_File::operator!() const {
+  return m_rep == nullptr || !m_rep->context || !m_rep->context->IsOpen();
+}
 
 hdf_Group hdf_File::RootGroup() const {
   hdf_Operation operation("open root group", m_rep.get());

@@ -7,7 +7,7 @@
 /// Owns one HDF5 identifier and gives it back with Close. Private to the module.
 template <herr_t (*Close)(hid_t)>
 class hdf_Handle {
-public:
+ public:
   hdf_Handle() = default;
   explicit hdf_Handle(hid_t id) : m_id(id) {}
   hdf_Handle(hdf_Handle&& other) noexcept : m_id(other.Release()) {}
@@ -24,7 +24,7 @@ public:
   bool IsOpen() const { return m_id >= 0; }
   hid_t Release() { return std::exchange(m_id, H5I_INVALID_HID); }
 
-private:
+ private:
   hid_t m_id = H5I_INVALID_HID;
 };
 

@@ -12,7 +12,7 @@
 ///
 /// Open: id >= 0, linked into one list of the context. Closed by the context: id < 0. Failed: failure set.
 class hdf_ObjectRep {
-public:
+ public:
   /// A failed object that remembers the last error.
   hdf_ObjectRep() : failure(std::make_unique<std::string>(hdf_Operation::Last())) {}
   /// Takes over an open identifier.
@@ -45,7 +45,7 @@ public:
   hid_t id = H5I_INVALID_HID;
   const std::unique_ptr<const std::string> failure;
 
-private:
+ private:
   hdf_ObjectRep* m_next = nullptr;
   hdf_ObjectRep** m_link = nullptr; // what points to this object; null when closed
 
@@ -66,8 +66,8 @@ struct hdf_StoredType {
 
   /// How to move numbers between memory of `type` and this type.
   struct Road {
-    hid_t memory;   // memory type, negative when the move is refused
-    bool checked;   // integers may not fit: use the exact transfer
+    hid_t memory; // memory type, negative when the move is refused
+    bool checked; // integers may not fit: use the exact transfer
   };
   Road Read(hdf_Datatype type) const;
   Road Write(hdf_Datatype type) const;
@@ -75,7 +75,7 @@ struct hdf_StoredType {
 
 /// An open dataset.
 class hdf_DatasetRep : public hdf_ObjectRep {
-public:
+ public:
   hdf_DatasetRep(std::shared_ptr<hdf_Context> owner, hid_t opened)
       : hdf_ObjectRep(owner, opened, owner->datasets) {}
 
@@ -102,13 +102,13 @@ public:
   bool fresh = false;     // made here and not written yet
   bool unwritten = false; // chunked, and stores less than its shape says
 
-private:
+ private:
   haddr_t m_address = HADDR_UNDEF;
 };
 
 /// An open group, with the dataset that it keeps open.
 class hdf_GroupRep : public hdf_ObjectRep {
-public:
+ public:
   hdf_GroupRep(std::shared_ptr<hdf_Context> owner, hid_t opened)
       : hdf_ObjectRep(owner, opened, owner->objects) {}
   ~hdf_GroupRep() { DropKept(); }
@@ -119,7 +119,7 @@ public:
   void Keep(const char* name, std::shared_ptr<hdf_DatasetRep> dataset);
   void DropKept();
 
-private:
+ private:
   std::string m_name;
   std::shared_ptr<hdf_DatasetRep> m_kept; // null: not among the context's keepers
   std::list<hdf_GroupRep*>::iterator m_place;
@@ -127,7 +127,7 @@ private:
 
 /// An open attribute.
 class hdf_AttributeRep : public hdf_ObjectRep {
-public:
+ public:
   hdf_AttributeRep(std::shared_ptr<hdf_Context> owner, hid_t opened)
       : hdf_ObjectRep(owner, opened, owner->objects) {}
 

@@ -21,7 +21,7 @@ class hdf_ObjectRep; // the shared part, private to the module
 
 /// An element type of attributes and datasets, in memory order of this machine.
 class ORXSIM_API hdf_Datatype {
-public:
+ public:
   enum Kind : unsigned char { kInt, kUChar, kInt64, kFloat, kDouble };
   static const hdf_Datatype NATIVE_INT, NATIVE_UCHAR, NATIVE_INT64, NATIVE_FLOAT, NATIVE_DOUBLE;
 
@@ -30,13 +30,13 @@ public:
   /// Bytes of one element.
   int Size() const;
 
-private:
+ private:
   Kind m_kind;
 };
 
 /// The shape of an attribute or dataset.
 class ORXSIM_API hdf_Dataspace {
-public:
+ public:
   static constexpr int kMaxRank = 4;
 
   /// An empty dataspace: rank -1.
@@ -48,14 +48,14 @@ public:
   /// Number of elements, 0 for an empty dataspace.
   std::uint64_t Elements() const;
 
-private:
+ private:
   int m_rank = -1;
   std::uint64_t m_dims[kMaxRank] = {};
 };
 
 /// One group of a simulation file.
 class ORXSIM_API hdf_Group {
-public:
+ public:
   hdf_Group() = default;
   /// True when there is no open group behind this value.
   bool operator!() const;
@@ -81,7 +81,7 @@ public:
   /// The group's path in the file, "" for an empty group.
   cow_String Path() const;
 
-private:
+ private:
   friend class hdf_ObjectRep;
   friend class hdf_File;
   std::shared_ptr<hdf_ObjectRep> m_rep;
@@ -89,7 +89,7 @@ private:
 
 /// One attribute.
 class ORXSIM_API hdf_Attribute {
-public:
+ public:
   bool operator!() const;
   /// Moves the whole attribute. \param data elements of `type`, as many as GetSpace() says.
   bool Write(hdf_Datatype type, const void* data) const;
@@ -97,7 +97,7 @@ public:
   bool Read(hdf_Datatype type, void* data, std::uint64_t capacity) const;
   hdf_Dataspace GetSpace() const;
 
-private:
+ private:
   friend class hdf_ObjectRep;
   friend class hdf_Group;
   std::shared_ptr<hdf_ObjectRep> m_rep;
@@ -105,17 +105,18 @@ private:
 
 /// One dataset.
 class ORXSIM_API hdf_Dataset {
-public:
+ public:
   bool operator!() const;
   /// Writes the first `count` elements (1-D); a dataset that is too small is refused.
   bool Write(hdf_Datatype type, const void* data, std::uint64_t count) const;
-  /// Reads the first `count` elements (1-D); more than the dataset has, or than the file can hold, is refused.
+  /// Reads the first `count` elements (1-D); more than the dataset has, or than the file can hold, is
+  /// refused.
   bool Read(hdf_Datatype type, void* data, std::uint64_t count) const;
   hdf_Dataspace GetSpace() const;
   /// Makes room for at least `count` elements, keeping what is there; never shrinks.
   bool Extend(std::uint64_t count);
 
-private:
+ private:
   friend class hdf_ObjectRep;
   friend class hdf_Group;
   std::shared_ptr<hdf_ObjectRep> m_rep;
@@ -123,11 +124,11 @@ private:
 
 /// One open file.
 class ORXSIM_API hdf_File {
-public:
+ public:
   bool operator!() const;
   hdf_Group RootGroup() const;
 
-private:
+ private:
   friend class hdf_ObjectRep;
   friend class ORXSimContextRef;
   std::shared_ptr<hdf_ObjectRep> m_rep;

@@ -15,7 +15,7 @@
 namespace {
 // Closes the descriptor, and removes a file that was just made, unless the call succeeds.
 class FileGuard {
-public:
+ public:
   FileGuard(hdf_Context& context) : m_context(context) {}
   FileGuard(const FileGuard&) = delete;
   FileGuard& operator=(const FileGuard&) = delete;
@@ -30,7 +30,7 @@ public:
   }
   bool made = false;
 
-private:
+ private:
   hdf_Context& m_context;
 };
 

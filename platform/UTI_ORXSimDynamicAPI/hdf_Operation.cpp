@@ -3,6 +3,7 @@
 #include <UTI_ORXSimDynamicAPI/hdf_Context.h>
 #include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
 
+#include <cstdlib>
 #include <system_error>
 
 namespace {
@@ -25,14 +26,24 @@ herr_t takeInnermost(unsigned, const H5E_error2_t* error, void* text) {
   return 1; // the first is the innermost
 }
 
+// After a failed read of damaged metadata HDF5 misses some memory of its own at the end of the process and
+// complains on the terminal if an error handler is installed. This runs just before its own exit handler.
+void keepExitSilent() {
+  static const bool registered = std::atexit([] { H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr); }) == 0;
+  static_cast<void>(registered);
+}
+
 std::string innermostMessage() {
+  keepExitSilent();
   std::string text;
   H5Ewalk2(H5E_DEFAULT, H5E_WALK_UPWARD, &takeInnermost, &text);
   H5Eclear2(H5E_DEFAULT);
   return text.empty() ? "HDF5 gives no cause" : text;
 }
 
-std::string nameOf(hid_t place) { return place < 0 ? "" : hdf_PathOf(place); }
+std::string nameOf(hid_t place) {
+  return place < 0 ? "" : hdf_PathOf(place);
+}
 
 void setLast(std::string line) {
   for (char& c : line)
@@ -74,11 +85,20 @@ hdf_Operation::hdf_Operation(const char* what, const hdf_ObjectRep* object, cons
       m_missing("the object is empty"), m_name(name) {}
 
 hdf_Operation::hdf_Operation(const char* what, const hdf_Context* context, const char* name)
-    : m_what(what), m_context(context), m_name(name) {}
+    : m_silence(std::in_place), m_what(what), m_context(context), m_name(name) {}
 
-hdf_Operation::hdf_Operation(const char* what, const char* fileName) : m_what(what), m_fileName(fileName) {}
+hdf_Operation::hdf_Operation(const char* what, const char* fileName)
+    : m_silence(std::in_place), m_what(what), m_fileName(fileName) {}
 
 bool hdf_Operation::Usable() {
+  if (!Valid())
+    return false;
+  if (!m_silence.has_value())
+    m_silence.emplace();
+  return true;
+}
+
+bool hdf_Operation::Valid() {
   if (m_object != nullptr && m_object->failure != nullptr) {
     lastError() = *m_object->failure;
     return false;
@@ -96,11 +116,16 @@ bool hdf_Operation::Writable() {
   return Usable() && (!m_context->readOnly || Refuse("the file is open for reading only"));
 }
 
-bool hdf_Operation::Check(std::int64_t result) { return result >= 0 || Refuse(innermostMessage()); }
+bool hdf_Operation::Check(std::int64_t result) {
+  return result >= 0 || Refuse(innermostMessage());
+}
 
-bool hdf_Operation::RefuseErrno(int error) { return Refuse(std::generic_category().message(error)); }
+bool hdf_Operation::RefuseErrno(int error) {
+  return Refuse(std::generic_category().message(error));
+}
 
 bool hdf_Operation::Refuse(const std::string& cause) {
+  const hdf_Silence silence; // the path is asked of HDF5
   const char* const file = m_context != nullptr    ? m_context->fileName.c_str()
                            : m_fileName != nullptr ? m_fileName
                                                    : "no file";
@@ -127,4 +152,6 @@ std::string hdf_Operation::Path() const {
   return path + m_name;
 }
 
-const std::string& hdf_Operation::Last() { return lastError(); }
+const std::string& hdf_Operation::Last() {
+  return lastError();
+}

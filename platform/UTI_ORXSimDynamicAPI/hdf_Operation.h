@@ -3,6 +3,7 @@
 #include <hdf5.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 class hdf_ObjectRep;
@@ -10,26 +11,30 @@ struct hdf_Context;
 
 /// Keeps HDF5 from printing while it lives and puts the host's handler back exactly. Nests.
 class hdf_Silence {
-public:
+ public:
   hdf_Silence();
   hdf_Silence(const hdf_Silence&) = delete;
   hdf_Silence& operator=(const hdf_Silence&) = delete;
   ~hdf_Silence();
 };
 
-/// One public call: keeps HDF5 silent while it lasts, and turns what fails into the module's last error,
+/// One public call: keeps HDF5 silent from the first check on, and turns what fails into the module's last error,
 /// "FILE: OBJECT PATH: operation: cause". Nothing is composed before something fails. Private to the module.
 class hdf_Operation {
-public:
+ public:
   /// \param what the operation in words. \param name the link or attribute it is about, or null.
   hdf_Operation(const char* what, const hdf_ObjectRep* object, const char* name = nullptr);
+  /// HDF5 may be called at once.
   hdf_Operation(const char* what, const hdf_Context* context, const char* name = nullptr);
-  /// For calls before there is a context.
+  /// For calls before there is a context; HDF5 may be called at once.
   hdf_Operation(const char* what, const char* fileName);
   hdf_Operation(const hdf_Operation&) = delete;
   hdf_Operation& operator=(const hdf_Operation&) = delete;
 
   /// False, with the cause reported, when the object is empty, failed to open, or its file was closed.
+  /// HDF5 must not be called yet: this costs next to nothing.
+  bool Valid();
+  /// As Valid(), and HDF5 may be called from now on.
   bool Usable();
   /// As Usable(), and the file is open for writing.
   bool Writable();
@@ -45,10 +50,10 @@ public:
   /// The last failure of the module, "" when none was.
   static const std::string& Last();
 
-private:
+ private:
   std::string Path() const;
 
-  hdf_Silence m_silence;
+  std::optional<hdf_Silence> m_silence;
   const char* m_what;
   const hdf_ObjectRep* m_object = nullptr;
   const hdf_Context* m_context = nullptr;

@@ -6,7 +6,7 @@
 
 /// The property lists and dataspaces that every file uses, made once. Private to the module.
 class hdf_Shared {
-public:
+ public:
   /// Made on the first call, and again when HDF5 was shut down and came back.
   static hdf_Shared& Get();
   /// Gives everything back; the next Get() makes it anew.
@@ -36,7 +36,7 @@ public:
 
   static constexpr std::uint64_t kLargestCompact = 1024;
 
-private:
+ private:
   hdf_Shared();
 
   struct CachedWindow {

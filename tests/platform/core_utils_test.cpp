@@ -77,7 +77,8 @@ TEST(Allocation, BlocksMayBeFreedByAnotherThreadAndOutliveTheirMaker) {
       fill(mine.emplace_back(mem_OperatorNewThrow(32)), 32, ~i);
     for (void* block : mine)
       mem_Free(block);
-  }).join();
+  })
+      .join();
   for (unsigned i = 0; i < blocks.size(); ++i) {
     EXPECT_TRUE(holds(blocks[i], 32, i));
     mem_Free(blocks[i]);

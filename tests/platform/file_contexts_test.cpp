@@ -13,7 +13,7 @@ constexpr auto kInt = hdf_Datatype(hdf_Datatype::kInt);
 } // namespace
 
 class FileContexts : public platform_Fixture {
-protected:
+ protected:
   void WriteNumber(ORXSimContextID context, const char* name, int value) {
     EXPECT_TRUE(RootOf(context).DatasetCreate(name, kInt, Line(1)).Write(kInt, &value, 1));
   }
@@ -69,7 +69,8 @@ TEST_F(FileContexts, AFileThatAnotherProgramHasOpenIsLeftAlone) {
   const std::string path = Path("a.pdm");
   ORXSimManager::CloseContext(Create(path));
   const auto size = std::filesystem::file_size(path);
-  const int other = ::open(path.c_str(), O_RDWR | O_CLOEXEC); // a descriptor of its own, as in another program
+  const int other =
+      ::open(path.c_str(), O_RDWR | O_CLOEXEC); // a descriptor of its own, as in another program
   ASSERT_EQ(::flock(other, LOCK_SH), 0);
   EXPECT_TRUE(Create(path).IsNull());
   EXPECT_THAT(LastError(), HasSubstr("another program has the file open"));

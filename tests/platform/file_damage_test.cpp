@@ -8,9 +8,13 @@
 #include <random>
 #include <vector>
 
+// HDF5 1.10 itself loses memory when it reads damaged metadata; ours is still checked.
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
+  return "leak:libhdf5\n";
+}
+
 namespace {
 using testing::HasSubstr;
-using testing::MatchesRegex;
 constexpr auto kInt = hdf_Datatype(hdf_Datatype::kInt);
 constexpr auto kByte = hdf_Datatype(hdf_Datatype::kUChar);
 
@@ -21,7 +25,7 @@ std::string contentOf(const std::string& path) {
 } // namespace
 
 class FileDamage : public platform_Fixture {
-protected:
+ protected:
   void ExpectRefused(const std::string& path, const std::string& cause) {
     for (const bool readOnly : {false, true}) {
       EXPECT_TRUE(Open(path, readOnly).IsNull()) << path;
@@ -55,8 +59,8 @@ TEST_F(FileDamage, ATruncatedFileSaysHowMuchIsMissing) {
   ORXSimManager::CloseContext(context);
   const auto size = std::filesystem::file_size(path);
   std::filesystem::resize_file(path, size - 1000);
-  ExpectRefused(path, "file is truncated: " + std::to_string(size - 1000) + " bytes, " + std::to_string(size) +
-                          " expected");
+  ExpectRefused(path, "file is truncated: " + std::to_string(size - 1000) + " bytes, " +
+                          std::to_string(size) + " expected");
   for (const unsigned length : {8u, 20u, 47u, 95u}) {
     std::filesystem::resize_file(path, length);
     EXPECT_TRUE(Open(path).IsNull()) << length;

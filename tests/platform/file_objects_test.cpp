@@ -19,7 +19,7 @@ std::vector<unsigned char> bytes(std::size_t n, unsigned seed) {
 } // namespace
 
 class FileObjects : public platform_Fixture {
-protected:
+ protected:
   ~FileObjects() override { ORXSimManager::CloseContext(m_context); }
 
   ORXSimContextID m_context = Create(Path("a.pdm"));

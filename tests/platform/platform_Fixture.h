@@ -12,7 +12,7 @@
 
 /// A directory of its own for every test, removed afterwards.
 class platform_Fixture : public testing::Test {
-protected:
+ protected:
   platform_Fixture() {
     std::string pattern = (std::filesystem::temp_directory_path() / "pdm_platform_XXXXXX").string();
     m_directory = ::mkdtemp(pattern.data());

@@ -23,8 +23,7 @@ TEST_F(StoreH5py, OurFilesReadBackInH5py) {
   drawers[2].type = ORXSimItemType::kInt32;
   drawers[2].chunkItems = 100;
   drawers[2].deflate = 5;
-  const ORXSimDistributionRef field(
-      ORXSimDistributionRef::Create(context, "displacement", "mm", drawers, 2));
+  const ORXSimDistributionRef field(ORXSimDistributionRef::Create(context, "displacement", "mm", drawers, 2));
   const ORXSimDistributionRef packed(ORXSimDistributionRef::Create(context, "", "", drawers + 2, 1));
   std::vector<double> rows(3000);
   std::iota(rows.begin(), rows.end(), 0.0);

@@ -15,7 +15,7 @@ std::int64_t bytesOf(const std::vector<Number>& values) {
 } // namespace
 
 class Store : public platform_Fixture {
-protected:
+ protected:
   ~Store() override { ORXSimManager::CloseContext(m_context); }
 
   void Reopen() {
@@ -63,8 +63,10 @@ TEST_F(Store, OrderedSetsKeepTheirOrder) {
 
 TEST_F(Store, SetsWithWrongMembersAreRefusedAndLeaveNothing) {
   const ORXSimCollectionRef nodes(m_nodes);
-  for (const auto& [members, cause] : std::vector<std::pair<std::vector<int>, std::string>>{
-           {{0, 1000}, "member 1000 is not an item"}, {{-1}, "member -1"}, {{7, 64, 7}, "member 7 is given twice"}}) {
+  for (const auto& [members, cause] :
+       std::vector<std::pair<std::vector<int>, std::string>>{{{0, 1000}, "member 1000 is not an item"},
+                                                             {{-1}, "member -1"},
+                                                             {{7, 64, 7}, "member 7 is given twice"}}) {
     EXPECT_TRUE(nodes.CreateOrderedCSet(members.data(), static_cast<int>(members.size())).IsNull());
     EXPECT_THAT(LastError(), HasSubstr(cause));
   }
@@ -154,7 +156,8 @@ TEST_F(Store, RowsAreWrittenInBlocksAndReadInAnyRange) {
 }
 
 TEST_F(Store, ListsAndTextsSurviveReopening) {
-  const ORXSimDistributionID field = Field(ORXSimCollectionRef(m_nodes).FullCSet(), ORXSimItemType::kFloat, 1);
+  const ORXSimDistributionID field =
+      Field(ORXSimCollectionRef(m_nodes).FullCSet(), ORXSimItemType::kFloat, 1);
   ORXSimDrawerDescription more;
   more.members = ORXSimCollectionRef(m_nodes).CreateOrderedCSet(std::vector<int>{9}.data(), 1);
   more.type = ORXSimItemType::kInt32;

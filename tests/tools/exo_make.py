@@ -17,7 +17,8 @@ def _text(nc, name, dims, rows, width):
 
 
 def write(path, format="NETCDF4", ints="i4", reals="f8", width=33, zlib=False, old_forms=False, **mesh):
-    """mesh: nodes [n, dim]; blocks [{id, name, type, conn [m, k] 1-based}]; node_sets, elem_sets
+    """mesh: nodes [n, dim]; blocks [{id, name, type, conn [m, k] 1-based,
+    attributes [m, a], corners [m] of polygons, conn is flat then}]; node_sets, elem_sets
     [{id, name, members, factors}]; side_sets [{..., sides}]; node_labels, elem_labels; times; node_vars
     {name: [steps, n]}; elem_vars, nset_vars, sset_vars {name: {entity: [steps, m]}}; glob_vars
     {name: [steps]}; node_maps {name: [n]}."""
@@ -25,7 +26,7 @@ def write(path, format="NETCDF4", ints="i4", reals="f8", width=33, zlib=False, o
     pack = {"zlib": True} if zlib else {}
     nodes = np.asarray(mesh["nodes"], float)
     blocks = mesh.get("blocks", [])
-    count = sum(len(b["conn"]) for b in blocks)
+    count = sum(len(b.get("corners", b["conn"])) for b in blocks)
     nc.setncatts({"api_version": np.float32(8.11), "version": np.float32(8.11),
                   "floating_point_word_size": np.int32(8), "file_size": np.int32(1), "title": "made by the tests"})
 
@@ -59,9 +60,16 @@ def write(path, format="NETCDF4", ints="i4", reals="f8", width=33, zlib=False, o
     for k, block in enumerate(blocks, 1):
         conn = np.asarray(block["conn"])
         if len(conn):
-            dim(f"num_el_in_blk{k}", conn.shape[0])
-            dim(f"num_nod_per_el{k}", conn.shape[1])
-            var = nc.createVariable(f"connect{k}", ints, (f"num_el_in_blk{k}", f"num_nod_per_el{k}"), **pack)
+            corners = block.get("corners")
+            dim(f"num_el_in_blk{k}", len(corners or conn))
+            dim(f"num_nod_per_el{k}", conn.shape[-1])
+            dims = (f"num_el_in_blk{k}", f"num_nod_per_el{k}")
+            if corners:
+                nc.createVariable(f"ebepecnt{k}", "i4", dims[:1])[:] = corners
+            if "attributes" in block:
+                nc.createDimension(f"num_att_in_blk{k}", block["attributes"].shape[1])
+                nc.createVariable(f"attrib{k}", reals, (dims[0], f"num_att_in_blk{k}"))[:] = block["attributes"]
+            var = nc.createVariable(f"connect{k}", ints, dims[1:] if corners else dims, **pack)
             var[:] = conn
             var.elem_type = block["type"]
     for labels, size in (("node", "num_nodes"), ("elem", "num_elem")):
@@ -139,7 +147,8 @@ def everything(seed=1):
     n, steps = 40, 3
     blocks = [
         {"id": 10, "name": "fluid/inner part", "type": "HEX8", "conn": r.integers(1, n + 1, (5, 8))},
-        {"id": 7, "name": "", "type": "TETRA", "conn": r.integers(1, n + 1, (4, 4))},
+        {"id": 7, "name": "", "type": "TETRA", "conn": r.integers(1, n + 1, (4, 4)),
+         "attributes": r.random((4, 2))},
         {"id": 99, "name": "void", "type": "HEX8", "conn": []},
         {"id": 3, "name": LONG, "type": "WEDGE15", "conn": r.integers(1, n + 1, (3, 15))}]
     names = ["plain", LONG, "mit Ümlaut/and slash", ""]

@@ -61,6 +61,10 @@ exo_Series exo_File::Map(const exo_Map& map) const {
   return {*m_file.Find(map.variable), {}};
 }
 
+exo_Series exo_File::Attributes(const exo_Block& block) const {
+  return {*m_file.Find("attrib" + std::to_string(block.number)), {}};
+}
+
 void exo_File::ReadSet(const exo_Set& set, std::size_t first, std::size_t count, int* out) const {
   const std::string name = exo_NamesOf(set.kind).entries + std::to_string(set.number);
   const bool nodes = set.kind == exo_SetKind::kNodes;

@@ -38,6 +38,9 @@ class exo_File {
   /// A further map: one integer a node or element.
   exo_Series Map(const exo_Map& map) const;
 
+  /// The attributes of a block's elements; each row has as many as the block has attributes.
+  exo_Series Attributes(const exo_Block& block) const;
+
   /// Members [first, first + count) of a set: nodes, or elements. \param out [count], 0-based.
   void ReadSet(const exo_Set& set, std::size_t first, std::size_t count, int* out) const;
   /// The sides of the elements of a side set. \param elements [count] as ReadSet gives them.

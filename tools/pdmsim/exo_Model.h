@@ -6,13 +6,14 @@
 
 /// A block of elements of one shape. Blocks number the mesh's elements one after the other.
 struct exo_Block {
-  int number = 0;                  // place in the file, from 1
-  long long id = 0;                // the user's number
-  std::string name;                // "" when the file gives none
-  std::string type;                // the element type's text, as HEX8
-  std::size_t elements = 0;        // 0: an empty block
-  std::size_t nodesPerElement = 0; // of polygons: the sum over all elements
-  std::size_t firstElement = 0;    // 0-based place of the first element in the mesh
+  int number = 0;                      // place in the file, from 1
+  long long id = 0;                    // the user's number
+  std::string name;                    // "" when the file gives none
+  std::string type;                    // the element type's text, as HEX8
+  std::size_t elements = 0;            // 0: an empty block
+  std::size_t nodesPerElement = 0;     // of polygons: the sum over all elements
+  std::size_t firstElement = 0;        // 0-based place of the first element in the mesh
+  std::vector<std::string> attributes; // the names of its elements' attributes, some perhaps ""
   enum class Shape { kFixed, kPolygons, kPolyhedra } shape = Shape::kFixed;
 };
 

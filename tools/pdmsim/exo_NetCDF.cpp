@@ -17,7 +17,8 @@
 
 namespace {
 
-constexpr std::size_t kSmallCache = 1 << 20, kGreatCache = 64 << 20;
+constexpr std::size_t kSmallCache = 1 << 20, kGreatCache = 64 << 20,
+                      kMostGreatCaches = 3; // the coordinates are read side by side
 
 /// Cuts a stored text at its first NUL and drops the blanks at its end.
 std::string Trimmed(const char* text, std::size_t length) {
@@ -225,8 +226,15 @@ void exo_NetCDF::FitChunkCache(int variable, std::size_t itemBytes) const {
   for (int i = 0; i < rank; ++i)
     if (__builtin_mul_overflow(bytes, chunk[i], &bytes))
       return;
-  if (bytes > kSmallCache && bytes <= kGreatCache)
-    nc_set_var_chunk_cache(m_id, variable, bytes, 521, 1.0F);
+  const bool known = std::find(m_greatCaches.begin(), m_greatCaches.end(), variable) != m_greatCaches.end();
+  if (bytes <= kSmallCache || bytes > kGreatCache || known)
+    return;
+  if (m_greatCaches.size() == kMostGreatCaches) {
+    nc_set_var_chunk_cache(m_id, m_greatCaches.front(), kSmallCache, 521, 0.75F);
+    m_greatCaches.erase(m_greatCaches.begin());
+  }
+  nc_set_var_chunk_cache(m_id, variable, bytes, 521, 1.0F);
+  m_greatCaches.push_back(variable);
 }
 
 bool exo_NetCDF::HasAttribute(const char* name) const {

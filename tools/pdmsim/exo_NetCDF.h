@@ -74,11 +74,12 @@ class exo_NetCDF {
  private:
   friend class exo_Array;
   std::string TextAttribute(int variable, const char* name) const;
-  /// Keeps the chunks that one sweep over the variable needs at a time in its cache, so that each is
-  /// unpacked once.
+  /// Gives the variable a cache that holds one of its chunks, so that a sweep over it unpacks each once. Only
+  /// the last few variables have such a cache at a time.
   void FitChunkCache(int variable, std::size_t itemBytes) const;
 
   std::string m_path;
   unsigned long long m_size = 0;
   int m_id = -1;
+  mutable std::vector<int> m_greatCaches; // variables whose caches were enlarged, the oldest first
 };

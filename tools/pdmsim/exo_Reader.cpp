@@ -152,12 +152,18 @@ void exo_Reader::ReadBlocks() {
 
 void exo_Reader::ReadBlock(exo_Block& block) {
   const auto number = static_cast<std::size_t>(block.number);
-  const std::string variable = N("connect", number);
   block.elements = m_file.Dimension(N("num_el_in_blk", number)).value_or(0);
   block.nodesPerElement = m_file.Dimension(N("num_nod_per_el", number)).value_or(0);
   if (block.elements > m_mesh.m_elements)
     m_file.Fail("expected block " + std::to_string(block.id) + " to hold at most num_elem = " +
                 std::to_string(m_mesh.m_elements) + " elements, found " + std::to_string(block.elements));
+  ReadConnectivity(block);
+  if (block.elements > 0)
+    ReadAttributes(block);
+}
+
+void exo_Reader::ReadConnectivity(exo_Block& block) {
+  const std::string variable = N("connect", static_cast<std::size_t>(block.number));
   const auto connect = m_file.Find(variable);
   if (connect)
     block.type = connect->TextAttribute("elem_type");
@@ -179,6 +185,16 @@ void exo_Reader::ReadBlock(exo_Block& block) {
   } else {
     connect->Require({block.elements, block.nodesPerElement}, exo_Array::Kind::kInteger);
   }
+}
+
+void exo_Reader::ReadAttributes(exo_Block& block) {
+  const auto number = static_cast<std::size_t>(block.number);
+  const auto attributes = m_file.Find(N("attrib", number));
+  if (!attributes)
+    return;
+  const std::size_t count = Count(N("num_att_in_blk", number));
+  attributes->Require({block.elements, count}, exo_Array::Kind::kReal);
+  block.attributes = Names(N("attrib_name", number), count);
 }
 
 void exo_Reader::ReadSets(exo_SetKind kind) {
@@ -322,10 +338,4 @@ void exo_Reader::NoteTheRest() {
   for (const auto& [dimension, what] : unread)
     if (const std::size_t count = m_file.Dimension(dimension).value_or(0))
       m_mesh.m_notes.push_back(std::to_string(count) + " " + what);
-  std::size_t attributes = 0;
-  for (const exo_Block& block : m_mesh.m_blocks)
-    attributes +=
-        m_file.Dimension(N("num_att_in_blk", static_cast<std::size_t>(block.number))).value_or(0) > 0;
-  if (attributes)
-    m_mesh.m_notes.push_back("the element attributes of " + std::to_string(attributes) + " blocks");
 }

@@ -13,6 +13,8 @@ class exo_Reader {
   void ReadSizes();
   void ReadBlocks();
   void ReadBlock(exo_Block& block);
+  void ReadConnectivity(exo_Block& block);
+  void ReadAttributes(exo_Block& block);
   void ReadSets(exo_SetKind kind);
   void ReadSet(exo_Set& set);
   void ReadMaps(const char* kind, std::vector<exo_Map>& maps, std::size_t size);

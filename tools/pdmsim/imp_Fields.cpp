@@ -27,6 +27,16 @@ bool NeedsLong(const exo_Series& series, std::size_t size) {
   return false;
 }
 
+/// Names one after the other, as "x, y, z"; "" when all are empty.
+std::string Joined(const std::vector<std::string>& names) {
+  std::string text, named;
+  for (const std::string& name : names) {
+    text += (text.empty() ? "" : ", ") + name;
+    named += name;
+  }
+  return named.empty() ? named : text;
+}
+
 } // namespace
 
 imp_Fields::imp_Fields(const exo_File& mesh, const imp_Store& store, imp_Progress& progress, imp_Sets& sets,
@@ -72,7 +82,7 @@ void imp_Fields::MakeKeys() {
   maps(element, m_exo.ElementMaps(), "element_map");
   variables(element, exo_Place::kBlocks);
   variables(element, exo_Place::kElementSets);
-  take({"connectivity", "label", "distributionFactor"}, element,
+  take({"connectivity", "label", "attribute", "distributionFactor"}, element,
        {{&m_keys.elementMaps, m_exo.ElementMaps().size()},
         keysOf(exo_Place::kBlocks),
         keysOf(exo_Place::kElementSets)});
@@ -88,6 +98,7 @@ void imp_Fields::WriteMesh() {
   m_element["label"] =
       WriteNumbers("label", m_collections.elements, m_exo.Elements(), m_exo.ElementNumbers());
   WriteConnectivity();
+  WriteAttributes();
   for (std::size_t i = 0; i < m_keys.nodeMaps.size(); ++i)
     m_node[m_keys.nodeMaps[i]] =
         WriteNumbers(m_keys.nodeMaps[i], m_collections.nodes, m_exo.Nodes(), m_exo.Map(m_exo.NodeMaps()[i]));
@@ -100,12 +111,9 @@ void imp_Fields::WriteMesh() {
 
 void imp_Fields::WriteCoordinates() {
   const std::size_t dimension = m_exo.Dimension();
-  std::string axisNames;
-  for (const std::string& axis : m_exo.AxisNames())
-    axisNames += (axisNames.empty() ? "" : ", ") + axis;
   const ORXSimDistributionID id = m_node["coordinates"] = m_store.Distribution(
-      "coordinates",
-      {imp_Drawer(m_store.Full(m_collections.nodes), ORXSimItemType::kDouble, dimension, axisNames)});
+      "coordinates", {imp_Drawer(m_store.Full(m_collections.nodes), ORXSimItemType::kDouble, dimension,
+                                 Joined(m_exo.AxisNames()))});
   std::vector<exo_Series> axes;
   for (std::size_t axis = 0; axis < dimension && m_exo.Nodes() > 0; ++axis)
     axes.push_back(m_exo.Coordinate(axis));
@@ -207,6 +215,27 @@ void imp_Fields::WriteConnectivity() {
       imp_CopyRows<int>({m_store, m_progress, id, static_cast<int>(i)}, 0, m_exo.Blocks()[i].elements,
                         connectivity->Width(),
                         [&](std::size_t, std::size_t count, int* out) { connectivity->Next(count, out); });
+}
+
+void imp_Fields::WriteAttributes() {
+  std::vector<const exo_Block*> blocks;
+  std::vector<ORXSimDrawerDescription> drawers;
+  for (const exo_Block& block : m_exo.Blocks())
+    if (!block.attributes.empty()) {
+      const imp_SetOut& out = m_sets.Blocks()[static_cast<std::size_t>(block.number - 1)];
+      blocks.push_back(&block);
+      drawers.push_back(imp_Drawer(out.columns[0].members, ORXSimItemType::kDouble, block.attributes.size(),
+                                   Joined(block.attributes)));
+    }
+  if (blocks.empty())
+    return;
+  const ORXSimDistributionID id = m_element["attribute"] = m_store.Distribution("attribute", drawers);
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    const exo_Series values = m_exo.Attributes(*blocks[i]);
+    imp_CopyRows<double>(
+        {m_store, m_progress, id, static_cast<int>(i)}, 0, blocks[i]->elements, values.Width(),
+        [&](std::size_t first, std::size_t count, double* out) { values.Read(first, count, out); });
+  }
 }
 
 void imp_Fields::WriteSurfaces() {

@@ -47,6 +47,7 @@ class imp_Fields {
                       const std::map<std::string, long long>& labels);
   void WriteAllSetLabels();
   void WriteConnectivity();
+  void WriteAttributes();
   void WriteSurfaces();
 
   void WriteTimes();

@@ -46,5 +46,6 @@ struct gbb_MemberTable<fesD_FESystemTraits> {
       gbb_Member<"nodalLabels", 2, &fesD_FESystemMembers::nodalLabels>,
       gbb_Member<"nodalActivityMask", 1, &fesD_FESystemMembers::nodalActivityMask>,
       gbb_Member<"distributions", 0, &fesD_FESystemMembers::distributions>,
-      gbb_Member<"userDistributions", 4, &fesD_FESystemMembers::userDistributions>>;
+      gbb_Member<"userDistributions", 4, &fesD_FESystemMembers::userDistributions>
+      >;
 };

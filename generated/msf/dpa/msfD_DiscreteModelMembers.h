@@ -58,5 +58,6 @@ struct gbb_MemberTable<msfD_DiscreteModelTraits> {
       gbb_Member<"sectionPoints", 8, &msfD_DiscreteModelMembers::sectionPoints>,
       gbb_Member<"components", 0, &msfD_DiscreteModelMembers::components>,
       gbb_Member<"localNodeSets", 4, &msfD_DiscreteModelMembers::localNodeSets>,
-      gbb_Member<"sectionPointSets", 7, &msfD_DiscreteModelMembers::sectionPointSets>>;
+      gbb_Member<"sectionPointSets", 7, &msfD_DiscreteModelMembers::sectionPointSets>
+      >;
 };

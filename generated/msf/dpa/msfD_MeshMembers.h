@@ -85,5 +85,6 @@ struct gbb_MemberTable<msfD_MeshTraits> {
       gbb_Member<"elementFields", 0, &msfD_MeshMembers::elementFields>,
       gbb_Member<"surfaceFields", 16, &msfD_MeshMembers::surfaceFields>,
       gbb_Member<"regionFields", 13, &msfD_MeshMembers::regionFields>,
-      gbb_Member<"localNodeFields", 8, &msfD_MeshMembers::localNodeFields>>;
+      gbb_Member<"localNodeFields", 8, &msfD_MeshMembers::localNodeFields>
+      >;
 };

@@ -1,0 +1,66 @@
+#!/usr/bin/env bash
+# Used by the other scripts: `source scripts/setup.sh GROUP...` goes to the top of the project, installs the
+# Debian packages of the groups that are missing, and gives the functions below. Needs root or sudo only when
+# something is missing.
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
+PDM_JOBS=${PDM_JOBS:-$(nproc)}
+mkdir -p out/log
+
+declare -A PDM_PACKAGES=(
+  [build]="g++ cmake ninja-build pkg-config ccache libhdf5-dev libnetcdf-dev libcli11-dev nlohmann-json3-dev"
+  [test]="libgtest-dev libgmock-dev clang-14 hdf5-tools python3-jinja2 python3-h5py python3-netcdf4"
+  [format]="clang-format-14"
+  [bench]="libbenchmark-dev libabsl-dev libprotobuf-dev protobuf-compiler libcereal-dev"
+)
+
+heading() { printf '\n== %s\n' "$*"; }
+
+# quietly NAME COMMAND...: runs a command with its output in out/log/NAME.log, shown only when it fails.
+quietly() {
+  local log=out/log/$1.log start=$SECONDS
+  shift
+  if "$@" >"$log" 2>&1; then
+    printf '   done in %d s (%s)\n' $((SECONDS - start)) "$log"
+  else
+    tail -n 60 "$log"
+    printf '** failed: %s\n   everything it said is in %s\n' "$*" "$log" >&2
+    return 1
+  fi
+}
+
+pdm_missing_packages() {
+  local group package
+  for group in "$@"; do
+    for package in ${PDM_PACKAGES[$group]}; do
+      [ "$(dpkg-query -W -f='${db:Status-Abbrev}' "$package" 2>/dev/null)" = "ii " ] || echo "$package"
+    done
+  done
+}
+
+pdm_install_packages() {
+  local missing root=()
+  if ! command -v apt-get >/dev/null; then
+    echo "   not a Debian system: what is needed stands in scripts/setup.sh under Debian's names"
+    return 0
+  fi
+  mapfile -t missing < <(pdm_missing_packages "$@")
+  if [ ${#missing[@]} -eq 0 ]; then
+    echo "   all packages are there"
+    return 0
+  fi
+  echo "   installing: ${missing[*]}"
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+      echo "** neither root nor sudo: install these packages first" >&2
+      return 1
+    fi
+    root=(sudo)
+  fi
+  quietly apt-update "${root[@]}" apt-get update -q
+  quietly apt-install "${root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -q --no-install-recommends "${missing[@]}"
+}
+
+heading "Packages ($*)"
+pdm_install_packages "$@"

@@ -1,0 +1,53 @@
+#include <kda/kda_string.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace {
+
+TEST(String, EmptyHasNoStorageHoweverItWasMade) {
+  kda_string moved("text");
+  const kda_string taken(std::move(moved));
+  const kda_string empties[] = {kda_string(), kda_string(nullptr), kda_string(""), kda_string(kda_string("")), moved};
+  for (const kda_string& empty : empties) {
+    const char* stored = "x";
+    std::memcpy(static_cast<void*>(&stored), &empty, sizeof stored);
+    EXPECT_EQ(stored, nullptr);
+    EXPECT_STREQ(empty.cStr(), "");
+    EXPECT_EQ(empty.byteCount(), 0);
+  }
+  EXPECT_STREQ(taken.cStr(), "text");
+}
+
+TEST(String, CopiesShareNothing) {
+  kda_string a("first");
+  kda_string b(a);
+  EXPECT_NE(a.cStr(), b.cStr());
+  a = kda_string("a longer second");
+  EXPECT_STREQ(b.cStr(), "first");
+  EXPECT_EQ(a.byteCount(), 15);
+  const kda_string& same = a;
+  a = same;
+  a.swap(b);
+  EXPECT_STREQ(a.cStr(), "first");
+  EXPECT_STREQ(b.cStr(), "a longer second");
+}
+
+TEST(String, OrderIsThatOfUnsignedBytes) {
+  const std::vector<std::string> ordered = {"", "\x01", "B", "a", "a\x7f", "a\x80", "aa", "b", "\x80", "\xff"};
+  std::vector<std::string> byModel = ordered;
+  std::sort(byModel.begin(), byModel.end(), [](const std::string& x, const std::string& y) {
+    return std::lexicographical_compare(x.begin(), x.end(), y.begin(), y.end(), [](char p, char q) {
+      return static_cast<unsigned char>(p) < static_cast<unsigned char>(q);
+    });
+  });
+  for (std::size_t i = 0; i < byModel.size(); ++i) {
+    for (std::size_t j = 0; j < byModel.size(); ++j)
+      EXPECT_EQ(BtreeCompare(kda_string(byModel[i].c_str()), kda_string(byModel[j].c_str())), i < j ? -1 : i > j);
+  }
+}
+
+} // namespace

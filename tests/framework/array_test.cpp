@@ -1,0 +1,119 @@
+// Arrays of child objects: the mesh's systems.
+
+#include <framework/framework_Fixture.h>
+#include <framework/hdf_Probe.h>
+
+#include <gbb/gbb_Holder.h>
+
+#include <climits>
+
+namespace {
+
+using Arrays = framework_Fixture;
+using Systems = decltype(msfD_Mesh().systems());
+using SystemsHolder = gbb_Holder<Systems, Systems::Impl>;
+
+std::string names(const Systems& systems) {
+  std::string text;
+  for (int i = 0; i < systems.count(); ++i)
+    text += std::string(systems.get(i).systemName().cStr()) + ",";
+  return text;
+}
+
+// The mesh's group as a trace-free reader of the file sees it.
+int storedSize(const msfD_Sim& sim) {
+  const auto open = [](const gbb_Group& in, const char* name) { return gbb_Group::Open(in, name); };
+  const gbb_Group root(ORXSimContextRef(sim.distributionService().Context()).File().RootGroup());
+  return open(open(open(open(root, "sim"), "discreteModel"), "mesh"), "systems").ReadSize();
+}
+
+} // namespace
+
+TEST_F(Arrays, GrowBeforeAndAfterBindingAndAreReadBack) {
+  {
+    msfD_Root root(0);
+    const msfD_Sim sim = root.createSim(Path().c_str(), "", -1);
+    const msfD_DiscreteModel model = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
+    msfD_MeshHolder holder = msfD_Mesh::New({}, {}, 0);
+    const msfD_Mesh mesh = holder.Get();
+    fesD_FESystemHolder first = System("0");
+    const fesD_FESystem system = mesh.systems().add(std::move(first));
+    EXPECT_TRUE(!first && mesh.systems().count() == 1 && mesh.systems().get(0) == system);
+    model.Mesh(std::move(holder));
+    EXPECT_EQ(storedSize(sim), 1);
+    for (int i = 1; i < 12; ++i) { // more than one digit, and more than the first storage
+      mesh.systems().add(System(std::to_string(i).c_str()));
+      EXPECT_EQ(storedSize(sim), i + 1) << "in the file at once";
+    }
+    EXPECT_TRUE(mesh.systems().get(0) == system) << "elements stay where they are";
+    EXPECT_EQ(system.Path().Index(), 0);
+    EXPECT_EQ(mesh.systems().get(11).Path().Index(), 11);
+  }
+  msfD_Root root(1);
+  const msfD_Mesh mesh = MeshOf(root.openSim(Path().c_str(), "", -1));
+  Lines();
+  EXPECT_EQ(mesh.systems().count(), 12);
+  const fesD_FESystem tenth = mesh.systems().get(10);
+  EXPECT_EQ(Lines(), "");
+  EXPECT_STREQ(tenth.systemName().cStr(), "10");
+  EXPECT_EQ(Lines(), "fesD_FESystemImpl::LoadMembers: loading fesD_FESystemMembers\n") << "only that one";
+  EXPECT_TRUE(mesh.systems().get(10) == tenth);
+  mesh.systems().add(System("12"));
+  EXPECT_EQ(names(mesh.systems()), "0,1,2,3,4,5,6,7,8,9,10,11,12,");
+  Lines();
+}
+
+TEST_F(Arrays, ReportRangesAndNullItemsWhichKeepTheirPlace) {
+  Model a(Path());
+  const Systems systems = a.mesh.systems();
+  EXPECT_EQ(storedSize(a.sim), 0);
+  for (const int i : {0, -1, INT_MAX}) {
+    EXPECT_TRUE(!systems.get(i));
+    EXPECT_EQ(Lines(), "**ERROR gbb_ArrayImpl::get: index out of range: " + std::to_string(i) + ", length = 0\n");
+  }
+  EXPECT_TRUE(!systems.add(fesD_FESystemHolder()));
+  EXPECT_EQ(Lines(), "**ERROR gbb_ArrayImpl::add: inserting a NULL item\n");
+  systems.add(System("behind"));
+  EXPECT_EQ(systems.count(), 2);
+  EXPECT_EQ(storedSize(a.sim), 2);
+  a.root.closeSim(a.sim);
+  const msfD_Mesh mesh = MeshOf(a.root.openSim(Path().c_str(), "", -1));
+  EXPECT_EQ(mesh.systems().count(), 2);
+  EXPECT_STREQ(mesh.systems().get(1).systemName().cStr(), "behind");
+  EXPECT_TRUE(!mesh.systems().get(0));
+  EXPECT_EQ(Lines(), "**ERROR fesD_FESystemHolder::Open: class  is not registered\n");
+
+  // In memory as well.
+  const msfD_MeshHolder loose = msfD_Mesh::New({}, {}, 0);
+  EXPECT_TRUE(!loose.Get().systems().add(fesD_FESystemHolder()));
+  EXPECT_EQ(Lines(), "**ERROR gbb_ArrayImpl::add: inserting a NULL item\n");
+  EXPECT_TRUE(loose.Get().systems().count() == 1 && !loose.Get().systems().get(0));
+}
+
+TEST_F(Arrays, BindOnce) {
+  Model a(Path());
+  const ORXSimContextID context = a.sim.distributionService().Context();
+  const gbb_Group top(ORXSimContextRef(context).File().RootGroup());
+  SystemsHolder holder = SystemsHolder::New(1);
+  holder.SetPath(a.mesh.Path(), 18);
+  holder.Get().add(System("s"));
+  holder.Bind(gbb_Group::CreateArray(top, "array", 0));
+  EXPECT_EQ(Lines(), "gbb_ArrayImpl::Bind\n");
+  EXPECT_EQ(gbb_Group::Open(top, "array").ReadSize(), 1);
+  holder.Bind(hdf_GroupOf(context, "other"));
+  EXPECT_EQ(Lines(), "gbb_ArrayImpl::Bind\n** ERROR gbb_ArrayImpl::Bind: called for a connected object\n");
+}
+
+TEST_F(Arrays, OpenOnlyElementsOfTheirClass) {
+  Model a(Path());
+  const gbb_Group top(ORXSimContextRef(a.sim.distributionService().Context()).File().RootGroup());
+  const gbb_Group array = gbb_Group::CreateArray(top, "array", 2);
+  gbb_Group::Create(array, "0").WriteClass(gbb_ClassID("com.vertana.Mesh"));
+  gbb_Group::Create(array, "1").WriteClass(gbb_ClassID("com.vertana.Nothing"));
+  const SystemsHolder holder = SystemsHolder::Open(a.mesh.Path(), 18, array, 0);
+  EXPECT_EQ(holder.Get().count(), 2);
+  EXPECT_TRUE(!holder.Get().get(0));
+  EXPECT_EQ(Lines(), "**ERROR fesD_FESystemHolder::Open: unrelated class com.vertana.Mesh\n");
+  EXPECT_TRUE(!holder.Get().get(1));
+  EXPECT_EQ(Lines(), "**ERROR fesD_FESystemHolder::Open: class com.vertana.Nothing is not registered\n");
+}

@@ -1,0 +1,185 @@
+// Every documented operation, called on nothing: its line, nothing else, and the null value.
+
+#include <framework/framework_Fixture.h>
+
+#include <gbb/gbb_Holder.h>
+
+#include <functional>
+
+namespace {
+
+using EmptyCalls = framework_Fixture;
+
+
+struct Case {
+  const char* line; // without the line's end
+  std::function<bool()> call; // answers the null value?
+};
+
+template <class T>
+bool isNull(const T& value) {
+  if constexpr (requires { value.IsNull(); })
+    return value.IsNull();
+  else if constexpr (requires { value.count(); })
+    return value.count() == 0;
+  else
+    return !value;
+}
+
+bool isNull(const kda_string& text) {
+  return text.byteCount() == 0;
+}
+
+} // namespace
+
+// The getter and the setter of a simple member.
+#define MEMBER(Class, getter, Setter)                                                                        \
+  {"**ERROR " #Class "::" #getter ": called on an empty handle", [] { return isNull(Class().getter()); }},   \
+      {"**ERROR " #Class "::" #Setter ": called on an empty handle", [] {                                    \
+         Class().Setter(Class::Traits::Members().getter);                                                    \
+         return true;                                                                                        \
+       }}
+// What every class of the pattern has.
+#define PATTERN(Class)                                                                                       \
+  {"**ERROR " #Class "::Path: called on an empty handle", [] { return !Class().Path(); }},                   \
+      {"**ERROR " #Class "Access::members: called on an empty object",                                       \
+       [] {                                                                                                  \
+         Class##Access access{Class()};                                                                      \
+         const bool null = access.members() == nullptr;                                                      \
+         access.commit();                                                                                    \
+         return null;                                                                                        \
+       }},                                                                                                   \
+      {"**ERROR " #Class "Holder::Bind: called on an empty holder",                                          \
+       [] {                                                                                                  \
+         Class##Holder().Bind(gbb_Group());                                                                  \
+         return true;                                                                                        \
+       }},                                                                                                   \
+      {"**ERROR " #Class "Holder::SetPath: called on an empty holder",                                       \
+       [] {                                                                                                  \
+         Class##Holder().SetPath(gbb_Path(), 0);                                                             \
+         return true;                                                                                        \
+       }},                                                                                                   \
+      {"**ERROR " #Class "Holder::Traverse: called on an empty base holder", [] {                            \
+         gbb_TraverseContext walk("#", gbb_Path(), 0);                                                       \
+         return !Class##Holder().Traverse(walk) && walk.Status() == 3;                                       \
+       }}
+
+TEST_F(EmptyCalls, PrintTheirLineAndAnswerNull) {
+  using Systems = decltype(msfD_Mesh().systems());
+  using SystemsHolder = gbb_Holder<Systems, Systems::Impl>;
+  const Case cases[] = {
+      {"**ERROR msfD_Sim::Path: called on an empty handle", [] { return !msfD_Sim().Path(); }},
+      {"**ERROR msfD_Sim::distributionService: called on an empty handle",
+       [] { return isNull(msfD_Sim().distributionService().Context()); }},
+      {"**ERROR msfD_Sim::schemaSnapshot: called on an empty handle", [] { return !msfD_Sim().schemaSnapshot(); }},
+      {"**ERROR msfD_Sim::discreteModel: called on an empty handle", [] { return !msfD_Sim().discreteModel(); }},
+      {"**ERROR msfD_Sim::DiscreteModel: called on an empty handle",
+       [] { return !msfD_Sim().DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)); }},
+      {"**ERROR msfD_SimHolder::Bind: called on an empty holder",
+       [] {
+         msfD_SimHolder().Bind(ORXSimContextID(), gbb_Group());
+         return true;
+       }},
+      {"**ERROR msfD_SimHolder::SetPath: called on an empty holder",
+       [] {
+         msfD_SimHolder().SetPath(gbb_Root(), 0);
+         return true;
+       }},
+      {"**ERROR msfD_SimHolder::Traverse: called on an empty base holder",
+       [] {
+         gbb_TraverseContext walk("#", gbb_Path(), 0);
+         return !msfD_SimHolder().Traverse(walk);
+       }},
+
+      PATTERN(msfD_DiscreteModel),
+      MEMBER(msfD_DiscreteModel, vectors, Vectors),
+      MEMBER(msfD_DiscreteModel, localNodes, LocalNodes),
+      MEMBER(msfD_DiscreteModel, localFaces, LocalFaces),
+      MEMBER(msfD_DiscreteModel, frames, Frames),
+      MEMBER(msfD_DiscreteModel, integrationPoints, IntegrationPoints),
+      MEMBER(msfD_DiscreteModel, sectionPoints, SectionPoints),
+      MEMBER(msfD_DiscreteModel, components, Components),
+      MEMBER(msfD_DiscreteModel, localNodeSets, LocalNodeSets),
+      MEMBER(msfD_DiscreteModel, sectionPointSets, SectionPointSets),
+      {"**ERROR msfD_DiscreteModel::mesh: called on an empty handle", [] { return !msfD_DiscreteModel().mesh(); }},
+      {"**ERROR msfD_DiscreteModel::Mesh: called on an empty handle",
+       [] { return !msfD_DiscreteModel().Mesh(msfD_Mesh::New({}, {}, 0)); }},
+
+      PATTERN(msfD_Mesh),
+      MEMBER(msfD_Mesh, nodes, Nodes),
+      MEMBER(msfD_Mesh, elements, Elements),
+      MEMBER(msfD_Mesh, faces, Faces),
+      MEMBER(msfD_Mesh, instances, Instances),
+      MEMBER(msfD_Mesh, regions, Regions),
+      MEMBER(msfD_Mesh, lagrangeNodes, LagrangeNodes),
+      MEMBER(msfD_Mesh, nodeSets, NodeSets),
+      MEMBER(msfD_Mesh, elementSets, ElementSets),
+      MEMBER(msfD_Mesh, instanceSets, InstanceSets),
+      MEMBER(msfD_Mesh, regionSets, RegionSets),
+      MEMBER(msfD_Mesh, meshFields, MeshFields),
+      MEMBER(msfD_Mesh, surfaces, Surfaces),
+      MEMBER(msfD_Mesh, frameFields, FrameFields),
+      MEMBER(msfD_Mesh, nodeFields, NodeFields),
+      MEMBER(msfD_Mesh, elementFields, ElementFields),
+      MEMBER(msfD_Mesh, surfaceFields, SurfaceFields),
+      MEMBER(msfD_Mesh, regionFields, RegionFields),
+      MEMBER(msfD_Mesh, localNodeFields, LocalNodeFields),
+      {"**ERROR msfD_Mesh::systems: called on an empty handle", [] { return !msfD_Mesh().systems(); }},
+
+      PATTERN(fesD_FESystem),
+      MEMBER(fesD_FESystem, systemName, SystemName),
+      MEMBER(fesD_FESystem, nodalLabels, NodalLabels),
+      MEMBER(fesD_FESystem, nodalActivityMask, NodalActivityMask),
+      MEMBER(fesD_FESystem, distributions, Distributions),
+      MEMBER(fesD_FESystem, userDistributions, UserDistributions),
+
+      {"**ERROR gbb_Array::count: called on an empty handle", [] { return Systems().count() == 0; }},
+      {"**ERROR gbb_Array::get: called on an empty handle", [] { return !Systems().get(0); }},
+      {"**ERROR gbb_Array::add: called on an empty handle", [] { return !Systems().add(fesD_FESystem::New("", {}, {}, 0)); }},
+      {"**ERROR gbb_Holder::SetPath: called on an empty holder",
+       [] {
+         SystemsHolder().SetPath(gbb_Path(), 0);
+         return true;
+       }},
+      {"**ERROR gbb_Holder::Bind: called on an empty holder",
+       [] {
+         SystemsHolder().Bind(gbb_Group());
+         return true;
+       }},
+
+      {"**ERROR: gbb_SchemaSnapshot::GetClass: called on an empty handle",
+       [] { return !gbb_SchemaSnapshot().GetClass(gbb_ClassID("com.vertana.Mesh")); }},
+      {"**ERROR: gbb_Class::Open: called on an uninitialized class handle",
+       [] { return gbb_Class().Open(gbb_Path(), 0, gbb_Group(), 0) == nullptr; }},
+      {"**ERROR: gbb_Class::Open: called on an abstract class",
+       [] { return msfD_SimInterface::StaticClass().Open(gbb_Path(), 0, gbb_Group(), 0) == nullptr; }},
+      {"** ERROR gbb_RootImpl::Traverse: called on an empty handle",
+       [] {
+         gbb_TraverseContext walk("#", gbb_Path(), 0);
+         return !gbb_Root().Traverse(walk);
+       }},
+      {"**ERROR gbb_LinkImpl::Get: root is empty", [] { return !gbb_SimpleLink(gbb_Path(), "#").Get(0); }},
+  };
+  for (const Case& each : cases) {
+    EXPECT_TRUE(each.call()) << each.line;
+    EXPECT_EQ(Lines(), std::string(each.line) + "\n");
+  }
+}
+
+TEST_F(EmptyCalls, SayNothingWhereNothingIsWrong) {
+  msfD_MeshHolder holder;
+  holder.Close();
+  EXPECT_TRUE(!holder.Get() && !gbb_Handle(msfD_Mesh()) && !msfD_Mesh(gbb_Handle()) && holder.Flags() == 0);
+  EXPECT_TRUE(!gbb_TypedLink<msfD_Mesh>().get(0));
+  EXPECT_EQ(gbb_Path().Index(), -1);
+  EXPECT_TRUE(!gbb_Path().Parent() && !gbb_Path().Root());
+  msfD_Root root(1);
+  EXPECT_TRUE(!root.getByAlias("") && root.count() == 0);
+
+  // A Sim that was never given to a root is not closed by one, and is not traced.
+  const msfD_SimHolder loose = msfD_Sim::New(0);
+  EXPECT_EQ(loose.Get().Path().Index(), -1);
+  EXPECT_TRUE(!loose.Get().Path().Root() && loose.Get().distributionService().Context().IsNull());
+  root.closeSim(loose.Get());
+  EXPECT_TRUE(!loose.Get().discreteModel());
+}

@@ -1,0 +1,275 @@
+// What all schema classes do alike: new, set, bind, commit, reopen, and the lines they trace.
+
+#include <framework/framework_Fixture.h>
+
+#include <framework/hdf_Probe.h>
+
+namespace {
+
+using Pattern = framework_Fixture;
+using Access = framework_Fixture;
+using OwnInterface = framework_Fixture;
+using Holders = framework_Fixture;
+
+kda_MapString<ORXSimCSetID> threeSets(ORXSimCollectionID nodes) {
+  kda_MapString<ORXSimCSetID> sets;
+  sets.insert("all", ORXSimCSetID(nodes, 0));
+  sets.insert("", ORXSimCSetID(nodes, 1));
+  sets.insert("name/with slash", ORXSimCSetID(nodes, 2));
+  return sets;
+}
+
+} // namespace
+
+TEST_F(Pattern, ValuesSetBeforeBindingAndAfterComeBack) {
+  {
+    msfD_Root root(0);
+    const msfD_Sim sim = root.createSim(Path().c_str(), "", -1);
+    const ORXSimContextID context = sim.distributionService().Context();
+    const auto id = [&](int minor) { return ORXSimCollectionID(context, minor); };
+    // The whole tree is made in memory and bound from the top.
+    msfD_DiscreteModelHolder holder = msfD_DiscreteModel::New(id(1), id(2), 0);
+    const msfD_DiscreteModel model = holder.Get();
+    const msfD_Mesh mesh = model.Mesh(msfD_Mesh::New(id(3), id(4), 0));
+    const fesD_FESystem system = mesh.systems().add(System("first"));
+    model.Frames(id(5));
+    mesh.NodeSets(threeSets(id(3)));
+    system.SystemName("renamed");
+    EXPECT_TRUE(model.mesh() == mesh && mesh.nodes() == id(3) && model.vectors() == id(1));
+    EXPECT_TRUE(sim.DiscreteModel(std::move(holder)) == model && !holder);
+    EXPECT_EQ(system.Path().Parent().Parent().Parent().Index(), 0);
+    EXPECT_EQ(mesh.Path().Index(), 6);
+    EXPECT_EQ(system.Path().Parent().Index(), 18);
+    // Connected by now: each setter is one committed write, and a map setter replaces the whole map.
+    mesh.LagrangeNodes(ORXSimCSetID(id(3), 9));
+    kda_MapString<ORXSimDistributionID> fields;
+    for (int i = 0; i < 1000; ++i) // makes the stream outgrow its dataset
+      fields.insert(("field" + std::to_string(i)).c_str(), ORXSimDistributionID(context, i));
+    mesh.NodeFields(fields);
+    mesh.ElementSets(threeSets(id(4)));
+    mesh.ElementSets({});
+    kda_MapInt<ORXSimDistributionID> byNumber;
+    byNumber.insert(-7, ORXSimDistributionID(context, 70));
+    system.Distributions(byNumber);
+  }
+  for (const bool readOnly : {false, true}) {
+    msfD_Root root(0);
+    const msfD_Sim sim =
+        readOnly ? root.openSimReadOnly(Path().c_str(), "", -1) : root.openSim(Path().c_str(), "", -1);
+    const ORXSimContextID context = sim.distributionService().Context();
+    const auto id = [&](int minor) { return ORXSimCollectionID(context, minor); };
+    const msfD_DiscreteModel model = sim.discreteModel();
+    const msfD_Mesh mesh = model.mesh();
+    EXPECT_TRUE(model.vectors() == id(1) && model.localNodes() == id(2) && model.frames() == id(5));
+    EXPECT_TRUE(model.components().IsNull() && model.localNodeSets().count() == 0);
+    EXPECT_TRUE(mesh.nodes() == id(3) && mesh.elements() == id(4) && mesh.faces().IsNull());
+    EXPECT_TRUE(mesh.lagrangeNodes() == ORXSimCSetID(id(3), 9));
+    EXPECT_EQ(mesh.nodeSets().count(), 3);
+    threeSets(id(3)).ForEach([&](const kda_string& key, const ORXSimCSetID& set) {
+      EXPECT_TRUE(mesh.nodeSets().isMember(key) && mesh.nodeSets().get(key) == set) << key.cStr();
+    });
+    EXPECT_EQ(mesh.elementSets().count(), 0);
+    EXPECT_EQ(mesh.nodeFields().count(), 1000);
+    EXPECT_TRUE(mesh.nodeFields().get("field999") == ORXSimDistributionID(context, 999));
+    ASSERT_EQ(mesh.systems().count(), 1);
+    EXPECT_STREQ(mesh.systems().get(0).systemName().cStr(), "renamed");
+    EXPECT_TRUE(mesh.systems().get(0).distributions().get(-7) == ORXSimDistributionID(context, 70));
+  }
+}
+
+TEST_F(Pattern, TracesEveryOperationInOrder) {
+  const std::string file = Path(), slash = "\n";
+  Model a(file, 1);
+  EXPECT_EQ(Lines(), "msfD_Root::createSim " + file + "\n"
+                     "msfD_SimImpl::Bind\n"
+                     "msfD_DiscreteModelImpl::Bind\n"
+                     "msfD_DiscreteModelImpl::CreateMembers: creating msfD_DiscreteModelMembers\n"
+                     "msfD_DiscreteModelImpl::BindMembers: saving msfD_DiscreteModelMembers\n"
+                     "msfD_MeshImpl::Bind\n"
+                     "msfD_MeshImpl::CreateMembers: creating msfD_MeshMembers\n"
+                     "msfD_MeshImpl::BindMembers: saving msfD_MeshMembers\n"
+                     "gbb_ArrayImpl::Bind\n");
+  a.mesh.Faces({});
+  EXPECT_EQ(Lines(), "msfD_MeshImpl::CommitMembers: saving msfD_MeshMembers\n");
+  fesD_FESystemHolder holder = System("s", 1);
+  const fesD_FESystem system = holder.Get();
+  system.SystemName("t");
+  EXPECT_EQ(Lines(), "fesD_FESystemImpl::CreateMembers: creating fesD_FESystemMembers\n");
+  system.SystemName("u");
+  EXPECT_EQ(Lines(), "fesD_FESystemImpl::CopyMembers: copying fesD_FESystemMembers\n");
+  a.mesh.systems().add(std::move(holder));
+  EXPECT_EQ(Lines(), "fesD_FESystemImpl::Bind\nfesD_FESystemImpl::BindMembers: saving fesD_FESystemMembers\n");
+  a.root.closeSim(a.sim);
+  EXPECT_EQ(Lines(), "msfD_Root::closeSim\n");
+
+  const msfD_Mesh mesh = MeshOf(a.root.openSim(file.c_str(), "", -1));
+  EXPECT_EQ(Lines(), "msfD_Root::openSim " + file + "\n") << "opened, nothing loaded";
+  mesh.nodes();
+  mesh.faces();
+  EXPECT_EQ(Lines(), "msfD_MeshImpl::LoadMembers: loading msfD_MeshMembers\n");
+  mesh.systems().count();
+  EXPECT_EQ(Lines(), "");
+  EXPECT_STREQ(mesh.systems().get(0).systemName().cStr(), "u");
+  EXPECT_EQ(Lines(), "fesD_FESystemImpl::LoadMembers: loading fesD_FESystemMembers\n");
+  a.root.closeSim(a.root.get(0));
+  a.root.openSimReadOnly(file.c_str(), "", -1);
+  EXPECT_EQ(Lines(), "msfD_Root::closeSim\nmsfD_Root::openSimReadOnly " + file + "\n");
+}
+
+TEST_F(Pattern, RefusesToBindTwiceAndToTakeASecondChild) {
+  msfD_Root root(0);
+  const msfD_Sim sim = root.createSim(Path().c_str(), "", -1);
+  msfD_DiscreteModelHolder holder = msfD_DiscreteModel::New({}, {}, 0);
+  const msfD_DiscreteModel model = holder.Get();
+  const msfD_Mesh mesh = model.Mesh(msfD_Mesh::New({}, {}, 0));
+  for (const bool bound : {false, true}) {
+    if (bound)
+      sim.DiscreteModel(std::move(holder));
+    msfD_MeshHolder second = msfD_Mesh::New({}, {}, 0);
+    EXPECT_TRUE(model.Mesh(std::move(second)) == mesh && !second);
+    EXPECT_EQ(Lines(), "**ERROR:msfD_DiscreteModelImpl::Mesh: already exists\n");
+  }
+  EXPECT_TRUE(sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)) == model);
+  EXPECT_EQ(Lines(), "**ERROR:msfD_SimImpl::DiscreteModel: already exists\n");
+  root.closeSim(sim);
+
+  // After reopening, without a look at the first one.
+  const msfD_DiscreteModel reopened = root.openSim(Path().c_str(), "", -1).discreteModel();
+  EXPECT_TRUE(!!reopened.Mesh(msfD_Mesh::New({}, {}, 0)));
+  EXPECT_EQ(Lines(), "**ERROR:msfD_DiscreteModelImpl::Mesh: already exists\n");
+
+  // Bind on what is bound.
+  const std::string file = Path("b.pdm");
+  const msfD_Sim other = root.createSim(file.c_str(), "", -1);
+  const gbb_Group place = hdf_GroupOf(other.distributionService().Context(), "place");
+  msfD_MeshHolder bound = msfD_Mesh::New({}, {}, 1);
+  bound.SetPath(other.Path(), 0);
+  bound.Bind(place);
+  Lines();
+  const auto before = bound.Get().nodes();
+  bound.Bind(hdf_GroupOf(other.distributionService().Context(), "elsewhere"));
+  EXPECT_EQ(Lines(), "msfD_MeshImpl::Bind\n** ERROR msfD_MeshImpl::Bind: called for a connected object\n");
+  EXPECT_TRUE(bound.Get().nodes() == before);
+  const msfD_SimHolder sims = msfD_SimHolder::Open(gbb_Root(), 0, ORXSimContextID(), place, 0);
+  sims.Bind(ORXSimContextID(), place);
+  EXPECT_EQ(Lines(), "** ERROR msfD_SimImpl::Bind: called for a connected object\n");
+}
+
+TEST_F(Pattern, RefusesForeignIdentifiersAndLeavesTheFileAlone) {
+  Model a(Path("a.pdm")), b(Path("b.pdm"));
+  a.mesh.Faces(a.nodes);
+  a.mesh.Regions(b.nodes);
+  EXPECT_EQ(Lines(), "**ERROR msfD_MeshImpl::SaveMembers: error 3 saving class data\n");
+  a.root.closeSim(a.sim);
+  const msfD_Sim again = a.root.openSim(Path("a.pdm").c_str(), "", -1);
+  EXPECT_TRUE(MeshOf(again).regions().IsNull());
+  EXPECT_EQ(MeshOf(again).faces().Minor(), a.nodes.Minor());
+}
+
+TEST_F(Access, CommitsOnceAndDiscardsWithoutACommit) {
+  Model a(Path(), 0);
+  {
+    msfD_MeshAccess access(a.mesh);
+    msfD_MeshMembers* const members = access.members();
+    EXPECT_EQ(access.members(), members);
+    EXPECT_EQ(a.mesh.ReadMembers(), members) << "a connected object gives its cached members themselves";
+    members->faces = a.elements;
+  }
+  EXPECT_TRUE(a.mesh.faces().IsNull()) << "discarded: read from the file again";
+  {
+    msfD_MeshAccess access(a.mesh);
+    access.members()->faces = a.elements;
+    access.commit();
+    access.commit();
+    access.members()->regions = a.nodes; // a second transaction of the same access, not committed
+  }
+  EXPECT_TRUE(a.mesh.faces() == a.elements && a.mesh.regions().IsNull());
+
+  // Unbound: the first access works on the cache itself, later ones on a copy.
+  const msfD_MeshHolder holder = msfD_Mesh::New(a.nodes, a.elements, 0);
+  const msfD_Mesh mesh = holder.Get();
+  { msfD_MeshAccess(mesh).members()->nodes = a.elements; }
+  EXPECT_TRUE(mesh.nodes() == a.nodes) << "the cache was forgotten: what New was given";
+  {
+    msfD_MeshAccess access(mesh);
+    access.members()->nodes = a.elements;
+    EXPECT_TRUE(mesh.nodes() == a.nodes);
+    access.commit();
+    EXPECT_TRUE(mesh.nodes() == a.elements);
+  }
+  { msfD_MeshAccess(mesh).members()->nodes = {}; }
+  EXPECT_TRUE(mesh.nodes() == a.elements);
+}
+
+TEST_F(Access, OutlivesTheMembersThatAnotherOneDiscarded) {
+  Model a(Path());
+  msfD_MeshAccess first(a.mesh);
+  first.members()->faces = a.nodes;
+  { msfD_MeshAccess(a.mesh).members(); }
+  first.commit();
+  a.root.closeSim(a.sim);
+  const msfD_Mesh mesh = MeshOf(a.root.openSimReadOnly(Path().c_str(), "", -1));
+  msfD_MeshAccess access(mesh);
+  access.members();
+  mesh.Regions({}); // cannot be written
+  access.commit();
+  EXPECT_EQ(mesh.nodes().Minor(), a.nodes.Minor());
+}
+
+TEST_F(OwnInterface, AnswersForItsObject) {
+  static gbb_ClassDescriptor s_own;
+  static int s_paths;
+  struct Own : msfD_MeshInterface {
+    gbb_Class Class() const override {
+      return gbb_Class::Define(s_own, "com.vertana.OwnMesh", msfD_MeshInterface::StaticClass(),
+                               [](const gbb_Path&, int, const gbb_Group&, int) -> gbb_ObjectInterface* { return nullptr; });
+    }
+    gbb_Path Path() const override {
+      ++s_paths;
+      return msfD_MeshInterface::Path();
+    }
+  } own;
+  s_paths = 0;
+  Model a(Path("a.pdm"));
+  msfD_Root root(0);
+  const msfD_Sim sim = root.createSim(Path("b.pdm").c_str(), "", -1);
+  const msfD_DiscreteModel model = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
+  {
+    const ORXSimCollectionID nodes = ORXSimCollectionRef::Create(sim.distributionService().Context(), "n", 1);
+    msfD_MeshHolder holder = msfD_Mesh::New(&own, nodes, {}, 0);
+    EXPECT_EQ(holder.Flags(), 3u);
+    const msfD_Mesh mesh = model.Mesh(std::move(holder));
+    const gbb_Handle handle = mesh;
+    EXPECT_EQ(handle.Object(), static_cast<gbb_ObjectInterface*>(&own));
+    EXPECT_TRUE(handle.Class() == own.Class());
+    EXPECT_TRUE(msfD_Mesh(handle) == mesh && mesh.nodes() == nodes);
+    EXPECT_TRUE(own.Path() == mesh.Path() && s_paths > 0);
+    gbb_LinkHolder link(new gbb_SimpleLink(sim.Path(), "#/discreteModel/mesh"));
+    EXPECT_TRUE(gbb_TypedLink<msfD_Mesh>(link).get(0) == mesh);
+  }
+  root.closeSim(sim);
+  // The stored class is the interface's own.
+  const msfD_Sim again = root.openSim(Path("b.pdm").c_str(), "", -1);
+  EXPECT_TRUE(!MeshOf(again));
+  EXPECT_EQ(Lines(), "**ERROR msfD_MeshHolder::Open: class com.vertana.OwnMesh is not registered\n");
+  again.schemaSnapshot().Register(own.Class());
+  EXPECT_TRUE(!MeshOf(again)) << "registered, with an open function that answers nothing";
+}
+
+TEST_F(Holders, MoveAndNameWhatTheyHold) {
+  static_assert(!std::is_copy_constructible_v<msfD_MeshHolder> && sizeof(msfD_Mesh) == sizeof(void*) &&
+                sizeof(msfD_MeshHolder) == 2 * sizeof(void*) && std::is_trivially_copyable_v<msfD_Mesh>);
+  msfD_MeshHolder a = msfD_Mesh::New({}, {}, 0);
+  EXPECT_EQ(a.Flags(), 1u);
+  const msfD_Mesh mesh = a.Get();
+  msfD_MeshHolderMoveSrc source = a;
+  EXPECT_TRUE(!a && a.Flags() == 0 && !a.Get());
+  msfD_MeshHolder b(std::move(source));
+  EXPECT_TRUE(b.Get() == mesh && b.Flags() == 1);
+  msfD_MeshHolder c = msfD_Mesh::New({}, {}, 0);
+  c = std::move(b);
+  EXPECT_TRUE(c.Get() == mesh && !b && b.Flags() == 0);
+  c.Close();
+  EXPECT_TRUE(!c && c.Flags() == 0);
+  EXPECT_EQ(fesD_FESystem::New("s", {}, {}, 0).Flags(), 3u);
+}

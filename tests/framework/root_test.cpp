@@ -1,0 +1,148 @@
+// The way into files: create, open, find, close.
+
+#include <framework/framework_Fixture.h>
+
+namespace {
+
+using Root = framework_Fixture;
+using ReadOnly = framework_Fixture;
+using Failing = framework_Fixture;
+
+} // namespace
+
+TEST_F(Root, RefusesFilesAndAliasesThatAreTaken) {
+  const std::string a = Path("a.pdm"), b = Path("b.pdm");
+  const auto* const file = a.c_str();
+  msfD_Root root(0);
+  const msfD_Sim sim = root.createSim(file, "alias", -1);
+  EXPECT_TRUE(!!sim && root.getByAlias("alias") == sim && root.get(0) == sim);
+  using Open = msfD_Sim (msfD_Root::*)(gbb_String, gbb_String, int);
+  for (const auto& [open, name] : {std::pair<Open, const char*>{&msfD_Root::createSim, "createSim"},
+                                   {&msfD_Root::openSim, "openSim"},
+                                   {&msfD_Root::openSimReadOnly, "openSimReadOnly"}}) {
+    const std::string head = std::string("**ERROR msfD_Root::") + name;
+    EXPECT_TRUE(!(root.*open)(file, "", -1));
+    EXPECT_EQ(Lines(), head + ": file " + a + " already opened\n");
+    EXPECT_TRUE(!(root.*open)(file, "alias", -1));
+    EXPECT_EQ(Lines(), head + ": file " + a + " already opened\n") << "the file comes first";
+    EXPECT_TRUE(!(root.*open)(b.c_str(), "alias", -1));
+    EXPECT_EQ(Lines(), head + ": database with alias alias already exists\n");
+  }
+  EXPECT_FALSE(std::filesystem::exists(b));
+  EXPECT_EQ(root.count(), 1);
+
+  root.closeSim(sim);
+  EXPECT_TRUE(root.count() == 0 && !root.getByAlias("alias"));
+  EXPECT_TRUE(!!root.openSim(file, "alias", -1)) << "both names are free again";
+}
+
+TEST_F(Root, KeepsPositionsDense) {
+  msfD_Root root(0);
+  msfD_Sim sims[3];
+  for (int i = 0; i < 3; ++i) {
+    const std::string name(1, static_cast<char>('a' + i));
+    sims[i] = root.createSim(Path(name).c_str(), i == 1 ? "" : name.c_str(), -1);
+    sims[i].DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
+    EXPECT_EQ(sims[i].Path().Index(), i);
+    EXPECT_TRUE(sims[i].Path().Root() == gbb_Root(&root));
+  }
+  EXPECT_TRUE(!root.getByAlias("")) << "an empty alias is none";
+  msfD_Root other(0);
+  other.closeSim(sims[0]); // not the other's
+  EXPECT_EQ(root.count(), 3);
+
+  root.closeSim(sims[0]);
+  EXPECT_EQ(root.count(), 2);
+  EXPECT_TRUE(root.get(0) == sims[1] && root.get(1) == sims[2] && root.getByAlias("c") == sims[2]);
+  EXPECT_TRUE(sims[1].Path().Index() == 0 && sims[2].Path().Index() == 1 && !root.getByAlias("a"));
+  // Links from moved Sims still find their own.
+  gbb_LinkHolder link(new gbb_SimpleLink(sims[2].discreteModel().Path(), "#/discreteModel"));
+  EXPECT_TRUE(gbb_TypedLink<msfD_DiscreteModel>(link).get(0) == sims[2].discreteModel());
+  root.closeSim(sims[2]);
+  EXPECT_TRUE(root.count() == 1 && root.get(0) == sims[1]);
+  EXPECT_TRUE(!!root.createSim(Path("a").c_str(), "c", -1)) << "a closed file may be made anew";
+  EXPECT_TRUE(!root.get(1).discreteModel());
+  EXPECT_EQ(root.get(1).Path().Index(), 1);
+}
+
+TEST_F(Root, OpensNothingSilentlyWhenThereIsNoSimulation) {
+  std::ofstream(Path("text.pdm")) << "not a simulation";
+  std::ofstream(Path("empty.pdm"));
+  std::filesystem::create_directory(Path("folder"));
+  msfD_Root root(0);
+  for (const char* const name : {"missing.pdm", "text.pdm", "empty.pdm", "folder", "no/such/folder/x"})
+    for (const bool readOnly : {false, true}) {
+      const std::string file = Path(name);
+      EXPECT_TRUE(readOnly ? !root.openSimReadOnly(file.c_str(), "x", -1) : !root.openSim(file.c_str(), "x", -1));
+      EXPECT_THAT(ORXSimManager::LastError(), testing::HasSubstr(file));
+      EXPECT_TRUE(root.count() == 0 && !root.getByAlias("x")) << name;
+    }
+  EXPECT_FALSE(std::filesystem::exists(Path("missing.pdm")));
+  EXPECT_EQ(Bytes(Path("text.pdm")), "not a simulation");
+}
+
+TEST_F(Failing, CreationGivesASimThatHoldsNothing) {
+  std::filesystem::create_directory(Path("folder"));
+  { // a file that another root has open
+    Model holds(Path("held.pdm"));
+    msfD_Root root(0);
+    for (const char* const name : {"no/such/folder/x.pdm", "folder", "held.pdm"}) {
+      const std::string file = Path(name);
+      const msfD_Sim sim = root.createSim(file.c_str(), name, -1);
+      ASSERT_FALSE(!sim) << name;
+      EXPECT_TRUE(root.getByAlias(name) == sim && sim.Path().Index() == root.count() - 1);
+      const auto cause = [&] { EXPECT_THAT(ORXSimManager::LastError(), testing::HasSubstr(file)) << name; };
+      cause();
+      EXPECT_TRUE(sim.distributionService().Context().IsNull());
+      EXPECT_TRUE(!sim.discreteModel());
+      cause();
+      msfD_DiscreteModelHolder model = msfD_DiscreteModel::New({}, {}, 0);
+      EXPECT_TRUE(!sim.DiscreteModel(std::move(model)) && !model);
+      cause();
+      EXPECT_TRUE(!sim.discreteModel());
+      EXPECT_TRUE(!!sim.schemaSnapshot().GetClass(gbb_ClassID("com.vertana.Mesh")));
+      EXPECT_TRUE(!gbb_SimpleLink(sim.Path(), "#/discreteModel").Get(0));
+    }
+    EXPECT_TRUE(!root.createSim(Path("folder").c_str(), "", -1));
+    EXPECT_EQ(Lines(), "**ERROR msfD_Root::createSim: file " + Path("folder") + " already opened\n");
+    root.closeSim(root.get(0));
+    EXPECT_EQ(root.count(), 2);
+    EXPECT_TRUE(!!holds.mesh);
+  }
+  msfD_Root root(0);
+  EXPECT_TRUE(!!MeshOf(root.openSim(Path("held.pdm").c_str(), "", -1))) << "the held file was left alone";
+}
+
+TEST_F(ReadOnly, SimsAnswerAndChangeNothing) {
+  { Model(Path()).mesh.systems().add(System("s")); }
+  { // one without a mesh
+    msfD_Root root(0);
+    root.createSim(Path("bare.pdm").c_str(), "", -1).DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
+  }
+  const std::string before = Bytes(Path()), bare = Bytes(Path("bare.pdm"));
+  {
+    msfD_Root root(0);
+    const msfD_Sim sim = root.openSimReadOnly(Path().c_str(), "", -1);
+    const msfD_Mesh mesh = MeshOf(sim);
+    const ORXSimCollectionID nodes = mesh.nodes();
+    const auto cause = [&] { EXPECT_THAT(ORXSimManager::LastError(), testing::HasSubstr(Path())); };
+    mesh.Nodes({});
+    cause();
+    EXPECT_TRUE(mesh.nodes() == nodes && !nodes.IsNull()) << "what the file holds";
+    kda_MapString<ORXSimCSetID> many;
+    for (int i = 0; i < 500; ++i)
+      many.insert(std::to_string(i).c_str(), ORXSimCSetID(nodes, i));
+    mesh.NodeSets(many);
+    EXPECT_EQ(mesh.nodeSets().count(), 0);
+    EXPECT_TRUE(!mesh.systems().add(System("t")));
+    cause();
+    EXPECT_EQ(mesh.systems().count(), 1);
+    mesh.systems().get(0).SystemName("u");
+    EXPECT_STREQ(mesh.systems().get(0).systemName().cStr(), "s");
+
+    const msfD_DiscreteModel model = root.openSimReadOnly(Path("bare.pdm").c_str(), "", -1).discreteModel();
+    EXPECT_TRUE(!model.Mesh(msfD_Mesh::New({}, {}, 0)));
+    EXPECT_TRUE(!model.mesh());
+  }
+  EXPECT_TRUE(Bytes(Path()) == before && Bytes(Path("bare.pdm")) == bare);
+}

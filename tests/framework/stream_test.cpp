@@ -1,0 +1,232 @@
+// The member stream against bytes worked out by hand.
+
+#include <framework/framework_Fixture.h>
+
+#include <gbb/gbb_MemberCodec.h>
+
+#include <climits>
+
+namespace {
+
+using MemberStream = framework_Fixture;
+using AutoArray = framework_Fixture;
+using Buffer = gbb_MemoryStream::Buffer;
+using Raw = std::vector<unsigned char>;
+
+const ORXSimContextID kHere(7), kThere(8);
+
+Buffer bufferOf(const Raw& bytes) {
+  Buffer buffer;
+  for (const unsigned char byte : bytes)
+    buffer.Append(byte);
+  return buffer;
+}
+
+Raw rawOf(Buffer buffer) {
+  return {buffer.Data(), buffer.Data() + buffer.Length()};
+}
+
+// The bytes as a stream of just their length.
+Buffer framed(Raw records) {
+  const auto length = static_cast<unsigned char>(records.size() + 4);
+  records.insert(records.begin(), {length, 0, 0, 0});
+  return bufferOf(records);
+}
+
+template <class T>
+int errorOf(const Raw& records) {
+  gbb_MemoryStream stream(framed(records), kHere);
+  T value{};
+  if constexpr (requires { gbb_Codec<T>::kShape; })
+    gbb_Codec<T>::Read(stream, value);
+  return stream.GetError();
+}
+
+} // namespace
+
+TEST_F(MemberStream, WritesTheseBytes) {
+  gbb_MemoryStream stream(kHere);
+  EXPECT_EQ(rawOf(stream.GetBuffer()), (Raw{4, 0, 0, 0}));
+
+  kda_MapString<ORXSimCSetID> sets;
+  sets.insert("b", ORXSimCSetID(ORXSimCollectionID(kHere, 2), 0x0102));
+  sets.insert("", ORXSimCSetID());
+  kda_MapInt<ORXSimDistributionID> byInt;
+  byInt.insert(1, ORXSimDistributionID(kHere, 5));
+  byInt.insert(-2, ORXSimDistributionID());
+  gbb_WriteMember(stream, 3, ORXSimCollectionID(kHere, 258));
+  gbb_WriteMember(stream, 11, sets);
+  gbb_WriteMember(stream, 0, byInt);
+  gbb_WriteMember(stream, 1, kda_string("xy"));
+  gbb_WriteMember(stream, 2, 1.0);
+  gbb_WriteMember(stream, 4, -2);
+  stream.Write(true);
+  stream.Write(ORXSimDSetID(kHere, 1));
+  EXPECT_EQ(stream.GetError(), 0);
+  const Raw expected = {
+      146, 0, 0, 0,
+      3, 3, 0, 0, 0, 8, 5, 0, 0, 0, 1, 2, 1, 0, 0,                      // collection 258
+      3, 11, 0, 0, 0, 57, 2, 0, 0, 0,                                   // two sets, the empty name first
+      0, 0, 0, 0, 9, 0, 0, 0, 2, 255, 255, 255, 255, 255, 255, 255, 255,
+      1, 0, 0, 0, 'b', 9, 0, 0, 0, 2, 2, 0, 0, 0, 2, 1, 0, 0,
+      3, 0, 0, 0, 0, 74, 2, 0, 0, 0,                                    // two by number
+      254, 255, 255, 255, 5, 0, 0, 0, 4, 255, 255, 255, 255,
+      1, 0, 0, 0, 5, 0, 0, 0, 4, 5, 0, 0, 0,
+      3, 1, 0, 0, 0, 7, 2, 0, 0, 0, 'x', 'y',
+      3, 2, 0, 0, 0, 6, 0, 0, 0, 0, 0, 0, 0xf0, 0x3f,
+      3, 4, 0, 0, 0, 3, 254, 255, 255, 255,
+      1,
+      5, 0, 0, 0, 3, 1, 0, 0, 0,
+  };
+  Buffer buffer = stream.GetBuffer();
+  EXPECT_EQ(Raw(buffer.Data(), buffer.Data() + buffer.Length()), expected);
+  EXPECT_EQ(stream.Position(), 4);
+  EXPECT_EQ(rawOf(stream.GetBuffer()), (Raw{4, 0, 0, 0})) << "the stream has begun anew";
+}
+
+TEST_F(MemberStream, ReadsBackInItsOwnContext) {
+  gbb_MemoryStream out(kHere);
+  kda_MapString<ORXSimDistributionID> fields;
+  fields.insert("long name with /\xff", ORXSimDistributionID(kHere, INT_MAX));
+  fields.insert("none", ORXSimDistributionID());
+  out.Write(2.5);
+  out.Write(INT_MIN);
+  out.Write(static_cast<unsigned char>(2));
+  gbb_Codec<decltype(fields)>::Write(out, fields);
+  out.Write(ORXSimCSetID(ORXSimCollectionID(kHere, 9), 0));
+  Buffer bytes = out.GetBuffer();
+  const int length = bytes.Length();
+  gbb_MemoryStream in(bytes, kThere);
+  EXPECT_EQ(bytes.Length(), 0) << "taken over";
+  EXPECT_EQ(in.Limit(), length);
+  EXPECT_EQ(in.Position(), 4);
+
+  double real = 0;
+  int integer = 0;
+  bool truth = false;
+  decltype(fields) read;
+  ORXSimCSetID set;
+  in.Read(real);
+  in.Read(integer);
+  in.Read(truth); // a stored 2 is true
+  gbb_Codec<decltype(fields)>::Read(in, read);
+  in.Read(set);
+  EXPECT_EQ(real, 2.5);
+  EXPECT_EQ(integer, INT_MIN);
+  EXPECT_TRUE(truth);
+  EXPECT_EQ(read.count(), 2);
+  EXPECT_TRUE(read.get("long name with /\xff") == ORXSimDistributionID(kThere, INT_MAX));
+  EXPECT_TRUE(read.isMember("none") && read.get("none").IsNull());
+  EXPECT_TRUE(set == ORXSimCSetID(ORXSimCollectionID(kThere, 9), 0));
+  EXPECT_FALSE(in.More());
+  EXPECT_EQ(in.GetError(), 0);
+}
+
+TEST_F(MemberStream, RefusesIdentifiersOfOtherContextsButNotNullOnes) {
+  gbb_MemoryStream stream(kHere);
+  stream.Write(ORXSimCollectionID(kThere, -1));
+  stream.Write(ORXSimCSetID(ORXSimCollectionID(kThere, 3), -1));
+  EXPECT_EQ(stream.GetError(), 0);
+  stream.Write(ORXSimDSetID(kThere, 0));
+  EXPECT_EQ(stream.GetError(), 3);
+  stream.Write(17);
+  stream.Write(kda_string("ignored"));
+  EXPECT_EQ(rawOf(stream.GetBuffer()).size(), 4u + 9 + 13) << "nothing after the first error";
+  EXPECT_EQ(stream.GetError(), 0) << "begun anew";
+}
+
+TEST_F(MemberStream, StopsAtTheFirstError) {
+  gbb_MemoryStream wrongTag(framed({57, 1, 2, 3, 4}), kHere);
+  wrongTag.Read(gbb_MemoryStream::kMapByString, gbb_MemoryStream::kDistribution);
+  EXPECT_EQ(wrongTag.GetError(), 1);
+  const int position = wrongTag.Position();
+  int untouched = 55;
+  double past = 5;
+  wrongTag.Read(untouched);
+  wrongTag.Read(past);
+  EXPECT_EQ(untouched, 55);
+  EXPECT_EQ(wrongTag.GetError(), 1) << "a later error does not replace the first";
+  EXPECT_EQ(wrongTag.Position(), position);
+
+  gbb_MemoryStream crossing(framed({1, 2, 3}), kHere);
+  crossing.Read(untouched);
+  EXPECT_EQ(crossing.GetError(), 2);
+  EXPECT_EQ(untouched, 55);
+  EXPECT_EQ(crossing.Position(), 4) << "nothing was read";
+
+  // The header counts, not the bytes that happen to follow.
+  gbb_MemoryStream stated(bufferOf({6, 0, 0, 0, 1, 2, 3, 4}), kHere);
+  EXPECT_EQ(stated.Limit(), 6);
+  stated.Read(untouched);
+  EXPECT_EQ(stated.GetError(), 2);
+}
+
+TEST_F(MemberStream, TrustsNoHeaderNoLengthAndNoCount) {
+  for (const Raw& header : {Raw{}, {4, 0, 0}, {3, 0, 0, 0}, {0, 0, 0, 0}, {5, 0, 0, 0}, {255, 255, 255, 255},
+                            {255, 255, 255, 127}, {4, 0, 0, 128}}) {
+    gbb_MemoryStream stream(bufferOf(header), kHere);
+    EXPECT_EQ(stream.GetError(), 2) << header.size();
+    EXPECT_FALSE(stream.More());
+  }
+  const Raw huge = {255, 255, 255, 127}, negative = {255, 255, 255, 255};
+  for (const Raw& number : {huge, negative}) {
+    EXPECT_EQ(errorOf<kda_string>(number), 2);
+    EXPECT_EQ(errorOf<kda_MapString<ORXSimCSetID>>(number), 2);
+    EXPECT_EQ(errorOf<kda_MapInt<ORXSimDistributionID>>(number), 2);
+    EXPECT_EQ(errorOf<kda_List<bool>>(number), 2);
+  }
+  EXPECT_EQ(errorOf<ORXSimCollectionID>(huge), 3);
+  EXPECT_EQ(errorOf<ORXSimCollectionID>(negative), 2);
+  Raw external(4 + 65);
+  external[0] = 65;
+  EXPECT_EQ(errorOf<ORXSimCSetID>(external), 3);
+  external.resize(4 + 64);
+  external[0] = 64;
+  EXPECT_EQ(errorOf<ORXSimCSetID>(external), 0) << "64 bytes are allowed";
+  external.resize(4 + 63);
+  EXPECT_EQ(errorOf<ORXSimCSetID>(external), 2);
+  // A form of another kind is a null identifier.
+  gbb_MemoryStream stream(framed({5, 0, 0, 0, 4, 7, 0, 0, 0}), kHere);
+  ORXSimCollectionID collection(kHere, 1);
+  stream.Read(collection);
+  EXPECT_EQ(stream.GetError(), 0);
+  EXPECT_TRUE(collection.IsNull());
+  // A count that the bytes could just hold, with entries that they do not.
+  EXPECT_EQ(errorOf<kda_MapString<ORXSimCSetID>>({1, 0, 0, 0, 1, 0, 0, 0, 'k', 9, 0, 0, 0}), 2);
+}
+
+TEST_F(MemberStream, AnswersABufferAfterUselessInput) {
+  for (const Raw& input : {Raw{}, {1, 2}, {9, 0, 0, 0}}) {
+    gbb_MemoryStream stream(bufferOf(input), kHere);
+    stream.GetBuffer();
+    EXPECT_EQ(stream.GetError(), 0);
+    EXPECT_EQ(stream.Limit(), 0);
+    EXPECT_EQ(rawOf(stream.GetBuffer()), (Raw{4, 0, 0, 0}));
+  }
+}
+
+TEST_F(AutoArray, TakesStorageOverAndDoubles) {
+  Buffer a;
+  EXPECT_EQ(a.Capacity(), 0);
+  a.Append(1);
+  EXPECT_EQ(a.Capacity(), 16);
+  for (int i = 0; i < 16; ++i)
+    a.Append(static_cast<unsigned char>(i));
+  EXPECT_EQ(a.Capacity(), 32);
+  a.Extend(100);
+  EXPECT_EQ(a.Capacity(), 128);
+  const unsigned char* const storage = a.Data();
+  Buffer b(a);
+  EXPECT_TRUE(a.Data() == nullptr && a.Length() == 0 && a.Capacity() == 0);
+  EXPECT_EQ(b.Data(), storage);
+  Buffer c(std::move(b));
+  EXPECT_EQ(c.Data(), storage);
+  c.RemoveLast(17);
+  EXPECT_EQ(c.Length(), 100);
+  EXPECT_EQ(c.Data()[1], 0);
+  c.RemoveLast(101);
+  EXPECT_TRUE(c.Data() == nullptr && c.Length() == 0 && c.Capacity() == 0);
+  Buffer reserved(33);
+  EXPECT_EQ(reserved.Capacity(), 33);
+  reserved.Append(1); // so that the destructor has something to release
+}

@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# headers.sh INCLUDE_DIR COMPILER...: every installed header compiles alone, with each compiler. Headers that
+# say in a comment of their own that they are a part of another one are left to that one.
+set -euo pipefail
+include=$1
+shift
+headers=$(cd "$include/PDM_Core" && grep -rL --include='*.h' '^// Part of ' . | sed 's|^\./||' | sort)
+test "$(wc -l <<<"$headers")" -gt 50
+
+for compiler in "$@"; do
+  xargs -P "$(nproc)" -I HEADER "$compiler" -std=c++20 -fsyntax-only -Wall -Wextra -Wpedantic -Werror \
+    -I"$include/PDM_Core" -x c++ -include HEADER /dev/null <<<"$headers"
+done
