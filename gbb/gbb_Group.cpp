@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -55,13 +56,15 @@ bool gbb_Group::Stamp(int stamp) {
     if (!attribute.Write(hdf_Datatype::NATIVE_INT, type))
       return false;
   }
-  const hdf_Attribute attribute =
-      m_group.AttributeCreate(kClass, hdf_Datatype::NATIVE_UCHAR, vectorOf(gbb_ClassID::kSize));
-  return attribute.Write(hdf_Datatype::NATIVE_UCHAR, gbb_ClassID().text);
+  m_class = m_group.AttributeCreate(kClass, hdf_Datatype::NATIVE_UCHAR, vectorOf(gbb_ClassID::kSize));
+  return !!m_class; // an attribute that was never written reads as zeros
 }
 
-bool gbb_Group::WriteClass(const gbb_ClassID& classID) const {
-  return m_group.AttributeOpen(kClass).Write(hdf_Datatype::NATIVE_UCHAR, classID.text);
+bool gbb_Group::WriteClass(const gbb_ClassID& classID) {
+  hdf_Attribute attribute = std::exchange(m_class, hdf_Attribute());
+  if (!attribute)
+    attribute = m_group.AttributeOpen(kClass);
+  return attribute.Write(hdf_Datatype::NATIVE_UCHAR, classID.text);
 }
 
 gbb_ClassID gbb_Group::ReadClass() const {
@@ -77,8 +80,10 @@ int gbb_Group::ReadSize() const {
   return static_cast<int>(std::clamp<std::int64_t>(m_group.NumLinks(), 0, std::max(size, 0)));
 }
 
-bool gbb_Group::UpdateSize(int size) const {
-  return m_group.AttributeOpen(kSize).Write(hdf_Datatype::NATIVE_INT, &size);
+bool gbb_Group::UpdateSize(int size) {
+  if (!m_size)
+    m_size = m_group.AttributeOpen(kSize);
+  return m_size.Write(hdf_Datatype::NATIVE_INT, &size);
 }
 
 // Writing a dataset whole is the cheap way, and leaves nothing of a longer stream behind a shorter one.

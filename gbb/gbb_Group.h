@@ -40,13 +40,13 @@ public:
   /// Creates the attribute "class" as 80 zero bytes, and before it, for a stamp above 0, "type" as
   /// {stamp, 0}.
   bool Stamp(int stamp);
-  bool WriteClass(const gbb_ClassID& classID) const;
+  bool WriteClass(const gbb_ClassID& classID);
   /// The stored identifier; empty when there is none.
   gbb_ClassID ReadClass() const;
 
   /// The stored number of array elements, held against the number of groups that are there; 0 for none.
   int ReadSize() const;
-  bool UpdateSize(int size) const;
+  bool UpdateSize(int size);
 
   /// Creates the member dataset for the stream and writes it, padded with zeros to the dataset's size.
   bool CreateMembers(gbb_MemoryStream::Buffer& stream) const;
@@ -63,4 +63,6 @@ private:
   hdf_Group m_parent;
   unsigned char m_flag = 0; // 1: created through this value
   gbb_String m_name;
+  hdf_Attribute m_class; // open from Stamp() to WriteClass(), else empty
+  hdf_Attribute m_size;  // of an array that was added to
 };

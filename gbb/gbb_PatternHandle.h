@@ -39,6 +39,11 @@ gbb_Path gbb_ObjectHandle<Traits>::Path() const {
 }
 
 template <class Traits>
+const typename Traits::Members* gbb_ObjectHandle<Traits>::ReadMembers() const {
+  return m_impl == nullptr ? nullptr : m_impl->ReadMembers();
+}
+
+template <class Traits>
 template <auto Name, auto Field>
 const auto& gbb_ObjectHandle<Traits>::Get() const {
   if (m_impl != nullptr)

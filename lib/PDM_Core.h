@@ -8,6 +8,8 @@
 #include <UTI_ORXSimDynamicAPI/UTI_ORXSimDynamicAPI.h>
 #include <fes/dpa/fesD_FESystem.h>
 #include <fes/fesD_Module.h>
+#include <gbb/gbb_Holder.h>
+#include <gbb/gbb_MemoryStream.h>
 #include <gbb/gbb_Module.h>
 #include <kda/kda_Module.h>
 #include <msf/dpa/msfD_DiscreteModel.h>

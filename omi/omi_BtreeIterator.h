@@ -37,10 +37,7 @@ private:
   static const Node* ChildOf(const Node* node, Side side) {
     return side == kLeft ? node->Left() : node->Right();
   }
-  void Push(Node* node) {
-    m_top = new Link(node, m_top);
-    __asm__ volatile("" ::: "memory");
-  }
+  void Push(Node* node) { m_top = new Link(node, m_top); }
   void Pop() {
     Link* const popped = m_top;
     m_top = popped->Next();

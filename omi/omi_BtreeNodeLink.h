@@ -8,6 +8,8 @@ template <class Key, class Value>
 class omi_BtreeNodeLink {
 public:
   omi_BtreeNodeLink(omi_BtreeNode<Key, Value>* node, omi_BtreeNodeLink* next) : m_node(node) {
+    // Two stores: compilers make one of them through a vector register, and the next step of the walk, which
+    // reads the link right back, then waits for it.
     __asm__ volatile("" ::: "memory");
     m_next = next;
   }

@@ -195,17 +195,10 @@ bool refill(std::size_t sizeClass) {
   return true;
 }
 
-// Takes back a block of another span than the one in use.
-void freeElsewhere(Span& span, void* block) {
-  if (span.owner == t_thread) [[likely]] {
-    push(span.free, block);
-    --span.taken;
-    if (!span.queued) {
-      span.queued = true;
-      span.next = std::exchange(t_queues[span.sizeClass], &span);
-    }
-    return;
-  }
+// The slow ways are kept out of line, so that the common ones save no registers.
+
+// Takes back a block of a span of another thread.
+[[gnu::noinline, gnu::cold]] void freeForeign(Span& span, void* block) {
   if (t_thread == 0) {
     const std::lock_guard lock(s_mutex);
     knowThisThread();
@@ -213,7 +206,18 @@ void freeElsewhere(Span& span, void* block) {
   push(t_bins[span.sizeClass].free, block);
 }
 
-// Kept out of line, so that the common case saves no registers.
+// Takes back a block of another span than the one in use.
+[[gnu::noinline]] void freeElsewhere(Span& span, void* block) {
+  if (span.owner != t_thread) [[unlikely]]
+    return freeForeign(span, block);
+  push(span.free, block);
+  --span.taken;
+  if (!span.queued) {
+    span.queued = true;
+    span.next = std::exchange(t_queues[span.sizeClass], &span);
+  }
+}
+
 [[gnu::noinline, gnu::cold]] void* allocateSlow(std::size_t n) {
   if (n > kLargestSmall || !refill(classOf(n)))
     return mallocOrThrow(n);

@@ -136,7 +136,8 @@ class ORXSimIDExternal {
   void Append(int minor) {
     const auto bits = static_cast<std::uint32_t>(minor);
     const unsigned char bytes[4] = {static_cast<unsigned char>(bits), static_cast<unsigned char>(bits >> 8),
-                                    static_cast<unsigned char>(bits >> 16), static_cast<unsigned char>(bits >> 24)};
+                                    static_cast<unsigned char>(bits >> 16),
+                                    static_cast<unsigned char>(bits >> 24)};
     std::memcpy(m_bytes + m_length, bytes, sizeof bytes);
     m_length += 4;
   }

@@ -13,22 +13,19 @@
 #include <unistd.h>
 
 namespace {
-// Closes the descriptor, and removes a file that was just made, unless the call succeeds.
+// Closes what was opened unless the call succeeds.
 class FileGuard {
  public:
   FileGuard(hdf_Context& context) : m_context(context) {}
   FileGuard(const FileGuard&) = delete;
   FileGuard& operator=(const FileGuard&) = delete;
   ~FileGuard() {
-    if (m_context.file >= 0)
-      return;
-    if (made)
-      ::unlink(m_context.fileName.c_str());
-    if (m_context.descriptor >= 0)
-      ::close(m_context.descriptor);
-    m_context.descriptor = -1;
+    if (!good && m_context.file >= 0)
+      H5Fclose(std::exchange(m_context.file, H5I_INVALID_HID));
+    if (!good && m_context.descriptor >= 0)
+      ::close(std::exchange(m_context.descriptor, -1));
   }
-  bool made = false;
+  bool good = false;
 
  private:
   hdf_Context& m_context;
@@ -45,8 +42,18 @@ bool checkKind(hdf_Operation& operation, const char* name, bool mayBeMissing, bo
   return S_ISREG(status.st_mode) || operation.Refuse("not a regular file");
 }
 
-// The lock ends with the process, however it ends. A file system without locks is taken as it is.
-bool lock(hdf_Operation& operation, hdf_Context& context) {
+// Where the environment makes HDF5 lock files itself, its lock stands in for ours.
+bool hdf5Locks() {
+#if H5_VERSION_GE(1, 10, 7)
+  const char* const wish = std::getenv("HDF5_USE_FILE_LOCKING");
+  return wish != nullptr && std::strcmp(wish, "FALSE") != 0 && std::strcmp(wish, "0") != 0;
+#else
+  return true;
+#endif
+}
+
+// Notes which file it is and sees that this process has it open only once.
+bool identify(hdf_Operation& operation, hdf_Context& context) {
   struct stat status;
   if (::fstat(context.descriptor, &status) != 0)
     return operation.RefuseErrno(errno);
@@ -55,6 +62,11 @@ bool lock(hdf_Operation& operation, hdf_Context& context) {
     return operation.Refuse("this process has the file open");
   context.device = status.st_dev;
   context.inode = status.st_ino;
+  return true;
+}
+
+// The lock ends with the process, however it ends. A file system without locks is taken as it is.
+bool lock(hdf_Operation& operation, const hdf_Context& context) {
   if (::flock(context.descriptor, (context.readOnly ? LOCK_SH : LOCK_EX) | LOCK_NB) == 0)
     return true;
   if (errno == EWOULDBLOCK)
@@ -62,14 +74,9 @@ bool lock(hdf_Operation& operation, hdf_Context& context) {
   return errno == ENOSYS || errno == EOPNOTSUPP || errno == ENOLCK || operation.RefuseErrno(errno);
 }
 
-// Where the environment makes HDF5 lock files itself, its lock takes over from ours.
 void leaveLockToHdf5(const hdf_Context& context) {
-#if H5_VERSION_GE(1, 10, 7)
-  const char* const wish = std::getenv("HDF5_USE_FILE_LOCKING");
-  if (wish == nullptr || std::strcmp(wish, "FALSE") == 0 || std::strcmp(wish, "0") == 0)
-    return;
-#endif
-  ::flock(context.descriptor, LOCK_UN);
+  if (hdf5Locks())
+    ::flock(context.descriptor, LOCK_UN);
 }
 
 std::uint64_t sizeOf(int descriptor) {
@@ -91,45 +98,58 @@ bool checkWhole(hdf_Operation& operation, int descriptor) {
 bool checkName(hdf_Operation& operation, const hdf_Context& context) {
   return !context.fileName.empty() || operation.Refuse("a file needs a name");
 }
-} // namespace
 
-bool hdf_CreateFile(hdf_Operation& operation, hdf_Context& context, bool mustBeNew) {
-  FileGuard guard(context);
-  const char* const name = context.fileName.c_str();
-  bool exists = false;
-  if (!checkName(operation, context) || !checkKind(operation, name, true, exists))
-    return false;
-  if (exists && mustBeNew)
-    return operation.RefuseErrno(EEXIST);
-  const int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | (exists ? 0 : O_EXCL);
-  context.descriptor = ::open(name, flags, 0666);
-  if (context.descriptor < 0)
-    return operation.RefuseErrno(errno);
-  guard.made = !exists;
-  if (!lock(operation, context))
+bool openDescriptor(hdf_Operation& operation, hdf_Context& context) {
+  const int mode = context.readOnly ? O_RDONLY : O_RDWR;
+  context.descriptor = ::open(context.fileName.c_str(), mode | O_CLOEXEC | O_NONBLOCK);
+  return context.descriptor >= 0 ? identify(operation, context) : operation.RefuseErrno(errno);
+}
+
+bool createWith(hdf_Operation& operation, hdf_Context& context, unsigned flags) {
+  const hdf_Shared& shared = hdf_Shared::Get();
+  context.file = H5Fcreate(context.fileName.c_str(), flags, shared.CreateFile(), shared.NewFileAccess());
+  return operation.Check(context.file);
+}
+
+// A new file is not made by truncating an empty one: file systems take that for the replacement of an old
+// file and write everything out when it is closed.
+bool createNew(hdf_Operation& operation, hdf_Context& context) {
+  return createWith(operation, context, H5F_ACC_EXCL) && openDescriptor(operation, context) &&
+         (hdf5Locks() || lock(operation, context));
+}
+
+bool createOver(hdf_Operation& operation, hdf_Context& context) {
+  if (!openDescriptor(operation, context) || !lock(operation, context))
     return false;
   const std::uint64_t size = sizeOf(context.descriptor);
   if (size != 0 && !hdf_Superblock::Read(context.descriptor, size).found)
     return operation.Refuse("not an HDF5 file: it is not overwritten");
   leaveLockToHdf5(context);
-  const hdf_Shared& shared = hdf_Shared::Get();
-  context.file = H5Fcreate(name, H5F_ACC_TRUNC, shared.CreateFile(), shared.NewFileAccess());
-  return operation.Check(context.file);
+  return createWith(operation, context, H5F_ACC_TRUNC);
+}
+} // namespace
+
+bool hdf_CreateFile(hdf_Operation& operation, hdf_Context& context, bool mustBeNew) {
+  FileGuard guard(context);
+  bool exists = false;
+  if (!checkName(operation, context) || !checkKind(operation, context.fileName.c_str(), true, exists))
+    return false;
+  if (exists && mustBeNew)
+    return operation.RefuseErrno(EEXIST);
+  guard.good = exists ? createOver(operation, context) : createNew(operation, context);
+  return guard.good;
 }
 
 bool hdf_OpenFile(hdf_Operation& operation, hdf_Context& context) {
   FileGuard guard(context);
-  const char* const name = context.fileName.c_str();
   bool exists = false;
-  if (!checkName(operation, context) || !checkKind(operation, name, false, exists))
-    return false;
-  context.descriptor = ::open(name, (context.readOnly ? O_RDONLY : O_RDWR) | O_CLOEXEC | O_NONBLOCK);
-  if (context.descriptor < 0)
-    return operation.RefuseErrno(errno);
-  if (!lock(operation, context) || !checkWhole(operation, context.descriptor))
+  if (!checkName(operation, context) || !checkKind(operation, context.fileName.c_str(), false, exists) ||
+      !openDescriptor(operation, context) || !lock(operation, context) ||
+      !checkWhole(operation, context.descriptor))
     return false;
   leaveLockToHdf5(context);
   const unsigned mode = context.readOnly ? H5F_ACC_RDONLY : H5F_ACC_RDWR;
-  context.file = H5Fopen(name, mode, hdf_Shared::Get().OldFileAccess());
-  return operation.Check(context.file);
+  context.file = H5Fopen(context.fileName.c_str(), mode, hdf_Shared::Get().OldFileAccess());
+  guard.good = operation.Check(context.file);
+  return guard.good;
 }

@@ -18,8 +18,9 @@ class hdf_Silence {
   ~hdf_Silence();
 };
 
-/// One public call: keeps HDF5 silent from the first check on, and turns what fails into the module's last error,
-/// "FILE: OBJECT PATH: operation: cause". Nothing is composed before something fails. Private to the module.
+/// One public call: keeps HDF5 silent from the first check on, and turns what fails into the module's last
+/// error, "FILE: OBJECT PATH: operation: cause". Nothing is composed before something fails. Private to the
+/// module.
 class hdf_Operation {
  public:
   /// \param what the operation in words. \param name the link or attribute it is about, or null.

@@ -1,0 +1,118 @@
+// The library's side of files_test.py: `write FILE` makes a model, `show FILE` prints what a file holds.
+
+#include <PDM_Core.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace {
+
+void print(ORXSimCollectionID id) {
+  if (id.IsNull())
+    std::printf("null");
+  else
+    std::printf("%d", id.Minor());
+}
+
+void print(ORXSimDistributionID id) {
+  if (id.IsNull())
+    std::printf("null");
+  else
+    std::printf("%d", id.Minor());
+}
+
+void print(ORXSimCSetID id) {
+  if (id.IsNull())
+    std::printf("null");
+  else
+    std::printf("[%d,%d]", id.CollectionMinor(), id.Minor());
+}
+
+void print(const kda_string& text) {
+  std::printf("\"");
+  for (const char* c = text.cStr(); *c != '\0'; ++c)
+    std::printf("\\u%04x", static_cast<unsigned char>(*c));
+  std::printf("\"");
+}
+
+void print(int number) {
+  std::printf("\"%d\"", number);
+}
+
+template <class Map>
+  requires requires(const Map& map) { map.count(); }
+void print(const Map& map) {
+  const char* separator = "{";
+  map.ForEach([&](const auto& key, const auto& value) {
+    std::printf("%s", std::exchange(separator, ","));
+    print(key);
+    std::printf(":");
+    print(value);
+  });
+  std::printf("%s", map.count() == 0 ? "{}" : "}");
+}
+
+template <class Handle>
+void show(const char* name, const Handle& object) {
+  if (!object)
+    return;
+  const char* separator = "";
+  std::printf("\"%s\":{", name);
+  gbb_ForEachMember(object, [&](auto member, const auto& value) {
+    std::printf("%s\"%s\":", std::exchange(separator, ","), member.name());
+    print(value);
+  });
+  std::printf("},\n");
+}
+
+int showFile(const char* file) {
+  msfD_Root root(0);
+  const msfD_Sim sim = root.openSim(file, "", 0);
+  std::printf("{");
+  if (!!sim) {
+    const msfD_DiscreteModel model = sim.discreteModel();
+    show("model", model);
+    const msfD_Mesh mesh = !model ? msfD_Mesh() : model.mesh();
+    show("mesh", mesh);
+    for (int i = 0; !!mesh && i < mesh.systems().count(); ++i)
+      show(("system" + std::to_string(i)).c_str(), mesh.systems().get(i));
+  } else {
+    std::printf("\"cause\":\"%s\",", ORXSimManager::LastError());
+  }
+  std::printf("\"open\":%d}\n", root.count());
+  return 0;
+}
+
+int writeFile(const char* file) {
+  msfD_Root root(0);
+  const msfD_Sim sim = root.createSim(file, "", -1);
+  const ORXSimContextID context = sim.distributionService().Context();
+  const auto collection = [&](int minor) { return ORXSimCollectionID(context, minor); };
+  const msfD_DiscreteModel model = sim.DiscreteModel(msfD_DiscreteModel::New(collection(1), collection(2), 0));
+  const msfD_Mesh mesh = model.Mesh(msfD_Mesh::New(collection(3), collection(0x01020304), 0));
+  kda_MapString<ORXSimCSetID> sets;
+  for (const char* const name : {"b", "a", "\xc3\xa9", "", "B/..", "aa"})
+    sets.insert(name, ORXSimCSetID(collection(3), static_cast<int>(std::strlen(name))));
+  mesh.NodeSets(sets);
+  mesh.LagrangeNodes(ORXSimCSetID(collection(3), 0));
+  model.SectionPointSets(sets);
+  kda_MapInt<ORXSimDistributionID> byNumber;
+  for (const int key : {5, -5, 0, 70000})
+    byNumber.insert(key, key == 0 ? ORXSimDistributionID() : ORXSimDistributionID(context, key + 10));
+  mesh.systems().add(fesD_FESystem::New("first", ORXSimDistributionID(context, 8), {}, 0));
+  mesh.systems().add(fesD_FESystem::New("", {}, {}, 0)).Distributions(byNumber);
+  return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3)
+    return 2;
+  int modules = 0;
+  DDB_PDM_Core_initialize(modules);
+  const int result = std::strcmp(argv[1], "write") == 0 ? writeFile(argv[2]) : showFile(argv[2]);
+  DDB_PDM_Core_finalize(modules);
+  return result;
+}

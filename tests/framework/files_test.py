@@ -1,0 +1,393 @@
+"""The file layout from outside: h5py alone reads what the library writes, and writes what it reads.
+
+Run as: files_test.py PROGRAM [unittest options], with the program built from file_program.cpp.
+"""
+
+import json
+import os
+import resource
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import h5py
+import numpy as np
+
+PROGRAM = sys.argv.pop(1)
+SANITIZED = bool(os.environ.get("PDM_SANITIZED"))
+STRING, COLLECTION, CSET, DISTRIBUTION = 7, 8, 9, 10
+BY_STRING, BY_INT = 3 << 4, 4 << 4
+IDENTIFIERS = {COLLECTION: 1, CSET: 2, DISTRIBUTION: 4}  # base: kind byte of the external form
+
+# Each class's members in the order in which they are saved, with tag; the index follows from the names.
+CLASSES = {
+    "DiscreteModel": (
+        [(n, COLLECTION) for n in ("vectors localNodes localFaces frames integrationPoints sectionPoints "
+                                   "components").split()]
+        + [(n, BY_STRING | CSET) for n in "localNodeSets sectionPointSets".split()], ["mesh"]),
+    "Mesh": (
+        [(n, COLLECTION) for n in "nodes elements faces instances regions".split()]
+        + [("lagrangeNodes", CSET)]
+        + [(n, BY_STRING | CSET) for n in "nodeSets elementSets instanceSets regionSets".split()]
+        + [(n, BY_STRING | DISTRIBUTION) for n in ("meshFields surfaces frameFields nodeFields elementFields "
+                                                   "surfaceFields regionFields localNodeFields").split()],
+        ["systems"]),
+    "FESystem": (
+        [("systemName", STRING), ("nodalLabels", DISTRIBUTION), ("nodalActivityMask", DISTRIBUTION),
+         ("distributions", BY_INT | DISTRIBUTION), ("userDistributions", BY_STRING | DISTRIBUTION)], []),
+}
+
+
+def indices(name):
+    members, children = CLASSES[name]
+    return {n: i for i, n in enumerate(sorted([m for m, _ in members] + children))}
+
+
+# --- from values to bytes and back
+
+def encode_one(base, value):
+    if base == STRING:
+        return struct.pack("<i", len(value)) + value
+    numbers = (value if value is not None else (-1, -1)) if base == CSET else (-1 if value is None else value,)
+    form = struct.pack(f"<B{len(numbers)}i", IDENTIFIERS[base], *numbers)
+    return struct.pack("<i", len(form)) + form
+
+
+def encode_member(index, tag, value):
+    record = struct.pack("<BiB", 3, index, tag)
+    if tag < 16:
+        return record + encode_one(tag, value)
+    record += struct.pack("<i", len(value))
+    for key, one in value.items():
+        record += (encode_one(STRING, key) if tag & 0xF0 == BY_STRING else struct.pack("<i", key))
+        record += encode_one(tag & 15, one)
+    return record
+
+
+def stream(records):
+    body = b"".join(records)
+    return struct.pack("<i", 4 + len(body)) + body
+
+
+class Reader:
+    def __init__(self, data):
+        self.data, self.at, self.limit = data, 4, struct.unpack_from("<i", data)[0]
+        assert 4 <= self.limit <= len(data)
+
+    def take(self, form):
+        size = struct.calcsize("<" + form)
+        assert self.at + size <= self.limit
+        values = struct.unpack_from("<" + form, self.data, self.at)
+        self.at += size
+        return values[0] if len(values) == 1 else values
+
+    def one(self, base):
+        form = self.take(f"{self.take('i')}s")
+        if base == STRING:
+            return form
+        assert form[0] == IDENTIFIERS[base] and len(form) == (9 if base == CSET else 5)
+        numbers = struct.unpack(f"<{len(form) // 4}i", form[1:])
+        return None if numbers[-1] == -1 else numbers if base == CSET else numbers[0]
+
+    def value(self, tag):
+        if tag < 16:
+            return self.one(tag)
+        keys = [(self.one(STRING) if tag & 0xF0 == BY_STRING else self.take("i"), self.one(tag & 15))
+                for _ in range(self.take("i"))]
+        return dict(keys), [key for key, _ in keys]
+
+
+def shown(value, tag):
+    """A value as the program prints it."""
+    if tag >= 16:
+        name = (lambda k: k.decode("latin-1")) if tag & 0xF0 == BY_STRING else str
+        return {name(k): shown(v, tag & 15) for k, v in value.items()}
+    if tag == STRING:
+        return value.decode("latin-1")
+    return "null" if value is None else list(value) if tag == CSET else value
+
+
+class Files(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.file = os.path.join(folder.name, "a.pdm")
+
+    def run_program(self, command):
+        """Its standard output and error; memory is bounded, so that no stated size is believed."""
+        def limits():
+            if not SANITIZED:
+                resource.setrlimit(resource.RLIMIT_AS, (1 << 29, 1 << 29))
+        run = subprocess.run([PROGRAM, command, self.file], capture_output=True, timeout=60, preexec_fn=limits)
+        self.assertEqual(run.returncode, 0, run.stderr)
+        return run.stdout.decode(), run.stderr.decode()
+
+    def show(self):
+        out, err = self.run_program("show")
+        return json.loads(out.replace(":null", ':"null"')), err
+
+    # --- what the library writes
+
+    def read_object(self, group, name):
+        self.assertEqual(set(group.attrs), {"class"})
+        attribute = h5py.h5a.open(group.id, b"class")
+        self.assertEqual((attribute.shape, attribute.dtype), ((80,), np.uint8))
+        self.assertEqual(group.attrs["class"].tobytes(), f"com.vertana.{name}".encode().ljust(80, b"\0"))
+        dataset = group["#simpleTypeMembers"]
+        self.assertEqual((dataset.dtype, dataset.ndim), (np.uint8, 1))
+        reader, values, order = Reader(dataset[()].tobytes()), {}, []
+        members, _ = CLASSES[name]
+        names = {index: member for member, index in indices(name).items()}
+        while reader.at < reader.limit:
+            self.assertEqual(reader.take("B"), 3)
+            member = names[reader.take("i")]
+            tag = reader.take("B")
+            order.append((member, tag))
+            values[member] = reader.value(tag)
+            if tag >= 16:
+                values[member], keys = values[member]
+                self.assertEqual(keys, sorted(set(keys)), "keys ascend, strings by bytes")
+        self.assertEqual(order, members, "every member once, in its order, with its tag")
+        return values
+
+    def test_h5py_reads_every_object(self):
+        self.run_program("write")
+        with h5py.File(self.file, "r") as file:
+            sim = file["sim"]
+            self.assertEqual(set(sim.attrs), {"type", "class"})
+            self.assertEqual((sim.attrs["type"].tolist(), sim.attrs["type"].dtype), ([0x5AD24019, 0], np.int32))
+            self.assertEqual(sim.attrs["class"].tobytes(), b"com.vertana.Sim".ljust(80, b"\0"))
+            self.assertEqual(list(sim), ["discreteModel"])
+            model = self.read_object(sim["discreteModel"], "DiscreteModel")
+            mesh = self.read_object(sim["discreteModel/mesh"], "Mesh")
+            array = sim["discreteModel/mesh/systems"]
+            self.assertEqual((array.attrs["#size"].tolist(), array.attrs["#size"].dtype), ([2], np.int32))
+            self.assertEqual(set(array), {"0", "1"})
+            systems = [self.read_object(array[str(i)], "FESystem") for i in range(2)]
+        sets = {name: (3, len(name)) for name in (b"b", b"a", b"\xc3\xa9", b"", b"B/..", b"aa")}
+        self.assertEqual((model["vectors"], model["localNodes"], model["frames"]), (1, 2, None))
+        self.assertEqual((model["sectionPointSets"], model["localNodeSets"]), (sets, {}))
+        self.assertEqual((mesh["nodes"], mesh["elements"], mesh["lagrangeNodes"]), (3, 0x01020304, (3, 0)))
+        self.assertEqual((mesh["nodeSets"], mesh["nodeFields"]), (sets, {}))
+        self.assertEqual((systems[0]["systemName"], systems[0]["nodalLabels"]), (b"first", 8))
+        self.assertEqual(systems[1]["systemName"], b"")
+        self.assertEqual(systems[1]["distributions"], {-5: 5, 0: None, 5: 15, 70000: 70010})
+
+    # --- what h5py writes
+
+    VALUES = {
+        "DiscreteModel": {"frames": 4, "localNodeSets": {b"k\xff": (2, 5)}},
+        "Mesh": {"nodes": 7, "regions": None, "lagrangeNodes": (1, 0), "nodeSets": {b"z": (7, 1), b"": (7, 2)},
+                 "surfaces": {b"s" * 300: 3, b"n": None}},
+        "FESystem": {"systemName": b"by hand", "nodalLabels": 6, "distributions": {9: 1, -9: 2}},
+    }
+
+    def records(self, name, values=None):
+        values = self.VALUES[name] if values is None else values
+        empty = {STRING: b""}
+        return [encode_member(indices(name)[member], tag,
+                              values.get(member, {} if tag >= 16 else empty.get(tag)))
+                for member, tag in CLASSES[name][0]]
+
+    def put_object(self, group, name, data=None, class_name=None):
+        text = f"com.vertana.{name}" if class_name is None else class_name
+        group.attrs.create("class", np.frombuffer(text.encode().ljust(80, b"\0")[:80], np.uint8))
+        data = stream(self.records(name)) if data is None else data
+        group.create_dataset("#simpleTypeMembers", data=np.frombuffer(data, np.uint8))
+        return group
+
+    def put_file(self, shuffle=False, **how):
+        """The whole tree; `shuffle` stores every stream's records in another order."""
+        def data(name):
+            records = self.records(name)
+            return stream(records[::-1] if shuffle else records) + (b"\xee" * 100 if shuffle else b"")
+        with h5py.File(self.file, "w", **how) as file:
+            sim = file.create_group("sim")
+            sim.attrs.create("type", np.array([0x5AD24019, 0], np.int32))
+            sim.attrs.create("class", np.frombuffer(b"com.vertana.Sim".ljust(80, b"\0"), np.uint8))
+            model = self.put_object(sim.create_group("discreteModel"), "DiscreteModel", data("DiscreteModel"))
+            mesh = self.put_object(model.create_group("mesh"), "Mesh", data("Mesh"))
+            systems = mesh.create_group("systems")
+            systems.attrs.create("#size", np.array([1], np.int32))
+            self.put_object(systems.create_group("0"), "FESystem", data("FESystem"))
+
+    def expected(self, name):
+        empty = {STRING: b""}
+        return {member: shown(self.VALUES[name].get(member, {} if tag >= 16 else empty.get(tag)), tag)
+                for member, tag in CLASSES[name][0]}
+
+    def assert_shows_values(self):
+        found, err = self.show()
+        self.assertEqual(err, "")
+        for key, name in (("model", "DiscreteModel"), ("mesh", "Mesh"), ("system0", "FESystem")):
+            self.assertEqual(found[key], self.expected(name), key)
+
+    def test_library_reads_what_h5py_writes(self):
+        for how in ({}, {"libver": "earliest"}, {"libver": "latest"}, {"userblock_size": 512}):
+            for shuffle in (False, True):
+                with self.subTest(how=how, shuffle=shuffle):
+                    self.put_file(shuffle, **how)
+                    self.assert_shows_values()
+
+    def test_missing_and_unknown_members_are_left_out(self):
+        self.put_file()
+        known = self.records("Mesh", {"nodes": 7})[0]
+        skipped = struct.pack("<Bi", 3, 18) + struct.pack("<Bi", 3, 99) + struct.pack("<Bi", 3, -1)
+        with h5py.File(self.file, "a") as file:
+            replace(file["sim/discreteModel/mesh"], stream([skipped, known, skipped]))
+        found, err = self.show()
+        self.assertEqual(err, "")
+        self.assertEqual((found["mesh"]["nodes"], found["mesh"]["elements"]), (7, "null"))
+
+    # --- damage
+
+    def test_damaged_streams(self):
+        def of_mesh(*records):
+            return stream(records)
+        good = self.records("Mesh")[0]
+        node_sets = struct.pack("<BiB", 3, 11, 57)
+        huge, negative = struct.pack("<i", 2**31 - 1), struct.pack("<i", -1)
+        load = "**ERROR msfD_MeshImpl::LoadMembers: error {} loading class data\n"
+        cases = {
+            "member tag": (of_mesh(good, struct.pack("<BiB", 3, 11, 58)), 1),
+            "index tag": (of_mesh(good, struct.pack("<Bi", 4, 11)), 1),
+            "header above the dataset": (struct.pack("<i", 10_000) + good, 2),
+            "huge header": (huge + good, 2),
+            "negative header": (negative + good, 2),
+            "header below itself": (struct.pack("<i", 3) + good, 2),
+            "no header": (b"\4\0", 2),
+            "no bytes": (b"", 2),
+            "cut record": (of_mesh(good, good[:-1]), 2),
+            "negative count": (of_mesh(good, node_sets + negative), 2),
+            "count above the bytes": (of_mesh(good, node_sets + huge), 2),
+            "key length above the bytes": (of_mesh(good, node_sets + struct.pack("<i", 1) + huge), 2),
+            "negative key length": (of_mesh(good, node_sets + struct.pack("<i", 1) + negative + b"\0" * 20), 2),
+            "identifier of 65 bytes": (of_mesh(good, struct.pack("<BiBi", 3, 2, 8, 65) + b"\0" * 65), 3),
+            "negative identifier": (of_mesh(good, struct.pack("<BiBi", 3, 2, 8, -5) + b"\0" * 65), 2),
+        }
+        for what, (data, error) in cases.items():
+            with self.subTest(what):
+                self.put_file()
+                with h5py.File(self.file, "a") as file:
+                    replace(file["sim/discreteModel/mesh"], data)
+                found, err = self.show()
+                self.assertEqual(err, load.format(error))
+                self.assertEqual(found["mesh"]["nodes"], 7 if data.startswith(stream([good])[4:], 4) and error
+                                 and 4 < struct.unpack("<i", data[:4])[0] <= len(data) else "null")
+                self.assertIn("system0", found, "what is below still opens")
+
+    def test_damaged_groups(self):
+        mesh = "sim/discreteModel/mesh"
+        load = "**ERROR msfD_MeshImpl::LoadMembers: error 2 loading class data\n"
+        cases = {
+            "missing dataset": (lambda f: f[mesh].pop("#simpleTypeMembers"), load, True),
+            "group in the dataset's place": (lambda f: (f[mesh].pop("#simpleTypeMembers"),
+                                                        f[mesh].create_group("#simpleTypeMembers")), load, True),
+            "stream of doubles": (lambda f: replace(f[mesh], np.array([-1e300, 5.0, 1e9])), load, True),
+            "stream of texts": (lambda f: replace(f[mesh], np.array([b"abcdefgh"] * 4)), load, True),
+            "stream of rank 2": (lambda f: replace(f[mesh], np.zeros((4, 4), np.uint8)), load, True),
+            "gigabytes that were never written": (lambda f: replace_sparse(f[mesh], 2**31 - 16), load, True),
+            "more bytes than an int counts": (lambda f: replace_sparse(f[mesh], 2**40), load, True),
+            "unregistered class": (
+                lambda f: stamp(f[mesh], b"com.vertana.Unknown"),
+                "**ERROR msfD_MeshHolder::Open: class com.vertana.Unknown is not registered\n", False),
+            "class of 80 bytes": (
+                lambda f: stamp(f[mesh], b"x" * 80),
+                "**ERROR msfD_MeshHolder::Open: class " + "x" * 80 + " is not registered\n", False),
+            "wrong class": (
+                lambda f: stamp(f[mesh], b"com.vertana.FESystem"),
+                "**ERROR msfD_MeshHolder::Open: unrelated class com.vertana.FESystem\n", False),
+            "no class": (lambda f: f[mesh].attrs.pop("class"),
+                         "**ERROR msfD_MeshHolder::Open: class  is not registered\n", False),
+            "class as a text": (lambda f: f[mesh].attrs.__setitem__("class", "com.vertana.Mesh"),
+                                "**ERROR msfD_MeshHolder::Open: class  is not registered\n", False),
+            "class of 81 bytes": (lambda f: f[mesh].attrs.create("class", np.full(81, 65, np.uint8)),
+                                  "**ERROR msfD_MeshHolder::Open: class  is not registered\n", False),
+            "dataset in the mesh's place": (
+                lambda f: (f["sim/discreteModel"].pop("mesh"), f["sim/discreteModel"].create_dataset("mesh", data=1)),
+                "**ERROR msfD_MeshHolder::Open: class  is not registered\n", False),
+            "missing mesh": (lambda f: f["sim/discreteModel"].pop("mesh"), "", False),
+            "missing model": (lambda f: f["sim"].pop("discreteModel"), "", False),
+            "soft link to nothing": (
+                lambda f: (f["sim/discreteModel"].pop("mesh"),
+                           f["sim/discreteModel"].__setitem__("mesh", h5py.SoftLink("/nowhere"))), "", False),
+        }
+        for what, (damage, line, has_mesh) in cases.items():
+            with self.subTest(what):
+                self.put_file()
+                with h5py.File(self.file, "a") as file:
+                    damage(file)
+                found, err = self.show()
+                self.assertEqual(err, line)
+                self.assertEqual("mesh" in found, has_mesh)
+                self.assertEqual(found["open"], 1)
+
+    def test_damaged_arrays(self):
+        systems = "sim/discreteModel/mesh/systems"
+        none = "**ERROR fesD_FESystemHolder::Open: class  is not registered\n"
+        cases = {
+            "missing array": (lambda f: f["sim/discreteModel/mesh"].pop("systems"), "", 0),
+            "missing size": (lambda f: f[systems].attrs.pop("#size"), "", 0),
+            "negative size": (lambda f: f[systems].attrs.create("#size", np.array([-3], np.int32)), "", 0),
+            "size above the elements": (lambda f: f[systems].attrs.create("#size", np.array([2**31 - 1], np.int32)),
+                                        "", 1),
+            "size of two numbers": (lambda f: f[systems].attrs.create("#size", np.array([1, 1], np.int32)), "", 0),
+            "missing element": (lambda f: f[systems].move("0", "1"), none, 0),
+            "dataset as element": (lambda f: (f[systems].pop("0"), f[systems].create_dataset("0", data=1)), none, 0),
+        }
+        for what, (damage, line, count) in cases.items():
+            with self.subTest(what):
+                self.put_file()
+                with h5py.File(self.file, "a") as file:
+                    damage(file)
+                found, err = self.show()
+                self.assertEqual(err, line)
+                self.assertEqual(sum(key.startswith("system") for key in found), count)
+
+    def test_files_that_are_not_simulations(self):
+        def foreign():
+            with h5py.File(self.file, "w") as file:
+                file["data"] = [1, 2, 3]
+
+        def sim_is_a_dataset():
+            with h5py.File(self.file, "w") as file:
+                file["sim"] = 1
+
+        def truncated():
+            self.put_file()
+            os.truncate(self.file, os.path.getsize(self.file) // 2)
+
+        def text():
+            with open(self.file, "w") as file:
+                file.write("#!/bin/sh\n")
+
+        for make in (foreign, sim_is_a_dataset, truncated, text, lambda: os.mkdir(self.file)):
+            with self.subTest(make.__name__):
+                if os.path.exists(self.file):
+                    os.remove(self.file)
+                make()
+                found, err = self.show()
+                self.assertEqual((err, found["open"]), ("", 0))
+                self.assertIn(self.file, found["cause"])
+
+
+def replace(group, data):
+    group.pop("#simpleTypeMembers")
+    if isinstance(data, bytes):
+        data = np.frombuffer(data, np.uint8)
+    group.create_dataset("#simpleTypeMembers", data=data)
+
+
+def replace_sparse(group, size):
+    group.pop("#simpleTypeMembers")
+    group.create_dataset("#simpleTypeMembers", (size,), np.uint8, chunks=(1 << 20,), compression=1)
+
+
+def stamp(group, name):
+    group.attrs.create("class", np.frombuffer(name.ljust(80, b"\0"), np.uint8))
+
+
+if __name__ == "__main__":
+    unittest.main()
