@@ -7,6 +7,11 @@
 #include <UTI_CoreUtils/UTI_CoreUtils.h>
 #include <UTI_ORXSimDynamicAPI/UTI_ORXSimDynamicAPI.h>
 #include <fes/dpa/fesD_FESystem.h>
+#include <fes/dpa/fesD_GenericSystem.h>
+#include <fes/dpa/fesD_ModalEvent.h>
+#include <fes/dpa/fesD_ModalSystem.h>
+#include <fes/dpa/fesD_SubDamp.h>
+#include <fes/dpa/fesD_SubstructureSystem.h>
 #include <fes/fesD_Module.h>
 #include <gbb/gbb_Holder.h>
 #include <gbb/gbb_MemoryStream.h>

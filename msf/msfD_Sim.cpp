@@ -1,6 +1,8 @@
 #include <msf/msfD_SimImpl.h>
 
-#include <fes/dpa/fesD_FESystem.h>
+#include <fes/dpa/fesD_GenericSystem.h>
+#include <fes/dpa/fesD_ModalSystem.h>
+#include <fes/dpa/fesD_SubstructureSystem.h>
 #include <gbb/gbb_Pattern.h>
 #include <msf/dpa/msfD_Mesh.h>
 
@@ -89,10 +91,13 @@ msfD_SimImpl::~msfD_SimImpl() {
 
 // The order is part of what a file's snapshot promises.
 void msfD_SimImpl::RegisterClasses() {
-  const gbb_SchemaSnapshot snapshot = SchemaSnapshot();
-  snapshot.Register(msfD_DiscreteModelInterface::StaticClass());
-  snapshot.Register(msfD_MeshInterface::StaticClass());
-  snapshot.Register(fesD_FESystemInterface::StaticClass());
+  const gbb_Class classes[] = {
+      msfD_DiscreteModelInterface::StaticClass(), msfD_MeshInterface::StaticClass(),
+      fesD_FESystemInterface::StaticClass(),      fesD_GenericSystemInterface::StaticClass(),
+      fesD_ModalSystemInterface::StaticClass(),   fesD_SubstructureSystemInterface::StaticClass(),
+      fesD_ModalEventInterface::StaticClass(),    fesD_SubDampInterface::StaticClass()};
+  for (const gbb_Class& one : classes)
+    SchemaSnapshot().Register(one);
 }
 
 gbb_Class msfD_SimImpl::Class() const {

@@ -69,7 +69,7 @@ public:
     for (;;) {
       for (; node != nullptr; node = node->Left())
         path.Push(node);
-      if (path.Count() == 0)
+      if (path.IsEmpty())
         return;
       node = path.Pop();
       visit(node->ConstGetKey(), node->ConstGetValue());

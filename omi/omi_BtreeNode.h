@@ -71,8 +71,9 @@ public:
 private:
   friend class omi_Btree<Key, Value>;
   enum { kLeft = 0, kRight = 1 };
-  enum : signed char { kUnsettled = 2 };
-  using Path = omi_BtreePath<omi_BtreeNode**>; // of the links that hold the nodes, the root's first
+  enum : unsigned char { kUnsettled = 4 };
+  using Link = omi_BtreeNode**; // where a node hangs: the tree's root or a parent's child
+  using Path = omi_BtreePath<Link>;
 
   omi_BtreeNode(const omi_BtreeNode& src); // the node alone, without children
 
@@ -82,15 +83,15 @@ private:
   OMI_LOCAL static omi_BtreeNode* InsertAt(omi_BtreeNode*& root, const Key& key, const Value& value,
                                            bool rebalanceRoot);
   OMI_LOCAL static bool RemoveAt(omi_BtreeNode*& root, const Key& key, bool rebalanceRoot);
-  OMI_LOCAL static void Climb(Path& path, omi_BtreeNode** changed, int before, unsigned long long unsettled,
-                              bool rebalanceRoot);
+  OMI_LOCAL static void Climb(Link* first, Link* last, Link changed, int before, bool anyUnsettled,
+                              bool rebalanceFirst);
   OMI_LOCAL static omi_BtreeNode* Splice(omi_BtreeNode* node);
 
   OMI_LOCAL void Recompute();
   OMI_LOCAL void FallBehind();
   OMI_LOCAL omi_BtreeNode* Follow(omi_BtreeNode* child, bool right, int before, bool rebalance);
   OMI_LOCAL void RotateUp(omi_BtreeNode* riser, bool right);
-  OMI_LOCAL static void Rebalance(omi_BtreeNode*& slot);
+  OMI_LOCAL static omi_BtreeNode* Rebalanced(omi_BtreeNode* node);
 
   // Where a search goes is a coin toss, which a branch would guess wrongly every other time: chosen by bits, of
   // two addresses that are loaded while the keys are still being compared.
@@ -117,17 +118,18 @@ private:
     const int flip = int{right} - 1;
     return (lean ^ flip) - flip;
   }
-  static signed char Stored(int lean) { return static_cast<signed char>(IsTooMuch(lean) ? kUnsettled : lean); }
-  unsigned long long UnsettledAt(int depth) const {
-    return static_cast<unsigned long long>(IsTooMuch(m_lean)) << (depth & 63);
+  static unsigned char BalanceOf(int lean) {
+    return static_cast<unsigned char>(IsTooMuch(lean) ? int{kUnsettled} : lean + 1);
   }
+  // REQUIRES a settled node.
+  int Lean() const { return m_balance - 1; }
 
   Value m_value;
   Key m_key;
   omi_BtreeNode* m_child[2] = {nullptr, nullptr}; // lesser keys, greater keys
   int m_height = 0;
-  // How much higher the right subtree is than the left, by stored heights, when that is at most 1 and the own
-  // height agrees with them. Anything else says that the next change that passes has to recompute or turn this
-  // node. Lies in what is padding anyway; lets a change climb without a look at siblings, and stop early.
-  signed char m_lean = 0;
+  // How much higher the right subtree is than the left, by stored heights, plus 1, when that is 0 to 2 and the
+  // own height agrees with them; else kUnsettled: the next change that passes has to recompute or turn this node.
+  // Lies in what is padding anyway; lets a change climb without a look at siblings, and stop early.
+  unsigned char m_balance = 1;
 };

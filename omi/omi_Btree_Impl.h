@@ -10,7 +10,7 @@
 
 template <class Key, class Value>
 omi_BtreeNode<Key, Value>::omi_BtreeNode(const omi_BtreeNode& src)
-    : m_value(src.m_value), m_key(src.m_key), m_height(src.m_height), m_lean(src.m_lean) {}
+    : m_value(src.m_value), m_key(src.m_key), m_height(src.m_height), m_balance(src.m_balance) {}
 
 template <class Key, class Value>
 omi_BtreeNode<Key, Value>::~omi_BtreeNode() {
@@ -40,7 +40,7 @@ omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::Clone(const omi_BtreeNode*
         slot = &copy->m_child[kLeft];
         src = src->m_child[kLeft];
       }
-      if (waiting.Count() == 0)
+      if (waiting.IsEmpty())
         return root;
       const Waiting next = waiting.Pop();
       src = next.src;
@@ -83,7 +83,7 @@ template <class Key, class Value>
 void omi_BtreeNode<Key, Value>::Recompute() {
   const int left = HeightOf(m_child[kLeft]), right = HeightOf(m_child[kRight]);
   m_height = std::max(left, right) + 1;
-  m_lean = Stored(AsSubtree(right) - AsSubtree(left));
+  m_balance = BalanceOf(AsSubtree(right) - AsSubtree(left));
 }
 
 // Notes that a child's stored height has changed, which this node's does not follow.
@@ -92,41 +92,40 @@ void omi_BtreeNode<Key, Value>::FallBehind() {
   const int height = m_height;
   Recompute();
   if (height != m_height)
-    m_lean = kUnsettled;
+    m_balance = kUnsettled;
   m_height = height;
 }
 
-// Turns the subtree in the slot when it is out of balance: the child on the higher side comes up, as it is,
-// and gives its inner subtree to the node.
+// Turns a subtree that is out of balance: the child on the higher side comes up, as it is, and gives its inner
+// subtree to the node. Returns the node that now stands on top.
 template <class Key, class Value>
-void omi_BtreeNode<Key, Value>::Rebalance(omi_BtreeNode*& slot) {
-  omi_BtreeNode* const node = slot;
+omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::Rebalanced(omi_BtreeNode* node) {
   const int lean = AsSubtree(HeightOf(node->m_child[kRight])) - AsSubtree(HeightOf(node->m_child[kLeft]));
   if (!IsTooMuch(lean))
-    return;
+    return node;
   const int side = lean > 0 ? kRight : kLeft;
   omi_BtreeNode* const riser = node->m_child[side];
   node->m_child[side] = riser->m_child[1 - side];
   riser->m_child[1 - side] = node;
   node->Recompute();
   riser->Recompute();
-  slot = riser;
+  return riser;
 }
 
-// Rebalance where this node was settled and `riser`, on the right or not, has just become higher by 2 than the
+// The same where this node was settled and `riser`, on the right or not, has just become higher by 2 than the
 // other child and is settled itself: all heights follow from the riser's.
 template <class Key, class Value>
 void omi_BtreeNode<Key, Value>::RotateUp(omi_BtreeNode* riser, bool right) {
   omi_BtreeNode* const inner = riser->m_child[!right];
-  const int top = riser->m_height - 1, outward = Towards(right, riser->m_lean);
+  const int top = riser->m_height - 1, outward = Towards(right, riser->Lean());
   const int innerHeight = top - (outward > 0), outerHeight = top - (outward < 0), otherHeight = top - 1;
   const bool childless = (innerHeight == 0) & (inner == nullptr) & (m_child[!right] == nullptr);
   m_child[right] = inner;
   riser->m_child[!right] = this;
   m_height = innerHeight + !childless;
-  m_lean = Stored(Towards(right, innerHeight - otherHeight));
+  m_balance = BalanceOf(Towards(right, innerHeight - otherHeight));
   riser->m_height = std::max(m_height, outerHeight) + 1;
-  riser->m_lean = Stored(Towards(right, outerHeight - m_height));
+  riser->m_balance = BalanceOf(Towards(right, outerHeight - m_height));
 }
 
 // Follows the change of one child, on the right or not, from height `before` to its present one, without a look
@@ -135,55 +134,50 @@ void omi_BtreeNode<Key, Value>::RotateUp(omi_BtreeNode* riser, bool right) {
 template <class Key, class Value>
 omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::Follow(omi_BtreeNode* child, bool right, int before,
                                                              bool rebalance) {
-  if (IsTooMuch(m_lean))
+  if (m_balance == kUnsettled)
     return nullptr;
   const int after = child->m_height;
-  const int other = AsSubtree(before) - Towards(right, m_lean);
+  const int other = AsSubtree(before) - Towards(right, Lean());
   const int lean = after - other;
   if (!IsTooMuch(lean)) [[likely]] {
-    m_lean = static_cast<signed char>(Towards(right, lean));
+    m_balance = BalanceOf(Towards(right, lean));
     m_height = std::max(after, other) + 1;
     return this;
   }
-  if (lean != 2 || IsTooMuch(child->m_lean) || !rebalance)
+  if (lean != 2 || child->m_balance == kUnsettled || !rebalance)
     return nullptr;
   RotateUp(child, right);
   return child;
 }
 
-// Recomputes and rebalances the nodes on the path above a change, from the deepest up. `changed` is the link
-// to what changed, whose height was `before`. A settled node whose changed child kept its height would stay as
-// it is, so the climb then goes straight to the next unsettled one (bit d of `unsettled` tells of path[d]), or
-// ends.
+// Recomputes and rebalances the nodes above a change, from the deepest up: those in the links from `first` to
+// before `last`. `changed` is the link to what changed, whose height was `before`. A settled node whose changed
+// child kept its height would stay as it is, so the climb then goes straight to the next unsettled node, of which
+// there is none when not `anyUnsettled`.
 template <class Key, class Value>
-void omi_BtreeNode<Key, Value>::Climb(Path& path, omi_BtreeNode** changed, int before,
-                                      unsigned long long unsettled, bool rebalanceRoot) {
-  int depth = path.Count() - 1;
-  while (depth >= 0) {
-    omi_BtreeNode** const slot = path[depth];
-    omi_BtreeNode* const node = *slot;
+void omi_BtreeNode<Key, Value>::Climb(Link* first, Link* last, Link changed, int before, bool anyUnsettled,
+                                      bool rebalanceFirst) {
+  while (last != first) {
+    const Link link = *--last;
+    omi_BtreeNode* const node = *link;
     const int height = node->m_height;
-    const bool rebalance = depth > 0 || rebalanceRoot;
-    if (omi_BtreeNode* const stands =
-            node->Follow(*changed, changed == &node->m_child[kRight], before, rebalance)) [[likely]] {
-      *slot = stands;
-    } else {
+    const bool rebalance = last != first || rebalanceFirst;
+    omi_BtreeNode* stands = node->Follow(*changed, changed == &node->m_child[kRight], before, rebalance);
+    if (stands == nullptr) [[unlikely]] {
       node->Recompute();
-      if (rebalance)
-        Rebalance(*slot);
+      stands = rebalance ? Rebalanced(node) : node;
     }
-    --depth;
-    changed = slot;
+    *link = stands;
+    changed = link;
     before = height;
-    if ((*slot)->m_height != height || depth >= 63)
+    if (stands->m_height != height)
       continue;
-    if (depth >= 0)
-      unsettled &= (2ull << depth) - 1; // what is left for path[0] to path[depth]
-    if (depth < 0 || unsettled == 0)
+    if (!anyUnsettled)
       return;
-    depth = 63 - std::countl_zero(unsettled);
-    changed = path[depth + 1];
-    before = (*changed)->m_height;
+    for (; last != first && (**(last - 1))->m_balance != kUnsettled; --last) {
+      changed = *(last - 1);
+      before = (*changed)->m_height;
+    }
   }
 }
 
@@ -195,32 +189,41 @@ template <class Key, class Value>
 omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::InsertAt(omi_BtreeNode*& root, const Key& key,
                                                                const Value& value, bool rebalanceRoot) {
   Path path;
-  unsigned long long unsettled = 0;
-  omi_BtreeNode** slot = &root;
-  omi_BtreeNode* node = root;
+  Link *top = path.Begin(), *end = path.End();
+  unsigned balances = 0;
+  Link link = &root;
+  omi_BtreeNode *node = root, *parent = root;
+  const auto pass = [&] {
+    if (top == end) [[unlikely]] {
+      top = path.Grow();
+      end = path.End();
+    }
+    *top++ = link;
+    balances |= node->m_balance;
+    parent = node;
+  };
   int order;
-  do {
-    order = BtreeCompare(key, node->m_key);
-    if (order <= 0)
+  while ((order = BtreeCompare(key, node->m_key)) > 0) {
+    pass();
+    link = &parent->m_child[kRight];
+    node = *link;
+    if (node == nullptr)
       break;
-    unsettled |= node->UnsettledAt(path.Count());
-    path.Push(slot);
-    slot = &node->m_child[kRight];
-    node = *slot;
-  } while (node != nullptr);
+  }
   while (node != nullptr) {
     if (order == 0)
       return node;
-    unsettled |= node->UnsettledAt(path.Count());
-    path.Push(slot);
-    slot = &node->m_child[order > 0];
-    node = Choose(order, node->m_child[kLeft], node->m_child[kRight]);
+    pass();
+    link = &parent->m_child[order > 0];
+    node = Choose(order, parent->m_child[kLeft], parent->m_child[kRight]);
     if (node == nullptr)
       break;
     order = BtreeCompare(key, node->m_key);
   }
-  *slot = new omi_BtreeNode(key, value);
-  Climb(path, slot, -1, unsettled, rebalanceRoot);
+  *link = new omi_BtreeNode(key, value);
+  const bool anyUnsettled = (balances & kUnsettled) != 0;
+  if (parent->m_height == 0 || anyUnsettled) // else the other child's height is the parent's already
+    Climb(path.Begin(), top, link, -1, anyUnsettled, rebalanceRoot);
   return nullptr;
 }
 
@@ -255,31 +258,31 @@ omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::Splice(omi_BtreeNode* node
 template <class Key, class Value>
 bool omi_BtreeNode<Key, Value>::RemoveAt(omi_BtreeNode*& root, const Key& key, bool rebalanceRoot) {
   Path path;
-  unsigned long long unsettled = 0;
-  omi_BtreeNode** slot = &root;
-  while (*slot != nullptr) {
-    omi_BtreeNode* const node = *slot;
-    const int order = BtreeCompare(key, node->m_key);
-    if (order == 0)
-      break;
-    unsettled |= node->UnsettledAt(path.Count());
-    path.Push(slot);
-    slot = &node->m_child[order > 0];
+  Link *top = path.Begin(), *end = path.End();
+  unsigned balances = 0;
+  Link link = &root;
+  for (int order; *link != nullptr && (order = BtreeCompare(key, (*link)->m_key)) != 0;) {
+    if (top == end) [[unlikely]] {
+      top = path.Grow();
+      end = path.End();
+    }
+    *top++ = link;
+    balances |= (*link)->m_balance;
+    link = &(*link)->m_child[order > 0];
   }
-  omi_BtreeNode* const found = *slot;
+  omi_BtreeNode* const found = *link;
   if (found == nullptr)
     return false;
   const int before = found->m_height;
-  *slot = Splice(found);
+  *link = Splice(found);
   delete found;
-  if (path.Count() > 0) {
-    omi_BtreeNode* const parent = *path[path.Count() - 1];
-    parent->m_lean = kUnsettled; // its child may be another now, or none
-    unsettled |= parent->UnsettledAt(path.Count() - 1);
-  }
-  if (*slot != nullptr && (path.Count() > 0 || rebalanceRoot))
-    Rebalance(*slot);
-  Climb(path, slot, before, unsettled, rebalanceRoot);
+  const bool isRoot = top == path.Begin();
+  if (*link != nullptr && (!isRoot || rebalanceRoot))
+    *link = Rebalanced(*link);
+  if (isRoot)
+    return true;
+  (*top[-1])->m_balance = kUnsettled; // its child may be another now, or none
+  Climb(path.Begin(), top, link, before, (balances & kUnsettled) != 0, rebalanceRoot);
   return true;
 }
 

@@ -6,11 +6,13 @@
 /// Opens and closes simulation files.
 class ORXSIM_API ORXSimManager {
  public:
-  /// Makes a new simulation file. A closed file of that name is truncated; one that this or another
-  /// process has open is left alone and the call fails.
+  /// Makes a new simulation file. A closed HDF5 file or an empty file of that name is truncated; one that
+  /// this or another process has open is left alone and the call fails, and so is everything that is not a
+  /// regular file or no HDF5 file, so that a wrong name destroys nothing. The context holds a lock (flock)
+  /// on its file as long as it is open: readers of the same file share it, a writer has it alone.
   /// \param createFlags 0: truncate a closed file; 1: fail when the file exists.
   /// \param version     layout version the caller was built for: 102.
-  /// \param reserved    false.
+  /// \param reserved    taken as it comes.
   /// \param contextOption durability of commit points: 0 none (scratch files), 1 the death of the process,
   ///                      2 the loss of power.
   /// \return the null context on failure, with the cause in LastError().
@@ -24,7 +26,8 @@ class ORXSIM_API ORXSimManager {
   /// one closed already are ignored. \return false when the last commit failed.
   static bool CloseContext(ORXSimContextID context);
 
-  /// The last failure of the module: "FILE: OBJECT PATH: operation: cause" in one line, "" when none was.
+  /// The last failure of the module: "FILE: OBJECT PATH: operation: cause" in one line, without the path
+  /// where the whole file is meant; "" when none was.
   /// Valid until the next failing call.
   static const char* LastError();
 };

@@ -11,18 +11,20 @@ constinit const hdf_Datatype hdf_Datatype::NATIVE_DOUBLE(kDouble);
 namespace {
 constexpr hdf_StoredType::Road kRefused{H5I_INVALID_HID, false};
 
+// The variables behind HDF5's type macros: a file is open wherever this is called, so the macros' call that
+// brings the library up would be one lock too many on the way of every small write.
 hid_t nativeType(hdf_Datatype type) {
   switch (type.Which()) {
   case hdf_Datatype::kInt:
-    return H5T_NATIVE_INT;
+    return H5T_NATIVE_INT_g;
   case hdf_Datatype::kUChar:
-    return H5T_NATIVE_UCHAR;
+    return H5T_NATIVE_UCHAR_g;
   case hdf_Datatype::kInt64:
-    return H5T_NATIVE_INT64;
+    return H5T_NATIVE_INT64_g;
   case hdf_Datatype::kFloat:
-    return H5T_NATIVE_FLOAT;
+    return H5T_NATIVE_FLOAT_g;
   case hdf_Datatype::kDouble:
-    return H5T_NATIVE_DOUBLE;
+    return H5T_NATIVE_DOUBLE_g;
   }
   return H5I_INVALID_HID;
 }
