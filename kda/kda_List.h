@@ -38,24 +38,35 @@ public:
   /// Appends `repeat` copies of the value; 0 or less appends nothing. The value must not be an element of
   /// this list. Cost: amortised O(repeat).
   void append(const T& value, int repeat) {
-    if (repeat == 1 && m_count < m_capacity) [[likely]] {
-      // Counted before the store, after which an int of the list would make m_count be read again.
-      T* const place = m_data + m_count;
-      if constexpr (std::is_trivially_copyable_v<T>)
-        ++m_count;
-      Construct(place, value);
-      if constexpr (!std::is_trivially_copyable_v<T>)
-        ++m_count;
-    } else {
+    if (repeat != 1) {
       AppendMany(value, repeat);
+      return;
     }
+    if (m_count == m_capacity) [[unlikely]]
+      Reallocate(m_capacity == 0 ? 16 : 2 * m_capacity);
+    Construct(m_data + m_count, value);
+    ++m_count;
   }
 
   /// Ensures room for n elements, exactly n when it has to grow. Never shrinks.
-  void reserve(int n);
+  void reserve(int n) {
+    if (m_capacity < n)
+      Reallocate(n);
+  }
 
   /// Destroys the elements and releases the storage. A list without elements keeps its storage.
-  void clear();
+  void clear() {
+    if (m_count == 0)
+      return;
+    if constexpr (!std::is_trivially_destructible_v<T>) {
+      for (int i = 0; i < m_count; ++i)
+        m_data[i].~T();
+    }
+    mem_Free(m_data);
+    m_data = nullptr;
+    m_capacity = 0;
+    m_count = 0;
+  }
 
   /// Exchanges storage, capacity and count; touches no element.
   void swap(kda_List& other) noexcept {
@@ -73,6 +84,11 @@ private:
   void Check(int i) const {
     if (static_cast<unsigned>(i) >= static_cast<unsigned>(m_count)) [[unlikely]]
       kda_ReportListIndex(i);
+  }
+  // In the header with all that a growing list needs, so that a local one lives in registers.
+  void Reallocate(int n) {
+    m_data = static_cast<T*>(mem_Realloc(m_data, static_cast<std::size_t>(n) * sizeof(T)));
+    m_capacity = n;
   }
   void AppendMany(const T& value, int repeat);
   static void Construct(T* place, const T& value) {

@@ -22,14 +22,6 @@ kda_List<T>::kda_List(const kda_List& src) {
 }
 
 template <class T>
-void kda_List<T>::reserve(int n) {
-  if (m_capacity >= n)
-    return;
-  m_data = static_cast<T*>(mem_Realloc(m_data, static_cast<std::size_t>(n) * sizeof(T)));
-  m_capacity = n;
-}
-
-template <class T>
 void kda_List<T>::AppendMany(const T& value, int repeat) {
   int capacity = m_capacity;
   while (m_count + repeat > capacity)
@@ -39,18 +31,4 @@ void kda_List<T>::AppendMany(const T& value, int repeat) {
     Construct(m_data + m_count, value);
     ++m_count;
   }
-}
-
-template <class T>
-void kda_List<T>::clear() {
-  if (m_count == 0)
-    return;
-  if constexpr (!std::is_trivially_destructible_v<T>) {
-    for (int i = 0; i < m_count; ++i)
-      m_data[i].~T();
-  }
-  mem_Free(m_data);
-  m_data = nullptr;
-  m_capacity = 0;
-  m_count = 0;
 }

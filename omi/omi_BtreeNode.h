@@ -37,6 +37,7 @@ public:
   omi_BtreeNode* Find(const Key& key) const {
     auto* node = const_cast<omi_BtreeNode*>(this);
     do {
+      node->PrefetchChildren();
       const int order = BtreeCompare(key, node->m_key);
       if (order == 0)
         return node;
@@ -99,6 +100,13 @@ private:
     const auto l = reinterpret_cast<std::uintptr_t>(left), r = reinterpret_cast<std::uintptr_t>(right);
     const auto isLess = static_cast<std::uintptr_t>(static_cast<std::intptr_t>(order >> 31));
     return reinterpret_cast<omi_BtreeNode*>(r ^ ((l ^ r) & isLess));
+  }
+  // Keys that lie elsewhere are two loads away: begun for both children while this node's key is compared.
+  void PrefetchChildren() const {
+    if constexpr (requires(const Key& key) { BtreePrefetch(key); }) {
+      for (const omi_BtreeNode* const child : m_child)
+        BtreePrefetch((child != nullptr ? child : this)->m_key);
+    }
   }
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Winvalid-offsetof" // value types of any layout

@@ -201,6 +201,7 @@ omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::InsertAt(omi_BtreeNode*& r
     *top++ = link;
     balances |= node->m_balance;
     parent = node;
+    node->PrefetchChildren();
   };
   int order;
   while ((order = BtreeCompare(key, node->m_key)) > 0) {

@@ -70,10 +70,11 @@ void Print(const show_Json& s) {
 
 void Warn(const Options& options, const imp_Counts& counts) {
   for (const imp_Renamed& one : counts.renamed)
-    std::cerr << options.mesh << ": the name '" << one.from << "' of " << one.what
-              << " is taken; it is called '" << one.to << "'\n";
+    std::cerr << show_Printable(options.mesh + ": the name '" + one.from + "' of " + one.what +
+                                " is taken; it is called '" + one.to + "'")
+              << '\n';
   for (const std::string& note : counts.notImported)
-    std::cerr << options.mesh << ": not imported: " << note << "\n";
+    std::cerr << show_Printable(options.mesh + ": not imported: " + note) << '\n';
 }
 
 void Import(const Options& options) {

@@ -20,6 +20,7 @@ struct Options {
   bool json = false;
 };
 
+constexpr char kWhole[] = "a whole simulation file";
 constexpr char kFooter[] = R"(Examples:
   pdmsim show beam.pdm                        the whole tree, without reading bulk data
   pdmsim show beam.pdm discreteModel/mesh     one object
@@ -57,8 +58,10 @@ show_Json DescribeAll(const Options& options, const msfD_Sim& sim) {
   return description;
 }
 
-show_Json DescribeOne(const Options& options, const msfD_Sim& sim) {
-  std::optional<show_Target> target = show_Find(sim, options.path);
+show_Json DescribeOne(const Options& options, const msfD_Sim& sim, const cli_Library& library) {
+  std::optional<show_Target> target =
+      show_Find(sim, std::string_view(options.path).substr(options.path[0] == '/'));
+  library.Check(options.file, kWhole); // what cannot be read is not what is not there
   if (!target)
     throw cli_Failure(cli_Exit::kNotThere, options.file + ": expected '" + options.path +
                                                "' in the simulation, found nothing of that name");
@@ -78,8 +81,9 @@ void Show(const Options& options) {
   if (!sim)
     throw cli_Failure(cli_Exit::kUnusable, options.file + ": expected a simulation file, found none");
   CheckSim(options, sim.distributionService().Context());
-  const show_Json description = options.path.empty() ? DescribeAll(options, sim) : DescribeOne(options, sim);
-  library.Check(options.file, "a whole simulation file");
+  const show_Json description =
+      options.path.empty() ? DescribeAll(options, sim) : DescribeOne(options, sim, library);
+  library.Check(options.file, kWhole);
   if (options.json)
     std::cout << description.dump(2, ' ', false, show_Json::error_handler_t::replace) << '\n';
   else if (options.path.empty())

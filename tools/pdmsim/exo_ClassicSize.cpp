@@ -12,7 +12,6 @@ namespace {
 
 using Count = std::uint64_t;
 
-constexpr Count kStreaming = 0xFFFFFFFF; // a record count that the writer left open
 constexpr Count kTagDimensions = 10, kTagVariables = 11, kTagAttributes = 12;
 
 /// Reads the big-endian header of a classic file, field by field.
@@ -42,6 +41,11 @@ class Header {
   }
   /// A length or a dimension number: eight bytes since CDF-5.
   Count Size() { return Word(m_version == 5 ? 8 : 4); }
+  /// The number of records; 0 where the writer left it open.
+  Count Records() {
+    const Count records = Size();
+    return records == (m_version == 5 ? UINT64_MAX : UINT32_MAX) ? 0 : records;
+  }
   Count Offset() { return Word(m_version == 1 ? 4 : 8); }
 
   /// Steps over `bytes` bytes and their padding to four.
@@ -143,7 +147,7 @@ void exo_CheckClassicSize(const std::string& path, unsigned long long size) {
   Header header(path, size);
   if (!header.Begin())
     return;
-  const Count records = header.Size();
+  const Count records = header.Records();
   std::vector<Count> dimensions;
   for (Count i = header.List(kTagDimensions); i > 0; --i) {
     header.Name();
@@ -156,7 +160,7 @@ void exo_CheckClassicSize(const std::string& path, unsigned long long size) {
   if (extent.recordVariables == 1) // a single variable's records are not padded
     extent.recordBytes = extent.lastRecordBytes;
   Count expected = extent.fixedEnd;
-  if (extent.recordVariables && records && records != kStreaming)
+  if (extent.recordVariables && records)
     expected = std::max(expected, Plus(extent.recordBegin, Times(records - 1, extent.recordBytes)));
   if (expected > size)
     throw exo_Error(path, "expected " + std::to_string(expected) +

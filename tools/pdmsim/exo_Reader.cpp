@@ -7,8 +7,8 @@
 namespace {
 
 // More blocks, sets or variables than any mesh has; a damaged count ends here instead of in the allocator.
-constexpr std::size_t kMostEntities = 1000000, kMostNameBytes = std::size_t{1} << 30,
-                      kMostFlags = std::size_t{1} << 28, kMostSteps = 100000000;
+constexpr std::size_t kMostEntities = 1000000, kMostNameBytes = std::size_t{1} << 28,
+                      kMostFlags = std::size_t{1} << 24, kMostSteps = 10000000;
 
 std::string N(const char* name, std::size_t number) {
   return name + std::to_string(number);

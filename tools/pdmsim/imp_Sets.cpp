@@ -68,25 +68,32 @@ void imp_Sets::MakeKeys() {
 }
 
 void imp_Sets::MakeBlocks(ORXSimCollectionID regions) {
+  std::vector<bool> one(m_blocks.size());
   for (std::size_t i = 0; i < m_blocks.size(); ++i) {
-    std::vector<bool> one(m_blocks.size());
     one[i] = true;
-    imp_Column column{Elements(one), m_blocks[i].key, {{i, m_mesh.Blocks()[i].elements, {}}}};
-    m_blocks[i].columns.push_back(std::move(column));
+    m_blocks[i].columns.push_back(
+        {MakeElements(one), m_blocks[i].key, {{i, m_mesh.Blocks()[i].elements, {}}}});
     m_regions.push_back(m_store.Set(regions, {static_cast<int>(i)}));
+    one[i] = false;
   }
 }
 
 ORXSimCSetID imp_Sets::Elements(const std::vector<bool>& blocks) {
-  for (const auto& [known, id] : m_unions)
-    if (known == blocks)
-      return id;
+  const auto first = std::find(blocks.begin(), blocks.end(), true);
+  if (first != blocks.end() && std::find(first + 1, blocks.end(), true) == blocks.end())
+    return m_blocks[static_cast<std::size_t>(first - blocks.begin())].columns[0].members;
+  const auto known = m_unions.find(blocks);
+  return known != m_unions.end() ? known->second
+                                 : m_unions.emplace(blocks, MakeElements(blocks)).first->second;
+}
+
+ORXSimCSetID imp_Sets::MakeElements(const std::vector<bool>& blocks) {
   std::vector<int> members;
   for (const exo_Block& block : m_mesh.Blocks())
     if (blocks[static_cast<std::size_t>(block.number - 1)])
       AppendRange(members, block.firstElement, block.elements);
   m_progress.Advance(4.0 * static_cast<double>(members.size()));
-  return m_unions.emplace_back(blocks, m_store.Set(m_elements, members)).second;
+  return m_store.Set(m_elements, members);
 }
 
 std::vector<int> imp_Sets::Read(const exo_Set& set) const {

@@ -5,6 +5,8 @@
 #include "imp_Progress.h"
 #include "imp_Store.h"
 
+#include <map>
+
 /// Rows of a mesh variable that go together into one drawer.
 struct imp_Piece {
   std::size_t entity = 0; // the block or set of the mesh whose rows they are
@@ -48,6 +50,7 @@ class imp_Sets {
 
  private:
   void MakeBlocks(ORXSimCollectionID regions);
+  ORXSimCSetID MakeElements(const std::vector<bool>& blocks);
   void MakeKeys();
   std::vector<int> Read(const exo_Set& set) const;
   imp_SetOut WithoutRepetitions(const exo_Set& set, std::string key, ORXSimCollectionID collection);
@@ -59,7 +62,7 @@ class imp_Sets {
   ORXSimCollectionID m_elements;
   std::vector<imp_SetOut> m_blocks, m_sets[3];
   std::vector<ORXSimCSetID> m_regions;
-  std::vector<std::pair<std::vector<bool>, ORXSimCSetID>> m_unions;
+  std::map<std::vector<bool>, ORXSimCSetID> m_unions;
   std::vector<imp_Renamed> m_renamed;
   std::vector<std::string> m_notes;
 };

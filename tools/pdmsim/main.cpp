@@ -2,6 +2,7 @@
 #include "cmd_Import.h"
 #include "cmd_Show.h"
 #include "imp_Progress.h"
+#include "show_Text.h"
 
 #include <csignal>
 #include <iostream>
@@ -22,7 +23,7 @@ Exit codes:
 Errors are one line on standard error: the file, what was expected, what was found.)";
 
 int Report(cli_Exit code, const char* text) {
-  std::cerr << "pdmsim: " << text << '\n';
+  std::cerr << "pdmsim: " << show_Printable(text) << '\n';
   return static_cast<int>(code);
 }
 

@@ -8,19 +8,6 @@
 
 namespace {
 
-std::string Printable(const std::string& text) {
-  constexpr char digits[] = "0123456789abcdef";
-  std::string printable;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7f)
-      printable += c;
-    else
-      printable += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
-  }
-  return printable;
-}
-
 /// Columns that a UTF-8 text takes, near enough.
 std::size_t Columns(const std::string& text) {
   return static_cast<std::size_t>(std::count_if(
@@ -30,7 +17,7 @@ std::size_t Columns(const std::string& text) {
 /// The text of a JSON value that is a string, a number or null.
 std::string Plain(const show_Json& value) {
   if (value.is_string())
-    return Printable(value.get_ref<const std::string&>());
+    return show_Printable(value.get_ref<const std::string&>());
   if (value.is_null())
     return "-";
   if (!value.is_number_float())
@@ -50,7 +37,7 @@ std::string OfDrawer(const show_Json& drawer) {
   if (drawer["components"] != 1)
     text += drawer["components"].dump() + " ";
   text += drawer["type"].get<std::string>() + (drawer["all"] == true ? " over all " : " over some ") +
-          Printable(drawer["collection"].get<std::string>());
+          show_Printable(drawer["collection"].get<std::string>());
   if (drawer.contains("unit"))
     text += " [" + Plain(drawer["unit"]) + "]";
   if (drawer.contains("longName"))
@@ -74,7 +61,7 @@ std::string OfSet(const show_Json& set) {
 
 void Line(std::ostream& out, const std::string& name, const std::string& text, int depth) {
   constexpr std::size_t kColumn = 32;
-  const std::string shown = std::string(static_cast<std::size_t>(2 * depth), ' ') + Printable(name);
+  const std::string shown = std::string(static_cast<std::size_t>(2 * depth), ' ') + show_Printable(name);
   const std::size_t columns = Columns(shown);
   out << shown << std::string(columns + 2 < kColumn ? kColumn - columns : 2, ' ') << text << '\n';
 }
@@ -132,6 +119,19 @@ void WriteObject(std::ostream& out, const std::string& name, const show_Json& ob
 }
 
 } // namespace
+
+std::string show_Printable(const std::string& text) {
+  constexpr char digits[] = "0123456789abcdef";
+  std::string printable;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x20 && byte != 0x7f)
+      printable += c;
+    else
+      printable += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
+  }
+  return printable;
+}
 
 void show_Write(std::ostream& out, const std::string& name, const show_Json& value, int depth) {
   const std::string kind = value.is_object() ? value.value("kind", "") : "";

@@ -9,5 +9,7 @@
 /// \param name what the line begins with. \param depth how far the line is indented.
 void show_Write(std::ostream& out, const std::string& name, const show_Json& value, int depth);
 
+/// A text with its control characters as \xNN, so that it stays on its line.
+std::string show_Printable(const std::string& text);
 /// A number of bytes as a person reads it, as 1.5 MB.
 std::string show_Size(unsigned long long bytes);

@@ -1,0 +1,144 @@
+// A host's own classes, generated from its own schema, stored among those of the library.
+
+#include <framework/framework_Fixture.h>
+
+#include <hst/hstD_Beam.h>
+#include <hst/hstD_Frame.h>
+
+#include <climits>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+using HostClasses = framework_Fixture;
+
+void addTo(const msfD_Sim& sim) {
+  for (const gbb_Class each : {hstD_BeamInterface::StaticClass(), hstD_PartInterface::StaticClass()})
+    EXPECT_TRUE(sim.schemaSnapshot().Register(each));
+}
+
+kda_List<kda_string> tagsOf(std::initializer_list<const char*> texts) {
+  kda_List<kda_string> tags;
+  for (const char* const text : texts)
+    tags.append(text, 1);
+  return tags;
+}
+
+} // namespace
+
+TEST_F(HostClasses, DescendFromTheirBase) {
+  const gbb_Class beam = hstD_BeamInterface::StaticClass();
+  EXPECT_TRUE(beam.IsA(fesD_FESystemInterface::StaticClass()) && !fesD_FESystemInterface::StaticClass().IsA(beam));
+  EXPECT_EQ(beam.ClassID().text[79], 'h') << "80 bytes, no terminator";
+
+  EXPECT_TRUE(!hstD_BeamHolder().FESystemSubobject());
+  EXPECT_EQ(Lines(), "**ERROR hstD_BeamHolder::FESystemSubobject: called on an empty holder\n");
+  EXPECT_EQ(hstD_Beam().stiffness(), 0);
+  EXPECT_EQ(Lines(), "**ERROR hstD_Beam::stiffness: called on an empty handle\n");
+  EXPECT_TRUE(!hstD_Beam().spare() && !hstD_Beam().Spare(hstD_Part::New(0)));
+  EXPECT_EQ(Lines(), "**ERROR hstD_Beam::spare: called on an empty handle\n"
+                     "**ERROR hstD_Beam::Spare: called on an empty handle\n");
+}
+
+TEST_F(HostClasses, AreStoredAndOpenedAsWhatTheyAre) {
+  {
+    Model a(Path());
+    addTo(a.sim);
+    hstD_BeamHolder holder = hstD_Beam::New("beam", {}, {}, 2.5, tagsOf({"x", "", "z"}), 0);
+    const hstD_Beam beam = holder.Get();
+    EXPECT_STREQ(holder.FESystemSubobject().Get().systemName().cStr(), "beam");
+    beam.parts().add(hstD_Part::New(0)).XInt(1);
+    const fesD_FESystem system = a.mesh.systems().add(std::move(holder));
+    EXPECT_TRUE(!holder && hstD_Beam(system) == beam);
+    EXPECT_TRUE(gbb_Handle(system) == gbb_Handle(beam));
+    EXPECT_TRUE(gbb_Handle(system).Class() == hstD_BeamInterface::StaticClass()) << "most derived";
+    a.mesh.systems().add(System("plain"));
+    EXPECT_TRUE(!hstD_Beam(a.mesh.systems().get(1))) << "unrelated: empty, without a line";
+    // Bound by now.
+    const ORXSimContextID context = a.sim.distributionService().Context();
+    system.SystemName("renamed");
+    beam.Stiffness(-0.0);
+    const hstD_Part part = beam.Spare(hstD_Part::New(0));
+    part.ZBool(true);
+    part.YByte(255);
+    part.XInt(INT_MIN);
+    part.WLong(std::numeric_limits<long long>::min());
+    part.VFloat(1.5f);
+    part.UDouble(std::numeric_limits<double>::infinity());
+    part.TString("text");
+    part.SDSet(ORXSimDSetID(context, 3));
+    kda_MapInt<long long> longs;
+    longs.insert(-1, 1LL << 40);
+    part.RLongs(longs);
+    kda_MapString<kda_string> strings;
+    strings.insert("", "empty key");
+    part.QStrings(strings);
+    kda_List<float> floats;
+    floats.append(0.25f, 3);
+    part.PFloats(floats);
+    kda_List<ORXSimCSetID> sets;
+    sets.append(ORXSimCSetID(a.nodes, 0), 1);
+    part.OSets(sets);
+    beam.parts().add(hstD_Part::New(0)).XInt(2);
+  }
+  msfD_Root root(0);
+  const msfD_Sim sim = root.openSim(Path().c_str(), "", -1);
+  EXPECT_TRUE(!MeshOf(sim).systems().get(0));
+  EXPECT_EQ(Lines(), "**ERROR fesD_FESystemHolder::Open: class " + std::string(hstD_BeamInterface::StaticClass().ClassID().text, 80) +
+                         " is not registered\n");
+  addTo(sim);
+  const fesD_FESystem system = MeshOf(sim).systems().get(0);
+  EXPECT_STREQ(system.systemName().cStr(), "renamed");
+  const hstD_Beam beam(system);
+  ASSERT_FALSE(!beam);
+  EXPECT_TRUE(beam.stiffness() == 0 && std::signbit(beam.stiffness()));
+  EXPECT_EQ(beam.tags().count(), 3);
+  EXPECT_STREQ(beam.tags()[2].cStr(), "z");
+  ASSERT_EQ(beam.parts().count(), 2);
+  EXPECT_TRUE(beam.parts().get(0).xInt() == 1 && beam.parts().get(1).xInt() == 2);
+  const hstD_Part part = beam.spare();
+  EXPECT_TRUE(part.zBool() && part.yByte() == 255 && part.xInt() == INT_MIN && part.vFloat() == 1.5f);
+  EXPECT_EQ(part.wLong(), std::numeric_limits<long long>::min());
+  EXPECT_TRUE(std::isinf(part.uDouble()) && part.sDSet().Minor() == 3);
+  EXPECT_STREQ(part.tString().cStr(), "text");
+  EXPECT_EQ(part.rLongs().get(-1), 1LL << 40);
+  EXPECT_STREQ(part.qStrings().get("").cStr(), "empty key");
+  EXPECT_TRUE(part.pFloats().count() == 3 && part.pFloats()[2] == 0.25f);
+  EXPECT_TRUE(part.oSets().count() == 1 && !part.oSets()[0].IsNull());
+
+  // Links go through the system to its own children.
+  gbb_LinkHolder link(new gbb_SimpleLink(sim.Path(), "#/discreteModel/mesh/systems/0/parts/1"));
+  EXPECT_TRUE(gbb_TypedLink<hstD_Part>(link).get(0) == beam.parts().get(1));
+  gbb_LinkHolder toBeam(new gbb_SimpleLink(beam.parts().get(1).Path(), "#/discreteModel/mesh/systems/0"));
+  EXPECT_TRUE(gbb_TypedLink<hstD_Beam>(toBeam).get(0) == beam);
+  EXPECT_TRUE(gbb_TypedLink<fesD_FESystem>(toBeam).get(0) == system);
+
+  // An optional child that is not there.
+  EXPECT_TRUE(!hstD_Frame::New(0).Get().only());
+}
+
+TEST_F(HostClasses, TraceTheBasePartUnderItsOwnName) {
+  Model a(Path());
+  addTo(a.sim);
+  a.mesh.systems().add(hstD_Beam::New("beam", {}, {}, 1, {}, 1));
+  EXPECT_EQ(Lines(), "hstD_BeamImpl::Bind\n"
+                     "hstD_BeamImpl::CreateMembers: creating hstD_BeamMembers\n"
+                     "hstD_BeamImpl::BindMembers: saving hstD_BeamMembers\n"
+                     "fesD_FESystemImpl::Bind\n"
+                     "fesD_FESystemImpl::CreateMembers: creating fesD_FESystemMembers\n"
+                     "fesD_FESystemImpl::BindMembers: saving fesD_FESystemMembers\n"
+                     "gbb_ArrayImpl::Bind\n");
+}
+
+TEST_F(HostClasses, MoveWholeOrNotAtAll) {
+  Model a(Path());
+  addTo(a.sim);
+  hstD_BeamHolder holder = hstD_Beam::New("beam", {}, {}, 1, {}, 0);
+  EXPECT_EQ(holder.Flags(), 1u);
+  fesD_FESystemHolder base = holder;
+  EXPECT_TRUE(!holder && !!base);
+  EXPECT_STREQ(base.Get().systemName().cStr(), "beam");
+  base.Close(); // destroys the beam, not only its part
+  EXPECT_TRUE(!fesD_FESystemHolder(hstD_BeamHolder()));
+}
