@@ -101,6 +101,10 @@ public:
     return m_children.template Set<Index>(Owner(), holder);
   }
 
+protected:
+  /// Makes the caller's interface object speak for this one; the last thing that a constructor does.
+  void AttachTo(InterfaceType* outer);
+
 private:
   gbb_ChildOwner Owner() const { return {gbb_Path(&m_path), m_group, m_trace, m_connected}; }
   template <gbb_Text... Parts>

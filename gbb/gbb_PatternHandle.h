@@ -9,6 +9,17 @@ const T& gbb_NullValue() {
   return s_null;
 }
 
+// Lists have no assignment; they are copied and swapped in.
+template <class T>
+void gbb_Assign(T& to, const T& value) {
+  if constexpr (std::is_copy_assignable_v<T>) {
+    to = value;
+  } else {
+    T copy(value);
+    to.swap(copy);
+  }
+}
+
 template <class Traits, gbb_Text Operation>
 void gbb_PrintEmptyHandle() {
   gbb_Print<"**ERROR ", Traits::kName, "::", Operation, ": called on an empty handle\n">();
@@ -58,7 +69,7 @@ void gbb_ObjectHandle<Traits>::Set(const T& value) const {
   if (m_impl == nullptr)
     return gbb_PrintEmptyHandle<Traits, gbb_Capitalised<Name>()>();
   gbb_ObjectAccess<Traits> access(*this);
-  access.members()->*Field = value;
+  gbb_Assign(access.members()->*Field, value);
   access.commit();
 }
 

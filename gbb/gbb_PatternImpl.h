@@ -45,7 +45,6 @@ template <class Traits>
 gbb_ObjectImpl<Traits>::gbb_ObjectImpl(InterfaceType* outer, Initial initial,
                                        typename BasePart::Initial baseInitial, int trace)
     : m_interface(outer != nullptr ? outer : this), m_trace(trace), m_initial(std::move(initial)) {
-  InterfaceType::Attach(outer, static_cast<typename Traits::Impl*>(this));
   m_base.New(this, baseInitial, trace);
 }
 
@@ -54,8 +53,12 @@ gbb_ObjectImpl<Traits>::gbb_ObjectImpl(InterfaceType* outer, const gbb_Path& par
                                        const gbb_Group& group, int trace)
     : m_interface(outer != nullptr ? outer : this), m_group(group), m_trace(trace), m_connected(true),
       m_path(parent, index) {
-  InterfaceType::Attach(outer, static_cast<typename Traits::Impl*>(this));
   m_base.Open(this, parent, index, group, trace);
+}
+
+template <class Traits>
+void gbb_ObjectImpl<Traits>::AttachTo(InterfaceType* outer) {
+  InterfaceType::Attach(outer, static_cast<typename Traits::Impl*>(this));
 }
 
 template <class Traits>

@@ -3,6 +3,8 @@
 #include <UTI_CoreUtils/mem_Allocation.h>
 #include <kda/kda_Export.h>
 
+#include <bit>
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
@@ -49,9 +51,22 @@ private:
   // For a string that holds nothing yet: a former value would leak.
   void assign(const char* s) {
     if (s != nullptr && *s != '\0')
-      m_text = duplicate(s);
+      m_text = duplicate(s, std::strlen(s));
   }
-  static char* duplicate(const char* s);
+  // In whole words, filled up with NULs, for words() to be read.
+  static char* duplicate(const char* s, std::size_t length);
+
+  static constexpr std::size_t kWord = sizeof(std::uint64_t);
+  const char* words() const noexcept {
+    static constexpr char kEmpty[kWord] = {};
+    return m_text != nullptr ? m_text : kEmpty;
+  }
+  static std::uint64_t bigEndian(const char* eight) noexcept {
+    std::uint64_t word;
+    std::memcpy(&word, eight, sizeof word);
+    return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
+  }
+  friend int BtreeCompare(const kda_string& a, const kda_string& b) noexcept;
 
   char* m_text = nullptr; // owned; null is the only form of the empty string
 };
@@ -65,8 +80,15 @@ inline void swap(kda_string& a, kda_string& b) noexcept {
 /// Orders two strings by their bytes as unsigned numbers up to the first difference or the common end: -1, 0
 /// or 1. The empty string comes first; no rule of length, case or locale.
 inline int BtreeCompare(const kda_string& a, const kda_string& b) noexcept {
-  const int difference = std::strcmp(a.cStr(), b.cStr());
-  return (difference > 0) - (difference < 0);
+  const char *x = a.words(), *y = b.words();
+  for (;; x += kda_string::kWord, y += kda_string::kWord) {
+    const std::uint64_t left = kda_string::bigEndian(x), right = kda_string::bigEndian(y);
+    if (left != right)
+      return left < right ? -1 : 1;
+    constexpr std::uint64_t kOnes = 0x0101010101010101u;
+    if (((left - kOnes) & ~left & kOnes << 7) != 0) // a byte of it is NUL
+      return 0;
+  }
 }
 
 /// Begins to load a string's characters, for a comparison soon to come.
@@ -75,5 +97,5 @@ inline void BtreePrefetch(const kda_string& s) noexcept {
 }
 
 inline bool operator==(const kda_string& a, const kda_string& b) noexcept {
-  return std::strcmp(a.cStr(), b.cStr()) == 0;
+  return BtreeCompare(a, b) == 0;
 }

@@ -27,7 +27,7 @@ CONTAINERS = {"map<string, %s>": "kda_MapString<%s>", "map<int, %s>": "kda_MapIn
 TYPES = dict(SCALARS) | {s % name: c % cpp for s, c in CONTAINERS.items() for name, cpp in SCALARS.items()}
 CLASS_KEYS = {"name", "persistent", "doc", "base", "new", "members", "children", "released", "embedded"}
 # Names that the class pattern or the language has taken.
-RESERVED = set("""path get set new getChild setChild readMembers verify alignas alignof and asm auto bool break case catch
+RESERVED = set("""path traits get set new getChild setChild readMembers verify alignas alignof and asm auto bool break case catch
 char class concept const consteval constexpr constinit continue decltype default delete do double else enum explicit
 export extern false float for friend goto if inline int long mutable namespace noexcept not nullptr operator or private
 protected public register requires return short signed sizeof static struct switch template this throw true try typedef

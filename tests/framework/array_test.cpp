@@ -69,7 +69,8 @@ TEST_F(Arrays, ReportRangesAndNullItemsWhichKeepTheirPlace) {
   EXPECT_EQ(storedSize(a.sim), 0);
   for (const int i : {0, -1, INT_MAX}) {
     EXPECT_TRUE(!systems.get(i));
-    EXPECT_EQ(Lines(), "**ERROR gbb_ArrayImpl::get: index out of range: " + std::to_string(i) + ", length = 0\n");
+    EXPECT_EQ(Lines(),
+              "**ERROR gbb_ArrayImpl::get: index out of range: " + std::to_string(i) + ", length = 0\n");
   }
   EXPECT_TRUE(!systems.add(fesD_FESystemHolder()));
   EXPECT_EQ(Lines(), "**ERROR gbb_ArrayImpl::add: inserting a NULL item\n");

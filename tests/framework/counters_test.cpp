@@ -33,8 +33,10 @@ TEST(ModuleCounters, CountTheModulesThatComeUp) {
 
 TEST(ModuleCounters, GoBelowZeroAndComeBackWithoutBringingAnythingUp) {
   using Pair = std::pair<void (*)(int&), void (*)(int&)>;
-  const Pair pairs[] = {{kda_initialize, kda_finalize},   {gbb_initialize, gbb_finalize},
-                        {fesD_initialize, fesD_finalize}, {msfD_initialize, msfD_finalize},
+  const Pair pairs[] = {{kda_initialize, kda_finalize},
+                        {gbb_initialize, gbb_finalize},
+                        {fesD_initialize, fesD_finalize},
+                        {msfD_initialize, msfD_finalize},
                         {DDB_PDM_Core_initialize, DDB_PDM_Core_finalize}};
   for (const auto& [initialize, finalize] : pairs) {
     int n = 10;

@@ -10,9 +10,8 @@ namespace {
 
 using EmptyCalls = framework_Fixture;
 
-
 struct Case {
-  const char* line; // without the line's end
+  const char* line;           // without the line's end
   std::function<bool()> call; // answers the null value?
 };
 
@@ -34,11 +33,10 @@ bool isNull(const kda_string& text) {
 
 // The getter and the setter of a simple member.
 #define MEMBER(Class, getter, Setter)                                                                        \
-  {"**ERROR " #Class "::" #getter ": called on an empty handle", [] { return isNull(Class().getter()); }},   \
-      {"**ERROR " #Class "::" #Setter ": called on an empty handle", [] {                                    \
-         Class().Setter(Class::Traits::Members().getter);                                                    \
-         return true;                                                                                        \
-       }}
+  {"**ERROR " #Class "::" #getter ": called on an empty handle", [] { return isNull(Class().getter()); }}, { \
+    "**ERROR " #Class "::" #Setter ": called on an empty handle",                                            \
+        [] { return Class().Setter(Class::Traits::Members().getter), true; }                                 \
+  }
 // What every class of the pattern has.
 #define PATTERN(Class)                                                                                       \
   {"**ERROR " #Class "::Path: called on an empty handle", [] { return !Class().Path(); }},                   \
@@ -50,19 +48,15 @@ bool isNull(const kda_string& text) {
          return null;                                                                                        \
        }},                                                                                                   \
       {"**ERROR " #Class "Holder::Bind: called on an empty holder",                                          \
-       [] {                                                                                                  \
-         Class##Holder().Bind(gbb_Group());                                                                  \
-         return true;                                                                                        \
-       }},                                                                                                   \
+       [] { return Class##Holder().Bind(gbb_Group()), true; }},                                              \
       {"**ERROR " #Class "Holder::SetPath: called on an empty holder",                                       \
-       [] {                                                                                                  \
-         Class##Holder().SetPath(gbb_Path(), 0);                                                             \
-         return true;                                                                                        \
-       }},                                                                                                   \
-      {"**ERROR " #Class "Holder::Traverse: called on an empty base holder", [] {                            \
-         gbb_TraverseContext walk("#", gbb_Path(), 0);                                                       \
-         return !Class##Holder().Traverse(walk) && walk.Status() == 3;                                       \
-       }}
+       [] { return Class##Holder().SetPath(gbb_Path(), 0), true; }},                                         \
+  {                                                                                                          \
+    "**ERROR " #Class "Holder::Traverse: called on an empty base holder", [] {                               \
+      gbb_TraverseContext walk("#", gbb_Path(), 0);                                                          \
+      return !Class##Holder().Traverse(walk) && walk.Status() == 3;                                          \
+    }                                                                                                        \
+  }
 
 TEST_F(EmptyCalls, PrintTheirLineAndAnswerNull) {
   using Systems = decltype(msfD_Mesh().systems());
@@ -71,20 +65,16 @@ TEST_F(EmptyCalls, PrintTheirLineAndAnswerNull) {
       {"**ERROR msfD_Sim::Path: called on an empty handle", [] { return !msfD_Sim().Path(); }},
       {"**ERROR msfD_Sim::distributionService: called on an empty handle",
        [] { return isNull(msfD_Sim().distributionService().Context()); }},
-      {"**ERROR msfD_Sim::schemaSnapshot: called on an empty handle", [] { return !msfD_Sim().schemaSnapshot(); }},
-      {"**ERROR msfD_Sim::discreteModel: called on an empty handle", [] { return !msfD_Sim().discreteModel(); }},
+      {"**ERROR msfD_Sim::schemaSnapshot: called on an empty handle",
+       [] { return !msfD_Sim().schemaSnapshot(); }},
+      {"**ERROR msfD_Sim::discreteModel: called on an empty handle",
+       [] { return !msfD_Sim().discreteModel(); }},
       {"**ERROR msfD_Sim::DiscreteModel: called on an empty handle",
        [] { return !msfD_Sim().DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)); }},
       {"**ERROR msfD_SimHolder::Bind: called on an empty holder",
-       [] {
-         msfD_SimHolder().Bind(ORXSimContextID(), gbb_Group());
-         return true;
-       }},
+       [] { return msfD_SimHolder().Bind(ORXSimContextID(), gbb_Group()), true; }},
       {"**ERROR msfD_SimHolder::SetPath: called on an empty holder",
-       [] {
-         msfD_SimHolder().SetPath(gbb_Root(), 0);
-         return true;
-       }},
+       [] { return msfD_SimHolder().SetPath(gbb_Root(), 0), true; }},
       {"**ERROR msfD_SimHolder::Traverse: called on an empty base holder",
        [] {
          gbb_TraverseContext walk("#", gbb_Path(), 0);
@@ -101,7 +91,8 @@ TEST_F(EmptyCalls, PrintTheirLineAndAnswerNull) {
       MEMBER(msfD_DiscreteModel, components, Components),
       MEMBER(msfD_DiscreteModel, localNodeSets, LocalNodeSets),
       MEMBER(msfD_DiscreteModel, sectionPointSets, SectionPointSets),
-      {"**ERROR msfD_DiscreteModel::mesh: called on an empty handle", [] { return !msfD_DiscreteModel().mesh(); }},
+      {"**ERROR msfD_DiscreteModel::mesh: called on an empty handle",
+       [] { return !msfD_DiscreteModel().mesh(); }},
       {"**ERROR msfD_DiscreteModel::Mesh: called on an empty handle",
        [] { return !msfD_DiscreteModel().Mesh(msfD_Mesh::New({}, {}, 0)); }},
 
@@ -135,17 +126,12 @@ TEST_F(EmptyCalls, PrintTheirLineAndAnswerNull) {
 
       {"**ERROR gbb_Array::count: called on an empty handle", [] { return Systems().count() == 0; }},
       {"**ERROR gbb_Array::get: called on an empty handle", [] { return !Systems().get(0); }},
-      {"**ERROR gbb_Array::add: called on an empty handle", [] { return !Systems().add(fesD_FESystem::New("", {}, {}, 0)); }},
+      {"**ERROR gbb_Array::add: called on an empty handle",
+       [] { return !Systems().add(fesD_FESystem::New("", {}, {}, 0)); }},
       {"**ERROR gbb_Holder::SetPath: called on an empty holder",
-       [] {
-         SystemsHolder().SetPath(gbb_Path(), 0);
-         return true;
-       }},
+       [] { return SystemsHolder().SetPath(gbb_Path(), 0), true; }},
       {"**ERROR gbb_Holder::Bind: called on an empty holder",
-       [] {
-         SystemsHolder().Bind(gbb_Group());
-         return true;
-       }},
+       [] { return SystemsHolder().Bind(gbb_Group()), true; }},
 
       {"**ERROR: gbb_SchemaSnapshot::GetClass: called on an empty handle",
        [] { return !gbb_SchemaSnapshot().GetClass(gbb_ClassID("com.vertana.Mesh")); }},

@@ -41,7 +41,9 @@ void print(int number) {
 }
 
 template <class Map>
-  requires requires(const Map& map) { map.count(); }
+requires requires(const Map& map) {
+  map.count();
+}
 void print(const Map& map) {
   const char* separator = "{";
   map.ForEach([&](const auto& key, const auto& value) {
@@ -89,7 +91,8 @@ int writeFile(const char* file) {
   const msfD_Sim sim = root.createSim(file, "", -1);
   const ORXSimContextID context = sim.distributionService().Context();
   const auto collection = [&](int minor) { return ORXSimCollectionID(context, minor); };
-  const msfD_DiscreteModel model = sim.DiscreteModel(msfD_DiscreteModel::New(collection(1), collection(2), 0));
+  const msfD_DiscreteModel model =
+      sim.DiscreteModel(msfD_DiscreteModel::New(collection(1), collection(2), 0));
   const msfD_Mesh mesh = model.Mesh(msfD_Mesh::New(collection(3), collection(0x01020304), 0));
   kda_MapString<ORXSimCSetID> sets;
   for (const char* const name : {"b", "a", "\xc3\xa9", "", "B/..", "aa"})

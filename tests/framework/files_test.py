@@ -250,32 +250,31 @@ class Files(unittest.TestCase):
         node_sets = struct.pack("<BiB", 3, 11, 57)
         huge, negative = struct.pack("<i", 2**31 - 1), struct.pack("<i", -1)
         load = "**ERROR msfD_MeshImpl::LoadMembers: error {} loading class data\n"
-        cases = {
-            "member tag": (of_mesh(good, struct.pack("<BiB", 3, 11, 58)), 1),
-            "index tag": (of_mesh(good, struct.pack("<Bi", 4, 11)), 1),
-            "header above the dataset": (struct.pack("<i", 10_000) + good, 2),
-            "huge header": (huge + good, 2),
-            "negative header": (negative + good, 2),
-            "header below itself": (struct.pack("<i", 3) + good, 2),
-            "no header": (b"\4\0", 2),
-            "no bytes": (b"", 2),
-            "cut record": (of_mesh(good, good[:-1]), 2),
-            "negative count": (of_mesh(good, node_sets + negative), 2),
-            "count above the bytes": (of_mesh(good, node_sets + huge), 2),
-            "key length above the bytes": (of_mesh(good, node_sets + struct.pack("<i", 1) + huge), 2),
-            "negative key length": (of_mesh(good, node_sets + struct.pack("<i", 1) + negative + b"\0" * 20), 2),
-            "identifier of 65 bytes": (of_mesh(good, struct.pack("<BiBi", 3, 2, 8, 65) + b"\0" * 65), 3),
-            "negative identifier": (of_mesh(good, struct.pack("<BiBi", 3, 2, 8, -5) + b"\0" * 65), 2),
+        cases = {  # the stream, its error, whether the first record was read
+            "member tag": (of_mesh(good, struct.pack("<BiB", 3, 11, 58)), 1, True),
+            "index tag": (of_mesh(good, struct.pack("<Bi", 4, 11)), 1, True),
+            "header above the dataset": (struct.pack("<i", 10_000) + good, 2, False),
+            "huge header": (huge + good, 2, False),
+            "negative header": (negative + good, 2, False),
+            "header below itself": (struct.pack("<i", 3) + good, 2, False),
+            "no header": (b"\4\0", 2, False),
+            "no bytes": (b"", 2, False),
+            "cut record": (of_mesh(good, good[:-1]), 2, True),
+            "negative count": (of_mesh(good, node_sets + negative), 2, True),
+            "count above the bytes": (of_mesh(good, node_sets + huge), 2, True),
+            "key length above the bytes": (of_mesh(good, node_sets + struct.pack("<i", 1) + huge), 2, True),
+            "negative key length": (of_mesh(good, node_sets + struct.pack("<i", 1) + negative + b"\0" * 20), 2, True),
+            "identifier of 65 bytes": (of_mesh(good, struct.pack("<BiBi", 3, 2, 8, 65) + b"\0" * 65), 3, True),
+            "negative identifier": (of_mesh(good, struct.pack("<BiBi", 3, 2, 8, -5) + b"\0" * 65), 2, True),
         }
-        for what, (data, error) in cases.items():
+        for what, (data, error, first_read) in cases.items():
             with self.subTest(what):
                 self.put_file()
                 with h5py.File(self.file, "a") as file:
                     replace(file["sim/discreteModel/mesh"], data)
                 found, err = self.show()
                 self.assertEqual(err, load.format(error))
-                self.assertEqual(found["mesh"]["nodes"], 7 if data.startswith(stream([good])[4:], 4) and error
-                                 and 4 < struct.unpack("<i", data[:4])[0] <= len(data) else "null")
+                self.assertEqual(found["mesh"]["nodes"], 7 if first_read else "null")
                 self.assertIn("system0", found, "what is below still opens")
 
     def test_damaged_groups(self):
@@ -359,14 +358,8 @@ class Files(unittest.TestCase):
             self.put_file()
             os.truncate(self.file, os.path.getsize(self.file) // 2)
 
-        def text():
-            with open(self.file, "w") as file:
-                file.write("#!/bin/sh\n")
-
-        for make in (foreign, sim_is_a_dataset, truncated, text, lambda: os.mkdir(self.file)):
+        for make in (foreign, sim_is_a_dataset, truncated):
             with self.subTest(make.__name__):
-                if os.path.exists(self.file):
-                    os.remove(self.file)
                 make()
                 found, err = self.show()
                 self.assertEqual((err, found["open"]), ("", 0))

@@ -17,7 +17,7 @@
 /// A directory of its own and a captured error stream for every test. Whatever a test leaves on the stream
 /// unread fails it, so that "prints this and nothing else" holds everywhere.
 class framework_Fixture : public testing::Test {
-protected:
+ protected:
   framework_Fixture() {
     std::string pattern = (std::filesystem::temp_directory_path() / "pdm_framework_XXXXXX").string();
     m_directory = ::mkdtemp(pattern.data());
@@ -36,7 +36,8 @@ protected:
 
   /// A file with a discrete model and a mesh, open in a root.
   struct Model {
-    explicit Model(const std::string& path, int trace = 0) : root(trace), sim(root.createSim(path.c_str(), "a", -1)) {
+    explicit Model(const std::string& path, int trace = 0)
+        : root(trace), sim(root.createSim(path.c_str(), "a", -1)) {
       const ORXSimContextID context = sim.distributionService().Context();
       nodes = ORXSimCollectionRef::Create(context, "nodes", 8);
       elements = ORXSimCollectionRef::Create(context, "elements", 1);
@@ -55,7 +56,7 @@ protected:
     return fesD_FESystem::New(name, {}, {}, trace);
   }
 
-private:
+ private:
   std::filesystem::path m_directory;
   err_Capture m_lines;
 };

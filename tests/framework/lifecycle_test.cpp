@@ -24,8 +24,12 @@ void note(const char* name, int& counter) {
 } // namespace
 
 #define MODULE(name)                                                                                         \
-  void name##_initialize(int& n) { note("+" #name, n); }                                                     \
-  void name##_finalize(int& n) { note("-" #name, n); }
+  void name##_initialize(int& n) {                                                                           \
+    note("+" #name, n);                                                                                      \
+  }                                                                                                          \
+  void name##_finalize(int& n) {                                                                             \
+    note("-" #name, n);                                                                                      \
+  }
 MODULE(UTI_CoreUtils)
 MODULE(UTI_BasicUtils)
 MODULE(UTI_ORXSimDynamicAPI)
@@ -43,7 +47,8 @@ ORXSimContextID ORXSimManager::CreateContext(const cow_String& name, int flags, 
   return {};
 }
 
-ORXSimContextID ORXSimManager::OpenContext(const cow_String& name, int flags, int version, bool reserved, int option) {
+ORXSimContextID ORXSimManager::OpenContext(const cow_String& name, int flags, int version, bool reserved,
+                                           int option) {
   s_calls.push_back("open " + std::string(name.CStr()));
   s_counts = {flags, version, reserved, option};
   return {};
@@ -51,10 +56,17 @@ ORXSimContextID ORXSimManager::OpenContext(const cow_String& name, int flags, in
 
 TEST(Lifecycle, OnlyTheOuterPairBringsModulesUpAndDownInOppositeOrders) {
   using testing::Each;
-  const std::vector<std::string> up = {"+UTI_CoreUtils", "+UTI_BasicUtils", "+UTI_ORXSimDynamicAPI",
-                                       "+DDB_HdxInterface", "+kda", "+gbb", "+fesD", "+msfD"};
-  const std::vector<std::string> down = {"-msfD", "-fesD", "-gbb", "-kda", "-DDB_HdxInterface",
-                                         "-UTI_ORXSimDynamicAPI", "-UTI_BasicUtils", "-UTI_CoreUtils"};
+  const std::vector<std::string> up = {"+UTI_CoreUtils",
+                                       "+UTI_BasicUtils",
+                                       "+UTI_ORXSimDynamicAPI",
+                                       "+DDB_HdxInterface",
+                                       "+kda",
+                                       "+gbb",
+                                       "+fesD",
+                                       "+msfD"};
+  const std::vector<std::string> down = {
+      "-msfD",           "-fesD",         "-gbb", "-kda", "-DDB_HdxInterface", "-UTI_ORXSimDynamicAPI",
+      "-UTI_BasicUtils", "-UTI_CoreUtils"};
   int n = 0;
   s_counter = &n;
   const auto calls = [](auto operation, int& counter) {
@@ -92,6 +104,7 @@ TEST(Root, PassesTheContextOptionOnAndReplacesOnlyMinusOne) {
     EXPECT_EQ(s_counts, (std::vector<int>{0, 102, 0, passed}));
     root.openSimReadOnly((name + "r").c_str(), "", given);
     EXPECT_EQ(s_counts, (std::vector<int>{1, 102, 0, passed}));
-    EXPECT_EQ(s_calls, (std::vector<std::string>{"create " + name, "open " + name + "w", "open " + name + "r"}));
+    EXPECT_EQ(s_calls,
+              (std::vector<std::string>{"create " + name, "open " + name + "w", "open " + name + "r"}));
   }
 }

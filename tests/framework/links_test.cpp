@@ -9,7 +9,7 @@ using Links = framework_Fixture;
 
 /// Answers every walk with the handle and status it was given, and keeps what it was asked.
 class StubRoot : public gbb_RootImpl {
-public:
+ public:
   gbb_Handle Traverse(gbb_TraverseContext& context) override {
     ++walks;
     flags = context.Flags();
@@ -39,13 +39,15 @@ std::vector<std::string> stepsOf(const char* target) {
 
 TEST_F(Paths, LeadToTheNearestRoot) {
   StubRoot root, nearer;
-  const gbb_PathImpl top(gbb_Root(&root), 4), one(gbb_Path(&top), 5), two(gbb_Path(&one), 6), three(gbb_Path(&two), 7);
+  const gbb_PathImpl top(gbb_Root(&root), 4), one(gbb_Path(&top), 5), two(gbb_Path(&one), 6),
+      three(gbb_Path(&two), 7);
   const gbb_Path deep(&three);
   EXPECT_EQ(deep.Index(), 7);
   EXPECT_EQ(deep.Parent().Index(), 6);
   EXPECT_TRUE(deep.Root() == gbb_Root(&root));
   EXPECT_TRUE(deep.Top() == gbb_Path(&top));
-  const gbb_PathImpl loose, below(gbb_Path(&loose), 1), own(gbb_Root(&nearer), 2), underOwn(gbb_Path(&own), 3);
+  const gbb_PathImpl loose, below(gbb_Path(&loose), 1), own(gbb_Root(&nearer), 2),
+      underOwn(gbb_Path(&own), 3);
   EXPECT_TRUE(!gbb_Path(&below).Root() && gbb_Path(&loose).Index() == -1);
   EXPECT_TRUE(gbb_Path(&underOwn).Root() == gbb_Root(&nearer));
 }

@@ -80,15 +80,16 @@ TEST_F(Pattern, ValuesSetBeforeBindingAndAfterComeBack) {
 TEST_F(Pattern, TracesEveryOperationInOrder) {
   const std::string file = Path(), slash = "\n";
   Model a(file, 1);
-  EXPECT_EQ(Lines(), "msfD_Root::createSim " + file + "\n"
-                     "msfD_SimImpl::Bind\n"
-                     "msfD_DiscreteModelImpl::Bind\n"
-                     "msfD_DiscreteModelImpl::CreateMembers: creating msfD_DiscreteModelMembers\n"
-                     "msfD_DiscreteModelImpl::BindMembers: saving msfD_DiscreteModelMembers\n"
-                     "msfD_MeshImpl::Bind\n"
-                     "msfD_MeshImpl::CreateMembers: creating msfD_MeshMembers\n"
-                     "msfD_MeshImpl::BindMembers: saving msfD_MeshMembers\n"
-                     "gbb_ArrayImpl::Bind\n");
+  EXPECT_EQ(Lines(), "msfD_Root::createSim " + file +
+                         "\n"
+                         "msfD_SimImpl::Bind\n"
+                         "msfD_DiscreteModelImpl::Bind\n"
+                         "msfD_DiscreteModelImpl::CreateMembers: creating msfD_DiscreteModelMembers\n"
+                         "msfD_DiscreteModelImpl::BindMembers: saving msfD_DiscreteModelMembers\n"
+                         "msfD_MeshImpl::Bind\n"
+                         "msfD_MeshImpl::CreateMembers: creating msfD_MeshMembers\n"
+                         "msfD_MeshImpl::BindMembers: saving msfD_MeshMembers\n"
+                         "gbb_ArrayImpl::Bind\n");
   a.mesh.Faces({});
   EXPECT_EQ(Lines(), "msfD_MeshImpl::CommitMembers: saving msfD_MeshMembers\n");
   fesD_FESystemHolder holder = System("s", 1);
@@ -98,7 +99,8 @@ TEST_F(Pattern, TracesEveryOperationInOrder) {
   system.SystemName("u");
   EXPECT_EQ(Lines(), "fesD_FESystemImpl::CopyMembers: copying fesD_FESystemMembers\n");
   a.mesh.systems().add(std::move(holder));
-  EXPECT_EQ(Lines(), "fesD_FESystemImpl::Bind\nfesD_FESystemImpl::BindMembers: saving fesD_FESystemMembers\n");
+  EXPECT_EQ(Lines(),
+            "fesD_FESystemImpl::Bind\nfesD_FESystemImpl::BindMembers: saving fesD_FESystemMembers\n");
   a.root.closeSim(a.sim);
   EXPECT_EQ(Lines(), "msfD_Root::closeSim\n");
 
@@ -221,8 +223,9 @@ TEST_F(OwnInterface, AnswersForItsObject) {
   static int s_paths;
   struct Own : msfD_MeshInterface {
     gbb_Class Class() const override {
-      return gbb_Class::Define(s_own, "com.vertana.OwnMesh", msfD_MeshInterface::StaticClass(),
-                               [](const gbb_Path&, int, const gbb_Group&, int) -> gbb_ObjectInterface* { return nullptr; });
+      return gbb_Class::Define(
+          s_own, "com.vertana.OwnMesh", msfD_MeshInterface::StaticClass(),
+          [](const gbb_Path&, int, const gbb_Group&, int) -> gbb_ObjectInterface* { return nullptr; });
     }
     gbb_Path Path() const override {
       ++s_paths;

@@ -73,7 +73,8 @@ TEST_F(Root, OpensNothingSilentlyWhenThereIsNoSimulation) {
   for (const char* const name : {"missing.pdm", "text.pdm", "empty.pdm", "folder", "no/such/folder/x"})
     for (const bool readOnly : {false, true}) {
       const std::string file = Path(name);
-      EXPECT_TRUE(readOnly ? !root.openSimReadOnly(file.c_str(), "x", -1) : !root.openSim(file.c_str(), "x", -1));
+      EXPECT_TRUE(readOnly ? !root.openSimReadOnly(file.c_str(), "x", -1)
+                           : !root.openSim(file.c_str(), "x", -1));
       EXPECT_THAT(ORXSimManager::LastError(), testing::HasSubstr(file));
       EXPECT_TRUE(root.count() == 0 && !root.getByAlias("x")) << name;
     }

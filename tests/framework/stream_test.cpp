@@ -63,13 +63,14 @@ TEST_F(MemberStream, WritesTheseBytes) {
   stream.Write(true);
   stream.Write(ORXSimDSetID(kHere, 1));
   EXPECT_EQ(stream.GetError(), 0);
+  // clang-format off
   const Raw expected = {
       146, 0, 0, 0,
-      3, 3, 0, 0, 0, 8, 5, 0, 0, 0, 1, 2, 1, 0, 0,                      // collection 258
-      3, 11, 0, 0, 0, 57, 2, 0, 0, 0,                                   // two sets, the empty name first
+      3, 3, 0, 0, 0, 8, 5, 0, 0, 0, 1, 2, 1, 0, 0, // collection 258
+      3, 11, 0, 0, 0, 57, 2, 0, 0, 0,              // two sets, the empty name first
       0, 0, 0, 0, 9, 0, 0, 0, 2, 255, 255, 255, 255, 255, 255, 255, 255,
       1, 0, 0, 0, 'b', 9, 0, 0, 0, 2, 2, 0, 0, 0, 2, 1, 0, 0,
-      3, 0, 0, 0, 0, 74, 2, 0, 0, 0,                                    // two by number
+      3, 0, 0, 0, 0, 74, 2, 0, 0, 0,               // two by number
       254, 255, 255, 255, 5, 0, 0, 0, 4, 255, 255, 255, 255,
       1, 0, 0, 0, 5, 0, 0, 0, 4, 5, 0, 0, 0,
       3, 1, 0, 0, 0, 7, 2, 0, 0, 0, 'x', 'y',
@@ -78,6 +79,7 @@ TEST_F(MemberStream, WritesTheseBytes) {
       1,
       5, 0, 0, 0, 3, 1, 0, 0, 0,
   };
+  // clang-format on
   Buffer buffer = stream.GetBuffer();
   EXPECT_EQ(Raw(buffer.Data(), buffer.Data() + buffer.Length()), expected);
   EXPECT_EQ(stream.Position(), 4);
@@ -162,8 +164,14 @@ TEST_F(MemberStream, StopsAtTheFirstError) {
 }
 
 TEST_F(MemberStream, TrustsNoHeaderNoLengthAndNoCount) {
-  for (const Raw& header : {Raw{}, {4, 0, 0}, {3, 0, 0, 0}, {0, 0, 0, 0}, {5, 0, 0, 0}, {255, 255, 255, 255},
-                            {255, 255, 255, 127}, {4, 0, 0, 128}}) {
+  for (const Raw& header : {Raw{},
+                            {4, 0, 0},
+                            {3, 0, 0, 0},
+                            {0, 0, 0, 0},
+                            {5, 0, 0, 0},
+                            {255, 255, 255, 255},
+                            {255, 255, 255, 127},
+                            {4, 0, 0, 128}}) {
     gbb_MemoryStream stream(bufferOf(header), kHere);
     EXPECT_EQ(stream.GetError(), 2) << header.size();
     EXPECT_FALSE(stream.More());

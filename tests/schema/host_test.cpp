@@ -29,7 +29,8 @@ kda_List<kda_string> tagsOf(std::initializer_list<const char*> texts) {
 
 TEST_F(HostClasses, DescendFromTheirBase) {
   const gbb_Class beam = hstD_BeamInterface::StaticClass();
-  EXPECT_TRUE(beam.IsA(fesD_FESystemInterface::StaticClass()) && !fesD_FESystemInterface::StaticClass().IsA(beam));
+  EXPECT_TRUE(beam.IsA(fesD_FESystemInterface::StaticClass()) &&
+              !fesD_FESystemInterface::StaticClass().IsA(beam));
   EXPECT_EQ(beam.ClassID().text[79], 'h') << "80 bytes, no terminator";
 
   EXPECT_TRUE(!hstD_BeamHolder().FESystemSubobject());
@@ -85,7 +86,8 @@ TEST_F(HostClasses, AreStoredAndOpenedAsWhatTheyAre) {
   msfD_Root root(0);
   const msfD_Sim sim = root.openSim(Path().c_str(), "", -1);
   EXPECT_TRUE(!MeshOf(sim).systems().get(0));
-  EXPECT_EQ(Lines(), "**ERROR fesD_FESystemHolder::Open: class " + std::string(hstD_BeamInterface::StaticClass().ClassID().text, 80) +
+  EXPECT_EQ(Lines(), "**ERROR fesD_FESystemHolder::Open: class " +
+                         std::string(hstD_BeamInterface::StaticClass().ClassID().text, 80) +
                          " is not registered\n");
   addTo(sim);
   const fesD_FESystem system = MeshOf(sim).systems().get(0);

@@ -82,7 +82,8 @@ void build(msfD_Root& root, const char* file) {
   const msfD_DiscreteModel model = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
   const msfD_Mesh mesh = model.Mesh(msfD_Mesh::New({}, {}, 0));
   mesh.systems().add(fesD_FESystem::New("plain", {}, {}, 0));
-  const hostD_ControlSystem system{mesh.systems().add(hostD_ControlSystem::New("controlled", {}, {}, 2.5, 0))};
+  const hostD_ControlSystem system{
+      mesh.systems().add(hostD_ControlSystem::New("controlled", {}, {}, 2.5, 0))};
   hostD_EverythingAccess access(system.Everything(hostD_Everything::New(0)));
   gbb_ForEach<gbb_MemberTable<hostD_EverythingTraits>::Members>(
       [&](auto member) { fill(access.members()->*member.kField); });

@@ -13,5 +13,12 @@ struct gbb_ChildrenOf<fesD_FESystemTraits> {
 /// The implementation of fesD_FESystem.
 class fesD_FESystemImpl final : public gbb_ObjectImpl<fesD_FESystemTraits> {
 public:
-  using gbb_ObjectImpl::gbb_ObjectImpl;
+  fesD_FESystemImpl(fesD_FESystemInterface* outer, Initial initial, BasePart::Initial baseInitial, int trace)
+      : gbb_ObjectImpl(outer, std::move(initial), std::move(baseInitial), trace) {
+    AttachTo(outer);
+  }
+  fesD_FESystemImpl(fesD_FESystemInterface* outer, const gbb_Path& parent, int index, const gbb_Group& group, int trace)
+      : gbb_ObjectImpl(outer, parent, index, group, trace) {
+    AttachTo(outer);
+  }
 };

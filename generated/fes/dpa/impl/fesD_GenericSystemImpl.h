@@ -13,5 +13,12 @@ struct gbb_ChildrenOf<fesD_GenericSystemTraits> {
 /// The implementation of fesD_GenericSystem.
 class fesD_GenericSystemImpl final : public gbb_ObjectImpl<fesD_GenericSystemTraits> {
 public:
-  using gbb_ObjectImpl::gbb_ObjectImpl;
+  fesD_GenericSystemImpl(fesD_GenericSystemInterface* outer, Initial initial, BasePart::Initial baseInitial, int trace)
+      : gbb_ObjectImpl(outer, std::move(initial), std::move(baseInitial), trace) {
+    AttachTo(outer);
+  }
+  fesD_GenericSystemImpl(fesD_GenericSystemInterface* outer, const gbb_Path& parent, int index, const gbb_Group& group, int trace)
+      : gbb_ObjectImpl(outer, parent, index, group, trace) {
+    AttachTo(outer);
+  }
 };

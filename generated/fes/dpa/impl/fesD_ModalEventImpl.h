@@ -13,5 +13,12 @@ struct gbb_ChildrenOf<fesD_ModalEventTraits> {
 /// The implementation of fesD_ModalEvent.
 class fesD_ModalEventImpl final : public gbb_ObjectImpl<fesD_ModalEventTraits> {
 public:
-  using gbb_ObjectImpl::gbb_ObjectImpl;
+  fesD_ModalEventImpl(fesD_ModalEventInterface* outer, Initial initial, BasePart::Initial baseInitial, int trace)
+      : gbb_ObjectImpl(outer, std::move(initial), std::move(baseInitial), trace) {
+    AttachTo(outer);
+  }
+  fesD_ModalEventImpl(fesD_ModalEventInterface* outer, const gbb_Path& parent, int index, const gbb_Group& group, int trace)
+      : gbb_ObjectImpl(outer, parent, index, group, trace) {
+    AttachTo(outer);
+  }
 };

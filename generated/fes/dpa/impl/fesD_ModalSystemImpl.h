@@ -14,5 +14,12 @@ struct gbb_ChildrenOf<fesD_ModalSystemTraits> {
 /// The implementation of fesD_ModalSystem.
 class fesD_ModalSystemImpl final : public gbb_ObjectImpl<fesD_ModalSystemTraits> {
 public:
-  using gbb_ObjectImpl::gbb_ObjectImpl;
+  fesD_ModalSystemImpl(fesD_ModalSystemInterface* outer, Initial initial, BasePart::Initial baseInitial, int trace)
+      : gbb_ObjectImpl(outer, std::move(initial), std::move(baseInitial), trace) {
+    AttachTo(outer);
+  }
+  fesD_ModalSystemImpl(fesD_ModalSystemInterface* outer, const gbb_Path& parent, int index, const gbb_Group& group, int trace)
+      : gbb_ObjectImpl(outer, parent, index, group, trace) {
+    AttachTo(outer);
+  }
 };

@@ -13,5 +13,12 @@ struct gbb_ChildrenOf<fesD_SubDampTraits> {
 /// The implementation of fesD_SubDamp.
 class fesD_SubDampImpl final : public gbb_ObjectImpl<fesD_SubDampTraits> {
 public:
-  using gbb_ObjectImpl::gbb_ObjectImpl;
+  fesD_SubDampImpl(fesD_SubDampInterface* outer, Initial initial, BasePart::Initial baseInitial, int trace)
+      : gbb_ObjectImpl(outer, std::move(initial), std::move(baseInitial), trace) {
+    AttachTo(outer);
+  }
+  fesD_SubDampImpl(fesD_SubDampInterface* outer, const gbb_Path& parent, int index, const gbb_Group& group, int trace)
+      : gbb_ObjectImpl(outer, parent, index, group, trace) {
+    AttachTo(outer);
+  }
 };

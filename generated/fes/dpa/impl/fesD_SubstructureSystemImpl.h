@@ -13,5 +13,12 @@ struct gbb_ChildrenOf<fesD_SubstructureSystemTraits> {
 /// The implementation of fesD_SubstructureSystem.
 class fesD_SubstructureSystemImpl final : public gbb_ObjectImpl<fesD_SubstructureSystemTraits> {
 public:
-  using gbb_ObjectImpl::gbb_ObjectImpl;
+  fesD_SubstructureSystemImpl(fesD_SubstructureSystemInterface* outer, Initial initial, BasePart::Initial baseInitial, int trace)
+      : gbb_ObjectImpl(outer, std::move(initial), std::move(baseInitial), trace) {
+    AttachTo(outer);
+  }
+  fesD_SubstructureSystemImpl(fesD_SubstructureSystemInterface* outer, const gbb_Path& parent, int index, const gbb_Group& group, int trace)
+      : gbb_ObjectImpl(outer, parent, index, group, trace) {
+    AttachTo(outer);
+  }
 };

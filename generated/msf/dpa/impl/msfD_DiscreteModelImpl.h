@@ -13,5 +13,12 @@ struct gbb_ChildrenOf<msfD_DiscreteModelTraits> {
 /// The implementation of msfD_DiscreteModel.
 class msfD_DiscreteModelImpl final : public gbb_ObjectImpl<msfD_DiscreteModelTraits> {
 public:
-  using gbb_ObjectImpl::gbb_ObjectImpl;
+  msfD_DiscreteModelImpl(msfD_DiscreteModelInterface* outer, Initial initial, BasePart::Initial baseInitial, int trace)
+      : gbb_ObjectImpl(outer, std::move(initial), std::move(baseInitial), trace) {
+    AttachTo(outer);
+  }
+  msfD_DiscreteModelImpl(msfD_DiscreteModelInterface* outer, const gbb_Path& parent, int index, const gbb_Group& group, int trace)
+      : gbb_ObjectImpl(outer, parent, index, group, trace) {
+    AttachTo(outer);
+  }
 };

@@ -14,5 +14,12 @@ struct gbb_ChildrenOf<msfD_MeshTraits> {
 /// The implementation of msfD_Mesh.
 class msfD_MeshImpl final : public gbb_ObjectImpl<msfD_MeshTraits> {
 public:
-  using gbb_ObjectImpl::gbb_ObjectImpl;
+  msfD_MeshImpl(msfD_MeshInterface* outer, Initial initial, BasePart::Initial baseInitial, int trace)
+      : gbb_ObjectImpl(outer, std::move(initial), std::move(baseInitial), trace) {
+    AttachTo(outer);
+  }
+  msfD_MeshImpl(msfD_MeshInterface* outer, const gbb_Path& parent, int index, const gbb_Group& group, int trace)
+      : gbb_ObjectImpl(outer, parent, index, group, trace) {
+    AttachTo(outer);
+  }
 };
