@@ -15,7 +15,7 @@ PDM_CORE_API void kda_ReportListIndex(int i);
 /// strings of one pointer). Fewer than 2^30 elements. There is no assignment; copy and swap.
 template <class T>
 class kda_List {
-public:
+ public:
   /// An empty list without storage.
   kda_List() noexcept {}
   /// Copies the elements in order. Capacity is exactly the source's count; no storage for an empty source.
@@ -80,7 +80,7 @@ public:
   /// Number of elements for which there is room.
   int capacity() const noexcept { return m_capacity; }
 
-private:
+ private:
   void Check(int i) const {
     if (static_cast<unsigned>(i) >= static_cast<unsigned>(m_count)) [[unlikely]]
       kda_ReportListIndex(i);

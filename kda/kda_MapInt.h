@@ -10,11 +10,11 @@
 /// Keys ascend by their wrapping 32-bit difference (see kda_MapIntKey): ascending integers, as long as no two
 /// keys are more than 2^31 - 1 apart.
 /// A key that is absent reads as the map's default value, T() at first: one slot for all, so writing through
-/// get() of an absent key changes what every later miss reads. Readers may share a map while nobody changes it.
-/// For value types other than those of kda_ValueTypes.h include omi_Btree_Impl.h where the map is used.
+/// get() of an absent key changes what every later miss reads. Readers may share a map while nobody changes
+/// it. For value types other than those of kda_ValueTypes.h include omi_Btree_Impl.h where the map is used.
 template <class T>
 class kda_MapInt {
-public:
+ public:
   using Tree = omi_Btree<kda_MapIntKey, T>;
 
   /// An empty map. (Written out, as all members here, for the library to export it.)
@@ -22,7 +22,7 @@ public:
   /// Copies all entries and the default value. Cost: O(count).
   kda_MapInt(const kda_MapInt& src) : m_tree(src.m_tree) {}
   /// Takes the entries and the default value; leaves an empty map with the default value T().
-  kda_MapInt(kda_MapInt&& src) : kda_MapInt() { swap(src); }
+  kda_MapInt(kda_MapInt&& src) noexcept : kda_MapInt() { swap(src); }
   ~kda_MapInt() {}
   /// Becomes the source, default value included.
   kda_MapInt& operator=(kda_MapInt src) {
@@ -56,15 +56,16 @@ public:
   /// The tree beneath.
   const Tree& tree() const { return m_tree; }
 
-private:
+ private:
   Tree m_tree;
 };
 
 /// Visits a map in key order, either way. Unpositioned (done) until first() or last(); borrows the map, which
-/// must outlive it and must not change while it is positioned. On a done iterator call only first, last, isDone.
+/// must outlive it and must not change while it is positioned. On a done iterator call only first, last,
+/// isDone.
 template <class T>
 class kda_MapIntIterator {
-public:
+ public:
   explicit kda_MapIntIterator(const kda_MapInt<T>& map) : m_iterator(map.tree()) {}
   ~kda_MapIntIterator() {}
 
@@ -80,16 +81,16 @@ public:
   int key() const { return m_iterator.CurrentKey().Value(); }
   const T& value() const { return m_iterator.CurrentValue(); }
 
-private:
+ private:
   omi_BtreeIterator<kda_MapIntKey, T> m_iterator;
 };
 
 #define KDA_DECLARE(T)                                                                                       \
-  extern template class PDM_CORE_API omi_BtreeNode<kda_MapIntKey, T>;                                         \
-  extern template class PDM_CORE_API omi_Btree<kda_MapIntKey, T>;                                             \
-  extern template class PDM_CORE_API omi_BtreeNodeLink<kda_MapIntKey, T>;                                     \
-  extern template class PDM_CORE_API omi_BtreeIterator<kda_MapIntKey, T>;                                     \
-  extern template class PDM_CORE_API kda_MapInt<T>;                                                         \
+  extern template class PDM_CORE_API omi_BtreeNode<kda_MapIntKey, T>;                                        \
+  extern template class PDM_CORE_API omi_Btree<kda_MapIntKey, T>;                                            \
+  extern template class PDM_CORE_API omi_BtreeNodeLink<kda_MapIntKey, T>;                                    \
+  extern template class PDM_CORE_API omi_BtreeIterator<kda_MapIntKey, T>;                                    \
+  extern template class PDM_CORE_API kda_MapInt<T>;                                                          \
   extern template class PDM_CORE_API kda_MapIntIterator<T>;
 KDA_FOR_EACH_VALUE_TYPE(KDA_DECLARE)
 #undef KDA_DECLARE

@@ -2,12 +2,12 @@
 
 /// The key of the integer-keyed maps: one 32-bit integer.
 class kda_MapIntKey {
-public:
+ public:
   constexpr kda_MapIntKey() = default;
   constexpr kda_MapIntKey(int value) : m_value(value) {}
   constexpr int Value() const { return m_value; }
 
-private:
+ private:
   int m_value = 0;
 };
 

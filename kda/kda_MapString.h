@@ -8,11 +8,11 @@
 ///
 /// Keys ascend by their bytes as unsigned numbers, the empty string first.
 /// A key that is absent reads as the map's default value, T() at first: one slot for all, so writing through
-/// get() of an absent key changes what every later miss reads. Readers may share a map while nobody changes it.
-/// For value types other than those of kda_ValueTypes.h include omi_Btree_Impl.h where the map is used.
+/// get() of an absent key changes what every later miss reads. Readers may share a map while nobody changes
+/// it. For value types other than those of kda_ValueTypes.h include omi_Btree_Impl.h where the map is used.
 template <class T>
 class kda_MapString {
-public:
+ public:
   using Tree = omi_Btree<kda_string, T>;
 
   /// An empty map. (Written out, as all members here, for the library to export it.)
@@ -20,7 +20,7 @@ public:
   /// Copies all entries and the default value. Cost: O(count).
   kda_MapString(const kda_MapString& src) : m_tree(src.m_tree) {}
   /// Takes the entries and the default value; leaves an empty map with the default value T().
-  kda_MapString(kda_MapString&& src) : kda_MapString() { swap(src); }
+  kda_MapString(kda_MapString&& src) noexcept : kda_MapString() { swap(src); }
   ~kda_MapString() {}
   /// Becomes the source, default value included.
   kda_MapString& operator=(kda_MapString src) {
@@ -44,8 +44,8 @@ public:
   /// Exchanges entries and default values; copies no entry.
   void swap(kda_MapString& other) { m_tree.Swap(other.m_tree); }
 
-  /// Calls visit(const kda_string& key, const T& value) for every entry in ascending order. Needs no link per entry as an
-  /// iterator does. The map must not change meanwhile.
+  /// Calls visit(const kda_string& key, const T& value) for every entry in ascending order. Needs no link per
+  /// entry as an iterator does. The map must not change meanwhile.
   template <class Visit>
   void ForEach(Visit&& visit) const {
     m_tree.ForEach([&visit](const kda_string& key, const T& value) { visit(key, value); });
@@ -54,15 +54,16 @@ public:
   /// The tree beneath.
   const Tree& tree() const { return m_tree; }
 
-private:
+ private:
   Tree m_tree;
 };
 
 /// Visits a map in key order, either way. Unpositioned (done) until first() or last(); borrows the map, which
-/// must outlive it and must not change while it is positioned. On a done iterator call only first, last, isDone.
+/// must outlive it and must not change while it is positioned. On a done iterator call only first, last,
+/// isDone.
 template <class T>
 class kda_MapStringIterator {
-public:
+ public:
   explicit kda_MapStringIterator(const kda_MapString<T>& map) : m_iterator(map.tree()) {}
   ~kda_MapStringIterator() {}
 
@@ -78,16 +79,16 @@ public:
   const kda_string& key() const { return m_iterator.CurrentKey(); }
   const T& value() const { return m_iterator.CurrentValue(); }
 
-private:
+ private:
   omi_BtreeIterator<kda_string, T> m_iterator;
 };
 
 #define KDA_DECLARE(T)                                                                                       \
-  extern template class PDM_CORE_API omi_BtreeNode<kda_string, T>;                                         \
-  extern template class PDM_CORE_API omi_Btree<kda_string, T>;                                             \
-  extern template class PDM_CORE_API omi_BtreeNodeLink<kda_string, T>;                                     \
-  extern template class PDM_CORE_API omi_BtreeIterator<kda_string, T>;                                     \
-  extern template class PDM_CORE_API kda_MapString<T>;                                                         \
+  extern template class PDM_CORE_API omi_BtreeNode<kda_string, T>;                                           \
+  extern template class PDM_CORE_API omi_Btree<kda_string, T>;                                               \
+  extern template class PDM_CORE_API omi_BtreeNodeLink<kda_string, T>;                                       \
+  extern template class PDM_CORE_API omi_BtreeIterator<kda_string, T>;                                       \
+  extern template class PDM_CORE_API kda_MapString<T>;                                                       \
   extern template class PDM_CORE_API kda_MapStringIterator<T>;
 KDA_FOR_EACH_VALUE_TYPE(KDA_DECLARE)
 #undef KDA_DECLARE

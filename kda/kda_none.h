@@ -3,7 +3,7 @@
 /// The value of a container that needs only keys: a map of kda_none is a set. Carries nothing; any two
 /// are equal.
 class kda_none {
-public:
+ public:
   friend constexpr bool operator==(kda_none, kda_none) { return true; }
 };
 

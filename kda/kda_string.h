@@ -14,7 +14,7 @@
 /// The empty string has no storage, however it was made. Copies are deep and never share characters.
 /// The characters may hold any byte but NUL, in no particular encoding.
 class PDM_CORE_API kda_string {
-public:
+ public:
   /// The empty string; allocates nothing.
   constexpr kda_string() noexcept = default;
 
@@ -26,7 +26,8 @@ public:
   kda_string(const kda_string& other) { assign(other.m_text); }
   kda_string(kda_string&& other) noexcept : m_text(std::exchange(other.m_text, nullptr)) {}
 
-  /// Replaces the characters by a copy of the other's (copy), or takes the other's and leaves it empty (move).
+  /// Replaces the characters by a copy of the other's (copy), or takes the other's and leaves it empty
+  /// (move).
   kda_string& operator=(const kda_string& other) { return *this = kda_string(other); }
   kda_string& operator=(kda_string&& other) noexcept {
     kda_string(std::move(other)).swap(*this);
@@ -47,7 +48,7 @@ public:
   /// Exchanges the characters of two strings; allocates nothing.
   void swap(kda_string& other) noexcept { std::swap(m_text, other.m_text); }
 
-private:
+ private:
   // For a string that holds nothing yet: a former value would leak.
   void assign(const char* s) {
     if (s != nullptr && *s != '\0')

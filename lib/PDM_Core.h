@@ -10,9 +10,11 @@
 #include <fes/dpa/fesD_GenericSystem.h>
 #include <fes/dpa/fesD_ModalEvent.h>
 #include <fes/dpa/fesD_ModalSystem.h>
+#include <fes/dpa/fesD_NodalDofDefinition.h>
 #include <fes/dpa/fesD_SubDamp.h>
 #include <fes/dpa/fesD_SubstructureSystem.h>
 #include <fes/fesD_Module.h>
+#include <fes/fesD_Utilities.h>
 #include <gbb/gbb_Holder.h>
 #include <gbb/gbb_MemoryStream.h>
 #include <gbb/gbb_Module.h>

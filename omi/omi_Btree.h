@@ -11,7 +11,7 @@
 /// Definitions stand in omi_Btree_Impl.h, for whoever instantiates a tree of new types.
 template <class Key, class Value>
 class omi_Btree {
-public:
+ public:
   using Node = omi_BtreeNode<Key, Value>;
 
   /// Empty; the default value is Value().
@@ -77,7 +77,7 @@ public:
     }
   }
 
-private:
+ private:
   Node* Add(const Key& key, const Value& value);
 
   Node* m_root = nullptr; // owned

@@ -10,7 +10,7 @@
 /// On a done iterator only first, last and isDone may be called. omi_Btree::ForEach is faster.
 template <class Key, class Value>
 class omi_BtreeIterator {
-public:
+ public:
   explicit omi_BtreeIterator(const omi_Btree<Key, Value>& tree) : m_tree(&tree) {}
   omi_BtreeIterator(const omi_BtreeIterator&) = delete;
   omi_BtreeIterator& operator=(const omi_BtreeIterator&) = delete;
@@ -29,7 +29,7 @@ public:
   const Key& CurrentKey() const { return m_top->Node()->ConstGetKey(); }
   const Value& CurrentValue() const { return m_top->Node()->ConstGetValue(); }
 
-private:
+ private:
   using Node = omi_BtreeNode<Key, Value>;
   using Link = omi_BtreeNodeLink<Key, Value>;
   enum Side { kLeft, kRight };

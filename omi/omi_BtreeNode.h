@@ -23,7 +23,7 @@ class omi_Btree;
 /// A rotation may therefore leave its place out of balance again; the next change that passes turns it again.
 template <class Key, class Value>
 class omi_BtreeNode {
-public:
+ public:
   /// Copies both. No children, height 0.
   omi_BtreeNode(const Key& key, const Value& value) : m_value(value), m_key(key) {}
   omi_BtreeNode& operator=(const omi_BtreeNode&) = delete;
@@ -69,7 +69,7 @@ public:
   /// The stored height: 0 without children. Below a removal it may lag behind the true height.
   int Height() const { return m_height; }
 
-private:
+ private:
   friend class omi_Btree<Key, Value>;
   enum { kLeft = 0, kRight = 1 };
   enum : unsigned char { kUnsettled = 4 };
@@ -94,8 +94,8 @@ private:
   OMI_LOCAL void RotateUp(omi_BtreeNode* riser, bool right);
   OMI_LOCAL static omi_BtreeNode* Rebalanced(omi_BtreeNode* node);
 
-  // Where a search goes is a coin toss, which a branch would guess wrongly every other time: chosen by bits, of
-  // two addresses that are loaded while the keys are still being compared.
+  // Where a search goes is a coin toss, which a branch would guess wrongly every other time: chosen by bits,
+  // of two addresses that are loaded while the keys are still being compared.
   static omi_BtreeNode* Choose(int order, omi_BtreeNode* left, omi_BtreeNode* right) {
     const auto l = reinterpret_cast<std::uintptr_t>(left), r = reinterpret_cast<std::uintptr_t>(right);
     const auto isLess = static_cast<std::uintptr_t>(static_cast<std::intptr_t>(order >> 31));
@@ -115,12 +115,17 @@ private:
     static constexpr int kNone = -1;
     const auto present = -static_cast<std::uintptr_t>(node != nullptr);
     const auto own = reinterpret_cast<std::uintptr_t>(node) + offsetof(omi_BtreeNode, m_height);
-    return *reinterpret_cast<const int*>((own & present) | (reinterpret_cast<std::uintptr_t>(&kNone) & ~present));
+    return *reinterpret_cast<const int*>((own & present) |
+                                         (reinterpret_cast<std::uintptr_t>(&kNone) & ~present));
   }
 #pragma GCC diagnostic pop
   // A missing child weighs as much as a childless one.
-  static int AsSubtree(int height) { return height > 0 ? height : 0; }
-  static bool IsTooMuch(int lean) { return static_cast<unsigned>(lean + 1) > 2u; }
+  static int AsSubtree(int height) {
+    return height > 0 ? height : 0;
+  }
+  static bool IsTooMuch(int lean) {
+    return static_cast<unsigned>(lean + 1) > 2u;
+  }
   // A lean to the right as a lean towards the right or the left, and back.
   static int Towards(bool right, int lean) {
     const int flip = int{right} - 1;
@@ -130,14 +135,17 @@ private:
     return static_cast<unsigned char>(IsTooMuch(lean) ? int{kUnsettled} : lean + 1);
   }
   // REQUIRES a settled node.
-  int Lean() const { return m_balance - 1; }
+  int Lean() const {
+    return m_balance - 1;
+  }
 
   Value m_value;
   Key m_key;
   omi_BtreeNode* m_child[2] = {nullptr, nullptr}; // lesser keys, greater keys
   int m_height = 0;
-  // How much higher the right subtree is than the left, by stored heights, plus 1, when that is 0 to 2 and the
-  // own height agrees with them; else kUnsettled: the next change that passes has to recompute or turn this node.
-  // Lies in what is padding anyway; lets a change climb without a look at siblings, and stop early.
+  // How much higher the right subtree is than the left, by stored heights, plus 1, when that is 0 to 2 and
+  // the own height agrees with them; else kUnsettled: the next change that passes has to recompute or turn
+  // this node. Lies in what is padding anyway; lets a change climb without a look at siblings, and stop
+  // early.
   unsigned char m_balance = 1;
 };

@@ -6,7 +6,7 @@
 /// One cell of an iterator's stack. Owns neither the node nor the next link.
 template <class Key, class Value>
 class omi_BtreeNodeLink {
-public:
+ public:
   omi_BtreeNodeLink(omi_BtreeNode<Key, Value>* node, omi_BtreeNodeLink* next) : m_node(node) {
     // Two stores: compilers make one of them through a vector register, and the next step of the walk, which
     // reads the link right back, then waits for it.
@@ -22,7 +22,7 @@ public:
   /// The link below, or null at the bottom.
   omi_BtreeNodeLink* Next() const { return m_next; }
 
-private:
+ private:
   omi_BtreeNode<Key, Value>* m_node;
   omi_BtreeNodeLink* m_next;
 };

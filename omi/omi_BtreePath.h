@@ -15,7 +15,7 @@ template <class Entry, int kInPlace = 64>
 class omi_BtreePath {
   static_assert(std::is_trivially_copyable_v<Entry>);
 
-public:
+ public:
   omi_BtreePath() {} // leaves the entries untouched: they are written before they are read
   omi_BtreePath(const omi_BtreePath&) = delete;
   omi_BtreePath& operator=(const omi_BtreePath&) = delete;
@@ -48,7 +48,7 @@ public:
   Entry Pop() { return *--m_top; }
   bool IsEmpty() const { return m_top == m_begin; }
 
-private:
+ private:
   Entry* m_begin = m_inPlace;
   Entry* m_end = m_inPlace + kInPlace;
   Entry* m_top = m_inPlace; // of Push and Pop

@@ -10,7 +10,15 @@
 
 template <class Key, class Value>
 omi_BtreeNode<Key, Value>::omi_BtreeNode(const omi_BtreeNode& src)
-    : m_value(src.m_value), m_key(src.m_key), m_height(src.m_height), m_balance(src.m_balance) {}
+    : m_value(src.m_value), m_key(src.m_key), m_height(src.m_height), m_balance(src.m_balance) {
+  struct Documented {
+    Value value;
+    Key key;
+    void *left, *right;
+    int height;
+  };
+  static_assert(sizeof(omi_BtreeNode) == sizeof(Documented));
+}
 
 template <class Key, class Value>
 omi_BtreeNode<Key, Value>::~omi_BtreeNode() {
@@ -96,8 +104,8 @@ void omi_BtreeNode<Key, Value>::FallBehind() {
   m_height = height;
 }
 
-// Turns a subtree that is out of balance: the child on the higher side comes up, as it is, and gives its inner
-// subtree to the node. Returns the node that now stands on top.
+// Turns a subtree that is out of balance: the child on the higher side comes up, as it is, and gives its
+// inner subtree to the node. Returns the node that now stands on top.
 template <class Key, class Value>
 omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::Rebalanced(omi_BtreeNode* node) {
   const int lean = AsSubtree(HeightOf(node->m_child[kRight])) - AsSubtree(HeightOf(node->m_child[kLeft]));
@@ -128,9 +136,9 @@ void omi_BtreeNode<Key, Value>::RotateUp(omi_BtreeNode* riser, bool right) {
   riser->m_balance = BalanceOf(Towards(right, outerHeight - m_height));
 }
 
-// Follows the change of one child, on the right or not, from height `before` to its present one, without a look
-// at the other. Returns the node that now stands in this one's place, or null, with nothing changed, when the
-// change has to be followed by Recompute and Rebalance.
+// Follows the change of one child, on the right or not, from height `before` to its present one, without a
+// look at the other. Returns the node that now stands in this one's place, or null, with nothing changed,
+// when the change has to be followed by Recompute and Rebalance.
 template <class Key, class Value>
 omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::Follow(omi_BtreeNode* child, bool right, int before,
                                                              bool rebalance) {
@@ -151,9 +159,9 @@ omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::Follow(omi_BtreeNode* chil
 }
 
 // Recomputes and rebalances the nodes above a change, from the deepest up: those in the links from `first` to
-// before `last`. `changed` is the link to what changed, whose height was `before`. A settled node whose changed
-// child kept its height would stay as it is, so the climb then goes straight to the next unsettled node, of which
-// there is none when not `anyUnsettled`.
+// before `last`. `changed` is the link to what changed, whose height was `before`. A settled node whose
+// changed child kept its height would stay as it is, so the climb then goes straight to the next unsettled
+// node, of which there is none when not `anyUnsettled`.
 template <class Key, class Value>
 void omi_BtreeNode<Key, Value>::Climb(Link* first, Link* last, Link changed, int before, bool anyUnsettled,
                                       bool rebalanceFirst) {

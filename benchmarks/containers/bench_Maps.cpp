@@ -76,7 +76,8 @@ Key makeKey(Keys kind, int number) {
     return number;
   } else {
     char text[64];
-    std::snprintf(text, sizeof text, kind == Keys::kShortText ? "set%07d" : "assembly/instance-1/set%07d", number);
+    std::snprintf(text, sizeof text, kind == Keys::kShortText ? "set%07d" : "assembly/instance-1/set%07d",
+                  number);
     return Key(text);
   }
 }

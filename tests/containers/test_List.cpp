@@ -28,7 +28,8 @@ TYPED_TEST(List, GrowsToSixteenAndThenDoubles) {
     std::vector<T> model;
     int capacity = 0;
     for (int step = 0; step < 60; ++step) {
-      const int repeat = random() % 8 == 0 ? static_cast<int>(random() % 100) : static_cast<int>(random() % 3);
+      const int repeat =
+          random() % 8 == 0 ? static_cast<int>(random() % 100) : static_cast<int>(random() % 3);
       list.append(makeValue<T>(step), repeat);
       model.insert(model.end(), static_cast<std::size_t>(repeat), makeValue<T>(step));
       while (capacity < static_cast<int>(model.size()))

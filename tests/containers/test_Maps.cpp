@@ -172,7 +172,8 @@ TYPED_TEST(Map, FieldsLieAsDocumented) {
     const void* top;
   } fields;
   kda_MapIntIterator<TypeParam> iterator(ints);
-  static_assert(sizeof iterator == sizeof fields && sizeof(kda_MapStringIterator<TypeParam>) == sizeof fields);
+  static_assert(sizeof iterator == sizeof fields &&
+                sizeof(kda_MapStringIterator<TypeParam>) == sizeof fields);
   std::memcpy(&fields, static_cast<void*>(&iterator), sizeof fields);
   EXPECT_TRUE(fields.tree == &ints && fields.top == nullptr);
 }

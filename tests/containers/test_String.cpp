@@ -11,7 +11,8 @@ namespace {
 TEST(String, EmptyHasNoStorageHoweverItWasMade) {
   kda_string moved("text");
   const kda_string taken(std::move(moved));
-  const kda_string empties[] = {kda_string(), kda_string(nullptr), kda_string(""), kda_string(kda_string("")), moved};
+  const kda_string empties[] = {kda_string(), kda_string(nullptr), kda_string(""), kda_string(kda_string("")),
+                                moved};
   for (const kda_string& empty : empties) {
     const char* stored = "x";
     std::memcpy(static_cast<void*>(&stored), &empty, sizeof stored);
@@ -37,7 +38,8 @@ TEST(String, CopiesShareNothing) {
 }
 
 TEST(String, OrderIsThatOfUnsignedBytes) {
-  const std::vector<std::string> ordered = {"", "\x01", "B", "a", "a\x7f", "a\x80", "aa", "b", "\x80", "\xff"};
+  const std::vector<std::string> ordered = {"",      "\x01", "B", "a",    "a\x7f",
+                                            "a\x80", "aa",   "b", "\x80", "\xff"};
   std::vector<std::string> byModel = ordered;
   std::sort(byModel.begin(), byModel.end(), [](const std::string& x, const std::string& y) {
     return std::lexicographical_compare(x.begin(), x.end(), y.begin(), y.end(), [](char p, char q) {
@@ -46,7 +48,8 @@ TEST(String, OrderIsThatOfUnsignedBytes) {
   });
   for (std::size_t i = 0; i < byModel.size(); ++i) {
     for (std::size_t j = 0; j < byModel.size(); ++j)
-      EXPECT_EQ(BtreeCompare(kda_string(byModel[i].c_str()), kda_string(byModel[j].c_str())), i < j ? -1 : i > j);
+      EXPECT_EQ(BtreeCompare(kda_string(byModel[i].c_str()), kda_string(byModel[j].c_str())),
+                i < j ? -1 : i > j);
   }
 }
 

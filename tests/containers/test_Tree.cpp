@@ -35,7 +35,8 @@ struct Word {
 };
 int BtreeCompare(const Word& a, const Word& b) {
   const auto lower = [](std::string s) {
-    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::transform(s.begin(), s.end(), s.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return s;
   };
   return lower(a.text).compare(lower(b.text));

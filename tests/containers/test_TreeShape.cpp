@@ -1,4 +1,5 @@
-// The tree against a second telling of its rules: trees as values, every operation a function from old to new.
+// The tree against a second telling of its rules: trees as values, every operation a function from old to
+// new.
 
 #include <kda/kda_MapInt.h>
 #include <omi/omi_Btree.h>
@@ -68,7 +69,8 @@ Ref withoutLeast(const Ref& t) {
   if (!t->lesser)
     return t->greater;
   const Ref lesser = withoutLeast(t->lesser);
-  return t->lesser->lesser ? keeping(t->height, t->key, lesser, t->greater) : measured(t->key, lesser, t->greater);
+  return t->lesser->lesser ? keeping(t->height, t->key, lesser, t->greater)
+                           : measured(t->key, lesser, t->greater);
 }
 
 Ref joined(const Ref& lesser, const Ref& greater) {
@@ -159,11 +161,13 @@ TEST(TreeShape, FollowsItsRulesThroughRandomHistories) {
 
 TEST(TreeShape, FollowsItsRulesWhereKeyDifferencesWrap) {
   for (unsigned seed = 100; seed < 130; ++seed) {
-    ASSERT_NO_FATAL_FAILURE(run(seed, 1000, [](std::mt19937& random) {
-      const unsigned far[] = {0u, 0x80000000u, 0x7ffffff8u, 0x40000000u, 0xc0000000u};
-      return static_cast<int>(far[random() % 5] + static_cast<unsigned>(random() % 12));
-    })) << "seed "
-        << seed;
+    ASSERT_NO_FATAL_FAILURE(
+        run(seed, 1000,
+            [](std::mt19937& random) {
+              const unsigned far[] = {0u, 0x80000000u, 0x7ffffff8u, 0x40000000u, 0xc0000000u};
+              return static_cast<int>(far[random() % 5] + static_cast<unsigned>(random() % 12));
+            }))
+        << "seed " << seed;
   }
 }
 

@@ -6,7 +6,8 @@
 
 #include <cstddef>
 #include <memory>
-#include <source_location>
+
+class fesD_DofWriter;
 
 /// One degree of freedom of one node: the 0-based node, and the DOF id (not the label).
 struct fesD_NodeDof {
@@ -134,20 +135,24 @@ public:
 
 private:
   static constexpr std::size_t At(int index) { return static_cast<std::size_t>(index); }
-  const fesD_NodalDofDefinition&
-  WithOrder(std::source_location caller = std::source_location::current()) const {
+  const fesD_NodalDofDefinition& WithOrder() const {
     if (m_solverToSystemId == nullptr) [[unlikely]]
-      NoSolverOrder(caller.line());
+      NoSolverOrder();
     return *this;
   }
-  [[noreturn]] static void NoSolverOrder(unsigned line);
+  [[noreturn]] static void NoSolverOrder();
 
+  unsigned Mask(int node) const { return static_cast<unsigned>(m_activityMasks[At(node)]); }
+  unsigned Labels() const;
+  int FirstDof(int node) const;
   void TransformMasks(int shift, bool addLabel10);
   void BuildSystemDofTables();
   void BuildDofIds(unsigned labels);
+  template <class Take>
+  void ForSelected(const bool* selected, Take take) const;
   void ReplaceSolverOrder();
+  void AppendUnchosen(fesD_DofWriter& writer, const int* solverMasks) const;
   void BuildSolverDofIdMaps(unsigned solverLabels);
-  void TakeList(int count, const int* systemDofs);
   template <class Used>
   unsigned CountSolverLabels(Used used);
 

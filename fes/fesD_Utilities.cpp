@@ -1,0 +1,32 @@
+#include <fes/fesD_Utilities.h>
+
+#include <UTI_CoreUtils/UTI_CoreUtils.h>
+#include <fes/dpa/impl/fesD_DrawerInts.h>
+
+#include <algorithm>
+
+int* fesD_Utilities::InternalToUserNodes(fesD_FESystem system, int& count) {
+  const ORXSimDistributionID labels = system.nodalLabels();
+  if (labels.IsNull()) {
+    err_Write("User node labels distribution not found!");
+    err_Write("\n");
+    err_Flush();
+  }
+  return fesD_ReadDrawerInts(ORXSimDistributionRef(labels), count);
+}
+
+int* fesD_Utilities::UserToInternalNodes(fesD_FESystem system, int& count) {
+  int nodes = 0;
+  int* const labels = InternalToUserNodes(system, nodes);
+  count = 0;
+  for (int node = 0; node < nodes; ++node)
+    count = std::max(count, labels[node]);
+  const std::size_t entries = static_cast<std::size_t>(count) + 1;
+  int* const internal = static_cast<int*>(mem_OperatorNewThrowBuiltin(entries * sizeof(int)));
+  std::fill_n(internal, entries, -1);
+  for (int node = 0; node < nodes; ++node)
+    if (labels[node] > 0)
+      internal[labels[node]] = node;
+  mem_Free(labels);
+  return internal;
+}
