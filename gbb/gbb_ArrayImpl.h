@@ -2,11 +2,11 @@
 
 #include <UTI_CoreUtils/err_Stream.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
-#include <gbb/gbb_AutoArray.h>
 #include <gbb/gbb_Context.h>
 #include <gbb/gbb_Group.h>
 #include <gbb/gbb_ObjectHolder.h>
 #include <gbb/gbb_Path.h>
+#include <gbb/gbb_Slots.h>
 #include <gbb/gbb_TraverseContext.h>
 
 #include <charconv>
@@ -20,12 +20,7 @@ public:
   explicit gbb_ArrayImpl(int trace) : m_trace(trace) {}
   /// An array of the file; an empty group is an array without elements.
   gbb_ArrayImpl(const gbb_Path& parent, int index, const gbb_Group& group, int trace)
-      : m_connected(true), m_path(parent, index), m_group(group), m_trace(trace) {
-    const int count = m_group.ReadSize();
-    m_slots.Reserve(count);
-    for (int i = 0; i < count; ++i)
-      m_slots.Append(Holder());
-  }
+      : m_connected(true), m_path(parent, index), m_slots(group.ReadSize()), m_group(group), m_trace(trace) {}
 
   int count() const { return m_slots.Length(); }
 
@@ -44,6 +39,7 @@ public:
   Element add(Holder element) {
     if (!element)
       err_Write("**ERROR gbb_ArrayImpl::add: inserting a NULL item\n");
+    const ORXSimQuiet quiet;
     const int index = m_slots.Length();
     gbb_Group group;
     if (m_connected && !(group = CreateElement(index))) // a file that takes nothing: neither does the array
@@ -102,6 +98,7 @@ private:
   Holder& Slot(int i) {
     Holder& slot = m_slots[i];
     if (m_connected && (slot.Flags() & gbb_kHolds) == 0) {
+      const ORXSimQuiet quiet;
       const gbb_Group group = gbb_Group::Open(m_group, gbb_Group::ElementName(i));
       slot = Holder::Open(gbb_Path(&m_path), i, group, m_trace);
     }
@@ -117,7 +114,7 @@ private:
 
   bool m_connected = false;
   gbb_PathImpl m_path;
-  gbb_AutoArray<Holder, Owner> m_slots; // one without gbb_kHolds has not been opened yet
+  gbb_Slots<Holder, Owner> m_slots; // one without gbb_kHolds has not been opened yet
   gbb_Group m_group;
   int m_trace;
 };

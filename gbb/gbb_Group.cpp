@@ -1,5 +1,7 @@
 #include <gbb/gbb_Group.h>
 
+#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstring>
@@ -16,8 +18,13 @@ hdf_Dataspace vectorOf(std::uint64_t n) {
   return hdf_Dataspace::CreateSimple(1, &n);
 }
 
-// Room for the stream to grow by about an eighth before the dataset has to be replaced.
-std::uint64_t capacityFor(int length) {
+// A new object's stream gets little room: most never grow.
+std::uint64_t firstCapacity(int length) {
+  return (static_cast<std::uint64_t>(length) + 15) / 16 * 16;
+}
+
+// One that grew may well grow again: an eighth more before the dataset has to be replaced once more.
+std::uint64_t grownCapacity(int length) {
   const auto n = static_cast<std::uint64_t>(length);
   return (n + n / 8 + 31) / 32 * 32;
 }
@@ -28,12 +35,14 @@ gbb_Group::gbb_Group(hdf_Group group, const gbb_Group& parent, const gbb_String&
     : m_group(std::move(group)), m_parent(parent.m_group), m_flag(created ? 1 : 0), m_name(name) {}
 
 gbb_Group gbb_Group::Create(const gbb_Group& parent, const gbb_String& name, int stamp) {
+  const ORXSimQuiet quiet;
   gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, true);
   group.Stamp(stamp);
   return group;
 }
 
 gbb_Group gbb_Group::CreateArray(const gbb_Group& parent, const gbb_String& name, int size) {
+  const ORXSimQuiet quiet;
   gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, true);
   group.m_group.AttributeCreate(kSize, hdf_Datatype::NATIVE_INT, vectorOf(1)).Write(hdf_Datatype::NATIVE_INT, &size);
   return group;
@@ -68,12 +77,14 @@ bool gbb_Group::WriteClass(const gbb_ClassID& classID) {
 }
 
 gbb_ClassID gbb_Group::ReadClass() const {
+  const ORXSimQuiet quiet;
   gbb_ClassID classID;
   m_group.AttributeOpen(kClass).Read(hdf_Datatype::NATIVE_UCHAR, classID.text, gbb_ClassID::kSize);
   return classID;
 }
 
 int gbb_Group::ReadSize() const {
+  const ORXSimQuiet quiet;
   int size = 0;
   if (!m_group.AttributeOpen(kSize).Read(hdf_Datatype::NATIVE_INT, &size, 1))
     return 0;
@@ -94,7 +105,7 @@ bool gbb_Group::WritePadded(const hdf_Dataset& dataset, std::uint64_t capacity, 
 }
 
 bool gbb_Group::CreateMembers(gbb_MemoryStream::Buffer& stream) const {
-  const std::uint64_t capacity = capacityFor(stream.Length());
+  const std::uint64_t capacity = firstCapacity(stream.Length());
   return WritePadded(m_group.DatasetCreate(kMembers, hdf_Datatype::NATIVE_UCHAR, vectorOf(capacity)), capacity, stream);
 }
 
@@ -102,7 +113,7 @@ bool gbb_Group::WriteMembers(gbb_MemoryStream::Buffer& stream) const {
   hdf_Dataset dataset = m_group.DatasetOpen(kMembers);
   std::uint64_t capacity = dataset.GetSpace().Elements();
   if (capacity < static_cast<std::uint64_t>(stream.Length())) {
-    capacity = capacityFor(stream.Length());
+    capacity = grownCapacity(stream.Length());
     if (!dataset.Extend(capacity))
       return false;
   }
@@ -110,6 +121,7 @@ bool gbb_Group::WriteMembers(gbb_MemoryStream::Buffer& stream) const {
 }
 
 gbb_MemoryStream::Buffer gbb_Group::ReadMembers() const {
+  const ORXSimQuiet quiet;
   const hdf_Dataset dataset = m_group.DatasetOpen(kMembers);
   const std::uint64_t length = dataset.GetSpace().Elements();
   gbb_MemoryStream::Buffer bytes;

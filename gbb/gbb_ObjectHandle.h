@@ -5,9 +5,9 @@
 #include <kda/kda_Export.h>
 
 template <class>
-class gbb_ObjectHolder;
+class PDM_CORE_API gbb_ObjectHolder;
 template <class>
-class gbb_ObjectAccess;
+class PDM_CORE_API gbb_ObjectAccess;
 template <class>
 class gbb_ObjectImpl;
 

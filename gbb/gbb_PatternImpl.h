@@ -109,6 +109,7 @@ void gbb_ObjectImpl<Traits>::Bind(const gbb_Group& group) {
     gbb_Print<"** ERROR ", Traits::kName, "Impl::Bind: called for a connected object\n">();
     return;
   }
+  const ORXSimQuiet quiet;
   ORXSimUpdate update(Context());
   m_group = group;
   m_group.WriteClass(m_interface->Class().ClassID());
@@ -259,6 +260,7 @@ void gbb_ObjectImpl<Traits>::SaveMembers() {
   gbb_MemoryStream::Buffer bytes;
   if (!Encode(bytes))
     return;
+  const ORXSimQuiet quiet; // over the commit point too
   if (m_group.WriteMembers(bytes))
     ORXSimContextRef(Context()).Commit();
   else

@@ -94,6 +94,14 @@ bool ORXSimContextRef::Commit() const {
   return operation.Usable() && context->EndWrite(operation);
 }
 
+ORXSimQuiet::ORXSimQuiet() {
+  hdf_Silence::Hold();
+}
+
+ORXSimQuiet::~ORXSimQuiet() {
+  hdf_Silence::Release();
+}
+
 ORXSimUpdate::ORXSimUpdate(ORXSimContextID context) : m_context(context), m_open(false) {
   if (const auto found = hdf_Contexts::Find(context)) {
     ++found->scopes;

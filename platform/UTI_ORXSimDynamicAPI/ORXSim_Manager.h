@@ -47,6 +47,16 @@ class ORXSIM_API ORXSimContextRef {
   ORXSimContextID m_context;
 };
 
+/// Keeps HDF5 silent over the many calls of one piece of work instead of anew in each; the host's handler is
+/// back afterwards. Not to be held while code of the host runs.
+class ORXSIM_API ORXSimQuiet {
+ public:
+  ORXSimQuiet();
+  ORXSimQuiet(const ORXSimQuiet&) = delete;
+  ORXSimQuiet& operator=(const ORXSimQuiet&) = delete;
+  ~ORXSimQuiet();
+};
+
 /// Joins the writes of its lifetime into one commit point. Scopes nest; the outermost decides.
 ///
 ///     ORXSimUpdate update(context);

@@ -12,10 +12,7 @@ constexpr std::int64_t kStoreVersion = 1;
 
 hdf_GroupHandle openGroup(hdf_Operation& operation, hid_t parent, const char* name) {
   operation.At(parent, name);
-  if (!hdf_RequireHardLink(operation, parent, name))
-    return {};
-  hdf_GroupHandle group(H5Gopen2(parent, name, H5P_DEFAULT));
-  operation.Check(group.Get());
+  hdf_GroupHandle group(hdf_OpenGroup(operation, parent, name));
   operation.At(group.Get());
   return group;
 }
@@ -180,10 +177,8 @@ std::shared_ptr<hdf_DatasetRep> ORXSimOpenNumbered(ORXSimStoreCall& call, hid_t 
   hdf_Operation& operation = call.Operation();
   const ORXSimNumberName name(number);
   operation.At(group, name.text);
-  if (!hdf_RequireHardLink(operation, group, name.text))
-    return nullptr;
-  const hid_t id = H5Dopen2(group, name.text, H5P_DEFAULT);
-  if (!operation.Check(id))
+  const hid_t id = hdf_OpenDataset(operation, group, name.text);
+  if (id < 0)
     return nullptr;
   auto dataset = std::make_shared<hdf_DatasetRep>(call.Context(), id);
   operation.At(id);

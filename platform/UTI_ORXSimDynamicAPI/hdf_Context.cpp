@@ -31,8 +31,11 @@ bool hdf_Context::CommitPoint(hdf_Operation& operation) const {
 
 bool hdf_Context::Close(hdf_Operation& operation) {
   const bool committed = CommitPoint(operation);
-  while (!keepers.empty())
-    keepers.back()->DropKept();
+  for (auto* list : {&keepers, &lately})
+    while (!list->empty())
+      list->back()->DropKept();
+  while (!awake.empty())
+    awake.back()->Sleep();
   closeObjects(datasets);
   closeObjects(objects);
   collections = {};

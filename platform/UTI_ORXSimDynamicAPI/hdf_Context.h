@@ -16,8 +16,10 @@ class hdf_Operation;
 /// What all objects of one open file share; outlives the file for as long as one of them is held. Private
 /// to the module.
 struct hdf_Context {
-  /// How many groups keep their last dataset open.
-  static constexpr std::size_t kKeptDatasets = 256;
+  /// How many groups keep their last dataset open: those that came back to it, and those that used it once.
+  static constexpr std::size_t kKeptDatasets = 256, kLateDatasets = 8;
+  /// How many groups below the root have an identifier.
+  static constexpr std::size_t kAwakeGroups = 32;
 
   hdf_Context() = default;
   hdf_Context(const hdf_Context&) = delete;
@@ -43,7 +45,8 @@ struct hdf_Context {
 
   hdf_ObjectRep* objects = nullptr;           // every open object but datasets, linked through the objects
   hdf_ObjectRep* datasets = nullptr;          // every open dataset
-  std::list<hdf_GroupRep*> keepers;           // groups that keep a dataset open, latest use first
+  std::list<hdf_GroupRep*> keepers, lately;   // groups that keep a dataset open, latest use first
+  std::list<hdf_GroupRep*> awake;             // groups that can sleep and do not, latest use first
   hdf_GroupHandle collections, distributions; // of the bulk store, once used
 };
 

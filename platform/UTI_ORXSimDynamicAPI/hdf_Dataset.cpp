@@ -37,11 +37,26 @@ bool checkLayout(hdf_Operation& operation, hdf_DatasetRep& dataset, std::uint64_
          operation.Refuse("larger than what the file stores");
 }
 
+// True when the bytes stand in the dataset's own header: it is as large, all of it is there, and nothing
+// belongs to it outside, be it chunks, the list of a virtual dataset or the names of external files. Cheaper
+// than asking for the creation properties.
+bool inHeader(const hdf_DatasetRep& dataset, std::uint64_t bytes) {
+  constexpr std::uint64_t kExternalFiles = std::uint64_t{1} << 7, kFilters = std::uint64_t{1} << 11;
+  H5O_info_t info;
+  H5D_space_status_t status = H5D_SPACE_STATUS_NOT_ALLOCATED;
+  return H5Oget_info2(dataset.id, &info, H5O_INFO_HDR | H5O_INFO_META_SIZE) >= 0 &&
+         info.meta_size.obj.heap_size == 0 && info.meta_size.obj.index_size == 0 &&
+         (info.hdr.mesg.present & (kExternalFiles | kFilters)) == 0 && bytes <= info.hdr.space.mesg &&
+         H5Dget_space_status(dataset.id, &status) >= 0 && status == H5D_SPACE_STATUS_ALLOCATED;
+}
+
 bool checkSize(hdf_Operation& operation, hdf_DatasetRep& dataset, bool mayBeUnwritten) {
   std::uint64_t bytes = 0;
   if (__builtin_mul_overflow(dataset.space.Elements(), dataset.type.size, &bytes))
     return operation.Refuse("larger than any file");
   const haddr_t offset = H5Dget_offset(dataset.id);
+  if (offset == HADDR_UNDEF && inHeader(dataset, bytes))
+    return true;
   const std::uint64_t sizeOfFile = fileSize(dataset.context->file);
   if (offset == HADDR_UNDEF)
     return checkLayout(operation, dataset, bytes, sizeOfFile, mayBeUnwritten);

@@ -46,11 +46,16 @@ std::shared_ptr<hdf_DatasetRep> hdf_DatasetRep::Create(hdf_Operation& operation,
                                                        const char* name, hdf_Datatype type,
                                                        const hdf_Dataspace& shape, const void* content,
                                                        std::uint64_t held) {
-  haddr_t old = HADDR_UNDEF;
-  if (!checkShape(operation, shape, type) || !hdf_FindHardLink(operation, group.id, name, old))
+  if (!checkShape(operation, shape, type))
     return nullptr;
+  hid_t id = makeDataset(group.id, name, type, shape);
+  haddr_t old = HADDR_UNDEF;
+  if (id < 0) { // most likely there is one
+    if (!hdf_FindHardLink(operation, group.id, name, old))
+      return nullptr;
+    id = makeDataset(group.id, old != HADDR_UNDEF ? nullptr : name, type, shape);
+  }
   const bool replaces = old != HADDR_UNDEF;
-  const hid_t id = makeDataset(group.id, replaces ? nullptr : name, type, shape);
   if (!operation.Check(id))
     return nullptr;
   auto dataset = std::make_shared<hdf_DatasetRep>(group.context, id);

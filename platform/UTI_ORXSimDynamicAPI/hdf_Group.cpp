@@ -3,19 +3,14 @@
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
 
 namespace {
-template <class Value>
-Value opened(hdf_Operation& operation, const std::shared_ptr<hdf_Context>& context, hid_t id) {
-  if (!operation.Check(id))
-    return hdf_ObjectRep::Failed<Value>();
-  return hdf_ObjectRep::Make<Value>(std::make_shared<hdf_GroupRep>(context, id));
+hdf_Group child(const std::shared_ptr<hdf_ObjectRep>& parent, const char* name, hid_t id) {
+  return hdf_ObjectRep::Make<hdf_Group>(std::make_shared<hdf_GroupRep>(parent, name, id));
 }
 
 std::shared_ptr<hdf_DatasetRep> openDataset(hdf_Operation& operation, const hdf_ObjectRep& group,
                                             const char* name) {
-  if (!hdf_RequireHardLink(operation, group.id, name))
-    return nullptr;
-  const hid_t id = H5Dopen2(group.id, name, H5P_DEFAULT);
-  if (!operation.Check(id))
+  const hid_t id = hdf_OpenDataset(operation, group.id, name);
+  if (id < 0)
     return nullptr;
   auto dataset = std::make_shared<hdf_DatasetRep>(group.context, id);
   return dataset->Inspect(operation) ? dataset : nullptr;
@@ -39,15 +34,15 @@ hdf_Group hdf_Group::GroupCreate(const char* name, int sizeHint) const {
   if (!operation.Writable() || !hdf_CheckLinkName(operation, name))
     return hdf_ObjectRep::Failed<hdf_Group>();
   const hid_t id = H5Gcreate2(m_rep->id, name, H5P_DEFAULT, hdf_Shared::Get().Group(), H5P_DEFAULT);
-  return opened<hdf_Group>(operation, m_rep->context, id);
+  return operation.Check(id) ? child(m_rep, name, id) : hdf_ObjectRep::Failed<hdf_Group>();
 }
 
 hdf_Group hdf_Group::GroupOpen(const char* name) const {
   hdf_Operation operation("open group", m_rep.get(), name);
-  if (!operation.Usable() || !hdf_CheckLinkName(operation, name) ||
-      !hdf_RequireHardLink(operation, m_rep->id, name))
+  if (!operation.Usable() || !hdf_CheckLinkName(operation, name))
     return hdf_ObjectRep::Failed<hdf_Group>();
-  return opened<hdf_Group>(operation, m_rep->context, H5Gopen2(m_rep->id, name, H5P_DEFAULT));
+  const hid_t id = hdf_OpenGroup(operation, m_rep->id, name);
+  return id < 0 ? hdf_ObjectRep::Failed<hdf_Group>() : child(m_rep, name, id);
 }
 
 hdf_Dataset hdf_Group::DatasetCreate(const char* name, hdf_Datatype type, const hdf_Dataspace& space) const {
@@ -112,5 +107,8 @@ hdf_Group hdf_File::RootGroup() const {
   hdf_Operation operation("open root group", m_rep.get());
   if (!operation.Usable())
     return hdf_ObjectRep::Failed<hdf_Group>();
-  return opened<hdf_Group>(operation, m_rep->context, H5Gopen2(m_rep->id, "/", H5P_DEFAULT));
+  const hid_t id = H5Gopen2(m_rep->id, "/", H5P_DEFAULT);
+  if (!operation.Check(id))
+    return hdf_ObjectRep::Failed<hdf_Group>();
+  return hdf_ObjectRep::Make<hdf_Group>(std::make_shared<hdf_GroupRep>(m_rep->context, id));
 }

@@ -1,9 +1,18 @@
 #include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
 
+#include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
+
 #include <cstring>
 
 hdf_ObjectRep::hdf_ObjectRep(std::shared_ptr<hdf_Context> owner, hid_t opened, hdf_ObjectRep*& first)
-    : context(std::move(owner)), id(opened), m_next(first), m_link(&first) {
+    : context(std::move(owner)) {
+  TakeOver(opened, first);
+}
+
+void hdf_ObjectRep::TakeOver(hid_t opened, hdf_ObjectRep*& first) {
+  id = opened;
+  m_next = first;
+  m_link = &first;
   if (m_next != nullptr)
     m_next->m_link = &m_next;
   first = this;
@@ -42,30 +51,73 @@ void hdf_DatasetRep::Replace(hdf_Context& context, haddr_t address, const hdf_Da
   }
 }
 
+hdf_GroupRep::hdf_GroupRep(std::shared_ptr<hdf_ObjectRep> parent, const char* name, hid_t opened)
+    : hdf_ObjectRep(parent->context, opened, parent->context->objects), m_parent(std::move(parent)),
+      m_name(name) {
+  NoteAwake();
+}
+
+hdf_GroupRep::~hdf_GroupRep() {
+  DropKept();
+  if (m_parent != nullptr && id >= 0)
+    Sleep();
+}
+
+bool hdf_GroupRep::Wake() {
+  if (m_parent == nullptr)
+    return id >= 0;
+  if (id >= 0) {
+    context->awake.splice(context->awake.begin(), context->awake, m_awake);
+    return true;
+  }
+  const hdf_Silence silence;
+  const hid_t opened =
+      m_parent->Wake() ? H5Gopen2(m_parent->id, m_name.c_str(), hdf_Shared::Get().OpenGroup()) : -1;
+  if (opened < 0)
+    return false;
+  TakeOver(opened, context->objects);
+  NoteAwake();
+  return true;
+}
+
+void hdf_GroupRep::Sleep() {
+  context->awake.erase(m_awake);
+  Close();
+}
+
+void hdf_GroupRep::NoteAwake() {
+  auto& awake = context->awake;
+  m_awake = awake.insert(awake.begin(), this);
+  if (awake.size() > hdf_Context::kAwakeGroups)
+    awake.back()->Sleep();
+}
+
 std::shared_ptr<hdf_DatasetRep> hdf_GroupRep::Kept(const char* name) {
-  if (m_kept == nullptr || m_name != name)
+  if (m_kept == nullptr || m_kept->name != name)
     return nullptr;
-  context->keepers.splice(context->keepers.begin(), context->keepers, m_place);
+  auto& keepers = context->keepers;
+  keepers.splice(keepers.begin(), Keepers(), m_place);
+  m_again = true;
+  if (keepers.size() > hdf_Context::kKeptDatasets)
+    keepers.back()->DropKept();
   return m_kept;
 }
 
 void hdf_GroupRep::Keep(const char* name, std::shared_ptr<hdf_DatasetRep> dataset) {
-  auto& keepers = context->keepers;
-  if (m_kept == nullptr) {
-    if (keepers.size() >= hdf_Context::kKeptDatasets)
-      keepers.back()->DropKept();
-    m_place = keepers.insert(keepers.begin(), this);
-  } else {
-    keepers.splice(keepers.begin(), keepers, m_place);
-  }
-  m_name = name;
+  auto& lately = context->lately;
+  dataset->name = name;
+  if (m_kept == nullptr)
+    m_place = lately.insert(lately.begin(), this);
   m_kept = std::move(dataset);
+  if (lately.size() > hdf_Context::kLateDatasets)
+    lately.back()->DropKept();
 }
 
 void hdf_GroupRep::DropKept() {
   if (m_kept == nullptr)
     return;
-  context->keepers.erase(m_place);
+  Keepers().erase(m_place);
+  m_again = false;
   m_kept = nullptr;
 }
 
@@ -116,4 +168,23 @@ bool hdf_RequireHardLink(hdf_Operation& operation, hid_t group, const char* name
     return info.type == H5L_TYPE_HARD || operation.Refuse("a soft or external link, which is not followed");
   return H5Lexists(group, name, H5P_DEFAULT) == 0 ? operation.Refuse("there is no object of that name")
                                                   : operation.Check(-1);
+}
+
+namespace {
+// The access properties follow no other link; why nothing was opened is only asked then.
+template <hid_t (*Open)(hid_t, const char*, hid_t)>
+hid_t openHardLink(hdf_Operation& operation, hid_t group, const char* name, hid_t access) {
+  hid_t id = Open(group, name, access);
+  if (id < 0 && hdf_RequireHardLink(operation, group, name))
+    operation.Check(id = Open(group, name, access));
+  return id;
+}
+} // namespace
+
+hid_t hdf_OpenGroup(hdf_Operation& operation, hid_t group, const char* name) {
+  return openHardLink<H5Gopen2>(operation, group, name, hdf_Shared::Get().OpenGroup());
+}
+
+hid_t hdf_OpenDataset(hdf_Operation& operation, hid_t group, const char* name) {
+  return openHardLink<H5Dopen2>(operation, group, name, hdf_Shared::Get().OpenDataset());
 }

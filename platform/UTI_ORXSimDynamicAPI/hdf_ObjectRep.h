@@ -10,7 +10,8 @@
 
 /// What the copies of one hdf_ value share. Private to the module.
 ///
-/// Open: id >= 0, linked into one list of the context. Closed by the context: id < 0. Failed: failure set.
+/// Open: id >= 0, linked into one list of the context. Asleep, or closed by the context: id < 0. Failed: no
+/// context, failure set.
 class hdf_ObjectRep {
  public:
   /// A failed object that remembers the last error.
@@ -19,10 +20,12 @@ class hdf_ObjectRep {
   hdf_ObjectRep(std::shared_ptr<hdf_Context> owner, hid_t opened, hdf_ObjectRep*& first);
   hdf_ObjectRep(const hdf_ObjectRep&) = delete;
   hdf_ObjectRep& operator=(const hdf_ObjectRep&) = delete;
-  ~hdf_ObjectRep() { Close(); }
+  virtual ~hdf_ObjectRep() { Close(); }
 
-  /// Gives the identifier back; the object is closed from now on.
+  /// Gives the identifier back.
   void Close();
+  /// Sees to it that an object of an open file has its identifier. \return false when HDF5 fails.
+  virtual bool Wake() { return id >= 0; }
 
   /// The public value of this object.
   template <class Value>
@@ -38,12 +41,15 @@ class hdf_ObjectRep {
   }
   template <class Value>
   static bool IsOpen(const Value& value) {
-    return value.m_rep != nullptr && value.m_rep->id >= 0;
+    return value.m_rep != nullptr && value.m_rep->context != nullptr && value.m_rep->context->IsOpen();
   }
 
   const std::shared_ptr<hdf_Context> context;
   hid_t id = H5I_INVALID_HID;
   const std::unique_ptr<const std::string> failure;
+
+ protected:
+  void TakeOver(hid_t opened, hdf_ObjectRep*& first);
 
  private:
   hdf_ObjectRep* m_next = nullptr;
@@ -97,6 +103,7 @@ class hdf_DatasetRep : public hdf_ObjectRep {
   /// Every open dataset at `address` becomes `successor`.
   static void Replace(hdf_Context& context, haddr_t address, const hdf_DatasetRep& successor);
 
+  std::string name; // below the group that keeps it
   hdf_StoredType type;
   hdf_Dataspace space;
   bool fresh = false;     // made here and not written yet
@@ -107,11 +114,20 @@ class hdf_DatasetRep : public hdf_ObjectRep {
 };
 
 /// An open group, with the dataset that it keeps open.
+///
+/// A group with a parent can sleep: the context keeps the identifiers of those used lately, and the others
+/// open theirs again by name when they need it. Groups never move.
 class hdf_GroupRep : public hdf_ObjectRep {
  public:
+  /// One that never sleeps.
   hdf_GroupRep(std::shared_ptr<hdf_Context> owner, hid_t opened)
       : hdf_ObjectRep(owner, opened, owner->objects) {}
-  ~hdf_GroupRep() { DropKept(); }
+  hdf_GroupRep(std::shared_ptr<hdf_ObjectRep> parent, const char* name, hid_t opened);
+  ~hdf_GroupRep() override;
+
+  bool Wake() override;
+  /// Gives the identifier of an awake group back.
+  void Sleep();
 
   /// The kept dataset if it has that name, else null.
   std::shared_ptr<hdf_DatasetRep> Kept(const char* name);
@@ -120,9 +136,17 @@ class hdf_GroupRep : public hdf_ObjectRep {
   void DropKept();
 
  private:
-  std::string m_name;
-  std::shared_ptr<hdf_DatasetRep> m_kept; // null: not among the context's keepers
-  std::list<hdf_GroupRep*>::iterator m_place;
+  using Place = std::list<hdf_GroupRep*>::iterator;
+
+  void NoteAwake();
+  std::list<hdf_GroupRep*>& Keepers() { return m_again ? context->keepers : context->lately; }
+
+  const std::shared_ptr<hdf_ObjectRep> m_parent; // null: never sleeps
+  const std::string m_name;                      // below the parent
+  Place m_awake;                                 // valid while the group has a parent and an identifier
+  std::shared_ptr<hdf_DatasetRep> m_kept;        // null: not among the keepers
+  Place m_place;                                 // among the keepers
+  bool m_again = false;                          // came back to the dataset
 };
 
 /// An open attribute.
@@ -146,3 +170,6 @@ bool hdf_CheckLinkName(hdf_Operation& operation, const char* name);
 bool hdf_FindHardLink(hdf_Operation& operation, hid_t group, const char* name, haddr_t& address);
 /// As hdf_FindHardLink, and there must be one.
 bool hdf_RequireHardLink(hdf_Operation& operation, hid_t group, const char* name);
+/// Opens what a hard link leads to. \return a negative identifier after a failure.
+hid_t hdf_OpenGroup(hdf_Operation& operation, hid_t group, const char* name);
+hid_t hdf_OpenDataset(hdf_Operation& operation, hid_t group, const char* name);

@@ -7,7 +7,8 @@
 #include <system_error>
 
 namespace {
-constinit int s_silences = 0; // nested hdf_Silence objects; the outermost holds the host's handler
+constinit int s_holds = 0;      // pieces of work that want silence, or may want it
+constinit bool s_silent = false; // the host's handler is kept here
 constinit H5E_auto2_t s_handler = nullptr;
 constinit void* s_handlerData = nullptr;
 #ifndef H5_NO_DEPRECATED_SYMBOLS
@@ -51,11 +52,9 @@ void setLast(std::string line) {
       c = ' ';
   lastError() = std::move(line);
 }
-} // namespace
 
-hdf_Silence::hdf_Silence() {
-  if (s_silences++ != 0)
-    return;
+void takeHandler() {
+  s_silent = true;
 #ifndef H5_NO_DEPRECATED_SYMBOLS
   H5Eauto_is_v2(H5E_DEFAULT, &s_isNew);
   if (s_isNew == 0) {
@@ -68,9 +67,8 @@ hdf_Silence::hdf_Silence() {
   H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr);
 }
 
-hdf_Silence::~hdf_Silence() {
-  if (--s_silences != 0)
-    return;
+void giveHandlerBack() {
+  s_silent = false;
 #ifndef H5_NO_DEPRECATED_SYMBOLS
   if (s_isNew == 0) {
     H5Eset_auto1(s_oldHandler, s_handlerData);
@@ -79,8 +77,24 @@ hdf_Silence::~hdf_Silence() {
 #endif
   H5Eset_auto2(H5E_DEFAULT, s_handler, s_handlerData);
 }
+} // namespace
 
-hdf_Operation::hdf_Operation(const char* what, const hdf_ObjectRep* object, const char* name)
+hdf_Silence::hdf_Silence() {
+  Hold();
+  if (!s_silent)
+    takeHandler();
+}
+
+void hdf_Silence::Hold() {
+  ++s_holds;
+}
+
+void hdf_Silence::Release() {
+  if (--s_holds == 0 && s_silent)
+    giveHandlerBack();
+}
+
+hdf_Operation::hdf_Operation(const char* what, hdf_ObjectRep* object, const char* name)
     : m_what(what), m_object(object), m_context(object == nullptr ? nullptr : object->context.get()),
       m_missing("the object is empty"), m_name(name) {}
 
@@ -95,7 +109,7 @@ bool hdf_Operation::Usable() {
     return false;
   if (!m_silence.has_value())
     m_silence.emplace();
-  return true;
+  return m_object == nullptr || m_object->Wake() || Check(-1);
 }
 
 bool hdf_Operation::Valid() {
@@ -107,8 +121,6 @@ bool hdf_Operation::Valid() {
     return Refuse(m_missing);
   if (!m_context->IsOpen())
     return Refuse("the file was closed");
-  if (m_object != nullptr && m_object->id < 0)
-    return Refuse("the object was closed");
   return true;
 }
 
@@ -143,8 +155,8 @@ std::string hdf_Operation::Path() const {
   const bool open = m_context != nullptr && m_context->IsOpen();
   std::string path = !open                 ? ""
                      : m_place >= 0        ? nameOf(m_place)
-                     : m_object != nullptr ? nameOf(m_object->id)
-                                           : "";
+                     : m_object != nullptr && m_object->Wake() ? nameOf(m_object->id)
+                                                                 : "";
   if (m_name == nullptr)
     return path;
   if (!path.empty() && path.back() != '/')

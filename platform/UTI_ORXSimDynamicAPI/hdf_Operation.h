@@ -9,13 +9,19 @@
 class hdf_ObjectRep;
 struct hdf_Context;
 
-/// Keeps HDF5 from printing while it lives and puts the host's handler back exactly. Nests.
+/// Keeps HDF5 from printing while it lives and puts the host's handler back exactly. Nests. Taking the handler
+/// and giving it back is four calls of HDF5, so a longer piece of work can hold a silence over its many
+/// operations: between Hold and Release one that was taken is not given back.
 class hdf_Silence {
  public:
   hdf_Silence();
   hdf_Silence(const hdf_Silence&) = delete;
   hdf_Silence& operator=(const hdf_Silence&) = delete;
-  ~hdf_Silence();
+  ~hdf_Silence() { Release(); }
+
+  /// Takes nothing yet: that is for the first hdf_Silence, if there is one.
+  static void Hold();
+  static void Release();
 };
 
 /// One public call: keeps HDF5 silent from the first check on, and turns what fails into the module's last
@@ -24,7 +30,7 @@ class hdf_Silence {
 class hdf_Operation {
  public:
   /// \param what the operation in words. \param name the link or attribute it is about, or null.
-  hdf_Operation(const char* what, const hdf_ObjectRep* object, const char* name = nullptr);
+  hdf_Operation(const char* what, hdf_ObjectRep* object, const char* name = nullptr);
   /// HDF5 may be called at once.
   hdf_Operation(const char* what, const hdf_Context* context, const char* name = nullptr);
   /// For calls before there is a context; HDF5 may be called at once.
@@ -35,7 +41,7 @@ class hdf_Operation {
   /// False, with the cause reported, when the object is empty, failed to open, or its file was closed.
   /// HDF5 must not be called yet: this costs next to nothing.
   bool Valid();
-  /// As Valid(), and HDF5 may be called from now on.
+  /// As Valid(), the object has an identifier, and HDF5 may be called from now on.
   bool Usable();
   /// As Usable(), and the file is open for writing.
   bool Writable();
@@ -56,7 +62,7 @@ class hdf_Operation {
 
   std::optional<hdf_Silence> m_silence;
   const char* m_what;
-  const hdf_ObjectRep* m_object = nullptr;
+  hdf_ObjectRep* m_object = nullptr;
   const hdf_Context* m_context = nullptr;
   const char* m_fileName = nullptr;
   const char* m_missing = "the context is not open"; // the cause when there is no m_context

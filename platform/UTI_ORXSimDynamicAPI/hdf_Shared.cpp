@@ -48,6 +48,13 @@ hid_t makeGroupProperties(hid_t classId) {
   return properties;
 }
 
+// The call for this number refuses 0, the library does not. Without the property nothing is opened.
+hid_t makeLinkAccess(hid_t classId) {
+  const hid_t access = H5Pcreate(classId);
+  const std::size_t followed = 0;
+  return H5Pset(access, "max soft links", &followed) < 0 ? H5I_INVALID_HID : access;
+}
+
 hid_t makeDatasetProperties(H5D_layout_t layout, bool member) {
   const hid_t properties = makeObjectProperties(H5P_DATASET_CREATE);
   H5Pset_layout(properties, layout);
@@ -77,6 +84,7 @@ hid_t makeExactTransfer() {
 hdf_Shared::hdf_Shared()
     : m_createFile(makeGroupProperties(H5P_FILE_CREATE)), m_newFileAccess(makeFileAccess(H5F_LIBVER_V18)),
       m_oldFileAccess(makeFileAccess(H5F_LIBVER_LATEST)), m_group(makeGroupProperties(H5P_GROUP_CREATE)),
+      m_openGroup(makeLinkAccess(H5P_GROUP_ACCESS)), m_openDataset(makeLinkAccess(H5P_DATASET_ACCESS)),
       m_compact(makeDatasetProperties(H5D_COMPACT, true)),
       m_contiguous(makeDatasetProperties(H5D_CONTIGUOUS, true)),
       m_bulk(makeDatasetProperties(H5D_CONTIGUOUS, false)), m_exact(makeExactTransfer()),

@@ -16,6 +16,9 @@ class hdf_Shared {
   hid_t NewFileAccess() const { return m_newFileAccess.Get(); }
   hid_t OldFileAccess() const { return m_oldFileAccess.Get(); }
   hid_t Group() const { return m_group.Get(); }
+  /// Access properties under which a soft or external link is not followed.
+  hid_t OpenGroup() const { return m_openGroup.Get(); }
+  hid_t OpenDataset() const { return m_openDataset.Get(); }
   /// Creation properties of a dataset that is rewritten whole.
   hid_t MemberDataset(std::uint64_t bytes) const {
     return bytes <= kLargestCompact ? m_compact.Get() : m_contiguous.Get();
@@ -45,7 +48,7 @@ class hdf_Shared {
   };
   static constexpr std::size_t kWindows = 16;
 
-  hdf_PropertiesHandle m_createFile, m_newFileAccess, m_oldFileAccess, m_group;
+  hdf_PropertiesHandle m_createFile, m_newFileAccess, m_oldFileAccess, m_group, m_openGroup, m_openDataset;
   hdf_PropertiesHandle m_compact, m_contiguous, m_bulk, m_exact;
   hdf_SpaceHandle m_line;
   CachedWindow m_windows[kWindows];

@@ -78,7 +78,7 @@ TEST_F(Pattern, ValuesSetBeforeBindingAndAfterComeBack) {
 }
 
 TEST_F(Pattern, TracesEveryOperationInOrder) {
-  const std::string file = Path(), slash = "\n";
+  const std::string file = Path();
   Model a(file, 1);
   EXPECT_EQ(Lines(), "msfD_Root::createSim " + file +
                          "\n"

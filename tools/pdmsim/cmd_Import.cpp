@@ -58,14 +58,17 @@ show_Json Summary(const Options& options, const imp_Counts& counts, unsigned lon
 }
 
 void Print(const show_Json& s) {
-  const auto n = [&](const char* key) { return s[key].get<unsigned long long>(); };
+  const auto n = [&](const char* key, const std::string& what) {
+    const auto count = s[key].get<unsigned long long>();
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+  };
   char seconds[32];
   std::snprintf(seconds, sizeof seconds, "%.2f s", s["seconds"].get<double>());
-  std::cout << s["file"].get<std::string>() << ": " << n("nodes") << " nodes, " << n("elements")
-            << " elements in " << n("blocks") << " blocks\n  " << n("nodeSets") << " node sets, "
-            << n("elementSets") << " element sets, " << n("sideSets") << " side sets, " << n("fields")
-            << " fields, " << n("steps") << " steps\n  " << show_Size(n("bytes")) << " in " << seconds
-            << "\n";
+  std::cout << s["file"].get<std::string>() << ": " << n("nodes", "node") << ", " << n("elements", "element")
+            << " in " << n("blocks", "block") << "\n  " << n("nodeSets", "node set") << ", "
+            << n("elementSets", "element set") << ", " << n("sideSets", "side set") << ", "
+            << n("fields", "field") << ", " << n("steps", "step") << "\n  "
+            << show_Size(s["bytes"].get<unsigned long long>()) << " in " << seconds << "\n";
 }
 
 void Warn(const Options& options, const imp_Counts& counts) {

@@ -56,7 +56,7 @@ std::string OfField(const show_Json& field) {
 
 std::string OfSet(const show_Json& set) {
   const std::string collection = Plain(set["collection"]), size = set["size"].dump();
-  return set["all"] == true ? "all " + size + " of " + collection : size + " of " + collection;
+  return set["all"] == true ? "all of " + collection : size + " of " + collection;
 }
 
 void Line(std::ostream& out, const std::string& name, const std::string& text, int depth) {

@@ -21,7 +21,7 @@ public:
   /// Sets what every new fesD_FESystem is given.
   fesD_FESystemMembers(kda_string systemName_, ORXSimDistributionID nodalLabels_, ORXSimDistributionID nodalActivityMask_);
   fesD_FESystemMembers(const fesD_FESystemMembers&) = default;
-  fesD_FESystemMembers& operator=(const fesD_FESystemMembers&) = default;
+  fesD_FESystemMembers& operator=(const fesD_FESystemMembers&) = delete;
   virtual ~fesD_FESystemMembers();
 
   /// A place for consistency checks of derived members; nothing here.

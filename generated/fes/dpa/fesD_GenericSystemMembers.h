@@ -21,7 +21,7 @@ public:
   /// Sets what every new fesD_GenericSystem is given.
   fesD_GenericSystemMembers(ORXSimCollectionID dofs_, ORXSimCollectionID loads_);
   fesD_GenericSystemMembers(const fesD_GenericSystemMembers&) = default;
-  fesD_GenericSystemMembers& operator=(const fesD_GenericSystemMembers&) = default;
+  fesD_GenericSystemMembers& operator=(const fesD_GenericSystemMembers&) = delete;
   virtual ~fesD_GenericSystemMembers();
 
   /// A place for consistency checks of derived members; nothing here.

@@ -21,7 +21,7 @@ public:
   /// Sets what every new fesD_ModalEvent is given.
   fesD_ModalEventMembers(kda_string eventName_, int eventTypeID_, ORXSimCollectionID frames_, ORXSimCollectionID cases_);
   fesD_ModalEventMembers(const fesD_ModalEventMembers&) = default;
-  fesD_ModalEventMembers& operator=(const fesD_ModalEventMembers&) = default;
+  fesD_ModalEventMembers& operator=(const fesD_ModalEventMembers&) = delete;
   virtual ~fesD_ModalEventMembers();
 
   /// A place for consistency checks of derived members; nothing here.

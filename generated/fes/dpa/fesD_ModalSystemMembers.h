@@ -21,7 +21,7 @@ public:
   /// Sets what every new fesD_ModalSystem is given.
   fesD_ModalSystemMembers(ORXSimCollectionID dofs_, ORXSimCollectionID modes_);
   fesD_ModalSystemMembers(const fesD_ModalSystemMembers&) = default;
-  fesD_ModalSystemMembers& operator=(const fesD_ModalSystemMembers&) = default;
+  fesD_ModalSystemMembers& operator=(const fesD_ModalSystemMembers&) = delete;
   virtual ~fesD_ModalSystemMembers();
 
   /// A place for consistency checks of derived members; nothing here.

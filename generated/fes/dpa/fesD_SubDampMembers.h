@@ -19,7 +19,7 @@ class PDM_CORE_API fesD_SubDampMembers : public mem_AllocationOperatorsTiny {
 public:
   fesD_SubDampMembers();
   fesD_SubDampMembers(const fesD_SubDampMembers&) = default;
-  fesD_SubDampMembers& operator=(const fesD_SubDampMembers&) = default;
+  fesD_SubDampMembers& operator=(const fesD_SubDampMembers&) = delete;
   virtual ~fesD_SubDampMembers();
 
   /// A place for consistency checks of derived members; nothing here.

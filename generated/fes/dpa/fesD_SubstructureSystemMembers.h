@@ -21,7 +21,7 @@ public:
   /// Sets what every new fesD_SubstructureSystem is given.
   fesD_SubstructureSystemMembers(ORXSimCollectionID dofTypes_, ORXSimCollectionID dofs_, ORXSimCollectionID modes_);
   fesD_SubstructureSystemMembers(const fesD_SubstructureSystemMembers&) = default;
-  fesD_SubstructureSystemMembers& operator=(const fesD_SubstructureSystemMembers&) = default;
+  fesD_SubstructureSystemMembers& operator=(const fesD_SubstructureSystemMembers&) = delete;
   virtual ~fesD_SubstructureSystemMembers();
 
   /// A place for consistency checks of derived members; nothing here.

@@ -21,7 +21,7 @@ public:
   /// Sets what every new msfD_DiscreteModel is given.
   msfD_DiscreteModelMembers(ORXSimCollectionID vectors_, ORXSimCollectionID localNodes_);
   msfD_DiscreteModelMembers(const msfD_DiscreteModelMembers&) = default;
-  msfD_DiscreteModelMembers& operator=(const msfD_DiscreteModelMembers&) = default;
+  msfD_DiscreteModelMembers& operator=(const msfD_DiscreteModelMembers&) = delete;
   virtual ~msfD_DiscreteModelMembers();
 
   /// A place for consistency checks of derived members; nothing here.

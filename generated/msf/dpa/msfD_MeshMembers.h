@@ -21,7 +21,7 @@ public:
   /// Sets what every new msfD_Mesh is given.
   msfD_MeshMembers(ORXSimCollectionID nodes_, ORXSimCollectionID elements_);
   msfD_MeshMembers(const msfD_MeshMembers&) = default;
-  msfD_MeshMembers& operator=(const msfD_MeshMembers&) = default;
+  msfD_MeshMembers& operator=(const msfD_MeshMembers&) = delete;
   virtual ~msfD_MeshMembers();
 
   /// A place for consistency checks of derived members; nothing here.

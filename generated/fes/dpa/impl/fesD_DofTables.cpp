@@ -1,11 +1,15 @@
 #include <fes/dpa/impl/fesD_DofTables.h>
 
+#include <fes/dpa/impl/fesD_DofSink.h>
 #include <fes/dpa/impl/fesD_DofWriter.h>
+
+#include <algorithm>
 
 // A node's mask is taken four labels at a time. For each of its (up to eight) fours, a small table gives by
 // the value of the four bits the whole of what goes into the node's row and into the code array, so that a
 // four costs two stores of four ints whatever is set in it. A store may reach past its row, or past the codes
-// of its node: what follows is written later. Only the last few nodes, where nothing follows, go one by one.
+// of its node, into what is written next: so a block of nodes is filled in a small buffer that has room for it
+// and goes from there to the tables.
 
 namespace {
 
@@ -57,47 +61,43 @@ void describe(Groups& groups, unsigned labels) {
   }
 }
 
-struct Position {
-  int node = 0;
-  int dof = 0;
-};
+constexpr long long kStreamFrom = 32 << 20; // bytes that no cache keeps until they are used
+constexpr int kNodes = 64; // nodes a block
+constexpr int kColumns = 31;
+using Sink = fesD_DofSink<kNodes * kColumns>;
 
-int codeOf(int node) {
-  return 128 * (node + 1);
-}
-
-// Fills up to but not including node `end`, or as far as whole fours fit before `lastDof`.
+// Fills one block's rows and codes; `dof` is its first DOF. Answers the DOF after its last.
 template <int Count>
-Position fillFours(const int* masks, int end, int lastDof, const Groups& groups, fesD_DofTables tables) {
-  Position at;
-  int* row = tables.ordinals;
-  for (; at.node < end && at.dof <= lastDof; ++at.node, row += groups.columns) {
-    const auto mask = static_cast<unsigned>(masks[at.node]);
-    const fesD_Lanes code = fesD_Lanes::Splat(codeOf(at.node));
+int fillBlock(const int* masks, int node, int end, int dof, const Groups& groups, int* row, int* codes) {
+  codes -= dof;
+  for (; node < end; ++node, row += groups.columns) {
+    const auto mask = static_cast<unsigned>(masks[node]);
+    const fesD_Lanes code = fesD_Lanes::Splat(128 * (node + 1));
     for (int i = 0; i < (Count > 0 ? Count : groups.count); ++i) {
       const Group& group = groups.each[i];
       const unsigned bits = mask >> group.shift & 15;
       const Four& four = group.byBits[bits];
-      const fesD_Lanes first = fesD_Lanes::Splat(at.dof);
+      const fesD_Lanes first = fesD_Lanes::Splat(dof);
       ((first + fesD_Lanes::Load(four.ordinals)) | fesD_Lanes::Load(four.absent)).Store(row + group.column);
-      (code + fesD_Lanes::Load(four.ids)).Store(tables.codes + at.dof);
-      at.dof += fesD_kBitsOfFour[bits];
+      (code + fesD_Lanes::Load(four.ids)).Store(codes + dof);
+      dof += fesD_kBitsOfFour[bits];
     }
   }
-  return at;
+  return dof;
 }
 
-void fillOneByOne(const int* masks, int n, Position at, unsigned labels, int columns, fesD_DofTables tables) {
-  int* entry = tables.ordinals + static_cast<long long>(at.node) * columns;
-  for (; at.node < n; ++at.node) {
-    int id = 0;
-    for (unsigned rest = labels; rest != 0; rest &= rest - 1, ++id) {
-      const bool active = (static_cast<unsigned>(masks[at.node]) & rest & (0 - rest)) != 0;
-      *entry++ = active ? at.dof : -1;
-      if (active)
-        tables.codes[at.dof++] = codeOf(at.node) + id;
-    }
+template <int Count>
+void fill(const int* masks, int n, const Groups& groups, fesD_DofTables tables, bool streaming) {
+  Sink rows(tables.ordinals, streaming), codes(tables.codes, streaming);
+  int dof = 0;
+  for (int node = 0; node < n; node += kNodes) {
+    const int end = std::min(node + kNodes, n), first = dof;
+    dof = fillBlock<Count>(masks, node, end, first, groups, rows.Room(), codes.Room());
+    rows.Take((end - node) * groups.columns);
+    codes.Take(dof - first);
   }
+  rows.Finish();
+  codes.Finish();
 }
 
 } // namespace
@@ -136,10 +136,8 @@ void fesD_FillDofTables(const int* masks, int n, fesD_MaskSums sums, fesD_DofTab
   describe(groups, sums.labels);
   if (groups.count == 0)
     return;
-  // A node's last store reaches at most 3 ints past its row, which the rows after it must take up.
-  const int end = n - 1 - 3 / groups.columns, lastDof = sums.dofs - 4 * groups.count;
-  const Position at = groups.count == 1   ? fillFours<1>(masks, end, lastDof, groups, tables)
-                      : groups.count == 2 ? fillFours<2>(masks, end, lastDof, groups, tables)
-                                          : fillFours<0>(masks, end, lastDof, groups, tables);
-  fillOneByOne(masks, n, at, sums.labels, groups.columns, tables);
+  const bool streaming = 4LL * (static_cast<long long>(n) * groups.columns + sums.dofs) > kStreamFrom;
+  (groups.count == 1   ? fill<1>
+   : groups.count == 2 ? fill<2>
+                       : fill<0>)(masks, n, groups, tables, streaming);
 }
