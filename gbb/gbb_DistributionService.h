@@ -23,5 +23,5 @@ public:
 
 private:
   ORXSimContextID m_context;
-  int m_reserved = 0;
+  [[maybe_unused]] int m_reserved = 0; // part of the handle data
 };

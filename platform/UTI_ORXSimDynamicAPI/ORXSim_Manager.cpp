@@ -71,7 +71,10 @@ const char* ORXSimManager::LastError() {
   return hdf_Operation::Last().c_str();
 }
 
+// Nobody gives the null context away but a call that has failed: its cause is the one to keep.
 hdf_File ORXSimContextRef::File() const {
+  if (m_context.IsNull())
+    return hdf_ObjectRep::Failed<hdf_File>();
   const auto context = hdf_Contexts::Find(m_context);
   hdf_Operation operation("take the file of a context", context.get());
   if (!operation.Usable())
@@ -87,6 +90,8 @@ bool ORXSimContextRef::ReadOnly() const {
 }
 
 bool ORXSimContextRef::Commit() const {
+  if (m_context.IsNull())
+    return false;
   const auto context = hdf_Contexts::Find(m_context);
   if (context != nullptr && context->scopes > 0)
     return true;
@@ -116,6 +121,8 @@ ORXSimUpdate::~ORXSimUpdate() {
 }
 
 bool ORXSimUpdate::Commit() {
+  if (m_context.IsNull())
+    return false;
   const auto context = hdf_Contexts::Find(m_context);
   hdf_Operation operation("end update", context.get());
   if (!operation.Usable())
