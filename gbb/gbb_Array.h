@@ -9,7 +9,7 @@
 /// \tparam Element the elements' handle; \tparam Holder their holder; \tparam Owner the owning class.
 template <class Element, class Holder, class Repository, class Owner>
 class gbb_Array {
-public:
+ public:
   using Impl = gbb_ArrayImpl<Element, Holder, Repository, Owner>;
 
   constexpr gbb_Array() = default;
@@ -39,6 +39,6 @@ public:
     return Element();
   }
 
-private:
+ private:
   Impl* m_impl = nullptr;
 };

@@ -14,7 +14,7 @@
 /// one that reserved room but holds none keeps it.
 template <class T, class Owner>
 class gbb_AutoArray {
-public:
+ public:
   constexpr gbb_AutoArray() = default;
   /// Reserves room for n elements.
   explicit gbb_AutoArray(int n) { Reserve(n); }
@@ -76,7 +76,8 @@ public:
   void RemoveAt(int i) {
     m_data[i].~T();
     const auto behind = static_cast<std::size_t>(m_length - i - 1);
-    std::memmove(static_cast<void*>(m_data + i), static_cast<const void*>(m_data + i + 1), behind * sizeof(T));
+    std::memmove(static_cast<void*>(m_data + i), static_cast<const void*>(m_data + i + 1),
+                 behind * sizeof(T));
     if (--m_length == 0)
       RemoveLast(0);
   }
@@ -87,7 +88,7 @@ public:
     std::swap(m_capacity, other.m_capacity);
   }
 
-private:
+ private:
   void GrowFor(int n) {
     if (n > m_capacity - m_length) [[unlikely]]
       Grow(n);

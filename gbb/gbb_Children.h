@@ -37,7 +37,7 @@ struct gbb_ChildOwner {
 /// The children of one object, opened from the file on first use.
 template <class Traits>
 class gbb_Children {
-public:
+ public:
   /// The holder of the child at `Index`, opened if the file has it; empty if there is none. An array of an
   /// owner that is not in a file yet begins empty, in memory.
   template <int Index>
@@ -52,15 +52,16 @@ public:
   /// that name. \param found what the walk reached.
   bool Traverse(const gbb_ChildOwner& owner, gbb_TraverseContext& context, gbb_Handle& found);
 
-private:
+ private:
   using Table = typename gbb_ChildrenOf<Traits>::Type;
 
   template <int Index>
   auto& At() {
-    return [this]<std::size_t... I>(std::index_sequence<I...>) -> auto& {
+    return [this]<std::size_t... I>(std::index_sequence<I...>)->auto& {
       constexpr std::size_t place = ((std::tuple_element_t<I, Table>::kIndex == Index ? I : 0) + ... + 0);
       return std::get<place>(m_table);
-    }(std::make_index_sequence<std::tuple_size_v<Table>>());
+    }
+    (std::make_index_sequence<std::tuple_size_v<Table>>());
   }
   void Open(const gbb_ChildOwner& owner, auto& child);
 

@@ -49,7 +49,8 @@ bool gbb_Class::IsA(gbb_Class other) const {
   return false;
 }
 
-gbb_ObjectInterface* gbb_Class::Open(const gbb_Path& parent, int index, const gbb_Group& group, int trace) const {
+gbb_ObjectInterface* gbb_Class::Open(const gbb_Path& parent, int index, const gbb_Group& group,
+                                     int trace) const {
   if (m_descriptor == nullptr) {
     err_Write("**ERROR: gbb_Class::Open: called on an uninitialized class handle\n");
     return nullptr;

@@ -40,7 +40,7 @@ struct gbb_ClassDescriptor {
 
 /// A class of persistent objects: one pointer to its descriptor, null while uninitialised.
 class PDM_CORE_API gbb_Class {
-public:
+ public:
   constexpr gbb_Class() = default;
   explicit constexpr gbb_Class(const gbb_ClassDescriptor* descriptor) : m_descriptor(descriptor) {}
 
@@ -63,6 +63,6 @@ public:
   /// \param parent path of the parent object; \param index the object's place under it.
   gbb_ObjectInterface* Open(const gbb_Path& parent, int index, const gbb_Group& group, int trace) const;
 
-private:
+ private:
   const gbb_ClassDescriptor* m_descriptor = nullptr;
 };

@@ -44,7 +44,8 @@ gbb_Group gbb_Group::Create(const gbb_Group& parent, const gbb_String& name, int
 gbb_Group gbb_Group::CreateArray(const gbb_Group& parent, const gbb_String& name, int size) {
   const ORXSimQuiet quiet;
   gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, true);
-  group.m_group.AttributeCreate(kSize, hdf_Datatype::NATIVE_INT, vectorOf(1)).Write(hdf_Datatype::NATIVE_INT, &size);
+  group.m_group.AttributeCreate(kSize, hdf_Datatype::NATIVE_INT, vectorOf(1))
+      .Write(hdf_Datatype::NATIVE_INT, &size);
   return group;
 }
 
@@ -98,7 +99,8 @@ bool gbb_Group::UpdateSize(int size) {
 }
 
 // Writing a dataset whole is the cheap way, and leaves nothing of a longer stream behind a shorter one.
-bool gbb_Group::WritePadded(const hdf_Dataset& dataset, std::uint64_t capacity, gbb_MemoryStream::Buffer& stream) {
+bool gbb_Group::WritePadded(const hdf_Dataset& dataset, std::uint64_t capacity,
+                            gbb_MemoryStream::Buffer& stream) {
   const auto padding = static_cast<int>(capacity) - stream.Length();
   std::memset(stream.Extend(padding), 0, static_cast<std::size_t>(padding));
   return dataset.Write(hdf_Datatype::NATIVE_UCHAR, stream.Data(), capacity);
@@ -106,7 +108,8 @@ bool gbb_Group::WritePadded(const hdf_Dataset& dataset, std::uint64_t capacity, 
 
 bool gbb_Group::CreateMembers(gbb_MemoryStream::Buffer& stream) const {
   const std::uint64_t capacity = firstCapacity(stream.Length());
-  return WritePadded(m_group.DatasetCreate(kMembers, hdf_Datatype::NATIVE_UCHAR, vectorOf(capacity)), capacity, stream);
+  return WritePadded(m_group.DatasetCreate(kMembers, hdf_Datatype::NATIVE_UCHAR, vectorOf(capacity)),
+                     capacity, stream);
 }
 
 bool gbb_Group::WriteMembers(gbb_MemoryStream::Buffer& stream) const {

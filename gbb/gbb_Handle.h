@@ -8,7 +8,7 @@
 /// The data hold the bytes of a generated handle's reference, for most of them one pointer to the object's
 /// interface, the rest zero. A handle owns nothing and must not outlive its object.
 class PDM_CORE_API gbb_Handle {
-public:
+ public:
   static constexpr int kMaxSize = 128;
 
   gbb_Handle() = default;
@@ -27,7 +27,7 @@ public:
   /// Two handles on one object are equal whatever class they carry.
   friend bool operator==(const gbb_Handle& a, const gbb_Handle& b) { return a.Equal(b); }
 
-private:
+ private:
   bool Equal(const gbb_Handle& other) const;
 
   alignas(8) unsigned char m_data[kMaxSize] = {};

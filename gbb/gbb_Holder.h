@@ -7,7 +7,7 @@
 /// the holders of the classes; moved, never copied.
 template <class Handle, class Impl>
 class gbb_Holder {
-public:
+ public:
   constexpr gbb_Holder() = default;
   gbb_Holder(gbb_Holder&& other) noexcept
       : m_impl(std::exchange(other.m_impl, nullptr)), m_flags(std::exchange(other.m_flags, 0u)) {}
@@ -56,7 +56,7 @@ public:
     m_flags = 0;
   }
 
-private:
+ private:
   explicit gbb_Holder(Impl* impl) : m_impl(impl), m_flags(gbb_kHolds) {}
 
   Impl* m_impl = nullptr;

@@ -11,7 +11,7 @@ inline constexpr unsigned gbb_kUseCache = 1u << 2;
 
 /// A reference to an object by text. Remembers the handle of its last resolution and how that ended.
 class PDM_CORE_API gbb_LinkImpl {
-public:
+ public:
   virtual ~gbb_LinkImpl();
   /// Where the link lives.
   virtual gbb_Path Path() const = 0;
@@ -25,28 +25,28 @@ public:
   int Status() const { return m_status; }
   void SetStatus(gbb_LinkStatus status) { m_status = status; }
 
-private:
+ private:
   int m_status = gbb_kBroken;
   gbb_Handle m_cached;
 };
 
 /// A link that stores its place and its target.
 class PDM_CORE_API gbb_SimpleLink : public gbb_LinkImpl {
-public:
+ public:
   /// \param path where the link lives; borrowed, so the link must not outlive that object.
   gbb_SimpleLink(gbb_Path path, const char* target);
   ~gbb_SimpleLink() override;
   gbb_Path Path() const override;
   const char* Target() const override;
 
-private:
+ private:
   gbb_Path m_path;
   kda_string m_target;
 };
 
 /// Owns one link.
 class PDM_CORE_API gbb_LinkHolder {
-public:
+ public:
   gbb_LinkHolder() = default;
   /// Takes the link over; null is allowed.
   explicit gbb_LinkHolder(gbb_LinkImpl* link) : m_link(link) {}
@@ -58,14 +58,14 @@ public:
   void Delete();
   gbb_LinkImpl* Link() const { return m_link; }
 
-private:
+ private:
   gbb_LinkImpl* m_link = nullptr;
 };
 
 /// A link seen as a reference to an object of class T, a generated handle.
 template <class T>
 class gbb_TypedLink {
-public:
+ public:
   gbb_TypedLink() = default;
   /// Views a link, which stays the holder's.
   explicit gbb_TypedLink(const gbb_LinkHolder& holder) : m_link(holder.Link()) {}
@@ -85,6 +85,6 @@ public:
   /// A gbb_LinkStatus; gbb_kBroken without a link.
   int status() const { return m_link == nullptr ? gbb_kBroken : m_link->Status(); }
 
-private:
+ private:
   gbb_LinkImpl* m_link = nullptr;
 };

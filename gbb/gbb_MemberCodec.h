@@ -5,6 +5,8 @@
 #include <kda/kda_MapInt.h>
 #include <kda/kda_MapString.h>
 
+#include <utility>
+
 /// The base type of a value.
 template <class T>
 struct gbb_BaseOf;
@@ -12,17 +14,28 @@ template <gbb_MemoryStream::Base B>
 struct gbb_BaseIs {
   static constexpr gbb_MemoryStream::Base value = B;
 };
-template <> struct gbb_BaseOf<bool> : gbb_BaseIs<gbb_MemoryStream::kBool> {};
-template <> struct gbb_BaseOf<unsigned char> : gbb_BaseIs<gbb_MemoryStream::kUChar> {};
-template <> struct gbb_BaseOf<int> : gbb_BaseIs<gbb_MemoryStream::kInt> {};
-template <> struct gbb_BaseOf<long long> : gbb_BaseIs<gbb_MemoryStream::kLongLong> {};
-template <> struct gbb_BaseOf<float> : gbb_BaseIs<gbb_MemoryStream::kFloat> {};
-template <> struct gbb_BaseOf<double> : gbb_BaseIs<gbb_MemoryStream::kDouble> {};
-template <> struct gbb_BaseOf<kda_string> : gbb_BaseIs<gbb_MemoryStream::kString> {};
-template <> struct gbb_BaseOf<ORXSimCollectionID> : gbb_BaseIs<gbb_MemoryStream::kCollection> {};
-template <> struct gbb_BaseOf<ORXSimCSetID> : gbb_BaseIs<gbb_MemoryStream::kCSet> {};
-template <> struct gbb_BaseOf<ORXSimDSetID> : gbb_BaseIs<gbb_MemoryStream::kDSet> {};
-template <> struct gbb_BaseOf<ORXSimDistributionID> : gbb_BaseIs<gbb_MemoryStream::kDistribution> {};
+template <>
+struct gbb_BaseOf<bool> : gbb_BaseIs<gbb_MemoryStream::kBool> {};
+template <>
+struct gbb_BaseOf<unsigned char> : gbb_BaseIs<gbb_MemoryStream::kUChar> {};
+template <>
+struct gbb_BaseOf<int> : gbb_BaseIs<gbb_MemoryStream::kInt> {};
+template <>
+struct gbb_BaseOf<long long> : gbb_BaseIs<gbb_MemoryStream::kLongLong> {};
+template <>
+struct gbb_BaseOf<float> : gbb_BaseIs<gbb_MemoryStream::kFloat> {};
+template <>
+struct gbb_BaseOf<double> : gbb_BaseIs<gbb_MemoryStream::kDouble> {};
+template <>
+struct gbb_BaseOf<kda_string> : gbb_BaseIs<gbb_MemoryStream::kString> {};
+template <>
+struct gbb_BaseOf<ORXSimCollectionID> : gbb_BaseIs<gbb_MemoryStream::kCollection> {};
+template <>
+struct gbb_BaseOf<ORXSimCSetID> : gbb_BaseIs<gbb_MemoryStream::kCSet> {};
+template <>
+struct gbb_BaseOf<ORXSimDSetID> : gbb_BaseIs<gbb_MemoryStream::kDSet> {};
+template <>
+struct gbb_BaseOf<ORXSimDistributionID> : gbb_BaseIs<gbb_MemoryStream::kDistribution> {};
 
 /// How a value of type T stands in a member record: its shape and base, and its bytes after the tag.
 template <class T>
@@ -48,13 +61,22 @@ struct gbb_MapCodec {
   static void Read(gbb_MemoryStream& stream, Map& map) {
     const int count = stream.ReadCount(gbb_kLeastSize<Key> + gbb_kLeastSize<T>);
     Map read;
-    for (int i = 0; i < count && stream.GetError() == gbb_MemoryStream::kGood; ++i) {
+    const Key* greatest = nullptr; // keys come in ascending order when we wrote them
+    for (int i = 0; i < count; ++i) {
       Key key{};
       T value{};
       stream.Read(key);
       stream.Read(value);
-      if (stream.GetError() == gbb_MemoryStream::kGood)
-        read.insert(key, value);
+      if (stream.GetError() != gbb_MemoryStream::kGood)
+        break;
+      if constexpr (requires { read.append(std::move(key), value); }) {
+        if (greatest == nullptr ? i == 0 : BtreeCompare(key, *greatest) > 0) {
+          greatest = &read.append(std::move(key), value);
+          continue;
+        }
+      }
+      read.insert(key, value);
+      greatest = nullptr; // the rest is inserted one by one
     }
     map.swap(read);
   }

@@ -37,7 +37,8 @@ template <class Table, class F>
 constexpr void gbb_ForEach(F&& f) {
   [&]<std::size_t... I>(std::index_sequence<I...>) {
     (f(std::tuple_element_t<I, Table>{}), ...);
-  }(std::make_index_sequence<std::tuple_size_v<Table>>());
+  }
+  (std::make_index_sequence<std::tuple_size_v<Table>>());
 }
 
 /// Calls f(member, value) for each simple member of an object in the order in which they are saved;

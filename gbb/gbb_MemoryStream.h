@@ -25,7 +25,7 @@ inline void gbb_StoreNumber(unsigned char* to, T value, bool reversed) {
 /// external form.
 template <class T>
 class gbb_Stored {
-public:
+ public:
   explicit gbb_Stored(const T& value) : m_external(value) {}
   int Size() const { return 4 + m_external.Length(); }
   void Store(unsigned char* to, bool reversed) const {
@@ -33,25 +33,25 @@ public:
     std::memcpy(to + 4, m_external.Bytes(), static_cast<std::size_t>(m_external.Length()));
   }
 
-private:
+ private:
   ORXSimIDExternal m_external;
 };
 
 template <class T>
-  requires std::is_arithmetic_v<T>
+requires std::is_arithmetic_v<T>
 class gbb_Stored<T> {
-public:
+ public:
   explicit gbb_Stored(T value) : m_value(value) {}
   static constexpr int Size() { return sizeof(T); }
   void Store(unsigned char* to, bool reversed) const { gbb_StoreNumber(to, m_value, reversed); }
 
-private:
+ private:
   T m_value;
 };
 
 template <>
 class gbb_Stored<kda_string> {
-public:
+ public:
   explicit gbb_Stored(const kda_string& value) : m_text(value.cStr()), m_length(value.byteCount()) {}
   int Size() const { return 4 + m_length; }
   void Store(unsigned char* to, bool reversed) const {
@@ -59,7 +59,7 @@ public:
     std::memcpy(to + 4, m_text, static_cast<std::size_t>(m_length));
   }
 
-private:
+ private:
   const char* m_text; // borrowed
   int m_length;
 };
@@ -70,7 +70,7 @@ private:
 /// least significant byte first. After the first error every further operation does nothing, so the first
 /// error is the one that stands; the stream itself reports nothing.
 class PDM_CORE_API gbb_MemoryStream {
-public:
+ public:
   /// How values of a base type are grouped in a member: the upper half of a type tag.
   enum Shape : unsigned char { kSingle = 0, kList = 1, kMapByString = 3, kMapByInt = 4 };
   /// The base type of a member: the lower half of a type tag.
@@ -171,7 +171,7 @@ public:
     return static_cast<unsigned char>(shape << 4 | base);
   }
 
-private:
+ private:
   static constexpr bool kReversedHost = std::endian::native == std::endian::big;
 
   void Start();

@@ -1,13 +1,13 @@
 #pragma once
 
+#include <gbb/gbb_ObjectForward.h>
 #include <gbb/gbb_ObjectHandle.h>
-#include <kda/kda_Export.h>
 
 /// A scoped write to one object: change the members, then commit. What is not committed when the access
 /// ends is discarded.
 template <class Traits>
 class PDM_CORE_API gbb_ObjectAccess {
-public:
+ public:
   explicit gbb_ObjectAccess(const gbb_ObjectHandle<Traits>& object) : m_impl(object.m_impl) {}
   gbb_ObjectAccess(const gbb_ObjectAccess&) = delete;
   gbb_ObjectAccess& operator=(const gbb_ObjectAccess&) = delete;
@@ -18,7 +18,7 @@ public:
   /// Hands the members over: a connected object writes all of them to the file at once.
   void commit();
 
-private:
+ private:
   // True when the members were the object's cache and that has been replaced since: they are gone.
   bool Stale() const;
 

@@ -1,15 +1,8 @@
 #pragma once
 
 #include <gbb/gbb_Handle.h>
+#include <gbb/gbb_ObjectForward.h>
 #include <gbb/gbb_Path.h>
-#include <kda/kda_Export.h>
-
-template <class>
-class PDM_CORE_API gbb_ObjectHolder;
-template <class>
-class PDM_CORE_API gbb_ObjectAccess;
-template <class>
-class gbb_ObjectImpl;
 
 /// What all handles of schema classes share: one pointer to an implementation, null for an empty handle.
 ///
@@ -17,7 +10,7 @@ class gbb_ObjectImpl;
 /// object. A call on an empty handle prints its line and answers the null value.
 template <class TraitsOfClass>
 class PDM_CORE_API gbb_ObjectHandle {
-public:
+ public:
   using Traits = TraitsOfClass;
 
   constexpr gbb_ObjectHandle() = default;
@@ -25,7 +18,9 @@ public:
   bool operator!() const { return m_impl == nullptr; }
   explicit operator bool() const { return m_impl != nullptr; }
   /// True for handles of one object.
-  friend bool operator==(const gbb_ObjectHandle& a, const gbb_ObjectHandle& b) { return a.m_impl == b.m_impl; }
+  friend bool operator==(const gbb_ObjectHandle& a, const gbb_ObjectHandle& b) {
+    return a.m_impl == b.m_impl;
+  }
 
   /// The object with its own, most derived class; empty for an empty handle.
   operator gbb_Handle() const;
@@ -34,7 +29,7 @@ public:
   /// All simple members at once, null for an empty handle. Valid until the object's next change.
   const typename Traits::Members* ReadMembers() const;
 
-protected:
+ protected:
   friend class gbb_ObjectHolder<Traits>;
   friend class gbb_ObjectAccess<Traits>;
   friend class gbb_ObjectImpl<Traits>;

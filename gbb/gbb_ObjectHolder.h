@@ -2,8 +2,8 @@
 
 #include <gbb/gbb_Group.h>
 #include <gbb/gbb_Handle.h>
+#include <gbb/gbb_ObjectForward.h>
 #include <gbb/gbb_Path.h>
-#include <kda/kda_Export.h>
 #include <gbb/gbb_TraverseContext.h>
 
 #include <utility>
@@ -23,7 +23,7 @@ enum gbb_HolderFlags : unsigned {
 /// nothing.
 template <class Traits>
 class PDM_CORE_API gbb_HolderBase {
-public:
+ public:
   constexpr gbb_HolderBase() = default;
   gbb_HolderBase(gbb_HolderBase&& other) noexcept
       : m_impl(std::exchange(other.m_impl, nullptr)), m_flags(std::exchange(other.m_flags, 0u)) {}
@@ -48,7 +48,7 @@ public:
   /// Destroys the object; the holder is empty afterwards.
   void Close();
 
-protected:
+ protected:
   gbb_HolderBase(typename Traits::Impl* impl, unsigned flags) : m_impl(impl), m_flags(flags) {}
   /// What the operations are called on.
   gbb_ObjectInterface* Target() const;
@@ -60,7 +60,7 @@ protected:
 /// The holder of a class whose objects live in groups of their own.
 template <class Traits>
 class PDM_CORE_API gbb_ObjectHolder : public gbb_HolderBase<Traits> {
-public:
+ public:
   constexpr gbb_ObjectHolder() = default;
 
   /// Places the object: at `index` under the object at `parent`.
@@ -76,7 +76,7 @@ public:
     return gbb_ObjectHolder(impl, flags);
   }
 
-protected:
+ protected:
   /// Hands the object over as the Base that it is; empty when it has no such part.
   template <class Base>
   gbb_ObjectHolder<Base> ReleaseAs() {

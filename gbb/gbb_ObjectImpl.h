@@ -15,24 +15,25 @@
 /// object as its interface, stored in the group "#base". Nothing for a class without a base.
 template <class Traits, class Base = typename Traits::Base>
 class gbb_BasePart {
-public:
+ public:
   using Holder = typename Base::Holder;
   using Initial = typename Base::Initial;
 
   void New(typename Base::Interface* outer, Initial& initial, int trace);
-  void Open(typename Base::Interface* outer, const gbb_Path& parent, int index, const gbb_Group& group, int trace);
+  void Open(typename Base::Interface* outer, const gbb_Path& parent, int index, const gbb_Group& group,
+            int trace);
   void SetPath(const gbb_Path& parent, int index) const { m_holder.SetPath(parent, index); }
   void Bind(const gbb_Group& group) const;
   void* Handle(gbb_Class wanted) const;
   gbb_Handle Traverse(gbb_TraverseContext& context) const;
   const Holder& Subobject() const { return m_holder; }
 
-private:
+ private:
   Holder m_holder;
 };
 template <class Traits>
 class gbb_BasePart<Traits, void> {
-public:
+ public:
   using Initial = std::tuple<>;
 
   void New(gbb_ObjectInterface*, Initial&, int) {}
@@ -50,7 +51,7 @@ public:
 /// writes its whole stream at every commit. With a trace level other than 0 each operation prints a line.
 template <class Traits>
 class gbb_ObjectImpl : public Traits::Interface {
-public:
+ public:
   using InterfaceType = typename Traits::Interface;
   using Members = typename Traits::Members;
   using Initial = typename Traits::Initial;
@@ -101,11 +102,11 @@ public:
     return m_children.template Set<Index>(Owner(), holder);
   }
 
-protected:
+ protected:
   /// Makes the caller's interface object speak for this one; the last thing that a constructor does.
   void AttachTo(InterfaceType* outer);
 
-private:
+ private:
   gbb_ChildOwner Owner() const { return {gbb_Path(&m_path), m_group, m_trace, m_connected}; }
   template <gbb_Text... Parts>
   void Trace() const;

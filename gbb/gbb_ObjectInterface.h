@@ -12,7 +12,7 @@ class gbb_TraverseContext;
 /// What every persistent object can do, whatever its class. The order of the operations is part of the
 /// binary interface.
 class PDM_CORE_API gbb_ObjectInterface : public mem_AllocationOperatorsTiny {
-public:
+ public:
   virtual ~gbb_ObjectInterface();
   /// Places the object: at `index` under the object at `parent`.
   virtual void SetPath(const gbb_Path& parent, int index) = 0;
@@ -34,7 +34,7 @@ public:
 /// Such an object is handed to New() or Open(); it stays the caller's and must outlive the implementation.
 template <class Traits, class Base = gbb_ObjectInterface>
 class PDM_CORE_API gbb_InterfaceOf : public Base {
-public:
+ public:
   void SetPath(const gbb_Path& parent, int index) override;
   gbb_Path Path() const override;
   gbb_Class Class() const override;
@@ -42,7 +42,7 @@ public:
   void Bind(const gbb_Group& group) override;
   gbb_Handle Traverse(gbb_TraverseContext& context) override;
 
-protected:
+ protected:
   /// The implementation that this interface speaks for, null before New() or Open() and after its end.
   typename Traits::Impl* Implementation() const { return m_implementation; }
 
@@ -52,6 +52,6 @@ protected:
       interface->m_implementation = implementation;
   }
 
-private:
+ private:
   typename Traits::Impl* m_implementation = nullptr;
 };

@@ -10,7 +10,7 @@ class gbb_TraverseContext;
 /// The object that resolves links for everything that hangs from it; null is the empty root.
 /// Borrowed: the root outlives every path that names it.
 class PDM_CORE_API gbb_Root {
-public:
+ public:
   constexpr gbb_Root() = default;
   explicit constexpr gbb_Root(gbb_RootImpl* impl) : m_impl(impl) {}
 
@@ -20,24 +20,24 @@ public:
   /// Resolves a walk. An empty root prints a line and answers an empty handle.
   gbb_Handle Traverse(gbb_TraverseContext& context) const;
 
-private:
+ private:
   gbb_RootImpl* m_impl = nullptr;
 };
 
 /// What stands behind a gbb_Root.
 class PDM_CORE_API gbb_RootImpl {
-public:
+ public:
   /// Walks from the root to the object that the context names, setting the context's status.
   virtual gbb_Handle Traverse(gbb_TraverseContext& context) = 0;
 
-protected:
+ protected:
   virtual ~gbb_RootImpl();
 };
 
 /// Where an object sits: under which parent, from which root, at which place. Null is the empty path.
 /// Borrowed from the object: it is valid while the object lives.
 class PDM_CORE_API gbb_Path {
-public:
+ public:
   constexpr gbb_Path() = default;
   explicit constexpr gbb_Path(const gbb_PathImpl* impl) : m_impl(impl) {}
 
@@ -53,13 +53,13 @@ public:
   /// The nearest path upwards that carries a root of its own; empty when none does.
   gbb_Path Top() const;
 
-private:
+ private:
   const gbb_PathImpl* m_impl = nullptr;
 };
 
 /// The stored form of a path, kept by the object that it describes.
 class gbb_PathImpl {
-public:
+ public:
   constexpr gbb_PathImpl() = default;
   /// A place under a parent object.
   constexpr gbb_PathImpl(gbb_Path parent, int index) : m_parent(parent), m_index(index) {}
@@ -70,7 +70,7 @@ public:
   gbb_Root Root() const { return m_root; }
   int Index() const { return m_index; }
 
-private:
+ private:
   gbb_Path m_parent;
   gbb_Root m_root; // empty on every path but the one that carries the root
   int m_index = -1;

@@ -99,7 +99,8 @@ gbb_ObjectHolder<Traits> gbb_ObjectHolder<Traits>::OpenStored(typename Traits::I
                                                               const gbb_Group& group, int trace) {
   if (!gbb_StoredClass<Traits>(parent, group))
     return {};
-  return gbb_ObjectHolder(new typename Traits::Impl(outer, parent, index, group, trace), gbb_kHolds | gbb_kDirect);
+  return gbb_ObjectHolder(new typename Traits::Impl(outer, parent, index, group, trace),
+                          gbb_kHolds | gbb_kDirect);
 }
 
 template <class Traits>

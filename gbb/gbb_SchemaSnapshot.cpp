@@ -8,7 +8,8 @@ gbb_SchemaSnapshotImpl::gbb_SchemaSnapshotImpl(gbb_Path sim) : m_path(sim, 0) {}
 gbb_SchemaSnapshotImpl::~gbb_SchemaSnapshotImpl() = default;
 
 gbb_SchemaSnapshot::gbb_SchemaSnapshot(const gbb_Handle& handle)
-    : m_impl(handle.Class().IsA(StaticClass()) ? static_cast<gbb_SchemaSnapshotImpl*>(handle.Object()) : nullptr) {}
+    : m_impl(handle.Class().IsA(StaticClass()) ? static_cast<gbb_SchemaSnapshotImpl*>(handle.Object())
+                                               : nullptr) {}
 
 gbb_SchemaSnapshot::operator gbb_Handle() const {
   return m_impl == nullptr ? gbb_Handle() : gbb_Handle(m_impl, StaticClass());

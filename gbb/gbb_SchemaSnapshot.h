@@ -10,7 +10,7 @@ class gbb_SchemaSnapshotImpl;
 
 /// The classes that a simulation file may hold. A handle: it is valid while its Sim lives.
 class PDM_CORE_API gbb_SchemaSnapshot {
-public:
+ public:
   constexpr gbb_SchemaSnapshot() = default;
   explicit constexpr gbb_SchemaSnapshot(gbb_SchemaSnapshotImpl* impl) : m_impl(impl) {}
   /// Empty unless the handle's class is the snapshot's.
@@ -28,19 +28,19 @@ public:
   /// "com.vertana.SchemaSnapshot".
   static gbb_Class StaticClass();
 
-private:
+ private:
   gbb_SchemaSnapshotImpl* m_impl = nullptr;
 };
 
 /// What stands behind a gbb_SchemaSnapshot, kept by a Sim.
 class gbb_SchemaSnapshotImpl {
-public:
+ public:
   explicit gbb_SchemaSnapshotImpl(gbb_Path sim);
   ~gbb_SchemaSnapshotImpl();
   /// The snapshot's own place: under its Sim.
   gbb_Path Path() const { return gbb_Path(&m_path); }
 
-private:
+ private:
   friend class gbb_SchemaSnapshot;
   gbb_PathImpl m_path;
   omi_Btree<gbb_ClassID, gbb_Class> m_classes;

@@ -16,10 +16,10 @@ enum gbb_LinkStatus : int {
 
 /// Is shown every object on the way; stops the walk there by answering false.
 class gbb_TraverseVisitor {
-public:
+ public:
   virtual bool Visit(const gbb_Handle& object) = 0;
 
-protected:
+ protected:
   ~gbb_TraverseVisitor() = default;
 };
 
@@ -31,9 +31,10 @@ protected:
 /// component before it. The first phase has one step, from the root to the simulation, the second one step
 /// for each component of the path.
 class PDM_CORE_API gbb_TraverseContext {
-public:
+ public:
   /// \param target the target text. \param origin where the walk starts. \param flags those of the request.
-  gbb_TraverseContext(const char* target, gbb_Path origin, unsigned flags, gbb_TraverseVisitor* visitor = nullptr);
+  gbb_TraverseContext(const char* target, gbb_Path origin, unsigned flags,
+                      gbb_TraverseVisitor* visitor = nullptr);
   ~gbb_TraverseContext();
   gbb_TraverseContext(const gbb_TraverseContext&) = delete;
   gbb_TraverseContext& operator=(const gbb_TraverseContext&) = delete;
@@ -56,7 +57,7 @@ public:
   /// number in phase 1; "" before the first step. Valid while the context lives.
   const char* Component() const;
 
-private:
+ private:
   int m_counts[2];
   unsigned m_flags;
   int m_phase = 0;

@@ -30,6 +30,9 @@ class kda_MapString {
 
   /// Adds the pair, or overwrites the value of the key that is present. Cost: O(log count).
   void insert(const kda_string& key, const T& value) { m_tree.InsertOrReplace(key, value); }
+  /// Adds a pair whose key is greater than all others, as insert but with no key compared: for building a map
+  /// from ordered keys. REQUIRES that order. \return the key in the map, valid until it is removed.
+  const kda_string& append(kda_string key, const T& value) { return m_tree.Append(std::move(key), value); }
   /// Removes the entry; an absent key is ignored. Cost: O(log count).
   void remove(const kda_string& key) { m_tree.Remove(key); }
   bool isMember(const kda_string& key) const { return m_tree.IsMember(key); }

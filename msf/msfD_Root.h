@@ -13,7 +13,7 @@
 /// from 0 in the order of opening. Files are told apart by their names, byte for byte. The Sims die with
 /// the root, which must not move while they live. One thread at a time.
 class PDM_CORE_API msfD_Root : public gbb_RootImpl {
-public:
+ public:
   /// \param trace 0, or prints each operation, here and in every object of its Sims.
   explicit msfD_Root(int trace);
   ~msfD_Root() override;
@@ -44,7 +44,7 @@ public:
   /// Walks to an object of one of the Sims.
   gbb_Handle Traverse(gbb_TraverseContext& context) override;
 
-private:
+ private:
   bool MayOpen(const char* operation, const gbb_String& fileName, const gbb_String& alias) const;
   msfD_Sim OpenSim(const char* operation, const gbb_String& fileName, const gbb_String& alias, int openFlags,
                    int contextOption);

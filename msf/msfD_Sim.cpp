@@ -49,9 +49,10 @@ msfD_SimHolder msfD_SimHolder::Open(gbb_Root root, int index, ORXSimContextID co
   return msfD_SimHolder(new msfD_SimImpl(nullptr, root, index, context, group, trace), gbb_kHolds);
 }
 
-msfD_SimHolder msfD_SimHolder::Open(msfD_SimInterface* outer, gbb_Root root, int index, ORXSimContextID context,
-                                    const gbb_Group& group, int trace) {
-  return msfD_SimHolder(new msfD_SimImpl(outer, root, index, context, group, trace), gbb_kHolds | gbb_kDirect);
+msfD_SimHolder msfD_SimHolder::Open(msfD_SimInterface* outer, gbb_Root root, int index,
+                                    ORXSimContextID context, const gbb_Group& group, int trace) {
+  return msfD_SimHolder(new msfD_SimImpl(outer, root, index, context, group, trace),
+                        gbb_kHolds | gbb_kDirect);
 }
 
 void msfD_SimHolder::Bind(ORXSimContextID context, const gbb_Group& group) const {

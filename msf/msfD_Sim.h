@@ -37,7 +37,7 @@ extern template class gbb_HolderBase<msfD_SimTraits>;
 
 /// The operations of a Sim object; a caller's own object derives from it.
 class PDM_CORE_API msfD_SimInterface : public gbb_InterfaceOf<msfD_SimTraits> {
-public:
+ public:
   /// "com.vertana.Sim". Abstract: a Sim is opened only by its holder.
   static gbb_Class StaticClass();
 };
@@ -48,7 +48,7 @@ public:
 /// line and answers the null value. After a createSim that could not make its file the Sim is there, but
 /// holds nothing and takes nothing; ORXSimManager::LastError() says why.
 class PDM_CORE_API msfD_Sim : public gbb_ObjectHandle<msfD_SimTraits> {
-public:
+ public:
   constexpr msfD_Sim() = default;
   /// Empty unless the object is a Sim.
   msfD_Sim(const gbb_Handle& object) : gbb_ObjectHandle(object) {}
@@ -68,14 +68,14 @@ public:
   /// line is printed and the new one destroyed. \return the handle of what is there now.
   msfD_DiscreteModel DiscreteModel(msfD_DiscreteModelHolder model) const;
 
-private:
+ private:
   friend class gbb_HolderBase<msfD_SimTraits>;
   explicit constexpr msfD_Sim(msfD_SimImpl* impl) : gbb_ObjectHandle(impl) {}
 };
 
 /// Carries a Sim from one holder to another.
 class PDM_CORE_API msfD_SimHolderMoveSrc {
-private:
+ private:
   friend class msfD_SimHolder;
   msfD_SimHolderMoveSrc() = default;
   gbb_HolderBase<msfD_SimTraits> m_held;
@@ -83,7 +83,7 @@ private:
 
 /// Owns one Sim; the file is closed with it. Moved, never copied.
 class PDM_CORE_API msfD_SimHolder : public gbb_HolderBase<msfD_SimTraits> {
-public:
+ public:
   constexpr msfD_SimHolder() = default;
   msfD_SimHolder(msfD_SimHolderMoveSrc source) : gbb_HolderBase(std::move(source.m_held)) {}
   /// Hands the Sim over; this holder is empty afterwards.
@@ -95,7 +95,8 @@ public:
 
   /// The Sim of an open file. \param root whose Sim it is; \param index its position there.
   /// \param group the file's group "sim". The Sim owns the context and closes it.
-  static msfD_SimHolder Open(gbb_Root root, int index, ORXSimContextID context, const gbb_Group& group, int trace);
+  static msfD_SimHolder Open(gbb_Root root, int index, ORXSimContextID context, const gbb_Group& group,
+                             int trace);
   /// As above, with the caller's own interface object, which must outlive the Sim.
   static msfD_SimHolder Open(msfD_SimInterface* outer, gbb_Root root, int index, ORXSimContextID context,
                              const gbb_Group& group, int trace);
@@ -105,7 +106,7 @@ public:
   /// Places the Sim at a position of a root.
   void SetPath(gbb_Root root, int index) const;
 
-private:
+ private:
   friend class msfD_Sim;
   msfD_SimHolder(msfD_SimImpl* impl, unsigned flags) : gbb_HolderBase(impl, flags) {}
 };

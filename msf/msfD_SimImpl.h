@@ -10,12 +10,12 @@ struct gbb_ChildrenOf<msfD_SimTraits> {
 
 /// The implementation of a Sim: owns the context of its file and the file's schema snapshot.
 class msfD_SimImpl final : public msfD_SimInterface {
-public:
+ public:
   /// A new Sim that belongs to no root and no file.
   msfD_SimImpl(msfD_SimInterface* outer, int trace);
   /// The Sim of an open file.
-  msfD_SimImpl(msfD_SimInterface* outer, gbb_Root root, int index, ORXSimContextID context, const gbb_Group& group,
-               int trace);
+  msfD_SimImpl(msfD_SimInterface* outer, gbb_Root root, int index, ORXSimContextID context,
+               const gbb_Group& group, int trace);
   ~msfD_SimImpl() override;
   msfD_SimImpl(const msfD_SimImpl&) = delete;
   msfD_SimImpl& operator=(const msfD_SimImpl&) = delete;
@@ -43,7 +43,7 @@ public:
     return m_children.Set<Index>(Owner(), holder);
   }
 
-private:
+ private:
   void RegisterClasses();
   gbb_ChildOwner Owner() const { return {gbb_Path(&m_path), m_group, m_trace, m_connected}; }
 

@@ -25,6 +25,9 @@ class omi_Btree {
   bool Insert(const Key& key, const Value& value);
   /// Adds an entry, or assigns the value to the entry that has the key. \return true when it was added.
   bool InsertOrReplace(const Key& key, const Value& value);
+  /// Adds an entry with a key that is greater than all others, to the same shape as Insert but with no key
+  /// compared. REQUIRES that order. \return the key in the tree, valid until it is removed.
+  const Key& Append(Key&& key, const Value& value);
   /// Removes an entry. \return false when the key is absent.
   bool Remove(const Key& key);
 

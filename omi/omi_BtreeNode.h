@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 // Steps that only other members take: reached directly, not through the library's table of exports.
 #define OMI_LOCAL __attribute__((visibility("hidden")))
@@ -26,6 +27,8 @@ class omi_BtreeNode {
  public:
   /// Copies both. No children, height 0.
   omi_BtreeNode(const Key& key, const Value& value) : m_value(value), m_key(key) {}
+  /// Takes the key over.
+  omi_BtreeNode(Key&& key, const Value& value) : m_value(value), m_key(std::move(key)) {}
   omi_BtreeNode& operator=(const omi_BtreeNode&) = delete;
   /// Destroys the left subtree, the right subtree, then its own value and key. Takes no stack for depth.
   ~omi_BtreeNode();
@@ -83,6 +86,7 @@ class omi_BtreeNode {
 
   OMI_LOCAL static omi_BtreeNode* InsertAt(omi_BtreeNode*& root, const Key& key, const Value& value,
                                            bool rebalanceRoot);
+  OMI_LOCAL static omi_BtreeNode* AppendAt(omi_BtreeNode*& root, Key&& key, const Value& value);
   OMI_LOCAL static bool RemoveAt(omi_BtreeNode*& root, const Key& key, bool rebalanceRoot);
   OMI_LOCAL static void Climb(Link* first, Link* last, Link changed, int before, bool anyUnsettled,
                               bool rebalanceFirst);

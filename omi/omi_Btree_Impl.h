@@ -236,6 +236,31 @@ omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::InsertAt(omi_BtreeNode*& r
   return nullptr;
 }
 
+// As InsertAt of a key that is greater than all others: down the right side, with no key compared.
+template <class Key, class Value>
+omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::AppendAt(omi_BtreeNode*& root, Key&& key,
+                                                               const Value& value) {
+  Path path;
+  Link *top = path.Begin(), *end = path.End();
+  unsigned balances = 0;
+  Link link = &root;
+  omi_BtreeNode* parent = root;
+  for (; *link != nullptr; link = &parent->m_child[kRight]) {
+    if (top == end) [[unlikely]] {
+      top = path.Grow();
+      end = path.End();
+    }
+    *top++ = link;
+    parent = *link;
+    balances |= parent->m_balance;
+  }
+  omi_BtreeNode* const added = *link = new omi_BtreeNode(std::move(key), value);
+  const bool anyUnsettled = (balances & kUnsettled) != 0;
+  if (top != path.Begin() && (parent->m_height == 0 || anyUnsettled))
+    Climb(path.Begin(), top, link, -1, anyUnsettled, true);
+  return added;
+}
+
 // Takes a node out of the tree and returns the subtree that stands in its place. Where the successor moves
 // up, its former parent and itself are recomputed, the nodes above that parent are not.
 template <class Key, class Value>
@@ -343,6 +368,12 @@ bool omi_Btree<Key, Value>::InsertOrReplace(const Key& key, const Value& value) 
   if (present != nullptr)
     present->m_value = value;
   return present == nullptr;
+}
+
+template <class Key, class Value>
+const Key& omi_Btree<Key, Value>::Append(Key&& key, const Value& value) {
+  ++m_count;
+  return Node::AppendAt(m_root, std::move(key), value)->m_key;
 }
 
 template <class Key, class Value>

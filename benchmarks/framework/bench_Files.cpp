@@ -16,7 +16,8 @@
 namespace {
 
 std::string fileOf(const std::string& who, int n) {
-  return (std::filesystem::temp_directory_path() / ("bench_" + who + "_" + std::to_string(n) + ".pdm")).string();
+  return (std::filesystem::temp_directory_path() / ("bench_" + who + "_" + std::to_string(n) + ".pdm"))
+      .string();
 }
 
 fesD_FESystemHolder newSystem(ORXSimContextID context) {
@@ -49,7 +50,8 @@ void createOurs(const std::string& file, int n) {
   msfD_Sim sim = root.createSim(file.c_str(), "", 1);
   const ORXSimContextID context = sim.distributionService().Context();
   ORXSimUpdate update(context);
-  const msfD_Mesh mesh = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)).Mesh(msfD_Mesh::New({}, {}, 0));
+  const msfD_Mesh mesh =
+      sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)).Mesh(msfD_Mesh::New({}, {}, 0));
   const auto systems = mesh.systems();
   const auto fields = userFields(context, 3);
   for (int i = 0; i < n; ++i) {
@@ -149,19 +151,39 @@ void setterRaw(benchmark::State& state, bool flush) {
 
 [[maybe_unused]] const bool s_registered = [] {
   for (const std::string who : {"ours", "rawtuned", "rawplain"})
-    benchmark::RegisterBenchmark(("create_objects/" + who).c_str(), [who](benchmark::State& s) { create(s, who); })
-        ->Arg(1000)->Arg(20000)->MeasureProcessCPUTime()->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(("create_objects/" + who).c_str(),
+                                 [who](benchmark::State& s) { create(s, who); })
+        ->Arg(1000)
+        ->Arg(20000)
+        ->MeasureProcessCPUTime()
+        ->Unit(benchmark::kMillisecond);
   for (const std::string who : {"ours", "rawtuned", "rawplain"})
-    benchmark::RegisterBenchmark(("read_objects/" + who).c_str(), [who](benchmark::State& s) { read(s, who); })
-        ->Arg(1000)->Arg(20000)->MeasureProcessCPUTime()->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark(("read_objects/" + who).c_str(),
+                                 [who](benchmark::State& s) { read(s, who); })
+        ->Arg(1000)
+        ->Arg(20000)
+        ->MeasureProcessCPUTime()
+        ->Unit(benchmark::kMillisecond);
   benchmark::RegisterBenchmark("open_and_read_one/ours", openOne)
-      ->Arg(250)->Arg(1000)->Arg(20000)->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond);
+      ->Arg(250)
+      ->Arg(1000)
+      ->Arg(20000)
+      ->MeasureProcessCPUTime()
+      ->Unit(benchmark::kMicrosecond);
   for (const bool commit : {false, true}) {
     const std::string work = commit ? "setter_committed/" : "setter_in_scope/";
-    benchmark::RegisterBenchmark((work + "ours").c_str(), [commit](benchmark::State& s) { setterOurs(s, !commit); })
-        ->Arg(1000)->Arg(20000)->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond);
-    benchmark::RegisterBenchmark((work + "rawtuned").c_str(), [commit](benchmark::State& s) { setterRaw(s, commit); })
-        ->Arg(1000)->Arg(20000)->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark((work + "ours").c_str(),
+                                 [commit](benchmark::State& s) { setterOurs(s, !commit); })
+        ->Arg(1000)
+        ->Arg(20000)
+        ->MeasureProcessCPUTime()
+        ->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark((work + "rawtuned").c_str(),
+                                 [commit](benchmark::State& s) { setterRaw(s, commit); })
+        ->Arg(1000)
+        ->Arg(20000)
+        ->MeasureProcessCPUTime()
+        ->Unit(benchmark::kMicrosecond);
   }
   return true;
 }();

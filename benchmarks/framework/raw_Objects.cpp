@@ -49,11 +49,12 @@ void raw_Objects::Create(const std::string& file, int n, const std::vector<unsig
   const hid_t parent = must(H5Gcreate2(out, "systems", H5P_DEFAULT, groups, H5P_DEFAULT));
   for (int i = 0; i < n; ++i) {
     const hid_t group = must(H5Gcreate2(parent, std::to_string(i).c_str(), H5P_DEFAULT, groups, H5P_DEFAULT));
-    const hid_t attribute = must(H5Acreate2(group, "class", H5T_NATIVE_UCHAR, classSpace, H5P_DEFAULT, H5P_DEFAULT));
+    const hid_t attribute =
+        must(H5Acreate2(group, "class", H5T_NATIVE_UCHAR, classSpace, H5P_DEFAULT, H5P_DEFAULT));
     H5Awrite(attribute, H5T_NATIVE_UCHAR, name);
     H5Aclose(attribute);
-    const hid_t dataset =
-        must(H5Dcreate2(group, "#simpleTypeMembers", H5T_NATIVE_UCHAR, space, H5P_DEFAULT, datasets, H5P_DEFAULT));
+    const hid_t dataset = must(
+        H5Dcreate2(group, "#simpleTypeMembers", H5T_NATIVE_UCHAR, space, H5P_DEFAULT, datasets, H5P_DEFAULT));
     H5Dwrite(dataset, H5T_NATIVE_UCHAR, H5S_ALL, H5S_ALL, H5P_DEFAULT, stream.data());
     H5Dclose(dataset);
     H5Gclose(group);

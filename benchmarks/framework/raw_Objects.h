@@ -5,7 +5,7 @@
 
 /// The same objects as ours, written by a user of the plain HDF5 C library.
 class raw_Objects {
-public:
+ public:
   /// \param tuned with the settings that make many small objects cheap; false is the library as it comes.
   explicit raw_Objects(bool tuned) : m_tuned(tuned) {}
 
@@ -20,7 +20,7 @@ public:
   void Rewrite(const std::vector<unsigned char>& stream, bool flush) const;
   void Close() const;
 
-private:
+ private:
   long long AccessList() const;
 
   bool m_tuned;

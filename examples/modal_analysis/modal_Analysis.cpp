@@ -26,6 +26,23 @@ void FixNodes(const modal_Job& job, const msfD_Mesh& mesh, modal_Analysis& analy
     throw modal_Failure(job.file + ": expected nodes of solids at '" + job.clamp + "', found none");
 }
 
+/// Of two reverse Cuthill-McKee orders the one with the smaller envelope: from a node far out, as is usual, or
+/// from one end of the body, which suits what is long.
+void ChooseOrder(const modal_Neighbours& neighbours, modal_Analysis& analysis) {
+  fesD_NodalDofDefinition& dofs = *analysis.dofs;
+  for (const std::vector<int>& start : {std::vector<int>(), modal_EndNodes(analysis.mesh)}) {
+    std::vector<int> ranks = modal_ReverseCuthillMcKee(neighbours, start);
+    dofs.SetupSolverDofs(ranks.data(), analysis.solverMasks.data());
+    const modal_Envelope envelope = modal_EnvelopeOf(neighbours, dofs, modal_PlacesInSolverOrder(dofs));
+    if (analysis.ranks.empty() || envelope.profile < analysis.after.profile) {
+      analysis.ranks = std::move(ranks);
+      analysis.after = envelope;
+    }
+  }
+  dofs.SetupSolverDofs(analysis.ranks.data(), analysis.solverMasks.data());
+  analysis.before = modal_EnvelopeOf(neighbours, dofs, modal_PlacesInSystemOrder(dofs));
+}
+
 } // namespace
 
 modal_Analysis modal_Analyse(const modal_Job& job, const msfD_Mesh& mesh) {
@@ -38,12 +55,9 @@ modal_Analysis modal_Analyse(const modal_Job& job, const msfD_Mesh& mesh) {
   FixNodes(job, mesh, analysis);
 
   const modal_Neighbours neighbours(analysis.mesh);
-  analysis.ranks = modal_ReverseCuthillMcKee(neighbours);
   analysis.dofs = Number(analysis.masks);
   fesD_NodalDofDefinition& dofs = *analysis.dofs;
-  dofs.SetupSolverDofs(analysis.ranks.data(), analysis.solverMasks.data());
-  analysis.before = modal_EnvelopeOf(neighbours, dofs, modal_PlacesInSystemOrder(dofs));
-  analysis.after = modal_EnvelopeOf(neighbours, dofs, modal_PlacesInSolverOrder(dofs));
+  ChooseOrder(neighbours, analysis);
 
   const modal_Matrices matrices = modal_Assemble(job.file, analysis.mesh, neighbours, dofs, job.material);
   // The square of the frequency with which a wave would cross the whole body: what is small, is small beside it.

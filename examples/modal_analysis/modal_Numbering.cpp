@@ -46,20 +46,43 @@ modal_Neighbours::modal_Neighbours(const modal_Mesh& mesh) : m_lists(mesh.used.s
       }
 }
 
-std::vector<int> modal_ReverseCuthillMcKee(const modal_Neighbours& neighbours) {
+std::vector<int> modal_ReverseCuthillMcKee(const modal_Neighbours& neighbours, const std::vector<int>& start) {
   using namespace boost;
   using Graph = adjacency_list<vecS, vecS, undirectedS, property<vertex_color_t, default_color_type>>;
-  Graph graph(At(neighbours.Nodes()));
+  const std::size_t nodes = At(neighbours.Nodes()), root = nodes; // one more vertex, next to all of `start`
+  Graph graph(nodes + 1);
   for (int a = 0; a < neighbours.Nodes(); ++a)
     for (const int b : neighbours.Of(a))
       if (a < b)
         add_edge(At(a), At(b), graph);
-  std::vector<std::size_t> order(num_vertices(graph));
-  cuthill_mckee_ordering(graph, order.rbegin(), get(vertex_color, graph), make_degree_map(graph));
-  std::vector<int> ranks(order.size());
-  for (std::size_t place = 0; place < order.size(); ++place)
-    ranks[order[place]] = static_cast<int>(place) + 1;
+  for (const int node : start)
+    add_edge(root, At(node), graph);
+  std::vector<std::size_t> order;
+  const auto color = get(vertex_color, graph);
+  const auto degree = make_degree_map(graph);
+  if (!start.empty())
+    cuthill_mckee_ordering(graph, root, std::back_inserter(order), color, degree);
+  if (order.size() <= nodes) { // without a start, or where it does not lead everywhere
+    order.clear();
+    cuthill_mckee_ordering(graph, std::back_inserter(order), color, degree);
+  }
+  std::vector<int> ranks(nodes);
+  int rank = 0;
+  for (auto vertex = order.rbegin(); vertex != order.rend(); ++vertex)
+    if (*vertex != root)
+      ranks[*vertex] = ++rank;
   return ranks;
+}
+
+std::vector<int> modal_EndNodes(const modal_Mesh& mesh) {
+  const Eigen::AlignedBox3d box = mesh.Box();
+  Eigen::Index axis = 0;
+  const double length = box.sizes().maxCoeff(&axis);
+  std::vector<int> nodes;
+  for (int i = 0; i < mesh.Nodes(); ++i)
+    if (mesh.used[At(i)] && mesh.points(axis, i) - box.min()[axis] <= 1e-6 * length)
+      nodes.push_back(i);
+  return nodes;
 }
 
 modal_Envelope modal_EnvelopeOf(const modal_Neighbours& neighbours, const fesD_NodalDofDefinition& dofs,

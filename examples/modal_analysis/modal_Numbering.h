@@ -26,8 +26,12 @@ private:
   std::vector<std::vector<int>> m_lists;
 };
 
-/// The places of the nodes, from 1, in the reverse Cuthill-McKee order. \return [nodes]
-std::vector<int> modal_ReverseCuthillMcKee(const modal_Neighbours& neighbours);
+/// The places of the nodes, from 1, in a reverse Cuthill-McKee order. \return [nodes]
+/// \param start nodes that are taken together as the first level, such as one end of a long body; with none,
+///              each connected part starts at a node far out.
+std::vector<int> modal_ReverseCuthillMcKee(const modal_Neighbours& neighbours, const std::vector<int>& start);
+/// The nodes at the lower end of the longest side of the box around the solids.
+std::vector<int> modal_EndNodes(const modal_Mesh& mesh);
 
 /// The size of a symmetric matrix's envelope.
 struct modal_Envelope {

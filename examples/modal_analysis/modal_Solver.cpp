@@ -140,8 +140,9 @@ private:
 
 /// All modes of a small system.
 modal_Modes SolveDense(const modal_Matrices& matrices, Eigen::Index count) {
-  const Eigen::MatrixXd stiffness = matrices.stiffness.selfadjointView<Eigen::Lower>();
-  const Eigen::MatrixXd mass = matrices.mass.selfadjointView<Eigen::Lower>();
+  const Eigen::MatrixXd unit = Eigen::MatrixXd::Identity(matrices.mass.rows(), matrices.mass.cols());
+  const Eigen::MatrixXd stiffness = modal_Times(matrices.stiffness, unit);
+  const Eigen::MatrixXd mass = modal_Times(matrices.mass, unit);
   const Eigen::GeneralizedSelfAdjointEigenSolver<Eigen::MatrixXd> solver(stiffness, mass);
   if (solver.info() != Eigen::Success)
     throw modal_Failure("the mass matrix is not positive definite");

@@ -13,7 +13,7 @@
 /// Empty when it has no representation or its length is 0. The characters may hold any byte except NUL.
 /// Copying costs one atomic increment and never fails.
 class UTI_BASIC_API cow_String {
-public:
+ public:
   constexpr cow_String() noexcept = default;
   /// Copies the text; null gives the empty string.
   cow_String(const char* text);
@@ -37,7 +37,7 @@ public:
   /// Byte for byte.
   friend UTI_BASIC_API bool operator==(const cow_String& a, const cow_String& b) noexcept;
 
-private:
+ private:
   struct Rep;
   Rep* m_rep = nullptr; // null: empty; else counted, shared with every copy
 };

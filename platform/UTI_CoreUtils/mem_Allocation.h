@@ -27,7 +27,7 @@ UTI_CORE_API void mem_Free(void* block);
 
 /// Class-level allocation operators for little objects that come and go often.
 class mem_AllocationOperatorsTiny {
-public:
+ public:
   static void* operator new(std::size_t n) { return mem_OperatorNewTinyThrow(n); }
   static void* operator new(std::size_t, void* place) noexcept { return place; }
   static void operator delete(void* block) noexcept { mem_Free(block); }

@@ -6,7 +6,7 @@
 /// There is no guard against an unbalanced finaliser: it drives the counter below zero, and the next
 /// initialiser moves it back without bringing anything up. A plain integer: one thread at a time.
 class mod_Counter {
-public:
+ public:
   constexpr mod_Counter() = default;
 
   /// Counts one initialisation. \param modules the caller's counter, +1 when this was the first.
@@ -27,6 +27,6 @@ public:
     return true;
   }
 
-private:
+ private:
   int m_count = 0;
 };

@@ -17,9 +17,10 @@ class hdf_Operation;
 /// to the module.
 struct hdf_Context {
   /// How many groups keep their last dataset open: those that came back to it, and those that used it once.
-  static constexpr std::size_t kKeptDatasets = 256, kLateDatasets = 8;
+  /// Few of the latter: a program that goes through many objects would only spread HDF5's memory.
+  static constexpr std::size_t kKeptDatasets = 256, kLateDatasets = 1;
   /// How many groups below the root have an identifier.
-  static constexpr std::size_t kAwakeGroups = 32;
+  static constexpr std::size_t kAwakeGroups = 8;
 
   hdf_Context() = default;
   hdf_Context(const hdf_Context&) = delete;

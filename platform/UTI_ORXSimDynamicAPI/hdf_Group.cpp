@@ -16,11 +16,9 @@ std::shared_ptr<hdf_DatasetRep> openDataset(hdf_Operation& operation, const hdf_
   return dataset->Inspect(operation) ? dataset : nullptr;
 }
 
-hdf_Dataset kept(hdf_ObjectRep& group, const char* name, std::shared_ptr<hdf_DatasetRep> dataset) {
-  if (dataset == nullptr)
-    return hdf_ObjectRep::Failed<hdf_Dataset>();
-  static_cast<hdf_GroupRep&>(group).Keep(name, dataset);
-  return hdf_ObjectRep::Make<hdf_Dataset>(std::move(dataset));
+hdf_Dataset valueOf(std::shared_ptr<hdf_DatasetRep> dataset) {
+  return dataset == nullptr ? hdf_ObjectRep::Failed<hdf_Dataset>()
+                            : hdf_ObjectRep::Make<hdf_Dataset>(std::move(dataset));
 }
 } // namespace
 
@@ -53,18 +51,22 @@ hdf_Dataset hdf_Group::DatasetCreate(const char* name, hdf_Datatype type, const 
     operation.Refuse("the dataspace is empty");
     return hdf_ObjectRep::Failed<hdf_Dataset>();
   }
-  return kept(*m_rep, name, hdf_DatasetRep::Create(operation, *m_rep, name, type, space));
+  return valueOf(hdf_DatasetRep::Create(operation, *m_rep, name, type, space));
 }
 
 hdf_Dataset hdf_Group::DatasetOpen(const char* name) const {
   hdf_Operation operation("open dataset", m_rep.get(), name);
   if (!operation.Valid() || !hdf_CheckLinkName(operation, name))
     return hdf_ObjectRep::Failed<hdf_Dataset>();
-  if (auto dataset = static_cast<hdf_GroupRep&>(*m_rep).Kept(name))
-    return hdf_ObjectRep::Make<hdf_Dataset>(std::move(dataset));
+  auto& group = static_cast<hdf_GroupRep&>(*m_rep);
+  if (auto dataset = group.Kept(name))
+    return valueOf(std::move(dataset));
   if (!operation.Usable())
     return hdf_ObjectRep::Failed<hdf_Dataset>();
-  return kept(*m_rep, name, openDataset(operation, *m_rep, name));
+  auto dataset = openDataset(operation, *m_rep, name);
+  if (dataset != nullptr)
+    group.Keep(name, dataset);
+  return valueOf(std::move(dataset));
 }
 
 bool hdf_Group::GetObjinfoExists(const char* name) const {

@@ -68,9 +68,9 @@ class ORXSIM_API hdf_Group {
   /// Creates a dataset for bytes that are rewritten whole: compact while small, contiguous above. A
   /// dataset of that name is replaced in one step.
   hdf_Dataset DatasetCreate(const char* name, hdf_Datatype type, const hdf_Dataspace& space) const;
-  /// Opens a dataset. The last one opened or created through any copy of this group stays open behind the
-  /// scenes, so that opening it again costs nothing: a few in a context, and once it was opened again, a few
-  /// hundred.
+  /// Opens a dataset. The last one opened through any copy of this group may stay open behind the scenes, so
+  /// that opening it again costs nothing: the very last of the context, and those that were opened again, a
+  /// few hundred in a context.
   hdf_Dataset DatasetOpen(const char* name) const;
   /// True when a hard link of that name exists; asks for no object to be opened.
   bool GetObjinfoExists(const char* name) const;

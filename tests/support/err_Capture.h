@@ -6,9 +6,10 @@
 
 /// Collects what is written to the error stream while it lives.
 class err_Capture {
-public:
+ public:
   err_Capture() {
-    err_InstallSink([](const char* text, void* self) { static_cast<err_Capture*>(self)->m_text += text; }, this);
+    err_InstallSink([](const char* text, void* self) { static_cast<err_Capture*>(self)->m_text += text; },
+                    this);
   }
   err_Capture(const err_Capture&) = delete;
   err_Capture& operator=(const err_Capture&) = delete;
@@ -21,6 +22,6 @@ public:
     return text;
   }
 
-private:
+ private:
   std::string m_text;
 };

@@ -1,120 +1,173 @@
 #include <fes/dpa/impl/fesD_DofTables.h>
 
-#include <fes/dpa/impl/fesD_DofSink.h>
-#include <fes/dpa/impl/fesD_DofWriter.h>
+#include <fes/dpa/impl/fesD_DofBits.h>
+#include <fes/dpa/impl/fesD_Lanes.h>
+
+#include <UTI_CoreUtils/mem_Allocation.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <memory>
 
-// A node's mask is taken four labels at a time. For each of its (up to eight) fours, a small table gives by
-// the value of the four bits the whole of what goes into the node's row and into the code array, so that a
-// four costs two stores of four ints whatever is set in it. A store may reach past its row, or past the codes
-// of its node, into what is written next: so a block of nodes is filled in a small buffer that has room for it
-// and goes from there to the tables.
+// A node's mask is taken eight labels at a time, which for most systems is all of it. A pattern gives by the
+// value of the eight bits the whole of what they bring to the node's row and to the code array, so that eight
+// labels cost two stores of eight ints whatever is set in them. A store may reach past its row, or past the
+// codes of its node, where what comes next is written afterwards; the last nodes go one by one. The two tables
+// take turns, block by block, which is a fifth faster than both at once when they come from memory.
 
 namespace {
 
-struct Four {
-  alignas(16) int ordinals[4]; // per column the DOF's place among the four's active ones
-  alignas(16) int absent[4];   // per column -1 where it is not active, else 0
-  alignas(16) int ids[4];      // the DOF ids of the active ones, without gaps
-};
-
-struct Group {
-  int shift;  // the four's first bit
-  int column; // the DOF id of the four's first label in use
-  Four byBits[16];
-};
-
-struct Groups {
-  int count = 0;
-  int columns = 0; // labels in use
-  Group each[8];
-};
-
-void describe(Four& four, unsigned bits, unsigned labels, int column) {
-  int lane = 0, active = 0;
-  for (int& absent : four.absent)
-    absent = -1;
-  for (unsigned label = 1; label < 16; label <<= 1) {
-    if ((labels & label) == 0)
-      continue;
-    if ((bits & label) != 0) {
-      four.ordinals[lane] = active;
-      four.absent[lane] = 0;
-      four.ids[active++] = column + lane;
-    }
-    ++lane;
-  }
-}
-
-void describe(Groups& groups, unsigned labels) {
-  for (int shift = 0; shift < 32; shift += 4) {
-    const unsigned of = labels >> shift & 15;
-    if (of == 0)
-      continue;
-    Group& group = groups.each[groups.count++];
-    group.shift = shift;
-    group.column = groups.columns;
-    for (unsigned bits = 0; bits < 16; ++bits)
-      describe(group.byBits[bits] = {}, bits, of, group.column);
-    groups.columns += fesD_kBitsOfFour[of];
-  }
-}
-
-constexpr long long kStreamFrom = 32 << 20; // bytes that no cache keeps until they are used
 constexpr int kNodes = 64; // nodes a block
-constexpr int kColumns = 31;
-using Sink = fesD_DofSink<kNodes * kColumns>;
 
-// Fills one block's rows and codes; `dof` is its first DOF. Answers the DOF after its last.
-template <int Count>
-int fillBlock(const int* masks, int node, int end, int dof, const Groups& groups, int* row, int* codes) {
-  codes -= dof;
-  for (; node < end; ++node, row += groups.columns) {
-    const auto mask = static_cast<unsigned>(masks[node]);
-    const fesD_Lanes code = fesD_Lanes::Splat(128 * (node + 1));
-    for (int i = 0; i < (Count > 0 ? Count : groups.count); ++i) {
-      const Group& group = groups.each[i];
-      const unsigned bits = mask >> group.shift & 15;
-      const Four& four = group.byBits[bits];
-      const fesD_Lanes first = fesD_Lanes::Splat(dof);
-      ((first + fesD_Lanes::Load(four.ordinals)) | fesD_Lanes::Load(four.absent)).Store(row + group.column);
-      (code + fesD_Lanes::Load(four.ids)).Store(codes + dof);
-      dof += fesD_kBitsOfFour[bits];
-    }
+// What eight bits of a mask bring. Two cache lines: any other size costs a tenth more.
+struct alignas(64) Pattern {
+  int ordinals[8]; // per column the DOF's place among the active ones
+  int absent[8];   // per column -1 where it is not active, else 0
+  int ids[8];      // the DOF ids of the active ones, without gaps
+  int count;       // active ones
+};
+
+// Eight neighbouring labels.
+struct Eight {
+  int column;              // the DOF id of the first of them that is in use
+  const Pattern* patterns; // [256], filled for all parts of the labels in use
+};
+
+struct Patterns {
+  explicit Patterns(unsigned labels);
+
+  int count = 0;   // eights, up to the last label in use
+  int columns = 0; // labels in use
+  Eight eights[4];
+
+private:
+  struct Free {
+    void operator()(void* block) const { mem_Free(block); }
+  };
+  std::unique_ptr<void, Free> m_block;
+};
+
+void fill(Pattern& pattern, unsigned bits, unsigned labels, int column) {
+  pattern = {};
+  int lane = 0;
+  for (unsigned rest = labels; rest != 0; rest &= rest - 1, ++lane) {
+    const bool active = (bits & rest & (0 - rest)) != 0;
+    pattern.ordinals[lane] = pattern.count;
+    pattern.absent[lane] = active ? 0 : -1;
+    if (active)
+      pattern.ids[pattern.count++] = column + lane;
   }
-  return dof;
 }
 
-template <int Count>
-void fill(const int* masks, int n, const Groups& groups, fesD_DofTables tables, bool streaming) {
-  Sink rows(tables.ordinals, streaming), codes(tables.codes, streaming);
-  int dof = 0;
-  for (int node = 0; node < n; node += kNodes) {
-    const int end = std::min(node + kNodes, n), first = dof;
-    dof = fillBlock<Count>(masks, node, end, first, groups, rows.Room(), codes.Room());
-    rows.Take((end - node) * groups.columns);
-    codes.Take(dof - first);
+Patterns::Patterns(unsigned labels) : count((static_cast<int>(std::bit_width(labels)) + 7) / 8) {
+  std::size_t room = static_cast<std::size_t>(count) * 256 * sizeof(Pattern) + alignof(Pattern);
+  void* start = mem_OperatorNewThrow(room);
+  m_block.reset(start);
+  auto* patterns = static_cast<Pattern*>(std::align(alignof(Pattern), sizeof(Pattern), start, room));
+  for (int i = 0; i < count; ++i, patterns += 256) {
+    const unsigned of = labels >> 8 * i & 255;
+    unsigned bits = 0;
+    do
+      fill(patterns[bits], bits, of, columns);
+    while ((bits = (bits - of) & of) != 0);
+    eights[i] = {columns, patterns};
+    columns += fesD_CountBits(of);
   }
-  rows.Finish();
-  codes.Finish();
+}
+
+// A block's nodes, and the system DOF before which they start.
+struct Block {
+  const int* masks;
+  int node, end;
+  int dof;
+};
+
+// Writes the rows, from the first on. Answers the DOF after the block's last. The block and the eights come by
+// value, so that no store can be taken for a change of them.
+template <std::size_t Count>
+int rowsByPattern(Block block, std::array<Eight, Count> eights, std::ptrdiff_t columns, int* row) {
+  for (; block.node < block.end; ++block.node, row += columns) {
+    const auto mask = static_cast<unsigned>(block.masks[block.node]);
+    for (std::size_t i = 0; i < Count; ++i) {
+      const Pattern& pattern = eights[i].patterns[mask >> 8 * i & 255];
+      const fesD_Lanes first = fesD_Lanes::Splat(block.dof);
+      for (int lane = 0; lane < 8; lane += 4)
+        ((first + fesD_Lanes::Load(pattern.ordinals + lane)) | fesD_Lanes::Load(pattern.absent + lane))
+            .Store(row + (i == 0 ? 0 : eights[i].column) + lane);
+      block.dof += pattern.count;
+    }
+  }
+  return block.dof;
+}
+
+template <std::size_t Count>
+void codesByPattern(Block block, std::array<Eight, Count> eights, int* code) {
+  for (; block.node < block.end; ++block.node) {
+    const auto mask = static_cast<unsigned>(block.masks[block.node]);
+    const fesD_Lanes ofNode = fesD_Lanes::Splat(128 * (block.node + 1));
+    for (std::size_t i = 0; i < Count; ++i) {
+      const Pattern& pattern = eights[i].patterns[mask >> 8 * i & 255];
+      for (int lane = 0; lane < 8; lane += 4)
+        (ofNode + fesD_Lanes::Load(pattern.ids + lane)).Store(code + lane);
+      code += pattern.count;
+    }
+  }
+}
+
+int rowsOneByOne(Block block, unsigned labels, int* row) {
+  for (; block.node < block.end; ++block.node)
+    for (unsigned rest = labels; rest != 0; rest &= rest - 1)
+      *row++ = (static_cast<unsigned>(block.masks[block.node]) & rest & (0 - rest)) != 0 ? block.dof++ : -1;
+  return block.dof;
+}
+
+void codesOneByOne(Block block, unsigned labels, int* code) {
+  for (; block.node < block.end; ++block.node)
+    for (unsigned rest = static_cast<unsigned>(block.masks[block.node]); rest != 0; rest &= rest - 1)
+      *code++ = 128 * (block.node + 1) + fesD_CountBits(labels & ((rest & (0 - rest)) - 1));
+}
+
+template <std::size_t Count>
+void fill(const int* masks, int n, fesD_MaskSums sums, const Patterns& patterns, fesD_DofTables tables) {
+  std::array<Eight, Count> eights;
+  std::copy_n(patterns.eights, Count, eights.begin());
+  const int past = (8 + patterns.columns - 1) / patterns.columns; // rows into which a row's stores may reach
+  int* row = tables.ordinals;
+  Block block{masks, 0, 0, 0};
+  for (; block.node < n; block.node = block.end) {
+    block.end = std::min(block.node + kNodes, n);
+    const int dof = block.end <= n - past ? rowsByPattern(block, eights, patterns.columns, row)
+                                          : rowsOneByOne(block, sums.labels, row);
+    if (dof <= sums.dofs - 8)
+      codesByPattern(block, eights, tables.codes + block.dof);
+    else
+      codesOneByOne(block, sums.labels, tables.codes + block.dof);
+    row += static_cast<std::ptrdiff_t>(block.end - block.node) * patterns.columns;
+    block.dof = dof;
+  }
 }
 
 } // namespace
 
 fesD_MaskSums fesD_SumMasks(const int* masks, int n) {
   const fesD_Lanes ones = fesD_Lanes::Splat(0x55555555), twos = fesD_Lanes::Splat(0x33333333),
-                   fours = fesD_Lanes::Splat(0x0f0f0f0f), total = fesD_Lanes::Splat(0x3f);
+                   fours = fesD_Lanes::Splat(0x0f0f0f0f), eights = fesD_Lanes::Splat(0x00ff00ff),
+                   sixteens = fesD_Lanes::Splat(0x0000ffff);
   fesD_Lanes labels = fesD_Lanes::Splat(0), dofs = labels;
   int i = 0;
-  for (; i <= n - 4; i += 4) {
-    fesD_Lanes bits = fesD_Lanes::Load(masks + i);
-    labels = labels | bits;
-    bits = bits - (bits.ShiftRight<1>() & ones);
-    bits = (bits & twos) + (bits.ShiftRight<2>() & twos);
-    bits = (bits + bits.ShiftRight<4>()) & fours;
-    bits = bits + bits.ShiftRight<8>();
-    dofs = dofs + ((bits + bits.ShiftRight<16>()) & total);
+  while (i <= n - 4) {
+    const int end = std::min(n - 3, i + 4 * 31); // a byte holds the sum of 31 bytes' bits
+    fesD_Lanes bytes = fesD_Lanes::Splat(0);
+    for (; i < end; i += 4) {
+      fesD_Lanes bits = fesD_Lanes::Load(masks + i);
+      labels = labels | bits;
+      bits = bits - (bits.ShiftRight<1>() & ones);
+      bits = (bits & twos) + (bits.ShiftRight<2>() & twos);
+      bytes = bytes + ((bits + bits.ShiftRight<4>()) & fours);
+    }
+    bytes = (bytes & eights) + (bytes.ShiftRight<8>() & eights);
+    dofs = dofs + ((bytes + bytes.ShiftRight<16>()) & sixteens);
   }
   int each[8];
   labels.Store(each);
@@ -132,12 +185,15 @@ fesD_MaskSums fesD_SumMasks(const int* masks, int n) {
 }
 
 void fesD_FillDofTables(const int* masks, int n, fesD_MaskSums sums, fesD_DofTables tables) {
-  Groups groups;
-  describe(groups, sums.labels);
-  if (groups.count == 0)
+  if (sums.labels == 0)
     return;
-  const bool streaming = 4LL * (static_cast<long long>(n) * groups.columns + sums.dofs) > kStreamFrom;
-  (groups.count == 1   ? fill<1>
-   : groups.count == 2 ? fill<2>
-                       : fill<0>)(masks, n, groups, tables, streaming);
+  if (n <= kNodes) { // not worth the patterns
+    const Block all{masks, 0, n, 0};
+    rowsOneByOne(all, sums.labels, tables.ordinals);
+    codesOneByOne(all, sums.labels, tables.codes);
+    return;
+  }
+  const Patterns patterns(sums.labels);
+  constexpr decltype(&fill<1>) byCount[]{fill<1>, fill<2>, fill<3>, fill<4>};
+  byCount[patterns.count - 1](masks, n, sums, patterns, tables);
 }

@@ -12,8 +12,6 @@ struct fesD_Lanes {
     return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))};
   }
   void Store(int* to) const { _mm_storeu_si128(reinterpret_cast<__m128i*>(to), lanes); }
-  /// Stores past the caches, to an address that is a multiple of 16. fesD_EndStreaming() comes after the last.
-  void Stream(int* to) const { _mm_stream_si128(reinterpret_cast<__m128i*>(to), lanes); }
   template <int Bits>
   fesD_Lanes ShiftRight() const {
     return {_mm_srli_epi32(lanes, Bits)};
@@ -23,10 +21,6 @@ struct fesD_Lanes {
   friend fesD_Lanes operator&(fesD_Lanes a, fesD_Lanes b) { return {_mm_and_si128(a.lanes, b.lanes)}; }
   friend fesD_Lanes operator|(fesD_Lanes a, fesD_Lanes b) { return {_mm_or_si128(a.lanes, b.lanes)}; }
 };
-
-inline void fesD_EndStreaming() {
-  _mm_sfence();
-}
 
 /// Asks for the line of an address that will be read soon.
 inline void fesD_Prefetch(const int* place) {
@@ -50,7 +44,6 @@ struct fesD_Lanes {
     for (int i = 0; i < 4; ++i)
       to[i] = static_cast<int>(lanes[i]);
   }
-  void Stream(int* to) const { Store(to); }
   template <int Bits>
   fesD_Lanes ShiftRight() const {
     fesD_Lanes shifted;
@@ -78,6 +71,5 @@ struct fesD_Lanes {
   }
 };
 
-inline void fesD_EndStreaming() {}
 inline void fesD_Prefetch(const int*) {}
 #endif
