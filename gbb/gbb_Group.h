@@ -48,7 +48,8 @@ public:
   int ReadSize() const;
   bool UpdateSize(int size);
 
-  /// Creates the member dataset for the stream and writes it, padded with zeros to the dataset's size.
+  /// Creates the member dataset for the stream and writes it. The stream is padded with zeros to the dataset's
+  /// size.
   bool CreateMembers(gbb_MemoryStream::Buffer& stream) const;
   /// Writes the whole stream into the member dataset, which grows when it has to; padded as above.
   bool WriteMembers(gbb_MemoryStream::Buffer& stream) const;

@@ -129,6 +129,7 @@ void gbb_ObjectImpl<Traits>::BindMembers() {
   if (!Encode(bytes))
     bytes = gbb_MemoryStream(Context()).GetBuffer(); // no members: they are defaults when read back
   m_group.CreateMembers(bytes);
+  m_streamSize = bytes.Length();
 }
 
 template <class Traits>
@@ -251,7 +252,6 @@ bool gbb_ObjectImpl<Traits>::Encode(gbb_MemoryStream::Buffer& bytes) {
     return false;
   }
   bytes = stream.GetBuffer();
-  m_streamSize = bytes.Length();
   return true;
 }
 
@@ -261,7 +261,9 @@ void gbb_ObjectImpl<Traits>::SaveMembers() {
   if (!Encode(bytes))
     return;
   const ORXSimQuiet quiet; // over the commit point too
-  if (m_group.WriteMembers(bytes))
+  const bool written = m_group.WriteMembers(bytes);
+  m_streamSize = bytes.Length();
+  if (written)
     ORXSimContextRef(Context()).Commit();
   else
     DiscardMembers(m_members); // what is read next is what the file holds

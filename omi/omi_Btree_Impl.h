@@ -372,8 +372,9 @@ bool omi_Btree<Key, Value>::InsertOrReplace(const Key& key, const Value& value) 
 
 template <class Key, class Value>
 const Key& omi_Btree<Key, Value>::Append(Key&& key, const Value& value) {
+  const Key& added = Node::AppendAt(m_root, std::move(key), value)->m_key;
   ++m_count;
-  return Node::AppendAt(m_root, std::move(key), value)->m_key;
+  return added;
 }
 
 template <class Key, class Value>

@@ -87,8 +87,7 @@ hdf_Shared::hdf_Shared()
       m_openGroup(makeLinkAccess(H5P_GROUP_ACCESS)), m_openDataset(makeLinkAccess(H5P_DATASET_ACCESS)),
       m_compact(makeDatasetProperties(H5D_COMPACT, true)),
       m_contiguous(makeDatasetProperties(H5D_CONTIGUOUS, true)),
-      m_bulk(makeDatasetProperties(H5D_CONTIGUOUS, false)), m_exact(makeExactTransfer()),
-      m_line(H5Screate(H5S_SIMPLE)) {}
+      m_bulk(makeDatasetProperties(H5D_CONTIGUOUS, false)), m_exact(makeExactTransfer()) {}
 
 hdf_Shared& hdf_Shared::Get() {
   if (s_shared == nullptr)
@@ -102,8 +101,13 @@ void hdf_Shared::Release() {
 }
 
 hid_t hdf_Shared::Line(std::uint64_t extent) {
-  const hsize_t dims = extent;
-  return H5Sset_extent_simple(m_line.Get(), 1, &dims, nullptr) < 0 ? H5I_INVALID_HID : m_line.Get();
+  CachedLine& line = m_lines[extent / 16 % kLines];
+  if (!line.space.IsOpen() || line.extent != extent) {
+    const hsize_t dims = extent;
+    line.space = hdf_SpaceHandle(H5Screate_simple(1, &dims, nullptr));
+    line.extent = extent;
+  }
+  return line.space.Get();
 }
 
 hdf_Shared::Window hdf_Shared::FirstOf(std::uint64_t extent, std::uint64_t count) {

@@ -46,10 +46,14 @@ class hdf_Shared {
     std::uint64_t extent = 0, count = 0;
     hdf_SpaceHandle memory, file;
   };
-  static constexpr std::size_t kWindows = 16;
+  struct CachedLine {
+    std::uint64_t extent = 0;
+    hdf_SpaceHandle space;
+  };
+  static constexpr std::size_t kWindows = 16, kLines = 8;
 
   hdf_PropertiesHandle m_createFile, m_newFileAccess, m_oldFileAccess, m_group, m_openGroup, m_openDataset;
   hdf_PropertiesHandle m_compact, m_contiguous, m_bulk, m_exact;
-  hdf_SpaceHandle m_line;
+  CachedLine m_lines[kLines];
   CachedWindow m_windows[kWindows];
 };

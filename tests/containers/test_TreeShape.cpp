@@ -2,6 +2,7 @@
 // new.
 
 #include <kda/kda_MapInt.h>
+#include <kda/kda_MapString.h>
 #include <omi/omi_Btree.h>
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace {
@@ -202,6 +204,32 @@ TEST(TreeShape, NodeStepsLeaveTheirOwnRebalancingToTheCaller) {
   EXPECT_TRUE(node.Remove(4, parent));
   EXPECT_FALSE(node.Remove(4, parent));
   EXPECT_EQ(node.Find(3)->ConstGetValue(), 0);
+}
+
+template <class Node>
+void expectSameShape(const Node* a, const Node* b) {
+  ASSERT_EQ(a == nullptr, b == nullptr);
+  if (a == nullptr)
+    return;
+  EXPECT_TRUE(a->ConstGetKey() == b->ConstGetKey() && a->ConstGetValue() == b->ConstGetValue());
+  EXPECT_EQ(a->Height(), b->Height());
+  expectSameShape(a->Left(), b->Left());
+  expectSameShape(a->Right(), b->Right());
+}
+
+TEST(TreeShape, AppendingOrderedKeysGivesTheShapeOfInserting) {
+  kda_MapString<int> inserted, appended;
+  for (int i = 0; i < 300; ++i) {
+    const std::string key = "key " + std::to_string(1000 + i);
+    inserted.insert(key.c_str(), i);
+    EXPECT_TRUE(appended.append(key.c_str(), i) == kda_string(key.c_str()));
+    if (i % 7 == 3) { // a removal leaves heights behind that the next keys have to cope with
+      inserted.remove(("key " + std::to_string(1000 + i / 2)).c_str());
+      appended.remove(("key " + std::to_string(1000 + i / 2)).c_str());
+    }
+    expectSameShape(inserted.tree().Root(), appended.tree().Root());
+  }
+  EXPECT_EQ(appended.count(), inserted.count());
 }
 
 TEST(TreeShape, AMillionAscendingKeysStayShallow) {
