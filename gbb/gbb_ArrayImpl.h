@@ -15,7 +15,7 @@
 /// What stands behind a gbb_Array: one owning holder per element, opened from the file on its first use.
 template <class Element, class Holder, class Repository, class Owner>
 class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
-public:
+ public:
   /// A new array, in memory only.
   explicit gbb_ArrayImpl(int trace) : m_trace(trace) {}
   /// An array of the file; an empty group is an array without elements.
@@ -93,7 +93,7 @@ public:
     return {};
   }
 
-private:
+ private:
   // The slot's holder, opened from the file if it is not yet.
   Holder& Slot(int i) {
     Holder& slot = m_slots[i];

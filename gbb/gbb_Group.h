@@ -16,7 +16,7 @@
 /// A value; copies share the same open groups. All operations are safe on an empty group and answer false
 /// or an empty result; the cause is in ORXSimManager::LastError().
 class PDM_CORE_API gbb_Group {
-public:
+ public:
   gbb_Group() = default;
   /// A group without a parent object: the simulation's own.
   explicit gbb_Group(hdf_Group group) : m_group(std::move(group)) {}
@@ -48,16 +48,17 @@ public:
   int ReadSize() const;
   bool UpdateSize(int size);
 
-  /// Creates the member dataset for the stream and writes it. The stream is padded with zeros to the dataset's
-  /// size.
+  /// Creates the member dataset for the stream and writes it. The stream is padded with zeros to the
+  /// dataset's size.
   bool CreateMembers(gbb_MemoryStream::Buffer& stream) const;
   /// Writes the whole stream into the member dataset, which grows when it has to; padded as above.
   bool WriteMembers(gbb_MemoryStream::Buffer& stream) const;
   /// The bytes of the member dataset; empty when there is none or it cannot be read.
   gbb_MemoryStream::Buffer ReadMembers() const;
 
-private:
-  static bool WritePadded(const hdf_Dataset& dataset, std::uint64_t capacity, gbb_MemoryStream::Buffer& stream);
+ private:
+  static bool WritePadded(const hdf_Dataset& dataset, std::uint64_t capacity,
+                          gbb_MemoryStream::Buffer& stream);
   gbb_Group(hdf_Group group, const gbb_Group& parent, const gbb_String& name, bool created);
 
   hdf_Group m_group;

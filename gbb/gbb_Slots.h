@@ -2,11 +2,11 @@
 
 #include <gbb/gbb_AutoArray.h>
 
-/// The holders of an array's elements, in pages that are made when the first slot of them is used: an array of
-/// the file costs next to nothing however long it is. A slot keeps its place in memory while it exists.
+/// The holders of an array's elements, in pages that are made when the first slot of them is used: an array
+/// of the file costs next to nothing however long it is. A slot keeps its place in memory while it exists.
 template <class Holder, class Owner>
 class gbb_Slots {
-public:
+ public:
   /// n empty slots. \param n at least 0.
   explicit gbb_Slots(int n = 0) : m_length(n) {
     m_pages.Reserve(PageOf(n + kPage - 1));
@@ -34,7 +34,7 @@ public:
     ++m_length;
   }
 
-private:
+ private:
   static constexpr int kPage = 256;
   using Page = gbb_AutoArray<Holder, Owner>;
 

@@ -1,7 +1,6 @@
 #include "dof_Model.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
 #include <malloc.h>
 #include <numeric>
@@ -68,7 +67,5 @@ std::vector<char> dof_Selection(int n, int percent) {
 
 void dof_KeepMemory() {
   mallopt(M_MMAP_MAX, 0);
-  mallopt(M_TRIM_THRESHOLD, INT_MAX);
-  // The heap's top is never given back below 2 GiB; what is asked for here stays.
-  std::free(std::malloc(std::size_t{2} << 30));
+  mallopt(M_TRIM_THRESHOLD, -1);
 }

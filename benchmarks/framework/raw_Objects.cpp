@@ -68,14 +68,14 @@ void raw_Objects::Create(const std::string& file, int n, const std::vector<unsig
   H5Fclose(out);
 }
 
-long long raw_Objects::ReadAll(const std::string& file, int n) const {
+long long raw_Objects::Read(const std::string& file, int first, int end) const {
   const hid_t access = AccessList();
   const hid_t in = must(H5Fopen(file.c_str(), H5F_ACC_RDONLY, access));
   const hid_t parent = must(H5Gopen2(in, "systems", H5P_DEFAULT));
   long long total = 0;
   std::vector<unsigned char> bytes;
   unsigned char name[80];
-  for (int i = 0; i < n; ++i) {
+  for (int i = first; i < end; ++i) {
     const hid_t group = must(H5Gopen2(parent, std::to_string(i).c_str(), H5P_DEFAULT));
     const hid_t attribute = must(H5Aopen(group, "class", H5P_DEFAULT));
     H5Aread(attribute, H5T_NATIVE_UCHAR, name);

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include <array>
+#include <map>
 #include <ostream>
 
 namespace {
@@ -20,9 +21,12 @@ std::string Beside(double frequency, const std::optional<double>& theory) {
 }
 
 std::string Elements(const modal_Mesh& mesh) {
-  std::string text;
+  std::map<std::string, std::size_t> counts;
   for (const modal_Block& block : mesh.solids)
-    text += (text.empty() ? "" : ", ") + std::to_string(block.Elements()) + " " + block.type;
+    counts[block.type] += block.Elements();
+  std::string text;
+  for (const auto& [type, count] : counts)
+    text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + type;
   return text;
 }
 

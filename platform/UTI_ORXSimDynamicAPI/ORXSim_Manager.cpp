@@ -92,7 +92,7 @@ bool ORXSimContextRef::ReadOnly() const {
 bool ORXSimContextRef::Commit() const {
   if (m_context.IsNull())
     return false;
-  const auto context = hdf_Contexts::Find(m_context);
+  const auto& context = hdf_Contexts::Find(m_context);
   if (context != nullptr && context->scopes > 0)
     return true;
   hdf_Operation operation("commit", context.get());
@@ -108,14 +108,14 @@ ORXSimQuiet::~ORXSimQuiet() {
 }
 
 ORXSimUpdate::ORXSimUpdate(ORXSimContextID context) : m_context(context), m_open(false) {
-  if (const auto found = hdf_Contexts::Find(context)) {
+  if (const auto& found = hdf_Contexts::Find(context)) {
     ++found->scopes;
     m_open = true;
   }
 }
 
 ORXSimUpdate::~ORXSimUpdate() {
-  const auto context = hdf_Contexts::Find(m_context);
+  const auto& context = hdf_Contexts::Find(m_context);
   if (m_open && context != nullptr)
     --context->scopes;
 }

@@ -15,6 +15,8 @@ std::vector<std::shared_ptr<hdf_Context>>& contexts() {
   return all;
 }
 
+constinit std::size_t s_open = 0; // contexts that are not null
+
 void closeObjects(hdf_ObjectRep*& first) {
   while (first != nullptr)
     first->Close();
@@ -49,25 +51,33 @@ bool hdf_Context::Close(hdf_Operation& operation) {
   return committed && closed;
 }
 
-std::shared_ptr<hdf_Context> hdf_Contexts::Find(ORXSimContextID id) {
+const std::shared_ptr<hdf_Context>& hdf_Contexts::Find(ORXSimContextID id) {
+  static const auto& s_none = *new const std::shared_ptr<hdf_Context>;
   const auto place = static_cast<std::size_t>(id.Value());
-  return id.Value() >= 0 && place < contexts().size() ? contexts()[place] : nullptr;
+  return id.Value() >= 0 && place < contexts().size() ? contexts()[place] : s_none;
 }
 
 ORXSimContextID hdf_Contexts::Add(std::shared_ptr<hdf_Context> context) {
   context->id = ORXSimContextID(static_cast<int>(contexts().size()));
   contexts().push_back(context);
+  ++s_open;
   return context->id;
 }
 
 void hdf_Contexts::Remove(ORXSimContextID id) {
   contexts()[static_cast<std::size_t>(id.Value())].reset();
+  --s_open;
 }
 
 std::shared_ptr<hdf_Context> hdf_Contexts::OnFile(dev_t device, ino_t inode) {
-  for (const auto& context : contexts())
-    if (context != nullptr && context->device == device && context->inode == inode)
-      return context;
+  std::size_t unseen = s_open;
+  for (auto context = contexts().rbegin(); unseen != 0; ++context) {
+    if (*context == nullptr)
+      continue;
+    if ((*context)->device == device && (*context)->inode == inode)
+      return *context;
+    --unseen;
+  }
   return nullptr;
 }
 
@@ -77,5 +87,6 @@ void hdf_Contexts::CloseAll() {
       hdf_Operation operation("close file", context.get());
       context->Close(operation);
       context.reset();
+      --s_open;
     }
 }

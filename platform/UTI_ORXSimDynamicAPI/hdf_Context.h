@@ -54,8 +54,8 @@ struct hdf_Context {
 /// The contexts of the process. Private to the module.
 class hdf_Contexts {
  public:
-  /// Null when the context is unknown or closed.
-  static std::shared_ptr<hdf_Context> Find(ORXSimContextID id);
+  /// Null when the context is unknown or closed. Valid until the next context is opened or closed.
+  static const std::shared_ptr<hdf_Context>& Find(ORXSimContextID id);
   /// Gives the context its number and keeps it until Remove.
   static ORXSimContextID Add(std::shared_ptr<hdf_Context> context);
   static void Remove(ORXSimContextID id);

@@ -124,10 +124,9 @@ void hdf_GroupRep::DropKept() {
 hdf_Dataspace hdf_ShapeOf(hid_t space) {
   hsize_t dims[H5S_MAX_RANK] = {};
   std::uint64_t shape[hdf_Dataspace::kMaxRank] = {1};
-  const H5S_class_t family = H5Sget_simple_extent_type(space);
-  if (family == H5S_SCALAR)
+  const int rank = H5Sget_simple_extent_dims(space, dims, nullptr);
+  if (rank == 0 && H5Sget_simple_extent_type(space) == H5S_SCALAR)
     return hdf_Dataspace::CreateSimple(1, shape);
-  const int rank = family == H5S_SIMPLE ? H5Sget_simple_extent_dims(space, dims, nullptr) : -1;
   for (int i = 0; i < rank && i < hdf_Dataspace::kMaxRank; ++i)
     shape[i] = dims[i];
   return hdf_Dataspace::CreateSimple(rank, shape);

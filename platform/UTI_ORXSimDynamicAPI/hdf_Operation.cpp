@@ -7,7 +7,7 @@
 #include <system_error>
 
 namespace {
-constinit int s_holds = 0;      // pieces of work that want silence, or may want it
+constinit int s_holds = 0;       // pieces of work that want silence, or may want it
 constinit bool s_silent = false; // the host's handler is kept here
 constinit H5E_auto2_t s_handler = nullptr;
 constinit void* s_handlerData = nullptr;
@@ -153,10 +153,10 @@ void hdf_Operation::At(hid_t place, const char* name) {
 
 std::string hdf_Operation::Path() const {
   const bool open = m_context != nullptr && m_context->IsOpen();
-  std::string path = !open                 ? ""
-                     : m_place >= 0        ? nameOf(m_place)
+  std::string path = !open                                     ? ""
+                     : m_place >= 0                            ? nameOf(m_place)
                      : m_object != nullptr && m_object->Wake() ? nameOf(m_object->id)
-                                                                 : "";
+                                                               : "";
   if (m_name == nullptr)
     return path;
   if (!path.empty() && path.back() != '/')

@@ -9,9 +9,9 @@
 class hdf_ObjectRep;
 struct hdf_Context;
 
-/// Keeps HDF5 from printing while it lives and puts the host's handler back exactly. Nests. Taking the handler
-/// and giving it back is four calls of HDF5, so a longer piece of work can hold a silence over its many
-/// operations: between Hold and Release one that was taken is not given back.
+/// Keeps HDF5 from printing while it lives and puts the host's handler back exactly. Nests. Taking the
+/// handler and giving it back is four calls of HDF5, so a longer piece of work can hold a silence over its
+/// many operations: between Hold and Release one that was taken is not given back.
 class hdf_Silence {
  public:
   hdf_Silence();

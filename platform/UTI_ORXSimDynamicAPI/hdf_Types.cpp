@@ -64,6 +64,8 @@ hdf_StoredType hdf_StoredType::Of(hdf_Datatype type) {
 }
 
 hdf_StoredType hdf_StoredType::Of(hid_t type) {
+  if (H5Tequal(type, H5T_NATIVE_UCHAR_g) > 0) // most are: one call instead of three
+    return Of(hdf_Datatype::NATIVE_UCHAR);
   hdf_StoredType stored{H5Tget_class(type), H5Tget_size(type), false};
   if (stored.family == H5T_INTEGER)
     stored.isSigned = H5Tget_sign(type) == H5T_SGN_2;

@@ -1,4 +1,5 @@
 #include "cli_Failure.h"
+#include "cmd_Dofs.h"
 #include "cmd_Import.h"
 #include "cmd_Show.h"
 #include "imp_Progress.h"
@@ -14,6 +15,7 @@ constexpr char kFooter[] = R"(Examples:
   pdmsim import beam.exo beam.pdm             a mesh into a simulation file
   pdmsim show beam.pdm                        what is in it
   pdmsim show beam.pdm discreteModel/mesh/nodeFields/coordinates
+  pdmsim dofs beam.pdm 0                       how its first system numbers its DOFs
   pdmsim COMMAND --help                       more on one command
 
 Exit codes:
@@ -43,6 +45,7 @@ int main(int argc, char** argv) {
   program.footer(kFooter);
   cmd_AddImport(program);
   cmd_AddShow(program);
+  cmd_AddDofs(program);
   try {
     program.parse(argc, argv);
     return 0;

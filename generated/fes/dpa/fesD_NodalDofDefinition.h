@@ -4,6 +4,7 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Identifiers.h>
 #include <kda/kda_Export.h>
 
+#include <bit>
 #include <cstddef>
 #include <memory>
 
@@ -144,13 +145,16 @@ private:
 
   unsigned Mask(int node) const { return static_cast<unsigned>(m_activityMasks[At(node)]); }
   unsigned Labels() const;
-  int FirstDof(int node) const;
+  int FirstDof(int node) const {
+    return SystemOrdinal(node, SystemDofId(std::countr_zero(Mask(node)) + 1));
+  }
+  void AskForNode(int node, const int* solverMasks) const;
   void TransformMasks(int shift, bool addLabel10);
   void BuildSystemDofTables();
   void BuildDofIds(unsigned labels);
   template <class Take>
   void ForSelected(const bool* selected, Take take) const;
-  void ReplaceSolverOrder();
+  int* SolverOrderToFill();
   void AppendUnchosen(fesD_DofWriter& writer, const int* solverMasks) const;
   void BuildSolverDofIdMaps(unsigned solverLabels);
   template <class Used>

@@ -24,7 +24,8 @@ public:
     std::memset(m_words.get(), 0, m_wordCount * sizeof(std::uint64_t));
   }
 
-  bool Has(int dof) const { return (Word(dof) >> (dof & 63) & 1) != 0; }
+  /// 1 where the DOF is marked, else 0.
+  unsigned Bit(int dof) const { return static_cast<unsigned>(Word(dof) >> (dof & 63)) & 1; }
   std::uint64_t Word(int dof) const { return m_words[static_cast<std::size_t>(dof) >> 6]; }
   void SetWord(int dof, std::uint64_t word) { m_words[static_cast<std::size_t>(dof) >> 6] = word; }
 

@@ -25,6 +25,23 @@ bool noneOfEight(const bool* selected) {
   std::memcpy(&flags, selected, sizeof flags);
   return flags == 0;
 }
+
+// The places of the wanted DOFs, of which there are `all`, in an order; four at once without branches, for as
+// long as four more have room behind them.
+int placesOf(const fesD_DofBits& wanted, const int* order, int all, int* places) {
+  int count = 0, place = 0;
+  for (; count <= all - 4; place += 4) {
+    const int* const four = order + place;
+    const unsigned bits = wanted.Bit(four[0]) | wanted.Bit(four[1]) << 1 | wanted.Bit(four[2]) << 2 |
+                          wanted.Bit(four[3]) << 3;
+    (fesD_Lanes::Splat(place) + fesD_Lanes::Load(fesD_kChosenOfFour[bits << 4 | 15].offsets)).Store(places + count);
+    count += fesD_kBitsOfFour[bits];
+  }
+  for (; count < all; ++place)
+    if (wanted.Bit(order[place]) != 0)
+      places[count++] = place;
+  return count;
+}
 } // namespace
 
 fesD_NodalDofDefinition::fesD_NodalDofDefinition(ORXSimDistributionID masks, int shift, bool addLabel10) {
@@ -101,32 +118,21 @@ void fesD_NodalDofDefinition::MaxDofToSystemOrdinals(int* flat, int n) const {
     flat[i] = m_systemOrdinals[At(flat[i])];
 }
 
-int fesD_NodalDofDefinition::FirstDof(int node) const {
-  return SystemOrdinal(node, SystemDofId(std::countr_zero(Mask(node)) + 1));
-}
-
 // Calls take(mask, chosen, first) for the nodes in order, `first` the node's first system DOF and `chosen` its
 // mask or, where it is not selected, 0; take answers the DOF after the node's last. Eight nodes of which none
-// is selected are passed over; the DOF then reached is found again in the row of the next node that has one.
+// is selected are passed over, and their DOFs counted together with those of their like.
 template <class Take>
 void fesD_NodalDofDefinition::ForSelected(const bool* selected, Take take) const {
-  int first = 0;
-  bool passedOver = false;
+  int first = 0, reached = 0; // the first DOF of node `reached`
   for (int block = 0; block < m_numNodes; block += 8) {
     const int end = std::min(block + 8, m_numNodes);
-    if (end == block + 8 && noneOfEight(selected + block)) {
-      passedOver = true;
+    if (end == block + 8 && noneOfEight(selected + block))
       continue;
-    }
-    for (int node = block; node < end; ++node) {
-      const unsigned mask = Mask(node);
-      if (passedOver) {
-        if (mask == 0)
-          continue;
-        first = FirstDof(node);
-        passedOver = false;
-      }
-      first = take(mask, mask & (0u - static_cast<unsigned>(selected[node])), first);
+    if (reached < block)
+      first += fesD_SumMasks(&m_activityMasks[At(reached)], block - reached).dofs;
+    for (reached = block; reached < end; ++reached) {
+      const unsigned mask = Mask(reached);
+      first = take(mask, mask & (0u - static_cast<unsigned>(selected[reached])), first);
     }
   }
 }
@@ -153,10 +159,6 @@ int* fesD_NodalDofDefinition::SolverDofsFromNodes(const bool* selected, int& cou
     return first + fesD_CountBits(mask);
   });
   fesD_IntArray dofs(fesD_NewInts(m_numDofs));
-  count = 0;
-  for (int solverDof = 0; count < all; ++solverDof) {
-    dofs[At(count)] = solverDof;
-    count += wanted.Has(order[solverDof]) ? 1 : 0;
-  }
+  count = placesOf(wanted, order, all, dofs.get());
   return dofs.release();
 }

@@ -15,6 +15,7 @@
 
 namespace {
 constexpr int kAcousticLabel = 8;
+constexpr int kAhead = 16; // nodes by which the memory of one that is out of order is asked for beforehand
 
 [[noreturn]] void refuse(const char* text) {
   err_Write(text);
@@ -102,18 +103,21 @@ void fesD_NodalDofDefinition::NoSolverOrder() {
   fesD_DofAssertFailed(L"m_solverToSystemId", __LINE__);
 }
 
-void fesD_NodalDofDefinition::ReplaceSolverOrder() {
-  m_solverToSystemId.reset();
-  m_solverToSystemId.reset(fesD_NewInts(m_numDofs));
+// Orders are all of one size: the one before is overwritten, in memory that is there already.
+int* fesD_NodalDofDefinition::SolverOrderToFill() {
+  if (m_solverToSystemId == nullptr)
+    m_solverToSystemId.reset(fesD_NewInts(m_numDofs));
+  return m_solverToSystemId.get();
 }
 
 void fesD_NodalDofDefinition::SetupSolverDofs(const int* nodeRank, const int* solverMasks) {
   const fesD_IntArray nodes = nodeRank != nullptr ? nodesByRank(nodeRank, m_numNodes) : nullptr;
-  ReplaceSolverOrder();
-  fesD_DofWriter writer(m_solverToSystemId.get(), m_numDofs, Labels());
+  fesD_DofWriter writer(SolverOrderToFill(), m_numDofs, Labels());
   unsigned solverLabels = 0;
   int first = 0;
   for (int place = 0; place < m_numNodes; ++place) {
+    if (nodes != nullptr && place < m_numNodes - kAhead)
+      AskForNode(nodes[At(place + kAhead)], solverMasks);
     const int node = nodes != nullptr ? nodes[At(place)] : place;
     const unsigned mask = Mask(node), chosen = static_cast<unsigned>(solverMasks[node]);
     if ((chosen & ~mask) != 0) [[unlikely]]
@@ -128,6 +132,12 @@ void fesD_NodalDofDefinition::SetupSolverDofs(const int* nodeRank, const int* so
   BuildSolverDofIdMaps(solverLabels);
 }
 
+void fesD_NodalDofDefinition::AskForNode(int node, const int* solverMasks) const {
+  fesD_Prefetch(&m_activityMasks[At(node)]);
+  fesD_Prefetch(solverMasks + node);
+  fesD_Prefetch(&m_systemOrdinals[At(node) * At(m_maxNodalDof)]);
+}
+
 // Completes an order that has for each node the labels of a mask: no DOF is in it twice, and those that are
 // not follow from the masks.
 void fesD_NodalDofDefinition::AppendUnchosen(fesD_DofWriter& writer, const int* solverMasks) const {
@@ -139,9 +149,8 @@ void fesD_NodalDofDefinition::AppendUnchosen(fesD_DofWriter& writer, const int* 
 void fesD_NodalDofDefinition::SetupSolverDofs(int count, const int* systemDofs) {
   if (count < 0 || count > m_numDofs)
     refuseCount(count, systemDofs, m_numDofs);
-  ReplaceSolverOrder();
+  int* const order = SolverOrderToFill();
   m_numSolverDofs = count;
-  int* const order = m_solverToSystemId.get();
   if (systemDofs == nullptr) {
     std::iota(order, order + m_numDofs, 0);
     BuildSolverDofIdMaps(CountSolverLabels([count](int dof) { return dof < count; }));
@@ -152,7 +161,7 @@ void fesD_NodalDofDefinition::SetupSolverDofs(int count, const int* systemDofs) 
   requireAll(seen.Count() == count);
   if (count < m_numDofs)
     appendRest(order + count, m_numDofs - count, seen, m_numDofs);
-  BuildSolverDofIdMaps(CountSolverLabels([&seen](int dof) { return seen.Has(dof); }));
+  BuildSolverDofIdMaps(CountSolverLabels([&seen](int dof) { return seen.Bit(dof) != 0; }));
 }
 
 void fesD_NodalDofDefinition::SetupSolverDofs(ORXSimCSetID order) {

@@ -1,0 +1,157 @@
+#include "dof_Telling.h"
+
+#include <support/err_Capture.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+/// A simulation file with a collection of nodes and one of DOFs.
+class DofFile : public testing::Test {
+protected:
+  DofFile() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "pdm_dof_XXXXXX").string();
+    m_directory = ::mkdtemp(pattern.data());
+    m_context = ORXSimManager::CreateContext((m_directory / "a.pdm").c_str(), 1, 102, false, 0);
+    m_nodes = ORXSimCollectionRef::Create(m_context, "nodes", 3);
+    m_dofs = ORXSimCollectionRef::Create(m_context, "dofs", 20);
+  }
+  ~DofFile() override {
+    ORXSimManager::CloseContext(m_context);
+    std::filesystem::remove_all(m_directory);
+  }
+
+  void Reopen() {
+    ORXSimManager::CloseContext(m_context);
+    m_context = ORXSimManager::OpenContext((m_directory / "a.pdm").c_str(), 1, 102, false, 0);
+    m_nodes = {m_context, m_nodes.Minor()};
+  }
+
+  /// A distribution of one drawer, in the given order of nodes.
+  template <class Number>
+  ORXSimDistributionID Store(const std::vector<Number>& rows, ORXSimCSetID members, ORXSimItemType type) const {
+    ORXSimDrawerDescription drawer{members, type};
+    const ORXSimDistributionID id = ORXSimDistributionRef::Create(m_context, "", "", &drawer, 1);
+    ORXSimDistributionRef(id).WriteItems(0, 0, static_cast<int>(rows.size()), rows.data(),
+                                         static_cast<std::int64_t>(rows.size() * sizeof(Number)));
+    return id;
+  }
+  ORXSimDistributionID Store(const Ints& rows) const {
+    return Store(rows, ORXSimCollectionRef(m_nodes).FullCSet(), ORXSimItemType::kInt32);
+  }
+  static fesD_FESystemHolder System(ORXSimDistributionID labels) { return fesD_FESystem::New("s", labels, ORXSimDistributionID(), 0); }
+  static Ints Internal(const fesD_FESystemHolder& system, int& count) {
+    int* const internal = fesD_Utilities::UserToInternalNodes(system.Get(), count);
+    return Taken(internal, count + 1);
+  }
+
+  std::filesystem::path m_directory;
+  ORXSimContextID m_context;
+  ORXSimCollectionID m_nodes, m_dofs;
+};
+
+} // namespace
+
+TEST_F(DofFile, MasksComeFromADistribution) {
+  const int order[] = {2, 0};
+  const ORXSimCSetID some = ORXSimCollectionRef(m_nodes).CreateOrderedCSet(order, 2);
+  ORXSimDistributionID whole = Store(Ints{0x80, 0, 1}), part = Store(Ints{4, 3}, some, ORXSimItemType::kInt32);
+  Reopen();
+  whole = {m_context, whole.Minor()};
+  part = {m_context, part.Minor()};
+  const fesD_NodalDofDefinition dofs(whole, 1, true);
+  EXPECT_THAT(Ints(dofs.ActivityMasks(), dofs.ActivityMasks() + 3), ElementsAre(0x780, 0, 3));
+  EXPECT_EQ(dofs.NumberOfDofs(), 6);
+  EXPECT_EQ(dofs.SystemOrdinal(2, dofs.SystemDofId(2)), 5);
+  const fesD_NodalDofDefinition ofPart(part, 0, false);
+  EXPECT_THAT(Ints(ofPart.ActivityMasks(), ofPart.ActivityMasks() + 2), ElementsAre(4, 3));
+}
+
+TEST_F(DofFile, MasksThatCannotBeReadGiveNoNodes) {
+  const ORXSimCSetID all = ORXSimCollectionRef(m_nodes).FullCSet();
+  const ORXSimDistributionID wrong[] = {Store(std::vector<float>{1, 2, 3}, all, ORXSimItemType::kFloat),
+                                        Store(std::vector<double>{1, 2, 3}, all, ORXSimItemType::kDouble)};
+  for (const ORXSimDistributionID id : wrong) {
+    EXPECT_EQ(fesD_NodalDofDefinition(id, 0, false).NumberOfNodes(), 0);
+    EXPECT_THAT(ORXSimManager::LastError(), HasSubstr("a.pdm"));
+  }
+  const std::string drawers = "Assertion failed: distribution\\.NumDrawers\\(\\) == 1, file "
+                              "generated/fes/dpa/impl/fesD_NodalDofDefinition, line [0-9]+\n";
+  const ORXSimDistributionID two = Store(Ints{1, 1, 1});
+  ORXSimDistributionRef(two).AddDrawer({all, ORXSimItemType::kInt32});
+  EXPECT_DEATH(fesD_NodalDofDefinition(two, 0, false), drawers);
+  EXPECT_DEATH(fesD_NodalDofDefinition(ORXSimDistributionID(), 0, false), drawers);
+}
+
+TEST_F(DofFile, APermutationGoesToTheFileAndBack) {
+  fesD_NodalDofDefinition dofs = Number({0x83, 0x83});
+  dofs.SetupSolverDofs(2, nullptr);
+  const ORXSimCSetID identity = dofs.WritePermutation(m_dofs);
+  const int list[] = {5, 0, 2};
+  dofs.SetupSolverDofs(3, list);
+  ORXSimCSetID stored = dofs.WritePermutation(m_dofs);
+  Ints members(2);
+  ASSERT_TRUE(ORXSimCSet(identity).OrderedMembers(members.data(), 2)) << "the solver's own DOFs only";
+  EXPECT_THAT(members, ElementsAre(0, 1));
+
+  Reopen();
+  fesD_NodalDofDefinition read = Number({0x83, 0x83});
+  read.SetupSolverDofs(ORXSimCSetID(ORXSimCollectionID(m_context, m_dofs.Minor()), stored.Minor()));
+  EXPECT_EQ(read.NumberOfSolverDofs(), 3);
+  EXPECT_EQ(read.NumberOfSolverAcousticDofs(), 2);
+  EXPECT_THAT(OrderOf(read), ElementsAre(5, 0, 2, 1, 3, 4));
+  EXPECT_TRUE(read.WritePermutation({}).IsNull());
+  read.SetupSolverDofs(ORXSimCSetID());
+  EXPECT_EQ(read.NumberOfSolverDofs(), 0);
+  EXPECT_THAT(OrderOf(read), ElementsAre(0, 1, 2, 3, 4, 5));
+  const ORXSimCSetID tooMany = ORXSimCollectionRef({m_context, m_dofs.Minor()}).FullCSet();
+  EXPECT_DEATH(read.SetupSolverDofs(tooMany), "NOT AN ACTIVE MESH DOF");
+}
+
+TEST_F(DofFile, NodeLabelsAreTranslatedBothWays) {
+  const fesD_FESystemHolder system = System(Store(Ints{10, 20, 10}));
+  int count = -1;
+  EXPECT_THAT(Taken(fesD_Utilities::InternalToUserNodes(system.Get(), count), 3), ElementsAre(10, 20, 10));
+  EXPECT_EQ(count, 3);
+  Ints expected(21, -1);
+  expected[10] = 2;
+  expected[20] = 1;
+  EXPECT_EQ(Internal(system, count), expected);
+  EXPECT_EQ(count, 20);
+  EXPECT_THAT(Internal(System(Store(Ints{0, -7, -1})), count), ElementsAre(-1));
+  EXPECT_THAT(Internal(System(Store(Ints{-2, 1, 0})), count), ElementsAre(-1, 1));
+
+  // Of more drawers the first counts.
+  const ORXSimDistributionID two = Store(Ints{3, 2, 1});
+  ORXSimDistributionRef(two).AddDrawer({ORXSimCollectionRef(m_nodes).FullCSet(), ORXSimItemType::kInt32});
+  EXPECT_THAT(Internal(System(two), count), ElementsAre(-1, 2, 1, 0));
+}
+
+TEST_F(DofFile, MissingNodeLabelsAreReportedOnce) {
+  err_Capture lines;
+  int count = -1;
+  EXPECT_THAT(Internal(System({}), count), ElementsAre(-1));
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(lines.Take(), "User node labels distribution not found!\n");
+  mem_Free(fesD_Utilities::InternalToUserNodes(fesD_FESystem(), count));
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(lines.Take(), "**ERROR fesD_FESystem::nodalLabels: called on an empty handle\n"
+                          "User node labels distribution not found!\n");
+
+  const ORXSimCollectionRef none(ORXSimCollectionRef::Create(m_context, "none", 0));
+  const fesD_FESystemHolder empty = System(Store(Ints{}, none.FullCSet(), ORXSimItemType::kInt32));
+  mem_Free(fesD_Utilities::InternalToUserNodes(empty.Get(), count));
+  EXPECT_EQ(count, 0);
+  EXPECT_THAT(Internal(empty, count), ElementsAre(-1));
+  EXPECT_EQ(lines.Take(), "");
+  const fesD_FESystemHolder wrong =
+      System(Store(std::vector<double>{1, 2, 3}, ORXSimCollectionRef(m_nodes).FullCSet(), ORXSimItemType::kDouble));
+  EXPECT_THAT(Internal(wrong, count), ElementsAre(-1));
+  EXPECT_EQ(lines.Take(), "");
+}

@@ -1,0 +1,136 @@
+#include "dof_Telling.h"
+
+#include <numeric>
+
+using testing::ElementsAre;
+
+namespace {
+
+// What an order must come to, told from the solver's DOFs alone.
+void checkOrder(const fesD_NodalDofDefinition& ours, const dof_Telling& telling, const Ints& solver) {
+  Ints order = solver;
+  std::set<int> rest;
+  for (int dof = 0; dof < ours.NumberOfDofs(); ++dof)
+    rest.insert(dof);
+  for (const int dof : solver)
+    rest.erase(dof);
+  order.insert(order.end(), rest.begin(), rest.end());
+  ASSERT_EQ(ours.NumberOfSolverDofs(), static_cast<int>(solver.size()));
+  ASSERT_EQ(OrderOf(ours), order);
+
+  std::set<int> used;
+  for (const int dof : solver)
+    used.insert(telling.dofs[static_cast<std::size_t>(dof)].second);
+  int solverId = 0;
+  for (const int label : telling.labels) {
+    const bool isUsed = used.count(label) != 0;
+    EXPECT_EQ(ours.SolverDofIdFromSystemDofId(telling.Id(label)), isUsed ? solverId : -1);
+    if (isUsed) {
+      EXPECT_EQ(ours.SystemDofIdFromSolverDofId(solverId++), telling.Id(label));
+    }
+  }
+  for (; solverId < ours.MaxNodalDof(); ++solverId)
+    EXPECT_EQ(ours.SystemDofIdFromSolverDofId(solverId), -1);
+
+  Ints places(order.size()), mapped(order);
+  ours.MappingToSolverDofs(places.data());
+  ours.MapToSolverDofs(mapped.data(), static_cast<int>(mapped.size()));
+  for (std::size_t place = 0; place < order.size(); ++place) {
+    ASSERT_EQ(places[static_cast<std::size_t>(order[place])], static_cast<int>(place));
+    ASSERT_EQ(mapped[place], static_cast<int>(place));
+    const fesD_NodeDof of = ours.NodeDofFromSolverDof(static_cast<int>(place));
+    ASSERT_EQ(telling.Ordinal({of.node, ours.DofLabel(of.dofId)}), order[place]);
+  }
+}
+
+int acousticIn(const dof_Telling& telling, const Ints& solver) {
+  return static_cast<int>(std::count_if(solver.begin(), solver.end(), [&](int dof) {
+    return telling.dofs[static_cast<std::size_t>(dof)].second == 8;
+  }));
+}
+
+} // namespace
+
+TEST(DofOrder, ListsComeFirstAndTheRestFollowsAscending) {
+  fesD_NodalDofDefinition dofs = Number({0b11, 0b11});
+  dofs.SetupSolverDofs(2, nullptr);
+  EXPECT_THAT(OrderOf(dofs), ElementsAre(0, 1, 2, 3));
+  EXPECT_EQ(dofs.NumberOfSolverDofs(), 2);
+  const int list[] = {2, 0};
+  dofs.SetupSolverDofs(2, list);
+  EXPECT_THAT(OrderOf(dofs), ElementsAre(2, 0, 1, 3));
+  Ints places(4);
+  dofs.MappingToSolverDofs(places.data());
+  EXPECT_THAT(places, ElementsAre(1, 2, 0, 3));
+  const int rank[] = {2, 1}, masks[] = {0b01, 0b11};
+  dofs.SetupSolverDofs(rank, masks);
+  EXPECT_THAT(OrderOf(dofs), ElementsAre(2, 3, 0, 1));
+}
+
+TEST(DofOrder, OnlyListsCountAcousticDofs) {
+  fesD_NodalDofDefinition dofs = Number({0x81, 0x80, 0x01});
+  const int masks[] = {0x80, 0, 0};
+  dofs.SetupSolverDofs(nullptr, masks);
+  EXPECT_EQ(dofs.NumberOfSolverAcousticDofs(), 0);
+  const int list[] = {2, 1, 3};
+  dofs.SetupSolverDofs(3, list);
+  EXPECT_EQ(dofs.NumberOfSolverAcousticDofs(), 2);
+  dofs.SetupSolverDofs(nullptr, masks);
+  EXPECT_EQ(dofs.NumberOfSolverAcousticDofs(), 2) << "stays from the list before";
+  dofs.SetupSolverDofs(1, nullptr);
+  EXPECT_EQ(dofs.NumberOfSolverAcousticDofs(), 0);
+  EXPECT_EQ(dofs.SolverDofIdFromSystemDofId(dofs.SystemDofId(8)), -1) << "the earlier maps are gone";
+}
+
+TEST(DofOrder, ListsAgreeWithTheSlowTelling) {
+  Random random(21);
+  for (int round = 0; round < 250; ++round) {
+    SCOPED_TRACE(testing::Message() << "round " << round);
+    const int nodes = static_cast<int>(Draw(random) % 120);
+    const Ints masks = RandomMasks(random, nodes, Draw(random) & 0x7fffffff);
+    const dof_Telling telling(masks, 0, false);
+    fesD_NodalDofDefinition dofs = Number(masks);
+    Ints list(telling.dofs.size());
+    std::iota(list.begin(), list.end(), 0);
+    const bool identity = round % 5 == 0;
+    if (!identity && round % 2 == 0)
+      std::shuffle(list.begin(), list.end(), random);
+    else if (!identity)
+      std::stable_partition(list.begin(), list.end(), [&](int dof) { return dof % 7 < 3; });
+    if (round % 3 != 0)
+      list.resize(Draw(random) % (list.size() + 1));
+    dofs.SetupSolverDofs(static_cast<int>(list.size()), identity ? nullptr : list.data());
+    checkOrder(dofs, telling, list);
+    EXPECT_EQ(dofs.NumberOfSolverAcousticDofs(), acousticIn(telling, list));
+    if (HasFatalFailure())
+      return;
+  }
+}
+
+TEST(DofOrder, RanksAndMasksAgreeWithTheSlowTelling) {
+  Random random(22);
+  for (int round = 0; round < 250; ++round) {
+    SCOPED_TRACE(testing::Message() << "round " << round);
+    const int nodes = static_cast<int>(Draw(random) % 120);
+    const Ints masks = RandomMasks(random, nodes, Draw(random) & 0x7fffffff);
+    const dof_Telling telling(masks, 0, false);
+    fesD_NodalDofDefinition dofs = Number(masks);
+    Ints byPlace(static_cast<std::size_t>(nodes)), ranks(byPlace.size()), chosen;
+    std::iota(byPlace.begin(), byPlace.end(), 0);
+    const bool ranked = round % 3 != 0;
+    if (ranked)
+      std::shuffle(byPlace.begin(), byPlace.end(), random);
+    for (std::size_t place = 0; place < byPlace.size(); ++place)
+      ranks[static_cast<std::size_t>(byPlace[place])] = static_cast<int>(place) + 1;
+    for (const int mask : masks)
+      chosen.push_back(round % 4 == 0 ? mask : mask & static_cast<int>(Draw(random)));
+    Ints solver;
+    for (const int node : byPlace)
+      for (const int label : dof_Telling::LabelsOf(chosen[static_cast<std::size_t>(node)]))
+        solver.push_back(telling.Ordinal({node, label}));
+    dofs.SetupSolverDofs(ranked ? ranks.data() : nullptr, chosen.data());
+    checkOrder(dofs, telling, solver);
+    if (HasFatalFailure())
+      return;
+  }
+}

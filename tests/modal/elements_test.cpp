@@ -1,0 +1,102 @@
+#include <modal_Elements.h>
+
+#include <Eigen/Eigenvalues>
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace {
+
+const modal_Material kMaterial{70, 0.3, 2.5};
+constexpr modal_Shape kShapes[] = {modal_Shape::kTet4, modal_Shape::kTet10, modal_Shape::kHex8,
+                                   modal_Shape::kHex20};
+
+/// Corners of a hexahedron or tetrahedron moved about, with midside nodes in the middle of straight edges.
+Eigen::Matrix3Xd Distorted(modal_Shape shape, double most) {
+  std::mt19937 random(7);
+  std::uniform_real_distribution<double> move(-most, most);
+  const bool tet = modal_IsTet(shape);
+  Eigen::Matrix3Xd points(3, modal_NodesOf(shape));
+  const double corners[8][3] = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0},
+                                {0, 0, 1}, {1, 0, 1}, {1, 1, 1}, {0, 1, 1}};
+  const int ofTet[] = {0, 1, 3, 4};
+  for (int i = 0; i < (tet ? 4 : 8); ++i)
+    for (int k = 0; k < 3; ++k)
+      points(k, i) = corners[tet ? ofTet[i] : i][k] + move(random);
+  const std::vector<std::pair<int, int>> tetEdges{{0, 1}, {1, 2}, {0, 2}, {0, 3}, {1, 3}, {2, 3}};
+  const std::vector<std::pair<int, int>> hexEdges{{0, 1}, {1, 2}, {2, 3}, {3, 0}, {0, 4}, {1, 5},
+                                                  {2, 6}, {3, 7}, {4, 5}, {5, 6}, {6, 7}, {7, 4}};
+  int next = tet ? 4 : 8;
+  for (const auto& [a, b] : tet ? tetEdges : hexEdges)
+    if (next < points.cols())
+      points.col(next++) = (points.col(a) + points.col(b)) / 2;
+  return points;
+}
+
+/// Displacements gradient x point + shift of all nodes.
+Eigen::VectorXd Linear(const Eigen::Matrix3Xd& points, const Eigen::Matrix3d& gradient,
+                       const Eigen::Vector3d& shift) {
+  const Eigen::Matrix3Xd moved = (gradient * points).colwise() + shift;
+  return Eigen::Map<const Eigen::VectorXd>(moved.data(), moved.size());
+}
+
+/// Strain energy density, doubled, of a state of constant strain, from the law of elasticity.
+double Density(const Eigen::Matrix3d& gradient) {
+  const Eigen::Matrix3d strain = (gradient + gradient.transpose()) / 2;
+  const double shear = kMaterial.young / (2 * (1 + kMaterial.poisson));
+  const double lame = 2 * shear * kMaterial.poisson / (1 - 2 * kMaterial.poisson);
+  return lame * strain.trace() * strain.trace() + 2 * shear * strain.squaredNorm();
+}
+
+} // namespace
+
+// The patch test for one element of any form: constant strain has exactly the energy that it must have, which
+// incompatible modes spoil unless they do no work in it.
+TEST(ModalElements, ConstantStrainHasItsEnergyInDistortedElements) {
+  Eigen::Matrix3d gradient;
+  gradient << 0.3, -0.2, 0.7, 0.1, 0.5, -0.4, 0.9, 0.2, -0.6;
+  for (const modal_Shape shape : kShapes) {
+    const Eigen::Matrix3Xd points = Distorted(shape, 0.2);
+    const modal_ElementMatrices element = modal_Integrate(shape, points, kMaterial);
+    const Eigen::VectorXd u = Linear(points, gradient, {1, 2, 3});
+    ASSERT_GT(element.volume, 0);
+    EXPECT_NEAR(u.dot(element.stiffness * u) / (element.volume * Density(gradient)), 1, 1e-10)
+        << static_cast<int>(shape);
+  }
+}
+
+TEST(ModalElements, OnlyRigidMotionsAreFreeOfEnergyAndMassIsThatOfTheBody) {
+  for (const modal_Shape shape : kShapes) {
+    const Eigen::Matrix3Xd points = Distorted(shape, 0.1);
+    const modal_ElementMatrices element = modal_Integrate(shape, points, kMaterial);
+    const Eigen::VectorXd energies =
+        Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd>(element.stiffness).eigenvalues();
+    EXPECT_LT(std::abs(energies[5]), 1e-10 * energies[energies.size() - 1]);
+    EXPECT_GT(energies[6], 1e-4 * energies[energies.size() - 1]) << static_cast<int>(shape);
+    const Eigen::VectorXd along = Linear(points, Eigen::Matrix3d::Zero(), {0, 1, 0});
+    EXPECT_NEAR(along.dot(element.mass * along), kMaterial.density * element.volume, 1e-12);
+    EXPECT_GT(Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd>(element.mass).eigenvalues()[0], 0);
+  }
+  // A unit cube, or a sixth of it, has a second moment that is known.
+  const Eigen::Matrix3d stretch = Eigen::Vector3d(1, 0, 0).asDiagonal();
+  for (const modal_Shape shape : kShapes) {
+    const Eigen::Matrix3Xd points = Distorted(shape, 0);
+    const Eigen::VectorXd x = Linear(points, stretch, {0, 0, 0});
+    EXPECT_NEAR(x.dot(modal_Integrate(shape, points, kMaterial).mass * x),
+                kMaterial.density / (modal_IsTet(shape) ? 60 : 3), 1e-12);
+  }
+}
+
+TEST(ModalElements, EitherOrientationWillDoButNoFoldedOrFlatElement) {
+  for (const modal_Shape shape : kShapes) {
+    const Eigen::Matrix3Xd points = Distorted(shape, 0.1);
+    Eigen::Matrix3Xd mirrored = points, flat = points, folded = points;
+    mirrored.row(2) *= -1;
+    flat.row(2).setZero();
+    folded.col(0) = points.col(modal_IsTet(shape) ? 1 : 6); // one corner on, or through to, another
+    const double trace = modal_Integrate(shape, points, kMaterial).stiffness.trace();
+    EXPECT_NEAR(modal_Integrate(shape, mirrored, kMaterial).stiffness.trace() / trace, 1, 1e-12);
+    EXPECT_LT(modal_Integrate(shape, flat, kMaterial).volume, 0);
+    EXPECT_LT(modal_Integrate(shape, folded, kMaterial).volume, 0) << static_cast<int>(shape);
+  }
+}
