@@ -9,7 +9,7 @@
 /// line, are labels that cannot be read, and ORXSimManager::LastError() has the cause.
 /// The arrays come from the core allocator; the caller releases them with mem_Free.
 class PDM_CORE_API fesD_Utilities {
-public:
+ public:
   /// \param count receives the number of nodes. \return [count] the user label of each internal node.
   static int* InternalToUserNodes(fesD_FESystem system, int& count);
   /// \param count receives the largest label, 0 when none is above 0.

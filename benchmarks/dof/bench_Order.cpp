@@ -26,7 +26,8 @@ enum ListKind { kLocal, kAnywhere, kHalf };
 
 // One model with everything that the runs need; the last one used is kept, since it is dear to make.
 struct Model {
-  Model(int nodes, dof_Kind kind) : masks(dof_Masks(kind, nodes)), dofs(dof_GiveAway(masks), nodes, 0, false) {
+  Model(int nodes, dof_Kind kind)
+      : masks(dof_Masks(kind, nodes)), dofs(dof_GiveAway(masks), nodes, 0, false) {
     codes.resize(at(dofs.NumberOfDofs()));
     for (int dof = 0; dof < dofs.NumberOfDofs(); ++dof) {
       const fesD_NodeDof of = dofs.NodeDofFromSystemDof(dof);
@@ -151,7 +152,8 @@ void inverseCopy(benchmark::State& state) {
 
 struct Selection {
   Selection(benchmark::State& state)
-      : model(Model::Of(state)), flags(dof_Selection(static_cast<int>(state.range(0)), static_cast<int>(state.range(2)))),
+      : model(Model::Of(state)),
+        flags(dof_Selection(static_cast<int>(state.range(0)), static_cast<int>(state.range(2)))),
         nodes(reinterpret_cast<const bool*>(flags.data())), order(model.List(kLocal)) {
     model.dofs.SetupSolverDofs(static_cast<int>(order.size()), order.data());
   }

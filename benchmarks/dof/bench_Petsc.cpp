@@ -1,5 +1,5 @@
-// The tables of a system's numbering by PETSc: a section that has one point a node gives the first DOF of each,
-// and from it the same two tables are written.
+// The tables of a system's numbering by PETSc: a section that has one point a node gives the first DOF of
+// each, and from it the same two tables are written.
 
 #include "dof_Model.h"
 
@@ -32,7 +32,8 @@ void withSection(const std::vector<int>& masks, int columns, const int* idByLabe
     int* const row = ordinals.data() + static_cast<std::ptrdiff_t>(node) * columns;
     for (int id = 0; id < columns; ++id)
       row[id] = -1;
-    for (auto rest = static_cast<unsigned>(masks[static_cast<std::size_t>(node)]); rest != 0; rest &= rest - 1) {
+    for (auto rest = static_cast<unsigned>(masks[static_cast<std::size_t>(node)]); rest != 0;
+         rest &= rest - 1) {
       const int id = idByLabel[std::countr_zero(rest) + 1];
       row[id] = dof;
       codes[static_cast<std::size_t>(dof++)] = 128 * (node + 1) + id;
@@ -45,7 +46,8 @@ void buildPetsc(benchmark::State& state) {
   static const bool up = (must(PetscInitializeNoArguments()), true);
   benchmark::DoNotOptimize(up);
   dof_KeepMemory();
-  const std::vector<int> masks = dof_Masks(static_cast<dof_Kind>(state.range(1)), static_cast<int>(state.range(0)));
+  const std::vector<int> masks =
+      dof_Masks(static_cast<dof_Kind>(state.range(1)), static_cast<int>(state.range(0)));
   const fesD_NodalDofDefinition ours(dof_GiveAway(masks), static_cast<int>(masks.size()), 0, false);
   const int columns = ours.MaxNodalDof();
   int idByLabel[9];

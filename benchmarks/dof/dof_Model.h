@@ -8,8 +8,8 @@
 /// What nodes carry in the measured models.
 enum dof_Kind { kUniform, kMixed };
 
-/// Masks of n nodes. Uniform: labels 1 to 6 everywhere. Mixed: in no order, nodes of shells (1 to 6), of solids
-/// (1 to 3), of fluid (8), of their common face (1 to 3 and 8), and nodes without any.
+/// Masks of n nodes. Uniform: labels 1 to 6 everywhere. Mixed: in no order, nodes of shells (1 to 6), of
+/// solids (1 to 3), of fluid (8), of their common face (1 to 3 and 8), and nodes without any.
 std::vector<int> dof_Masks(dof_Kind kind, int n);
 
 /// A copy of masks as a numbering takes them over.

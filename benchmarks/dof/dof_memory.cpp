@@ -30,8 +30,9 @@ void forgetPeak() {
 double g_start;
 
 void show(const char* step, double tables) {
-  std::printf("  %-30s peak %8.1f MB, tables %8.1f MB, ratio %.3f\n", step, (kilobytes("VmHWM:") - g_start) / 1024,
-              tables / 1048576, (kilobytes("VmHWM:") - g_start) * 1024 / tables);
+  std::printf("  %-30s peak %8.1f MB, tables %8.1f MB, ratio %.3f\n", step,
+              (kilobytes("VmHWM:") - g_start) / 1024, tables / 1048576,
+              (kilobytes("VmHWM:") - g_start) * 1024 / tables);
   forgetPeak();
 }
 

@@ -6,6 +6,7 @@
 #include <Spectra/SymGEigsShiftSolver.h>
 
 #include <algorithm>
+#include <cmath>
 #include <variant>
 
 namespace {
@@ -160,5 +161,11 @@ modal_Modes modal_Solve(const modal_Matrices& matrices, const modal_Envelope& en
   const Eigen::Index size = matrices.mass.rows(), wanted = std::min<Eigen::Index>(count, size);
   if (size <= 4 * wanted + 60)
     return SolveDense(matrices, wanted);
-  return Search(matrices, envelope, shift).Lowest(wanted);
+  // In units in which the shift is -1 and masses are about 1, for the thresholds of the iteration are absolute.
+  const double mass = matrices.mass.diagonal().mean();
+  const modal_Matrices scaled{matrices.stiffness / (mass * -shift), matrices.mass / mass, matrices.volume};
+  modal_Modes modes = Search(scaled, envelope, -1).Lowest(wanted);
+  modes.eigenvalues *= -shift;
+  modes.shapes /= std::sqrt(mass);
+  return modes;
 }

@@ -13,7 +13,7 @@ struct modal_Modes {
 /// K - shift M, repeated with the modes that were found taken out until a count of the sign changes says that
 /// none is missing (modes of the same frequency are easily missed).
 /// \param count wanted; fewer come when the matrices have not so many DOFs.
-/// \param shift below all eigenvalues.
+/// \param shift negative, about the size of the lowest eigenvalue that is not zero, or smaller.
 /// Throws when the iteration does not converge.
 modal_Modes modal_Solve(const modal_Matrices& matrices, const modal_Envelope& envelope, int count,
                         double shift);

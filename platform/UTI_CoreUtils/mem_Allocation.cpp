@@ -1,5 +1,6 @@
 #include <UTI_CoreUtils/mem_Allocation.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -69,8 +70,12 @@ struct alignas(32) Bin {
   Span* span;      // the span in use
 };
 
-constinit std::mutex s_mutex;                  // guards what follows, but for the spans' lists
-constinit std::uintptr_t s_base = kNoRegion;   // start of the reserved range
+constinit std::mutex s_mutex; // guards what follows, but for the spans' lists
+// Start of the reserved range; set once, under the lock, before any block of it is handed out.
+constinit std::atomic<std::uintptr_t> s_base = kNoRegion;
+std::uintptr_t base() {
+  return s_base.load(std::memory_order_relaxed);
+}
 constinit std::size_t s_spansUsed = 0;         // spans handed out so far
 constinit bool s_noRegion = false;             // the range could not be had: malloc serves all
 constinit unsigned s_threads = 0;              // threads numbered so far
@@ -90,11 +95,11 @@ constexpr std::size_t sizeOf(std::size_t sizeClass) {
 }
 
 bool inSlab(const void* block) {
-  return reinterpret_cast<std::uintptr_t>(block) - s_base < kRegion;
+  return reinterpret_cast<std::uintptr_t>(block) - base() < kRegion;
 }
 
 Span& spanOf(const void* block) {
-  return s_spans[(reinterpret_cast<std::uintptr_t>(block) - s_base) / kSpan];
+  return s_spans[(reinterpret_cast<std::uintptr_t>(block) - base()) / kSpan];
 }
 
 void push(FreeBlock*& list, void* block) {
@@ -151,7 +156,7 @@ constexpr unsigned blocksOf(std::size_t sizeClass) {
 // Puts a span to use from its first block on.
 void useAfresh(Bin& bin, Span& span) {
   bin.span = &span;
-  bin.fresh = reinterpret_cast<char*>(s_base + static_cast<std::size_t>(&span - s_spans) * kSpan);
+  bin.fresh = reinterpret_cast<char*>(base() + static_cast<std::size_t>(&span - s_spans) * kSpan);
   bin.end = bin.fresh + blocksOf(span.sizeClass) * sizeOf(span.sizeClass);
 }
 
@@ -164,7 +169,7 @@ bool refillFromAll(std::size_t sizeClass) {
     bin.free = std::exchange(s_orphans[sizeClass], nullptr);
     return true;
   }
-  if (s_base == kNoRegion && !s_noRegion)
+  if (base() == kNoRegion && !s_noRegion)
     reserveRegion();
   if (s_noRegion || s_spansUsed == kSpans)
     return false;

@@ -38,8 +38,8 @@ bool checkLayout(hdf_Operation& operation, hdf_DatasetRep& dataset, std::uint64_
 }
 
 // True when the bytes stand in the dataset's own header: it is as large, all of it is there, and nothing
-// belongs to it outside, be it chunks, the list of a virtual dataset or the names of external files. Cheaper
-// than asking for the creation properties.
+// belongs to it outside, be it chunks, the list of a virtual dataset or the names of external files. (A
+// virtual dataset without a list has no source anywhere.) Cheaper than asking for the creation properties.
 bool inHeader(const hdf_DatasetRep& dataset, std::uint64_t bytes) {
   constexpr std::uint64_t kExternalFiles = std::uint64_t{1} << 7, kFilters = std::uint64_t{1} << 11;
   H5O_info_t info;

@@ -78,6 +78,8 @@ TEST(DofDeaths, MasksMustFitThePackedCode) {
   EXPECT_DEATH(Number({1, static_cast<int>(0x80000001u)}), label32);
   EXPECT_DEATH(Number({0b10000}, 27), label32) << "label 32 by shifting";
   EXPECT_DEATH(Number({0x80}, 22, true), label32) << "by shifting the label that was added";
-  EXPECT_DEATH(fesD_NodalDofDefinition(GiveAway({1}), 16'777'216, 0, false), assertion("m_numNodes <= kMaxNodes"));
-  EXPECT_DEATH(fesD_NodalDofDefinition(nullptr, 1, 0, false), assertion("masks != nullptr \\|\\| numNodes < 1"));
+  EXPECT_DEATH(fesD_NodalDofDefinition(GiveAway({1}), 16'777'216, 0, false),
+               assertion("m_numNodes <= kMaxNodes"));
+  EXPECT_DEATH(fesD_NodalDofDefinition(nullptr, 1, 0, false),
+               assertion("masks != nullptr \\|\\| numNodes < 1"));
 }

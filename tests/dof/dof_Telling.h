@@ -119,8 +119,9 @@ inline Ints RandomMasks(Random& random, int nodes, unsigned labels) {
   const auto style = Draw(random) % 3;
   Ints masks;
   for (int node = 0; node < nodes; ++node)
-    masks.push_back(static_cast<int>(style == 0   ? kinds[Draw(random) % 4]
-                                     : style == 1 ? Draw(random) & labels
-                                                  : Draw(random) & Draw(random) & Draw(random) & Draw(random) & labels));
+    masks.push_back(
+        static_cast<int>(style == 0   ? kinds[Draw(random) % 4]
+                         : style == 1 ? Draw(random) & labels
+                                      : Draw(random) & Draw(random) & Draw(random) & Draw(random) & labels));
   return masks;
 }

@@ -14,7 +14,7 @@ namespace {
 
 /// A simulation file with a collection of nodes and one of DOFs.
 class DofFile : public testing::Test {
-protected:
+ protected:
   DofFile() {
     std::string pattern = (std::filesystem::temp_directory_path() / "pdm_dof_XXXXXX").string();
     m_directory = ::mkdtemp(pattern.data());
@@ -35,7 +35,8 @@ protected:
 
   /// A distribution of one drawer, in the given order of nodes.
   template <class Number>
-  ORXSimDistributionID Store(const std::vector<Number>& rows, ORXSimCSetID members, ORXSimItemType type) const {
+  ORXSimDistributionID Store(const std::vector<Number>& rows, ORXSimCSetID members,
+                             ORXSimItemType type) const {
     ORXSimDrawerDescription drawer{members, type};
     const ORXSimDistributionID id = ORXSimDistributionRef::Create(m_context, "", "", &drawer, 1);
     ORXSimDistributionRef(id).WriteItems(0, 0, static_cast<int>(rows.size()), rows.data(),
@@ -45,7 +46,9 @@ protected:
   ORXSimDistributionID Store(const Ints& rows) const {
     return Store(rows, ORXSimCollectionRef(m_nodes).FullCSet(), ORXSimItemType::kInt32);
   }
-  static fesD_FESystemHolder System(ORXSimDistributionID labels) { return fesD_FESystem::New("s", labels, ORXSimDistributionID(), 0); }
+  static fesD_FESystemHolder System(ORXSimDistributionID labels) {
+    return fesD_FESystem::New("s", labels, ORXSimDistributionID(), 0);
+  }
   static Ints Internal(const fesD_FESystemHolder& system, int& count) {
     int* const internal = fesD_Utilities::UserToInternalNodes(system.Get(), count);
     return Taken(internal, count + 1);
@@ -61,7 +64,8 @@ protected:
 TEST_F(DofFile, MasksComeFromADistribution) {
   const int order[] = {2, 0};
   const ORXSimCSetID some = ORXSimCollectionRef(m_nodes).CreateOrderedCSet(order, 2);
-  ORXSimDistributionID whole = Store(Ints{0x80, 0, 1}), part = Store(Ints{4, 3}, some, ORXSimItemType::kInt32);
+  ORXSimDistributionID whole = Store(Ints{0x80, 0, 1}),
+                       part = Store(Ints{4, 3}, some, ORXSimItemType::kInt32);
   Reopen();
   whole = {m_context, whole.Minor()};
   part = {m_context, part.Minor()};
@@ -150,8 +154,8 @@ TEST_F(DofFile, MissingNodeLabelsAreReportedOnce) {
   EXPECT_EQ(count, 0);
   EXPECT_THAT(Internal(empty, count), ElementsAre(-1));
   EXPECT_EQ(lines.Take(), "");
-  const fesD_FESystemHolder wrong =
-      System(Store(std::vector<double>{1, 2, 3}, ORXSimCollectionRef(m_nodes).FullCSet(), ORXSimItemType::kDouble));
+  const fesD_FESystemHolder wrong = System(
+      Store(std::vector<double>{1, 2, 3}, ORXSimCollectionRef(m_nodes).FullCSet(), ORXSimItemType::kDouble));
   EXPECT_THAT(Internal(wrong, count), ElementsAre(-1));
   EXPECT_EQ(lines.Take(), "");
 }

@@ -107,7 +107,7 @@ class Beam(Case):
         free = self.system("free")
         (event,) = array(free.group["events"])
         self.assertEqual(free.members_of(members(event, "ModalEvent")["activeModes"]), list(range(6, 14)))
-        self.assertEqual(self.done("modal_read", self.pdm).count("modal system"), 2)
+        self.assertEqual(self.done("modal_read", self.pdm).count("modal system "), 2)
 
     def test_units_scale_and_the_picture_shows_something(self):
         self.import_(BLOCK)
@@ -134,7 +134,9 @@ class Solids(Case):
         exact = self.frequencies(boxes.with_midsides(points, hexes, boxes.HEX_EDGES), "HEX20")
         quadratic = self.frequencies(boxes.with_midsides(points, boxes.tets(hexes), boxes.TET_EDGES), "TETRA10")
         np.testing.assert_allclose(quadratic, exact, rtol=0.02)
-        np.testing.assert_allclose(self.frequencies((points, hexes), "HEX8"), exact, rtol=0.07)
+        linear = self.frequencies((points, hexes), "HEX8")
+        np.testing.assert_allclose(linear[:2], exact[:2], rtol=0.03)
+        np.testing.assert_allclose(linear, exact, rtol=0.1)  # torsion, two elements wide
         linear = self.frequencies((points, boxes.tets(hexes)), "TETRA")
         self.assertTrue((linear > 1.05 * exact)[:2].all(), "stiff, as documented")
 
@@ -305,8 +307,9 @@ class Systems(Case):
                          [[10, 20, 40], [7, 0, 135]])
         self.assertEqual([modal.collection(m) for m in ("dofs", "modes")], [("m dofs", 7), ("m modes", 2)])
         self.assertEqual(modal.own["propertyEvaluation"], 2.5)
+        nodes = next(int(c) for c, g in file["store/collections"].items() if g.attrs["name"] == b"nodes")
         for member, owner, expected in (
-                ("solverDofOrdering", modal.own["dofs"], [6, 2, 0, 4]), ("selectiveRecoveryNodes", 1, [2, 0]),
+                ("solverDofOrdering", modal.own["dofs"], [6, 2, 0, 4]), ("selectiveRecoveryNodes", nodes, [2, 0]),
                 ("residualModeDofs", modal.own["dofs"], [3, 0]), ("residualModes", modal.own["modes"], [1, 0]),
                 ("structuralModes", modal.own["modes"], [0, 1]), ("acousticModes", modal.own["modes"], [1, 0])):
             self.assertEqual((modal.own[member][0], modal.members_of(modal.own[member])), (owner, expected), member)

@@ -38,7 +38,7 @@ using fesD_IntArray = std::unique_ptr<int[], fesD_MemFree>;
 /// Moved, never copied; an object that was moved from can only be destroyed or assigned to. One thread at a
 /// time, since NodalDofIds() answers in a shared buffer.
 class PDM_CORE_API fesD_NodalDofDefinition {
-public:
+ public:
   /// The most nodes that a numbering can have; more fail an assertion.
   static constexpr int kMaxNodes = 16'777'215;
 
@@ -88,12 +88,12 @@ public:
 
   /// Sets the order up node by node, in each by ascending label.
   ///
-  /// A mask that names a label that the mesh has not at the node is reported and aborts the process. The count
-  /// of acoustic solver DOFs stays what it was.
-  /// \param nodeRank    [NumberOfNodes()] each node's place in the solver, from 1, a permutation (asserted);
+  /// A mask that names a label that the mesh has not at the node is reported and aborts the process. The
+  /// count of acoustic solver DOFs stays what it was. \param nodeRank    [NumberOfNodes()] each node's place
+  /// in the solver, from 1, a permutation (asserted);
   ///                    null takes the nodes as they come.
-  /// \param solverMasks [NumberOfNodes()] the labels that the solver uses at each node (by node, not by rank).
-  /// Cost: O(nodes + DOFs); one table of nodes ints comes and goes when there are ranks.
+  /// \param solverMasks [NumberOfNodes()] the labels that the solver uses at each node (by node, not by
+  /// rank). Cost: O(nodes + DOFs); one table of nodes ints comes and goes when there are ranks.
   void SetupSolverDofs(const int* nodeRank, const int* solverMasks);
   /// Sets the order up from a list. Entries that are no system DOFs, entries given twice and an impossible
   /// count are reported and abort the process.
@@ -134,7 +134,7 @@ public:
   /// \return null on failure.
   ORXSimCSetID WritePermutation(ORXSimCollectionID collection) const;
 
-private:
+ private:
   static constexpr std::size_t At(int index) { return static_cast<std::size_t>(index); }
   const fesD_NodalDofDefinition& WithOrder() const {
     if (m_solverToSystemId == nullptr) [[unlikely]]
@@ -145,9 +145,7 @@ private:
 
   unsigned Mask(int node) const { return static_cast<unsigned>(m_activityMasks[At(node)]); }
   unsigned Labels() const;
-  int FirstDof(int node) const {
-    return SystemOrdinal(node, SystemDofId(std::countr_zero(Mask(node)) + 1));
-  }
+  int FirstDof(int node) const { return SystemOrdinal(node, SystemDofId(std::countr_zero(Mask(node)) + 1)); }
   void AskForNode(int node, const int* solverMasks) const;
   void TransformMasks(int shift, bool addLabel10);
   void BuildSystemDofTables();

@@ -3,7 +3,7 @@
 #include <UTI_CoreUtils/UTI_CoreUtils.h>
 
 /// Fails an assertion of the DOF numbering, with the expression's text, unless it holds.
-#define FESD_DOF_ASSERT(expression) \
+#define FESD_DOF_ASSERT(expression)                                                                          \
   static_cast<void>((expression) || (fesD_DofAssertFailed(L"" #expression, __LINE__), false))
 
 [[noreturn]] inline void fesD_DofAssertFailed(const wchar_t* expression, unsigned line) {

@@ -16,11 +16,11 @@ constexpr int fesD_CountBits(std::uint64_t bits) {
 
 /// A mark for each of n system DOFs, all clear at first.
 class fesD_DofBits {
-public:
+ public:
   explicit fesD_DofBits(int n)
       : m_wordCount(static_cast<std::size_t>(n) / 64 + 2), // a run may reach one word past the last
-        m_words(static_cast<std::uint64_t*>(
-            mem_OperatorNewThrowBuiltin(m_wordCount * sizeof(std::uint64_t)))) {
+        m_words(
+            static_cast<std::uint64_t*>(mem_OperatorNewThrowBuiltin(m_wordCount * sizeof(std::uint64_t)))) {
     std::memset(m_words.get(), 0, m_wordCount * sizeof(std::uint64_t));
   }
 
@@ -46,7 +46,7 @@ public:
     return count;
   }
 
-private:
+ private:
   struct Free {
     void operator()(std::uint64_t* words) const { mem_Free(words); }
   };

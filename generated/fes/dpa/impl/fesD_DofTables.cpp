@@ -13,8 +13,8 @@
 // A node's mask is taken eight labels at a time, which for most systems is all of it. A pattern gives by the
 // value of the eight bits the whole of what they bring to the node's row and to the code array, so that eight
 // labels cost two stores of eight ints whatever is set in them. A store may reach past its row, or past the
-// codes of its node, where what comes next is written afterwards; the last nodes go one by one. The two tables
-// take turns, block by block, which is a fifth faster than both at once when they come from memory.
+// codes of its node, where what comes next is written afterwards; the last nodes go one by one. The two
+// tables take turns, block by block, which is a fifth faster than both at once when they come from memory.
 
 namespace {
 
@@ -41,7 +41,7 @@ struct Patterns {
   int columns = 0; // labels in use
   Eight eights[4];
 
-private:
+ private:
   struct Free {
     void operator()(void* block) const { mem_Free(block); }
   };
@@ -83,8 +83,8 @@ struct Block {
   int dof;
 };
 
-// Writes the rows, from the first on. Answers the DOF after the block's last. The block and the eights come by
-// value, so that no store can be taken for a change of them.
+// Writes the rows, from the first on. Answers the DOF after the block's last. The block and the eights come
+// by value, so that no store can be taken for a change of them.
 template <std::size_t Count>
 int rowsByPattern(Block block, std::array<Eight, Count> eights, std::ptrdiff_t columns, int* row) {
   for (; block.node < block.end; ++block.node, row += columns) {

@@ -31,7 +31,7 @@ inline constexpr std::array<unsigned char, 16> fesD_kBitsOfFour{0, 1, 1, 2, 1, 2
 
 /// Appends system DOFs to an array, four at once and without branches on what they are.
 class fesD_DofWriter {
-public:
+ public:
   /// \param out [room] is written up to Written(), and up to its end beyond that.
   /// \param labels all labels in use, as a mask.
   fesD_DofWriter(int* out, int room, unsigned labels)
@@ -46,8 +46,8 @@ public:
       return AppendOneByOne(mask, chosen, first);
     int* out = m_out + m_written;
     for (int four = 0; four < m_fours; ++four, mask >>= 4, chosen >>= 4) {
-      const fesD_Lanes offsets = fesD_Lanes::Load(
-          fesD_kChosenOfFour[(chosen & 15) << 4 | (mask & 15)].offsets);
+      const fesD_Lanes offsets =
+          fesD_Lanes::Load(fesD_kChosenOfFour[(chosen & 15) << 4 | (mask & 15)].offsets);
       (fesD_Lanes::Splat(first) + offsets).Store(out);
       out += fesD_kBitsOfFour[chosen & 15];
       first += fesD_kBitsOfFour[mask & 15];
@@ -56,7 +56,7 @@ public:
     return first;
   }
 
-private:
+ private:
   int AppendOneByOne(unsigned mask, unsigned chosen, int first) {
     for (; mask != 0; mask &= mask - 1, ++first)
       if ((chosen & mask & (0 - mask)) != 0)

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdint>
 #include <cstring>
 
 // Construction and the queries on the system numbering; the solver order stands in fesD_SolverOrder.cpp.
@@ -32,9 +33,10 @@ int placesOf(const fesD_DofBits& wanted, const int* order, int all, int* places)
   int count = 0, place = 0;
   for (; count <= all - 4; place += 4) {
     const int* const four = order + place;
-    const unsigned bits = wanted.Bit(four[0]) | wanted.Bit(four[1]) << 1 | wanted.Bit(four[2]) << 2 |
-                          wanted.Bit(four[3]) << 3;
-    (fesD_Lanes::Splat(place) + fesD_Lanes::Load(fesD_kChosenOfFour[bits << 4 | 15].offsets)).Store(places + count);
+    const unsigned bits =
+        wanted.Bit(four[0]) | wanted.Bit(four[1]) << 1 | wanted.Bit(four[2]) << 2 | wanted.Bit(four[3]) << 3;
+    (fesD_Lanes::Splat(place) + fesD_Lanes::Load(fesD_kChosenOfFour[bits << 4 | 15].offsets))
+        .Store(places + count);
     count += fesD_kBitsOfFour[bits];
   }
   for (; count < all; ++place)
@@ -81,7 +83,8 @@ void fesD_NodalDofDefinition::BuildSystemDofTables() {
   BuildDofIds(labels);
   m_systemOrdinals.reset(fesD_NewInts(static_cast<long long>(m_maxNodalDof) * m_numNodes));
   m_systemDofCodes.reset(fesD_NewInts(m_numDofs));
-  fesD_FillDofTables(m_activityMasks.get(), m_numNodes, sums, {m_systemOrdinals.get(), m_systemDofCodes.get()});
+  fesD_FillDofTables(m_activityMasks.get(), m_numNodes, sums,
+                     {m_systemOrdinals.get(), m_systemDofCodes.get()});
 }
 
 void fesD_NodalDofDefinition::BuildDofIds(unsigned labels) {
@@ -118,9 +121,9 @@ void fesD_NodalDofDefinition::MaxDofToSystemOrdinals(int* flat, int n) const {
     flat[i] = m_systemOrdinals[At(flat[i])];
 }
 
-// Calls take(mask, chosen, first) for the nodes in order, `first` the node's first system DOF and `chosen` its
-// mask or, where it is not selected, 0; take answers the DOF after the node's last. Eight nodes of which none
-// is selected are passed over, and their DOFs counted together with those of their like.
+// Calls take(mask, chosen, first) for the nodes in order, `first` the node's first system DOF and `chosen`
+// its mask or, where it is not selected, 0; take answers the DOF after the node's last. Eight nodes of which
+// none is selected are passed over, and their DOFs counted together with those of their like.
 template <class Take>
 void fesD_NodalDofDefinition::ForSelected(const bool* selected, Take take) const {
   int first = 0, reached = 0; // the first DOF of node `reached`
@@ -140,9 +143,8 @@ void fesD_NodalDofDefinition::ForSelected(const bool* selected, Take take) const
 int* fesD_NodalDofDefinition::SystemDofsFromNodes(const bool* selected, int& count) const {
   fesD_IntArray dofs(fesD_NewInts(m_numDofs));
   fesD_DofWriter writer(dofs.get(), m_numDofs, Labels());
-  ForSelected(selected, [&](unsigned mask, unsigned chosen, int first) {
-    return writer.Append(mask, chosen, first);
-  });
+  ForSelected(selected,
+              [&](unsigned mask, unsigned chosen, int first) { return writer.Append(mask, chosen, first); });
   count = writer.Written();
   return dofs.release();
 }

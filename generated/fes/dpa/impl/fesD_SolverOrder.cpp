@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <numeric>
 
 // Setting up a solver order, and the queries on it.
@@ -173,8 +172,8 @@ void fesD_NodalDofDefinition::SetupSolverDofs(ORXSimCSetID order) {
   SetupSolverDofs(count, dofs.get());
 }
 
-// The labels of which the solver uses a DOF; counts its acoustic ones. Goes over the nodes, whose masks lie in
-// order, and ends as soon as nothing more can be learnt, mostly with the first nodes.
+// The labels of which the solver uses a DOF; counts its acoustic ones. Goes over the nodes, whose masks lie
+// in order, and ends as soon as nothing more can be learnt, mostly with the first nodes.
 template <class Used>
 unsigned fesD_NodalDofDefinition::CountSolverLabels(Used used) {
   constexpr unsigned acoustic = 1u << (kAcousticLabel - 1);
@@ -223,5 +222,6 @@ void fesD_NodalDofDefinition::MapToSolverDofs(int* dofs, int n) const {
 }
 
 ORXSimCSetID fesD_NodalDofDefinition::WritePermutation(ORXSimCollectionID collection) const {
-  return ORXSimCollectionRef(collection).CreateOrderedCSet(WithOrder().m_solverToSystemId.get(), m_numSolverDofs);
+  return ORXSimCollectionRef(collection)
+      .CreateOrderedCSet(WithOrder().m_solverToSystemId.get(), m_numSolverDofs);
 }
