@@ -40,8 +40,9 @@ void AddOptions(CLI::App& program, Options& options) {
   program.add_option("--modes", job.modes, "number of modes")
       ->check(CLI::Range(1, 10000))
       ->capture_default_str();
-  program.add_option("--units", options.units,
-                     "of the mesh and of all numbers: SI (m, kg, Pa) or mm (mm, t, MPa)")
+  program
+      .add_option("--units", options.units,
+                  "of the mesh and of all numbers: SI (m, kg, Pa) or mm (mm, t, MPa)")
       ->check(CLI::IsMember({"SI", "mm"}))
       ->capture_default_str();
   program.add_option("--young", options.young, "Young's modulus (default: steel, 210e9 Pa or 210e3 MPa)")
@@ -53,8 +54,9 @@ void AddOptions(CLI::App& program, Options& options) {
   program.add_option("--density", options.density, "density (default: steel, 7850 kg/m^3 or 7.85e-9 t/mm^3)")
       ->check(CLI::PositiveNumber);
   job.clamp = "x-min";
-  program.add_option("--clamp", job.clamp,
-                     "nodes that are held: none, x-min, x-max, y-min, y-max, z-min, z-max or a node set")
+  program
+      .add_option("--clamp", job.clamp,
+                  "nodes that are held: none, x-min, x-max, y-min, y-max, z-min, z-max or a node set")
       ->capture_default_str();
   program.add_option("--name", options.name, "name of the new system")->capture_default_str();
   program.add_flag("--json", options.json, "print JSON, for scripts");

@@ -26,8 +26,8 @@ void FixNodes(const modal_Job& job, const msfD_Mesh& mesh, modal_Analysis& analy
     throw modal_Failure(job.file + ": expected nodes of solids at '" + job.clamp + "', found none");
 }
 
-/// Of two reverse Cuthill-McKee orders the one with the smaller envelope: from a node far out, as is usual, or
-/// from one end of the body, which suits what is long.
+/// Of two reverse Cuthill-McKee orders the one with the smaller envelope: from a node far out, as is usual,
+/// or from one end of the body, which suits what is long.
 void ChooseOrder(const modal_Neighbours& neighbours, modal_Analysis& analysis) {
   fesD_NodalDofDefinition& dofs = *analysis.dofs;
   for (const std::vector<int>& start : {std::vector<int>(), modal_EndNodes(analysis.mesh)}) {
@@ -60,7 +60,8 @@ modal_Analysis modal_Analyse(const modal_Job& job, const msfD_Mesh& mesh) {
   ChooseOrder(neighbours, analysis);
 
   const modal_Matrices matrices = modal_Assemble(job.file, analysis.mesh, neighbours, dofs, job.material);
-  // The square of the frequency with which a wave would cross the whole body: what is small, is small beside it.
+  // The square of the frequency with which a wave would cross the whole body: what is small, is small beside
+  // it.
   const double diagonal = analysis.mesh.Box().diagonal().norm();
   const double scale = job.material.young / job.material.density / (diagonal * diagonal);
   analysis.modes = modal_Solve(matrices, analysis.after, job.modes, -1e-3 * scale);

@@ -6,7 +6,7 @@ namespace {
 
 /// Rows of a node's three displacements, -1 where the solver has none.
 class Rows {
-public:
+ public:
   explicit Rows(const fesD_NodalDofDefinition& dofs)
       : m_dofs(dofs), m_places(modal_PlacesInSolverOrder(dofs)) {}
 
@@ -15,7 +15,7 @@ public:
     return dof < 0 ? -1 : m_places[static_cast<std::size_t>(dof)];
   }
 
-private:
+ private:
   const fesD_NodalDofDefinition& m_dofs;
   std::vector<int> m_places;
 };

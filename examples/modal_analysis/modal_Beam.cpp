@@ -22,8 +22,8 @@ struct Slenderness {
 double Characteristic(const Slenderness& beam, modal_Ends ends, double beta) {
   const double load = std::pow(beta, 4);
   Eigen::Matrix4d along;
-  along << 0, 1, 0, beam.shear, //
-      0, 0, 1, 0,               //
+  along << 0, 1, 0, beam.shear,       //
+      0, 0, 1, 0,                     //
       0, -load * beam.turning, 0, -1, //
       -load, 0, 0, 0;
   const Eigen::Matrix4d carried = along.exp();
@@ -116,8 +116,8 @@ std::vector<double> modal_Axial(const modal_Beam& beam, int count) {
 std::vector<double> modal_Torsion(const modal_Beam& beam, int count) {
   const double polar = beam.Inertia(0) + beam.Inertia(1);
   const double shear = beam.material.young / (2 * (1 + beam.material.poisson));
-  return Waves(beam,
-               std::sqrt(shear * TorsionConstant(beam.width[0], beam.width[1]) /
-                         (beam.material.density * polar)),
-               count);
+  return Waves(
+      beam,
+      std::sqrt(shear * TorsionConstant(beam.width[0], beam.width[1]) / (beam.material.density * polar)),
+      count);
 }

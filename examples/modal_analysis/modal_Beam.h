@@ -9,7 +9,7 @@ enum class modal_Ends { kFreeFree, kClampedFree };
 
 /// A solid that fills a box which is a good deal longer than it is wide: a beam, as theory has it.
 struct modal_Beam {
-  int axis = 0;          // along which it is long
+  int axis = 0;           // along which it is long
   int across[2] = {1, 2}; // the other two
   double length = 0;
   double width[2] = {0, 0}; // along the other two

@@ -12,7 +12,7 @@ enum Family { kBendingFirst, kBendingSecond, kAxial, kTorsion, kFamilies };
 
 /// Motions of a beam whose sections stay plane: of each family a few smooth ones along the beam.
 class Motions {
-public:
+ public:
   Motions(const modal_Mesh& mesh, const fesD_NodalDofDefinition& dofs, const modal_Matrix& mass,
           const modal_Beam& beam)
       : m_mesh(mesh), m_dofs(dofs), m_beam(beam) {
@@ -31,7 +31,7 @@ public:
     return onto.dot(m_gram[i].solve(onto));
   }
 
-private:
+ private:
   static constexpr int kTerms = 10; // polynomials along the beam
 
   /// Displacement of a point by function 0 or 1 of a family, before it varies along the beam.
@@ -82,7 +82,7 @@ private:
 
 /// Names modes and counts those of each kind.
 class Namer {
-public:
+ public:
   explicit Namer(const modal_Beam& beam) : m_beam(beam) {}
 
   void Name(const Motions& motions, const Eigen::VectorXd& shape, modal_Comparison& mode) {
@@ -100,7 +100,7 @@ public:
       mode.kind = "other";
   }
 
-private:
+ private:
   void NameBending(int plane, modal_Comparison& mode) {
     // The modes of a square section come in pairs and may lie in any two planes: they are named in turn.
     if (std::abs(m_beam.width[0] - m_beam.width[1]) < 1e-6 * m_beam.width[0])

@@ -42,8 +42,8 @@ Eigen::MatrixXd Condense(const Eigen::MatrixXd& full, Eigen::Index inner) {
              full.bottomRightCorner(inner, inner).ldlt().solve(full.bottomLeftCorner(inner, outer));
 }
 
-/// Gradients of the incompatible functions 1 - x_k^2 at a point. The Jacobian is that of the centre and scaled
-/// by the ratio of the determinants, so that the functions do no work in a state of constant stress.
+/// Gradients of the incompatible functions 1 - x_k^2 at a point. The Jacobian is that of the centre and
+/// scaled by the ratio of the determinants, so that the functions do no work in a state of constant stress.
 Eigen::MatrixX3d IncompatibleGradients(const Eigen::Vector3d& at, const Eigen::Matrix3d& centre,
                                        double determinant) {
   const Eigen::Matrix3d own = (-2 * at).asDiagonal();

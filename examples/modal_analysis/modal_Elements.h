@@ -27,6 +27,7 @@ struct modal_ElementMatrices {
 /// Integrates an element. The mass matrix is consistent. HEX8 has nine incompatible modes, condensed out of
 /// the stiffness; the others are plain isoparametric elements.
 /// \param points [3 x nodes] Either orientation will do.
-/// \return a negative volume when the element is flat, folded or has twisted nodes; the rest is undefined then.
+/// \return a negative volume when the element is flat, folded or has twisted nodes; the rest is undefined
+/// then.
 modal_ElementMatrices modal_Integrate(modal_Shape shape, const Eigen::Matrix3Xd& points,
                                       const modal_Material& material);

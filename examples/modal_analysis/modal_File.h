@@ -8,13 +8,13 @@
 
 /// Ends the program with exit code 2: the text becomes one line on standard error.
 class modal_Failure : public std::runtime_error {
-public:
+ public:
   using std::runtime_error::runtime_error;
 };
 
 /// The library, up for the lifetime of this object; what it writes to its error stream is kept.
 class modal_Library {
-public:
+ public:
   modal_Library();
   modal_Library(const modal_Library&) = delete;
   modal_Library& operator=(const modal_Library&) = delete;
@@ -23,7 +23,7 @@ public:
   /// Throws when the library has reported, or the file API recorded, a failure since this object was made.
   void Check(const std::string& file) const;
 
-private:
+ private:
   static void Keep(const char* text, void* self);
 
   std::string m_lines;
@@ -35,7 +35,8 @@ private:
 int modal_Run(const char* program, int (*work)(int argc, char** argv), int argc, char** argv);
 
 /// Opens a simulation file that has a mesh. Throws otherwise.
-msfD_Mesh modal_OpenMesh(msfD_Root& root, const std::string& file, bool readOnly, const modal_Library& library);
+msfD_Mesh modal_OpenMesh(msfD_Root& root, const std::string& file, bool readOnly,
+                         const modal_Library& library);
 
 // Bulk data by whole drawers; each throws with the store's own words when it cannot be done.
 

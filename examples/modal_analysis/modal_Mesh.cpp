@@ -130,8 +130,9 @@ std::vector<bool> modal_FindNodes(const std::string& file, const msfD_Mesh& mesh
     return found;
   }
   if (!mesh.nodeSets().isMember(word.c_str()))
-    throw modal_Failure(file + ": expected a node set '" + word + "' or none, x-min, x-max, y-min, y-max, "
-                               "z-min, z-max to clamp, found no set of that name");
+    throw modal_Failure(file + ": expected a node set '" + word +
+                        "' or none, x-min, x-max, y-min, y-max, "
+                        "z-min, z-max to clamp, found no set of that name");
   const ORXSimCSet set(mesh.nodeSets().get(word.c_str()));
   std::vector<int> members(static_cast<std::size_t>(set.Size()));
   if (!set.OrderedMembers(members.data(), set.Size()))

@@ -46,7 +46,8 @@ modal_Neighbours::modal_Neighbours(const modal_Mesh& mesh) : m_lists(mesh.used.s
       }
 }
 
-std::vector<int> modal_ReverseCuthillMcKee(const modal_Neighbours& neighbours, const std::vector<int>& start) {
+std::vector<int> modal_ReverseCuthillMcKee(const modal_Neighbours& neighbours,
+                                           const std::vector<int>& start) {
   using namespace boost;
   using Graph = adjacency_list<vecS, vecS, undirectedS, property<vertex_color_t, default_color_type>>;
   const std::size_t nodes = At(neighbours.Nodes()), root = nodes; // one more vertex, next to all of `start`

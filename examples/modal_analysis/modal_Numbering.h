@@ -17,12 +17,12 @@ std::vector<int> modal_SolverMasks(const modal_Mesh& mesh, const std::vector<boo
 
 /// For each node those that share an element with it, itself among them, ascending.
 class modal_Neighbours {
-public:
+ public:
   explicit modal_Neighbours(const modal_Mesh& mesh);
   const std::vector<int>& Of(int node) const { return m_lists[static_cast<std::size_t>(node)]; }
   int Nodes() const { return static_cast<int>(m_lists.size()); }
 
-private:
+ private:
   std::vector<std::vector<int>> m_lists;
 };
 

@@ -50,8 +50,8 @@ void modal_Report(std::ostream& out, const modal_Job& job, const std::string& na
     out << "left out: a block of " << type << '\n';
   out << Format("E = %g %s, nu = %g, rho = %g %s\n", job.material.young, units.stress, job.material.poisson,
                 job.material.density, units.density)
-      << dofs.NumberOfDofs() << " DOFs, " << dofs.NumberOfSolverDofs() << " of them free: "
-      << analysis.clamped << " nodes clamped at " << job.clamp << '\n'
+      << dofs.NumberOfDofs() << " DOFs, " << dofs.NumberOfSolverDofs()
+      << " of them free: " << analysis.clamped << " nodes clamped at " << job.clamp << '\n'
       << "bandwidth " << analysis.before.bandwidth << " as numbered, " << analysis.after.bandwidth
       << " in reverse Cuthill-McKee order; profile " << analysis.before.profile << " and "
       << analysis.after.profile << '\n';

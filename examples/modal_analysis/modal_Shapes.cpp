@@ -7,10 +7,10 @@
 namespace {
 
 // Corners, then the midpoints of edges as Exodus II orders them: bottom, uprights, top.
-constexpr int kHexCorners[20][3] = {{-1, -1, -1}, {1, -1, -1}, {1, 1, -1}, {-1, 1, -1}, {-1, -1, 1},
-                                    {1, -1, 1},   {1, 1, 1},   {-1, 1, 1}, {0, -1, -1}, {1, 0, -1},
-                                    {0, 1, -1},   {-1, 0, -1}, {-1, -1, 0}, {1, -1, 0}, {1, 1, 0},
-                                    {-1, 1, 0},   {0, -1, 1},  {1, 0, 1},   {0, 1, 1},  {-1, 0, 1}};
+constexpr int kHexCorners[20][3] = {{-1, -1, -1}, {1, -1, -1}, {1, 1, -1},  {-1, 1, -1}, {-1, -1, 1},
+                                    {1, -1, 1},   {1, 1, 1},   {-1, 1, 1},  {0, -1, -1}, {1, 0, -1},
+                                    {0, 1, -1},   {-1, 0, -1}, {-1, -1, 0}, {1, -1, 0},  {1, 1, 0},
+                                    {-1, 1, 0},   {0, -1, 1},  {1, 0, 1},   {0, 1, 1},   {-1, 0, 1}};
 constexpr int kTetEdges[6][2] = {{0, 1}, {1, 2}, {0, 2}, {0, 3}, {1, 3}, {2, 3}};
 
 /// A product of one-dimensional functions f[k] of each coordinate, with derivatives d[k].
@@ -101,9 +101,9 @@ std::vector<modal_Point> FourteenTetPoints() {
   AddCornerPoints(0.31088591926330060980, 0.11268792571801585080, points);
   AddCornerPoints(0.092735250310891226402, 0.073493043116361949544, points);
   constexpr double a = 0.045503704125649649492, b = 0.5 - a, weight = 0.042546020777081466438 / 6;
-  for (const Eigen::Vector3d& at : {Eigen::Vector3d(a, b, b), Eigen::Vector3d(b, a, b),
-                                    Eigen::Vector3d(b, b, a), Eigen::Vector3d(a, a, b),
-                                    Eigen::Vector3d(a, b, a), Eigen::Vector3d(b, a, a)})
+  for (const Eigen::Vector3d& at :
+       {Eigen::Vector3d(a, b, b), Eigen::Vector3d(b, a, b), Eigen::Vector3d(b, b, a),
+        Eigen::Vector3d(a, a, b), Eigen::Vector3d(a, b, a), Eigen::Vector3d(b, a, a)})
     points.push_back({at, weight});
   return points;
 }

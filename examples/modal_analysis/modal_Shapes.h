@@ -6,7 +6,7 @@
 
 /// Shape functions and their derivatives by the element's own coordinates, at one point.
 struct modal_ShapeValues {
-  Eigen::VectorXd value;    // [n]
+  Eigen::VectorXd value;     // [n]
   Eigen::MatrixX3d gradient; // [n x 3]
 };
 

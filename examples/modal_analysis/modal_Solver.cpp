@@ -14,9 +14,9 @@ namespace {
 /// L D L' of a symmetric matrix. In the order that the DOFs have, as long as that is cheap; beyond, where a
 /// band fills with millions of zeros, in an order of its own.
 class Factors {
-public:
+ public:
   Factors(const modal_Matrix& matrix, const modal_Envelope& envelope) {
-    constexpr double kCheap = 1e10; // multiplications
+    constexpr double kCheap = 1e11; // multiplications
     if (static_cast<double>(envelope.profile) * envelope.bandwidth > kCheap)
       m_factors.emplace<1>();
     std::visit([&](auto& factors) { factors.compute(matrix); }, m_factors);
@@ -32,7 +32,7 @@ public:
     return std::visit([](const auto& factors) { return (factors.vectorD().array() < 0).count(); }, m_factors);
   }
 
-private:
+ private:
   template <class Ordering>
   using Ldlt = Eigen::SimplicialLDLT<modal_Matrix, Eigen::Lower, Ordering>;
   std::variant<Ldlt<Eigen::NaturalOrdering<int>>, Ldlt<Eigen::AMDOrdering<int>>> m_factors;
@@ -40,7 +40,7 @@ private:
 
 /// y = (K - shift M)^-1 x without the modes that are known already, as Spectra asks for it.
 class ShiftInverse {
-public:
+ public:
   using Scalar = double;
   ShiftInverse(const Factors& factors, const modal_Matrix& mass, const Eigen::MatrixXd& known)
       : m_factors(factors), m_mass(mass), m_known(known) {}
@@ -54,18 +54,17 @@ public:
         solution - m_known * (m_known.transpose() * modal_Times(m_mass, solution));
   }
 
-private:
+ private:
   const Factors& m_factors;
   const modal_Matrix& m_mass;
   const Eigen::MatrixXd& m_known;
 };
 
 class Search {
-public:
+ public:
   Search(const modal_Matrices& matrices, const modal_Envelope& envelope, double shift)
       : m_matrices(matrices), m_envelope(envelope), m_shift(shift),
-        m_factors(matrices.stiffness - shift * matrices.mass, envelope),
-        m_shapes(matrices.mass.rows(), 0) {}
+        m_factors(matrices.stiffness - shift * matrices.mass, envelope), m_shapes(matrices.mass.rows(), 0) {}
 
   modal_Modes Lowest(Eigen::Index count) {
     constexpr int kRounds = 12; // each finds at least one mode of a group of equal ones
@@ -80,7 +79,7 @@ public:
     return Result(count);
   }
 
-private:
+ private:
   void Find(Eigen::Index count) {
     const Eigen::Index size = m_shapes.rows(), width = std::min(size, std::max<Eigen::Index>(3 * count, 30));
     ShiftInverse inverse(m_factors, m_matrices.mass, m_shapes);
@@ -125,8 +124,8 @@ private:
     const Eigen::MatrixXd right = modal_Times(m_matrices.mass, modes.shapes);
     for (Eigen::Index i = 0; i < count; ++i) {
       const double scale = left.col(i).norm() + std::abs(m_shift) * right.col(i).norm();
-      modes.residual = std::max(
-          modes.residual, (left.col(i) - modes.eigenvalues[i] * right.col(i)).norm() / scale);
+      modes.residual =
+          std::max(modes.residual, (left.col(i) - modes.eigenvalues[i] * right.col(i)).norm() / scale);
     }
     return modes;
   }
@@ -161,7 +160,8 @@ modal_Modes modal_Solve(const modal_Matrices& matrices, const modal_Envelope& en
   const Eigen::Index size = matrices.mass.rows(), wanted = std::min<Eigen::Index>(count, size);
   if (size <= 4 * wanted + 60)
     return SolveDense(matrices, wanted);
-  // In units in which the shift is -1 and masses are about 1, for the thresholds of the iteration are absolute.
+  // In units in which the shift is -1 and masses are about 1, for the thresholds of the iteration are
+  // absolute.
   const double mass = matrices.mass.diagonal().mean();
   const modal_Matrices scaled{matrices.stiffness / (mass * -shift), matrices.mass / mass, matrices.volume};
   modal_Modes modes = Search(scaled, envelope, -1).Lowest(wanted);

@@ -20,8 +20,7 @@ ORXSimCollectionID NewCollection(ORXSimContextID context, const char* name, int 
 /// A distribution of one number an item over a whole collection.
 template <class T>
 ORXSimDistributionID Store(ORXSimCollectionID over, const char* name, const char* unit, const T* values) {
-  constexpr ORXSimItemType type =
-      std::is_same_v<T, int> ? ORXSimItemType::kInt32 : ORXSimItemType::kDouble;
+  constexpr ORXSimItemType type = std::is_same_v<T, int> ? ORXSimItemType::kInt32 : ORXSimItemType::kDouble;
   const ORXSimCollectionRef collection(over);
   const ORXSimDrawerDescription drawer{collection.FullCSet(), type, 1};
   const auto id = ORXSimDistributionRef::Create(over.Context(), name, unit, &drawer, 1);
@@ -118,8 +117,7 @@ void modal_StoreResults(const msfD_Mesh& mesh, const fesD_ModalSystem& system,
   fields.insert(modal_kEigenvalues, Store(system.modes(), "eigenvalues", "(rad/s)^2", eigenvalues.data()));
   fields.insert(modal_kFrequencies, Store(system.modes(), "frequencies", "Hz", frequencies.data()));
   fields.insert(modal_kShapes, StoreShapes(mesh.nodes(), dofs, frequencies, results));
-  fields.insert(modal_kYoung,
-                Store(materials, "Young's modulus", results.units.stress, &material.young));
+  fields.insert(modal_kYoung, Store(materials, "Young's modulus", results.units.stress, &material.young));
   fields.insert(modal_kPoisson, Store(materials, "Poisson's ratio", "", &material.poisson));
   fields.insert(modal_kDensity, Store(materials, "density", results.units.density, &material.density));
   fesD_FESystem(gbb_Handle(system)).UserDistributions(fields);

@@ -10,7 +10,8 @@ namespace {
 constexpr char kUsage[] =
     "Usage: modal_read FILE\n"
     "Prints the modal systems of a simulation file and checks labels, numbering, modes and events.\n"
-    "Exit codes: 0 all is well; 1 a check failed, or wrong use; 2 the file cannot be used or has no modal system.\n";
+    "Exit codes: 0 all is well; 1 a check failed, or wrong use; 2 the file cannot be used or has no modal "
+    "system.\n";
 
 int Read(const std::string& file) {
   const modal_Library library;

@@ -24,10 +24,9 @@ struct Store {
 constexpr int kLabels[] = {10, 20, 40}, kMasks[] = {0b111, 0, 0b10000111};
 
 void AddGeneric(const Store& store, const msfD_Mesh& mesh) {
-  const fesD_GenericSystem generic(mesh.systems().add(
-      fesD_GenericSystem::New("statics", store.Ints(mesh.nodes(), "labels", kLabels, 3),
-                              store.Ints(mesh.nodes(), "masks", kMasks, 3), store.Collection("g dofs", 6),
-                              store.Collection("g loads", 2), 0)));
+  const fesD_GenericSystem generic(mesh.systems().add(fesD_GenericSystem::New(
+      "statics", store.Ints(mesh.nodes(), "labels", kLabels, 3), store.Ints(mesh.nodes(), "masks", kMasks, 3),
+      store.Collection("g dofs", 6), store.Collection("g loads", 2), 0)));
   kda_MapInt<ORXSimDistributionID> numbered;
   numbered.insert(-7, fesD_FESystem(gbb_Handle(generic)).nodalLabels());
   fesD_FESystem(gbb_Handle(generic)).Distributions(numbered);
@@ -62,9 +61,8 @@ void AddModal(const Store& store, const msfD_Mesh& mesh) {
 
 void AddSubstructure(const Store& store, const msfD_Mesh& mesh) {
   const ORXSimCollectionID dofs = store.Collection("s dofs", 5);
-  const fesD_SubstructureSystem substructure(mesh.systems().add(
-      fesD_SubstructureSystem::New("part", {}, {}, store.Collection("s types", 3), dofs,
-                                   store.Collection("s modes", 4), 0)));
+  const fesD_SubstructureSystem substructure(mesh.systems().add(fesD_SubstructureSystem::New(
+      "part", {}, {}, store.Collection("s types", 3), dofs, store.Collection("s modes", 4), 0)));
   substructure.RetainedNodes(Store::Set(mesh.nodes(), 1));
   substructure.RetainedDofs(Store::Set(dofs, 4));
   substructure.RecoveryNodes(Store::Set(mesh.nodes(), 2));
@@ -87,9 +85,9 @@ int main(int argc, char** argv) {
     const msfD_Sim sim = root.createSim(argv[1], "", -1);
     const Store store{sim.distributionService().Context()};
     ORXSimUpdate update(store.context);
-    const msfD_Mesh mesh = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0))
-                               .Mesh(msfD_Mesh::New(store.Collection("nodes", 3),
-                                                    store.Collection("elements", 1), 0));
+    const msfD_Mesh mesh =
+        sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0))
+            .Mesh(msfD_Mesh::New(store.Collection("nodes", 3), store.Collection("elements", 1), 0));
     AddGeneric(store, mesh);
     AddModal(store, mesh);
     AddSubstructure(store, mesh);

@@ -73,16 +73,17 @@ show_Json Describe(const Options& options, const msfD_Mesh& mesh, const fesD_FES
   const fesD_NodalDofDefinition& dofs = *numbering.dofs;
   const auto bandwidth = dofs_FindBandwidth(options.file, mesh, numbering);
   const auto number = [](const std::optional<int>& value) { return value ? show_Json(*value) : show_Json(); };
-  show_Json json{{"file", options.file},
-                 {"system", system.systemName().cStr()},
-                 {"nodes", dofs.NumberOfNodes()},
-                 {"labels", LabelsOf(dofs)},
-                 {"dofs", dofs.NumberOfDofs()},
-                 {"solverDofs", numbering.hasOrder ? show_Json(dofs.NumberOfSolverDofs()) : show_Json()},
-                 {"acousticDofs", numbering.hasOrder ? show_Json(dofs.NumberOfSolverAcousticDofs()) : show_Json()},
-                 {"bandwidth", bandwidth ? show_Json{{"system", bandwidth->system},
-                                                     {"solver", number(bandwidth->solver)}}
-                                         : show_Json()}};
+  show_Json json{
+      {"file", options.file},
+      {"system", system.systemName().cStr()},
+      {"nodes", dofs.NumberOfNodes()},
+      {"labels", LabelsOf(dofs)},
+      {"dofs", dofs.NumberOfDofs()},
+      {"solverDofs", numbering.hasOrder ? show_Json(dofs.NumberOfSolverDofs()) : show_Json()},
+      {"acousticDofs", numbering.hasOrder ? show_Json(dofs.NumberOfSolverAcousticDofs()) : show_Json()},
+      {"bandwidth", bandwidth
+                        ? show_Json{{"system", bandwidth->system}, {"solver", number(bandwidth->solver)}}
+                        : show_Json()}};
   if (options.node)
     json["node"] = DescribeNode(options, numbering);
   return json;
@@ -116,7 +117,8 @@ void Print(const show_Json& json) {
   if (!json.contains("node"))
     return;
   const show_Json& node = json["node"];
-  line("node", node["label"].dump() + " (item " + node["item"].dump() + ", mask " + node["mask"].dump() + ")");
+  line("node",
+       node["label"].dump() + " (item " + node["item"].dump() + ", mask " + node["mask"].dump() + ")");
   for (const show_Json& dof : node["dofs"])
     line("", "label " + dof["label"].dump() + ": system DOF " + dof["systemDof"].dump() + ", solver DOF " +
                  Text(dof["solverDof"], "-"));

@@ -35,8 +35,7 @@ fesD_IntArray ReadInts(const std::string& file, ORXSimDistributionID id, const c
   return values;
 }
 
-std::unique_ptr<fesD_NodalDofDefinition> NumberByMasks(const std::string& file,
-                                                       const fesD_FESystem& system) {
+std::unique_ptr<fesD_NodalDofDefinition> NumberByMasks(const std::string& file, const fesD_FESystem& system) {
   const ORXSimDistributionID id = system.nodalActivityMask();
   if (id.IsNull())
     throw cli_Failure(cli_Exit::kNotThere,
@@ -48,8 +47,8 @@ std::unique_ptr<fesD_NodalDofDefinition> NumberByMasks(const std::string& file,
            std::to_string(nodes));
   const int* negative = std::find_if(masks.get(), masks.get() + nodes, [](int mask) { return mask < 0; });
   if (negative != masks.get() + nodes)
-    Refuse(file, "activity masks of labels 1 to 31", "label 32 at node item " +
-                                                         std::to_string(negative - masks.get()));
+    Refuse(file, "activity masks of labels 1 to 31",
+           "label 32 at node item " + std::to_string(negative - masks.get()));
   return std::make_unique<fesD_NodalDofDefinition>(masks.release(), nodes, 0, false);
 }
 
@@ -76,7 +75,7 @@ void SetupOrder(const std::string& file, ORXSimCSetID id, dofs_Numbering& number
 
 /// The distance between the first and the last place of the nodes of one element.
 class Extent {
-public:
+ public:
   explicit Extent(const fesD_NodalDofDefinition& dofs) : m_dofs(dofs) {}
 
   int Of(const int* nodes, int count, const std::vector<int>& places) const {
@@ -91,13 +90,14 @@ public:
     return std::max(0, last - first);
   }
 
-private:
+ private:
   const fesD_NodalDofDefinition& m_dofs;
 };
 
 /// Calls f(nodes, count) for each element of a drawer; reads a few MiB at a time.
 template <class F>
-void ForEachElement(const std::string& file, ORXSimDistributionID connectivity, int drawer, int nodes, F&& f) {
+void ForEachElement(const std::string& file, ORXSimDistributionID connectivity, int drawer, int nodes,
+                    F&& f) {
   const ORXSimDistributionRef distribution(connectivity);
   const ORXSimPersistentDrawerDesc description = distribution.Drawer(drawer);
   if (description.Type() != ORXSimItemType::kInt32 || description.Components() < 1)

@@ -12,6 +12,5 @@
 
 /// The classes that `pdmsim show` knows, derived ones before their bases. One word here is all that a new
 /// schema class needs.
-using show_Classes =
-    std::tuple<msfD_Sim, msfD_DiscreteModel, msfD_Mesh, fesD_GenericSystem, fesD_ModalSystem, fesD_ModalEvent,
-               fesD_SubstructureSystem, fesD_SubDamp, fesD_FESystem>;
+using show_Classes = std::tuple<msfD_Sim, msfD_DiscreteModel, msfD_Mesh, fesD_GenericSystem, fesD_ModalSystem,
+                                fesD_ModalEvent, fesD_SubstructureSystem, fesD_SubDamp, fesD_FESystem>;

@@ -156,7 +156,11 @@ class PDM_CORE_API fesD_NodalDofDefinition {
   void AppendUnchosen(fesD_DofWriter& writer, const int* solverMasks) const;
   void BuildSolverDofIdMaps(unsigned solverLabels);
   template <class Used>
-  unsigned CountSolverLabels(Used used);
+  unsigned LabelsOf(Used used) const;
+  template <class Used>
+  int CountAcoustic(Used used) const;
+  template <class Used>
+  void EvaluateLabels(Used used);
 
   int m_numNodes = 0;
   fesD_IntArray m_systemOrdinals; // [nodes x ids] the system DOF, or -1

@@ -25,7 +25,7 @@ struct alignas(64) Pattern {
   int ordinals[8]; // per column the DOF's place among the active ones
   int absent[8];   // per column -1 where it is not active, else 0
   int ids[8];      // the DOF ids of the active ones, without gaps
-  int count;       // active ones
+  int count[4];    // active ones, the same in each
 };
 
 // Eight neighbouring labels.
@@ -53,11 +53,12 @@ void fill(Pattern& pattern, unsigned bits, unsigned labels, int column) {
   int lane = 0;
   for (unsigned rest = labels; rest != 0; rest &= rest - 1, ++lane) {
     const bool active = (bits & rest & (0 - rest)) != 0;
-    pattern.ordinals[lane] = pattern.count;
+    pattern.ordinals[lane] = pattern.count[0];
     pattern.absent[lane] = active ? 0 : -1;
     if (active)
-      pattern.ids[pattern.count++] = column + lane;
+      pattern.ids[pattern.count[0]++] = column + lane;
   }
+  std::fill_n(pattern.count + 1, 3, pattern.count[0]);
 }
 
 Patterns::Patterns(unsigned labels) : count((static_cast<int>(std::bit_width(labels)) + 7) / 8) {
@@ -84,33 +85,36 @@ struct Block {
 };
 
 // Writes the rows, from the first on. Answers the DOF after the block's last. The block and the eights come
-// by value, so that no store can be taken for a change of them.
+// by value, so that no store can be taken for a change of them; what counts up does so in all lanes.
 template <std::size_t Count>
 int rowsByPattern(Block block, std::array<Eight, Count> eights, std::ptrdiff_t columns, int* row) {
+  fesD_Lanes first = fesD_Lanes::Splat(block.dof);
   for (; block.node < block.end; ++block.node, row += columns) {
     const auto mask = static_cast<unsigned>(block.masks[block.node]);
     for (std::size_t i = 0; i < Count; ++i) {
       const Pattern& pattern = eights[i].patterns[mask >> 8 * i & 255];
-      const fesD_Lanes first = fesD_Lanes::Splat(block.dof);
       for (int lane = 0; lane < 8; lane += 4)
         ((first + fesD_Lanes::Load(pattern.ordinals + lane)) | fesD_Lanes::Load(pattern.absent + lane))
             .Store(row + (i == 0 ? 0 : eights[i].column) + lane);
-      block.dof += pattern.count;
+      first = first + fesD_Lanes::Load(pattern.count);
     }
   }
-  return block.dof;
+  int reached[4];
+  first.Store(reached);
+  return reached[0];
 }
 
 template <std::size_t Count>
 void codesByPattern(Block block, std::array<Eight, Count> eights, int* code) {
-  for (; block.node < block.end; ++block.node) {
+  const fesD_Lanes step = fesD_Lanes::Splat(128);
+  fesD_Lanes ofNode = fesD_Lanes::Splat(128 * (block.node + 1));
+  for (; block.node < block.end; ++block.node, ofNode = ofNode + step) {
     const auto mask = static_cast<unsigned>(block.masks[block.node]);
-    const fesD_Lanes ofNode = fesD_Lanes::Splat(128 * (block.node + 1));
     for (std::size_t i = 0; i < Count; ++i) {
       const Pattern& pattern = eights[i].patterns[mask >> 8 * i & 255];
       for (int lane = 0; lane < 8; lane += 4)
         (ofNode + fesD_Lanes::Load(pattern.ids + lane)).Store(code + lane);
-      code += pattern.count;
+      code += pattern.count[0];
     }
   }
 }

@@ -152,7 +152,7 @@ void fesD_NodalDofDefinition::SetupSolverDofs(int count, const int* systemDofs) 
   m_numSolverDofs = count;
   if (systemDofs == nullptr) {
     std::iota(order, order + m_numDofs, 0);
-    BuildSolverDofIdMaps(CountSolverLabels([count](int dof) { return dof < count; }));
+    EvaluateLabels([count](int dof) { return dof < count ? 1u : 0u; });
     return;
   }
   fesD_DofBits seen(m_numDofs);
@@ -160,7 +160,10 @@ void fesD_NodalDofDefinition::SetupSolverDofs(int count, const int* systemDofs) 
   requireAll(seen.Count() == count);
   if (count < m_numDofs)
     appendRest(order + count, m_numDofs - count, seen, m_numDofs);
-  BuildSolverDofIdMaps(CountSolverLabels([&seen](int dof) { return seen.Bit(dof) != 0; }));
+  if (count == m_numDofs)
+    EvaluateLabels([](int) { return 1u; });
+  else
+    EvaluateLabels([&seen](int dof) { return seen.Bit(dof); });
 }
 
 void fesD_NodalDofDefinition::SetupSolverDofs(ORXSimCSetID order) {
@@ -172,27 +175,45 @@ void fesD_NodalDofDefinition::SetupSolverDofs(ORXSimCSetID order) {
   SetupSolverDofs(count, dofs.get());
 }
 
-// The labels of which the solver uses a DOF; counts its acoustic ones. Goes over the nodes, whose masks lie
-// in order, and ends as soon as nothing more can be learnt, mostly with the first nodes.
+// The labels of which the solver uses a DOF. Goes over the nodes, whose masks lie in order, and ends as soon
+// as no label is left to be found, mostly with the first nodes.
 template <class Used>
-unsigned fesD_NodalDofDefinition::CountSolverLabels(Used used) {
-  constexpr unsigned acoustic = 1u << (kAcousticLabel - 1);
-  unsigned found = 0, pending = Labels();
+unsigned fesD_NodalDofDefinition::LabelsOf(Used used) const {
+  const unsigned all = Labels();
+  unsigned missing = all;
   int first = 0;
-  m_numSolverAcousticDofs = 0;
-  for (int node = 0; node < m_numNodes && pending != 0; ++node) {
+  for (int node = 0; node < m_numNodes && missing != 0; ++node) {
     const unsigned mask = Mask(node);
-    for (unsigned rest = mask & pending; rest != 0; rest &= rest - 1) {
+    for (unsigned rest = mask & missing; rest != 0; rest &= rest - 1) {
       const unsigned label = rest & (0 - rest);
-      if (!used(first + fesD_CountBits(mask & (label - 1))))
-        continue;
-      found |= label;
-      m_numSolverAcousticDofs += label == acoustic ? 1 : 0;
-      pending &= ~label | acoustic;
+      if (used(first + fesD_CountBits(mask & (label - 1))))
+        missing &= ~label;
     }
     first += fesD_CountBits(mask);
   }
-  return found;
+  return all & ~missing;
+}
+
+// The acoustic DOFs that the solver uses. Asks about every node, so that nothing depends on which have one.
+template <class Used>
+int fesD_NodalDofDefinition::CountAcoustic(Used used) const {
+  constexpr int before = kAcousticLabel - 1;
+  int first = 0, count = 0;
+  for (int node = 0; node < m_numNodes; ++node) {
+    const unsigned mask = Mask(node);
+    const int dof = first + fesD_CountBits(mask & ((1u << before) - 1));
+    count += static_cast<int>(mask >> before & used(dof));
+    first += fesD_CountBits(mask);
+  }
+  return count;
+}
+
+// `used` answers for each system DOF, and one past the last, 1 where the solver uses it, else 0.
+template <class Used>
+void fesD_NodalDofDefinition::EvaluateLabels(Used used) {
+  const unsigned solverLabels = LabelsOf(used);
+  m_numSolverAcousticDofs = (solverLabels >> (kAcousticLabel - 1) & 1) != 0 ? CountAcoustic(used) : 0;
+  BuildSolverDofIdMaps(solverLabels);
 }
 
 void fesD_NodalDofDefinition::BuildSolverDofIdMaps(unsigned solverLabels) {
