@@ -6,7 +6,7 @@
 
 /// Where an object finds the context of its Sim: the target of the link "#/distributionService".
 class PDM_CORE_API gbb_DistributionService {
-public:
+ public:
   constexpr gbb_DistributionService() = default;
   constexpr gbb_DistributionService(ORXSimContextID context, int reserved)
       : m_context(context), m_reserved(reserved) {}
@@ -21,7 +21,7 @@ public:
   /// "com.vertana.DistributionService".
   static gbb_Class StaticClass();
 
-private:
+ private:
   ORXSimContextID m_context;
   [[maybe_unused]] int m_reserved = 0; // part of the handle data
 };
