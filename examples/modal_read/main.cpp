@@ -24,7 +24,8 @@ int Read(const std::string& file) {
   library.Check(file);
   if (found == 0)
     throw modal_Failure(file + ": expected a modal system, found none");
-  std::cout << file << ": " << nodes << " nodes, " << found << (found == 1 ? " modal system\n" : " modal systems\n");
+  std::cout << file << ": " << nodes << " nodes, " << found
+            << (found == 1 ? " modal system\n" : " modal systems\n");
   read_Checks checks(std::cout);
   for (int i = 0; i < mesh.systems().count(); ++i) {
     const fesD_FESystem system = mesh.systems().get(i);
