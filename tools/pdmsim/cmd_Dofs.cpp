@@ -140,11 +140,10 @@ void Dofs(const Options& options) {
   const show_Json json = Describe(options, mesh, FindSystem(options, mesh));
   library.Check(options.file, "a whole simulation file");
   if (options.json)
-    std::cout << json.dump(2, ' ', false, show_Json::error_handler_t::replace) << '\n';
+    show_PrintJson(json);
   else
     Print(json);
-  if (!std::cout.flush())
-    throw cli_Failure(cli_Exit::kUnusable, "standard output: expected to write, found it closed or full");
+  show_Flush();
 }
 
 } // namespace

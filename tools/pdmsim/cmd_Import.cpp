@@ -98,7 +98,7 @@ void Import(const Options& options) {
     Warn(options, counts);
   const show_Json summary = Summary(options, counts, bytes, seconds);
   if (options.json)
-    std::cout << summary.dump(2, ' ', false, show_Json::error_handler_t::replace) << '\n';
+    show_PrintJson(summary);
   else if (!options.quiet)
     Print(summary);
 }

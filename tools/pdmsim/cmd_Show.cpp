@@ -85,15 +85,14 @@ void Show(const Options& options) {
       options.path.empty() ? DescribeAll(options, sim) : DescribeOne(options, sim, library);
   library.Check(options.file, kWhole);
   if (options.json)
-    std::cout << description.dump(2, ' ', false, show_Json::error_handler_t::replace) << '\n';
+    show_PrintJson(description);
   else if (options.path.empty())
     show_Write(std::cout,
                options.file + " (" + show_Size(description["bytes"].get<unsigned long long>()) + ")",
                description, 0);
   else
     show_Write(std::cout, options.path, description, 0);
-  if (!std::cout.flush())
-    throw cli_Failure(cli_Exit::kUnusable, "standard output: expected to write, found it closed or full");
+  show_Flush();
 }
 
 } // namespace

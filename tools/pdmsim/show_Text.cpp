@@ -1,9 +1,11 @@
 #include "show_Text.h"
+#include "cli_Failure.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <iostream>
 #include <ostream>
 
 namespace {
@@ -171,4 +173,13 @@ std::string show_Size(unsigned long long bytes) {
   std::array<char, 32> text{};
   std::snprintf(text.data(), text.size(), unit && size < 99.95 ? "%.1f %s" : "%.0f %s", size, units[unit]);
   return text.data();
+}
+
+void show_PrintJson(const show_Json& json) {
+  std::cout << json.dump(2, ' ', false, show_Json::error_handler_t::replace) << '\n';
+}
+
+void show_Flush() {
+  if (!std::cout.flush())
+    throw cli_Failure(cli_Exit::kUnusable, "standard output: expected to write, found it closed or full");
 }

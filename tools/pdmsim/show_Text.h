@@ -13,3 +13,8 @@ void show_Write(std::ostream& out, const std::string& name, const show_Json& val
 std::string show_Printable(const std::string& text);
 /// A number of bytes as a person reads it, as 1.5 MB.
 std::string show_Size(unsigned long long bytes);
+
+/// Prints JSON for scripts, one document and a line end; bytes that are no UTF-8 are replaced.
+void show_PrintJson(const show_Json& json);
+/// Fails, as an output that cannot be written, when standard output did not take everything.
+void show_Flush();
