@@ -6,6 +6,7 @@
 #include <gbb/gbb_Group.h>
 #include <gbb/gbb_ObjectHolder.h>
 #include <gbb/gbb_Path.h>
+#include <gbb/gbb_Removed.h>
 #include <gbb/gbb_Slots.h>
 #include <gbb/gbb_TraverseContext.h>
 
@@ -22,9 +23,13 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
   gbb_ArrayImpl(const gbb_Path& parent, int index, const gbb_Group& group, int trace)
       : m_connected(true), m_path(parent, index), m_slots(group.ReadSize()), m_group(group), m_trace(trace) {}
 
-  int count() const { return m_slots.Length(); }
+  int count() {
+    Sync();
+    return m_slots.Length();
+  }
 
   Element get(int i) {
+    Sync();
     if (i < 0 || i >= m_slots.Length()) {
       err_Write("**ERROR gbb_ArrayImpl::get: index out of range: ");
       err_Write(i);
@@ -40,22 +45,22 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
     if (!element)
       err_Write("**ERROR gbb_ArrayImpl::add: inserting a NULL item\n");
     const ORXSimQuiet quiet;
-    const int index = m_slots.Length();
-    gbb_Group group;
-    if (m_connected && !(group = CreateElement(index))) // a file that takes nothing: neither does the array
+    Sync();
+    if (!m_connected)
+      return Append(std::move(element)).Get();
+    const ORXSimContextID context = gbb_ContextOf(gbb_Path(&m_path));
+    ORXSimUpdate update(context);
+    const gbb_Group group = CreateElement(m_slots.Length());
+    if (!group) // a file that takes nothing: neither does the array
       return Element();
-    m_slots.Append(std::move(element));
-    Holder& slot = m_slots[index];
+    Holder& slot = Append(std::move(element));
     if (!!slot)
-      slot.SetPath(gbb_Path(&m_path), index);
-    if (m_connected) {
-      ORXSimUpdate update(gbb_ContextOf(gbb_Path(&m_path)));
-      if (!!slot)
-        slot.Bind(group);
-      m_group.UpdateSize(index + 1);
-      update.Commit();
-    }
-    return slot.Get();
+      slot.Bind(group);
+    m_group.UpdateSize(m_slots.Length());
+    if (update.Commit() || context.IsNull())
+      return slot.Get();
+    m_slots.RemoveLast().RemoveTo(m_removed);
+    return Element();
   }
 
   void SetPath(const gbb_Path& parent, int index) { m_path = gbb_PathImpl(parent, index); }
@@ -77,10 +82,12 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
     }
     m_group.UpdateSize(m_slots.Length());
     m_connected = true;
+    m_epochs = ORXSimManager::Epochs();
   }
 
   /// Goes on with a walk: the next component is an element's number.
   gbb_Handle Traverse(gbb_TraverseContext& context) {
+    Sync();
     if (context.Advance()) {
       const char* const number = context.Component();
       const char* const end = number + std::strlen(number);
@@ -94,6 +101,43 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
   }
 
  private:
+  void Sync() {
+    if (m_epochs != ORXSimManager::Epochs()) [[unlikely]]
+      LookAgain();
+  }
+
+  // After a rollback or a refresh there are as many elements as the file has. Those that are open stay; they
+  // look after themselves.
+  void LookAgain() {
+    const gbb_Path path(&m_path);
+    if (m_lost)
+      return static_cast<void>(m_group.IsThere()); // says why
+    const bool moved = m_connected && gbb_HasMoved(path, m_epochs);
+    m_epochs = ORXSimManager::Epochs();
+    if (!moved || !m_group.Parent())
+      return;
+    m_lost = path.IsRemoved() || m_group.Parent().Path().Empty();
+    if (m_lost) {
+      m_group.Drop();
+      m_epochs = 0;
+    } else {
+      m_group = gbb_Group::Open(gbb_Group(m_group.Parent()), m_group.Name());
+    }
+    const int size = m_group.ReadSize();
+    while (m_slots.Length() > size)
+      m_slots.RemoveLast().RemoveTo(m_removed);
+    m_slots.Grow(size);
+  }
+
+  Holder& Append(Holder element) {
+    const int index = m_slots.Length();
+    m_slots.Append(std::move(element));
+    Holder& slot = m_slots[index];
+    if (!!slot)
+      slot.SetPath(gbb_Path(&m_path), index);
+    return slot;
+  }
+
   // The slot's holder, opened from the file if it is not yet.
   Holder& Slot(int i) {
     Holder& slot = m_slots[i];
@@ -113,8 +157,11 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
   }
 
   bool m_connected = false;
+  bool m_lost = false;                              // the owner is not in the file any more
+  std::uint64_t m_epochs = ORXSimManager::Epochs(); // when the array was last as the file; 0 once it is lost
   gbb_PathImpl m_path;
   gbb_Slots<Holder, Owner> m_slots; // one without gbb_kHolds has not been opened yet
+  gbb_Removed m_removed;
   gbb_Group m_group;
   int m_trace;
 };

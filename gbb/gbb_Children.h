@@ -1,8 +1,10 @@
 #pragma once
 
+#include <UTI_ORXSimDynamicAPI/ORXSim_Identifiers.h>
 #include <gbb/gbb_Group.h>
 #include <gbb/gbb_Handle.h>
 #include <gbb/gbb_Path.h>
+#include <gbb/gbb_Removed.h>
 #include <gbb/gbb_Text.h>
 
 #include <cstddef>
@@ -43,9 +45,13 @@ class gbb_Children {
   template <int Index>
   auto& Opened(const gbb_ChildOwner& owner);
   /// Takes a child over, unless there is one: then a line is printed and the new one destroyed.
-  /// \return the handle of the child that is there now. \param holder empty afterwards.
+  /// \param context of the owner's file. \param holder empty afterwards.
+  /// \return the handle of the child that is there now; empty when it could not be written.
   template <int Index>
-  auto Set(const gbb_ChildOwner& owner, auto& holder);
+  auto Set(const gbb_ChildOwner& owner, ORXSimContextID context, auto& holder);
+  /// The owner's file has changed: the children are looked up again when they are used. One that the file
+  /// does not have any more is removed then.
+  void Suspect();
   /// Writes all children into groups below the owner's, named by the members.
   void Bind(const gbb_ChildOwner& owner);
   /// Goes on with a walk to the child that the context's component names. \return false when no child has
@@ -64,6 +70,9 @@ class gbb_Children {
     (std::make_index_sequence<std::tuple_size_v<Table>>());
   }
   void Open(const gbb_ChildOwner& owner, auto& child);
+  void LookAgain(const gbb_ChildOwner& owner, auto& child);
+  void Place(const gbb_ChildOwner& owner, auto& child, auto& holder);
 
   Table m_table;
+  gbb_Removed m_removed;
 };

@@ -1,5 +1,6 @@
 #include <gbb/gbb_Context.h>
 
+#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <gbb/gbb_DistributionService.h>
 #include <gbb/gbb_Link.h>
 
@@ -9,4 +10,8 @@ ORXSimContextID gbb_ContextOf(const gbb_Path& path) {
 
 gbb_SchemaSnapshot gbb_SnapshotOf(const gbb_Path& path) {
   return gbb_SchemaSnapshot(gbb_SimpleLink(path, "#/schemaSnapshot").Get(0));
+}
+
+bool gbb_HasMoved(const gbb_Path& path, std::uint64_t seen) {
+  return path.IsRemoved() || (!!path.Root() && ORXSimContextRef(gbb_ContextOf(path)).Epoch() > seen);
 }

@@ -4,6 +4,8 @@
 #include <gbb/gbb_SchemaSnapshot.h>
 #include <kda/kda_Export.h>
 
+#include <cstdint>
+
 class gbb_Path;
 
 /// The context of the file that an object belongs to, by the link "#/distributionService"; null, after the
@@ -12,3 +14,8 @@ PDM_CORE_API ORXSimContextID gbb_ContextOf(const gbb_Path& path);
 
 /// The schema snapshot of the file that an object belongs to, by the link "#/schemaSnapshot".
 PDM_CORE_API gbb_SchemaSnapshot gbb_SnapshotOf(const gbb_Path& path);
+
+/// True when the file of an object may hold something else than it did at `seen`, a former
+/// ORXSimManager::Epochs(), and for an object that a rollback removed. Walks up the path: for the rare case
+/// that Epochs() has moved.
+PDM_CORE_API bool gbb_HasMoved(const gbb_Path& path, std::uint64_t seen);

@@ -1,10 +1,13 @@
 #include <gbb/gbb_Group.h>
 
+#include <UTI_CoreUtils/err_Stream.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <gbb/gbb_Trailer.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <string>
 #include <utility>
 
 namespace {
@@ -19,14 +22,18 @@ hdf_Dataspace vectorOf(std::uint64_t n) {
 }
 
 // A new object's stream gets little room: most never grow.
-std::uint64_t firstCapacity(int length) {
-  return (static_cast<std::uint64_t>(length) + 15) / 16 * 16;
+std::uint64_t firstCapacity(std::uint64_t length) {
+  return (length + 3) / 4 * 4;
 }
 
 // One that grew may well grow again: an eighth more before the dataset has to be replaced once more.
-std::uint64_t grownCapacity(int length) {
-  const auto n = static_cast<std::uint64_t>(length);
-  return (n + n / 8 + 31) / 32 * 32;
+std::uint64_t grownCapacity(std::uint64_t length) {
+  return (length + length / 8 + 31) / 32 * 32;
+}
+
+// What a stream takes in its dataset.
+std::uint64_t roomFor(const gbb_MemoryStream::Buffer& stream) {
+  return static_cast<std::uint64_t>(stream.Length()) + gbb_Trailer::kSize;
 }
 
 } // namespace
@@ -51,6 +58,11 @@ gbb_Group gbb_Group::CreateArray(const gbb_Group& parent, const gbb_String& name
 
 gbb_Group gbb_Group::Open(const gbb_Group& parent, const gbb_String& name) {
   return gbb_Group(parent.m_group.GroupOpen(name.CStr()), parent, name, false);
+}
+
+void gbb_Group::Drop() {
+  m_group = m_parent = m_group.Refused("the object is not in the file any more");
+  m_class = m_size = hdf_Attribute();
 }
 
 gbb_String gbb_Group::ElementName(int i) {
@@ -101,38 +113,48 @@ bool gbb_Group::UpdateSize(int size) {
 // Writing a dataset whole is the cheap way, and leaves nothing of a longer stream behind a shorter one.
 bool gbb_Group::WritePadded(const hdf_Dataset& dataset, std::uint64_t capacity,
                             gbb_MemoryStream::Buffer& stream) {
-  const auto padding = static_cast<int>(capacity) - stream.Length();
-  std::memset(stream.Extend(padding), 0, static_cast<std::size_t>(padding));
+  const int length = stream.Length();
+  const auto rest = static_cast<int>(capacity) - length;
+  unsigned char* const behind = stream.Extend(rest);
+  gbb_Trailer::Store(behind, stream.Data(), length);
+  std::memset(behind + gbb_Trailer::kSize, 0, static_cast<std::size_t>(rest - gbb_Trailer::kSize));
   return dataset.Write(hdf_Datatype::NATIVE_UCHAR, stream.Data(), capacity);
 }
 
 bool gbb_Group::CreateMembers(gbb_MemoryStream::Buffer& stream) const {
-  const std::uint64_t capacity = firstCapacity(stream.Length());
-  return WritePadded(m_group.DatasetCreate(kMembers, hdf_Datatype::NATIVE_UCHAR, vectorOf(capacity)),
+  const std::uint64_t capacity = firstCapacity(roomFor(stream));
+  return capacity <= INT_MAX &&
+         WritePadded(m_group.DatasetCreate(kMembers, hdf_Datatype::NATIVE_UCHAR, vectorOf(capacity)),
                      capacity, stream);
 }
 
 bool gbb_Group::WriteMembers(gbb_MemoryStream::Buffer& stream) const {
   hdf_Dataset dataset = m_group.DatasetOpen(kMembers);
   std::uint64_t capacity = dataset.GetSpace().Elements();
-  if (capacity < static_cast<std::uint64_t>(stream.Length())) {
-    capacity = grownCapacity(stream.Length());
+  if (capacity < roomFor(stream)) {
+    capacity = grownCapacity(roomFor(stream));
     if (!dataset.Extend(capacity))
       return false;
   }
   return capacity <= INT_MAX && WritePadded(dataset, capacity, stream);
 }
 
-gbb_MemoryStream::Buffer gbb_Group::ReadMembers() const {
+gbb_MemoryStream::Error gbb_Group::ReadMembers(gbb_MemoryStream::Buffer& stream) const {
   const ORXSimQuiet quiet;
   const hdf_Dataset dataset = m_group.DatasetOpen(kMembers);
   const std::uint64_t length = dataset.GetSpace().Elements();
-  gbb_MemoryStream::Buffer bytes;
   if (length == 0 || length > INT_MAX)
-    return bytes;
+    return gbb_MemoryStream::kPastLimit;
   // A dataset that is larger than its file does not open, so the length can be trusted with memory.
-  unsigned char* const data = bytes.Extend(static_cast<int>(length));
-  if (!dataset.Read(hdf_Datatype::NATIVE_UCHAR, data, length))
-    bytes.RemoveLast(bytes.Length());
-  return bytes;
+  unsigned char* const data = stream.Extend(static_cast<int>(length));
+  if (!dataset.Read(hdf_Datatype::NATIVE_UCHAR, data, length)) {
+    stream.RemoveLast(stream.Length());
+    return gbb_MemoryStream::kPastLimit;
+  }
+  if (gbb_Trailer::Agrees(data, static_cast<int>(length)))
+    return gbb_MemoryStream::kGood;
+  stream.RemoveLast(stream.Length());
+  dataset.Refuse("the member stream is damaged: it does not match its checksum");
+  err_Write((std::string("**ERROR ") + ORXSimManager::LastError() + "\n").c_str());
+  return gbb_MemoryStream::kDamaged;
 }

@@ -9,7 +9,7 @@
 /// An object's place in the file, and the layout of what an object keeps there.
 ///
 /// One object is one group: the attribute "class" (80 bytes, the class identifier), the byte dataset
-/// "#simpleTypeMembers" (the member stream, with room to grow behind it), and a group for each child
+/// "#simpleTypeMembers" (the member stream, its checksum and room to grow), and a group for each child
 /// object, named by the member. An array is a group with the int attribute "#size" and its elements as
 /// groups named by their decimal numbers.
 ///
@@ -36,6 +36,10 @@ class PDM_CORE_API gbb_Group {
   /// True when the group was made through this value, false when it was found in the file.
   bool Created() const { return m_flag != 0; }
   bool HasChild(const char* name) const { return m_group.GetObjinfoExists(name); }
+  /// True when the group is in the file now, as far as the file can be read.
+  bool IsThere() const { return !m_group.Path().Empty(); }
+  /// Makes it an empty group, of which every operation reports that the object is not in the file any more.
+  void Drop();
 
   /// Creates the attribute "class" as 80 zero bytes, and before it, for a stamp above 0, "type" as
   /// {stamp, 0}.
@@ -48,13 +52,15 @@ class PDM_CORE_API gbb_Group {
   int ReadSize() const;
   bool UpdateSize(int size);
 
-  /// Creates the member dataset for the stream and writes it. The stream is padded with zeros to the
-  /// dataset's size.
+  /// Creates the member dataset for the stream and writes it. Behind the stream come its checksum and zeros
+  /// up to the dataset's size.
   bool CreateMembers(gbb_MemoryStream::Buffer& stream) const;
   /// Writes the whole stream into the member dataset, which grows when it has to; padded as above.
   bool WriteMembers(gbb_MemoryStream::Buffer& stream) const;
-  /// The bytes of the member dataset; empty when there is none or it cannot be read.
-  gbb_MemoryStream::Buffer ReadMembers() const;
+  /// Reads the bytes of the member dataset. \param stream an empty buffer; stays empty on failure.
+  /// \return kPastLimit when there is none or it cannot be read, kDamaged when it has a checksum that says
+  ///         otherwise; LastError(), and a line on the error stream, then name file and dataset.
+  gbb_MemoryStream::Error ReadMembers(gbb_MemoryStream::Buffer& stream) const;
 
  private:
   static bool WritePadded(const hdf_Dataset& dataset, std::uint64_t capacity,

@@ -6,7 +6,10 @@
 #include <kda/kda_Export.h>
 #include <kda/kda_string.h>
 
-/// Flag of a request: take the handle of the last successful resolution as it is.
+#include <cstdint>
+
+/// Flag of a request: take the handle of the last successful resolution as it is, unless a file was rolled
+/// back or refreshed since.
 inline constexpr unsigned gbb_kUseCache = 1u << 2;
 
 /// A reference to an object by text. Remembers the handle of its last resolution and how that ended.
@@ -27,6 +30,7 @@ class PDM_CORE_API gbb_LinkImpl {
 
  private:
   int m_status = gbb_kBroken;
+  std::uint64_t m_epochs = 0; // ORXSimManager::Epochs() at the last resolution
   gbb_Handle m_cached;
 };
 

@@ -4,8 +4,8 @@ gbb_MemoryStream::gbb_MemoryStream(ORXSimContextID context) : m_context(context)
   Start();
 }
 
-gbb_MemoryStream::gbb_MemoryStream(Buffer buffer, ORXSimContextID context)
-    : m_context(context), m_buffer(buffer), m_position(0), m_limit(m_buffer.Length()) {
+gbb_MemoryStream::gbb_MemoryStream(Buffer buffer, ORXSimContextID context, Error error)
+    : m_context(context), m_buffer(buffer), m_position(0), m_error(error), m_limit(m_buffer.Length()) {
   int stated = 0;
   Read(stated);
   if (m_error == kGood && (stated < kHeaderSize || stated > m_limit))

@@ -89,9 +89,10 @@ class PDM_CORE_API gbb_MemoryStream {
   };
   enum Error : int {
     kGood = 0,
-    kWrongTag = 1,       ///< a type tag is not the expected one
-    kPastLimit = 2,      ///< a read would pass the stated length, or a length or count cannot be true
-    kWrongIdentifier = 3 ///< an identifier of another context (write), or one of over 64 bytes (read)
+    kWrongTag = 1,        ///< a type tag is not the expected one
+    kPastLimit = 2,       ///< a read would pass the stated length, or a length or count cannot be true
+    kWrongIdentifier = 3, ///< an identifier of another context (write), or one of over 64 bytes (read)
+    kDamaged = 4          ///< what the file holds does not match its checksum; nothing of it is read
   };
   using Buffer = gbb_AutoArray<unsigned char, gbb_MemoryStream>;
 
@@ -101,7 +102,8 @@ class PDM_CORE_API gbb_MemoryStream {
   explicit gbb_MemoryStream(ORXSimContextID context);
   /// A stream for reading; takes the buffer over. A header that states less than itself or more than the
   /// buffer holds is error 2. \param context the context of the identifiers that are read.
-  gbb_MemoryStream(Buffer buffer, ORXSimContextID context);
+  /// \param error an error that stands before anything is read.
+  gbb_MemoryStream(Buffer buffer, ORXSimContextID context, Error error = kGood);
   ~gbb_MemoryStream();
   gbb_MemoryStream(const gbb_MemoryStream&) = delete;
   gbb_MemoryStream& operator=(const gbb_MemoryStream&) = delete;

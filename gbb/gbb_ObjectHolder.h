@@ -4,6 +4,7 @@
 #include <gbb/gbb_Handle.h>
 #include <gbb/gbb_ObjectForward.h>
 #include <gbb/gbb_Path.h>
+#include <gbb/gbb_Removed.h>
 #include <gbb/gbb_TraverseContext.h>
 
 #include <utility>
@@ -15,6 +16,7 @@ enum gbb_HolderFlags : unsigned {
   gbb_kHolds = 1u << 0,    ///< there is an object
   gbb_kDirect = 1u << 1,   ///< operations are called on the held implementation itself, not on its interface
   gbb_kBasePart = 1u << 2, ///< the object is the base part of another one
+  gbb_kSuspect = 1u << 3,  ///< the file has changed, and nobody has looked whether it still has the object
 };
 
 /// What all holders share: the ownership of one implementation object, moved, never copied.
@@ -47,6 +49,11 @@ class PDM_CORE_API gbb_HolderBase {
   gbb_Handle Traverse(gbb_TraverseContext& context) const;
   /// Destroys the object; the holder is empty afterwards.
   void Close();
+  /// Hands over an object that is not in the file any more; the holder is empty afterwards.
+  void RemoveTo(gbb_Removed& removed);
+  void SetSuspect(bool suspect) {
+    m_flags = (m_flags & ~gbb_kSuspect) | (suspect && m_impl != nullptr ? gbb_kSuspect : 0u);
+  }
 
  protected:
   gbb_HolderBase(typename Traits::Impl* impl, unsigned flags) : m_impl(impl), m_flags(flags) {}

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <UTI_ORXSimDynamicAPI/ORXSim_Identifiers.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <gbb/gbb_Children.h>
 #include <gbb/gbb_Group.h>
 #include <gbb/gbb_MemoryStream.h>
@@ -49,6 +49,10 @@ class gbb_BasePart<Traits, void> {
 ///
 /// Members are read from the file, or made from the initial values, on their first use. A connected object
 /// writes its whole stream at every commit. With a trace level other than 0 each operation prints a line.
+///
+/// After a rollback or a refresh of its file the object is as the file says from its next use on: the cached
+/// members are dropped and the children looked up again. An object that the file does not have any more
+/// answers default values and writes nothing; every use reports so in ORXSimManager::LastError().
 template <class Traits>
 class gbb_ObjectImpl : public Traits::Interface {
  public:
@@ -88,18 +92,23 @@ class gbb_ObjectImpl : public Traits::Interface {
   void DiscardMembers(Members* members);
 
   /// Rises with every cache that is deleted, so that who was given one can tell that it is gone.
-  int CacheNumber() const { return m_cacheNumber; }
+  int CacheNumber() {
+    Sync();
+    return m_cacheNumber;
+  }
   bool IsCache(const Members* members) const { return members == m_members; }
 
   /// The holder of the child at `Index`, opened if the file has it.
   template <int Index>
   auto& OpenedChild() {
+    Sync();
     return m_children.template Opened<Index>(Owner());
   }
   /// Takes a child over, unless there is one. \return the child's handle.
   template <int Index>
   auto SetChild(auto& holder) {
-    return m_children.template Set<Index>(Owner(), holder);
+    Sync();
+    return m_children.template Set<Index>(Owner(), m_connected ? Context() : ORXSimContextID(), holder);
   }
 
  protected:
@@ -108,6 +117,11 @@ class gbb_ObjectImpl : public Traits::Interface {
 
  private:
   gbb_ChildOwner Owner() const { return {gbb_Path(&m_path), m_group, m_trace, m_connected}; }
+  void Sync() {
+    if (m_epochs != ORXSimManager::Epochs()) [[unlikely]]
+      LookAgain();
+  }
+  void LookAgain();
   template <gbb_Text... Parts>
   void Trace() const;
   ORXSimContextID Context();
@@ -122,13 +136,16 @@ class gbb_ObjectImpl : public Traits::Interface {
   gbb_Group m_group;
   int m_trace;
   bool m_connected = false;
-  Members* m_members = nullptr; // owned cache, null until first needed
+  bool m_lost = false;                              // the file does not have the object any more
+  std::uint64_t m_epochs = ORXSimManager::Epochs(); // when the object was last as the file; 0 once it is lost
+  Members* m_members = nullptr;                     // owned cache, null until first needed
   gbb_Children<Traits> m_children;
   BasePart m_base;
   gbb_PathImpl m_path;
   Initial m_initial;           // what CreateMembers makes the members from
   ORXSimContextID m_context;   // of the file, valid once m_contextKnown
   bool m_contextKnown = false; // reset when the object is placed anew
+  bool m_damaged = false;      // the stored stream was refused: the cache holds defaults and is not saved
   int m_cacheNumber = 0;       // caches deleted so far
   int m_streamSize = 64;       // bytes of the last stream, a guess for the next
 };

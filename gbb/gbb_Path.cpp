@@ -32,3 +32,15 @@ gbb_Path gbb_Path::Top() const {
     at = at.m_impl->Parent();
   return at;
 }
+
+gbb_Path gbb_Path::Removed() {
+  static constinit const gbb_PathImpl s_removed;
+  return gbb_Path(&s_removed);
+}
+
+bool gbb_Path::IsRemoved() const {
+  gbb_Path at = *this;
+  while (at.m_impl != nullptr && !(at == Removed()))
+    at = at.m_impl->Parent();
+  return at.m_impl != nullptr;
+}

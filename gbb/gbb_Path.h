@@ -52,6 +52,10 @@ class PDM_CORE_API gbb_Path {
   gbb_Root Root() const;
   /// The nearest path upwards that carries a root of its own; empty when none does.
   gbb_Path Top() const;
+  /// The place of objects that a rollback took from their owner.
+  static gbb_Path Removed();
+  /// True there and everywhere below.
+  bool IsRemoved() const;
 
  private:
   const gbb_PathImpl* m_impl = nullptr;

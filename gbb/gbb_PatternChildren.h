@@ -11,9 +11,12 @@ template <class Traits>
 void gbb_Children<Traits>::Open(const gbb_ChildOwner& owner, auto& child) {
   using Child = std::remove_cvref_t<decltype(child)>;
   using Holder = typename Child::Holder;
+  constexpr bool isArray = gbb_kIsArrayHolder<Holder>; // arrays look after themselves
+  if constexpr (!isArray)
+    if ((child.holder.Flags() & gbb_kSuspect) != 0) [[unlikely]]
+      LookAgain(owner, child);
   if (!!child.holder)
     return;
-  constexpr bool isArray = gbb_kIsArrayHolder<Holder>;
   if (owner.connected && (isArray || owner.group.HasChild(Child::name()))) {
     const gbb_Group group = gbb_Group::Open(owner.group, Child::name());
     child.holder = Holder::Open(owner.path, Child::kIndex, group, owner.trace);
@@ -21,6 +24,30 @@ void gbb_Children<Traits>::Open(const gbb_ChildOwner& owner, auto& child) {
     child.holder = Holder::New(owner.trace);
     child.holder.SetPath(owner.path, Child::kIndex);
   }
+}
+
+// Below an owner that is gone, or in a file that cannot be read, the children answer for themselves.
+template <class Traits>
+void gbb_Children<Traits>::LookAgain(const gbb_ChildOwner& owner, auto& child) {
+  if (owner.group.HasChild(child.name()))
+    child.holder.SetSuspect(false);
+  else if (owner.group.IsThere())
+    child.holder.RemoveTo(m_removed);
+}
+
+template <class Traits>
+void gbb_Children<Traits>::Suspect() {
+  const auto suspect = [](auto& child) {
+    if constexpr (!gbb_kIsArrayHolder<typename std::remove_cvref_t<decltype(child)>::Holder>)
+      child.holder.SetSuspect(true);
+  };
+  std::apply([&](auto&... child) { (suspect(child), ...); }, m_table);
+}
+
+template <class Traits>
+void gbb_Children<Traits>::Place(const gbb_ChildOwner& owner, auto& child, auto& holder) {
+  child.holder = std::move(holder);
+  child.holder.SetPath(owner.path, child.kIndex);
 }
 
 template <class Traits>
@@ -32,21 +59,21 @@ auto& gbb_Children<Traits>::Opened(const gbb_ChildOwner& owner) {
 
 template <class Traits>
 template <int Index>
-auto gbb_Children<Traits>::Set(const gbb_ChildOwner& owner, auto& holder) {
+auto gbb_Children<Traits>::Set(const gbb_ChildOwner& owner, ORXSimContextID context, auto& holder) {
   using Child = std::remove_cvref_t<decltype(At<Index>())>;
   auto& held = Opened<Index>(owner);
   if (!!held || (owner.connected && owner.group.HasChild(Child::name()))) {
     gbb_Print<"**ERROR:", Traits::kName, "Impl::", gbb_Capitalised<Child::kName>(), ": already exists\n">();
+  } else if (!!holder && !owner.connected) {
+    Place(owner, At<Index>(), holder);
   } else if (!!holder) {
-    gbb_Group group;
-    if (owner.connected)
-      group = gbb_Group::Create(owner.group, Child::name());
-    if (!owner.connected || !!group) { // an owner whose file takes nothing takes nothing
-      held = std::move(holder);
-      held.SetPath(owner.path, Index);
-    }
-    if (!!group)
+    ORXSimUpdate update(context);
+    if (const gbb_Group group = gbb_Group::Create(owner.group, Child::name()); !!group) {
+      Place(owner, At<Index>(), holder);
       held.Bind(group);
+      if (!update.Commit() && !context.IsNull()) // what the file does not take the owner does not take
+        held.RemoveTo(m_removed);
+    }
   }
   holder.Close();
   return held.Get();

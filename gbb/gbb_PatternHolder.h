@@ -28,6 +28,16 @@ void gbb_HolderBase<Traits>::Close() {
 }
 
 template <class Traits>
+void gbb_HolderBase<Traits>::RemoveTo(gbb_Removed& removed) {
+  if (m_impl == nullptr)
+    return;
+  Target()->SetPath(gbb_Path::Removed(), -1);
+  removed.Add(Target());
+  m_impl = nullptr;
+  m_flags = 0;
+}
+
+template <class Traits>
 gbb_Handle gbb_HolderBase<Traits>::Traverse(gbb_TraverseContext& context) const {
   if (m_impl == nullptr) {
     gbb_Print<"**ERROR ", Traits::kName, "Holder::Traverse: called on an empty base holder\n">();

@@ -103,6 +103,25 @@ ORXSimContextID gbb_ObjectImpl<Traits>::Context() {
 }
 
 template <class Traits>
+void gbb_ObjectImpl<Traits>::LookAgain() {
+  if (m_lost)
+    return static_cast<void>(m_group.IsThere()); // says why
+  const bool moved = m_connected && gbb_HasMoved(Path(), m_epochs);
+  m_epochs = ORXSimManager::Epochs();
+  if (!moved)
+    return;
+  Trace<"LookAgain: dropping ", Traits::kName, "Members\n">();
+  DiscardMembers(m_members);
+  m_damaged = false;
+  m_children.Suspect();
+  m_lost = Path().IsRemoved() || (!!m_group && !m_group.IsThere());
+  if (!m_lost)
+    return;
+  m_group.Drop();
+  m_epochs = 0;
+}
+
+template <class Traits>
 void gbb_ObjectImpl<Traits>::Bind(const gbb_Group& group) {
   Trace<"Bind\n">();
   if (m_connected) {
@@ -117,6 +136,7 @@ void gbb_ObjectImpl<Traits>::Bind(const gbb_Group& group) {
   m_base.Bind(m_group);
   m_children.Bind(Owner());
   m_connected = true;
+  m_epochs = ORXSimManager::Epochs();
   update.Commit();
 }
 
@@ -135,11 +155,13 @@ void gbb_ObjectImpl<Traits>::BindMembers() {
 template <class Traits>
 gbb_Handle gbb_ObjectImpl<Traits>::Traverse(gbb_TraverseContext& context) {
   gbb_Handle found;
+  Sync();
   return m_children.Traverse(Owner(), context, found) ? found : m_base.Traverse(context);
 }
 
 template <class Traits>
 const typename Traits::Members* gbb_ObjectImpl<Traits>::ReadMembers() {
+  Sync();
   if (m_members == nullptr)
     m_members = m_connected ? LoadMembers() : CreateMembers();
   return m_members;
@@ -155,6 +177,7 @@ typename Traits::Members* gbb_ObjectImpl<Traits>::WriteMembers() {
 
 template <class Traits>
 void gbb_ObjectImpl<Traits>::CommitMembers(Members* members) {
+  Sync();
   if (members != m_members) {
     DiscardMembers(m_members);
     m_members = members;
@@ -221,7 +244,10 @@ struct gbb_Readers {
 template <class Traits>
 typename Traits::Members* gbb_ObjectImpl<Traits>::LoadMembers() {
   Trace<"LoadMembers: loading ", Traits::kName, "Members\n">();
-  gbb_MemoryStream stream(m_group.ReadMembers(), Context());
+  gbb_MemoryStream::Buffer bytes;
+  const gbb_MemoryStream::Error error = m_group.ReadMembers(bytes);
+  m_damaged = error == gbb_MemoryStream::kDamaged;
+  gbb_MemoryStream stream(bytes, Context(), error);
   Members* const members = new Members();
   while (stream.More()) {
     int index = -1;
@@ -257,6 +283,11 @@ bool gbb_ObjectImpl<Traits>::Encode(gbb_MemoryStream::Buffer& bytes) {
 
 template <class Traits>
 void gbb_ObjectImpl<Traits>::SaveMembers() {
+  if (m_damaged) { // defaults must not take the place of what might be saved by other means
+    gbb_Print<"**ERROR ", Traits::kName, "Impl::SaveMembers: the stored data is damaged\n">();
+    DiscardMembers(m_members);
+    return;
+  }
   gbb_MemoryStream::Buffer bytes;
   if (!Encode(bytes))
     return;

@@ -25,6 +25,23 @@ class gbb_Slots {
     return page[place];
   }
 
+  /// Takes the last slot away.
+  Holder RemoveLast() {
+    Page& page = m_pages[PageOf(--m_length)];
+    Holder last;
+    if (m_length % kPage < page.Length()) {
+      last = std::move(page[m_length % kPage]);
+      page.RemoveLast(1);
+    }
+    return last;
+  }
+  /// Adds empty slots up to n in all.
+  void Grow(int n) {
+    while (m_pages.Length() < PageOf(n + kPage - 1))
+      m_pages.Append(Page());
+    m_length = n;
+  }
+
   void Append(Holder holder) {
     if (PageOf(m_length) == m_pages.Length())
       m_pages.Append(Page());

@@ -8,12 +8,13 @@ PDM_JOBS=${PDM_JOBS:-$(nproc)}
 mkdir -p out/log
 
 declare -A PDM_PACKAGES=(
-  [build]="g++ cmake ninja-build pkg-config ccache libhdf5-dev libnetcdf-dev libcli11-dev nlohmann-json3-dev
+  [build]="g++ cmake ninja-build pkg-config ccache libhdf5-dev libxxhash-dev libnetcdf-dev libcli11-dev nlohmann-json3-dev
     libeigen3-dev libspectra-dev libboost-graph-dev"
   [test]="libgtest-dev libgmock-dev clang-14 hdf5-tools python3-jinja2 python3-h5py python3-netcdf4 python3-matplotlib"
   [draw]="python3-h5py python3-matplotlib"
   [format]="clang-format-14"
-  [bench]="libbenchmark-dev libabsl-dev libprotobuf-dev protobuf-compiler libcereal-dev"
+  [bench]="libbenchmark-dev libabsl-dev libprotobuf-dev protobuf-compiler libcereal-dev libsqlite3-dev"
+  [fuzz]="clang-14 llvm-14 libclang-rt-14-dev"
 )
 
 heading() { printf '\n== %s\n' "$*"; }

@@ -1,8 +1,10 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_CSet.h>
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_CollectionFile.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Rows.h>
 
 #include <algorithm>
+#include <new>
 #include <numeric>
 
 namespace {
@@ -46,18 +48,32 @@ OpenSet openSet(ORXSimStoreCall& call, ORXSimCSetID id) {
     set.items = ORXSimItemsOf(call.Operation(), collection.Get());
   return set;
 }
+
+ORXSimRows rowsOf(const hdf_DatasetRep& stored) {
+  return {stored.id, H5T_NATIVE_INT, static_cast<int>(stored.space.Elements()), 1};
+}
+
+// Lists of other integers are another writer's and have no checksums.
+bool readStored(hdf_Operation& operation, const hdf_DatasetRep& stored, int* members, int count) {
+  if (count == 0 || !(stored.type == hdf_StoredType::Of(hdf_Datatype::NATIVE_INT)))
+    return stored.ReadFirst(operation, hdf_Datatype::NATIVE_INT, members, static_cast<std::uint64_t>(count));
+  return rowsOf(stored).Read(operation, 0, count, members);
+}
 } // namespace
 
 int ORXSimSizeOf(ORXSimStoreCall& call, ORXSimCSetID id) {
   return openSet(call, id).Size();
 }
 
-int ORXSimCSet::Size() const {
+int ORXSimCSet::Size() const try {
   ORXSimStoreCall call("size of a member set", m_id.Context(), kKind);
   return std::max(ORXSimSizeOf(call, m_id), 0);
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return 0;
 }
 
-bool ORXSimCSet::OrderedMembers(int* members, int count) const {
+bool ORXSimCSet::OrderedMembers(int* members, int count) const try {
   ORXSimStoreCall call("read member set", m_id.Context(), kKind);
   hdf_Operation& operation = call.Operation();
   const OpenSet set = openSet(call, m_id);
@@ -70,9 +86,25 @@ bool ORXSimCSet::OrderedMembers(int* members, int count) const {
     std::iota(members, members + count, 0);
     return true;
   }
-  if (!set.stored->ReadFirst(operation, hdf_Datatype::NATIVE_INT, members, static_cast<std::uint64_t>(count)))
+  if (!readStored(operation, *set.stored, members, count))
     return false;
   const auto isItem = [&](int member) { return member >= 0 && member < set.items; };
   return std::all_of(members, members + count, isItem) ||
          operation.Refuse("a member is not an item of the collection");
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
+}
+
+ORXSimVerification ORXSimCSet::Verify() const try {
+  ORXSimStoreCall call("verify member set", m_id.Context(), kKind);
+  const OpenSet set = openSet(call, m_id);
+  if (set.items >= 0 && set.stored != nullptr)
+    return rowsOf(*set.stored).Verify(call.Operation());
+  ORXSimVerification nothing;
+  nothing.opened = set.items >= 0;
+  return nothing;
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }

@@ -1,10 +1,12 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Collection.h>
 
+#include <UTI_ORXSimDynamicAPI/ORXSim_BlockSums.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_CollectionFile.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
 
 #include <cstdlib>
 #include <memory>
+#include <new>
 
 namespace {
 constexpr auto kKind = ORXSimStoreCall::kCollections;
@@ -41,15 +43,26 @@ hdf_GroupHandle openOrMakeSets(hdf_Operation& operation, hid_t collection) {
   return made;
 }
 
+bool writeMembers(hdf_Operation& operation, hid_t set, const int* members, int n) {
+  ORXSimBlockSums sums(n, sizeof(int), 1);
+  sums.Note(0, n, reinterpret_cast<const unsigned char*>(members));
+  return sums.Create(operation, set) &&
+         operation.Check(H5Dwrite(set, H5T_NATIVE_INT, H5S_ALL, H5S_ALL, H5P_DEFAULT, members));
+}
+
 // The set gets its name last, so that a failed call leaves none behind.
 int writeSet(hdf_Operation& operation, hid_t sets, const int* members, int n) {
   const auto bytes = static_cast<std::uint64_t>(n) * sizeof(int);
   hdf_Shared& shared = hdf_Shared::Get();
+  const hdf_PropertiesHandle properties(H5Pcopy(shared.MemberDataset(bytes)));
+#if H5_VERSION_GE(1, 10, 5)
+  H5Pset_dset_no_attrs_hint(properties.Get(), false);
+#endif
   const hdf_DatasetHandle set(H5Dcreate_anon(sets, H5T_NATIVE_INT, shared.Line(static_cast<std::uint64_t>(n)),
-                                             shared.MemberDataset(bytes), H5P_DEFAULT));
+                                             properties.Get(), H5P_DEFAULT));
   if (!operation.Check(set.Get()))
     return -1;
-  if (n > 0 && !operation.Check(H5Dwrite(set.Get(), H5T_NATIVE_INT, H5S_ALL, H5S_ALL, H5P_DEFAULT, members)))
+  if (n > 0 && !writeMembers(operation, set.Get(), members, n))
     return -1;
   const int minor = ORXSimFreeNumber(operation, sets, 1);
   if (minor < 0 ||
@@ -78,7 +91,8 @@ hdf_GroupHandle ORXSimOpenSets(hdf_Operation& operation, hid_t collection) {
   return sets;
 }
 
-ORXSimCollectionID ORXSimCollectionRef::Create(ORXSimContextID context, const cow_String& name, int items) {
+ORXSimCollectionID ORXSimCollectionRef::Create(ORXSimContextID context, const cow_String& name,
+                                               int items) try {
   ORXSimStoreCall call("create collection", context, kKind);
   if (!call.Writable() || (items < 0 && !call.Operation().Refuse("the number of items is negative")))
     return {};
@@ -89,26 +103,38 @@ ORXSimCollectionID ORXSimCollectionRef::Create(ORXSimContextID context, const co
     return {};
   const int minor = call.Link(collection);
   return minor < 0 ? ORXSimCollectionID() : ORXSimCollectionID(context, minor);
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
-bool ORXSimCollectionRef::Exists() const {
+bool ORXSimCollectionRef::Exists() const try {
   ORXSimStoreCall call("look up collection", m_id.Context(), kKind);
   return call.Open(m_id.Minor()).IsOpen();
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }
 
-cow_String ORXSimCollectionRef::Name() const {
+cow_String ORXSimCollectionRef::Name() const try {
   ORXSimStoreCall call("name of a collection", m_id.Context(), kKind);
   const hdf_GroupHandle collection = call.Open(m_id.Minor());
   return collection.IsOpen() ? ORXSimReadText(call.Operation(), collection.Get(), "name") : cow_String();
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
-int ORXSimCollectionRef::NumItems() const {
+int ORXSimCollectionRef::NumItems() const try {
   ORXSimStoreCall call("items of a collection", m_id.Context(), kKind);
   const hdf_GroupHandle collection = call.Open(m_id.Minor());
   return collection.IsOpen() ? std::max(ORXSimItemsOf(call.Operation(), collection.Get()), 0) : 0;
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return 0;
 }
 
-ORXSimCSetID ORXSimCollectionRef::CreateOrderedCSet(const int* members, int n) const {
+ORXSimCSetID ORXSimCollectionRef::CreateOrderedCSet(const int* members, int n) const try {
   ORXSimStoreCall call("create member set", m_id.Context(), kKind);
   hdf_Operation& operation = call.Operation();
   if (!call.Writable())
@@ -121,18 +147,24 @@ ORXSimCSetID ORXSimCollectionRef::CreateOrderedCSet(const int* members, int n) c
   const hdf_GroupHandle sets = openOrMakeSets(operation, collection.Get());
   const int minor = sets.IsOpen() ? writeSet(operation, sets.Get(), members, n) : -1;
   return minor >= 0 && call.Context()->EndWrite(operation) ? ORXSimCSetID(m_id, minor) : ORXSimCSetID();
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
-int ORXSimCollectionRef::NumCSets() const {
+int ORXSimCollectionRef::NumCSets() const try {
   ORXSimStoreCall call("count member sets", m_id.Context(), kKind);
   const hdf_GroupHandle collection = call.Open(m_id.Minor());
   if (!collection.IsOpen())
     return 0;
   const hdf_GroupHandle sets = ORXSimOpenSets(call.Operation(), collection.Get());
   return sets.IsOpen() ? std::max(ORXSimLinksIn(call.Operation(), sets.Get()), 0) : 0;
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return 0;
 }
 
-std::vector<ORXSimCSetID> ORXSimCollectionRef::CSets() const {
+std::vector<ORXSimCSetID> ORXSimCollectionRef::CSets() const try {
   ORXSimStoreCall call("list member sets", m_id.Context(), kKind);
   std::vector<ORXSimCSetID> ids;
   const hdf_GroupHandle collection = call.Open(m_id.Minor());
@@ -144,4 +176,7 @@ std::vector<ORXSimCSetID> ORXSimCollectionRef::CSets() const {
       if (minor > 0)
         ids.emplace_back(m_id, minor);
   return ids;
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }

@@ -4,6 +4,7 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_DrawerFile.h>
 
 #include <algorithm>
+#include <new>
 
 namespace {
 constexpr auto kKind = ORXSimStoreCall::kDistributions;
@@ -50,7 +51,7 @@ cow_String textOf(const char* what, ORXSimDistributionID id, const char* name) {
 
 ORXSimDistributionID ORXSimDistributionRef::Create(ORXSimContextID context, const cow_String& name,
                                                    const cow_String& unit,
-                                                   const ORXSimDrawerDescription* drawers, int n) {
+                                                   const ORXSimDrawerDescription* drawers, int n) try {
   ORXSimStoreCall call("create distribution", context, kKind);
   hdf_Operation& operation = call.Operation();
   if (!call.Writable() ||
@@ -66,28 +67,43 @@ ORXSimDistributionID ORXSimDistributionRef::Create(ORXSimContextID context, cons
     return {};
   const int minor = call.Link(distribution);
   return minor < 0 ? ORXSimDistributionID() : ORXSimDistributionID(context, minor);
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
-bool ORXSimDistributionRef::Exists() const {
+bool ORXSimDistributionRef::Exists() const try {
   ORXSimStoreCall call("look up distribution", m_id.Context(), kKind);
   return call.Open(m_id.Minor()).IsOpen();
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }
 
-cow_String ORXSimDistributionRef::Name() const {
+cow_String ORXSimDistributionRef::Name() const try {
   return textOf("name of a distribution", m_id, "name");
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
-cow_String ORXSimDistributionRef::Unit() const {
+cow_String ORXSimDistributionRef::Unit() const try {
   return textOf("unit of a distribution", m_id, "unit");
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
-int ORXSimDistributionRef::NumDrawers() const {
+int ORXSimDistributionRef::NumDrawers() const try {
   ORXSimStoreCall call("count drawers", m_id.Context(), kKind);
   const hdf_GroupHandle distribution = call.Open(m_id.Minor());
   return distribution.IsOpen() ? std::max(ORXSimLinksIn(call.Operation(), distribution.Get()), 0) : 0;
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return 0;
 }
 
-int ORXSimDistributionRef::AddDrawer(const ORXSimDrawerDescription& description) const {
+int ORXSimDistributionRef::AddDrawer(const ORXSimDrawerDescription& description) const try {
   ORXSimStoreCall call("add drawer", m_id.Context(), kKind);
   if (!call.Writable())
     return -1;
@@ -100,9 +116,12 @@ int ORXSimDistributionRef::AddDrawer(const ORXSimDrawerDescription& description)
                  call.Context()->EndWrite(call.Operation())
              ? drawer
              : -1;
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return -1;
 }
 
-bool ORXSimDistributionRef::QueryDrawers(ORXSimArray<ORXSimPersistentDrawerDesc>& drawers) const {
+bool ORXSimDistributionRef::QueryDrawers(ORXSimArray<ORXSimPersistentDrawerDesc>& drawers) const try {
   ORXSimStoreCall call("query drawers", m_id.Context(), kKind);
   const hdf_GroupHandle distribution = call.Open(m_id.Minor());
   if (!distribution.IsOpen())
@@ -114,31 +133,54 @@ bool ORXSimDistributionRef::QueryDrawers(ORXSimArray<ORXSimPersistentDrawerDesc>
       return false;
   }
   return known >= 0;
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }
 
-ORXSimPersistentDrawerDesc ORXSimDistributionRef::Drawer(int number) const {
+ORXSimPersistentDrawerDesc ORXSimDistributionRef::Drawer(int number) const try {
   OpenDrawer opened("describe drawer", m_id, number);
   ORXSimPersistentDrawerDesc description;
   if (opened.drawer.IsOpen())
     opened.drawer.Describe(opened.call.Operation(), m_id.Context(), description);
   return description;
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
-int ORXSimDistributionRef::DataSizeItems(int number) const {
+int ORXSimDistributionRef::DataSizeItems(int number) const try {
   return OpenDrawer("size of a drawer", m_id, number).drawer.Items();
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return 0;
 }
 
 bool ORXSimDistributionRef::ReadItems(int number, int first, int count, void* buffer,
-                                      std::int64_t bytes) const {
+                                      std::int64_t bytes) const try {
   OpenDrawer opened("read drawer", m_id, number);
   return opened.drawer.IsOpen() &&
          opened.drawer.Move(opened.call.Operation(), first, count, bytes, buffer, nullptr);
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }
 
 bool ORXSimDistributionRef::WriteItems(int number, int first, int count, const void* buffer,
-                                       std::int64_t bytes) const {
+                                       std::int64_t bytes) const try {
   OpenDrawer opened("write drawer", m_id, number);
   return opened.drawer.IsOpen() && opened.call.Writable() &&
          opened.drawer.Move(opened.call.Operation(), first, count, bytes, nullptr, buffer) &&
          opened.call.Context()->EndWrite(opened.call.Operation());
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
+}
+
+ORXSimVerification ORXSimDistributionRef::Verify(int number) const try {
+  OpenDrawer opened("verify drawer", m_id, number);
+  return opened.drawer.IsOpen() ? opened.drawer.Verify(opened.call.Operation()) : ORXSimVerification();
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }

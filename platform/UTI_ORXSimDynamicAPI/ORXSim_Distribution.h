@@ -2,6 +2,7 @@
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Array.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Drawer.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Verification.h>
 
 /// A distribution of a simulation file: numbers over member sets, in one or more drawers. Drawer k has the
 /// number k, from 0.
@@ -35,11 +36,19 @@ class ORXSIM_API ORXSimDistributionRef {
   /// Rows of a drawer.
   int DataSizeItems(int drawer) const;
 
-  /// Reads rows [first, first + count) of a drawer.
+  /// Reads rows [first, first + count) of a drawer and checks them: every drawer keeps a checksum for each
+  /// block of its rows (64 KiB, or 1/4096 of the drawer where that is more, in whole rows and chunks).
+  /// Drawers without checksums, of older versions and other writers, are read unchecked.
   /// \param buffer receives count x components numbers. \param bytes its size, which must be exactly that.
+  /// \return false when a block does not match; LastError() names it and the buffer's content is undefined.
+  /// Cost: of the blocks that the rows lie in.
   bool ReadItems(int drawer, int first, int count, void* buffer, std::int64_t bytes) const;
   /// Writes rows [first, first + count) of a drawer; a commit point, so write blocks inside an update scope.
+  /// The rest of a block that is written for the first time becomes zero; a block that is only written in
+  /// part and no longer matches its checksum is refused, and nothing is written.
   bool WriteItems(int drawer, int first, int count, const void* buffer, std::int64_t bytes) const;
+  /// Holds a whole drawer against its checksums. Memory: 256 KiB, or one block where that is larger.
+  ORXSimVerification Verify(int drawer) const;
 
  private:
   ORXSimDistributionID m_id;

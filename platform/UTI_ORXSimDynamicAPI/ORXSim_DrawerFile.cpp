@@ -1,6 +1,7 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_DrawerFile.h>
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_CollectionFile.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Rows.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
 
 #include <algorithm>
@@ -97,6 +98,9 @@ bool ORXSimDrawerFile::Create(ORXSimStoreCall& call, hid_t distribution, int dra
          ORXSimWriteNumbers(operation, data.Get(), "members", H5T_STD_I32LE, members, 2) &&
          writeText(operation, data.Get(), "unit", description.unit) &&
          writeText(operation, data.Get(), "long_name", description.longName) &&
+         ORXSimRows(data.Get(), memoryType(description.type), items, description.components)
+             .Sums()
+             .Create(operation, data.Get()) &&
          operation.Check(
              H5Olink(data.Get(), distribution, ORXSimNumberName(drawer).text, H5P_DEFAULT, H5P_DEFAULT));
 }
@@ -170,7 +174,6 @@ bool ORXSimDrawerFile::CheckRange(hdf_Operation& operation, int first, int count
                           std::to_string(BytesOf(count)) + " are needed");
 }
 
-// Straight between the caller's memory and the file.
 bool ORXSimDrawerFile::Move(hdf_Operation& operation, int first, int count, std::int64_t bytes, void* target,
                             const void* source) const {
   if (!CheckRange(operation, first, count, bytes))
@@ -179,21 +182,11 @@ bool ORXSimDrawerFile::Move(hdf_Operation& operation, int first, int count, std:
     return true;
   if (target == nullptr && source == nullptr)
     return operation.Refuse("there is no buffer");
-  hdf_SpaceHandle memory, file;
-  if (count != m_items) {
-    const hsize_t start[2] = {static_cast<hsize_t>(first), 0};
-    const hsize_t extent[2] = {static_cast<hsize_t>(count), static_cast<hsize_t>(m_components)};
-    memory = rowsSpace(count, m_components);
-    file = hdf_SpaceHandle(H5Dget_space(m_data->id));
-    if (!operation.Check(H5Sselect_hyperslab(file.Get(), H5S_SELECT_SET, start, nullptr, extent, nullptr)))
-      return false;
-  }
-  const hid_t memorySpace = memory.IsOpen() ? memory.Get() : H5S_ALL;
-  const hid_t fileSpace = file.IsOpen() ? file.Get() : H5S_ALL;
-  const hid_t numbers = memoryType(m_type), data = m_data->id;
-  if (target != nullptr)
-    return operation.Check(H5Dread(data, numbers, memorySpace, fileSpace, H5P_DEFAULT, target));
-  // Chunks wait in a cache, and what fails when they leave it must not go unseen.
-  return operation.Check(H5Dwrite(data, numbers, memorySpace, fileSpace, H5P_DEFAULT, source)) &&
-         (H5Dget_offset(data) != HADDR_UNDEF || operation.Check(H5Dflush(data)));
+  ORXSimRows rows(m_data->id, memoryType(m_type), m_items, m_components);
+  return target != nullptr ? rows.Read(operation, first, count, target)
+                           : rows.Write(operation, first, count, source);
+}
+
+ORXSimVerification ORXSimDrawerFile::Verify(hdf_Operation& operation) const {
+  return ORXSimRows(m_data->id, memoryType(m_type), m_items, m_components).Verify(operation);
 }

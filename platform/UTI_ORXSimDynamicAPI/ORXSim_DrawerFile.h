@@ -2,6 +2,7 @@
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Drawer.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_StoreCall.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Verification.h>
 
 /// One drawer of an open distribution. Private to the module. Each call reports failures to the operation.
 class ORXSimDrawerFile {
@@ -23,6 +24,8 @@ class ORXSimDrawerFile {
   /// Moves rows [first, first + count), whose bytes must be `bytes`. Exactly one of target and source.
   bool Move(hdf_Operation& operation, int first, int count, std::int64_t bytes, void* target,
             const void* source) const;
+  /// Holds all rows of an open drawer against their checksums.
+  ORXSimVerification Verify(hdf_Operation& operation) const;
 
  private:
   bool Understand(hdf_Operation& operation);

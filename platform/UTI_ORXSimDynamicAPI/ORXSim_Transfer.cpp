@@ -1,8 +1,10 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Transfer.h>
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_DrawerFile.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 
 #include <algorithm>
+#include <new>
 
 namespace {
 constexpr auto kKind = ORXSimStoreCall::kDistributions;
@@ -31,7 +33,7 @@ bool ORXSimTransfer::FitsView(int drawer) const {
          (members == m_members || call.Operation().Refuse("the drawer belongs to another member set"));
 }
 
-bool ORXSimTransfer::CheckView() const {
+bool ORXSimTransfer::CheckView() const try {
   ORXSimStoreCall call("check view", m_distribution.ID().Context(), kKind);
   hdf_Operation& operation = call.Operation();
   if (!operation.Usable())
@@ -46,6 +48,9 @@ bool ORXSimTransfer::CheckView() const {
     return FitsView(0);
   return std::all_of(m_buffers.begin(), m_buffers.end(),
                      [&](const Buffer& buffer) { return FitsView(buffer.drawer); });
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }
 
 bool ORXSimTransfer::Ready(Mode mode) const {
@@ -60,24 +65,29 @@ bool ORXSimTransfer::Ready(Mode mode) const {
   return CheckView();
 }
 
-bool ORXSimTransfer::ExecRead() const {
+bool ORXSimTransfer::ExecRead() const try {
   if (!Ready(kRead))
     return false;
   return std::all_of(m_buffers.begin(), m_buffers.end(), [&](const Buffer& buffer) {
     return m_distribution.ReadItems(buffer.drawer, 0, m_distribution.DataSizeItems(buffer.drawer),
                                     buffer.target, buffer.bytes);
   });
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }
 
-bool ORXSimTransfer::ExecWrite() const {
+bool ORXSimTransfer::ExecWrite() const try {
   ORXSimStoreCall call("write drawers", m_distribution.ID().Context(), kKind);
   if (!call.Writable() || !Ready(kWrite))
     return false;
-  ++call.Context()->scopes; // the drawers together are one commit point
+  ORXSimUpdate update(m_distribution.ID().Context()); // the drawers together are one commit point
   const bool written = std::all_of(m_buffers.begin(), m_buffers.end(), [&](const Buffer& buffer) {
     return m_distribution.WriteItems(buffer.drawer, 0, m_distribution.DataSizeItems(buffer.drawer),
                                      buffer.source, buffer.bytes);
   });
-  --call.Context()->scopes;
-  return written && call.Context()->EndWrite(call.Operation());
+  return written && update.Commit();
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }

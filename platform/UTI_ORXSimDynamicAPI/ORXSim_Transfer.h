@@ -35,7 +35,8 @@ class ORXSIM_API ORXSimTransfer {
   /// Reads every drawer that has a buffer. \return false, with the cause in LastError(), when the view does
   /// not fit, a buffer has not exactly the drawer's size, or reading failed.
   bool ExecRead() const;
-  /// Writes every drawer that has a buffer; one commit point.
+  /// Writes every drawer that has a buffer; one commit point. When one of them fails, none is written, unless
+  /// an update scope is open, which then decides.
   bool ExecWrite() const;
   /// Forgets the buffers, which stay as they are.
   void RelinquishBuffers() { m_buffers.clear(); }

@@ -5,14 +5,19 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Array.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Assert.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_CSet.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Child.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Collection.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Compact.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Distribution.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Drawer.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Export.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Identifiers.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Inspect.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Store.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Transfer.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Verification.h>
+#include <UTI_ORXSimDynamicAPI/hdf_Checksum.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Objects.h>
 
 /// Brings the module up on the first call. Files may be opened without it as well.

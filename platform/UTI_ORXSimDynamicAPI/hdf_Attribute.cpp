@@ -2,8 +2,10 @@
 
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <vector>
 
 namespace {
@@ -19,13 +21,8 @@ hdf_Attribute opened(hdf_Operation& operation, const std::shared_ptr<hdf_Context
   if (!operation.Check(id))
     return hdf_ObjectRep::Failed<hdf_Attribute>();
   auto attribute = std::make_shared<hdf_AttributeRep>(context, id);
-  const hdf_SpaceHandle space(H5Aget_space(id));
-  const hdf_TypeHandle type(H5Aget_type(id));
-  if (!operation.Check(space.Get()) || !operation.Check(type.Get()))
-    return hdf_ObjectRep::Failed<hdf_Attribute>();
-  attribute->space = hdf_ShapeOf(space.Get());
-  attribute->type = hdf_StoredType::Of(type.Get());
-  return hdf_ObjectRep::Make<hdf_Attribute>(std::move(attribute));
+  return attribute->Inspect(operation) ? hdf_ObjectRep::Make<hdf_Attribute>(std::move(attribute))
+                                       : hdf_ObjectRep::Failed<hdf_Attribute>();
 }
 
 // HDF5 clips what does not fit, so integers of another kind are moved through the widest type and checked.
@@ -49,16 +46,49 @@ bool readChecked(hdf_Operation& operation, const hdf_AttributeRep& attribute, Na
 }
 } // namespace
 
+bool hdf_AttributeRep::Inspect(hdf_Operation& operation) {
+  const hdf_SpaceHandle shape(H5Aget_space(id));
+  const hdf_TypeHandle stored(H5Aget_type(id));
+  if (!operation.Check(shape.Get()) || !operation.Check(stored.Get()))
+    return false;
+  space = hdf_ShapeOf(shape.Get());
+  type = hdf_StoredType::Of(stored.Get());
+  return true;
+}
+
+void hdf_AttributeRep::Leave() {
+  m_path = hdf_PathOf(id);
+  const ssize_t length = H5Aget_name(id, 0, nullptr);
+  m_name.assign(static_cast<std::size_t>(std::max<ssize_t>(length, 0)), '\0');
+  if (length > 0)
+    H5Aget_name(id, m_name.size() + 1, m_name.data());
+  Close();
+}
+
+bool hdf_AttributeRep::OpenAgain(hdf_Operation& operation) {
+  const hdf_Silence silence;
+  const hid_t object = H5Oopen(context->file, m_path.c_str(), hdf_Shared::Get().OpenGroup());
+  const hid_t opened = object < 0 ? object : H5Aopen(object, m_name.c_str(), H5P_DEFAULT);
+  if (object >= 0)
+    H5Oclose(object);
+  if (opened < 0)
+    return operation.Refuse("the attribute '" + m_name + "' is not in the file any more");
+  TakeOver(opened, context->objects);
+  if (Inspect(operation))
+    return true;
+  Close();
+  return false;
+}
+
 hdf_Attribute hdf_Group::AttributeCreate(const char* name, hdf_Datatype type,
-                                         const hdf_Dataspace& space) const {
+                                         const hdf_Dataspace& space) const try {
   hdf_Operation operation("create attribute", m_rep.get(), name);
   if (!operation.Writable() || !checkName(operation, name))
     return hdf_ObjectRep::Failed<hdf_Attribute>();
   std::uint64_t dims[hdf_Dataspace::kMaxRank];
-  if (space.GetDims(dims) != 1) {
-    operation.Refuse("attributes have one dimension");
+  if ((space.GetDims(dims) != 1 && !operation.Refuse("attributes have one dimension")) ||
+      (H5Aexists(m_rep->id, name) > 0 && !operation.Refuse("there is an attribute of that name")))
     return hdf_ObjectRep::Failed<hdf_Attribute>();
-  }
   const hid_t stored = hdf_StoredType::Of(type).Write(type).memory;
   const hid_t id =
       H5Acreate2(m_rep->id, name, stored, hdf_Shared::Get().Line(dims[0]), H5P_DEFAULT, H5P_DEFAULT);
@@ -68,20 +98,26 @@ hdf_Attribute hdf_Group::AttributeCreate(const char* name, hdf_Datatype type,
   attribute->space = space;
   attribute->type = hdf_StoredType::Of(type);
   return hdf_ObjectRep::Make<hdf_Attribute>(std::move(attribute));
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
-hdf_Attribute hdf_Group::AttributeOpen(const char* name) const {
+hdf_Attribute hdf_Group::AttributeOpen(const char* name) const try {
   hdf_Operation operation("open attribute", m_rep.get(), name);
   if (!operation.Usable() || !checkName(operation, name))
     return hdf_ObjectRep::Failed<hdf_Attribute>();
   return opened(operation, m_rep->context, H5Aopen(m_rep->id, name, H5P_DEFAULT));
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
 bool hdf_Attribute::operator!() const {
   return !hdf_ObjectRep::IsOpen(*this);
 }
 
-bool hdf_Attribute::Write(hdf_Datatype type, const void* data) const {
+bool hdf_Attribute::Write(hdf_Datatype type, const void* data) const try {
   hdf_Operation operation("write attribute", m_rep.get());
   if (!operation.Writable())
     return false;
@@ -89,9 +125,12 @@ bool hdf_Attribute::Write(hdf_Datatype type, const void* data) const {
   if (!(attributeOf(m_rep).type == hdf_StoredType::Of(type)))
     return operation.Refuse("the attribute has another type");
   return operation.Check(H5Awrite(m_rep->id, attributeOf(m_rep).type.Write(type).memory, data));
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }
 
-bool hdf_Attribute::Read(hdf_Datatype type, void* data, std::uint64_t capacity) const {
+bool hdf_Attribute::Read(hdf_Datatype type, void* data, std::uint64_t capacity) const try {
   hdf_Operation operation("read attribute", m_rep.get());
   if (!operation.Usable())
     return false;
@@ -107,9 +146,16 @@ bool hdf_Attribute::Read(hdf_Datatype type, void* data, std::uint64_t capacity) 
   return type.Which() == hdf_Datatype::kInt
              ? readChecked(operation, attribute, static_cast<std::int32_t*>(data))
              : readChecked(operation, attribute, static_cast<std::int64_t*>(data));
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }
 
-hdf_Dataspace hdf_Attribute::GetSpace() const {
+hdf_Dataspace hdf_Attribute::GetSpace() const try {
   hdf_Operation operation("shape of an attribute", m_rep.get());
-  return operation.Valid() ? attributeOf(m_rep).space : hdf_Dataspace();
+  return operation.Valid() && (m_rep->id >= 0 || operation.Usable()) ? attributeOf(m_rep).space
+                                                                     : hdf_Dataspace();
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }

@@ -1,10 +1,8 @@
 #include <UTI_ORXSimDynamicAPI/hdf_Context.h>
 
-#include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
 
-#include <cerrno>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -16,39 +14,15 @@ std::vector<std::shared_ptr<hdf_Context>>& contexts() {
 }
 
 constinit std::size_t s_open = 0; // contexts that are not null
-
-void closeObjects(hdf_ObjectRep*& first) {
-  while (first != nullptr)
-    first->Close();
-}
+constinit int s_waitingTime = 0;
 } // namespace
 
-bool hdf_Context::CommitPoint(hdf_Operation& operation) const {
-  if (readOnly || durability == 0)
-    return true;
-  if (!operation.Check(H5Fflush(file, H5F_SCOPE_LOCAL)))
-    return false;
-  return durability < 2 || ::fsync(descriptor) == 0 || operation.RefuseErrno(errno);
+int hdf_WaitingTime() {
+  return s_waitingTime;
 }
 
-bool hdf_Context::Close(hdf_Operation& operation) {
-  const bool committed = CommitPoint(operation);
-  for (auto* list : {&keepers, &lately})
-    while (!list->empty())
-      list->back()->DropKept();
-  while (!awake.empty())
-    awake.back()->Sleep();
-  closeObjects(datasets);
-  closeObjects(objects);
-  collections = {};
-  distributions = {};
-  bool closed = operation.Check(H5Fclose(file));
-  if (closed && durability == 2 && !readOnly && ::fsync(descriptor) != 0)
-    closed = operation.RefuseErrno(errno);
-  file = H5I_INVALID_HID;
-  ::close(descriptor);
-  descriptor = -1;
-  return committed && closed;
+void hdf_SetWaitingTime(int milliseconds) {
+  s_waitingTime = milliseconds < 0 ? 0 : milliseconds;
 }
 
 const std::shared_ptr<hdf_Context>& hdf_Contexts::Find(ORXSimContextID id) {
@@ -58,8 +32,10 @@ const std::shared_ptr<hdf_Context>& hdf_Contexts::Find(ORXSimContextID id) {
 }
 
 ORXSimContextID hdf_Contexts::Add(std::shared_ptr<hdf_Context> context) {
-  context->id = ORXSimContextID(static_cast<int>(contexts().size()));
   contexts().push_back(context);
+  context->id = ORXSimContextID(static_cast<int>(contexts().size() - 1));
+  context->forks = hdf_Context::Forks();
+  context->epoch = ORXSimManager::Epochs();
   ++s_open;
   return context->id;
 }
@@ -69,12 +45,12 @@ void hdf_Contexts::Remove(ORXSimContextID id) {
   --s_open;
 }
 
-std::shared_ptr<hdf_Context> hdf_Contexts::OnFile(dev_t device, ino_t inode) {
+std::shared_ptr<hdf_Context> hdf_Contexts::OnFile(const vfd_FileIdentity& file) {
   std::size_t unseen = s_open;
   for (auto context = contexts().rbegin(); unseen != 0; ++context) {
     if (*context == nullptr)
       continue;
-    if ((*context)->device == device && (*context)->inode == inode)
+    if ((*context)->store != nullptr && (*context)->store->Identity() == file)
       return *context;
     --unseen;
   }

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <UTI_ORXSimDynamicAPI/ORXSim_Identifiers.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Handle.h>
+#include <UTI_ORXSimDynamicAPI/vfd_Store.h>
 
 #include <cstddef>
 #include <list>
 #include <memory>
 #include <string>
-#include <sys/types.h>
 
 class hdf_GroupRep;
 class hdf_ObjectRep;
@@ -27,29 +27,77 @@ struct hdf_Context {
   hdf_Context& operator=(const hdf_Context&) = delete;
 
   bool IsOpen() const { return file >= 0; }
-  /// The one place where what was written becomes permanent, as the durability option promises.
-  bool CommitPoint(hdf_Operation& operation) const;
+  /// True where there is a commit point to go back to.
+  bool Journalled() const { return durability > 0 && !readOnly; }
+  /// The one place where what was written becomes permanent, as the durability option promises. One that
+  /// failed may be tried again as long as it has not barred the context.
+  bool CommitPoint(hdf_Operation& operation);
   /// Ends one write: a commit point unless an update scope is open.
-  bool EndWrite(hdf_Operation& operation) const { return scopes > 0 || CommitPoint(operation); }
-  /// Closes every object and the file. \return false when the last commit point failed.
+  bool EndWrite(hdf_Operation& operation) { return scopes > 0 || CommitPoint(operation); }
+  /// Closes every object and the file. What was not committed, or cannot be, is dropped where there is a
+  /// journal. \return false when anything of that was lost.
   bool Close(hdf_Operation& operation);
+
+  /// False, with the cause reported, when nothing may be written.
+  bool MayWrite(hdf_Operation& operation) {
+    return !(readOnly || stopped || forks != Forks()) || RefuseWrite(operation);
+  }
+  bool RefuseWrite(hdf_Operation& operation) const;
+  /// A write has failed halfway: nothing is committed any more before a Rollback. The first cause stays.
+  void Bar(const std::string& cause) noexcept;
+
+  void BeginScope();
+  /// Ends a scope that was not committed; the outermost takes back what was written in it.
+  void AbandonScope() noexcept;
+  /// Ends a scope: back to the last commit point. The scopes around it come to nothing.
+  bool RollbackScope(hdf_Operation& operation);
+  /// Ends a scope; the outermost makes the commit point. \return false when the scope stays open.
+  bool CommitScope(hdf_Operation& operation);
+
+  /// Back to the last commit point; costs nothing when nothing was written since.
+  bool Rollback(hdf_Operation& operation);
+  /// A live reader moves on to the newest commit point.
+  bool Refresh(hdf_Operation& operation);
+  ORXSimCommitInfo LastCommit() const;
+  /// How often this process has become another one by fork().
+  static unsigned Forks();
 
   ORXSimContextID id;
   std::string fileName; // as the host gave it
   hid_t file = H5I_INVALID_HID;
-  int descriptor = -1; // holds the lock; open as long as the file
-  dev_t device = 0;
-  ino_t inode = 0;
+  std::unique_ptr<vfd_Store> store; // the bytes under it, with the lock; while the file is open
   bool readOnly = false;
-  int durability = 1; // 0 none, 1 death of the process, 2 loss of power
-  int scopes = 0;     // open update scopes
+  bool live = false;      // reads beside a writer
+  bool untrusted = false; // to be walked by a child process first
+  int durability = 1;     // 0 none, 1 death of the process, 2 loss of power
+  int scopes = 0;         // open update scopes
+
+  std::uint64_t epoch = 0;      // of the last time that the file changed under its objects
+  std::uint64_t writes = 0;     // HDF5 calls of writing operations so far
+  std::uint64_t committed = 0;  // of them, before the last commit point
+  std::uint64_t scopeStart = 0; // of them, before the outermost scope
+  unsigned forks = 0;           // Forks() of the process that opened the file
+  bool stopped = false;         // barred, or rolled back within a scope: nothing may be written
+  bool barred = false;          // a write has failed halfway
+  std::string barCause;         // why
+  std::string lost;             // why the file could not be opened again; "" in general
 
   hdf_ObjectRep* objects = nullptr;           // every open object but datasets, linked through the objects
   hdf_ObjectRep* datasets = nullptr;          // every open dataset
   std::list<hdf_GroupRep*> keepers, lately;   // groups that keep a dataset open, latest use first
   std::list<hdf_GroupRep*> awake;             // groups that can sleep and do not, latest use first
   hdf_GroupHandle collections, distributions; // of the bulk store, once used
+
+ private:
+  template <class Leave>
+  void LeaveObjects(Leave leave);
+  bool Reopen(hdf_Operation& operation);
+  void EndScope();
 };
+
+/// How long opening waits for a file that another process holds, milliseconds.
+int hdf_WaitingTime();
+void hdf_SetWaitingTime(int milliseconds);
 
 /// The contexts of the process. Private to the module.
 class hdf_Contexts {
@@ -60,7 +108,7 @@ class hdf_Contexts {
   static ORXSimContextID Add(std::shared_ptr<hdf_Context> context);
   static void Remove(ORXSimContextID id);
   /// The open context on that file, null when there is none.
-  static std::shared_ptr<hdf_Context> OnFile(dev_t device, ino_t inode);
+  static std::shared_ptr<hdf_Context> OnFile(const vfd_FileIdentity& file);
   /// Closes all that are open.
   static void CloseAll();
 };

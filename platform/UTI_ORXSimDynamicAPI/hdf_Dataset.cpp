@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <vector>
 
 namespace {
@@ -75,6 +76,23 @@ bool checkMove(hdf_Operation& operation, const hdf_DatasetRep& dataset, hid_t me
                           std::to_string(count) + " are needed");
 }
 
+template <class Number>
+bool allBetween(const void* data, std::uint64_t count, std::int64_t low, std::int64_t high) {
+  const auto* const numbers = static_cast<const Number*>(data);
+  return std::all_of(numbers, numbers + count, [=](Number n) { return n >= low && n <= high; });
+}
+
+// Integers that the dataset cannot hold are found before anything is written.
+bool checkFits(hdf_Operation& operation, const hdf_StoredType& stored, hdf_Datatype source, const void* data,
+               std::uint64_t count) {
+  const std::size_t bits = std::min<std::size_t>(8 * stored.size, 64) - (stored.isSigned ? 1 : 0);
+  const std::int64_t high = bits >= 63 ? INT64_MAX : (std::int64_t{1} << bits) - 1;
+  const std::int64_t low = stored.isSigned ? -high - 1 : 0;
+  return (source.Which() == hdf_Datatype::kInt ? allBetween<std::int32_t>(data, count, low, high)
+                                               : allBetween<std::int64_t>(data, count, low, high)) ||
+         operation.Refuse("a number is too large for the type of the dataset");
+}
+
 hid_t transferOf(const hdf_StoredType::Road& road) {
   return road.checked ? hdf_Shared::Get().ExactTransfer() : H5P_DEFAULT;
 }
@@ -110,7 +128,8 @@ bool hdf_DatasetRep::Inspect(hdf_Operation& operation, bool mayBeUnwritten) {
 bool hdf_DatasetRep::WriteFirst(hdf_Operation& operation, hdf_Datatype source, const void* data,
                                 std::uint64_t count) {
   const hdf_StoredType::Road road = type.Write(source);
-  if (!checkMove(operation, *this, road.memory, count))
+  if (!checkMove(operation, *this, road.memory, count) ||
+      (road.checked && !checkFits(operation, type, source, data, count)))
     return false;
   const std::uint64_t extent = space.Elements();
   const bool first = std::exchange(fresh, false);
@@ -137,22 +156,43 @@ bool hdf_Dataset::operator!() const {
   return !hdf_ObjectRep::IsOpen(*this);
 }
 
-bool hdf_Dataset::Write(hdf_Datatype type, const void* data, std::uint64_t count) const {
+bool hdf_Dataset::Write(hdf_Datatype type, const void* data, std::uint64_t count) const try {
   hdf_Operation operation("write dataset", m_rep.get());
   return operation.Writable() && datasetOf(m_rep).WriteFirst(operation, type, data, count);
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }
 
-bool hdf_Dataset::Read(hdf_Datatype type, void* data, std::uint64_t count) const {
+bool hdf_Dataset::Read(hdf_Datatype type, void* data, std::uint64_t count) const try {
   hdf_Operation operation("read dataset", m_rep.get());
   return operation.Usable() && datasetOf(m_rep).ReadFirst(operation, type, data, count);
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }
 
-hdf_Dataspace hdf_Dataset::GetSpace() const {
+hdf_Dataspace hdf_Dataset::GetSpace() const try {
   hdf_Operation operation("shape of a dataset", m_rep.get());
-  return operation.Valid() ? datasetOf(m_rep).space : hdf_Dataspace();
+  return operation.Valid() && (m_rep->id >= 0 || operation.Usable()) ? datasetOf(m_rep).space
+                                                                     : hdf_Dataspace();
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
-bool hdf_Dataset::Extend(std::uint64_t count) {
+bool hdf_Dataset::Refuse(const char* cause) const try {
+  hdf_Operation operation("read dataset", m_rep.get());
+  return operation.Usable() && operation.Refuse(cause);
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
+}
+
+bool hdf_Dataset::Extend(std::uint64_t count) try {
   hdf_Operation operation("extend dataset", m_rep.get());
   return operation.Writable() && datasetOf(m_rep).Extend(operation, count);
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }

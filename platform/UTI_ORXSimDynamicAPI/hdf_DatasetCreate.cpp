@@ -48,14 +48,13 @@ std::shared_ptr<hdf_DatasetRep> hdf_DatasetRep::Create(hdf_Operation& operation,
                                                        std::uint64_t held) {
   if (!checkShape(operation, shape, type))
     return nullptr;
-  hid_t id = makeDataset(group.id, name, type, shape);
   haddr_t old = HADDR_UNDEF;
-  if (id < 0) { // most likely there is one
-    if (!hdf_FindHardLink(operation, group.id, name, old))
-      return nullptr;
-    id = makeDataset(group.id, old != HADDR_UNDEF ? nullptr : name, type, shape);
-  }
+  if (H5Lexists(group.id, name, H5P_DEFAULT) > 0 &&
+      (!hdf_FindHardLink(operation, group.id, name, old) ||
+       (old == HADDR_UNDEF && !operation.Refuse("a soft or external link, which is not followed"))))
+    return nullptr;
   const bool replaces = old != HADDR_UNDEF;
+  const hid_t id = makeDataset(group.id, replaces ? nullptr : name, type, shape);
   if (!operation.Check(id))
     return nullptr;
   auto dataset = std::make_shared<hdf_DatasetRep>(group.context, id);

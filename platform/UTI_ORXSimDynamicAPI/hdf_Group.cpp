@@ -2,6 +2,8 @@
 
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
 
+#include <new>
+
 namespace {
 hdf_Group child(const std::shared_ptr<hdf_ObjectRep>& parent, const char* name, hid_t id) {
   return hdf_ObjectRep::Make<hdf_Group>(std::make_shared<hdf_GroupRep>(parent, name, id));
@@ -16,6 +18,11 @@ std::shared_ptr<hdf_DatasetRep> openDataset(hdf_Operation& operation, const hdf_
   return dataset->Inspect(operation) ? dataset : nullptr;
 }
 
+// A name that is taken is the caller's mistake: found here, it does not count as a failed write.
+bool checkFree(hdf_Operation& operation, hid_t group, const char* name) {
+  return H5Lexists(group, name, H5P_DEFAULT) <= 0 || operation.Refuse("there is an object of that name");
+}
+
 hdf_Dataset valueOf(std::shared_ptr<hdf_DatasetRep> dataset) {
   return dataset == nullptr ? hdf_ObjectRep::Failed<hdf_Dataset>()
                             : hdf_ObjectRep::Make<hdf_Dataset>(std::move(dataset));
@@ -26,24 +33,31 @@ bool hdf_Group::operator!() const {
   return !hdf_ObjectRep::IsOpen(*this);
 }
 
-hdf_Group hdf_Group::GroupCreate(const char* name, int sizeHint) const {
+hdf_Group hdf_Group::GroupCreate(const char* name, int sizeHint) const try {
   hdf_Operation operation("create group", m_rep.get(), name);
   static_cast<void>(sizeHint);
-  if (!operation.Writable() || !hdf_CheckLinkName(operation, name))
+  if (!operation.Writable() || !hdf_CheckLinkName(operation, name) || !checkFree(operation, m_rep->id, name))
     return hdf_ObjectRep::Failed<hdf_Group>();
   const hid_t id = H5Gcreate2(m_rep->id, name, H5P_DEFAULT, hdf_Shared::Get().Group(), H5P_DEFAULT);
   return operation.Check(id) ? child(m_rep, name, id) : hdf_ObjectRep::Failed<hdf_Group>();
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
-hdf_Group hdf_Group::GroupOpen(const char* name) const {
+hdf_Group hdf_Group::GroupOpen(const char* name) const try {
   hdf_Operation operation("open group", m_rep.get(), name);
   if (!operation.Usable() || !hdf_CheckLinkName(operation, name))
     return hdf_ObjectRep::Failed<hdf_Group>();
   const hid_t id = hdf_OpenGroup(operation, m_rep->id, name);
   return id < 0 ? hdf_ObjectRep::Failed<hdf_Group>() : child(m_rep, name, id);
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
-hdf_Dataset hdf_Group::DatasetCreate(const char* name, hdf_Datatype type, const hdf_Dataspace& space) const {
+hdf_Dataset hdf_Group::DatasetCreate(const char* name, hdf_Datatype type, const hdf_Dataspace& space) const
+    try {
   hdf_Operation operation("create dataset", m_rep.get(), name);
   if (!operation.Writable() || !hdf_CheckLinkName(operation, name))
     return hdf_ObjectRep::Failed<hdf_Dataset>();
@@ -52,9 +66,12 @@ hdf_Dataset hdf_Group::DatasetCreate(const char* name, hdf_Datatype type, const 
     return hdf_ObjectRep::Failed<hdf_Dataset>();
   }
   return valueOf(hdf_DatasetRep::Create(operation, *m_rep, name, type, space));
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
-hdf_Dataset hdf_Group::DatasetOpen(const char* name) const {
+hdf_Dataset hdf_Group::DatasetOpen(const char* name) const try {
   hdf_Operation operation("open dataset", m_rep.get(), name);
   if (!operation.Valid() || !hdf_CheckLinkName(operation, name))
     return hdf_ObjectRep::Failed<hdf_Dataset>();
@@ -67,16 +84,22 @@ hdf_Dataset hdf_Group::DatasetOpen(const char* name) const {
   if (dataset != nullptr)
     group.Keep(name, dataset);
   return valueOf(std::move(dataset));
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
-bool hdf_Group::GetObjinfoExists(const char* name) const {
+bool hdf_Group::GetObjinfoExists(const char* name) const try {
   hdf_Operation operation("look up", m_rep.get(), name);
   haddr_t address = HADDR_UNDEF;
   return operation.Usable() && hdf_CheckLinkName(operation, name) &&
          hdf_FindHardLink(operation, m_rep->id, name, address) && address != HADDR_UNDEF;
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }
 
-bool hdf_Group::AttributeExists(const char* name) const {
+bool hdf_Group::AttributeExists(const char* name) const try {
   hdf_Operation operation("look up attribute", m_rep.get(), name);
   if (!operation.Usable())
     return false;
@@ -84,28 +107,46 @@ bool hdf_Group::AttributeExists(const char* name) const {
     return operation.Refuse("an attribute needs a name");
   const htri_t exists = H5Aexists(m_rep->id, name);
   return operation.Check(exists) && exists > 0;
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }
 
-std::int64_t hdf_Group::NumLinks() const {
+std::int64_t hdf_Group::NumLinks() const try {
   hdf_Operation operation("count links", m_rep.get());
   H5G_info_t info;
   if (!operation.Usable() || !operation.Check(H5Gget_info(m_rep->id, &info)))
     return -1;
   return static_cast<std::int64_t>(info.nlinks);
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return -1;
 }
 
-cow_String hdf_Group::Path() const {
+cow_String hdf_Group::Path() const try {
   hdf_Operation operation("path of a group", m_rep.get());
   if (!operation.Usable())
     return {};
   return hdf_PathOf(m_rep->id).c_str();
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
+}
+
+hdf_Group hdf_Group::Refused(const char* cause) const try {
+  hdf_Operation operation("use group", m_rep.get());
+  operation.Refuse(cause);
+  return hdf_ObjectRep::Failed<hdf_Group>();
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }
 
 bool hdf_File::operator!() const {
   return m_rep == nullptr || !m_rep->context || !m_rep->context->IsOpen();
 }
 
-hdf_Group hdf_File::RootGroup() const {
+hdf_Group hdf_File::RootGroup() const try {
   hdf_Operation operation("open root group", m_rep.get());
   if (!operation.Usable())
     return hdf_ObjectRep::Failed<hdf_Group>();
@@ -113,4 +154,7 @@ hdf_Group hdf_File::RootGroup() const {
   if (!operation.Check(id))
     return hdf_ObjectRep::Failed<hdf_Group>();
   return hdf_ObjectRep::Make<hdf_Group>(std::make_shared<hdf_GroupRep>(m_rep->context, id));
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return {};
 }

@@ -4,6 +4,33 @@
 
 #include <cstring>
 
+namespace {
+// False when a link on the way is missing.
+bool isThere(hid_t from, const std::string& path) {
+  for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
+    const std::string step = path.substr(0, end);
+    if (step.empty() || (step != "/" && H5Lexists(from, step.c_str(), H5P_DEFAULT) == 0))
+      return false;
+    if (end == std::string::npos)
+      return true;
+  }
+}
+
+// Opens what was known at a path; it may have gone with a rollback, or with another program's next commit.
+template <hid_t (*Open)(hid_t, const char*, hid_t)>
+hid_t openAgain(hdf_Operation& operation, hid_t from, const std::string& path, hid_t access) {
+  const hdf_Silence silence;
+  hid_t id = Open(from, path.c_str(), access);
+  if (id >= 0)
+    return id;
+  if (!isThere(from, path))
+    operation.Refuse("the object is not in the file any more");
+  else
+    operation.Check(id = Open(from, path.c_str(), access));
+  return id;
+}
+} // namespace
+
 hdf_ObjectRep::hdf_ObjectRep(std::shared_ptr<hdf_Context> owner, hid_t opened, hdf_ObjectRep*& first)
     : context(std::move(owner)) {
   TakeOver(opened, first);
@@ -27,6 +54,35 @@ void hdf_ObjectRep::Close() {
   const hdf_Silence silence;
   H5Idec_ref(id);
   id = H5I_INVALID_HID;
+}
+
+std::string hdf_ObjectRep::Place() const {
+  return id >= 0 ? hdf_PathOf(id) : "";
+}
+
+bool hdf_FileRep::OpenAgain(hdf_Operation& operation) {
+  if (!operation.Check(H5Iinc_ref(context->file)))
+    return false;
+  TakeOver(context->file, context->objects);
+  return true;
+}
+
+void hdf_DatasetRep::Leave() {
+  m_path = hdf_PathOf(id);
+  m_address = HADDR_UNDEF;
+  fresh = false;
+  Close();
+}
+
+bool hdf_DatasetRep::OpenAgain(hdf_Operation& operation) {
+  const hid_t opened = openAgain<H5Dopen2>(operation, context->file, m_path, hdf_Shared::Get().OpenDataset());
+  if (opened < 0)
+    return false;
+  TakeOver(opened, context->datasets);
+  if (Inspect(operation))
+    return true;
+  Close();
+  return false;
 }
 
 haddr_t hdf_DatasetRep::Address() {
@@ -63,20 +119,30 @@ hdf_GroupRep::~hdf_GroupRep() {
     Sleep();
 }
 
-bool hdf_GroupRep::Wake() {
-  if (m_parent == nullptr)
-    return id >= 0;
-  if (id >= 0) {
+bool hdf_GroupRep::Used() {
+  if (m_parent != nullptr)
     context->awake.splice(context->awake.begin(), context->awake, m_awake);
-    return true;
-  }
-  const hdf_Silence silence;
-  const hid_t opened =
-      m_parent->Wake() ? H5Gopen2(m_parent->id, m_name.c_str(), hdf_Shared::Get().OpenGroup()) : -1;
+  return true;
+}
+
+std::string hdf_GroupRep::Place() const {
+  if (m_parent == nullptr)
+    return "/";
+  const std::string above = m_parent->Place();
+  return (above == "/" ? "" : above) + "/" + m_name;
+}
+
+bool hdf_GroupRep::OpenAgain(hdf_Operation& operation) {
+  const hid_t above = m_parent == nullptr ? context->file : m_parent->Wake(operation) ? m_parent->id : -1;
+  if (above < 0)
+    return false;
+  const hid_t opened = openAgain<H5Gopen2>(operation, above, m_parent == nullptr ? "/" : m_name,
+                                           hdf_Shared::Get().OpenGroup());
   if (opened < 0)
     return false;
   TakeOver(opened, context->objects);
-  NoteAwake();
+  if (m_parent != nullptr)
+    NoteAwake();
   return true;
 }
 

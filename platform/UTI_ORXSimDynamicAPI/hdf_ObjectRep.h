@@ -10,8 +10,8 @@
 
 /// What the copies of one hdf_ value share. Private to the module.
 ///
-/// Open: id >= 0, linked into one list of the context. Asleep, or closed by the context: id < 0. Failed: no
-/// context, failure set.
+/// Open: id >= 0, linked into one list of the context. Asleep, or closed by the context: id < 0; as long as
+/// the context is open, Wake() opens it again where it was. Failed: no context, failure set.
 class hdf_ObjectRep {
  public:
   /// A failed object that remembers the last error.
@@ -24,8 +24,13 @@ class hdf_ObjectRep {
 
   /// Gives the identifier back.
   void Close();
-  /// Sees to it that an object of an open file has its identifier. \return false when HDF5 fails.
-  virtual bool Wake() { return id >= 0; }
+  /// Notes where the object is and gives the identifier back, so that Wake() finds it again.
+  virtual void Leave() { Close(); }
+  /// Sees to it that an object of an open file has its identifier. \return false, with the cause reported,
+  /// when it is not there any more or HDF5 fails.
+  bool Wake(hdf_Operation& operation) { return id >= 0 ? Used() : OpenAgain(operation); }
+  /// The path of the object, also while it has no identifier.
+  virtual std::string Place() const;
 
   /// The public value of this object.
   template <class Value>
@@ -50,12 +55,27 @@ class hdf_ObjectRep {
 
  protected:
   void TakeOver(hid_t opened, hdf_ObjectRep*& first);
+  /// A use of an object that has its identifier. \return true.
+  virtual bool Used() { return true; }
+  virtual bool OpenAgain(hdf_Operation&) { return false; }
 
  private:
   hdf_ObjectRep* m_next = nullptr;
   hdf_ObjectRep** m_link = nullptr; // what points to this object; null when closed
 
   friend class hdf_DatasetRep;
+};
+
+/// The open file itself.
+class hdf_FileRep : public hdf_ObjectRep {
+ public:
+  /// \param opened an identifier of the context's file, taken over.
+  hdf_FileRep(std::shared_ptr<hdf_Context> owner, hid_t opened)
+      : hdf_ObjectRep(owner, opened, owner->objects) {}
+  std::string Place() const override { return "/"; }
+
+ protected:
+  bool OpenAgain(hdf_Operation& operation) override;
 };
 
 /// The type of a stored number, as far as it matters here.
@@ -102,6 +122,8 @@ class hdf_DatasetRep : public hdf_ObjectRep {
   haddr_t Address();
   /// Every open dataset at `address` becomes `successor`.
   static void Replace(hdf_Context& context, haddr_t address, const hdf_DatasetRep& successor);
+  void Leave() override;
+  std::string Place() const override { return id >= 0 ? hdf_ObjectRep::Place() : m_path; }
 
   std::string name; // below the group that keeps it
   hdf_StoredType type;
@@ -109,8 +131,12 @@ class hdf_DatasetRep : public hdf_ObjectRep {
   bool fresh = false;     // made here and not written yet
   bool unwritten = false; // chunked, and stores less than its shape says
 
+ protected:
+  bool OpenAgain(hdf_Operation& operation) override;
+
  private:
   haddr_t m_address = HADDR_UNDEF;
+  std::string m_path; // once left
 };
 
 /// An open group, with the dataset that it keeps open.
@@ -119,13 +145,13 @@ class hdf_DatasetRep : public hdf_ObjectRep {
 /// open theirs again by name when they need it. Groups never move.
 class hdf_GroupRep : public hdf_ObjectRep {
  public:
-  /// One that never sleeps.
+  /// The root group, which never sleeps.
   hdf_GroupRep(std::shared_ptr<hdf_Context> owner, hid_t opened)
       : hdf_ObjectRep(owner, opened, owner->objects) {}
   hdf_GroupRep(std::shared_ptr<hdf_ObjectRep> parent, const char* name, hid_t opened);
   ~hdf_GroupRep() override;
 
-  bool Wake() override;
+  std::string Place() const override;
   /// Gives the identifier of an awake group back.
   void Sleep();
 
@@ -135,17 +161,21 @@ class hdf_GroupRep : public hdf_ObjectRep {
   void Keep(const char* name, std::shared_ptr<hdf_DatasetRep> dataset);
   void DropKept();
 
+ protected:
+  bool Used() override;
+  bool OpenAgain(hdf_Operation& operation) override;
+
  private:
-  using Place = std::list<hdf_GroupRep*>::iterator;
+  using InList = std::list<hdf_GroupRep*>::iterator;
 
   void NoteAwake();
   std::list<hdf_GroupRep*>& Keepers() { return m_again ? context->keepers : context->lately; }
 
   const std::shared_ptr<hdf_ObjectRep> m_parent; // null: never sleeps
   const std::string m_name;                      // below the parent
-  Place m_awake;                                 // valid while the group has a parent and an identifier
+  InList m_awake;                                // valid while the group has a parent and an identifier
   std::shared_ptr<hdf_DatasetRep> m_kept;        // null: not among the keepers
-  Place m_place;                                 // among the keepers
+  InList m_place;                                // among the keepers
   bool m_again = false;                          // came back to the dataset
 };
 
@@ -155,8 +185,19 @@ class hdf_AttributeRep : public hdf_ObjectRep {
   hdf_AttributeRep(std::shared_ptr<hdf_Context> owner, hid_t opened)
       : hdf_ObjectRep(owner, opened, owner->objects) {}
 
+  /// Reads type and shape.
+  bool Inspect(hdf_Operation& operation);
+  void Leave() override;
+  std::string Place() const override { return id >= 0 ? hdf_ObjectRep::Place() : m_path; }
+
   hdf_StoredType type;
   hdf_Dataspace space;
+
+ protected:
+  bool OpenAgain(hdf_Operation& operation) override;
+
+ private:
+  std::string m_path, m_name; // of the object that has it, and its own; once left
 };
 
 /// The shape of an open HDF5 dataspace: a scalar is one element; empty for ranks that we do not handle.

@@ -9,10 +9,12 @@
 // Thin wrappers over the objects of a simulation file.
 //
 // All are values: copies share one underlying object, which is closed with the last copy or with its
-// context. Every operation is safe on an empty object, on one that failed to open, and after the context
-// was closed: it answers false, 0 or an empty object and does nothing else. An object that a failing call
-// returned remembers why; any operation on it reports that first cause again through
-// ORXSimManager::LastError(). Nothing is ever printed, and the host's HDF5 error handler stays as it was.
+// context. When the context goes back to its last commit point or is refreshed, they open again where they
+// were as soon as they are used; what is not there any more answers as a failed object. Every operation is
+// safe on an empty object, on one that failed to open, and after the context was closed: it answers false, 0
+// or an empty object and does nothing else. An object that a failing call returned remembers why; any
+// operation on it reports that first cause again through ORXSimManager::LastError(). Nothing is ever printed,
+// and the host's HDF5 error handler stays as it was.
 
 class hdf_Attribute;
 class hdf_Dataset;
@@ -79,8 +81,10 @@ class ORXSIM_API hdf_Group {
   /// Number of child links, -1 on failure.
   std::int64_t NumLinks() const;
 
-  /// The group's path in the file, "" for an empty group.
+  /// The group's path in the file, "" for an empty group and one that is not in the file any more.
   cow_String Path() const;
+  /// An empty group that reports `cause` at every use, to be kept in the place of this one.
+  hdf_Group Refused(const char* cause) const;
 
  private:
   friend class hdf_ObjectRep;
@@ -116,6 +120,9 @@ class ORXSIM_API hdf_Dataset {
   hdf_Dataspace GetSpace() const;
   /// Makes room for at least `count` elements, keeping what is there; never shrinks.
   bool Extend(std::uint64_t count);
+  /// Reports that what was read here cannot be used: ORXSimManager::LastError() then names file, dataset and
+  /// cause. \return false
+  bool Refuse(const char* cause) const;
 
  private:
   friend class hdf_ObjectRep;

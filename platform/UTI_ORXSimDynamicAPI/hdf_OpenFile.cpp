@@ -1,16 +1,15 @@
 #include <UTI_ORXSimDynamicAPI/hdf_OpenFile.h>
 
+#include <UTI_ORXSimDynamicAPI/hdf_FileId.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Superblock.h>
+#include <UTI_ORXSimDynamicAPI/hdf_WalkUntrusted.h>
+#include <UTI_ORXSimDynamicAPI/vfd_Driver.h>
+#include <UTI_ORXSimDynamicAPI/vfd_Store.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 // Closes what was opened unless the call succeeds.
@@ -20,10 +19,12 @@ class FileGuard {
   FileGuard(const FileGuard&) = delete;
   FileGuard& operator=(const FileGuard&) = delete;
   ~FileGuard() {
-    if (!good && m_context.file >= 0)
+    if (good || m_context.store == nullptr)
+      return;
+    m_context.store->BeginClosing(false);
+    if (m_context.file >= 0)
       H5Fclose(std::exchange(m_context.file, H5I_INVALID_HID));
-    if (!good && m_context.descriptor >= 0)
-      ::close(std::exchange(m_context.descriptor, -1));
+    m_context.store.reset();
   }
   bool good = false;
 
@@ -31,125 +32,136 @@ class FileGuard {
   hdf_Context& m_context;
 };
 
-// Only a regular file; looked at before opening, since opening a pipe or a device may block.
-bool checkKind(hdf_Operation& operation, const char* name, bool mayBeMissing, bool& exists) {
+// Only a regular file that this process does not have open; looked at before opening, since opening a pipe
+// or a device may block.
+bool checkKind(hdf_Operation& operation, const hdf_Context& context, bool mayBeMissing, bool& exists) {
+  if (context.fileName.empty())
+    return operation.Refuse("a file needs a name");
   struct stat status;
-  exists = ::stat(name, &status) == 0;
+  exists = ::stat(context.fileName.c_str(), &status) == 0;
   if (!exists)
     return (mayBeMissing && errno == ENOENT) || operation.RefuseErrno(errno);
   if (S_ISDIR(status.st_mode))
     return operation.Refuse("is a directory");
-  return S_ISREG(status.st_mode) || operation.Refuse("not a regular file");
+  if (!S_ISREG(status.st_mode))
+    return operation.Refuse("not a regular file");
+  const auto other = hdf_Contexts::OnFile({static_cast<std::uint64_t>(status.st_dev), status.st_ino});
+  return other == nullptr || (other->readOnly && context.readOnly) || other->live || context.live ||
+         operation.Refuse("this process has the file open");
 }
 
-// Where the environment makes HDF5 lock files itself, its lock stands in for ours.
-bool hdf5Locks() {
-#if H5_VERSION_GE(1, 10, 7)
-  const char* const wish = std::getenv("HDF5_USE_FILE_LOCKING");
-  return wish != nullptr && std::strcmp(wish, "FALSE") != 0 && std::strcmp(wish, "0") != 0;
-#else
-  return true;
-#endif
+vfd_Options optionsOf(const hdf_Context& context) {
+  return {context.fileName, context.readOnly, context.live, context.durability, hdf_WaitingTime()};
 }
 
-// Notes which file it is and sees that this process has it open only once.
-bool identify(hdf_Operation& operation, hdf_Context& context) {
-  struct stat status;
-  if (::fstat(context.descriptor, &status) != 0)
-    return operation.RefuseErrno(errno);
-  const auto other = hdf_Contexts::OnFile(status.st_dev, status.st_ino);
-  if (other != nullptr && !(other->readOnly && context.readOnly))
-    return operation.Refuse("this process has the file open");
-  context.device = status.st_dev;
-  context.inode = status.st_ino;
-  return true;
-}
-
-// The lock ends with the process, however it ends. A file system without locks is taken as it is.
-bool lock(hdf_Operation& operation, const hdf_Context& context) {
-  if (::flock(context.descriptor, (context.readOnly ? LOCK_SH : LOCK_EX) | LOCK_NB) == 0)
-    return true;
-  if (errno == EWOULDBLOCK)
-    return operation.Refuse("another program has the file open");
-  return errno == ENOSYS || errno == EOPNOTSUPP || errno == ENOLCK || operation.RefuseErrno(errno);
-}
-
-void leaveLockToHdf5(const hdf_Context& context) {
-  if (hdf5Locks())
-    ::flock(context.descriptor, LOCK_UN);
-}
-
-std::uint64_t sizeOf(int descriptor) {
-  struct stat status;
-  return ::fstat(descriptor, &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
-}
-
-bool checkWhole(hdf_Operation& operation, int descriptor) {
-  const std::uint64_t size = sizeOf(descriptor);
-  if (size == 0)
+bool checkWhole(hdf_Operation& operation, vfd_Store& store) {
+  if (store.End() == 0)
     return operation.Refuse("the file is empty");
-  const hdf_Superblock block = hdf_Superblock::Read(descriptor, size);
+  const hdf_Superblock block = hdf_Superblock::Read(store);
   if (!block.found)
     return operation.Refuse("not an HDF5 file");
-  return block.end <= size || operation.Refuse("file is truncated: " + std::to_string(size) + " bytes, " +
-                                               std::to_string(block.end) + " expected");
+  if (block.damaged)
+    return operation.Refuse("the file's first block is damaged: its checksum disagrees");
+  store.SetSuperblock(block.start);
+  return block.end <= store.End() || operation.Refuse("file is truncated: " + std::to_string(store.End()) +
+                                                      " bytes, " + std::to_string(block.end) + " expected");
 }
 
-bool checkName(hdf_Operation& operation, const hdf_Context& context) {
-  return !context.fileName.empty() || operation.Refuse("a file needs a name");
+hid_t openThrough(vfd_Store& store, const std::string& name, bool readOnly) {
+  const vfd_Driver::Opening opening(store);
+  return H5Fopen(name.c_str(), readOnly ? H5F_ACC_RDONLY : H5F_ACC_RDWR, hdf_Shared::Get().OldFileAccess());
 }
 
-bool openDescriptor(hdf_Operation& operation, hdf_Context& context) {
-  const int mode = context.readOnly ? O_RDONLY : O_RDWR;
-  context.descriptor = ::open(context.fileName.c_str(), mode | O_CLOEXEC | O_NONBLOCK);
-  return context.descriptor >= 0 ? identify(operation, context) : operation.RefuseErrno(errno);
-}
-
-bool createWith(hdf_Operation& operation, hdf_Context& context, unsigned flags) {
+bool createThrough(hdf_Operation& operation, hdf_Context& context) {
   const hdf_Shared& shared = hdf_Shared::Get();
-  context.file = H5Fcreate(context.fileName.c_str(), flags, shared.CreateFile(), shared.NewFileAccess());
-  return operation.Check(context.file);
-}
-
-// A new file is not made by truncating an empty one: file systems take that for the replacement of an old
-// file and write everything out when it is closed.
-bool createNew(hdf_Operation& operation, hdf_Context& context) {
-  return createWith(operation, context, H5F_ACC_EXCL) && openDescriptor(operation, context) &&
-         (hdf5Locks() || lock(operation, context));
-}
-
-bool createOver(hdf_Operation& operation, hdf_Context& context) {
-  if (!openDescriptor(operation, context) || !lock(operation, context))
+  {
+    const vfd_Driver::Opening opening(*context.store);
+    context.file =
+        H5Fcreate(context.fileName.c_str(), H5F_ACC_TRUNC, shared.CreateFile(), shared.NewFileAccess());
+  }
+  vfd_FileId id{};
+  if (!operation.Check(context.file) || !hdf_CreateFileId(operation, context.file, id))
     return false;
-  const std::uint64_t size = sizeOf(context.descriptor);
-  if (size != 0 && !hdf_Superblock::Read(context.descriptor, size).found)
-    return operation.Refuse("not an HDF5 file: it is not overwritten");
-  leaveLockToHdf5(context);
-  return createWith(operation, context, H5F_ACC_TRUNC);
+  context.store->SetFileId(id);
+  return true;
+}
+
+// Compares the ids before a byte is written: a journal that was copied or renamed must not meet another file.
+bool checkJournal(hdf_Operation& operation, vfd_Store& store, hid_t file) {
+  const vfd_FileId id = hdf_ReadFileId(file);
+  store.SetFileId(id);
+  return store.JournalFileId() == id || store.JournalFileId() == vfd_FileId{} ||
+         operation.Refuse("its journal " + vfd_Store::JournalName(store.RealName()) +
+                          " belongs to another file");
+}
+
+bool recover(hdf_Operation& operation, vfd_Store& store, const std::string& name) {
+  if (!store.NeedsRecovery())
+    return true;
+  store.BeginClosing(false); // what HDF5 does now is only for looking
+  hid_t file = openThrough(store, name, true);
+  const bool belongs = operation.Check(file) && checkJournal(operation, store, file);
+  if (file >= 0)
+    H5Fclose(file);
+  std::string cause;
+  return belongs && (store.Recover(cause) || operation.Refuse("recover: " + cause));
+}
+
+// The closed file of that name, locked and ready to be replaced.
+std::unique_ptr<vfd_Store> openReplaced(hdf_Operation& operation, const hdf_Context& context) {
+  std::string cause;
+  auto store = vfd_Store::Open(optionsOf(context), cause);
+  if (store == nullptr && !operation.Refuse(cause))
+    return nullptr;
+  if (store->End() != 0 && !hdf_Superblock::Read(*store).found &&
+      !operation.Refuse("not an HDF5 file: it is not overwritten"))
+    return nullptr;
+  return recover(operation, *store, context.fileName) ? std::move(store) : nullptr;
 }
 } // namespace
 
 bool hdf_CreateFile(hdf_Operation& operation, hdf_Context& context, bool mustBeNew) {
   FileGuard guard(context);
   bool exists = false;
-  if (!checkName(operation, context) || !checkKind(operation, context.fileName.c_str(), true, exists))
+  if (!checkKind(operation, context, true, exists))
     return false;
   if (exists && mustBeNew)
     return operation.RefuseErrno(EEXIST);
-  guard.good = exists ? createOver(operation, context) : createNew(operation, context);
+  std::unique_ptr<vfd_Store> replaced;
+  if (exists && (replaced = openReplaced(operation, context)) == nullptr)
+    return false;
+  std::string cause;
+  context.store = vfd_Store::Create(optionsOf(context), std::move(replaced), cause);
+  if (context.store == nullptr)
+    return operation.Refuse(cause);
+  guard.good = createThrough(operation, context);
   return guard.good;
 }
 
 bool hdf_OpenFile(hdf_Operation& operation, hdf_Context& context) {
   FileGuard guard(context);
   bool exists = false;
-  if (!checkName(operation, context) || !checkKind(operation, context.fileName.c_str(), false, exists) ||
-      !openDescriptor(operation, context) || !lock(operation, context) ||
-      !checkWhole(operation, context.descriptor))
+  if (!checkKind(operation, context, false, exists))
     return false;
-  leaveLockToHdf5(context);
-  const unsigned mode = context.readOnly ? H5F_ACC_RDONLY : H5F_ACC_RDWR;
-  context.file = H5Fopen(context.fileName.c_str(), mode, hdf_Shared::Get().OldFileAccess());
-  guard.good = operation.Check(context.file);
+  std::string cause;
+  context.store = vfd_Store::Open(optionsOf(context), cause);
+  if (context.store == nullptr)
+    return operation.Refuse(cause);
+  vfd_Store& store = *context.store;
+  if (!checkWhole(operation, store) ||
+      (context.untrusted && !hdf_WalkUntrusted(operation, store.End(),
+                                               [&] { return openThrough(store, context.fileName, true); })) ||
+      !recover(operation, store, context.fileName))
+    return false;
+  guard.good = hdf_ReopenFile(operation, context);
   return guard.good;
+}
+
+bool hdf_ReopenFile(hdf_Operation& operation, hdf_Context& context) {
+  vfd_Store& store = *context.store;
+  if (store.IsNew()) // before its first commit point it begins anew
+    return createThrough(operation, context);
+  context.file = openThrough(store, context.fileName, context.readOnly);
+  return operation.Check(context.file) &&
+         (!context.readOnly || store.JournalBytes() == 0 || checkJournal(operation, store, context.file));
 }

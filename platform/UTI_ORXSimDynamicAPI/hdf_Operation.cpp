@@ -3,7 +3,10 @@
 #include <UTI_ORXSimDynamicAPI/hdf_Context.h>
 #include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
+#include <exception>
 #include <system_error>
 
 namespace {
@@ -15,6 +18,8 @@ constinit void* s_handlerData = nullptr;
 constinit H5E_auto1_t s_oldHandler = nullptr;
 constinit unsigned s_isNew = 1;
 #endif
+
+constinit std::size_t s_causeAt = 0; // where the cause begins, behind the name of the file
 
 // Lives for ever: objects of the host may fail after our own statics would be gone.
 std::string& lastError() {
@@ -98,38 +103,55 @@ hdf_Operation::hdf_Operation(const char* what, hdf_ObjectRep* object, const char
     : m_what(what), m_object(object), m_context(object == nullptr ? nullptr : object->context.get()),
       m_missing("the object is empty"), m_name(name) {}
 
-hdf_Operation::hdf_Operation(const char* what, const hdf_Context* context, const char* name)
+hdf_Operation::hdf_Operation(const char* what, hdf_Context* context, const char* name)
     : m_silence(std::in_place), m_what(what), m_context(context), m_name(name) {}
 
 hdf_Operation::hdf_Operation(const char* what, const char* fileName)
     : m_silence(std::in_place), m_what(what), m_fileName(fileName) {}
+
+hdf_Operation::~hdf_Operation() {
+  if (m_writes && std::uncaught_exceptions() > m_exceptions)
+    m_context->Bar("out of memory");
+}
 
 bool hdf_Operation::Usable() {
   if (!Valid())
     return false;
   if (!m_silence.has_value())
     m_silence.emplace();
-  return m_object == nullptr || m_object->Wake() || Check(-1);
+  return m_object == nullptr || m_object->Wake(*this);
 }
 
 bool hdf_Operation::Valid() {
   if (m_object != nullptr && m_object->failure != nullptr) {
     lastError() = *m_object->failure;
+    s_causeAt = 0;
     return false;
   }
   if (m_context == nullptr)
     return Refuse(m_missing);
   if (!m_context->IsOpen())
-    return Refuse("the file was closed");
+    return Refuse(m_context->lost.empty() ? "the file was closed"
+                                          : "the file could not be opened again: " + m_context->lost);
   return true;
 }
 
 bool hdf_Operation::Writable() {
-  return Usable() && (!m_context->readOnly || Refuse("the file is open for reading only"));
+  if (!Usable() || !m_context->MayWrite(*this))
+    return false;
+  m_exceptions = std::uncaught_exceptions();
+  return m_writes = true;
 }
 
-bool hdf_Operation::Check(std::int64_t result) {
-  return result >= 0 || Refuse(innermostMessage());
+void hdf_Operation::NoteWrite() {
+  ++m_context->writes;
+}
+
+bool hdf_Operation::Fail() {
+  Refuse(innermostMessage());
+  if (m_writes)
+    m_context->Bar(LastCause());
+  return false;
 }
 
 bool hdf_Operation::RefuseErrno(int error) {
@@ -142,6 +164,7 @@ bool hdf_Operation::Refuse(const std::string& cause) {
                            : m_fileName != nullptr ? m_fileName
                                                    : "no file";
   const std::string path = Path();
+  s_causeAt = std::strlen(file) + 2;
   setLast(std::string(file) + ": " + path + (path.empty() ? "" : ": ") + m_what + ": " + cause);
   return false;
 }
@@ -153,10 +176,10 @@ void hdf_Operation::At(hid_t place, const char* name) {
 
 std::string hdf_Operation::Path() const {
   const bool open = m_context != nullptr && m_context->IsOpen();
-  std::string path = !open                                     ? ""
-                     : m_place >= 0                            ? nameOf(m_place)
-                     : m_object != nullptr && m_object->Wake() ? nameOf(m_object->id)
-                                                               : "";
+  std::string path = !open                 ? ""
+                     : m_place >= 0        ? nameOf(m_place)
+                     : m_object != nullptr ? m_object->Place()
+                                           : "";
   if (m_name == nullptr)
     return path;
   if (!path.empty() && path.back() != '/')
@@ -166,4 +189,13 @@ std::string hdf_Operation::Path() const {
 
 const std::string& hdf_Operation::Last() {
   return lastError();
+}
+
+std::string hdf_Operation::LastCause() {
+  return lastError().substr(std::min(s_causeAt, lastError().size()));
+}
+
+void hdf_Operation::OutOfMemory() noexcept {
+  lastError() = "out of memory"; // short enough to need none
+  s_causeAt = 0;
 }

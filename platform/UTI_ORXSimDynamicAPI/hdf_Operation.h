@@ -32,21 +32,27 @@ class hdf_Operation {
   /// \param what the operation in words. \param name the link or attribute it is about, or null.
   hdf_Operation(const char* what, hdf_ObjectRep* object, const char* name = nullptr);
   /// HDF5 may be called at once.
-  hdf_Operation(const char* what, const hdf_Context* context, const char* name = nullptr);
+  hdf_Operation(const char* what, hdf_Context* context, const char* name = nullptr);
   /// For calls before there is a context; HDF5 may be called at once.
   hdf_Operation(const char* what, const char* fileName);
   hdf_Operation(const hdf_Operation&) = delete;
   hdf_Operation& operator=(const hdf_Operation&) = delete;
+  /// An exception on its way through a writing operation has stopped it halfway: the context is barred.
+  ~hdf_Operation();
 
   /// False, with the cause reported, when the object is empty, failed to open, or its file was closed.
   /// HDF5 must not be called yet: this costs next to nothing.
   bool Valid();
   /// As Valid(), the object has an identifier, and HDF5 may be called from now on.
   bool Usable();
-  /// As Usable(), and the file is open for writing.
+  /// As Usable(), and the file may be written to. From now on a failed Check() bars the context.
   bool Writable();
   /// False when an HDF5 call gave a negative result; its innermost message becomes the cause.
-  bool Check(std::int64_t result);
+  bool Check(std::int64_t result) {
+    if (m_writes)
+      NoteWrite();
+    return result >= 0 || Fail();
+  }
   /// Reports a cause of our own. \return false.
   bool Refuse(const std::string& cause);
   /// Reports what errno means. \return false.
@@ -56,16 +62,24 @@ class hdf_Operation {
 
   /// The last failure of the module, "" when none was.
   static const std::string& Last();
+  /// The same without the file.
+  static std::string LastCause();
+  /// Makes an exhausted memory the last failure; for the handlers at the public calls.
+  static void OutOfMemory() noexcept;
 
  private:
   std::string Path() const;
+  void NoteWrite();
+  bool Fail();
 
   std::optional<hdf_Silence> m_silence;
   const char* m_what;
   hdf_ObjectRep* m_object = nullptr;
-  const hdf_Context* m_context = nullptr;
+  hdf_Context* m_context = nullptr;
   const char* m_fileName = nullptr;
   const char* m_missing = "the context is not open"; // the cause when there is no m_context
   const char* m_name = nullptr;
   hid_t m_place = H5I_INVALID_HID;
+  bool m_writes = false;
+  int m_exceptions = 0; // on their way when the writing began
 };

@@ -1,5 +1,7 @@
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
 
+#include <UTI_ORXSimDynamicAPI/vfd_Driver.h>
+
 namespace {
 constinit hdf_Shared* s_shared = nullptr;
 
@@ -30,9 +32,7 @@ hid_t makeFileAccess(H5F_libver_t newest) {
   H5Pset_fclose_degree(access, H5F_CLOSE_STRONG);
   H5Pset_alignment(access, kLargeBlock, kLine);
   fixMetadataCache(access);
-#if H5_VERSION_GE(1, 10, 7)
-  H5Pset_file_locking(access, false, true); // the context holds the lock itself
-#endif
+  H5Pset_driver(access, vfd_Driver::Id(), nullptr);
   return access;
 }
 

@@ -1,7 +1,9 @@
 #include <UTI_ORXSimDynamicAPI/hdf_Superblock.h>
 
+#include <UTI_ORXSimDynamicAPI/vfd_Store.h>
+
+#include <bit>
 #include <cstring>
-#include <unistd.h>
 
 namespace {
 constexpr unsigned char kSignature[8] = {0x89, 'H', 'D', 'F', '\r', '\n', 0x1a, '\n'};
@@ -11,6 +13,56 @@ std::uint64_t littleEndian(const unsigned char* bytes, int count) {
   while (count-- > 0)
     value = value << 8 | bytes[count];
   return value;
+}
+
+constexpr std::size_t kMarkAt = 11; // of versions 2 and 3
+constexpr unsigned char kOpenMarks = 0x01 | 0x04;
+
+// The checksum of HDF5's metadata: Bob Jenkins' lookup3, hashlittle, public domain
+// (burtleburtle.net/bob/c/lookup3.c).
+std::uint32_t lookup3(const unsigned char* bytes, std::size_t count) {
+  std::uint32_t a, b, c;
+  a = b = c = 0xdeadbeef + static_cast<std::uint32_t>(count);
+  const auto take = [&bytes](std::size_t length) {
+    std::uint32_t word = 0;
+    for (std::size_t i = 0; i < length; ++i)
+      word |= std::uint32_t{bytes[i]} << (8 * i);
+    bytes += length;
+    return word;
+  };
+  for (; count > 12; count -= 12) {
+    a += take(4);
+    b += take(4);
+    c += take(4);
+    a = (a - c) ^ std::rotl(c, 4), c += b;
+    b = (b - a) ^ std::rotl(a, 6), a += c;
+    c = (c - b) ^ std::rotl(b, 8), b += a;
+    a = (a - c) ^ std::rotl(c, 16), c += b;
+    b = (b - a) ^ std::rotl(a, 19), a += c;
+    c = (c - b) ^ std::rotl(b, 4), b += a;
+  }
+  if (count == 0)
+    return c;
+  const std::size_t first = count < 4 ? count : 4, second = count < 8 ? count - first : 4;
+  a += take(first);
+  b += take(second);
+  c += take(count - first - second);
+  c = (c ^ b) - std::rotl(b, 14);
+  a = (a ^ c) - std::rotl(c, 11);
+  b = (b ^ a) - std::rotl(a, 25);
+  c = (c ^ b) - std::rotl(b, 16);
+  a = (a ^ c) - std::rotl(c, 4);
+  b = (b ^ a) - std::rotl(a, 14);
+  c = (c ^ b) - std::rotl(b, 24);
+  return c;
+}
+
+// The bytes before the checksum of versions 2 and 3; 0 where there is none.
+std::size_t checkedBytes(const unsigned char* block) {
+  const int width = block[9];
+  return (block[8] == 2 || block[8] == 3) && (width == 4 || width == 8)
+             ? 12 + 4 * static_cast<std::size_t>(width)
+             : 0;
 }
 
 // The address of the end stands behind others of the same width; where they begin depends on the version.
@@ -27,15 +79,27 @@ std::uint64_t endOf(const unsigned char* block, std::uint64_t start) {
 }
 } // namespace
 
-hdf_Superblock hdf_Superblock::Read(int descriptor, std::uint64_t fileSize) {
+hdf_Superblock hdf_Superblock::Read(const vfd_Store& store) {
   unsigned char block[64];
-  // The signature stands at 0, 512, 1024, 2048 and so on.
-  for (std::uint64_t start = 0; start < fileSize; start = start == 0 ? 512 : 2 * start) {
-    std::memset(block, 0, sizeof block);
-    if (::pread(descriptor, block, sizeof block, static_cast<off_t>(start)) < 8)
+  for (std::uint64_t start = 0; start < store.End(); start = start == 0 ? 512 : 2 * start) {
+    if (!store.Read(start, sizeof block, block))
       break;
-    if (std::memcmp(block, kSignature, sizeof kSignature) == 0)
-      return {true, endOf(block, start)};
+    if (std::memcmp(block, kSignature, sizeof kSignature) != 0)
+      continue;
+    const std::size_t checked = checkedBytes(block);
+    return {true, checked != 0 && lookup3(block, checked) != littleEndian(block + checked, 4), start,
+            endOf(block, start)};
   }
   return {};
+}
+
+void hdf_Superblock::StripOpenMark(unsigned char* block, std::size_t available) {
+  const std::size_t checked =
+      available >= 64 && std::memcmp(block, kSignature, sizeof kSignature) == 0 ? checkedBytes(block) : 0;
+  if (checked == 0 || (block[kMarkAt] & kOpenMarks) == 0)
+    return;
+  block[kMarkAt] = static_cast<unsigned char>(block[kMarkAt] & ~kOpenMarks);
+  const std::uint32_t sum = lookup3(block, checked);
+  for (int i = 0; i < 4; ++i)
+    block[checked + static_cast<std::size_t>(i)] = static_cast<unsigned char>(sum >> (8 * i));
 }

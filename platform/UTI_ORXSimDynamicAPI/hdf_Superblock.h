@@ -1,12 +1,19 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
-/// The few facts that tell a whole HDF5 file from a damaged or foreign one. Private to the module.
-struct hdf_Superblock {
-  bool found = false;    // the HDF5 signature stands at one of the places where it may
-  std::uint64_t end = 0; // where the file says that it ends, 0 when it cannot be told
+class vfd_Store;
 
-  /// Looks at an open descriptor without moving its offset.
-  static hdf_Superblock Read(int descriptor, std::uint64_t fileSize);
+/// What the first block of an HDF5 file says about the whole file. Private to the module.
+struct hdf_Superblock {
+  bool found = false;      // the file is HDF5
+  bool damaged = false;    // its checksum disagrees
+  std::uint64_t start = 0; // where it begins
+  std::uint64_t end = 0;   // where the file ended when it was last closed; 0 when not understood
+
+  /// Looks for the signature at 0, 512, 1024, 2048 and so on.
+  static hdf_Superblock Read(const vfd_Store& store);
+  /// Clears the mark "open for writing" of a superblock. \param available bytes from its start on.
+  static void StripOpenMark(unsigned char* block, std::size_t available);
 };

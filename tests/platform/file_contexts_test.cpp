@@ -73,7 +73,7 @@ TEST_F(FileContexts, AFileThatAnotherProgramHasOpenIsLeftAlone) {
       ::open(path.c_str(), O_RDWR | O_CLOEXEC); // a descriptor of its own, as in another program
   ASSERT_EQ(::flock(other, LOCK_SH), 0);
   EXPECT_TRUE(Create(path).IsNull());
-  EXPECT_THAT(LastError(), HasSubstr("another program has the file open"));
+  EXPECT_THAT(LastError(), HasSubstr("another process has the file open: close it there"));
   EXPECT_TRUE(Open(path).IsNull());
   EXPECT_EQ(std::filesystem::file_size(path), size);
   const ORXSimContextID reader = Open(path, true);

@@ -54,6 +54,11 @@ def check_store(path):
         assert np.array_equal(packed[:], np.arange(1000) % 10)
 
 
+def check_number(path, number):
+    with h5py.File(path, "r") as f:
+        assert f["n"][0] == int(number)
+
+
 def make_store(path):
     """What StoreH5py.FilesOfH5pyReadBackInOurs expects."""
     with h5py.File(path, "w") as f:

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <UTI_ORXSimDynamicAPI/ORXSim_Export.h>
+
+#include <cstddef>
+#include <cstdint>
+
+/// The checksum of everything that this library writes: XXH3 with 64 bits, a published hash (xxhash 0.8).
+/// The same on every machine. Finds damage, not deceit. \param count may be 0.
+ORXSIM_API std::uint64_t hdf_Checksum(const void* bytes, std::size_t count, std::uint64_t seed = 0);

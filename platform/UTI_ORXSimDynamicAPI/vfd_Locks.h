@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+/// Who may use a file: the whole-file lock (flock) that a writer has alone and readers share, and three bytes
+/// far past every file's end with locks of the open file description. The writer holds the first; live
+/// readers share the second, and the writer takes it for the moments in which it changes what they may be
+/// looking at; the third is a turnstile before the second, which a writer closes for a moment when readers
+/// that come and go without a gap have kept it waiting too long. All of them end with the process, however it
+/// ends. Private to the module.
+class vfd_Locks {
+ public:
+  enum class Result { kTaken, kHeld, kUnsupported, kFailed }; // kFailed: errno is set
+
+  /// Takes the whole-file lock without waiting.
+  static Result TakeFile(int descriptor, bool shared);
+  /// Notes for live readers that a writer is at work. Not needed for safety.
+  static void MarkWriter(int descriptor);
+  /// True while a writer is at work on the file.
+  static bool HasWriter(int descriptor);
+  /// Shares the readers' byte; waits for a writer that has it for the moment.
+  static Result ShareReaders(int descriptor);
+  /// Takes the readers' byte alone if no reader has it.
+  static Result TryReaders(int descriptor);
+  static void ReleaseReaders(int descriptor);
+
+  /// Keeps new readers waiting before the readers' byte.
+  static bool CloseTurnstile(int descriptor);
+  static void OpenTurnstile(int descriptor);
+
+  /// Another process that holds the file's lock.
+  struct Holder {
+    std::uint64_t process = 0; // 0: the system does not tell
+    std::string host;
+    bool writes = true;
+  };
+  static Holder HolderOf(int descriptor);
+  static std::string HostName();
+};

@@ -1,0 +1,206 @@
+#include <UTI_ORXSimDynamicAPI/vfd_Store.h>
+
+#include <UTI_ORXSimDynamicAPI/vfd_Rules.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+#include <unistd.h>
+
+namespace {
+constexpr std::size_t kLargeCall = std::size_t{256}
+                                   << 10; // written without going through memory where allowed
+constexpr std::uint64_t kMostMemory = std::uint64_t{32} << 20; // of changed pages
+constexpr std::size_t kFramesAtOnce = 256;
+} // namespace
+
+vfd_Store::vfd_Store(const vfd_Options& options)
+    : m_options(options), m_owner(::getpid()), m_spillAt(SpillLimit()) {}
+
+std::uint64_t vfd_Store::SpillLimit() {
+  return vfd_Limit("PDM_TEST_SPILL_LIMIT", kMostMemory) / kVfdPage;
+}
+
+bool vfd_Store::Forked() const {
+  return ::getpid() != m_owner;
+}
+
+bool vfd_Store::Fail(const char* what) const {
+  m_cause = std::string(what) + ": " + std::generic_category().message(errno);
+  return false;
+}
+
+bool vfd_Store::ReadFrame(std::uint64_t frame, unsigned char* bytes) const {
+  std::size_t got = 0;
+  if (!vfd_ReadAt(m_journal.Get(), bytes, kVfdPage, frame + kVfdFrameHead, got))
+    return Fail("read the journal");
+  if (got == kVfdPage)
+    return true;
+  errno = EIO;
+  return Fail("the journal ends early");
+}
+
+// A page as HDF5 last wrote it.
+bool vfd_Store::ReadPage(std::uint64_t page, unsigned char* bytes) const {
+  if (auto* const slot = const_cast<vfd_Overlay&>(m_overlay).Find(page)) {
+    if (slot->bytes == nullptr)
+      return ReadFrame(slot->frame, bytes);
+    std::memcpy(bytes, slot->bytes.get(), kVfdPage);
+    return true;
+  }
+  if (const auto* const entry = m_unapplied.Find(page))
+    return ReadFrame(entry->frame, bytes);
+  return vfd_ReadPadded(m_main.Get(), bytes, kVfdPage, page * kVfdPage) || Fail("read");
+}
+
+bool vfd_Store::Read(std::uint64_t address, std::size_t count, void* bytes) const {
+  auto* target = static_cast<unsigned char*>(bytes);
+  if (m_overlay.Empty() && m_unapplied.Empty())
+    return vfd_ReadPadded(m_main.Get(), target, count, address) || Fail("read");
+  // Pages that are only in the main file are read together.
+  std::uint64_t runStart = address;
+  const std::uint64_t end = address + count;
+  const auto readRun = [&](std::uint64_t runEnd) {
+    return runStart >= runEnd ||
+           vfd_ReadPadded(m_main.Get(), target + (runStart - address), runEnd - runStart, runStart) ||
+           Fail("read");
+  };
+  for (std::uint64_t at = address; at < end;) {
+    const std::uint64_t page = at / kVfdPage, next = std::min(end, (page + 1) * kVfdPage);
+    auto* const slot = const_cast<vfd_Overlay&>(m_overlay).Find(page);
+    if (slot != nullptr || m_unapplied.Find(page) != nullptr) {
+      unsigned char whole[kVfdPage];
+      const unsigned char* source = slot != nullptr ? slot->bytes.get() : nullptr;
+      if (!readRun(at) || (source == nullptr && !ReadPage(page, whole)))
+        return false;
+      std::memcpy(target + (at - address), (source != nullptr ? source : whole) + at % kVfdPage, next - at);
+      runStart = next;
+    }
+    at = next;
+  }
+  return readRun(end);
+}
+
+// The page in memory, null when it cannot be had. \param whole its former bytes do not matter.
+unsigned char* vfd_Store::PageForWriting(std::uint64_t page, bool whole) {
+  auto* const slot = m_overlay.Find(page);
+  if (slot != nullptr && slot->bytes != nullptr)
+    return slot->bytes.get();
+  auto bytes = m_overlay.NewPage();
+  if (!whole && !ReadPage(page, bytes.get()))
+    return nullptr;
+  unsigned char* const result = bytes.get();
+  m_overlay.Put(page, std::move(bytes));
+  return result;
+}
+
+// Such a page is beyond everything that a commit point, a frame or a reader may know.
+bool vfd_Store::MayBypass(std::uint64_t page) {
+  return page >= m_floor || vfd_Broken(vfd_Rule::kDirectOnlyBeyond);
+}
+
+bool vfd_Store::WriteMain(std::uint64_t address, std::size_t count, const void* bytes) {
+  if (!vfd_WriteAt(m_main.Get(), bytes, count, address))
+    return Fail("write");
+  m_mainSize = std::max(m_mainSize, address + count);
+  m_directDirty = true;
+  return true;
+}
+
+bool vfd_Store::Write(std::uint64_t address, std::size_t count, const void* bytes) {
+  if (m_closing == Closing::kDiscard || Forked())
+    return true;
+  if (m_options.readOnly || address + count > kVfdLargest) {
+    errno = m_options.readOnly ? EROFS : EFBIG;
+    return Fail("write");
+  }
+  const auto* source = static_cast<const unsigned char*>(bytes);
+  const std::uint64_t end = address + count;
+  if (Scratch()) {
+    if (!WriteMain(address, count, bytes))
+      return false;
+    m_eof = std::max(m_eof, end);
+    return true;
+  }
+  m_eof = std::max(m_eof, end);
+  const bool large = count >= kLargeCall && m_closing == Closing::kNo;
+  std::uint64_t runStart = address; // what goes straight to the main file
+  const auto writeRun = [&](std::uint64_t runEnd) {
+    return runStart >= runEnd || WriteMain(runStart, runEnd - runStart, source + (runStart - address));
+  };
+  for (std::uint64_t at = address; at < end;) {
+    const std::uint64_t page = at / kVfdPage, next = std::min(end, (page + 1) * kVfdPage);
+    if (!(large && MayBypass(page) && m_overlay.Find(page) == nullptr)) {
+      unsigned char* const target = writeRun(at) ? PageForWriting(page, next - at == kVfdPage) : nullptr;
+      if (target == nullptr)
+        return false;
+      std::memcpy(target + at % kVfdPage, source + (at - address), next - at);
+      runStart = next;
+      if (m_overlay.InMemory() >= m_spillAt)
+        Spill();
+    }
+    at = next;
+  }
+  return writeRun(end);
+}
+
+bool vfd_Store::SetEnd(std::uint64_t end) {
+  if (m_closing == Closing::kDiscard || Forked() || m_options.readOnly)
+    return true;
+  m_eof = end;
+  if (!Scratch()) {
+    m_overlay.DropFrom(vfd_PagesOf(end));
+    return true;
+  }
+  if (end == m_mainSize)
+    return true;
+  if (!vfd_SetSize(m_main.Get(), end))
+    return Fail("set the file's size");
+  m_mainSize = end;
+  return true;
+}
+
+bool vfd_Store::AppendFrames(const std::vector<std::uint64_t>& pages, std::uint64_t& end,
+                             std::uint64_t& chain) {
+  std::vector<unsigned char> records;
+  records.reserve(std::min(pages.size(), kFramesAtOnce) * kVfdFrame);
+  for (std::size_t i = 0; i < pages.size(); ++i) {
+    records.resize(records.size() + kVfdFrame);
+    vfd_PutFrame(records.data() + records.size() - kVfdFrame, pages[i], m_overlay.Find(pages[i])->bytes.get(),
+                 chain);
+    if (records.size() < kFramesAtOnce * kVfdFrame && i + 1 < pages.size())
+      continue;
+    if (!vfd_WriteAt(m_journal.Get(), records.data(), records.size(), end))
+      return Fail("write the journal");
+    end += records.size();
+    records.clear();
+  }
+  return true;
+}
+
+void vfd_Store::Discard() {
+  m_overlay.Clear();
+  m_openEnd = m_journalEnd;
+  m_openChain = m_chain;
+  m_spilled = 0;
+  m_spillAt = SpillLimit();
+  if (!Scratch())
+    m_eof = m_committedEnd;
+}
+
+void vfd_Store::BeginClosing(bool keep) {
+  m_closing = keep ? Closing::kKeep : Closing::kDiscard;
+}
+
+void vfd_Store::HasClosed() {
+  if (m_closing == Closing::kNo) {
+    Finish();
+    return;
+  }
+  std::string cause;
+  if (m_closing == Closing::kKeep)
+    Commit(cause);
+  Discard();
+  m_closing = Closing::kNo;
+}

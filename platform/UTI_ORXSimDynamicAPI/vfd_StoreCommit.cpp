@@ -1,0 +1,433 @@
+#include <UTI_ORXSimDynamicAPI/vfd_Store.h>
+
+#include <UTI_ORXSimDynamicAPI/hdf_Superblock.h>
+#include <UTI_ORXSimDynamicAPI/vfd_Locks.h>
+#include <UTI_ORXSimDynamicAPI/vfd_Rules.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fcntl.h>
+#include <new>
+#include <random>
+#include <sys/stat.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+constexpr std::uint64_t kJournalLimit = std::uint64_t{4} << 20; // a longer journal ends its generation
+constexpr std::uint64_t kLongJournal = 16;                      // times the limit: its file is cut as well
+constexpr std::size_t kManyFresh = 64; // new pages for which a sync of the main file is cheaper than frames
+constexpr std::size_t kRunBytes = std::size_t{1} << 20; // written at once to the main file
+constexpr int kPatience = 20; // milliseconds for which readers that come and go are kept waiting
+
+std::uint64_t journalLimit() {
+  return vfd_Limit("PDM_TEST_JOURNAL_LIMIT", kJournalLimit);
+}
+} // namespace
+
+/// The pages in memory by the road they take.
+struct vfd_Store::Plan {
+  std::vector<std::uint64_t> framed; // through the journal
+  std::vector<std::uint64_t> fresh;  // straight to the main file: nobody can reach them yet
+  vfd_PageIndex::Entries entries;    // where the frames are going to be, and the spilled ones are
+};
+
+bool vfd_Store::Poison(const char* what) {
+  Fail(what);
+  m_poison = m_cause;
+  return false;
+}
+
+bool vfd_Store::Commit(std::string& cause) {
+  if (m_options.readOnly)
+    return true;
+  if (Forked())
+    m_cause = "the context belongs to another process";
+  else if (!m_poison.empty())
+    m_cause = m_poison;
+  else
+    try {
+      if (m_temporary.empty() ? CommitUpdate(cause) : CommitFirst(cause))
+        return true;
+    } catch (const std::bad_alloc&) {
+      m_cause = "out of memory";
+    }
+  cause = m_cause;
+  return false;
+}
+
+// Writes pages in ascending order, neighbours together. bytesOf(page, target) gives false when it fails.
+template <class Pages, class Bytes>
+bool vfd_Store::WritePages(const Pages& pages, Bytes bytesOf) {
+  std::vector<unsigned char> run;
+  std::uint64_t first = 0;
+  for (const std::uint64_t page : pages) {
+    if (!run.empty() && (page != first + run.size() / kVfdPage || run.size() >= kRunBytes) &&
+        !WriteRun(run, first))
+      return false;
+    if (run.empty())
+      first = page;
+    run.resize(run.size() + kVfdPage);
+    if (!bytesOf(page, run.data() + run.size() - kVfdPage))
+      return false;
+  }
+  return run.empty() || WriteRun(run, first);
+}
+
+// The image may end within its last page.
+bool vfd_Store::WriteRun(std::vector<unsigned char>& run, std::uint64_t firstPage) {
+  const std::uint64_t start = firstPage * kVfdPage;
+  const std::uint64_t count = std::min<std::uint64_t>(run.size(), m_eof > start ? m_eof - start : 0);
+  if (!vfd_WriteAt(m_main.Get(), run.data(), count, start))
+    return Fail("write");
+  m_mainSize = std::max(m_mainSize, start + count);
+  run.clear();
+  return true;
+}
+
+bool vfd_Store::PlaceFresh(const Plan& plan) {
+  if (m_mainSize < m_eof) {
+    if (!vfd_SetSize(m_main.Get(), m_eof))
+      return Fail("extend the file");
+    m_mainSize = m_eof;
+  }
+  m_directDirty = m_directDirty || !plan.fresh.empty();
+  return WritePages(plan.fresh, [&](std::uint64_t page, unsigned char* target) {
+    std::memcpy(target, m_overlay.Find(page)->bytes.get(), kVfdPage);
+    return true;
+  });
+}
+
+// Gives memory back in the middle of a large update. What fails is kept in memory, and tried again when there
+// is twice as much; the first page, which decides whether a journal belongs to its file, always is.
+void vfd_Store::Spill() {
+  if (m_closing == Closing::kNo && SpillPages())
+    m_spillAt = SpillLimit();
+  else
+    m_spillAt = 2 * m_overlay.InMemory();
+}
+
+bool vfd_Store::SpillPages() {
+  Plan plan;
+  for (const std::uint64_t page : m_overlay.Pages())
+    if (page != 0 && m_overlay.Find(page)->bytes != nullptr)
+      (MayBypass(page) ? plan.fresh : plan.framed).push_back(page);
+  if (!PlaceFresh(plan))
+    return false;
+  for (const std::uint64_t page : plan.fresh)
+    m_overlay.Drop(page);
+  if (plan.framed.empty())
+    return true;
+  if (!BeginGeneration())
+    return false;
+  std::uint64_t end = m_openEnd, chain = m_openChain;
+  if (!AppendFrames(plan.framed, end, chain))
+    return false;
+  for (std::size_t i = 0; i < plan.framed.size(); ++i)
+    m_overlay.Spilled(plan.framed[i], m_openEnd + i * kVfdFrame);
+  m_spilled += plan.framed.size();
+  m_openEnd = end;
+  m_openChain = chain;
+  return true;
+}
+
+// A sync that failed may have lost what it was to write, so it is never tried again.
+bool vfd_Store::SyncMain() {
+  if (Power() && m_directDirty && !vfd_Broken(vfd_Rule::kDirectSync) && !vfd_Sync(m_main.Get()))
+    return Poison("sync the file");
+  m_directDirty = false;
+  return true;
+}
+
+bool vfd_Store::CommitFirst(std::string&) {
+  m_overlay.DropFrom(vfd_PagesOf(m_eof));
+  Plan plan;
+  plan.fresh = m_overlay.Pages();
+  if (!PlaceFresh(plan))
+    return false;
+  if (m_mainSize > m_eof && !vfd_SetSize(m_main.Get(), m_eof))
+    return Fail("set the file's size");
+  m_mainSize = m_eof;
+  if (!SyncMain())
+    return false;
+  if (!vfd_Rename(m_temporary, m_name, !m_replaced.IsOpen()))
+    return Fail("give the file its name");
+  m_temporary.clear();
+  m_replaced.Close();
+  m_committedEnd = m_eof;
+  m_floor = vfd_PagesOf(m_eof);
+  m_overlay.Clear();
+  ++m_sequence;
+  vfd_Locks::MarkWriter(m_main.Get());
+  return !Power() || vfd_Broken(vfd_Rule::kDirectorySync) || vfd_SyncDirectoryOf(m_name) ||
+         Poison("sync the directory");
+}
+
+bool vfd_Store::CommitUpdate(std::string&) {
+  m_overlay.DropFrom(vfd_PagesOf(m_eof));
+  if (Scratch() || (m_overlay.Empty() && m_eof == m_committedEnd))
+    return true;
+  StripOpenMark();
+  Plan plan;
+  const std::uint64_t nextOfJournal = m_openEnd;
+  std::size_t unreachable = 0;
+  const auto pages = m_overlay.Pages();
+  for (const std::uint64_t page : pages)
+    unreachable += MayBypass(page) ? 1 : 0;
+  const bool bypass = !Power() || unreachable >= kManyFresh || m_directDirty;
+  plan.entries.reserve(pages.size());
+  for (const std::uint64_t page : pages) {
+    const auto& slot = *m_overlay.Find(page);
+    if (slot.bytes == nullptr)
+      plan.entries.push_back({page, slot.frame});
+    else if (bypass && MayBypass(page))
+      plan.fresh.push_back(page);
+    else {
+      plan.entries.push_back({page, nextOfJournal + plan.framed.size() * kVfdFrame});
+      plan.framed.push_back(page);
+    }
+  }
+  m_unapplied.Reserve(plan.entries.size());
+  if (!PlaceFresh(plan) || !SyncMain())
+    return false;
+  const bool early = vfd_Broken(vfd_Rule::kJournalFirst);
+  if (early)
+    WritePages(plan.framed,
+               [&](std::uint64_t page, unsigned char* target) { return ReadPage(page, target); });
+  if (!BeginGeneration() || !AppendRecord(plan))
+    return false;
+
+  // The commit point has been passed: from here on nothing makes it undone, and the answer is yes.
+  m_committedEnd = m_eof;
+  m_unapplied.Merge(plan.entries);
+  m_unapplied.DropFrom(vfd_PagesOf(m_committedEnd));
+  if (!vfd_Broken(vfd_Rule::kFloor)) {
+    m_floor = std::max(m_floor, vfd_PagesOf(m_committedEnd));
+    if (!plan.entries.empty())
+      m_floor = std::max(m_floor, plan.entries.back().page + 1);
+  } else {
+    m_floor = vfd_PagesOf(m_committedEnd);
+  }
+  Apply();
+  m_overlay.Clear();
+  m_spillAt = SpillLimit();
+  return true;
+}
+
+// Starts a generation where none is open; its header is on the disk before any frame can be.
+bool vfd_Store::BeginGeneration() {
+  if (m_header == HeaderState::kNone) {
+    // What former sessions committed is the ground on which this generation stands.
+    if (Power() && !vfd_Sync(m_main.Get()))
+      return Poison("sync the file");
+    struct stat status;
+    if (::fstat(m_main.Get(), &status) != 0)
+      return Fail("look at the file");
+    const std::string name = JournalName(m_name);
+    m_journal = vfd_Descriptor(
+        ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, status.st_mode & 0777));
+    if (!m_journal.IsOpen())
+      return Fail("make the journal");
+    m_newJournal = true;
+    if (!WriteHeader()) {
+      RemoveJournal();
+      return false;
+    }
+  }
+  if (m_header == HeaderState::kWritten && Power()) {
+    if (!vfd_Broken(vfd_Rule::kHeaderSync) && !vfd_Sync(m_journal.Get()))
+      return Poison("sync the journal");
+    if (m_newJournal && !vfd_Broken(vfd_Rule::kDirectorySync) && !vfd_SyncDirectoryOf(m_name))
+      return Poison("sync the directory");
+  }
+  m_newJournal = false;
+  m_header = HeaderState::kDurable;
+  return true;
+}
+
+bool vfd_Store::WriteHeader() {
+  unsigned char sector[512];
+  if (!vfd_ReadPadded(m_main.Get(), sector, sizeof sector, 0))
+    return Fail("read");
+  vfd_Header header;
+  std::random_device random;
+  header.salt = std::uint64_t{random()} << 32 | random();
+  header.base = m_committedEnd;
+  header.firstSector = vfd_SectorSum(sector);
+  header.sequence = m_sequence;
+  header.fileId = m_fileId;
+  header.process = static_cast<std::uint64_t>(m_owner);
+  header.host = vfd_Locks::HostName();
+  unsigned char bytes[kVfdHeader];
+  header.Encode(bytes);
+  if (!vfd_WriteAt(m_journal.Get(), bytes, sizeof bytes, 0))
+    return Fail("write the journal");
+  m_header = HeaderState::kWritten;
+  m_journalEnd = m_openEnd = kVfdHeader;
+  m_chain = m_openChain = header.salt;
+  m_nextTry = journalLimit();
+  return true;
+}
+
+// The frames of the pages that are still in memory, and the record that makes all of them count.
+bool vfd_Store::AppendRecord(const Plan& plan) {
+  std::uint64_t end = m_openEnd, chain = m_openChain;
+  std::vector<unsigned char> records;
+  const std::size_t last =
+      std::min<std::size_t>(plan.framed.size(), 64); // go in one call with the commit record
+  const std::vector<std::uint64_t> before(plan.framed.begin(),
+                                          plan.framed.end() - static_cast<std::ptrdiff_t>(last));
+  bool written = AppendFrames(before, end, chain);
+  records.resize(last * kVfdFrame + kVfdCommit);
+  for (std::size_t i = 0; i < last; ++i) {
+    const std::uint64_t page = plan.framed[before.size() + i];
+    vfd_PutFrame(records.data() + i * kVfdFrame, page, m_overlay.Find(page)->bytes.get(), chain);
+  }
+  vfd_PutCommit(records.data() + last * kVfdFrame, static_cast<std::uint32_t>(m_spilled + plan.framed.size()),
+                m_eof, m_sequence + 1, chain);
+  written = written &&
+            (vfd_WriteAt(m_journal.Get(), records.data(), records.size(), end) || Fail("write the journal"));
+  if (!written) {
+    TakeBack(m_openEnd);
+    return false;
+  }
+  if (Power() && !vfd_Broken(vfd_Rule::kCommitSync) && !vfd_Sync(m_journal.Get())) {
+    Poison("sync the journal");
+    TakeBack(m_journalEnd);
+    return false;
+  }
+  m_journalEnd = m_openEnd = end + records.size();
+  m_chain = m_openChain = chain;
+  m_spilled = 0;
+  ++m_sequence;
+  return true;
+}
+
+// A record of which nobody knows how much arrived must not come to life later.
+void vfd_Store::TakeBack(std::uint64_t end) {
+  const std::string cause = m_cause;
+  if (!vfd_SetSize(m_journal.Get(), end) && m_poison.empty())
+    Poison("take an unfinished commit back");
+  m_cause = cause;
+}
+
+// Live readers look at the main file as it was, so what is committed stays in the journal while they do.
+// Readers that come and go without a gap would keep it there for ever: now and then new ones wait a moment.
+bool vfd_Store::LockReaders() {
+  if (vfd_Locks::TryReaders(m_main.Get()) != vfd_Locks::Result::kHeld)
+    return true;
+  if (m_journalEnd < m_nextTry)
+    return false;
+  m_nextTry = m_journalEnd + m_journalEnd / 2;
+  if (!vfd_Locks::CloseTurnstile(m_main.Get()))
+    return false;
+  bool got = false;
+  for (int waited = 0; waited < kPatience && !got; ++waited) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    got = vfd_Locks::TryReaders(m_main.Get()) != vfd_Locks::Result::kHeld;
+  }
+  vfd_Locks::OpenTurnstile(m_main.Get());
+  return got;
+}
+
+// Brings committed pages into the main file. What fails is tried again at the next commit point; until then
+// they are read from the journal.
+void vfd_Store::Apply() {
+  if ((m_unapplied.Empty() && m_mainSize <= m_committedEnd) || !LockReaders())
+    return;
+  try {
+    if (ApplyPages() && m_journalEnd >= journalLimit())
+      Checkpoint();
+  } catch (const std::bad_alloc&) {
+    m_cause = "out of memory";
+  }
+  vfd_Locks::ReleaseReaders(m_main.Get());
+}
+
+bool vfd_Store::ApplyPages() {
+  std::vector<std::uint64_t> pages;
+  pages.reserve(m_unapplied.All().size());
+  for (const auto& entry : m_unapplied.All())
+    pages.push_back(entry.page);
+  // Straight after its commit an update is still in memory.
+  if (!WritePages(pages, [&](std::uint64_t page, unsigned char* target) { return ReadPage(page, target); }))
+    return false;
+  if (m_mainSize > m_committedEnd && !vfd_SetSize(m_main.Get(), m_committedEnd))
+    return Fail("set the file's size");
+  m_mainSize = std::min(m_mainSize, m_committedEnd);
+  m_unapplied.Clear();
+  return true;
+}
+
+// Ends a generation: all of it is in the main file, and once that is on the disk the next one may begin. The
+// new header is written at once, so that no reader finds frames here that are about to be overwritten.
+void vfd_Store::Checkpoint() {
+  if (Power() && !vfd_Broken(vfd_Rule::kCheckpointSync) && !vfd_Sync(m_main.Get())) {
+    Poison("sync the file");
+    return;
+  }
+  const bool cut = m_journalEnd >= kLongJournal * journalLimit();
+  if (!WriteHeader())
+    return RemoveJournal();
+  m_floor = vfd_PagesOf(m_committedEnd);
+  if (cut)
+    vfd_SetSize(m_journal.Get(), kVfdHeader);
+}
+
+// Only when the main file is whole without it.
+void vfd_Store::RemoveJournal() {
+  vfd_Remove(JournalName(m_name));
+  m_journal.Close();
+  m_header = HeaderState::kNone;
+  m_journalEnd = m_openEnd = kVfdHeader;
+}
+
+bool vfd_Store::Finish() {
+  bool whole = true;
+  if (m_main.IsOpen() && !Forked() && !m_needsRecovery) {
+    if (IsNew())
+      vfd_Remove(m_temporary);
+    else if (!m_options.readOnly)
+      whole = m_poison.empty() && BringHome();
+  }
+  Abandon();
+  return whole;
+}
+
+bool vfd_Store::BringHome() {
+  Discard();
+  if (Scratch() || vfd_Locks::TryReaders(m_main.Get()) == vfd_Locks::Result::kHeld)
+    return true; // for the readers' sake the journal stays, with all commits in it
+  try {
+    const bool sync = Power() && m_journal.IsOpen() && !vfd_Broken(vfd_Rule::kCheckpointSync);
+    if (!ApplyPages() || (sync && !vfd_Sync(m_main.Get())))
+      return false;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  if (m_journal.IsOpen())
+    RemoveJournal();
+  return true;
+}
+
+void vfd_Store::Abandon() {
+  m_journal.Close();
+  m_replaced.Close();
+  m_main.Close();
+}
+
+vfd_Store::~vfd_Store() {
+  Finish();
+}
+
+// While a file of HDF5's newest format is open for writing its superblock says so, and a file whose writer
+// died would be refused. Our own lock says it better.
+void vfd_Store::StripOpenMark() {
+  const auto* const slot = m_overlay.Find(m_superblock / kVfdPage);
+  if (slot != nullptr && slot->bytes != nullptr)
+    hdf_Superblock::StripOpenMark(slot->bytes.get() + m_superblock % kVfdPage,
+                                  kVfdPage - m_superblock % kVfdPage);
+}

@@ -1,0 +1,79 @@
+#!/usr/bin/env bash
+# fuzz.sh [SECONDS] [NAME...]: builds the fuzzing programs (fuzz/README.md) and runs each of them, or those named,
+# for that long (30), as many at a time as there are processors. Ends with a table, and fails when there is a
+# finding. Findings are kept in out/fuzz/NAME-*, what raised the coverage in out/fuzz/NAME/ for the next time.
+set -euo pipefail
+source "$(dirname "$0")/setup.sh" build fuzz
+
+seconds=30
+if [[ ${1:-} =~ ^[0-9]+$ ]]; then
+  seconds=$1
+  shift
+fi
+names=("$@")
+[ ${#names[@]} -gt 0 ] || names=(MemberStream Identifiers Link File Journal)
+bin=${PDM_FUZZ_BUILD:-build/fuzz}
+
+heading "Build ($bin)"
+quietly configure-fuzz cmake --preset fuzz -B "$bin"
+quietly build-fuzz cmake --build "$bin" --parallel "$PDM_JOBS" --target "${names[@]/#/fuzz_}"
+
+# Each input of some programs is a file or two: they belong into memory where that can be had.
+memory=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo "${TMPDIR:-/tmp}")" pdm_fuzz.XXXXXX)
+trap 'rm -rf "$memory"' EXIT
+export TMPDIR=$memory
+export LSAN_OPTIONS=suppressions=$PWD/fuzz/hdf5_leaks.txt:print_suppressions=0
+export UBSAN_OPTIONS=print_stacktrace=1
+mkdir -p out/fuzz
+
+findings() { find out/fuzz -maxdepth 1 -type f -newer "$memory/start" -name "$1-*" ! -name '*-slow-unit-*' | sort; }
+
+run() {
+  local name=$1 dictionary=()
+  [ ! -f "fuzz/dictionaries/$name" ] || dictionary=("-dict=fuzz/dictionaries/$name")
+  mkdir -p "out/fuzz/$name"
+  # A finding ends the program and is seen by the file that is left.
+  "$bin/bin/fuzz_$name" "-max_total_time=$seconds" -print_final_stats=1 -timeout=30 -rss_limit_mb=4096 \
+    "${dictionary[@]}" "-artifact_prefix=out/fuzz/$name-" "out/fuzz/$name" "fuzz/corpus/$name" \
+    >"out/log/fuzz-$name.log" 2>&1 || echo "exit $?" >>"out/log/fuzz-$name.log"
+}
+
+heading "Run ($seconds s each, $PDM_JOBS at a time)"
+touch "$memory/start"
+running=0
+for name in "${names[@]}"; do
+  if [ "$running" -ge "$PDM_JOBS" ]; then
+    wait -n
+    running=$((running - 1))
+  fi
+  run "$name" &
+  running=$((running + 1))
+done
+wait
+
+stat_of() { sed -n "s/^stat::$2: *//p" "out/log/fuzz-$1.log" | tail -n 1; }
+
+failed=0
+format='%-14s %12s %10s %10s %9s %9s\n'
+printf "$format" fuzzer executions 'a second' coverage 'in HDF5' findings
+for name in "${names[@]}"; do
+  log=out/log/fuzz-$name.log
+  mapfile -t found < <(findings "$name")
+  count=${#found[@]}
+  executions=$(stat_of "$name" number_of_executed_units)
+  if [ "$count" -eq 0 ] && { grep -q '^exit ' "$log" || [ "${executions:-0}" -eq 0 ]; }; then
+    count=broken # ended by itself and left nothing, or never ran
+  fi
+  printf "$format" "$name" "${executions:--}" "$(stat_of "$name" average_exec_per_sec)" \
+    "$(sed -n 's/^#.* cov: \([0-9]*\).*/\1/p' "$log" | tail -n 1)" "$(stat_of "$name" inputs_failing_in_hdf5 | grep . || echo -)" "$count"
+  [ "$count" = 0 ] || failed=1
+done
+
+for name in "${names[@]}"; do
+  for file in $(findings "$name"); do
+    heading "Finding: $file"
+    ASAN_OPTIONS=symbolize=1:malloc_context_size=30 "$bin/bin/fuzz_$name" "$file" 2>&1 |
+      grep -v '^INFO:' | head -n 60 || true
+  done
+done
+exit $failed

@@ -1,0 +1,184 @@
+// After a rollback or a refresh, handles say what the file says; what a rollback removed is safe to ask.
+
+#include "framework_Fixture.h"
+
+#include <csignal>
+#include <sys/resource.h>
+
+using testing::HasSubstr;
+
+namespace {
+class Rollback : public framework_Fixture {
+ protected:
+  Rollback() : m(Path()) {
+    m.mesh.systems().add(System("first"));
+    m.mesh.Regions(m.elements);
+  }
+  ORXSimContextID Context() const { return m.sim.distributionService().Context(); }
+  static std::string NameOf(const fesD_FESystem& system) { return system.systemName().cStr(); }
+  static std::string LastError() { return ORXSimManager::LastError(); }
+
+  Model m;
+};
+
+// While it lives no file of this process may grow.
+struct NoRoom {
+  NoRoom() {
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    ::signal(SIGXFSZ, SIG_IGN);
+    const rlimit none{1, before.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &none);
+  }
+  ~NoRoom() { ::setrlimit(RLIMIT_FSIZE, &before); }
+  rlimit before;
+};
+} // namespace
+
+TEST_F(Rollback, HandlesThatWereHeldAreAsTheLastCommitPoint) {
+  const auto systems = m.mesh.systems();
+  const fesD_FESystem first = systems.get(0);
+  fesD_FESystemAccess access(first);
+  for (const bool abandoned : {false, true}) {
+    ORXSimUpdate update(Context());
+    first.SystemName("changed");
+    m.mesh.Regions({});
+    access.members()->systemName = "never";
+    EXPECT_EQ(NameOf(systems.add(System("second"))), "second");
+    EXPECT_EQ(systems.count(), 2);
+    if (!abandoned)
+      EXPECT_TRUE(update.Rollback()) << LastError();
+    else {
+      ORXSimUpdate(Context()).Rollback();
+      EXPECT_FALSE(update.Commit());
+    }
+    EXPECT_EQ(NameOf(first), "first");
+    EXPECT_EQ(m.mesh.regions(), m.elements);
+    EXPECT_EQ(systems.count(), 1);
+    EXPECT_TRUE(systems.get(0) == first) << "the same handle";
+    EXPECT_TRUE(m.sim.discreteModel() == m.model && m.model.mesh() == m.mesh);
+    access.commit();
+    EXPECT_EQ(NameOf(first), "first") << "an access of before the rollback is worth nothing";
+  }
+  // And what comes then is kept.
+  EXPECT_EQ(NameOf(systems.add(System("third"))), "third");
+  first.SystemName("renamed");
+  m.root.closeSim(m.sim);
+  const auto read = MeshOf(m.root.openSimReadOnly(Path().c_str(), "", -1)).systems();
+  ASSERT_EQ(read.count(), 2);
+  EXPECT_EQ(NameOf(read.get(0)), "renamed");
+  EXPECT_EQ(NameOf(read.get(1)), "third");
+}
+
+TEST_F(Rollback, WhatItRemovedAnswersNothingAndNeverBecomesAnotherObject) {
+  const auto systems = m.mesh.systems();
+  fesD_ModalSystem asked, unasked;
+  gbb_Array<fesD_ModalEvent, fesD_ModalEventHolder, gbb_Repository, fesD_ModalSystem> events;
+  for (fesD_ModalSystem* const system : {&asked, &unasked}) {
+    ORXSimUpdate update(Context());
+    *system = fesD_ModalSystem(gbb_Handle(systems.add(fesD_ModalSystem::New("gone", {}, {}, {}, {}, 0))));
+    ASSERT_TRUE(!!*system);
+    events = system->events();
+    events.add(fesD_ModalEvent::New("e", 1, {}, {}, 0));
+    EXPECT_TRUE(update.Rollback());
+    if (system == &asked) {
+      EXPECT_EQ(NameOf(fesD_FESystem(gbb_Handle(asked))), "");
+      EXPECT_THAT(LastError(), HasSubstr("the object is not in the file any more"));
+    }
+  }
+  // A new object takes the place in the file.
+  const fesD_ModalSystem fresh(systems.add(fesD_ModalSystem::New("fresh", {}, {}, {}, {}, 0)));
+  fresh.events().add(fesD_ModalEvent::New("e", 1, {}, {}, 0));
+  EXPECT_EQ(systems.count(), 2);
+  Lines();
+  for (const fesD_ModalSystem& gone : {asked, unasked}) {
+    const fesD_FESystem base{gbb_Handle(gone)};
+    EXPECT_FALSE(gone == fresh);
+    for (int round = 0; round < 2; ++round) {
+      EXPECT_EQ(NameOf(base), "");
+      EXPECT_THAT(LastError(), HasSubstr("the object is not in the file any more"));
+      base.SystemName("ghost");
+    }
+    EXPECT_EQ(gone.events().count(), 0);
+    EXPECT_TRUE(!gone.events().add(fesD_ModalEvent::New("e", 1, {}, {}, 0)));
+  }
+  EXPECT_EQ(events.count(), 0);
+  EXPECT_EQ(NameOf(fesD_FESystem(gbb_Handle(fresh))), "fresh");
+  EXPECT_EQ(fresh.events().count(), 1);
+  Lines();
+}
+
+TEST_F(Rollback, AChildThatWasGivenIsGoneAndMayBeGivenAgain) {
+  const msfD_Sim sim = m.root.createSim(Path("b.pdm").c_str(), "b", -1);
+  const ORXSimContextID context = sim.distributionService().Context();
+  msfD_DiscreteModel model;
+  msfD_Mesh mesh;
+  {
+    const ORXSimUpdate left(context);
+    model = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
+    mesh = model.Mesh(msfD_Mesh::New({}, {}, 0));
+    EXPECT_EQ(mesh.systems().count(), 0);
+  }
+  gbb_SimpleLink link(m.mesh.Path(), "b#/discreteModel");
+  EXPECT_TRUE(!link.Get(gbb_kUseCache));
+  EXPECT_TRUE(!sim.discreteModel());
+  EXPECT_TRUE(!model.Mesh(msfD_Mesh::New({}, {}, 0)) || model.mesh() == mesh);
+  EXPECT_EQ(mesh.systems().count(), 0);
+  EXPECT_EQ(NameOf(m.mesh.systems().get(0)), "first") << "the other Sim is as it was";
+  const msfD_DiscreteModel again = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
+  EXPECT_FALSE(!again || again == model);
+  EXPECT_TRUE(!again.mesh()) << "the mesh of the former one is not its mesh";
+  Lines();
+}
+
+TEST_F(Rollback, AnAddThatFailsLeavesNothing) {
+  const auto systems = m.mesh.systems();
+  for (const bool scoped : {false, true}) {
+    const auto update = scoped ? std::make_unique<ORXSimUpdate>(Context()) : nullptr;
+    {
+      const NoRoom full;
+      const fesD_FESystem added = systems.add(System("too much"));
+      EXPECT_EQ(!added, !scoped) << "in a scope only its end fails";
+      EXPECT_FALSE(scoped && update->Commit());
+    }
+  }
+  EXPECT_EQ(systems.count(), 1);
+  EXPECT_EQ(NameOf(systems.add(System("second"))), "second") << LastError();
+  EXPECT_EQ(systems.count(), 2);
+  Lines();
+}
+
+TEST_F(Rollback, ASimThatCannotBeWrittenLeavesNoFile) {
+  msfD_Sim sim;
+  {
+    const NoRoom full;
+    sim = m.root.createSim(Path("full.pdm").c_str(), "full", -1);
+  }
+  EXPECT_THAT(LastError(), HasSubstr("File too large"));
+  EXPECT_FALSE(std::filesystem::exists(Path("full.pdm")));
+  EXPECT_TRUE(!!sim && !sim.distributionService());
+  EXPECT_TRUE(!sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)));
+  m.root.closeSim(sim);
+  for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(Path()).parent_path()))
+    EXPECT_THAT(entry.path().filename().string(), testing::StartsWith("a.pdm"));
+  Lines();
+}
+
+TEST_F(Rollback, ALiveSimMovesOnWithItsFile) {
+  msfD_Root readers(0);
+  const msfD_Sim live = readers.openSimReadOnly(Path().c_str(), "", 3);
+  ASSERT_TRUE(!!live) << LastError();
+  const msfD_Mesh mesh = MeshOf(live);
+  const auto systems = mesh.systems();
+  const fesD_FESystem first = systems.get(0);
+  EXPECT_EQ(NameOf(first), "first");
+  m.mesh.systems().get(0).SystemName("changed");
+  m.mesh.systems().add(System("second"));
+  EXPECT_EQ(NameOf(first), "first");
+  EXPECT_EQ(systems.count(), 1);
+  EXPECT_TRUE(readers.refreshSim(live)) << LastError();
+  EXPECT_EQ(NameOf(first), "changed");
+  EXPECT_EQ(systems.count(), 2);
+  EXPECT_EQ(NameOf(systems.get(1)), "second");
+  EXPECT_TRUE(MeshOf(live) == mesh && systems.get(0) == first);
+  EXPECT_FALSE(m.root.refreshSim(m.sim));
+}

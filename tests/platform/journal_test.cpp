@@ -1,0 +1,262 @@
+#include "platform_Fixture.h"
+
+#include <UTI_ORXSimDynamicAPI/ORXSim_Journal.h>
+#include <UTI_ORXSimDynamicAPI/hdf_Checksum.h>
+
+#include <csignal>
+#include <cstring>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using testing::HasSubstr;
+const hdf_Datatype kInt = hdf_Datatype::NATIVE_INT;
+constexpr int kLive = 3;
+
+class Journal : public platform_Fixture {
+ protected:
+  static bool Set(ORXSimContextID context, int value) {
+    const hdf_Group root = RootOf(context);
+    const hdf_Dataset n = root.GetObjinfoExists("n") ? root.DatasetOpen("n") : root.DatasetCreate("n", kInt, Line(1));
+    return n.Write(kInt, &value, 1) && ORXSimContextRef(context).Commit();
+  }
+  static int Get(ORXSimContextID context) {
+    int value = -1;
+    RootOf(context).DatasetOpen("n").Read(kInt, &value, 1);
+    return value;
+  }
+  // As the next one to open the file reads it.
+  static int Value(const std::string& path) {
+    const ORXSimContextID context = Open(path);
+    const int value = Get(context);
+    ORXSimManager::CloseContext(context);
+    return value;
+  }
+  static ORXSimContextID OpenLive(const std::string& path) {
+    return ORXSimManager::OpenContext(path.c_str(), 1, 102, false, kLive);
+  }
+  // In a process of its own, which is killed afterwards.
+  template <class Work>
+  static void Die(Work work) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      work();
+      ::raise(SIGKILL);
+    }
+    ::waitpid(child, nullptr, 0);
+  }
+  // A file with n = 1 and a journal with n = 7 of a writer that died, with `option`.
+  std::string Hot(const char* name = "a.pdm", int option = 1) {
+    const std::string path = Path(name);
+    const ORXSimContextID context = Create(path);
+    Set(context, 1);
+    ORXSimManager::CloseContext(context);
+    Die([&] {
+      const ORXSimContextID writer = ORXSimManager::OpenContext(path.c_str(), 0, 102, false, option);
+      for (int value = 2; value <= 7; ++value)
+        Set(writer, value);
+      const ORXSimUpdate unfinished(writer);
+      const int lost = 8;
+      RootOf(writer).DatasetOpen("n").Write(kInt, &lost, 1);
+      ::raise(SIGKILL);
+    });
+    EXPECT_TRUE(std::filesystem::exists(path + "-journal"));
+    return path;
+  }
+  static std::string Bytes(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  static void Put(const std::string& path, std::string bytes) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+  }
+};
+
+TEST_F(Journal, AHotFileIsReadWithoutAWriteAndRecoveredByItsNextWriter) {
+  const std::string path = Hot("a.pdm", 2), journal = path + "-journal";
+  const std::string file = Bytes(path), frames = Bytes(journal);
+  const ORXSimJournalInfo info = ORXSimJournal::Read(path.c_str());
+  EXPECT_TRUE(info.headerValid && info.belongs && !info.writerAtWork);
+  EXPECT_EQ(info.commits, 6u);
+  const ORXSimContextID reader = Open(path, true), second = Open(path, true);
+  EXPECT_EQ(Get(reader), 7);
+  EXPECT_EQ(Get(second), 7);
+  EXPECT_TRUE(ORXSimManager::CloseContext(reader) && ORXSimManager::CloseContext(second));
+  EXPECT_EQ(Bytes(path), file);
+  EXPECT_EQ(Bytes(journal), frames);
+  const ORXSimContextID writer = Open(path);
+  EXPECT_EQ(Get(writer), 7);
+  ORXSimManager::CloseContext(writer);
+  EXPECT_FALSE(std::filesystem::exists(journal));
+  EXPECT_EQ(Peer("check_number " + path + " 7"), 0) << "it is plain HDF5";
+}
+
+TEST_F(Journal, AJournalOfAnotherFileOrWithADamagedHeaderIsRefusedAndLeft) {
+  const std::string path = Hot(), other = Path("b.pdm");
+  const std::string file = Bytes(path), frames = Bytes(path + "-journal");
+  const ORXSimContextID context = Create(other);
+  Set(context, 3);
+  ORXSimManager::CloseContext(context);
+  const std::string whole = Bytes(other);
+  Put(other + "-journal", frames);
+  for (const bool readOnly : {true, false}) {
+    EXPECT_TRUE(Open(other, readOnly).IsNull());
+    EXPECT_THAT(LastError(), HasSubstr("belongs to another file"));
+  }
+  EXPECT_TRUE(Create(other).IsNull()) << "it is not overwritten either";
+  EXPECT_EQ(Bytes(other), whole);
+  EXPECT_EQ(Bytes(other + "-journal"), frames);
+  EXPECT_TRUE(ORXSimJournal::Discard(other.c_str()));
+  EXPECT_EQ(Value(other), 3);
+
+  std::string damaged = frames;
+  damaged[100] ^= 1;
+  Put(path + "-journal", damaged);
+  EXPECT_TRUE(Open(path).IsNull());
+  EXPECT_THAT(LastError(), HasSubstr("damaged"));
+  EXPECT_EQ(Bytes(path + "-journal"), damaged);
+  // A damaged record ends what counts. This file has been brought further than that already, so the two do not fit.
+  damaged = frames;
+  damaged[frames.size() / 2] ^= 1;
+  Put(path + "-journal", damaged);
+  EXPECT_LT(ORXSimJournal::Read(path.c_str()).commits, 6u);
+  EXPECT_TRUE(Open(path).IsNull());
+  EXPECT_THAT(LastError(), HasSubstr("changed without it"));
+  EXPECT_EQ(Bytes(path), file);
+  EXPECT_TRUE(ORXSimJournal::Discard(path.c_str()));
+  EXPECT_EQ(Value(path), 7);
+}
+
+TEST_F(Journal, TheFileIdTellsFilesWithAnEqualFirstBlockApart) {
+  const std::string path = Hot();
+  std::string frames = Bytes(path + "-journal");
+  frames[48] ^= 1; // the id in the header, and the header's checksum
+  const std::uint64_t sum = hdf_Checksum(frames.data(), 504);
+  std::memcpy(frames.data() + 504, &sum, sizeof sum);
+  Put(path + "-journal", frames);
+  const std::string file = Bytes(path);
+  for (const bool readOnly : {true, false}) {
+    EXPECT_TRUE(Open(path, readOnly).IsNull());
+    EXPECT_THAT(LastError(), HasSubstr("belongs to another file"));
+  }
+  EXPECT_EQ(Bytes(path), file);
+  EXPECT_EQ(Bytes(path + "-journal"), frames);
+}
+
+TEST_F(Journal, ASecondProcessIsToldWhoHoldsTheFileAndMayWait) {
+  const std::string path = Hot();
+  int ready[2];
+  ASSERT_EQ(::pipe(ready), 0);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const ORXSimContextID writer = Open(path);
+    char byte = writer.IsNull() ? 'n' : 'y';
+    byte = ::write(ready[1], &byte, 1) == 1 ? byte : 'n';
+    ::usleep(200000);
+    Set(writer, 9);
+    ::raise(SIGKILL);
+  }
+  char byte = 'n';
+  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+  ASSERT_EQ(byte, 'y');
+  for (const bool readOnly : {false, true}) {
+    EXPECT_TRUE(Open(path, readOnly).IsNull());
+    EXPECT_THAT(LastError(), HasSubstr("process " + std::to_string(child) + " on host "));
+    EXPECT_THAT(LastError(), HasSubstr("has the file open for writing: close it there"));
+  }
+  ORXSimManager::SetWaitingTime(20000);
+  const ORXSimContextID context = Open(path);
+  ORXSimManager::SetWaitingTime(0);
+  EXPECT_EQ(Get(context), 9) << "got when the other one died, with its last commit";
+  ORXSimManager::CloseContext(context);
+  ::waitpid(child, nullptr, 0);
+}
+
+TEST_F(Journal, ALiveReaderKeepsItsSnapshotAndTheFileIsWholeAfterwards) {
+  const std::string path = Hot();
+  const ORXSimContextID writer = Open(path);
+  const ORXSimContextID reader = OpenLive(path);
+  for (int value = 10; value < 40; ++value)
+    ASSERT_TRUE(Set(writer, value));
+  EXPECT_EQ(Get(reader), 7);
+  EXPECT_FALSE(Set(reader, 1));
+  ASSERT_TRUE(ORXSimManager::Refresh(reader)) << LastError();
+  EXPECT_EQ(Get(reader), 39);
+  const ORXSimContextID second = OpenLive(path);
+  EXPECT_EQ(Get(second), 39);
+  EXPECT_GT(ORXSimContextRef(writer).LastCommit().journalBytes, 30 * 4096) << "kept for the readers";
+  EXPECT_TRUE(ORXSimManager::CloseContext(writer));
+  EXPECT_EQ(Get(reader), 39);
+  // A writer that comes while they look goes on in the journal that the first one left.
+  const ORXSimContextID next = Open(path);
+  EXPECT_EQ(Get(next), 39);
+  EXPECT_TRUE(Set(next, 40));
+  EXPECT_EQ(Get(second), 39);
+  ORXSimManager::CloseContext(reader);
+  ORXSimManager::CloseContext(second);
+  EXPECT_TRUE(Set(next, 41));
+  EXPECT_TRUE(ORXSimManager::CloseContext(next));
+  EXPECT_FALSE(std::filesystem::exists(path + "-journal"));
+  EXPECT_EQ(Value(path), 41);
+}
+
+TEST_F(Journal, ANewFileAppearsWithItsFirstCommitPointAndReplacesTheOldOneThen) {
+  const std::string path = Path("new.pdm");
+  Die([&] { Create(path); });
+  EXPECT_FALSE(std::filesystem::exists(path));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_directory), {}), 1) << "what the dead one left";
+  ORXSimContextID context = Create(path);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_directory), {}), 1) << "is swept away";
+  EXPECT_FALSE(std::filesystem::exists(path));
+  Set(context, 1);
+  EXPECT_TRUE(std::filesystem::exists(path));
+  ORXSimManager::CloseContext(context);
+  ::chmod(path.c_str(), 0640);
+  const std::string old = Bytes(path);
+  context = Create(path);
+  {
+    ORXSimUpdate update(context);
+    RootOf(context).GroupCreate("lost", 0);
+    EXPECT_TRUE(update.Rollback());
+  }
+  EXPECT_EQ(Bytes(path), old);
+  EXPECT_TRUE(Set(context, 2));
+  EXPECT_FALSE(RootOf(context).GetObjinfoExists("lost"));
+  ORXSimManager::CloseContext(context);
+  EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms{0640});
+  EXPECT_EQ(Value(path), 2) << LastError();
+}
+
+TEST_F(Journal, AForkedChildAndAnExitLeaveTheWritersFileAlone) {
+  const std::string path = Hot();
+  const ORXSimContextID writer = Open(path);
+  Set(writer, 20);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const bool written = Set(writer, 21);
+    ORXSimManager::CloseContext(writer);
+    std::exit(written ? 1 : 0); // HDF5's exit handler closes its copies of the files
+  }
+  int status = 1;
+  ::waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0) << "a child must not write";
+  EXPECT_TRUE(Set(writer, 22));
+  EXPECT_TRUE(ORXSimManager::CloseContext(writer));
+  const pid_t careless = ::fork();
+  if (careless == 0) {
+    const ORXSimContextID own = Open(path);
+    Set(own, 23);
+    auto* const open = new ORXSimUpdate(own);
+    const int lost = 24;
+    RootOf(own).DatasetOpen("n").Write(kInt, &lost, 1);
+    std::exit(open == nullptr ? 1 : 0);
+  }
+  ::waitpid(careless, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_FALSE(std::filesystem::exists(path + "-journal")) << "exit() is tidy";
+  EXPECT_EQ(Value(path), 23);
+}
+
+} // namespace

@@ -1,0 +1,292 @@
+// Scopes, rolling back, barring: what an open file and its objects are like when an update does not come to
+// its end.
+
+#include "platform_Fixture.h"
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace {
+using testing::HasSubstr;
+constexpr auto kInt = hdf_Datatype(hdf_Datatype::kInt);
+} // namespace
+
+class Updates : public platform_Fixture {
+ protected:
+  Updates() : m_path(Path("a.pdm")), m_context(Create(m_path)), m_root(RootOf(m_context)) {
+    m_group = m_root.GroupCreate("group", 0);
+    m_below = m_group.GroupCreate("below", 0);
+    m_number = Put(m_group, "number", {1, 2, 3});
+    m_attribute = m_below.AttributeCreate("attribute", kInt, Line(1));
+    const int value = 4;
+    EXPECT_TRUE(m_attribute.Write(kInt, &value) && ORXSimContextRef(m_context).Commit());
+  }
+  ~Updates() override { ORXSimManager::CloseContext(m_context); }
+
+  static hdf_Dataset Put(const hdf_Group& group, const char* name, std::vector<int> values) {
+    hdf_Dataset dataset = group.DatasetCreate(name, kInt, Line(values.size()));
+    EXPECT_TRUE(dataset.Write(kInt, values.data(), values.size())) << LastError();
+    return dataset;
+  }
+  static std::vector<int> Get(const hdf_Dataset& dataset) {
+    std::vector<int> values(dataset.GetSpace().Elements(), -1);
+    if (!dataset.Read(kInt, values.data(), values.size()))
+      values.clear();
+    return values;
+  }
+  static int Get(const hdf_Attribute& attribute) {
+    int value = -1;
+    return attribute.Read(kInt, &value, 1) ? value : -1;
+  }
+  // The state of the last commit point, seen through every kind of value that was held over a rollback.
+  void ExpectAsCommitted() {
+    EXPECT_EQ(Get(m_number), (std::vector{1, 2, 3})) << LastError();
+    EXPECT_EQ(m_number.GetSpace().Elements(), 3u);
+    EXPECT_EQ(Get(m_attribute), 4) << LastError();
+    EXPECT_EQ(m_group.NumLinks(), 2);
+    EXPECT_EQ(std::string(m_below.Path().CStr()), "/group/below");
+    EXPECT_EQ(m_root.NumLinks(), 1);
+    EXPECT_EQ(ORXSimStore(m_context).NumCollections(), 0);
+  }
+  // Changes everything that ExpectAsCommitted looks at.
+  void Change() {
+    ASSERT_TRUE(m_number.Extend(40));
+    Put(m_group, "number", {7, 8});
+    const int value = 9;
+    EXPECT_TRUE(m_attribute.Write(kInt, &value));
+    m_group.GroupCreate("more", 0);
+    m_root.GroupCreate("other", 0);
+    EXPECT_FALSE(ORXSimCollectionRef::Create(m_context, "c", 5).IsNull()) << LastError();
+  }
+  // Runs work in a child process. \return its answer.
+  template <class Work>
+  static bool InChild(Work work) {
+    const pid_t child = ::fork();
+    if (child == 0)
+      ::_exit(work() ? 0 : 1);
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    return status == 0;
+  }
+  // While it lives no file of this process may grow: the next commit point fails.
+  struct NoRoom {
+    NoRoom() {
+      ::getrlimit(RLIMIT_FSIZE, &before);
+      ::signal(SIGXFSZ, SIG_IGN);
+      const rlimit none{1, before.rlim_max};
+      ::setrlimit(RLIMIT_FSIZE, &none);
+    }
+    ~NoRoom() { ::setrlimit(RLIMIT_FSIZE, &before); }
+    rlimit before;
+  };
+
+  std::string m_path;
+  ORXSimContextID m_context;
+  hdf_Group m_root, m_group, m_below;
+  hdf_Dataset m_number;
+  hdf_Attribute m_attribute;
+};
+
+TEST_F(Updates, EveryValueThatIsHeldIsAsTheLastCommitPointAfterARollback) {
+  const ORXSimContextRef context(m_context);
+  const hdf_File file = context.File();
+  const auto epoch = context.Epoch();
+  const auto sequence = context.LastCommit().sequence;
+  for (const bool abandoned : {false, true}) {
+    auto update = std::make_unique<ORXSimUpdate>(m_context);
+    Change();
+    const hdf_Group added = m_group.GroupOpen("more").GroupCreate("x", 0);
+    const hdf_Dataset addedNumber = Put(added, "n", {5});
+    if (!abandoned) {
+      EXPECT_TRUE(update->Rollback()) << LastError();
+      EXPECT_FALSE(update->Commit() || update->Rollback()) << "ended";
+    }
+    update = nullptr;
+    ExpectAsCommitted();
+    EXPECT_TRUE(!file.RootGroup().GroupOpen("other"));
+    for (const auto& use : std::vector<std::function<bool()>>{
+             [&] { return added.GetObjinfoExists("n"); }, [&] { return !!added.GroupCreate("y", 0); },
+             [&] { return addedNumber.GetSpace().Elements() != 0; },
+             [&] { return !Get(addedNumber).empty(); }}) {
+      EXPECT_FALSE(use());
+      EXPECT_THAT(LastError(), HasSubstr(m_path + ": /group/more/x"));
+      EXPECT_THAT(LastError(), HasSubstr("the object is not in the file any more"));
+    }
+  }
+  EXPECT_GT(context.Epoch(), epoch);
+  EXPECT_EQ(context.LastCommit().sequence, sequence);
+  // What comes after a rollback is kept.
+  Change();
+  EXPECT_TRUE(context.Commit() && ORXSimManager::CloseContext(m_context)) << LastError();
+  m_context = Open(m_path);
+  EXPECT_EQ(Get(RootOf(m_context).GroupOpen("group").DatasetOpen("number")), (std::vector{7, 8}));
+}
+
+TEST_F(Updates, TheOutermostScopeDecides) {
+  const ORXSimContextRef context(m_context);
+  const auto epoch = context.Epoch();
+  { // an inner scope that is left changes nothing
+    ORXSimUpdate outer(m_context);
+    { ORXSimUpdate inner(m_context); }
+    { const ORXSimUpdate inner(m_context), innermost(m_context); }
+    Put(m_root, "kept", {1});
+    EXPECT_TRUE(outer.Commit());
+  }
+  { // nothing written: nothing to take back
+    ORXSimUpdate left(m_context);
+    ORXSimUpdate rolledBack(m_context);
+    EXPECT_TRUE(rolledBack.Rollback());
+  }
+  EXPECT_EQ(context.Epoch(), epoch);
+  {
+    ORXSimUpdate outer(m_context);
+    ORXSimUpdate middle(m_context);
+    Put(m_root, "lost", {1});
+    {
+      ORXSimUpdate inner(m_context);
+      Put(m_root, "lost too", {1});
+      EXPECT_TRUE(inner.Rollback());
+    }
+    const auto after = context.Epoch();
+    EXPECT_TRUE(!m_root.GroupCreate("late", 0));
+    EXPECT_THAT(LastError(), HasSubstr("create group: the update was rolled back inside"));
+    EXPECT_FALSE(context.Commit() || middle.Commit() || outer.Commit());
+    EXPECT_THAT(LastError(), HasSubstr("end update: the update was rolled back inside"));
+    EXPECT_EQ(m_root.NumLinks(), 2) << "reading goes on";
+    EXPECT_EQ(context.Epoch(), after);
+  }
+  EXPECT_FALSE(m_root.GetObjinfoExists("lost") || m_root.GetObjinfoExists("lost too"));
+  EXPECT_TRUE(!!m_root.GroupCreate("late", 0)) << LastError();
+
+  // Closing within a scope is leaving it.
+  auto open = std::make_unique<ORXSimUpdate>(m_context);
+  Put(m_root, "unfinished", {1});
+  EXPECT_FALSE(ORXSimManager::CloseContext(m_context));
+  open = nullptr;
+  m_context = Open(m_path, true);
+  EXPECT_TRUE(RootOf(m_context).GetObjinfoExists("kept"));
+  EXPECT_FALSE(RootOf(m_context).GetObjinfoExists("unfinished"));
+}
+
+TEST_F(Updates, WithoutAJournalNothingIsTakenBack) {
+  const ORXSimContextID context = Create(Path("scratch.pdm"), 0);
+  EXPECT_TRUE(ORXSimContextRef(context).Commit());
+  {
+    ORXSimUpdate update(context);
+    Put(RootOf(context), "a", {1});
+    EXPECT_FALSE(update.Rollback());
+    EXPECT_THAT(LastError(), HasSubstr("no journal"));
+  }
+  {
+    ORXSimUpdate left(context);
+    Put(RootOf(context), "b", {1});
+  }
+  EXPECT_EQ(RootOf(context).NumLinks(), 2);
+  EXPECT_TRUE(ORXSimManager::CloseContext(context));
+}
+
+TEST_F(Updates, MistakesOfTheCallerBarNothing) {
+  int wide[] = {1, 2, 3, 4};
+  const std::int64_t large[] = {1, std::int64_t{1} << 40, 3};
+  EXPECT_TRUE(!m_root.GroupCreate("group", 0) && !m_root.GroupCreate("a/b", 0) && !m_root.GroupCreate("", 0));
+  EXPECT_TRUE(!m_below.AttributeCreate("attribute", kInt, Line(1)));
+  EXPECT_THAT(LastError(), HasSubstr("there is an attribute of that name"));
+  EXPECT_FALSE(m_number.Write(kInt, wide, 4));
+  EXPECT_FALSE(m_number.Write(hdf_Datatype::NATIVE_INT64, large, 3));
+  EXPECT_THAT(LastError(), HasSubstr("too large"));
+  EXPECT_TRUE(!m_root.DatasetOpen("missing") && !m_root.DatasetOpen("missing").Write(kInt, wide, 1));
+  EXPECT_TRUE(ORXSimCollectionRef::Create(m_context, "c", -1).IsNull());
+  EXPECT_TRUE(ORXSimCollectionRef(ORXSimCollectionID(m_context, 77)).CreateOrderedCSet(wide, 2).IsNull());
+  EXPECT_FALSE(ORXSimContextRef(m_context).Barred());
+  EXPECT_EQ(Get(m_number), (std::vector{1, 2, 3})) << "nothing of a refused write arrives";
+  EXPECT_TRUE(ORXSimContextRef(m_context).Commit()) << LastError();
+}
+
+TEST_F(Updates, ACommitPointThatFindsNoRoomMayBeTriedAgainOrTakenBack) {
+  for (const bool again : {true, false}) {
+    ORXSimUpdate update(m_context);
+    Put(m_root, again ? "again" : "back", std::vector<int>(100000, 1));
+    {
+      const NoRoom full;
+      EXPECT_FALSE(update.Commit());
+      EXPECT_THAT(LastError(), HasSubstr("File too large"));
+    }
+    EXPECT_FALSE(ORXSimContextRef(m_context).Barred());
+    EXPECT_TRUE(again ? update.Commit() : update.Rollback()) << LastError();
+  }
+  EXPECT_TRUE(m_root.GetObjinfoExists("again"));
+  EXPECT_FALSE(m_root.GetObjinfoExists("back"));
+}
+
+TEST_F(Updates, AWriteThatFailsHalfwayBarsTheContextUntilItIsRolledBack) {
+  const ORXSimContextRef context(m_context);
+  Put(m_root, "n", std::vector<int>(200000, 1)); // of a size that bypasses memory
+  EXPECT_TRUE(context.Commit());
+  const std::vector<int> twos(200000, 2);
+  const auto fail = [&] {
+    const NoRoom full;
+    EXPECT_FALSE(
+        m_root.DatasetCreate("large", kInt, Line(twos.size())).Write(kInt, twos.data(), twos.size()));
+    EXPECT_TRUE(context.Barred()) << LastError();
+  };
+  fail();
+  EXPECT_TRUE(!m_root.GroupCreate("late", 0));
+  EXPECT_THAT(LastError(), HasSubstr("create group: barred since: "));
+  EXPECT_THAT(LastError(), HasSubstr("; roll back or close"));
+  EXPECT_FALSE(context.Commit());
+  EXPECT_EQ(Get(m_number), (std::vector{1, 2, 3})) << "reading goes on";
+  EXPECT_TRUE(ORXSimUpdate(m_context).Rollback()) << LastError();
+  EXPECT_FALSE(context.Barred() || m_root.GetObjinfoExists("large"));
+  Put(m_root, "after", {1});
+  EXPECT_TRUE(context.Commit()) << LastError();
+
+  fail();
+  EXPECT_FALSE(ORXSimManager::CloseContext(m_context));
+  EXPECT_THAT(LastError(), HasSubstr("barred since: "));
+  m_context = Open(m_path);
+  EXPECT_TRUE(RootOf(m_context).GetObjinfoExists("after"));
+  EXPECT_FALSE(RootOf(m_context).GetObjinfoExists("large"));
+}
+
+TEST_F(Updates, AChildProcessReadsAndLeavesTheFileAlone) {
+  Put(m_root, "pending", {1});
+  const auto size = std::filesystem::file_size(m_path);
+  EXPECT_TRUE(InChild([&] {
+    int value = 5;
+    const bool refused = !m_number.Write(kInt, &value, 1) &&
+                         LastError().find("belongs to another process") != std::string::npos &&
+                         !m_root.GroupCreate("child", 0) && !ORXSimContextRef(m_context).Commit() &&
+                         !ORXSimUpdate(m_context).Commit();
+    return refused && Get(m_number).size() == 3 && ORXSimManager::CloseContext(m_context);
+  }));
+  EXPECT_EQ(std::filesystem::file_size(m_path), size);
+  EXPECT_TRUE(ORXSimContextRef(m_context).Commit()) << LastError();
+  EXPECT_TRUE(m_root.GetObjinfoExists("pending") && ORXSimManager::CloseContext(m_context));
+  m_context = Open(m_path, true);
+  EXPECT_EQ(Get(RootOf(m_context).DatasetOpen("pending")), std::vector{1});
+}
+
+TEST_F(Updates, ALiveReaderMovesOnWhenItIsRefreshed) {
+  EXPECT_FALSE(ORXSimManager::Refresh(m_context));
+  EXPECT_THAT(LastError(), HasSubstr("not open for live reading"));
+  const ORXSimContextID reader = ORXSimManager::OpenContext(m_path.c_str(), 1, 102, false, 3);
+  ASSERT_FALSE(reader.IsNull()) << LastError();
+  const hdf_Dataset number = RootOf(reader).GroupOpen("group").DatasetOpen("number");
+  const auto epoch = ORXSimContextRef(reader).Epoch();
+  Put(m_group, "number", {7, 8});
+  EXPECT_TRUE(ORXSimManager::Refresh(reader)) << LastError();
+  EXPECT_EQ(Get(number), (std::vector{1, 2, 3})) << "not committed yet";
+  EXPECT_TRUE(ORXSimContextRef(m_context).Commit());
+  EXPECT_EQ(Get(number), (std::vector{1, 2, 3}));
+  EXPECT_TRUE(ORXSimManager::Refresh(reader)) << LastError();
+  EXPECT_EQ(Get(number), (std::vector{7, 8}));
+  EXPECT_GT(ORXSimContextRef(reader).Epoch(), epoch);
+  EXPECT_FALSE(number.Write(kInt, &epoch, 1));
+  EXPECT_TRUE(ORXSimManager::CloseContext(reader));
+}
