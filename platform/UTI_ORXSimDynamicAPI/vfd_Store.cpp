@@ -117,13 +117,9 @@ bool vfd_Store::Write(std::uint64_t address, std::size_t count, const void* byte
   }
   const auto* source = static_cast<const unsigned char*>(bytes);
   const std::uint64_t end = address + count;
-  if (Scratch()) {
-    if (!WriteMain(address, count, bytes))
-      return false;
-    m_eof = std::max(m_eof, end);
-    return true;
-  }
   m_eof = std::max(m_eof, end);
+  if (Scratch())
+    return !m_poison.empty() || WriteMain(address, count, bytes) || ScratchFailed();
   const bool large = count >= kLargeCall && m_closing == Closing::kNo;
   std::uint64_t runStart = address; // what goes straight to the main file
   const auto writeRun = [&](std::uint64_t runEnd) {
@@ -156,9 +152,16 @@ bool vfd_Store::SetEnd(std::uint64_t end) {
   if (end == m_mainSize)
     return true;
   if (!vfd_SetSize(m_main.Get(), end))
-    return Fail("set the file's size");
+    return !m_poison.empty() || (Fail("set the file's size"), ScratchFailed());
   m_mainSize = end;
   return true;
+}
+
+// HDF5 does not survive a write that fails while it closes a file, so after the first failure, which bars the
+// context, a scratch file takes everything without a word.
+bool vfd_Store::ScratchFailed() {
+  m_poison = m_cause;
+  return m_closing != Closing::kNo;
 }
 
 bool vfd_Store::AppendFrames(const std::vector<std::uint64_t>& pages, std::uint64_t& end,

@@ -121,6 +121,7 @@ class vfd_Store {
   unsigned char* PageForWriting(std::uint64_t page, bool whole);
   bool MayBypass(std::uint64_t page);
   bool WriteMain(std::uint64_t address, std::size_t count, const void* bytes);
+  bool ScratchFailed();
   void Spill();
   bool SpillPages();
   static std::uint64_t SpillLimit();

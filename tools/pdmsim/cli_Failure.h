@@ -6,7 +6,7 @@
 /// What the program's exit codes mean to a script.
 enum class cli_Exit : int {
   kDone = 0,
-  kNotThere = 1, // wrong use, or the file has nothing of that name
+  kNotThere = 1, // wrong use, the file has nothing of that name, or a check found something
   kUnusable = 2, // an input cannot be read, or the output cannot be written
 };
 
@@ -18,4 +18,10 @@ class cli_Failure : public std::runtime_error {
 
  private:
   cli_Exit m_code;
+};
+
+/// Ends the command with that code; everything was said already.
+struct cli_Quiet {
+  explicit cli_Quiet(cli_Exit exit) : code(exit) {}
+  cli_Exit code;
 };

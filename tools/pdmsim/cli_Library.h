@@ -1,5 +1,7 @@
 #pragma once
 
+#include <PDM_Core.h>
+
 #include <string>
 
 /// The library, up for the lifetime of this object; what it writes to its error stream is kept.
@@ -20,4 +22,18 @@ class cli_Library {
 
   std::string m_lines;     // the first few kB
   std::string m_lastError; // of before
+};
+
+/// An open file; closed at the end, whatever happens.
+class cli_Context {
+ public:
+  explicit cli_Context(ORXSimContextID id) : m_id(id) {}
+  cli_Context(const cli_Context&) = delete;
+  cli_Context& operator=(const cli_Context&) = delete;
+  ~cli_Context() { Close(); }
+  ORXSimContextID ID() const { return m_id; }
+  bool Close() { return ORXSimManager::CloseContext(m_id); }
+
+ private:
+  ORXSimContextID m_id;
 };

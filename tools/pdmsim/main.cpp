@@ -1,6 +1,9 @@
 #include "cli_Failure.h"
+#include "cmd_Check.h"
+#include "cmd_Compact.h"
 #include "cmd_Dofs.h"
 #include "cmd_Import.h"
+#include "cmd_Recover.h"
 #include "cmd_Show.h"
 #include "imp_Progress.h"
 #include "show_Text.h"
@@ -16,11 +19,13 @@ constexpr char kFooter[] = R"(Examples:
   pdmsim show beam.pdm                        what is in it
   pdmsim show beam.pdm discreteModel/mesh/nodeFields/coordinates
   pdmsim dofs beam.pdm 0                       how its first system numbers its DOFs
+  pdmsim check beam.pdm                       is everything in it as it should be?
+  pdmsim compact beam.pdm                     the file without its unused space
   pdmsim COMMAND --help                       more on one command
 
 Exit codes:
   0  done
-  1  wrong use, or the file has nothing of the name asked for
+  1  wrong use, the file has nothing of the name asked for, or a check found something
   2  an input cannot be read, or the output cannot be written
 Errors are one line on standard error: the file, what was expected, what was found.)";
 
@@ -46,6 +51,9 @@ int main(int argc, char** argv) {
   cmd_AddImport(program);
   cmd_AddShow(program);
   cmd_AddDofs(program);
+  cmd_AddCheck(program);
+  cmd_AddRecover(program);
+  cmd_AddCompact(program);
   try {
     program.parse(argc, argv);
     return 0;
@@ -53,6 +61,8 @@ int main(int argc, char** argv) {
     return program.exit(error) == 0 ? 0 : static_cast<int>(cli_Exit::kNotThere);
   } catch (const cli_Failure& failure) {
     return Report(failure.Code(), failure.what());
+  } catch (const cli_Quiet& quiet) {
+    return static_cast<int>(quiet.code);
   } catch (const imp_Interrupted& interrupted) {
     return Die(interrupted.signal);
   } catch (const std::bad_alloc&) {

@@ -1,0 +1,6 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+/// Adds `pdmsim check` to the program.
+void cmd_AddCheck(CLI::App& program);

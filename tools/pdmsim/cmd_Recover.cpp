@@ -1,0 +1,136 @@
+#include "cmd_Recover.h"
+
+#include "cli_Failure.h"
+#include "cli_Library.h"
+#include "show_Text.h"
+
+#include <UTI_ORXSimDynamicAPI/ORXSim_Journal.h>
+
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <sys/stat.h>
+
+namespace {
+
+struct Options {
+  std::string file;
+  bool apply = false, discard = false, json = false;
+};
+
+constexpr char kFooter[] = R"(Examples:
+  pdmsim recover beam.pdm                     what did a program that died leave in the journal?
+  pdmsim recover beam.pdm --apply             bring it into the file and remove the journal
+  pdmsim recover beam.pdm --discard           remove the journal without looking back
+
+A program that dies leaves FILE-journal behind. The next one that opens the file applies it by itself, and
+those that only read look through it; this command is for people who want to know, or to move the file.
+--discard loses what the journal holds, and a file that was brought up to date in part may be damaged.
+
+Exit codes:
+  0  done, or there is no journal
+  1  wrong use, or a journal that cannot be applied
+  2  the file cannot be read or written, or a program has it open)";
+
+[[noreturn]] void Fail(cli_Exit code, const std::string& text) {
+  throw cli_Failure(code, text);
+}
+
+void CheckFile(const std::string& file) {
+  struct stat status {};
+  const std::string expected = file + ": expected a simulation file, found ";
+  if (stat(file.c_str(), &status) != 0)
+    Fail(cli_Exit::kUnusable, expected + "none: " + std::strerror(errno));
+  if (!S_ISREG(status.st_mode))
+    Fail(cli_Exit::kUnusable, expected + (S_ISDIR(status.st_mode) ? "a directory" : "a special file"));
+}
+
+void CheckOpens(const std::string& file) {
+  const cli_Context context(ORXSimManager::OpenContext(file.c_str(), 1, 102, false, 1));
+  if (context.ID().IsNull())
+    Fail(cli_Exit::kUnusable, ORXSimManager::LastError());
+}
+
+show_Json Describe(const Options& options, const ORXSimJournalInfo& info) {
+  return {{"file", options.file},
+          {"journal", info.exists},
+          {"usable", info.headerValid && info.belongs},
+          {"writerAtWork", info.writerAtWork},
+          {"commits", info.commits},
+          {"pages", info.frames},
+          {"sequence", info.sequence},
+          {"imageBytes", info.imageBytes},
+          {"journalBytes", info.journalBytes},
+          {"unfinishedBytes", info.tailBytes},
+          {"process", info.ownerProcess},
+          {"host", info.ownerHost},
+          {"cause", info.cause},
+          {"done", info.exists && options.apply     ? "applied"
+                   : info.exists && options.discard ? "discarded"
+                                                    : "nothing"}};
+}
+
+/// What the journal holds, in one clause.
+std::string Content(const ORXSimJournalInfo& info) {
+  std::string text = std::to_string(info.commits) + (info.commits == 1 ? " commit" : " commits");
+  if (info.tailBytes > 0)
+    text += " and an update that was never finished";
+  return text;
+}
+
+std::string Tell(const Options& options, const ORXSimJournalInfo& info) {
+  if (!info.exists)
+    return "no journal; the file is as its last writer closed it";
+  const std::string owner = "process " + std::to_string(info.ownerProcess) + " on " + info.ownerHost;
+  if (info.writerAtWork)
+    return "a journal at work: " + owner + " has the file open; nothing to recover";
+  if (options.discard)
+    return "the journal was removed; lost: " + (info.headerValid ? Content(info) : "what it held");
+  if (!info.cause.empty())
+    return info.cause;
+  return options.apply ? "brought into the file: " + Content(info)
+                       : "a journal of " + owner + " with " + Content(info) + ", the file then having " +
+                             show_Size(static_cast<unsigned long long>(info.imageBytes)) +
+                             "; the next program that opens the file applies it, or --apply does";
+}
+
+void Recover(const Options& options) {
+  CheckFile(options.file);
+  const cli_Library library;
+  const ORXSimJournalInfo info = ORXSimJournal::Read(options.file.c_str());
+  if (!info.exists && !info.cause.empty())
+    Fail(cli_Exit::kUnusable, options.file + ": " + info.cause);
+  if (!info.exists && !info.writerAtWork)
+    CheckOpens(options.file);
+  const bool changes = info.exists && (options.apply || options.discard);
+  if (changes && info.writerAtWork)
+    Fail(cli_Exit::kUnusable, options.file + ": " + Tell(options, info));
+  if (changes && options.apply && !info.cause.empty())
+    Fail(cli_Exit::kNotThere, options.file + ": " + info.cause + "; --discard removes the journal");
+  const bool done = !changes || (options.apply ? ORXSimJournal::Apply(options.file.c_str())
+                                               : ORXSimJournal::Discard(options.file.c_str()));
+  if (!done)
+    Fail(cli_Exit::kUnusable, ORXSimManager::LastError());
+  if (options.json)
+    show_PrintJson(Describe(options, info));
+  else
+    std::cout << show_Printable(options.file + ": " + Tell(options, info)) << '\n';
+  show_Flush();
+  if (!changes && !info.cause.empty())
+    throw cli_Quiet(cli_Exit::kNotThere);
+}
+
+} // namespace
+
+void cmd_AddRecover(CLI::App& program) {
+  auto options = std::make_shared<Options>();
+  CLI::App* command = program.add_subcommand("recover", "Say what a journal holds; apply or discard it");
+  command->add_option("FILE", options->file, "simulation file")->required();
+  CLI::Option* apply = command->add_flag("--apply", options->apply, "bring the journal into the file");
+  command->add_flag("--discard", options->discard, "remove the journal; what it holds is lost")
+      ->excludes(apply);
+  command->add_flag("--json", options->json, "print JSON, for scripts");
+  command->footer(kFooter);
+  command->callback([options] { Recover(*options); });
+}
