@@ -1,0 +1,55 @@
+#include "fuzz_Common.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+extern "C" int LLVMFuzzerInitialize(int*, char***);
+
+namespace {
+int s_modules;
+
+const std::filesystem::path& directory() {
+  static const auto* const s_directory = [] { // never destroyed, since it is needed for removing it
+    std::string pattern = (std::filesystem::temp_directory_path() / "pdm_fuzz_XXXXXX").string();
+    fuzz_Require(::mkdtemp(pattern.data()) != nullptr, "a directory for the files");
+    std::atexit([] {
+      std::error_code ignored;
+      std::filesystem::remove_all(directory(), ignored);
+    });
+    return new std::filesystem::path(pattern);
+  }();
+  return *s_directory;
+}
+} // namespace
+
+int LLVMFuzzerInitialize(int*, char***) {
+  DDB_PDM_Core_initialize(s_modules);
+  err_InstallSink([](const char*, void*) {}, nullptr);
+  return 0;
+}
+
+void fuzz_Require(bool good, const char* what) {
+  if (good)
+    return;
+  std::fprintf(stderr, "== EXPECTED: %s (last error: %s)\n", what, ORXSimManager::LastError());
+  std::abort();
+}
+
+std::string fuzz_Path(const char* name) {
+  return (directory() / name).string();
+}
+
+void fuzz_Write(const std::string& path, const std::uint8_t* bytes, std::size_t size) {
+  std::ofstream file(path, std::ios::binary);
+  file.write(reinterpret_cast<const char*>(bytes), static_cast<std::streamsize>(size));
+  fuzz_Require(file.flush().good(), "room for the files");
+}
+
+std::vector<std::uint8_t> fuzz_Bytes(const std::string& path) {
+  std::ifstream file(path, std::ios::binary | std::ios::ate);
+  std::vector<std::uint8_t> bytes(file ? static_cast<std::size_t>(file.tellg()) : 0);
+  file.seekg(0).read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  return bytes;
+}

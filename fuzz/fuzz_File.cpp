@@ -1,0 +1,56 @@
+// Whole files: whatever the bytes are, opening, reading everything, changing a member and closing does no
+// harm.
+//
+// Input: the bytes of a simulation file.
+
+#include "fuzz_Common.h"
+#include "fuzz_Isolate.h"
+#include "fuzz_Model.h"
+#include "fuzz_Mutate.h"
+
+extern "C" {
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t maxSize, unsigned seed);
+}
+
+namespace {
+void run(const std::string& path, const std::uint8_t* data, std::size_t size) {
+  fuzz_Write(path, data, size);
+  bool opened = false;
+  std::uint64_t read = 0;
+  {
+    msfD_Root root(0);
+    if (const msfD_Sim sim = root.openSimReadOnly(path.c_str(), "", 0)) {
+      opened = true;
+      read = fuzz_ReadAll(sim);
+    }
+  }
+  fuzz_Require(fuzz_Bytes(path) == std::vector<std::uint8_t>(data, data + size),
+               "a file that reading has not changed");
+  msfD_Root root(0);
+  if (const msfD_Sim sim = root.openSim(path.c_str(), "", 0)) {
+    fuzz_Require(opened && fuzz_ReadAll(sim) == read, "the same by a reader and a writer");
+    if (const msfD_Mesh mesh = sim.discreteModel().mesh())
+      mesh.Faces(mesh.nodes());
+  }
+}
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const std::string s_path = fuzz_Path("input.pdm");
+  const auto work = [&] { run(s_path, data, size); };
+  if (fuzz_Survives(work))
+    work();
+  return 0;
+}
+
+std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t maxSize,
+                                    unsigned seed) {
+  fuzz_Dice dice(seed);
+  if (dice.Below(8) == 0)
+    return LLVMFuzzerMutate(data, size, maxSize);
+  fuzz_MutateInPlace(data, size, dice);
+  if (dice.Below(4) != 0)
+    fuzz_RepairHdf5(data, size);
+  return size;
+}

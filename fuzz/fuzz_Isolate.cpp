@@ -1,0 +1,116 @@
+#include "fuzz_Isolate.h"
+
+#include "fuzz_Common.h"
+
+#include <sanitizer/common_interface_defs.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <sstream>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+// Frames as module and offset, which is enough to tell whose they are and costs no symboliser. Stacks of
+// allocations end with who called malloc, so that hdf5_leaks.txt can mean HDF5 and nobody whom it calls.
+// Memory that a file only claims to need is refused as it would be by the system.
+extern "C" const char* __asan_default_options();
+const char* __asan_default_options() {
+  return "symbolize=0:malloc_context_size=2:allocator_may_return_null=1:max_allocation_size_mb=1024:handle_"
+         "abort=1:"
+         "quarantine_size_mb=16";
+}
+
+namespace {
+constexpr int kSeconds = 10; // for one input
+
+std::map<std::string, int> s_places; // in HDF5, with the number of inputs that failed there
+
+void tellPlaces() {
+  int all = 0;
+  for (const auto& [place, count] : s_places) {
+    std::fprintf(stderr, "in HDF5: %s, %d inputs\n", place.c_str(), count);
+    all += count;
+  }
+  std::fprintf(stderr, "stat::inputs_failing_in_hdf5:    %d\n", all);
+}
+
+[[noreturn]] void runChild(const std::function<void()>& work, int report) {
+  __sanitizer_set_death_callback(nullptr); // the fuzzer's own, which would keep the input as a finding
+  ::dup2(report, 2);
+  std::signal(SIGALRM, [](int) {
+    __sanitizer_print_stack_trace();
+    ::_exit(1);
+  });
+  ::alarm(kSeconds);
+  work();
+  ::_exit(0);
+}
+
+std::string textOf(int report) {
+  const off_t size = ::lseek(report, 0, SEEK_END);
+  std::string text(static_cast<std::size_t>(size), '\0');
+  const ssize_t got = ::pread(report, text.data(), text.size(), 0);
+  text.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
+  return text;
+}
+
+// The module and offset of a stack's line "    #1 0x... (module+offset)", "" for other lines.
+std::string moduleOf(const std::string& line) {
+  const std::size_t mark = line.find('#'), open = line.find('('), close = line.find(')', open);
+  if (mark == std::string::npos || line.find_first_not_of(' ') != mark || close == std::string::npos)
+    return "";
+  const std::string module = line.substr(open + 1, close - open - 1);
+  return module.substr(module.rfind('/') + 1);
+}
+
+// The place in HDF5 where each stack of the report begins, as the first of them; "" when one begins
+// elsewhere. The C library and the sanitizers work for whoever called them.
+std::string placeInHdf5(const std::string& report) {
+  std::istringstream lines(report);
+  std::string first, line;
+  bool decided = false;
+  while (std::getline(lines, line)) {
+    const std::string module = moduleOf(line);
+    if (line.find("#0 ") != std::string::npos)
+      decided = false;
+    if (module.empty() || decided)
+      continue;
+    if (module.starts_with("libhdf5")) {
+      decided = true;
+      first = first.empty() ? module : first;
+    } else if (module.starts_with("libUTI_") || module.starts_with("libPDM_") ||
+               module.starts_with("libDDB_")) {
+      return "";
+    }
+  }
+  return first;
+}
+} // namespace
+
+bool fuzz_Survives(const std::function<void()>& work) {
+  static const int s_report = ::memfd_create("report", MFD_CLOEXEC);
+  [[maybe_unused]] static const int s_told = std::atexit(tellPlaces);
+  fuzz_Require(s_report >= 0 && ::ftruncate(s_report, 0) == 0, "memory for a report");
+  ::lseek(s_report, 0, SEEK_SET);
+  const pid_t child = ::fork();
+  if (child == 0)
+    runChild(work, s_report);
+  int status = 0;
+  pid_t ended = -1;
+  while (child > 0 && (ended = ::waitpid(child, &status, 0)) < 0 && errno == EINTR) // the fuzzer's own clock
+    continue;
+  fuzz_Require(child > 0 && ended == child, "a child process");
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
+    return true;
+  const std::string report = textOf(s_report), place = placeInHdf5(report);
+  if (place.empty()) {
+    std::fprintf(stderr, "%s\n", report.c_str());
+    fuzz_Require(false, "an input that is survived");
+  }
+  ++s_places[place];
+  return false;
+}

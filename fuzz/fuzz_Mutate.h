@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// libFuzzer's own mutation; the new size is the answer, at most maxSize.
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
+
+/// Small numbers that follow from a seed, for the choices of a mutation.
+class fuzz_Dice {
+ public:
+  explicit fuzz_Dice(unsigned seed) : m_state(seed * 2654435761u + 1) {}
+  /// A number below n.
+  std::size_t Below(std::size_t n) {
+    m_state = m_state * 6364136223846793005u + 1442695040888963407u;
+    return n == 0 ? 0 : static_cast<std::size_t>((m_state >> 33) % n);
+  }
+
+ private:
+  std::uint64_t m_state;
+};
+
+/// Changes a few bytes at one place and moves nothing: what addresses point to stays where it was.
+void fuzz_MutateInPlace(std::uint8_t* data, std::size_t size, fuzz_Dice& dice);
+
+/// Makes the checksums of an HDF5 file's superblock and object headers right, so that a change of an
+/// attribute or of a small dataset reaches those who read it.
+void fuzz_RepairHdf5(std::uint8_t* data, std::size_t size);
+
+/// Makes the checksums of a journal right, from the header through the chain, so that a change of a record
+/// reaches recovery.
+void fuzz_RepairJournal(std::uint8_t* journal, std::size_t size);
+/// Makes the journal's header name a main file as the one that it was written for; its checksum is to be
+/// repaired afterwards.
+void fuzz_AdoptMainFile(const std::uint8_t* main, std::size_t mainSize, std::uint8_t* journal,
+                        std::size_t size);
