@@ -81,12 +81,30 @@ msfD_Sim msfD_Root::createSim(gbb_String fileName, gbb_String alias, int context
     return {};
   const ORXSimContextID context =
       ORXSimManager::CreateContext(fileName, 0, kLayoutVersion, false, contextOptionFor(contextOption));
-  gbb_Group group(ORXSimContextRef(context).File().RootGroup().GroupCreate(kSimGroup, 0));
-  group.Stamp(kSimStamp);
+  msfD_SimHolder sim = NewSim();
+  if (!BindNew(sim, context)) { // the file goes with the context: without a commit point it never was
+    const gbb_Group failed(ORXSimContextRef(ORXSimContextID()).File().RootGroup()); // keeps the cause
+    sim = NewSim();
+    sim.Bind({}, failed);
+  }
+  return File(std::move(sim), fileName, alias);
+}
+
+msfD_SimHolder msfD_Root::NewSim() {
   msfD_SimHolder sim = msfD_Sim::New(m_trace);
   sim.SetPath(gbb_Root(this), count());
+  return sim;
+}
+
+// Group, stamp and class in one: the file's first commit point has a whole Sim.
+bool msfD_Root::BindNew(const msfD_SimHolder& sim, ORXSimContextID context) {
+  if (context.IsNull())
+    return false;
+  ORXSimUpdate update(context);
+  gbb_Group group(ORXSimContextRef(context).File().RootGroup().GroupCreate(kSimGroup, 0));
+  const bool stamped = group.Stamp(kSimStamp);
   sim.Bind(context, group);
-  return File(std::move(sim), fileName, alias);
+  return stamped && update.Commit();
 }
 
 msfD_Sim msfD_Root::openSim(gbb_String fileName, gbb_String alias, int contextOption) {
@@ -111,6 +129,10 @@ msfD_Sim msfD_Root::OpenSim(const char* operation, const gbb_String& fileName, c
     return {};
   }
   return File(msfD_SimHolder::Open(gbb_Root(this), count(), context, group, m_trace), fileName, alias);
+}
+
+bool msfD_Root::refreshSim(msfD_Sim sim) {
+  return ORXSimManager::Refresh(sim.distributionService().Context());
 }
 
 void msfD_Root::closeSim(msfD_Sim sim) {

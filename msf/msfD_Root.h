@@ -27,17 +27,22 @@ class PDM_CORE_API msfD_Root : public gbb_RootImpl {
   /// The Sim that was given this alias, empty when there is none.
   msfD_Sim getByAlias(gbb_String alias) const;
 
-  /// Makes a new simulation file. A file name that is open here, or an alias that is taken, prints a line
-  /// and gives an empty Sim. When the file cannot be made, the Sim is there but can hold nothing;
-  /// ORXSimManager::LastError() says why.
-  /// \param alias a name for links and getByAlias(); may be empty.
-  /// \param contextOption durability of commit points, as ORXSimManager::CreateContext; -1 is 1.
+  /// Makes a new simulation file; it appears under its name once it holds the whole Sim. A file name that is
+  /// open here, or an alias that is taken, prints a line and gives an empty Sim. When the file cannot be
+  /// made, the Sim is there but can hold nothing; ORXSimManager::LastError() says why. \param alias a name
+  /// for links and getByAlias(); may be empty. \param contextOption durability of commit points, as
+  /// ORXSimManager::CreateContext; -1 is 1.
   msfD_Sim createSim(gbb_String fileName, gbb_String alias, int contextOption);
   /// Opens an existing simulation file for reading and writing. One that cannot be opened gives an empty
   /// Sim, with the cause in ORXSimManager::LastError(); the rest as createSim.
   msfD_Sim openSim(gbb_String fileName, gbb_String alias, int contextOption);
-  /// As openSim, for reading only.
+  /// As openSim, for reading only. \param contextOption also 3: live reading while another program writes;
+  /// the Sim is as at that program's last commit point when it was opened or refreshed.
   msfD_Sim openSimReadOnly(gbb_String fileName, gbb_String alias, int contextOption);
+  /// Moves a Sim that was opened for live reading on to the newest commit point. Handles stay valid and are
+  /// as the file says from then on; references that getters gave are not. \return false, with the cause in
+  /// ORXSimManager::LastError(), when that failed or the Sim is no live one.
+  bool refreshSim(msfD_Sim sim);
   /// Closes a Sim and its file; later Sims move down by one position. One without a position is ignored.
   void closeSim(msfD_Sim sim);
 
@@ -48,6 +53,8 @@ class PDM_CORE_API msfD_Root : public gbb_RootImpl {
   bool MayOpen(const char* operation, const gbb_String& fileName, const gbb_String& alias) const;
   msfD_Sim OpenSim(const char* operation, const gbb_String& fileName, const gbb_String& alias, int openFlags,
                    int contextOption);
+  msfD_SimHolder NewSim();
+  static bool BindNew(const msfD_SimHolder& sim, ORXSimContextID context);
   msfD_Sim File(msfD_SimHolder sim, const gbb_String& fileName, const gbb_String& alias);
   static void Forget(kda_MapString<msfD_Sim>& table, const msfD_Sim& sim);
 

@@ -122,11 +122,13 @@ void msfD_SimImpl::Bind(ORXSimContextID context, const gbb_Group& group) {
   m_group.WriteClass(m_interface->Class().ClassID());
   m_children.Bind(Owner());
   m_connected = true;
+  m_epochs = ORXSimManager::Epochs();
   update.Commit();
 }
 
 gbb_Handle msfD_SimImpl::Traverse(gbb_TraverseContext& context) {
   gbb_Handle found;
+  Sync();
   if (m_children.Traverse(Owner(), context, found))
     return found;
   if (std::strcmp(context.Component(), "schemaSnapshot") == 0)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <gbb/gbb_Children.h>
 #include <msf/msfD_Sim.h>
 
@@ -36,14 +37,24 @@ class msfD_SimImpl final : public msfD_SimInterface {
 
   template <int Index>
   auto& OpenedChild() {
+    Sync();
     return m_children.Opened<Index>(Owner());
   }
   template <int Index>
   auto SetChild(auto& holder) {
-    return m_children.Set<Index>(Owner(), holder);
+    Sync();
+    return m_children.Set<Index>(Owner(), m_context, holder);
   }
 
  private:
+  // After a rollback or a refresh the children are looked up again.
+  void Sync() {
+    if (m_epochs == ORXSimManager::Epochs()) [[likely]]
+      return;
+    if (ORXSimContextRef(m_context).Epoch() > m_epochs)
+      m_children.Suspect();
+    m_epochs = ORXSimManager::Epochs();
+  }
   void RegisterClasses();
   gbb_ChildOwner Owner() const { return {gbb_Path(&m_path), m_group, m_trace, m_connected}; }
 
@@ -53,6 +64,7 @@ class msfD_SimImpl final : public msfD_SimInterface {
   gbb_Group m_group;         // the file's group "sim" once bound
   int m_trace;
   bool m_connected = false;
+  std::uint64_t m_epochs = ORXSimManager::Epochs(); // when the Sim was last as its file
   gbb_SchemaSnapshotImpl m_schemaSnapshot;
   gbb_Children<msfD_SimTraits> m_children; // the discrete model
   msfD_SimMembers m_members;

@@ -48,7 +48,7 @@ parts() {
   for config in kill-safe durable ${library:+tiny-limits}; do
     echo "faults-$config faults --config $config $library"
   done
-  echo "allocations allocations --stride 5"
+  echo "allocations allocations"
   echo "contention contention --count 120"
   echo "live live --count 60 $library"
   [ -n "$library" ] && echo "broken broken --count 5000 $library"

@@ -114,8 +114,7 @@ hdf_File ORXSimContextRef::File() const try {
   hdf_Operation operation("take the file of a context", context.get());
   if (!operation.Usable())
     return hdf_ObjectRep::Failed<hdf_File>();
-  H5Iinc_ref(context->file);
-  return hdf_ObjectRep::Make<hdf_File>(std::make_shared<hdf_FileRep>(context, context->file));
+  return hdf_ObjectRep::Make<hdf_File>(std::make_shared<hdf_FileRep>(context));
 } catch (const std::bad_alloc&) {
   hdf_Operation::OutOfMemory();
   return {};

@@ -180,7 +180,7 @@ std::shared_ptr<hdf_DatasetRep> ORXSimOpenNumbered(ORXSimStoreCall& call, hid_t 
   const hid_t id = hdf_OpenDataset(operation, group, name.text);
   if (id < 0)
     return nullptr;
-  auto dataset = std::make_shared<hdf_DatasetRep>(call.Context(), id);
+  auto dataset = hdf_MakeRep<hdf_DatasetRep>(call.Context(), id);
   operation.At(id);
   return dataset->Inspect(operation, mayBeUnwritten) ? dataset : nullptr;
 }

@@ -20,7 +20,7 @@ bool checkName(hdf_Operation& operation, const char* name) {
 hdf_Attribute opened(hdf_Operation& operation, const std::shared_ptr<hdf_Context>& context, hid_t id) {
   if (!operation.Check(id))
     return hdf_ObjectRep::Failed<hdf_Attribute>();
-  auto attribute = std::make_shared<hdf_AttributeRep>(context, id);
+  auto attribute = hdf_MakeRep<hdf_AttributeRep>(context, id);
   return attribute->Inspect(operation) ? hdf_ObjectRep::Make<hdf_Attribute>(std::move(attribute))
                                        : hdf_ObjectRep::Failed<hdf_Attribute>();
 }
@@ -74,10 +74,8 @@ bool hdf_AttributeRep::OpenAgain(hdf_Operation& operation) {
   if (opened < 0)
     return operation.Refuse("the attribute '" + m_name + "' is not in the file any more");
   TakeOver(opened, context->objects);
-  if (Inspect(operation))
-    return true;
-  Close();
-  return false;
+  const hdf_CloseUnless guard(*this);
+  return guard.good = Inspect(operation);
 }
 
 hdf_Attribute hdf_Group::AttributeCreate(const char* name, hdf_Datatype type,
@@ -94,7 +92,7 @@ hdf_Attribute hdf_Group::AttributeCreate(const char* name, hdf_Datatype type,
       H5Acreate2(m_rep->id, name, stored, hdf_Shared::Get().Line(dims[0]), H5P_DEFAULT, H5P_DEFAULT);
   if (!operation.Check(id))
     return hdf_ObjectRep::Failed<hdf_Attribute>();
-  auto attribute = std::make_shared<hdf_AttributeRep>(m_rep->context, id);
+  auto attribute = hdf_MakeRep<hdf_AttributeRep>(m_rep->context, id);
   attribute->space = space;
   attribute->type = hdf_StoredType::Of(type);
   return hdf_ObjectRep::Make<hdf_Attribute>(std::move(attribute));

@@ -17,6 +17,13 @@ constinit unsigned s_forks = 0;
 constexpr char kForked[] = "the context belongs to another process";
 constexpr char kRolledBack[] =
     "the update was rolled back inside: nothing is written before its outermost scope has ended";
+
+// The file is closed with everything that is open in it, also where an exhausted memory has left a reference.
+herr_t closeFile(hid_t file) {
+  while (H5Iget_ref(file) > 1)
+    H5Idec_ref(file);
+  return H5Fclose(file);
+}
 } // namespace
 
 // Counted, since asking the system at every write would cost more than all other checks together.
@@ -81,8 +88,8 @@ void hdf_Context::LeaveObjects(Leave leave) {
   for (hdf_ObjectRep** first : {&datasets, &objects})
     while (*first != nullptr)
       leave(**first);
-  collections = {};
-  distributions = {};
+  collections = hdf_GroupHandle();
+  distributions = hdf_GroupHandle();
 }
 
 bool hdf_Context::Close(hdf_Operation& operation) {
@@ -94,7 +101,7 @@ bool hdf_Context::Close(hdf_Operation& operation) {
                                 : operation.Refuse(lost));
   LeaveObjects([](hdf_ObjectRep& object) { object.Close(); });
   store->BeginClosing((kept && !forked) || durability == 0);
-  const bool closed = !IsOpen() || operation.Check(H5Fclose(file));
+  const bool closed = !IsOpen() || operation.Check(closeFile(file));
   file = H5I_INVALID_HID;
   const bool finished = store->Finish() || durability == 0 || forked ||
                         operation.Refuse("the journal could not be brought into the file: it has to stay");
@@ -108,7 +115,7 @@ bool hdf_Context::Reopen(hdf_Operation& operation) {
   LeaveObjects([](hdf_ObjectRep& object) { object.Leave(); });
   epoch = ++ORXSimManager::s_epochs;
   store->BeginClosing(false);
-  bool good = !IsOpen() || operation.Check(H5Fclose(file));
+  bool good = !IsOpen() || operation.Check(closeFile(file));
   file = H5I_INVALID_HID;
   std::string cause;
   if (good && live && !store->TakeSnapshot(cause))

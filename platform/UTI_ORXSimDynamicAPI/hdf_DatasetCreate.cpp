@@ -57,7 +57,7 @@ std::shared_ptr<hdf_DatasetRep> hdf_DatasetRep::Create(hdf_Operation& operation,
   const hid_t id = makeDataset(group.id, replaces ? nullptr : name, type, shape);
   if (!operation.Check(id))
     return nullptr;
-  auto dataset = std::make_shared<hdf_DatasetRep>(group.context, id);
+  auto dataset = hdf_MakeRep<hdf_DatasetRep>(group.context, id);
   dataset->type = hdf_StoredType::Of(type);
   dataset->space = shape;
   dataset->fresh = true;

@@ -6,7 +6,7 @@
 
 namespace {
 hdf_Group child(const std::shared_ptr<hdf_ObjectRep>& parent, const char* name, hid_t id) {
-  return hdf_ObjectRep::Make<hdf_Group>(std::make_shared<hdf_GroupRep>(parent, name, id));
+  return hdf_ObjectRep::Make<hdf_Group>(hdf_MakeRep<hdf_GroupRep>(parent, id, name));
 }
 
 std::shared_ptr<hdf_DatasetRep> openDataset(hdf_Operation& operation, const hdf_ObjectRep& group,
@@ -14,7 +14,7 @@ std::shared_ptr<hdf_DatasetRep> openDataset(hdf_Operation& operation, const hdf_
   const hid_t id = hdf_OpenDataset(operation, group.id, name);
   if (id < 0)
     return nullptr;
-  auto dataset = std::make_shared<hdf_DatasetRep>(group.context, id);
+  auto dataset = hdf_MakeRep<hdf_DatasetRep>(group.context, id);
   return dataset->Inspect(operation) ? dataset : nullptr;
 }
 
@@ -153,7 +153,7 @@ hdf_Group hdf_File::RootGroup() const try {
   const hid_t id = H5Gopen2(m_rep->id, "/", H5P_DEFAULT);
   if (!operation.Check(id))
     return hdf_ObjectRep::Failed<hdf_Group>();
-  return hdf_ObjectRep::Make<hdf_Group>(std::make_shared<hdf_GroupRep>(m_rep->context, id));
+  return hdf_ObjectRep::Make<hdf_Group>(hdf_MakeRep<hdf_GroupRep>(m_rep->context, id));
 } catch (const std::bad_alloc&) {
   hdf_Operation::OutOfMemory();
   return {};

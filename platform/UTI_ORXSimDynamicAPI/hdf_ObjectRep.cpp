@@ -79,10 +79,8 @@ bool hdf_DatasetRep::OpenAgain(hdf_Operation& operation) {
   if (opened < 0)
     return false;
   TakeOver(opened, context->datasets);
-  if (Inspect(operation))
-    return true;
-  Close();
-  return false;
+  const hdf_CloseUnless guard(*this);
+  return guard.good = Inspect(operation);
 }
 
 haddr_t hdf_DatasetRep::Address() {
@@ -141,9 +139,10 @@ bool hdf_GroupRep::OpenAgain(hdf_Operation& operation) {
   if (opened < 0)
     return false;
   TakeOver(opened, context->objects);
+  const hdf_CloseUnless guard(*this);
   if (m_parent != nullptr)
     NoteAwake();
-  return true;
+  return guard.good = true;
 }
 
 void hdf_GroupRep::Sleep() {

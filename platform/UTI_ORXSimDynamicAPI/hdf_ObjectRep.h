@@ -18,6 +18,8 @@ class hdf_ObjectRep {
   hdf_ObjectRep() : failure(std::make_unique<std::string>(hdf_Operation::Last())) {}
   /// Takes over an open identifier.
   hdf_ObjectRep(std::shared_ptr<hdf_Context> owner, hid_t opened, hdf_ObjectRep*& first);
+  /// One that takes its identifier when it is first used.
+  explicit hdf_ObjectRep(std::shared_ptr<hdf_Context> owner) : context(std::move(owner)) {}
   hdf_ObjectRep(const hdf_ObjectRep&) = delete;
   hdf_ObjectRep& operator=(const hdf_ObjectRep&) = delete;
   virtual ~hdf_ObjectRep() { Close(); }
@@ -66,12 +68,35 @@ class hdf_ObjectRep {
   friend class hdf_DatasetRep;
 };
 
-/// The open file itself.
+/// Closes an object that did not come to be of use, also when an exception stops it.
+struct hdf_CloseUnless {
+  explicit hdf_CloseUnless(hdf_ObjectRep& opened) : object(opened) {}
+  hdf_CloseUnless(const hdf_CloseUnless&) = delete;
+  hdf_CloseUnless& operator=(const hdf_CloseUnless&) = delete;
+  ~hdf_CloseUnless() {
+    if (!good)
+      object.Close();
+  }
+  hdf_ObjectRep& object;
+  mutable bool good = false;
+};
+
+/// Makes the object of an identifier, which is given back when there is no memory for it.
+template <class Rep, class Owner, class... Rest>
+std::shared_ptr<Rep> hdf_MakeRep(const Owner& owner, hid_t opened, Rest... rest) {
+  try {
+    return std::make_shared<Rep>(owner, rest..., opened);
+  } catch (...) {
+    if (H5Iis_valid(opened) > 0)
+      H5Idec_ref(opened);
+    throw;
+  }
+}
+
+/// The open file itself; takes an identifier when it is first used.
 class hdf_FileRep : public hdf_ObjectRep {
  public:
-  /// \param opened an identifier of the context's file, taken over.
-  hdf_FileRep(std::shared_ptr<hdf_Context> owner, hid_t opened)
-      : hdf_ObjectRep(owner, opened, owner->objects) {}
+  explicit hdf_FileRep(std::shared_ptr<hdf_Context> owner) : hdf_ObjectRep(std::move(owner)) {}
   std::string Place() const override { return "/"; }
 
  protected:

@@ -15,9 +15,24 @@ std::unique_ptr<unsigned char[]> vfd_Overlay::NewPage() {
   return bytes;
 }
 
+const vfd_Overlay::Slot* vfd_Overlay::Find(std::uint64_t page) const {
+  const auto found = m_slots.find(page);
+  return found == m_slots.end() ? nullptr : &found->second;
+}
+
 void vfd_Overlay::Put(std::uint64_t page, std::unique_ptr<unsigned char[]> bytes) {
-  m_slots[page].bytes = std::move(bytes);
+  Slot& slot = m_slots[page];
+  Release(slot);
+  slot.bytes = std::move(bytes);
   ++m_inMemory;
+}
+
+std::unique_ptr<unsigned char[]> vfd_Overlay::TakeOut(std::uint64_t page) {
+  const auto found = m_slots.find(page);
+  auto bytes = std::move(found->second.bytes);
+  m_slots.erase(found);
+  --m_inMemory;
+  return bytes;
 }
 
 std::vector<std::uint64_t> vfd_Overlay::Pages() const {
@@ -46,6 +61,8 @@ void vfd_Overlay::Spilled(std::uint64_t page, std::uint64_t frame) {
 
 void vfd_Overlay::Drop(std::uint64_t page) {
   const auto found = m_slots.find(page);
+  if (found == m_slots.end())
+    return;
   Release(found->second);
   m_slots.erase(found);
 }

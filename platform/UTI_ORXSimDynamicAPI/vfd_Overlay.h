@@ -8,8 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
-/// The pages that were written since the last commit point: in memory, or moved to a frame of the journal.
-/// Private to the module.
+/// Pages of a file by number: in memory, or moved to a frame of the journal. Private to the module.
 class vfd_Overlay {
  public:
   vfd_Overlay() { m_spare.reserve(kSpare); }
@@ -23,11 +22,14 @@ class vfd_Overlay {
   /// Pages that are in memory.
   std::size_t InMemory() const { return m_inMemory; }
   Slot* Find(std::uint64_t page);
+  const Slot* Find(std::uint64_t page) const;
   /// Memory for a page, not set. Throws std::bad_alloc.
   std::unique_ptr<unsigned char[]> NewPage();
-  /// The page is in memory from now on; it was not before. Throws std::bad_alloc, and has changed nothing
+  /// The page is in memory from now on, with these bytes. Throws std::bad_alloc, and has changed nothing
   /// then.
   void Put(std::uint64_t page, std::unique_ptr<unsigned char[]> bytes);
+  /// Gives a page that is in memory away.
+  std::unique_ptr<unsigned char[]> TakeOut(std::uint64_t page);
   /// All pages, in ascending order. Throws std::bad_alloc.
   std::vector<std::uint64_t> Pages() const;
   /// The page's bytes are in that frame now.

@@ -43,9 +43,13 @@ bool vfd_Store::ReadFrame(std::uint64_t frame, unsigned char* bytes) const {
 
 // A page as HDF5 last wrote it.
 bool vfd_Store::ReadPage(std::uint64_t page, unsigned char* bytes) const {
-  if (auto* const slot = const_cast<vfd_Overlay&>(m_overlay).Find(page)) {
+  if (const auto* const slot = m_overlay.Find(page)) {
     if (slot->bytes == nullptr)
       return ReadFrame(slot->frame, bytes);
+    std::memcpy(bytes, slot->bytes.get(), kVfdPage);
+    return true;
+  }
+  if (const auto* const slot = m_recent.Find(page)) {
     std::memcpy(bytes, slot->bytes.get(), kVfdPage);
     return true;
   }
@@ -68,7 +72,9 @@ bool vfd_Store::Read(std::uint64_t address, std::size_t count, void* bytes) cons
   };
   for (std::uint64_t at = address; at < end;) {
     const std::uint64_t page = at / kVfdPage, next = std::min(end, (page + 1) * kVfdPage);
-    auto* const slot = const_cast<vfd_Overlay&>(m_overlay).Find(page);
+    const auto* slot = m_overlay.Find(page);
+    if (slot == nullptr)
+      slot = m_recent.Find(page);
     if (slot != nullptr || m_unapplied.Find(page) != nullptr) {
       unsigned char whole[kVfdPage];
       const unsigned char* source = slot != nullptr ? slot->bytes.get() : nullptr;
@@ -96,11 +102,13 @@ unsigned char* vfd_Store::PageForWriting(std::uint64_t page, bool whole) {
 }
 
 // Such a page is beyond everything that a commit point, a frame or a reader may know.
-bool vfd_Store::MayBypass(std::uint64_t page) {
+bool vfd_Store::MayBypass(std::uint64_t page) const {
   return page >= m_floor || vfd_Broken(vfd_Rule::kDirectOnlyBeyond);
 }
 
 bool vfd_Store::WriteMain(std::uint64_t address, std::size_t count, const void* bytes) {
+  if (Forked())
+    return true;
   if (!vfd_WriteAt(m_main.Get(), bytes, count, address))
     return Fail("write");
   m_mainSize = std::max(m_mainSize, address + count);
@@ -109,7 +117,7 @@ bool vfd_Store::WriteMain(std::uint64_t address, std::size_t count, const void* 
 }
 
 bool vfd_Store::Write(std::uint64_t address, std::size_t count, const void* bytes) {
-  if (m_closing == Closing::kDiscard || Forked())
+  if (m_closing == Closing::kDiscard)
     return true;
   if (m_options.readOnly || address + count > kVfdLargest) {
     errno = m_options.readOnly ? EROFS : EFBIG;
@@ -142,14 +150,14 @@ bool vfd_Store::Write(std::uint64_t address, std::size_t count, const void* byte
 }
 
 bool vfd_Store::SetEnd(std::uint64_t end) {
-  if (m_closing == Closing::kDiscard || Forked() || m_options.readOnly)
+  if (m_closing == Closing::kDiscard || m_options.readOnly)
     return true;
   m_eof = end;
   if (!Scratch()) {
     m_overlay.DropFrom(vfd_PagesOf(end));
     return true;
   }
-  if (end == m_mainSize)
+  if (end == m_mainSize || Forked())
     return true;
   if (!vfd_SetSize(m_main.Get(), end))
     return !m_poison.empty() || (Fail("set the file's size"), ScratchFailed());

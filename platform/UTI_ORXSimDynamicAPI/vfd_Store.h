@@ -119,7 +119,7 @@ class vfd_Store {
   bool ReadPage(std::uint64_t page, unsigned char* bytes) const;
   bool ReadFrame(std::uint64_t frame, unsigned char* bytes) const;
   unsigned char* PageForWriting(std::uint64_t page, bool whole);
-  bool MayBypass(std::uint64_t page);
+  bool MayBypass(std::uint64_t page) const;
   bool WriteMain(std::uint64_t address, std::size_t count, const void* bytes);
   bool ScratchFailed();
   void Spill();
@@ -129,14 +129,17 @@ class vfd_Store {
   bool Fail(const char* what) const; // errno
 
   // vfd_StoreCommit.cpp
-  bool CommitFirst(std::string& cause);
-  bool CommitUpdate(std::string& cause);
+  bool CommitFirst();
+  bool CommitUpdate();
+  Plan MakePlan() const;
+  void HasCommitted(const Plan& plan);
   bool PlaceFresh(const Plan& plan);
   bool SyncMain();
   bool BeginGeneration();
   bool WriteHeader();
   bool AppendRecord(const Plan& plan);
   void TakeBack(std::uint64_t end);
+  void KeepRecent(const Plan& plan);
   void Apply();
   bool LockReaders();
   bool ApplyPages();
@@ -168,6 +171,7 @@ class vfd_Store {
   vfd_Overlay m_overlay;      // written since the last commit point
   std::uint64_t m_spillAt;    // so many pages in memory are too many
   vfd_PageIndex m_unapplied;  // committed, and not yet in the main file
+  vfd_Overlay m_recent;       // some of them, still in memory
   bool m_directDirty = false; // the main file has bytes of this update that may not be on the disk
 
   HeaderState m_header = HeaderState::kNone;

@@ -50,7 +50,7 @@ bool vfd_Store::Commit(std::string& cause) {
     m_cause = m_poison;
   else
     try {
-      if (m_temporary.empty() ? CommitUpdate(cause) : CommitFirst(cause))
+      if (IsNew() ? CommitFirst() : CommitUpdate())
         return true;
     } catch (const std::bad_alloc&) {
       m_cause = "out of memory";
@@ -142,7 +142,7 @@ bool vfd_Store::SyncMain() {
   return true;
 }
 
-bool vfd_Store::CommitFirst(std::string&) {
+bool vfd_Store::CommitFirst() {
   m_overlay.DropFrom(vfd_PagesOf(m_eof));
   Plan plan;
   plan.fresh = m_overlay.Pages();
@@ -166,55 +166,60 @@ bool vfd_Store::CommitFirst(std::string&) {
          Poison("sync the directory");
 }
 
-bool vfd_Store::CommitUpdate(std::string&) {
+bool vfd_Store::CommitUpdate() {
   m_overlay.DropFrom(vfd_PagesOf(m_eof));
   if (Scratch() || (m_overlay.Empty() && m_eof == m_committedEnd))
     return true;
   StripOpenMark();
-  Plan plan;
-  const std::uint64_t nextOfJournal = m_openEnd;
-  std::size_t unreachable = 0;
-  const auto pages = m_overlay.Pages();
-  for (const std::uint64_t page : pages)
-    unreachable += MayBypass(page) ? 1 : 0;
-  const bool bypass = !Power() || unreachable >= kManyFresh || m_directDirty;
-  plan.entries.reserve(pages.size());
-  for (const std::uint64_t page : pages) {
-    const auto& slot = *m_overlay.Find(page);
-    if (slot.bytes == nullptr)
-      plan.entries.push_back({page, slot.frame});
-    else if (bypass && MayBypass(page))
-      plan.fresh.push_back(page);
-    else {
-      plan.entries.push_back({page, nextOfJournal + plan.framed.size() * kVfdFrame});
-      plan.framed.push_back(page);
-    }
-  }
+  const Plan plan = MakePlan();
   m_unapplied.Reserve(plan.entries.size());
   if (!PlaceFresh(plan) || !SyncMain())
     return false;
-  const bool early = vfd_Broken(vfd_Rule::kJournalFirst);
-  if (early)
-    WritePages(plan.framed,
-               [&](std::uint64_t page, unsigned char* target) { return ReadPage(page, target); });
+  if (vfd_Broken(vfd_Rule::kJournalFirst))
+    WritePages(plan.framed, [&](std::uint64_t page, unsigned char* bytes) { return ReadPage(page, bytes); });
   if (!BeginGeneration() || !AppendRecord(plan))
     return false;
+  HasCommitted(plan);
+  return true;
+}
 
-  // The commit point has been passed: from here on nothing makes it undone, and the answer is yes.
+vfd_Store::Plan vfd_Store::MakePlan() const {
+  Plan plan;
+  const auto pages = m_overlay.Pages();
+  const auto beyond = static_cast<std::size_t>(
+      std::count_if(pages.begin(), pages.end(), [&](std::uint64_t page) { return MayBypass(page); }));
+  // With few new pages frames are cheaper than one more sync.
+  const bool bypass = !Power() || beyond >= kManyFresh || m_directDirty;
+  plan.entries.reserve(pages.size());
+  for (const std::uint64_t page : pages) {
+    const auto& slot = *m_overlay.Find(page);
+    if (slot.bytes == nullptr) {
+      plan.entries.push_back({page, slot.frame});
+    } else if (bypass && MayBypass(page)) {
+      plan.fresh.push_back(page);
+    } else {
+      plan.entries.push_back({page, m_openEnd + plan.framed.size() * kVfdFrame});
+      plan.framed.push_back(page);
+    }
+  }
+  return plan;
+}
+
+// The commit point has been passed: from here on nothing makes it undone.
+void vfd_Store::HasCommitted(const Plan& plan) {
   m_committedEnd = m_eof;
   m_unapplied.Merge(plan.entries);
   m_unapplied.DropFrom(vfd_PagesOf(m_committedEnd));
-  if (!vfd_Broken(vfd_Rule::kFloor)) {
-    m_floor = std::max(m_floor, vfd_PagesOf(m_committedEnd));
-    if (!plan.entries.empty())
-      m_floor = std::max(m_floor, plan.entries.back().page + 1);
-  } else {
-    m_floor = vfd_PagesOf(m_committedEnd);
-  }
-  Apply();
+  m_recent.DropFrom(vfd_PagesOf(m_committedEnd));
+  const bool keepFloor = !vfd_Broken(vfd_Rule::kFloor);
+  const std::uint64_t framed = plan.entries.empty() || !keepFloor ? 0 : plan.entries.back().page + 1;
+  m_floor = std::max({keepFloor ? m_floor : 0, vfd_PagesOf(m_committedEnd), framed});
+  if (m_journalEnd >= journalLimit())
+    Apply();
+  else
+    KeepRecent(plan);
   m_overlay.Clear();
   m_spillAt = SpillLimit();
-  return true;
 }
 
 // Starts a generation where none is open; its header is on the disk before any frame can be.
@@ -333,18 +338,33 @@ bool vfd_Store::LockReaders() {
   return got;
 }
 
-// Brings committed pages into the main file. What fails is tried again at the next commit point; until then
-// they are read from the journal.
-void vfd_Store::Apply() {
-  if ((m_unapplied.Empty() && m_mainSize <= m_committedEnd) || !LockReaders())
-    return;
+// Copying every commit into the main file at once would double its cost; as long as the generation lasts its
+// pages are read from here, and those that change again and again are copied once.
+void vfd_Store::KeepRecent(const Plan& plan) {
   try {
-    if (ApplyPages() && m_journalEnd >= journalLimit())
-      Checkpoint();
+    for (const auto& entry : plan.entries)
+      if (m_overlay.Find(entry.page)->bytes != nullptr)
+        m_recent.Put(entry.page, m_overlay.TakeOut(entry.page));
+      else
+        m_recent.Drop(entry.page); // spilled: only the journal has the newest
   } catch (const std::bad_alloc&) {
-    m_cause = "out of memory";
+    m_recent.Clear();
   }
-  vfd_Locks::ReleaseReaders(m_main.Get());
+}
+
+// Brings committed pages into the main file and ends the generation. What fails is tried again at the next
+// commit point; until then they are read from the journal.
+void vfd_Store::Apply() {
+  if (LockReaders()) {
+    try {
+      if (ApplyPages())
+        Checkpoint();
+    } catch (const std::bad_alloc&) {
+      m_cause = "out of memory";
+    }
+    vfd_Locks::ReleaseReaders(m_main.Get());
+  }
+  m_recent.Clear();
 }
 
 bool vfd_Store::ApplyPages() {
@@ -352,7 +372,6 @@ bool vfd_Store::ApplyPages() {
   pages.reserve(m_unapplied.All().size());
   for (const auto& entry : m_unapplied.All())
     pages.push_back(entry.page);
-  // Straight after its commit an update is still in memory.
   if (!WritePages(pages, [&](std::uint64_t page, unsigned char* target) { return ReadPage(page, target); }))
     return false;
   if (m_mainSize > m_committedEnd && !vfd_SetSize(m_main.Get(), m_committedEnd))

@@ -203,6 +203,7 @@ class Damage(Case):
             self.pdm.write_bytes(whole)
             with h5py.File(self.pdm, "r+") as file:
                 data = dataset(file, systems(file)[0])
+                data.attrs.pop("checksums", None)  # or the library would find the damage before the program does
                 data[place] = data[0] if promise == "each once" else value
             done = run("modal_read", self.pdm)
             failed = [line for line in done.stdout.splitlines() if "FAILED" in line]
@@ -288,7 +289,9 @@ class Dofs(Case):
         for damage, bad, says in ((self.masks_of, -1, "label 32"), (self.order_of, 6, "each once")):
             whole = self.pdm.read_bytes()
             with h5py.File(self.pdm, "r+") as file:
-                damage(file, systems(file)[1])[1] = bad
+                data = damage(file, systems(file)[1])
+                data.attrs.pop("checksums", None)
+                data[1] = bad
             self.refused(2, says, "pdmsim", "dofs", self.pdm, "1")
             self.pdm.write_bytes(whole)
 

@@ -17,10 +17,12 @@ class FileContexts : public platform_Fixture {
   void WriteNumber(ORXSimContextID context, const char* name, int value) {
     EXPECT_TRUE(RootOf(context).DatasetCreate(name, kInt, Line(1)).Write(kInt, &value, 1));
   }
-  // Opens the file as another process would see it now, by a copy of its bytes. -1: not there or unreadable.
+  // What would be read if the process died now: by a copy of the file and its journal. -1: not there or unreadable.
   int ReadNumberAside(const std::string& path, const char* name) {
     const std::string copy = Path("copy.pdm");
-    std::filesystem::copy_file(path, copy, std::filesystem::copy_options::overwrite_existing);
+    for (const char* part : {"", "-journal"})
+      if (std::filesystem::exists(path + part))
+        std::filesystem::copy_file(path + part, copy + part, std::filesystem::copy_options::overwrite_existing);
     const ORXSimContextID context = Open(copy, true);
     int value = -1;
     if (RootOf(context).GetObjinfoExists(name))

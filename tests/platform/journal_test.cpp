@@ -117,16 +117,16 @@ TEST_F(Journal, AJournalOfAnotherFileOrWithADamagedHeaderIsRefusedAndLeft) {
   EXPECT_TRUE(Open(path).IsNull());
   EXPECT_THAT(LastError(), HasSubstr("damaged"));
   EXPECT_EQ(Bytes(path + "-journal"), damaged);
-  // A damaged record ends what counts. This file has been brought further than that already, so the two do not fit.
+  // A damaged record ends what counts: the commits before it stay, whole.
   damaged = frames;
   damaged[frames.size() / 2] ^= 1;
   Put(path + "-journal", damaged);
-  EXPECT_LT(ORXSimJournal::Read(path.c_str()).commits, 6u);
-  EXPECT_TRUE(Open(path).IsNull());
-  EXPECT_THAT(LastError(), HasSubstr("changed without it"));
-  EXPECT_EQ(Bytes(path), file);
-  EXPECT_TRUE(ORXSimJournal::Discard(path.c_str()));
-  EXPECT_EQ(Value(path), 7);
+  const auto commits = static_cast<int>(ORXSimJournal::Read(path.c_str()).commits);
+  EXPECT_GT(commits, 0);
+  EXPECT_LT(commits, 6);
+  EXPECT_TRUE(ORXSimJournal::Apply(path.c_str())) << LastError();
+  EXPECT_FALSE(std::filesystem::exists(path + "-journal"));
+  EXPECT_EQ(Value(path), 1 + commits);
 }
 
 TEST_F(Journal, TheFileIdTellsFilesWithAnEqualFirstBlockApart) {

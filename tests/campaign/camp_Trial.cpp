@@ -1,0 +1,194 @@
+#include <campaign/camp_Trial.h>
+
+#include <campaign/camp_Api.h>
+
+#include <csignal>
+#include <filesystem>
+#include <sstream>
+#include <unistd.h>
+
+namespace {
+
+std::uint64_t refuse(camp_Board& board, const std::string& text) {
+  board.Say(text);
+  return camp_State::kUnreadable;
+}
+
+std::uint64_t read(camp_Session& session, bool readOnly, camp_Board& board, std::string* text) {
+  camp_Session::Watch();
+  if (!(readOnly ? session.OpenReadOnly() : session.Open()))
+    return refuse(board, "does not open: " + camp_Session::Failure());
+  const camp_State state = camp_State::Read(session.Sim());
+  session.Close();
+  if (!camp_Session::Clean())
+    return refuse(board, "cannot be read: " + camp_Session::Failure());
+  if (text != nullptr)
+    *text = state.Text();
+  return state.Digest();
+}
+
+std::string firstDifference(const std::string& wanted, const std::string& found) {
+  std::istringstream a(wanted), b(found);
+  for (std::string x, y; std::getline(a, x) || std::getline(b, y);) {
+    std::getline(b, y);
+    if (x != y)
+      return "expected \"" + x.substr(0, 120) + "\", found \"" + y.substr(0, 120) + '"';
+  }
+  return "no difference";
+}
+
+} // namespace
+
+std::uint64_t camp_Examine(const std::string& file, int option, bool readOnlyToo, camp_Board& board) {
+  if (!std::filesystem::exists(file))
+    return camp_State::kNoFile;
+  camp_Session session(file, option);
+  const std::uint64_t before = readOnlyToo ? read(session, true, board, nullptr) : camp_State::kNoFile;
+  if (before == camp_State::kUnreadable)
+    return before;
+  const std::uint64_t digest = read(session, false, board, nullptr);
+  if (digest == camp_State::kUnreadable)
+    return digest;
+  if (readOnlyToo && before != digest)
+    return refuse(board, "reading only showed another state than recovery");
+  if (std::filesystem::exists(file + "-journal"))
+    return refuse(board, "a journal is left behind");
+  return digest;
+}
+
+int camp_Host(camp_Workload& workload, camp_Session& session, int first, int count, int giveUp,
+              camp_Board& board) {
+  int refused = 0;
+  for (int n = first; n < first + count && n < camp_Board::kSteps && refused < giveUp; ++n) {
+    camp_Workload after = workload, trial = workload;
+    after.Step(n, nullptr);
+    const std::uint64_t digest = after.state.Digest();
+    board.digest[n] = digest;
+    board.outcome[n] = camp_Board::kBegun;
+    board.begun = n;
+    camp_Io::Mark(camp_Event::kBegin, digest);
+    bool good = false;
+    camp_Allocations::Arm(true);
+    try {
+      good = trial.Step(n, &session);
+    } catch (const std::bad_alloc&) {
+    }
+    camp_Allocations::Arm(false);
+    if (good) {
+      camp_Io::Mark(camp_Event::kAck, digest);
+      board.outcome[n] = camp_Board::kDone;
+      board.done = n;
+      workload.state = after.state;
+      refused = 0;
+    } else {
+      board.Say("step " + std::to_string(n) + " failed: " + camp_Session::Failure());
+      board.outcome[n] = camp_Board::kRefused;
+      ++refused;
+      if (session.IsOpen() && n % 2 == 0) { // or goes on as if nothing were
+        ORXSimUpdate update(session.Context());
+        camp_Rollback(update);
+      }
+    }
+  }
+  return 0;
+}
+
+camp_Trial::camp_Trial(const camp_Directory& directory, std::uint64_t seed, const camp_Config& config,
+                       camp_Board& board)
+    : m_directory(directory), m_config(config), m_board(board), m_workload(seed) {
+  directory.Clear();
+}
+
+int camp_Trial::Run(int steps, const std::function<void()>& prepare, int life, bool leaves) {
+  m_board.begun = m_board.done = m_next - 1;
+  m_board.digest[m_next - 1] = m_workload.state.Digest();
+  m_board.message[0] = '\0';
+  constexpr int kGiveUp = 6;
+  camp_Child child([&] {
+    camp_Io::Watch(m_directory.Name());
+    camp_Io::CountIn(&m_board.calls);
+    camp_Allocations::CountIn(&m_board.allocations);
+    m_board.calls = m_board.allocations = 0;
+    prepare();
+    camp_Session session(m_directory.File(), m_config.leastOption);
+    camp_Host(m_workload, session, m_next, steps, kGiveUp, m_board);
+    if (leaves && session.IsOpen()) {
+      ORXSimUpdate update(session.Context());
+      ORXSimCollectionRef::Create(session.Context(), "never committed", 7);
+      std::exit(0);
+    }
+    camp_Allocations::Arm(true);
+    session.Close();
+    camp_Allocations::Arm(false);
+    return 0;
+  });
+  if (life > 0) {
+    ::usleep(static_cast<useconds_t>(life));
+    child.Kill();
+  }
+  return child.Wait();
+}
+
+int camp_Trial::Recover(const std::function<void()>& prepare) {
+  camp_Child child([&] {
+    camp_Io::Watch(m_directory.Name());
+    camp_Io::CountIn(&m_board.calls);
+    m_board.calls = 0;
+    prepare();
+    camp_Session session(m_directory.File(), m_config.leastOption);
+    return session.Open() ? 0 : 1;
+  });
+  return child.Wait();
+}
+
+bool camp_Trial::Check(bool readOnlyToo) {
+  m_board.found = camp_State::kUnreadable;
+  const int status = camp_Child([&] {
+                       m_board.found =
+                           camp_Examine(m_directory.File(), m_config.leastOption, readOnlyToo, m_board);
+                       return 0;
+                     }).Wait();
+  if (status != 0)
+    return Fail("the checker " + (status < 0 ? "died of signal " + std::to_string(-status) : "failed"));
+  const int begun = m_board.begun, done = m_board.done;
+  for (; m_next <= done; ++m_next)
+    if (m_board.outcome[m_next] == camp_Board::kDone)
+      m_workload.Step(m_next, nullptr);
+  m_next = begun + 1;
+  if (m_board.found == m_workload.state.Digest())
+    return true;
+  for (int n = done + 1; n <= begun; ++n)
+    if (m_board.found == m_board.digest[n]) {
+      m_workload.Step(n, nullptr);
+      return true;
+    }
+  return Fail("after step " + std::to_string(done) + " of " + std::to_string(begun) + ": " +
+              (m_board.found == camp_State::kUnreadable ? m_board.message
+               : m_board.found == camp_State::kNoFile   ? "the file is gone"
+                                                        : Difference()));
+}
+
+bool camp_Trial::RunsWell(int steps) {
+  const int status = Run(steps, [] {});
+  if (status != 0 || m_board.done != m_board.begun)
+    return Fail("a session without faults: " + std::string(m_board.message) + ", ended with " +
+                std::to_string(status));
+  return Check(false);
+}
+
+bool camp_Trial::Fail(const std::string& message) {
+  m_message = message;
+  return false;
+}
+
+// What the file holds that it should not, told by another child.
+std::string camp_Trial::Difference() {
+  camp_Child([&] {
+    std::string text;
+    camp_Session session(m_directory.File(), m_config.leastOption);
+    read(session, true, m_board, &text);
+    m_board.Say(firstDifference(m_workload.state.Text(), text));
+    return 0;
+  }).Wait();
+  return m_board.message;
+}

@@ -1,0 +1,119 @@
+#pragma once
+
+#include <campaign/camp_Io.h>
+#include <campaign/camp_Workload.h>
+
+#include <atomic>
+#include <functional>
+#include <sys/types.h>
+
+/// What processes tell each other; it outlives every one of them.
+struct camp_Board {
+  static constexpr int kSteps = 1 << 16;
+  enum Outcome : std::uint8_t { kNone, kBegun, kDone, kRefused };
+
+  std::atomic<int> begun, done;              // last step that began, that ended well
+  std::atomic<std::uint64_t> digest[kSteps]; // of the state after each step
+  std::atomic<Outcome> outcome[kSteps];
+  std::int64_t calls, allocations;
+  std::atomic<std::uint64_t> found;      // digest of what a checker read
+  std::atomic<std::int64_t> counter[16]; // for whoever needs some
+  char message[600];
+
+  /// A board in memory that later children share; never released.
+  static camp_Board& New();
+  void Say(const std::string& text);
+};
+
+/// One process of a campaign.
+class camp_Child {
+ public:
+  static constexpr unsigned kPatience = 60;
+
+  /// Runs `body` in a child that leaves by _exit with what it returns. \param patience seconds after which it
+  /// hangs, and dies of SIGALRM; 0 waits for ever.
+  explicit camp_Child(const std::function<int()>& body, unsigned patience = kPatience);
+  camp_Child(const camp_Child&) = delete;
+  camp_Child& operator=(const camp_Child&) = delete;
+  /// Kills it, if it still runs.
+  ~camp_Child();
+
+  void Kill() const;
+  /// True when it has ended already.
+  bool Ended();
+  /// Waits for the end. \return its exit code, or -signal.
+  int Wait();
+
+ private:
+  pid_t m_pid;
+  int m_status = 0;
+  bool m_ended = false;
+};
+
+/// How the library is used in one part of a campaign.
+struct camp_Config {
+  const char* name;
+  int leastOption; // durability of all sessions
+  int journal = 0; // limits in bytes, 0 for those of the library
+  int spill = 0;
+  int readers = 0;                                              // live readers beside the writer
+  bool breakable() const { return journal != 0 || spill != 0; } // needs the library that reads limits
+};
+
+/// A directory of its own in memory, empty at first, removed at the end.
+class camp_Directory {
+ public:
+  camp_Directory();
+  ~camp_Directory();
+  camp_Directory(const camp_Directory&) = delete;
+  camp_Directory& operator=(const camp_Directory&) = delete;
+  const std::string& Name() const { return m_name; }
+  std::string File() const { return m_name + "/a.pdm"; }
+  void Clear() const;
+
+ private:
+  std::string m_name;
+};
+
+/// Reads a file with whatever recovery it needs. \param option of the context that recovers.
+/// \param readOnlyToo reads it without writing first.
+/// \return the digest of its state, kNoFile, or kUnreadable with a message on the board.
+std::uint64_t camp_Examine(const std::string& file, int option, bool readOnlyToo, camp_Board& board);
+
+/// Takes steps first, first + 1, ... of a workload in its file, and tells the board. Steps that fail are as
+/// if they had not been. \param giveUp steps that may fail in a row. \return 0.
+int camp_Host(camp_Workload& workload, camp_Session& session, int first, int count, int giveUp,
+              camp_Board& board);
+
+/// One file and its life: processes that work on it and die, and what must be in it afterwards.
+class camp_Trial {
+ public:
+  camp_Trial(const camp_Directory& directory, std::uint64_t seed, const camp_Config& config,
+             camp_Board& board);
+
+  /// A child takes `steps` steps. \param prepare called in it first. \param life after which it is killed, in
+  /// microseconds; 0 lets it end. \param leaves ends by exit() inside a scope. \return as camp_Child::Wait.
+  int Run(int steps, const std::function<void()>& prepare, int life = 0, bool leaves = false);
+  /// A child opens the file and closes it.
+  int Recover(const std::function<void()>& prepare);
+  /// True when the file holds the last state that was acknowledged, or the one in flight; goes on from there.
+  /// Otherwise Message() says what is wrong.
+  bool Check(bool readOnlyToo);
+  /// As Run, and all steps must succeed and be there.
+  bool RunsWell(int steps);
+
+  const std::string& Message() const { return m_message; }
+  const camp_Workload& Workload() const { return m_workload; }
+  int Next() const { return m_next; }
+
+ private:
+  bool Fail(const std::string& message);
+  std::string Difference();
+
+  const camp_Directory& m_directory;
+  const camp_Config& m_config;
+  camp_Board& m_board;
+  camp_Workload m_workload; // in the state that the file must have
+  int m_next = 1;           // the next step
+  std::string m_message;
+};
