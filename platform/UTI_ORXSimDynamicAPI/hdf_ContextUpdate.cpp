@@ -73,8 +73,11 @@ bool hdf_Context::CommitPoint(hdf_Operation& operation) {
     committed = writes;
     return true;
   }
+  // In a scope the caller may try again; without one nobody can, and what answers false must not come later.
   if (!store->MayRetry())
     Bar("commit: " + cause);
+  else if (scopes == 0)
+    Rollback(operation);
   return operation.Refuse(cause);
 }
 

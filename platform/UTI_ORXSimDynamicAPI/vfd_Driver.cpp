@@ -63,22 +63,26 @@ haddr_t endOfFile(const H5FD_t* base, H5FD_mem_t) {
   return fileOf(base)->store->End();
 }
 
-// No exception may pass through HDF5.
+// No exception may pass through HDF5. A failed read counts as well: HDF5 may have needed it for what it
+// writes.
 template <class Work>
-herr_t guarded(Work work) {
+herr_t guarded(H5FD_t* base, Work work) {
+  vfd_Store& store = *fileOf(base)->store;
   try {
-    return work() ? 0 : -1;
+    if (work(store))
+      return 0;
   } catch (const std::bad_alloc&) {
-    return -1;
   }
+  store.HasFailed();
+  return -1;
 }
 
 herr_t read(H5FD_t* base, H5FD_mem_t, hid_t, haddr_t address, std::size_t size, void* buffer) {
-  return guarded([&] { return fileOf(base)->store->Read(address, size, buffer); });
+  return guarded(base, [&](const vfd_Store& store) { return store.Read(address, size, buffer); });
 }
 
 herr_t write(H5FD_t* base, H5FD_mem_t, hid_t, haddr_t address, std::size_t size, const void* buffer) {
-  return guarded([&] { return fileOf(base)->store->Write(address, size, buffer); });
+  return guarded(base, [&](vfd_Store& store) { return store.Write(address, size, buffer); });
 }
 
 // HDF5 flushes when it likes; only the context says when it counts.
@@ -87,7 +91,7 @@ herr_t flush(H5FD_t*, hid_t, hbool_t) {
 }
 
 herr_t truncate(H5FD_t* base, hid_t, hbool_t) {
-  return guarded([&] { return fileOf(base)->store->SetEnd(fileOf(base)->eoa); });
+  return guarded(base, [&](vfd_Store& store) { return store.SetEnd(fileOf(base)->eoa); });
 }
 
 // The store holds the lock already.

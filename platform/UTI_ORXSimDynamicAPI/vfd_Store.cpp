@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <system_error>
 #include <unistd.h>
 
@@ -190,7 +191,18 @@ bool vfd_Store::AppendFrames(const std::vector<std::uint64_t>& pages, std::uint6
   return true;
 }
 
+void vfd_Store::HasFailed() noexcept {
+  if (m_closing != Closing::kNo || !m_broken.empty())
+    return;
+  try {
+    m_broken = m_cause.empty() ? "out of memory" : m_cause;
+  } catch (const std::bad_alloc&) {
+    m_broken = "no memory"; // short enough to need none
+  }
+}
+
 void vfd_Store::Discard() {
+  m_broken.clear();
   m_overlay.Clear();
   m_openEnd = m_journalEnd;
   m_openChain = m_chain;

@@ -61,12 +61,15 @@ class vfd_Store {
   std::uint64_t End() const { return m_eof; }
   /// HDF5's file ends there.
   bool SetEnd(std::uint64_t end);
+  /// A call of HDF5's has failed: what it has written since the last commit point may be half an update,
+  /// whatever it tells its caller (closing a dataset tells nothing), and is not committed.
+  void HasFailed() noexcept;
   const std::string& LastCause() const { return m_cause; }
 
   /// Makes everything written since the last commit point permanent, all or nothing. \return false with the
   /// cause when it is not; MayRetry() tells whether another try can help.
   bool Commit(std::string& cause);
-  bool MayRetry() const { return m_poison.empty(); }
+  bool MayRetry() const { return m_poison.empty() && m_broken.empty(); }
   /// Forgets everything written since the last commit point.
   void Discard();
   /// From now on HDF5 is closing the file: nothing fails any more, and what is written is kept in memory for
@@ -187,6 +190,7 @@ class vfd_Store {
   vfd_FileId m_fileId{}, m_journalFileId{};
   bool m_fileIdKnown = false;
   Closing m_closing = Closing::kNo;
+  std::string m_broken;        // why this update cannot be committed; "" when it can
   std::string m_poison;        // why nothing can be committed any more; "" when it can
   mutable std::string m_cause; // of the last failure
 };

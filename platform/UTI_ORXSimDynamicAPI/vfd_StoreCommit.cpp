@@ -46,8 +46,8 @@ bool vfd_Store::Commit(std::string& cause) {
     return true;
   if (Forked())
     m_cause = "the context belongs to another process";
-  else if (!m_poison.empty())
-    m_cause = m_poison;
+  else if (!MayRetry())
+    m_cause = m_poison.empty() ? m_broken : m_poison;
   else
     try {
       if (IsNew() ? CommitFirst() : CommitUpdate())
