@@ -149,7 +149,7 @@ bool hdf_Context::Refresh(hdf_Operation& operation) {
 ORXSimCommitInfo hdf_Context::LastCommit() const {
   if (store == nullptr)
     return {};
-  return {store->Sequence(), static_cast<std::int64_t>(store->End()),
+  return {store->Sequence(), static_cast<std::int64_t>(store->CommittedEnd()),
           static_cast<std::int64_t>(store->JournalBytes())};
 }
 

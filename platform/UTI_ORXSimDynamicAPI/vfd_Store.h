@@ -88,6 +88,8 @@ class vfd_Store {
   const vfd_FileIdentity& Identity() const { return m_identity; }
   const std::string& RealName() const { return m_name; }
   std::uint64_t Sequence() const { return m_sequence; }
+  /// Bytes of the image at the last commit point.
+  std::uint64_t CommittedEnd() const { return m_committedEnd; }
   std::uint64_t JournalBytes() const { return m_journal.IsOpen() ? m_journalEnd : 0; }
   /// The file's own id, which ties its journals to it; zeros where it has none.
   void SetFileId(const vfd_FileId& id) {
