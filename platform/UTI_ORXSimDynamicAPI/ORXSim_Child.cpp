@@ -191,8 +191,9 @@ ORXSimChild::Outcome failed(const char* call) {
 } // namespace
 
 ORXSimChildLimits ORXSimChildLimits::ForFile(std::uint64_t fileBytes) {
+  // The size may be invented, so it does not buy any length of time.
   constexpr std::uint64_t kMost = std::uint64_t{8} << 30;
-  const auto perSlowRead = static_cast<int>(std::min<std::uint64_t>(fileBytes / 10'000'000, 36'000));
+  const auto perSlowRead = static_cast<int>(std::min(fileBytes, 2 * kMost) / 10'000'000);
   return {(std::uint64_t{1} << 30) + std::min(fileBytes, kMost), 20 + perSlowRead, 30 + 2 * perSlowRead};
 }
 
@@ -219,7 +220,7 @@ ORXSimChild::Outcome ORXSimChild::Run(const ORXSimChildLimits& limits,
   if (!inTime || outcome.output.size() > kMostOutput)
     child.Kill();
   const int status = child.Wait();
-  outcome.ended = !outcome.output.empty() && outcome.output.back() == kEnded;
+  outcome.ended = status == 0 && !outcome.output.empty() && outcome.output.back() == kEnded;
   if (outcome.ended)
     outcome.output.pop_back();
   else

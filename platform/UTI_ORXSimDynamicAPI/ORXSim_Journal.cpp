@@ -84,8 +84,13 @@ bool ORXSimJournal::Discard(const cow_String& fileName) {
   const vfd_Descriptor file(::open(fileName.CStr(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
   if (!file.IsOpen())
     return operation.RefuseErrno(errno);
-  if (vfd_Locks::TakeFile(file.Get(), false) == vfd_Locks::Result::kHeld)
+  const auto lock = vfd_Locks::TakeFile(file.Get(), false);
+  vfd_FileIdentity locked, named;
+  if (lock == vfd_Locks::Result::kHeld || !vfd_FileIdentity::Of(file.Get(), locked) ||
+      !vfd_FileIdentity::Of(fileName.CStr(), named) || locked != named)
     return operation.Refuse("a process has the file open");
+  if (lock == vfd_Locks::Result::kFailed)
+    return operation.RefuseErrno(errno);
   if (vfd_Locks::TryReaders(file.Get()) == vfd_Locks::Result::kHeld)
     return operation.Refuse("live readers have the file open");
   const std::string name = journalOf(fileName);

@@ -31,8 +31,9 @@ class ORXSIM_API ORXSimJournal {
  public:
   /// Reads the journal beside the file and writes nothing.
   static ORXSimJournalInfo Read(const cow_String& fileName);
-  /// Brings the journal's commits into the file and removes it. Refused while a process has the file open,
-  /// and when the journal does not belong to the file. True when there is no journal.
+  /// Brings the journal's commits into the file and removes it; with live readers on the file it stays.
+  /// Refused while a process has the file open, and when the journal does not belong to the file. True when
+  /// there is no journal.
   static bool Apply(const cow_String& fileName);
   /// Removes the journal. What it holds and the file does not show is lost, and a file of which only a part
   /// was brought up to date may be damaged. Refused while a process has the file open.

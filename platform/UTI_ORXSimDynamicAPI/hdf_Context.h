@@ -8,6 +8,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 
 class hdf_GroupRep;
 class hdf_ObjectRep;
@@ -36,7 +37,7 @@ struct hdf_Context {
   bool EndWrite(hdf_Operation& operation) { return scopes > 0 || CommitPoint(operation); }
   /// Closes every object and the file. What was not committed, or cannot be, is dropped where there is a
   /// journal. \return false when anything of that was lost.
-  bool Close(hdf_Operation& operation);
+  bool Close(hdf_Operation& operation) noexcept;
 
   /// False, with the cause reported, when nothing may be written.
   bool MayWrite(hdf_Operation& operation) {
@@ -44,7 +45,7 @@ struct hdf_Context {
   }
   bool RefuseWrite(hdf_Operation& operation) const;
   /// A write has failed halfway: nothing is committed any more before a Rollback. The first cause stays.
-  void Bar(const std::string& cause) noexcept;
+  void Bar(std::string_view cause, const char* during = "") noexcept;
 
   void BeginScope();
   /// Ends a scope that was not committed; the outermost takes back what was written in it.
@@ -91,6 +92,9 @@ struct hdf_Context {
  private:
   template <class Leave>
   void LeaveObjects(Leave leave);
+  bool MakeCommitPoint(hdf_Operation& operation);
+  bool KeepWork(hdf_Operation& operation);
+  bool CloseFile() noexcept;
   bool Reopen(hdf_Operation& operation);
   void EndScope();
 };

@@ -9,12 +9,10 @@
 #include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
 
 #include <new>
-#include <pthread.h>
 
 namespace {
-constinit unsigned s_forks = 0;
-
 constexpr char kForked[] = "the context belongs to another process";
+constexpr char kJournalStays[] = "the journal could not be brought into the file: it has to stay";
 constexpr char kRolledBack[] =
     "the update was rolled back inside: nothing is written before its outermost scope has ended";
 
@@ -26,11 +24,8 @@ herr_t closeFile(hid_t file) {
 }
 } // namespace
 
-// Counted, since asking the system at every write would cost more than all other checks together.
 unsigned hdf_Context::Forks() {
-  static const bool s_counts = ::pthread_atfork(nullptr, nullptr, [] { ++s_forks; }) == 0;
-  static_cast<void>(s_counts);
-  return s_forks;
+  return vfd_Forks();
 }
 
 bool hdf_Context::RefuseWrite(hdf_Operation& operation) const {
@@ -44,18 +39,27 @@ bool hdf_Context::RefuseWrite(hdf_Operation& operation) const {
                           (durability == 0 ? "; close the file" : "; roll back or close"));
 }
 
-void hdf_Context::Bar(const std::string& cause) noexcept {
+void hdf_Context::Bar(std::string_view cause, const char* during) noexcept {
   if (barred)
     return;
   barred = stopped = true;
   try {
-    barCause = cause;
+    barCause.assign(during).append(cause);
   } catch (const std::bad_alloc&) {
     barCause = "no memory"; // short enough to need none
   }
 }
 
-bool hdf_Context::CommitPoint(hdf_Operation& operation) {
+// An exception may have come halfway through a flush, or before what failed has barred the context.
+bool hdf_Context::CommitPoint(hdf_Operation& operation) try {
+  return MakeCommitPoint(operation);
+} catch (const std::bad_alloc&) {
+  Bar("out of memory", "commit: ");
+  throw;
+}
+
+bool hdf_Context::MakeCommitPoint(hdf_Operation& operation) {
+  operation.NoteClosings();
   if (readOnly)
     return true;
   if (stopped || store->Forked())
@@ -65,7 +69,7 @@ bool hdf_Context::CommitPoint(hdf_Operation& operation) {
   if (!store->FileIdKnown())
     store->SetFileId(hdf_ReadFileId(file));
   if (!operation.Check(H5Fflush(file, H5F_SCOPE_LOCAL))) {
-    Bar("commit: " + hdf_Operation::LastCause());
+    Bar(hdf_Operation::LastCause(), "commit: ");
     return false;
   }
   std::string cause;
@@ -75,7 +79,7 @@ bool hdf_Context::CommitPoint(hdf_Operation& operation) {
   }
   // In a scope the caller may try again; without one nobody can, and what answers false must not come later.
   if (!store->MayRetry())
-    Bar("commit: " + cause);
+    Bar(cause, "commit: ");
   else if (scopes == 0)
     Rollback(operation);
   return operation.Refuse(cause);
@@ -95,35 +99,58 @@ void hdf_Context::LeaveObjects(Leave leave) {
   distributions = hdf_GroupHandle();
 }
 
-bool hdf_Context::Close(hdf_Operation& operation) {
-  const bool forked = store->Forked(); // then the file is none of our business
-  const bool abandoned = scopes > 0 && writes != scopeStart && Journalled() && !forked;
-  const bool kept = forked || readOnly ||
-                    (abandoned  ? operation.Refuse("closed within an update, which is rolled back")
-                     : IsOpen() ? CommitPoint(operation)
-                                : operation.Refuse(lost));
-  LeaveObjects([](hdf_ObjectRep& object) { object.Close(); });
-  store->BeginClosing((kept && !forked) || durability == 0);
-  const bool closed = !IsOpen() || operation.Check(closeFile(file));
-  file = H5I_INVALID_HID;
-  const bool finished = store->Finish() || durability == 0 || forked ||
-                        operation.Refuse("the journal could not be brought into the file: it has to stay");
-  store.reset();
-  return kept && closed && finished;
+bool hdf_Context::KeepWork(hdf_Operation& operation) {
+  if (readOnly || store->Forked()) // a file of another process is none of our business
+    return true;
+  if (scopes > 0 && writes != scopeStart && Journalled())
+    return operation.Refuse("closed within an update, which is rolled back");
+  return IsOpen() ? CommitPoint(operation) : operation.Refuse(lost);
 }
 
-// Every object remembers where it was and opens again when it is used.
+// HDF5 may fail to close a file and keep it: the store has nothing to do with it any more.
+bool hdf_Context::CloseFile() noexcept {
+  const bool closed = !IsOpen() || closeFile(file) >= 0;
+  file = H5I_INVALID_HID;
+  store->EndClosing(closed);
+  return closed;
+}
+
+// Closes whatever happens; only the report may find no memory.
+bool hdf_Context::Close(hdf_Operation& operation) noexcept {
+  const bool forked = store->Forked();
+  bool kept = false;
+  try {
+    kept = KeepWork(operation);
+  } catch (const std::bad_alloc&) {
+    hdf_Operation::OutOfMemory();
+  }
+  LeaveObjects([](hdf_ObjectRep& object) { object.Close(); });
+  store->BeginClosing((kept && !forked) || durability == 0);
+  const bool closed = CloseFile();
+  const bool finished = store->Finish() || durability == 0 || forked;
+  store.reset();
+  try {
+    return (closed || operation.Check(-1)) && (finished || operation.Refuse(kJournalStays)) && kept;
+  } catch (const std::bad_alloc&) {
+    hdf_Operation::OutOfMemory();
+    return false;
+  }
+}
+
+// Every object remembers where it was and opens again when it is used. Barred until all of it is done, so
+// that an exception on the way leaves what can be tried again. HDF5 may fail to close the file; it is opened
+// anew.
 bool hdf_Context::Reopen(hdf_Operation& operation) {
   const hdf_Silence silence;
+  Bar("out of memory");
+  lost = "out of memory";
   LeaveObjects([](hdf_ObjectRep& object) { object.Leave(); });
   epoch = ++ORXSimManager::s_epochs;
   store->BeginClosing(false);
-  bool good = !IsOpen() || operation.Check(closeFile(file));
-  file = H5I_INVALID_HID;
+  CloseFile();
   std::string cause;
-  if (good && live && !store->TakeSnapshot(cause))
-    good = operation.Refuse(cause);
-  good = good && hdf_ReopenFile(operation, *this);
+  const bool good =
+      (!live || store->TakeSnapshot(cause) || operation.Refuse(cause)) && hdf_ReopenFile(operation, *this);
   lost = good ? "" : hdf_Operation::LastCause();
   committed = scopeStart = writes;
   barred = stopped = !good;

@@ -2,17 +2,17 @@
 
 #include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
+#include <UTI_ORXSimDynamicAPI/vfd_Io.h>
 
-#include <random>
+#include <cstring>
 
 namespace {
 constexpr char kName[] = "file_id";
 }
 
 bool hdf_CreateFileId(hdf_Operation& operation, hid_t file, vfd_FileId& id) {
-  std::random_device random;
-  for (unsigned char& byte : id)
-    byte = static_cast<unsigned char>(random());
+  const std::uint64_t numbers[2] = {vfd_Random(), vfd_Random()};
+  std::memcpy(id.data(), numbers, id.size());
   const hdf_AttributeHandle attribute(
       H5Acreate2(file, kName, H5T_STD_U8LE, hdf_Shared::Get().Line(id.size()), H5P_DEFAULT, H5P_DEFAULT));
   return operation.Check(attribute.Get()) &&

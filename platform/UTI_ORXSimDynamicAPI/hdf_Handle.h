@@ -4,6 +4,10 @@
 
 #include <utility>
 
+/// How many identifiers of the module HDF5 could not close: what it wrote of the object then is incomplete.
+/// Private to the module, as everything here.
+inline constinit unsigned hdf_FailedClosings = 0;
+
 /// Owns one HDF5 identifier and gives it back with Close. Private to the module.
 template <herr_t (*Close)(hid_t)>
 class hdf_Handle {
@@ -16,8 +20,8 @@ class hdf_Handle {
     return *this;
   }
   ~hdf_Handle() {
-    if (m_id >= 0)
-      Close(m_id);
+    if (m_id >= 0 && Close(m_id) < 0)
+      ++hdf_FailedClosings;
   }
 
   hid_t Get() const { return m_id; }

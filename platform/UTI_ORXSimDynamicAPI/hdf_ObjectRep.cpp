@@ -52,7 +52,8 @@ void hdf_ObjectRep::Close() {
   if (m_next != nullptr)
     m_next->m_link = m_link;
   const hdf_Silence silence;
-  H5Idec_ref(id);
+  if (H5Idec_ref(id) < 0 && context->Journalled())
+    context->Bar("an object could not be closed");
   id = H5I_INVALID_HID;
 }
 

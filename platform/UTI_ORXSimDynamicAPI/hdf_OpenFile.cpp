@@ -24,6 +24,7 @@ class FileGuard {
     m_context.store->BeginClosing(false);
     if (m_context.file >= 0)
       H5Fclose(std::exchange(m_context.file, H5I_INVALID_HID));
+    m_context.store->EndClosing(false);
     m_context.store.reset();
   }
   bool good = false;
@@ -103,8 +104,25 @@ bool recover(hdf_Operation& operation, vfd_Store& store, const std::string& name
   const bool belongs = operation.Check(file) && checkJournal(operation, store, file);
   if (file >= 0)
     H5Fclose(file);
+  store.EndClosing(false);
   std::string cause;
   return belongs && (store.Recover(cause) || operation.Refuse("recover: " + cause));
+}
+
+// Looked at before HDF5 may build on it.
+bool isFit(hdf_Operation& operation, hdf_Context& context) {
+  vfd_Store& store = *context.store;
+  return checkWhole(operation, store) &&
+         (!context.untrusted || hdf_WalkUntrusted(operation, store.End(), [&] {
+           return openThrough(store, context.fileName, true);
+         }));
+}
+
+bool openFile(hdf_Operation& operation, hdf_Context& context) {
+  vfd_Store& store = *context.store;
+  context.file = openThrough(store, context.fileName, context.readOnly);
+  return operation.Check(context.file) &&
+         (!context.readOnly || store.JournalBytes() == 0 || checkJournal(operation, store, context.file));
 }
 
 // The closed file of that name, locked and ready to be replaced.
@@ -147,21 +165,14 @@ bool hdf_OpenFile(hdf_Operation& operation, hdf_Context& context) {
   context.store = vfd_Store::Open(optionsOf(context), cause);
   if (context.store == nullptr)
     return operation.Refuse(cause);
-  vfd_Store& store = *context.store;
-  if (!checkWhole(operation, store) ||
-      (context.untrusted && !hdf_WalkUntrusted(operation, store.End(),
-                                               [&] { return openThrough(store, context.fileName, true); })) ||
-      !recover(operation, store, context.fileName))
-    return false;
-  guard.good = hdf_ReopenFile(operation, context);
+  guard.good = isFit(operation, context) && recover(operation, *context.store, context.fileName) &&
+               openFile(operation, context);
   return guard.good;
 }
 
 bool hdf_ReopenFile(hdf_Operation& operation, hdf_Context& context) {
-  vfd_Store& store = *context.store;
-  if (store.IsNew()) // before its first commit point it begins anew
+  if (context.store->IsNew()) // before its first commit point it begins anew
     return createThrough(operation, context);
-  context.file = openThrough(store, context.fileName, context.readOnly);
-  return operation.Check(context.file) &&
-         (!context.readOnly || store.JournalBytes() == 0 || checkJournal(operation, store, context.file));
+  // A live reader meets bytes that it has not seen, perhaps another file of that name.
+  return (!context.live || isFit(operation, context)) && openFile(operation, context);
 }

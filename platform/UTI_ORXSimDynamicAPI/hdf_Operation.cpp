@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <system_error>
 
 namespace {
@@ -27,9 +28,12 @@ std::string& lastError() {
   return text;
 }
 
-herr_t takeInnermost(unsigned, const H5E_error2_t* error, void* text) {
+// No exception may pass through HDF5.
+herr_t takeInnermost(unsigned, const H5E_error2_t* error, void* text) try {
   *static_cast<std::string*>(text) = error->desc == nullptr ? "" : error->desc;
   return 1; // the first is the innermost
+} catch (const std::bad_alloc&) {
+  return 1;
 }
 
 // After a failed read of damaged metadata HDF5 misses some memory of its own at the end of the process and
@@ -112,6 +116,12 @@ hdf_Operation::hdf_Operation(const char* what, const char* fileName)
 hdf_Operation::~hdf_Operation() {
   if (m_writes && std::uncaught_exceptions() > m_exceptions)
     m_context->Bar("out of memory");
+  NoteClosings();
+}
+
+void hdf_Operation::NoteClosings() {
+  if (m_writes && m_failedClosings != hdf_FailedClosings)
+    m_context->Bar("an object could not be closed");
 }
 
 bool hdf_Operation::Usable() {
@@ -140,6 +150,7 @@ bool hdf_Operation::Writable() {
   if (!Usable() || !m_context->MayWrite(*this))
     return false;
   m_exceptions = std::uncaught_exceptions();
+  m_failedClosings = hdf_FailedClosings;
   return m_writes = true;
 }
 

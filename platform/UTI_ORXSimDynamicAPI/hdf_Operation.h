@@ -40,6 +40,9 @@ class hdf_Operation {
   /// An exception on its way through a writing operation has stopped it halfway: the context is barred.
   ~hdf_Operation();
 
+  /// Bars the context when something that this operation wrote could not be closed.
+  void NoteClosings();
+
   /// False, with the cause reported, when the object is empty, failed to open, or its file was closed.
   /// HDF5 must not be called yet: this costs next to nothing.
   bool Valid();
@@ -81,5 +84,6 @@ class hdf_Operation {
   const char* m_name = nullptr;
   hid_t m_place = H5I_INVALID_HID;
   bool m_writes = false;
-  int m_exceptions = 0; // on their way when the writing began
+  int m_exceptions = 0;          // on their way when the writing began
+  unsigned m_failedClosings = 0; // until then
 };

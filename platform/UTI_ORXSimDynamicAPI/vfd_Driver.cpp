@@ -13,7 +13,7 @@ constinit vfd_Store* s_opening = nullptr;
 // HDF5 knows the beginning of it only.
 struct File {
   H5FD_t base;
-  vfd_Store* store;
+  vfd_Store* store; // null: cut off, what HDF5 still does with it has no effect
   haddr_t eoa;
 };
 
@@ -25,27 +25,30 @@ const File* fileOf(const H5FD_t* base) {
 }
 
 H5FD_t* open(const char*, unsigned, hid_t, haddr_t) {
-  return s_opening == nullptr ? nullptr : &(new (std::nothrow) File{{}, s_opening, 0})->base;
+  File* const file = s_opening == nullptr ? nullptr : new (std::nothrow) File{{}, s_opening, 0};
+  if (file == nullptr)
+    return nullptr;
+  s_opening->OpenedBy(&file->store);
+  return &file->base;
 }
 
 // What HDF5 wrote while closing becomes a commit point in the store or is forgotten; the store knows which.
 herr_t close(H5FD_t* base) {
   File* const file = fileOf(base);
-  if (s_opening == nullptr)
-    file->store->HasClosed();
+  if (file->store != nullptr)
+    file->store->ClosedBy(&file->store, s_opening != nullptr);
   delete file;
   return 0;
 }
 
-// Two views of one file may stand at different commit points, so they are different files for HDF5.
+// Two views of one file may stand at different commit points, and what HDF5 could not close must not come
+// back when the store is opened again, so each opening is a file of its own for HDF5.
 int compare(const H5FD_t* a, const H5FD_t* b) {
-  const auto* const first = fileOf(a)->store;
-  const auto* const second = fileOf(b)->store;
-  return first < second ? -1 : first > second ? 1 : 0;
+  return a < b ? -1 : a > b ? 1 : 0;
 }
 
-// No data sieve: with it HDF5 writes while it closes a dataset, and when that write fails it keeps half of the
-// dataset and does not survive its own exit handler. Small writes meet in the store's pages anyway.
+// No data sieve: with it HDF5 writes while it closes a dataset, and when that write fails it keeps half of
+// the dataset and does not survive its own exit handler. Small writes meet in the store's pages anyway.
 herr_t query(const H5FD_t*, unsigned long* features) {
   *features = H5FD_FEAT_AGGREGATE_METADATA | H5FD_FEAT_ACCUMULATE_METADATA | H5FD_FEAT_AGGREGATE_SMALLDATA |
               H5FD_FEAT_DEFAULT_VFD_COMPATIBLE;
@@ -62,13 +65,17 @@ herr_t setEndAllocated(H5FD_t* base, H5FD_mem_t, haddr_t end) {
 }
 
 haddr_t endOfFile(const H5FD_t* base, H5FD_mem_t) {
-  return fileOf(base)->store->End();
+  const File* const file = fileOf(base);
+  return file->store == nullptr ? file->eoa : file->store->End();
 }
 
 // No exception may pass through HDF5. A failed read counts as well: HDF5 may have needed it for what it
 // writes.
+// \param cutOff the answer without a store.
 template <class Work>
-herr_t guarded(H5FD_t* base, Work work) {
+herr_t guarded(H5FD_t* base, herr_t cutOff, Work work) {
+  if (fileOf(base)->store == nullptr)
+    return cutOff;
   vfd_Store& store = *fileOf(base)->store;
   try {
     if (work(store))
@@ -76,15 +83,17 @@ herr_t guarded(H5FD_t* base, Work work) {
   } catch (const std::bad_alloc&) {
   }
   store.HasFailed();
-  return -1;
+  // HDF5 does not survive a write that fails while it closes a file; the store knows that it is not to be
+  // kept.
+  return store.IsClosing() ? cutOff : -1;
 }
 
 herr_t read(H5FD_t* base, H5FD_mem_t, hid_t, haddr_t address, std::size_t size, void* buffer) {
-  return guarded(base, [&](const vfd_Store& store) { return store.Read(address, size, buffer); });
+  return guarded(base, -1, [&](const vfd_Store& store) { return store.Read(address, size, buffer); });
 }
 
 herr_t write(H5FD_t* base, H5FD_mem_t, hid_t, haddr_t address, std::size_t size, const void* buffer) {
-  return guarded(base, [&](vfd_Store& store) { return store.Write(address, size, buffer); });
+  return guarded(base, 0, [&](vfd_Store& store) { return store.Write(address, size, buffer); });
 }
 
 // HDF5 flushes when it likes; only the context says when it counts.
@@ -93,7 +102,7 @@ herr_t flush(H5FD_t*, hid_t, hbool_t) {
 }
 
 herr_t truncate(H5FD_t* base, hid_t, hbool_t) {
-  return guarded(base, [&](vfd_Store& store) { return store.SetEnd(fileOf(base)->eoa); });
+  return guarded(base, 0, [&](vfd_Store& store) { return store.SetEnd(fileOf(base)->eoa); });
 }
 
 // The store holds the lock already.

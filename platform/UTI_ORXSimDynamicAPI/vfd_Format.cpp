@@ -136,6 +136,10 @@ void vfd_PutFrame(unsigned char* target, std::uint64_t page, const unsigned char
   put(target + 16, chain);
 }
 
+bool vfd_IsFrameOf(const unsigned char* record, std::uint64_t page) {
+  return take<std::uint32_t>(record) == kFrameKind && take<std::uint64_t>(record + 8) == page;
+}
+
 void vfd_PutCommit(unsigned char* target, std::uint32_t frames, std::uint64_t eof, std::uint64_t sequence,
                    std::uint64_t& chain) {
   put(target, kCommitKind);
@@ -222,7 +226,8 @@ bool vfd_JournalContent::Read(int journal) {
     running = hdf_Checksum(record, kVfdCommit - 8, running);
     const auto imageEnd = take<std::uint64_t>(record + 8);
     if (!sumHolds(take<std::uint64_t>(record + 32), running) ||
-        take<std::uint32_t>(record + 4) != pending.size() || imageEnd >= kVfdLargest)
+        take<std::uint32_t>(record + 4) != static_cast<std::uint32_t>(pending.size()) ||
+        imageEnd >= kVfdLargest)
       break;
     eof = imageEnd;
     sequence = take<std::uint64_t>(record + 16);
@@ -241,8 +246,8 @@ bool vfd_JournalContent::Read(int journal) {
   if (reader.Failed())
     return false;
   keepNewest(committed);
-  if (!committed.empty())
-    reach = std::max(reach, committed.back().page + 1);
+  reachOfFrames = committed.empty() ? 0 : committed.back().page + 1;
+  reach = std::max(reach, reachOfFrames);
   index.Reserve(committed.size());
   index.Merge(committed);
   index.DropFrom(vfd_PagesOf(eof));
@@ -250,6 +255,6 @@ bool vfd_JournalContent::Read(int journal) {
 }
 
 bool vfd_JournalContent::Belongs(std::uint64_t sectorSum) const {
-  return header.base == 0 || sectorSum == header.firstSector ||
+  return sectorSum == header.firstSector ||
          std::find(firstSectors.begin(), firstSectors.end(), sectorSum) != firstSectors.end();
 }

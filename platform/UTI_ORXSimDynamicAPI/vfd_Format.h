@@ -41,6 +41,8 @@ struct vfd_Header {
 /// Writes head and page of a frame at `target` and moves the chain on.
 void vfd_PutFrame(unsigned char* target, std::uint64_t page, const unsigned char* bytes,
                   std::uint64_t& chain);
+/// True when the record at `record` is a frame of that page; its checksum is not looked at.
+bool vfd_IsFrameOf(const unsigned char* record, std::uint64_t page);
 /// Writes a commit record at `target` and moves the chain on.
 void vfd_PutCommit(unsigned char* target, std::uint32_t frames, std::uint64_t eof, std::uint64_t sequence,
                    std::uint64_t& chain);
@@ -85,6 +87,7 @@ struct vfd_JournalContent {
   std::uint64_t end = kVfdHeader;          // where the next record goes
   std::uint64_t chain = 0;                 // the checksum up to there
   std::uint64_t reach = 0;                 // pages: at or past everything that was committed or has a frame
+  std::uint64_t reachOfFrames = 0;         // the same of the frames alone
   std::vector<std::uint64_t> firstSectors; // checksums of the first sector in the commits
 
   /// Reads and checks the whole journal. Throws std::bad_alloc. \return false with errno set when reading

@@ -2,13 +2,17 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
+constinit unsigned s_forks = 0;
+
 constexpr std::size_t kLargestCall = std::size_t{1} << 30; // Linux moves at most 2 GiB at once
 
 bool identityOf(const struct stat& status, vfd_FileIdentity& identity) {
@@ -26,6 +30,20 @@ int waitForDisk(int descriptor, bool wholeInode) {
 #endif
 }
 } // namespace
+
+// Counted, since asking the system at every write would cost more than all other checks together.
+unsigned vfd_Forks() {
+  static const bool s_counts = ::pthread_atfork(nullptr, nullptr, [] { ++s_forks; }) == 0;
+  static_cast<void>(s_counts);
+  return s_forks;
+}
+
+std::uint64_t vfd_Random() {
+  std::uint64_t number = 0;
+  if (::getentropy(&number, sizeof number) != 0) // no system that has files lacks it
+    number = static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+  return number;
+}
 
 void vfd_Descriptor::Close() {
   if (m_descriptor >= 0)

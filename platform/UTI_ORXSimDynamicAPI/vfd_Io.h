@@ -35,6 +35,12 @@ struct vfd_FileIdentity {
   static bool Of(const std::string& name, vfd_FileIdentity& identity);
 };
 
+/// How often this process has become another one by fork(), as far as the system's libraries tell. Cheap.
+unsigned vfd_Forks();
+
+/// A number that nobody can guess.
+std::uint64_t vfd_Random();
+
 /// The calls that touch the disk, whole or not at all as far as the caller sees: interrupted and short ones
 /// are gone on with. All answer false with errno set.
 

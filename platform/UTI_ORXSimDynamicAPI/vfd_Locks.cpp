@@ -16,8 +16,6 @@ constexpr off_t kWriterByte = off_t{1} << 62, kReadersByte = kWriterByte + 1,
                 kTurnstileByte = kWriterByte + 2;
 
 #ifdef F_OFD_SETLK
-constexpr int kSetLock = F_OFD_SETLK, kWaitLock = F_OFD_SETLKW, kGetLock = F_OFD_GETLK;
-
 struct flock describe(short type, off_t byte) {
   struct flock lock {};
   lock.l_type = type;
@@ -27,11 +25,11 @@ struct flock describe(short type, off_t byte) {
   return lock;
 }
 
-vfd_Locks::Result setByte(int descriptor, int command, short type, off_t byte) {
+vfd_Locks::Result setByte(int descriptor, short type, off_t byte) {
   struct flock lock = describe(type, byte);
   int result;
   do
-    result = ::fcntl(descriptor, command, &lock);
+    result = ::fcntl(descriptor, F_OFD_SETLK, &lock);
   while (result != 0 && errno == EINTR);
   if (result == 0)
     return vfd_Locks::Result::kTaken;
@@ -55,35 +53,37 @@ vfd_Locks::Result vfd_Locks::TakeFile(int descriptor, bool shared) {
 
 #ifdef F_OFD_SETLK
 void vfd_Locks::MarkWriter(int descriptor) {
-  setByte(descriptor, kSetLock, F_WRLCK, kWriterByte);
+  setByte(descriptor, F_WRLCK, kWriterByte);
 }
 
 bool vfd_Locks::HasWriter(int descriptor) {
   struct flock lock = describe(F_RDLCK, kWriterByte);
-  return ::fcntl(descriptor, kGetLock, &lock) == 0 && lock.l_type != F_UNLCK;
+  return ::fcntl(descriptor, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
 vfd_Locks::Result vfd_Locks::ShareReaders(int descriptor) {
-  setByte(descriptor, kWaitLock, F_RDLCK, kTurnstileByte);
-  const Result result = setByte(descriptor, kWaitLock, F_RDLCK, kReadersByte);
-  setByte(descriptor, kSetLock, F_UNLCK, kTurnstileByte);
+  const Result passed = setByte(descriptor, F_RDLCK, kTurnstileByte);
+  if (passed != Result::kTaken)
+    return passed;
+  const Result result = setByte(descriptor, F_RDLCK, kReadersByte);
+  setByte(descriptor, F_UNLCK, kTurnstileByte);
   return result;
 }
 
 bool vfd_Locks::CloseTurnstile(int descriptor) {
-  return setByte(descriptor, kSetLock, F_WRLCK, kTurnstileByte) == Result::kTaken;
+  return setByte(descriptor, F_WRLCK, kTurnstileByte) == Result::kTaken;
 }
 
 void vfd_Locks::OpenTurnstile(int descriptor) {
-  setByte(descriptor, kSetLock, F_UNLCK, kTurnstileByte);
+  setByte(descriptor, F_UNLCK, kTurnstileByte);
 }
 
 vfd_Locks::Result vfd_Locks::TryReaders(int descriptor) {
-  return setByte(descriptor, kSetLock, F_WRLCK, kReadersByte);
+  return setByte(descriptor, F_WRLCK, kReadersByte);
 }
 
 void vfd_Locks::ReleaseReaders(int descriptor) {
-  setByte(descriptor, kSetLock, F_UNLCK, kReadersByte);
+  setByte(descriptor, F_UNLCK, kReadersByte);
 }
 #else
 // Without such locks there are no live readers, and nobody to wait for.

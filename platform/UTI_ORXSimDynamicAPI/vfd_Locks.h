@@ -8,7 +8,7 @@
 /// readers share the second, and the writer takes it for the moments in which it changes what they may be
 /// looking at; the third is a turnstile before the second, which a writer closes for a moment when readers
 /// that come and go without a gap have kept it waiting too long. All of them end with the process, however it
-/// ends. Private to the module.
+/// ends, unless a child of it lives on that has not called exec. Private to the module.
 class vfd_Locks {
  public:
   enum class Result { kTaken, kHeld, kUnsupported, kFailed }; // kFailed: errno is set
@@ -19,7 +19,7 @@ class vfd_Locks {
   static void MarkWriter(int descriptor);
   /// True while a writer is at work on the file.
   static bool HasWriter(int descriptor);
-  /// Shares the readers' byte; waits for a writer that has it for the moment.
+  /// Shares the readers' byte, without waiting for a writer that has it for the moment.
   static Result ShareReaders(int descriptor);
   /// Takes the readers' byte alone if no reader has it.
   static Result TryReaders(int descriptor);

@@ -17,14 +17,14 @@ constexpr std::size_t kFramesAtOnce = 256;
 } // namespace
 
 vfd_Store::vfd_Store(const vfd_Options& options)
-    : m_options(options), m_owner(::getpid()), m_spillAt(SpillLimit()) {}
+    : m_options(options), m_owner(::getpid()), m_forks(vfd_Forks()), m_spillAt(SpillLimit()) {}
 
 std::uint64_t vfd_Store::SpillLimit() {
   return vfd_Limit("PDM_TEST_SPILL_LIMIT", kMostMemory) / kVfdPage;
 }
 
 bool vfd_Store::Forked() const {
-  return ::getpid() != m_owner;
+  return vfd_Forks() != m_forks || ::getpid() != m_owner;
 }
 
 bool vfd_Store::Fail(const char* what) const {
@@ -32,21 +32,24 @@ bool vfd_Store::Fail(const char* what) const {
   return false;
 }
 
-bool vfd_Store::ReadFrame(std::uint64_t frame, unsigned char* bytes) const {
+bool vfd_Store::ReadFrame(std::uint64_t page, std::uint64_t frame, unsigned char* bytes) const {
+  unsigned char record[kVfdFrame];
   std::size_t got = 0;
-  if (!vfd_ReadAt(m_journal.Get(), bytes, kVfdPage, frame + kVfdFrameHead, got))
+  if (!vfd_ReadAt(m_journal.Get(), record, sizeof record, frame, got))
     return Fail("read the journal");
-  if (got == kVfdPage)
-    return true;
-  errno = EIO;
-  return Fail("the journal ends early");
+  if (got < sizeof record || !vfd_IsFrameOf(record, page)) {
+    errno = EIO;
+    return Fail("the journal has changed");
+  }
+  std::memcpy(bytes, record + kVfdFrameHead, kVfdPage);
+  return true;
 }
 
 // A page as HDF5 last wrote it.
 bool vfd_Store::ReadPage(std::uint64_t page, unsigned char* bytes) const {
   if (const auto* const slot = m_overlay.Find(page)) {
     if (slot->bytes == nullptr)
-      return ReadFrame(slot->frame, bytes);
+      return ReadFrame(page, slot->frame, bytes);
     std::memcpy(bytes, slot->bytes.get(), kVfdPage);
     return true;
   }
@@ -55,7 +58,7 @@ bool vfd_Store::ReadPage(std::uint64_t page, unsigned char* bytes) const {
     return true;
   }
   if (const auto* const entry = m_unapplied.Find(page))
-    return ReadFrame(entry->frame, bytes);
+    return ReadFrame(page, entry->frame, bytes);
   return vfd_ReadPadded(m_main.Get(), bytes, kVfdPage, page * kVfdPage) || Fail("read");
 }
 
@@ -108,8 +111,6 @@ bool vfd_Store::MayBypass(std::uint64_t page) const {
 }
 
 bool vfd_Store::WriteMain(std::uint64_t address, std::size_t count, const void* bytes) {
-  if (Forked())
-    return true;
   if (!vfd_WriteAt(m_main.Get(), bytes, count, address))
     return Fail("write");
   m_mainSize = std::max(m_mainSize, address + count);
@@ -118,7 +119,7 @@ bool vfd_Store::WriteMain(std::uint64_t address, std::size_t count, const void* 
 }
 
 bool vfd_Store::Write(std::uint64_t address, std::size_t count, const void* bytes) {
-  if (m_closing == Closing::kDiscard)
+  if (m_closing == Closing::kDiscard || vfd_Forks() != m_forks)
     return true;
   if (m_options.readOnly || address + count > kVfdLargest) {
     errno = m_options.readOnly ? EROFS : EFBIG;
@@ -151,14 +152,14 @@ bool vfd_Store::Write(std::uint64_t address, std::size_t count, const void* byte
 }
 
 bool vfd_Store::SetEnd(std::uint64_t end) {
-  if (m_closing == Closing::kDiscard || m_options.readOnly)
+  if (m_closing == Closing::kDiscard || m_options.readOnly || vfd_Forks() != m_forks)
     return true;
   m_eof = end;
   if (!Scratch()) {
     m_overlay.DropFrom(vfd_PagesOf(end));
     return true;
   }
-  if (end == m_mainSize || Forked())
+  if (end == m_mainSize)
     return true;
   if (!vfd_SetSize(m_main.Get(), end))
     return !m_poison.empty() || (Fail("set the file's size"), ScratchFailed());
@@ -192,7 +193,8 @@ bool vfd_Store::AppendFrames(const std::vector<std::uint64_t>& pages, std::uint6
 }
 
 void vfd_Store::HasFailed() noexcept {
-  if (m_closing != Closing::kNo || !m_broken.empty())
+  const bool matters = m_closing == Closing::kNo || (m_closing == Closing::kKeep && !Scratch());
+  if (!matters || !m_broken.empty())
     return;
   try {
     m_broken = m_cause.empty() ? "out of memory" : m_cause;
@@ -216,14 +218,27 @@ void vfd_Store::BeginClosing(bool keep) {
   m_closing = keep ? Closing::kKeep : Closing::kDiscard;
 }
 
-void vfd_Store::HasClosed() {
-  if (m_closing == Closing::kNo) {
+void vfd_Store::OpenedBy(vfd_Store** user) {
+  if (m_user != nullptr)
+    *m_user = nullptr;
+  m_user = user;
+}
+
+void vfd_Store::ClosedBy(vfd_Store** user, bool opening) {
+  if (m_user == user)
+    m_user = nullptr;
+  if (!opening && m_closing == Closing::kNo)
     Finish();
-    return;
+}
+
+void vfd_Store::EndClosing(bool good) {
+  CutOff();
+  try {
+    std::string cause;
+    if (m_closing == Closing::kKeep && (good || Scratch()))
+      Commit(cause);
+  } catch (const std::bad_alloc&) { // the cause, which nobody asks for
   }
-  std::string cause;
-  if (m_closing == Closing::kKeep)
-    Commit(cause);
   Discard();
   m_closing = Closing::kNo;
 }

@@ -4,6 +4,7 @@
 #include <UTI_ORXSimDynamicAPI/vfd_Io.h>
 #include <UTI_ORXSimDynamicAPI/vfd_Overlay.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -27,8 +28,8 @@ struct vfd_Options {
 /// Commit() makes all of it permanent together; Discard(), and every way for the process to end, leaves the
 /// last commit point. docs/journal-format.md and docs/durability.md tell the whole story.
 ///
-/// In a child process made by fork() nothing is written and all calls but Read succeed silently. Private to
-/// the module.
+/// In a child process made by fork() nothing is written; Write and SetEnd succeed silently, Commit does not.
+/// Private to the module.
 class vfd_Store {
  public:
   vfd_Store(const vfd_Store&) = delete;
@@ -75,13 +76,20 @@ class vfd_Store {
   /// From now on HDF5 is closing the file: nothing fails any more, and what is written is kept in memory for
   /// one more commit (`keep`) or forgotten.
   void BeginClosing(bool keep);
-  /// HDF5 has closed the file. Without BeginClosing before it, as at exit(), this is the end of the store.
-  void HasClosed();
+  /// The closing is over: makes the one more commit if HDF5 has done its work well. What HDF5 still holds of
+  /// the file, after a failure of its own, is cut off.
+  void EndClosing(bool good);
+  /// HDF5 uses the store through this pointer from now on; it becomes null when HDF5 is cut off.
+  void OpenedBy(vfd_Store** user);
+  /// HDF5 has closed the file that it used through that pointer. Without BeginClosing before it, as at
+  /// exit(), this is the end of the store.
+  void ClosedBy(vfd_Store** user, bool opening);
   /// Brings the main file up to date, removes the journal and lets go of the file. With live readers on the
   /// file the journal stays for the next opening. \return false when it had to stay because of a failure; it
   /// holds all commits then.
   bool Finish();
 
+  bool IsClosing() const { return m_closing != Closing::kNo; }
   bool IsNew() const { return !m_temporary.empty(); } // no commit point yet
   bool ReadOnly() const { return m_options.readOnly; }
   bool Forked() const;
@@ -122,7 +130,7 @@ class vfd_Store {
 
   // vfd_Store.cpp
   bool ReadPage(std::uint64_t page, unsigned char* bytes) const;
-  bool ReadFrame(std::uint64_t frame, unsigned char* bytes) const;
+  bool ReadFrame(std::uint64_t page, std::uint64_t frame, unsigned char* bytes) const;
   unsigned char* PageForWriting(std::uint64_t page, bool whole);
   bool MayBypass(std::uint64_t page) const;
   bool WriteMain(std::uint64_t address, std::size_t count, const void* bytes);
@@ -131,6 +139,7 @@ class vfd_Store {
   bool SpillPages();
   static std::uint64_t SpillLimit();
   bool AppendFrames(const std::vector<std::uint64_t>& pages, std::uint64_t& end, std::uint64_t& chain);
+  void CutOff() { OpenedBy(nullptr); }
   bool Fail(const char* what) const; // errno
 
   // vfd_StoreCommit.cpp
@@ -145,11 +154,12 @@ class vfd_Store {
   bool AppendRecord(const Plan& plan);
   void TakeBack(std::uint64_t end);
   void KeepRecent(const Plan& plan);
-  void Apply();
+  bool Apply();
   bool LockReaders();
   bool ApplyPages();
   bool BringHome();
-  void Checkpoint();
+  void HasApplied();
+  bool Checkpoint();
   void RemoveJournal();
   bool WriteRun(std::vector<unsigned char>& run, std::uint64_t firstPage);
   template <class Pages, class Bytes>
@@ -161,6 +171,7 @@ class vfd_Store {
 
   vfd_Options m_options;
   pid_t m_owner;
+  unsigned m_forks;        // vfd_Forks() of the owner
   std::string m_name;      // of the main file, without links
   std::string m_temporary; // its name until the first commit point; "" afterwards
   vfd_Descriptor m_main, m_journal;
@@ -169,6 +180,7 @@ class vfd_Store {
   bool m_needsRecovery = false;
   std::unique_ptr<vfd_JournalContent> m_found; // until it is recovered
 
+  vfd_Store** m_user = nullptr;     // of HDF5's open file
   std::uint64_t m_committedEnd = 0; // bytes of the image at the last commit point
   std::uint64_t m_eof = 0;          // where HDF5's file ends now
   std::uint64_t m_mainSize = 0;
@@ -185,7 +197,10 @@ class vfd_Store {
   std::uint64_t m_chain = 0;                             // the checksum up to there
   std::uint64_t m_openEnd = kVfdHeader, m_openChain = 0; // the same with the frames spilled since
   std::uint64_t m_spilled = 0;                           // number of those frames
-  std::uint64_t m_nextTry = 0;                           // journal length at which readers are made to wait
+  std::uint64_t m_nextTry =
+      0; // journal length at which it is copied into the main file, if nobody reads live
+  std::chrono::milliseconds m_patience{0}; // for which readers are made to wait next time; 0: none were met
+  std::chrono::steady_clock::time_point m_turn; // when
 
   std::uint64_t m_sequence = 0;
   std::uint64_t m_superblock = 0;

@@ -10,7 +10,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <new>
-#include <random>
 #include <sys/stat.h>
 #include <system_error>
 #include <thread>
@@ -19,9 +18,15 @@
 namespace {
 constexpr std::uint64_t kJournalLimit = std::uint64_t{4} << 20; // a longer journal ends its generation
 constexpr std::uint64_t kLongJournal = 16;                      // times the limit: its file is cut as well
+constexpr std::size_t kMostRecent = 2048;                       // committed pages kept in memory
 constexpr std::size_t kManyFresh = 64; // new pages for which a sync of the main file is cheaper than frames
-constexpr std::size_t kRunBytes = std::size_t{1} << 20; // written at once to the main file
-constexpr int kPatience = 20; // milliseconds for which readers that come and go are kept waiting
+constexpr std::uint64_t kFarEnd = std::uint64_t{1} << 20; // beyond the main file
+constexpr std::size_t kRunBytes = std::size_t{1} << 20;   // written at once to the main file
+
+using Clock = std::chrono::steady_clock;
+constexpr std::chrono::milliseconds kNone{0}, kShortest{5}, kLongest{500}; // for which new readers wait
+constexpr int kWorkAWait = 10; // times as long does a writer work before it lets readers wait again
+constexpr std::uint64_t kTriesALimit = 16; // looks for readers while the journal grows by its limit
 
 std::uint64_t journalLimit() {
   return vfd_Limit("PDM_TEST_JOURNAL_LIMIT", kJournalLimit);
@@ -36,6 +41,7 @@ struct vfd_Store::Plan {
 };
 
 bool vfd_Store::Poison(const char* what) {
+  m_poison = "I/O error"; // needs no memory, which the cause may not get
   Fail(what);
   m_poison = m_cause;
   return false;
@@ -92,6 +98,8 @@ bool vfd_Store::PlaceFresh(const Plan& plan) {
   if (m_mainSize < m_eof) {
     if (!vfd_SetSize(m_main.Get(), m_eof))
       return Fail("extend the file");
+    m_directDirty =
+        m_directDirty || m_eof - m_mainSize >= kFarEnd; // recovery does not believe in it otherwise
     m_mainSize = m_eof;
   }
   m_directDirty = m_directDirty || !plan.fresh.empty();
@@ -153,6 +161,11 @@ bool vfd_Store::CommitFirst() {
   m_mainSize = m_eof;
   if (!SyncMain())
     return false;
+  // What lies there belonged to a file of that name that is gone.
+  const std::string journal = JournalName(m_name);
+  if (!m_replaced.IsOpen() && ::access(journal.c_str(), F_OK) == 0 &&
+      (!vfd_Remove(journal) || (Power() && !vfd_SyncDirectoryOf(m_name))))
+    return Fail("remove an old journal");
   if (!vfd_Rename(m_temporary, m_name, !m_replaced.IsOpen()))
     return Fail("give the file its name");
   m_temporary.clear();
@@ -214,9 +227,7 @@ void vfd_Store::HasCommitted(const Plan& plan) {
   const bool keepFloor = !vfd_Broken(vfd_Rule::kFloor);
   const std::uint64_t framed = plan.entries.empty() || !keepFloor ? 0 : plan.entries.back().page + 1;
   m_floor = std::max({keepFloor ? m_floor : 0, vfd_PagesOf(m_committedEnd), framed});
-  if (m_journalEnd >= journalLimit())
-    Apply();
-  else
+  if (!LockReaders() || !Apply())
     KeepRecent(plan);
   m_overlay.Clear();
   m_spillAt = SpillLimit();
@@ -229,13 +240,19 @@ bool vfd_Store::BeginGeneration() {
     if (Power() && !vfd_Sync(m_main.Get()))
       return Poison("sync the file");
     struct stat status;
+    vfd_FileIdentity named;
     if (::fstat(m_main.Get(), &status) != 0)
       return Fail("look at the file");
+    if (!vfd_FileIdentity::Of(m_name, named) || named != m_identity) {
+      errno = ENOENT;
+      return Fail("the file has been moved or removed since it was opened");
+    }
     const std::string name = JournalName(m_name);
     m_journal = vfd_Descriptor(
         ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, status.st_mode & 0777));
     if (!m_journal.IsOpen())
       return Fail("make the journal");
+    ::fchmod(m_journal.Get(), status.st_mode & 0777); // whoever may write the file may recover it
     m_newJournal = true;
     if (!WriteHeader()) {
       RemoveJournal();
@@ -258,8 +275,7 @@ bool vfd_Store::WriteHeader() {
   if (!vfd_ReadPadded(m_main.Get(), sector, sizeof sector, 0))
     return Fail("read");
   vfd_Header header;
-  std::random_device random;
-  header.salt = std::uint64_t{random()} << 32 | random();
+  header.salt = vfd_Random();
   header.base = m_committedEnd;
   header.firstSector = vfd_SectorSum(sector);
   header.sequence = m_sequence;
@@ -274,6 +290,7 @@ bool vfd_Store::WriteHeader() {
   m_journalEnd = m_openEnd = kVfdHeader;
   m_chain = m_openChain = header.salt;
   m_nextTry = journalLimit();
+  m_patience = kNone;
   return true;
 }
 
@@ -301,7 +318,11 @@ bool vfd_Store::AppendRecord(const Plan& plan) {
   }
   if (Power() && !vfd_Broken(vfd_Rule::kCommitSync) && !vfd_Sync(m_journal.Get())) {
     Poison("sync the journal");
-    TakeBack(m_journalEnd);
+    // A live reader may have seen the record; then it stays, and the next opening says whether it counts.
+    if (vfd_Locks::TryReaders(m_main.Get()) != vfd_Locks::Result::kHeld) {
+      TakeBack(m_openEnd);
+      vfd_Locks::ReleaseReaders(m_main.Get());
+    }
     return false;
   }
   m_journalEnd = m_openEnd = end + records.size();
@@ -313,28 +334,36 @@ bool vfd_Store::AppendRecord(const Plan& plan) {
 
 // A record of which nobody knows how much arrived must not come to life later.
 void vfd_Store::TakeBack(std::uint64_t end) {
-  const std::string cause = m_cause;
+  std::string cause;
+  cause.swap(m_cause);
   if (!vfd_SetSize(m_journal.Get(), end) && m_poison.empty())
     Poison("take an unfinished commit back");
-  m_cause = cause;
+  m_cause.swap(cause);
 }
 
 // Live readers look at the main file as it was, so what is committed stays in the journal while they do.
-// Readers that come and go without a gap would keep it there for ever: now and then new ones wait a moment.
+// Readers that come and go without a gap would keep it there for ever: now and then new ones wait for a
+// moment, for longer when that was not enough, so that the writer waits for at most a tenth of its time.
 bool vfd_Store::LockReaders() {
-  if (vfd_Locks::TryReaders(m_main.Get()) != vfd_Locks::Result::kHeld)
-    return true;
   if (m_journalEnd < m_nextTry)
     return false;
-  m_nextTry = m_journalEnd + m_journalEnd / 2;
-  if (!vfd_Locks::CloseTurnstile(m_main.Get()))
+  m_nextTry = m_journalEnd + journalLimit() / kTriesALimit;
+  const auto free = [this] { return vfd_Locks::TryReaders(m_main.Get()) != vfd_Locks::Result::kHeld; };
+  if (free())
+    return true;
+  const auto now = Clock::now();
+  if (m_patience == kNone)
+    m_turn = now + kWorkAWait * (m_patience = kShortest);
+  if (now < m_turn || !vfd_Locks::CloseTurnstile(m_main.Get()))
     return false;
   bool got = false;
-  for (int waited = 0; waited < kPatience && !got; ++waited) {
+  while (!got && Clock::now() - now < m_patience) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    got = vfd_Locks::TryReaders(m_main.Get()) != vfd_Locks::Result::kHeld;
+    got = free();
   }
   vfd_Locks::OpenTurnstile(m_main.Get());
+  m_patience = std::min(2 * m_patience, kLongest);
+  m_turn = Clock::now() + kWorkAWait * m_patience;
   return got;
 }
 
@@ -343,28 +372,26 @@ bool vfd_Store::LockReaders() {
 void vfd_Store::KeepRecent(const Plan& plan) {
   try {
     for (const auto& entry : plan.entries)
-      if (m_overlay.Find(entry.page)->bytes != nullptr)
+      if (m_overlay.Find(entry.page)->bytes != nullptr && m_recent.InMemory() < kMostRecent)
         m_recent.Put(entry.page, m_overlay.TakeOut(entry.page));
       else
-        m_recent.Drop(entry.page); // spilled: only the journal has the newest
+        m_recent.Drop(entry.page); // only the journal has the newest
   } catch (const std::bad_alloc&) {
     m_recent.Clear();
   }
 }
 
-// Brings committed pages into the main file and ends the generation. What fails is tried again at the next
+// Brings committed pages into the main file and ends the generation. What fails is tried again at a later
 // commit point; until then they are read from the journal.
-void vfd_Store::Apply() {
-  if (LockReaders()) {
-    try {
-      if (ApplyPages())
-        Checkpoint();
-    } catch (const std::bad_alloc&) {
-      m_cause = "out of memory";
-    }
-    vfd_Locks::ReleaseReaders(m_main.Get());
+bool vfd_Store::Apply() {
+  bool done = false;
+  try {
+    done = ApplyPages() && Checkpoint();
+  } catch (const std::bad_alloc&) {
+    m_cause = "out of memory";
   }
-  m_recent.Clear();
+  vfd_Locks::ReleaseReaders(m_main.Get());
+  return done;
 }
 
 bool vfd_Store::ApplyPages() {
@@ -377,23 +404,28 @@ bool vfd_Store::ApplyPages() {
   if (m_mainSize > m_committedEnd && !vfd_SetSize(m_main.Get(), m_committedEnd))
     return Fail("set the file's size");
   m_mainSize = std::min(m_mainSize, m_committedEnd);
-  m_unapplied.Clear();
   return true;
+}
+
+// The main file is whole without the journal.
+void vfd_Store::HasApplied() {
+  m_unapplied.Clear();
+  m_recent.Clear();
 }
 
 // Ends a generation: all of it is in the main file, and once that is on the disk the next one may begin. The
 // new header is written at once, so that no reader finds frames here that are about to be overwritten.
-void vfd_Store::Checkpoint() {
-  if (Power() && !vfd_Broken(vfd_Rule::kCheckpointSync) && !vfd_Sync(m_main.Get())) {
-    Poison("sync the file");
-    return;
-  }
+bool vfd_Store::Checkpoint() {
+  if (Power() && !vfd_Broken(vfd_Rule::kCheckpointSync) && !vfd_Sync(m_main.Get()))
+    return Poison("sync the file");
+  HasApplied();
   const bool cut = m_journalEnd >= kLongJournal * journalLimit();
-  if (!WriteHeader())
-    return RemoveJournal();
   m_floor = vfd_PagesOf(m_committedEnd);
-  if (cut)
+  if (!WriteHeader())
+    RemoveJournal();
+  else if (cut)
     vfd_SetSize(m_journal.Get(), kVfdHeader);
+  return true;
 }
 
 // Only when the main file is whole without it.
@@ -424,12 +456,15 @@ bool vfd_Store::BringHome() {
     const bool sync = Power() && m_journal.IsOpen() && !vfd_Broken(vfd_Rule::kCheckpointSync);
     if (!ApplyPages() || (sync && !vfd_Sync(m_main.Get())))
       return false;
+    HasApplied();
+    if (m_journal.IsOpen())
+      RemoveJournal();
+    if (sync) // a journal that came back would meet a file that others have changed since
+      vfd_SyncDirectoryOf(m_name);
+    return true;
   } catch (const std::bad_alloc&) {
     return false;
   }
-  if (m_journal.IsOpen())
-    RemoveJournal();
-  return true;
 }
 
 void vfd_Store::Abandon() {
@@ -439,6 +474,7 @@ void vfd_Store::Abandon() {
 }
 
 vfd_Store::~vfd_Store() {
+  CutOff();
   Finish();
 }
 

@@ -19,6 +19,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr char kTemporaryMark[] = ".new-";
+constexpr int kLiveWait = 3000; // milliseconds
+// By so much a commit's image may end behind all that the main file and the frames show; a writer that goes
+// beyond extends the main file durably first. More than that is an invented size.
+constexpr std::uint64_t kUnseenEnd = std::uint64_t{1} << 20;
 
 std::string errnoText() {
   return std::generic_category().message(errno);
@@ -71,11 +75,20 @@ std::unique_ptr<vfd_Store> vfd_Store::Open(const vfd_Options& options, std::stri
   }
   if (!options.readOnly)
     vfd_Locks::MarkWriter(store->m_main.Get());
+  // Without a journal there is nothing that live readers could be shown.
+  if (store->Scratch() && vfd_Locks::TryReaders(store->m_main.Get()) == vfd_Locks::Result::kHeld) {
+    cause = "live readers have the file open: a writer without a journal (context option 0) would change "
+            "what they see";
+    store->Abandon();
+    return nullptr;
+  }
   return store;
 }
 
 bool vfd_Store::OpenMain(std::string& cause) {
-  const auto deadline = Clock::now() + std::chrono::milliseconds(m_options.waitingTime);
+  // A writer keeps live readers waiting for moments only, so they wait at least for as long.
+  const auto deadline = Clock::now() + std::chrono::milliseconds(
+                                           std::max(m_options.waitingTime, m_options.live ? kLiveWait : 0));
   for (;;) {
     const int mode = m_options.readOnly ? O_RDONLY : O_RDWR;
     m_main = vfd_Descriptor(::open(m_options.fileName.c_str(), mode | O_CLOEXEC | O_NONBLOCK));
@@ -147,6 +160,7 @@ std::string vfd_Store::HeldText() const {
 // Reads what a dead writer, or the living one beside a live reader, has committed there.
 bool vfd_Store::FindJournal(std::string& cause) {
   m_needsRecovery = false;
+  m_journalFileId = {};
   m_unapplied.Clear();
   m_journal.Close();
   m_eof = m_committedEnd = m_mainSize;
@@ -179,6 +193,12 @@ bool vfd_Store::FindJournal(std::string& cause) {
   if (m_found->state == vfd_JournalContent::State::kSound) {
     if (!m_found->Belongs(vfd_SectorSum(sector))) {
       cause = "its journal " + name + " belongs to another file, or this file was changed without it";
+      return false;
+    }
+    if (m_found->commits > 0 &&
+        m_found->eof > std::max(m_mainSize, m_found->reachOfFrames * kVfdPage) + kUnseenEnd) {
+      cause = "its journal " + name + " is damaged: it states a size of " + std::to_string(m_found->eof) +
+              " bytes";
       return false;
     }
     m_journalFileId = m_found->header.fileId;
@@ -214,7 +234,7 @@ bool vfd_Store::Recover(std::string& cause) {
         vfd_SyncDirectoryOf(m_name);
     }
   }
-  if (alone)
+  if (alone && !Scratch())
     vfd_Locks::ReleaseReaders(m_main.Get());
   m_needsRecovery = !done;
   m_found.reset();
@@ -224,8 +244,10 @@ bool vfd_Store::Recover(std::string& cause) {
 // Goes on in the dead writer's generation, since live readers look at the main file as it was. What came
 // after its last commit must be gone from the disk before anything is written there.
 bool vfd_Store::Adopt(const vfd_JournalContent& content, std::string& cause) {
-  if (!vfd_SetSize(m_journal.Get(), content.end) || !vfd_Sync(m_journal.Get())) {
-    cause = "cut its journal: " + errnoText();
+  // The dead writer may have promised less than this one does.
+  if (!vfd_SetSize(m_journal.Get(), content.end) || !vfd_Sync(m_journal.Get()) ||
+      (Power() && (!vfd_Sync(m_main.Get()) || !vfd_SyncDirectoryOf(m_name)))) {
+    cause = "go on in its journal: " + errnoText();
     return false;
   }
   m_header = HeaderState::kDurable;
@@ -288,6 +310,8 @@ bool vfd_Store::MakeTemporary(std::string& cause) {
       break;
   }
   m_temporary = name;
+  if (Scratch())
+    vfd_Locks::TryReaders(m_main.Get()); // and keeps it, as in Open()
   return true;
 }
 

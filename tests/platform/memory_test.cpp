@@ -1,5 +1,6 @@
 // Every allocation of the module fails once, in the middle of an update: no exception leaves it, what was
-// half done is not committed, and a rollback puts everything right.
+// half done is not committed, and a rollback puts everything right. Leaving an update and closing get none at
+// all any more.
 
 #include "platform_Fixture.h"
 
@@ -7,12 +8,13 @@
 
 namespace {
 constinit long s_allocationsLeft = -1; // -1: no limit
+constinit bool s_forGood = false;      // all allocations fail from there on
 constexpr auto kInt = hdf_Datatype(hdf_Datatype::kInt);
 } // namespace
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   if (s_allocationsLeft == 0) {
-    s_allocationsLeft = -1; // once
+    s_allocationsLeft = s_forGood ? 0 : -1;
     return nullptr;
   }
   if (s_allocationsLeft > 0)
@@ -72,4 +74,31 @@ TEST_F(Memory, AnExhaustedMemoryLeavesTheLastCommitPoint) {
   }
   EXPECT_TRUE(finished && barred > 0);
   EXPECT_TRUE(Write(context) && ORXSimManager::CloseContext(context)) << LastError();
+}
+
+TEST_F(Memory, WithoutAnyMemoryAnUpdateIsLeftAndAFileIsClosed) {
+  s_forGood = true;
+  bool finished = false;
+  for (long n = 0; !finished && n < 5000; ++n) {
+    ORXSimContextID context = Create(Path("b.pdm"));
+    ASSERT_TRUE(!!RootOf(context).GroupCreate("before", 0) && ORXSimContextRef(context).Commit()) << n;
+    {
+      ORXSimUpdate update(context);
+      ASSERT_TRUE(Write(context)) << LastError();
+      s_allocationsLeft = n;
+    }
+    finished = s_allocationsLeft > 0;
+    s_allocationsLeft = -1;
+    EXPECT_NE(ORXSimContextRef(context).Barred(), RootOf(context).NumLinks() == 1) << n;
+    s_allocationsLeft = n;
+    const bool closed = ORXSimManager::CloseContext(context);
+    finished = finished && s_allocationsLeft > 0;
+    s_allocationsLeft = -1;
+    EXPECT_TRUE(closed || !finished) << LastError();
+    ASSERT_FALSE((context = Open(Path("b.pdm"))).IsNull()) << n << LastError();
+    EXPECT_EQ(RootOf(context).NumLinks(), 1) << n;
+    ASSERT_TRUE(ORXSimManager::CloseContext(context) && std::filesystem::remove(Path("b.pdm")));
+  }
+  EXPECT_TRUE(finished);
+  s_forGood = false;
 }

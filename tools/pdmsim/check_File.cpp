@@ -111,7 +111,7 @@ void check_Beside(check_Report& report) {
   std::filesystem::path file = std::filesystem::weakly_canonical(report.file, ignored);
   if (ignored)
     return;
-  const std::string name = file.filename(), unfinished = name + ".new-";
+  const std::string name = file.filename();
   for (const auto& entry : std::filesystem::directory_iterator(file.parent_path(), ignored)) {
     const std::string beside = entry.path().filename();
     if (beside == name + "-journal")
@@ -119,13 +119,15 @@ void check_Beside(check_Report& report) {
           "", "journal",
           "a journal lies beside the file: a program has it open for writing or died; see pdmsim recover",
           true);
-    if (!beside.starts_with(unfinished) ||
-        beside.find_first_not_of("0123456789", unfinished.size()) != std::string::npos)
-      continue;
-    const std::string process = beside.substr(unfinished.size());
-    report.Add("", "unfinished",
-               Lives(process) ? beside + " is being written by process " + process
-                              : beside + " was left by a program that died; it can be removed",
-               true);
+    for (const std::string& unfinished : {name + ".new-", name + ".import-"}) {
+      if (!beside.starts_with(unfinished) ||
+          beside.find_first_not_of("0123456789", unfinished.size()) != std::string::npos)
+        continue;
+      const std::string process = beside.substr(unfinished.size());
+      report.Add("", "unfinished",
+                 Lives(process) ? beside + " is being written by process " + process
+                                : beside + " was left by a program that died; it can be removed",
+                 true);
+    }
   }
 }

@@ -89,6 +89,8 @@ unsigned long long Compact(const Options& options, const struct stat& status) {
   const cli_Library library;
   const cli_Context from(ORXSimManager::OpenContext(options.file.c_str(), inPlace ? 0 : 1, 102, false, 1));
   Require(!from.ID().IsNull());
+  if (inPlace && ORXSimContextRef(from.ID()).LastCommit().journalBytes > 0)
+    Fail(options.file + ": live readers have the file open: its journal must stay");
   RefuseUnsound(options.file, from.ID(), progress);
   imp_Output output(inPlace ? options.file : options.output, inPlace || options.force);
   CopyInto(output.Unfinished(), from.ID(), progress);

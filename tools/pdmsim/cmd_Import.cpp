@@ -26,7 +26,7 @@ constexpr char kFooter[] = R"(Examples:
 
 MESH is Exodus II in any netCDF format. Blocks become element sets and regions, side sets surfaces,
 result variables fields with one drawer a step; node and element numbers are kept in the fields 'label'.
-FILE appears only when it is whole: until then its bytes are in FILE.new-PID.)";
+FILE appears only when it is whole: until then its bytes are in FILE.import-PID.)";
 
 /// Refuses to write over the mesh itself.
 void CheckDistinct(const Options& options) {

@@ -78,7 +78,7 @@ bool exo_Array::IsText() const {
 void exo_Array::Unexpected(const std::string& what) const {
   std::string found = TypeName(m_type);
   for (const std::size_t extent : m_shape)
-    found += "[" + std::to_string(extent) + "]";
+    found.append("[").append(std::to_string(extent)).append("]");
   m_file->Fail("expected " + m_name + " to be " + what + ", found " + found);
 }
 
@@ -88,7 +88,7 @@ void exo_Array::Require(const std::vector<std::size_t>& shape, Kind kind) const 
     return;
   std::string what = kind == Kind::kInteger ? "integer" : kind == Kind::kReal ? "real" : "text";
   for (const std::size_t extent : shape)
-    what += "[" + std::to_string(extent) + "]";
+    what.append("[").append(std::to_string(extent)).append("]");
   Unexpected(what);
 }
 

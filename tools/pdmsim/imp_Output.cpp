@@ -48,7 +48,7 @@ std::string Folder(const std::string& path) {
 } // namespace
 
 imp_Output::imp_Output(const std::string& path, bool force)
-    : m_path(Target(path)), m_unfinished(m_path + ".new-" + std::to_string(getpid())), m_force(force) {
+    : m_path(Target(path)), m_unfinished(m_path + ".import-" + std::to_string(getpid())), m_force(force) {
   CheckPlace();
   const int descriptor = open(m_unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
   if (descriptor < 0)
