@@ -4,55 +4,43 @@
 
 #include <cerrno>
 #include <cstdlib>
-
-extern "C" {
-void* __libc_malloc(std::size_t) noexcept;
-void* __libc_calloc(std::size_t, std::size_t) noexcept;
-void* __libc_realloc(void*, std::size_t) noexcept;
-}
+#include <utility>
 
 namespace {
 
 constinit bool s_armed = false;
-constinit std::int64_t s_failAt = 0, s_own = 0;
-constinit std::int64_t* s_calls = &s_own;
-constinit camp_Io::Fault s_fault = camp_Io::kOnce;
+constinit std::int64_t s_calls = 0;
+constinit camp_Plan s_plan;
 
 bool fails() {
   if (!s_armed)
     return false;
-  const std::int64_t n = ++*s_calls;
-  if (s_failAt == 0 || n < s_failAt || (s_fault == camp_Io::kOnce && n > s_failAt))
-    return false;
-  errno = ENOMEM;
-  return true;
+  ++s_calls;
+  if (s_plan.calls != nullptr)
+    *s_plan.calls = s_calls;
+  if (s_plan.Fails(s_calls))
+    errno = ENOMEM;
+  return s_plan.Fails(s_calls);
 }
 
 } // namespace
 
-void camp_Allocations::FailAt(std::int64_t n, camp_Io::Fault fault) {
-  s_failAt = n;
-  s_fault = fault;
+void camp_Allocations::Watch(const camp_Plan& plan) {
+  s_plan = plan;
+  s_calls = 0;
 }
 
-void camp_Allocations::CountIn(std::int64_t* calls) {
-  s_calls = calls;
+bool camp_Allocations::Arm(bool armed) {
+  return std::exchange(s_armed, armed);
 }
 
-void camp_Allocations::Arm(bool armed) {
-  s_armed = armed;
-}
-
-#pragma GCC visibility push(default)
+#define CAMP_ALLOCATOR(NAME, PARAMETERS, ARGUMENTS)                                                          \
+  void* __libc_##NAME PARAMETERS noexcept;                                                                   \
+  __attribute__((visibility("default"))) void* NAME PARAMETERS noexcept {                                    \
+    return fails() ? nullptr : __libc_##NAME ARGUMENTS;                                                      \
+  }
 extern "C" {
-void* malloc(std::size_t size) noexcept {
-  return fails() ? nullptr : __libc_malloc(size);
+CAMP_ALLOCATOR(malloc, (std::size_t size), (size))
+CAMP_ALLOCATOR(calloc, (std::size_t count, std::size_t size), (count, size))
+CAMP_ALLOCATOR(realloc, (void* block, std::size_t size), (block, size))
 }
-void* calloc(std::size_t count, std::size_t size) noexcept {
-  return fails() ? nullptr : __libc_calloc(count, size);
-}
-void* realloc(void* block, std::size_t size) noexcept {
-  return fails() ? nullptr : __libc_realloc(block, size);
-}
-}
-#pragma GCC visibility pop

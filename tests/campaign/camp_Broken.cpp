@@ -1,7 +1,6 @@
 #include <campaign/camp_Campaigns.h>
 
-#include <cstdlib>
-#include <fcntl.h>
+#include <filesystem>
 #include <unistd.h>
 
 namespace {
@@ -18,32 +17,6 @@ constexpr struct {
     {"direct-everywhere", "kills", ""}, {"recovery-sync", "power", ""},
 };
 
-// Runs this program's campaign with the rule broken. \return its exit code.
-int runBroken(const char* rule, const char* campaign, const char* config, const camp_Options& options) {
-  return camp_Child(
-             [&] {
-               ::setenv("PDM_BREAK", rule, 1);
-               ::unsetenv("LD_PRELOAD");
-               const int nowhere = ::open("/dev/null", O_WRONLY);
-               ::dup2(nowhere, STDOUT_FILENO);
-               ::dup2(nowhere, STDERR_FILENO);
-               std::vector<std::string> words = {"campaign",      campaign, "--library",
-                                                 options.library, "--seed", std::to_string(options.seed)};
-               if (options.count > 0)
-                 words.insert(words.end(), {"--count", std::to_string(options.count)});
-               if (*config != '\0')
-                 words.insert(words.end(), {"--config", config});
-               std::vector<char*> arguments;
-               for (std::string& word : words)
-                 arguments.push_back(word.data());
-               arguments.push_back(nullptr);
-               ::execv("/proc/self/exe", arguments.data());
-               return 2;
-             },
-             0)
-      .Wait();
-}
-
 } // namespace
 
 std::vector<camp_Row> camp_BrokenRules(const camp_Options& options) {
@@ -53,7 +26,18 @@ std::vector<camp_Row> camp_BrokenRules(const camp_Options& options) {
       continue;
     camp_Row& row =
         rows.emplace_back(camp_Row{std::string("no ") + rule, std::string(campaign) + ' ' + config, 1});
-    const int result = runBroken(rule, campaign, config, options);
+    std::string command = "exec env -u LD_PRELOAD PDM_BREAK=" + std::string(rule) + " \"$0\" " + campaign +
+                          " --library \"$1\" --seed " + std::to_string(options.seed);
+    if (options.count > 0)
+      command += " --count " + std::to_string(options.count);
+    if (*config != '\0')
+      command += std::string(" --config ") + config;
+    command += " >/dev/null 2>&1";
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe");
+    const auto run = [&] {
+      ::execl("/bin/sh", "sh", "-c", command.c_str(), program.c_str(), options.library.c_str(), nullptr);
+    };
+    const int result = camp_Child(run, 0).Wait();
     row.note = result == 1 ? "noticed" : "not noticed, exit code " + std::to_string(result);
     if (result != 1)
       row.Bad(row.note);

@@ -13,6 +13,11 @@ struct camp_Options {
   bool untilBad = false;  // enough is known with the first bad run
   std::string config;     // only this configuration
   std::string library;    // the breakable library, "" when there is none
+
+  /// The part of `count`, or else of `usual`, that each of so many configurations gets.
+  std::int64_t Share(std::int64_t usual, std::int64_t configs) const {
+    return (count > 0 ? count : usual) / (config.empty() ? configs : 1);
+  }
 };
 
 /// Runs `body(config, row)` for each configuration that is asked for, in a process of its own with its limits

@@ -38,7 +38,6 @@ std::vector<camp_Row> camp_ForEachConfig(const char* campaign, std::span<const c
           board.counter[0] = row.runs;
           board.counter[1] = row.bad;
           board.Say(row.note);
-          return 0;
         },
         0);
     const int status = child.Wait();

@@ -1,19 +1,14 @@
-#include <campaign/camp_Api.h>
 #include <campaign/camp_Campaigns.h>
 
+#include <array>
 #include <chrono>
 #include <unistd.h>
 
 namespace {
 
 constexpr int kWriters = 2, kLiveReading = 3, kWaiting = 5000;
-enum {
-  kDone,
-  kBegun = kDone + kWriters,
-  kReads = kBegun + kWriters,
-  kWrong,
-  kRefused
-}; // counters on the board
+enum { kDone, kBegun = kDone + kWriters, kReads = kBegun + kWriters, kWrong, kRefused }; // on the board
+using Counters = std::array<std::int64_t, kWriters>;
 
 // A system of two counters, one a writer, and their sum.
 bool make(const std::string& file) {
@@ -30,22 +25,8 @@ bool make(const std::string& file) {
   return update.Commit() && camp_Session::Clean();
 }
 
-struct Counters {
-  int value[kWriters] = {};
-  double sum = 0;
-};
-
 fesD_ModalSystem systemOf(const camp_Session& session) {
   return fesD_ModalSystem(session.Mesh().systems().get(0));
-}
-
-Counters read(const camp_Session& session) {
-  Counters counters;
-  const fesD_ModalSystem system = systemOf(session);
-  for (int i = 0; i < kWriters; ++i)
-    counters.value[i] = system.events().get(i).eventTypeID();
-  counters.sum = system.propertyEvaluation();
-  return counters;
 }
 
 void wrong(camp_Board& board, const std::string& text) {
@@ -53,43 +34,44 @@ void wrong(camp_Board& board, const std::string& text) {
     board.Say(text);
 }
 
-// Each counter is at what was acknowledged, or at what had begun; the sum fits.
-void compare(const Counters& found, const Counters& least, camp_Board& board) {
-  double sum = 0;
-  for (int i = 0; i < kWriters; ++i) {
-    sum += found.value[i];
-    if (found.value[i] < least.value[i] || found.value[i] > board.counter[kBegun + i])
-      wrong(board, "counter " + std::to_string(i) + " is " + std::to_string(found.value[i]) +
-                       ", not at least " + std::to_string(least.value[i]));
-  }
-  if (sum != found.sum)
-    wrong(board, "the sum of the counters is " + std::to_string(found.sum) + ", not " + std::to_string(sum));
-}
-
 Counters acknowledged(const camp_Board& board) {
-  Counters least;
-  for (int i = 0; i < kWriters; ++i)
-    least.value[i] = static_cast<int>(board.counter[kDone + i]);
-  return least;
+  return {board.counter[kDone], board.counter[kDone + 1]};
 }
 
-int countOn(const std::string& file, int writer, camp_Board& board) {
-  camp_SetWaitingTime(kWaiting);
+// Reads the counters: each is at `least`, or at what had begun; the sum fits.
+Counters read(const camp_Session& session, const Counters& least, camp_Board& board) {
+  Counters found{};
+  camp_Session::Watch();
+  const fesD_ModalSystem system = systemOf(session);
+  for (std::size_t i = 0; i < kWriters; ++i) {
+    found[i] = system.events().get(static_cast<int>(i)).eventTypeID();
+    if (found[i] < least[i] || found[i] > board.counter[kBegun + i])
+      wrong(board, "counter " + std::to_string(i) + " is " + std::to_string(found[i]) + ", not at least " +
+                       std::to_string(least[i]));
+  }
+  if (system.propertyEvaluation() != static_cast<double>(found[0] + found[1]))
+    wrong(board, "the sum of the counters is " + std::to_string(system.propertyEvaluation()));
+  if (!camp_Session::Clean())
+    wrong(board, camp_Session::Failure());
+  return found;
+}
+
+void countOn(const std::string& file, int writer, camp_Board& board) {
+  ORXSimManager::SetWaitingTime(kWaiting);
   for (;;) {
     camp_Session session(file, 1);
     if (!session.Open()) {
       ++board.counter[kRefused];
       continue;
     }
-    Counters counters = read(session);
-    compare(counters, acknowledged(board), board);
-    for (int i = 0; i < 3; ++i) {
-      const int next = ++counters.value[writer];
+    const Counters counters = read(session, acknowledged(board), board);
+    for (int i = 1; i <= 3; ++i) {
+      const auto next = static_cast<int>(counters[static_cast<std::size_t>(writer)] + i);
       board.counter[kBegun + writer] = next;
       camp_Session::Watch();
       ORXSimUpdate update(session.Context());
       systemOf(session).events().get(writer).EventTypeID(next);
-      systemOf(session).PropertyEvaluation(counters.sum += 1);
+      systemOf(session).PropertyEvaluation(static_cast<double>(counters[0] + counters[1] + i));
       if (!update.Commit() || !camp_Session::Clean())
         wrong(board, "a writer was refused: " + camp_Session::Failure());
       board.counter[kDone + writer] = next;
@@ -97,9 +79,9 @@ int countOn(const std::string& file, int writer, camp_Board& board) {
   }
 }
 
-int readOn(const std::string& file, camp_Board& board) {
-  camp_SetWaitingTime(kWaiting);
-  Counters seen;
+void readOn(const std::string& file, camp_Board& board) {
+  ORXSimManager::SetWaitingTime(kWaiting);
+  Counters seen{};
   for (int round = 0;; ++round) {
     Counters least = acknowledged(board);
     camp_Session session(file, round % 2 == 0 ? 1 : kLiveReading);
@@ -107,14 +89,9 @@ int readOn(const std::string& file, camp_Board& board) {
       ++board.counter[kRefused];
       continue;
     }
-    camp_Session::Watch();
-    const Counters found = read(session);
-    if (!camp_Session::Clean())
-      wrong(board, camp_Session::Failure());
-    for (int i = 0; i < kWriters; ++i)
-      least.value[i] = std::max(least.value[i], seen.value[i]);
-    compare(found, least, board);
-    seen = found;
+    for (std::size_t i = 0; i < kWriters; ++i)
+      least[i] = std::max(least[i], seen[i]);
+    seen = read(session, least, board);
     ++board.counter[kReads];
   }
 }
@@ -123,33 +100,31 @@ int readOn(const std::string& file, camp_Board& board) {
 
 std::vector<camp_Row> camp_Contention(const camp_Options& options) {
   constexpr camp_Config kConfigs[] = {{"kill-safe", 1}};
-  const int seconds = options.count > 0 ? static_cast<int>(options.count) : 10;
+  const std::int64_t seconds = options.Share(10, 1);
   return camp_ForEachConfig("contention", kConfigs, options, [&](const camp_Config&, camp_Row& row) {
     const camp_Directory directory;
     camp_Board& board = camp_Board::New();
     if (!make(directory.File()))
       return row.Bad("no file: " + camp_Session::Failure());
     std::unique_ptr<camp_Child> writers[kWriters];
-    const camp_Child reader([&] { return readOn(directory.File(), board); }, 0);
+    const camp_Child reader([&] { readOn(directory.File(), board); }, 0);
     camp_Random random(options.seed);
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
     while (std::chrono::steady_clock::now() < end) {
       for (int i = 0; i < kWriters; ++i)
         if (writers[i] == nullptr || writers[i]->Ended())
-          writers[i] =
-              std::make_unique<camp_Child>([&, i] { return countOn(directory.File(), i, board); }, 0);
+          writers[i] = std::make_unique<camp_Child>([&, i] { countOn(directory.File(), i, board); }, 0);
       ::usleep(static_cast<useconds_t>(random.Between(2000, 60000)));
       writers[random.Below(kWriters)]->Kill();
       ++row.runs;
       row.Progress(seconds);
     }
-    row.note = std::to_string(board.counter[kDone] + board.counter[kDone + 1]) + " counted, " +
-               std::to_string(board.counter[kReads]) + " read, " + std::to_string(board.counter[kRefused]) +
-               " refused";
+    const auto [first, second] = acknowledged(board);
+    row.note = std::to_string(first + second) + " counted, " + std::to_string(board.counter[kReads]) +
+               " read, " + std::to_string(board.counter[kRefused]) + " refused";
     if (board.counter[kWrong] > 0)
       row.Bad(std::to_string(board.counter[kWrong]) + " wrong, first: " + board.message);
-    for (const int counter : {int{kDone}, kDone + 1, int{kReads}})
-      if (board.counter[counter] == 0)
-        row.Bad("somebody never came to the file");
+    if (first == 0 || second == 0 || board.counter[kReads] == 0)
+      row.Bad("somebody never came to the file");
   });
 }

@@ -13,109 +13,85 @@
 
 namespace {
 
-constexpr int kNone = -1, kDirectory = -2, kUnrecorded = -3; // in place of inodes
-constexpr int kDescriptors = 1024;
-
-constinit std::int64_t s_uncounted = 0;
+constexpr int kNoInode = -1, kDescriptors = 1024;
+enum { kUnwatched, kDirectory, kUnrecorded, kInodes }; // of a descriptor; kInodes + n is inode n
 
 struct Watch {
   bool on = false;
+  std::int64_t calls = 0;
+  camp_Plan plan;
   char directory[256] = "";
-  int inodeOf[kDescriptors] = {}; // plus 4; 0 is no watched file
-  std::int64_t* calls = &s_uncounted;
-  std::int64_t killAt = 0, failAt = 0;
-  camp_Random random{0};
-  int error = 0;
-  camp_Io::Fault fault = camp_Io::kOnce;
-  camp_Record* record = nullptr;
+  int files[kDescriptors] = {};
 };
-constinit Watch* s_watch = nullptr;
+constinit Watch s_watch;
+constinit int s_outside = kUnwatched;
 
-Watch& watch() {
-  static Watch s_here;
-  s_watch = &s_here;
-  return s_here;
-}
-
-int& inodeOf(int descriptor) {
-  static int s_outside;
-  if (descriptor < 0 || descriptor >= kDescriptors)
-    return s_outside = 0;
-  return s_watch->inodeOf[descriptor];
-}
-
-int known(int descriptor) {
-  return inodeOf(descriptor) - 4;
+int& fileOf(int descriptor) {
+  return descriptor < 0 || descriptor >= kDescriptors ? s_outside = kUnwatched : s_watch.files[descriptor];
 }
 bool watched(int descriptor) {
-  return s_watch != nullptr && s_watch->on && inodeOf(descriptor) != 0;
+  return s_watch.on && fileOf(descriptor) != kUnwatched;
 }
 bool watched(const char* path) {
-  return s_watch != nullptr && s_watch->on && path != nullptr &&
-         std::strncmp(path, s_watch->directory, std::strlen(s_watch->directory)) == 0;
-}
-
-template <class Function>
-Function real(const char* name, Function) {
-  return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
+  return s_watch.on && std::strncmp(path, s_watch.directory, std::strlen(s_watch.directory)) == 0;
 }
 
 enum Verdict { kPass, kFail, kShort, kKill };
 
 // Counts a call and says what becomes of it.
 Verdict judge(bool needsSpace) {
-  Watch& w = *s_watch;
-  const std::int64_t n = ++*w.calls;
-  if (n == w.killAt)
+  const camp_Plan& plan = s_watch.plan;
+  const std::int64_t n = ++s_watch.calls;
+  if (plan.calls != nullptr)
+    *plan.calls = n;
+  if (n == plan.killAt)
     return kKill;
-  if (w.failAt == 0 || n < w.failAt || (w.fault == camp_Io::kOnce && n > w.failAt))
+  if (!plan.Fails(n) || (plan.error == ENOSPC && !needsSpace))
     return kPass;
-  if (w.error == camp_Io::kShortWrite)
+  if (plan.error == camp_Plan::kShortWrite)
     return kShort;
-  if (w.error == ENOSPC && !needsSpace)
-    return kPass;
-  errno = w.error;
+  errno = plan.error;
   return kFail;
 }
 
-bool dies(Verdict verdict) {
+// As judge, for all calls but writes.
+bool fails(bool needsSpace) {
+  const Verdict verdict = judge(needsSpace);
   if (verdict == kKill)
     ::raise(SIGKILL);
   return verdict == kFail;
 }
 
 void note(camp_Event event) {
-  if (s_watch->record != nullptr)
-    s_watch->record->events.push_back(std::move(event));
+  if (s_watch.plan.record != nullptr)
+    s_watch.plan.record->events.push_back(std::move(event));
 }
 
 std::string entryOf(const char* path) {
-  return path + std::min(std::strlen(path), std::strlen(s_watch->directory) + 1);
+  return path + std::min(std::strlen(path), std::strlen(s_watch.directory) + 1);
 }
 
 // Gives a descriptor its file, and notes a file that was made by opening it.
 void noteOpened(int descriptor, const char* path, int flags) {
   const std::string entry = entryOf(path);
-  int inode = kUnrecorded;
-  if (entry.empty()) {
-    inode = kDirectory;
-  } else if (camp_Record* const record = s_watch->record) {
-    const auto [place, isNew] = record->names.try_emplace(entry, record->inodes);
-    inode = place->second;
-    if (isNew) {
-      ++record->inodes;
-      note({camp_Event::kCreate, inode, 0, entry, {}});
-    } else if ((flags & O_TRUNC) != 0) {
-      note({camp_Event::kTruncate, inode, 0, {}, {}});
-    }
-  }
-  inodeOf(descriptor) = inode + 4;
+  int& file = fileOf(descriptor) = entry.empty() ? kDirectory : kUnrecorded;
+  camp_Record* const record = s_watch.plan.record;
+  if (record == nullptr || entry.empty())
+    return;
+  const auto [place, isNew] = record->names.try_emplace(entry, record->inodes);
+  const int inode = place->second;
+  file = kInodes + inode;
+  record->inodes += isNew ? 1 : 0;
+  if (isNew)
+    note({camp_Event::kCreate, inode, 0, entry, {}});
+  else if ((flags & O_TRUNC) != 0)
+    note({camp_Event::kTruncate, inode, 0, {}, {}});
 }
 
 void noteMoved(const char* from, const char* to, bool keepsFrom) {
-  if (s_watch->record == nullptr)
+  if (s_watch.plan.record == nullptr)
     return;
-  std::map<std::string, int>& names = s_watch->record->names;
+  std::map<std::string, int>& names = s_watch.plan.record->names;
   const auto source = names.find(entryOf(from));
   if (source == names.end())
     return;
@@ -126,211 +102,139 @@ void noteMoved(const char* from, const char* to, bool keepsFrom) {
   names[entryOf(to)] = inode;
 }
 
+void noteUnlinked(const char* path) {
+  note({camp_Event::kUnlink, kNoInode, 0, entryOf(path), {}});
+  if (s_watch.plan.record != nullptr)
+    s_watch.plan.record->names.erase(entryOf(path));
+}
+
 void noteData(camp_Event::Kind kind, int descriptor, std::int64_t offset, const void* bytes = "",
               std::size_t count = 0) {
-  if (s_watch->record != nullptr && known(descriptor) >= 0)
-    note({kind, known(descriptor), offset, {}, std::string(static_cast<const char*>(bytes), count)});
+  const int inode = fileOf(descriptor) - kInodes;
+  if (inode >= 0)
+    note({kind, inode, offset, {}, std::string(static_cast<const char*>(bytes), count)});
 }
 
-int openFile(const char* path, int flags, mode_t mode) {
-  static const auto next = real("open", static_cast<int (*)(const char*, int, ...)>(&::open));
-  const bool ours = watched(path);
-  if (ours && dies(judge((flags & O_CREAT) != 0)))
+template <class Write>
+ssize_t writeFile(Write next, int descriptor, const void* from, std::size_t count, off_t offset) {
+  const bool ours = watched(descriptor);
+  const Verdict verdict = ours ? judge(true) : kPass;
+  if (verdict == kFail)
     return -1;
-  const int descriptor = next(path, flags, mode);
-  if (ours && descriptor >= 0)
-    noteOpened(descriptor, path, flags);
-  return descriptor;
-}
-
-int closeFile(int descriptor) {
-  static const auto next = real("close", &::close);
-  const bool fails = watched(descriptor) && dies(judge(false));
-  if (s_watch != nullptr)
-    inodeOf(descriptor) = 0;
-  const int error = errno, result = next(descriptor);
-  if (!fails)
-    return result;
-  errno = error;
-  return -1;
-}
-
-ssize_t readFile(int descriptor, void* to, std::size_t count, off_t offset) {
-  static const auto next = real("pread", &::pread);
-  return watched(descriptor) && dies(judge(false)) ? -1 : next(descriptor, to, count, offset);
-}
-
-ssize_t writeFile(int descriptor, const void* from, std::size_t count, off_t offset) {
-  static const auto next = real("pwrite", &::pwrite);
-  const Verdict verdict = watched(descriptor) ? judge(true) : kPass;
+  const std::size_t part = verdict == kKill    ? s_watch.plan.random.Below(count + 1)
+                           : verdict == kShort ? count / 2
+                                               : count;
+  const ssize_t written = next(descriptor, from, part, offset);
   if (verdict == kKill)
-    next(descriptor, from, s_watch->random.Below(count + 1), offset);
-  if (dies(verdict))
-    return -1;
-  const ssize_t written = next(descriptor, from, verdict == kShort ? count / 2 : count, offset);
-  if (watched(descriptor) && written > 0)
+    ::raise(SIGKILL);
+  if (ours && written > 0)
     noteData(camp_Event::kWrite, descriptor, offset, from, static_cast<std::size_t>(written));
   return written;
 }
 
-int truncateFile(int descriptor, off_t length) {
-  static const auto next = real("ftruncate", &::ftruncate);
-  if (watched(descriptor) && dies(judge(true)))
+// Nothing here is to survive the machine: syncing is only noted.
+int syncFile(int descriptor) {
+  if (fails(true))
     return -1;
-  const int result = next(descriptor, length);
-  if (watched(descriptor) && result == 0)
-    noteData(camp_Event::kTruncate, descriptor, length);
-  return result;
-}
-
-int syncFile(int descriptor, int (*next)(int)) {
-  if (!watched(descriptor))
-    return next(descriptor);
-  if (dies(judge(true)))
-    return -1;
-  if (s_watch->record == nullptr) // nothing here is to survive the machine
-    return 0;
-  if (known(descriptor) == kDirectory)
-    note({camp_Event::kDirectorySync, kNone, 0, {}, {}});
+  if (fileOf(descriptor) == kDirectory)
+    note({camp_Event::kDirectorySync, kNoInode, 0, {}, {}});
   else
     noteData(camp_Event::kSync, descriptor, 0);
   return 0;
 }
 
-// Renaming and linking, by whatever function.
-template <class Call>
-int moveFile(const char* from, const char* to, bool keepsFrom, Call call) {
-  const bool ours = watched(from);
-  if (ours && dies(judge(true)))
-    return -1;
-  const int result = call();
-  if (ours && result == 0)
-    noteMoved(from, to, keepsFrom);
-  return result;
-}
-
 } // namespace
 
-void camp_Io::Watch(const std::string& directory) {
-  ::Watch& w = watch();
-  w = ::Watch();
-  std::strncpy(w.directory, directory.c_str(), sizeof w.directory - 1);
-  w.on = true;
+void camp_Io::Watch(const std::string& directory, const camp_Plan& plan) {
+  s_watch = {true, 0, plan, "", {}};
+  std::strncpy(s_watch.directory, directory.c_str(), sizeof s_watch.directory - 1);
 }
 
 void camp_Io::Stop() {
-  watch().on = false;
-  watch().record = nullptr;
-}
-
-void camp_Io::CountIn(std::int64_t* calls) {
-  watch().calls = calls;
-}
-
-void camp_Io::KillAt(std::int64_t n, camp_Random random) {
-  watch().killAt = n;
-  watch().random = random;
-}
-
-void camp_Io::FailAt(std::int64_t n, int error, Fault fault) {
-  watch().failAt = n;
-  watch().error = error;
-  watch().fault = fault;
-}
-
-void camp_Io::RecordTo(camp_Record* record) {
-  watch().record = record;
+  s_watch.on = false;
 }
 
 void camp_Io::Mark(camp_Event::Kind kind, std::uint64_t digest) {
-  if (s_watch != nullptr && s_watch->on)
-    note({kind, kNone, static_cast<std::int64_t>(digest), {}, {}});
+  if (s_watch.on)
+    note({kind, kNoInode, static_cast<std::int64_t>(digest), {}, {}});
 }
 
 // The functions themselves; the program's come before those of the C library, for every library it loads.
-#pragma GCC visibility push(default)
-#define CAMP_MODE(flags)                                                                                     \
-  mode_t mode = 0;                                                                                           \
-  if (((flags)&O_CREAT) != 0) {                                                                              \
+#define CAMP_NEXT(NAME) static const auto next = reinterpret_cast<decltype(&NAME)>(::dlsym(RTLD_NEXT, #NAME))
+#define CAMP_CALL(RESULT, NAME, PARAMETERS, ARGUMENTS, WATCHED, SPACE, NOTE)                                 \
+  RESULT NAME PARAMETERS {                                                                                   \
+    CAMP_NEXT(NAME);                                                                                         \
+    const bool ours = watched(WATCHED);                                                                      \
+    if (ours && fails(SPACE))                                                                                \
+      return -1;                                                                                             \
+    const RESULT result = next ARGUMENTS;                                                                    \
+    if (ours && result >= 0)                                                                                 \
+      NOTE;                                                                                                  \
+    return result;                                                                                           \
+  }
+#define CAMP_OPEN(NAME)                                                                                      \
+  int NAME(const char* path, int flags, ...) {                                                               \
+    CAMP_NEXT(NAME);                                                                                         \
     va_list rest;                                                                                            \
     va_start(rest, flags);                                                                                   \
-    mode = va_arg(rest, mode_t);                                                                             \
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;                                   \
     va_end(rest);                                                                                            \
+    if (watched(path) && fails((flags & O_CREAT) != 0))                                                      \
+      return -1;                                                                                             \
+    const int descriptor = next(path, flags, mode);                                                          \
+    if (watched(path) && descriptor >= 0)                                                                    \
+      noteOpened(descriptor, path, flags);                                                                   \
+    return descriptor;                                                                                       \
   }
+#define CAMP_READ(NAME)                                                                                      \
+  CAMP_CALL(ssize_t, NAME, (int descriptor, void* to, size_t count, off_t offset),                           \
+            (descriptor, to, count, offset), descriptor, false, (void)0)
+#define CAMP_WRITE(NAME)                                                                                     \
+  ssize_t NAME(int descriptor, const void* from, size_t count, off_t offset) {                               \
+    CAMP_NEXT(NAME);                                                                                         \
+    return writeFile(next, descriptor, from, count, offset);                                                 \
+  }
+#define CAMP_TRUNCATE(NAME)                                                                                  \
+  CAMP_CALL(int, NAME, (int descriptor, off_t length) noexcept, (descriptor, length), descriptor,            \
+            length > ::lseek(descriptor, 0, SEEK_END), /* cutting needs no space */                          \
+            noteData(camp_Event::kTruncate, descriptor, length))
+#define CAMP_SYNC(NAME)                                                                                      \
+  int NAME(int descriptor) {                                                                                 \
+    CAMP_NEXT(NAME);                                                                                         \
+    return watched(descriptor) ? syncFile(descriptor) : next(descriptor);                                    \
+  }
+#pragma GCC visibility push(default)
 extern "C" {
-int open(const char* path, int flags, ...) {
-  CAMP_MODE(flags)
-  return openFile(path, flags, mode);
-}
-int open64(const char* path, int flags, ...) {
-  CAMP_MODE(flags)
-  return openFile(path, flags | O_LARGEFILE, mode);
-}
+CAMP_OPEN(open)
+CAMP_OPEN(open64)
+CAMP_READ(pread)
+CAMP_READ(pread64)
+CAMP_WRITE(pwrite)
+CAMP_WRITE(pwrite64)
+CAMP_TRUNCATE(ftruncate)
+CAMP_TRUNCATE(ftruncate64)
+CAMP_SYNC(fsync)
+CAMP_SYNC(fdatasync)
+CAMP_CALL(int, rename, (const char* from, const char* to) noexcept, (from, to), from, true,
+          noteMoved(from, to, false))
+CAMP_CALL(int, renameat2, (int fromIn, const char* from, int toIn, const char* to, unsigned flags) noexcept,
+          (fromIn, from, toIn, to, flags), from, true, noteMoved(from, to, false))
+CAMP_CALL(int, link, (const char* from, const char* to) noexcept, (from, to), from, true,
+          noteMoved(from, to, true))
+CAMP_CALL(int, unlink, (const char* path) noexcept, (path), path, false, noteUnlinked(path))
+CAMP_CALL(int, flock, (int descriptor, int operation) noexcept, (descriptor, operation), descriptor, false,
+          (void)0)
+CAMP_CALL(int, fstat, (int descriptor, struct stat* status) noexcept, (descriptor, status), descriptor, false,
+          (void)0)
+CAMP_CALL(int, stat, (const char* path, struct stat* status) noexcept, (path, status), path, false, (void)0)
 int close(int descriptor) {
-  return closeFile(descriptor);
-}
-ssize_t pread(int descriptor, void* to, size_t count, off_t offset) {
-  return readFile(descriptor, to, count, offset);
-}
-ssize_t pread64(int descriptor, void* to, size_t count, off64_t offset) {
-  return readFile(descriptor, to, count, offset);
-}
-ssize_t pwrite(int descriptor, const void* from, size_t count, off_t offset) {
-  return writeFile(descriptor, from, count, offset);
-}
-ssize_t pwrite64(int descriptor, const void* from, size_t count, off64_t offset) {
-  return writeFile(descriptor, from, count, offset);
-}
-int ftruncate(int descriptor, off_t length) noexcept {
-  return truncateFile(descriptor, length);
-}
-int ftruncate64(int descriptor, off64_t length) noexcept {
-  return truncateFile(descriptor, length);
-}
-int fsync(int descriptor) {
-  static const auto next = real("fsync", &::fsync);
-  return syncFile(descriptor, next);
-}
-int fdatasync(int descriptor) {
-  static const auto next = real("fdatasync", &::fdatasync);
-  return syncFile(descriptor, next);
-}
-int rename(const char* from, const char* to) noexcept {
-  static const auto next = real("rename", static_cast<int (*)(const char*, const char*)>(&::rename));
-  return moveFile(from, to, false, [&] { return next(from, to); });
-}
-int renameat2(int fromIn, const char* from, int toIn, const char* to, unsigned flags) noexcept {
-  static const auto next =
-      real("renameat2", static_cast<int (*)(int, const char*, int, const char*, unsigned)>(&::renameat2));
-  return moveFile(from, to, false, [&] { return next(fromIn, from, toIn, to, flags); });
-}
-int link(const char* from, const char* to) noexcept {
-  static const auto next = real("link", static_cast<int (*)(const char*, const char*)>(&::link));
-  return moveFile(from, to, true, [&] { return next(from, to); });
-}
-int unlink(const char* path) noexcept {
-  static const auto next = real("unlink", static_cast<int (*)(const char*)>(&::unlink));
-  const bool ours = watched(path);
-  if (ours && dies(judge(false)))
-    return -1;
-  const int result = next(path);
-  if (ours && result == 0 && s_watch->record != nullptr) {
-    note({camp_Event::kUnlink, kNone, 0, entryOf(path), {}});
-    s_watch->record->names.erase(entryOf(path));
-  }
-  return result;
-}
-int flock(int descriptor, int operation) noexcept {
-  static const auto next = real("flock", static_cast<int (*)(int, int)>(&::flock));
-  return watched(descriptor) && dies(judge(false)) ? -1 : next(descriptor, operation);
-}
-int fstat(int descriptor, struct stat* status) noexcept {
-  static const auto next = real("fstat", static_cast<int (*)(int, struct stat*)>(&::fstat));
-  return watched(descriptor) && dies(judge(false)) ? -1 : next(descriptor, status);
-}
-int stat(const char* path, struct stat* status) noexcept {
-  static const auto next = real("stat", static_cast<int (*)(const char*, struct stat*)>(&::stat));
-  return watched(path) && dies(judge(false)) ? -1 : next(path, status);
+  CAMP_NEXT(close);
+  const bool failing = watched(descriptor) && fails(false);
+  fileOf(descriptor) = kUnwatched;
+  const int error = errno, result = next(descriptor);
+  if (failing)
+    errno = error;
+  return failing ? -1 : result;
 }
 }
 #pragma GCC visibility pop

@@ -9,18 +9,11 @@
 
 /// One thing that happened to the disk, or to the host's knowledge of it.
 struct camp_Event {
+  // clang-format off
   enum Kind : std::uint8_t {
-    kCreate,
-    kWrite,
-    kTruncate,
-    kSync,
-    kRename,
-    kLink,
-    kUnlink,
-    kDirectorySync,
-    kBegin,
-    kAck
+    kCreate, kWrite, kTruncate, kSync, kRename, kLink, kUnlink, kDirectorySync, kBegin, kAck
   };
+  // clang-format on
   Kind kind;
   int inode = -1;
   std::int64_t offset = 0; // of a write; the length of a truncation; the digest of kBegin and kAck
@@ -35,33 +28,36 @@ struct camp_Record {
   std::vector<camp_Event> events;
 };
 
+/// What becomes of calls, which are counted from 1; 0 stands for none of them.
+struct camp_Plan {
+  static constexpr int kShortWrite = -1; // in place of an errno
+
+  std::int64_t killAt = 0; // dies there; a part of what was to be written is written first
+  camp_Random random{0};   // which part
+  std::int64_t failAt = 0;
+  bool forGood = false;          // fails from there on
+  int error = 0;                 // an errno or kShortWrite; calls that need no space do not answer ENOSPC
+  std::int64_t* calls = nullptr; // their number so far, in a place that the parent process may see
+  camp_Record* record = nullptr; // takes what succeeds; its names are those of the directory at first
+
+  constexpr bool Fails(std::int64_t n) const { return failAt != 0 && (forGood ? n >= failAt : n == failAt); }
+};
+
 /// Stands between this process and the system: every call on a file of one directory can be counted, made to
 /// fail, be the last one, and be recorded. One thread.
 class camp_Io {
  public:
-  enum Fault { kOnce, kForGood };
-  static constexpr int kShortWrite = -1; // in place of an errno
-
-  /// Watches the files of a directory from now on, counting from 0. No fault, nothing recorded.
-  static void Watch(const std::string& directory);
+  /// Watches the files of a directory from now on, counting from 0.
+  static void Watch(const std::string& directory, const camp_Plan& plan);
   static void Stop();
-  /// Calls so far, in a place that the parent process may see.
-  static void CountIn(std::int64_t* calls);
-  /// Dies in call n (from 1); writes a part of what was to be written first.
-  static void KillAt(std::int64_t n, camp_Random random);
-  /// Fails in call n, with an errno or kShortWrite. Calls that cannot fail for want of space do not answer
-  /// ENOSPC.
-  static void FailAt(std::int64_t n, int error, Fault fault);
-  /// Records into `record` until Stop(); its names are those of the directory now.
-  static void RecordTo(camp_Record* record);
   /// Puts a mark among the events; only recorded.
   static void Mark(camp_Event::Kind kind, std::uint64_t digest);
 };
 
-/// Fails allocation n (from 1) of this process after it is armed.
+/// The allocations of this process that are made while it is armed.
 class camp_Allocations {
  public:
-  static void FailAt(std::int64_t n, camp_Io::Fault fault);
-  static void CountIn(std::int64_t* calls);
-  static void Arm(bool armed);
+  static void Watch(const camp_Plan& plan);
+  /// \return whether they were armed before.
+  static bool Arm(bool armed);
 };

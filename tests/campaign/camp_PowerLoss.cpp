@@ -35,8 +35,7 @@ class Recording {
     camp_Workload workload(seed);
     workload.moves = std::string(config.name).starts_with("regrown");
     camp_Session session(m_directory.File(), config.leastOption);
-    camp_Io::Watch(m_directory.Name());
-    camp_Io::RecordTo(&m_record);
+    camp_Io::Watch(m_directory.Name(), {.record = &m_record});
     camp_Host(workload, session, 1, workload.moves ? 16 : m_random.Between(6, 20), 1, board);
     session.Close();
     camp_Io::Stop();
@@ -60,7 +59,6 @@ class Recording {
                              if (m_random.OneIn(every))
                                Lose();
                            }
-                           return 0;
                          }).Wait();
       while (m_at < static_cast<std::size_t>(m_board.counter[kAt]))
         Advance();
@@ -104,8 +102,7 @@ class Recording {
     if (recordsRecovery) {
       for (const auto& file : files)
         recovery.names[file.first] = recovery.inodes++;
-      camp_Io::Watch(m_directory.Name());
-      camp_Io::RecordTo(&recovery);
+      camp_Io::Watch(m_directory.Name(), {.record = &recovery});
     }
     const std::uint64_t found = camp_Examine(m_directory.File(), m_config.leastOption,
                                              !recordsRecovery && m_random.OneIn(4), m_board);
@@ -138,22 +135,16 @@ class Recording {
 } // namespace
 
 std::vector<camp_Row> camp_PowerLoss(const camp_Options& options) {
-  constexpr std::int64_t kAll = 3000, kRecordings = 5; // at least
-  const std::int64_t points =
-      (options.count > 0 ? options.count : kAll) / (options.config.empty() ? std::ssize(kConfigs) : 1);
+  constexpr std::int64_t kRecordings = 5; // at least
+  const std::int64_t points = options.Share(3000, std::ssize(kConfigs));
   return camp_ForEachConfig("power", kConfigs, options, [&](const camp_Config& config, camp_Row& row) {
     camp_Board& board = camp_Board::New();
     int recordings = 0;
     for (std::uint64_t seed = options.seed * 1000; row.runs < points && !(options.untilBad && row.bad > 0);
          ++seed, ++recordings) {
       board.begun = board.done = 0;
-      const int status = camp_Child(
-                             [&] {
-                               Recording(seed, config, board).Examine(points / kRecordings);
-                               return 0;
-                             },
-                             0)
-                             .Wait();
+      const int status =
+          camp_Child([&] { Recording(seed, config, board).Examine(points / kRecordings); }, 0).Wait();
       row.runs = std::max<std::int64_t>(row.runs + (status != 0), board.counter[kPoints]);
       row.bad = board.counter[kBad];
       if (status != 0)

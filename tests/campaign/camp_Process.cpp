@@ -1,5 +1,6 @@
 #include <campaign/camp_Trial.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
@@ -16,15 +17,20 @@ camp_Board& camp_Board::New() {
   return *new (memory) camp_Board();
 }
 
+bool camp_Board::Knows(std::uint64_t digestOfState, int first, int last) const {
+  return std::find(digest + first, digest + last + 1, digestOfState) < digest + last + 1;
+}
+
 void camp_Board::Say(const std::string& text) {
   std::strncpy(message, text.c_str(), sizeof message - 1);
 }
 
-camp_Child::camp_Child(const std::function<int()>& body, unsigned patience) : m_pid(::fork()) {
+camp_Child::camp_Child(const std::function<void()>& body, unsigned patience) : m_pid(::fork()) {
   if (m_pid != 0)
     return;
   ::alarm(patience);
-  ::_exit(body());
+  body();
+  ::_exit(0);
 }
 
 camp_Child::~camp_Child() {
@@ -50,12 +56,10 @@ int camp_Child::Wait() {
 }
 
 camp_Directory::camp_Directory() {
-  std::string name =
-      std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path().string();
-  name += "/pdm_campaign_XXXXXX";
-  if (::mkdtemp(name.data()) == nullptr)
+  m_name = std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path().string();
+  m_name += "/pdm_campaign_XXXXXX";
+  if (::mkdtemp(m_name.data()) == nullptr)
     throw std::filesystem::filesystem_error("no directory", std::error_code(errno, std::generic_category()));
-  m_name = name;
 }
 
 camp_Directory::~camp_Directory() {

@@ -7,7 +7,7 @@
 /// A small generator whose numbers are a function of the seed alone, on every machine.
 class camp_Random {
  public:
-  explicit camp_Random(std::uint64_t seed, std::uint64_t stream = 0)
+  constexpr explicit camp_Random(std::uint64_t seed, std::uint64_t stream = 0)
       : m_state(seed * 0x9E3779B97F4A7C15u + stream * 0xD1B54A32D192ED03u + 1) {}
 
   std::uint64_t Next() {

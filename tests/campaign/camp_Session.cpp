@@ -1,5 +1,7 @@
 #include <campaign/camp_Session.h>
 
+#include <campaign/camp_Io.h>
+
 #include <cstring>
 
 namespace {
@@ -20,7 +22,9 @@ void keepLine(const char* text, void*) {
 void camp_Session::Watch() {
   s_line[0] = '\0';
   err_InstallSink(keepLine, nullptr);
+  const bool armed = camp_Allocations::Arm(false); // a mark that is not set would say that the step failed
   ORXSimManager::OpenContext("mark", 0, kNoVersion, false, 0);
+  camp_Allocations::Arm(armed);
 }
 
 bool camp_Session::Clean() {

@@ -1,7 +1,5 @@
 #include <campaign/camp_State.h>
 
-#include <bit>
-
 namespace {
 
 template <class Handle>
@@ -71,31 +69,7 @@ camp_Distribution readDistribution(ORXSimDistributionID id) {
   return result;
 }
 
-template <class Id>
-std::string textOfMinor(char kind, Id id) {
-  return id.IsNull() ? "-" : kind + std::to_string(id.Minor());
-}
-
 } // namespace
-
-std::string camp_TextOf(ORXSimCollectionID id) {
-  return textOfMinor('c', id);
-}
-std::string camp_TextOf(ORXSimDistributionID id) {
-  return textOfMinor('d', id);
-}
-std::string camp_TextOf(ORXSimCSetID id) {
-  return id.IsNull() ? "-" : "s" + std::to_string(id.CollectionMinor()) + '.' + std::to_string(id.Minor());
-}
-std::string camp_TextOf(const kda_string& text) {
-  return '"' + std::string(text.cStr()) + '"';
-}
-std::string camp_TextOf(int number) {
-  return std::to_string(number);
-}
-std::string camp_TextOf(double number) {
-  return std::to_string(std::bit_cast<std::uint64_t>(number));
-}
 
 std::string camp_State::Text() const {
   std::string text;

@@ -2,6 +2,7 @@
 
 #include <PDM_Core.h>
 
+#include <bit>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -66,27 +67,29 @@ struct camp_State {
   static camp_State Read(const msfD_Sim& sim);
 };
 
+/// A member's value as text, identifiers without their context.
+template <class Value>
+std::string camp_TextOf(const Value& value) {
+  if constexpr (std::is_same_v<Value, kda_string>) {
+    return '"' + std::string(value.cStr()) + '"';
+  } else if constexpr (std::is_same_v<Value, double>) {
+    return std::to_string(std::bit_cast<std::uint64_t>(value));
+  } else if constexpr (std::is_same_v<Value, int>) {
+    return std::to_string(value);
+  } else if constexpr (requires { value.IsNull(); }) {
+    std::string collection;
+    if constexpr (requires { value.CollectionMinor(); })
+      collection = std::to_string(value.CollectionMinor()) + '.';
+    return value.IsNull() ? "-" : collection + std::to_string(value.Minor());
+  } else {
+    std::string text = "{";
+    value.ForEach(
+        [&](const auto& key, const auto& one) { text += camp_TextOf(key) + ':' + camp_TextOf(one) + ','; });
+    return text + '}';
+  }
+}
+
 /// The members of an object as text; works on the defaults of a class too.
-template <class Traits>
-camp_Object camp_ObjectOf(const typename Traits::Members& members);
-
-std::string camp_TextOf(ORXSimCollectionID id);
-std::string camp_TextOf(ORXSimDistributionID id);
-std::string camp_TextOf(ORXSimCSetID id);
-std::string camp_TextOf(const kda_string& text);
-std::string camp_TextOf(int number);
-std::string camp_TextOf(double number);
-template <class Map>
-requires requires(const Map& map) {
-  map.count();
-}
-std::string camp_TextOf(const Map& map) {
-  std::string text = "{";
-  map.ForEach(
-      [&](const auto& key, const auto& value) { text += camp_TextOf(key) + ':' + camp_TextOf(value) + ','; });
-  return text + '}';
-}
-
 template <class Traits>
 camp_Object camp_ObjectOf(const typename Traits::Members& members) {
   camp_Object object{Traits::kName.chars, {}, {}};

@@ -1,7 +1,5 @@
 #include <campaign/camp_Trial.h>
 
-#include <campaign/camp_Api.h>
-
 #include <csignal>
 #include <filesystem>
 #include <sstream>
@@ -56,15 +54,14 @@ std::uint64_t camp_Examine(const std::string& file, int option, bool readOnlyToo
   return digest;
 }
 
-int camp_Host(camp_Workload& workload, camp_Session& session, int first, int count, int giveUp,
-              camp_Board& board) {
+void camp_Host(camp_Workload& workload, camp_Session& session, int first, int count, int giveUp,
+               camp_Board& board) {
   int refused = 0;
   for (int n = first; n < first + count && n < camp_Board::kSteps && refused < giveUp; ++n) {
     camp_Workload after = workload, trial = workload;
     after.Step(n, nullptr);
     const std::uint64_t digest = after.state.Digest();
     board.digest[n] = digest;
-    board.outcome[n] = camp_Board::kBegun;
     board.begun = n;
     camp_Io::Mark(camp_Event::kBegin, digest);
     bool good = false;
@@ -74,23 +71,19 @@ int camp_Host(camp_Workload& workload, camp_Session& session, int first, int cou
     } catch (const std::bad_alloc&) {
     }
     camp_Allocations::Arm(false);
+    board.taken[n] = good;
     if (good) {
       camp_Io::Mark(camp_Event::kAck, digest);
-      board.outcome[n] = camp_Board::kDone;
       board.done = n;
       workload.state = after.state;
       refused = 0;
     } else {
       board.Say("step " + std::to_string(n) + " failed: " + camp_Session::Failure());
-      board.outcome[n] = camp_Board::kRefused;
       ++refused;
-      if (session.IsOpen() && n % 2 == 0) { // or goes on as if nothing were
-        ORXSimUpdate update(session.Context());
-        camp_Rollback(update);
-      }
+      if (session.IsOpen() && n % 2 == 0) // or goes on as if nothing were
+        ORXSimUpdate(session.Context()).Rollback();
     }
   }
-  return 0;
 }
 
 camp_Trial::camp_Trial(const camp_Directory& directory, std::uint64_t seed, const camp_Config& config,
@@ -99,20 +92,21 @@ camp_Trial::camp_Trial(const camp_Directory& directory, std::uint64_t seed, cons
   directory.Clear();
 }
 
-int camp_Trial::Run(int steps, const std::function<void()>& prepare, int life, bool leaves) {
+int camp_Trial::Run(int steps, const camp_Fate& fate) {
   m_board.begun = m_board.done = m_next - 1;
   m_board.digest[m_next - 1] = m_workload.state.Digest();
-  m_board.message[0] = '\0';
+  m_board.Say("");
+  m_board.calls = m_board.allocations = 0;
   constexpr int kGiveUp = 6;
   camp_Child child([&] {
-    camp_Io::Watch(m_directory.Name());
-    camp_Io::CountIn(&m_board.calls);
-    camp_Allocations::CountIn(&m_board.allocations);
-    m_board.calls = m_board.allocations = 0;
-    prepare();
+    camp_Plan io = fate.io, allocations = fate.allocations;
+    io.calls = &m_board.calls;
+    allocations.calls = &m_board.allocations;
+    camp_Io::Watch(m_directory.Name(), io);
+    camp_Allocations::Watch(allocations);
     camp_Session session(m_directory.File(), m_config.leastOption);
     camp_Host(m_workload, session, m_next, steps, kGiveUp, m_board);
-    if (leaves && session.IsOpen()) {
+    if (fate.leaves && session.IsOpen()) {
       ORXSimUpdate update(session.Context());
       ORXSimCollectionRef::Create(session.Context(), "never committed", 7);
       std::exit(0);
@@ -120,25 +114,19 @@ int camp_Trial::Run(int steps, const std::function<void()>& prepare, int life, b
     camp_Allocations::Arm(true);
     session.Close();
     camp_Allocations::Arm(false);
-    return 0;
   });
-  if (life > 0) {
-    ::usleep(static_cast<useconds_t>(life));
+  if (fate.life > 0) {
+    ::usleep(static_cast<useconds_t>(fate.life));
     child.Kill();
   }
   return child.Wait();
 }
 
-int camp_Trial::Recover(const std::function<void()>& prepare) {
-  camp_Child child([&] {
-    camp_Io::Watch(m_directory.Name());
-    camp_Io::CountIn(&m_board.calls);
-    m_board.calls = 0;
-    prepare();
-    camp_Session session(m_directory.File(), m_config.leastOption);
-    return session.Open() ? 0 : 1;
-  });
-  return child.Wait();
+void camp_Trial::Recover(const camp_Plan& io) {
+  camp_Child([&] {
+    camp_Io::Watch(m_directory.Name(), io);
+    camp_Session(m_directory.File(), m_config.leastOption).Open();
+  }).Wait();
 }
 
 bool camp_Trial::Check(bool readOnlyToo) {
@@ -146,13 +134,12 @@ bool camp_Trial::Check(bool readOnlyToo) {
   const int status = camp_Child([&] {
                        m_board.found =
                            camp_Examine(m_directory.File(), m_config.leastOption, readOnlyToo, m_board);
-                       return 0;
                      }).Wait();
   if (status != 0)
     return Fail("the checker " + (status < 0 ? "died of signal " + std::to_string(-status) : "failed"));
   const int begun = m_board.begun, done = m_board.done;
   for (; m_next <= done; ++m_next)
-    if (m_board.outcome[m_next] == camp_Board::kDone)
+    if (m_board.taken[m_next])
       m_workload.Step(m_next, nullptr);
   m_next = begun + 1;
   if (m_board.found == m_workload.state.Digest())
@@ -169,7 +156,7 @@ bool camp_Trial::Check(bool readOnlyToo) {
 }
 
 bool camp_Trial::RunsWell(int steps) {
-  const int status = Run(steps, [] {});
+  const int status = Run(steps);
   if (status != 0 || m_board.done != m_board.begun)
     return Fail("a session without faults: " + std::string(m_board.message) + ", ended with " +
                 std::to_string(status));
@@ -188,7 +175,6 @@ std::string camp_Trial::Difference() {
     camp_Session session(m_directory.File(), m_config.leastOption);
     read(session, true, m_board, &text);
     m_board.Say(firstDifference(m_workload.state.Text(), text));
-    return 0;
   }).Wait();
   return m_board.message;
 }

@@ -10,11 +10,10 @@
 /// What processes tell each other; it outlives every one of them.
 struct camp_Board {
   static constexpr int kSteps = 1 << 16;
-  enum Outcome : std::uint8_t { kNone, kBegun, kDone, kRefused };
 
   std::atomic<int> begun, done;              // last step that began, that ended well
   std::atomic<std::uint64_t> digest[kSteps]; // of the state after each step
-  std::atomic<Outcome> outcome[kSteps];
+  std::atomic<bool> taken[kSteps];           // false for a step that was refused
   std::int64_t calls, allocations;
   std::atomic<std::uint64_t> found;      // digest of what a checker read
   std::atomic<std::int64_t> counter[16]; // for whoever needs some
@@ -23,6 +22,8 @@ struct camp_Board {
   /// A board in memory that later children share; never released.
   static camp_Board& New();
   void Say(const std::string& text);
+  /// True for the digest of a state after one of these steps.
+  bool Knows(std::uint64_t digestOfState, int first, int last) const;
 };
 
 /// One process of a campaign.
@@ -30,9 +31,9 @@ class camp_Child {
  public:
   static constexpr unsigned kPatience = 60;
 
-  /// Runs `body` in a child that leaves by _exit with what it returns. \param patience seconds after which it
-  /// hangs, and dies of SIGALRM; 0 waits for ever.
-  explicit camp_Child(const std::function<int()>& body, unsigned patience = kPatience);
+  /// Runs `body` in a child that leaves by _exit. \param patience seconds after which it hangs, and dies of
+  /// SIGALRM; 0 waits for ever.
+  explicit camp_Child(const std::function<void()>& body, unsigned patience = kPatience);
   camp_Child(const camp_Child&) = delete;
   camp_Child& operator=(const camp_Child&) = delete;
   /// Kills it, if it still runs.
@@ -49,6 +50,7 @@ class camp_Child {
   int m_status = 0;
   bool m_ended = false;
 };
+using camp_Children = std::vector<std::unique_ptr<camp_Child>>;
 
 /// How the library is used in one part of a campaign.
 struct camp_Config {
@@ -81,9 +83,16 @@ class camp_Directory {
 std::uint64_t camp_Examine(const std::string& file, int option, bool readOnlyToo, camp_Board& board);
 
 /// Takes steps first, first + 1, ... of a workload in its file, and tells the board. Steps that fail are as
-/// if they had not been. \param giveUp steps that may fail in a row. \return 0.
-int camp_Host(camp_Workload& workload, camp_Session& session, int first, int count, int giveUp,
-              camp_Board& board);
+/// if they had not been. \param giveUp steps that may fail in a row.
+void camp_Host(camp_Workload& workload, camp_Session& session, int first, int count, int giveUp,
+               camp_Board& board);
+
+/// What happens to a process on its way.
+struct camp_Fate {
+  camp_Plan io{}, allocations{};
+  int life = 0;        // microseconds after which it is killed; 0 lets it end
+  bool leaves = false; // ends by exit() inside a scope
+};
 
 /// One file and its life: processes that work on it and die, and what must be in it afterwards.
 class camp_Trial {
@@ -91,11 +100,10 @@ class camp_Trial {
   camp_Trial(const camp_Directory& directory, std::uint64_t seed, const camp_Config& config,
              camp_Board& board);
 
-  /// A child takes `steps` steps. \param prepare called in it first. \param life after which it is killed, in
-  /// microseconds; 0 lets it end. \param leaves ends by exit() inside a scope. \return as camp_Child::Wait.
-  int Run(int steps, const std::function<void()>& prepare, int life = 0, bool leaves = false);
+  /// A child takes `steps` steps. \return as camp_Child::Wait.
+  int Run(int steps, const camp_Fate& fate = {});
   /// A child opens the file and closes it.
-  int Recover(const std::function<void()>& prepare);
+  void Recover(const camp_Plan& io);
   /// True when the file holds the last state that was acknowledged, or the one in flight; goes on from there.
   /// Otherwise Message() says what is wrong.
   bool Check(bool readOnlyToo);
@@ -103,7 +111,6 @@ class camp_Trial {
   bool RunsWell(int steps);
 
   const std::string& Message() const { return m_message; }
-  const camp_Workload& Workload() const { return m_workload; }
   int Next() const { return m_next; }
 
  private:

@@ -1,12 +1,12 @@
 #include <campaign/camp_Workload.h>
 
-#include <campaign/camp_Api.h>
-
 #include <cstring>
 #include <numeric>
 
 namespace {
 
+constexpr int kSystems = 7, kCollections = 6, kSets = 5, kDistributions = 9, kLarge = 3,
+              kDrawers = 3;                    // at most
 constexpr std::size_t kLargeBytes = 320 << 10; // written past the overlay of the file driver
 
 constexpr struct {
@@ -20,6 +20,11 @@ int sizeOf(const Container& container) {
   return static_cast<int>(container.size());
 }
 
+template <class Container>
+auto& at(Container& container, int i) {
+  return container[static_cast<std::size_t>(i)];
+}
+
 template <class Handle>
 camp_Object fresh() {
   return camp_ObjectOf<typename Handle::Traits>(typename Handle::Traits::Members());
@@ -28,6 +33,10 @@ camp_Object fresh() {
 template <class Handle>
 camp_Object& addTo(camp_Object& parent) {
   return parent.children.emplace_back(fresh<Handle>());
+}
+
+bool write(const ORXSimDistributionRef& live, int place, int first, int rows, const std::string& bytes) {
+  return live.WriteItems(place, first, rows, bytes.data(), std::ssize(bytes));
 }
 
 } // namespace
@@ -46,7 +55,7 @@ bool camp_Workload::Step(int n, camp_Session* session) {
                     : kind < 84                  ? Scope()
                     : kind < 94                  ? RolledBack()
                                                  : Reopen();
-  return good && (!Live() || (camp_Session::Clean() && !camp_Barred(m_session->Context())));
+  return good && (!Live() || (camp_Session::Clean() && !ORXSimContextRef(Context()).Barred()));
 }
 
 // The streams of two systems grow past their datasets in turn, until the last one in the file, rewritten in
@@ -54,18 +63,15 @@ bool camp_Workload::Step(int n, camp_Session* session) {
 bool camp_Workload::Move(int n) {
   if (n > kLastMove)
     return NewDistribution(true);
-  const bool watched = Live() && n == kLastMove;
-  const std::int64_t before = watched ? camp_ImageBytes(m_session->File(), Context()) : 0;
-  const bool good = SetName(kStreams[n - kFirstMove].system, kStreams[n - kFirstMove].bytes);
-  return good && (!watched || camp_ImageBytes(m_session->File(), Context()) < before);
-}
-
-bool camp_Workload::SetName(int system, int bytes) {
+  const auto [system, bytes] = kStreams[n - kFirstMove];
   const kda_string name(m_random.Text(static_cast<std::size_t>(bytes)).c_str());
-  MeshObject().children[static_cast<std::size_t>(system)].members["systemName"] = camp_TextOf(name);
-  if (Live())
-    Mesh().systems().get(system).SystemName(name);
-  return true;
+  at(MeshObject().children, system).members["systemName"] = camp_TextOf(name);
+  if (!Live())
+    return true;
+  const auto imageBytes = [&] { return ORXSimContextRef(Context()).LastCommit().imageBytes; };
+  const std::int64_t before = imageBytes();
+  Mesh().systems().get(system).SystemName(name);
+  return n < kLastMove || imageBytes() < before;
 }
 
 bool camp_Workload::Create() {
@@ -76,7 +82,7 @@ bool camp_Workload::Create() {
 }
 
 bool camp_Workload::Build() {
-  ORXSimUpdate update(Live() ? Context() : ORXSimContextID());
+  ORXSimUpdate update(Context());
   bool good = NewCollection() && NewCollection() && NewSet(0) && NewSet(1);
   addTo<msfD_Mesh>(addTo<msfD_DiscreteModel>(state.sim));
   if (Live())
@@ -84,7 +90,7 @@ bool camp_Workload::Build() {
   for (int kind = 0; kind < 4; ++kind)
     good = NewSystem(kind) && good;
   good = NewDistribution(false) && NewDistribution(false) && good;
-  return good && (!Live() || update.Commit());
+  return good && Commit(update);
 }
 
 bool camp_Workload::Reopen() {
@@ -100,8 +106,8 @@ bool camp_Workload::Several() {
   bool good = true;
   for (int i = m_random.Between(2, 5); i > 0; --i)
     if (m_random.OneIn(3)) {
-      ORXSimUpdate inner(Live() ? Context() : ORXSimContextID());
-      good = Write() && (!Live() || inner.Commit()) && good;
+      ORXSimUpdate inner(Context());
+      good = Write() && Commit(inner) && good;
     } else {
       good = Write() && good;
     }
@@ -109,20 +115,18 @@ bool camp_Workload::Several() {
 }
 
 bool camp_Workload::Scope() {
-  ORXSimUpdate update(Live() ? Context() : ORXSimContextID());
-  return Several() && (!Live() || update.Commit());
+  ORXSimUpdate update(Context());
+  return Several() && Commit(update);
 }
 
 bool camp_Workload::RolledBack() {
-  if (!camp_kRollsBack<>)
-    return Scope();
   const camp_State before = state;
   bool good = true;
   {
-    ORXSimUpdate update(Live() ? Context() : ORXSimContextID());
+    ORXSimUpdate update(Context());
     good = Several();
     if (m_random.OneIn(2) && Live())
-      good = camp_Rollback(update) && good;
+      good = update.Rollback() && good;
   }
   state = before;
   return good;
@@ -134,7 +138,7 @@ bool camp_Workload::Write() {
          : kind < 58 ? Overwrite(false)
          : kind < 68 ? Overwrite(true)
          : kind < 78 ? NewDistribution(m_random.OneIn(3))
-         : kind < 84 ? NewDrawer()
+         : kind < 84 ? NewDrawer(m_random.Below(sizeOf(state.distributions)), false)
          : kind < 87 ? NewCollection()
          : kind < 90 ? NewSet(m_random.Below(sizeOf(state.collections)))
          : kind < 95 ? NewSystem(m_random.Below(4))
@@ -144,27 +148,26 @@ bool camp_Workload::Write() {
 // Calls visit(handle, object) for every object, the handles empty without a session.
 template <class Visit>
 void camp_Workload::VisitObjects(Visit visit) {
-  const msfD_Mesh mesh = Mesh();
   visit(Live() ? m_session->Sim().discreteModel() : msfD_DiscreteModel(), state.sim.children[0]);
-  visit(mesh, MeshObject());
+  visit(Mesh(), MeshObject());
   for (int i = 0; i < sizeOf(MeshObject().children); ++i) {
-    camp_Object& system = MeshObject().children[static_cast<std::size_t>(i)];
-    const fesD_FESystem handle = Live() ? mesh.systems().get(i) : fesD_FESystem();
-    visit(handle, system);
+    camp_Object& system = at(MeshObject().children, i);
+    const gbb_Handle handle = Live() ? gbb_Handle(Mesh().systems().get(i)) : gbb_Handle();
+    const fesD_ModalSystem modal(handle);
+    const fesD_SubstructureSystem substructure(handle);
+    visit(fesD_FESystem(handle), system);
     for (camp_Object& derived : system.children) {
       if (derived.name == "fesD_GenericSystem")
-        visit(fesD_GenericSystem(gbb_Handle(handle)), derived);
+        visit(fesD_GenericSystem(handle), derived);
       else if (derived.name == "fesD_SubstructureSystem")
-        visit(fesD_SubstructureSystem(gbb_Handle(handle)), derived);
+        visit(substructure, derived);
       else
-        visit(fesD_ModalSystem(gbb_Handle(handle)), derived);
-      for (int k = 0; k < sizeOf(derived.children); ++k) {
-        camp_Object& child = derived.children[static_cast<std::size_t>(k)];
-        if (child.name == "fesD_SubDamp")
-          visit(Live() ? fesD_SubstructureSystem(gbb_Handle(handle)).damping() : fesD_SubDamp(), child);
+        visit(modal, derived);
+      for (int k = 0; k < sizeOf(derived.children); ++k)
+        if (at(derived.children, k).name == "fesD_SubDamp")
+          visit(Live() ? substructure.damping() : fesD_SubDamp(), at(derived.children, k));
         else
-          visit(Live() ? fesD_ModalSystem(gbb_Handle(handle)).events().get(k) : fesD_ModalEvent(), child);
-      }
+          visit(Live() ? modal.events().get(k) : fesD_ModalEvent(), at(derived.children, k));
     }
   }
 }
@@ -205,31 +208,28 @@ bool camp_Workload::SetMember() {
 }
 
 bool camp_Workload::NewSystem(int kind) {
-  if (sizeOf(MeshObject().children) >= m_size.systems)
+  constexpr camp_Object (*kDerived[])() = {fresh<fesD_GenericSystem>, fresh<fesD_ModalSystem>,
+                                           fresh<fesD_SubstructureSystem>};
+  if (sizeOf(MeshObject().children) >= kSystems)
     return SetMember();
   camp_Object& system = addTo<fesD_FESystem>(MeshObject());
-  if (kind == 1)
-    addTo<fesD_GenericSystem>(system);
-  else if (kind == 2)
-    addTo<fesD_ModalSystem>(system);
-  else if (kind == 3)
-    addTo<fesD_SubstructureSystem>(system);
-  const std::string name = m_random.Text(static_cast<std::size_t>(m_random.Below(40)));
-  system.members["systemName"] = camp_TextOf(kda_string(name.c_str()));
+  if (kind > 0)
+    system.children.push_back(kDerived[kind - 1]());
+  const kda_string name(m_random.Text(static_cast<std::size_t>(m_random.Below(40))).c_str());
+  system.members["systemName"] = camp_TextOf(name);
   if (!Live())
     return true;
   const auto systems = Mesh().systems();
-  const kda_string text(name.c_str());
-  return !!(kind == 0   ? systems.add(fesD_FESystem::New(text, {}, {}, 0))
-            : kind == 1 ? systems.add(fesD_GenericSystem::New(text, {}, {}, {}, {}, 0))
-            : kind == 2 ? systems.add(fesD_ModalSystem::New(text, {}, {}, {}, {}, 0))
-                        : systems.add(fesD_SubstructureSystem::New(text, {}, {}, {}, {}, {}, 0)));
+  return !!(kind == 0   ? systems.add(fesD_FESystem::New(name, {}, {}, 0))
+            : kind == 1 ? systems.add(fesD_GenericSystem::New(name, {}, {}, {}, {}, 0))
+            : kind == 2 ? systems.add(fesD_ModalSystem::New(name, {}, {}, {}, {}, 0))
+                        : systems.add(fesD_SubstructureSystem::New(name, {}, {}, {}, {}, {}, 0)));
 }
 
 // An event of a modal system, or the damping of a substructure that has none.
 bool camp_Workload::NewChild() {
   for (int i = 0; i < sizeOf(MeshObject().children); ++i) {
-    camp_Object& system = MeshObject().children[static_cast<std::size_t>(i)];
+    camp_Object& system = at(MeshObject().children, i);
     if (system.children.empty())
       continue;
     camp_Object& derived = system.children[0];
@@ -247,7 +247,7 @@ bool camp_Workload::NewChild() {
 }
 
 bool camp_Workload::NewCollection() {
-  if (sizeOf(state.collections) >= m_size.collections)
+  if (sizeOf(state.collections) >= kCollections)
     return SetMember();
   state.collections.push_back({m_random.Text(8), m_random.Between(20, 400), {}});
   const camp_Collection& made = state.collections.back();
@@ -255,8 +255,8 @@ bool camp_Workload::NewCollection() {
 }
 
 bool camp_Workload::NewSet(int collection) {
-  camp_Collection& in = state.collections[static_cast<std::size_t>(collection)];
-  if (sizeOf(in.sets) >= m_size.sets)
+  camp_Collection& in = at(state.collections, collection);
+  if (sizeOf(in.sets) >= kSets)
     return Overwrite(false);
   std::vector<int> members(static_cast<std::size_t>(m_random.Between(1, in.items)));
   std::iota(members.rbegin(), members.rend(), 0);
@@ -266,19 +266,22 @@ bool camp_Workload::NewSet(int collection) {
 }
 
 int camp_Workload::RowsOf(const camp_Drawer& drawer) const {
-  const camp_Collection& collection = state.collections[static_cast<std::size_t>(drawer.collection - 1)];
-  return drawer.set == 0 ? collection.items
-                         : sizeOf(collection.sets[static_cast<std::size_t>(drawer.set - 1)]);
+  const camp_Collection& collection = at(state.collections, drawer.collection - 1);
+  return drawer.set == 0 ? collection.items : sizeOf(at(collection.sets, drawer.set - 1));
 }
 
-camp_Drawer camp_Workload::RandomDrawer(bool large) {
-  camp_Drawer drawer;
-  drawer.collection = 1 + m_random.Below(sizeOf(state.collections));
-  drawer.set =
-      m_random.Below(1 + sizeOf(state.collections[static_cast<std::size_t>(drawer.collection - 1)].sets));
+ORXSimDrawerDescription camp_Workload::RandomDrawer(bool large) {
+  camp_Drawer over;
+  over.collection = 1 + m_random.Below(sizeOf(state.collections));
+  over.set = m_random.Below(1 + sizeOf(at(state.collections, over.collection - 1).sets));
+  ORXSimDrawerDescription drawer;
+  drawer.members = ORXSimCSetID(ORXSimCollectionID(Context(), over.collection), over.set);
   drawer.type = static_cast<ORXSimItemType>(m_random.Below(4));
-  const int row = RowsOf(drawer) * ORXSimItemSize(drawer.type);
+  const int row = RowsOf(over) * ORXSimItemSize(drawer.type);
   drawer.components = large ? static_cast<int>(kLargeBytes) / row + 1 : m_random.Between(1, 4);
+  const int kind = m_random.Below(4);
+  drawer.chunkItems = kind == 1 ? 16 : 0;
+  drawer.deflate = kind == 2 ? 1 : 0;
   return drawer;
 }
 
@@ -292,65 +295,43 @@ std::string camp_Workload::RandomRows(const camp_Drawer& drawer, int rows) {
   return bytes;
 }
 
-ORXSimDrawerDescription camp_Workload::Describe(const camp_Drawer& drawer) {
-  ORXSimDrawerDescription result;
-  result.members = ORXSimCSetID(ORXSimCollectionID(Context(), drawer.collection), drawer.set);
-  result.type = drawer.type;
-  result.components = drawer.components;
-  const int kind = m_random.Below(4);
-  result.chunkItems = kind == 1 ? 16 : 0;
-  result.deflate = kind == 2 ? 1 : 0;
-  return result;
-}
-
 bool camp_Workload::NewDistribution(bool large) {
-  int largeOnes = 0;
-  for (const camp_Distribution& distribution : state.distributions)
-    largeOnes += distribution.drawers[0].rows.Bytes().size() >= kLargeBytes ? 1 : 0;
-  if (sizeOf(state.distributions) >= m_size.distributions ||
-      (large && largeOnes >= m_size.largeDistributions))
+  const auto isLarge = [](const camp_Distribution& one) {
+    return one.drawers[0].rows.Bytes().size() >= kLargeBytes;
+  };
+  const auto largeOnes = std::count_if(state.distributions.begin(), state.distributions.end(), isLarge);
+  if (sizeOf(state.distributions) >= kDistributions || (large && largeOnes >= kLarge))
     return Overwrite(true);
-  camp_Drawer drawer = RandomDrawer(large);
-  const ORXSimDrawerDescription description = Describe(drawer);
-  drawer.rows = camp_Rows(RandomRows(drawer, RowsOf(drawer)));
-  state.distributions.push_back({m_random.Text(6), m_random.Text(2), {drawer}});
-  if (!Live())
-    return true;
-  const camp_Distribution& made = state.distributions.back();
-  ORXSimUpdate update(Context());
-  const ORXSimDistributionRef live(
-      ORXSimDistributionRef::Create(Context(), made.name.c_str(), made.unit.c_str(), &description, 1));
-  const std::string& bytes = drawer.rows.Bytes();
-  return live.WriteItems(0, 0, RowsOf(drawer), bytes.data(), static_cast<std::int64_t>(bytes.size())) &&
-         update.Commit();
+  state.distributions.push_back({m_random.Text(6), m_random.Text(2), {}});
+  return NewDrawer(sizeOf(state.distributions) - 1, large);
 }
 
-bool camp_Workload::NewDrawer() {
-  const int number = m_random.Below(sizeOf(state.distributions));
-  camp_Distribution& in = state.distributions[static_cast<std::size_t>(number)];
-  if (sizeOf(in.drawers) >= m_size.drawers)
+// The first drawer makes the distribution.
+bool camp_Workload::NewDrawer(int distribution, bool large) {
+  camp_Distribution& in = at(state.distributions, distribution);
+  const int place = sizeOf(in.drawers);
+  if (place >= kDrawers)
     return Overwrite(false);
-  camp_Drawer drawer = RandomDrawer(false);
-  const ORXSimDrawerDescription description = Describe(drawer);
+  const ORXSimDrawerDescription made = RandomDrawer(large);
+  camp_Drawer drawer{made.members.CollectionMinor(), made.members.Minor(), made.type, made.components, {}};
   drawer.rows = camp_Rows(RandomRows(drawer, RowsOf(drawer)));
   in.drawers.push_back(drawer);
   if (!Live())
     return true;
   ORXSimUpdate update(Context());
-  const ORXSimDistributionRef live(ORXSimDistributionID(Context(), number + 1));
-  const int place = live.AddDrawer(description);
-  const std::string& bytes = drawer.rows.Bytes();
-  return place == sizeOf(in.drawers) - 1 &&
-         live.WriteItems(place, 0, RowsOf(drawer), bytes.data(), static_cast<std::int64_t>(bytes.size())) &&
-         update.Commit();
+  const ORXSimDistributionRef live(
+      place > 0 ? ORXSimDistributionID(Context(), distribution + 1)
+                : ORXSimDistributionRef::Create(Context(), in.name.c_str(), in.unit.c_str(), &made, 1));
+  return (place == 0 || live.AddDrawer(made) == place) &&
+         write(live, place, 0, RowsOf(drawer), drawer.rows.Bytes()) && update.Commit();
 }
 
 // The whole drawer by a transfer, or some of its rows.
 bool camp_Workload::Overwrite(bool whole) {
   const int number = m_random.Below(sizeOf(state.distributions));
-  camp_Distribution& in = state.distributions[static_cast<std::size_t>(number)];
+  camp_Distribution& in = at(state.distributions, number);
   const int place = m_random.Below(sizeOf(in.drawers));
-  camp_Drawer& drawer = in.drawers[static_cast<std::size_t>(place)];
+  camp_Drawer& drawer = at(in.drawers, place);
   const int rows = RowsOf(drawer), first = whole ? 0 : m_random.Below(rows);
   const int count = whole ? rows : m_random.Between(1, rows - first);
   const std::string bytes = RandomRows(drawer, count);
@@ -361,33 +342,29 @@ bool camp_Workload::Overwrite(bool whole) {
   if (!Live())
     return true;
   const ORXSimDistributionRef live(ORXSimDistributionID(Context(), number + 1));
-  const auto size = static_cast<std::int64_t>(bytes.size());
   if (!whole)
-    return live.WriteItems(place, first, count, bytes.data(), size);
+    return write(live, place, first, count, bytes);
   ORXSimTransfer transfer(live);
   transfer.SetWrite();
   transfer.SetDim(0, ORXSimCSetID(ORXSimCollectionID(Context(), drawer.collection), drawer.set));
-  transfer.SetBuffer(place, static_cast<const void*>(bytes.data()), size);
+  transfer.SetBuffer(place, static_cast<const void*>(bytes.data()), std::ssize(bytes));
   return transfer.CheckView() && transfer.ExecWrite();
 }
 
-void camp_Workload::Randomise(ORXSimCollectionID& value) {
-  value = {Context(), 1 + m_random.Below(sizeOf(state.collections))};
-}
-
-void camp_Workload::Randomise(ORXSimCSetID& value) {
-  ORXSimCollectionID of;
-  Randomise(of);
-  value = {of, m_random.Below(3)};
-}
-
-void camp_Workload::Randomise(ORXSimDistributionID& value) {
-  value = {Context(), 1 + m_random.Below(9)};
-}
-
-void camp_Workload::Randomise(kda_string& value) {
-  const int bytes = m_random.OneIn(4) ? m_random.Between(500, 9000) : m_random.Below(30);
-  value = kda_string(m_random.Text(static_cast<std::size_t>(bytes)).c_str());
+template <class Value>
+void camp_Workload::Randomise(Value& value) {
+  if constexpr (std::is_same_v<Value, ORXSimCollectionID>) {
+    value = {Context(), 1 + m_random.Below(sizeOf(state.collections))};
+  } else if constexpr (std::is_same_v<Value, ORXSimCSetID>) {
+    value = {{Context(), 1 + m_random.Below(sizeOf(state.collections))}, m_random.Below(3)};
+  } else if constexpr (std::is_same_v<Value, ORXSimDistributionID>) {
+    value = {Context(), 1 + m_random.Below(9)};
+  } else if constexpr (std::is_same_v<Value, kda_string>) {
+    const int bytes = m_random.OneIn(4) ? m_random.Between(500, 9000) : m_random.Below(30);
+    value = kda_string(m_random.Text(static_cast<std::size_t>(bytes)).c_str());
+  } else {
+    value = static_cast<Value>(m_random.Below(1 << 30)) / 7;
+  }
 }
 
 template <class Value>

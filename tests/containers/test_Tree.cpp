@@ -74,16 +74,6 @@ TEST(Tree, TakesKeysAndValuesOfTheUser) {
   EXPECT_EQ(s_alive, 0);
 }
 
-TEST(Tree, MapsTakeValuesOfTheUser) {
-  kda_MapString<Counted> map;
-  map.insert("b", 2);
-  map.insert("a", 1);
-  kda_MapStringIterator<Counted> iterator(map);
-  iterator.last();
-  EXPECT_STREQ(iterator.key().cStr(), "b");
-  EXPECT_EQ(iterator.value().value, 2);
-}
-
 // A copy that fails half way leaves nothing behind.
 struct Brittle {
   static inline int s_left = 1000, s_made = 0;

@@ -232,16 +232,4 @@ TEST(TreeShape, AppendingOrderedKeysGivesTheShapeOfInserting) {
   EXPECT_EQ(appended.count(), inserted.count());
 }
 
-TEST(TreeShape, AMillionAscendingKeysStayShallow) {
-  Tree tree;
-  for (int i = 0; i < 1'000'000; ++i)
-    tree.Insert(i, i);
-  EXPECT_EQ(tree.Count(), 1'000'000);
-  EXPECT_LE(tree.Root()->Height(), 24);
-  const Tree copy(tree);
-  long long sum = 0;
-  copy.ForEach([&sum](const kda_MapIntKey&, int value) { sum += value; });
-  EXPECT_EQ(sum, 499'999'500'000);
-}
-
 } // namespace

@@ -104,17 +104,3 @@ TEST_F(Arrays, BindOnce) {
   holder.Bind(hdf_GroupOf(context, "other"));
   EXPECT_EQ(Lines(), "gbb_ArrayImpl::Bind\n** ERROR gbb_ArrayImpl::Bind: called for a connected object\n");
 }
-
-TEST_F(Arrays, OpenOnlyElementsOfTheirClass) {
-  Model a(Path());
-  const gbb_Group top(ORXSimContextRef(a.sim.distributionService().Context()).File().RootGroup());
-  const gbb_Group array = gbb_Group::CreateArray(top, "array", 2);
-  gbb_Group::Create(array, "0").WriteClass(gbb_ClassID("com.vertana.Mesh"));
-  gbb_Group::Create(array, "1").WriteClass(gbb_ClassID("com.vertana.Nothing"));
-  const SystemsHolder holder = SystemsHolder::Open(a.mesh.Path(), 18, array, 0);
-  EXPECT_EQ(holder.Get().count(), 2);
-  EXPECT_TRUE(!holder.Get().get(0));
-  EXPECT_EQ(Lines(), "**ERROR fesD_FESystemHolder::Open: unrelated class com.vertana.Mesh\n");
-  EXPECT_TRUE(!holder.Get().get(1));
-  EXPECT_EQ(Lines(), "**ERROR fesD_FESystemHolder::Open: class com.vertana.Nothing is not registered\n");
-}

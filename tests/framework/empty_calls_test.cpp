@@ -31,12 +31,15 @@ bool isNull(const kda_string& text) {
 
 } // namespace
 
-// The getter and the setter of a simple member.
-#define MEMBER(Class, getter, Setter)                                                                        \
-  {"**ERROR " #Class "::" #getter ": called on an empty handle", [] { return isNull(Class().getter()); }}, { \
-    "**ERROR " #Class "::" #Setter ": called on an empty handle",                                            \
-        [] { return Class().Setter(Class::Traits::Members().getter), true; }                                 \
+// An operation on an empty handle; `null` says whether it answers the null value.
+#define CALL(Class, name, null)                                                                              \
+  {                                                                                                          \
+    "**ERROR " #Class "::" #name ": called on an empty handle", [] { return null; }                          \
   }
+// The getter and the setter of a simple member; of each kind one, they come from one template.
+#define MEMBER(Class, getter, Setter)                                                                        \
+  CALL(Class, getter, isNull(Class().getter())),                                                             \
+      CALL(Class, Setter, (Class().Setter(Class::Traits::Members().getter), true))
 // What every class of the pattern has.
 #define PATTERN(Class)                                                                                       \
   {"**ERROR " #Class "::Path: called on an empty handle", [] { return !Class().Path(); }},                   \
@@ -62,15 +65,11 @@ TEST_F(EmptyCalls, PrintTheirLineAndAnswerNull) {
   using Systems = decltype(msfD_Mesh().systems());
   using SystemsHolder = gbb_Holder<Systems, Systems::Impl>;
   const Case cases[] = {
-      {"**ERROR msfD_Sim::Path: called on an empty handle", [] { return !msfD_Sim().Path(); }},
-      {"**ERROR msfD_Sim::distributionService: called on an empty handle",
-       [] { return isNull(msfD_Sim().distributionService().Context()); }},
-      {"**ERROR msfD_Sim::schemaSnapshot: called on an empty handle",
-       [] { return !msfD_Sim().schemaSnapshot(); }},
-      {"**ERROR msfD_Sim::discreteModel: called on an empty handle",
-       [] { return !msfD_Sim().discreteModel(); }},
-      {"**ERROR msfD_Sim::DiscreteModel: called on an empty handle",
-       [] { return !msfD_Sim().DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)); }},
+      CALL(msfD_Sim, Path, !msfD_Sim().Path()),
+      CALL(msfD_Sim, distributionService, isNull(msfD_Sim().distributionService().Context())),
+      CALL(msfD_Sim, schemaSnapshot, !msfD_Sim().schemaSnapshot()),
+      CALL(msfD_Sim, discreteModel, !msfD_Sim().discreteModel()),
+      CALL(msfD_Sim, DiscreteModel, (!msfD_Sim().DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)))),
       {"**ERROR msfD_SimHolder::Bind: called on an empty holder",
        [] { return msfD_SimHolder().Bind(ORXSimContextID(), gbb_Group()), true; }},
       {"**ERROR msfD_SimHolder::SetPath: called on an empty holder",
@@ -83,51 +82,25 @@ TEST_F(EmptyCalls, PrintTheirLineAndAnswerNull) {
 
       PATTERN(msfD_DiscreteModel),
       MEMBER(msfD_DiscreteModel, vectors, Vectors),
-      MEMBER(msfD_DiscreteModel, localNodes, LocalNodes),
-      MEMBER(msfD_DiscreteModel, localFaces, LocalFaces),
-      MEMBER(msfD_DiscreteModel, frames, Frames),
-      MEMBER(msfD_DiscreteModel, integrationPoints, IntegrationPoints),
-      MEMBER(msfD_DiscreteModel, sectionPoints, SectionPoints),
-      MEMBER(msfD_DiscreteModel, components, Components),
       MEMBER(msfD_DiscreteModel, localNodeSets, LocalNodeSets),
-      MEMBER(msfD_DiscreteModel, sectionPointSets, SectionPointSets),
-      {"**ERROR msfD_DiscreteModel::mesh: called on an empty handle",
-       [] { return !msfD_DiscreteModel().mesh(); }},
-      {"**ERROR msfD_DiscreteModel::Mesh: called on an empty handle",
-       [] { return !msfD_DiscreteModel().Mesh(msfD_Mesh::New({}, {}, 0)); }},
+      CALL(msfD_DiscreteModel, mesh, !msfD_DiscreteModel().mesh()),
+      CALL(msfD_DiscreteModel, Mesh, (!msfD_DiscreteModel().Mesh(msfD_Mesh::New({}, {}, 0)))),
 
       PATTERN(msfD_Mesh),
       MEMBER(msfD_Mesh, nodes, Nodes),
-      MEMBER(msfD_Mesh, elements, Elements),
-      MEMBER(msfD_Mesh, faces, Faces),
-      MEMBER(msfD_Mesh, instances, Instances),
-      MEMBER(msfD_Mesh, regions, Regions),
       MEMBER(msfD_Mesh, lagrangeNodes, LagrangeNodes),
-      MEMBER(msfD_Mesh, nodeSets, NodeSets),
-      MEMBER(msfD_Mesh, elementSets, ElementSets),
-      MEMBER(msfD_Mesh, instanceSets, InstanceSets),
-      MEMBER(msfD_Mesh, regionSets, RegionSets),
       MEMBER(msfD_Mesh, meshFields, MeshFields),
-      MEMBER(msfD_Mesh, surfaces, Surfaces),
-      MEMBER(msfD_Mesh, frameFields, FrameFields),
-      MEMBER(msfD_Mesh, nodeFields, NodeFields),
-      MEMBER(msfD_Mesh, elementFields, ElementFields),
-      MEMBER(msfD_Mesh, surfaceFields, SurfaceFields),
-      MEMBER(msfD_Mesh, regionFields, RegionFields),
-      MEMBER(msfD_Mesh, localNodeFields, LocalNodeFields),
-      {"**ERROR msfD_Mesh::systems: called on an empty handle", [] { return !msfD_Mesh().systems(); }},
+      CALL(msfD_Mesh, systems, !msfD_Mesh().systems()),
 
       PATTERN(fesD_FESystem),
       MEMBER(fesD_FESystem, systemName, SystemName),
       MEMBER(fesD_FESystem, nodalLabels, NodalLabels),
-      MEMBER(fesD_FESystem, nodalActivityMask, NodalActivityMask),
       MEMBER(fesD_FESystem, distributions, Distributions),
       MEMBER(fesD_FESystem, userDistributions, UserDistributions),
 
-      {"**ERROR gbb_Array::count: called on an empty handle", [] { return Systems().count() == 0; }},
-      {"**ERROR gbb_Array::get: called on an empty handle", [] { return !Systems().get(0); }},
-      {"**ERROR gbb_Array::add: called on an empty handle",
-       [] { return !Systems().add(fesD_FESystem::New("", {}, {}, 0)); }},
+      CALL(gbb_Array, count, Systems().count() == 0),
+      CALL(gbb_Array, get, !Systems().get(0)),
+      CALL(gbb_Array, add, (!Systems().add(fesD_FESystem::New("", {}, {}, 0)))),
       {"**ERROR gbb_Holder::SetPath: called on an empty holder",
        [] { return SystemsHolder().SetPath(gbb_Path(), 0), true; }},
       {"**ERROR gbb_Holder::Bind: called on an empty holder",

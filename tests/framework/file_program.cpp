@@ -8,25 +8,17 @@
 
 namespace {
 
-void print(ORXSimCollectionID id) {
-  if (id.IsNull())
-    std::printf("null");
-  else
-    std::printf("%d", id.Minor());
+template <class Id>
+requires requires(Id id) {
+  id.IsNull();
 }
-
-void print(ORXSimDistributionID id) {
+void print(Id id) {
   if (id.IsNull())
     std::printf("null");
-  else
-    std::printf("%d", id.Minor());
-}
-
-void print(ORXSimCSetID id) {
-  if (id.IsNull())
-    std::printf("null");
-  else
+  else if constexpr (requires { id.CollectionMinor(); })
     std::printf("[%d,%d]", id.CollectionMinor(), id.Minor());
+  else
+    std::printf("%d", id.Minor());
 }
 
 void print(const kda_string& text) {

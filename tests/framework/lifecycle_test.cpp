@@ -56,17 +56,14 @@ ORXSimContextID ORXSimManager::OpenContext(const cow_String& name, int flags, in
 
 TEST(Lifecycle, OnlyTheOuterPairBringsModulesUpAndDownInOppositeOrders) {
   using testing::Each;
-  const std::vector<std::string> up = {"+UTI_CoreUtils",
-                                       "+UTI_BasicUtils",
-                                       "+UTI_ORXSimDynamicAPI",
-                                       "+DDB_HdxInterface",
-                                       "+kda",
-                                       "+gbb",
-                                       "+fesD",
-                                       "+msfD"};
-  const std::vector<std::string> down = {
-      "-msfD",           "-fesD",         "-gbb", "-kda", "-DDB_HdxInterface", "-UTI_ORXSimDynamicAPI",
-      "-UTI_BasicUtils", "-UTI_CoreUtils"};
+  const std::vector<std::string> modules = {
+      "UTI_CoreUtils", "UTI_BasicUtils", "UTI_ORXSimDynamicAPI", "DDB_HdxInterface", "kda", "gbb", "fesD",
+      "msfD"};
+  std::vector<std::string> up, down;
+  for (const std::string& module : modules) {
+    up.push_back("+" + module);
+    down.insert(down.begin(), "-" + module);
+  }
   int n = 0;
   s_counter = &n;
   const auto calls = [](auto operation, int& counter) {
@@ -84,13 +81,6 @@ TEST(Lifecycle, OnlyTheOuterPairBringsModulesUpAndDownInOppositeOrders) {
     EXPECT_EQ(calls(DDB_PDM_Core_finalize, n), down);
     EXPECT_THAT(s_counts, Each(0));
   }
-
-  // An unbalanced finaliser swallows the next initialiser.
-  EXPECT_TRUE(calls(DDB_PDM_Core_finalize, n).empty());
-  EXPECT_TRUE(calls(DDB_PDM_Core_initialize, n).empty());
-  EXPECT_EQ(n, 0);
-  EXPECT_EQ(calls(DDB_PDM_Core_initialize, n), up);
-  EXPECT_EQ(calls(DDB_PDM_Core_finalize, n), down);
 }
 
 TEST(Root, PassesTheContextOptionOnAndReplacesOnlyMinusOne) {

@@ -2,8 +2,7 @@
 
 #include "framework_Fixture.h"
 
-#include <csignal>
-#include <sys/resource.h>
+#include <support/sys_NoRoom.h>
 
 using testing::HasSubstr;
 
@@ -19,18 +18,6 @@ class Rollback : public framework_Fixture {
   static std::string LastError() { return ORXSimManager::LastError(); }
 
   Model m;
-};
-
-// While it lives no file of this process may grow.
-struct NoRoom {
-  NoRoom() {
-    ::getrlimit(RLIMIT_FSIZE, &before);
-    ::signal(SIGXFSZ, SIG_IGN);
-    const rlimit none{1, before.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &none);
-  }
-  ~NoRoom() { ::setrlimit(RLIMIT_FSIZE, &before); }
-  rlimit before;
 };
 } // namespace
 
@@ -135,7 +122,7 @@ TEST_F(Rollback, AnAddThatFailsLeavesNothing) {
   for (const bool scoped : {false, true}) {
     const auto update = scoped ? std::make_unique<ORXSimUpdate>(Context()) : nullptr;
     {
-      const NoRoom full;
+      const sys_NoRoom full;
       const fesD_FESystem added = systems.add(System("too much"));
       EXPECT_EQ(!added, !scoped) << "in a scope only its end fails";
       EXPECT_FALSE(scoped && update->Commit());
@@ -150,7 +137,7 @@ TEST_F(Rollback, AnAddThatFailsLeavesNothing) {
 TEST_F(Rollback, ASimThatCannotBeWrittenLeavesNoFile) {
   msfD_Sim sim;
   {
-    const NoRoom full;
+    const sys_NoRoom full;
     sim = m.root.createSim(Path("full.pdm").c_str(), "full", -1);
   }
   EXPECT_THAT(LastError(), HasSubstr("File too large"));

@@ -86,44 +86,6 @@ TEST_F(MemberStream, WritesTheseBytes) {
   EXPECT_EQ(rawOf(stream.GetBuffer()), (Raw{4, 0, 0, 0})) << "the stream has begun anew";
 }
 
-TEST_F(MemberStream, ReadsBackInItsOwnContext) {
-  gbb_MemoryStream out(kHere);
-  kda_MapString<ORXSimDistributionID> fields;
-  fields.insert("long name with /\xff", ORXSimDistributionID(kHere, INT_MAX));
-  fields.insert("none", ORXSimDistributionID());
-  out.Write(2.5);
-  out.Write(INT_MIN);
-  out.Write(static_cast<unsigned char>(2));
-  gbb_Codec<decltype(fields)>::Write(out, fields);
-  out.Write(ORXSimCSetID(ORXSimCollectionID(kHere, 9), 0));
-  Buffer bytes = out.GetBuffer();
-  const int length = bytes.Length();
-  gbb_MemoryStream in(bytes, kThere);
-  EXPECT_EQ(bytes.Length(), 0) << "taken over";
-  EXPECT_EQ(in.Limit(), length);
-  EXPECT_EQ(in.Position(), 4);
-
-  double real = 0;
-  int integer = 0;
-  bool truth = false;
-  decltype(fields) read;
-  ORXSimCSetID set;
-  in.Read(real);
-  in.Read(integer);
-  in.Read(truth); // a stored 2 is true
-  gbb_Codec<decltype(fields)>::Read(in, read);
-  in.Read(set);
-  EXPECT_EQ(real, 2.5);
-  EXPECT_EQ(integer, INT_MIN);
-  EXPECT_TRUE(truth);
-  EXPECT_EQ(read.count(), 2);
-  EXPECT_TRUE(read.get("long name with /\xff") == ORXSimDistributionID(kThere, INT_MAX));
-  EXPECT_TRUE(read.isMember("none") && read.get("none").IsNull());
-  EXPECT_TRUE(set == ORXSimCSetID(ORXSimCollectionID(kThere, 9), 0));
-  EXPECT_FALSE(in.More());
-  EXPECT_EQ(in.GetError(), 0);
-}
-
 TEST_F(MemberStream, RefusesIdentifiersOfOtherContextsButNotNullOnes) {
   gbb_MemoryStream stream(kHere);
   stream.Write(ORXSimCollectionID(kThere, -1));

@@ -123,19 +123,3 @@ TEST(ErrorStream, GoesToTheSinkAndBackToTheDescriptor) {
 TEST(ErrorStream, AFailedAssertionNamesFileAndLineAndAborts) {
   EXPECT_DEATH(_wassert(L"a == b", L"f.cpp", 7), "Assertion failed: a == b, file f.cpp, line 7");
 }
-
-TEST(ModuleCounter, OnlyTheOutermostPairCounts) {
-  int modules = 0;
-  mod_Counter counter;
-  EXPECT_TRUE(counter.Initialize(modules));
-  EXPECT_FALSE(counter.Initialize(modules));
-  EXPECT_FALSE(counter.Finalize(modules));
-  EXPECT_EQ(modules, 1);
-  EXPECT_TRUE(counter.Finalize(modules));
-  EXPECT_EQ(modules, 0);
-  // One finaliser too many: the next initialiser only balances it.
-  EXPECT_FALSE(counter.Finalize(modules));
-  EXPECT_FALSE(counter.Initialize(modules));
-  EXPECT_EQ(modules, 0);
-  EXPECT_TRUE(counter.Initialize(modules));
-}

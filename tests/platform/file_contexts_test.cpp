@@ -4,7 +4,6 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -17,17 +16,9 @@ class FileContexts : public platform_Fixture {
   void WriteNumber(ORXSimContextID context, const char* name, int value) {
     EXPECT_TRUE(RootOf(context).DatasetCreate(name, kInt, Line(1)).Write(kInt, &value, 1));
   }
-  // What would be read if the process died now: by a copy of the file and its journal. -1: not there or unreadable.
-  int ReadNumberAside(const std::string& path, const char* name) {
-    const std::string copy = Path("copy.pdm");
-    for (const char* part : {"", "-journal"})
-      if (std::filesystem::exists(path + part))
-        std::filesystem::copy_file(path + part, copy + part, std::filesystem::copy_options::overwrite_existing);
-    const ORXSimContextID context = Open(copy, true);
+  static int ReadNumber(ORXSimContextID context, const char* name) {
     int value = -1;
-    if (RootOf(context).GetObjinfoExists(name))
-      RootOf(context).DatasetOpen(name).Read(kInt, &value, 1);
-    ORXSimManager::CloseContext(context);
+    RootOf(context).DatasetOpen(name).Read(kInt, &value, 1);
     return value;
   }
 };
@@ -61,9 +52,13 @@ TEST_F(FileContexts, AFileIsOpenForWritingOnce) {
   EXPECT_TRUE(Open(path).IsNull());
   EXPECT_TRUE(Create(path).IsNull());
   EXPECT_TRUE(ORXSimManager::CloseContext(reader));
-  int value = 0;
-  EXPECT_TRUE(RootOf(second).DatasetOpen("n").Read(kInt, &value, 1)) << "outlives the other reader";
-  EXPECT_EQ(value, 5);
+  EXPECT_EQ(ReadNumber(second, "n"), 5) << "outlives the other reader";
+  EXPECT_TRUE(ORXSimContextRef(second).ReadOnly() && ORXSimContextRef(second).Commit());
+  const int value = 6;
+  hdf_Dataset dataset = RootOf(second).DatasetOpen("n");
+  EXPECT_FALSE(dataset.Write(kInt, &value, 1) || dataset.Extend(5) || !!RootOf(second).GroupCreate("g", 0));
+  EXPECT_THAT(LastError(), HasSubstr("for reading only"));
+  EXPECT_TRUE(ORXSimCollectionRef::Create(second, "c", 1).IsNull());
   EXPECT_TRUE(ORXSimManager::CloseContext(second));
 }
 
@@ -121,65 +116,6 @@ TEST_F(FileContexts, UnknownVersionsFlagsAndOptionsAreRefused) {
   EXPECT_FALSE(std::filesystem::exists(path.CStr()));
 }
 
-TEST_F(FileContexts, NothingIsWrittenThroughAReadOnlyContext) {
-  const std::string path = Path("a.pdm");
-  ORXSimContextID context = Create(path);
-  WriteNumber(context, "n", 5);
-  ORXSimManager::CloseContext(context);
-  context = Open(path, true);
-  EXPECT_TRUE(ORXSimContextRef(context).ReadOnly());
-  const int value = 6;
-  hdf_Dataset dataset = RootOf(context).DatasetOpen("n");
-  EXPECT_FALSE(dataset.Write(kInt, &value, 1) || dataset.Extend(5));
-  EXPECT_THAT(LastError(), HasSubstr("for reading only"));
-  EXPECT_TRUE(!RootOf(context).GroupCreate("g", 0));
-  EXPECT_TRUE(ORXSimCollectionRef::Create(context, "c", 1).IsNull());
-  EXPECT_TRUE(ORXSimContextRef(context).Commit());
-  ORXSimManager::CloseContext(context);
-}
-
-TEST_F(FileContexts, OnlyTheOutermostScopeMakesTheCommitPoint) {
-  const std::string path = Path("a.pdm");
-  const ORXSimContextID context = Create(path);
-  EXPECT_TRUE(ORXSimContextRef(context).Commit());
-  WriteNumber(context, "n", 1);
-  EXPECT_EQ(ReadNumberAside(path, "n"), -1);
-  {
-    ORXSimUpdate outer(context);
-    {
-      ORXSimUpdate inner(context);
-      EXPECT_TRUE(ORXSimContextRef(context).Commit());
-      EXPECT_TRUE(inner.Commit());
-      EXPECT_FALSE(inner.Commit()) << "ended already";
-    }
-    { ORXSimUpdate abandoned(context); }
-    EXPECT_EQ(ReadNumberAside(path, "n"), -1);
-    EXPECT_TRUE(outer.Commit());
-  }
-  EXPECT_EQ(ReadNumberAside(path, "n"), 1);
-  WriteNumber(context, "m", 2);
-  { ORXSimUpdate abandoned(context); }
-  EXPECT_EQ(ReadNumberAside(path, "m"), -1);
-  EXPECT_TRUE(ORXSimContextRef(context).Commit());
-  EXPECT_EQ(ReadNumberAside(path, "m"), 2);
-  ORXSimManager::CloseContext(context);
-}
-
-TEST_F(FileContexts, AKilledWriterLeavesNoLock) {
-  const std::string path = Path("a.pdm");
-  const pid_t child = ::fork();
-  if (child == 0) {
-    const ORXSimContextID context = Create(path);
-    ::_exit(ORXSimContextRef(context).Commit() ? 0 : 1);
-  }
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
-  const ORXSimContextID context = Open(path);
-  EXPECT_FALSE(context.IsNull()) << LastError();
-  ORXSimManager::CloseContext(context);
-}
-
 namespace {
 herr_t countingHandler(hid_t, void* calls) {
   ++*static_cast<int*>(calls);
@@ -224,5 +160,7 @@ TEST_F(FileContexts, TheLastFinaliserClosesWhatIsOpenAndTheModuleComesUpAgain) {
   UTI_ORXSimDynamicAPI_finalize(modules);
   EXPECT_EQ(modules, 0);
   EXPECT_TRUE(!root);
-  EXPECT_EQ(ReadNumberAside(Path("a.pdm"), "n"), 3);
+  const ORXSimContextID again = Open(Path("a.pdm"), true);
+  EXPECT_EQ(ReadNumber(again, "n"), 3);
+  ORXSimManager::CloseContext(again);
 }

@@ -46,6 +46,10 @@ TEST_F(StoreH5py, FilesOfH5pyReadBackInOurs) {
   int members[2] = {};
   EXPECT_TRUE(ORXSimCSet(ORXSimCSetID(edges, 1)).OrderedMembers(members, 2)) << LastError();
   EXPECT_THAT(members, ElementsAre(5, 0));
+  EXPECT_FALSE(ORXSimCSet(ORXSimCSetID(edges, 1)).OrderedMembers(members, 1)) << "two members";
+  int all[6];
+  EXPECT_TRUE(ORXSimCSet(ORXSimCollectionRef(edges).FullCSet()).OrderedMembers(all, 6));
+  EXPECT_THAT(all, ElementsAre(0, 1, 2, 3, 4, 5));
   EXPECT_FALSE(ORXSimCSet(ORXSimCSetID(edges, 2)).OrderedMembers(members, 1));
   EXPECT_THAT(LastError(), HasSubstr("not an item"));
   const ORXSimDistributionRef field(ORXSimStore(context).FindDistribution("flux"));

@@ -3,11 +3,11 @@
 
 #include "platform_Fixture.h"
 
-#include <sys/resource.h>
+#include <support/sys_NoRoom.h>
+
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -74,17 +74,6 @@ class Updates : public platform_Fixture {
     ::waitpid(child, &status, 0);
     return status == 0;
   }
-  // While it lives no file of this process may grow: the next commit point fails.
-  struct NoRoom {
-    NoRoom() {
-      ::getrlimit(RLIMIT_FSIZE, &before);
-      ::signal(SIGXFSZ, SIG_IGN);
-      const rlimit none{1, before.rlim_max};
-      ::setrlimit(RLIMIT_FSIZE, &none);
-    }
-    ~NoRoom() { ::setrlimit(RLIMIT_FSIZE, &before); }
-    rlimit before;
-  };
 
   std::string m_path;
   ORXSimContextID m_context;
@@ -213,7 +202,7 @@ TEST_F(Updates, ACommitPointThatFindsNoRoomMayBeTriedAgainOrTakenBack) {
     ORXSimUpdate update(m_context);
     Put(m_root, again ? "again" : "back", std::vector<int>(100000, 1));
     {
-      const NoRoom full;
+      const sys_NoRoom full;
       EXPECT_FALSE(update.Commit());
       EXPECT_THAT(LastError(), HasSubstr("File too large"));
     }
@@ -230,7 +219,7 @@ TEST_F(Updates, AWriteThatFailsHalfwayBarsTheContextUntilItIsRolledBack) {
   EXPECT_TRUE(context.Commit());
   const std::vector<int> twos(200000, 2);
   const auto fail = [&] {
-    const NoRoom full;
+    const sys_NoRoom full;
     EXPECT_FALSE(
         m_root.DatasetCreate("large", kInt, Line(twos.size())).Write(kInt, twos.data(), twos.size()));
     EXPECT_TRUE(context.Barred()) << LastError();

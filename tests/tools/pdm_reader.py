@@ -1,17 +1,21 @@
 """Reads a simulation file by h5py alone: objects, member records, and the bulk store. Asserts as it goes."""
 
 import struct
+import types
 
 import h5py
 import numpy as np
 
-COLLECTION, CSET, DISTRIBUTION, CSETS, DISTRIBUTIONS = 8, 9, 10, 57, 58
+INT, DOUBLE, TEXT, COLLECTION, CSET, DISTRIBUTION = 3, 6, 7, 8, 9, 10
+BY_TEXT, BY_INT = 0x30, 0x40  # maps, over a kind of value
+CSETS, DISTRIBUTIONS, NUMBERED = BY_TEXT | CSET, BY_TEXT | DISTRIBUTION, BY_INT | DISTRIBUTION
+# Members in the order in which they are written, with index and tag.
 MEMBERS = {
-    "com.vertana.DiscreteModel": [
+    "DiscreteModel": [
         ("vectors", 9, COLLECTION), ("localNodes", 5, COLLECTION), ("localFaces", 3, COLLECTION),
         ("frames", 1, COLLECTION), ("integrationPoints", 2, COLLECTION), ("sectionPoints", 8, COLLECTION),
         ("components", 0, COLLECTION), ("localNodeSets", 4, CSETS), ("sectionPointSets", 7, CSETS)],
-    "com.vertana.Mesh": [
+    "Mesh": [
         ("nodes", 12, COLLECTION), ("elements", 2, COLLECTION), ("faces", 3, COLLECTION),
         ("instances", 6, COLLECTION), ("regions", 15, COLLECTION), ("lagrangeNodes", 7, CSET),
         ("nodeSets", 11, CSETS), ("elementSets", 1, CSETS), ("instanceSets", 5, CSETS), ("regionSets", 14, CSETS),
@@ -19,6 +23,21 @@ MEMBERS = {
         ("nodeFields", 10, DISTRIBUTIONS), ("elementFields", 0, DISTRIBUTIONS),
         ("surfaceFields", 16, DISTRIBUTIONS), ("regionFields", 13, DISTRIBUTIONS),
         ("localNodeFields", 8, DISTRIBUTIONS)],
+    "FESystem": [("systemName", 3, TEXT), ("nodalLabels", 2, DISTRIBUTION), ("nodalActivityMask", 1, DISTRIBUTION),
+                 ("distributions", 0, NUMBERED), ("userDistributions", 4, DISTRIBUTIONS)],
+    "GenericSystem": [("dofs", 0, COLLECTION), ("loads", 1, COLLECTION)],
+    "ModalSystem": [("dofs", 1, COLLECTION), ("modes", 3, COLLECTION), ("propertyEvaluation", 4, DOUBLE),
+                    ("solverDofOrdering", 8, CSET), ("selectiveRecoveryNodes", 7, CSET),
+                    ("residualModeDofs", 5, CSET), ("residualModes", 6, CSET), ("structuralModes", 9, CSET),
+                    ("acousticModes", 0, CSET)],
+    "ModalEvent": [("eventName", 3, TEXT), ("eventTypeID", 4, INT), ("activeModes", 0, CSET),
+                   ("frames", 5, COLLECTION), ("cases", 1, COLLECTION), ("distributions", 2, NUMBERED),
+                   ("userDistributions", 6, DISTRIBUTIONS)],
+    "SubstructureSystem": [("dofTypes", 1, COLLECTION), ("dofs", 2, COLLECTION), ("modes", 3, COLLECTION),
+                           ("retainedNodes", 7, CSET), ("retainedDofs", 6, CSET), ("recoveryNodes", 5, CSET),
+                           ("recoveryElements", 4, CSET)],
+    "SubDamp": [("alpha", 0, DOUBLE), ("beta", 1, DOUBLE), ("structural", 3, DOUBLE), ("mass", 2, DOUBLE),
+                ("volume", 4, DOUBLE)],
 }
 KINDS = {COLLECTION: (1, 1), CSET: (2, 2), DISTRIBUTION: (4, 1)}  # form's kind byte, number of minors
 
@@ -46,30 +65,39 @@ class Stream:
         return None if numbers[-1] == -1 else numbers if minors > 1 else numbers[0]
 
     def value(self, tag):
+        if tag == INT:
+            return self.int()
+        if tag == DOUBLE:
+            return struct.unpack("<d", self.take(8))[0]
+        if tag == TEXT:
+            return self.take(self.int())
         if tag < 16:
             return self.identifier(tag)
-        keys, entries = [], {}
-        for _ in range(self.int()):
-            keys.append(self.take(self.int()))
-            entries[keys[-1]] = self.identifier(tag & 15)
-        assert keys == sorted(set(keys)), "keys ascend by bytes"
-        return entries
+        entries = [(self.value(INT if tag & 0xF0 == BY_INT else TEXT), self.value(tag & 15))
+                   for _ in range(self.int())]
+        keys = [key for key, _ in entries]
+        assert keys == sorted(set(keys)), "keys ascend, texts by bytes"
+        return dict(entries)
 
 
-class Object:
-    def __init__(self, group):
-        self.class_name = group.attrs["class"].tobytes().rstrip(b"\0").decode()
-        assert group.attrs["class"].shape == (80,)
-        table = {index: (name, tag) for name, index, tag in MEMBERS[self.class_name]}
-        stream = Stream(group["#simpleTypeMembers"][()].tobytes())
-        seen = []
-        while stream.at < stream.limit:
-            assert stream.take(1) == b"\3"
-            name, tag = table[stream.int()]
-            assert stream.take(1)[0] == tag
-            setattr(self, name, stream.value(tag))
-            seen.append(name)
-        assert seen == [name for name, _, _ in MEMBERS[self.class_name]], "all members, in their order"
+def class_of(group):
+    assert group.attrs["class"].shape == (80,) and group.attrs["class"].dtype == np.uint8
+    assert set(group.attrs) == {"class"}
+    prefix, name = group.attrs["class"].tobytes().rstrip(b"\0").decode().rsplit(".", 1)
+    assert prefix == "com.vertana"
+    return name
+
+
+def members(group, name):
+    """The members that a class declares itself: all of them, in their order, with index and tag."""
+    data = group["#simpleTypeMembers"]
+    assert data.dtype == np.uint8 and data.ndim == 1
+    stream, found = Stream(data[()].tobytes()), {}
+    for member, index, tag in MEMBERS[name]:
+        assert (stream.take(1), stream.int(), stream.take(1)) == (b"\3", index, bytes([tag])), member
+        found[member] = stream.value(tag)
+    assert stream.at == stream.limit, "nothing but the members"
+    return found
 
 
 class Drawer:
@@ -88,8 +116,9 @@ class Sim:
         sim = self.file["sim"]
         assert list(sim.attrs["type"]) == [1523728409, 0]
         assert sim.attrs["class"].tobytes().rstrip(b"\0") == b"com.vertana.Sim"
-        self.model = Object(sim["discreteModel"])
-        self.mesh = Object(sim["discreteModel/mesh"])
+        assert (class_of(sim["discreteModel"]), class_of(sim["discreteModel/mesh"])) == ("DiscreteModel", "Mesh")
+        self.model = types.SimpleNamespace(**members(sim["discreteModel"], "DiscreteModel"))
+        self.mesh = types.SimpleNamespace(**members(sim["discreteModel/mesh"], "Mesh"))
         assert list(sim["discreteModel/mesh/systems"].attrs["#size"]) == [0]
 
     def items(self, collection):

@@ -264,17 +264,13 @@ class Import(Case):
 
 class BadMeshes(Case):
     def test_files_that_are_no_mesh(self):
-        whole = (MESHES / "annulus-20.exo").read_bytes()
-        four = (MESHES / "block.exo").read_bytes()
-        with h5py.File(self.dir / "h5", "w") as file:
-            file["x"] = [1.0]
+        whole, four = ((MESHES / name).read_bytes() for name in ("annulus-20.exo", "block.exo"))
         with netCDF4.Dataset(self.dir / "nc", "w") as nc:
             nc.createDimension("num_nodes", 3)
         with netCDF4.Dataset(self.dir / "nc3", "w", format="NETCDF3_CLASSIC") as nc:
             nc.api_version = 5.0
-        for name, data in {"empty": b"", "text": b"hello", "cut": whole[:-1], "short": whole[:7000],
-                           "header": whole[:900], "cut4": four[:-5000], "tiny4": four[:100], "magic": b"CDF\1",
-                           "wild": whole[:8] + b"\xff" * 200 + whole[208:]}.items():
+        for name, data in {"empty": b"", "cut": whole[:-1], "header": whole[:900], "cut4": four[:-5000],
+                           "magic": b"CDF\1", "wild": whole[:8] + b"\xff" * 200 + whole[208:]}.items():
             (self.dir / name).write_bytes(data)
         for name in os.listdir(self.dir):
             with self.subTest(name):
@@ -282,9 +278,6 @@ class BadMeshes(Case):
         self.refused(2, "import", MESHES / "block.mesh", self.out, says=["not netCDF"])
         self.refused(2, "import", self.dir, self.out, says=["directory"])
         self.refused(2, "import", self.dir / "none", self.out, says=["No such file"])
-        os.chmod(self.dir / "text", 0)
-        if os.getuid():
-            self.refused(2, "import", self.dir / "text", self.out, says=["Permission"])
 
     def test_meshes_that_contradict_themselves(self):
         mesh = lambda **kw: dict(dict(nodes=np.zeros((4, 2)), blocks=[
@@ -298,25 +291,19 @@ class BadMeshes(Case):
 
         cases = {
             "node 5": (mesh(blocks=[{"id": 1, "type": "QUAD4", "conn": [[1, 2, 3, 5]]}]), None, ["connect1", "1..4", "5"]),
-            "node 0": (mesh(blocks=[{"id": 1, "type": "QUAD4", "conn": [[0, 2, 3, 4]]}]), None, ["connect1", "0"]),
             "set": (mesh(node_sets=[{"id": 1, "members": [1, -7]}]), None, ["node_ns1", "-7"]),
-            "elements": (mesh(elem_sets=[{"id": 1, "members": [2]}]), None, ["elem_els1", "1..1"]),
             "sides": (mesh(side_sets=[{"id": 1, "members": [1], "sides": [0]}]), None, ["side_ss1", "0"]),
             "no connectivity": (mesh(), lambda nc: rename(nc, "connect1", "x"), ["connect1", "no such"]),
             "real connectivity": (mesh(), lambda nc: retype(nc, "connect1", "f8", ("num_el_in_blk1", "num_nod_per_el1")),
                                   ["connect1", "integer[1][4]", "double"]),
             "no coordinates": (mesh(), lambda nc: rename(nc, "coordy", "c"), ["coordy"]),
             "short coordinates": (mesh(), lambda nc: retype(nc, "coordx", "f8", ("num_dim",)), ["coordx", "[4]", "[2]"]),
-            "short labels": (mesh(), lambda nc: nc.createVariable("node_num_map", "i4", ("num_dim",)), ["node_num_map"]),
             "number of elements": (mesh(), lambda nc: nc.renameDimension("num_el_in_blk1", "x"), ["num_elem", "0"]),
             "ids": (mesh(), lambda nc: retype(nc, "eb_prop1", "i4", ("num_nodes",)), ["eb_prop1"]),
             "dimension": (mesh(), lambda nc: (nc.renameDimension("num_dim", "d"), nc.createDimension("num_dim", 7)), ["num_dim"]),
-            "no sides": (mesh(side_sets=[{"id": 1, "members": [1], "sides": [1]}]), lambda nc: rename(nc, "side_ss1", "s"),
-                         ["side_ss1"]),
             "set size": (mesh(node_sets=[{"id": 1, "members": [1, 2]}]),
                          lambda nc: (nc.renameDimension("num_nod_ns1", "n"), nc.createDimension("num_nod_ns1", 3)),
                          ["num_nod_ns1", "2", "3"]),
-            "no values": (mesh(**times), lambda nc: rename(nc, "vals_nod_var1", "x"), ["vals_nod_var1"]),
             "text values": (mesh(**times), lambda nc: retype(nc, "vals_elem_var1eb1", "S1", ("time_step", "num_el_in_blk1")),
                             ["vals_elem_var1eb1", "text"]),
             "table": (mesh(**times), lambda nc: retype(nc, "elem_var_tab", "i4", ("num_elem", "num_nodes")), ["elem_var_tab"]),
@@ -389,46 +376,20 @@ class Show(Case):
         self.assertIn(b"-3 .. inf (1 NaN)", run("show", self.out, "discreteModel/mesh/nodeFields/v").stdout)
 
     def test_files_that_are_no_simulation(self):
-        with h5py.File(self.dir / "other.h5", "w") as file:
-            file["x"] = [1.0]
         with h5py.File(self.dir / "sim.h5", "w") as file:
             file["sim"] = [1.0]
-        (self.dir / "text").write_bytes(b"hello")
-        (self.dir / "empty").write_bytes(b"")
         (self.dir / "cut").write_bytes(self.out.read_bytes()[:-3000])
-        for name in ("other.h5", "sim.h5", "text", "empty", "cut", "mesh.exo", "none", ""):
-            with self.subTest(name):
-                self.refused(2, "show", self.dir / name, says=[str(self.dir / name)])
+        for name in ("sim.h5", "cut", "mesh.exo", "none", ""):
+            self.refused(2, "show", self.dir / name, says=[str(self.dir / name)])
 
     def test_damaged_simulations(self):
-        def stream(path, change):
-            def apply(file):
-                data = bytearray(file[path]["#simpleTypeMembers"][()].tobytes())
-                change(data)
-                file[path]["#simpleTypeMembers"][...] = np.frombuffer(data, "u1")
-            return apply
-
-        def name(path, text):
-            return lambda file: file[path].attrs.modify("class", np.frombuffer(text.ljust(80, b"\0"), "u1"))
-
-        def put(at, data):
-            return lambda bytes_: bytes_.__setitem__(slice(at, at + len(data)), data)
-
+        # What check tells apart (check_test.py) is refused in one way.
         mesh = "sim/discreteModel/mesh"
-        distributions = "store/distributions"
-        for what, change in {
-                "unknown class": name(mesh, b"com.vertana.Nonsense"), "other class": name(mesh, b"com.vertana.FESystem"),
-                "no sim": name("sim", b"com.vertana.Mesh"), "bad tag": stream(mesh, put(4, b"\xff")),
-                "bad length": stream(mesh, put(0, b"\xff\xff\xff\x7f")), "short length": stream(mesh, put(0, b"\x20\0\0\0")),
-                "great count": stream(mesh, lambda d: put(d.index(b"\x39") + 1, b"\xff\xff\xff\x7f")(d)),
-                "negative count": stream(mesh, lambda d: put(d.index(b"\x39") + 1, b"\xff\xff\xff\xff")(d)),
-                "no stream": lambda file: file[mesh].__delitem__("#simpleTypeMembers"),
-                "no collections": lambda file: file["store"].__delitem__("collections"),
-                "no drawers": lambda file: file.__delitem__(distributions)}.items():
-            with self.subTest(what):
+        for path, name in ((mesh, "#simpleTypeMembers"), ("store", "collections"), ("store", "distributions")):
+            with self.subTest(name):
                 bad = shutil.copy(self.out, self.dir / "bad.pdm")
                 with h5py.File(bad, "r+") as file:
-                    change(file)
+                    del file[path][name]
                 self.refused(2, "show", bad, says=["bad.pdm"])
 
 

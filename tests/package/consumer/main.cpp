@@ -3,6 +3,7 @@
 #include <host/hostD_ControlSystem.h>
 
 #include <cstdio>
+#include <limits>
 #include <string>
 
 namespace {
@@ -11,13 +12,15 @@ constexpr int kMany = 40; // more than a list or a node block holds at first
 
 ORXSimContextID s_context; // of the open file
 
-// The i-th value of a type; no two of a number, text or identifier are alike.
+// The i-th value of a type; hardly two are alike; the empty and the extreme are among them.
 template <class T>
 T sample(int i) {
   if constexpr (std::is_arithmetic_v<T>)
-    return static_cast<T>(i * 1.25 + 1);
+    return i == 3   ? std::numeric_limits<T>::lowest()
+           : i == 4 ? std::numeric_limits<T>::infinity() // 0 of an integer
+                    : static_cast<T>(i * 1.25 + 1);
   else if constexpr (std::is_same_v<T, kda_string>)
-    return kda_string(("text " + std::to_string(i)).c_str());
+    return i == 0 ? kda_string() : kda_string(("text " + std::to_string(i)).c_str());
   else if constexpr (std::is_same_v<T, ORXSimCSetID>)
     return ORXSimCSetID(ORXSimCollectionID(s_context, 1 + i % 3), i);
   else
@@ -45,29 +48,24 @@ void fill(kda_MapString<T>& map) {
 }
 
 template <class T>
+bool same(const T& a, const T& b) {
+  if constexpr (!requires { a.count(); }) {
+    return a == b;
+  } else {
+    bool good = a.count() == kMany && b.count() == kMany;
+    if constexpr (requires { a.capacity(); })
+      for (int i = 0; good && i < kMany; ++i)
+        good = a[i] == b[i];
+    else
+      a.ForEach([&](const auto& key, const auto& value) { good &= b.isMember(key) && b.get(key) == value; });
+    return good;
+  }
+}
+template <class T>
 bool holds(const T& value) {
-  return value == sample<T>(3);
-}
-template <class T>
-bool holds(const kda_List<T>& list) {
-  bool good = list.count() == kMany;
-  for (int i = 0; good && i < kMany; ++i)
-    good = list[i] == sample<T>(i);
-  return good;
-}
-template <class T>
-bool holds(const kda_MapInt<T>& map) {
-  bool good = map.count() == kMany;
-  for (int i = 0; good && i < kMany; ++i)
-    good = map.get(i * i - 100) == sample<T>(i);
-  return good;
-}
-template <class T>
-bool holds(const kda_MapString<T>& map) {
-  bool good = map.count() == kMany;
-  for (int i = 0; good && i < kMany; ++i)
-    good = map.get(sample<kda_string>(i)) == sample<T>(i);
-  return good;
+  T wanted{};
+  fill(wanted);
+  return same(wanted, value);
 }
 
 void registerClasses(const msfD_Sim& sim) {
