@@ -20,7 +20,8 @@ void commitOurs(benchmark::State& state, int mode) {
   {
     msfD_Root root(0);
     root.closeSim(dur_CreateModel(root, path, kObjects, mode));
-    const msfD_Sim sim = root.openSim(path.c_str(), "", mode); // as the peers: nothing else is in HDF5's cache
+    const msfD_Sim sim =
+        root.openSim(path.c_str(), "", mode); // as the peers: nothing else is in HDF5's cache
     const fesD_FESystem system = sim.discreteModel().mesh().systems().get(kObjects / 2);
     const ORXSimContextID context = sim.distributionService().Context();
     int i = 0;

@@ -2,7 +2,8 @@
 
 #include <string>
 
-/// A file in the making: written beside its final place under the name FILE.import-PID, and moved there whole.
+/// A file in the making: written beside its final place under the name FILE.import-PID, and moved there
+/// whole.
 class imp_Output {
  public:
   /// \param force true allows to replace a regular file. Throws cli_Failure when the place is taken or cannot
