@@ -62,10 +62,11 @@ class ORXSIM_API ORXSimManager {
 
 /// The last commit point of a context.
 struct ORXSimCommitInfo {
-  std::uint64_t sequence = 0;  ///< its number; every commit point of the file is one more
+  /// Its number in the writer's session; every commit point is one more. Begins anew when the file was closed.
+  std::uint64_t sequence = 0;
   std::int64_t imageBytes = 0; ///< size of the file at it
-  std::int64_t journalBytes =
-      0; ///< length of the journal; grows while live readers stay on old commit points
+  /// Length of the journal; grows while live readers stay on old commit points.
+  std::int64_t journalBytes = 0;
 };
 
 /// One open context.
