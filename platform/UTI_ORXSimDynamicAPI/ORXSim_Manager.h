@@ -62,7 +62,8 @@ class ORXSIM_API ORXSimManager {
 
 /// The last commit point of a context.
 struct ORXSimCommitInfo {
-  /// Its number in the writer's session; every commit point is one more. Begins anew when the file was closed.
+  /// Its number in the writer's session; every commit point is one more. Begins anew when the file was
+  /// closed.
   std::uint64_t sequence = 0;
   std::int64_t imageBytes = 0; ///< size of the file at it
   /// Length of the journal; grows while live readers stay on old commit points.
