@@ -64,12 +64,14 @@ void run(const std::string& path, const Files& files) {
   const std::optional<std::uint64_t> recovered = contentOf(path, false);
   fuzz_Require(!recovered || !std::filesystem::exists(path + "-journal"), "no journal after it was closed");
   fuzz_Require(!recovered || seen == recovered, "what a reader saw before recovery");
-  if (recovered)
+  // Without a header the journal says nothing, and what HDF5 makes of a damaged main file is its own affair.
+  if (recovered && info.headerValid)
     fuzz_Require(contentOf(path, true) == recovered, "the same afterwards");
 
   files.Write(path);
   if (ORXSimJournal::Apply(path.c_str()))
-    fuzz_Require(!std::filesystem::exists(path + "-journal") && contentOf(path, true) == recovered,
+    fuzz_Require(!std::filesystem::exists(path + "-journal") &&
+                     (!info.headerValid || contentOf(path, true) == recovered),
                  "the same by applying the journal");
   else
     fuzz_Require(!recovered, "a journal that applies because the file was recovered");

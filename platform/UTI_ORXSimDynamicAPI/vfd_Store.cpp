@@ -64,6 +64,11 @@ bool vfd_Store::ReadPage(std::uint64_t page, unsigned char* bytes) const {
 
 bool vfd_Store::Read(std::uint64_t address, std::size_t count, void* bytes) const {
   auto* target = static_cast<unsigned char*>(bytes);
+  if (m_options.readOnly && address + count > m_eof) { // the main file may be longer than the image
+    const std::size_t within = address < m_eof ? m_eof - address : 0;
+    std::memset(target + within, 0, count - within);
+    count = within;
+  }
   if (m_overlay.Empty() && m_unapplied.Empty())
     return vfd_ReadPadded(m_main.Get(), target, count, address) || Fail("read");
   // Pages that are only in the main file are read together.
