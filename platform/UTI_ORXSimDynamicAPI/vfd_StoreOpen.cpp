@@ -191,7 +191,8 @@ bool vfd_Store::FindJournal(std::string& cause) {
     return false;
   }
   if (m_found->state == vfd_JournalContent::State::kSound) {
-    if (!m_found->Belongs(vfd_SectorSum(sector))) {
+    // Without commits it says nothing; so it may be when the power was lost while a generation ended.
+    if (m_found->commits > 0 && !m_found->Belongs(vfd_SectorSum(sector))) {
       cause = "its journal " + name + " belongs to another file, or this file was changed without it";
       return false;
     }

@@ -121,9 +121,11 @@ ssize_t writeFile(Write next, int descriptor, const void* from, std::size_t coun
   const Verdict verdict = ours ? judge(true) : kPass;
   if (verdict == kFail)
     return -1;
-  const std::size_t part = verdict == kKill    ? s_watch.plan.random.Below(count + 1)
-                           : verdict == kShort ? count / 2
-                                               : count;
+  std::size_t part = verdict == kKill    ? s_watch.plan.random.Below(count + 1)
+                     : verdict == kShort ? count / 2
+                                         : count;
+  if (verdict == kKill && part < count) // no sector is written by halves; the system's own unit is a page
+    part -= std::min(part, (static_cast<std::size_t>(offset) + part) % 512);
   const ssize_t written = next(descriptor, from, part, offset);
   if (verdict == kKill)
     ::raise(SIGKILL);
