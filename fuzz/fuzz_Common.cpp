@@ -1,7 +1,10 @@
 #include "fuzz_Common.h"
 
+#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -52,4 +55,12 @@ std::vector<std::uint8_t> fuzz_Bytes(const std::string& path) {
   std::vector<std::uint8_t> bytes(file ? static_cast<std::size_t>(file.tellg()) : 0);
   file.seekg(0).read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   return bytes;
+}
+
+void fuzz_Watch() {
+  ORXSimManager::OpenContext("mark", 0, -1, false, 0); // a refusal that costs nothing
+}
+
+bool fuzz_NothingFailed() {
+  return std::strstr(ORXSimManager::LastError(), "version -1 of") != nullptr;
 }

@@ -14,6 +14,12 @@
 /// Stops the program, which makes the input a finding, unless `good`. \param what was expected.
 void fuzz_Require(bool good, const char* what);
 
+/// From here on fuzz_NothingFailed() tells whether the file module has refused anything. What HDF5 makes of a
+/// damaged file differs between reading and writing, so only what was read without a failure is held against
+/// anything.
+void fuzz_Watch();
+bool fuzz_NothingFailed();
+
 /// A name for a file in a directory that goes away with the program. The directory is made where TMPDIR says,
 /// which should be memory: one input is several files.
 std::string fuzz_Path(const char* name);
