@@ -56,7 +56,7 @@ class vfd_Store {
   /// A live reader moves on to the newest commit point. Nothing may be open in HDF5.
   bool TakeSnapshot(std::string& cause);
 
-  // As HDF5 calls them. False: an I/O error or no memory, with the cause in LastCause().
+  // As HDF5 calls them. False: an I/O error or no memory.
   bool Read(std::uint64_t address, std::size_t count, void* bytes) const;
   bool Write(std::uint64_t address, std::size_t count, const void* bytes);
   std::uint64_t End() const { return m_eof; }
@@ -65,7 +65,6 @@ class vfd_Store {
   /// A call of HDF5's has failed: what it has written since the last commit point may be half an update,
   /// whatever it tells its caller (closing a dataset tells nothing), and is not committed.
   void HasFailed() noexcept;
-  const std::string& LastCause() const { return m_cause; }
 
   /// Makes everything written since the last commit point permanent, all or nothing. \return false with the
   /// cause when it is not; MayRetry() tells whether another try can help.
