@@ -161,21 +161,21 @@ const vfd_PageIndex::Entry* vfd_PageIndex::Find(std::uint64_t page) const {
 }
 
 void vfd_PageIndex::Reserve(std::size_t more) {
-  m_merged.reserve(m_entries.size() + more);
+  if (const std::size_t needed = m_entries.size() + more; needed > m_entries.capacity())
+    m_entries.reserve(std::max(needed, 2 * m_entries.capacity()));
 }
 
 void vfd_PageIndex::Merge(const Entries& newer) noexcept {
-  m_merged.clear();
-  auto old = m_entries.begin();
+  // Most of a small update's pages are known, however many others there are.
+  const auto known = static_cast<std::ptrdiff_t>(m_entries.size());
   for (const Entry& entry : newer) {
-    for (; old != m_entries.end() && old->page < entry.page; ++old)
-      m_merged.push_back(*old);
-    if (old != m_entries.end() && old->page == entry.page)
-      ++old;
-    m_merged.push_back(entry);
+    const auto old = std::lower_bound(m_entries.begin(), m_entries.begin() + known, entry, byPage);
+    if (old != m_entries.begin() + known && old->page == entry.page)
+      old->frame = entry.frame;
+    else
+      m_entries.push_back(entry);
   }
-  m_merged.insert(m_merged.end(), old, m_entries.end());
-  m_entries.swap(m_merged);
+  std::inplace_merge(m_entries.begin(), m_entries.begin() + known, m_entries.end(), byPage);
 }
 
 void vfd_PageIndex::DropFrom(std::uint64_t end) {

@@ -61,7 +61,7 @@ class vfd_PageIndex {
   const Entries& All() const { return m_entries; }
   bool Empty() const { return m_entries.empty(); }
   void Clear() { m_entries.clear(); }
-  /// Makes room so that Merge of `more` entries cannot fail. Throws std::bad_alloc.
+  /// Makes room so that Merge of `more` entries does not fail. Throws std::bad_alloc.
   void Reserve(std::size_t more);
   /// Takes entries, ordered by page; they are newer. Does not throw after Reserve.
   void Merge(const Entries& newer) noexcept;
@@ -69,7 +69,7 @@ class vfd_PageIndex {
   void DropFrom(std::uint64_t end);
 
  private:
-  Entries m_entries, m_merged;
+  Entries m_entries;
 };
 
 /// What a journal holds up to its last whole commit.

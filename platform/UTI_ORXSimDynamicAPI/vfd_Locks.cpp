@@ -12,8 +12,7 @@
 #include <unistd.h>
 
 namespace {
-constexpr off_t kWriterByte = off_t{1} << 62, kReadersByte = kWriterByte + 1,
-                kTurnstileByte = kWriterByte + 2;
+constexpr off_t kWriterByte = off_t{1} << 62, kReadersByte = kWriterByte + 1;
 
 #ifdef F_OFD_SETLK
 struct flock describe(short type, off_t byte) {
@@ -62,20 +61,7 @@ bool vfd_Locks::HasWriter(int descriptor) {
 }
 
 vfd_Locks::Result vfd_Locks::ShareReaders(int descriptor) {
-  const Result passed = setByte(descriptor, F_RDLCK, kTurnstileByte);
-  if (passed != Result::kTaken)
-    return passed;
-  const Result result = setByte(descriptor, F_RDLCK, kReadersByte);
-  setByte(descriptor, F_UNLCK, kTurnstileByte);
-  return result;
-}
-
-bool vfd_Locks::CloseTurnstile(int descriptor) {
-  return setByte(descriptor, F_WRLCK, kTurnstileByte) == Result::kTaken;
-}
-
-void vfd_Locks::OpenTurnstile(int descriptor) {
-  setByte(descriptor, F_UNLCK, kTurnstileByte);
+  return setByte(descriptor, F_RDLCK, kReadersByte);
 }
 
 vfd_Locks::Result vfd_Locks::TryReaders(int descriptor) {
@@ -98,10 +84,6 @@ vfd_Locks::Result vfd_Locks::TryReaders(int) {
   return Result::kUnsupported;
 }
 void vfd_Locks::ReleaseReaders(int) {}
-bool vfd_Locks::CloseTurnstile(int) {
-  return false;
-}
-void vfd_Locks::OpenTurnstile(int) {}
 #endif
 
 // The system's list of locks names the process. Its device number may differ from the file's on layered file

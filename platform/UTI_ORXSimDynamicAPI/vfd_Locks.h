@@ -3,12 +3,11 @@
 #include <cstdint>
 #include <string>
 
-/// Who may use a file: the whole-file lock (flock) that a writer has alone and readers share, and three bytes
+/// Who may use a file: the whole-file lock (flock) that a writer has alone and readers share, and two bytes
 /// far past every file's end with locks of the open file description. The writer holds the first; live
 /// readers share the second, and the writer takes it for the moments in which it changes what they may be
-/// looking at; the third is a turnstile before the second, which a writer closes for a moment when readers
-/// that come and go without a gap have kept it waiting too long. All of them end with the process, however it
-/// ends, unless a child of it lives on that has not called exec. Private to the module.
+/// looking at. All of them end with the process, however it ends, unless a child of it lives on that has not
+/// called exec. Private to the module.
 class vfd_Locks {
  public:
   enum class Result { kTaken, kHeld, kUnsupported, kFailed }; // kFailed: errno is set
@@ -24,10 +23,6 @@ class vfd_Locks {
   /// Takes the readers' byte alone if no reader has it.
   static Result TryReaders(int descriptor);
   static void ReleaseReaders(int descriptor);
-
-  /// Keeps new readers waiting before the readers' byte.
-  static bool CloseTurnstile(int descriptor);
-  static void OpenTurnstile(int descriptor);
 
   /// Another process that holds the file's lock.
   struct Holder {

@@ -45,18 +45,22 @@ bool vfd_Store::ReadFrame(std::uint64_t page, std::uint64_t frame, unsigned char
   return true;
 }
 
+// Null for a page that has to be read.
+const unsigned char* vfd_Store::InMemory(std::uint64_t page) const {
+  const auto* slot = m_overlay.Find(page);
+  if (slot == nullptr)
+    slot = m_recent.Find(page);
+  return slot != nullptr ? slot->bytes.get() : nullptr;
+}
+
 // A page as HDF5 last wrote it.
 bool vfd_Store::ReadPage(std::uint64_t page, unsigned char* bytes) const {
-  if (const auto* const slot = m_overlay.Find(page)) {
-    if (slot->bytes == nullptr)
-      return ReadFrame(page, slot->frame, bytes);
-    std::memcpy(bytes, slot->bytes.get(), kVfdPage);
+  if (const unsigned char* const memory = InMemory(page)) {
+    std::memcpy(bytes, memory, kVfdPage);
     return true;
   }
-  if (const auto* const slot = m_recent.Find(page)) {
-    std::memcpy(bytes, slot->bytes.get(), kVfdPage);
-    return true;
-  }
+  if (const auto* const slot = m_overlay.Find(page))
+    return ReadFrame(page, slot->frame, bytes);
   if (const auto* const entry = m_unapplied.Find(page))
     return ReadFrame(page, entry->frame, bytes);
   return vfd_ReadPadded(m_main.Get(), bytes, kVfdPage, page * kVfdPage) || Fail("read");
@@ -81,12 +85,9 @@ bool vfd_Store::Read(std::uint64_t address, std::size_t count, void* bytes) cons
   };
   for (std::uint64_t at = address; at < end;) {
     const std::uint64_t page = at / kVfdPage, next = std::min(end, (page + 1) * kVfdPage);
-    const auto* slot = m_overlay.Find(page);
-    if (slot == nullptr)
-      slot = m_recent.Find(page);
-    if (slot != nullptr || m_unapplied.Find(page) != nullptr) {
+    const unsigned char* source = InMemory(page);
+    if (source != nullptr || m_overlay.Find(page) != nullptr || m_unapplied.Find(page) != nullptr) {
       unsigned char whole[kVfdPage];
-      const unsigned char* source = slot != nullptr ? slot->bytes.get() : nullptr;
       if (!readRun(at) || (source == nullptr && !ReadPage(page, whole)))
         return false;
       std::memcpy(target + (at - address), (source != nullptr ? source : whole) + at % kVfdPage, next - at);
@@ -179,17 +180,21 @@ bool vfd_Store::ScratchFailed() {
   return m_closing != Closing::kNo;
 }
 
-bool vfd_Store::AppendFrames(const std::vector<std::uint64_t>& pages, std::uint64_t& end,
-                             std::uint64_t& chain) {
+bool vfd_Store::AppendFrames(int journal, const std::vector<std::uint64_t>& pages, std::uint64_t& end,
+                             std::uint64_t& chain) const {
   std::vector<unsigned char> records;
   records.reserve(std::min(pages.size(), kFramesAtOnce) * kVfdFrame);
+  unsigned char buffer[kVfdPage];
   for (std::size_t i = 0; i < pages.size(); ++i) {
+    const unsigned char* bytes = InMemory(pages[i]);
+    if (bytes == nullptr && !ReadPage(pages[i], buffer))
+      return false;
     records.resize(records.size() + kVfdFrame);
-    vfd_PutFrame(records.data() + records.size() - kVfdFrame, pages[i], m_overlay.Find(pages[i])->bytes.get(),
+    vfd_PutFrame(records.data() + records.size() - kVfdFrame, pages[i], bytes != nullptr ? bytes : buffer,
                  chain);
     if (records.size() < kFramesAtOnce * kVfdFrame && i + 1 < pages.size())
       continue;
-    if (!vfd_WriteAt(m_journal.Get(), records.data(), records.size(), end))
+    if (!vfd_WriteAt(journal, records.data(), records.size(), end))
       return Fail("write the journal");
     end += records.size();
     records.clear();

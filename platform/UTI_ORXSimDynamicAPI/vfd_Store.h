@@ -4,7 +4,6 @@
 #include <UTI_ORXSimDynamicAPI/vfd_Io.h>
 #include <UTI_ORXSimDynamicAPI/vfd_Overlay.h>
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -110,6 +109,8 @@ class vfd_Store {
   void SetSuperblock(std::uint64_t address) { m_superblock = address; }
 
   static std::string JournalName(const std::string& realName) { return realName + "-journal"; }
+  /// Of a journal that is going to take the place of that one.
+  static std::string NextJournalName(const std::string& realName) { return JournalName(realName) + "-next"; }
 
  private:
   enum class Closing { kNo, kKeep, kDiscard };
@@ -128,6 +129,7 @@ class vfd_Store {
   bool Adopt(const vfd_JournalContent& content, std::string& cause);
 
   // vfd_Store.cpp
+  const unsigned char* InMemory(std::uint64_t page) const;
   bool ReadPage(std::uint64_t page, unsigned char* bytes) const;
   bool ReadFrame(std::uint64_t page, std::uint64_t frame, unsigned char* bytes) const;
   unsigned char* PageForWriting(std::uint64_t page, bool whole);
@@ -137,7 +139,8 @@ class vfd_Store {
   void Spill();
   bool SpillPages();
   static std::uint64_t SpillLimit();
-  bool AppendFrames(const std::vector<std::uint64_t>& pages, std::uint64_t& end, std::uint64_t& chain);
+  bool AppendFrames(int journal, const std::vector<std::uint64_t>& pages, std::uint64_t& end,
+                    std::uint64_t& chain) const;
   void CutOff() { OpenedBy(nullptr); }
   bool Fail(const char* what) const; // errno
 
@@ -149,12 +152,17 @@ class vfd_Store {
   bool PlaceFresh(const Plan& plan);
   bool SyncMain();
   bool BeginGeneration();
-  bool WriteHeader();
+  vfd_Descriptor MakeJournal(const std::string& name);
+  bool WriteHeader(int journal, std::uint64_t sequence, std::uint64_t& salt);
+  bool StartGeneration();
   bool AppendRecord(const Plan& plan);
   void TakeBack(std::uint64_t end);
   void KeepRecent(const Plan& plan);
+  bool EndGeneration();
   bool Apply();
-  bool LockReaders();
+  void Shorten();
+  bool WriteShortened(const vfd_Descriptor& journal, vfd_PageIndex& index, std::uint64_t& end,
+                      std::uint64_t& chain);
   bool ApplyPages();
   bool BringHome();
   void HasApplied();
@@ -196,10 +204,7 @@ class vfd_Store {
   std::uint64_t m_chain = 0;                             // the checksum up to there
   std::uint64_t m_openEnd = kVfdHeader, m_openChain = 0; // the same with the frames spilled since
   std::uint64_t m_spilled = 0;                           // number of those frames
-  std::uint64_t m_nextTry =
-      0; // journal length at which it is copied into the main file, if nobody reads live
-  std::chrono::milliseconds m_patience{0}; // for which readers are made to wait next time; 0: none were met
-  std::chrono::steady_clock::time_point m_turn; // when
+  std::uint64_t m_nextTry = 0;                           // journal length at which the generation may end
 
   std::uint64_t m_sequence = 0;
   std::uint64_t m_superblock = 0;

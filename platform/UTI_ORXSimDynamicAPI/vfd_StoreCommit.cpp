@@ -6,27 +6,21 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <fcntl.h>
 #include <new>
 #include <sys/stat.h>
 #include <system_error>
-#include <thread>
 #include <unistd.h>
 
 namespace {
 constexpr std::uint64_t kJournalLimit = std::uint64_t{4} << 20; // a longer journal ends its generation
 constexpr std::uint64_t kLongJournal = 16;                      // times the limit: its file is cut as well
-constexpr std::size_t kMostRecent = 2048;                       // committed pages kept in memory
+constexpr std::uint64_t kTriesALimit = 16; // looks for readers while the journal grows by its limit
+constexpr std::size_t kMostRecent = 2048;  // committed pages kept in memory
 constexpr std::size_t kManyFresh = 64; // new pages for which a sync of the main file is cheaper than frames
 constexpr std::uint64_t kFarEnd = std::uint64_t{1} << 20; // beyond the main file
 constexpr std::size_t kRunBytes = std::size_t{1} << 20;   // written at once to the main file
-
-using Clock = std::chrono::steady_clock;
-constexpr std::chrono::milliseconds kNone{0}, kShortest{5}, kLongest{500}; // for which new readers wait
-constexpr int kWorkAWait = 10; // times as long does a writer work before it lets readers wait again
-constexpr std::uint64_t kTriesALimit = 16; // looks for readers while the journal grows by its limit
 
 std::uint64_t journalLimit() {
   return vfd_Limit("PDM_TEST_JOURNAL_LIMIT", kJournalLimit);
@@ -132,7 +126,7 @@ bool vfd_Store::SpillPages() {
   if (!BeginGeneration())
     return false;
   std::uint64_t end = m_openEnd, chain = m_openChain;
-  if (!AppendFrames(plan.framed, end, chain))
+  if (!AppendFrames(m_journal.Get(), plan.framed, end, chain))
     return false;
   for (std::size_t i = 0; i < plan.framed.size(); ++i)
     m_overlay.Spilled(plan.framed[i], m_openEnd + i * kVfdFrame);
@@ -220,14 +214,16 @@ vfd_Store::Plan vfd_Store::MakePlan() const {
 
 // The commit point has been passed: from here on nothing makes it undone.
 void vfd_Store::HasCommitted(const Plan& plan) {
-  m_committedEnd = m_eof;
   m_unapplied.Merge(plan.entries);
-  m_unapplied.DropFrom(vfd_PagesOf(m_committedEnd));
-  m_recent.DropFrom(vfd_PagesOf(m_committedEnd));
+  if (m_eof < m_committedEnd) {
+    m_unapplied.DropFrom(vfd_PagesOf(m_eof));
+    m_recent.DropFrom(vfd_PagesOf(m_eof));
+  }
+  m_committedEnd = m_eof;
   const bool keepFloor = !vfd_Broken(vfd_Rule::kFloor);
   const std::uint64_t framed = plan.entries.empty() || !keepFloor ? 0 : plan.entries.back().page + 1;
   m_floor = std::max({keepFloor ? m_floor : 0, vfd_PagesOf(m_committedEnd), framed});
-  if (!LockReaders() || !Apply())
+  if (m_journalEnd < m_nextTry || !EndGeneration())
     KeepRecent(plan);
   m_overlay.Clear();
   m_spillAt = SpillLimit();
@@ -239,22 +235,11 @@ bool vfd_Store::BeginGeneration() {
     // What former sessions committed is the ground on which this generation stands.
     if (Power() && !vfd_Sync(m_main.Get()))
       return Poison("sync the file");
-    struct stat status;
-    vfd_FileIdentity named;
-    if (::fstat(m_main.Get(), &status) != 0)
-      return Fail("look at the file");
-    if (!vfd_FileIdentity::Of(m_name, named) || named != m_identity) {
-      errno = ENOENT;
-      return Fail("the file has been moved or removed since it was opened");
-    }
-    const std::string name = JournalName(m_name);
-    m_journal = vfd_Descriptor(
-        ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, status.st_mode & 0777));
+    m_journal = MakeJournal(JournalName(m_name));
     if (!m_journal.IsOpen())
-      return Fail("make the journal");
-    ::fchmod(m_journal.Get(), status.st_mode & 0777); // whoever may write the file may recover it
+      return false;
     m_newJournal = true;
-    if (!WriteHeader()) {
+    if (!StartGeneration()) {
       RemoveJournal();
       return false;
     }
@@ -270,7 +255,29 @@ bool vfd_Store::BeginGeneration() {
   return true;
 }
 
-bool vfd_Store::WriteHeader() {
+// Not open when that failed.
+vfd_Descriptor vfd_Store::MakeJournal(const std::string& name) {
+  struct stat status;
+  vfd_FileIdentity named;
+  vfd_Descriptor journal;
+  if (::fstat(m_main.Get(), &status) != 0) {
+    Fail("look at the file");
+  } else if (!vfd_FileIdentity::Of(m_name, named) || named != m_identity) {
+    errno = ENOENT;
+    Fail("the file has been moved or removed since it was opened");
+  } else {
+    journal = vfd_Descriptor(
+        ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, status.st_mode & 0777));
+    if (journal.IsOpen())
+      ::fchmod(journal.Get(), status.st_mode & 0777); // whoever may write the file may recover it
+    else
+      Fail("make the journal");
+  }
+  return journal;
+}
+
+// \param sequence of the last commit that is not in the journal.
+bool vfd_Store::WriteHeader(int journal, std::uint64_t sequence, std::uint64_t& salt) {
   unsigned char sector[512];
   if (!vfd_ReadPadded(m_main.Get(), sector, sizeof sector, 0))
     return Fail("read");
@@ -278,19 +285,24 @@ bool vfd_Store::WriteHeader() {
   header.salt = vfd_Random();
   header.base = m_committedEnd;
   header.firstSector = vfd_SectorSum(sector);
-  header.sequence = m_sequence;
+  header.sequence = sequence;
   header.fileId = m_fileId;
   header.process = static_cast<std::uint64_t>(m_owner);
   header.host = vfd_Locks::HostName();
   unsigned char bytes[kVfdHeader];
   header.Encode(bytes);
-  if (!vfd_WriteAt(m_journal.Get(), bytes, sizeof bytes, 0))
-    return Fail("write the journal");
+  salt = header.salt;
+  return vfd_WriteAt(journal, bytes, sizeof bytes, 0) || Fail("write the journal");
+}
+
+bool vfd_Store::StartGeneration() {
+  std::uint64_t salt = 0;
+  if (!WriteHeader(m_journal.Get(), m_sequence, salt))
+    return false;
   m_header = HeaderState::kWritten;
   m_journalEnd = m_openEnd = kVfdHeader;
-  m_chain = m_openChain = header.salt;
+  m_chain = m_openChain = salt;
   m_nextTry = journalLimit();
-  m_patience = kNone;
   return true;
 }
 
@@ -302,7 +314,7 @@ bool vfd_Store::AppendRecord(const Plan& plan) {
       std::min<std::size_t>(plan.framed.size(), 64); // go in one call with the commit record
   const std::vector<std::uint64_t> before(plan.framed.begin(),
                                           plan.framed.end() - static_cast<std::ptrdiff_t>(last));
-  bool written = AppendFrames(before, end, chain);
+  bool written = AppendFrames(m_journal.Get(), before, end, chain);
   records.resize(last * kVfdFrame + kVfdCommit);
   for (std::size_t i = 0; i < last; ++i) {
     const std::uint64_t page = plan.framed[before.size() + i];
@@ -342,29 +354,67 @@ void vfd_Store::TakeBack(std::uint64_t end) {
 }
 
 // Live readers look at the main file as it was, so what is committed stays in the journal while they do.
-// Readers that come and go without a gap would keep it there for ever: now and then new ones wait for a
-// moment, for longer when that was not enough, so that the writer waits for at most a tenth of its time.
-bool vfd_Store::LockReaders() {
-  if (m_journalEnd < m_nextTry)
-    return false;
+// \return false when it does.
+bool vfd_Store::EndGeneration() {
   m_nextTry = m_journalEnd + journalLimit() / kTriesALimit;
-  const auto free = [this] { return vfd_Locks::TryReaders(m_main.Get()) != vfd_Locks::Result::kHeld; };
-  if (free())
-    return true;
-  const auto now = Clock::now();
-  if (m_patience == kNone)
-    m_turn = now + kWorkAWait * (m_patience = kShortest);
-  if (now < m_turn || !vfd_Locks::CloseTurnstile(m_main.Get()))
-    return false;
-  bool got = false;
-  while (!got && Clock::now() - now < m_patience) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    got = free();
+  if (vfd_Locks::TryReaders(m_main.Get()) != vfd_Locks::Result::kHeld)
+    return Apply();
+  // Half of what is written again must be gained, or more.
+  if (m_journalEnd >= journalLimit() + 2 * m_unapplied.All().size() * kVfdFrame)
+    Shorten();
+  return false;
+}
+
+// Puts a journal with the newest frame of each page in the place of this one, so that it does not grow for as
+// long as somebody reads. Readers that have the old one open keep it, without its name, until they let go.
+// When this fails the old one is gone on with.
+void vfd_Store::Shorten() {
+  const std::string name = JournalName(m_name), nextName = NextJournalName(m_name);
+  vfd_PageIndex index;
+  std::uint64_t end = kVfdHeader, chain = 0;
+  vfd_Descriptor next;
+  bool done = false;
+  try {
+    done = vfd_Remove(nextName) && (next = MakeJournal(nextName)).IsOpen() &&
+           WriteShortened(next, index, end, chain) && vfd_Rename(nextName, name, false);
+  } catch (const std::bad_alloc&) {
   }
-  vfd_Locks::OpenTurnstile(m_main.Get());
-  m_patience = std::min(2 * m_patience, kLongest);
-  m_turn = Clock::now() + kWorkAWait * m_patience;
-  return got;
+  if (!done) {
+    vfd_Remove(nextName);
+    m_nextTry = m_journalEnd + journalLimit();
+    return;
+  }
+  m_journal = std::move(next);
+  m_unapplied = std::move(index);
+  m_journalEnd = m_openEnd = end;
+  m_chain = m_openChain = chain;
+  m_nextTry = end + journalLimit();
+  // Under the old name's journal the next commits would be lost.
+  if (Power() && !vfd_Broken(vfd_Rule::kDirectorySync) && !vfd_SyncDirectoryOf(m_name))
+    Poison("sync the directory");
+}
+
+// All that is committed and not in the main file, as one commit of that number.
+bool vfd_Store::WriteShortened(const vfd_Descriptor& journal, vfd_PageIndex& index, std::uint64_t& end,
+                               std::uint64_t& chain) {
+  if (!WriteHeader(journal.Get(), m_sequence - 1, chain))
+    return false;
+  std::vector<std::uint64_t> pages;
+  vfd_PageIndex::Entries entries;
+  for (const auto& entry : m_unapplied.All()) {
+    entries.push_back({entry.page, end + pages.size() * kVfdFrame});
+    pages.push_back(entry.page);
+  }
+  index.Reserve(entries.size());
+  index.Merge(entries);
+  unsigned char record[kVfdCommit];
+  if (!AppendFrames(journal.Get(), pages, end, chain))
+    return false;
+  vfd_PutCommit(record, static_cast<std::uint32_t>(pages.size()), m_committedEnd, m_sequence, chain);
+  if (!vfd_WriteAt(journal.Get(), record, sizeof record, end))
+    return Fail("write the journal");
+  end += sizeof record;
+  return !Power() || vfd_Broken(vfd_Rule::kHeaderSync) || vfd_Sync(journal.Get()) || Fail("sync the journal");
 }
 
 // Copying every commit into the main file at once would double its cost; as long as the generation lasts its
@@ -421,7 +471,7 @@ bool vfd_Store::Checkpoint() {
   HasApplied();
   const bool cut = m_journalEnd >= kLongJournal * journalLimit();
   m_floor = vfd_PagesOf(m_committedEnd);
-  if (!WriteHeader())
+  if (!StartGeneration())
     RemoveJournal();
   else if (cut)
     vfd_SetSize(m_journal.Get(), kVfdHeader);

@@ -73,8 +73,10 @@ std::unique_ptr<vfd_Store> vfd_Store::Open(const vfd_Options& options, std::stri
     store->Abandon();
     return nullptr;
   }
-  if (!options.readOnly)
+  if (!options.readOnly) {
     vfd_Locks::MarkWriter(store->m_main.Get());
+    vfd_Remove(NextJournalName(store->m_name)); // of a writer that died while it made one
+  }
   // Without a journal there is nothing that live readers could be shown.
   if (store->Scratch() && vfd_Locks::TryReaders(store->m_main.Get()) == vfd_Locks::Result::kHeld) {
     cause = "live readers have the file open: a writer without a journal (context option 0) would change "

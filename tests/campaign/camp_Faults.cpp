@@ -17,10 +17,13 @@ constexpr Way kWays[] = {{"ENOSPC once", ENOSPC, false},
                          {"short write", camp_Plan::kShortWrite, false}};
 constexpr Way kAllocationWays[] = {{"once", 0, false}, {"for good", 0, true}};
 
-constexpr camp_Config kConfigs[] = {{"kill-safe", 1}, {"durable", 2}, {"tiny-limits", 2, 64 << 10, 48 << 10}};
+constexpr camp_Config kConfigs[] = {{"kill-safe", 1},
+                                    {"durable", 2},
+                                    {"tiny-limits", 2, 64 << 10, 48 << 10},
+                                    {"read-live", 2, 16 << 10, 0, 1}};
 
-// Fails every stride-th call of a run, each in all ways, with a session after each run; as many calls as that
-// session makes when nothing fails. `total` is where they are counted, `plan` which of a process's are meant.
+// Fails every stride-th call of a run, each in all ways, with a session after each run. `total` is where they
+// are counted, `plan` which of a process's are meant.
 std::vector<camp_Row> sweep(const char* campaign, std::span<const camp_Config> configs,
                             std::span<const Way> ways, const char* call, std::int64_t camp_Board::*total,
                             camp_Plan camp_Fate::*plan, const camp_Options& options) {
@@ -29,10 +32,14 @@ std::vector<camp_Row> sweep(const char* campaign, std::span<const camp_Config> c
     const camp_Directory directory;
     camp_Board& board = camp_Board::New();
     int died = 0;
+    std::int64_t calls = 0; // without a fault
     const auto run = [&](const std::string& what, const camp_Fate& fate) {
       camp_Trial trial(directory, options.seed, config, board);
       ++row.runs;
+      camp_Children readers = camp_HoldSnapshots(directory.File(), config.readers);
       const int status = trial.Run(kSteps, fate);
+      readers.clear();
+      calls = calls == 0 ? board.*total : calls;
       died += status != 0;
       if (status == -SIGALRM)
         row.Bad(what + ": hangs");
@@ -40,7 +47,6 @@ std::vector<camp_Row> sweep(const char* campaign, std::span<const camp_Config> c
         row.Bad(what + ": " + trial.Message());
     };
     run("no fault", {});
-    const std::int64_t calls = board.*total;
     for (std::int64_t n = 1; n <= calls; n += options.stride)
       for (const Way& way : ways) {
         camp_Fate fate;

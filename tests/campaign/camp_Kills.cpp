@@ -5,17 +5,19 @@
 
 namespace {
 
-constexpr camp_Config kConfigs[] = {
-    {"kill-safe", 1}, {"durable", 2}, {"tiny-limits", 1, 64 << 10, 48 << 10}, {"live-readers", 1, 0, 0, 2}};
+constexpr camp_Config kConfigs[] = {{"kill-safe", 1},
+                                    {"durable", 2},
+                                    {"tiny-limits", 1, 64 << 10, 48 << 10},
+                                    {"live-readers", 1, 0, 0, 2},
+                                    {"live-tiny-journal", 1, 16 << 10, 0, 2}};
 constexpr int kSteps = 12, kRounds = 12, kRecoveryCalls = 25;
 enum { kSnapshots, kWrong }; // counters on the board
 
 // Reads commit points until it is killed; whatever it sees was the state after some step.
 void readOn(const std::string& file, camp_Board& board) {
-  constexpr int kLiveReading = 3;
   for (;;) {
     const int done = board.done;
-    camp_Session session(file, kLiveReading);
+    camp_Session session(file, camp_Session::kLiveReading);
     if (!session.OpenReadOnly())
       continue;
     camp_Session::Watch();

@@ -9,6 +9,7 @@ namespace {
 constexpr camp_Config kConfigs[] = {{"durable", 2},
                                     {"tiny-limits", 2, 64 << 10, 48 << 10},
                                     {"tiny-journal", 2, 16 << 10, 0},
+                                    {"read-live", 2, 16 << 10, 0, 1},
                                     {"regrown", 2},
                                     {"regrown-spilled", 2, 0, 48 << 10}};
 
@@ -36,6 +37,7 @@ class Recording {
     workload.moves = std::string(config.name).starts_with("regrown");
     camp_Session session(m_directory.File(), config.leastOption);
     camp_Io::Watch(m_directory.Name(), {.record = &m_record});
+    const camp_Children readers = camp_HoldSnapshots(m_directory.File(), config.readers);
     camp_Host(workload, session, 1, workload.moves ? 16 : m_random.Between(6, 20), 1, board);
     session.Close();
     camp_Io::Stop();

@@ -10,6 +10,8 @@
 /// calls that answer nothing.
 class camp_Session {
  public:
+  static constexpr int kLiveReading = 3; // the context option
+
   /// \param leastOption durability that no session of the file falls below.
   camp_Session(std::string file, int leastOption)
       : m_file(std::move(file)), m_least(leastOption), m_option(leastOption) {}

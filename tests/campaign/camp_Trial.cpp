@@ -37,6 +37,18 @@ std::string firstDifference(const std::string& wanted, const std::string& found)
 
 } // namespace
 
+camp_Children camp_HoldSnapshots(const std::string& file, int readers) {
+  camp_Children children;
+  for (int i = 0; i < readers; ++i)
+    children.push_back(std::make_unique<camp_Child>([&] {
+      camp_Session session(file, camp_Session::kLiveReading);
+      while (!session.OpenReadOnly())
+        ::usleep(100);
+      ::pause();
+    }));
+  return children;
+}
+
 std::uint64_t camp_Examine(const std::string& file, int option, bool readOnlyToo, camp_Board& board) {
   if (!std::filesystem::exists(file))
     return camp_State::kNoFile;
@@ -49,8 +61,9 @@ std::uint64_t camp_Examine(const std::string& file, int option, bool readOnlyToo
     return digest;
   if (readOnlyToo && before != digest)
     return refuse(board, "reading only showed another state than recovery");
-  if (std::filesystem::exists(file + "-journal"))
-    return refuse(board, "a journal is left behind");
+  for (const char* const suffix : {"-journal", "-journal-next"})
+    if (std::filesystem::exists(file + suffix))
+      return refuse(board, std::string("left behind: ") + suffix);
   return digest;
 }
 
@@ -93,10 +106,11 @@ camp_Trial::camp_Trial(const camp_Directory& directory, std::uint64_t seed, cons
 }
 
 int camp_Trial::Run(int steps, const camp_Fate& fate) {
+  m_board.digest[m_next - 1] = m_workload.state.Digest(); // before it is named, for readers already at work
   m_board.begun = m_board.done = m_next - 1;
-  m_board.digest[m_next - 1] = m_workload.state.Digest();
   m_board.Say("");
   m_board.calls = m_board.allocations = 0;
+  m_mayStay = m_config.readers > 0 || fate.io.forGood;
   constexpr int kGiveUp = 6;
   camp_Child child([&] {
     camp_Plan io = fate.io, allocations = fate.allocations;
@@ -137,14 +151,20 @@ bool camp_Trial::Check(bool readOnlyToo) {
                      }).Wait();
   if (status != 0)
     return Fail("the checker " + (status < 0 ? "died of signal " + std::to_string(-status) : "failed"));
-  const int begun = m_board.begun, done = m_board.done;
+  const int begun = m_board.begun, done = m_board.done, start = m_next;
   for (; m_next <= done; ++m_next)
     if (m_board.taken[m_next])
       m_workload.Step(m_next, nullptr);
   m_next = begun + 1;
-  if (m_board.found == m_workload.state.Digest())
+  const std::uint64_t state = m_workload.state.Digest();
+  if (m_board.found == state)
     return true;
-  for (int n = done + 1; n <= begun; ++n)
+  // A record whose sync failed stays, though its step was refused, where live readers may have seen it or it
+  // could not be taken back.
+  int first = done + 1;
+  while (m_mayStay && first > start && (!m_board.taken[first - 1] || m_board.digest[first - 1] == state))
+    --first;
+  for (int n = first; n <= begun; ++n)
     if (m_board.found == m_board.digest[n]) {
       m_workload.Step(n, nullptr);
       return true;

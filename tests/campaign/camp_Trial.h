@@ -77,6 +77,9 @@ class camp_Directory {
   std::string m_name;
 };
 
+/// Processes that take a live snapshot each as soon as there is a file, and hold it.
+camp_Children camp_HoldSnapshots(const std::string& file, int readers);
+
 /// Reads a file with whatever recovery it needs. \param option of the context that recovers.
 /// \param readOnlyToo reads it without writing first.
 /// \return the digest of its state, kNoFile, or kUnreadable with a message on the board.
@@ -122,5 +125,6 @@ class camp_Trial {
   camp_Board& m_board;
   camp_Workload m_workload; // in the state that the file must have
   int m_next = 1;           // the next step
+  bool m_mayStay = false;   // a commit of the last run that was refused
   std::string m_message;
 };

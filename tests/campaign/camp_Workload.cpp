@@ -53,7 +53,7 @@ bool camp_Workload::Step(int n, camp_Session* session) {
                     : moves && n < kMovesEnd     ? Move(n)
                     : kind < 72                  ? Write()
                     : kind < 84                  ? Scope()
-                    : kind < 94                  ? RolledBack()
+                    : kind < 94 || stays         ? RolledBack()
                                                  : Reopen();
   return good && (!Live() || (camp_Session::Clean() && !ORXSimContextRef(Context()).Barred()));
 }

@@ -18,6 +18,8 @@ class camp_Workload {
   camp_State state;
   /// Begins instead with streams that move until the file shrinks, and with large data where they were.
   bool moves = false;
+  /// Never closes the file.
+  bool stays = false;
 
  private:
   bool Live() const { return m_session != nullptr; }
