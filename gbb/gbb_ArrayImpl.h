@@ -21,7 +21,12 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
   explicit gbb_ArrayImpl(int trace) : m_trace(trace) {}
   /// An array of the file; an empty group is an array without elements.
   gbb_ArrayImpl(const gbb_Path& parent, int index, const gbb_Group& group, int trace)
-      : m_connected(true), m_path(parent, index), m_slots(group.ReadSize()), m_group(group), m_trace(trace) {}
+      : m_connected(true), m_epochs(0), m_path(parent, index), m_group(group), m_trace(trace) {
+    const std::uint64_t failures = ORXSimManager::Failures();
+    m_slots.Grow(group.ReadSize());
+    if (!group.Unknown() && ORXSimManager::Failures() == failures)
+      m_epochs = ORXSimManager::Epochs();
+  }
 
   int count() {
     Sync();
@@ -107,23 +112,26 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
   }
 
   // After a rollback or a refresh there are as many elements as the file has. Those that are open stay; they
-  // look after themselves.
+  // look after themselves. What cannot be read now is looked at again.
   void LookAgain() {
     const gbb_Path path(&m_path);
     if (m_lost)
       return static_cast<void>(m_group.IsThere()); // says why
+    const std::uint64_t epochs = ORXSimManager::Epochs(), failures = ORXSimManager::Failures();
     const bool moved = m_connected && gbb_HasMoved(path, m_epochs);
-    m_epochs = ORXSimManager::Epochs();
     if (!moved || !m_group.Parent())
+      return static_cast<void>(m_epochs = epochs);
+    const bool lost = path.IsRemoved() || m_group.Parent().Path().Empty();
+    const gbb_Group group = lost ? gbb_Group() : gbb_Group::Open(gbb_Group(m_group.Parent()), m_group.Name());
+    const int size = group.ReadSize();
+    if (ORXSimManager::Failures() != failures && !path.IsRemoved())
       return;
-    m_lost = path.IsRemoved() || m_group.Parent().Path().Empty();
-    if (m_lost) {
+    m_lost = lost;
+    m_epochs = lost ? 0 : epochs;
+    if (lost)
       m_group.Drop();
-      m_epochs = 0;
-    } else {
-      m_group = gbb_Group::Open(gbb_Group(m_group.Parent()), m_group.Name());
-    }
-    const int size = m_group.ReadSize();
+    else
+      m_group = group;
     while (m_slots.Length() > size)
       m_slots.RemoveLast().RemoveTo(m_removed);
     m_slots.Grow(size);

@@ -38,26 +38,28 @@ std::uint64_t roomFor(const gbb_MemoryStream::Buffer& stream) {
 
 } // namespace
 
-gbb_Group::gbb_Group(hdf_Group group, const gbb_Group& parent, const gbb_String& name, bool created)
-    : m_group(std::move(group)), m_parent(parent.m_group), m_flag(created ? 1 : 0), m_name(name) {}
+gbb_Group::gbb_Group(hdf_Group group, const gbb_Group& parent, const gbb_String& name, Flag flag)
+    : m_group(std::move(group)), m_parent(parent.m_group), m_flag(flag), m_name(name) {}
 
 gbb_Group gbb_Group::Create(const gbb_Group& parent, const gbb_String& name, int stamp) {
   const ORXSimQuiet quiet;
-  gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, true);
+  gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, kCreated);
   group.Stamp(stamp);
   return group;
 }
 
 gbb_Group gbb_Group::CreateArray(const gbb_Group& parent, const gbb_String& name, int size) {
   const ORXSimQuiet quiet;
-  gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, true);
+  gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, kCreated);
   group.m_group.AttributeCreate(kSize, hdf_Datatype::NATIVE_INT, vectorOf(1))
       .Write(hdf_Datatype::NATIVE_INT, &size);
   return group;
 }
 
 gbb_Group gbb_Group::Open(const gbb_Group& parent, const gbb_String& name) {
-  return gbb_Group(parent.m_group.GroupOpen(name.CStr()), parent, name, false);
+  const std::uint64_t failures = ORXSimManager::Failures();
+  hdf_Group group = parent.m_group.GroupOpen(name.CStr());
+  return gbb_Group(std::move(group), parent, name, ORXSimManager::Failures() == failures ? kFound : kUnknown);
 }
 
 void gbb_Group::Drop() {

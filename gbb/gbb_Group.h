@@ -34,10 +34,12 @@ class PDM_CORE_API gbb_Group {
   const hdf_Group& Parent() const { return m_parent; }
   const gbb_String& Name() const { return m_name; }
   /// True when the group was made through this value, false when it was found in the file.
-  bool Created() const { return m_flag != 0; }
+  bool Created() const { return m_flag == kCreated; }
   bool HasChild(const char* name) const { return m_group.GetObjinfoExists(name); }
   /// True when the group is in the file now, as far as the file can be read.
   bool IsThere() const { return !m_group.Path().Empty(); }
+  /// True when it is not known whether the file has the group, since looking failed.
+  bool Unknown() const { return m_flag == kUnknown; }
   /// Makes it an empty group, of which every operation reports that the object is not in the file any more.
   void Drop();
 
@@ -65,11 +67,12 @@ class PDM_CORE_API gbb_Group {
  private:
   static bool WritePadded(const hdf_Dataset& dataset, std::uint64_t capacity,
                           gbb_MemoryStream::Buffer& stream);
-  gbb_Group(hdf_Group group, const gbb_Group& parent, const gbb_String& name, bool created);
+  enum Flag : unsigned char { kFound, kCreated, kUnknown };
+  gbb_Group(hdf_Group group, const gbb_Group& parent, const gbb_String& name, Flag flag);
 
   hdf_Group m_group;
   hdf_Group m_parent;
-  unsigned char m_flag = 0; // 1: created through this value
+  Flag m_flag = kFound;
   gbb_String m_name;
   hdf_Attribute m_class; // open from Stamp() to WriteClass(), else empty
   hdf_Attribute m_size;  // of an array that was added to

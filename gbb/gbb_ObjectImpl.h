@@ -127,6 +127,7 @@ class gbb_ObjectImpl : public Traits::Interface {
   ORXSimContextID Context();
   Members* CreateMembers();
   Members* LoadMembers();
+  void LoadInto(Members& members);
   Members* CopyMembers() const;
   void BindMembers();
   void SaveMembers();
@@ -138,6 +139,7 @@ class gbb_ObjectImpl : public Traits::Interface {
   bool m_connected = false;
   bool m_lost = false;                              // the file does not have the object any more
   std::uint64_t m_epochs = ORXSimManager::Epochs(); // when the object was last as the file; 0 once it is lost
+  std::uint64_t m_discarded = m_epochs;             // when the cache was last discarded for that
   Members* m_members = nullptr;                     // owned cache, null until first needed
   gbb_Children<Traits> m_children;
   BasePart m_base;
@@ -145,6 +147,7 @@ class gbb_ObjectImpl : public Traits::Interface {
   Initial m_initial;           // what CreateMembers makes the members from
   ORXSimContextID m_context;   // of the file, valid once m_contextKnown
   bool m_contextKnown = false; // reset when the object is placed anew
+  bool m_unread = false;       // reading the stored stream failed: the cache holds defaults and is not saved
   bool m_damaged = false;      // the stored stream was refused: the cache holds defaults and is not saved
   int m_cacheNumber = 0;       // caches deleted so far
   int m_streamSize = 64;       // bytes of the last stream, a guess for the next

@@ -17,6 +17,7 @@
 
 #include <array>
 #include <cstring>
+#include <memory>
 #include <type_traits>
 
 /// The class of Traits, its descriptor filled on the first call.

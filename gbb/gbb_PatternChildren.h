@@ -29,9 +29,10 @@ void gbb_Children<Traits>::Open(const gbb_ChildOwner& owner, auto& child) {
 // Below an owner that is gone, or in a file that cannot be read, the children answer for themselves.
 template <class Traits>
 void gbb_Children<Traits>::LookAgain(const gbb_ChildOwner& owner, auto& child) {
+  const std::uint64_t failures = ORXSimManager::Failures();
   if (owner.group.HasChild(child.name()))
     child.holder.SetSuspect(false);
-  else if (owner.group.IsThere())
+  else if (owner.group.IsThere() && ORXSimManager::Failures() == failures)
     child.holder.RemoveTo(m_removed);
 }
 

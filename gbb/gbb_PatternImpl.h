@@ -106,19 +106,26 @@ template <class Traits>
 void gbb_ObjectImpl<Traits>::LookAgain() {
   if (m_lost)
     return static_cast<void>(m_group.IsThere()); // says why
-  const bool moved = m_connected && gbb_HasMoved(Path(), m_epochs);
-  m_epochs = ORXSimManager::Epochs();
-  if (!moved)
-    return;
-  Trace<"LookAgain: dropping ", Traits::kName, "Members\n">();
-  DiscardMembers(m_members);
-  m_damaged = false;
-  m_children.Suspect();
-  m_lost = Path().IsRemoved() || (!!m_group && !m_group.IsThere());
-  if (!m_lost)
-    return;
-  m_group.Drop();
-  m_epochs = 0;
+  const std::uint64_t epochs = ORXSimManager::Epochs(), failures = ORXSimManager::Failures();
+  if (!m_connected || !gbb_HasMoved(Path(), m_epochs))
+    return static_cast<void>(m_epochs = epochs);
+  if (m_discarded != epochs) { // once: an access may already have fetched the new ones
+    Trace<"LookAgain: dropping ", Traits::kName, "Members\n">();
+    DiscardMembers(m_members);
+    m_damaged = false;
+    m_children.Suspect();
+    m_discarded = epochs;
+  }
+  m_lost = Path().IsRemoved();
+  if (!m_lost && !!m_group) {
+    const bool there = m_group.IsThere();
+    if (ORXSimManager::Failures() != failures) // nobody could look: the next use does
+      return;
+    m_lost = !there;
+  }
+  m_epochs = m_lost ? 0 : epochs;
+  if (m_lost)
+    m_group.Drop();
 }
 
 template <class Traits>
@@ -164,6 +171,10 @@ const typename Traits::Members* gbb_ObjectImpl<Traits>::ReadMembers() {
   Sync();
   if (m_members == nullptr)
     m_members = m_connected ? LoadMembers() : CreateMembers();
+  else if (m_unread) { // in place: an access may have been given the defaults, which are stale now
+    LoadInto(*m_members);
+    m_cacheNumber += m_unread ? 0 : 1;
+  }
   return m_members;
 }
 
@@ -244,24 +255,31 @@ struct gbb_Readers {
 template <class Traits>
 typename Traits::Members* gbb_ObjectImpl<Traits>::LoadMembers() {
   Trace<"LoadMembers: loading ", Traits::kName, "Members\n">();
+  auto members = std::make_unique<Members>();
+  LoadInto(*members);
+  return members.release();
+}
+
+template <class Traits>
+void gbb_ObjectImpl<Traits>::LoadInto(Members& members) {
   gbb_MemoryStream::Buffer bytes;
+  const std::uint64_t failures = ORXSimManager::Failures();
   const gbb_MemoryStream::Error error = m_group.ReadMembers(bytes);
   m_damaged = error == gbb_MemoryStream::kDamaged;
+  m_unread = ORXSimManager::Failures() != failures;
   gbb_MemoryStream stream(bytes, Context(), error);
-  Members* const members = new Members();
   while (stream.More()) {
     int index = -1;
     stream.Read(gbb_MemoryStream::kSingle, gbb_MemoryStream::kInt);
     stream.Read(index);
     if (stream.GetError() == gbb_MemoryStream::kGood)
-      gbb_Readers<Traits>::Read(stream, index, *members);
+      gbb_Readers<Traits>::Read(stream, index, members);
   }
   if (stream.GetError() != gbb_MemoryStream::kGood) {
     gbb_Print<"**ERROR ", Traits::kName, "Impl::LoadMembers: error ">();
     err_Write(stream.GetError());
     err_Write(" loading class data\n");
   }
-  return members;
 }
 
 // The cached members as a stream; false after a line when one of them cannot be stored.
@@ -283,8 +301,9 @@ bool gbb_ObjectImpl<Traits>::Encode(gbb_MemoryStream::Buffer& bytes) {
 
 template <class Traits>
 void gbb_ObjectImpl<Traits>::SaveMembers() {
-  if (m_damaged) { // defaults must not take the place of what might be saved by other means
-    gbb_Print<"**ERROR ", Traits::kName, "Impl::SaveMembers: the stored data is damaged\n">();
+  if (m_damaged || m_unread) { // defaults must not take the place of what might be saved by other means
+    gbb_Print<"**ERROR ", Traits::kName, "Impl::SaveMembers: the stored data ">();
+    err_Write(m_damaged ? "is damaged\n" : "could not be read\n");
     DiscardMembers(m_members);
     return;
   }

@@ -48,7 +48,7 @@ void UTI_ORXSimDynamicAPI_finalize(int& modules) {
   hdf_Shared::Release();
 }
 
-constinit std::atomic<std::uint64_t> ORXSimManager::s_epochs{1};
+constinit std::atomic<std::uint64_t> ORXSimManager::s_epochs{1}, ORXSimManager::s_failures{0};
 
 ORXSimContextID ORXSimManager::CreateContext(const cow_String& fileName, int createFlags, int version, bool,
                                              int contextOption) try {

@@ -77,6 +77,7 @@ struct hdf_Context {
   std::uint64_t writes = 0;     // HDF5 calls of writing operations so far
   std::uint64_t committed = 0;  // of them, before the last commit point
   std::uint64_t scopeStart = 0; // of them, before the outermost scope
+  bool takenBack = false;       // the creation of the file, too: it is not made unless more is written
   unsigned forks = 0;           // Forks() of the process that opened the file
   bool stopped = false;         // barred, or rolled back within a scope: nothing may be written
   bool barred = false;          // a write has failed halfway

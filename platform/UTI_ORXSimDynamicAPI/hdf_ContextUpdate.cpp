@@ -117,15 +117,15 @@ bool hdf_Context::CloseFile() noexcept {
 
 // Closes whatever happens; only the report may find no memory.
 bool hdf_Context::Close(hdf_Operation& operation) noexcept {
-  const bool forked = store->Forked();
+  const bool forked = store->Forked(), none = takenBack && writes == committed;
   bool kept = false;
   try {
-    kept = KeepWork(operation);
+    kept = none || KeepWork(operation);
   } catch (const std::bad_alloc&) {
     hdf_Operation::OutOfMemory();
   }
   LeaveObjects([](hdf_ObjectRep& object) { object.Close(); });
-  store->BeginClosing((kept && !forked) || durability == 0);
+  store->BeginClosing((kept && !none && !forked) || durability == 0);
   const bool closed = CloseFile();
   const bool finished = store->Finish() || durability == 0 || forked;
   store.reset();
@@ -153,6 +153,7 @@ bool hdf_Context::Reopen(hdf_Operation& operation) {
       (!live || store->TakeSnapshot(cause) || operation.Refuse(cause)) && hdf_ReopenFile(operation, *this);
   lost = good ? "" : hdf_Operation::LastCause();
   committed = scopeStart = writes;
+  takenBack = store->IsNew();
   barred = stopped = !good;
   barCause = lost;
   return good;

@@ -1,5 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
 
+#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Context.h>
 #include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
 
@@ -140,9 +141,11 @@ bool hdf_Operation::Valid() {
   }
   if (m_context == nullptr)
     return Refuse(m_missing);
-  if (!m_context->IsOpen())
+  if (!m_context->IsOpen()) {
+    ++ORXSimManager::s_failures;
     return Refuse(m_context->lost.empty() ? "the file was closed"
                                           : "the file could not be opened again: " + m_context->lost);
+  }
   return true;
 }
 
@@ -159,6 +162,7 @@ void hdf_Operation::NoteWrite() {
 }
 
 bool hdf_Operation::Fail() {
+  ++ORXSimManager::s_failures;
   Refuse(innermostMessage());
   if (m_writes)
     m_context->Bar(LastCause());
@@ -207,6 +211,7 @@ std::string hdf_Operation::LastCause() {
 }
 
 void hdf_Operation::OutOfMemory() noexcept {
+  ++ORXSimManager::s_failures;
   lastError() = "out of memory"; // short enough to need none
   s_causeAt = 0;
 }

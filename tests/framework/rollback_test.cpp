@@ -169,3 +169,32 @@ TEST_F(Rollback, ALiveSimMovesOnWithItsFile) {
   EXPECT_TRUE(MeshOf(live) == mesh && systems.get(0) == first);
   EXPECT_FALSE(m.root.refreshSim(m.sim));
 }
+
+// A reader keeps the writer's pages in the journal, where they can be made unreadable.
+TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
+  msfD_Root readers(0);
+  ASSERT_TRUE(!!readers.openSimReadOnly(Path().c_str(), "", 3)) << LastError();
+  const std::string name(20000, 'n'); // some pages, written over
+  for (const std::string& text : {std::string(20000, 'a'), name})
+    m.mesh.systems().get(0).SystemName(text.c_str());
+  m.root.closeSim(m.sim);
+  m.sim = m.root.openSim(Path().c_str(), "", -1);
+  const auto systems = MeshOf(m.sim).systems();
+  const fesD_FESystem first = systems.get(0);
+  const std::string journal = Path() + "-journal", good = Bytes(journal);
+  std::ofstream(journal, std::ios::binary) << good.substr(0, 512) << std::string(good.size() - 512, '\0');
+  EXPECT_TRUE(NameOf(first).empty());
+  first.NodalLabels({});
+  EXPECT_THAT(Lines(), HasSubstr("SaveMembers: the stored data could not be read"));
+  {
+    ORXSimUpdate update(Context());
+    ORXSimCollectionRef::Create(Context(), "never", 3);
+    EXPECT_FALSE(update.Rollback());
+  }
+  EXPECT_EQ(systems.count(), 1);
+  std::ofstream(journal, std::ios::binary) << good;
+  EXPECT_TRUE(ORXSimUpdate(Context()).Rollback()) << LastError();
+  EXPECT_TRUE(NameOf(first) == name);
+  EXPECT_TRUE(systems.count() == 1 && systems.get(0) == first);
+  Lines();
+}

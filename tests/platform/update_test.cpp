@@ -163,6 +163,21 @@ TEST_F(Updates, TheOutermostScopeDecides) {
   EXPECT_FALSE(RootOf(m_context).GetObjinfoExists("unfinished"));
 }
 
+TEST_F(Updates, AFileWhoseFirstUpdateIsTakenBackNeverWas) {
+  const std::string path = Path("never.pdm");
+  for (const bool again : {false, true}) {
+    const ORXSimContextID context = Create(path);
+    {
+      ORXSimUpdate left(context);
+      Put(RootOf(context), "a", {1});
+    }
+    if (again)
+      Put(RootOf(context), "b", {1});
+    EXPECT_TRUE(ORXSimManager::CloseContext(context));
+    EXPECT_EQ(std::filesystem::exists(path), again);
+  }
+}
+
 TEST_F(Updates, WithoutAJournalNothingIsTakenBack) {
   const ORXSimContextID context = Create(Path("scratch.pdm"), 0);
   EXPECT_TRUE(ORXSimContextRef(context).Commit());
