@@ -54,6 +54,7 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
     if (!m_connected)
       return Append(std::move(element)).Get();
     const ORXSimContextID context = gbb_ContextOf(gbb_Path(&m_path));
+    const std::uint64_t failures = ORXSimManager::Failures();
     ORXSimUpdate update(context);
     const gbb_Group group = CreateElement(m_slots.Length());
     if (!group) // a file that takes nothing: neither does the array
@@ -62,7 +63,7 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
     if (!!slot)
       slot.Bind(group);
     m_group.UpdateSize(m_slots.Length());
-    if (update.Commit() || context.IsNull())
+    if (gbb_CommitWhole(update, failures) || context.IsNull())
       return slot.Get();
     m_slots.RemoveLast().RemoveTo(m_removed);
     return Element();

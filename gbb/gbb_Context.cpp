@@ -12,6 +12,13 @@ gbb_SchemaSnapshot gbb_SnapshotOf(const gbb_Path& path) {
   return gbb_SchemaSnapshot(gbb_SimpleLink(path, "#/schemaSnapshot").Get(0));
 }
 
+bool gbb_CommitWhole(ORXSimUpdate& update, std::uint64_t failures) {
+  if (ORXSimManager::Failures() == failures)
+    return update.Commit();
+  update.Rollback();
+  return false;
+}
+
 bool gbb_HasMoved(const gbb_Path& path, std::uint64_t seen) {
   return path.IsRemoved() || (!!path.Root() && ORXSimContextRef(gbb_ContextOf(path)).Epoch() > seen);
 }

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 class gbb_Path;
+class ORXSimUpdate;
 
 /// The context of the file that an object belongs to, by the link "#/distributionService"; null, after the
 /// link's line, when its path has no root.
@@ -19,3 +20,7 @@ PDM_CORE_API gbb_SchemaSnapshot gbb_SnapshotOf(const gbb_Path& path);
 /// ORXSimManager::Epochs(), and for an object that a rollback removed. Walks up the path: for the rare case
 /// that Epochs() has moved.
 PDM_CORE_API bool gbb_HasMoved(const gbb_Path& path, std::uint64_t seen);
+/// Commits the update in which an object was made, or rolls it back when a call in it has failed since
+/// ORXSimManager::Failures() was `failures`: not every failure bars the context, but half an object may stand
+/// in the file. \return true when it was committed.
+PDM_CORE_API bool gbb_CommitWhole(ORXSimUpdate& update, std::uint64_t failures);

@@ -68,11 +68,13 @@ auto gbb_Children<Traits>::Set(const gbb_ChildOwner& owner, ORXSimContextID cont
   } else if (!!holder && !owner.connected) {
     Place(owner, At<Index>(), holder);
   } else if (!!holder) {
+    const std::uint64_t failures = ORXSimManager::Failures();
     ORXSimUpdate update(context);
     if (const gbb_Group group = gbb_Group::Create(owner.group, Child::name()); !!group) {
       Place(owner, At<Index>(), holder);
       held.Bind(group);
-      if (!update.Commit() && !context.IsNull()) // what the file does not take the owner does not take
+      if (!gbb_CommitWhole(update, failures) &&
+          !context.IsNull()) // what the file does not take the owner does not take
         held.RemoveTo(m_removed);
     }
   }

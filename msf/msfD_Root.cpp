@@ -2,6 +2,7 @@
 
 #include <UTI_CoreUtils/err_Stream.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <gbb/gbb_Context.h>
 #include <gbb/gbb_Group.h>
 #include <gbb/gbb_TraverseContext.h>
 #include <kda/kda_string.h>
@@ -100,11 +101,12 @@ msfD_SimHolder msfD_Root::NewSim() {
 bool msfD_Root::BindNew(const msfD_SimHolder& sim, ORXSimContextID context) {
   if (context.IsNull())
     return false;
+  const std::uint64_t failures = ORXSimManager::Failures();
   ORXSimUpdate update(context);
   gbb_Group group(ORXSimContextRef(context).File().RootGroup().GroupCreate(kSimGroup, 0));
   const bool stamped = group.Stamp(kSimStamp);
   sim.Bind(context, group);
-  return stamped && update.Commit();
+  return stamped && gbb_CommitWhole(update, failures);
 }
 
 msfD_Sim msfD_Root::openSim(gbb_String fileName, gbb_String alias, int contextOption) {

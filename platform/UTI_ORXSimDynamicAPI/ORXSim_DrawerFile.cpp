@@ -53,8 +53,11 @@ hdf_PropertiesHandle creationProperties(const ORXSimDrawerDescription& descripti
   H5Pset_alloc_time(properties.Get(), H5D_ALLOC_TIME_INCR);
   H5Pset_fill_time(properties.Get(), H5D_FILL_TIME_IFSET);
   if (description.deflate > 0) {
-    H5Pset_shuffle(properties.Get());
-    H5Pset_deflate(properties.Get(), static_cast<unsigned>(description.deflate));
+    // Mandatory: a chunk that a lack of memory has once kept from being compressed is not read well any more
+    // after it is written again.
+    const auto level = static_cast<unsigned>(description.deflate);
+    H5Pset_filter(properties.Get(), H5Z_FILTER_SHUFFLE, H5Z_FLAG_MANDATORY, 0, nullptr);
+    H5Pset_filter(properties.Get(), H5Z_FILTER_DEFLATE, H5Z_FLAG_MANDATORY, 1, &level);
   }
   return properties;
 }

@@ -1,5 +1,7 @@
 #include <campaign/camp_Workload.h>
 
+#include <campaign/camp_Io.h>
+
 #include <cstring>
 #include <numeric>
 
@@ -55,7 +57,7 @@ bool camp_Workload::Step(int n, camp_Session* session) {
                     : kind < 84                  ? Scope()
                     : kind < 94 || stays         ? RolledBack()
                                                  : Reopen();
-  return good && (!Live() || (camp_Session::Clean() && !ORXSimContextRef(Context()).Barred()));
+  return good;
 }
 
 // The streams of two systems grow past their datasets in turn, until the last one in the file, rewritten in
@@ -86,7 +88,10 @@ bool camp_Workload::Build() {
   bool good = NewCollection() && NewCollection() && NewSet(0) && NewSet(1);
   addTo<msfD_Mesh>(addTo<msfD_DiscreteModel>(state.sim));
   if (Live())
-    m_session->Sim().DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)).Mesh(msfD_Mesh::New({}, {}, 0));
+    good = !!m_session->Sim()
+                 .DiscreteModel(msfD_DiscreteModel::New({}, {}, 0))
+                 .Mesh(msfD_Mesh::New({}, {}, 0)) &&
+           good;
   for (int kind = 0; kind < 4; ++kind)
     good = NewSystem(kind) && good;
   good = NewDistribution(false) && NewDistribution(false) && good;
@@ -187,10 +192,18 @@ bool camp_Workload::SetMemberOf(const Handle& handle, camp_Object& object) {
       return;
     gbb_ObjectAccess<typename Handle::Traits> access(handle);
     good = access.members() != nullptr;
-    if (good) {
-      access.members()->*member.kField = value;
-      access.commit();
-    }
+    if (!good)
+      return;
+    const ORXSimContextRef context(Context());
+    const auto before = context.LastCommit().sequence;
+    access.members()->*member.kField = value;
+    access.commit();
+    // A setter answers nothing, so what is read back tells, and whether it was committed.
+    const bool armed = camp_Allocations::Arm(false);
+    const auto* const members = handle.ReadMembers();
+    good = members != nullptr && camp_TextOf(members->*member.kField) == object.members[member.name()] &&
+           (!context.Barred() || context.LastCommit().sequence != before);
+    camp_Allocations::Arm(armed);
   });
   return good;
 }

@@ -26,7 +26,7 @@ class camp_Workload {
   ORXSimContextID Context() const { return Live() ? m_session->Context() : ORXSimContextID(1 << 30); }
   msfD_Mesh Mesh() const { return Live() ? m_session->Mesh() : msfD_Mesh(); }
   camp_Object& MeshObject() { return state.sim.children[0].children[0]; }
-  bool Commit(ORXSimUpdate& update) const { return !Live() || (camp_Session::Clean() && update.Commit()); }
+  bool Commit(ORXSimUpdate& update) const { return !Live() || update.Commit(); }
 
   bool Create();
   bool Build();
