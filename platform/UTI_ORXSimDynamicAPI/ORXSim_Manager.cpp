@@ -27,6 +27,7 @@ bool checkOptions(hdf_Operation& operation, int flags, int mostFlags, int versio
 }
 
 std::shared_ptr<hdf_Context> makeContext(const cow_String& fileName, int flags, int option) {
+  hdf_Contexts::Reserve();
   auto context = std::make_shared<hdf_Context>();
   context->fileName = fileName.CStr();
   context->readOnly = (flags & kReadOnly) != 0;

@@ -31,6 +31,11 @@ const std::shared_ptr<hdf_Context>& hdf_Contexts::Find(ORXSimContextID id) {
   return id.Value() >= 0 && place < contexts().size() ? contexts()[place] : s_none;
 }
 
+void hdf_Contexts::Reserve() {
+  if (contexts().size() == contexts().capacity())
+    contexts().reserve(2 * contexts().size() + 8);
+}
+
 ORXSimContextID hdf_Contexts::Add(std::shared_ptr<hdf_Context> context) {
   contexts().push_back(context);
   context->id = ORXSimContextID(static_cast<int>(contexts().size() - 1));

@@ -109,7 +109,9 @@ class hdf_Contexts {
  public:
   /// Null when the context is unknown or closed. Valid until the next context is opened or closed.
   static const std::shared_ptr<hdf_Context>& Find(ORXSimContextID id);
-  /// Gives the context its number and keeps it until Remove.
+  /// Makes room for one more, so that Add cannot fail when its file is open. Throws std::bad_alloc.
+  static void Reserve();
+  /// Gives the context its number and keeps it until Remove. After Reserve.
   static ORXSimContextID Add(std::shared_ptr<hdf_Context> context);
   static void Remove(ORXSimContextID id);
   /// The open context on that file, null when there is none.

@@ -65,6 +65,8 @@ show_Json DescribeOne(const Options& options, const msfD_Sim& sim, const cli_Lib
   if (!target)
     throw cli_Failure(cli_Exit::kNotThere, options.file + ": expected '" + options.path +
                                                "' in the simulation, found nothing of that name");
+  if (target->description["kind"] == "missing")
+    return target->description;
   if (target->distribution && !target->distribution->IsNull())
     show_FieldData(*target->distribution, options.head,
                    options.drawer < 0 ? std::nullopt : std::optional(options.drawer), target->description);

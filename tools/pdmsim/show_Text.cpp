@@ -141,7 +141,9 @@ void show_Write(std::ostream& out, const std::string& name, const show_Json& val
     return WriteObject(out, name, value, depth);
   if (kind == "field")
     return WriteField(out, name, value, depth);
-  if (kind == "collection") {
+  if (kind == "missing") {
+    Line(out, name, "missing: the file has no " + Plain(value["what"]) + " " + value["id"].dump(), depth);
+  } else if (kind == "collection") {
     Line(out, name, Counted(value["items"].get<long long>(), "item"), depth);
   } else if (kind == "set") {
     Line(out, name, OfSet(value), depth);
