@@ -69,12 +69,14 @@ std::string moduleOf(const std::string& line) {
 
 // The place in HDF5 where each stack of the report begins, as the first of them; "" when one begins
 // elsewhere. The C library and the sanitizers work for whoever called them. What happens to be next to an
-// access that is out of bounds, and is freed already, was in nobody's hands.
+// access that is out of bounds, and is freed already, was in nobody's hands; nor was what an access at a
+// place that is known for that has run into.
 std::string placeInHdf5(const std::string& report) {
   std::istringstream lines(report);
   std::string first, line;
   bool decided = false;
-  const bool outside = report.find("heap-buffer-overflow") != std::string::npos;
+  const bool freed = report.find("heap-use-after-free") != std::string::npos,
+             outside = freed || report.find("heap-buffer-overflow") != std::string::npos;
   while (std::getline(lines, line)) {
     if (outside && line.starts_with("freed by"))
       break;
@@ -91,7 +93,7 @@ std::string placeInHdf5(const std::string& report) {
       return "";
     }
   }
-  return first;
+  return freed && !s_places.contains(first) ? "" : first;
 }
 } // namespace
 

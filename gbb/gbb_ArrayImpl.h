@@ -53,6 +53,8 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
     Sync();
     if (!m_connected)
       return Append(std::move(element)).Get();
+    if (m_epochs != ORXSimManager::Epochs()) // how many there are could not be read
+      return Element();
     const ORXSimContextID context = gbb_ContextOf(gbb_Path(&m_path));
     const std::uint64_t failures = ORXSimManager::Failures();
     ORXSimUpdate update(context);

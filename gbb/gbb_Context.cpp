@@ -12,6 +12,11 @@ gbb_SchemaSnapshot gbb_SnapshotOf(const gbb_Path& path) {
   return gbb_SchemaSnapshot(gbb_SimpleLink(path, "#/schemaSnapshot").Get(0));
 }
 
+void gbb_TakeBack(ORXSimContextID context) {
+  if (!ORXSimContextRef(context).Barred())
+    ORXSimUpdate(context).Rollback();
+}
+
 bool gbb_CommitWhole(ORXSimUpdate& update, std::uint64_t failures) {
   if (ORXSimManager::Failures() == failures)
     return update.Commit();

@@ -20,6 +20,10 @@ PDM_CORE_API gbb_SchemaSnapshot gbb_SnapshotOf(const gbb_Path& path);
 /// ORXSimManager::Epochs(), and for an object that a rollback removed. Walks up the path: for the rare case
 /// that Epochs() has moved.
 PDM_CORE_API bool gbb_HasMoved(const gbb_Path& path, std::uint64_t seen);
+/// A write of an object has failed: what has not barred the context is rolled back, so that no open scope
+/// commits the rest without it.
+PDM_CORE_API void gbb_TakeBack(ORXSimContextID context);
+
 /// Commits the update in which an object was made, or rolls it back when a call in it has failed since
 /// ORXSimManager::Failures() was `failures`: not every failure bars the context, but half an object may stand
 /// in the file. \return true when it was committed.

@@ -8,6 +8,7 @@
 #include <gbb/gbb_Path.h>
 #include <gbb/gbb_Text.h>
 
+#include <memory>
 #include <tuple>
 #include <utility>
 
@@ -127,7 +128,7 @@ class gbb_ObjectImpl : public Traits::Interface {
   ORXSimContextID Context();
   Members* CreateMembers();
   Members* LoadMembers();
-  void LoadInto(Members& members);
+  void LoadMembersAgain();
   Members* CopyMembers() const;
   void BindMembers();
   void SaveMembers();
@@ -140,6 +141,7 @@ class gbb_ObjectImpl : public Traits::Interface {
   bool m_lost = false;                              // the file does not have the object any more
   std::uint64_t m_epochs = ORXSimManager::Epochs(); // when the object was last as the file; 0 once it is lost
   std::uint64_t m_discarded = m_epochs;             // when the cache was last discarded for that
+  std::unique_ptr<Members> m_stale;                 // a former cache that an access may still point to
   Members* m_members = nullptr;                     // owned cache, null until first needed
   gbb_Children<Traits> m_children;
   BasePart m_base;

@@ -171,10 +171,8 @@ const typename Traits::Members* gbb_ObjectImpl<Traits>::ReadMembers() {
   Sync();
   if (m_members == nullptr)
     m_members = m_connected ? LoadMembers() : CreateMembers();
-  else if (m_unread) { // in place: an access may have been given the defaults, which are stale now
-    LoadInto(*m_members);
-    m_cacheNumber += m_unread ? 0 : 1;
-  }
+  else if (m_unread)
+    LoadMembersAgain();
   return m_members;
 }
 
@@ -256,30 +254,36 @@ template <class Traits>
 typename Traits::Members* gbb_ObjectImpl<Traits>::LoadMembers() {
   Trace<"LoadMembers: loading ", Traits::kName, "Members\n">();
   auto members = std::make_unique<Members>();
-  LoadInto(*members);
-  return members.release();
-}
-
-template <class Traits>
-void gbb_ObjectImpl<Traits>::LoadInto(Members& members) {
   gbb_MemoryStream::Buffer bytes;
   const std::uint64_t failures = ORXSimManager::Failures();
   const gbb_MemoryStream::Error error = m_group.ReadMembers(bytes);
   m_damaged = error == gbb_MemoryStream::kDamaged;
-  m_unread = ORXSimManager::Failures() != failures;
+  const bool unread = ORXSimManager::Failures() != failures;
   gbb_MemoryStream stream(bytes, Context(), error);
   while (stream.More()) {
     int index = -1;
     stream.Read(gbb_MemoryStream::kSingle, gbb_MemoryStream::kInt);
     stream.Read(index);
     if (stream.GetError() == gbb_MemoryStream::kGood)
-      gbb_Readers<Traits>::Read(stream, index, members);
+      gbb_Readers<Traits>::Read(stream, index, *members);
   }
   if (stream.GetError() != gbb_MemoryStream::kGood) {
     gbb_Print<"**ERROR ", Traits::kName, "Impl::LoadMembers: error ">();
     err_Write(stream.GetError());
     err_Write(" loading class data\n");
   }
+  m_unread = unread;
+  return members.release();
+}
+
+// The defaults that an access may still write into stay until the next time; they are stale from now on.
+template <class Traits>
+void gbb_ObjectImpl<Traits>::LoadMembersAgain() {
+  std::unique_ptr<Members> members(LoadMembers());
+  if (m_unread)
+    return;
+  m_stale.reset(std::exchange(m_members, members.release()));
+  ++m_cacheNumber;
 }
 
 // The cached members as a stream; false after a line when one of them cannot be stored.
@@ -305,6 +309,8 @@ void gbb_ObjectImpl<Traits>::SaveMembers() {
     gbb_Print<"**ERROR ", Traits::kName, "Impl::SaveMembers: the stored data ">();
     err_Write(m_damaged ? "is damaged\n" : "could not be read\n");
     DiscardMembers(m_members);
+    if (m_unread)
+      gbb_TakeBack(Context());
     return;
   }
   gbb_MemoryStream::Buffer bytes;
@@ -313,8 +319,10 @@ void gbb_ObjectImpl<Traits>::SaveMembers() {
   const ORXSimQuiet quiet; // over the commit point too
   const bool written = m_group.WriteMembers(bytes);
   m_streamSize = bytes.Length();
-  if (written)
+  if (written) {
     ORXSimContextRef(Context()).Commit();
-  else
-    DiscardMembers(m_members); // what is read next is what the file holds
+    return;
+  }
+  DiscardMembers(m_members); // what is read next is what the file holds
+  gbb_TakeBack(Context());
 }

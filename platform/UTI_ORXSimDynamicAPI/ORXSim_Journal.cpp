@@ -76,7 +76,11 @@ ORXSimJournalInfo ORXSimJournal::Read(const cow_String& fileName) {
 
 bool ORXSimJournal::Apply(const cow_String& fileName) {
   const ORXSimContextID context = ORXSimManager::OpenContext(fileName, 0, kVersion, false, kPowerSafe);
-  return !context.IsNull() && ORXSimManager::CloseContext(context);
+  if (context.IsNull() || !ORXSimManager::CloseContext(context))
+    return false;
+  hdf_Operation operation("apply journal", fileName.CStr());
+  return ::access(journalOf(fileName).c_str(), F_OK) != 0 ||
+         operation.Refuse("live readers have the file open");
 }
 
 bool ORXSimJournal::Discard(const cow_String& fileName) {
@@ -94,5 +98,6 @@ bool ORXSimJournal::Discard(const cow_String& fileName) {
   if (vfd_Locks::TryReaders(file.Get()) == vfd_Locks::Result::kHeld)
     return operation.Refuse("live readers have the file open");
   const std::string name = journalOf(fileName);
+  vfd_Remove(vfd_Store::NextJournalName(name.substr(0, name.size() - vfd_Store::JournalName("").size())));
   return (vfd_Remove(name) && vfd_SyncDirectoryOf(name)) || operation.RefuseErrno(errno);
 }

@@ -14,7 +14,7 @@ struct ORXSIM_API ORXSimJournalInfo {
   bool headerValid = false; // what follows is known
   bool belongs = false;     // it was written for this file, as far as their contents tell
   bool writerAtWork = false;
-  std::uint64_t commits = 0;   // whole commits in it
+  std::uint64_t commits = 0;   // whole commits in it; one that was written anew has the sum of many
   std::uint64_t frames = 0;    // changed pages of 4096 bytes in them
   std::uint64_t sequence = 0;  // number of the last commit in its writer's session
   std::int64_t imageBytes = 0; // size of the file after the last commit
@@ -31,7 +31,8 @@ class ORXSIM_API ORXSimJournal {
  public:
   /// Reads the journal beside the file and writes nothing.
   static ORXSimJournalInfo Read(const cow_String& fileName);
-  /// Brings the journal's commits into the file and removes it; with live readers on the file it stays.
+  /// Brings the journal's commits into the file and removes it. False, too, when it has to stay since live
+  /// readers have the file open.
   /// Refused while a process has the file open, and when the journal does not belong to the file. True when
   /// there is no journal.
   static bool Apply(const cow_String& fileName);

@@ -69,10 +69,12 @@ bool hdf_AttributeRep::OpenAgain(hdf_Operation& operation) {
   const hdf_Silence silence;
   const hid_t object = H5Oopen(context->file, m_path.c_str(), hdf_Shared::Get().OpenGroup());
   const hid_t opened = object < 0 ? object : H5Aopen(object, m_name.c_str(), H5P_DEFAULT);
+  const bool gone = object >= 0 && opened < 0 && H5Aexists(object, m_name.c_str()) == 0;
   if (object >= 0)
     H5Oclose(object);
   if (opened < 0)
-    return operation.Refuse("the attribute '" + m_name + "' is not in the file any more");
+    return gone ? operation.Refuse("the attribute '" + m_name + "' is not in the file any more")
+                : operation.Check(opened);
   TakeOver(opened, context->objects);
   const hdf_CloseUnless guard(*this);
   return guard.good = Inspect(operation);
@@ -105,7 +107,12 @@ hdf_Attribute hdf_Group::AttributeOpen(const char* name) const try {
   hdf_Operation operation("open attribute", m_rep.get(), name);
   if (!operation.Usable() || !checkName(operation, name))
     return hdf_ObjectRep::Failed<hdf_Attribute>();
-  return opened(operation, m_rep->context, H5Aopen(m_rep->id, name, H5P_DEFAULT));
+  const hid_t id = H5Aopen(m_rep->id, name, H5P_DEFAULT);
+  if (id < 0 && H5Aexists(m_rep->id, name) == 0) {
+    operation.Refuse("there is no attribute of that name");
+    return hdf_ObjectRep::Failed<hdf_Attribute>();
+  }
+  return opened(operation, m_rep->context, id);
 } catch (const std::bad_alloc&) {
   hdf_Operation::OutOfMemory();
   return {};

@@ -64,7 +64,7 @@ bool hdf_Context::MakeCommitPoint(hdf_Operation& operation) {
     return true;
   if (stopped || store->Forked())
     return stopped ? RefuseWrite(operation) : operation.Refuse(kForked);
-  if (durability == 0 && !store->IsNew())
+  if ((durability == 0 && !store->IsNew()) || (takenBack && writes == committed))
     return true;
   if (!store->FileIdKnown())
     store->SetFileId(hdf_ReadFileId(file));
@@ -75,6 +75,7 @@ bool hdf_Context::MakeCommitPoint(hdf_Operation& operation) {
   std::string cause;
   if (store->Commit(cause)) {
     committed = writes;
+    takenBack = false;
     return true;
   }
   // In a scope the caller may try again; without one nobody can, and what answers false must not come later.

@@ -127,7 +127,9 @@ cow_String hdf_Group::Path() const try {
   hdf_Operation operation("path of a group", m_rep.get());
   if (!operation.Usable())
     return {};
-  return hdf_PathOf(m_rep->id).c_str();
+  const std::string path = hdf_PathOf(m_rep->id);
+  operation.Check(path.empty() ? -1 : 0);
+  return path.c_str();
 } catch (const std::bad_alloc&) {
   hdf_Operation::OutOfMemory();
   return {};

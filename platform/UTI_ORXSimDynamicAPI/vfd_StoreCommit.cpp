@@ -223,8 +223,12 @@ void vfd_Store::HasCommitted(const Plan& plan) {
   const bool keepFloor = !vfd_Broken(vfd_Rule::kFloor);
   const std::uint64_t framed = plan.entries.empty() || !keepFloor ? 0 : plan.entries.back().page + 1;
   m_floor = std::max({keepFloor ? m_floor : 0, vfd_PagesOf(m_committedEnd), framed});
-  if (m_journalEnd < m_nextTry || !EndGeneration())
-    KeepRecent(plan);
+  try {
+    if (m_journalEnd < m_nextTry || !EndGeneration())
+      KeepRecent(plan);
+  } catch (const std::bad_alloc&) {
+    m_recent.Clear(); // the journal has all of it
+  }
   m_overlay.Clear();
   m_spillAt = SpillLimit();
 }
@@ -382,6 +386,7 @@ void vfd_Store::Shorten() {
   if (!done) {
     vfd_Remove(nextName);
     m_nextTry = m_journalEnd + journalLimit();
+    m_cause.clear(); // nobody is told
     return;
   }
   m_journal = std::move(next);
@@ -389,14 +394,22 @@ void vfd_Store::Shorten() {
   m_journalEnd = m_openEnd = end;
   m_chain = m_openChain = chain;
   m_nextTry = end + journalLimit();
-  // Under the old name's journal the next commits would be lost.
-  if (Power() && !vfd_Broken(vfd_Rule::kDirectorySync) && !vfd_SyncDirectoryOf(m_name))
-    Poison("sync the directory");
+  // Should the name be the old journal's again, the next commits would be lost.
+  try {
+    if (Power() && !vfd_Broken(vfd_Rule::kDirectorySync) && !vfd_SyncDirectoryOf(m_name))
+      Poison("sync the directory");
+  } catch (const std::bad_alloc&) {
+    m_poison = "no memory"; // short enough to need none
+  }
 }
 
 // All that is committed and not in the main file, as one commit of that number.
 bool vfd_Store::WriteShortened(const vfd_Descriptor& journal, vfd_PageIndex& index, std::uint64_t& end,
                                std::uint64_t& chain) {
+  // The header tells the main file by its first sector, which a copying that failed may have written without
+  // a sync.
+  if (Power() && !vfd_Sync(m_main.Get()))
+    return Poison("sync the file");
   if (!WriteHeader(journal.Get(), m_sequence - 1, chain))
     return false;
   std::vector<std::uint64_t> pages;

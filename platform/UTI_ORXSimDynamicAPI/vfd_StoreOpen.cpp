@@ -183,7 +183,9 @@ bool vfd_Store::FindJournal(std::string& cause) {
   }
   unsigned char sector[512];
   m_found = std::make_unique<vfd_JournalContent>();
-  if (!m_found->Read(m_journal.Get()) || !vfd_ReadPadded(m_main.Get(), sector, sizeof sector, 0)) {
+  // A writer beside a live reader extends the file before it commits, so the size is looked at again.
+  if (!m_found->Read(m_journal.Get()) || !vfd_ReadPadded(m_main.Get(), sector, sizeof sector, 0) ||
+      !vfd_GetSize(m_main.Get(), m_mainSize)) {
     cause = "read its journal: " + errnoText();
     return false;
   }

@@ -6,7 +6,7 @@
 namespace {
 
 constexpr int kReaders = 3;
-enum { kSnapshots, kWrong, kRefreshed }; // counters on the board
+enum { kSnapshots, kWrong, kRefreshed, kRefused }; // counters on the board
 
 // Pauses while the writer goes on.
 void pause(camp_Random& random) {
@@ -26,8 +26,11 @@ void readOn(const std::string& file, std::uint64_t seed, camp_Board& board) {
   for (camp_Random random(seed);;) {
     int since = board.done;
     camp_Session session(file, camp_Session::kLiveReading);
-    if (!session.OpenReadOnly())
+    if (!session.OpenReadOnly()) {
+      if (board.counter[kRefused]++ == 0)
+        board.Say(ORXSimManager::LastError());
       continue;
+    }
     const int until = board.begun;
     if (random.OneIn(2))
       pause(random);
@@ -97,6 +100,8 @@ std::vector<camp_Row> camp_Live(const camp_Options& options) {
       row.Bad("snapshots that never were: " + std::to_string(board.counter[kWrong]));
     if (board.counter[kSnapshots] == 0)
       row.Bad("nobody could read");
+    if (board.counter[kRefused] > 0)
+      row.Bad("a reader was refused: " + std::string(board.message));
     if (board.begun - board.done > 1)
       row.Bad(std::string("the writer was refused: ") + board.message);
     const auto refreshed = static_cast<int>(board.counter[kRefreshed]);

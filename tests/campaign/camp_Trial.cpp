@@ -110,7 +110,7 @@ int camp_Trial::Run(int steps, const camp_Fate& fate) {
   m_board.begun = m_board.done = m_next - 1;
   m_board.Say("");
   m_board.calls = m_board.allocations = 0;
-  m_mayStay = m_config.readers > 0 || fate.io.forGood;
+  m_mayStay = m_config.readers > 0 || (fate.io.forGood && m_config.leastOption == 2);
   constexpr int kGiveUp = 6;
   camp_Child child([&] {
     camp_Plan io = fate.io, allocations = fate.allocations;

@@ -119,6 +119,9 @@ void check_Beside(check_Report& report) {
           "", "journal",
           "a journal lies beside the file: a program has it open for writing or died; see pdmsim recover",
           true);
+    if (beside == name + "-journal-next")
+      report.Add("", "unfinished", beside + " was left by a program that died; the next writer removes it",
+                 true);
     for (const std::string& unfinished : {name + ".new-", name + ".import-"}) {
       if (!beside.starts_with(unfinished) ||
           beside.find_first_not_of("0123456789", unfinished.size()) != std::string::npos)

@@ -73,7 +73,9 @@ show_Json Describe(const Options& options, const ORXSimJournalInfo& info) {
 
 /// What the journal holds, in one clause.
 std::string Content(const ORXSimJournalInfo& info) {
-  std::string text = std::to_string(info.commits) + (info.commits == 1 ? " commit" : " commits");
+  std::string text = info.commits == 0 ? "no commit"
+                                       : "changes in " + show_Size(info.frames * 4096) + " up to commit " +
+                                             std::to_string(info.sequence);
   if (info.tailBytes > 0)
     text += " and an update that was never finished";
   return text;
