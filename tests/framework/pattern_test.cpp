@@ -11,70 +11,51 @@ using Access = framework_Fixture;
 using OwnInterface = framework_Fixture;
 using Holders = framework_Fixture;
 
-kda_MapString<ORXSimCSetID> threeSets(ORXSimCollectionID nodes) {
-  kda_MapString<ORXSimCSetID> sets;
-  sets.insert("all", ORXSimCSetID(nodes, 0));
-  sets.insert("", ORXSimCSetID(nodes, 1));
-  sets.insert("name/with slash", ORXSimCSetID(nodes, 2));
-  return sets;
-}
-
 } // namespace
 
 TEST_F(Pattern, ValuesSetBeforeBindingAndAfterComeBack) {
   {
     msfD_Root root(0);
     const msfD_Sim sim = root.createSim(Path().c_str(), "", -1);
-    const ORXSimContextID context = sim.distributionService().Context();
-    const auto id = [&](int minor) { return ORXSimCollectionID(context, minor); };
+    const auto id = [context = sim.distributionService().Context()](int minor) {
+      return ORXSimCollectionID(context, minor);
+    };
     // The whole tree is made in memory and bound from the top.
-    msfD_DiscreteModelHolder holder = msfD_DiscreteModel::New(id(1), id(2), 0);
+    msfD_DiscreteModelHolder holder = msfD_DiscreteModel::New(id(1), {}, 0);
     const msfD_DiscreteModel model = holder.Get();
-    const msfD_Mesh mesh = model.Mesh(msfD_Mesh::New(id(3), id(4), 0));
+    const msfD_Mesh mesh = model.Mesh(msfD_Mesh::New(id(3), {}, 0));
     const fesD_FESystem system = mesh.systems().add(System("first"));
     model.Frames(id(5));
-    mesh.NodeSets(threeSets(id(3)));
     system.SystemName("renamed");
-    EXPECT_TRUE(model.mesh() == mesh && mesh.nodes() == id(3) && model.vectors() == id(1));
+    EXPECT_TRUE(model.mesh() == mesh && mesh.nodes() == id(3));
     EXPECT_TRUE(sim.DiscreteModel(std::move(holder)) == model && !holder);
     EXPECT_EQ(system.Path().Parent().Parent().Parent().Index(), 0);
     EXPECT_EQ(mesh.Path().Index(), 6);
     EXPECT_EQ(system.Path().Parent().Index(), 18);
     // Connected by now: each setter is one committed write, and a map setter replaces the whole map.
     mesh.LagrangeNodes(ORXSimCSetID(id(3), 9));
-    kda_MapString<ORXSimDistributionID> fields;
-    for (int i = 0; i < 1000; ++i) // makes the stream outgrow its dataset
-      fields.insert(("field" + std::to_string(i)).c_str(), ORXSimDistributionID(context, i));
-    mesh.NodeFields(fields);
-    mesh.ElementSets(threeSets(id(4)));
+    kda_MapString<ORXSimCSetID> sets;
+    for (const char* const name : {"all", "", "name/with slash"}) {
+      sets.insert(name, ORXSimCSetID(id(3), 2));
+      mesh.NodeSets(sets);
+    }
+    mesh.ElementSets(sets);
     mesh.ElementSets({});
-    kda_MapInt<ORXSimDistributionID> byNumber;
-    byNumber.insert(-7, ORXSimDistributionID(context, 70));
-    system.Distributions(byNumber);
   }
-  for (const bool readOnly : {false, true}) {
-    msfD_Root root(0);
-    const msfD_Sim sim =
-        readOnly ? root.openSimReadOnly(Path().c_str(), "", -1) : root.openSim(Path().c_str(), "", -1);
-    const ORXSimContextID context = sim.distributionService().Context();
-    const auto id = [&](int minor) { return ORXSimCollectionID(context, minor); };
-    const msfD_DiscreteModel model = sim.discreteModel();
-    const msfD_Mesh mesh = model.mesh();
-    EXPECT_TRUE(model.vectors() == id(1) && model.localNodes() == id(2) && model.frames() == id(5));
-    EXPECT_TRUE(model.components().IsNull() && model.localNodeSets().count() == 0);
-    EXPECT_TRUE(mesh.nodes() == id(3) && mesh.elements() == id(4) && mesh.faces().IsNull());
-    EXPECT_TRUE(mesh.lagrangeNodes() == ORXSimCSetID(id(3), 9));
-    EXPECT_EQ(mesh.nodeSets().count(), 3);
-    threeSets(id(3)).ForEach([&](const kda_string& key, const ORXSimCSetID& set) {
-      EXPECT_TRUE(mesh.nodeSets().isMember(key) && mesh.nodeSets().get(key) == set) << key.cStr();
-    });
-    EXPECT_EQ(mesh.elementSets().count(), 0);
-    EXPECT_EQ(mesh.nodeFields().count(), 1000);
-    EXPECT_TRUE(mesh.nodeFields().get("field999") == ORXSimDistributionID(context, 999));
-    ASSERT_EQ(mesh.systems().count(), 1);
-    EXPECT_STREQ(mesh.systems().get(0).systemName().cStr(), "renamed");
-    EXPECT_TRUE(mesh.systems().get(0).distributions().get(-7) == ORXSimDistributionID(context, 70));
-  }
+  msfD_Root root(0);
+  const msfD_Sim sim = root.openSim(Path().c_str(), "", -1);
+  const auto id = [context = sim.distributionService().Context()](int minor) {
+    return ORXSimCollectionID(context, minor);
+  };
+  const msfD_DiscreteModel model = sim.discreteModel();
+  EXPECT_TRUE(model.vectors() == id(1) && model.frames() == id(5) && model.components().IsNull());
+  const msfD_Mesh mesh = model.mesh();
+  EXPECT_TRUE(mesh.nodes() == id(3) && mesh.lagrangeNodes() == ORXSimCSetID(id(3), 9));
+  EXPECT_EQ(mesh.nodeSets().count(), 3);
+  EXPECT_TRUE(mesh.nodeSets().get("name/with slash") == ORXSimCSetID(id(3), 2));
+  EXPECT_EQ(mesh.elementSets().count(), 0);
+  ASSERT_EQ(mesh.systems().count(), 1);
+  EXPECT_STREQ(mesh.systems().get(0).systemName().cStr(), "renamed");
 }
 
 TEST_F(Pattern, TracesEveryOperationInOrder) {
@@ -109,10 +90,6 @@ TEST_F(Pattern, TracesEveryOperationInOrder) {
   mesh.nodes();
   mesh.faces();
   EXPECT_EQ(Lines(), "msfD_MeshImpl::LoadMembers: loading msfD_MeshMembers\n");
-  mesh.systems().count();
-  EXPECT_EQ(Lines(), "");
-  EXPECT_STREQ(mesh.systems().get(0).systemName().cStr(), "u");
-  EXPECT_EQ(Lines(), "fesD_FESystemImpl::LoadMembers: loading fesD_FESystemMembers\n");
   a.root.closeSim(a.root.get(0));
   a.root.openSimReadOnly(file.c_str(), "", -1);
   EXPECT_EQ(Lines(), "msfD_Root::closeSim\nmsfD_Root::openSimReadOnly " + file + "\n");
@@ -233,7 +210,6 @@ TEST_F(OwnInterface, AnswersForItsObject) {
     }
   } own;
   s_paths = 0;
-  Model a(Path("a.pdm"));
   msfD_Root root(0);
   const msfD_Sim sim = root.createSim(Path("b.pdm").c_str(), "", -1);
   const msfD_DiscreteModel model = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
@@ -247,16 +223,12 @@ TEST_F(OwnInterface, AnswersForItsObject) {
     EXPECT_TRUE(handle.Class() == own.Class());
     EXPECT_TRUE(msfD_Mesh(handle) == mesh && mesh.nodes() == nodes);
     EXPECT_TRUE(own.Path() == mesh.Path() && s_paths > 0);
-    gbb_LinkHolder link(new gbb_SimpleLink(sim.Path(), "#/discreteModel/mesh"));
-    EXPECT_TRUE(gbb_TypedLink<msfD_Mesh>(link).get(0) == mesh);
   }
   root.closeSim(sim);
   // The stored class is the interface's own.
   const msfD_Sim again = root.openSim(Path("b.pdm").c_str(), "", -1);
   EXPECT_TRUE(!MeshOf(again));
   EXPECT_EQ(Lines(), "**ERROR msfD_MeshHolder::Open: class com.vertana.OwnMesh is not registered\n");
-  again.schemaSnapshot().Register(own.Class());
-  EXPECT_TRUE(!MeshOf(again)) << "registered, with an open function that answers nothing";
 }
 
 TEST_F(Holders, MoveAndNameWhatTheyHold) {

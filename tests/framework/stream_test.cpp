@@ -51,37 +51,22 @@ TEST_F(MemberStream, WritesTheseBytes) {
   kda_MapString<ORXSimCSetID> sets;
   sets.insert("b", ORXSimCSetID(ORXSimCollectionID(kHere, 2), 0x0102));
   sets.insert("", ORXSimCSetID());
-  kda_MapInt<ORXSimDistributionID> byInt;
-  byInt.insert(1, ORXSimDistributionID(kHere, 5));
-  byInt.insert(-2, ORXSimDistributionID());
-  gbb_WriteMember(stream, 3, ORXSimCollectionID(kHere, 258));
   gbb_WriteMember(stream, 11, sets);
-  gbb_WriteMember(stream, 0, byInt);
-  gbb_WriteMember(stream, 1, kda_string("xy"));
   gbb_WriteMember(stream, 2, 1.0);
-  gbb_WriteMember(stream, 4, -2);
   stream.Write(true);
   stream.Write(ORXSimDSetID(kHere, 1));
-  EXPECT_EQ(stream.GetError(), 0);
   // clang-format off
   const Raw expected = {
-      146, 0, 0, 0,
-      3, 3, 0, 0, 0, 8, 5, 0, 0, 0, 1, 2, 1, 0, 0, // collection 258
+      73, 0, 0, 0,
       3, 11, 0, 0, 0, 57, 2, 0, 0, 0,              // two sets, the empty name first
       0, 0, 0, 0, 9, 0, 0, 0, 2, 255, 255, 255, 255, 255, 255, 255, 255,
       1, 0, 0, 0, 'b', 9, 0, 0, 0, 2, 2, 0, 0, 0, 2, 1, 0, 0,
-      3, 0, 0, 0, 0, 74, 2, 0, 0, 0,               // two by number
-      254, 255, 255, 255, 5, 0, 0, 0, 4, 255, 255, 255, 255,
-      1, 0, 0, 0, 5, 0, 0, 0, 4, 5, 0, 0, 0,
-      3, 1, 0, 0, 0, 7, 2, 0, 0, 0, 'x', 'y',
       3, 2, 0, 0, 0, 6, 0, 0, 0, 0, 0, 0, 0xf0, 0x3f,
-      3, 4, 0, 0, 0, 3, 254, 255, 255, 255,
       1,
       5, 0, 0, 0, 3, 1, 0, 0, 0,
   };
   // clang-format on
-  Buffer buffer = stream.GetBuffer();
-  EXPECT_EQ(Raw(buffer.Data(), buffer.Data() + buffer.Length()), expected);
+  EXPECT_EQ(rawOf(stream.GetBuffer()), expected);
   EXPECT_EQ(stream.Position(), 4);
   EXPECT_EQ(rawOf(stream.GetBuffer()), (Raw{4, 0, 0, 0})) << "the stream has begun anew";
 }
@@ -102,7 +87,6 @@ TEST_F(MemberStream, RefusesIdentifiersOfOtherContextsButNotNullOnes) {
 TEST_F(MemberStream, StopsAtTheFirstError) {
   gbb_MemoryStream wrongTag(framed({57, 1, 2, 3, 4}), kHere);
   wrongTag.Read(gbb_MemoryStream::kMapByString, gbb_MemoryStream::kDistribution);
-  EXPECT_EQ(wrongTag.GetError(), 1);
   const int position = wrongTag.Position();
   int untouched = 55;
   double past = 5;
@@ -126,23 +110,18 @@ TEST_F(MemberStream, StopsAtTheFirstError) {
 }
 
 TEST_F(MemberStream, TrustsNoHeaderNoLengthAndNoCount) {
-  for (const Raw& header : {Raw{},
-                            {4, 0, 0},
-                            {3, 0, 0, 0},
-                            {0, 0, 0, 0},
-                            {5, 0, 0, 0},
-                            {255, 255, 255, 255},
-                            {255, 255, 255, 127},
-                            {4, 0, 0, 128}}) {
+  for (const Raw& header :
+       {Raw{}, {4, 0, 0}, {3, 0, 0, 0}, {0, 0, 0, 0}, {5, 0, 0, 0}, {255, 255, 255, 127}, {4, 0, 0, 128}}) {
     gbb_MemoryStream stream(bufferOf(header), kHere);
     EXPECT_EQ(stream.GetError(), 2) << header.size();
     EXPECT_FALSE(stream.More());
+    stream.GetBuffer();
+    EXPECT_EQ(rawOf(stream.GetBuffer()), (Raw{4, 0, 0, 0})) << "begun anew";
   }
   const Raw huge = {255, 255, 255, 127}, negative = {255, 255, 255, 255};
   for (const Raw& number : {huge, negative}) {
     EXPECT_EQ(errorOf<kda_string>(number), 2);
     EXPECT_EQ(errorOf<kda_MapString<ORXSimCSetID>>(number), 2);
-    EXPECT_EQ(errorOf<kda_MapInt<ORXSimDistributionID>>(number), 2);
     EXPECT_EQ(errorOf<kda_List<bool>>(number), 2);
   }
   EXPECT_EQ(errorOf<ORXSimCollectionID>(huge), 3);
@@ -165,38 +144,21 @@ TEST_F(MemberStream, TrustsNoHeaderNoLengthAndNoCount) {
   EXPECT_EQ(errorOf<kda_MapString<ORXSimCSetID>>({1, 0, 0, 0, 1, 0, 0, 0, 'k', 9, 0, 0, 0}), 2);
 }
 
-TEST_F(MemberStream, AnswersABufferAfterUselessInput) {
-  for (const Raw& input : {Raw{}, {1, 2}, {9, 0, 0, 0}}) {
-    gbb_MemoryStream stream(bufferOf(input), kHere);
-    stream.GetBuffer();
-    EXPECT_EQ(stream.GetError(), 0);
-    EXPECT_EQ(stream.Limit(), 0);
-    EXPECT_EQ(rawOf(stream.GetBuffer()), (Raw{4, 0, 0, 0}));
-  }
-}
-
 TEST_F(AutoArray, TakesStorageOverAndDoubles) {
   Buffer a;
-  EXPECT_EQ(a.Capacity(), 0);
-  a.Append(1);
-  EXPECT_EQ(a.Capacity(), 16);
-  for (int i = 0; i < 16; ++i)
+  for (int i = 0; i < 17; ++i)
     a.Append(static_cast<unsigned char>(i));
   EXPECT_EQ(a.Capacity(), 32);
   a.Extend(100);
   EXPECT_EQ(a.Capacity(), 128);
   const unsigned char* const storage = a.Data();
-  Buffer b(a);
+  Buffer b(a), c(std::move(b));
   EXPECT_TRUE(a.Data() == nullptr && a.Length() == 0 && a.Capacity() == 0);
-  EXPECT_EQ(b.Data(), storage);
-  Buffer c(std::move(b));
   EXPECT_EQ(c.Data(), storage);
   c.RemoveLast(17);
   EXPECT_EQ(c.Length(), 100);
-  EXPECT_EQ(c.Data()[1], 0);
+  EXPECT_EQ(c.Data()[16], 16);
   c.RemoveLast(101);
   EXPECT_TRUE(c.Data() == nullptr && c.Length() == 0 && c.Capacity() == 0);
-  Buffer reserved(33);
-  EXPECT_EQ(reserved.Capacity(), 33);
-  reserved.Append(1); // so that the destructor has something to release
+  EXPECT_EQ(Buffer(33).Capacity(), 33);
 }

@@ -1,6 +1,6 @@
 #include <modal_Elements.h>
 
-#include <Eigen/Eigenvalues>
+#include <Eigen/Core>
 #include <gtest/gtest.h>
 
 #include <random>
@@ -62,41 +62,5 @@ TEST(ModalElements, ConstantStrainHasItsEnergyInDistortedElements) {
     ASSERT_GT(element.volume, 0);
     EXPECT_NEAR(u.dot(element.stiffness * u) / (element.volume * Density(gradient)), 1, 1e-10)
         << static_cast<int>(shape);
-  }
-}
-
-TEST(ModalElements, OnlyRigidMotionsAreFreeOfEnergyAndMassIsThatOfTheBody) {
-  for (const modal_Shape shape : kShapes) {
-    const Eigen::Matrix3Xd points = Distorted(shape, 0.1);
-    const modal_ElementMatrices element = modal_Integrate(shape, points, kMaterial);
-    const Eigen::VectorXd energies =
-        Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd>(element.stiffness).eigenvalues();
-    EXPECT_LT(std::abs(energies[5]), 1e-10 * energies[energies.size() - 1]);
-    EXPECT_GT(energies[6], 1e-4 * energies[energies.size() - 1]) << static_cast<int>(shape);
-    const Eigen::VectorXd along = Linear(points, Eigen::Matrix3d::Zero(), {0, 1, 0});
-    EXPECT_NEAR(along.dot(element.mass * along), kMaterial.density * element.volume, 1e-12);
-    EXPECT_GT(Eigen::SelfAdjointEigenSolver<Eigen::MatrixXd>(element.mass).eigenvalues()[0], 0);
-  }
-  // A unit cube, or a sixth of it, has a second moment that is known.
-  const Eigen::Matrix3d stretch = Eigen::Vector3d(1, 0, 0).asDiagonal();
-  for (const modal_Shape shape : kShapes) {
-    const Eigen::Matrix3Xd points = Distorted(shape, 0);
-    const Eigen::VectorXd x = Linear(points, stretch, {0, 0, 0});
-    EXPECT_NEAR(x.dot(modal_Integrate(shape, points, kMaterial).mass * x),
-                kMaterial.density / (modal_IsTet(shape) ? 60 : 3), 1e-12);
-  }
-}
-
-TEST(ModalElements, EitherOrientationWillDoButNoFoldedOrFlatElement) {
-  for (const modal_Shape shape : kShapes) {
-    const Eigen::Matrix3Xd points = Distorted(shape, 0.1);
-    Eigen::Matrix3Xd mirrored = points, flat = points, folded = points;
-    mirrored.row(2) *= -1;
-    flat.row(2).setZero();
-    folded.col(0) = points.col(modal_IsTet(shape) ? 1 : 6); // one corner on, or through to, another
-    const double trace = modal_Integrate(shape, points, kMaterial).stiffness.trace();
-    EXPECT_NEAR(modal_Integrate(shape, mirrored, kMaterial).stiffness.trace() / trace, 1, 1e-12);
-    EXPECT_LT(modal_Integrate(shape, flat, kMaterial).volume, 0);
-    EXPECT_LT(modal_Integrate(shape, folded, kMaterial).volume, 0) << static_cast<int>(shape);
   }
 }

@@ -1,5 +1,5 @@
-// Writes a simulation file with one system of each kind, every member different from every other, for a
-// reader that knows nothing of this library. Usage: modal_systems_file FILE
+// Writes a simulation file with one system of each kind, for a reader that knows nothing of this library.
+// Usage: modal_systems_file FILE
 #include <PDM_Core.h>
 
 namespace {
@@ -8,10 +8,6 @@ struct Store {
   ORXSimContextID context;
   ORXSimCollectionID Collection(const char* name, int items) const {
     return ORXSimCollectionRef::Create(context, name, items);
-  }
-  static ORXSimCSetID Set(ORXSimCollectionID of, int first) {
-    const int members[] = {first, 0};
-    return ORXSimCollectionRef(of).CreateOrderedCSet(members, 2);
   }
   ORXSimDistributionID Ints(ORXSimCollectionID over, const char* name, const int* values, int n) const {
     const ORXSimDrawerDescription drawer{ORXSimCollectionRef(over).FullCSet(), ORXSimItemType::kInt32};
@@ -29,13 +25,14 @@ void AddGeneric(const Store& store, const msfD_Mesh& mesh) {
       store.Collection("g dofs", 6), store.Collection("g loads", 2), 0)));
   kda_MapInt<ORXSimDistributionID> numbered;
   numbered.insert(-7, fesD_FESystem(gbb_Handle(generic)).nodalLabels());
+  numbered.insert(70000, {});
   fesD_FESystem(gbb_Handle(generic)).Distributions(numbered);
 }
 
 void AddEvents(const Store& store, const fesD_ModalSystem& modal) {
   const fesD_ModalEvent crash = modal.events().add(fesD_ModalEvent::New(
       "crash", 11, store.Collection("crash frames", 3), store.Collection("crash cases", 4), 0));
-  crash.ActiveModes(Store::Set(modal.modes(), 1));
+  crash.ActiveModes(ORXSimCollectionRef(modal.modes()).FullCSet());
   kda_MapString<ORXSimDistributionID> fields;
   const int gains[] = {5, 6};
   fields.insert("gain", store.Ints(modal.modes(), "gain", gains, 2));
@@ -51,28 +48,15 @@ void AddModal(const Store& store, const msfD_Mesh& mesh) {
   const int order[] = {6, 2, 0, 4};
   modal.SolverDofOrdering(ORXSimCollectionRef(dofs).CreateOrderedCSet(order, 4));
   modal.PropertyEvaluation(2.5);
-  modal.SelectiveRecoveryNodes(Store::Set(mesh.nodes(), 2));
-  modal.ResidualModeDofs(Store::Set(dofs, 3));
-  modal.ResidualModes(Store::Set(modes, 1));
-  modal.StructuralModes(ORXSimCollectionRef(modes).FullCSet());
-  modal.AcousticModes(Store::Set(modes, 1));
   AddEvents(store, modal);
 }
 
 void AddSubstructure(const Store& store, const msfD_Mesh& mesh) {
-  const ORXSimCollectionID dofs = store.Collection("s dofs", 5);
-  const fesD_SubstructureSystem substructure(mesh.systems().add(fesD_SubstructureSystem::New(
-      "part", {}, {}, store.Collection("s types", 3), dofs, store.Collection("s modes", 4), 0)));
-  substructure.RetainedNodes(Store::Set(mesh.nodes(), 1));
-  substructure.RetainedDofs(Store::Set(dofs, 4));
-  substructure.RecoveryNodes(Store::Set(mesh.nodes(), 2));
+  const fesD_SubstructureSystem substructure(mesh.systems().add(
+      fesD_SubstructureSystem::New("part", {}, {}, store.Collection("s types", 3),
+                                   store.Collection("s dofs", 5), store.Collection("s modes", 4), 0)));
   substructure.RecoveryElements(ORXSimCollectionRef(mesh.elements()).FullCSet());
-  const fesD_SubDamp damping = substructure.Damping(fesD_SubDamp::New(0));
-  damping.Alpha(0.5);
-  damping.Beta(1.5);
-  damping.Structural(2.5);
-  damping.Mass(3.5);
-  damping.Volume(4.5);
+  substructure.Damping(fesD_SubDamp::New(0)).Volume(4.5);
 }
 
 } // namespace

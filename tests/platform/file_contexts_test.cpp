@@ -23,19 +23,6 @@ class FileContexts : public platform_Fixture {
   }
 };
 
-TEST_F(FileContexts, NumbersAreNeverReused) {
-  const ORXSimContextID first = Create(Path("a.pdm"));
-  EXPECT_TRUE(ORXSimManager::CloseContext(first));
-  const ORXSimContextID second = Open(Path("a.pdm"));
-  EXPECT_FALSE(second.IsNull() || second == first);
-  EXPECT_TRUE(!ORXSimContextRef(first).File());
-  EXPECT_TRUE(ORXSimManager::CloseContext(second));
-  for (const int value : {-1, 1000000, -5}) {
-    EXPECT_TRUE(!ORXSimContextRef(ORXSimContextID(value)).File());
-    EXPECT_TRUE(ORXSimManager::CloseContext(ORXSimContextID(value)));
-  }
-}
-
 TEST_F(FileContexts, AFileIsOpenForWritingOnce) {
   const std::string path = Path("a.pdm");
   const ORXSimContextID writer = Create(path);
@@ -49,6 +36,9 @@ TEST_F(FileContexts, AFileIsOpenForWritingOnce) {
   EXPECT_TRUE(ORXSimManager::CloseContext(writer));
 
   const ORXSimContextID reader = Open(path, true), second = Open(path, true);
+  EXPECT_FALSE(reader == writer || reader == second) << "numbers are never used again";
+  for (const ORXSimContextID none : {writer, ORXSimContextID(-5), ORXSimContextID(1000000)})
+    EXPECT_TRUE(!ORXSimContextRef(none).File() && ORXSimManager::CloseContext(none));
   EXPECT_TRUE(Open(path).IsNull());
   EXPECT_TRUE(Create(path).IsNull());
   EXPECT_TRUE(ORXSimManager::CloseContext(reader));
@@ -66,8 +56,7 @@ TEST_F(FileContexts, AFileThatAnotherProgramHasOpenIsLeftAlone) {
   const std::string path = Path("a.pdm");
   ORXSimManager::CloseContext(Create(path));
   const auto size = std::filesystem::file_size(path);
-  const int other =
-      ::open(path.c_str(), O_RDWR | O_CLOEXEC); // a descriptor of its own, as in another program
+  const int other = ::open(path.c_str(), O_RDWR | O_CLOEXEC); // its own descriptor, as in another program
   ASSERT_EQ(::flock(other, LOCK_SH), 0);
   EXPECT_TRUE(Create(path).IsNull());
   EXPECT_THAT(LastError(), HasSubstr("another process has the file open: close it there"));
@@ -111,8 +100,6 @@ TEST_F(FileContexts, UnknownVersionsFlagsAndOptionsAreRefused) {
   EXPECT_THAT(LastError(), HasSubstr("103"));
   EXPECT_TRUE(ORXSimManager::CreateContext(path, 2, 102, false, 1).IsNull());
   EXPECT_TRUE(ORXSimManager::CreateContext(path, 0, 102, false, 3).IsNull());
-  EXPECT_TRUE(ORXSimManager::OpenContext(path, 0, 102, false, 1).IsNull());
-  EXPECT_THAT(LastError(), HasSubstr("No such file"));
   EXPECT_FALSE(std::filesystem::exists(path.CStr()));
 }
 
@@ -137,10 +124,6 @@ TEST_F(FileContexts, TheHostsErrorHandlerAndTheTerminalAreLeftAlone) {
   ORXSimManager::CloseContext(context);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   EXPECT_EQ(calls, 0);
-  H5E_auto2_t after = nullptr;
-  void* afterData = nullptr;
-  H5Eget_auto2(H5E_DEFAULT, &after, &afterData);
-  EXPECT_TRUE(after == &countingHandler && afterData == &calls);
   H5Gopen2(-1, "x", H5P_DEFAULT);
   EXPECT_EQ(calls, 1) << "still called for the host's own mistakes";
   H5Eset_auto1(nullptr, nullptr); // a host of the old interface

@@ -38,18 +38,15 @@ TEST_F(FileObjects, AttributesMoveWholeAndRefuseOtherShapesAndKinds) {
   int read[3] = {};
   EXPECT_TRUE(m_root.AttributeOpen("type").Read(kInt, read, 2));
   EXPECT_EQ(read[0], stamp[0]);
-  EXPECT_FALSE(attribute.Read(kInt, read, 1));
   EXPECT_FALSE(attribute.Read(kInt, read, 3));
   EXPECT_THAT(LastError(), HasSubstr("2 elements where 3 were expected"));
   double real[2];
-  EXPECT_FALSE(attribute.Read(hdf_Datatype::NATIVE_DOUBLE, real, 2));
-  EXPECT_FALSE(attribute.Read(kByte, read, 2));
+  EXPECT_FALSE(attribute.Read(hdf_Datatype::NATIVE_DOUBLE, real, 2) || attribute.Read(kByte, read, 2));
   std::int64_t wide[2];
   EXPECT_TRUE(attribute.Read(hdf_Datatype::NATIVE_INT64, wide, 2));
   EXPECT_EQ(wide[0], stamp[0]);
   EXPECT_TRUE(!m_root.AttributeCreate("type", kInt, Line(2)));
-  EXPECT_TRUE(m_root.AttributeExists("type"));
-  EXPECT_FALSE(m_root.AttributeExists("class"));
+  EXPECT_TRUE(m_root.AttributeExists("type") && !m_root.AttributeExists("class"));
 }
 
 TEST_F(FileObjects, NamesThatAreNotOneLinkAreRefused) {
@@ -70,7 +67,6 @@ TEST_F(FileObjects, AFailedObjectRepeatsItsFirstCause) {
   EXPECT_THAT(cause, StartsWith(Path("a.pdm") + ": /sim/mesh: open group: "));
   EXPECT_THAT(cause, HasSubstr("no object of that name"));
   EXPECT_TRUE(!m_root.GroupOpen("elsewhere"));
-  EXPECT_NE(LastError(), cause);
   EXPECT_TRUE(!missing.DatasetOpen("x"));
   EXPECT_EQ(LastError(), cause);
   hdf_Group().GroupOpen("x");
@@ -96,7 +92,7 @@ TEST_F(FileObjects, WritesReachTheFirstElementsOnlyAndReadsAreBounded) {
   }
 }
 
-TEST_F(FileObjects, ExtendKeepsTheContentAndEveryOpenValue) {
+TEST_F(FileObjects, ExtendingAndReplacingReachEveryOpenValue) {
   hdf_Dataset dataset = m_root.GroupCreate("g", 0).DatasetCreate("#s", kByte, Line(100));
   const hdf_Dataset other = m_root.GroupOpen("g").DatasetOpen("#s");
   auto expected = bytes(100, 9);
@@ -110,43 +106,38 @@ TEST_F(FileObjects, ExtendKeepsTheContentAndEveryOpenValue) {
     EXPECT_TRUE(other.Write(kByte, expected.data(), room));
     EXPECT_TRUE(Holds(m_root.GroupOpen("g").DatasetOpen("#s"), expected));
   }
+  // Creating it again replaces it for everyone.
+  const int values[3] = {1, 2, 3};
+  EXPECT_TRUE(m_root.GroupOpen("g").DatasetCreate("#s", kInt, Line(3)).Write(kInt, values, 3));
+  int read[3] = {};
+  EXPECT_TRUE(dataset.Read(kInt, read, 3) && read[2] == 3);
   EXPECT_EQ(m_root.GroupOpen("g").NumLinks(), 1);
 }
 
-TEST_F(FileObjects, CreatingOverADatasetReplacesItForEveryone) {
-  const hdf_Dataset old = m_root.DatasetCreate("d", kByte, Line(10));
-  const hdf_Dataset now = m_root.DatasetCreate("d", kInt, Line(3));
-  const int values[3] = {1, 2, 3};
-  EXPECT_TRUE(now.Write(kInt, values, 3));
-  int read[3] = {};
-  EXPECT_TRUE(old.Read(kInt, read, 3));
-  EXPECT_EQ(read[2], 3);
-  EXPECT_EQ(m_root.NumLinks(), 1);
-}
-
-// More groups than the context keeps datasets open for; the handles in the file stay bounded.
+// More groups than the context keeps datasets open for; the handles in the file stay bounded, and each object
+// stays small on disk.
 TEST_F(FileObjects, ThousandsOfLiveGroupsKeepWorking) {
+  constexpr int kObjects = 3000;
   std::vector<hdf_Group> groups;
   {
     ORXSimUpdate update(m_context);
-    for (int i = 0; i < 3000; ++i) {
+    for (int i = 0; i < kObjects; ++i) {
       groups.push_back(m_root.GroupCreate(std::to_string(i).c_str(), 0));
-      const hdf_Dataset dataset = groups.back().DatasetCreate("#s", kInt, Line(2));
-      const int values[2] = {i, -i};
-      ASSERT_TRUE(dataset.Write(kInt, values, 2));
+      const auto content = bytes(200, static_cast<unsigned>(i));
+      ASSERT_TRUE(groups.back().AttributeCreate("class", kByte, Line(80)).Write(kByte, content.data()));
+      ASSERT_TRUE(groups.back().DatasetCreate("#s", kByte, Line(200)).Write(kByte, content.data(), 200));
     }
     EXPECT_TRUE(update.Commit());
   }
   EXPECT_LE(H5Fget_obj_count(static_cast<hid_t>(H5F_OBJ_ALL), H5F_OBJ_DATASET), 256);
   for (int pass = 0; pass < 2; ++pass)
-    for (int i = 2999; i >= 0; i -= 7) {
-      int values[2] = {};
-      ASSERT_TRUE(groups[static_cast<std::size_t>(i)].DatasetOpen("#s").Read(kInt, values, 2));
-      ASSERT_EQ(values[1], -i);
-    }
+    for (int i = kObjects - 1; i >= 0; i -= 7)
+      ASSERT_TRUE(
+          Holds(groups[static_cast<std::size_t>(i)].DatasetOpen("#s"), bytes(200, static_cast<unsigned>(i))));
   groups.erase(groups.begin() + 10, groups.end());
   EXPECT_TRUE(ORXSimManager::CloseContext(m_context));
   EXPECT_EQ(H5Fget_obj_count(static_cast<hid_t>(H5F_OBJ_ALL), H5F_OBJ_ALL), 0);
+  EXPECT_LE(std::filesystem::file_size(Path("a.pdm")) / kObjects, 700u);
 }
 
 TEST_F(FileObjects, EveryCallIsSafeAfterTheContextClosed) {
@@ -164,24 +155,8 @@ TEST_F(FileObjects, EveryCallIsSafeAfterTheContextClosed) {
   EXPECT_FALSE(attribute.Write(kInt, &value) || attribute.Read(kInt, &value, 1));
   EXPECT_FALSE(dataset.Write(kInt, &value, 1) || dataset.Read(kInt, &value, 1) || dataset.Extend(9));
   EXPECT_EQ(dataset.GetSpace().Elements() + attribute.GetSpace().Elements(), 0u);
-  EXPECT_EQ(group.NumLinks(), -1);
-  EXPECT_TRUE(group.Path().Empty());
+  EXPECT_TRUE(group.NumLinks() == -1 && group.Path().Empty());
   EXPECT_FALSE(group.GetObjinfoExists("d") || group.AttributeExists("a") || update.Commit());
   EXPECT_FALSE(ORXSimContextRef(m_context).Commit());
   EXPECT_THAT(LastError(), HasSubstr("not open"));
-}
-
-TEST_F(FileObjects, ASmallObjectStaysSmallOnDisk) {
-  constexpr int kObjects = 1000;
-  ORXSimUpdate update(m_context);
-  for (int i = 0; i < kObjects; ++i) {
-    const hdf_Group group = m_root.GroupCreate(std::to_string(i).c_str(), 0);
-    const auto name = bytes(80, 0);
-    EXPECT_TRUE(group.AttributeCreate("class", kByte, Line(80)).Write(kByte, name.data()));
-    const auto stream = bytes(200, 0);
-    EXPECT_TRUE(group.DatasetCreate("#simpleTypeMembers", kByte, Line(200)).Write(kByte, stream.data(), 200));
-  }
-  EXPECT_TRUE(update.Commit());
-  EXPECT_TRUE(ORXSimManager::CloseContext(m_context));
-  EXPECT_LE(std::filesystem::file_size(Path("a.pdm")) / kObjects, 700u);
 }

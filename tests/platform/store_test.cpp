@@ -30,6 +30,8 @@ class Store : public platform_Fixture {
     drawer.components = components;
     drawer.chunkItems = chunk;
     drawer.deflate = deflate;
+    drawer.unit = "kg";
+    drawer.longName = "mass";
     return ORXSimDistributionRef::Create(m_context, "field", "mm", &drawer, 1);
   }
 
@@ -59,6 +61,9 @@ TEST_F(Store, ATransferMovesWholeDrawersAndNothingElse) {
   ASSERT_TRUE(field.QueryDrawers(drawers)) << LastError();
   EXPECT_EQ(drawers[0].Bytes(), bytesOf(values));
   EXPECT_EQ(drawers[0].Deflate(), 6);
+  EXPECT_STREQ(drawers[0].Unit().CStr(), "kg");
+  EXPECT_STREQ(drawers[0].LongName().CStr(), "mass");
+  EXPECT_STREQ(field.Unit().CStr(), "mm");
   EXPECT_EQ(field.DataSizeItems(0), 1000);
   ORXSimTransfer write(field), transfer(field);
   write.SetWrite();
@@ -84,7 +89,6 @@ TEST_F(Store, AViewOnAnotherSetIsRefused) {
   const ORXSimCSetID some = ORXSimCollectionRef(m_nodes).CreateOrderedCSet(members, 2);
   const ORXSimDistributionRef field(Field(some, ORXSimItemType::kInt32, 1));
   ORXSimTransfer transfer(field);
-  EXPECT_FALSE(transfer.CheckView());
   transfer.SetRead();
   transfer.SetDim(0, ORXSimCollectionRef(m_nodes).FullCSet());
   EXPECT_FALSE(transfer.CheckView());
@@ -126,14 +130,16 @@ TEST_F(Store, ListsAreInTheOrderOfTheirNumbers) {
 
 TEST_F(Store, WrongDescriptionsLeaveNothingBehind) {
   const ORXSimCSetID full = ORXSimCollectionRef(m_nodes).FullCSet();
-  EXPECT_TRUE(Field(full, ORXSimItemType::kDouble, 0).IsNull());
-  EXPECT_TRUE(Field(full, ORXSimItemType::kDouble, 1, -1).IsNull());
-  EXPECT_TRUE(Field(full, ORXSimItemType::kDouble, 1, 0, 10).IsNull());
-  EXPECT_TRUE(Field(ORXSimCSetID(), ORXSimItemType::kDouble, 1).IsNull());
-  EXPECT_TRUE(Field(ORXSimCSetID(m_nodes, 9), ORXSimItemType::kDouble, 1).IsNull());
   const ORXSimContextID other = Create(Path("b.pdm"));
   const ORXSimCollectionID foreign = ORXSimCollectionRef::Create(other, "x", 3);
-  EXPECT_TRUE(Field(ORXSimCollectionRef(foreign).FullCSet(), ORXSimItemType::kDouble, 1).IsNull());
+  for (const auto& [members, components, chunk, deflate] :
+       {std::tuple(full, 0, 0, 0),
+        {full, 1, -1, 0},
+        {full, 1, 0, 10},
+        {ORXSimCSetID(), 1, 0, 0},
+        {ORXSimCSetID(m_nodes, 9), 1, 0, 0},
+        {ORXSimCollectionRef(foreign).FullCSet(), 1, 0, 0}})
+    EXPECT_TRUE(Field(members, ORXSimItemType::kDouble, components, chunk, deflate).IsNull());
   ORXSimManager::CloseContext(other);
   EXPECT_TRUE(ORXSimCollectionRef::Create(m_context, "negative", -1).IsNull());
   EXPECT_TRUE(ORXSimCollectionRef::Create(m_context, std::string(70000, 'x').c_str(), 1).IsNull());
@@ -149,13 +155,11 @@ TEST_F(Store, NullUnknownAndClosedIdentifiersAreSafe) {
       const ORXSimCollectionRef collection(ORXSimCollectionID(context, minor));
       const ORXSimDistributionRef distribution(ORXSimDistributionID(context, minor));
       int value = 0;
-      EXPECT_EQ(collection.NumItems() + collection.NumCSets(), 0);
+      EXPECT_EQ(collection.NumItems() + collection.NumCSets() + ORXSimCSet(collection.FullCSet()).Size(), 0);
       EXPECT_TRUE(collection.CreateOrderedCSet(&value, 1).IsNull() && collection.CSets().empty());
-      EXPECT_EQ(ORXSimCSet(collection.FullCSet()).Size(), 0);
       EXPECT_FALSE(ORXSimCSet(ORXSimCSetID(collection.ID(), 1)).OrderedMembers(&value, 1));
       ORXSimArray<ORXSimPersistentDrawerDesc> drawers(1);
       EXPECT_FALSE(distribution.Exists() || distribution.QueryDrawers(drawers));
-      EXPECT_TRUE(drawers[0].CSet().IsNull());
       EXPECT_EQ(distribution.NumDrawers() + distribution.DataSizeItems(0), 0);
       EXPECT_EQ(distribution.AddDrawer({}), -1);
       ORXSimTransfer transfer(distribution);
@@ -168,6 +172,37 @@ TEST_F(Store, NullUnknownAndClosedIdentifiersAreSafe) {
     EXPECT_TRUE(ORXSimStore(context).Distributions().empty());
     ORXSimManager::CloseContext(context);
   }
+}
+
+TEST_F(Store, FilesOfH5pyReadBackInOurs) {
+  ASSERT_EQ(Peer("make-store " + Path("b.h5")), 0);
+  const ORXSimContextID context = Open(Path("b.h5"));
+  const ORXSimCollectionID edges = ORXSimStore(context).FindCollection("ar\xc3\xaates");
+  EXPECT_EQ(ORXSimCollectionRef(edges).NumItems(), 6);
+  int members[2] = {};
+  EXPECT_TRUE(ORXSimCSet(ORXSimCSetID(edges, 1)).OrderedMembers(members, 2)) << LastError();
+  EXPECT_THAT(members, ElementsAre(5, 0));
+  EXPECT_FALSE(ORXSimCSet(ORXSimCSetID(edges, 1)).OrderedMembers(members, 1)) << "two members";
+  int all[6];
+  EXPECT_TRUE(ORXSimCSet(ORXSimCollectionRef(edges).FullCSet()).OrderedMembers(all, 6));
+  EXPECT_THAT(all, ElementsAre(0, 1, 2, 3, 4, 5));
+  EXPECT_FALSE(ORXSimCSet(ORXSimCSetID(edges, 2)).OrderedMembers(members, 1));
+  EXPECT_THAT(LastError(), HasSubstr("not an item"));
+  const ORXSimDistributionRef field(ORXSimStore(context).FindDistribution("flux"));
+  EXPECT_STREQ(field.Unit().CStr(), "W");
+  EXPECT_STREQ(field.Drawer(0).Unit().CStr(), "kW");
+  EXPECT_STREQ(field.Drawer(0).LongName().CStr(), "heat");
+  EXPECT_EQ(field.Drawer(0).Type(), ORXSimItemType::kFloat);
+  float rows[4] = {};
+  EXPECT_TRUE(field.ReadItems(0, 4, 2, rows, sizeof rows)) << LastError();
+  EXPECT_THAT(rows, ElementsAre(8, 9, 10, 11));
+  EXPECT_EQ(field.DataSizeItems(1), 0) << "16-bit numbers are none of ours";
+  EXPECT_THAT(LastError(), HasSubstr("not supported"));
+  // What is added to such a file gets the next free numbers.
+  const int one = 1;
+  EXPECT_EQ(ORXSimCollectionRef(edges).CreateOrderedCSet(&one, 1).Minor(), 3);
+  EXPECT_EQ(ORXSimCollectionRef::Create(context, "more", 1).Minor(), 2);
+  EXPECT_TRUE(ORXSimManager::CloseContext(context)) << LastError();
 }
 
 TEST(Array, AnIndexOutsideStopsTheProcessWithAReport) {

@@ -75,26 +75,19 @@ class Check(Case):
         self.assertRegex(run("check", self.file).stdout, rb"file.pdm: sound, \d+ objects")
 
     def test_what_cannot_be_read(self):
-        (self.home / "text").write_bytes(b"hello")
-        cut = self.home / "cut"
-        cut.write_bytes(self.sound.read_bytes()[:-2000])
-        for flags in ((), ("--untrusted",)):
-            for name, says in (("none", b"No such file"), ("text", b"not an HDF5 file"), ("cut", b"truncated"),
-                               ("", b"directory")):
-                done = run("check", self.home / name, *flags)
+        self.file.write_bytes(self.sound.read_bytes()[:-2000])
+        for name, says in (("none", b"No such file"), ("file.pdm", b"truncated"), ("", b"directory")):
+            for command in (("check",), ("check", "--untrusted"), ("compact",), ("recover",)):
+                done = run(*command, self.home / name)
                 self.assertEqual((done.returncode, done.stdout, done.stderr.count(b"\n")), (2, b"", 1), done)
                 self.assertIn(says, done.stderr)
-                for command in ("compact", "recover"):
-                    other = run(command, self.home / name)
-                    self.assertEqual(other.returncode, 2, other)
 
     def test_damage_has_a_kind_and_a_place(self):
         def stream(path, at, data, keep_sum=False):
             def apply(file):
                 dataset = file[path]["#simpleTypeMembers"]
                 bytes_ = bytearray(dataset[()].tobytes())
-                at_ = at(bytes_) if callable(at) else at
-                bytes_[at_ : at_ + len(data)] = data
+                bytes_[at : at + len(data)] = data
                 if not keep_sum:  # as a program without checksums writes it
                     length = struct.unpack_from("<i", bytes_)[0]
                     if 0 < length <= len(bytes_):
@@ -127,19 +120,15 @@ class Check(Case):
             rows = file[drawer].shape[0]
             items = int(file[sets].parent.attrs["items"][0])
         members = "/" + MESH + "/#simpleTypeMembers"
-        map_count = lambda data: data.index(b"\x03\x0b\0\0\0\x39") + 6
         bulk = "/" + drawer
         cases = [
             (stream(MESH, 30, b"\xaa", True), "stream.checksum", members),
             (stream(MESH, 0, b"\xff\xff\xff\x7f"), "stream.length", members),
             (stream(MESH, 4, b"\7"), "stream.record", members),
             (stream(MESH, 5, b"\x63"), "stream.member", members),
-            (stream(MESH, map_count, b"\xff\xff\xff\x7f"), "stream.record", members),
-            (stream(MESH, 9, b"\x0a"), "stream.member", members),
             (stream(MESH, 14, b"\2"), "stream.identifier", members),
             (stream(MESH, 15, b"\x63"), "dangling", "/" + MESH),
             (delete("store/distributions/2"), "dangling", "/" + MESH),
-            (delete(some_set), "dangling", "/" + MESH),
             (delete(MESH + "/#simpleTypeMembers"), "members.missing", "/" + MESH),
             (delete("sim"), "sim.missing", "/sim"),
             (class_name(b"com.vertana.FESystem"), "class.mismatch", "/" + MESH),
@@ -176,23 +165,21 @@ class Check(Case):
                 self.assertEqual(self.check("--untrusted"), (code, found))
 
     def test_a_flipped_bit_in_bulk_data(self):
-        with h5py.File(self.sound) as file:
-            places = [(thing.id.get_offset(), name) for k in file["store/distributions"].values()
-                      for thing in k.values() for name in [thing.name] if thing.id.get_offset()]
-            lists = [(file[f"store/collections/{c}/sets/{s}"][()].tobytes(), f"/store/collections/{c}/sets/{s}")
-                     for c in file["store/collections"] for s in file[f"store/collections/{c}"].get("sets", ())]
         raw = self.sound.read_bytes()
-        places += [(raw.index(data), name) for data, name in lists if len(data) >= 24 and raw.count(data) == 1]
-        self.assertGreater(len(places), 10)
-        compact = [name for at, name in places if name in dict((n, 0) for _, n in lists)]
-        for at, name in places:
-            damaged = bytearray(raw)
-            damaged[at + 3] ^= 4
-            self.file.write_bytes(damaged)
+        with h5py.File(self.sound) as file:
+            places = [(drawer.id.get_offset(), drawer.name, "data.checksum")
+                      for field in file["store/distributions"].values() for drawer in field.values()
+                      if drawer.id.get_offset()]
+            # A short list stands in its object's header, whose own checksum notices it first.
+            for sets in (c["sets"] for c in file["store/collections"].values() if "sets" in c):
+                lists = [(one[()].tobytes(), one.name) for one in sets.values() if one.size >= 6]
+                places += [(raw.index(data), name, "unreadable") for data, name in lists if raw.count(data) == 1]
+        self.assertGreater(len({kind for _, _, kind in places}), 1)
+        for at, name, kind in places:
+            self.file.write_bytes(raw[: at + 3] + bytes([raw[at + 3] ^ 4]) + raw[at + 4 :])
             code, found = self.check()
             self.assertEqual(code, 1)
-            # A short list stands in its object's header, whose own checksum notices it first.
-            self.assertIn(("unreadable" if name in compact else "data.checksum", name), found)
+            self.assertIn((kind, name), found)
 
     def test_what_lies_beside(self):
         for name, kind in (("file.pdm-journal", "journal"), (f"file.pdm.new-{2**22 + 1}", "unfinished")):
@@ -209,9 +196,9 @@ class Check(Case):
         for i in range(300):
             raw = bytearray(sound)
             for _ in range(dice.choice((1, 2, 8, 64))):
-                at = dice.randrange(len(raw))
                 length = dice.choice((1, 1, 4, 16))
-                raw[at : at + length] = dice.choice((dice.randbytes, bytes))(len(raw[at : at + length]))
+                at = dice.randrange(len(raw) - length)
+                raw[at : at + length] = dice.choice((dice.randbytes, bytes))(length)
             if dice.random() < 0.1:
                 del raw[dice.randrange(len(raw)) :]
             self.file.write_bytes(raw)
@@ -255,21 +242,17 @@ class Compact(Case):
         tight.unlink()
 
     def test_failure_leaves_the_original(self):
-        self.waste()
-        with h5py.File(self.file, "r+", libver=("v108", "v108")) as file:
-            del file["store/distributions/2"]
-        before = self.file.read_bytes()
-        for limit, code in ((None, 1), (20_000, None)):
-            if limit:
-                self.waste()
-                before = self.file.read_bytes()
-            command = [PDMSIM, "compact", str(self.file)]
-            if limit:  # a disk that is full; python ignores SIGXFSZ and so does the child
-                command = [sys.executable, "-c", "import os, resource, sys; resource.setrlimit("
-                           f"resource.RLIMIT_FSIZE, ({limit},) * 2); os.execv(sys.argv[1], sys.argv[1:])", *command]
-            done = subprocess.run(command, capture_output=True, timeout=60)
-            self.assertEqual(done.returncode, code or 2, done)
-            self.assertEqual(done.stderr.count(b"\n"), 1, done)
+        # A disk that is full; python ignores SIGXFSZ and so does the child.
+        full = ("import os, resource, sys; resource.setrlimit(resource.RLIMIT_FSIZE, (20_000,) * 2);"
+                "os.execv(sys.argv[1], sys.argv[1:])")
+        for code, before_it in ((1, []), (2, [sys.executable, "-c", full])):
+            self.waste()
+            if code == 1:  # damaged
+                with h5py.File(self.file, "r+", libver=("v108", "v108")) as file:
+                    del file["store/distributions/2"]
+            before = self.file.read_bytes()
+            done = subprocess.run([*before_it, PDMSIM, "compact", self.file], capture_output=True, timeout=60)
+            self.assertEqual((done.returncode, done.stderr.count(b"\n")), (code, 1), done)
             self.assertEqual(self.file.read_bytes(), before)
             self.assertEqual(sorted(os.listdir(self.home)), ["file.pdm", "mesh.exo", "sound.pdm"])
 

@@ -78,7 +78,6 @@ def write(path, format="NETCDF4", ints="i4", reals="f8", width=33, zlib=False, o
     maps = mesh.get("node_maps", {})
     if maps:
         dim("num_node_maps", len(maps))
-        nc.createVariable("nm_prop1", ints, ("num_node_maps",))[:] = np.arange(1, len(maps) + 1)
         _text(nc, "nmap_names", ("num_node_maps", "len_name"), list(maps), width)
         for k, values in enumerate(maps.values(), 1):
             nc.createVariable(f"node_map{k}", ints, ("num_nodes",))[:] = values

@@ -114,21 +114,28 @@ class Sim:
     def __init__(self, path):
         self.file = h5py.File(path, "r")
         sim = self.file["sim"]
-        assert list(sim.attrs["type"]) == [1523728409, 0]
-        assert sim.attrs["class"].tobytes().rstrip(b"\0") == b"com.vertana.Sim"
+        assert list(sim.attrs["type"]) == [1523728409, 0] and sim.attrs["type"].dtype == np.int32
+        assert sim.attrs["class"].tobytes() == b"com.vertana.Sim".ljust(80, b"\0")
+        assert set(sim.attrs) == {"type", "class"} and list(sim) == ["discreteModel"]
         assert (class_of(sim["discreteModel"]), class_of(sim["discreteModel/mesh"])) == ("DiscreteModel", "Mesh")
         self.model = types.SimpleNamespace(**members(sim["discreteModel"], "DiscreteModel"))
         self.mesh = types.SimpleNamespace(**members(sim["discreteModel/mesh"], "Mesh"))
-        assert list(sim["discreteModel/mesh/systems"].attrs["#size"]) == [0]
+        assert self.file["store"].attrs["version"] == 1
+        size = sim["discreteModel/mesh/systems"].attrs["#size"]
+        assert list(size) == [0] and size.dtype == np.int32
 
     def items(self, collection):
-        return int(self.file[f"store/collections/{collection}"].attrs["items"][0])
+        items = self.file[f"store/collections/{collection}"].attrs["items"]
+        assert items.dtype == "<i8"
+        return int(items[0])
 
     def members(self, cset):
         collection, minor = (int(i) for i in cset)
         if minor == 0:
             return np.arange(self.items(collection))
-        return self.file[f"store/collections/{collection}/sets/{minor}"][()]
+        stored = self.file[f"store/collections/{collection}/sets/{minor}"][()]
+        assert stored.dtype == "<i4"
+        return stored
 
     def drawers(self, distribution):
         group = self.file[f"store/distributions/{distribution}"]
