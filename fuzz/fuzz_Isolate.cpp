@@ -38,8 +38,17 @@ void tellPlaces() {
   std::fprintf(stderr, "stat::inputs_failing_in_hdf5:    %d\n", all);
 }
 
-[[noreturn]] void runChild(const std::function<void()>& work, int report) {
+// Takes what is free in the heap, so that blocks from now on lie beside each other and not beside old ones.
+void crowdHeap() {
+  for (std::size_t size = 16; size <= 8192; size += 16)
+    for (int i = 0; i < 64; ++i)
+      static_cast<void>(new char[size]);
+}
+
+[[noreturn]] void runChild(const std::function<void()>& work, int report, bool crowded) {
   __sanitizer_set_death_callback(nullptr); // the fuzzer's own, which would keep the input as a finding
+  if (crowded)
+    crowdHeap();
   ::dup2(report, 2);
   std::signal(SIGALRM, [](int) {
     __sanitizer_print_stack_trace();
@@ -68,18 +77,12 @@ std::string moduleOf(const std::string& line) {
 }
 
 // The place in HDF5 where each stack of the report begins, as the first of them; "" when one begins
-// elsewhere. The C library and the sanitizers work for whoever called them. What happens to be next to an
-// access that is out of bounds, and is freed already, was in nobody's hands; nor was what an access at a
-// place that is known for that has run into.
+// elsewhere. The C library and the sanitizers work for whoever called them.
 std::string placeInHdf5(const std::string& report) {
   std::istringstream lines(report);
   std::string first, line;
   bool decided = false;
-  const bool freed = report.find("heap-use-after-free") != std::string::npos,
-             outside = freed || report.find("heap-buffer-overflow") != std::string::npos;
   while (std::getline(lines, line)) {
-    if (outside && line.starts_with("freed by"))
-      break;
     const std::string module = moduleOf(line);
     if (line.find("#0 ") != std::string::npos)
       decided = false;
@@ -93,26 +96,38 @@ std::string placeInHdf5(const std::string& report) {
       return "";
     }
   }
-  return freed && !s_places.contains(first) ? "" : first;
+  return first;
 }
-} // namespace
 
-bool fuzz_Survives(const std::function<void()>& work) {
+// Runs the work in a child. \return false with the child's report when it did not end well.
+bool endsWell(const std::function<void()>& work, bool crowded, std::string& report) {
   static const int s_report = ::memfd_create("report", MFD_CLOEXEC);
-  [[maybe_unused]] static const int s_told = std::atexit(tellPlaces);
   fuzz_Require(s_report >= 0 && ::ftruncate(s_report, 0) == 0, "memory for a report");
   ::lseek(s_report, 0, SEEK_SET);
   const pid_t child = ::fork();
   if (child == 0)
-    runChild(work, s_report);
+    runChild(work, s_report, crowded);
   int status = 0;
   pid_t ended = -1;
   while (child > 0 && (ended = ::waitpid(child, &status, 0)) < 0 && errno == EINTR) // the fuzzer's own clock
     continue;
   fuzz_Require(child > 0 && ended == child, "a child process");
-  if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
+  const bool well = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  report = well ? "" : textOf(s_report);
+  return well;
+}
+} // namespace
+
+// When HDF5 reads out of bounds it may meet a block of ours, and the report blames who had that; in a crowded
+// heap it does not.
+bool fuzz_Survives(const std::function<void()>& work) {
+  [[maybe_unused]] static const int s_told = std::atexit(tellPlaces);
+  std::string report, again;
+  if (endsWell(work, false, report))
     return true;
-  const std::string report = textOf(s_report), place = placeInHdf5(report);
+  std::string place = placeInHdf5(report);
+  if (place.empty() && !endsWell(work, true, again))
+    place = placeInHdf5(again);
   if (place.empty()) {
     std::fprintf(stderr, "%s\n", report.c_str());
     fuzz_Require(false, "an input that is survived");

@@ -18,9 +18,9 @@ constexpr Way kWays[] = {{"ENOSPC once", ENOSPC, false},
 constexpr Way kAllocationWays[] = {{"once", 0, false}, {"for good", 0, true}};
 
 constexpr camp_Config kConfigs[] = {{"kill-safe", 1},
+                                    {"read-live", 2, 16 << 10, 0, 1},
                                     {"durable", 2},
-                                    {"tiny-limits", 2, 64 << 10, 48 << 10},
-                                    {"read-live", 2, 16 << 10, 0, 1}};
+                                    {"tiny-limits", 2, 64 << 10, 48 << 10}};
 
 // Fails every stride-th call of a run, each in all ways, with a session after each run. `total` is where they
 // are counted, `plan` which of a process's are meant.
@@ -68,6 +68,6 @@ std::vector<camp_Row> camp_Faults(const camp_Options& options) {
 }
 
 std::vector<camp_Row> camp_AllocationFaults(const camp_Options& options) {
-  return sweep("allocations", std::span(kConfigs, 1), kAllocationWays, "allocation", &camp_Board::allocations,
+  return sweep("allocations", std::span(kConfigs, 2), kAllocationWays, "allocation", &camp_Board::allocations,
                &camp_Fate::allocations, options);
 }
