@@ -39,16 +39,16 @@ parts() {
   local library=
   [ -e "$PDM_CAMPAIGN_LIBRARY" ] && library="--library $PDM_CAMPAIGN_LIBRARY"
   local config
-  for config in kill-safe durable live-readers ${library:+tiny-limits}; do
+  for config in kill-safe durable live-readers ${library:+tiny-limits live-tiny-journal}; do
     echo "kills-$config kills --config $config --count 3000 $library"
   done
-  for config in durable regrown ${library:+tiny-limits tiny-journal regrown-spilled}; do
+  for config in durable regrown ${library:+tiny-limits tiny-journal read-live regrown-spilled}; do
     echo "power-$config power --config $config --count 20000 $library"
   done
-  for config in kill-safe durable ${library:+tiny-limits}; do
+  for config in kill-safe durable ${library:+tiny-limits read-live}; do
     echo "faults-$config faults --config $config $library"
   done
-  echo "allocations allocations"
+  echo "allocations allocations --stride 2 $library"
   echo "contention contention --count 120"
   echo "live live --count 60 $library"
   [ -n "$library" ] && echo "broken broken --count 5000 $library"

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr int kWriters = 2, kLiveReading = 3, kWaiting = 5000;
+constexpr int kWriters = 2, kWaiting = 5000;
 enum { kDone, kBegun = kDone + kWriters, kReads = kBegun + kWriters, kWrong, kRefused }; // on the board
 using Counters = std::array<std::int64_t, kWriters>;
 
@@ -84,7 +84,7 @@ void readOn(const std::string& file, camp_Board& board) {
   Counters seen{};
   for (int round = 0;; ++round) {
     Counters least = acknowledged(board);
-    camp_Session session(file, round % 2 == 0 ? 1 : kLiveReading);
+    camp_Session session(file, round % 2 == 0 ? 1 : camp_Session::kLiveReading);
     if (!session.OpenReadOnly()) {
       ++board.counter[kRefused];
       continue;
