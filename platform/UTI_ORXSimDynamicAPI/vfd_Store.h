@@ -151,28 +151,30 @@ class vfd_Store {
   void HasCommitted(const Plan& plan);
   bool PlaceFresh(const Plan& plan);
   bool SyncMain();
-  bool BeginGeneration();
-  vfd_Descriptor MakeJournal(const std::string& name);
-  bool WriteHeader(int journal, std::uint64_t sequence, std::uint64_t& salt);
-  bool StartGeneration();
   bool AppendRecord(const Plan& plan);
   void TakeBack(std::uint64_t end);
   void KeepRecent(const Plan& plan);
-  bool EndGeneration();
-  bool Apply();
-  void Shorten();
-  bool WriteShortened(const vfd_Descriptor& journal, vfd_PageIndex& index, std::uint64_t& end,
-                      std::uint64_t& chain);
   bool ApplyPages();
-  bool BringHome();
-  void HasApplied();
-  bool Checkpoint();
-  void RemoveJournal();
   bool WriteRun(std::vector<unsigned char>& run, std::uint64_t firstPage);
   template <class Pages, class Bytes>
   bool WritePages(const Pages& pages, Bytes bytesOf);
   void StripOpenMark();
   bool Poison(const char* what);
+
+  // vfd_StoreGeneration.cpp
+  bool BeginGeneration();
+  vfd_Descriptor MakeJournal(const std::string& name);
+  bool WriteHeader(int journal, std::uint64_t sequence, std::uint64_t& salt);
+  bool StartGeneration();
+  bool EndGeneration();
+  bool Apply();
+  void Shorten();
+  bool WriteShortened(const vfd_Descriptor& journal, vfd_PageIndex& index, std::uint64_t& end,
+                      std::uint64_t& chain);
+  bool BringHome();
+  void HasApplied();
+  bool Checkpoint();
+  void RemoveJournal();
   bool Power() const { return m_options.durability == 2; }
   bool Scratch() const { return m_options.durability == 0 && !m_options.readOnly; }
 

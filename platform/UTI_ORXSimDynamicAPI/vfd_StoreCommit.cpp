@@ -5,26 +5,15 @@
 #include <UTI_ORXSimDynamicAPI/vfd_Rules.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <new>
-#include <sys/stat.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace {
-constexpr std::uint64_t kJournalLimit = std::uint64_t{4} << 20; // a longer journal ends its generation
-constexpr std::uint64_t kLongJournal = 16;                      // times the limit: its file is cut as well
-constexpr std::uint64_t kTriesALimit = 16; // looks for readers while the journal grows by its limit
-constexpr std::size_t kMostRecent = 2048;  // committed pages kept in memory
+constexpr std::size_t kMostRecent = 2048; // committed pages kept in memory
 constexpr std::size_t kManyFresh = 64; // new pages for which a sync of the main file is cheaper than frames
 constexpr std::uint64_t kFarEnd = std::uint64_t{1} << 20; // beyond the main file
 constexpr std::size_t kRunBytes = std::size_t{1} << 20;   // written at once to the main file
-
-std::uint64_t journalLimit() {
-  return vfd_Limit("PDM_TEST_JOURNAL_LIMIT", kJournalLimit);
-}
 } // namespace
 
 /// The pages in memory by the road they take.
@@ -233,83 +222,6 @@ void vfd_Store::HasCommitted(const Plan& plan) {
   m_spillAt = SpillLimit();
 }
 
-// Starts a generation where none is open; its header is on the disk before any frame can be.
-bool vfd_Store::BeginGeneration() {
-  if (m_header == HeaderState::kNone) {
-    // What former sessions committed is the ground on which this generation stands.
-    if (Power() && !vfd_Sync(m_main.Get()))
-      return Poison("sync the file");
-    m_journal = MakeJournal(JournalName(m_name));
-    if (!m_journal.IsOpen())
-      return false;
-    m_newJournal = true;
-    if (!StartGeneration()) {
-      RemoveJournal();
-      return false;
-    }
-  }
-  if (m_header == HeaderState::kWritten && Power()) {
-    if (!vfd_Broken(vfd_Rule::kHeaderSync) && !vfd_Sync(m_journal.Get()))
-      return Poison("sync the journal");
-    if (m_newJournal && !vfd_Broken(vfd_Rule::kDirectorySync) && !vfd_SyncDirectoryOf(m_name))
-      return Poison("sync the directory");
-  }
-  m_newJournal = false;
-  m_header = HeaderState::kDurable;
-  return true;
-}
-
-// Not open when that failed.
-vfd_Descriptor vfd_Store::MakeJournal(const std::string& name) {
-  struct stat status;
-  vfd_FileIdentity named;
-  vfd_Descriptor journal;
-  if (::fstat(m_main.Get(), &status) != 0) {
-    Fail("look at the file");
-  } else if (!vfd_FileIdentity::Of(m_name, named) || named != m_identity) {
-    errno = ENOENT;
-    Fail("the file has been moved or removed since it was opened");
-  } else {
-    journal = vfd_Descriptor(
-        ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, status.st_mode & 0777));
-    if (journal.IsOpen())
-      ::fchmod(journal.Get(), status.st_mode & 0777); // whoever may write the file may recover it
-    else
-      Fail("make the journal");
-  }
-  return journal;
-}
-
-// \param sequence of the last commit that is not in the journal.
-bool vfd_Store::WriteHeader(int journal, std::uint64_t sequence, std::uint64_t& salt) {
-  unsigned char sector[512];
-  if (!vfd_ReadPadded(m_main.Get(), sector, sizeof sector, 0))
-    return Fail("read");
-  vfd_Header header;
-  header.salt = vfd_Random();
-  header.base = m_committedEnd;
-  header.firstSector = vfd_SectorSum(sector);
-  header.sequence = sequence;
-  header.fileId = m_fileId;
-  header.process = static_cast<std::uint64_t>(m_owner);
-  header.host = vfd_Locks::HostName();
-  unsigned char bytes[kVfdHeader];
-  header.Encode(bytes);
-  salt = header.salt;
-  return vfd_WriteAt(journal, bytes, sizeof bytes, 0) || Fail("write the journal");
-}
-
-bool vfd_Store::StartGeneration() {
-  std::uint64_t salt = 0;
-  if (!WriteHeader(m_journal.Get(), m_sequence, salt))
-    return false;
-  m_header = HeaderState::kWritten;
-  m_journalEnd = m_openEnd = kVfdHeader;
-  m_chain = m_openChain = salt;
-  m_nextTry = journalLimit();
-  return true;
-}
-
 // The frames of the pages that are still in memory, and the record that makes all of them count.
 bool vfd_Store::AppendRecord(const Plan& plan) {
   std::uint64_t end = m_openEnd, chain = m_openChain;
@@ -357,79 +269,6 @@ void vfd_Store::TakeBack(std::uint64_t end) {
   m_cause.swap(cause);
 }
 
-// Live readers look at the main file as it was, so what is committed stays in the journal while they do.
-// \return false when it does.
-bool vfd_Store::EndGeneration() {
-  m_nextTry = m_journalEnd + journalLimit() / kTriesALimit;
-  if (vfd_Locks::TryReaders(m_main.Get()) != vfd_Locks::Result::kHeld)
-    return Apply();
-  // Half of what is written again must be gained, or more.
-  if (m_journalEnd >= journalLimit() + 2 * m_unapplied.All().size() * kVfdFrame)
-    Shorten();
-  return false;
-}
-
-// Puts a journal with the newest frame of each page in the place of this one, so that it does not grow for as
-// long as somebody reads. Readers that have the old one open keep it, without its name, until they let go.
-// When this fails the old one is gone on with.
-void vfd_Store::Shorten() {
-  const std::string name = JournalName(m_name), nextName = NextJournalName(m_name);
-  vfd_PageIndex index;
-  std::uint64_t end = kVfdHeader, chain = 0;
-  vfd_Descriptor next;
-  bool done = false;
-  try {
-    done = vfd_Remove(nextName) && (next = MakeJournal(nextName)).IsOpen() &&
-           WriteShortened(next, index, end, chain) && vfd_Rename(nextName, name, false);
-  } catch (const std::bad_alloc&) {
-  }
-  if (!done) {
-    vfd_Remove(nextName);
-    m_nextTry = m_journalEnd + journalLimit();
-    m_cause.clear(); // nobody is told
-    return;
-  }
-  m_journal = std::move(next);
-  m_unapplied = std::move(index);
-  m_journalEnd = m_openEnd = end;
-  m_chain = m_openChain = chain;
-  m_nextTry = end + journalLimit();
-  // Should the name be the old journal's again, the next commits would be lost.
-  try {
-    if (Power() && !vfd_Broken(vfd_Rule::kDirectorySync) && !vfd_SyncDirectoryOf(m_name))
-      Poison("sync the directory");
-  } catch (const std::bad_alloc&) {
-    m_poison = "no memory"; // short enough to need none
-  }
-}
-
-// All that is committed and not in the main file, as one commit of that number.
-bool vfd_Store::WriteShortened(const vfd_Descriptor& journal, vfd_PageIndex& index, std::uint64_t& end,
-                               std::uint64_t& chain) {
-  // The header tells the main file by its first sector, which a copying that failed may have written without
-  // a sync.
-  if (Power() && !vfd_Sync(m_main.Get()))
-    return Poison("sync the file");
-  if (!WriteHeader(journal.Get(), m_sequence - 1, chain))
-    return false;
-  std::vector<std::uint64_t> pages;
-  vfd_PageIndex::Entries entries;
-  for (const auto& entry : m_unapplied.All()) {
-    entries.push_back({entry.page, end + pages.size() * kVfdFrame});
-    pages.push_back(entry.page);
-  }
-  index.Reserve(entries.size());
-  index.Merge(entries);
-  unsigned char record[kVfdCommit];
-  if (!AppendFrames(journal.Get(), pages, end, chain))
-    return false;
-  vfd_PutCommit(record, static_cast<std::uint32_t>(pages.size()), m_committedEnd, m_sequence, chain);
-  if (!vfd_WriteAt(journal.Get(), record, sizeof record, end))
-    return Fail("write the journal");
-  end += sizeof record;
-  return !Power() || vfd_Broken(vfd_Rule::kHeaderSync) || vfd_Sync(journal.Get()) || Fail("sync the journal");
-}
-
 // Copying every commit into the main file at once would double its cost; as long as the generation lasts its
 // pages are read from here, and those that change again and again are copied once.
 void vfd_Store::KeepRecent(const Plan& plan) {
@@ -444,19 +283,6 @@ void vfd_Store::KeepRecent(const Plan& plan) {
   }
 }
 
-// Brings committed pages into the main file and ends the generation. What fails is tried again at a later
-// commit point; until then they are read from the journal.
-bool vfd_Store::Apply() {
-  bool done = false;
-  try {
-    done = ApplyPages() && Checkpoint();
-  } catch (const std::bad_alloc&) {
-    m_cause = "out of memory";
-  }
-  vfd_Locks::ReleaseReaders(m_main.Get());
-  return done;
-}
-
 bool vfd_Store::ApplyPages() {
   std::vector<std::uint64_t> pages;
   pages.reserve(m_unapplied.All().size());
@@ -468,72 +294,6 @@ bool vfd_Store::ApplyPages() {
     return Fail("set the file's size");
   m_mainSize = std::min(m_mainSize, m_committedEnd);
   return true;
-}
-
-// The main file is whole without the journal.
-void vfd_Store::HasApplied() {
-  m_unapplied.Clear();
-  m_recent.Clear();
-}
-
-// Ends a generation: all of it is in the main file, and once that is on the disk the next one may begin. The
-// new header is written at once, so that no reader finds frames here that are about to be overwritten.
-bool vfd_Store::Checkpoint() {
-  if (Power() && !vfd_Broken(vfd_Rule::kCheckpointSync) && !vfd_Sync(m_main.Get()))
-    return Poison("sync the file");
-  HasApplied();
-  const bool cut = m_journalEnd >= kLongJournal * journalLimit();
-  m_floor = vfd_PagesOf(m_committedEnd);
-  if (!StartGeneration())
-    RemoveJournal();
-  else if (cut)
-    vfd_SetSize(m_journal.Get(), kVfdHeader);
-  return true;
-}
-
-// Only when the main file is whole without it.
-void vfd_Store::RemoveJournal() {
-  vfd_Remove(JournalName(m_name));
-  m_journal.Close();
-  m_header = HeaderState::kNone;
-  m_journalEnd = m_openEnd = kVfdHeader;
-}
-
-bool vfd_Store::Finish() {
-  bool whole = true;
-  if (m_main.IsOpen() && !Forked() && !m_needsRecovery) {
-    if (IsNew())
-      vfd_Remove(m_temporary);
-    else if (!m_options.readOnly)
-      whole = m_poison.empty() && BringHome();
-  }
-  Abandon();
-  return whole;
-}
-
-bool vfd_Store::BringHome() {
-  Discard();
-  if (Scratch() || vfd_Locks::TryReaders(m_main.Get()) == vfd_Locks::Result::kHeld)
-    return true; // for the readers' sake the journal stays, with all commits in it
-  try {
-    const bool sync = Power() && m_journal.IsOpen() && !vfd_Broken(vfd_Rule::kCheckpointSync);
-    if (!ApplyPages() || (sync && !vfd_Sync(m_main.Get())))
-      return false;
-    HasApplied();
-    if (m_journal.IsOpen())
-      RemoveJournal();
-    if (sync) // a journal that came back would meet a file that others have changed since
-      vfd_SyncDirectoryOf(m_name);
-    return true;
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-}
-
-void vfd_Store::Abandon() {
-  m_journal.Close();
-  m_replaced.Close();
-  m_main.Close();
 }
 
 vfd_Store::~vfd_Store() {
