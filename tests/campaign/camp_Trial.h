@@ -9,7 +9,7 @@
 
 /// What processes tell each other; it outlives every one of them.
 struct camp_Board {
-  static constexpr int kSteps = 1 << 16;
+  static constexpr int kSteps = 1 << 18;
 
   std::atomic<int> begun, done;              // last step that began, that ended well
   std::atomic<std::uint64_t> digest[kSteps]; // of the state after each step
