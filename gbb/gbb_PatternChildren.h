@@ -73,8 +73,8 @@ auto gbb_Children<Traits>::Set(const gbb_ChildOwner& owner, ORXSimContextID cont
     if (const gbb_Group group = gbb_Group::Create(owner.group, Child::name()); !!group) {
       Place(owner, At<Index>(), holder);
       held.Bind(group);
-      if (!gbb_CommitWhole(update, failures) &&
-          !context.IsNull()) // what the file does not take the owner does not take
+      // What the file does not take the owner does not take.
+      if (!gbb_CommitWhole(update, failures) && !context.IsNull())
         held.RemoveTo(m_removed);
     }
   }

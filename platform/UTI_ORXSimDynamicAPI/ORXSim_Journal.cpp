@@ -98,6 +98,6 @@ bool ORXSimJournal::Discard(const cow_String& fileName) {
   if (vfd_Locks::TryReaders(file.Get()) == vfd_Locks::Result::kHeld)
     return operation.Refuse("live readers have the file open");
   const std::string name = journalOf(fileName);
-  vfd_Remove(vfd_Store::NextJournalName(name.substr(0, name.size() - vfd_Store::JournalName("").size())));
+  vfd_Remove(vfd_Store::NextName(name));
   return (vfd_Remove(name) && vfd_SyncDirectoryOf(name)) || operation.RefuseErrno(errno);
 }

@@ -71,7 +71,8 @@ struct ORXSimCommitInfo {
   /// closed.
   std::uint64_t sequence = 0;
   std::int64_t imageBytes = 0; ///< size of the file at it
-  /// Length of the journal; grows while live readers stay on old commit points.
+  /// Length of the journal. While live readers stay it may be as long as twice what has changed since the
+  /// last copying into the file, and 4 MiB.
   std::int64_t journalBytes = 0;
 };
 

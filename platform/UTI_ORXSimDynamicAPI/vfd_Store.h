@@ -109,8 +109,8 @@ class vfd_Store {
   void SetSuperblock(std::uint64_t address) { m_superblock = address; }
 
   static std::string JournalName(const std::string& realName) { return realName + "-journal"; }
-  /// Of a journal that is going to take the place of that one.
-  static std::string NextJournalName(const std::string& realName) { return JournalName(realName) + "-next"; }
+  /// Of a journal that is going to take the place of the one of that name.
+  static std::string NextName(const std::string& journal) { return journal + "-next"; }
 
  private:
   enum class Closing { kNo, kKeep, kDiscard };

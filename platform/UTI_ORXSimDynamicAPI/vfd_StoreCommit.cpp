@@ -272,15 +272,11 @@ void vfd_Store::TakeBack(std::uint64_t end) {
 // Copying every commit into the main file at once would double its cost; as long as the generation lasts its
 // pages are read from here, and those that change again and again are copied once.
 void vfd_Store::KeepRecent(const Plan& plan) {
-  try {
-    for (const auto& entry : plan.entries)
-      if (m_overlay.Find(entry.page)->bytes != nullptr && m_recent.InMemory() < kMostRecent)
-        m_recent.Put(entry.page, m_overlay.TakeOut(entry.page));
-      else
-        m_recent.Drop(entry.page); // only the journal has the newest
-  } catch (const std::bad_alloc&) {
-    m_recent.Clear();
-  }
+  for (const auto& entry : plan.entries)
+    if (m_overlay.Find(entry.page)->bytes != nullptr && m_recent.InMemory() < kMostRecent)
+      m_recent.Put(entry.page, m_overlay.TakeOut(entry.page));
+    else
+      m_recent.Drop(entry.page); // only the journal has the newest
 }
 
 bool vfd_Store::ApplyPages() {

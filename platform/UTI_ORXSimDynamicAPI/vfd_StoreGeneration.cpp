@@ -111,7 +111,7 @@ bool vfd_Store::EndGeneration() {
 // long as somebody reads. Readers that have the old one open keep it, without its name, until they let go.
 // When this fails the old one is gone on with.
 void vfd_Store::Shorten() {
-  const std::string name = JournalName(m_name), nextName = NextJournalName(m_name);
+  const std::string name = JournalName(m_name), nextName = NextName(name);
   vfd_PageIndex index;
   std::uint64_t end = kVfdHeader, chain = 0;
   vfd_Descriptor next;

@@ -75,7 +75,7 @@ std::unique_ptr<vfd_Store> vfd_Store::Open(const vfd_Options& options, std::stri
   }
   if (!options.readOnly) {
     vfd_Locks::MarkWriter(store->m_main.Get());
-    vfd_Remove(NextJournalName(store->m_name)); // of a writer that died while it made one
+    vfd_Remove(NextName(JournalName(store->m_name))); // of a writer that died while it made one
   }
   // Without a journal there is nothing that live readers could be shown.
   if (store->Scratch() && vfd_Locks::TryReaders(store->m_main.Get()) == vfd_Locks::Result::kHeld) {

@@ -13,7 +13,7 @@ constexpr camp_Config kConfigs[] = {{"durable", 2},
                                     {"regrown", 2},
                                     {"regrown-spilled", 2, 0, 48 << 10}};
 
-enum { kPoints, kBad, kAt }; // counters on the board
+enum { kPoints, kBad, kAt, kShortened }; // counters on the board
 
 // What a file may hold at a moment.
 struct Allowed {
@@ -41,6 +41,10 @@ class Recording {
     camp_Host(workload, session, 1, workload.moves ? 16 : m_random.Between(6, 20), 1, board);
     session.Close();
     camp_Io::Stop();
+    m_board.counter[kShortened] +=
+        std::count_if(m_record.events.begin(), m_record.events.end(), [](const camp_Event& event) {
+          return event.kind == camp_Event::kRename && event.from.ends_with("-next");
+        });
   }
 
   // Losses of power after every event, or after so many that about `points` disks are looked at. Others look
@@ -154,5 +158,10 @@ std::vector<camp_Row> camp_PowerLoss(const camp_Options& options) {
       row.Progress(points);
     }
     row.note = std::to_string(recordings) + " recordings";
+    if (config.readers == 0)
+      return;
+    row.note += ", " + std::to_string(board.counter[kShortened]) + " journals written anew";
+    if (board.counter[kShortened] == 0)
+      row.Bad("no journal was written anew");
   });
 }

@@ -171,6 +171,30 @@ TEST_F(Journal, ASecondProcessIsToldWhoHoldsTheFileAndMayWait) {
   ::waitpid(child, nullptr, 0);
 }
 
+TEST_F(Journal, DoesNotGrowForAsLongAsSomebodyReads) {
+  constexpr int kLast = 3000; // 12 MB of frames
+  const std::string path = Path("a.pdm"), journal = path + "-journal";
+  const ORXSimContextID writer = Create(path);
+  Set(writer, 0);
+  const ORXSimContextID reader = ORXSimManager::OpenContext(path.c_str(), 1, 102, false, 3);
+  std::int64_t longest = 0;
+  for (int value = 1; value <= kLast; ++value) {
+    ASSERT_TRUE(Set(writer, value)) << LastError();
+    longest = std::max(longest, ORXSimContextRef(writer).LastCommit().journalBytes);
+  }
+  EXPECT_GT(longest, 4 << 20);
+  EXPECT_LT(longest, 5 << 20);
+  EXPECT_EQ(Get(reader), 0);
+  EXPECT_TRUE(ORXSimManager::Refresh(reader) && Get(reader) == kLast) << LastError();
+  ORXSimManager::CloseContext(writer);
+  EXPECT_FALSE(ORXSimJournal::Apply(path.c_str()));
+  EXPECT_THAT(LastError(), HasSubstr("live readers have the file open"));
+  ORXSimManager::CloseContext(reader);
+  Put(journal + "-next", "of a writer that died");
+  EXPECT_EQ(Value(path), kLast);
+  EXPECT_FALSE(std::filesystem::exists(journal) || std::filesystem::exists(journal + "-next"));
+}
+
 TEST_F(Journal, ANewFileAppearsWithItsFirstCommitPointAndReplacesTheOldOneThen) {
   const std::string path = Path("new.pdm");
   Die([&] { Create(path); });
