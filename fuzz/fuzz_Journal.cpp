@@ -85,7 +85,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const std::string s_path = fuzz_Path("input.pdm");
   const Files files(data, size);
   const auto work = [&] { run(s_path, files); };
-  if (fuzz_Survives(work))
+  if (fuzz_Survives(work, data, size))
     work();
   return 0;
 }

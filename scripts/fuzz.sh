@@ -72,6 +72,9 @@ done
 for name in "${names[@]}"; do
   for file in $(findings "$name"); do
     heading "Finding: $file"
+    # As it was met; a second run need not end the same.
+    grep -a -v -e '^#[0-9]' -e '^INFO:' "out/log/fuzz-$name.log" | tail -n 60 || true
+    heading "Once more: $file"
     ASAN_OPTIONS=symbolize=1:malloc_context_size=30 "$bin/bin/fuzz_$name" "$file" 2>&1 |
       grep -v '^INFO:' | head -n 60 || true
   done

@@ -1,7 +1,7 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_BlockSums.h>
 
 #include <UTI_ORXSimDynamicAPI/hdf_Checksum.h>
-#include <UTI_ORXSimDynamicAPI/hdf_Handle.h>
+#include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
 
 #include <algorithm>
@@ -57,8 +57,7 @@ bool ORXSimBlockSums::Load(hdf_Operation& operation, hid_t data) {
     return false;
   const hdf_TypeHandle type(H5Aget_type(attribute.Get()));
   const hdf_SpaceHandle space(H5Aget_space(attribute.Get()));
-  if (H5Tget_class(type.Get()) != H5T_INTEGER || H5Tget_size(type.Get()) != sizeof m_sums[0] ||
-      H5Tget_sign(type.Get()) != H5T_SGN_NONE ||
+  if (!(hdf_StoredType::Of(type.Get()) == hdf_StoredType{H5T_INTEGER, sizeof m_sums[0], false}) ||
       H5Sget_simple_extent_npoints(space.Get()) != static_cast<hssize_t>(m_sums.size()))
     return operation.Refuse("attribute 'checksums' is not " + std::to_string(m_sums.size()) +
                             " unsigned numbers of 64 bits");

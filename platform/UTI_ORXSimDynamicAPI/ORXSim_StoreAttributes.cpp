@@ -83,7 +83,7 @@ bool ORXSimReadNumbers(hdf_Operation& operation, hid_t object, const char* name,
     return false;
   const hdf_TypeHandle type(H5Aget_type(attribute.Get()));
   const hdf_SpaceHandle space(H5Aget_space(attribute.Get()));
-  if (H5Tget_class(type.Get()) != H5T_INTEGER || H5Sget_simple_extent_npoints(space.Get()) != n)
+  if (hdf_StoredType::Of(type.Get()).family != H5T_INTEGER || H5Sget_simple_extent_npoints(space.Get()) != n)
     return operation.Refuse(std::string("attribute '") + name + "' is not " + std::to_string(n) +
                             " integers");
   return operation.Check(H5Aread(attribute.Get(), H5T_NATIVE_INT64, values));

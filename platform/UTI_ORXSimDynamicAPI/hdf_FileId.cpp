@@ -1,5 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/hdf_FileId.h>
 
+#include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
 #include <UTI_ORXSimDynamicAPI/vfd_Io.h>
@@ -24,8 +25,10 @@ vfd_FileId hdf_ReadFileId(hid_t file) {
   if (H5Aexists(file, kName) <= 0)
     return id;
   const hdf_AttributeHandle attribute(H5Aopen(file, kName, H5P_DEFAULT));
+  const hdf_TypeHandle type(H5Aget_type(attribute.Get()));
   const hdf_SpaceHandle space(H5Aget_space(attribute.Get()));
-  if (H5Sget_simple_extent_npoints(space.Get()) != static_cast<hssize_t>(id.size()) ||
+  if (!(hdf_StoredType::Of(type.Get()) == hdf_StoredType::Of(hdf_Datatype::NATIVE_UCHAR)) ||
+      H5Sget_simple_extent_npoints(space.Get()) != static_cast<hssize_t>(id.size()) ||
       H5Aread(attribute.Get(), H5T_NATIVE_UCHAR, id.data()) < 0)
     id = {};
   return id;

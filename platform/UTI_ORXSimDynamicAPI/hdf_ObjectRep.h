@@ -111,7 +111,8 @@ struct hdf_StoredType {
 
   /// Of one of our own types.
   static hdf_StoredType Of(hdf_Datatype type);
-  /// Of an open HDF5 type.
+  /// Of an open HDF5 type. A number that is not stored as computers hold it, whole bytes of integer or IEEE
+  /// number, is of no class: HDF5 must not be asked to convert it.
   static hdf_StoredType Of(hid_t type);
   friend bool operator==(const hdf_StoredType&, const hdf_StoredType&) = default;
 

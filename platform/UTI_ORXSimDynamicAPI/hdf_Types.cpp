@@ -1,6 +1,7 @@
 #include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
 
 #include <algorithm>
+#include <bit>
 
 constinit const hdf_Datatype hdf_Datatype::NATIVE_INT(kInt);
 constinit const hdf_Datatype hdf_Datatype::NATIVE_UCHAR(kUChar);
@@ -27,6 +28,25 @@ hid_t nativeType(hdf_Datatype type) {
     return H5T_NATIVE_DOUBLE_g;
   }
   return H5I_INVALID_HID;
+}
+
+// An IEEE number: sign, exponent and fraction side by side, the first bit of the fraction implied.
+bool isIeee(hid_t type, std::size_t bits) {
+  std::size_t sign = 0, exponent = 0, exponentBits = 0, fraction = 0, fractionBits = 0;
+  return H5Tget_fields(type, &sign, &exponent, &exponentBits, &fraction, &fractionBits) >= 0 &&
+         sign == bits - 1 && exponentBits > 1 && exponent + exponentBits == sign && fraction == 0 &&
+         fractionBits == exponent && H5Tget_ebias(type) == (std::size_t{1} << (exponentBits - 1)) - 1 &&
+         H5Tget_norm(type) == H5T_NORM_IMPLIED;
+}
+
+// Of 1, 2, 4 or 8 bytes, all of whose bits count. HDF5 takes the place and number of the bits from the file
+// as they stand there and, where it converts, writes over memory with those that cannot be.
+bool isPlainNumber(hid_t type, H5T_class_t family, std::size_t size) {
+  const std::size_t bits = 8 * size;
+  const H5T_order_t order = H5Tget_order(type);
+  return size <= 8 && std::has_single_bit(size) && H5Tget_precision(type) == bits &&
+         H5Tget_offset(type) == 0 && (order == H5T_ORDER_LE || order == H5T_ORDER_BE) &&
+         (family == H5T_INTEGER || isIeee(type, bits));
 }
 } // namespace
 
@@ -67,6 +87,9 @@ hdf_StoredType hdf_StoredType::Of(hid_t type) {
   if (H5Tequal(type, H5T_NATIVE_UCHAR_g) > 0) // most are: one call instead of three
     return Of(hdf_Datatype::NATIVE_UCHAR);
   hdf_StoredType stored{H5Tget_class(type), H5Tget_size(type), false};
+  const bool isNumber = stored.family == H5T_INTEGER || stored.family == H5T_FLOAT;
+  if (isNumber && !isPlainNumber(type, stored.family, stored.size))
+    stored.family = H5T_NO_CLASS;
   if (stored.family == H5T_INTEGER)
     stored.isSigned = H5Tget_sign(type) == H5T_SGN_2;
   return stored;

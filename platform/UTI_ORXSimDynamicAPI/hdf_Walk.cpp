@@ -1,5 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/hdf_Walk.h>
 
+#include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
 
 #include <algorithm>
@@ -39,8 +40,8 @@ herr_t collectAttribute(hid_t, const char* name, const H5A_info_t*, void* data) 
   return -1;
 }
 
-ORXSimInspectedType typeOf(hid_t type) {
-  switch (H5Tget_class(type)) {
+ORXSimInspectedType typeOf(const hdf_StoredType& type) {
+  switch (type.family) {
   case H5T_INTEGER:
     return ORXSimInspectedType::kInteger;
   case H5T_FLOAT:
@@ -83,8 +84,9 @@ bool readAttribute(hid_t object, ORXSimInspectedAttribute& read) {
   const hdf_SpaceHandle space(attribute.IsOpen() ? H5Aget_space(attribute.Get()) : H5I_INVALID_HID);
   if (!type.IsOpen() || !space.IsOpen() || !dimsOf(space.Get(), read.dims))
     return false;
-  read.type = typeOf(type.Get());
-  read.size = static_cast<int>(H5Tget_size(type.Get()));
+  const hdf_StoredType stored = hdf_StoredType::Of(type.Get());
+  read.type = typeOf(stored);
+  read.size = static_cast<int>(stored.size);
   const hssize_t elements = H5Sget_simple_extent_npoints(space.Get());
   if (read.type == ORXSimInspectedType::kText && elements == 1)
     return readText(attribute.Get(), type.Get(), space.Get(), read.text);
@@ -234,9 +236,10 @@ void hdf_Walk::VisitDataset(hid_t dataset, const Place& place, ORXSimInspected& 
   const hdf_TypeHandle type(H5Dget_type(dataset));
   if (!type.IsOpen())
     return ReportUnreadable(place, "the type");
-  seen.type = typeOf(type.Get());
-  seen.size = static_cast<int>(H5Tget_size(type.Get()));
-  seen.isSigned = H5Tget_class(type.Get()) == H5T_INTEGER && H5Tget_sign(type.Get()) == H5T_SGN_2;
+  const hdf_StoredType stored = hdf_StoredType::Of(type.Get());
+  seen.type = typeOf(stored);
+  seen.size = static_cast<int>(stored.size);
+  seen.isSigned = stored.isSigned;
   CheckLayout(dataset, place, seen);
   m_visitor.Object(seen);
 }

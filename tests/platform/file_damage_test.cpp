@@ -81,6 +81,11 @@ TEST_F(FileDamage, ForeignObjectsOfUnexpectedKindsAreRefused) {
   int value[3] = {};
   refused(!root.AttributeOpen("text").Read(kInt, value, 1), "another type");
   refused(!root.AttributeOpen("large").Read(kInt, value, 1), "too large");
+  refused(!root.AttributeOpen("some bits").Read(kInt, value, 1), "another type");
+  float halves[2] = {};
+  refused(!root.DatasetOpen("no IEEE").Read(hdf_Datatype::NATIVE_FLOAT, halves, 2), "another type");
+  EXPECT_TRUE(root.DatasetOpen("half").Read(hdf_Datatype::NATIVE_FLOAT, halves, 2)) << LastError();
+  EXPECT_EQ(halves[1], -2.0f);
   EXPECT_TRUE(root.AttributeOpen("scalar").Read(kInt, value, 1)) << LastError();
   EXPECT_EQ(value[0], -7);
   refused(!root.DatasetOpen("wide").Read(kInt, value, 3), "wide: read dataset");

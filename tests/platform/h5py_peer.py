@@ -13,6 +13,14 @@ def make_foreign(path):
         f.attrs["text"] = "12"
         f.attrs["large"] = np.int64(1 << 40)
         f.attrs["scalar"] = np.int64(-7)
+        some_bits = h5py.h5t.STD_I32LE.copy()
+        some_bits.set_precision(12)
+        h5py.h5a.create(f.id, b"some bits", some_bits, h5py.h5s.create(h5py.h5s.SCALAR))
+        no_ieee = h5py.h5t.IEEE_F32LE.copy()
+        no_ieee.set_fields(31, 24, 7, 0, 24)
+        h5py.h5d.create(f.id, b"no IEEE", no_ieee, h5py.h5s.create_simple((2,))).write(
+            h5py.h5s.ALL, h5py.h5s.ALL, np.zeros(2, "f4"))
+        f["half"] = np.array([0.5, -2.0], dtype="f2")
         f["wide"] = np.array([1, -2, 1 << 33], dtype=">i8")
         f["texts"] = np.array([b"a", b"b"])
         f.create_dataset("huge", (1 << 40,), dtype="i4")
