@@ -71,7 +71,14 @@ void raw_Objects::Create(const std::string& file, int n, const std::vector<unsig
 long long raw_Objects::Read(const std::string& file, int first, int end) const {
   const hid_t access = AccessList();
   const hid_t in = must(H5Fopen(file.c_str(), H5F_ACC_RDONLY, access));
-  const hid_t parent = must(H5Gopen2(in, "systems", H5P_DEFAULT));
+  const long long total = Read(in, first, end);
+  H5Fclose(in);
+  H5Pclose(access);
+  return total;
+}
+
+long long raw_Objects::Read(long long file, int first, int end) {
+  const hid_t parent = must(H5Gopen2(file, "systems", H5P_DEFAULT));
   long long total = 0;
   std::vector<unsigned char> bytes;
   unsigned char name[80];
@@ -90,8 +97,6 @@ long long raw_Objects::Read(const std::string& file, int first, int end) const {
     H5Gclose(group);
   }
   H5Gclose(parent);
-  H5Fclose(in);
-  H5Pclose(access);
   return total;
 }
 

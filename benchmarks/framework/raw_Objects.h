@@ -18,6 +18,8 @@ class raw_Objects {
 
   /// An open file whose object 0 is rewritten.
   long long OpenForRewrite(const std::string& file);
+  /// Reads the n objects of the open file, which leaves HDF5's cache full of them.
+  long long ReadAll(int n) const { return Read(m_file, 0, n); }
   /// Writes the bytes of object 0; `flush` makes it a commit.
   void Rewrite(const std::vector<unsigned char>& stream, bool flush) const;
   void Close() const;
@@ -25,6 +27,7 @@ class raw_Objects {
  private:
   long long AccessList() const;
   long long Read(const std::string& file, int first, int end) const;
+  static long long Read(long long file, int first, int end);
 
   bool m_tuned;
   long long m_file = -1, m_dataset = -1;

@@ -54,7 +54,7 @@ void vfd_Overlay::Release(Slot& slot) {
 }
 
 void vfd_Overlay::Spilled(std::uint64_t page, std::uint64_t frame) {
-  Slot& slot = m_slots.find(page)->second;
+  Slot& slot = m_slots[page];
   Release(slot);
   slot.frame = frame;
 }

@@ -32,7 +32,7 @@ class vfd_Overlay {
   std::unique_ptr<unsigned char[]> TakeOut(std::uint64_t page);
   /// All pages, in ascending order. Throws std::bad_alloc.
   std::vector<std::uint64_t> Pages() const;
-  /// The page's bytes are in that frame now.
+  /// The page's bytes are in that frame now. Throws std::bad_alloc for a page that was not there.
   void Spilled(std::uint64_t page, std::uint64_t frame);
   void Drop(std::uint64_t page);
   void DropFrom(std::uint64_t end);

@@ -13,7 +13,33 @@ namespace {
 constexpr std::size_t kLargeCall = std::size_t{256}
                                    << 10; // written without going through memory where allowed
 constexpr std::uint64_t kMostMemory = std::uint64_t{32} << 20; // of changed pages
-constexpr std::size_t kFramesAtOnce = 256;
+constexpr std::size_t kFramesAtOnce = 64;
+
+/// Appends frames to a journal, many with one call, and moves its end and chain on.
+class FrameWriter {
+ public:
+  FrameWriter(int journal, std::uint64_t& end, std::uint64_t& chain)
+      : m_journal(journal), m_end(end), m_chain(chain) {}
+
+  bool Put(std::uint64_t page, const unsigned char* bytes) {
+    m_records.resize(m_records.size() + kVfdFrame);
+    vfd_PutFrame(m_records.data() + m_records.size() - kVfdFrame, page, bytes, m_chain);
+    return m_records.size() < kFramesAtOnce * kVfdFrame || Flush();
+  }
+  bool Flush() {
+    if (!vfd_WriteAt(m_journal, m_records.data(), m_records.size(), m_end))
+      return false;
+    m_end += m_records.size();
+    m_records.clear();
+    return true;
+  }
+
+ private:
+  int m_journal;
+  std::uint64_t& m_end;
+  std::uint64_t& m_chain;
+  std::vector<unsigned char> m_records;
+};
 } // namespace
 
 vfd_Store::vfd_Store(const vfd_Options& options)
@@ -37,7 +63,13 @@ bool vfd_Store::ReadFrame(std::uint64_t page, std::uint64_t frame, unsigned char
   std::size_t got = 0;
   if (!vfd_ReadAt(m_journal.Get(), record, sizeof record, frame, got))
     return Fail("read the journal");
-  if (got < sizeof record || !vfd_IsFrameOf(record, page)) {
+  return TakeFrame(page, record, got, bytes);
+}
+
+// The page out of the first of `got` bytes that were read at its frame.
+bool vfd_Store::TakeFrame(std::uint64_t page, const unsigned char* record, std::size_t got,
+                          unsigned char* bytes) const {
+  if (got < kVfdFrame || !vfd_IsFrameOf(record, page)) {
     errno = EIO;
     return Fail("the journal has changed");
   }
@@ -137,12 +169,22 @@ bool vfd_Store::Write(std::uint64_t address, std::size_t count, const void* byte
   if (Scratch())
     return !m_poison.empty() || WriteMain(address, count, bytes) || ScratchFailed();
   const bool large = count >= kLargeCall && m_closing == Closing::kNo;
+  bool frames = large;
   std::uint64_t runStart = address; // what goes straight to the main file
   const auto writeRun = [&](std::uint64_t runEnd) {
     return runStart >= runEnd || WriteMain(runStart, runEnd - runStart, source + (runStart - address));
   };
   for (std::uint64_t at = address; at < end;) {
     const std::uint64_t page = at / kVfdPage, next = std::min(end, (page + 1) * kVfdPage);
+    if (const std::uint64_t pages = frames ? PagesToFrame(at, end) : 0; pages > 0) {
+      if (!writeRun(at))
+        return false;
+      runStart = at;
+      if ((frames = WriteFrames(page, pages, source + (at - address)))) {
+        runStart = at += pages * kVfdPage;
+        continue;
+      }
+    }
     if (!(large && MayBypass(page) && m_overlay.Find(page) == nullptr)) {
       unsigned char* const target = writeRun(at) ? PageForWriting(page, next - at == kVfdPage) : nullptr;
       if (target == nullptr)
@@ -182,23 +224,45 @@ bool vfd_Store::ScratchFailed() {
 
 bool vfd_Store::AppendFrames(int journal, const std::vector<std::uint64_t>& pages, std::uint64_t& end,
                              std::uint64_t& chain) const {
-  std::vector<unsigned char> records;
-  records.reserve(std::min(pages.size(), kFramesAtOnce) * kVfdFrame);
+  FrameWriter frames(journal, end, chain);
   unsigned char buffer[kVfdPage];
-  for (std::size_t i = 0; i < pages.size(); ++i) {
-    const unsigned char* bytes = InMemory(pages[i]);
-    if (bytes == nullptr && !ReadPage(pages[i], buffer))
+  for (const std::uint64_t page : pages) {
+    const unsigned char* bytes = InMemory(page);
+    if (bytes == nullptr && !ReadPage(page, buffer))
       return false;
-    records.resize(records.size() + kVfdFrame);
-    vfd_PutFrame(records.data() + records.size() - kVfdFrame, pages[i], bytes != nullptr ? bytes : buffer,
-                 chain);
-    if (records.size() < kFramesAtOnce * kVfdFrame && i + 1 < pages.size())
-      continue;
-    if (!vfd_WriteAt(journal, records.data(), records.size(), end))
+    if (!frames.Put(page, bytes != nullptr ? bytes : buffer))
       return Fail("write the journal");
-    end += records.size();
-    records.clear();
   }
+  return frames.Flush() || Fail("write the journal");
+}
+
+// How many pages from `at` on can go into the journal at once: whole ones below the floor, and not the first
+// page, which decides whether a journal belongs to its file.
+std::uint64_t vfd_Store::PagesToFrame(std::uint64_t at, std::uint64_t end) const {
+  const std::uint64_t first = at / kVfdPage, last = end / kVfdPage;
+  std::uint64_t page = first;
+  if (at % kVfdPage == 0 && first != 0)
+    while (page < last && !MayBypass(page))
+      ++page;
+  return page - first;
+}
+
+bool vfd_Store::WriteFrames(std::uint64_t page, std::uint64_t count, const unsigned char* bytes) {
+  if (!BeginGeneration())
+    return false;
+  const std::uint64_t start = m_openEnd;
+  std::uint64_t end = m_openEnd, chain = m_openChain;
+  FrameWriter frames(m_journal.Get(), end, chain);
+  for (std::uint64_t i = 0; i < count; ++i)
+    if (!frames.Put(page + i, bytes + i * kVfdPage))
+      return Fail("write the journal");
+  if (!frames.Flush())
+    return Fail("write the journal");
+  m_openEnd = end;
+  m_openChain = chain;
+  m_spilled += count;
+  for (std::uint64_t i = 0; i < count; ++i)
+    m_overlay.Spilled(page + i, start + i * kVfdFrame);
   return true;
 }
 

@@ -132,10 +132,14 @@ class vfd_Store {
   const unsigned char* InMemory(std::uint64_t page) const;
   bool ReadPage(std::uint64_t page, unsigned char* bytes) const;
   bool ReadFrame(std::uint64_t page, std::uint64_t frame, unsigned char* bytes) const;
+  bool TakeFrame(std::uint64_t page, const unsigned char* record, std::size_t got,
+                 unsigned char* bytes) const;
   unsigned char* PageForWriting(std::uint64_t page, bool whole);
   bool MayBypass(std::uint64_t page) const;
   bool WriteMain(std::uint64_t address, std::size_t count, const void* bytes);
   bool ScratchFailed();
+  std::uint64_t PagesToFrame(std::uint64_t at, std::uint64_t end) const;
+  bool WriteFrames(std::uint64_t page, std::uint64_t count, const unsigned char* bytes);
   void Spill();
   bool SpillPages();
   static std::uint64_t SpillLimit();
@@ -152,6 +156,7 @@ class vfd_Store {
   bool PlaceFresh(const Plan& plan);
   bool SyncMain();
   bool AppendRecord(const Plan& plan);
+  void ReserveJournal(std::uint64_t end);
   void TakeBack(std::uint64_t end);
   void KeepRecent(const Plan& plan);
   bool ApplyPages();
@@ -206,6 +211,7 @@ class vfd_Store {
   std::uint64_t m_chain = 0;                             // the checksum up to there
   std::uint64_t m_openEnd = kVfdHeader, m_openChain = 0; // the same with the frames spilled since
   std::uint64_t m_spilled = 0;                           // number of those frames
+  std::uint64_t m_reserved = 0;                          // the journal's file has blocks up to there at least
   std::uint64_t m_nextTry = 0;                           // journal length at which the generation may end
 
   std::uint64_t m_sequence = 0;

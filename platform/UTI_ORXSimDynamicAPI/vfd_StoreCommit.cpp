@@ -14,6 +14,7 @@ constexpr std::size_t kMostRecent = 2048; // committed pages kept in memory
 constexpr std::size_t kManyFresh = 64; // new pages for which a sync of the main file is cheaper than frames
 constexpr std::uint64_t kFarEnd = std::uint64_t{1} << 20; // beyond the main file
 constexpr std::size_t kRunBytes = std::size_t{1} << 20;   // written at once to the main file
+constexpr std::size_t kMostFrames = 64;                   // read at once from the journal
 } // namespace
 
 /// The pages in memory by the road they take.
@@ -244,6 +245,7 @@ bool vfd_Store::AppendRecord(const Plan& plan) {
     TakeBack(m_openEnd);
     return false;
   }
+  ReserveJournal(end + records.size());
   if (Power() && !vfd_Broken(vfd_Rule::kCommitSync) && !vfd_Sync(m_journal.Get())) {
     Poison("sync the journal");
     // A live reader may have seen the record; then it stays, and the next opening says whether it counts.
@@ -260,10 +262,19 @@ bool vfd_Store::AppendRecord(const Plan& plan) {
   return true;
 }
 
+// A sync of a file whose size and blocks stay as they are costs half as much. What lies behind the last
+// record is never looked at, so it matters to nobody when this fails.
+void vfd_Store::ReserveJournal(std::uint64_t end) {
+  static constinit unsigned char s_zeros[std::size_t{128} << 10] = {};
+  if (Power() && end > m_reserved && vfd_WriteAt(m_journal.Get(), s_zeros, sizeof s_zeros, end))
+    m_reserved = end + sizeof s_zeros;
+}
+
 // A record of which nobody knows how much arrived must not come to life later.
 void vfd_Store::TakeBack(std::uint64_t end) {
   std::string cause;
   cause.swap(m_cause);
+  m_reserved = std::min(m_reserved, end);
   if (!vfd_SetSize(m_journal.Get(), end) && m_poison.empty())
     Poison("take an unfinished commit back");
   m_cause.swap(cause);
@@ -284,7 +295,24 @@ bool vfd_Store::ApplyPages() {
   pages.reserve(m_unapplied.All().size());
   for (const auto& entry : m_unapplied.All())
     pages.push_back(entry.page);
-  if (!WritePages(pages, [&](std::uint64_t page, unsigned char* target) { return ReadPage(page, target); }))
+  // Pages that were written together have their frames together: such frames are read together.
+  std::vector<unsigned char> stretch;
+  std::uint64_t start = 0;
+  const auto take = [&](std::uint64_t page, unsigned char* target) {
+    if (InMemory(page) != nullptr)
+      return ReadPage(page, target);
+    const std::uint64_t frame = m_unapplied.Find(page)->frame, end = start + stretch.size();
+    if (frame < start || frame + kVfdFrame > end) {
+      const std::size_t next = std::clamp(2 * stretch.size(), kVfdFrame, kMostFrames * kVfdFrame);
+      stretch.resize(frame >= start && frame <= end ? next : kVfdFrame);
+      std::size_t got = 0;
+      if (!vfd_ReadAt(m_journal.Get(), stretch.data(), stretch.size(), start = frame, got))
+        return Fail("read the journal");
+      stretch.resize(got);
+    }
+    return TakeFrame(page, stretch.data() + (frame - start), stretch.size() - (frame - start), target);
+  };
+  if (!WritePages(pages, take))
     return false;
   if (m_mainSize > m_committedEnd && !vfd_SetSize(m_main.Get(), m_committedEnd))
     return Fail("set the file's size");

@@ -10,7 +10,7 @@
 
 namespace {
 constexpr std::uint64_t kJournalLimit = std::uint64_t{4} << 20; // a longer journal ends its generation
-constexpr std::uint64_t kLongJournal = 16;                      // times the limit: its file is cut as well
+constexpr std::uint64_t kLongJournal = 64;                      // times the limit: its file is cut as well
 constexpr std::uint64_t kTriesALimit = 16; // looks for readers while the journal grows by its limit
 
 std::uint64_t journalLimit() {
@@ -131,6 +131,7 @@ void vfd_Store::Shorten() {
   m_unapplied = std::move(index);
   m_journalEnd = m_openEnd = end;
   m_chain = m_openChain = chain;
+  m_reserved = end;
   m_nextTry = end + journalLimit();
   // Should the name be the old journal's again, the next commits would be lost.
   try {
@@ -197,8 +198,8 @@ bool vfd_Store::Checkpoint() {
   m_floor = vfd_PagesOf(m_committedEnd);
   if (!StartGeneration())
     RemoveJournal();
-  else if (cut)
-    vfd_SetSize(m_journal.Get(), kVfdHeader);
+  else if (cut && vfd_SetSize(m_journal.Get(), kVfdHeader))
+    m_reserved = 0;
   return true;
 }
 
@@ -206,6 +207,7 @@ bool vfd_Store::Checkpoint() {
 void vfd_Store::RemoveJournal() {
   vfd_Remove(JournalName(m_name));
   m_journal.Close();
+  m_reserved = 0;
   m_header = HeaderState::kNone;
   m_journalEnd = m_openEnd = kVfdHeader;
 }
