@@ -29,15 +29,19 @@ class PDM_CORE_API msfD_Root : public gbb_RootImpl {
 
   /// Makes a new simulation file; it appears under its name once it holds the whole Sim. A file name that is
   /// open here, or an alias that is taken, prints a line and gives an empty Sim. When the file cannot be
-  /// made, the Sim is there but can hold nothing; ORXSimManager::LastError() says why. \param alias a name
-  /// for links and getByAlias(); may be empty. \param contextOption durability of commit points, as
-  /// ORXSimManager::CreateContext; -1 is 1.
+  /// made, the Sim is there but can hold nothing; ORXSimManager::LastError() says why.
+  ///
+  /// \param alias a name for links and getByAlias(); may be empty.
+  ///
+  /// \param contextOption durability of commit points, as ORXSimManager::CreateContext; -1 is 1.
   msfD_Sim createSim(gbb_String fileName, gbb_String alias, int contextOption);
   /// Opens an existing simulation file for reading and writing. One that cannot be opened gives an empty
   /// Sim, with the cause in ORXSimManager::LastError(); the rest as createSim.
   msfD_Sim openSim(gbb_String fileName, gbb_String alias, int contextOption);
-  /// As openSim, for reading only. \param contextOption also 3: live reading while another program writes;
-  /// the Sim is as at that program's last commit point when it was opened or refreshed.
+  /// As openSim, for reading only.
+  ///
+  /// \param contextOption also 3: live reading while another program writes; the Sim is as at that program's
+  /// last commit point when it was opened or refreshed.
   msfD_Sim openSimReadOnly(gbb_String fileName, gbb_String alias, int contextOption);
   /// Moves a Sim that was opened for live reading on to the newest commit point. Handles stay valid and are
   /// as the file says from then on; references that getters gave are not. \return false, with the cause in

@@ -82,25 +82,20 @@ std::uint64_t ORXSimBlockSums::SumOf(int block, const unsigned char* bytes) cons
   return sum == 0 ? 1 : sum;
 }
 
-bool ORXSimBlockSums::Agrees(int block, const unsigned char* bytes) const {
-  return !IsWritten(block) || SumOf(block, bytes) == m_sums[static_cast<std::size_t>(block)];
-}
-
 bool ORXSimBlockSums::CheckRows(hdf_Operation& operation, int first, int end,
                                 const unsigned char* bytes) const {
-  for (int row = first; row < end; row = EndRow(BlockOf(row)))
-    if (!Agrees(BlockOf(row), bytes + (row - first) * m_rowBytes))
-      return RefuseBlock(operation, BlockOf(row));
+  for (int row = first; row < end; row = EndRow(BlockOf(row))) {
+    const int block = BlockOf(row);
+    if (IsWritten(block) &&
+        SumOf(block, bytes + (row - first) * m_rowBytes) != m_sums[static_cast<std::size_t>(block)])
+      return operation.Refuse("the data is damaged: block " + std::to_string(block) + " (rows " +
+                              std::to_string(FirstRow(block)) + " to " + std::to_string(EndRow(block) - 1) +
+                              ") does not match its checksum");
+  }
   return true;
 }
 
 void ORXSimBlockSums::Note(int first, int end, const unsigned char* bytes) {
   for (int row = first; row < end; row = EndRow(BlockOf(row)))
     m_sums[static_cast<std::size_t>(BlockOf(row))] = SumOf(BlockOf(row), bytes + (row - first) * m_rowBytes);
-}
-
-bool ORXSimBlockSums::RefuseBlock(hdf_Operation& operation, int block) const {
-  return operation.Refuse("the data is damaged: block " + std::to_string(block) + " (rows " +
-                          std::to_string(FirstRow(block)) + " to " + std::to_string(EndRow(block) - 1) +
-                          ") does not match its checksum");
 }

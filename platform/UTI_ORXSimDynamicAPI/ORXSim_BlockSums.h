@@ -36,12 +36,10 @@ class ORXSimBlockSums {
   int PieceRows(std::int64_t bytes) const;
 
   bool IsWritten(int block) const { return m_sums[static_cast<std::size_t>(block)] != 0; }
-  bool Agrees(int block, const unsigned char* bytes) const;
   /// Refuses the first block in [first, end) that does not agree.
   bool CheckRows(hdf_Operation& operation, int first, int end, const unsigned char* bytes) const;
   /// Takes the sums of the blocks in [first, end).
   void Note(int first, int end, const unsigned char* bytes);
-  bool RefuseBlock(hdf_Operation& operation, int block) const;
 
  private:
   std::uint64_t SumOf(int block, const unsigned char* bytes) const;

@@ -1,5 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Inspect.h>
 
+#include <UTI_ORXSimDynamicAPI/hdf_Blocks.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Context.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Walk.h>

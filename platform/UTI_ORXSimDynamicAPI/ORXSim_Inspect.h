@@ -40,7 +40,6 @@ class ORXSIM_API ORXSimInspected {
   std::vector<std::string> links; // a group's hard links
   ORXSimInspectedType type = ORXSimInspectedType::kOther;
   int size = 0; // of a dataset: bytes of one element
-  bool isSigned = false;
   std::vector<std::uint64_t> dims;
 
   /// Null when there is no attribute of that name.

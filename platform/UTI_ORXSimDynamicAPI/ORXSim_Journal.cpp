@@ -29,19 +29,20 @@ void describe(const vfd_JournalContent& content, const vfd_Descriptor& file, ORX
   info.journalBytes = static_cast<std::int64_t>(content.size);
   info.headerValid = content.state == vfd_JournalContent::State::kSound;
   if (!info.headerValid) {
-    info.cause = content.size == 0 ? "the journal is empty" : "the journal has no valid header";
+    // One that never got its header says nothing, and is removed at the next opening.
+    if (content.state == vfd_JournalContent::State::kNoHeader)
+      info.cause = "the journal has no valid header";
     return;
   }
-  unsigned char sector[512];
-  info.belongs =
-      vfd_ReadPadded(file.Get(), sector, sizeof sector, 0) && content.Belongs(vfd_SectorSum(sector));
+  std::uint64_t sector = 0;
+  info.belongs = content.commits == 0 || (vfd_ReadSectorSum(file.Get(), sector) && content.Belongs(sector));
   if (!info.belongs)
     info.cause = "the journal belongs to another file, or the file was changed without it";
   info.commits = content.commits;
   info.frames = content.frames;
   info.sequence = content.sequence;
   info.imageBytes = static_cast<std::int64_t>(content.eof);
-  info.tailBytes = static_cast<std::int64_t>(content.size - content.end);
+  info.unfinishedBytes = static_cast<std::int64_t>(content.unfinished);
   info.ownerProcess = content.header.process;
   info.ownerHost = content.header.host;
 }

@@ -19,7 +19,7 @@ struct ORXSIM_API ORXSimJournalInfo {
   std::uint64_t sequence = 0;  // number of the last commit in its writer's session
   std::int64_t imageBytes = 0; // size of the file after the last commit
   std::int64_t journalBytes = 0;
-  std::int64_t tailBytes = 0; // behind the last commit: an update that was never finished
+  std::int64_t unfinishedBytes = 0; // behind the last commit: of a large update that was never finished
   std::uint64_t ownerProcess = 0;
   std::string ownerHost;
   std::string cause; // what is wrong, "" when nothing is

@@ -15,21 +15,28 @@ class ORXSIM_API ORXSimManager {
   /// file or an empty file of that name stays as it is until then and is replaced. One that this or another
   /// process has open is left alone and the call fails, and so is everything that is not a regular file or no
   /// HDF5 file, so that a wrong name destroys nothing. The context holds a lock (flock) on its file as long
-  /// as it is open: readers of the same file share it, a writer has it alone. \param createFlags 0: replace a
-  /// closed file; 1: fail when the file exists. \param version     layout version the caller was built for:
-  /// 102. \param reserved    taken as it comes. \param contextOption what a commit point survives: 0 nothing
-  /// (scratch files without a journal), 1 the
-  ///                      death of the process at any instant, 2 the loss of power.
+  /// as it is open: readers of the same file share it, a writer has it alone.
+  ///
+  /// \param createFlags 0: replace a closed file; 1: fail when the file exists.
+  ///
+  /// \param version layout version the caller was built for: 102.
+  ///
+  /// \param reserved taken as it comes.
+  ///
+  /// \param contextOption what a commit point survives: 0 nothing (scratch files without a journal), 1 the
+  /// death of the process at any instant, 2 the loss of power.
+  ///
   /// \return the null context on failure, with the cause in LastError().
   static ORXSimContextID CreateContext(const cow_String& fileName, int createFlags, int version,
                                        bool reserved, int contextOption);
   /// Opens an existing simulation file. When its last writer died, it is first brought to that writer's last
-  /// commit point, or read from there when it is opened for reading only.
+  /// commit point, or read from there when it is opened for reading only. The rest is as CreateContext.
+  ///
   /// \param openFlags the sum of 1 for reading only and 2 for a file of unknown origin: a child process with
-  ///                  limits walks through all of it first, which costs as much as reading it.
+  /// limits walks through all of it first, which costs as much as reading it.
+  ///
   /// \param contextOption as CreateContext, and 3, with reading only: live reading beside a writer, of the
-  ///                      last commit point when the file was opened or refreshed (see Refresh).
-  /// The rest as CreateContext.
+  /// last commit point when the file was opened or refreshed (see Refresh).
   static ORXSimContextID OpenContext(const cow_String& fileName, int openFlags, int version, bool reserved,
                                      int contextOption);
   /// Commits what is pending and closes the file; every object of it becomes empty. The null context and

@@ -1,4 +1,4 @@
-#include <UTI_ORXSimDynamicAPI/hdf_Walk.h>
+#include <UTI_ORXSimDynamicAPI/hdf_Blocks.h>
 
 #include <algorithm>
 

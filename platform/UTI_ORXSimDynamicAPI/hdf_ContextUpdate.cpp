@@ -3,7 +3,6 @@
 #include <UTI_ORXSimDynamicAPI/hdf_Context.h>
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
-#include <UTI_ORXSimDynamicAPI/hdf_FileId.h>
 #include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
 #include <UTI_ORXSimDynamicAPI/hdf_OpenFile.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
@@ -66,8 +65,6 @@ bool hdf_Context::MakeCommitPoint(hdf_Operation& operation) {
     return stopped ? RefuseWrite(operation) : operation.Refuse(kForked);
   if ((durability == 0 && !store->IsNew()) || (takenBack && writes == committed))
     return true;
-  if (!store->FileIdKnown())
-    store->SetFileId(hdf_ReadFileId(file));
   if (!operation.Check(H5Fflush(file, H5F_SCOPE_LOCAL))) {
     Bar(hdf_Operation::LastCause(), "commit: ");
     return false;
@@ -155,8 +152,8 @@ bool hdf_Context::Reopen(hdf_Operation& operation) {
   lost = good ? "" : hdf_Operation::LastCause();
   committed = scopeStart = writes;
   takenBack = store->IsNew();
-  barred = stopped = !good;
-  barCause = lost;
+  barred = stopped = !good || !store->MayRetry();
+  barCause = good ? store->Obstacle() : lost;
   return good;
 }
 

@@ -1,5 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/hdf_Copy.h>
 
+#include <UTI_ORXSimDynamicAPI/hdf_Blocks.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Walk.h>

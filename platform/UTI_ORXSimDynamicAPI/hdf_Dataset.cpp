@@ -8,8 +8,6 @@
 #include <vector>
 
 namespace {
-// Deflate makes nothing smaller than this; a claim beyond it is damage.
-constexpr std::uint64_t kLargestExpansion = 1032;
 // A fresh dataset up to this size is first written whole, so that the file never holds stray memory.
 constexpr std::uint64_t kPaddedWrite = std::uint64_t{64} << 10;
 
@@ -33,7 +31,7 @@ bool checkLayout(hdf_Operation& operation, hdf_DatasetRep& dataset, std::uint64_
   const std::uint64_t stored =
       chunked ? std::min<std::uint64_t>(H5Dget_storage_size(dataset.id), sizeOfFile) : sizeOfFile;
   const bool filtered = chunked && H5Pget_nfilters(properties.Get()) > 0;
-  dataset.unwritten = chunked && bytes / (filtered ? kLargestExpansion : 1) > stored;
+  dataset.unwritten = chunked && bytes / (filtered ? kHdfLargestExpansion : 1) > stored;
   return (dataset.unwritten ? mayBeUnwritten : bytes <= stored || filtered) ||
          operation.Refuse("larger than what the file stores");
 }

@@ -103,6 +103,9 @@ class hdf_FileRep : public hdf_ObjectRep {
   bool OpenAgain(hdf_Operation& operation) override;
 };
 
+/// Deflate makes nothing smaller by more than this; a claim beyond it is damage.
+inline constexpr std::uint64_t kHdfLargestExpansion = 1032;
+
 /// The type of a stored number, as far as it matters here.
 struct hdf_StoredType {
   H5T_class_t family = H5T_NO_CLASS;

@@ -121,8 +121,11 @@ bool isFit(hdf_Operation& operation, hdf_Context& context) {
 bool openFile(hdf_Operation& operation, hdf_Context& context) {
   vfd_Store& store = *context.store;
   context.file = openThrough(store, context.fileName, context.readOnly);
-  return operation.Check(context.file) &&
-         (!context.readOnly || store.JournalBytes() == 0 || checkJournal(operation, store, context.file));
+  if (!operation.Check(context.file))
+    return false;
+  if (!context.readOnly && !store.FileIdKnown())
+    store.SetFileId(hdf_ReadFileId(context.file));
+  return !context.readOnly || store.JournalBytes() == 0 || checkJournal(operation, store, context.file);
 }
 
 // The closed file of that name, locked and ready to be replaced.

@@ -1,8 +1,8 @@
 #include <UTI_ORXSimDynamicAPI/hdf_Superblock.h>
 
+#include <UTI_ORXSimDynamicAPI/hdf_Checksum.h>
 #include <UTI_ORXSimDynamicAPI/vfd_Store.h>
 
-#include <bit>
 #include <cstring>
 
 namespace {
@@ -17,45 +17,6 @@ std::uint64_t littleEndian(const unsigned char* bytes, int count) {
 
 constexpr std::size_t kMarkAt = 11; // of versions 2 and 3
 constexpr unsigned char kOpenMarks = 0x01 | 0x04;
-
-// The checksum of HDF5's metadata: Bob Jenkins' lookup3, hashlittle, public domain
-// (burtleburtle.net/bob/c/lookup3.c).
-std::uint32_t lookup3(const unsigned char* bytes, std::size_t count) {
-  std::uint32_t a, b, c;
-  a = b = c = 0xdeadbeef + static_cast<std::uint32_t>(count);
-  const auto take = [&bytes](std::size_t length) {
-    std::uint32_t word = 0;
-    for (std::size_t i = 0; i < length; ++i)
-      word |= std::uint32_t{bytes[i]} << (8 * i);
-    bytes += length;
-    return word;
-  };
-  for (; count > 12; count -= 12) {
-    a += take(4);
-    b += take(4);
-    c += take(4);
-    a = (a - c) ^ std::rotl(c, 4), c += b;
-    b = (b - a) ^ std::rotl(a, 6), a += c;
-    c = (c - b) ^ std::rotl(b, 8), b += a;
-    a = (a - c) ^ std::rotl(c, 16), c += b;
-    b = (b - a) ^ std::rotl(a, 19), a += c;
-    c = (c - b) ^ std::rotl(b, 4), b += a;
-  }
-  if (count == 0)
-    return c;
-  const std::size_t first = count < 4 ? count : 4, second = count < 8 ? count - first : 4;
-  a += take(first);
-  b += take(second);
-  c += take(count - first - second);
-  c = (c ^ b) - std::rotl(b, 14);
-  a = (a ^ c) - std::rotl(c, 11);
-  b = (b ^ a) - std::rotl(a, 25);
-  c = (c ^ b) - std::rotl(b, 16);
-  a = (a ^ c) - std::rotl(c, 4);
-  b = (b ^ a) - std::rotl(a, 14);
-  c = (c ^ b) - std::rotl(b, 24);
-  return c;
-}
 
 // The bytes before the checksum of versions 2 and 3; 0 where there is none.
 std::size_t checkedBytes(const unsigned char* block) {
@@ -87,8 +48,8 @@ hdf_Superblock hdf_Superblock::Read(const vfd_Store& store) {
     if (std::memcmp(block, kSignature, sizeof kSignature) != 0)
       continue;
     const std::size_t checked = checkedBytes(block);
-    return {true, checked != 0 && lookup3(block, checked) != littleEndian(block + checked, 4), start,
-            endOf(block, start)};
+    return {true, checked != 0 && hdf_MetadataChecksum(block, checked) != littleEndian(block + checked, 4),
+            start, endOf(block, start)};
   }
   return {};
 }
@@ -99,7 +60,7 @@ void hdf_Superblock::StripOpenMark(unsigned char* block, std::size_t available) 
   if (checked == 0 || (block[kMarkAt] & kOpenMarks) == 0)
     return;
   block[kMarkAt] = static_cast<unsigned char>(block[kMarkAt] & ~kOpenMarks);
-  const std::uint32_t sum = lookup3(block, checked);
+  const std::uint32_t sum = hdf_MetadataChecksum(block, checked);
   for (int i = 0; i < 4; ++i)
     block[checked + static_cast<std::size_t>(i)] = static_cast<unsigned char>(sum >> (8 * i));
 }

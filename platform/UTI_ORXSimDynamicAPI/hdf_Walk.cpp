@@ -6,8 +6,7 @@
 #include <algorithm>
 
 namespace {
-constexpr std::uint64_t kLargestExpansion = 1032; // deflate makes nothing smaller than this
-constexpr std::uint64_t kLeastLink = 8;           // no link takes less in any form of group
+constexpr std::uint64_t kLeastLink = 8; // no link takes less in any form of group
 
 struct Link {
   std::string name;
@@ -239,7 +238,6 @@ void hdf_Walk::VisitDataset(hid_t dataset, const Place& place, ORXSimInspected& 
   const hdf_StoredType stored = hdf_StoredType::Of(type.Get());
   seen.type = typeOf(stored);
   seen.size = static_cast<int>(stored.size);
-  seen.isSigned = stored.isSigned;
   CheckLayout(dataset, place, seen);
   m_visitor.Object(seen);
 }
@@ -272,7 +270,7 @@ void hdf_Walk::CheckLayout(hid_t dataset, const Place& place, ORXSimInspected& s
   const bool filtered = layout == H5D_CHUNKED && H5Pget_nfilters(properties.Get()) > 0;
   const haddr_t offset = H5Dget_offset(dataset);
   const std::uint64_t bytes = seen.Bytes();
-  if (stored > m_fileBytes || bytes / (filtered ? kLargestExpansion : 1) > m_fileBytes ||
+  if (stored > m_fileBytes || bytes / (filtered ? kHdfLargestExpansion : 1) > m_fileBytes ||
       (offset != HADDR_UNDEF && bytes > m_fileBytes - std::min(offset, m_fileBytes)))
     refuse("dataset.size", std::to_string(bytes) + " bytes in a file of " + std::to_string(m_fileBytes));
 }

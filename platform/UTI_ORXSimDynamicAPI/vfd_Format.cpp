@@ -155,6 +155,13 @@ std::uint64_t vfd_SectorSum(const unsigned char* bytes) {
   return hdf_Checksum(bytes, kSector);
 }
 
+bool vfd_ReadSectorSum(int file, std::uint64_t& sum) {
+  unsigned char sector[kSector];
+  const bool read = vfd_ReadPadded(file, sector, sizeof sector, 0);
+  sum = read ? vfd_SectorSum(sector) : 0;
+  return read;
+}
+
 const vfd_PageIndex::Entry* vfd_PageIndex::Find(std::uint64_t page) const {
   const auto found = std::lower_bound(m_entries.begin(), m_entries.end(), Entry{page, 0}, byPage);
   return found != m_entries.end() && found->page == page ? &*found : nullptr;
@@ -245,6 +252,7 @@ bool vfd_JournalContent::Read(int journal) {
   }
   if (reader.Failed())
     return false;
+  unfinished = reader.At() - end;
   keepNewest(committed);
   reachOfFrames = committed.empty() ? 0 : committed.back().page + 1;
   reach = std::max(reach, reachOfFrames);

@@ -13,7 +13,10 @@ inline constexpr std::size_t kVfdPage = 4096;    // bytes of a page of the main 
 inline constexpr std::size_t kVfdHeader = 512;   // bytes of the header, one sector
 inline constexpr std::size_t kVfdFrameHead = 24; // bytes of a frame before its page
 inline constexpr std::size_t kVfdFrame = kVfdFrameHead + kVfdPage;
-inline constexpr std::size_t kVfdCommit = 40;                        // bytes of a commit record
+inline constexpr std::size_t kVfdCommit = 40; // bytes of a commit record
+/// By so much a commit's image may end behind all that the main file and the frames show; a writer that goes
+/// beyond extends the main file durably first. More than that is an invented size.
+inline constexpr std::uint64_t kVfdUnseenEnd = std::uint64_t{1} << 20;
 inline constexpr std::uint64_t kVfdLargest = std::uint64_t{1} << 62; // no file is as long
 
 using vfd_FileId = std::array<unsigned char, 16>;
@@ -46,8 +49,10 @@ bool vfd_IsFrameOf(const unsigned char* record, std::uint64_t page);
 /// Writes a commit record at `target` and moves the chain on.
 void vfd_PutCommit(unsigned char* target, std::uint32_t frames, std::uint64_t eof, std::uint64_t sequence,
                    std::uint64_t& chain);
-/// Checksum of a file's first sector, shorter files padded with zeros.
+/// Checksum of a file's first sector, shorter files padded with zeros: from its bytes, or read from a file.
 std::uint64_t vfd_SectorSum(const unsigned char* bytes);
+/// \return false with errno set.
+bool vfd_ReadSectorSum(int file, std::uint64_t& sum);
 
 /// Where in the journal the newest frame of each page stands, ordered by page.
 class vfd_PageIndex {
@@ -86,6 +91,7 @@ struct vfd_JournalContent {
   std::uint64_t sequence = 0;              // of the last
   std::uint64_t end = kVfdHeader;          // where the next record goes
   std::uint64_t chain = 0;                 // the checksum up to there
+  std::uint64_t unfinished = 0;            // bytes of whole frames behind it, which no commit makes count
   std::uint64_t reach = 0;                 // pages: at or past everything that was committed or has a frame
   std::uint64_t reachOfFrames = 0;         // the same of the frames alone
   std::vector<std::uint64_t> firstSectors; // checksums of the first sector in the commits

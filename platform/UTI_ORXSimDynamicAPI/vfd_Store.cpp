@@ -168,7 +168,8 @@ bool vfd_Store::Write(std::uint64_t address, std::size_t count, const void* byte
   m_eof = std::max(m_eof, end);
   if (Scratch())
     return !m_poison.empty() || WriteMain(address, count, bytes) || ScratchFailed();
-  const bool large = count >= kLargeCall && m_closing == Closing::kNo;
+  // After a failed sync nobody knows which record counts, so neither file is written any more.
+  const bool large = count >= kLargeCall && m_closing == Closing::kNo && m_poison.empty();
   bool frames = large;
   std::uint64_t runStart = address; // what goes straight to the main file
   const auto writeRun = [&](std::uint64_t runEnd) {
@@ -236,13 +237,14 @@ bool vfd_Store::AppendFrames(int journal, const std::vector<std::uint64_t>& page
   return frames.Flush() || Fail("write the journal");
 }
 
-// How many pages from `at` on can go into the journal at once: whole ones below the floor, and not the first
-// page, which decides whether a journal belongs to its file.
+// How many pages from `at` on can go into the journal at once: whole ones below the floor that this update
+// writes for the first time, so that the journal does not grow with each rewriting; and not the first page,
+// which decides whether a journal belongs to its file.
 std::uint64_t vfd_Store::PagesToFrame(std::uint64_t at, std::uint64_t end) const {
   const std::uint64_t first = at / kVfdPage, last = end / kVfdPage;
   std::uint64_t page = first;
   if (at % kVfdPage == 0 && first != 0)
-    while (page < last && !MayBypass(page))
+    while (page < last && !MayBypass(page) && m_overlay.Find(page) == nullptr)
       ++page;
   return page - first;
 }
@@ -253,17 +255,25 @@ bool vfd_Store::WriteFrames(std::uint64_t page, std::uint64_t count, const unsig
   const std::uint64_t start = m_openEnd;
   std::uint64_t end = m_openEnd, chain = m_openChain;
   FrameWriter frames(m_journal.Get(), end, chain);
-  for (std::uint64_t i = 0; i < count; ++i)
-    if (!frames.Put(page + i, bytes + i * kVfdPage))
-      return Fail("write the journal");
-  if (!frames.Flush())
-    return Fail("write the journal");
-  m_openEnd = end;
-  m_openChain = chain;
-  m_spilled += count;
+  bool written = true;
+  for (std::uint64_t i = 0; written && i < count; ++i)
+    written = frames.Put(page + i, bytes + i * kVfdPage);
+  if (!written || !frames.Flush()) {
+    Fail("write the journal");
+    CutJournal(m_openEnd); // there may be no room on the disk
+    return false;
+  }
+  HasSpilled(count, end, chain);
   for (std::uint64_t i = 0; i < count; ++i)
     m_overlay.Spilled(page + i, start + i * kVfdFrame);
   return true;
+}
+
+void vfd_Store::HasSpilled(std::uint64_t frames, std::uint64_t end, std::uint64_t chain) {
+  m_openEnd = end;
+  m_openChain = chain;
+  m_spilled += frames;
+  m_journalSize = std::max(m_journalSize, end);
 }
 
 void vfd_Store::HasFailed() noexcept {
@@ -279,6 +289,7 @@ void vfd_Store::HasFailed() noexcept {
 
 void vfd_Store::Discard() {
   m_broken.clear();
+  CutLongJournal();
   m_overlay.Clear();
   m_openEnd = m_journalEnd;
   m_openChain = m_chain;

@@ -69,6 +69,8 @@ class vfd_Store {
   /// cause when it is not; MayRetry() tells whether another try can help.
   bool Commit(std::string& cause);
   bool MayRetry() const { return m_poison.empty() && m_broken.empty(); }
+  /// Why not; "" when it can.
+  const std::string& Obstacle() const { return m_poison.empty() ? m_broken : m_poison; }
   /// Forgets everything written since the last commit point.
   void Discard();
   /// From now on HDF5 is closing the file: nothing fails any more, and what is written is kept in memory for
@@ -140,6 +142,7 @@ class vfd_Store {
   bool ScratchFailed();
   std::uint64_t PagesToFrame(std::uint64_t at, std::uint64_t end) const;
   bool WriteFrames(std::uint64_t page, std::uint64_t count, const unsigned char* bytes);
+  void HasSpilled(std::uint64_t frames, std::uint64_t end, std::uint64_t chain);
   void Spill();
   bool SpillPages();
   static std::uint64_t SpillLimit();
@@ -155,6 +158,8 @@ class vfd_Store {
   void HasCommitted(const Plan& plan);
   bool PlaceFresh(const Plan& plan);
   bool SyncMain();
+  bool SyncMainFile();
+  bool SyncDirectory();
   bool AppendRecord(const Plan& plan);
   void ReserveJournal(std::uint64_t end);
   void TakeBack(std::uint64_t end);
@@ -179,7 +184,9 @@ class vfd_Store {
   bool BringHome();
   void HasApplied();
   bool Checkpoint();
-  void RemoveJournal();
+  void CutLongJournal();
+  bool CutJournal(std::uint64_t end);
+  bool RemoveJournal();
   bool Power() const { return m_options.durability == 2; }
   bool Scratch() const { return m_options.durability == 0 && !m_options.readOnly; }
 
@@ -198,6 +205,7 @@ class vfd_Store {
   std::uint64_t m_committedEnd = 0; // bytes of the image at the last commit point
   std::uint64_t m_eof = 0;          // where HDF5's file ends now
   std::uint64_t m_mainSize = 0;
+  std::uint64_t m_syncedSize = 0; // of the main file on the disk, at least
   std::uint64_t m_floor = 0;  // pages from here on were never committed and have no frame in this generation
   vfd_Overlay m_overlay;      // written since the last commit point
   std::uint64_t m_spillAt;    // so many pages in memory are too many
@@ -211,7 +219,7 @@ class vfd_Store {
   std::uint64_t m_chain = 0;                             // the checksum up to there
   std::uint64_t m_openEnd = kVfdHeader, m_openChain = 0; // the same with the frames spilled since
   std::uint64_t m_spilled = 0;                           // number of those frames
-  std::uint64_t m_reserved = 0;                          // the journal's file has blocks up to there at least
+  std::uint64_t m_journalSize = 0;                       // of the journal's file, as far as we wrote it
   std::uint64_t m_nextTry = 0;                           // journal length at which the generation may end
 
   std::uint64_t m_sequence = 0;

@@ -12,9 +12,8 @@
 namespace {
 constexpr std::size_t kMostRecent = 2048; // committed pages kept in memory
 constexpr std::size_t kManyFresh = 64; // new pages for which a sync of the main file is cheaper than frames
-constexpr std::uint64_t kFarEnd = std::uint64_t{1} << 20; // beyond the main file
-constexpr std::size_t kRunBytes = std::size_t{1} << 20;   // written at once to the main file
-constexpr std::size_t kMostFrames = 64;                   // read at once from the journal
+constexpr std::size_t kRunBytes = std::size_t{1} << 20; // written at once to the main file
+constexpr std::size_t kMostFrames = 64;                 // read at once from the journal
 } // namespace
 
 /// The pages in memory by the road they take.
@@ -37,7 +36,7 @@ bool vfd_Store::Commit(std::string& cause) {
   if (Forked())
     m_cause = "the context belongs to another process";
   else if (!MayRetry())
-    m_cause = m_poison.empty() ? m_broken : m_poison;
+    m_cause = Obstacle();
   else
     try {
       if (IsNew() ? CommitFirst() : CommitUpdate())
@@ -82,11 +81,10 @@ bool vfd_Store::PlaceFresh(const Plan& plan) {
   if (m_mainSize < m_eof) {
     if (!vfd_SetSize(m_main.Get(), m_eof))
       return Fail("extend the file");
-    m_directDirty =
-        m_directDirty || m_eof - m_mainSize >= kFarEnd; // recovery does not believe in it otherwise
     m_mainSize = m_eof;
   }
-  m_directDirty = m_directDirty || !plan.fresh.empty();
+  // As far as recovery is going to believe in the size on the disk.
+  m_directDirty = m_directDirty || !plan.fresh.empty() || m_eof >= m_syncedSize + kVfdUnseenEnd;
   return WritePages(plan.fresh, [&](std::uint64_t page, unsigned char* target) {
     std::memcpy(target, m_overlay.Find(page)->bytes.get(), kVfdPage);
     return true;
@@ -96,7 +94,7 @@ bool vfd_Store::PlaceFresh(const Plan& plan) {
 // Gives memory back in the middle of a large update. What fails is kept in memory, and tried again when there
 // is twice as much; the first page, which decides whether a journal belongs to its file, always is.
 void vfd_Store::Spill() {
-  if (m_closing == Closing::kNo && SpillPages())
+  if (m_closing == Closing::kNo && m_poison.empty() && SpillPages())
     m_spillAt = SpillLimit();
   else
     m_spillAt = 2 * m_overlay.InMemory();
@@ -116,22 +114,41 @@ bool vfd_Store::SpillPages() {
   if (!BeginGeneration())
     return false;
   std::uint64_t end = m_openEnd, chain = m_openChain;
-  if (!AppendFrames(m_journal.Get(), plan.framed, end, chain))
+  if (!AppendFrames(m_journal.Get(), plan.framed, end, chain)) {
+    CutJournal(m_openEnd); // there may be no room on the disk
     return false;
+  }
   for (std::size_t i = 0; i < plan.framed.size(); ++i)
     m_overlay.Spilled(plan.framed[i], m_openEnd + i * kVfdFrame);
-  m_spilled += plan.framed.size();
-  m_openEnd = end;
-  m_openChain = chain;
+  HasSpilled(plan.framed.size(), end, chain);
   return true;
 }
 
 // A sync that failed may have lost what it was to write, so it is never tried again.
 bool vfd_Store::SyncMain() {
-  if (Power() && m_directDirty && !vfd_Broken(vfd_Rule::kDirectSync) && !vfd_Sync(m_main.Get()))
+  if (!Power() || !m_directDirty || vfd_Broken(vfd_Rule::kDirectSync) || SyncMainFile()) {
+    m_directDirty = false;
+    return true;
+  }
+  return false;
+}
+
+bool vfd_Store::SyncMainFile() {
+  if (!vfd_Sync(m_main.Get()))
     return Poison("sync the file");
-  m_directDirty = false;
+  m_syncedSize = m_mainSize;
   return true;
+}
+
+// False also when there is no memory for the directory's name.
+bool vfd_Store::SyncDirectory() {
+  try {
+    return !Power() || vfd_Broken(vfd_Rule::kDirectorySync) || vfd_SyncDirectoryOf(m_name) ||
+           Poison("sync the directory");
+  } catch (const std::bad_alloc&) {
+    m_poison = "no memory"; // short enough to need none
+    return false;
+  }
 }
 
 bool vfd_Store::CommitFirst() {
@@ -159,8 +176,7 @@ bool vfd_Store::CommitFirst() {
   m_overlay.Clear();
   ++m_sequence;
   vfd_Locks::MarkWriter(m_main.Get());
-  return !Power() || vfd_Broken(vfd_Rule::kDirectorySync) || vfd_SyncDirectoryOf(m_name) ||
-         Poison("sync the directory");
+  return SyncDirectory();
 }
 
 bool vfd_Store::CommitUpdate() {
@@ -266,16 +282,17 @@ bool vfd_Store::AppendRecord(const Plan& plan) {
 // record is never looked at, so it matters to nobody when this fails.
 void vfd_Store::ReserveJournal(std::uint64_t end) {
   static constinit unsigned char s_zeros[std::size_t{128} << 10] = {};
-  if (Power() && end > m_reserved && vfd_WriteAt(m_journal.Get(), s_zeros, sizeof s_zeros, end))
-    m_reserved = end + sizeof s_zeros;
+  const bool atEnd = end > m_journalSize;
+  m_journalSize = std::max(m_journalSize, end);
+  if (Power() && atEnd && vfd_WriteAt(m_journal.Get(), s_zeros, sizeof s_zeros, end))
+    m_journalSize = end + sizeof s_zeros;
 }
 
 // A record of which nobody knows how much arrived must not come to life later.
 void vfd_Store::TakeBack(std::uint64_t end) {
   std::string cause;
   cause.swap(m_cause);
-  m_reserved = std::min(m_reserved, end);
-  if (!vfd_SetSize(m_journal.Get(), end) && m_poison.empty())
+  if (!CutJournal(end) && m_poison.empty())
     Poison("take an unfinished commit back");
   m_cause.swap(cause);
 }
@@ -317,6 +334,7 @@ bool vfd_Store::ApplyPages() {
   if (m_mainSize > m_committedEnd && !vfd_SetSize(m_main.Get(), m_committedEnd))
     return Fail("set the file's size");
   m_mainSize = std::min(m_mainSize, m_committedEnd);
+  m_syncedSize = std::min(m_syncedSize, m_mainSize);
   return true;
 }
 

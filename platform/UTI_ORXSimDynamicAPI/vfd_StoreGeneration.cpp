@@ -22,13 +22,19 @@ std::uint64_t journalLimit() {
 bool vfd_Store::BeginGeneration() {
   if (m_header == HeaderState::kNone) {
     // What former sessions committed is the ground on which this generation stands.
-    if (Power() && !vfd_Sync(m_main.Get()))
-      return Poison("sync the file");
+    if (Power() && !SyncMainFile())
+      return false;
     m_journal = MakeJournal(JournalName(m_name));
     if (!m_journal.IsOpen())
       return false;
     m_newJournal = true;
-    if (!StartGeneration()) {
+    bool started = false;
+    try {
+      started = StartGeneration();
+    } catch (const std::bad_alloc&) {
+      m_cause = "no memory"; // short enough to need none
+    }
+    if (!started) {
       RemoveJournal();
       return false;
     }
@@ -36,8 +42,8 @@ bool vfd_Store::BeginGeneration() {
   if (m_header == HeaderState::kWritten && Power()) {
     if (!vfd_Broken(vfd_Rule::kHeaderSync) && !vfd_Sync(m_journal.Get()))
       return Poison("sync the journal");
-    if (m_newJournal && !vfd_Broken(vfd_Rule::kDirectorySync) && !vfd_SyncDirectoryOf(m_name))
-      return Poison("sync the directory");
+    if (m_newJournal && !SyncDirectory())
+      return false;
   }
   m_newJournal = false;
   m_header = HeaderState::kDurable;
@@ -67,13 +73,11 @@ vfd_Descriptor vfd_Store::MakeJournal(const std::string& name) {
 
 // \param sequence of the last commit that is not in the journal.
 bool vfd_Store::WriteHeader(int journal, std::uint64_t sequence, std::uint64_t& salt) {
-  unsigned char sector[512];
-  if (!vfd_ReadPadded(m_main.Get(), sector, sizeof sector, 0))
-    return Fail("read");
   vfd_Header header;
+  if (!vfd_ReadSectorSum(m_main.Get(), header.firstSector))
+    return Fail("read");
   header.salt = vfd_Random();
   header.base = m_committedEnd;
-  header.firstSector = vfd_SectorSum(sector);
   header.sequence = sequence;
   header.fileId = m_fileId;
   header.process = static_cast<std::uint64_t>(m_owner);
@@ -131,15 +135,9 @@ void vfd_Store::Shorten() {
   m_unapplied = std::move(index);
   m_journalEnd = m_openEnd = end;
   m_chain = m_openChain = chain;
-  m_reserved = end;
+  m_journalSize = end;
   m_nextTry = end + journalLimit();
-  // Should the name be the old journal's again, the next commits would be lost.
-  try {
-    if (Power() && !vfd_Broken(vfd_Rule::kDirectorySync) && !vfd_SyncDirectoryOf(m_name))
-      Poison("sync the directory");
-  } catch (const std::bad_alloc&) {
-    m_poison = "no memory"; // short enough to need none
-  }
+  SyncDirectory(); // should the name be the old journal's again, the next commits would be lost
 }
 
 // All that is committed and not in the main file, as one commit of that number.
@@ -147,8 +145,8 @@ bool vfd_Store::WriteShortened(const vfd_Descriptor& journal, vfd_PageIndex& ind
                                std::uint64_t& chain) {
   // The header tells the main file by its first sector, which a copying that failed may have written without
   // a sync.
-  if (Power() && !vfd_Sync(m_main.Get()))
-    return Poison("sync the file");
+  if (Power() && !SyncMainFile())
+    return false;
   if (!WriteHeader(journal.Get(), m_sequence - 1, chain))
     return false;
   std::vector<std::uint64_t> pages;
@@ -191,25 +189,38 @@ void vfd_Store::HasApplied() {
 // Ends a generation: all of it is in the main file, and once that is on the disk the next one may begin. The
 // new header is written at once, so that no reader finds frames here that are about to be overwritten.
 bool vfd_Store::Checkpoint() {
-  if (Power() && !vfd_Broken(vfd_Rule::kCheckpointSync) && !vfd_Sync(m_main.Get()))
-    return Poison("sync the file");
+  if (Power() && !vfd_Broken(vfd_Rule::kCheckpointSync) && !SyncMainFile())
+    return false;
+  // As long as the old header stands its frames count: this may throw.
+  if (!StartGeneration() && !RemoveJournal())
+    Poison("remove the journal");
   HasApplied();
-  const bool cut = m_journalEnd >= kLongJournal * journalLimit();
   m_floor = vfd_PagesOf(m_committedEnd);
-  if (!StartGeneration())
-    RemoveJournal();
-  else if (cut && vfd_SetSize(m_journal.Get(), kVfdHeader))
-    m_reserved = 0;
+  CutLongJournal();
   return true;
 }
 
+// Gives room on the disk back that an unusually large update has taken.
+void vfd_Store::CutLongJournal() {
+  if (m_journalSize >= kLongJournal * journalLimit() && m_poison.empty() && !Forked())
+    CutJournal(m_journalEnd);
+}
+
+bool vfd_Store::CutJournal(std::uint64_t end) {
+  const bool done = vfd_SetSize(m_journal.Get(), end);
+  if (done)
+    m_journalSize = std::min(m_journalSize, end);
+  return done;
+}
+
 // Only when the main file is whole without it.
-void vfd_Store::RemoveJournal() {
-  vfd_Remove(JournalName(m_name));
+bool vfd_Store::RemoveJournal() {
+  const bool removed = vfd_Remove(JournalName(m_name));
   m_journal.Close();
-  m_reserved = 0;
+  m_journalSize = 0;
   m_header = HeaderState::kNone;
   m_journalEnd = m_openEnd = kVfdHeader;
+  return removed;
 }
 
 bool vfd_Store::Finish() {
@@ -233,11 +244,8 @@ bool vfd_Store::BringHome() {
     if (!ApplyPages() || (sync && !vfd_Sync(m_main.Get())))
       return false;
     HasApplied();
-    if (m_journal.IsOpen())
-      RemoveJournal();
-    if (sync) // a journal that came back would meet a file that others have changed since
-      vfd_SyncDirectoryOf(m_name);
-    return true;
+    // A journal that stayed or came back would meet a file that others have changed since.
+    return (!m_journal.IsOpen() || RemoveJournal()) && (!sync || vfd_SyncDirectoryOf(m_name));
   } catch (const std::bad_alloc&) {
     return false;
   }

@@ -20,10 +20,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr char kTemporaryMark[] = ".new-";
 constexpr int kLiveWait = 3000; // milliseconds
-// By so much a commit's image may end behind all that the main file and the frames show; a writer that goes
-// beyond extends the main file durably first. More than that is an invented size.
-constexpr std::uint64_t kUnseenEnd = std::uint64_t{1} << 20;
-
 std::string errnoText() {
   return std::generic_category().message(errno);
 }
@@ -181,10 +177,10 @@ bool vfd_Store::FindJournal(std::string& cause) {
     cause = "its journal " + name + " is not a regular file";
     return false;
   }
-  unsigned char sector[512];
+  std::uint64_t sector = 0;
   m_found = std::make_unique<vfd_JournalContent>();
   // A writer beside a live reader extends the file before it commits, so the size is looked at again.
-  if (!m_found->Read(m_journal.Get()) || !vfd_ReadPadded(m_main.Get(), sector, sizeof sector, 0) ||
+  if (!m_found->Read(m_journal.Get()) || !vfd_ReadSectorSum(m_main.Get(), sector) ||
       !vfd_GetSize(m_main.Get(), m_mainSize)) {
     cause = "read its journal: " + errnoText();
     return false;
@@ -196,12 +192,12 @@ bool vfd_Store::FindJournal(std::string& cause) {
   }
   if (m_found->state == vfd_JournalContent::State::kSound) {
     // Without commits it says nothing; so it may be when the power was lost while a generation ended.
-    if (m_found->commits > 0 && !m_found->Belongs(vfd_SectorSum(sector))) {
+    if (m_found->commits > 0 && !m_found->Belongs(sector)) {
       cause = "its journal " + name + " belongs to another file, or this file was changed without it";
       return false;
     }
     if (m_found->commits > 0 &&
-        m_found->eof > std::max(m_mainSize, m_found->reachOfFrames * kVfdPage) + kUnseenEnd) {
+        m_found->eof > std::max(m_mainSize, m_found->reachOfFrames * kVfdPage) + kVfdUnseenEnd) {
       cause = "its journal " + name + " is damaged: it states a size of " + std::to_string(m_found->eof) +
               " bytes";
       return false;
@@ -228,16 +224,16 @@ bool vfd_Store::Recover(std::string& cause) {
             (ApplyPages() && (m_mainSize >= m_committedEnd || vfd_SetSize(m_main.Get(), m_committedEnd) ||
                               Fail("extend the file")))) &&
            (!sync || vfd_Sync(m_main.Get()) || Fail("sync the file"));
-    cause = m_cause;
     m_mainSize = m_committedEnd;
     m_floor = vfd_PagesOf(m_mainSize);
     if (done) {
       m_unapplied.Clear();
-      RemoveJournal();
+      done = RemoveJournal() || Fail("remove the journal");
       // Should the name come back, it only says what the file says.
       if (sync)
         vfd_SyncDirectoryOf(m_name);
     }
+    cause = m_cause;
   }
   if (alone && !Scratch())
     vfd_Locks::ReleaseReaders(m_main.Get());

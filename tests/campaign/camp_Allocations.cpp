@@ -3,6 +3,7 @@
 #include <campaign/camp_Io.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -43,4 +44,9 @@ extern "C" {
 CAMP_ALLOCATOR(malloc, (std::size_t size), (size))
 CAMP_ALLOCATOR(calloc, (std::size_t count, std::size_t size), (count, size))
 CAMP_ALLOCATOR(realloc, (void* block, std::size_t size), (block, size))
+
+// A name that needs memory, as few machines here have one.
+__attribute__((visibility("default"))) int gethostname(char* name, std::size_t size) noexcept {
+  return std::snprintf(name, size, "machine-with-a-long-name.campaign") < 0 ? -1 : 0;
+}
 }

@@ -20,7 +20,10 @@ std::vector<unsigned char> bytes(std::size_t n, unsigned seed) {
 
 class FileObjects : public platform_Fixture {
  protected:
-  ~FileObjects() override { ORXSimManager::CloseContext(m_context); }
+  ~FileObjects() override {
+    EXPECT_FALSE(ORXSimContextRef(m_context).Barred()) << "mistakes of the caller bar nothing";
+    ORXSimManager::CloseContext(m_context);
+  }
 
   ORXSimContextID m_context = Create(Path("a.pdm"));
   hdf_Group m_root = RootOf(m_context);

@@ -15,7 +15,10 @@ std::int64_t bytesOf(const std::vector<Number>& values) {
 
 class Store : public platform_Fixture {
  protected:
-  ~Store() override { ORXSimManager::CloseContext(m_context); }
+  ~Store() override {
+    EXPECT_FALSE(ORXSimContextRef(m_context).Barred()) << "mistakes of the caller bar nothing";
+    ORXSimManager::CloseContext(m_context);
+  }
 
   void Reopen() {
     EXPECT_TRUE(ORXSimManager::CloseContext(m_context));

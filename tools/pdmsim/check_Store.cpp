@@ -157,7 +157,7 @@ void check_Store::CheckRows(const DrawerFacts& drawer) {
       "set " + std::to_string(drawer.set) + " of collection " + std::to_string(drawer.collection);
   if (!there)
     return Tell(drawer.path, "dangling", "its rows belong to " + name + ", which is not in the store");
-  m_namedSets[{static_cast<int>(drawer.collection), static_cast<int>(drawer.set)}] = true;
+  m_namedSets.insert({static_cast<int>(drawer.collection), static_cast<int>(drawer.set)});
   if (size >= 0 && size != drawer.rows)
     Tell(drawer.path, "drawer.rows",
          std::to_string(drawer.rows) + " rows where " + name + " has " + std::to_string(size) + " members");
@@ -197,7 +197,7 @@ bool check_Store::Mark(const check_Reference& reference) {
   if (reference.kind != 3) // nothing is stored for data sets
     SizeOf(collection, set, there);
   if (there)
-    m_namedSets[{collection, set}] = true;
+    m_namedSets.insert({collection, set});
   return there;
 }
 
@@ -222,7 +222,7 @@ void check_Store::ReportOrphans() {
            true);
   for (const auto& [collection, facts] : m_collections) {
     const auto first = m_namedSets.lower_bound({collection, 0});
-    if (first == m_namedSets.end() || first->first.first != collection)
+    if (first == m_namedSets.end() || first->first != collection)
       Tell(PathOf(collection, 0), "orphan", "neither a member nor a drawer names this collection", true);
     for (const auto& [minor, size] : facts.sets)
       if (!m_namedSets.contains({collection, minor}))

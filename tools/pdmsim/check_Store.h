@@ -3,6 +3,7 @@
 #include "check_Stream.h"
 
 #include <map>
+#include <set>
 
 /// What the bulk store of a file holds, as far as it was found to be sound, and who speaks of it.
 class check_Store {
@@ -31,7 +32,6 @@ class check_Store {
   struct CollectionFacts {
     std::int64_t items = -1;          // -1: not known
     std::map<int, std::int64_t> sets; // sizes, -1 when damaged
-    bool named = false;
   };
   struct DrawerFacts {
     std::string path;
@@ -64,7 +64,7 @@ class check_Store {
   std::map<int, CollectionFacts> m_collections;
   std::map<int, bool> m_distributions; // named?
   std::vector<DrawerFacts> m_drawers;
-  std::map<std::pair<int, int>, bool> m_namedSets;
+  std::set<std::pair<int, int>> m_namedSets;
   std::vector<Naming> m_references;
 };
 

@@ -2,7 +2,7 @@
 
 #include "check_File.h"
 #include "cli_Failure.h"
-#include "imp_Progress.h"
+#include "cli_Progress.h"
 #include "show_Text.h"
 
 #include <filesystem>
@@ -57,7 +57,7 @@ void Print(const check_Report& report) {
 }
 
 check_Report Look(const Options& options) {
-  imp_Progress progress("checking " + show_Printable(options.file), true);
+  cli_Progress progress("checking " + show_Printable(options.file), true);
   std::error_code ignored;
   const auto bytes = std::filesystem::file_size(options.file, ignored);
   progress.Total(ignored ? 0 : static_cast<double>(bytes));
@@ -67,7 +67,7 @@ check_Report Look(const Options& options) {
 }
 
 void Check(const Options& options) {
-  imp_CatchSignals();
+  cli_CatchSignals();
   check_Report report = Look(options);
   if (std::error_code ignored; std::filesystem::is_regular_file(options.file, ignored))
     check_Beside(report);

@@ -3,8 +3,8 @@
 #include "check_File.h"
 #include "cli_Failure.h"
 #include "cli_Library.h"
-#include "imp_Output.h"
-#include "imp_Progress.h"
+#include "cli_Output.h"
+#include "cli_Progress.h"
 #include "show_Text.h"
 
 #include <PDM_Core.h>
@@ -54,7 +54,7 @@ struct stat StatusOf(const std::string& path) {
   return status;
 }
 
-void RefuseUnsound(const std::string& path, ORXSimContextID context, imp_Progress& progress) {
+void RefuseUnsound(const std::string& path, ORXSimContextID context, cli_Progress& progress) {
   const check_Report report = check_Open(path, context, [&](double read) { progress.Advance(read); });
   for (const ORXSimFinding& found : report.findings)
     if (!found.note)
@@ -62,7 +62,7 @@ void RefuseUnsound(const std::string& path, ORXSimContextID context, imp_Progres
                                                  found.text + "; pdmsim check says more");
 }
 
-void CopyInto(const std::string& unfinished, ORXSimContextID from, imp_Progress& progress) {
+void CopyInto(const std::string& unfinished, ORXSimContextID from, cli_Progress& progress) {
   ORXSimCompact compact(from, [&](std::uint64_t bytes) { progress.Advance(static_cast<double>(bytes)); });
   cli_Context to(ORXSimManager::CreateContext(unfinished.c_str(), 0, 102, false, 1));
   Require(!to.ID().IsNull() && compact.Copy(to.ID()) && to.Close());
@@ -84,7 +84,7 @@ unsigned long long Compact(const Options& options, const struct stat& status) {
   std::error_code ignored;
   const bool inPlace =
       options.output.empty() || std::filesystem::equivalent(options.file, options.output, ignored);
-  imp_Progress progress("compacting " + show_Printable(options.file), true);
+  cli_Progress progress("compacting " + show_Printable(options.file), true);
   progress.Total(5.0 * static_cast<double>(status.st_size)); // check, copy, compare both, check
   const cli_Library library;
   const cli_Context from(ORXSimManager::OpenContext(options.file.c_str(), inPlace ? 0 : 1, 102, false, 1));
@@ -92,14 +92,14 @@ unsigned long long Compact(const Options& options, const struct stat& status) {
   if (inPlace && ORXSimContextRef(from.ID()).LastCommit().journalBytes > 0)
     Fail(options.file + ": live readers have the file open: its journal must stay");
   RefuseUnsound(options.file, from.ID(), progress);
-  imp_Output output(inPlace ? options.file : options.output, inPlace || options.force);
+  cli_Output output(inPlace ? options.file : options.output, inPlace || options.force);
   CopyInto(output.Unfinished(), from.ID(), progress);
   KeepPermissions(output.Unfinished(), status);
   return output.Finish();
 }
 
 void Run(const Options& options) {
-  imp_CatchSignals();
+  cli_CatchSignals();
   const struct stat status = StatusOf(options.file);
   const auto before = static_cast<unsigned long long>(status.st_size);
   const unsigned long long after = Compact(options, status);

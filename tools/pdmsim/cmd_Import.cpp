@@ -2,10 +2,10 @@
 
 #include "cli_Failure.h"
 #include "cli_Library.h"
+#include "cli_Output.h"
+#include "cli_Progress.h"
 #include "exo_File.h"
 #include "imp_Model.h"
-#include "imp_Output.h"
-#include "imp_Progress.h"
 #include "show_Text.h"
 
 #include <filesystem>
@@ -81,14 +81,14 @@ void Warn(const Options& options, const imp_Counts& counts) {
 }
 
 void Import(const Options& options) {
-  imp_CatchSignals();
+  cli_CatchSignals();
   CheckDistinct(options);
   const exo_File mesh(options.mesh);
-  imp_Output output(options.file, options.force);
+  cli_Output output(options.file, options.force);
   imp_Counts counts;
   double seconds = 0;
   {
-    imp_Progress progress("importing " + options.mesh, !options.quiet);
+    cli_Progress progress("importing " + options.mesh, !options.quiet);
     const cli_Library library;
     counts = imp_WriteModel(mesh, output.Unfinished(), library, progress);
     seconds = progress.Seconds();

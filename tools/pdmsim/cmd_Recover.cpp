@@ -62,7 +62,7 @@ show_Json Describe(const Options& options, const ORXSimJournalInfo& info) {
           {"sequence", info.sequence},
           {"imageBytes", info.imageBytes},
           {"journalBytes", info.journalBytes},
-          {"unfinishedBytes", info.tailBytes},
+          {"unfinishedBytes", info.unfinishedBytes},
           {"process", info.ownerProcess},
           {"host", info.ownerHost},
           {"cause", info.cause},
@@ -76,7 +76,7 @@ std::string Content(const ORXSimJournalInfo& info) {
   std::string text = info.commits == 0 ? "no commit"
                                        : "changes in " + show_Size(info.frames * 4096) + " up to commit " +
                                              std::to_string(info.sequence);
-  if (info.tailBytes > 0)
+  if (info.unfinishedBytes > 0)
     text += " and an update that was never finished";
   return text;
 }
@@ -91,6 +91,9 @@ std::string Tell(const Options& options, const ORXSimJournalInfo& info) {
     return "the journal was removed; lost: " + (info.headerValid ? Content(info) : "what it held");
   if (!info.cause.empty())
     return info.cause;
+  if (info.commits == 0 && info.unfinishedBytes == 0)
+    return options.apply ? "the journal held nothing and was removed"
+                         : "a journal that holds nothing; the file is as it stands";
   return options.apply ? "brought into the file: " + Content(info)
                        : "a journal of " + owner + " with " + Content(info) + ", the file then having " +
                              show_Size(static_cast<unsigned long long>(info.imageBytes)) +

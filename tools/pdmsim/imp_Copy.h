@@ -1,6 +1,6 @@
 #pragma once
 
-#include "imp_Progress.h"
+#include "cli_Progress.h"
 #include "imp_Sets.h"
 #include "imp_Store.h"
 
@@ -10,7 +10,7 @@
 /// Where a copy goes: rows of one drawer.
 struct imp_Target {
   const imp_Store& store;
-  imp_Progress& progress;
+  cli_Progress& progress;
   ORXSimDistributionID distribution;
   int drawer;
 };

@@ -39,7 +39,7 @@ std::string Joined(const std::vector<std::string>& names) {
 
 } // namespace
 
-imp_Fields::imp_Fields(const exo_File& mesh, const imp_Store& store, imp_Progress& progress, imp_Sets& sets,
+imp_Fields::imp_Fields(const exo_File& mesh, const imp_Store& store, cli_Progress& progress, imp_Sets& sets,
                        const imp_Collections& collections)
     : m_exo(mesh), m_store(store), m_progress(progress), m_sets(sets), m_collections(collections) {
   MakeKeys();

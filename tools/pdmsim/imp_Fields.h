@@ -14,7 +14,7 @@ struct imp_Collections {
 /// Writes the mesh's numbers as distributions, in the layout that docs/import.md describes.
 class imp_Fields {
  public:
-  imp_Fields(const exo_File& mesh, const imp_Store& store, imp_Progress& progress, imp_Sets& sets,
+  imp_Fields(const exo_File& mesh, const imp_Store& store, cli_Progress& progress, imp_Sets& sets,
              const imp_Collections& collections);
 
   /// Everything but results: coordinates, labels, connectivity, further maps, surfaces.
@@ -58,7 +58,7 @@ class imp_Fields {
 
   const exo_File& m_exo;
   const imp_Store& m_store;
-  imp_Progress& m_progress;
+  cli_Progress& m_progress;
   imp_Sets& m_sets;
   const imp_Collections& m_collections;
   Keys m_keys;

@@ -108,7 +108,7 @@ imp_Counts Count(const exo_File& mesh, const imp_Sets& sets, const imp_Fields& f
 } // namespace
 
 imp_Counts imp_WriteModel(const exo_File& mesh, const std::string& path, const cli_Library& library,
-                          imp_Progress& progress) {
+                          cli_Progress& progress) {
   constexpr int kNoJournal = 0; // nobody sees the file before it is whole
   progress.Total(Work(mesh));
   msfD_Root root(0);

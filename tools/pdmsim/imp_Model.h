@@ -8,7 +8,7 @@
 
 class exo_File;
 class cli_Library;
-class imp_Progress;
+class cli_Progress;
 
 /// What an import has written, for its summary.
 struct imp_Counts {
@@ -22,4 +22,4 @@ struct imp_Counts {
 /// and exo_Error when the mesh turns out to be bad; the file is then incomplete.
 /// \param path an empty file to be overwritten.
 imp_Counts imp_WriteModel(const exo_File& mesh, const std::string& path, const cli_Library& library,
-                          imp_Progress& progress);
+                          cli_Progress& progress);

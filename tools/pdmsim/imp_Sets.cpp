@@ -27,7 +27,7 @@ std::size_t imp_Column::Rows() const {
   return rows;
 }
 
-imp_Sets::imp_Sets(const exo_File& mesh, const imp_Store& store, imp_Progress& progress,
+imp_Sets::imp_Sets(const exo_File& mesh, const imp_Store& store, cli_Progress& progress,
                    ORXSimCollectionID nodes, ORXSimCollectionID elements, ORXSimCollectionID regions)
     : m_mesh(mesh), m_store(store), m_progress(progress), m_elements(elements) {
   MakeKeys();

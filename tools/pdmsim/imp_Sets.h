@@ -1,8 +1,8 @@
 #pragma once
 
+#include "cli_Progress.h"
 #include "exo_File.h"
 #include "imp_Names.h"
-#include "imp_Progress.h"
 #include "imp_Store.h"
 
 #include <map>
@@ -31,7 +31,7 @@ struct imp_SetOut {
 /// Writes the blocks and sets of a mesh as member sets.
 class imp_Sets {
  public:
-  imp_Sets(const exo_File& mesh, const imp_Store& store, imp_Progress& progress, ORXSimCollectionID nodes,
+  imp_Sets(const exo_File& mesh, const imp_Store& store, cli_Progress& progress, ORXSimCollectionID nodes,
            ORXSimCollectionID elements, ORXSimCollectionID regions);
 
   /// In the order of the mesh.
@@ -58,7 +58,7 @@ class imp_Sets {
 
   const exo_File& m_mesh;
   const imp_Store& m_store;
-  imp_Progress& m_progress;
+  cli_Progress& m_progress;
   ORXSimCollectionID m_elements;
   std::vector<imp_SetOut> m_blocks, m_sets[3];
   std::vector<ORXSimCSetID> m_regions;

@@ -1,11 +1,11 @@
 #include "cli_Failure.h"
+#include "cli_Progress.h"
 #include "cmd_Check.h"
 #include "cmd_Compact.h"
 #include "cmd_Dofs.h"
 #include "cmd_Import.h"
 #include "cmd_Recover.h"
 #include "cmd_Show.h"
-#include "imp_Progress.h"
 #include "show_Text.h"
 
 #include <csignal>
@@ -63,7 +63,7 @@ int main(int argc, char** argv) {
     return Report(failure.Code(), failure.what());
   } catch (const cli_Quiet& quiet) {
     return static_cast<int>(quiet.code);
-  } catch (const imp_Interrupted& interrupted) {
+  } catch (const cli_Interrupted& interrupted) {
     return Die(interrupted.signal);
   } catch (const std::bad_alloc&) {
     return Report(cli_Exit::kUnusable, "out of memory");

@@ -4,15 +4,15 @@
 
 /// A file in the making: written beside its final place under the name FILE.import-PID, and moved there
 /// whole.
-class imp_Output {
+class cli_Output {
  public:
   /// \param force true allows to replace a regular file. Throws cli_Failure when the place is taken or cannot
   /// be written to.
-  imp_Output(const std::string& path, bool force);
-  imp_Output(const imp_Output&) = delete;
-  imp_Output& operator=(const imp_Output&) = delete;
+  cli_Output(const std::string& path, bool force);
+  cli_Output(const cli_Output&) = delete;
+  cli_Output& operator=(const cli_Output&) = delete;
   /// Removes the unfinished file.
-  ~imp_Output();
+  ~cli_Output();
 
   /// Where to write.
   const std::string& Unfinished() const { return m_unfinished; }

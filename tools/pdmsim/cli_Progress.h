@@ -5,20 +5,20 @@
 
 /// The line that tells a person at a terminal how far a long import is, and the place where an interrupted
 /// one ends.
-class imp_Progress {
+class cli_Progress {
  public:
   /// \param text what is going on. \param shown false keeps silent. On anything but a terminal it is silent
   /// as well.
-  imp_Progress(std::string text, bool shown);
-  imp_Progress(const imp_Progress&) = delete;
-  imp_Progress& operator=(const imp_Progress&) = delete;
+  cli_Progress(std::string text, bool shown);
+  cli_Progress(const cli_Progress&) = delete;
+  cli_Progress& operator=(const cli_Progress&) = delete;
   /// Wipes the line.
-  ~imp_Progress();
+  ~cli_Progress();
 
   /// The whole work, in bytes to be written.
   void Total(double bytes) { m_total = bytes; }
   /// Counts work done; from the second second on shows it, ten times a second at most. Throws
-  /// imp_Interrupted when the process was asked to stop.
+  /// cli_Interrupted when the process was asked to stop.
   void Advance(double bytes);
   double Seconds() const;
 
@@ -32,11 +32,11 @@ class imp_Progress {
 };
 
 /// SIGINT, SIGTERM or SIGHUP came.
-struct imp_Interrupted {
+struct cli_Interrupted {
   int signal;
 };
 
 /// From now on those signals are remembered instead of ending the process.
-void imp_CatchSignals();
-/// Throws imp_Interrupted when one came.
+void cli_CatchSignals();
+/// Throws cli_Interrupted when one came.
 void imp_CheckSignals();

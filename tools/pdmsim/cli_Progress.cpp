@@ -1,4 +1,4 @@
-#include "imp_Progress.h"
+#include "cli_Progress.h"
 
 #include <algorithm>
 #include <csignal>
@@ -12,19 +12,19 @@ void Remember(int signal) {
 }
 } // namespace
 
-imp_Progress::imp_Progress(std::string text, bool shown)
+cli_Progress::cli_Progress(std::string text, bool shown)
     : m_text(std::move(text)), m_shown(shown && isatty(2)) {}
 
-imp_Progress::~imp_Progress() {
+cli_Progress::~cli_Progress() {
   if (m_drawn)
     std::fputs("\r\033[K", stderr);
 }
 
-double imp_Progress::Seconds() const {
+double cli_Progress::Seconds() const {
   return std::chrono::duration<double>(Clock::now() - m_begin).count();
 }
 
-void imp_Progress::Advance(double bytes) {
+void cli_Progress::Advance(double bytes) {
   imp_CheckSignals();
   m_done += bytes;
   const auto now = Clock::now();
@@ -37,7 +37,7 @@ void imp_Progress::Advance(double bytes) {
   std::fflush(stderr);
 }
 
-void imp_CatchSignals() {
+void cli_CatchSignals() {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction action {};
     if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN)
@@ -52,5 +52,5 @@ void imp_CatchSignals() {
 
 void imp_CheckSignals() {
   if (g_signal)
-    throw imp_Interrupted{g_signal};
+    throw cli_Interrupted{g_signal};
 }

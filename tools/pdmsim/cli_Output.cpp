@@ -1,7 +1,7 @@
-#include "imp_Output.h"
+#include "cli_Output.h"
 
 #include "cli_Failure.h"
-#include "imp_Progress.h"
+#include "cli_Progress.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -47,7 +47,7 @@ std::string Folder(const std::string& path) {
 
 } // namespace
 
-imp_Output::imp_Output(const std::string& path, bool force)
+cli_Output::cli_Output(const std::string& path, bool force)
     : m_path(Target(path)), m_unfinished(m_path + ".import-" + std::to_string(getpid())), m_force(force) {
   CheckPlace();
   const int descriptor = open(m_unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -56,12 +56,12 @@ imp_Output::imp_Output(const std::string& path, bool force)
   close(descriptor);
 }
 
-imp_Output::~imp_Output() {
+cli_Output::~cli_Output() {
   if (!m_finished)
     unlink(m_unfinished.c_str());
 }
 
-void imp_Output::CheckPlace() const {
+void cli_Output::CheckPlace() const {
   struct stat status {};
   if (stat(m_path.c_str(), &status) != 0) {
     if (errno == ENOENT && !m_path.empty())
@@ -76,7 +76,7 @@ void imp_Output::CheckPlace() const {
                       m_path + ": expected no such file, found one (--force replaces it)");
 }
 
-unsigned long long imp_Output::Finish() {
+unsigned long long cli_Output::Finish() {
   const struct stat status = Sync(m_unfinished, O_RDWR);
   imp_CheckSignals();
   CheckPlace();
