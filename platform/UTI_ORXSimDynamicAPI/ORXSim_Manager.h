@@ -78,8 +78,8 @@ struct ORXSimCommitInfo {
   /// closed.
   std::uint64_t sequence = 0;
   std::int64_t imageBytes = 0; ///< size of the file at it
-  /// Length of the journal. While live readers stay it may be as long as twice what has changed since the
-  /// last copying into the file, and 4 MiB.
+  /// Length of the committed part of the journal. While live readers stay it may be as long as twice what has
+  /// changed since the last copying into the file, and 4 MiB.
   std::int64_t journalBytes = 0;
 };
 
@@ -98,8 +98,8 @@ class ORXSIM_API ORXSimContextRef {
   /// least 1, and 0 when the context is not open.
   std::uint64_t Epoch() const;
   /// True after a write that failed halfway: nothing is written or committed any more before the context is
-  /// rolled back (ORXSimUpdate::Rollback), reading goes on. Mistakes of the caller that are refused before
-  /// anything is written bar nothing.
+  /// rolled back (ORXSimUpdate::Rollback), or, after a sync that failed, closed; reading goes on. Mistakes of
+  /// the caller that are refused before anything is written bar nothing.
   bool Barred() const;
   /// All 0 when the context is not open.
   ORXSimCommitInfo LastCommit() const;
