@@ -1,8 +1,11 @@
-// The library's side of files_test.py: prints what the file on the command line holds.
+// The library's side of tests in Python: prints what the file on the command line holds, or, asked to die,
+// commits a change and is killed.
 
 #include <PDM_Core.h>
 
+#include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace {
@@ -76,14 +79,22 @@ void showFile(const char* file) {
   std::printf("\"open\":%d}\n", root.count());
 }
 
+void die(const char* file) {
+  msfD_Root root(0);
+  const msfD_Mesh mesh = root.openSim(file, "", 2).discreteModel().mesh();
+  mesh.Faces(mesh.nodes());
+  std::raise(SIGKILL);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2)
+  const bool dies = argc == 3 && std::strcmp(argv[1], "die") == 0;
+  if (argc != 2 && !dies)
     return 2;
   int modules = 0;
   DDB_PDM_Core_initialize(modules);
-  showFile(argv[1]);
+  dies ? die(argv[2]) : showFile(argv[1]);
   DDB_PDM_Core_finalize(modules);
   return 0;
 }

@@ -1,6 +1,6 @@
 """pdmsim check, compact and recover: sound files, damage of every kind, and damage at random.
 
-Usage: check_test.py PDMSIM MESH_FOLDER [unittest arguments]"""
+Usage: check_test.py PDMSIM PROGRAM_THAT_DIES [unittest arguments]"""
 
 import json
 import os
@@ -19,7 +19,7 @@ import numpy as np
 
 import exo_make
 
-PDMSIM = sys.argv[1]
+PDMSIM, DYING = sys.argv[1:3]
 MESH = "sim/discreteModel/mesh"
 
 
@@ -206,6 +206,30 @@ class Check(Case):
             self.assertIn(done.returncode, (0, 1, 2), (i, done))
             found_some += done.returncode != 0
         self.assertGreater(found_some, 150)
+
+
+class Recover(Case):
+    def test_what_a_dead_writer_left(self):
+        journal = pathlib.Path(f"{self.file}-journal")
+        recover = lambda *flags: (lambda done: (done.returncode, json.loads(done.stdout)))(
+            run("recover", self.file, "--json", *flags))
+        old = content(self.file)
+        for flag, done in (("--discard", "discarded"), ("--apply", "applied")):
+            killed = subprocess.run([DYING, "die", self.file])
+            code, said = recover()
+            self.assertEqual((code, said["journal"], said["usable"], said["writerAtWork"]), (0, True, True, False))
+            self.assertEqual((said["commits"], said["unfinishedBytes"], said["done"]), (1, 0, "nothing"))
+            self.assertEqual((killed.returncode, said["journalBytes"]), (-9, journal.stat().st_size))
+            self.assertIn(b"up to commit", run("recover", self.file).stdout)
+            self.assertEqual((recover(flag)[1]["done"], journal.exists()), (done, False))
+            self.assertEqual(content(self.file) == old, flag == "--discard")
+        journal.write_bytes(b"")  # its writer died before the header
+        self.assertIn(b"holds nothing", run("recover", self.file).stdout)
+        self.assertEqual((recover("--apply")[0], journal.exists()), (0, False))
+        journal.write_bytes(b"no journal at all" * 100)
+        self.assertEqual((recover()[0], run("recover", self.file, "--apply").returncode, journal.exists()), (1, 1, True))
+        self.assertEqual((recover("--discard")[1]["done"], journal.exists()), ("discarded", False))
+        self.assertEqual(self.check()[0], 0)
 
 
 class Compact(Case):
