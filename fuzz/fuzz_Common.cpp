@@ -1,6 +1,7 @@
 #include "fuzz_Common.h"
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <support/sys_Directory.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,19 +13,6 @@ extern "C" int LLVMFuzzerInitialize(int*, char***);
 
 namespace {
 int s_modules;
-
-const std::filesystem::path& directory() {
-  static const auto* const s_directory = [] { // never destroyed, since it is needed for removing it
-    std::string pattern = (std::filesystem::temp_directory_path() / "pdm_fuzz_XXXXXX").string();
-    fuzz_Require(::mkdtemp(pattern.data()) != nullptr, "a directory for the files");
-    std::atexit([] {
-      std::error_code ignored;
-      std::filesystem::remove_all(directory(), ignored);
-    });
-    return new std::filesystem::path(pattern);
-  }();
-  return *s_directory;
-}
 } // namespace
 
 int LLVMFuzzerInitialize(int*, char***) {
@@ -41,7 +29,8 @@ void fuzz_Require(bool good, const char* what) {
 }
 
 std::string fuzz_Path(const char* name) {
-  return (directory() / name).string();
+  static const sys_Directory s_directory;
+  return s_directory.Path(name);
 }
 
 void fuzz_Write(const std::string& path, const std::uint8_t* bytes, std::size_t size) {

@@ -1,6 +1,7 @@
 #include "dur_Files.h"
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <support/sys_Directory.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -13,27 +14,19 @@
 #include <unistd.h>
 
 namespace {
-const std::filesystem::path& directory() {
-  static const auto* const s_directory = [] { // never destroyed, since it is needed for removing it
-    std::string pattern = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "durability_XXXXXX";
-    dur_Must(::mkdtemp(pattern.data()) != nullptr, "a directory beside the program");
-    std::atexit([] {
-      std::error_code ignored;
-      std::filesystem::remove_all(directory(), ignored);
-    });
-    return new std::filesystem::path(pattern);
-  }();
-  return *s_directory;
+const sys_Directory& directory() {
+  static const sys_Directory s_directory(std::filesystem::read_symlink("/proc/self/exe").parent_path());
+  return s_directory;
 }
 } // namespace
 
 std::string dur_Path(const std::string& name) {
-  return (directory() / name).string();
+  return directory().Path(name);
 }
 
 std::string dur_FileSystem() {
   struct stat status {};
-  dur_Must(::stat(directory().c_str(), &status) == 0, "the directory's status");
+  dur_Must(::stat(directory().Name().c_str(), &status) == 0, "the directory's status");
   const std::string device =
       std::to_string(major(status.st_dev)) + ":" + std::to_string(minor(status.st_dev));
   std::ifstream mounts("/proc/self/mountinfo");

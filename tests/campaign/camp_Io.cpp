@@ -73,11 +73,12 @@ std::string entryOf(const char* path) {
 
 // Gives a descriptor its file, and notes a file that was made by opening it.
 void noteOpened(int descriptor, const char* path, int flags) {
-  const std::string entry = entryOf(path);
-  int& file = fileOf(descriptor) = entry.empty() ? kDirectory : kUnrecorded;
   camp_Record* const record = s_watch.plan.record;
-  if (record == nullptr || entry.empty())
+  const bool isDirectory = std::strlen(path) <= std::strlen(s_watch.directory) + 1;
+  int& file = fileOf(descriptor) = isDirectory ? kDirectory : kUnrecorded;
+  if (record == nullptr || isDirectory)
     return;
+  const std::string entry = entryOf(path);
   const auto [place, isNew] = record->names.try_emplace(entry, record->inodes);
   const int inode = place->second;
   file = kInodes + inode;
@@ -103,15 +104,16 @@ void noteMoved(const char* from, const char* to, bool keepsFrom) {
 }
 
 void noteUnlinked(const char* path) {
+  if (s_watch.plan.record == nullptr)
+    return;
   note({camp_Event::kUnlink, kNoInode, 0, entryOf(path), {}});
-  if (s_watch.plan.record != nullptr)
-    s_watch.plan.record->names.erase(entryOf(path));
+  s_watch.plan.record->names.erase(entryOf(path));
 }
 
 void noteData(camp_Event::Kind kind, int descriptor, std::int64_t offset, const void* bytes = "",
               std::size_t count = 0) {
   const int inode = fileOf(descriptor) - kInodes;
-  if (inode >= 0)
+  if (inode >= 0 && s_watch.plan.record != nullptr)
     note({kind, inode, offset, {}, std::string(static_cast<const char*>(bytes), count)});
 }
 

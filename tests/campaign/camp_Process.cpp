@@ -55,18 +55,11 @@ int camp_Child::Wait() {
   return WIFSIGNALED(m_status) ? -WTERMSIG(m_status) : WEXITSTATUS(m_status);
 }
 
-camp_Directory::camp_Directory() {
-  m_name = std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path().string();
-  m_name += "/pdm_campaign_XXXXXX";
-  if (::mkdtemp(m_name.data()) == nullptr)
-    throw std::filesystem::filesystem_error("no directory", std::error_code(errno, std::generic_category()));
-}
-
-camp_Directory::~camp_Directory() {
-  std::filesystem::remove_all(m_name);
-}
+camp_Directory::camp_Directory()
+    : sys_Directory(std::filesystem::exists("/dev/shm") ? "/dev/shm"
+                                                        : std::filesystem::temp_directory_path()) {}
 
 void camp_Directory::Clear() const {
-  for (const auto& entry : std::filesystem::directory_iterator(m_name))
+  for (const auto& entry : std::filesystem::directory_iterator(Name()))
     std::filesystem::remove_all(entry);
 }

@@ -93,7 +93,8 @@ void camp_Host(camp_Workload& workload, camp_Session& session, int first, int co
     } else {
       board.Say("step " + std::to_string(n) + " failed: " + camp_Session::Failure());
       ++refused;
-      if (session.IsOpen() && n % 2 == 0) // or goes on as if nothing were
+      workload.stays = workload.stays || workload.mayStay; // another session may find it done after all
+      if (session.IsOpen() && n % 2 == 0)                  // or goes on as if nothing were
         ORXSimUpdate(session.Context()).Rollback();
     }
   }
@@ -110,7 +111,7 @@ int camp_Trial::Run(int steps, const camp_Fate& fate) {
   m_board.begun = m_board.done = m_next - 1;
   m_board.Say("");
   m_board.calls = m_board.allocations = 0;
-  m_mayStay = m_config.readers > 0 || (fate.io.forGood && m_config.leastOption == 2);
+  m_workload.mayStay = m_config.readers > 0 || (fate.io.forGood && m_config.leastOption == 2);
   constexpr int kGiveUp = 6;
   camp_Child child([&] {
     camp_Plan io = fate.io, allocations = fate.allocations;
@@ -162,7 +163,8 @@ bool camp_Trial::Check(bool readOnlyToo) {
   // A record whose sync failed stays, though its step was refused, where live readers may have seen it or it
   // could not be taken back.
   int first = done + 1;
-  while (m_mayStay && first > start && (!m_board.taken[first - 1] || m_board.digest[first - 1] == state))
+  while (m_workload.mayStay && first > start &&
+         (!m_board.taken[first - 1] || m_board.digest[first - 1] == state))
     --first;
   for (int n = first; n <= begun; ++n)
     if (m_board.found == m_board.digest[n]) {

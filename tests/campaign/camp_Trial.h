@@ -2,6 +2,7 @@
 
 #include <campaign/camp_Io.h>
 #include <campaign/camp_Workload.h>
+#include <support/sys_Directory.h>
 
 #include <atomic>
 #include <functional>
@@ -62,19 +63,12 @@ struct camp_Config {
   bool breakable() const { return journal != 0 || spill != 0; } // needs the library that reads limits
 };
 
-/// A directory of its own in memory, empty at first, removed at the end.
-class camp_Directory {
+/// A directory of its own, in memory where that can be had.
+class camp_Directory : public sys_Directory {
  public:
   camp_Directory();
-  ~camp_Directory();
-  camp_Directory(const camp_Directory&) = delete;
-  camp_Directory& operator=(const camp_Directory&) = delete;
-  const std::string& Name() const { return m_name; }
-  std::string File() const { return m_name + "/a.pdm"; }
+  std::string File() const { return Path("a.pdm"); }
   void Clear() const;
-
- private:
-  std::string m_name;
 };
 
 /// Processes that take a live snapshot each as soon as there is a file, and hold it.
@@ -125,6 +119,5 @@ class camp_Trial {
   camp_Board& m_board;
   camp_Workload m_workload; // in the state that the file must have
   int m_next = 1;           // the next step
-  bool m_mayStay = false;   // a commit of the last run that was refused
   std::string m_message;
 };

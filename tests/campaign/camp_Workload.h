@@ -20,6 +20,8 @@ class camp_Workload {
   bool moves = false;
   /// Never closes the file.
   bool stays = false;
+  /// A commit that was refused may be found done by the next session.
+  bool mayStay = false;
 
  private:
   bool Live() const { return m_session != nullptr; }

@@ -1,9 +1,8 @@
 #include "dof_Telling.h"
 
 #include <support/err_Capture.h>
+#include <support/sys_Directory.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <string>
 
 using testing::ElementsAre;
@@ -16,20 +15,15 @@ namespace {
 class DofFile : public testing::Test {
  protected:
   DofFile() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "pdm_dof_XXXXXX").string();
-    m_directory = ::mkdtemp(pattern.data());
-    m_context = ORXSimManager::CreateContext((m_directory / "a.pdm").c_str(), 1, 102, false, 0);
+    m_context = ORXSimManager::CreateContext(m_directory.Path("a.pdm").c_str(), 1, 102, false, 0);
     m_nodes = ORXSimCollectionRef::Create(m_context, "nodes", 3);
     m_dofs = ORXSimCollectionRef::Create(m_context, "dofs", 20);
   }
-  ~DofFile() override {
-    ORXSimManager::CloseContext(m_context);
-    std::filesystem::remove_all(m_directory);
-  }
+  ~DofFile() override { ORXSimManager::CloseContext(m_context); }
 
   void Reopen() {
     ORXSimManager::CloseContext(m_context);
-    m_context = ORXSimManager::OpenContext((m_directory / "a.pdm").c_str(), 1, 102, false, 0);
+    m_context = ORXSimManager::OpenContext(m_directory.Path("a.pdm").c_str(), 1, 102, false, 0);
     m_nodes = {m_context, m_nodes.Minor()};
   }
 
@@ -54,7 +48,7 @@ class DofFile : public testing::Test {
     return Taken(internal, count + 1);
   }
 
-  std::filesystem::path m_directory;
+  sys_Directory m_directory;
   ORXSimContextID m_context;
   ORXSimCollectionID m_nodes, m_dofs;
 };

@@ -2,14 +2,11 @@
 
 #include <PDM_Core.h>
 #include <support/err_Capture.h>
+#include <support/sys_Directory.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,21 +15,10 @@
 /// unread fails it, so that "prints this and nothing else" holds everywhere.
 class framework_Fixture : public testing::Test {
  protected:
-  framework_Fixture() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "pdm_framework_XXXXXX").string();
-    m_directory = ::mkdtemp(pattern.data());
-  }
-  ~framework_Fixture() override {
-    EXPECT_EQ(m_lines.Take(), "");
-    std::filesystem::remove_all(m_directory);
-  }
+  ~framework_Fixture() override { EXPECT_EQ(m_lines.Take(), ""); }
 
-  std::string Path(const std::string& name = "a.pdm") const { return (m_directory / name).string(); }
+  std::string Path(const std::string& name = "a.pdm") const { return m_directory.Path(name); }
   std::string Lines() { return m_lines.Take(); }
-  static std::string Bytes(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
 
   /// A file with a discrete model and a mesh, open in a root.
   struct Model {
@@ -57,6 +43,6 @@ class framework_Fixture : public testing::Test {
   }
 
  private:
-  std::filesystem::path m_directory;
+  sys_Directory m_directory;
   err_Capture m_lines;
 };

@@ -181,7 +181,7 @@ TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
   m.sim = m.root.openSim(Path().c_str(), "", -1);
   const auto systems = MeshOf(m.sim).systems();
   const fesD_FESystem first = systems.get(0);
-  const std::string journal = Path() + "-journal", good = Bytes(journal);
+  const std::string journal = Path() + "-journal", good = sys_Bytes(journal);
   std::ofstream(journal, std::ios::binary) << good.substr(0, 512) << std::string(good.size() - 512, '\0');
   EXPECT_TRUE(NameOf(first).empty());
   first.NodalLabels({});

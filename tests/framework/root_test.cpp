@@ -108,7 +108,7 @@ TEST_F(Failing, CreationGivesASimThatHoldsNothing) {
 
 TEST_F(ReadOnly, SimsAnswerAndChangeNothing) {
   { Model(Path()).mesh.systems().add(System("s")); }
-  const std::string before = Bytes(Path());
+  const std::string before = sys_Bytes(Path());
   {
     msfD_Root root(0);
     const msfD_Sim sim = root.openSimReadOnly(Path().c_str(), "", -1);
@@ -124,5 +124,5 @@ TEST_F(ReadOnly, SimsAnswerAndChangeNothing) {
     mesh.systems().get(0).SystemName("u");
     EXPECT_STREQ(mesh.systems().get(0).systemName().cStr(), "s");
   }
-  EXPECT_TRUE(Bytes(Path()) == before);
+  EXPECT_TRUE(sys_Bytes(Path()) == before);
 }

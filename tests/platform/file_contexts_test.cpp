@@ -11,22 +11,12 @@ using testing::HasSubstr;
 constexpr auto kInt = hdf_Datatype(hdf_Datatype::kInt);
 } // namespace
 
-class FileContexts : public platform_Fixture {
- protected:
-  void WriteNumber(ORXSimContextID context, const char* name, int value) {
-    EXPECT_TRUE(RootOf(context).DatasetCreate(name, kInt, Line(1)).Write(kInt, &value, 1));
-  }
-  static int ReadNumber(ORXSimContextID context, const char* name) {
-    int value = -1;
-    RootOf(context).DatasetOpen(name).Read(kInt, &value, 1);
-    return value;
-  }
-};
+class FileContexts : public platform_Fixture {};
 
 TEST_F(FileContexts, AFileIsOpenForWritingOnce) {
   const std::string path = Path("a.pdm");
   const ORXSimContextID writer = Create(path);
-  WriteNumber(writer, "n", 5);
+  Put(RootOf(writer), "n", {5});
   EXPECT_TRUE(Create(path).IsNull());
   EXPECT_THAT(LastError(), HasSubstr(path + ": create file: this process has the file open"));
   EXPECT_TRUE(Open(path).IsNull());
@@ -42,7 +32,7 @@ TEST_F(FileContexts, AFileIsOpenForWritingOnce) {
   EXPECT_TRUE(Open(path).IsNull());
   EXPECT_TRUE(Create(path).IsNull());
   EXPECT_TRUE(ORXSimManager::CloseContext(reader));
-  EXPECT_EQ(ReadNumber(second, "n"), 5) << "outlives the other reader";
+  EXPECT_EQ(Get(RootOf(second).DatasetOpen("n")), std::vector{5}) << "outlives the other reader";
   EXPECT_TRUE(ORXSimContextRef(second).ReadOnly() && ORXSimContextRef(second).Commit());
   const int value = 6;
   hdf_Dataset dataset = RootOf(second).DatasetOpen("n");
@@ -139,11 +129,11 @@ TEST_F(FileContexts, TheLastFinaliserClosesWhatIsOpenAndTheModuleComesUpAgain) {
   UTI_ORXSimDynamicAPI_initialize(modules);
   const ORXSimContextID context = Create(Path("a.pdm"), 0);
   const hdf_Group root = RootOf(context);
-  WriteNumber(context, "n", 3);
+  Put(RootOf(context), "n", {3});
   UTI_ORXSimDynamicAPI_finalize(modules);
   EXPECT_EQ(modules, 0);
   EXPECT_TRUE(!root);
   const ORXSimContextID again = Open(Path("a.pdm"), true);
-  EXPECT_EQ(ReadNumber(again, "n"), 3);
+  EXPECT_EQ(Get(RootOf(again).DatasetOpen("n")), std::vector{3});
   ORXSimManager::CloseContext(again);
 }

@@ -30,7 +30,7 @@ class FileDamage : public platform_Fixture {
 };
 
 TEST_F(FileDamage, WhatIsNoSimulationFileIsRefusedWithItsCause) {
-  ExpectRefused(m_directory.string(), "is a directory");
+  ExpectRefused(m_directory.Name(), "is a directory");
   ExpectRefused(Path("missing"), "No such file or directory");
   std::ofstream(Path("empty"));
   ExpectRefused(Path("empty"), "the file is empty");

@@ -62,10 +62,6 @@ class Journal : public platform_Fixture {
     EXPECT_TRUE(std::filesystem::exists(path + "-journal"));
     return path;
   }
-  static std::string Bytes(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
   static void Put(const std::string& path, std::string bytes) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
   }
@@ -73,7 +69,7 @@ class Journal : public platform_Fixture {
 
 TEST_F(Journal, AHotFileIsReadWithoutAWriteAndRecoveredByItsNextWriter) {
   const std::string path = Hot("a.pdm", 2), journal = path + "-journal";
-  const std::string file = Bytes(path), frames = Bytes(journal);
+  const std::string file = sys_Bytes(path), frames = sys_Bytes(journal);
   const ORXSimJournalInfo info = ORXSimJournal::Read(path.c_str());
   EXPECT_TRUE(info.headerValid && info.belongs && !info.writerAtWork);
   EXPECT_EQ(info.commits, 6u);
@@ -82,8 +78,8 @@ TEST_F(Journal, AHotFileIsReadWithoutAWriteAndRecoveredByItsNextWriter) {
   EXPECT_EQ(Get(reader), 7);
   EXPECT_EQ(Get(second), 7);
   EXPECT_TRUE(ORXSimManager::CloseContext(reader) && ORXSimManager::CloseContext(second));
-  EXPECT_EQ(Bytes(path), file);
-  EXPECT_EQ(Bytes(journal), frames);
+  EXPECT_EQ(sys_Bytes(path), file);
+  EXPECT_EQ(sys_Bytes(journal), frames);
   const ORXSimContextID writer = Open(path);
   EXPECT_EQ(Get(writer), 7);
   ORXSimManager::CloseContext(writer);
@@ -93,7 +89,7 @@ TEST_F(Journal, AHotFileIsReadWithoutAWriteAndRecoveredByItsNextWriter) {
 
 TEST_F(Journal, AJournalOfAnotherFileOrWithADamagedHeaderIsRefusedAndLeft) {
   const std::string path = Hot(), other = Path("b.pdm");
-  const std::string frames = Bytes(path + "-journal");
+  const std::string frames = sys_Bytes(path + "-journal");
   const ORXSimContextID context = Create(other);
   Set(context, 3);
   ORXSimManager::CloseContext(context);
@@ -106,13 +102,13 @@ TEST_F(Journal, AJournalOfAnotherFileOrWithADamagedHeaderIsRefusedAndLeft) {
   std::memcpy(others.data() + 504, &sum, sizeof sum);
   Put(path + "-journal", others);
   for (const std::string& refused : {other, path}) {
-    const std::string whole = Bytes(refused), journal = Bytes(refused + "-journal");
+    const std::string whole = sys_Bytes(refused), journal = sys_Bytes(refused + "-journal");
     for (const bool readOnly : {true, false}) {
       EXPECT_TRUE(Open(refused, readOnly).IsNull());
       EXPECT_THAT(LastError(), HasSubstr("belongs to another file"));
     }
-    EXPECT_EQ(Bytes(refused), whole);
-    EXPECT_EQ(Bytes(refused + "-journal"), journal);
+    EXPECT_EQ(sys_Bytes(refused), whole);
+    EXPECT_EQ(sys_Bytes(refused + "-journal"), journal);
   }
   EXPECT_TRUE(ORXSimJournal::Discard(other.c_str()));
   EXPECT_EQ(Value(other), 3);
@@ -122,7 +118,7 @@ TEST_F(Journal, AJournalOfAnotherFileOrWithADamagedHeaderIsRefusedAndLeft) {
   Put(path + "-journal", damaged);
   EXPECT_TRUE(Open(path).IsNull());
   EXPECT_THAT(LastError(), HasSubstr("damaged"));
-  EXPECT_EQ(Bytes(path + "-journal"), damaged);
+  EXPECT_EQ(sys_Bytes(path + "-journal"), damaged);
   // A damaged record ends what counts: the commits before it stay, whole.
   damaged = frames;
   damaged[frames.size() / 2] ^= 1;
@@ -220,7 +216,7 @@ TEST_F(Journal, ALargeRewriteStandsInItOnceAndItIsTiedToItsFile) {
     update.Commit();
   });
   EXPECT_LT(std::filesystem::file_size(journal), 3 * bytes);
-  EXPECT_NE(Bytes(journal).substr(48, 16), std::string(16, '\0')) << "the file's id";
+  EXPECT_NE(sys_Bytes(journal).substr(48, 16), std::string(16, '\0')) << "the file's id";
   const ORXSimContextID recovered = Open(path);
   EXPECT_TRUE(RootOf(recovered).DatasetOpen("large").Read(kInt, numbers.data(), numbers.size()));
   EXPECT_EQ(numbers, std::vector<int>(numbers.size(), 20));
@@ -239,23 +235,23 @@ TEST_F(Journal, ANewFileAppearsWithItsFirstCommitPointAndReplacesTheOldOneThen) 
   EXPECT_FALSE(std::filesystem::exists(path)) << "its first update was taken back";
   Die([&] { Create(path); });
   EXPECT_FALSE(std::filesystem::exists(path));
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_directory), {}), 1)
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_directory.Name()), {}), 1)
       << "what the dead one left";
   ORXSimContextID context = Create(path);
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_directory), {}), 1) << "is swept away";
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_directory.Name()), {}), 1) << "is swept away";
   EXPECT_FALSE(std::filesystem::exists(path));
   Set(context, 1);
   EXPECT_TRUE(std::filesystem::exists(path));
   ORXSimManager::CloseContext(context);
   ::chmod(path.c_str(), 0640);
-  const std::string old = Bytes(path);
+  const std::string old = sys_Bytes(path);
   context = Create(path);
   {
     ORXSimUpdate update(context);
     RootOf(context).GroupCreate("lost", 0);
     EXPECT_TRUE(update.Rollback());
   }
-  EXPECT_EQ(Bytes(path), old);
+  EXPECT_EQ(sys_Bytes(path), old);
   EXPECT_TRUE(Set(context, 2));
   EXPECT_FALSE(RootOf(context).GetObjinfoExists("lost"));
   ORXSimManager::CloseContext(context);

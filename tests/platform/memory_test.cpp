@@ -26,10 +26,11 @@ void* operator new(std::size_t size) {
     return memory;
   throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept {
+// Not inlined: the compiler would see memory of new being freed.
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
   std::free(memory);
 }
-void operator delete(void* memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }
 

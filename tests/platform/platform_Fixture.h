@@ -1,25 +1,18 @@
 #pragma once
 
 #include <UTI_ORXSimDynamicAPI/UTI_ORXSimDynamicAPI.h>
+#include <support/sys_Directory.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
+#include <vector>
 
 /// A directory of its own for every test, removed afterwards.
 class platform_Fixture : public testing::Test {
  protected:
-  platform_Fixture() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "pdm_platform_XXXXXX").string();
-    m_directory = ::mkdtemp(pattern.data());
-  }
-  ~platform_Fixture() override { std::filesystem::remove_all(m_directory); }
-
-  std::string Path(const std::string& name) const { return (m_directory / name).string(); }
+  std::string Path(const std::string& name) const { return m_directory.Path(name); }
   static ORXSimContextID Create(const std::string& path, int option = 1) {
     return ORXSimManager::CreateContext(path.c_str(), 0, 102, false, option);
   }
@@ -28,6 +21,19 @@ class platform_Fixture : public testing::Test {
   }
   static hdf_Group RootOf(ORXSimContextID context) { return ORXSimContextRef(context).File().RootGroup(); }
   static hdf_Dataspace Line(std::uint64_t extent) { return hdf_Dataspace::CreateSimple(1, &extent); }
+  /// Makes a dataset of these numbers.
+  static hdf_Dataset Put(const hdf_Group& group, const char* name, std::vector<int> values) {
+    hdf_Dataset dataset = group.DatasetCreate(name, hdf_Datatype::NATIVE_INT, Line(values.size()));
+    EXPECT_TRUE(dataset.Write(hdf_Datatype::NATIVE_INT, values.data(), values.size())) << LastError();
+    return dataset;
+  }
+  /// Its numbers, none when they cannot be read.
+  static std::vector<int> Get(const hdf_Dataset& dataset) {
+    std::vector<int> values(dataset.GetSpace().Elements(), -1);
+    if (!dataset.Read(hdf_Datatype::NATIVE_INT, values.data(), values.size()))
+      values.clear();
+    return values;
+  }
   static std::string LastError() { return ORXSimManager::LastError(); }
 
   /// Runs the h5py side. \return its exit code.
@@ -35,5 +41,5 @@ class platform_Fixture : public testing::Test {
     return std::system((std::string(PDM_H5PY_PYTHON) + " " + PDM_H5PY_SCRIPT + " " + arguments).c_str());
   }
 
-  std::filesystem::path m_directory;
+  sys_Directory m_directory;
 };

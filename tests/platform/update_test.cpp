@@ -29,17 +29,7 @@ class Updates : public platform_Fixture {
   }
   ~Updates() override { ORXSimManager::CloseContext(m_context); }
 
-  static hdf_Dataset Put(const hdf_Group& group, const char* name, std::vector<int> values) {
-    hdf_Dataset dataset = group.DatasetCreate(name, kInt, Line(values.size()));
-    EXPECT_TRUE(dataset.Write(kInt, values.data(), values.size())) << LastError();
-    return dataset;
-  }
-  static std::vector<int> Get(const hdf_Dataset& dataset) {
-    std::vector<int> values(dataset.GetSpace().Elements(), -1);
-    if (!dataset.Read(kInt, values.data(), values.size()))
-      values.clear();
-    return values;
-  }
+  using platform_Fixture::Get;
   static int Get(const hdf_Attribute& attribute) {
     int value = -1;
     return attribute.Read(kInt, &value, 1) ? value : -1;
