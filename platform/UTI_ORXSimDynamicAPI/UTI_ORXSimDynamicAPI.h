@@ -13,6 +13,7 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Export.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Identifiers.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Inspect.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Journal.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Store.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Transfer.h>

@@ -34,8 +34,9 @@ bool hdf_Context::RefuseWrite(hdf_Operation& operation) const {
     return operation.Refuse(kForked);
   if (!barred)
     return operation.Refuse(kRolledBack);
-  return operation.Refuse("barred since: " + barCause +
-                          (durability == 0 ? "; close the file" : "; roll back or close"));
+  return operation.Refuse(
+      "barred since: " + barCause +
+      (durability == 0 || store->IsPoisoned() ? "; close the file" : "; roll back or close"));
 }
 
 void hdf_Context::Bar(std::string_view cause, const char* during) noexcept {
@@ -73,6 +74,8 @@ bool hdf_Context::MakeCommitPoint(hdf_Operation& operation) {
   if (store->Commit(cause)) {
     committed = writes;
     takenBack = false;
+    if (store->IsPoisoned()) // what the commit did afterwards failed
+      Bar(store->Obstacle(), "");
     return true;
   }
   // In a scope the caller may try again; without one nobody can, and what answers false must not come later.

@@ -123,8 +123,11 @@ bool openFile(hdf_Operation& operation, hdf_Context& context) {
   context.file = openThrough(store, context.fileName, context.readOnly);
   if (!operation.Check(context.file))
     return false;
-  if (!context.readOnly && !store.FileIdKnown())
-    store.SetFileId(hdf_ReadFileId(context.file));
+  if (!context.readOnly && !store.FileIdKnown()) {
+    const vfd_FileId id = hdf_ReadFileId(context.file);
+    if (id != vfd_FileId{}) // or it may be read the next time
+      store.SetFileId(id);
+  }
   return !context.readOnly || store.JournalBytes() == 0 || checkJournal(operation, store, context.file);
 }
 

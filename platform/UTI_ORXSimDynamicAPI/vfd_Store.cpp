@@ -168,8 +168,13 @@ bool vfd_Store::Write(std::uint64_t address, std::size_t count, const void* byte
   m_eof = std::max(m_eof, end);
   if (Scratch())
     return !m_poison.empty() || WriteMain(address, count, bytes) || ScratchFailed();
-  // After a failed sync nobody knows which record counts, so neither file is written any more.
-  const bool large = count >= kLargeCall && m_closing == Closing::kNo && m_poison.empty();
+  const bool large = count >= kLargeCall && m_closing == Closing::kNo;
+  // After a failed sync nobody knows which record counts: neither file is written any more, and memory is not
+  // filled with what can never be committed.
+  if (IsPoisoned() && (large || (m_closing == Closing::kNo && m_overlay.InMemory() >= m_spillAt))) {
+    m_cause = m_poison;
+    return false;
+  }
   bool frames = large;
   std::uint64_t runStart = address; // what goes straight to the main file
   const auto writeRun = [&](std::uint64_t runEnd) {
@@ -185,6 +190,8 @@ bool vfd_Store::Write(std::uint64_t address, std::size_t count, const void* byte
         runStart = at += pages * kVfdPage;
         continue;
       }
+      if (IsPoisoned())
+        return false;
     }
     if (!(large && MayBypass(page) && m_overlay.Find(page) == nullptr)) {
       unsigned char* const target = writeRun(at) ? PageForWriting(page, next - at == kVfdPage) : nullptr;

@@ -68,6 +68,8 @@ class vfd_Store {
   /// Makes everything written since the last commit point permanent, all or nothing. \return false with the
   /// cause when it is not; MayRetry() tells whether another try can help.
   bool Commit(std::string& cause);
+  /// A sync has failed: nothing is written any more.
+  bool IsPoisoned() const { return !m_poison.empty(); }
   bool MayRetry() const { return m_poison.empty() && m_broken.empty(); }
   /// Why not; "" when it can.
   const std::string& Obstacle() const { return m_poison.empty() ? m_broken : m_poison; }

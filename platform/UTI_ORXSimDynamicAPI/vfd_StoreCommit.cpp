@@ -94,7 +94,7 @@ bool vfd_Store::PlaceFresh(const Plan& plan) {
 // Gives memory back in the middle of a large update. What fails is kept in memory, and tried again when there
 // is twice as much; the first page, which decides whether a journal belongs to its file, always is.
 void vfd_Store::Spill() {
-  if (m_closing == Closing::kNo && m_poison.empty() && SpillPages())
+  if (m_closing == Closing::kNo && !IsPoisoned() && SpillPages())
     m_spillAt = SpillLimit();
   else
     m_spillAt = 2 * m_overlay.InMemory();
@@ -331,9 +331,10 @@ bool vfd_Store::ApplyPages() {
   };
   if (!WritePages(pages, take))
     return false;
-  if (m_mainSize > m_committedEnd && !vfd_SetSize(m_main.Get(), m_committedEnd))
+  // It may be shorter, too, where a loss of power took an extension without content.
+  if (m_mainSize != m_committedEnd && !vfd_SetSize(m_main.Get(), m_committedEnd))
     return Fail("set the file's size");
-  m_mainSize = std::min(m_mainSize, m_committedEnd);
+  m_mainSize = m_committedEnd;
   m_syncedSize = std::min(m_syncedSize, m_mainSize);
   return true;
 }

@@ -28,13 +28,7 @@ bool vfd_Store::BeginGeneration() {
     if (!m_journal.IsOpen())
       return false;
     m_newJournal = true;
-    bool started = false;
-    try {
-      started = StartGeneration();
-    } catch (const std::bad_alloc&) {
-      m_cause = "no memory"; // short enough to need none
-    }
-    if (!started) {
+    if (!StartGeneration()) {
       RemoveJournal();
       return false;
     }
@@ -60,6 +54,8 @@ vfd_Descriptor vfd_Store::MakeJournal(const std::string& name) {
   } else if (!vfd_FileIdentity::Of(m_name, named) || named != m_identity) {
     errno = ENOENT;
     Fail("the file has been moved or removed since it was opened");
+  } else if (!vfd_Remove(name)) { // one that could not be removed in time counts for nothing
+    Fail("remove an old journal");
   } else {
     journal = vfd_Descriptor(
         ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, status.st_mode & 0777));
@@ -88,7 +84,7 @@ bool vfd_Store::WriteHeader(int journal, std::uint64_t sequence, std::uint64_t& 
   return vfd_WriteAt(journal, bytes, sizeof bytes, 0) || Fail("write the journal");
 }
 
-bool vfd_Store::StartGeneration() {
+bool vfd_Store::StartGeneration() try {
   std::uint64_t salt = 0;
   if (!WriteHeader(m_journal.Get(), m_sequence, salt))
     return false;
@@ -97,6 +93,9 @@ bool vfd_Store::StartGeneration() {
   m_chain = m_openChain = salt;
   m_nextTry = journalLimit();
   return true;
+} catch (const std::bad_alloc&) {
+  m_cause = "no memory"; // short enough to need none
+  return false;
 }
 
 // Live readers look at the main file as it was, so what is committed stays in the journal while they do.
@@ -121,8 +120,8 @@ void vfd_Store::Shorten() {
   vfd_Descriptor next;
   bool done = false;
   try {
-    done = vfd_Remove(nextName) && (next = MakeJournal(nextName)).IsOpen() &&
-           WriteShortened(next, index, end, chain) && vfd_Rename(nextName, name, false);
+    done = (next = MakeJournal(nextName)).IsOpen() && WriteShortened(next, index, end, chain) &&
+           vfd_Rename(nextName, name, false);
   } catch (const std::bad_alloc&) {
   }
   if (!done) {
@@ -191,7 +190,7 @@ void vfd_Store::HasApplied() {
 bool vfd_Store::Checkpoint() {
   if (Power() && !vfd_Broken(vfd_Rule::kCheckpointSync) && !SyncMainFile())
     return false;
-  // As long as the old header stands its frames count: this may throw.
+  // As long as the old header stands its frames count.
   if (!StartGeneration() && !RemoveJournal())
     Poison("remove the journal");
   HasApplied();
@@ -215,7 +214,11 @@ bool vfd_Store::CutJournal(std::uint64_t end) {
 
 // Only when the main file is whole without it.
 bool vfd_Store::RemoveJournal() {
-  const bool removed = vfd_Remove(JournalName(m_name));
+  bool removed = false;
+  try {
+    removed = vfd_Remove(JournalName(m_name));
+  } catch (const std::bad_alloc&) { // its name
+  }
   m_journal.Close();
   m_journalSize = 0;
   m_header = HeaderState::kNone;

@@ -220,10 +220,8 @@ bool vfd_Store::Recover(std::string& cause) {
     done = Adopt(*m_found, cause);
   } else {
     const bool sync = !vfd_Broken(vfd_Rule::kRecoverySync);
-    done = (m_found->commits == 0 ||
-            (ApplyPages() && (m_mainSize >= m_committedEnd || vfd_SetSize(m_main.Get(), m_committedEnd) ||
-                              Fail("extend the file")))) &&
-           (!sync || vfd_Sync(m_main.Get()) || Fail("sync the file"));
+    done =
+        (m_found->commits == 0 || ApplyPages()) && (!sync || vfd_Sync(m_main.Get()) || Fail("sync the file"));
     m_mainSize = m_committedEnd;
     m_floor = vfd_PagesOf(m_mainSize);
     if (done) {

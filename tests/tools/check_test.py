@@ -224,7 +224,7 @@ class Recover(Case):
             self.assertEqual((recover(flag)[1]["done"], journal.exists()), (done, False))
             self.assertEqual(content(self.file) == old, flag == "--discard")
         journal.write_bytes(b"")  # its writer died before the header
-        self.assertIn(b"holds nothing", run("recover", self.file).stdout)
+        self.assertIn(b"holds no commit", run("recover", self.file).stdout)
         self.assertEqual((recover("--apply")[0], journal.exists()), (0, False))
         journal.write_bytes(b"no journal at all" * 100)
         self.assertEqual((recover()[0], run("recover", self.file, "--apply").returncode, journal.exists()), (1, 1, True))

@@ -78,7 +78,7 @@ void cli_Output::CheckPlace() const {
 
 unsigned long long cli_Output::Finish() {
   const struct stat status = Sync(m_unfinished, O_RDWR);
-  imp_CheckSignals();
+  cli_CheckSignals();
   CheckPlace();
   if (std::rename(m_unfinished.c_str(), m_path.c_str()) != 0)
     Fail(m_path, "to move the finished file to its place");

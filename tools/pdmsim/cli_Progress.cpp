@@ -25,7 +25,7 @@ double cli_Progress::Seconds() const {
 }
 
 void cli_Progress::Advance(double bytes) {
-  imp_CheckSignals();
+  cli_CheckSignals();
   m_done += bytes;
   const auto now = Clock::now();
   if (!m_shown || now < m_next)
@@ -50,7 +50,7 @@ void cli_CatchSignals() {
   }
 }
 
-void imp_CheckSignals() {
+void cli_CheckSignals() {
   if (g_signal)
     throw cli_Interrupted{g_signal};
 }

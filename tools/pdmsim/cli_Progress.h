@@ -39,4 +39,4 @@ struct cli_Interrupted {
 /// From now on those signals are remembered instead of ending the process.
 void cli_CatchSignals();
 /// Throws cli_Interrupted when one came.
-void imp_CheckSignals();
+void cli_CheckSignals();

@@ -55,7 +55,7 @@ void CheckOpens(const std::string& file) {
 show_Json Describe(const Options& options, const ORXSimJournalInfo& info) {
   return {{"file", options.file},
           {"journal", info.exists},
-          {"usable", info.headerValid && info.belongs},
+          {"usable", info.exists && info.cause.empty()},
           {"writerAtWork", info.writerAtWork},
           {"commits", info.commits},
           {"pages", info.frames},
@@ -71,14 +71,11 @@ show_Json Describe(const Options& options, const ORXSimJournalInfo& info) {
                                                     : "nothing"}};
 }
 
-/// What the journal holds, in one clause.
+/// What counts in the journal, in one clause.
 std::string Content(const ORXSimJournalInfo& info) {
-  std::string text = info.commits == 0 ? "no commit"
-                                       : "changes in " + show_Size(info.frames * 4096) + " up to commit " +
-                                             std::to_string(info.sequence);
-  if (info.unfinishedBytes > 0)
-    text += " and an update that was never finished";
-  return text;
+  return info.commits == 0 ? "no commit"
+                           : "changes in " + show_Size(info.frames * 4096) + " up to commit " +
+                                 std::to_string(info.sequence);
 }
 
 std::string Tell(const Options& options, const ORXSimJournalInfo& info) {
@@ -88,16 +85,20 @@ std::string Tell(const Options& options, const ORXSimJournalInfo& info) {
   if (info.writerAtWork)
     return "a journal at work: " + owner + " has the file open; nothing to recover";
   if (options.discard)
-    return "the journal was removed; lost: " + (info.headerValid ? Content(info) : "what it held");
+    return "the journal was removed; lost: " +
+           (info.headerValid || info.cause.empty() ? Content(info) : "what it held");
   if (!info.cause.empty())
     return info.cause;
-  if (info.commits == 0 && info.unfinishedBytes == 0)
-    return options.apply ? "the journal held nothing and was removed"
-                         : "a journal that holds nothing; the file is as it stands";
-  return options.apply ? "brought into the file: " + Content(info)
-                       : "a journal of " + owner + " with " + Content(info) + ", the file then having " +
-                             show_Size(static_cast<unsigned long long>(info.imageBytes)) +
-                             "; the next program that opens the file applies it, or --apply does";
+  if (info.commits == 0)
+    return options.apply ? "the journal held no commit and was removed"
+                         : "a journal that holds no commit; the file is as it stands";
+  const std::string unfinished =
+      info.unfinishedBytes > 0 ? "; what it holds of an update that was never finished is dropped" : "";
+  return options.apply
+             ? "brought into the file: " + Content(info) + unfinished
+             : "a journal of " + owner + " with " + Content(info) + ", the file then having " +
+                   show_Size(static_cast<unsigned long long>(info.imageBytes)) +
+                   "; the next program that opens the file applies it, or --apply does" + unfinished;
 }
 
 void Recover(const Options& options) {
