@@ -13,7 +13,8 @@ inline constexpr std::size_t kVfdPage = 4096;    // bytes of a page of the main 
 inline constexpr std::size_t kVfdHeader = 512;   // bytes of the header, one sector
 inline constexpr std::size_t kVfdFrameHead = 24; // bytes of a frame before its page
 inline constexpr std::size_t kVfdFrame = kVfdFrameHead + kVfdPage;
-inline constexpr std::size_t kVfdCommit = 40; // bytes of a commit record
+inline constexpr std::size_t kVfdCommit = 40;       // bytes of a commit record
+inline constexpr std::size_t kVfdFramesAtOnce = 64; // moved by one call to or from a journal
 /// By so much a commit's image may end behind all that the main file and the frames show; a writer that goes
 /// beyond extends the main file durably first. More than that is an invented size.
 inline constexpr std::uint64_t kVfdUnseenEnd = std::uint64_t{1} << 20;

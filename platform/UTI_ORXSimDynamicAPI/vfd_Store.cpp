@@ -13,7 +13,6 @@ namespace {
 constexpr std::size_t kLargeCall = std::size_t{256}
                                    << 10; // written without going through memory where allowed
 constexpr std::uint64_t kMostMemory = std::uint64_t{32} << 20; // of changed pages
-constexpr std::size_t kFramesAtOnce = 64;
 
 /// Appends frames to a journal, many with one call, and moves its end and chain on.
 class FrameWriter {
@@ -24,7 +23,7 @@ class FrameWriter {
   bool Put(std::uint64_t page, const unsigned char* bytes) {
     m_records.resize(m_records.size() + kVfdFrame);
     vfd_PutFrame(m_records.data() + m_records.size() - kVfdFrame, page, bytes, m_chain);
-    return m_records.size() < kFramesAtOnce * kVfdFrame || Flush();
+    return m_records.size() < kVfdFramesAtOnce * kVfdFrame || Flush();
   }
   bool Flush() {
     if (!vfd_WriteAt(m_journal, m_records.data(), m_records.size(), m_end))

@@ -13,7 +13,6 @@ namespace {
 constexpr std::size_t kMostRecent = 2048; // committed pages kept in memory
 constexpr std::size_t kManyFresh = 64; // new pages for which a sync of the main file is cheaper than frames
 constexpr std::size_t kRunBytes = std::size_t{1} << 20; // written at once to the main file
-constexpr std::size_t kMostFrames = 64;                 // read at once from the journal
 } // namespace
 
 /// The pages in memory by the road they take.
@@ -244,7 +243,7 @@ bool vfd_Store::AppendRecord(const Plan& plan) {
   std::uint64_t end = m_openEnd, chain = m_openChain;
   std::vector<unsigned char> records;
   const std::size_t last =
-      std::min<std::size_t>(plan.framed.size(), 64); // go in one call with the commit record
+      std::min(plan.framed.size(), kVfdFramesAtOnce); // go in one call with the commit record
   const std::vector<std::uint64_t> before(plan.framed.begin(),
                                           plan.framed.end() - static_cast<std::ptrdiff_t>(last));
   bool written = AppendFrames(m_journal.Get(), before, end, chain);
@@ -320,7 +319,7 @@ bool vfd_Store::ApplyPages() {
       return ReadPage(page, target);
     const std::uint64_t frame = m_unapplied.Find(page)->frame, end = start + stretch.size();
     if (frame < start || frame + kVfdFrame > end) {
-      const std::size_t next = std::clamp(2 * stretch.size(), kVfdFrame, kMostFrames * kVfdFrame);
+      const std::size_t next = std::clamp(2 * stretch.size(), kVfdFrame, kVfdFramesAtOnce * kVfdFrame);
       stretch.resize(frame >= start && frame <= end ? next : kVfdFrame);
       std::size_t got = 0;
       if (!vfd_ReadAt(m_journal.Get(), stretch.data(), stretch.size(), start = frame, got))
