@@ -60,8 +60,12 @@ void repairHeader(std::uint8_t* data, std::size_t size, std::size_t start) {
 void fuzz_MutateInPlace(std::uint8_t* data, std::size_t size, fuzz_Dice& dice) {
   if (size == 0)
     return;
+  constexpr std::size_t kNear = 64;
+  const bool together = dice.Below(2) == 0;
+  const std::size_t from = together ? dice.Below(size) : 0, reach = together ? kNear : size;
   for (std::size_t places = 1 + dice.Below(3); places > 0; --places) {
-    const std::size_t start = dice.Below(size), n = std::min(size - start, std::size_t{1} << dice.Below(6));
+    const std::size_t start = from + dice.Below(std::min(reach, size - from));
+    const std::size_t n = std::min(size - start, std::size_t{1} << dice.Below(6));
     std::uint8_t window[64] = {};
     std::memcpy(window, data + start, n);
     LLVMFuzzerMutate(window, n, n);

@@ -20,7 +20,8 @@ class fuzz_Dice {
   std::uint64_t m_state;
 };
 
-/// Changes a few bytes at one place and moves nothing: what addresses point to stays where it was.
+/// Changes a few bytes at one to three places and moves nothing: what addresses point to stays where it was.
+/// Half of the time the places are neighbours: a length does harm together with the size that it multiplies.
 void fuzz_MutateInPlace(std::uint8_t* data, std::size_t size, fuzz_Dice& dice);
 
 /// Makes the checksums of an HDF5 file's superblock and object headers right, so that a change of an

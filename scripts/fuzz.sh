@@ -69,14 +69,27 @@ for name in "${names[@]}"; do
   [ "$count" = 0 ] || failed=1
 done
 
+# What a finding comes to in a few lines: what was said of it, where, and how it differs from the input it came of.
+brief() {
+  local file=$1 once_more=$2 seed changes
+  echo "$file: $(grep -a -m 1 -E 'ERROR: |runtime error: |^== EXPECTED: ' "$once_more" | cut -c1-160)"
+  sed -n -E 's/^ +#([0-9]+) 0x[0-9a-f]+ +(in )?/  \1 /p' "$once_more" | grep -v -e __sanitizer -e 'runChild' | head -n 9 | cut -c1-110
+  for seed in fuzz/corpus/"$(basename "${file%%-*}")"/*; do
+    changes=$(cmp -l "$seed" "$file" 2>/dev/null | awk '{printf "%s:%s ", $1, $3}' | cut -c1-700)
+    [ "$(stat -c %s "$seed")" != "$(stat -c %s "$file")" ] || echo "  $seed with (place:octal) $changes"
+  done
+}
+
+: >out/log/fuzz-findings.txt
 for name in "${names[@]}"; do
   for file in $(findings "$name"); do
     heading "Finding: $file"
     # As it was met; a second run need not end the same.
     grep -a -v -e '^#[0-9]' -e '^INFO:' "out/log/fuzz-$name.log" | tail -n 60 || true
     heading "Once more: $file"
-    ASAN_OPTIONS=symbolize=1:malloc_context_size=30 "$bin/bin/fuzz_$name" "$file" 2>&1 |
-      grep -v '^INFO:' | head -n 60 || true
+    ASAN_OPTIONS=symbolize=1:malloc_context_size=30 "$bin/bin/fuzz_$name" "$file" >"$memory/once-more" 2>&1 || true
+    grep -v '^INFO:' "$memory/once-more" | head -n 60 || true
+    brief "$file" "$memory/once-more" >>out/log/fuzz-findings.txt || true
   done
 done
 exit $failed

@@ -120,6 +120,8 @@ bool hdf_DatasetRep::Inspect(hdf_Operation& operation, bool mayBeUnwritten) {
   type = hdf_StoredType::Of(stored.Get());
   if (space.GetDims(nullptr) < 1)
     return operation.Refuse("a shape that is not supported");
+  if (type.size == 0) // which would let the shape be anything
+    return operation.Refuse("elements of no size");
   return checkSize(operation, *this, mayBeUnwritten);
 }
 

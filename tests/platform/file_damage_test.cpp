@@ -76,6 +76,7 @@ TEST_F(FileDamage, ForeignObjectsOfUnexpectedKindsAreRefused) {
   EXPECT_FALSE(root.GetObjinfoExists("soft") || root.GetObjinfoExists("external"));
   refused(!root.DatasetOpen("huge"), "larger than what the file stores");
   refused(!root.DatasetOpen("huge chunked"), "larger than what the file stores");
+  refused(!root.DatasetOpen("no size"), "elements of no size");
   refused(!root.DatasetOpen("outside"), "in another file");
   refused(!root.DatasetOpen("virtual"), "in another file");
   int value[3] = {};

@@ -1,5 +1,6 @@
 """The other side of the platform tests: what h5py makes for us and finds in our files."""
 
+import struct
 import sys
 
 import h5py
@@ -30,6 +31,12 @@ def make_foreign(path):
         layout = h5py.VirtualLayout((4,), "i4")
         layout[:] = h5py.VirtualSource("other.h5", "d", (4,))
         f.create_virtual_dataset("virtual", layout)
+        f.create_dataset("no size", (0x71234567,), dtype="u1")
+    with open(path, "r+b") as f:
+        content = f.read()
+        number, byte = content.index(struct.pack("<Q", 0x71234567)), struct.pack("<I", 1)
+        f.seek(content.index(b"\x10\0\0\0" + byte, number) + 4)
+        f.write(bytes(4))
 
 
 def check_foreign(path):
