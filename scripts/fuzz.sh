@@ -73,7 +73,7 @@ done
 brief() {
   local file=$1 once_more=$2 seed changes
   echo "$file: $(grep -a -m 1 -E 'ERROR: |runtime error: |^== EXPECTED: ' "$once_more" | cut -c1-160)"
-  sed -n -E 's/^ +#([0-9]+) 0x[0-9a-f]+ +(in )?/  \1 /p' "$once_more" | grep -v -e __sanitizer -e 'runChild' | head -n 9 | cut -c1-110
+  sed -n -E 's/^ +#([0-9]+) 0x[0-9a-f]+ +(in )?/  \1 /p' "$once_more" | grep -v -e __sanitizer -e runChild -e libstdc -e sysdeps/ -e nptl/ -e stdlib/ | head -n 9 | cut -c1-110
   for seed in fuzz/corpus/"$(basename "${file%%-*}")"/*; do
     changes=$(cmp -l "$seed" "$file" 2>/dev/null | awk '{printf "%s:%s ", $1, $3}' | cut -c1-700)
     [ "$(stat -c %s "$seed")" != "$(stat -c %s "$file")" ] || echo "  $seed with (place:octal) $changes"

@@ -3,11 +3,29 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Journal.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Checksum.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <dlfcn.h>
+#include <map>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+// Stands in place of the system's: notes which length of a file is on the disk, and fails once when asked to.
+static bool s_syncFails = false;
+static std::map<ino_t, off_t> s_synced;
+extern "C" [[gnu::visibility("default")]] int fdatasync(int descriptor) {
+  static const auto s_system = reinterpret_cast<int (*)(int)>(::dlsym(RTLD_NEXT, "fdatasync"));
+  if (std::exchange(s_syncFails, false)) {
+    errno = EIO;
+    return -1;
+  }
+  struct stat status;
+  if (::fstat(descriptor, &status) == 0)
+    s_synced[status.st_ino] = status.st_size;
+  return s_system(descriptor);
+}
 
 namespace {
 
@@ -193,6 +211,76 @@ TEST_F(Journal, DoesNotGrowForAsLongAsSomebodyReads) {
   Put(journal + "-next", "of a writer that died");
   EXPECT_EQ(Value(path), kLast);
   EXPECT_FALSE(std::filesystem::exists(journal) || std::filesystem::exists(journal + "-next"));
+}
+
+TEST_F(Journal, NothingIsWrittenBesideARecordThatMayCountThoughItsSyncFailed) {
+  const std::string path = Path("a.pdm");
+  const auto update = [](ORXSimContextID context, int value) {
+    ORXSimUpdate scope(context);
+    const std::vector<int> many(300000, value);
+    const hdf_Group root = RootOf(context);
+    const bool written = root.DatasetOpen("n").Write(kInt, &value, 1) &&
+                         root.DatasetOpen("many").Write(kInt, many.data(), many.size());
+    return scope.Commit() && written;
+  };
+  const auto holds = [](ORXSimContextID context, int value) {
+    const std::vector<int> many = platform_Fixture::Get(RootOf(context).DatasetOpen("many"));
+    return Get(context) == value && many == std::vector<int>(300000, value);
+  };
+  const ORXSimContextID writer = Create(path, 2);
+  Set(writer, 1);
+  platform_Fixture::Put(RootOf(writer), "many", std::vector<int>(300000, 1));
+  EXPECT_TRUE(ORXSimContextRef(writer).Commit());
+  const ORXSimContextID reader = ORXSimManager::OpenContext(path.c_str(), 1, 102, false, 3);
+  EXPECT_TRUE(holds(reader, 1));
+  s_syncFails = true;
+  EXPECT_FALSE(update(writer, 2));
+  EXPECT_FALSE(s_syncFails) << "it was called";
+  EXPECT_TRUE(ORXSimManager::Refresh(reader)) << LastError();
+  const int seen = Get(reader);
+  EXPECT_TRUE(holds(reader, seen)) << seen;
+  for (const bool rollback : {false, true}) {
+    EXPECT_TRUE(!rollback || ORXSimUpdate(writer).Rollback());
+    EXPECT_FALSE(update(writer, 3)) << rollback;
+    EXPECT_TRUE(holds(reader, seen)) << rollback;
+  }
+  ORXSimManager::CloseContext(writer);
+  EXPECT_TRUE(holds(reader, seen));
+  ORXSimManager::CloseContext(reader);
+  const ORXSimContextID next = Open(path);
+  EXPECT_TRUE(holds(next, seen));
+  ORXSimManager::CloseContext(next);
+}
+
+// The main file's length reaches the disk with its own sync only: what it was then is what is left of it.
+TEST_F(Journal, GivesAFileTheLengthThatItLostWithThePower) {
+  for (const int rooms : {1, 3}) {
+    const std::string path = Path(std::to_string(rooms));
+    const ORXSimContextID context = Create(path, 2);
+    Set(context, 1);
+    ORXSimManager::CloseContext(context);
+    Die([&] {
+      const ORXSimContextID writer = ORXSimManager::OpenContext(path.c_str(), 0, 102, false, 2);
+      Set(writer, 6);
+      for (int i = 0; i < rooms; ++i) { // without content
+        RootOf(writer).DatasetCreate(std::to_string(i).c_str(), kInt, Line(230000));
+        ORXSimContextRef(writer).Commit();
+      }
+      struct stat status;
+      ::stat(path.c_str(), &status);
+      std::filesystem::resize_file(path, static_cast<std::uintmax_t>(s_synced.at(status.st_ino)));
+    });
+    const ORXSimContextID reader = ORXSimManager::OpenContext(path.c_str(), 1, 102, false, 3);
+    EXPECT_EQ(Get(reader), 6) << LastError();
+    const ORXSimContextID writer = ORXSimManager::OpenContext(path.c_str(), 0, 102, false, 2);
+    EXPECT_EQ(Get(writer), 6) << LastError();
+    ORXSimManager::CloseContext(reader);
+    const ORXSimUpdate left(writer);
+    const int lost = 9;
+    EXPECT_TRUE(RootOf(writer).DatasetOpen("n").Write(kInt, &lost, 1));
+    ORXSimManager::CloseContext(writer);
+    EXPECT_EQ(Peer("check_number " + path + " 6"), 0);
+  }
 }
 
 TEST_F(Journal, ALargeRewriteStandsInItOnceAndItIsTiedToItsFile) {
