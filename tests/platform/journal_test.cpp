@@ -45,6 +45,7 @@ class Journal : public platform_Fixture {
     RootOf(context).DatasetOpen("n").Read(kInt, &value, 1);
     return value;
   }
+  static ORXSimContextID OpenLive(const std::string& path) { return Open(path, true, 3); }
   // As the next one to open the file reads it.
   static int Value(const std::string& path) {
     const ORXSimContextID context = Open(path);
@@ -69,7 +70,7 @@ class Journal : public platform_Fixture {
     Set(context, 1);
     ORXSimManager::CloseContext(context);
     Die([&] {
-      const ORXSimContextID writer = ORXSimManager::OpenContext(path.c_str(), 0, 102, false, option);
+      const ORXSimContextID writer = Open(path, false, option);
       for (int value = 2; value <= 7; ++value)
         Set(writer, value);
       const ORXSimUpdate unfinished(writer);
@@ -183,7 +184,7 @@ TEST_F(Journal, DoesNotGrowForAsLongAsSomebodyReads) {
   const std::string path = Path("a.pdm"), journal = path + "-journal";
   const ORXSimContextID writer = Create(path);
   Set(writer, 0);
-  const ORXSimContextID reader = ORXSimManager::OpenContext(path.c_str(), 1, 102, false, 3);
+  const ORXSimContextID reader = OpenLive(path);
   std::int64_t longest = 0;
   for (int value = 1; value <= kLast; ++value) {
     ASSERT_TRUE(Set(writer, value)) << LastError();
@@ -231,7 +232,7 @@ TEST_F(Journal, NothingIsWrittenBesideARecordThatMayCountThoughItsSyncFailed) {
   Set(writer, 1);
   platform_Fixture::Put(RootOf(writer), "many", std::vector<int>(300000, 1));
   EXPECT_TRUE(ORXSimContextRef(writer).Commit());
-  const ORXSimContextID reader = ORXSimManager::OpenContext(path.c_str(), 1, 102, false, 3);
+  const ORXSimContextID reader = OpenLive(path);
   EXPECT_TRUE(holds(reader, 1));
   s_syncFails = true;
   EXPECT_FALSE(update(writer, 2));
@@ -260,7 +261,7 @@ TEST_F(Journal, GivesAFileTheLengthThatItLostWithThePower) {
     Set(context, 1);
     ORXSimManager::CloseContext(context);
     Die([&] {
-      const ORXSimContextID writer = ORXSimManager::OpenContext(path.c_str(), 0, 102, false, 2);
+      const ORXSimContextID writer = Open(path, false, 2);
       Set(writer, 6);
       for (int i = 0; i < rooms; ++i) { // without content
         RootOf(writer).DatasetCreate(std::to_string(i).c_str(), kInt, Line(230000));
@@ -270,9 +271,9 @@ TEST_F(Journal, GivesAFileTheLengthThatItLostWithThePower) {
       ::stat(path.c_str(), &status);
       std::filesystem::resize_file(path, static_cast<std::uintmax_t>(s_synced.at(status.st_ino)));
     });
-    const ORXSimContextID reader = ORXSimManager::OpenContext(path.c_str(), 1, 102, false, 3);
+    const ORXSimContextID reader = OpenLive(path);
     EXPECT_EQ(Get(reader), 6) << LastError();
-    const ORXSimContextID writer = ORXSimManager::OpenContext(path.c_str(), 0, 102, false, 2);
+    const ORXSimContextID writer = Open(path, false, 2);
     EXPECT_EQ(Get(writer), 6) << LastError();
     ORXSimManager::CloseContext(reader);
     const ORXSimUpdate left(writer);

@@ -16,8 +16,8 @@ class platform_Fixture : public testing::Test {
   static ORXSimContextID Create(const std::string& path, int option = 1) {
     return ORXSimManager::CreateContext(path.c_str(), 0, 102, false, option);
   }
-  static ORXSimContextID Open(const std::string& path, bool readOnly = false) {
-    return ORXSimManager::OpenContext(path.c_str(), readOnly ? 1 : 0, 102, false, 1);
+  static ORXSimContextID Open(const std::string& path, bool readOnly = false, int option = 1) {
+    return ORXSimManager::OpenContext(path.c_str(), readOnly ? 1 : 0, 102, false, option);
   }
   static hdf_Group RootOf(ORXSimContextID context) { return ORXSimContextRef(context).File().RootGroup(); }
   static hdf_Dataspace Line(std::uint64_t extent) { return hdf_Dataspace::CreateSimple(1, &extent); }
