@@ -1,5 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/vfd_Store.h>
 
+#include <UTI_ORXSimDynamicAPI/vfd_Appender.h>
 #include <UTI_ORXSimDynamicAPI/vfd_Rules.h>
 
 #include <algorithm>
@@ -8,37 +9,12 @@
 #include <new>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 constexpr std::size_t kLargeCall = std::size_t{256}
                                    << 10; // written without going through memory where allowed
 constexpr std::uint64_t kMostMemory = std::uint64_t{32} << 20; // of changed pages
-
-/// Appends frames to a journal, many with one call, and moves its end and chain on.
-class FrameWriter {
- public:
-  FrameWriter(int journal, std::uint64_t& end, std::uint64_t& chain)
-      : m_journal(journal), m_end(end), m_chain(chain) {}
-
-  bool Put(std::uint64_t page, const unsigned char* bytes) {
-    m_records.resize(m_records.size() + kVfdFrame);
-    vfd_PutFrame(m_records.data() + m_records.size() - kVfdFrame, page, bytes, m_chain);
-    return m_records.size() < kVfdFramesAtOnce * kVfdFrame || Flush();
-  }
-  bool Flush() {
-    if (!vfd_WriteAt(m_journal, m_records.data(), m_records.size(), m_end))
-      return false;
-    m_end += m_records.size();
-    m_records.clear();
-    return true;
-  }
-
- private:
-  int m_journal;
-  std::uint64_t& m_end;
-  std::uint64_t& m_chain;
-  std::vector<unsigned char> m_records;
-};
 } // namespace
 
 vfd_Store::vfd_Store(const vfd_Options& options)
@@ -229,20 +205,6 @@ bool vfd_Store::ScratchFailed() {
   return m_closing != Closing::kNo;
 }
 
-bool vfd_Store::AppendFrames(int journal, const std::vector<std::uint64_t>& pages, std::uint64_t& end,
-                             std::uint64_t& chain) const {
-  FrameWriter frames(journal, end, chain);
-  unsigned char buffer[kVfdPage];
-  for (const std::uint64_t page : pages) {
-    const unsigned char* bytes = InMemory(page);
-    if (bytes == nullptr && !ReadPage(page, buffer))
-      return false;
-    if (!frames.Put(page, bytes != nullptr ? bytes : buffer))
-      return Fail("write the journal");
-  }
-  return frames.Flush() || Fail("write the journal");
-}
-
 // How many pages from `at` on can go into the journal at once: whole ones below the floor that this update
 // writes for the first time, so that the journal does not grow with each rewriting; and not the first page,
 // which decides whether a journal belongs to its file.
@@ -256,30 +218,36 @@ std::uint64_t vfd_Store::PagesToFrame(std::uint64_t at, std::uint64_t end) const
 }
 
 bool vfd_Store::WriteFrames(std::uint64_t page, std::uint64_t count, const unsigned char* bytes) {
+  std::vector<Page> pages;
+  pages.reserve(count);
+  for (std::uint64_t i = 0; i < count; ++i)
+    pages.push_back({page + i, bytes + i * kVfdPage});
+  return SpillFrames(pages);
+}
+
+// Frames of an update that goes on: no record makes them count yet.
+bool vfd_Store::SpillFrames(const std::vector<Page>& pages) {
   if (!BeginGeneration())
     return false;
-  const std::uint64_t start = m_openEnd;
-  std::uint64_t end = m_openEnd, chain = m_openChain;
-  FrameWriter frames(m_journal.Get(), end, chain);
+  vfd_Appender frames(m_journal.Get(), m_openEnd, m_openChain);
+  frames.Reserve(pages.size());
   bool written = true;
-  for (std::uint64_t i = 0; written && i < count; ++i)
-    written = frames.Put(page + i, bytes + i * kVfdPage);
+  for (std::size_t i = 0; written && i < pages.size(); ++i)
+    written = frames.Put(pages[i].number, pages[i].bytes);
   if (!written || !frames.Flush()) {
     Fail("write the journal");
     CutJournal(m_openEnd); // there may be no room on the disk
     return false;
   }
-  HasSpilled(count, end, chain);
-  for (std::uint64_t i = 0; i < count; ++i)
-    m_overlay.Spilled(page + i, start + i * kVfdFrame);
+  std::uint64_t frame = std::exchange(m_openEnd, frames.End());
+  m_openChain = frames.Chain();
+  m_spilled += pages.size();
+  m_journalSize = std::max(m_journalSize, m_openEnd);
+  for (const Page& page : pages) {
+    m_overlay.Spilled(page.number, frame);
+    frame += kVfdFrame;
+  }
   return true;
-}
-
-void vfd_Store::HasSpilled(std::uint64_t frames, std::uint64_t end, std::uint64_t chain) {
-  m_openEnd = end;
-  m_openChain = chain;
-  m_spilled += frames;
-  m_journalSize = std::max(m_journalSize, end);
 }
 
 void vfd_Store::HasFailed() noexcept {

@@ -120,6 +120,10 @@ class vfd_Store {
   enum class Closing { kNo, kKeep, kDiscard };
   enum class HeaderState { kNone, kWritten, kDurable };
   struct Plan; // which pages of an update go where
+  struct Page {
+    std::uint64_t number;
+    const unsigned char* bytes;
+  };
 
   explicit vfd_Store(const vfd_Options& options);
 
@@ -144,12 +148,10 @@ class vfd_Store {
   bool ScratchFailed();
   std::uint64_t PagesToFrame(std::uint64_t at, std::uint64_t end) const;
   bool WriteFrames(std::uint64_t page, std::uint64_t count, const unsigned char* bytes);
-  void HasSpilled(std::uint64_t frames, std::uint64_t end, std::uint64_t chain);
+  bool SpillFrames(const std::vector<Page>& pages);
   void Spill();
   bool SpillPages();
   static std::uint64_t SpillLimit();
-  bool AppendFrames(int journal, const std::vector<std::uint64_t>& pages, std::uint64_t& end,
-                    std::uint64_t& chain) const;
   void CutOff() { OpenedBy(nullptr); }
   bool Fail(const char* what) const; // errno
 

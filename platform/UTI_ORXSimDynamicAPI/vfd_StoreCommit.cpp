@@ -1,6 +1,7 @@
 #include <UTI_ORXSimDynamicAPI/vfd_Store.h>
 
 #include <UTI_ORXSimDynamicAPI/hdf_Superblock.h>
+#include <UTI_ORXSimDynamicAPI/vfd_Appender.h>
 #include <UTI_ORXSimDynamicAPI/vfd_Locks.h>
 #include <UTI_ORXSimDynamicAPI/vfd_Rules.h>
 
@@ -101,26 +102,19 @@ void vfd_Store::Spill() {
 
 bool vfd_Store::SpillPages() {
   Plan plan;
-  for (const std::uint64_t page : m_overlay.Pages())
-    if (page != 0 && m_overlay.Find(page)->bytes != nullptr)
-      (MayBypass(page) ? plan.fresh : plan.framed).push_back(page);
+  std::vector<Page> framed;
+  for (const std::uint64_t page : m_overlay.Pages()) {
+    const unsigned char* const bytes = m_overlay.Find(page)->bytes.get();
+    if (page != 0 && bytes != nullptr && MayBypass(page))
+      plan.fresh.push_back(page);
+    else if (page != 0 && bytes != nullptr)
+      framed.push_back({page, bytes});
+  }
   if (!PlaceFresh(plan))
     return false;
   for (const std::uint64_t page : plan.fresh)
     m_overlay.Drop(page);
-  if (plan.framed.empty())
-    return true;
-  if (!BeginGeneration())
-    return false;
-  std::uint64_t end = m_openEnd, chain = m_openChain;
-  if (!AppendFrames(m_journal.Get(), plan.framed, end, chain)) {
-    CutJournal(m_openEnd); // there may be no room on the disk
-    return false;
-  }
-  for (std::size_t i = 0; i < plan.framed.size(); ++i)
-    m_overlay.Spilled(plan.framed[i], m_openEnd + i * kVfdFrame);
-  HasSpilled(plan.framed.size(), end, chain);
-  return true;
+  return framed.empty() || SpillFrames(framed);
 }
 
 // A sync that failed may have lost what it was to write, so it is never tried again.
@@ -240,27 +234,18 @@ void vfd_Store::HasCommitted(const Plan& plan) {
 
 // The frames of the pages that are still in memory, and the record that makes all of them count.
 bool vfd_Store::AppendRecord(const Plan& plan) {
-  std::uint64_t end = m_openEnd, chain = m_openChain;
-  std::vector<unsigned char> records;
-  const std::size_t last =
-      std::min(plan.framed.size(), kVfdFramesAtOnce); // go in one call with the commit record
-  const std::vector<std::uint64_t> before(plan.framed.begin(),
-                                          plan.framed.end() - static_cast<std::ptrdiff_t>(last));
-  bool written = AppendFrames(m_journal.Get(), before, end, chain);
-  records.resize(last * kVfdFrame + kVfdCommit);
-  for (std::size_t i = 0; i < last; ++i) {
-    const std::uint64_t page = plan.framed[before.size() + i];
-    vfd_PutFrame(records.data() + i * kVfdFrame, page, m_overlay.Find(page)->bytes.get(), chain);
-  }
-  vfd_PutCommit(records.data() + last * kVfdFrame, static_cast<std::uint32_t>(m_spilled + plan.framed.size()),
-                m_eof, m_sequence + 1, chain);
-  written = written &&
-            (vfd_WriteAt(m_journal.Get(), records.data(), records.size(), end) || Fail("write the journal"));
+  vfd_Appender records(m_journal.Get(), m_openEnd, m_openChain);
+  records.Reserve(plan.framed.size());
+  bool written = true;
+  for (std::size_t i = 0; written && i < plan.framed.size(); ++i)
+    written = records.Put(plan.framed[i], m_overlay.Find(plan.framed[i])->bytes.get());
+  written = written && records.Commit(m_spilled + plan.framed.size(), m_eof, m_sequence + 1);
   if (!written) {
+    Fail("write the journal");
     TakeBack(m_openEnd);
     return false;
   }
-  ReserveJournal(end + records.size());
+  ReserveJournal(records.End());
   if (Power() && !vfd_Broken(vfd_Rule::kCommitSync) && !vfd_Sync(m_journal.Get())) {
     Poison("sync the journal");
     // A live reader may have seen the record; then it stays, and the next opening says whether it counts.
@@ -270,8 +255,8 @@ bool vfd_Store::AppendRecord(const Plan& plan) {
     }
     return false;
   }
-  m_journalEnd = m_openEnd = end + records.size();
-  m_chain = m_openChain = chain;
+  m_journalEnd = m_openEnd = records.End();
+  m_chain = m_openChain = records.Chain();
   m_spilled = 0;
   ++m_sequence;
   return true;

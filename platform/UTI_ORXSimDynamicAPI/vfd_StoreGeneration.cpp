@@ -1,5 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/vfd_Store.h>
 
+#include <UTI_ORXSimDynamicAPI/vfd_Appender.h>
 #include <UTI_ORXSimDynamicAPI/vfd_Locks.h>
 #include <UTI_ORXSimDynamicAPI/vfd_Rules.h>
 
@@ -148,21 +149,22 @@ bool vfd_Store::WriteShortened(const vfd_Descriptor& journal, vfd_PageIndex& ind
     return false;
   if (!WriteHeader(journal.Get(), m_sequence - 1, chain))
     return false;
-  std::vector<std::uint64_t> pages;
   vfd_PageIndex::Entries entries;
+  vfd_Appender records(journal.Get(), end, chain);
+  unsigned char bytes[kVfdPage];
   for (const auto& entry : m_unapplied.All()) {
-    entries.push_back({entry.page, end + pages.size() * kVfdFrame});
-    pages.push_back(entry.page);
+    if (!ReadPage(entry.page, bytes))
+      return false;
+    if (!records.Put(entry.page, bytes))
+      return Fail("write the journal");
+    entries.push_back({entry.page, end + entries.size() * kVfdFrame});
   }
+  if (!records.Commit(entries.size(), m_committedEnd, m_sequence))
+    return Fail("write the journal");
   index.Reserve(entries.size());
   index.Merge(entries);
-  unsigned char record[kVfdCommit];
-  if (!AppendFrames(journal.Get(), pages, end, chain))
-    return false;
-  vfd_PutCommit(record, static_cast<std::uint32_t>(pages.size()), m_committedEnd, m_sequence, chain);
-  if (!vfd_WriteAt(journal.Get(), record, sizeof record, end))
-    return Fail("write the journal");
-  end += sizeof record;
+  end = records.End();
+  chain = records.Chain();
   return !Power() || vfd_Broken(vfd_Rule::kHeaderSync) || vfd_Sync(journal.Get()) || Fail("sync the journal");
 }
 
