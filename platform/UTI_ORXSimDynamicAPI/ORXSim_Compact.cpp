@@ -3,6 +3,7 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Context.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Copy.h>
+#include <UTI_ORXSimDynamicAPI/hdf_Listing.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
 
 namespace {
@@ -18,7 +19,7 @@ bool goThrough(const char* what, hdf_Copy::Work work, ORXSimContextID from, ORXS
   const hdf_GroupHandle there(H5Gopen2(target->file, "/", H5P_DEFAULT));
   if (!operation.Check(here.Get()) || !writing.Check(there.Get()))
     return false;
-  if (work == hdf_Copy::kCopy && !hdf_Copy::AttributeNames(there.Get(), own))
+  if (work == hdf_Copy::kCopy && !hdf_ListAttributes(there.Get(), own))
     return writing.Check(-1);
   return hdf_Copy(operation, work, own, moved).Run(here.Get(), there.Get());
 }

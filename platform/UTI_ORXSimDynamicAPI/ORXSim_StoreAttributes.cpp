@@ -1,5 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_StoreCall.h>
 
+#include <UTI_ORXSimDynamicAPI/hdf_Listing.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
 
 #include <string>
@@ -16,13 +17,9 @@ hdf_TypeHandle textType(std::size_t size) {
 }
 
 cow_String readVariable(hdf_Operation& operation, hid_t attribute, hid_t type) {
-  char* text = nullptr;
-  const hdf_SpaceHandle space(H5Aget_space(attribute));
-  if (!operation.Check(H5Aread(attribute, type, &text)))
-    return {};
-  const cow_String copy(text);
-  H5Dvlen_reclaim(type, space.Get(), H5P_DEFAULT, &text);
-  return copy;
+  std::string text;
+  return hdf_ReadVariableText(attribute, type, text) || operation.Check(-1) ? cow_String(text.c_str())
+                                                                            : cow_String();
 }
 
 cow_String readFixed(hdf_Operation& operation, hid_t attribute, hid_t type) {

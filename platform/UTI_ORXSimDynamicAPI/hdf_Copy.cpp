@@ -1,36 +1,14 @@
 #include <UTI_ORXSimDynamicAPI/hdf_Copy.h>
 
 #include <UTI_ORXSimDynamicAPI/hdf_Blocks.h>
+#include <UTI_ORXSimDynamicAPI/hdf_Listing.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Shared.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Walk.h>
 
 #include <cstring>
-#include <new>
 
 namespace {
-struct Links {
-  std::vector<std::string> names;
-  bool onlyHard = true;
-};
-
-// No exception may pass through HDF5.
-herr_t collectLink(hid_t, const char* name, const H5L_info_t* info, void* data) try {
-  Links& links = *static_cast<Links*>(data);
-  links.onlyHard = links.onlyHard && info->type == H5L_TYPE_HARD;
-  links.names.emplace_back(name);
-  return 0;
-} catch (const std::bad_alloc&) {
-  return -1;
-}
-
-herr_t collectAttribute(hid_t, const char* name, const H5A_info_t*, void* data) try {
-  static_cast<std::set<std::string>*>(data)->insert(name);
-  return 0;
-} catch (const std::bad_alloc&) {
-  return -1;
-}
-
 bool sameProperties(hid_t a, hid_t b) {
   const hdf_PropertiesHandle first(H5Dget_create_plist(a)), second(H5Dget_create_plist(b));
   hsize_t chunkA[H5S_MAX_RANK] = {}, chunkB[H5S_MAX_RANK] = {};
@@ -53,19 +31,7 @@ hdf_PropertiesHandle creationOf(hid_t dataset) {
   return properties;
 }
 
-bool readText(hid_t attribute, hid_t type, std::string& text) {
-  const hdf_SpaceHandle space(H5Aget_space(attribute));
-  char* stored = nullptr;
-  if (H5Aread(attribute, type, &stored) < 0)
-    return false;
-  text = stored == nullptr ? "" : stored;
-  return H5Dvlen_reclaim(type, space.Get(), H5P_DEFAULT, &stored) >= 0;
-}
 } // namespace
-
-bool hdf_Copy::AttributeNames(hid_t object, std::set<std::string>& names) {
-  return H5Aiterate2(object, H5_INDEX_NAME, H5_ITER_NATIVE, nullptr, &collectAttribute, &names) >= 0;
-}
 
 bool hdf_Copy::Differs(const std::string& what) {
   return m_operation.Refuse("the copy differs: " + what);
@@ -76,18 +42,21 @@ bool hdf_Copy::Run(hid_t from, hid_t to) {
 }
 
 bool hdf_Copy::Group(hid_t from, hid_t to, int depth) {
-  Links links, copied;
-  if (!Attributes(from, to, depth == 0) ||
-      !m_operation.Check(H5Literate(from, H5_INDEX_NAME, H5_ITER_NATIVE, nullptr, &collectLink, &links)))
+  std::vector<hdf_Link> links, copied;
+  if (!Attributes(from, to, depth == 0))
     return false;
-  if (!links.onlyHard)
-    return m_operation.Refuse("a link that is not a hard one cannot be copied");
-  for (const std::string& name : links.names)
-    if (!Child(from, to, name, depth + 1))
+  if (!hdf_ListLinks(from, links))
+    return m_operation.Check(-1);
+  for (const hdf_Link& link : links)
+    if (link.type != H5L_TYPE_HARD)
+      return m_operation.Refuse("a link that is not a hard one cannot be copied");
+  for (const hdf_Link& link : links)
+    if (!Child(from, to, link.name, depth + 1))
       return false;
-  return m_work == kCopy ||
-         (m_operation.Check(H5Literate(to, H5_INDEX_NAME, H5_ITER_NATIVE, nullptr, &collectLink, &copied)) &&
-          (copied.names.size() == links.names.size() || Differs("its number of links")));
+  if (m_work == kCopy)
+    return true;
+  return hdf_ListLinks(to, copied) ? copied.size() == links.size() || Differs("its number of links")
+                                   : m_operation.Check(-1);
 }
 
 bool hdf_Copy::Child(hid_t from, hid_t to, const std::string& name, int depth) {
@@ -182,14 +151,14 @@ bool hdf_Copy::Data(hid_t from, hid_t to) {
 bool hdf_Copy::Attributes(hid_t from, hid_t to, bool root) {
   std::set<std::string> names, copied;
   m_operation.At(from);
-  if (!AttributeNames(from, names))
+  if (!hdf_ListAttributes(from, names))
     return m_operation.Check(-1);
   for (const std::string& name : names)
     if (!(root && m_skipped.contains(name)) && !Attribute(from, to, name.c_str()))
       return false;
   if (m_work == kCopy)
     return true;
-  if (!AttributeNames(to, copied))
+  if (!hdf_ListAttributes(to, copied))
     return m_operation.Check(-1);
   if (root)
     names.insert(m_skipped.begin(), m_skipped.end());
@@ -226,10 +195,10 @@ bool hdf_Copy::Attribute(hid_t from, hid_t to, const char* name) {
 
 bool hdf_Copy::Text(hid_t from, hid_t to, hid_t type) {
   std::string text, copied;
-  if (!readText(from, type, text))
+  if (!hdf_ReadVariableText(from, type, text))
     return m_operation.Check(-1);
   const char* const written = text.c_str();
   if (m_work == kCopy)
     return m_operation.Check(H5Awrite(to, type, &written));
-  return readText(to, type, copied) ? text == copied || Differs("a text") : m_operation.Check(-1);
+  return hdf_ReadVariableText(to, type, copied) ? text == copied || Differs("a text") : m_operation.Check(-1);
 }

@@ -23,8 +23,6 @@ class hdf_Copy {
 
   /// Both root groups. \return false with the cause reported.
   bool Run(hid_t from, hid_t to);
-  /// The names of an object's attributes. \return false when they cannot be listed.
-  static bool AttributeNames(hid_t object, std::set<std::string>& names);
 
  private:
   bool Group(hid_t from, hid_t to, int depth);

@@ -1,5 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/hdf_Walk.h>
 
+#include <UTI_ORXSimDynamicAPI/hdf_Listing.h>
 #include <UTI_ORXSimDynamicAPI/hdf_ObjectRep.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Operation.h>
 
@@ -7,37 +8,6 @@
 
 namespace {
 constexpr std::uint64_t kLeastLink = 8; // no link takes less in any form of group
-
-struct Link {
-  std::string name;
-  H5L_type_t type;
-  haddr_t address;
-};
-struct Links {
-  std::vector<Link> found;
-  std::uint64_t most;
-};
-
-// No exception may pass through HDF5.
-herr_t collectLink(hid_t, const char* name, const H5L_info_t* info, void* data) try {
-  Links& links = *static_cast<Links*>(data);
-  if (links.found.size() >= links.most)
-    return -1;
-  links.found.push_back({name, info->type, info->type == H5L_TYPE_HARD ? info->u.address : HADDR_UNDEF});
-  return 0;
-} catch (const std::bad_alloc&) {
-  return -1;
-}
-
-herr_t collectAttribute(hid_t, const char* name, const H5A_info_t*, void* data) try {
-  Links& links = *static_cast<Links*>(data);
-  if (links.found.size() >= links.most)
-    return -1;
-  links.found.push_back({name, H5L_TYPE_HARD, HADDR_UNDEF});
-  return 0;
-} catch (const std::bad_alloc&) {
-  return -1;
-}
 
 ORXSimInspectedType typeOf(const hdf_StoredType& type) {
   switch (type.family) {
@@ -60,14 +30,9 @@ bool dimsOf(hid_t space, std::vector<std::uint64_t>& dims) {
   return rank >= 0;
 }
 
-bool readText(hid_t attribute, hid_t type, hid_t space, std::string& text) {
-  if (H5Tis_variable_str(type) > 0) {
-    char* stored = nullptr;
-    if (H5Aread(attribute, type, &stored) < 0)
-      return false;
-    text = stored == nullptr ? "" : stored;
-    return H5Dvlen_reclaim(type, space, H5P_DEFAULT, &stored) >= 0;
-  }
+bool readText(hid_t attribute, hid_t type, std::string& text) {
+  if (H5Tis_variable_str(type) > 0)
+    return hdf_ReadVariableText(attribute, type, text);
   text.resize(H5Tget_size(type));
   if (H5Aread(attribute, type, text.data()) < 0)
     return false;
@@ -88,7 +53,7 @@ bool readAttribute(hid_t object, ORXSimInspectedAttribute& read) {
   read.size = static_cast<int>(stored.size);
   const hssize_t elements = H5Sget_simple_extent_npoints(space.Get());
   if (read.type == ORXSimInspectedType::kText && elements == 1)
-    return readText(attribute.Get(), type.Get(), space.Get(), read.text);
+    return readText(attribute.Get(), type.Get(), read.text);
   if (read.type != ORXSimInspectedType::kInteger || elements < 1 || elements > kMostNumbers)
     return elements >= 0;
   read.numbers.resize(static_cast<std::size_t>(elements));
@@ -180,12 +145,12 @@ void hdf_Walk::Visit(hid_t object, const Place& place) {
 }
 
 void hdf_Walk::ReadAttributes(hid_t object, const Place& place, ORXSimInspected& seen) {
-  Links names{{}, m_fileBytes / kLeastLink};
-  if (H5Aiterate2(object, H5_INDEX_NAME, H5_ITER_NATIVE, nullptr, &collectAttribute, &names) < 0)
+  std::set<std::string> names;
+  if (!hdf_ListAttributes(object, names, m_fileBytes / kLeastLink))
     ReportUnreadable(place, "the list of attributes");
-  for (Link& link : names.found) {
+  for (const std::string& name : names) {
     ORXSimInspectedAttribute attribute;
-    attribute.name = std::move(link.name);
+    attribute.name = name;
     if (!readAttribute(object, attribute))
       ReportUnreadable(place, "attribute '" + attribute.name + "'");
     seen.attributes.push_back(std::move(attribute));
@@ -193,14 +158,14 @@ void hdf_Walk::ReadAttributes(hid_t object, const Place& place, ORXSimInspected&
 }
 
 void hdf_Walk::VisitGroup(hid_t group, const Place& place, ORXSimInspected& seen) {
-  Links links{{}, m_fileBytes / kLeastLink};
-  if (H5Literate(group, H5_INDEX_NAME, H5_ITER_NATIVE, nullptr, &collectLink, &links) < 0)
+  std::vector<hdf_Link> links;
+  if (!hdf_ListLinks(group, links, m_fileBytes / kLeastLink))
     ReportUnreadable(place, "the list of links");
-  for (const Link& link : links.found)
+  for (const hdf_Link& link : links)
     if (link.type == H5L_TYPE_HARD)
       seen.links.push_back(link.name);
   m_visitor.Object(seen);
-  for (const Link& link : links.found) {
+  for (const hdf_Link& link : links) {
     const Place below{(place.depth == 0 ? "" : place.path) + '/' + link.name, link.name, place.depth + 1,
                       place.ours || (place.depth == 0 && (link.name == "sim" || link.name == "store"))};
     if (link.name.empty() || link.name == "." || link.name.find('/') != std::string::npos)
