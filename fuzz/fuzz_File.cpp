@@ -40,9 +40,7 @@ void run(const std::string& path, const std::uint8_t* data, std::size_t size) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const std::string s_path = fuzz_Path("input.pdm");
-  const auto work = [&] { run(s_path, data, size); };
-  if (fuzz_Survives(work, data, size))
-    work();
+  fuzz_Run([&] { run(s_path, data, size); }, data, size);
   return 0;
 }
 

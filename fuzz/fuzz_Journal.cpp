@@ -84,9 +84,7 @@ void run(const std::string& path, const Files& files) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const std::string s_path = fuzz_Path("input.pdm");
   const Files files(data, size);
-  const auto work = [&] { run(s_path, files); };
-  if (fuzz_Survives(work, data, size))
-    work();
+  fuzz_Run([&] { run(s_path, files); }, data, size);
   return 0;
 }
 

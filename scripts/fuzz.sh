@@ -87,7 +87,8 @@ for name in "${names[@]}"; do
     # As it was met; a second run need not end the same.
     grep -a -v -e '^#[0-9]' -e '^INFO:' "out/log/fuzz-$name.log" | tail -n 60 || true
     heading "Once more: $file"
-    ASAN_OPTIONS=symbolize=1:malloc_context_size=30 "$bin/bin/fuzz_$name" "$file" >"$memory/once-more" 2>&1 || true
+    PDM_FUZZ_HERE=1 ASAN_OPTIONS=symbolize=1:malloc_context_size=30 "$bin/bin/fuzz_$name" -timeout=20 "$file" \
+      >"$memory/once-more" 2>&1 || true
     grep -v '^INFO:' "$memory/once-more" | head -n 60 || true
     brief "$file" "$memory/once-more" >>out/log/fuzz-findings.txt || true
   done

@@ -30,7 +30,6 @@ hdf_PropertiesHandle creationOf(hid_t dataset) {
 #endif
   return properties;
 }
-
 } // namespace
 
 bool hdf_Copy::Differs(const std::string& what) {
