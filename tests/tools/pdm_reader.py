@@ -1,4 +1,4 @@
-"""Reads a simulation file by h5py alone: objects, member records, and the bulk store. Asserts as it goes."""
+"""Reads a simulation file by h5py alone: objects, member records, the bulk store and systems. Asserts as it goes."""
 
 import struct
 import types
@@ -110,9 +110,38 @@ class Drawer:
         assert len(self.members) == len(self.values)
 
 
-class Sim:
+class Store:
+    """The bulk data of an open file."""
+    def __init__(self, file):
+        self.file = file
+
+    def items(self, collection):
+        items = self.file[f"store/collections/{collection}"].attrs["items"]
+        assert items.dtype == "<i8"
+        return int(items[0])
+
+    def set_data(self, cset):
+        return self.file["store/collections/{}/sets/{}".format(*cset)]
+
+    def members(self, cset):
+        collection, minor = (int(i) for i in cset)
+        if minor == 0:
+            return np.arange(self.items(collection))
+        stored = self.set_data((collection, minor))[()]
+        assert stored.dtype == "<i4"
+        return stored
+
+    def drawer_data(self, distribution, drawer=0):
+        return self.file[f"store/distributions/{distribution}/{drawer}"]
+
+    def drawers(self, distribution):
+        count = len(self.file[f"store/distributions/{distribution}"])
+        return [Drawer(self.drawer_data(distribution, i), self) for i in range(count)]
+
+
+class Sim(Store):
     def __init__(self, path):
-        self.file = h5py.File(path, "r")
+        super().__init__(h5py.File(path, "r"))
         sim = self.file["sim"]
         assert list(sim.attrs["type"]) == [1523728409, 0] and sim.attrs["type"].dtype == np.int32
         assert sim.attrs["class"].tobytes() == b"com.vertana.Sim".ljust(80, b"\0")
@@ -124,19 +153,36 @@ class Sim:
         size = sim["discreteModel/mesh/systems"].attrs["#size"]
         assert list(size) == [0] and size.dtype == np.int32
 
-    def items(self, collection):
-        items = self.file[f"store/collections/{collection}"].attrs["items"]
-        assert items.dtype == "<i8"
-        return int(items[0])
 
-    def members(self, cset):
-        collection, minor = (int(i) for i in cset)
-        if minor == 0:
-            return np.arange(self.items(collection))
-        stored = self.file[f"store/collections/{collection}/sets/{minor}"][()]
-        assert stored.dtype == "<i4"
-        return stored
+def array(group):
+    (size,) = group.attrs["#size"]
+    return [group[str(i)] for i in range(size)]
 
-    def drawers(self, distribution):
-        group = self.file[f"store/distributions/{distribution}"]
-        return [Drawer(group[str(i)], self) for i in range(len(group))]
+
+class System(Store):
+    """A finite-element system with its base part."""
+    def __init__(self, group):
+        super().__init__(group.file)
+        self.group, self.kind = group, class_of(group)
+        self.own = members(group, self.kind)
+        assert class_of(group["#base"]) == self.kind, "the part's class is that of the whole object"
+        self.base = members(group["#base"], "FESystem")
+        self.name = self.base["systemName"].decode()
+
+    def collection(self, member):
+        """Name and items of a collection."""
+        collection = self.own[member]
+        return self.file[f"store/collections/{collection}"].attrs["name"].decode(), self.items(collection)
+
+    def order(self):
+        return self.set_data(self.own["solverDofOrdering"])
+
+    def field(self, key, drawer=0):
+        return self.drawer_data(self.base["userDistributions"][key.encode()], drawer)
+
+    def base_field(self, member):
+        return self.drawer_data(self.base[member])
+
+
+def systems(file):
+    return [System(group) for group in array(file["sim/discreteModel/mesh/systems"])]
