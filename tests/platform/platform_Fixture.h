@@ -35,6 +35,15 @@ class platform_Fixture : public testing::Test {
     return values;
   }
   static std::string LastError() { return ORXSimManager::LastError(); }
+  /// The call that gave this value refused, and said so in these words.
+  template <class Answer>
+  static void ExpectRefused(const Answer& answer, const std::string& words) {
+    if constexpr (requires { answer.IsNull(); })
+      EXPECT_TRUE(answer.IsNull()) << words;
+    else
+      EXPECT_TRUE(!answer) << words;
+    EXPECT_THAT(LastError(), testing::HasSubstr(words));
+  }
 
   /// Runs the h5py side. \return its exit code.
   static int Peer(const std::string& arguments) {
