@@ -1,7 +1,6 @@
 // Arrays of child objects: the mesh's systems.
 
 #include <framework/framework_Fixture.h>
-#include <framework/hdf_Probe.h>
 
 #include <gbb/gbb_Holder.h>
 
@@ -80,6 +79,6 @@ TEST_F(Arrays, BindOnce) {
   holder.Bind(gbb_Group::CreateArray(top, "array", 0));
   EXPECT_EQ(Lines(), "gbb_ArrayImpl::Bind\n");
   EXPECT_EQ(gbb_Group::Open(top, "array").ReadSize(), 1);
-  holder.Bind(hdf_GroupOf(context, "other"));
+  holder.Bind(GroupOf(context, "other"));
   EXPECT_EQ(Lines(), "gbb_ArrayImpl::Bind\n** ERROR gbb_ArrayImpl::Bind: called for a connected object\n");
 }

@@ -29,13 +29,21 @@ bool isNull(const kda_string& text) {
   return text.byteCount() == 0;
 }
 
+/// Does a walk end there, broken?
+template <class Holder>
+bool endsWalk(const Holder& where) {
+  gbb_TraverseContext walk("#", gbb_Path(), 0);
+  return !where.Traverse(walk) && walk.Status() == gbb_kBroken;
+}
+
 } // namespace
 
-// An operation on an empty handle; `null` says whether it answers the null value.
-#define CALL(Class, name, null)                                                                              \
+// An operation on an empty handle or holder; `null` says whether it answers the null value.
+#define CALL_ON(kind, Class, name, null)                                                                     \
   {                                                                                                          \
-    "**ERROR " #Class "::" #name ": called on an empty handle", [] { return null; }                          \
+    "**ERROR " #Class "::" #name ": called on an empty " kind, [] { return null; }                           \
   }
+#define CALL(Class, name, null) CALL_ON("handle", Class, name, null)
 // The getter and the setter of a simple member; of each kind one, they come from one template.
 #define MEMBER(Class, getter, Setter)                                                                        \
   CALL(Class, getter, isNull(Class().getter())),                                                             \
@@ -50,15 +58,9 @@ TEST_F(EmptyCalls, PrintTheirLineAndAnswerNull) {
       CALL(msfD_Sim, schemaSnapshot, !msfD_Sim().schemaSnapshot()),
       CALL(msfD_Sim, discreteModel, !msfD_Sim().discreteModel()),
       CALL(msfD_Sim, DiscreteModel, (!msfD_Sim().DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)))),
-      {"**ERROR msfD_SimHolder::Bind: called on an empty holder",
-       [] { return msfD_SimHolder().Bind(ORXSimContextID(), gbb_Group()), true; }},
-      {"**ERROR msfD_SimHolder::SetPath: called on an empty holder",
-       [] { return msfD_SimHolder().SetPath(gbb_Root(), 0), true; }},
-      {"**ERROR msfD_SimHolder::Traverse: called on an empty base holder",
-       [] {
-         gbb_TraverseContext walk("#", gbb_Path(), 0);
-         return !msfD_SimHolder().Traverse(walk);
-       }},
+      CALL_ON("holder", msfD_SimHolder, Bind, (msfD_SimHolder().Bind(ORXSimContextID(), gbb_Group()), true)),
+      CALL_ON("holder", msfD_SimHolder, SetPath, (msfD_SimHolder().SetPath(gbb_Root(), 0), true)),
+      CALL_ON("base holder", msfD_SimHolder, Traverse, endsWalk(msfD_SimHolder())),
 
       CALL(msfD_DiscreteModel, mesh, !msfD_DiscreteModel().mesh()),
       CALL(msfD_DiscreteModel, Mesh, (!msfD_DiscreteModel().Mesh(msfD_Mesh::New({}, {}, 0)))),
@@ -71,15 +73,9 @@ TEST_F(EmptyCalls, PrintTheirLineAndAnswerNull) {
          access.commit();
          return null;
        }},
-      {"**ERROR msfD_MeshHolder::Bind: called on an empty holder",
-       [] { return msfD_MeshHolder().Bind(gbb_Group()), true; }},
-      {"**ERROR msfD_MeshHolder::SetPath: called on an empty holder",
-       [] { return msfD_MeshHolder().SetPath(gbb_Path(), 0), true; }},
-      {"**ERROR msfD_MeshHolder::Traverse: called on an empty base holder",
-       [] {
-         gbb_TraverseContext walk("#", gbb_Path(), 0);
-         return !msfD_MeshHolder().Traverse(walk) && walk.Status() == 3;
-       }},
+      CALL_ON("holder", msfD_MeshHolder, Bind, (msfD_MeshHolder().Bind(gbb_Group()), true)),
+      CALL_ON("holder", msfD_MeshHolder, SetPath, (msfD_MeshHolder().SetPath(gbb_Path(), 0), true)),
+      CALL_ON("base holder", msfD_MeshHolder, Traverse, endsWalk(msfD_MeshHolder())),
       MEMBER(msfD_Mesh, nodes, Nodes),
       MEMBER(msfD_Mesh, lagrangeNodes, LagrangeNodes),
       MEMBER(msfD_Mesh, meshFields, MeshFields),
@@ -90,10 +86,8 @@ TEST_F(EmptyCalls, PrintTheirLineAndAnswerNull) {
       CALL(gbb_Array, count, Systems().count() == 0),
       CALL(gbb_Array, get, !Systems().get(0)),
       CALL(gbb_Array, add, (!Systems().add(fesD_FESystem::New("", {}, {}, 0)))),
-      {"**ERROR gbb_Holder::SetPath: called on an empty holder",
-       [] { return SystemsHolder().SetPath(gbb_Path(), 0), true; }},
-      {"**ERROR gbb_Holder::Bind: called on an empty holder",
-       [] { return SystemsHolder().Bind(gbb_Group()), true; }},
+      CALL_ON("holder", gbb_Holder, SetPath, (SystemsHolder().SetPath(gbb_Path(), 0), true)),
+      CALL_ON("holder", gbb_Holder, Bind, (SystemsHolder().Bind(gbb_Group()), true)),
 
       {"**ERROR: gbb_SchemaSnapshot::GetClass: called on an empty handle",
        [] { return !gbb_SchemaSnapshot().GetClass(gbb_ClassID("com.vertana.Mesh")); }},

@@ -37,6 +37,10 @@ class framework_Fixture : public testing::Test {
     ORXSimCollectionID nodes, elements;
   };
 
+  /// A new object group below the root of an open file.
+  static gbb_Group GroupOf(ORXSimContextID context, const char* name) {
+    return gbb_Group::Create(gbb_Group(ORXSimContextRef(context).File().RootGroup()), name);
+  }
   static msfD_Mesh MeshOf(const msfD_Sim& sim) { return sim.discreteModel().mesh(); }
   static fesD_FESystemHolder System(const char* name, int trace = 0) {
     return fesD_FESystem::New(name, {}, {}, trace);

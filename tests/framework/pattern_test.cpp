@@ -2,8 +2,6 @@
 
 #include <framework/framework_Fixture.h>
 
-#include <framework/hdf_Probe.h>
-
 namespace {
 
 using Pattern = framework_Fixture;
@@ -120,13 +118,13 @@ TEST_F(Pattern, RefusesToBindTwiceAndToTakeASecondChild) {
   // Bind on what is bound.
   const std::string file = Path("b.pdm");
   const msfD_Sim other = root.createSim(file.c_str(), "", -1);
-  const gbb_Group place = hdf_GroupOf(other.distributionService().Context(), "place");
+  const gbb_Group place = GroupOf(other.distributionService().Context(), "place");
   msfD_MeshHolder bound = msfD_Mesh::New({}, {}, 1);
   bound.SetPath(other.Path(), 0);
   bound.Bind(place);
   Lines();
   const auto before = bound.Get().nodes();
-  bound.Bind(hdf_GroupOf(other.distributionService().Context(), "elsewhere"));
+  bound.Bind(GroupOf(other.distributionService().Context(), "elsewhere"));
   EXPECT_EQ(Lines(), "msfD_MeshImpl::Bind\n** ERROR msfD_MeshImpl::Bind: called for a connected object\n");
   EXPECT_TRUE(bound.Get().nodes() == before);
   const msfD_SimHolder sims = msfD_SimHolder::Open(gbb_Root(), 0, ORXSimContextID(), place, 0);
