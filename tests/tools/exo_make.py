@@ -41,6 +41,14 @@ def write(path, format="NETCDF4", ints="i4", reals="f8", width=33, zlib=False, o
         if any(e.get("name") for e in entities):
             _text(nc, prefix + "_names", (dimension, "len_name"), [e.get("name", "") for e in entities], width)
 
+    def named(key, total, names):
+        """The mesh's things of one kind, whose number and names are written when there are any."""
+        things = mesh.get(key, {})
+        if things:
+            dim(total, len(things))
+            _text(nc, names, (total, "len_name"), list(things), width)
+        return things
+
     nc.createDimension("len_string", 33)
     nc.createDimension("len_name", width)
     nc.createDimension("time_step", None)
@@ -75,12 +83,8 @@ def write(path, format="NETCDF4", ints="i4", reals="f8", width=33, zlib=False, o
     for labels, size in (("node", "num_nodes"), ("elem", "num_elem")):
         if labels + "_labels" in mesh:
             nc.createVariable(labels + "_num_map", ints, (size,), **pack)[:] = mesh[labels + "_labels"]
-    maps = mesh.get("node_maps", {})
-    if maps:
-        dim("num_node_maps", len(maps))
-        _text(nc, "nmap_names", ("num_node_maps", "len_name"), list(maps), width)
-        for k, values in enumerate(maps.values(), 1):
-            nc.createVariable(f"node_map{k}", ints, ("num_nodes",))[:] = values
+    for k, values in enumerate(named("node_maps", "num_node_maps", "nmap_names").values(), 1):
+        nc.createVariable(f"node_map{k}", ints, ("num_nodes",))[:] = values
     for key, total, prefix, entries, size, factors in (
             ("node_sets", "num_node_sets", "ns", "node_ns", "num_nod_ns", "dist_fact_ns"),
             ("elem_sets", "num_elem_sets", "els", "elem_els", "num_ele_els", "dist_fact_els"),
@@ -100,32 +104,25 @@ def write(path, format="NETCDF4", ints="i4", reals="f8", width=33, zlib=False, o
             if "factors" in one:
                 nc.createDimension(f"num_df_{prefix}{k}", len(one["factors"]))
                 nc.createVariable(f"{factors}{k}", reals, (f"num_df_{prefix}{k}",))[:] = one["factors"]
-    variables = mesh.get("glob_vars", {})
+    variables = named("glob_vars", "num_glo_var", "name_glo_var")
     if variables:
-        dim("num_glo_var", len(variables))
-        _text(nc, "name_glo_var", ("num_glo_var", "len_name"), list(variables), width)
         values = nc.createVariable("vals_glo_var", reals, ("time_step", "num_glo_var"))
         values[: len(times)] = np.array(list(variables.values())).T
-    variables = mesh.get("node_vars", {})
-    if variables:
-        dim("num_nod_var", len(variables))
-        _text(nc, "name_nod_var", ("num_nod_var", "len_name"), list(variables), width)
+    variables = named("node_vars", "num_nod_var", "name_nod_var")
+    if variables and old_forms:
+        every = nc.createVariable("vals_nod_var", reals, ("time_step", "num_nod_var", "num_nodes"))
+    for k, values in enumerate(variables.values(), 1):
         if old_forms:
-            every = nc.createVariable("vals_nod_var", reals, ("time_step", "num_nod_var", "num_nodes"))
-        for k, values in enumerate(variables.values(), 1):
-            if old_forms:
-                every[: len(times), k - 1] = values
-            else:
-                nc.createVariable(f"vals_nod_var{k}", reals, ("time_step", "num_nodes"), **pack)[: len(times)] = values
+            every[: len(times), k - 1] = values
+        else:
+            nc.createVariable(f"vals_nod_var{k}", reals, ("time_step", "num_nodes"), **pack)[: len(times)] = values
     for key, total, names, table, where, entity, size in (
             ("elem_vars", "num_elem_var", "name_elem_var", "elem_var_tab", "num_el_blk", "eb", "num_el_in_blk"),
             ("nset_vars", "num_nset_var", "name_nset_var", "nset_var_tab", "num_node_sets", "ns", "num_nod_ns"),
             ("sset_vars", "num_sset_var", "name_sset_var", "sset_var_tab", "num_side_sets", "ss", "num_side_ss")):
-        variables = mesh.get(key, {})
+        variables = named(key, total, names)
         if not variables:
             continue
-        dim(total, len(variables))
-        _text(nc, names, (total, "len_name"), list(variables), width)
         truth = np.zeros((len(nc.dimensions[where]), len(variables)), "i4")
         for k, entities in enumerate(variables.values()):
             for e, values in entities.items():
