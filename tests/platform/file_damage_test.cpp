@@ -20,7 +20,7 @@ constexpr auto kByte = hdf_Datatype(hdf_Datatype::kUChar);
 
 class FileDamage : public platform_Fixture {
  protected:
-  void ExpectRefused(const std::string& path, const std::string& cause) {
+  void ExpectNotOpened(const std::string& path, const std::string& cause) {
     for (const bool readOnly : {false, true}) {
       EXPECT_TRUE(Open(path, readOnly).IsNull()) << path;
       EXPECT_THAT(LastError(), HasSubstr(path + ": open file: " + cause));
@@ -30,18 +30,18 @@ class FileDamage : public platform_Fixture {
 };
 
 TEST_F(FileDamage, WhatIsNoSimulationFileIsRefusedWithItsCause) {
-  ExpectRefused(m_directory.Name(), "is a directory");
-  ExpectRefused(Path("missing"), "No such file or directory");
+  ExpectNotOpened(m_directory.Name(), "is a directory");
+  ExpectNotOpened(Path("missing"), "No such file or directory");
   std::ofstream(Path("empty"));
-  ExpectRefused(Path("empty"), "the file is empty");
+  ExpectNotOpened(Path("empty"), "the file is empty");
   std::ofstream(Path("text")) << "\x89HDF but not one";
-  ExpectRefused(Path("text"), "not an HDF5 file");
+  ExpectNotOpened(Path("text"), "not an HDF5 file");
   ::mkfifo(Path("pipe").c_str(), 0600);
-  ExpectRefused(Path("pipe"), "not a regular file");
+  ExpectNotOpened(Path("pipe"), "not a regular file");
   if (::geteuid() != 0) {
     std::ofstream(Path("closed")) << "x";
     ::chmod(Path("closed").c_str(), 0);
-    ExpectRefused(Path("closed"), "Permission denied");
+    ExpectNotOpened(Path("closed"), "Permission denied");
   }
 }
 
@@ -53,8 +53,8 @@ TEST_F(FileDamage, ATruncatedFileSaysHowMuchIsMissing) {
   ORXSimManager::CloseContext(context);
   const auto size = std::filesystem::file_size(path);
   std::filesystem::resize_file(path, size - 1000);
-  ExpectRefused(path, "file is truncated: " + std::to_string(size - 1000) + " bytes, " +
-                          std::to_string(size) + " expected");
+  ExpectNotOpened(path, "file is truncated: " + std::to_string(size - 1000) + " bytes, " +
+                            std::to_string(size) + " expected");
   for (const unsigned length : {95u, 47u, 20u}) {
     std::filesystem::resize_file(path, length);
     EXPECT_TRUE(Open(path).IsNull()) << length;
@@ -67,33 +67,29 @@ TEST_F(FileDamage, ForeignObjectsOfUnexpectedKindsAreRefused) {
   const ORXSimContextID context = Open(path);
   ASSERT_FALSE(context.IsNull()) << LastError();
   const hdf_Group root = RootOf(context);
-  const auto refused = [&](bool failed, const char* cause) {
-    EXPECT_TRUE(failed) << cause;
-    EXPECT_THAT(LastError(), HasSubstr(cause));
-  };
-  refused(!root.GroupOpen("soft"), "soft or external link");
-  refused(!root.DatasetOpen("external"), "soft or external link");
+  ExpectRefused(root.GroupOpen("soft"), "soft or external link");
+  ExpectRefused(root.DatasetOpen("external"), "soft or external link");
   EXPECT_FALSE(root.GetObjinfoExists("soft") || root.GetObjinfoExists("external"));
-  refused(!root.DatasetOpen("huge"), "larger than what the file stores");
-  refused(!root.DatasetOpen("huge chunked"), "larger than what the file stores");
-  refused(!root.DatasetOpen("no size"), "elements of no size");
-  refused(!root.DatasetOpen("outside"), "in another file");
-  refused(!root.DatasetOpen("virtual"), "in another file");
+  ExpectRefused(root.DatasetOpen("huge"), "larger than what the file stores");
+  ExpectRefused(root.DatasetOpen("huge chunked"), "larger than what the file stores");
+  ExpectRefused(root.DatasetOpen("no size"), "elements of no size");
+  ExpectRefused(root.DatasetOpen("outside"), "in another file");
+  ExpectRefused(root.DatasetOpen("virtual"), "in another file");
   int value[3] = {};
-  refused(!root.AttributeOpen("text").Read(kInt, value, 1), "another type");
-  refused(!root.AttributeOpen("large").Read(kInt, value, 1), "too large");
-  refused(!root.AttributeOpen("some bits").Read(kInt, value, 1), "another type");
+  ExpectRefused(root.AttributeOpen("text").Read(kInt, value, 1), "another type");
+  ExpectRefused(root.AttributeOpen("large").Read(kInt, value, 1), "too large");
+  ExpectRefused(root.AttributeOpen("some bits").Read(kInt, value, 1), "another type");
   float halves[2] = {};
-  refused(!root.DatasetOpen("no IEEE").Read(hdf_Datatype::NATIVE_FLOAT, halves, 2), "another type");
+  ExpectRefused(root.DatasetOpen("no IEEE").Read(hdf_Datatype::NATIVE_FLOAT, halves, 2), "another type");
   EXPECT_TRUE(root.DatasetOpen("half").Read(hdf_Datatype::NATIVE_FLOAT, halves, 2)) << LastError();
   EXPECT_EQ(halves[1], -2.0f);
   EXPECT_TRUE(root.AttributeOpen("scalar").Read(kInt, value, 1)) << LastError();
   EXPECT_EQ(value[0], -7);
-  refused(!root.DatasetOpen("wide").Read(kInt, value, 3), "wide: read dataset");
+  ExpectRefused(root.DatasetOpen("wide").Read(kInt, value, 3), "wide: read dataset");
   EXPECT_TRUE(root.DatasetOpen("wide").Read(kInt, value, 2)) << LastError();
   EXPECT_EQ(value[1], -2);
-  refused(!root.DatasetOpen("texts").Read(kByte, value, 1), "another type");
-  refused(!root.DatasetOpen("wide").Read(kByte, value, 1), "another type");
+  ExpectRefused(root.DatasetOpen("texts").Read(kByte, value, 1), "another type");
+  ExpectRefused(root.DatasetOpen("wide").Read(kByte, value, 1), "another type");
   std::vector<int> zeros(100000, 1);
   EXPECT_TRUE(root.DatasetOpen("deflated").Read(kInt, zeros.data(), zeros.size())) << LastError();
   EXPECT_EQ(zeros, std::vector<int>(100000));
