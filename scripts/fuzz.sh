@@ -13,6 +13,8 @@ fi
 names=("$@")
 [ ${#names[@]} -gt 0 ] || names=(MemberStream Identifiers Link File Journal)
 bin=${PDM_FUZZ_BUILD:-build/fuzz}
+brief_of_all=out/log/fuzz-findings.txt # .ci/run ends with it
+: >"$brief_of_all"
 
 heading "Build ($bin)"
 quietly configure-fuzz cmake --preset fuzz -B "$bin"
@@ -63,6 +65,7 @@ for name in "${names[@]}"; do
   executions=$(stat_of "$name" number_of_executed_units)
   if [ "$count" -eq 0 ] && { grep -q '^exit ' "$log" || [ "${executions:-0}" -eq 0 ]; }; then
     count=broken # ended by itself and left nothing, or never ran
+    { echo "$name ended without a finding:" && tail -n 8 "$log" | cut -c1-160; } >>"$brief_of_all"
   fi
   printf "$format" "$name" "${executions:--}" "$(stat_of "$name" average_exec_per_sec)" \
     "$(sed -n 's/^#.* cov: \([0-9]*\).*/\1/p' "$log" | tail -n 1)" "$(stat_of "$name" inputs_failing_in_hdf5 | grep . || echo -)" "$count"
@@ -80,7 +83,6 @@ brief() {
   done
 }
 
-: >out/log/fuzz-findings.txt
 for name in "${names[@]}"; do
   for file in $(findings "$name"); do
     heading "Finding: $file"
@@ -90,7 +92,7 @@ for name in "${names[@]}"; do
     PDM_FUZZ_HERE=1 ASAN_OPTIONS=symbolize=1:malloc_context_size=30 "$bin/bin/fuzz_$name" -timeout=20 "$file" \
       >"$memory/once-more" 2>&1 || true
     grep -v '^INFO:' "$memory/once-more" | head -n 60 || true
-    brief "$file" "$memory/once-more" >>out/log/fuzz-findings.txt || true
+    brief "$file" "$memory/once-more" >>"$brief_of_all" || true
   done
 done
 exit $failed
