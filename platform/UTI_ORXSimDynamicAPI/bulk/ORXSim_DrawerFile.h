@@ -1,0 +1,38 @@
+#pragma once
+
+#include <UTI_ORXSimDynamicAPI/ORXSim_Drawer.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Verification.h>
+#include <UTI_ORXSimDynamicAPI/bulk/ORXSim_StoreCall.h>
+
+/// One drawer of an open distribution. Private to the module. Each call reports failures to the operation.
+class ORXSimDrawerFile {
+ public:
+  /// Makes a drawer of that number. \param items rows, the size of the description's member set.
+  static bool Create(ORXSimStoreCall& call, hid_t distribution, int drawer,
+                     const ORXSimDrawerDescription& description, int items);
+  /// Opens a drawer; a closed one on failure.
+  static ORXSimDrawerFile Open(ORXSimStoreCall& call, hid_t distribution, int drawer);
+
+  bool IsOpen() const { return m_data != nullptr; }
+  int Items() const { return IsOpen() ? m_items : 0; }
+  /// Bytes of that many rows.
+  std::int64_t BytesOf(int rows) const { return std::int64_t{rows} * m_components * ORXSimItemSize(m_type); }
+  /// Everything about the drawer. \return false on failure.
+  bool Describe(hdf_Operation& operation, ORXSimContextID context, ORXSimPersistentDrawerDesc& result) const;
+  /// The member set of its rows, null on failure.
+  ORXSimCSetID Members(hdf_Operation& operation, ORXSimContextID context) const;
+  /// Moves rows [first, first + count), whose bytes must be `bytes`. Exactly one of target and source.
+  bool Move(hdf_Operation& operation, int first, int count, std::int64_t bytes, void* target,
+            const void* source) const;
+  /// Holds all rows of an open drawer against their checksums.
+  ORXSimVerification Verify(hdf_Operation& operation) const;
+
+ private:
+  bool Understand(hdf_Operation& operation);
+  bool FillsItsSet(ORXSimStoreCall& call) const;
+  bool CheckRange(hdf_Operation& operation, int first, int count, std::int64_t bytes) const;
+
+  std::shared_ptr<hdf_DatasetRep> m_data; // null: not open
+  ORXSimItemType m_type = ORXSimItemType::kDouble;
+  int m_items = 0, m_components = 1;
+};

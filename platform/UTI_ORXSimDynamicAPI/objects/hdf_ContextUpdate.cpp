@@ -1,0 +1,222 @@
+// The life of an open file: commit points, update scopes, going back, closing.
+
+#include <UTI_ORXSimDynamicAPI/objects/hdf_Context.h>
+
+#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <UTI_ORXSimDynamicAPI/objects/hdf_ObjectRep.h>
+#include <UTI_ORXSimDynamicAPI/objects/hdf_OpenFile.h>
+#include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
+
+#include <new>
+
+namespace {
+constexpr char kForked[] = "the context belongs to another process";
+constexpr char kJournalStays[] = "the journal could not be brought into the file: it has to stay";
+constexpr char kRolledBack[] =
+    "the update was rolled back inside: nothing is written before its outermost scope has ended";
+
+// The file is closed with everything that is open in it, also where an exhausted memory has left a reference.
+herr_t closeFile(hid_t file) {
+  while (H5Iget_ref(file) > 1)
+    H5Idec_ref(file);
+  return H5Fclose(file);
+}
+} // namespace
+
+unsigned hdf_Context::Forks() {
+  return vfd_Forks();
+}
+
+bool hdf_Context::RefuseWrite(hdf_Operation& operation) const {
+  if (readOnly)
+    return operation.Refuse("the file is open for reading only");
+  if (forks != Forks())
+    return operation.Refuse(kForked);
+  if (!barred)
+    return operation.Refuse(kRolledBack);
+  return operation.Refuse(
+      "barred since: " + barCause +
+      (durability == 0 || store->IsPoisoned() ? "; close the file" : "; roll back or close"));
+}
+
+void hdf_Context::Bar(std::string_view cause, const char* during) noexcept {
+  if (barred)
+    return;
+  barred = stopped = true;
+  try {
+    barCause.assign(during).append(cause);
+  } catch (const std::bad_alloc&) {
+    barCause = "no memory"; // short enough to need none
+  }
+}
+
+// An exception may have come halfway through a flush, or before what failed has barred the context.
+bool hdf_Context::CommitPoint(hdf_Operation& operation) try {
+  return MakeCommitPoint(operation);
+} catch (const std::bad_alloc&) {
+  Bar("out of memory", "commit: ");
+  throw;
+}
+
+bool hdf_Context::MakeCommitPoint(hdf_Operation& operation) {
+  operation.NoteClosings();
+  if (readOnly)
+    return true;
+  if (stopped || store->Forked())
+    return stopped ? RefuseWrite(operation) : operation.Refuse(kForked);
+  if ((durability == 0 && !store->IsNew()) || (takenBack && writes == committed))
+    return true;
+  if (!operation.Check(H5Fflush(file, H5F_SCOPE_LOCAL))) {
+    Bar(hdf_Operation::LastCause(), "commit: ");
+    return false;
+  }
+  std::string cause;
+  if (store->Commit(cause)) {
+    committed = writes;
+    takenBack = false;
+    if (store->IsPoisoned()) // what the commit did afterwards failed
+      Bar(store->Obstacle(), "");
+    return true;
+  }
+  // In a scope the caller may try again; without one nobody can, and what answers false must not come later.
+  if (!store->MayRetry())
+    Bar(cause, "commit: ");
+  else if (scopes == 0)
+    Rollback(operation);
+  return operation.Refuse(cause);
+}
+
+template <class Leave>
+void hdf_Context::LeaveObjects(Leave leave) {
+  for (auto* list : {&keepers, &lately})
+    while (!list->empty())
+      list->back()->DropKept();
+  while (!awake.empty())
+    awake.back()->Sleep();
+  for (hdf_ObjectRep** first : {&datasets, &objects})
+    while (*first != nullptr)
+      leave(**first);
+  collections = hdf_GroupHandle();
+  distributions = hdf_GroupHandle();
+}
+
+bool hdf_Context::KeepWork(hdf_Operation& operation) {
+  if (readOnly || store->Forked()) // a file of another process is none of our business
+    return true;
+  if (scopes > 0 && writes != scopeStart && Journalled())
+    return operation.Refuse("closed within an update, which is rolled back");
+  return IsOpen() ? CommitPoint(operation) : operation.Refuse(lost);
+}
+
+// HDF5 may fail to close a file and keep it: the store has nothing to do with it any more.
+bool hdf_Context::CloseFile() noexcept {
+  const bool closed = !IsOpen() || closeFile(file) >= 0;
+  file = H5I_INVALID_HID;
+  store->EndClosing(closed);
+  return closed;
+}
+
+// Closes whatever happens; only the report may find no memory.
+bool hdf_Context::Close(hdf_Operation& operation) noexcept {
+  const bool forked = store->Forked(), none = takenBack && writes == committed;
+  bool kept = false;
+  try {
+    kept = none || KeepWork(operation);
+  } catch (const std::bad_alloc&) {
+    hdf_Operation::OutOfMemory();
+  }
+  LeaveObjects([](hdf_ObjectRep& object) { object.Close(); });
+  store->BeginClosing((kept && !none && !forked) || durability == 0);
+  const bool closed = CloseFile();
+  const bool finished = store->Finish() || durability == 0 || forked;
+  store.reset();
+  try {
+    return (closed || operation.Check(-1)) && (finished || operation.Refuse(kJournalStays)) && kept;
+  } catch (const std::bad_alloc&) {
+    hdf_Operation::OutOfMemory();
+    return false;
+  }
+}
+
+// Every object remembers where it was and opens again when it is used. Barred until all of it is done, so
+// that an exception on the way leaves what can be tried again. HDF5 may fail to close the file; it is opened
+// anew.
+bool hdf_Context::Reopen(hdf_Operation& operation) {
+  const hdf_Silence silence;
+  Bar("out of memory");
+  lost = "out of memory";
+  LeaveObjects([](hdf_ObjectRep& object) { object.Leave(); });
+  epoch = ++ORXSimManager::s_epochs;
+  store->BeginClosing(false);
+  CloseFile();
+  std::string cause;
+  const bool good =
+      (!live || store->TakeSnapshot(cause) || operation.Refuse(cause)) && hdf_ReopenFile(operation, *this);
+  lost = good ? "" : hdf_Operation::LastCause();
+  committed = scopeStart = writes;
+  takenBack = store->IsNew();
+  barred = stopped = !good || !store->MayRetry();
+  barCause = good ? store->Obstacle() : lost;
+  return good;
+}
+
+bool hdf_Context::Rollback(hdf_Operation& operation) {
+  if (forks != Forks())
+    return operation.Refuse(kForked);
+  if (writes == committed && !barred)
+    return true;
+  return Journalled() ? Reopen(operation)
+                      : operation.Refuse("the context has no journal: there is nothing to roll back to");
+}
+
+bool hdf_Context::Refresh(hdf_Operation& operation) {
+  if (!live)
+    return operation.Refuse("the context is not open for live reading");
+  return forks == Forks() ? Reopen(operation) : operation.Refuse(kForked);
+}
+
+ORXSimCommitInfo hdf_Context::LastCommit() const {
+  if (store == nullptr)
+    return {};
+  return {store->Sequence(), static_cast<std::int64_t>(store->CommittedEnd()),
+          static_cast<std::int64_t>(store->JournalBytes())};
+}
+
+void hdf_Context::BeginScope() {
+  if (scopes++ == 0)
+    scopeStart = writes;
+}
+
+void hdf_Context::EndScope() {
+  if (--scopes == 0)
+    stopped = barred;
+}
+
+void hdf_Context::AbandonScope() noexcept {
+  if (scopes == 1 && writes != scopeStart && Journalled() && forks == Forks()) {
+    try {
+      hdf_Operation operation("roll back an unfinished update", this);
+      Rollback(operation);
+    } catch (const std::bad_alloc&) {
+      Bar("out of memory while rolling back");
+    }
+  }
+  EndScope();
+}
+
+bool hdf_Context::RollbackScope(hdf_Operation& operation) {
+  const bool good = Rollback(operation);
+  EndScope();
+  if (good && scopes > 0)
+    stopped = true;
+  return good;
+}
+
+bool hdf_Context::CommitScope(hdf_Operation& operation) {
+  if (stopped)
+    return RefuseWrite(operation);
+  if (scopes == 1 && !CommitPoint(operation))
+    return false;
+  EndScope();
+  return true;
+}

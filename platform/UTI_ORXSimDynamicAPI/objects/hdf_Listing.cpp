@@ -1,0 +1,53 @@
+#include <UTI_ORXSimDynamicAPI/objects/hdf_Listing.h>
+
+#include <new>
+
+namespace {
+template <class Container>
+struct Listing {
+  Container& found;
+  std::uint64_t left;
+
+  herr_t Add(typename Container::value_type entry) {
+    if (left-- == 0)
+      return -1;
+    found.insert(found.end(), std::move(entry));
+    return 0;
+  }
+};
+using Links = Listing<std::vector<hdf_Link>>;
+using Names = Listing<std::set<std::string>>;
+
+// No exception may pass through HDF5.
+herr_t addLink(hid_t, const char* name, const H5L_info_t* info, void* links) try {
+  return static_cast<Links*>(links)->Add(
+      {name, info->type, info->type == H5L_TYPE_HARD ? info->u.address : HADDR_UNDEF});
+} catch (const std::bad_alloc&) {
+  return -1;
+}
+
+herr_t addName(hid_t, const char* name, const H5A_info_t*, void* names) try {
+  return static_cast<Names*>(names)->Add(name);
+} catch (const std::bad_alloc&) {
+  return -1;
+}
+} // namespace
+
+bool hdf_ListLinks(hid_t group, std::vector<hdf_Link>& links, std::uint64_t most) {
+  Links listing{links, most};
+  return H5Literate(group, H5_INDEX_NAME, H5_ITER_NATIVE, nullptr, &addLink, &listing) >= 0;
+}
+
+bool hdf_ListAttributes(hid_t object, std::set<std::string>& names, std::uint64_t most) {
+  Names listing{names, most};
+  return H5Aiterate2(object, H5_INDEX_NAME, H5_ITER_NATIVE, nullptr, &addName, &listing) >= 0;
+}
+
+bool hdf_ReadVariableText(hid_t attribute, hid_t type, std::string& text) {
+  const hdf_SpaceHandle space(H5Aget_space(attribute));
+  char* stored = nullptr;
+  if (H5Aread(attribute, type, &stored) < 0)
+    return false;
+  text = stored == nullptr ? "" : stored;
+  return H5Dvlen_reclaim(type, space.Get(), H5P_DEFAULT, &stored) >= 0;
+}
