@@ -15,7 +15,7 @@ import h5py
 import numpy as np
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "tools"))
-from pdm_reader import BY_TEXT, COLLECTION, CSET, INT, KINDS, MEMBERS, TEXT
+from pdm_reader import BY_TEXT, COLLECTION, CSET, INT, KINDS, MEMBERS, TEXT, shown
 
 PROGRAM = sys.argv.pop(1)
 SANITIZED = bool(os.environ.get("PDM_SANITIZED"))
@@ -50,16 +50,6 @@ def stream(records):
 
 def value_of(values, member, tag):
     return values.get(member, {} if tag >= 16 else b"" if tag == TEXT else None)
-
-
-def shown(value, tag):
-    """A value as the program prints it."""
-    if tag >= 16:
-        key_tag = TEXT if tag & 0xF0 == BY_TEXT else INT
-        return "{%s}" % "".join(f"{shown(k, key_tag)}:{shown(v, tag & 15)}," for k, v in sorted(value.items()))
-    if tag == TEXT:
-        return '"%s"' % value.decode("latin-1")
-    return "-" if value is None else "%d.%d" % value if tag == CSET else str(value)
 
 
 class Files(unittest.TestCase):

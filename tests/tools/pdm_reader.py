@@ -80,6 +80,18 @@ class Stream:
         return dict(entries)
 
 
+def shown(value, tag):
+    """A value as programs of the tests print it."""
+    if tag >= 16:
+        key_tag = TEXT if tag & 0xF0 == BY_TEXT else INT
+        return "{%s}" % "".join(f"{shown(k, key_tag)}:{shown(v, tag & 15)}," for k, v in sorted(value.items()))
+    if tag == TEXT:
+        return '"%s"' % value.decode("latin-1")
+    if tag == DOUBLE:
+        return str(struct.unpack("<q", struct.pack("<d", value))[0])
+    return "-" if value is None else "%d.%d" % value if tag == CSET else str(value)
+
+
 def class_of(group):
     assert group.attrs["class"].shape == (80,) and group.attrs["class"].dtype == np.uint8
     assert set(group.attrs) == {"class"}
