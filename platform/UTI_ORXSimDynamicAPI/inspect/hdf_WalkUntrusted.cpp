@@ -1,6 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/inspect/hdf_WalkUntrusted.h>
 
-#include <UTI_ORXSimDynamicAPI/ORXSim_Child.h>
+#include <UTI_BasicUtils/ORXSim_Child.h>
 #include <UTI_ORXSimDynamicAPI/inspect/hdf_Walk.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 

@@ -1,4 +1,4 @@
-#include <UTI_ORXSimDynamicAPI/ORXSim_Child.h>
+#include <UTI_BasicUtils/ORXSim_Child.h>
 
 #include <cerrno>
 #include <chrono>
