@@ -2,7 +2,6 @@
 
 // Everything of the simulation-file API.
 
-#include <UTI_BasicUtils/ORXSim_Child.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Array.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Assert.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_CSet.h>
