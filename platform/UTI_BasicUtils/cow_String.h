@@ -1,12 +1,8 @@
 #pragma once
 
-#include <cstddef>
+#include <UTI_BasicUtils/UTI_BasicUtils_Export.h>
 
-#if defined(__GNUC__)
-#define UTI_BASIC_API __attribute__((visibility("default")))
-#else
-#define UTI_BASIC_API
-#endif
+#include <cstddef>
 
 /// A byte string whose copies share one representation until one of them is changed.
 ///

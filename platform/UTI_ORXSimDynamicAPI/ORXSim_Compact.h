@@ -8,9 +8,9 @@
 #include <string>
 
 /// Copies the content of a file into an empty new one, which then has no unused space: groups, attributes and
-/// datasets with their types, shapes, layouts and compression, under their names. Hard links are all that it
-/// copies; a file with links of other kinds, with references, or with data of variable length (one text as
-/// an attribute excepted) is refused.
+/// datasets with their types, shapes, layouts and compression, under their names. Data that was never written
+/// stays so. Hard links are all that it copies; a file with links of other kinds, with references, or with
+/// data of variable length (one text as an attribute excepted) is refused.
 class ORXSIM_API ORXSimCompact {
  public:
   /// \param moved is told the bytes of data that were copied or compared; what it throws ends the work.

@@ -48,7 +48,8 @@ class ORXSIM_API ORXSimInspected {
   /// Product of dims; UINT64_MAX when that is more than 64 bits hold.
   std::uint64_t Elements() const;
   std::uint64_t Bytes() const;
-  /// A sound dataset's bytes as they are stored, filters undone, in blocks of some megabytes, in order.
+  /// A sound dataset's bytes as they are stored, filters undone, in blocks of some megabytes, in order. What
+  /// was never written reads as zeros.
   /// \param take returns false to end the reading. \return false when the data cannot be read, with the
   /// cause in `cause`.
   bool Read(const std::function<bool(const unsigned char*, std::size_t)>& take, std::string& cause) const;
@@ -84,7 +85,8 @@ struct ORXSimInspectTotals {
 ///     depth             deeper than 100 levels
 ///     object.kind       neither a group nor a dataset
 ///     dataset.type, dataset.layout, dataset.filter, dataset.external
-///     dataset.size      larger than what the file can hold
+///     dataset.size      larger than what the file can hold; a drawer in chunks may be, whose checksums say
+///                       which of them were never written
 class ORXSIM_API ORXSimInspect {
  public:
   /// \return false when the context is not open, with the cause in ORXSimManager::LastError().

@@ -5,7 +5,6 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Array.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Assert.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_CSet.h>
-#include <UTI_ORXSimDynamicAPI/ORXSim_Child.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Collection.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Compact.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Distribution.h>

@@ -265,6 +265,29 @@ class Compact(Case):
         self.assertEqual(self.check(), (0, set()))
         tight.unlink()
 
+    def test_what_was_never_written_stays_so(self):
+        self.assertEqual(subprocess.run([DYING, "gaps", self.file], capture_output=True).stderr, b"")
+
+        def chunks():
+            with h5py.File(self.file) as file:
+                gaps, = (d for d in file["store/distributions"].values() if d.attrs["name"] == b"gaps")
+                return gaps.name, [[id.get_chunk_info(i).chunk_offset for i in range(id.get_num_chunks())]
+                                   for id in (gaps[str(i)].id for i in range(3))]
+
+        path, written = before = chunks()
+        self.assertEqual([len(w) for w in written], [7, 7, 0])
+        notes = {("data.unwritten", f"{path}/{i}") for i in range(3)} | {("orphan", path)}
+        for flags in ((), ("--untrusted",)):
+            self.assertEqual(self.check(*flags), (0, notes))
+        wanted = content(self.file)
+        done = run("compact", self.file)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertEqual((content(self.file) == wanted, chunks(), self.check()), (True, before, (0, notes)))
+        # A file that says to hold what it does not is another matter.
+        with h5py.File(self.file, "r+", libver=("v108", "v108")) as file:
+            del file[f"{path}/0"].attrs["checksums"]
+        self.assertIn(("dataset.size", f"{path}/0"), self.check()[1])
+
     def test_failure_leaves_the_original(self):
         # A disk that is full; python ignores SIGXFSZ and so does the child.
         full = ("import os, resource, sys; resource.setrlimit(resource.RLIMIT_FSIZE, (20_000,) * 2);"

@@ -4,6 +4,8 @@
 #include "cli_Library.h"
 #include "show_Values.h"
 
+#include <UTI_BasicUtils/prc_Child.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -93,11 +95,11 @@ check_Report check_File(const std::string& file, const std::function<void(double
 check_Report check_FileUntrusted(const std::string& file, const std::function<void()>& tick) {
   std::error_code ignored;
   const auto bytes = std::filesystem::file_size(file, ignored);
-  const auto work = [&](const ORXSimChild::Say& say) {
+  const auto work = [&](const prc_Child::Say& say) {
     say(Pack(check_File(file, [](double) {})).dump(-1, ' ', false, show_Json::error_handler_t::replace));
   };
-  const ORXSimChild::Outcome outcome =
-      ORXSimChild::Run(ORXSimChildLimits::ForFile(ignored ? 0 : bytes), work, tick);
+  const prc_Child::Outcome outcome =
+      prc_Child::Run(prc_ChildLimits::ForFile(ignored ? 0 : bytes), work, tick);
   check_Report report{file, outcome.ended, {}, 0, 0, 0};
   if (outcome.ended)
     Unpack(outcome.output, report);

@@ -1,6 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/inspect/hdf_Copy.h>
 
-#include <UTI_ORXSimDynamicAPI/inspect/hdf_Blocks.h>
+#include <UTI_ORXSimDynamicAPI/inspect/hdf_Chunks.h>
 #include <UTI_ORXSimDynamicAPI/inspect/hdf_Walk.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Listing.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
@@ -95,8 +95,7 @@ bool hdf_Copy::ChildDataset(hid_t from, hid_t to, const char* name) {
     return m_operation.Refuse("the data lies in another file, which is not followed");
   const hdf_DatasetHandle copy(
       H5Dcreate2(to, name, type.Get(), space.Get(), H5P_DEFAULT, properties.Get(), H5P_DEFAULT));
-  return m_operation.Check(copy.Get()) && Attributes(from, copy.Get(), false) &&
-         (H5Dget_storage_size(from) == 0 || Data(from, copy.Get()));
+  return m_operation.Check(copy.Get()) && Attributes(from, copy.Get(), false) && Data(from, copy.Get());
 }
 
 bool hdf_Copy::SameShape(hid_t from, hid_t to) {
@@ -128,10 +127,16 @@ bool hdf_Copy::MoveBlock(hid_t from, hid_t to, std::size_t bytes,
   return m_work == kCopy || m_first == m_second || Differs("its content");
 }
 
+// What was never written is not read, which would make zeros of it, and stays so.
 bool hdf_Copy::Data(hid_t from, hid_t to) {
   const hdf_TypeHandle type(H5Dget_type(from));
+  hdf_Chunks written, there;
+  if (!written.Find(from) || (m_work == kCompare && !there.Find(to)))
+    return m_operation.Refuse("which of its data was written cannot be told");
+  if (m_work == kCompare && !written.SameAs(there))
+    return Differs("which of its chunks are written");
   bool reported = false;
-  const bool moved = hdf_ForEachBlock(from, [&](const hdf_Block& block) {
+  const bool moved = written.ForEachBlock([&](const hdf_Block& block) {
     const hid_t memory = block.memory.Get(), file = block.file.Get();
     const bool good = MoveBlock(
         from, to, block.bytes,

@@ -1,6 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/inspect/hdf_WalkUntrusted.h>
 
-#include <UTI_ORXSimDynamicAPI/ORXSim_Child.h>
+#include <UTI_BasicUtils/prc_Child.h>
 #include <UTI_ORXSimDynamicAPI/inspect/hdf_Walk.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 
@@ -25,7 +25,7 @@ class FirstCause : public ORXSimInspectVisitor {
   std::string cause;
 };
 
-void walk(std::uint64_t fileBytes, const std::function<hid_t()>& open, const ORXSimChild::Say& say) {
+void walk(std::uint64_t fileBytes, const std::function<hid_t()>& open, const prc_Child::Say& say) {
   hdf_Operation operation("inspect", "the file");
   const hid_t file = open(); // not closed: the process ends without a trace
   if (file < 0)
@@ -38,9 +38,9 @@ void walk(std::uint64_t fileBytes, const std::function<hid_t()>& open, const ORX
 
 bool hdf_WalkUntrusted(hdf_Operation& operation, std::uint64_t fileBytes,
                        const std::function<hid_t()>& open) {
-  const auto limits = ORXSimChildLimits::ForFile(fileBytes);
-  const ORXSimChild::Outcome outcome =
-      ORXSimChild::Run(limits, [&](const ORXSimChild::Say& say) { walk(fileBytes, open, say); });
+  const auto limits = prc_ChildLimits::ForFile(fileBytes);
+  const prc_Child::Outcome outcome =
+      prc_Child::Run(limits, [&](const prc_Child::Say& say) { walk(fileBytes, open, say); });
   if (!outcome.ended)
     return operation.Refuse("not safe to open: the process that looked at it " + outcome.cause);
   return outcome.output.empty() || operation.Refuse("not safe to open: " + outcome.output);

@@ -5,6 +5,8 @@
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Handle.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <string>
@@ -68,10 +70,13 @@ struct hdf_Context {
   hid_t file = H5I_INVALID_HID;
   std::unique_ptr<vfd_Store> store; // the bytes under it, with the lock; while the file is open
   bool readOnly = false;
-  bool live = false;      // reads beside a writer
-  bool untrusted = false; // to be walked by a child process first
-  int durability = 1;     // 0 none, 1 death of the process, 2 loss of power
-  int scopes = 0;         // open update scopes
+  bool live = false;  // reads beside a writer
+  int durability = 1; // 0 none, 1 death of the process, 2 loss of power
+  int scopes = 0;     // open update scopes
+  /// Says whether this process may open the file, which open() gives, of `fileBytes`; reports why not. Null:
+  /// the file is trusted.
+  bool (*admit)(hdf_Operation& operation, std::uint64_t fileBytes,
+                const std::function<hid_t()>& open) = nullptr;
 
   std::uint64_t epoch = 0;      // of the last time that the file changed under its objects
   std::uint64_t writes = 0;     // HDF5 calls of writing operations so far

@@ -3,7 +3,6 @@
 #include <H5Journal/commit/vfd_Store.h>
 #include <H5Journal/driver/vfd_Driver.h>
 #include <H5Journal/opening/hdf_Superblock.h>
-#include <UTI_ORXSimDynamicAPI/inspect/hdf_WalkUntrusted.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_FileId.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Shared.h>
@@ -113,9 +112,8 @@ bool recover(hdf_Operation& operation, vfd_Store& store, const std::string& name
 bool isFit(hdf_Operation& operation, hdf_Context& context) {
   vfd_Store& store = *context.store;
   return checkWhole(operation, store) &&
-         (!context.untrusted || hdf_WalkUntrusted(operation, store.End(), [&] {
-           return openThrough(store, context.fileName, true);
-         }));
+         (context.admit == nullptr ||
+          context.admit(operation, store.End(), [&] { return openThrough(store, context.fileName, true); }));
 }
 
 bool openFile(hdf_Operation& operation, hdf_Context& context) {

@@ -1,4 +1,4 @@
-#include <UTI_ORXSimDynamicAPI/ORXSim_Child.h>
+#include <UTI_BasicUtils/prc_Child.h>
 
 #include <cerrno>
 #include <chrono>
@@ -56,7 +56,7 @@ void limit(__rlimit_resource what, std::uint64_t most) {
   ::setrlimit(what, &wanted);
 }
 
-void restrictSelf(const ORXSimChildLimits& limits) {
+void restrictSelf(const prc_ChildLimits& limits) {
   limit(RLIMIT_CORE, 0);
   limit(RLIMIT_FSIZE, 0);
   limit(RLIMIT_CPU, static_cast<std::uint64_t>(limits.cpuSeconds));
@@ -93,8 +93,8 @@ bool writeAll(int pipe, const char* bytes, std::size_t n) {
   return true;
 }
 
-[[noreturn]] void beChild(int pipe, pid_t parent, const ORXSimChildLimits& limits,
-                          const std::function<void(const ORXSimChild::Say&)>& work) {
+[[noreturn]] void beChild(int pipe, pid_t parent, const prc_ChildLimits& limits,
+                          const std::function<void(const prc_Child::Say&)>& work) {
 #ifdef __linux__
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
 #endif
@@ -185,21 +185,20 @@ std::string causeOf(int status) {
                                        : "ended with code " + std::to_string(WEXITSTATUS(status));
 }
 
-ORXSimChild::Outcome failed(const char* call) {
+prc_Child::Outcome failed(const char* call) {
   return {false, {}, std::string(call) + ": " + std::generic_category().message(errno)};
 }
 } // namespace
 
-ORXSimChildLimits ORXSimChildLimits::ForFile(std::uint64_t fileBytes) {
+prc_ChildLimits prc_ChildLimits::ForFile(std::uint64_t fileBytes) {
   // The size may be invented, so it does not buy any length of time.
   constexpr std::uint64_t kMost = std::uint64_t{8} << 30;
   const auto perSlowRead = static_cast<int>(std::min(fileBytes, 2 * kMost) / 10'000'000);
   return {(std::uint64_t{1} << 30) + std::min(fileBytes, kMost), 20 + perSlowRead, 30 + 2 * perSlowRead};
 }
 
-ORXSimChild::Outcome ORXSimChild::Run(const ORXSimChildLimits& limits,
-                                      const std::function<void(const Say&)>& work,
-                                      const std::function<void()>& tick) {
+prc_Child::Outcome prc_Child::Run(const prc_ChildLimits& limits, const std::function<void(const Say&)>& work,
+                                  const std::function<void()>& tick) {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0)
     return failed("pipe");

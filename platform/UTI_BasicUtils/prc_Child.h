@@ -1,18 +1,18 @@
 #pragma once
 
-#include <UTI_ORXSimDynamicAPI/ORXSim_Export.h>
+#include <UTI_BasicUtils/UTI_BasicUtils_Export.h>
 
 #include <cstdint>
 #include <functional>
 #include <string>
 
 /// What a child process may use.
-struct ORXSIM_API ORXSimChildLimits {
+struct UTI_BASIC_API prc_ChildLimits {
   std::uint64_t memory = 0; // bytes of address space beyond what this process has
   int cpuSeconds = 0, seconds = 0;
 
   /// Enough to read every byte of a sound file of that size several times over.
-  static ORXSimChildLimits ForFile(std::uint64_t fileBytes);
+  static prc_ChildLimits ForFile(std::uint64_t fileBytes);
 };
 
 /// Does dangerous reading in a child process, so that damage that kills the reader kills only the child.
@@ -20,7 +20,7 @@ struct ORXSIM_API ORXSimChildLimits {
 /// The child has the limits, writes no file, leaves no core, has neither input nor output but the pipe, and
 /// ends without running exit handlers or touching what this process has open; it dies with this process.
 /// Not for a process whose other threads hold locks that the work needs.
-class ORXSIM_API ORXSimChild {
+class UTI_BASIC_API prc_Child {
  public:
   struct Outcome {
     bool ended = false; // the work returned; everything it said is in output
@@ -31,6 +31,6 @@ class ORXSIM_API ORXSimChild {
   using Say = std::function<void(const std::string&)>;
 
   /// \param tick called some ten times a second while the child works; what it throws ends the child.
-  static Outcome Run(const ORXSimChildLimits& limits, const std::function<void(const Say&)>& work,
+  static Outcome Run(const prc_ChildLimits& limits, const std::function<void(const Say&)>& work,
                      const std::function<void()>& tick = {});
 };

@@ -1,5 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/UTI_ORXSimDynamicAPI.h>
 
+#include <UTI_ORXSimDynamicAPI/inspect/hdf_WalkUntrusted.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_ObjectRep.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_OpenFile.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Shared.h>
@@ -31,7 +32,7 @@ std::shared_ptr<hdf_Context> makeContext(const cow_String& fileName, int flags, 
   auto context = std::make_shared<hdf_Context>();
   context->fileName = fileName.CStr();
   context->readOnly = (flags & kReadOnly) != 0;
-  context->untrusted = (flags & kUntrusted) != 0;
+  context->admit = (flags & kUntrusted) != 0 ? &hdf_WalkUntrusted : nullptr;
   context->live = option == kLive;
   context->durability = option == kLive ? 1 : option;
   return context;

@@ -1,0 +1,99 @@
+#!/usr/bin/env python3
+"""Includes run one way: no source of ours includes one that stands above it, or beside it in a closed room.
+
+Usage: includes.py SOURCE
+"""
+
+import pathlib
+import re
+import sys
+
+# The module is still being closed: its users include its rooms, and it takes two headers of the file module.
+H5JOURNAL_IS_CLOSED = False
+
+ROOT = pathlib.Path(sys.argv[1]).resolve()
+FILE = "platform/UTI_ORXSimDynamicAPI"
+JOURNAL = "platform/H5Journal"
+SEES_ALL = ("tests", "benchmarks", "fuzz")  # they look behind what is public
+
+# What a user of the platform may include.
+PLATFORM = ["platform/UTI_CoreUtils", "platform/UTI_BasicUtils", "platform/DDB_HdxInterface", f"{FILE}/*.h"]
+BELOW_FILE = PLATFORM[:2] + [f"{FILE}/*.h", JOURNAL]
+# A file's room is the first of these that its path begins with; beside it stands what it may include as well.
+ROOMS = {
+    "platform/UTI_CoreUtils": [],
+    "platform/UTI_BasicUtils": PLATFORM[:1],
+    "platform/DDB_HdxInterface": PLATFORM[:1],
+    JOURNAL: [] if H5JOURNAL_IS_CLOSED else [f"{FILE}/*.h"],
+    f"{FILE}/objects": BELOW_FILE,
+    f"{FILE}/bulk": BELOW_FILE + [f"{FILE}/objects"],
+    f"{FILE}/inspect": BELOW_FILE + [f"{FILE}/objects"],
+    f"{FILE}/*.h": PLATFORM[:2],
+    f"{FILE}/*.cpp": BELOW_FILE + [f"{FILE}/objects", f"{FILE}/bulk", f"{FILE}/inspect"],
+    "omi": PLATFORM,
+    "kda": PLATFORM + ["omi"],
+    "gbb": PLATFORM + ["omi", "kda"],
+    "generated": PLATFORM + ["omi", "kda", "gbb"],
+    "fes": PLATFORM + ["omi", "kda", "gbb", "generated"],
+    "msf": PLATFORM + ["omi", "kda", "gbb", "generated"],
+    "lib": PLATFORM + ["omi", "kda", "gbb", "generated", "fes", "msf"],
+    "tools": PLATFORM + ["omi", "kda", "gbb", "generated", "fes", "msf", "lib"],
+    "examples": PLATFORM + ["omi", "kda", "gbb", "generated", "fes", "msf", "lib"],
+}
+ROOMS["schema/templates"] = ROOMS["generated"] + ["generated"]
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
+HDF5 = re.compile(r"(.*/)?(hdf5|hdf5_hl|H5[A-Za-z]*)\.h$")
+
+
+def room_of(path):
+    for room in ROOMS:
+        folder, _, name = room.partition("/*")
+        inside = path.startswith(folder + "/")
+        if inside and (not name or (path.endswith(name) and "/" not in path[len(folder) + 1 :])):
+            return room
+    return None
+
+
+def ours(source, form, name):
+    """The file of the tree that an include means, None for the system's and other packages'."""
+    near = [source.parent] if form == '"' else []
+    for folder in [*near, ROOT, ROOT / "platform", ROOT / "generated", ROOT / "lib"]:
+        if (found := (folder / name).resolve()).is_file() and found.is_relative_to(ROOT):
+            return found.relative_to(ROOT).as_posix()
+    return None
+
+
+def wrong(path, target, name):
+    """Why the file may not include that, None when it may."""
+    here = room_of(path)
+    if target is None:
+        knows_hdf5 = here.startswith((FILE, JOURNAL)) and here != f"{FILE}/*.h"
+        return "no HDF5 header" if HDF5.match(name) and not knows_hdf5 else None
+    there = room_of(target)
+    if H5JOURNAL_IS_CLOSED and there == JOURNAL != here and name != "H5Journal/H5Journal.h":
+        return "H5Journal/H5Journal.h alone"
+    return None if there == here or there in ROOMS[here] else "only " + (", ".join(ROOMS[here]) or "its own room")
+
+
+def main():
+    known, errors = 0, []
+    for source in sorted(p for end in ("h", "cpp", "j2") for p in ROOT.rglob(f"*.{end}")):
+        path = source.relative_to(ROOT).as_posix()
+        top = path.split("/")[0]
+        if top in SEES_ALL or top.startswith((".", "build")):
+            continue
+        if room_of(path) is None:
+            errors.append(f"{path}: its folder has no rule in {pathlib.Path(__file__).name}")
+            continue
+        for form, name in INCLUDE.findall(source.read_text()):
+            target = ours(source, form, name)
+            known += target is not None
+            if (may := wrong(path, target, name)) is not None:
+                errors.append(f"{path}: includes {name} where it may include {may}")
+    if known < 100:
+        errors.append(f"only {known} includes of our own were found under {ROOT}")
+    sys.exit("\n".join(errors) or None)
+
+
+main()
