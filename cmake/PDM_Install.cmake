@@ -45,4 +45,5 @@ list(TRANSFORM PDM_LIBRARIES PREPEND "-l" OUTPUT_VARIABLE PDM_PC_LIBS)
 list(REVERSE PDM_PC_LIBS) # users before what they use
 list(JOIN PDM_PC_LIBS " " PDM_PC_LIBS)
 configure_file(cmake/PDM_Core.pc.in PDM_Core.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/PDM_Core.pc DESTINATION ${PDM_PC_DIR})
+configure_file(cmake/H5Journal.pc.in H5Journal.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/PDM_Core.pc ${PROJECT_BINARY_DIR}/H5Journal.pc DESTINATION ${PDM_PC_DIR})

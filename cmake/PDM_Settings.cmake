@@ -37,15 +37,17 @@ if(PDM_SANITIZE)
 endif()
 
 # One shared library with its headers. HEADERS are relative to the folder and installed under
-# include/PDM_Core/<folder>; LINK are public dependencies, PRIVATE_LINK hidden ones.
+# include/PDM_Core/<folder>; LINK are public dependencies, PRIVATE_LINK hidden ones. C: its headers are for C, too.
 function(pdm_add_platform_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;HEADERS;LINK;PRIVATE_LINK" ${ARGN})
+  cmake_parse_arguments(ARG "C" "" "SOURCES;HEADERS;LINK;PRIVATE_LINK" ${ARGN})
   add_library(${name} SHARED ${ARG_SOURCES} ${ARG_HEADERS})
   add_library(PDM_Core::${name} ALIAS ${name})
   target_include_directories(${name} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/platform>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/PDM_Core>)
-  target_compile_features(${name} PUBLIC cxx_std_20)
+  if(NOT ARG_C)
+    target_compile_features(${name} PUBLIC cxx_std_20)
+  endif()
   target_link_libraries(${name} PUBLIC ${ARG_LINK} PRIVATE $<BUILD_INTERFACE:pdm_warnings> ${ARG_PRIVATE_LINK})
   set_target_properties(${name} PROPERTIES
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})

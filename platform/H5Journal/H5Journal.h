@@ -65,7 +65,8 @@ H5J_API hid_t H5FD_journal_init(void);
 #define H5FD_JOURNAL (H5FD_journal_init())
 
 /** Flushes the file and makes everything written since the last commit point permanent, all or nothing.
- * When it fails nothing of it counts. It may be tried again while H5Jget_info() says `may_commit`. */
+ * When it fails nothing of it counts. It may be tried again while H5Jget_info() says `may_commit`.
+ * \return positive when it counts and nothing more can be committed before the file is opened again. */
 H5J_API herr_t H5Jcommit(hid_t file_id);
 /** Closes the file with everything open in it, and opens it again at its last commit point, or a live reader's at the
  * newest commit point of its writer. The lock is kept. Not for a file that had no commit point yet.

@@ -11,10 +11,13 @@
 /// one it is hot: its writer died, and it may hold commits that the main file does not show yet.
 struct ORXSIM_API ORXSimJournalInfo {
   bool exists = false;
+  bool missing = false;     // the file says that a journal belongs to it, and it is not there
   bool headerValid = false; // what follows is known
-  bool belongs = false;     // it was written for this file, as far as their contents tell
+  bool belongs = false;     // it was written for this file
+  bool damaged = false;     // there are commits behind a damaged place
   bool writerAtWork = false;
-  std::uint64_t commits = 0;   // whole commits in it; one that was written anew has the sum of many
+  std::uint64_t commits = 0;   // whole commits in it, before any damage; one that was written anew has the sum of many
+  std::uint64_t lostCommits = 0; // behind a damaged place, at least
   std::uint64_t frames = 0;    // changed pages of 4096 bytes in them
   std::uint64_t sequence = 0;  // number of the last commit in its writer's session
   std::int64_t imageBytes = 0; // size of the file after the last commit
@@ -35,8 +38,10 @@ class ORXSIM_API ORXSimJournal {
   /// readers have the file open.
   /// Refused while a process has the file open, and when the journal does not belong to the file. True when
   /// there is no journal.
-  static bool Apply(const cow_String& fileName);
-  /// Removes the journal. What it holds and the file does not show is lost, and a file of which only a part
-  /// was brought up to date may be damaged. Refused while a process has the file open.
+  /// \param upToDamage a damaged journal is applied up to the damaged place, and kept under another name.
+  static bool Apply(const cow_String& fileName, bool upToDamage = false);
+  /// Removes the journal, or the file's claim to one that is missing. What it holds and the file does not show
+  /// is lost, and a file of which only a part was brought up to date may be damaged. Refused while a process has
+  /// the file open.
   static bool Discard(const cow_String& fileName);
 };

@@ -9,5 +9,5 @@ test "$(wc -l <<<"$headers")" -gt 50
 
 for compiler in "$@"; do
   xargs -P "$(nproc)" -I HEADER "$compiler" -std=c++20 -fsyntax-only -Wall -Wextra -Wpedantic -Werror \
-    -I"$include/PDM_Core" -x c++ -include HEADER /dev/null <<<"$headers"
+    -I"$include/PDM_Core" $(pkg-config --cflags-only-I hdf5 | sed "s/-I/-isystem /g") -x c++ -include HEADER /dev/null <<<"$headers"
 done

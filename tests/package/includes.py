@@ -8,8 +8,7 @@ import pathlib
 import re
 import sys
 
-# The module is still being closed: its users include its rooms, and it takes two headers of the file module.
-H5JOURNAL_IS_CLOSED = False
+H5JOURNAL_IS_CLOSED = True
 
 ROOT = pathlib.Path(sys.argv[1]).resolve()
 FILE = "platform/UTI_ORXSimDynamicAPI"

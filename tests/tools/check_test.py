@@ -169,7 +169,7 @@ class Check(Case):
         with h5py.File(self.sound) as file:
             places = [(drawer.id.get_offset(), drawer.name, "data.checksum")
                       for field in file["store/distributions"].values() for drawer in field.values()
-                      if drawer.id.get_offset()]
+                      if drawer.id.get_offset() and drawer.id.get_storage_size()]
             # A short list stands in its object's header, whose own checksum notices it first.
             for sets in (c["sets"] for c in file["store/collections"].values() if "sets" in c):
                 lists = [(one[()].tobytes(), one.name) for one in sets.values() if one.size >= 6]

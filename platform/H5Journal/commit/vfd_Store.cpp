@@ -1,132 +1,72 @@
 #include <H5Journal/commit/vfd_Store.h>
 
 #include <H5Journal/files/vfd_Rules.h>
-#include <H5Journal/journal/vfd_Appender.h>
+#include <H5Journal/opening/vfd_Locks.h>
+#include <H5Journal/opening/vfd_Registry.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <new>
-#include <system_error>
 #include <unistd.h>
 #include <utility>
 
 namespace {
 constexpr std::size_t kLargeCall = std::size_t{256}
                                    << 10; // written without going through memory where allowed
-constexpr std::uint64_t kMostMemory = std::uint64_t{32} << 20; // of changed pages
 } // namespace
 
 vfd_Store::vfd_Store(const vfd_Options& options)
-    : m_options(options), m_owner(::getpid()), m_forks(vfd_Forks()), m_spillAt(SpillLimit()) {}
+    : m_options(options), m_owner(::getpid()), m_forks(vfd_Forks()), m_image(m_files.main, m_files.journal),
+      m_spillAt(SpillLimit()) {
+  vfd_Registry::Add(*this);
+}
 
-std::uint64_t vfd_Store::SpillLimit() {
-  return vfd_Limit("PDM_TEST_SPILL_LIMIT", kMostMemory) / kVfdPage;
+vfd_Store::~vfd_Store() {
+  CutOff();
+  Finish();
+  vfd_Registry::Remove(*this);
 }
 
 bool vfd_Store::Forked() const {
   return vfd_Forks() != m_forks || ::getpid() != m_owner;
 }
 
-bool vfd_Store::Fail(const char* what) const {
-  m_cause = std::string(what) + ": " + std::generic_category().message(errno);
-  return false;
-}
-
-bool vfd_Store::ReadFrame(std::uint64_t page, std::uint64_t frame, unsigned char* bytes) const {
-  unsigned char record[kVfdFrame];
-  std::size_t got = 0;
-  if (!vfd_ReadAt(m_journal.Get(), record, sizeof record, frame, got))
-    return Fail("read the journal");
-  return TakeFrame(page, record, got, bytes);
-}
-
-// The page out of the first of `got` bytes that were read at its frame.
-bool vfd_Store::TakeFrame(std::uint64_t page, const unsigned char* record, std::size_t got,
-                          unsigned char* bytes) const {
-  if (got < kVfdFrame || !vfd_IsFrameOf(record, page)) {
-    errno = EIO;
-    return Fail("the journal has changed");
-  }
-  std::memcpy(bytes, record + kVfdFrameHead, kVfdPage);
-  return true;
-}
-
-// Null for a page that has to be read.
-const unsigned char* vfd_Store::InMemory(std::uint64_t page) const {
-  const auto* slot = m_overlay.Find(page);
-  if (slot == nullptr)
-    slot = m_recent.Find(page);
-  return slot != nullptr ? slot->bytes.get() : nullptr;
-}
-
-// A page as HDF5 last wrote it.
-bool vfd_Store::ReadPage(std::uint64_t page, unsigned char* bytes) const {
-  if (const unsigned char* const memory = InMemory(page)) {
-    std::memcpy(bytes, memory, kVfdPage);
-    return true;
-  }
-  if (const auto* const slot = m_overlay.Find(page))
-    return ReadFrame(page, slot->frame, bytes);
-  if (const auto* const entry = m_unapplied.Find(page))
-    return ReadFrame(page, entry->frame, bytes);
-  return vfd_ReadPadded(m_main.Get(), bytes, kVfdPage, page * kVfdPage) || Fail("read");
-}
-
 bool vfd_Store::Read(std::uint64_t address, std::size_t count, void* bytes) const {
-  auto* target = static_cast<unsigned char*>(bytes);
+  auto* const target = static_cast<unsigned char*>(bytes);
   if (m_options.readOnly && address + count > m_eof) { // the main file may be longer than the image
     const std::size_t within = address < m_eof ? m_eof - address : 0;
     std::memset(target + within, 0, count - within);
     count = within;
   }
-  if (m_overlay.Empty() && m_unapplied.Empty())
-    return vfd_ReadPadded(m_main.Get(), target, count, address) || Fail("read");
-  // Pages that are only in the main file are read together.
-  std::uint64_t runStart = address;
-  const std::uint64_t end = address + count;
-  const auto readRun = [&](std::uint64_t runEnd) {
-    return runStart >= runEnd ||
-           vfd_ReadPadded(m_main.Get(), target + (runStart - address), runEnd - runStart, runStart) ||
-           Fail("read");
-  };
-  for (std::uint64_t at = address; at < end;) {
-    const std::uint64_t page = at / kVfdPage, next = std::min(end, (page + 1) * kVfdPage);
-    const unsigned char* source = InMemory(page);
-    if (source != nullptr || m_overlay.Find(page) != nullptr || m_unapplied.Find(page) != nullptr) {
-      unsigned char whole[kVfdPage];
-      if (!readRun(at) || (source == nullptr && !ReadPage(page, whole)))
-        return false;
-      std::memcpy(target + (at - address), (source != nullptr ? source : whole) + at % kVfdPage, next - at);
-      runStart = next;
-    }
-    at = next;
-  }
-  return readRun(end);
-}
-
-// The page in memory, null when it cannot be had. \param whole its former bytes do not matter.
-unsigned char* vfd_Store::PageForWriting(std::uint64_t page, bool whole) {
-  auto* const slot = m_overlay.Find(page);
-  if (slot != nullptr && slot->bytes != nullptr)
-    return slot->bytes.get();
-  auto bytes = m_overlay.NewPage();
-  if (!whole && !ReadPage(page, bytes.get()))
-    return nullptr;
-  unsigned char* const result = bytes.get();
-  m_overlay.Put(page, std::move(bytes));
-  return result;
+  return m_image.Read(address, count, target);
 }
 
 // Such a page is beyond everything that a commit point, a frame or a reader may know.
-bool vfd_Store::MayBypass(std::uint64_t page) const {
-  return page >= m_floor || vfd_Broken(vfd_Rule::kDirectOnlyBeyond);
+bool vfd_Store::MayBypass(std::uint64_t page) {
+  return page >= m_floor || (!m_free.Empty() && MayReuse(page)) || vfd_Broken(vfd_Rule::kDirectOnlyBeyond);
+}
+
+// Space that was free at the last commit point: not where a frame of this generation would bury what is written
+// now, and not as long as a live reader may look at a commit point to which it belonged. Readers that come
+// later begin with the last one.
+bool vfd_Store::MayReuse(std::uint64_t page) {
+  if (!m_free.Contains(page))
+    return false;
+  if (vfd_Broken(vfd_Rule::kReuse))
+    return true;
+  if (m_reuse == Reuse::kUnknown) {
+    const auto readers = vfd_Locks::TryReaders(m_files.main.Get());
+    if (readers == vfd_Locks::Result::kTaken)
+      vfd_Locks::ReleaseReaders(m_files.main.Get());
+    const bool alone = readers == vfd_Locks::Result::kTaken || readers == vfd_Locks::Result::kUnsupported;
+    m_reuse = alone ? Reuse::kYes : Reuse::kNo;
+  }
+  return m_reuse == Reuse::kYes && page < m_reuseEnd && m_image.unapplied.Find(page) == nullptr;
 }
 
 bool vfd_Store::WriteMain(std::uint64_t address, std::size_t count, const void* bytes) {
-  if (!vfd_WriteAt(m_main.Get(), bytes, count, address))
-    return Fail("write");
-  m_mainSize = std::max(m_mainSize, address + count);
+  if (!m_files.main.Write(address, count, bytes))
+    return false;
   m_directDirty = true;
   return true;
 }
@@ -136,20 +76,23 @@ bool vfd_Store::Write(std::uint64_t address, std::size_t count, const void* byte
     return true;
   if (m_options.readOnly || address + count > kVfdLargest) {
     errno = m_options.readOnly ? EROFS : EFBIG;
-    return Fail("write");
+    return vfd_Fail("write");
   }
-  const auto* source = static_cast<const unsigned char*>(bytes);
+  m_eof = std::max(m_eof, address + count);
+  if (m_options.Scratch())
+    return !m_poison.Empty() || WriteMain(address, count, bytes) || ScratchFailed();
+  return WriteParts(address, count, static_cast<const unsigned char*>(bytes));
+}
+
+// Page by page: straight to the main file, into the journal, or into memory.
+bool vfd_Store::WriteParts(std::uint64_t address, std::size_t count, const unsigned char* source) {
   const std::uint64_t end = address + count;
-  m_eof = std::max(m_eof, end);
-  if (Scratch())
-    return !m_poison.empty() || WriteMain(address, count, bytes) || ScratchFailed();
   const bool large = count >= kLargeCall && m_closing == Closing::kNo;
+  m_large = m_large || large;
   // After a failed sync nobody knows which record counts: neither file is written any more, and memory is not
   // filled with what can never be committed.
-  if (IsPoisoned() && (large || (m_closing == Closing::kNo && m_overlay.InMemory() >= m_spillAt))) {
-    m_cause = m_poison;
-    return false;
-  }
+  if (IsPoisoned() && (large || (m_closing == Closing::kNo && m_image.written.InMemory() >= m_spillAt)))
+    return vfd_Refuse(m_poison.Text());
   bool frames = large;
   std::uint64_t runStart = address; // what goes straight to the main file
   const auto writeRun = [&](std::uint64_t runEnd) {
@@ -168,13 +111,14 @@ bool vfd_Store::Write(std::uint64_t address, std::size_t count, const void* byte
       if (IsPoisoned())
         return false;
     }
-    if (!(large && MayBypass(page) && m_overlay.Find(page) == nullptr)) {
-      unsigned char* const target = writeRun(at) ? PageForWriting(page, next - at == kVfdPage) : nullptr;
+    if (!(large && MayBypass(page) && m_image.written.Find(page) == nullptr)) {
+      unsigned char* const target =
+          writeRun(at) ? m_image.PageForWriting(page, next - at == kVfdPage) : nullptr;
       if (target == nullptr)
         return false;
       std::memcpy(target + at % kVfdPage, source + (at - address), next - at);
       runStart = next;
-      if (m_overlay.InMemory() >= m_spillAt)
+      if (m_image.written.InMemory() >= m_spillAt)
         Spill();
     }
     at = next;
@@ -186,39 +130,34 @@ bool vfd_Store::SetEnd(std::uint64_t end) {
   if (m_closing == Closing::kDiscard || m_options.readOnly || vfd_Forks() != m_forks)
     return true;
   m_eof = end;
-  if (!Scratch()) {
-    m_overlay.DropFrom(vfd_PagesOf(end));
+  if (!m_options.Scratch()) {
+    m_image.written.DropFrom(vfd_PagesOf(end));
     return true;
   }
-  if (end == m_mainSize)
-    return true;
-  if (!vfd_SetSize(m_main.Get(), end))
-    return !m_poison.empty() || (Fail("set the file's size"), ScratchFailed());
-  m_mainSize = end;
-  return true;
+  return end == m_files.main.Size() || m_files.main.SetSize(end) || !m_poison.Empty() || ScratchFailed();
 }
 
 // HDF5 does not survive a write that fails while it closes a file, so after the first failure, which bars the
-// context, a scratch file takes everything without a word.
+// file, a scratch file takes everything without a word.
 bool vfd_Store::ScratchFailed() {
-  m_poison = m_cause;
+  m_poison = vfd_LastCause();
   return m_closing != Closing::kNo;
 }
 
 // How many pages from `at` on can go into the journal at once: whole ones below the floor that this update
 // writes for the first time, so that the journal does not grow with each rewriting; and not the first page,
 // which decides whether a journal belongs to its file.
-std::uint64_t vfd_Store::PagesToFrame(std::uint64_t at, std::uint64_t end) const {
+std::uint64_t vfd_Store::PagesToFrame(std::uint64_t at, std::uint64_t end) {
   const std::uint64_t first = at / kVfdPage, last = end / kVfdPage;
   std::uint64_t page = first;
   if (at % kVfdPage == 0 && first != 0)
-    while (page < last && !MayBypass(page) && m_overlay.Find(page) == nullptr)
+    while (page < last && !MayBypass(page) && m_image.written.Find(page) == nullptr)
       ++page;
   return page - first;
 }
 
 bool vfd_Store::WriteFrames(std::uint64_t page, std::uint64_t count, const unsigned char* bytes) {
-  std::vector<Page> pages;
+  std::vector<vfd_NewPage> pages;
   pages.reserve(count);
   for (std::uint64_t i = 0; i < count; ++i)
     pages.push_back({page + i, bytes + i * kVfdPage});
@@ -226,50 +165,29 @@ bool vfd_Store::WriteFrames(std::uint64_t page, std::uint64_t count, const unsig
 }
 
 // Frames of an update that goes on: no record makes them count yet.
-bool vfd_Store::SpillFrames(const std::vector<Page>& pages) {
-  if (!BeginGeneration())
+bool vfd_Store::SpillFrames(const std::vector<vfd_NewPage>& pages) {
+  std::vector<vfd_FrameRef> frames;
+  if (!BeginGeneration() || !m_files.journal.Spill(pages, frames))
     return false;
-  vfd_Appender frames(m_journal.Get(), m_openEnd, m_openChain);
-  frames.Reserve(pages.size());
-  bool written = true;
-  for (std::size_t i = 0; written && i < pages.size(); ++i)
-    written = frames.Put(pages[i].number, pages[i].bytes);
-  if (!written || !frames.Flush()) {
-    Fail("write the journal");
-    CutJournal(m_openEnd); // there may be no room on the disk
-    return false;
-  }
-  std::uint64_t frame = std::exchange(m_openEnd, frames.End());
-  m_openChain = frames.Chain();
-  m_spilled += pages.size();
-  m_journalSize = std::max(m_journalSize, m_openEnd);
-  for (const Page& page : pages) {
-    m_overlay.Spilled(page.number, frame);
-    frame += kVfdFrame;
-  }
+  for (std::size_t i = 0; i < pages.size(); ++i)
+    m_image.written.Spilled(pages[i].number, frames[i]);
   return true;
 }
 
 void vfd_Store::HasFailed() noexcept {
-  const bool matters = m_closing == Closing::kNo || (m_closing == Closing::kKeep && !Scratch());
-  if (!matters || !m_broken.empty())
-    return;
-  try {
-    m_broken = m_cause.empty() ? "out of memory" : m_cause;
-  } catch (const std::bad_alloc&) {
-    m_broken = "no memory"; // short enough to need none
-  }
+  const bool matters =
+      m_closing == Closing::kNo || (m_closing == Closing::kKeep && !m_options.Scratch());
+  if (matters && m_broken.Empty())
+    m_broken.Set(vfd_LastCause().Empty() ? "out of memory" : vfd_LastCause().Text());
 }
 
 void vfd_Store::Discard() {
-  m_broken.clear();
+  m_broken.Clear();
   CutLongJournal();
-  m_overlay.Clear();
-  m_openEnd = m_journalEnd;
-  m_openChain = m_chain;
-  m_spilled = 0;
+  m_image.written.Clear();
+  m_files.journal.Forget();
   m_spillAt = SpillLimit();
-  if (!Scratch())
+  if (!m_options.Scratch())
     m_eof = m_committedEnd;
 }
 
@@ -283,21 +201,16 @@ void vfd_Store::OpenedBy(vfd_Store** user) {
   m_user = user;
 }
 
-void vfd_Store::ClosedBy(vfd_Store** user, bool opening) {
+bool vfd_Store::ClosedBy(vfd_Store** user, bool opening) {
   if (m_user == user)
     m_user = nullptr;
-  if (!opening && m_closing == Closing::kNo)
-    Finish();
+  return !opening && m_closing == Closing::kNo;
 }
 
 void vfd_Store::EndClosing(bool good) {
   CutOff();
-  try {
-    std::string cause;
-    if (m_closing == Closing::kKeep && (good || Scratch()))
-      Commit(cause);
-  } catch (const std::bad_alloc&) { // the cause, which nobody asks for
-  }
+  if (m_closing == Closing::kKeep && (good || m_options.Scratch()))
+    Commit();
   Discard();
   m_closing = Closing::kNo;
 }

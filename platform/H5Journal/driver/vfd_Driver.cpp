@@ -1,21 +1,37 @@
 #include <H5Journal/driver/vfd_Driver.h>
 
 #include <H5Journal/commit/vfd_Store.h>
+#include <H5Journal/files/vfd_Cause.h>
+#include <H5Journal/opening/vfd_Registry.h>
+#include <H5Journal/opening/vfd_Superblock.h>
 
+#include <algorithm>
 #include <new>
+#include <sys/stat.h>
+#include <vector>
 #if H5_VERSION_GE(1, 13, 0)
 #include <H5FDdevelop.h>
 #endif
 
 namespace {
-constinit vfd_Store* s_opening = nullptr;
+// What HDF5 opens next, given by us.
+thread_local constinit vfd_Store* s_opening = nullptr;
+thread_local constinit std::unique_ptr<vfd_Store>* s_given = nullptr;
 
 // HDF5 knows the beginning of it only.
 struct File {
   H5FD_t base;
   vfd_Store* store; // null: cut off, what HDF5 still does with it has no effect
   haddr_t eoa;
+  std::unique_ptr<vfd_Store> owned; // of a file that HDF5 opened by itself
+  bool probe = false;               // a second look at a file that is open already
 };
+
+// Lives for ever: HDF5 closes files in an exit handler.
+std::vector<File*>& files() {
+  static auto& all = *new std::vector<File*>;
+  return all;
+}
 
 File* fileOf(H5FD_t* base) {
   return reinterpret_cast<File*>(base);
@@ -24,26 +40,87 @@ const File* fileOf(const H5FD_t* base) {
   return reinterpret_cast<const File*>(base);
 }
 
-H5FD_t* open(const char*, unsigned, hid_t, haddr_t) {
-  File* const file = s_opening == nullptr ? nullptr : new (std::nothrow) File{{}, s_opening, 0};
-  if (file == nullptr)
+vfd_Options optionsOf(const char* name, unsigned flags, hid_t fapl) {
+  const auto* given = static_cast<const H5J_options_t*>(H5Pget_driver_info(fapl));
+  const H5J_options_t options = given == nullptr ? vfd_Driver::DefaultOptions() : *given;
+  return vfd_OptionsOf(name, flags, options);
+}
+
+// A file that HDF5 has open through us already, and opens once more: it compares and finds the first.
+vfd_Store* openAlready(const char* name) {
+  struct stat status;
+  if (::stat(name, &status) != 0)
     return nullptr;
-  s_opening->OpenedBy(&file->store);
-  return &file->base;
+  for (const File* const file : files())
+    if (file->owned != nullptr && file->store == file->owned.get() && !file->store->Forked() &&
+        file->store->Identity() == vfd_FileIdentity::Of(status))
+      return file->store;
+  return nullptr;
 }
 
-// What HDF5 wrote while closing becomes a commit point in the store or is forgotten; the store knows which.
+std::unique_ptr<vfd_Store> openByName(const vfd_Options& options, unsigned flags) {
+  if ((flags & (H5F_ACC_TRUNC | H5F_ACC_CREAT | H5F_ACC_EXCL)) != 0)
+    return vfd_Store::Create(options, (flags & H5F_ACC_EXCL) != 0);
+  auto store = vfd_Store::Open(options);
+  if (store != nullptr && (!vfd_Driver::CheckWhole(*store) || (store->NeedsRecovery() && !store->Recover()))) {
+    store->Abandon();
+    store.reset();
+  }
+  return store;
+}
+
+void tellHdf5() {
+  H5Epush2(H5E_DEFAULT, __FILE__, "H5FD_journal_open", __LINE__, H5E_ERR_CLS, H5E_VFL, H5E_CANTOPENFILE, "%s",
+           vfd_LastCause().Text());
+}
+
+H5FD_t* open(const char* name, unsigned flags, hid_t fapl, haddr_t) {
+  File* const opened = vfd_Try<File*>(nullptr, [&]() -> File* {
+    auto file = std::make_unique<File>();
+    files().reserve(files().size() + 1);
+    if (s_given != nullptr) {
+      file->owned = std::move(*s_given);
+      file->store = file->owned.get();
+    } else if (s_opening != nullptr) {
+      file->store = s_opening;
+    } else if ((flags & H5F_ACC_TRUNC) == 0 && (file->store = openAlready(name)) != nullptr) {
+      file->probe = true;
+    } else {
+      file->owned = openByName(optionsOf(name, flags, fapl), flags);
+      if ((file->store = file->owned.get()) == nullptr)
+        return nullptr;
+    }
+    if (!file->probe)
+      file->store->OpenedBy(&file->store);
+    files().push_back(file.get());
+    return file.release();
+  });
+  if (opened == nullptr)
+    return tellHdf5(), nullptr;
+  return &opened->base;
+}
+
+// What HDF5 wrote while closing becomes a commit point in the store or is forgotten; the store knows which. HDF5
+// opens a file twice to see whether it knows it, so the closing of a file that is being opened does not count.
 herr_t close(H5FD_t* base) {
-  File* const file = fileOf(base);
-  if (file->store != nullptr)
-    file->store->ClosedBy(&file->store, s_opening != nullptr);
-  delete file;
-  return 0;
+  const std::unique_ptr<File> file(fileOf(base));
+  std::erase(files(), file.get());
+  if (file->probe || file->store == nullptr)
+    return 0;
+  const bool opening = s_opening != nullptr || s_given != nullptr;
+  if (opening && s_given != nullptr)
+    *s_given = std::move(file->owned);
+  if (file->store->ClosedBy(&file->store, opening) && file->owned == nullptr)
+    file->store = nullptr;
+  return 0; // an owned store ends here as at its last commit point
 }
 
-// Two views of one file may stand at different commit points, and what HDF5 could not close must not come
-// back when the store is opened again, so each opening is a file of its own for HDF5.
+// Files that we opened are each a file of its own for HDF5, since two views of one file may stand at different
+// commit points, and what HDF5 could not close must not come back.
 int compare(const H5FD_t* a, const H5FD_t* b) {
+  const File *const first = fileOf(a), *const second = fileOf(b);
+  if (first->store == second->store && first->store != nullptr && (first->probe || second->probe))
+    return 0;
   return a < b ? -1 : a > b ? 1 : 0;
 }
 
@@ -69,23 +146,28 @@ haddr_t endOfFile(const H5FD_t* base, H5FD_mem_t) {
   return file->store == nullptr ? file->eoa : file->store->End();
 }
 
-// No exception may pass through HDF5. A failed read counts as well: HDF5 may have needed it for what it
-// writes.
+herr_t handleOf(H5FD_t* base, hid_t, void** handle) {
+  *handle = fileOf(base);
+  return 0;
+}
+
+// A failed read counts as well: HDF5 may have needed it for what it writes.
 // \param cutOff the answer without a store.
 template <class Work>
 herr_t guarded(H5FD_t* base, herr_t cutOff, Work work) {
   if (fileOf(base)->store == nullptr)
     return cutOff;
   vfd_Store& store = *fileOf(base)->store;
-  try {
-    if (work(store))
-      return 0;
-  } catch (const std::bad_alloc&) {
-  }
+  if (vfd_Try(false, [&] { return work(store); }))
+    return 0;
   store.HasFailed();
   // HDF5 does not survive a write that fails while it closes a file; the store knows that it is not to be
   // kept.
-  return store.IsClosing() ? cutOff : -1;
+  if (store.IsClosing())
+    return cutOff;
+  H5Epush2(H5E_DEFAULT, __FILE__, "H5FD_journal", __LINE__, H5E_ERR_CLS, H5E_VFL, H5E_WRITEERROR, "%s",
+           vfd_LastCause().Text());
+  return -1;
 }
 
 herr_t read(H5FD_t* base, H5FD_mem_t, hid_t, haddr_t address, std::size_t size, void* buffer) {
@@ -96,7 +178,7 @@ herr_t write(H5FD_t* base, H5FD_mem_t, hid_t, haddr_t address, std::size_t size,
   return guarded(base, 0, [&](vfd_Store& store) { return store.Write(address, size, buffer); });
 }
 
-// HDF5 flushes when it likes; only the context says when it counts.
+// HDF5 flushes when it likes; only the program says when it counts.
 herr_t flush(H5FD_t*, hid_t, hbool_t) {
   return 0;
 }
@@ -119,9 +201,10 @@ H5FD_class_t describeDriver() {
   driver.version = H5FD_CLASS_VERSION;
   driver.value = static_cast<H5FD_class_value_t>(0x5044);
 #endif
-  driver.name = "pdm_journal";
+  driver.name = "journal";
   driver.maxaddr = static_cast<haddr_t>(kVfdLargest);
   driver.fc_degree = H5F_CLOSE_STRONG;
+  driver.fapl_size = sizeof(H5J_options_t);
   driver.open = &open;
   driver.close = &close;
   driver.cmp = &compare;
@@ -129,6 +212,7 @@ H5FD_class_t describeDriver() {
   driver.get_eoa = &endAllocated;
   driver.set_eoa = &setEndAllocated;
   driver.get_eof = &endOfFile;
+  driver.get_handle = &handleOf;
   driver.read = &read;
   driver.write = &write;
   driver.flush = &flush;
@@ -140,6 +224,15 @@ H5FD_class_t describeDriver() {
     driver.fl_map[type] = kMap[type];
   return driver;
 }
+
+// The file is looked at in our own list, so another driver's handle is never touched.
+File* findFile(hid_t file) {
+  void* handle = nullptr;
+  if (H5Fget_vfd_handle(file, H5P_DEFAULT, &handle) < 0)
+    return nullptr;
+  const auto found = std::find(files().begin(), files().end(), handle);
+  return found == files().end() ? nullptr : *found;
+}
 } // namespace
 
 hid_t vfd_Driver::Id() {
@@ -150,10 +243,53 @@ hid_t vfd_Driver::Id() {
   return s_id;
 }
 
-vfd_Driver::Opening::Opening(vfd_Store& store) {
-  s_opening = &store;
+H5J_options_t vfd_Driver::DefaultOptions() {
+  return {H5J_OPTIONS_VERSION, H5J_PROCESS, false, 0, 0, 0};
 }
 
-vfd_Driver::Opening::~Opening() {
+vfd_Store* vfd_Driver::StoreOf(hid_t file) {
+  const File* const found = findFile(file);
+  return found == nullptr ? nullptr : found->store;
+}
+
+std::unique_ptr<vfd_Store> vfd_Driver::TakeStore(hid_t file) {
+  File* const found = findFile(file);
+  return found == nullptr ? nullptr : std::move(found->owned);
+}
+
+hid_t vfd_Driver::Open(vfd_Store& store, const char* name, bool readOnly, hid_t fapl) {
+  s_opening = &store;
+  const hid_t file = H5Fopen(name, readOnly ? H5F_ACC_RDONLY : H5F_ACC_RDWR, fapl);
   s_opening = nullptr;
+  return file;
+}
+
+hid_t vfd_Driver::Create(vfd_Store& store, const char* name, hid_t fcpl, hid_t fapl) {
+  s_opening = &store;
+  const hid_t file = H5Fcreate(name, H5F_ACC_TRUNC, fcpl, fapl);
+  s_opening = nullptr;
+  return file;
+}
+
+hid_t vfd_Driver::Give(std::unique_ptr<vfd_Store> store, const char* name, hid_t fapl) {
+  s_given = &store;
+  const hid_t file = H5Fopen(name, store->ReadOnly() ? H5F_ACC_RDONLY : H5F_ACC_RDWR, fapl);
+  s_given = nullptr;
+  return file;
+}
+
+bool vfd_Driver::CheckWhole(vfd_Store& store) {
+  if (store.End() == 0)
+    return vfd_Refuse("the file is empty");
+  const auto read = [&](std::uint64_t address, std::size_t count, void* bytes) {
+    return store.Read(address, count, bytes);
+  };
+  const vfd_Superblock block = vfd_Superblock::Read(store.End(), read);
+  if (!block.found)
+    return vfd_Refuse("not an HDF5 file");
+  if (block.damaged)
+    return vfd_Refuse("the file's first block is damaged: its checksum disagrees");
+  store.SetSuperblock(block.start);
+  return block.end <= store.End() || vfd_Refuse("file is truncated: " + std::to_string(store.End()) + " bytes, " +
+                                                std::to_string(block.end) + " expected");
 }

@@ -15,19 +15,29 @@ constinit unsigned s_forks = 0;
 
 constexpr std::size_t kLargestCall = std::size_t{1} << 30; // Linux moves at most 2 GiB at once
 
-bool identityOf(const struct stat& status, vfd_FileIdentity& identity) {
-  identity = {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
-  return true;
+// A call that a signal has interrupted is made again.
+template <class Call>
+bool whole(Call call) {
+  int result;
+  do
+    result = call();
+  while (result != 0 && errno == EINTR);
+  return result == 0;
 }
 
-// Waits for the disk. macOS only promises as much through a call of its own.
-int waitForDisk(int descriptor, bool wholeInode) {
-#ifdef F_FULLFSYNC
-  static_cast<void>(wholeInode);
-  return ::fcntl(descriptor, F_FULLFSYNC);
-#else
-  return wholeInode ? ::fsync(descriptor) : ::fdatasync(descriptor);
-#endif
+// Where the file system cannot reserve, zeros do it; only past what the file has.
+bool fillWithZeros(int descriptor, std::uint64_t end) {
+  static constexpr unsigned char kZeros[std::size_t{64} << 10] = {};
+  std::uint64_t at = 0;
+  if (!vfd_GetSize(descriptor, at))
+    return false;
+  while (at < end) {
+    const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(end - at, sizeof kZeros));
+    if (!vfd_WriteAt(descriptor, kZeros, count, at))
+      return false;
+    at += count;
+  }
+  return true;
 }
 } // namespace
 
@@ -42,7 +52,7 @@ std::uint64_t vfd_Random() {
   std::uint64_t number = 0;
   if (::getentropy(&number, sizeof number) != 0) // no system that has files lacks it
     number = static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
-  return number;
+  return number == 0 ? 1 : number;
 }
 
 void vfd_Descriptor::Close() {
@@ -52,12 +62,10 @@ void vfd_Descriptor::Close() {
 
 bool vfd_FileIdentity::Of(int descriptor, vfd_FileIdentity& identity) {
   struct stat status;
-  return ::fstat(descriptor, &status) == 0 && identityOf(status, identity);
-}
-
-bool vfd_FileIdentity::Of(const std::string& name, vfd_FileIdentity& identity) {
-  struct stat status;
-  return ::stat(name.c_str(), &status) == 0 && identityOf(status, identity);
+  if (::fstat(descriptor, &status) != 0)
+    return false;
+  identity = Of(status);
+  return true;
 }
 
 bool vfd_ReadAt(int descriptor, void* bytes, std::size_t count, std::uint64_t offset, std::size_t& got) {
@@ -96,11 +104,7 @@ bool vfd_WriteAt(int descriptor, const void* bytes, std::size_t count, std::uint
 }
 
 bool vfd_SetSize(int descriptor, std::uint64_t size) {
-  int result;
-  do
-    result = ::ftruncate(descriptor, static_cast<off_t>(size));
-  while (result != 0 && errno == EINTR);
-  return result == 0;
+  return whole([&] { return ::ftruncate(descriptor, static_cast<off_t>(size)); });
 }
 
 bool vfd_GetSize(int descriptor, std::uint64_t& size) {
@@ -111,30 +115,40 @@ bool vfd_GetSize(int descriptor, std::uint64_t& size) {
   return true;
 }
 
-bool vfd_Sync(int descriptor) {
-  return waitForDisk(descriptor, false) == 0;
-}
-
-bool vfd_SyncDirectoryOf(const std::string& file) {
-  const std::size_t slash = file.rfind('/');
-  const std::string directory = slash == std::string::npos ? "." : file.substr(0, slash + 1);
-  const vfd_Descriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return opened.IsOpen() && waitForDisk(opened.Get(), true) == 0;
-}
-
-bool vfd_Rename(const std::string& from, const std::string& to, bool mustBeNew) {
-  if (!mustBeNew)
-    return ::rename(from.c_str(), to.c_str()) == 0;
-#ifdef RENAME_NOREPLACE
-  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+bool vfd_Reserve(int descriptor, std::uint64_t start, std::uint64_t end) {
+  if (start >= end)
     return true;
-  if (errno != EINVAL && errno != ENOSYS)
+#ifdef __linux__
+  if (whole([&] {
+        return ::fallocate(descriptor, 0, static_cast<off_t>(start), static_cast<off_t>(end - start));
+      }))
+    return true;
+  if (errno != EOPNOTSUPP && errno != ENOSYS && errno != EINVAL)
     return false;
 #endif
-  // Not every file system can: a second name, then the first away.
-  return ::link(from.c_str(), to.c_str()) == 0 && vfd_Remove(from);
+  return fillWithZeros(descriptor, end);
 }
 
-bool vfd_Remove(const std::string& name) {
-  return ::unlink(name.c_str()) == 0 || errno == ENOENT;
+bool vfd_HasHoles(int descriptor) {
+  constexpr std::uint64_t kBlock = 512; // what st_blocks counts, whatever the file system's own are
+  struct stat status;
+  return ::fstat(descriptor, &status) == 0 &&
+         static_cast<std::uint64_t>(status.st_blocks) * kBlock < static_cast<std::uint64_t>(status.st_size);
+}
+
+// macOS only promises as much through a call of its own.
+bool vfd_Sync(int descriptor) {
+#ifdef F_FULLFSYNC
+  return whole([&] { return ::fcntl(descriptor, F_FULLFSYNC); });
+#else
+  return whole([&] { return ::fdatasync(descriptor); });
+#endif
+}
+
+bool vfd_SyncAll(int descriptor) {
+#ifdef F_FULLFSYNC
+  return vfd_Sync(descriptor);
+#else
+  return whole([&] { return ::fsync(descriptor); });
+#endif
 }

@@ -3,9 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <sys/stat.h>
 #include <utility>
 
-/// A file descriptor and who closes it. Private to the module.
+/// A file descriptor and who closes it.
 class vfd_Descriptor {
  public:
   vfd_Descriptor() = default;
@@ -30,15 +31,17 @@ struct vfd_FileIdentity {
   std::uint64_t device = 0, inode = 0;
   friend bool operator==(const vfd_FileIdentity&, const vfd_FileIdentity&) = default;
 
+  static vfd_FileIdentity Of(const struct stat& status) {
+    return {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
+  }
   /// \return false with errno set.
   static bool Of(int descriptor, vfd_FileIdentity& identity);
-  static bool Of(const std::string& name, vfd_FileIdentity& identity);
 };
 
 /// How often this process has become another one by fork(), as far as the system's libraries tell. Cheap.
 unsigned vfd_Forks();
 
-/// A number that nobody can guess.
+/// A number that nobody can guess, and not 0.
 std::uint64_t vfd_Random();
 
 /// The calls that touch the disk, whole or not at all as far as the caller sees: interrupted and short ones
@@ -51,11 +54,12 @@ bool vfd_ReadPadded(int descriptor, void* bytes, std::size_t count, std::uint64_
 bool vfd_WriteAt(int descriptor, const void* bytes, std::size_t count, std::uint64_t offset);
 bool vfd_SetSize(int descriptor, std::uint64_t size);
 bool vfd_GetSize(int descriptor, std::uint64_t& size);
+/// Makes the file at least `end` bytes long, with room on the disk for all of them from `start` on: a later
+/// write there needs none.
+bool vfd_Reserve(int descriptor, std::uint64_t start, std::uint64_t end);
+/// True when the file has holes: a write there may find no room.
+bool vfd_HasHoles(int descriptor);
 /// Waits until the file's bytes and size are on the disk.
 bool vfd_Sync(int descriptor);
-/// Waits until the names in the directory of `file` are on the disk.
-bool vfd_SyncDirectoryOf(const std::string& file);
-/// Renames; with `mustBeNew` an existing file of that name is left alone, errno EEXIST.
-bool vfd_Rename(const std::string& from, const std::string& to, bool mustBeNew);
-/// Removes a name; one that is missing is no failure.
-bool vfd_Remove(const std::string& name);
+/// The same for everything about it, as the names in a directory.
+bool vfd_SyncAll(int descriptor);

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 /// The rules that make a file survive. The campaigns break each of them on purpose, in a build of their own,
 /// to see that they would notice; in every other build none can be broken and the questions cost nothing.
 enum class vfd_Rule {
@@ -13,20 +11,20 @@ enum class vfd_Rule {
   kJournalFirst,     // committed bytes change only after the record of the whole update
   kFloor,            // no page that has a frame in this generation bypasses the journal
   kChecksum,         // a record counts only with all before it
-  kDirectOnlyBeyond, // only space past the committed image bypasses the journal
+  kDirectOnlyBeyond, // only space that no commit point knows bypasses the journal
   kRecoverySync,     // a journal goes only when what it held is on the disk
+  kMarkSync,         // the file names its journal on the disk before the first frame, and until it goes
+  kMarkFirst,        // the file names its journal before the journal holds a commit
+  kReserve,          // a commit counts only when the file has room for it
+  kReuse,            // freed space bypasses the journal only when no frame and no reader needs it
+  kVerify,           // a frame is checked again when it is used
 };
 
 #ifdef PDM_BREAKABLE
 /// True for the rule that the environment names in PDM_BREAK.
 bool vfd_Broken(vfd_Rule rule);
-/// The size in bytes that the environment variable gives, else `ordinary`.
-std::uint64_t vfd_Limit(const char* variable, std::uint64_t ordinary);
 #else
 constexpr bool vfd_Broken(vfd_Rule) {
   return false;
-}
-constexpr std::uint64_t vfd_Limit(const char*, std::uint64_t ordinary) {
-  return ordinary;
 }
 #endif

@@ -1,7 +1,6 @@
 #include <H5Journal/journal/vfd_Appender.h>
 
 #include <H5Journal/files/vfd_Io.h>
-#include <H5Journal/journal/vfd_Format.h>
 
 #include <algorithm>
 
@@ -14,15 +13,17 @@ unsigned char* vfd_Appender::Room(std::size_t bytes) {
   return m_records.data() + m_records.size() - bytes;
 }
 
-bool vfd_Appender::Put(std::uint64_t page, const unsigned char* bytes) {
+bool vfd_Appender::Put(const vfd_NewPage& page, vfd_FrameRef& frame) {
   if (m_records.size() >= kVfdFramesAtOnce * kVfdFrame && !Flush())
     return false;
-  vfd_PutFrame(Room(kVfdFrame), page, bytes, m_chain);
+  const std::uint64_t at = m_end + m_records.size();
+  frame = vfd_PutFrame(Room(kVfdFrame), m_salt, page.number, page.bytes, at, m_chain);
   return true;
 }
 
 bool vfd_Appender::Commit(std::uint64_t frames, std::uint64_t eof, std::uint64_t sequence) {
-  vfd_PutCommit(Room(kVfdCommit), static_cast<std::uint32_t>(frames), eof, sequence, m_chain);
+  vfd_CommitRecord{static_cast<std::uint32_t>(frames), eof, sequence, m_salt}.Encode(Room(kVfdCommit),
+                                                                                     m_chain);
   return Flush();
 }
 

@@ -32,8 +32,10 @@ vfd_Locks::Result setByte(int descriptor, short type, off_t byte) {
   while (result != 0 && errno == EINTR);
   if (result == 0)
     return vfd_Locks::Result::kTaken;
+  if (errno == EAGAIN || errno == EACCES)
+    return vfd_Locks::Result::kHeld;
   return errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP ? vfd_Locks::Result::kUnsupported
-                                                                   : vfd_Locks::Result::kHeld;
+                                                                   : vfd_Locks::Result::kFailed;
 }
 #endif
 } // namespace
@@ -47,7 +49,7 @@ vfd_Locks::Result vfd_Locks::TakeFile(int descriptor, bool shared) {
     return Result::kTaken;
   if (errno == EWOULDBLOCK)
     return Result::kHeld;
-  return errno == ENOSYS || errno == EOPNOTSUPP || errno == ENOLCK ? Result::kUnsupported : Result::kFailed;
+  return errno == ENOSYS || errno == EOPNOTSUPP ? Result::kUnsupported : Result::kFailed;
 }
 
 #ifdef F_OFD_SETLK
@@ -88,11 +90,11 @@ void vfd_Locks::ReleaseReaders(int) {}
 
 // The system's list of locks names the process. Its device number may differ from the file's on layered file
 // systems, so the inode decides.
-vfd_Locks::Holder vfd_Locks::HolderOf(int descriptor) {
+bool vfd_Locks::HolderOf(int descriptor, vfd_Writer& who, bool& writes) {
   vfd_FileIdentity file;
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> list(std::fopen("/proc/locks", "re"), &std::fclose);
   if (list == nullptr || !vfd_FileIdentity::Of(descriptor, file))
-    return {};
+    return false;
   char line[256];
   while (std::fgets(line, sizeof line, list.get()) != nullptr) {
     char kind[8] = {};
@@ -101,13 +103,12 @@ vfd_Locks::Holder vfd_Locks::HolderOf(int descriptor) {
     std::uint64_t inode = 0;
     if (std::sscanf(line, "%*s FLOCK %*s %7s %d %x:%x:%" SCNu64, kind, &process, &deviceMajor, &deviceMinor,
                     &inode) == 5 &&
-        inode == file.inode && process > 0 && process != ::getpid())
-      return {static_cast<std::uint64_t>(process), HostName(), std::strcmp(kind, "WRITE") == 0};
+        inode == file.inode && process > 0 && process != ::getpid()) {
+      who = vfd_Writer::Self(); // the same host
+      who.process = static_cast<std::uint64_t>(process);
+      writes = std::strcmp(kind, "WRITE") == 0;
+      return true;
+    }
   }
-  return {};
-}
-
-std::string vfd_Locks::HostName() {
-  char name[64] = {};
-  return ::gethostname(name, sizeof name - 1) == 0 ? name : "unknown";
+  return false;
 }

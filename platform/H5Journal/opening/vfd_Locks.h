@@ -1,13 +1,12 @@
 #pragma once
 
-#include <cstdint>
-#include <string>
+#include <H5Journal/journal/vfd_Format.h>
 
 /// Who may use a file: the whole-file lock (flock) that a writer has alone and readers share, and two bytes
 /// far past every file's end with locks of the open file description. The writer holds the first; live
 /// readers share the second, and the writer takes it for the moments in which it changes what they may be
 /// looking at. All of them end with the process, however it ends, unless a child of it lives on that has not
-/// called exec. Private to the module.
+/// called exec.
 class vfd_Locks {
  public:
   enum class Result { kTaken, kHeld, kUnsupported, kFailed }; // kFailed: errno is set
@@ -24,12 +23,6 @@ class vfd_Locks {
   static Result TryReaders(int descriptor);
   static void ReleaseReaders(int descriptor);
 
-  /// Another process that holds the file's lock.
-  struct Holder {
-    std::uint64_t process = 0; // 0: the system does not tell
-    std::string host;
-    bool writes = true;
-  };
-  static Holder HolderOf(int descriptor);
-  static std::string HostName();
+  /// Another process that holds the file's lock. \return false when the system does not tell.
+  static bool HolderOf(int descriptor, vfd_Writer& who, bool& writes);
 };

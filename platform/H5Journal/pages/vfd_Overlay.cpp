@@ -53,7 +53,7 @@ void vfd_Overlay::Release(Slot& slot) {
   slot.bytes.reset();
 }
 
-void vfd_Overlay::Spilled(std::uint64_t page, std::uint64_t frame) {
+void vfd_Overlay::Spilled(std::uint64_t page, const vfd_FrameRef& frame) {
   Slot& slot = m_slots[page];
   Release(slot);
   slot.frame = frame;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <H5Journal/journal/vfd_Format.h>
+#include <H5Journal/journal/vfd_PageIndex.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -8,14 +8,14 @@
 #include <unordered_map>
 #include <vector>
 
-/// Pages of a file by number: in memory, or moved to a frame of the journal. Private to the module.
+/// Pages of a file by number: in memory, or moved to a frame of the journal.
 class vfd_Overlay {
  public:
   vfd_Overlay() { m_spare.reserve(kSpare); }
 
   struct Slot {
     std::unique_ptr<unsigned char[]> bytes; // kVfdPage of them; null: in the frame
-    std::uint64_t frame = 0;                // offset in the journal
+    vfd_FrameRef frame;                     // in the journal
   };
 
   bool Empty() const { return m_slots.empty(); }
@@ -33,7 +33,7 @@ class vfd_Overlay {
   /// All pages, in ascending order. Throws std::bad_alloc.
   std::vector<std::uint64_t> Pages() const;
   /// The page's bytes are in that frame now. Throws std::bad_alloc for a page that was not there.
-  void Spilled(std::uint64_t page, std::uint64_t frame);
+  void Spilled(std::uint64_t page, const vfd_FrameRef& frame);
   void Drop(std::uint64_t page);
   void DropFrom(std::uint64_t end);
   void Clear();

@@ -42,7 +42,7 @@ struct ORXSimRows::Edge {
 ORXSimRows::ORXSimRows(hid_t data, hid_t number, int rows, int components)
     : m_data(data), m_number(number), m_rows(rows), m_components(components),
       m_rowBytes(static_cast<std::int64_t>(H5Tget_size(number)) * components),
-      m_contiguous(H5Dget_offset(data) != HADDR_UNDEF),
+      m_contiguous(hdf_DataOffset(data) != HADDR_UNDEF),
       m_sums(rows, m_rowBytes, m_contiguous ? 1 : chunkRows(data)) {}
 
 bool ORXSimRows::Select(hdf_Operation& operation, int first, int end, hid_t& memory, hid_t& file) {

@@ -240,7 +240,7 @@ void hdf_Walk::CheckLayout(hid_t dataset, const Place& place, ORXSimInspected& s
   if (const std::string filter = strangeFilter(properties.Get()); !filter.empty())
     refuse("dataset.filter", filter + ": neither shuffle nor deflate");
   const bool filtered = layout == H5D_CHUNKED && H5Pget_nfilters(properties.Get()) > 0;
-  const haddr_t offset = H5Dget_offset(dataset);
+  const haddr_t offset = hdf_DataOffset(dataset);
   const std::uint64_t bytes = seen.Bytes();
   const bool fits = mayHaveGaps(seen, layout) || bytes / (filtered ? kHdfLargestExpansion : 1) <= m_fileBytes;
   if (stored > m_fileBytes || !fits ||

@@ -3,6 +3,7 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 
+#include <pthread.h>
 #include <vector>
 
 namespace {
@@ -13,9 +14,23 @@ std::vector<std::shared_ptr<hdf_Context>>& contexts() {
   return all;
 }
 
-constinit std::size_t s_open = 0; // contexts that are not null
 constinit int s_waitingTime = 0;
 } // namespace
+
+// Counted, since asking the system at every write would cost more than all other checks together.
+unsigned hdf_Context::Forks() {
+  static constinit unsigned s_forks = 0;
+  static const bool s_counts = ::pthread_atfork(nullptr, nullptr, [] { ++s_forks; }) == 0;
+  static_cast<void>(s_counts);
+  return s_forks;
+}
+
+H5J_info_t hdf_Context::Info() const {
+  H5J_info_t info{};
+  if (hold != nullptr)
+    H5Jget_hold_info(hold.get(), &info);
+  return info;
+}
 
 int hdf_WaitingTime() {
   return s_waitingTime;
@@ -41,25 +56,11 @@ ORXSimContextID hdf_Contexts::Add(std::shared_ptr<hdf_Context> context) {
   context->id = ORXSimContextID(static_cast<int>(contexts().size() - 1));
   context->forks = hdf_Context::Forks();
   context->epoch = ORXSimManager::Epochs();
-  ++s_open;
   return context->id;
 }
 
 void hdf_Contexts::Remove(ORXSimContextID id) {
   contexts()[static_cast<std::size_t>(id.Value())].reset();
-  --s_open;
-}
-
-std::shared_ptr<hdf_Context> hdf_Contexts::OnFile(const vfd_FileIdentity& file) {
-  std::size_t unseen = s_open;
-  for (auto context = contexts().rbegin(); unseen != 0; ++context) {
-    if (*context == nullptr)
-      continue;
-    if ((*context)->store != nullptr && (*context)->store->Identity() == file)
-      return *context;
-    --unseen;
-  }
-  return nullptr;
 }
 
 void hdf_Contexts::CloseAll() {
@@ -68,6 +69,5 @@ void hdf_Contexts::CloseAll() {
       hdf_Operation operation("close file", context.get());
       context->Close(operation);
       context.reset();
-      --s_open;
-    }
+        }
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <H5Journal/commit/vfd_Store.h>
+#include <H5Journal/H5Journal.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Handle.h>
 
@@ -15,6 +15,11 @@
 class hdf_GroupRep;
 class hdf_ObjectRep;
 class hdf_Operation;
+
+/// Brings a file's journal home and lets go of the file.
+struct hdf_Releaser {
+  void operator()(H5J_hold_t* hold) const { H5Jrelease(hold); }
+};
 
 /// What all objects of one open file share; outlives the file for as long as one of them is held. Private
 /// to the module.
@@ -43,7 +48,7 @@ struct hdf_Context {
 
   /// False, with the cause reported, when nothing may be written.
   bool MayWrite(hdf_Operation& operation) {
-    return !(readOnly || stopped || forks != Forks()) || RefuseWrite(operation);
+    return !(readOnly || stopped || Forked()) || RefuseWrite(operation);
   }
   bool RefuseWrite(hdf_Operation& operation) const;
   /// A write has failed halfway: nothing is committed any more before a Rollback. The first cause stays.
@@ -62,13 +67,17 @@ struct hdf_Context {
   /// A live reader moves on to the newest commit point.
   bool Refresh(hdf_Operation& operation);
   ORXSimCommitInfo LastCommit() const;
+  /// How the file's journal stands; all zero when the file is closed.
+  H5J_info_t Info() const;
   /// How often this process has become another one by fork().
   static unsigned Forks();
+  bool Forked() const { return forks != Forks(); }
 
   ORXSimContextID id;
   std::string fileName; // as the host gave it
   hid_t file = H5I_INVALID_HID;
-  std::unique_ptr<vfd_Store> store; // the bytes under it, with the lock; while the file is open
+  std::unique_ptr<H5J_hold_t, hdf_Releaser> hold; // the bytes under it, with the lock; while the file is open
+  bool isNew = false; // no commit point yet
   bool readOnly = false;
   bool live = false;  // reads beside a writer
   int durability = 1; // 0 none, 1 death of the process, 2 loss of power
@@ -100,7 +109,7 @@ struct hdf_Context {
   void LeaveObjects(Leave leave);
   bool MakeCommitPoint(hdf_Operation& operation);
   bool KeepWork(hdf_Operation& operation);
-  bool CloseFile() noexcept;
+  bool CloseFile(bool keep) noexcept;
   bool Reopen(hdf_Operation& operation);
   void EndScope();
 };
@@ -119,8 +128,6 @@ class hdf_Contexts {
   /// Gives the context its number and keeps it until Remove. After Reserve.
   static ORXSimContextID Add(std::shared_ptr<hdf_Context> context);
   static void Remove(ORXSimContextID id);
-  /// The open context on that file, null when there is none.
-  static std::shared_ptr<hdf_Context> OnFile(const vfd_FileIdentity& file);
   /// Closes all that are open.
   static void CloseAll();
 };

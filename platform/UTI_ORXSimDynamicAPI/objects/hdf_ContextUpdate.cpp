@@ -8,6 +8,7 @@
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 
 #include <new>
+#include <utility>
 
 namespace {
 constexpr char kForked[] = "the context belongs to another process";
@@ -15,28 +16,18 @@ constexpr char kJournalStays[] = "the journal could not be brought into the file
 constexpr char kRolledBack[] =
     "the update was rolled back inside: nothing is written before its outermost scope has ended";
 
-// The file is closed with everything that is open in it, also where an exhausted memory has left a reference.
-herr_t closeFile(hid_t file) {
-  while (H5Iget_ref(file) > 1)
-    H5Idec_ref(file);
-  return H5Fclose(file);
-}
 } // namespace
-
-unsigned hdf_Context::Forks() {
-  return vfd_Forks();
-}
 
 bool hdf_Context::RefuseWrite(hdf_Operation& operation) const {
   if (readOnly)
     return operation.Refuse("the file is open for reading only");
-  if (forks != Forks())
+  if (Forked())
     return operation.Refuse(kForked);
   if (!barred)
     return operation.Refuse(kRolledBack);
   return operation.Refuse(
       "barred since: " + barCause +
-      (durability == 0 || store->IsPoisoned() ? "; close the file" : "; roll back or close"));
+      (durability == 0 || Info().poisoned ? "; close the file" : "; roll back or close"));
 }
 
 void hdf_Context::Bar(std::string_view cause, const char* during) noexcept {
@@ -62,24 +53,23 @@ bool hdf_Context::MakeCommitPoint(hdf_Operation& operation) {
   operation.NoteClosings();
   if (readOnly)
     return true;
-  if (stopped || store->Forked())
+  if (stopped || Forked())
     return stopped ? RefuseWrite(operation) : operation.Refuse(kForked);
-  if ((durability == 0 && !store->IsNew()) || (takenBack && writes == committed))
+  if ((durability == 0 && !isNew) || (takenBack && writes == committed))
     return true;
-  if (!operation.Check(H5Fflush(file, H5F_SCOPE_LOCAL))) {
-    Bar(hdf_Operation::LastCause(), "commit: ");
-    return false;
-  }
-  std::string cause;
-  if (store->Commit(cause)) {
+  const herr_t done = H5Jcommit_held(hold.get(), file);
+  if (done >= 0) {
+    if (isNew && *H5Jlast_error() != '\0') // a journal that was in the way
+      operation.Refuse(H5Jlast_error());
     committed = writes;
-    takenBack = false;
-    if (store->IsPoisoned()) // what the commit did afterwards failed
-      Bar(store->Obstacle(), "");
+    isNew = takenBack = false;
+    if (done > 0) // what the commit did afterwards failed
+      Bar(Info().obstacle, "");
     return true;
   }
   // In a scope the caller may try again; without one nobody can, and what answers false must not come later.
-  if (!store->MayRetry())
+  const std::string cause = H5Jlast_error();
+  if (!Info().may_commit)
     Bar(cause, "commit: ");
   else if (scopes == 0)
     Rollback(operation);
@@ -101,7 +91,7 @@ void hdf_Context::LeaveObjects(Leave leave) {
 }
 
 bool hdf_Context::KeepWork(hdf_Operation& operation) {
-  if (readOnly || store->Forked()) // a file of another process is none of our business
+  if (readOnly || Forked()) // a file of another process is none of our business
     return true;
   if (scopes > 0 && writes != scopeStart && Journalled())
     return operation.Refuse("closed within an update, which is rolled back");
@@ -109,16 +99,13 @@ bool hdf_Context::KeepWork(hdf_Operation& operation) {
 }
 
 // HDF5 may fail to close a file and keep it: the store has nothing to do with it any more.
-bool hdf_Context::CloseFile() noexcept {
-  const bool closed = !IsOpen() || closeFile(file) >= 0;
-  file = H5I_INVALID_HID;
-  store->EndClosing(closed);
-  return closed;
+bool hdf_Context::CloseFile(bool keep) noexcept {
+  return H5Jend(hold.get(), std::exchange(file, H5I_INVALID_HID), keep) >= 0;
 }
 
 // Closes whatever happens; only the report may find no memory.
 bool hdf_Context::Close(hdf_Operation& operation) noexcept {
-  const bool forked = store->Forked(), none = takenBack && writes == committed;
+  const bool forked = Forked(), none = takenBack && writes == committed;
   bool kept = false;
   try {
     kept = none || KeepWork(operation);
@@ -126,10 +113,8 @@ bool hdf_Context::Close(hdf_Operation& operation) noexcept {
     hdf_Operation::OutOfMemory();
   }
   LeaveObjects([](hdf_ObjectRep& object) { object.Close(); });
-  store->BeginClosing((kept && !none && !forked) || durability == 0);
-  const bool closed = CloseFile();
-  const bool finished = store->Finish() || durability == 0 || forked;
-  store.reset();
+  const bool closed = CloseFile((kept && !none && !forked) || durability == 0);
+  const bool finished = H5Jrelease(hold.release()) >= 0 || durability == 0 || forked;
   try {
     return (closed || operation.Check(-1)) && (finished || operation.Refuse(kJournalStays)) && kept;
   } catch (const std::bad_alloc&) {
@@ -147,21 +132,20 @@ bool hdf_Context::Reopen(hdf_Operation& operation) {
   lost = "out of memory";
   LeaveObjects([](hdf_ObjectRep& object) { object.Leave(); });
   epoch = ++ORXSimManager::s_epochs;
-  store->BeginClosing(false);
-  CloseFile();
-  std::string cause;
-  const bool good =
-      (!live || store->TakeSnapshot(cause) || operation.Refuse(cause)) && hdf_ReopenFile(operation, *this);
+  CloseFile(false);
+  const bool good = (!live || H5Jmove_on(hold.get()) >= 0 || operation.Refuse(H5Jlast_error())) &&
+                    hdf_ReopenFile(operation, *this);
+  const H5J_info_t info = Info();
   lost = good ? "" : hdf_Operation::LastCause();
   committed = scopeStart = writes;
-  takenBack = store->IsNew();
-  barred = stopped = !good || !store->MayRetry();
-  barCause = good ? store->Obstacle() : lost;
+  takenBack = isNew;
+  barred = stopped = !good || !info.may_commit;
+  barCause = good ? info.obstacle : lost;
   return good;
 }
 
 bool hdf_Context::Rollback(hdf_Operation& operation) {
-  if (forks != Forks())
+  if (Forked())
     return operation.Refuse(kForked);
   if (writes == committed && !barred)
     return true;
@@ -172,14 +156,13 @@ bool hdf_Context::Rollback(hdf_Operation& operation) {
 bool hdf_Context::Refresh(hdf_Operation& operation) {
   if (!live)
     return operation.Refuse("the context is not open for live reading");
-  return forks == Forks() ? Reopen(operation) : operation.Refuse(kForked);
+  return !Forked() ? Reopen(operation) : operation.Refuse(kForked);
 }
 
 ORXSimCommitInfo hdf_Context::LastCommit() const {
-  if (store == nullptr)
-    return {};
-  return {store->Sequence(), static_cast<std::int64_t>(store->CommittedEnd()),
-          static_cast<std::int64_t>(store->JournalBytes())};
+  const H5J_info_t info = Info();
+  return {info.sequence, static_cast<std::int64_t>(info.image_bytes),
+          static_cast<std::int64_t>(info.journal_bytes)};
 }
 
 void hdf_Context::BeginScope() {
@@ -193,7 +176,7 @@ void hdf_Context::EndScope() {
 }
 
 void hdf_Context::AbandonScope() noexcept {
-  if (scopes == 1 && writes != scopeStart && Journalled() && forks == Forks()) {
+  if (scopes == 1 && writes != scopeStart && Journalled() && !Forked()) {
     try {
       hdf_Operation operation("roll back an unfinished update", this);
       Rollback(operation);

@@ -53,7 +53,7 @@ bool checkSize(hdf_Operation& operation, hdf_DatasetRep& dataset, bool mayBeUnwr
   std::uint64_t bytes = 0;
   if (__builtin_mul_overflow(dataset.space.Elements(), dataset.type.size, &bytes))
     return operation.Refuse("larger than any file");
-  const haddr_t offset = H5Dget_offset(dataset.id);
+  const haddr_t offset = hdf_DataOffset(dataset.id);
   if (offset == HADDR_UNDEF && inHeader(dataset, bytes))
     return true;
   const std::uint64_t sizeOfFile = fileSize(dataset.context->file);

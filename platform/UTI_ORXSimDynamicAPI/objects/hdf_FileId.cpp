@@ -1,27 +1,27 @@
 #include <UTI_ORXSimDynamicAPI/objects/hdf_FileId.h>
 
-#include <H5Journal/files/vfd_Io.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_ObjectRep.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Shared.h>
 
-#include <cstring>
+#include <cerrno>
+#include <unistd.h>
 
 namespace {
 constexpr char kName[] = "file_id";
 }
 
-bool hdf_CreateFileId(hdf_Operation& operation, hid_t file, vfd_FileId& id) {
-  const std::uint64_t numbers[2] = {vfd_Random(), vfd_Random()};
-  std::memcpy(id.data(), numbers, id.size());
+bool hdf_CreateFileId(hdf_Operation& operation, hid_t file, hdf_FileIdBytes& id) {
+  if (::getentropy(id.data(), id.size()) != 0)
+    return operation.RefuseErrno(errno);
   const hdf_AttributeHandle attribute(
       H5Acreate2(file, kName, H5T_STD_U8LE, hdf_Shared::Get().Line(id.size()), H5P_DEFAULT, H5P_DEFAULT));
   return operation.Check(attribute.Get()) &&
          operation.Check(H5Awrite(attribute.Get(), H5T_NATIVE_UCHAR, id.data()));
 }
 
-vfd_FileId hdf_ReadFileId(hid_t file) {
-  vfd_FileId id{};
+hdf_FileIdBytes hdf_ReadFileId(hid_t file) {
+  hdf_FileIdBytes id{};
   if (H5Aexists(file, kName) <= 0)
     return id;
   const hdf_AttributeHandle attribute(H5Aopen(file, kName, H5P_DEFAULT));

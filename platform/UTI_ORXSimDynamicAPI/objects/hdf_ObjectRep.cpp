@@ -84,6 +84,12 @@ bool hdf_DatasetRep::OpenAgain(hdf_Operation& operation) {
   return guard.good = Inspect(operation);
 }
 
+// In a file with a user block HDF5 adds its length, also to the address of nothing.
+haddr_t hdf_DataOffset(hid_t dataset) {
+  const haddr_t offset = H5Dget_offset(dataset);
+  return offset == HADDR_UNDEF || H5Dget_storage_size(dataset) == 0 ? HADDR_UNDEF : offset;
+}
+
 haddr_t hdf_DatasetRep::Address() {
   H5O_info_t info;
   if (m_address == HADDR_UNDEF && H5Oget_info2(id, &info, H5O_INFO_BASIC) >= 0)

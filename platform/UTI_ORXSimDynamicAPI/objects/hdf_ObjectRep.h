@@ -229,6 +229,8 @@ class hdf_AttributeRep : public hdf_ObjectRep {
   std::string m_path, m_name; // of the object that has it, and its own; once left
 };
 
+/// Where a dataset's data lies in the file in one piece; HADDR_UNDEF when it does not, or nothing is stored.
+haddr_t hdf_DataOffset(hid_t dataset);
 /// The shape of an open HDF5 dataspace: a scalar is one element; empty for ranks that we do not handle.
 hdf_Dataspace hdf_ShapeOf(hid_t space);
 /// The path of an open object, "" when it has none.

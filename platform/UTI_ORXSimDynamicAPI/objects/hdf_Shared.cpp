@@ -1,6 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Shared.h>
 
-#include <H5Journal/driver/vfd_Driver.h>
+#include <H5Journal/H5Journal.h>
 
 namespace {
 constinit hdf_Shared* s_shared = nullptr;
@@ -32,7 +32,7 @@ hid_t makeFileAccess(H5F_libver_t newest) {
   H5Pset_fclose_degree(access, H5F_CLOSE_STRONG);
   H5Pset_alignment(access, kLargeBlock, kLine);
   fixMetadataCache(access);
-  H5Pset_driver(access, vfd_Driver::Id(), nullptr);
+  H5Pset_fapl_journal(access, nullptr);
   return access;
 }
 
@@ -45,6 +45,13 @@ hid_t makeObjectProperties(hid_t classId) {
 hid_t makeGroupProperties(hid_t classId) {
   const hid_t properties = makeObjectProperties(classId);
   H5Pset_est_link_info(properties, 4, 32);
+  return properties;
+}
+
+// A file and its journal know each other by the mark.
+hid_t makeFileProperties() {
+  const hid_t properties = makeGroupProperties(H5P_FILE_CREATE);
+  H5Pset_journal_mark(properties);
   return properties;
 }
 
@@ -82,7 +89,7 @@ hid_t makeExactTransfer() {
 } // namespace
 
 hdf_Shared::hdf_Shared()
-    : m_createFile(makeGroupProperties(H5P_FILE_CREATE)), m_newFileAccess(makeFileAccess(H5F_LIBVER_V18)),
+    : m_createFile(makeFileProperties()), m_newFileAccess(makeFileAccess(H5F_LIBVER_V18)),
       m_oldFileAccess(makeFileAccess(H5F_LIBVER_LATEST)), m_group(makeGroupProperties(H5P_GROUP_CREATE)),
       m_openGroup(makeLinkAccess(H5P_GROUP_ACCESS)), m_openDataset(makeLinkAccess(H5P_DATASET_ACCESS)),
       m_compact(makeDatasetProperties(H5D_COMPACT, true)),

@@ -1,26 +1,26 @@
-#include <UTI_ORXSimDynamicAPI/hdf_Checksum.h>
+#include <H5Journal/files/vfd_Checksum.h>
 
 #define XXH_INLINE_ALL // nothing of it to link
 #include <bit>
 #include <xxhash.h>
 
 #ifdef __x86_64__
-std::uint64_t hdf_ChecksumAvx2(const void* bytes, std::size_t count, std::uint64_t seed);
+std::uint64_t vfd_ChecksumAvx2(const void* bytes, std::size_t count, std::uint64_t seed);
 
 namespace {
 constexpr std::size_t kLong = 1024; // below, the wide registers gain nothing
 }
 #endif
 
-std::uint64_t hdf_Checksum(const void* bytes, std::size_t count, std::uint64_t seed) {
+std::uint64_t vfd_Checksum(const void* bytes, std::size_t count, std::uint64_t seed) {
 #ifdef __x86_64__
   if (count >= kLong && __builtin_cpu_supports("avx2"))
-    return hdf_ChecksumAvx2(bytes, count, seed);
+    return vfd_ChecksumAvx2(bytes, count, seed);
 #endif
   return XXH3_64bits_withSeed(bytes, count, seed);
 }
 
-std::uint32_t hdf_MetadataChecksum(const unsigned char* bytes, std::size_t count) {
+std::uint32_t vfd_MetadataChecksum(const unsigned char* bytes, std::size_t count) {
   std::uint32_t a, b, c;
   a = b = c = 0xdeadbeef + static_cast<std::uint32_t>(count);
   const auto take = [&bytes](std::size_t length) {

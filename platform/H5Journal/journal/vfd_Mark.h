@@ -1,0 +1,28 @@
+#pragma once
+
+#include <H5Journal/journal/vfd_Format.h>
+
+#include <cstdint>
+#include <string>
+
+inline constexpr std::size_t kVfdMark = 512; // bytes of the mark, one sector
+
+/// What a file says of its journal: the first 512 bytes of a file whose HDF5 part begins behind them. The
+/// journal says the same in its header, so that neither meets another one.
+struct vfd_Mark {
+  bool present = false;       // the file has a mark; the rest is known when it is not damaged
+  bool damaged = false;       // there is one, and its checksum disagrees
+  bool hasJournal = false;    // commits may be only in the journal of generation `current`
+  bool isNew = false;         // no commit point yet: the file has a name of its own and the inode `inode`
+  std::uint64_t current = 0;  // generation of the journal that belongs to the file; 0 without one
+  std::uint64_t finished = 0; // the newest generation that is wholly in the file
+  vfd_FileId fileId{};
+  std::uint64_t inode = 0;
+  vfd_Writer writer;       // of the generation
+  std::string journalName; // without its directory
+
+  void Encode(unsigned char (&bytes)[kVfdMark]) const;
+  void Decode(const unsigned char (&bytes)[kVfdMark]);
+  /// \return false with errno set.
+  bool Read(int file);
+};
