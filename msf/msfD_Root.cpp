@@ -80,8 +80,19 @@ msfD_Sim msfD_Root::File(msfD_SimHolder sim, const gbb_String& fileName, const g
 msfD_Sim msfD_Root::createSim(gbb_String fileName, gbb_String alias, int contextOption) {
   if (!MayOpen("createSim", fileName, alias))
     return {};
-  const ORXSimContextID context =
-      ORXSimManager::CreateContext(fileName, 0, kLayoutVersion, false, contextOptionFor(contextOption));
+  return MakeSim(
+      ORXSimManager::CreateContext(fileName, 0, kLayoutVersion, false, contextOptionFor(contextOption)),
+      fileName, alias);
+}
+
+msfD_Sim msfD_Root::createSimIn(ORXSimContextID context, gbb_String fileName, gbb_String alias) {
+  if (MayOpen("createSimIn", fileName, alias))
+    return MakeSim(context, fileName, alias);
+  ORXSimManager::CloseContext(context);
+  return {};
+}
+
+msfD_Sim msfD_Root::MakeSim(ORXSimContextID context, const gbb_String& fileName, const gbb_String& alias) {
   msfD_SimHolder sim = NewSim();
   if (!BindNew(sim, context)) { // the file goes with the context: without a commit point it never was
     const gbb_Group failed(ORXSimContextRef(ORXSimContextID()).File().RootGroup()); // keeps the cause

@@ -35,6 +35,10 @@ class PDM_CORE_API msfD_Root : public gbb_RootImpl {
   ///
   /// \param contextOption durability of commit points, as ORXSimManager::CreateContext; -1 is 1.
   msfD_Sim createSim(gbb_String fileName, gbb_String alias, int contextOption);
+  /// The same in a context that the caller made by ORXSimManager::CreateContext, which belongs to the Sim
+  /// from then on and is closed when there is none. Within an update scope of the caller nothing is
+  /// committed: so the file appears under its name with everything that the scope writes.
+  msfD_Sim createSimIn(ORXSimContextID context, gbb_String fileName, gbb_String alias);
   /// Opens an existing simulation file for reading and writing. One that cannot be opened gives an empty
   /// Sim, with the cause in ORXSimManager::LastError(); the rest as createSim.
   msfD_Sim openSim(gbb_String fileName, gbb_String alias, int contextOption);
@@ -57,6 +61,7 @@ class PDM_CORE_API msfD_Root : public gbb_RootImpl {
   bool MayOpen(const char* operation, const gbb_String& fileName, const gbb_String& alias) const;
   msfD_Sim OpenSim(const char* operation, const gbb_String& fileName, const gbb_String& alias, int openFlags,
                    int contextOption);
+  msfD_Sim MakeSim(ORXSimContextID context, const gbb_String& fileName, const gbb_String& alias);
   msfD_SimHolder NewSim();
   static bool BindNew(const msfD_SimHolder& sim, ORXSimContextID context);
   msfD_Sim File(msfD_SimHolder sim, const gbb_String& fileName, const gbb_String& alias);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <UTI_BasicUtils/cow_String.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Identifiers.h>
 
 #include <cstddef>
@@ -92,4 +93,8 @@ class ORXSIM_API ORXSimInspect {
   /// \return false when the context is not open, with the cause in ORXSimManager::LastError().
   /// Cost: O(objects); bulk data is not read.
   static bool Walk(ORXSimContextID context, ORXSimInspectVisitor& visitor, ORXSimInspectTotals& totals);
+
+  /// True when no process has the file open, neither to write nor to read it nor as a live reader.
+  /// \return false otherwise, and when its journal cannot be applied, with the cause in LastError().
+  static bool IsFree(const cow_String& fileName);
 };

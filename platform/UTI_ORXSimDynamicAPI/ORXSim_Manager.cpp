@@ -13,8 +13,9 @@ namespace {
 constinit mod_Counter s_counter;
 constexpr int kVersion = 102;
 
-constexpr int kReadOnly = 1, kUntrusted = 2; // flags for opening
-constexpr int kLive = 3;                     // the context option
+constexpr int kReadOnly = 1, kUntrusted = 2;   // flags for opening
+constexpr int kMustBeNew = 1, kNotUnasked = 2; // for creating
+constexpr int kLive = 3;                       // the context option
 
 bool checkOptions(hdf_Operation& operation, int flags, int mostFlags, int version, int option,
                   int mostOption) {
@@ -55,11 +56,13 @@ constinit std::atomic<std::uint64_t> ORXSimManager::s_epochs{1}, ORXSimManager::
 ORXSimContextID ORXSimManager::CreateContext(const cow_String& fileName, int createFlags, int version, bool,
                                              int contextOption) try {
   hdf_Operation operation("create file", fileName.CStr());
-  if (!checkOptions(operation, createFlags, 1, version, contextOption, kLive - 1))
+  if (!checkOptions(operation, createFlags, kMustBeNew | kNotUnasked, version, contextOption, kLive - 1))
     return {};
   auto context = makeContext(fileName, 0, contextOption);
-  return hdf_CreateFile(operation, *context, createFlags == 1) ? hdf_Contexts::Add(std::move(context))
-                                                               : ORXSimContextID();
+  context->takenBack = (createFlags & kNotUnasked) != 0;
+  return hdf_CreateFile(operation, *context, (createFlags & kMustBeNew) != 0)
+             ? hdf_Contexts::Add(std::move(context))
+             : ORXSimContextID();
 } catch (const std::bad_alloc&) {
   hdf_Operation::OutOfMemory();
   return {};

@@ -17,7 +17,8 @@ class ORXSIM_API ORXSimManager {
   /// HDF5 file, so that a wrong name destroys nothing. The context holds a lock (flock) on its file as long
   /// as it is open: readers of the same file share it, a writer has it alone.
   ///
-  /// \param createFlags 0: replace a closed file; 1: fail when the file exists.
+  /// \param createFlags the sum of 1, to fail when the file exists instead of replacing a closed one, and 2,
+  /// to make no file unless something is written to it: without 2, closing the context makes an empty one.
   ///
   /// \param version layout version the caller was built for: 102.
   ///

@@ -67,6 +67,24 @@ TEST_F(Root, KeepsPositionsDense) {
   EXPECT_EQ(root.get(1).Path().Index(), 1);
 }
 
+TEST_F(Root, MakesASimInAContextWithinItsUpdate) {
+  msfD_Root root(0);
+  for (const bool commits : {false, true}) {
+    const ORXSimContextID context = ORXSimManager::CreateContext(Path().c_str(), 2, 102, false, 1);
+    ORXSimUpdate update(context);
+    const msfD_Sim sim = root.createSimIn(context, Path().c_str(), "in");
+    EXPECT_TRUE(root.getByAlias("in") == sim && sim.distributionService().Context() == context);
+    EXPECT_TRUE(!!sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)));
+    EXPECT_FALSE(std::filesystem::exists(Path())) << "before the scope's commit";
+    EXPECT_TRUE(!root.createSimIn(ORXSimContextID(), Path("b").c_str(), "in"));
+    EXPECT_EQ(Lines(), "**ERROR msfD_Root::createSimIn: database with alias in already exists\n");
+    EXPECT_TRUE(!commits || update.Commit());
+    root.closeSim(sim);
+    EXPECT_EQ(std::filesystem::exists(Path()), commits);
+  }
+  EXPECT_TRUE(!!root.openSim(Path().c_str(), "", -1).discreteModel());
+}
+
 TEST_F(Root, OpensNothingSilentlyWhenThereIsNoSimulation) {
   ORXSimManager::CloseContext(ORXSimManager::CreateContext(Path("bare.pdm").c_str(), 0, 102, false, 1));
   msfD_Root root(0);

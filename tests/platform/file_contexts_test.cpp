@@ -79,10 +79,28 @@ TEST_F(FileContexts, CreateTruncatesClosedSimulationFilesOnly) {
   ORXSimManager::CloseContext(context);
 }
 
+TEST_F(FileContexts, WhoAsksForItGetsAFileOnlyWithSomethingInIt) {
+  const std::string path = Path("a.pdm");
+  for (const bool replaces : {false, true})
+    for (const char* const what : {"nothing", "taken back", "written"}) {
+      const std::string before = replaces ? sys_Bytes(path) : "";
+      const ORXSimContextID context =
+          ORXSimManager::CreateContext(path.c_str(), replaces ? 2 : 3, 102, false, 2);
+      {
+        ORXSimUpdate update(context);
+        EXPECT_TRUE(*what == 'n' || !!RootOf(context).GroupCreate("x", 0)) << LastError();
+        EXPECT_TRUE(*what != 'w' || update.Commit()) << LastError();
+      }
+      EXPECT_TRUE(ORXSimManager::CloseContext(context));
+      EXPECT_EQ(std::filesystem::exists(path), replaces || *what == 'w') << what;
+      EXPECT_TRUE(*what == 'w' || before.empty() || sys_Bytes(path) == before) << what;
+    }
+}
+
 TEST_F(FileContexts, UnknownVersionsFlagsAndOptionsAreRefused) {
   const cow_String path = Path("a.pdm").c_str();
   ExpectRefused(ORXSimManager::CreateContext(path, 0, 103, false, 1), "103");
-  EXPECT_TRUE(ORXSimManager::CreateContext(path, 2, 102, false, 1).IsNull());
+  EXPECT_TRUE(ORXSimManager::CreateContext(path, 4, 102, false, 1).IsNull());
   EXPECT_TRUE(ORXSimManager::CreateContext(path, 0, 102, false, 3).IsNull());
   EXPECT_FALSE(std::filesystem::exists(path.CStr()));
 }

@@ -41,6 +41,7 @@ class Case(unittest.TestCase):
 
     def import_(self, mesh, notes=b""):
         """The summary; `notes` must be among what is said."""
+        self.out.unlink(missing_ok=True)  # which a test may have open
         done = run("import", mesh, self.out, "--json", "--force")
         self.assertEqual((done.returncode, bool(done.stderr)), (0, bool(notes)), done.stderr)
         self.assertIn(notes, done.stderr)
@@ -239,11 +240,15 @@ class Import(Case):
         self.refused(2, "import", mesh, self.dir / "no" / "such", says=["such"])
         copy = shutil.copy(mesh, self.dir / "copy.exo")
         self.refused(1, "import", copy, copy, "--force", says=["the mesh"])
+        self.refused(2, "import", mesh, self.out, "--force", says=["not an HDF5 file"])
+        self.assertEqual(self.out.read_bytes(), b"precious")
         # Found bad only when most is written already: the old file stays.
+        self.import_(mesh)
+        old = self.out.read_bytes()
         bad = self.make(nodes=np.zeros((4, 2)), blocks=[{"id": 1, "type": "QUAD4", "conn": [[1, 2, 3, 4]]}],
                         side_sets=[{"id": 1, "members": [1], "sides": [77]}])
         self.refused(2, "import", bad, self.out, "--force", says=["side_ss1", "77"])
-        self.assertEqual(self.out.read_bytes(), b"precious")
+        self.assertEqual(self.out.read_bytes(), old)
 
     def test_a_signal_leaves_nothing_behind(self):
         path = self.make(nodes=np.zeros((20, 3)), times=np.arange(1500.0),

@@ -124,15 +124,14 @@ void check_Beside(check_Report& report) {
     if (beside == name + "-journal-next")
       report.Add("", "unfinished", beside + " was left by a program that died; the next writer removes it",
                  true);
-    for (const std::string& unfinished : {name + ".new-", name + ".import-"}) {
-      if (!beside.starts_with(unfinished) ||
-          beside.find_first_not_of("0123456789", unfinished.size()) != std::string::npos)
-        continue;
-      const std::string process = beside.substr(unfinished.size());
-      report.Add("", "unfinished",
-                 Lives(process) ? beside + " is being written by process " + process
-                                : beside + " was left by a program that died; it can be removed",
-                 true);
-    }
+    const std::string unfinished = name + ".new-";
+    if (!beside.starts_with(unfinished) ||
+        beside.find_first_not_of("0123456789", unfinished.size()) != std::string::npos)
+      continue;
+    const std::string process = beside.substr(unfinished.size());
+    report.Add("", "unfinished",
+               Lives(process) ? beside + " is being written by process " + process
+                              : beside + " was left by a program that died; it can be removed",
+               true);
   }
 }

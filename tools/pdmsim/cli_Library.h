@@ -24,6 +24,13 @@ class cli_Library {
   std::string m_lastError; // of before
 };
 
+/// Begins a new file. It appears under its name with its first commit, whole, and is on the disk by then;
+/// until that comes, and when it never comes, everything stays as it is. The file of that name which it
+/// replaces is locked meanwhile.
+/// \param force true: an HDF5 file of that name may be replaced, unless somebody has it open.
+/// Throws cli_Failure.
+ORXSimContextID cli_CreateFile(const std::string& path, bool force);
+
 /// An open file; closed at the end, whatever happens.
 class cli_Context {
  public:

@@ -3,7 +3,6 @@
 #include "check_File.h"
 #include "cli_Failure.h"
 #include "cli_Library.h"
-#include "cli_Output.h"
 #include "cli_Progress.h"
 #include "show_Text.h"
 
@@ -29,9 +28,11 @@ constexpr char kFooter[] = R"(Examples:
   pdmsim compact beam.pdm -o small.pdm        a tight copy beside it
 
 Writes a new file with the same objects, attributes, numbers, layouts and compression, holds every byte of
-both against each other, checks the new one and only then puts it in its place; owner and permissions stay.
-While it works nobody else can write the file. Whatever fails leaves the file as it was. A file in which
-pdmsim check finds something wrong is not compacted.
+both against each other, checks the new one, brings it to the disk and only then puts it in its place; owner
+and permissions stay. While it works nobody else can write the file; a file that somebody has open is not
+compacted, live readers included, nor one in which pdmsim check finds something wrong. What a journal holds is
+brought into the file first. Whatever else fails leaves the file as it was; a compact that was killed may
+leave FILE.new-PID, which the next one removes. An OUTPUT that --force replaces keeps its own permissions.
 
 Exit codes:
   0  done
@@ -62,40 +63,52 @@ void RefuseUnsound(const std::string& path, ORXSimContextID context, cli_Progres
                                                  found.text + "; pdmsim check says more");
 }
 
-void CopyInto(const std::string& unfinished, ORXSimContextID from, cli_Progress& progress) {
-  ORXSimCompact compact(from, [&](std::uint64_t bytes) { progress.Advance(static_cast<double>(bytes)); });
-  cli_Context to(ORXSimManager::CreateContext(unfinished.c_str(), 0, 102, false, 1));
-  Require(!to.ID().IsNull() && compact.Copy(to.ID()) && to.Close());
-  const cli_Context copy(ORXSimManager::OpenContext(unfinished.c_str(), 1, 102, false, 0));
-  Require(!copy.ID().IsNull() && compact.Compare(copy.ID()));
-  RefuseUnsound(unfinished, copy.ID(), progress);
+/// Opens a file for reading. \param live beside our own lock on it.
+ORXSimContextID Open(const std::string& path, bool live) {
+  const ORXSimContextID id = ORXSimManager::OpenContext(path.c_str(), 1, 102, false, live ? 3 : 1);
+  Require(!id.IsNull());
+  return id;
 }
 
-/// The new file belongs to whom the old one did, as far as we may say so.
-void KeepPermissions(const std::string& unfinished, const struct stat& status) {
-  if (chown(unfinished.c_str(), status.st_uid, status.st_gid) != 0 && geteuid() == 0)
-    Fail(unfinished + ": expected to keep the owner, found: " + std::strerror(errno));
-  if (chmod(unfinished.c_str(), status.st_mode & 07777) != 0)
-    Fail(unfinished + ": expected to keep the permissions, found: " + std::strerror(errno));
+/// A new file belongs to whom the old one does, as far as we may say so, and is never more open.
+void KeepPermissions(const std::string& path, const struct stat& status) {
+  if (chown(path.c_str(), status.st_uid, status.st_gid) != 0 && geteuid() == 0)
+    Fail(path + ": expected to keep the owner, found: " + std::strerror(errno));
+  const bool sameGroup = StatusOf(path).st_gid == status.st_gid;
+  if (chmod(path.c_str(), status.st_mode & (sameGroup ? 07777 : 07707)) != 0)
+    Fail(path + ": expected to keep the permissions, found: " + std::strerror(errno));
 }
 
-/// The original stays open, and so locked, until the copy is in its place.
+/// Writes the copy, holds it against the file and checks it, all before its commit, which gives it its name.
+void Write(const Options& options, const std::string& output, bool inPlace, cli_Progress& progress) {
+  cli_Context to(cli_CreateFile(output, inPlace || options.force)); // in place, the lock of the file
+  ORXSimUpdate update(to.ID());
+  cli_Context from(Open(options.file, inPlace));
+  ORXSimCompact compact(from.ID(),
+                        [&](std::uint64_t bytes) { progress.Advance(static_cast<double>(bytes)); });
+  Require(compact.Copy(to.ID()) && compact.Compare(to.ID()));
+  RefuseUnsound(options.file, to.ID(), progress);
+  from.Close();
+  cli_CheckSignals();
+  Require(update.Commit() && to.Close());
+}
+
+/// \return bytes of the new file.
 unsigned long long Compact(const Options& options, const struct stat& status) {
   std::error_code ignored;
   const bool inPlace =
       options.output.empty() || std::filesystem::equivalent(options.file, options.output, ignored);
+  const std::string& output = inPlace ? options.file : options.output;
+  const bool isNew = !std::filesystem::exists(output, ignored);
   cli_Progress progress("compacting " + show_Printable(options.file), true);
   progress.Total(5.0 * static_cast<double>(status.st_size)); // check, copy, compare both, check
   const cli_Library library;
-  const cli_Context from(ORXSimManager::OpenContext(options.file.c_str(), inPlace ? 0 : 1, 102, false, 1));
-  Require(!from.ID().IsNull());
-  if (inPlace && ORXSimContextRef(from.ID()).LastCommit().journalBytes > 0)
-    Fail(options.file + ": live readers have the file open: its journal must stay");
-  RefuseUnsound(options.file, from.ID(), progress);
-  cli_Output output(inPlace ? options.file : options.output, inPlace || options.force);
-  CopyInto(output.Unfinished(), from.ID(), progress);
-  KeepPermissions(output.Unfinished(), status);
-  return output.Finish();
+  RefuseUnsound(options.file, cli_Context(Open(options.file, false)).ID(), progress);
+  umask(077); // nobody else may look at what is not yet known to be for him
+  Write(options, output, inPlace, progress);
+  if (isNew)
+    KeepPermissions(output, status);
+  return std::filesystem::file_size(output);
 }
 
 void Run(const Options& options) {

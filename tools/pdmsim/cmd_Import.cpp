@@ -2,7 +2,6 @@
 
 #include "cli_Failure.h"
 #include "cli_Library.h"
-#include "cli_Output.h"
 #include "cli_Progress.h"
 #include "exo_File.h"
 #include "imp_Model.h"
@@ -26,7 +25,9 @@ constexpr char kFooter[] = R"(Examples:
 
 MESH is Exodus II in any netCDF format. Blocks become element sets and regions, side sets surfaces,
 result variables fields with one drawer a step; node and element numbers are kept in the fields 'label'.
-FILE appears only when it is whole: until then its bytes are in FILE.import-PID.)";
+FILE appears only when it is whole and on the disk; until then its bytes are in FILE.new-PID. --force replaces
+a simulation file, with what its journal holds, unless a program has it open, and nothing that is no HDF5
+file.)";
 
 /// Refuses to write over the mesh itself.
 void CheckDistinct(const Options& options) {
@@ -84,16 +85,15 @@ void Import(const Options& options) {
   cli_CatchSignals();
   CheckDistinct(options);
   const exo_File mesh(options.mesh);
-  cli_Output output(options.file, options.force);
   imp_Counts counts;
   double seconds = 0;
   {
     cli_Progress progress("importing " + options.mesh, !options.quiet);
     const cli_Library library;
-    counts = imp_WriteModel(mesh, output.Unfinished(), library, progress);
+    counts = imp_WriteModel(mesh, options.file, options.force, library, progress);
     seconds = progress.Seconds();
   }
-  const unsigned long long bytes = output.Finish();
+  const unsigned long long bytes = std::filesystem::file_size(options.file);
   if (!options.quiet)
     Warn(options, counts);
   const show_Json summary = Summary(options, counts, bytes, seconds);

@@ -107,15 +107,14 @@ imp_Counts Count(const exo_File& mesh, const imp_Sets& sets, const imp_Fields& f
 
 } // namespace
 
-imp_Counts imp_WriteModel(const exo_File& mesh, const std::string& path, const cli_Library& library,
-                          cli_Progress& progress) {
-  constexpr int kNoJournal = 0; // nobody sees the file before it is whole
+imp_Counts imp_WriteModel(const exo_File& mesh, const std::string& path, bool force,
+                          const cli_Library& library, cli_Progress& progress) {
   progress.Total(Work(mesh));
+  const ORXSimContextID context = cli_CreateFile(path, force);
   msfD_Root root(0);
-  const msfD_Sim sim = root.createSim(path.c_str(), "", kNoJournal);
-  library.Check(path, "to make a simulation file");
-  const ORXSimContextID context = sim.distributionService().Context();
   ORXSimUpdate update(context);
+  const msfD_Sim sim = root.createSimIn(context, path.c_str(), "");
+  library.Check(path, "to make a simulation file");
 
   const imp_Store store(context);
   const imp_Collections collections = MakeCollections(mesh, store);
@@ -129,6 +128,7 @@ imp_Counts imp_WriteModel(const exo_File& mesh, const std::string& path, const c
   model.Frames(collections.frames);
   SetMembers(model.Mesh(msfD_Mesh::New(collections.nodes, collections.elements, 0)), collections, sets,
              fields);
+  cli_CheckSignals();
   if (!update.Commit())
     imp_Store::Fail();
   root.closeSim(sim);

@@ -6,6 +6,7 @@
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 
 #include <algorithm>
+#include <new>
 
 const ORXSimInspectedAttribute* ORXSimInspected::Attribute(const char* attributeName) const {
   const auto found = std::find_if(attributes.begin(), attributes.end(),
@@ -57,4 +58,14 @@ bool ORXSimInspect::Walk(ORXSimContextID id, ORXSimInspectVisitor& visitor, ORXS
   walk.Run();
   totals = walk.Totals();
   return true;
+}
+
+// A writer without a journal is the one that even live readers are in the way of.
+bool ORXSimInspect::IsFree(const cow_String& fileName) try {
+  hdf_Operation operation("look for users", fileName.CStr());
+  std::string cause;
+  return vfd_Store::Open({fileName.CStr(), false, false, 0, 0}, cause) != nullptr || operation.Refuse(cause);
+} catch (const std::bad_alloc&) {
+  hdf_Operation::OutOfMemory();
+  return false;
 }
