@@ -1,5 +1,7 @@
 #include <UTI_ORXSimDynamicAPI/bulk/ORXSim_Rows.h>
 
+#include <UTI_ORXSimDynamicAPI/objects/hdf_ObjectRep.h>
+
 #include <algorithm>
 #include <cstring>
 #include <memory>

@@ -63,8 +63,10 @@ bool ORXSimInspect::Walk(ORXSimContextID id, ORXSimInspectVisitor& visitor, ORXS
 // A writer without a journal is the one that even live readers are in the way of.
 bool ORXSimInspect::IsFree(const cow_String& fileName) try {
   hdf_Operation operation("look for users", fileName.CStr());
-  std::string cause;
-  return vfd_Store::Open({fileName.CStr(), false, false, 0, 0}, cause) != nullptr || operation.Refuse(cause);
+  H5J_options_t options{};
+  options.version = H5J_OPTIONS_VERSION;
+  const std::unique_ptr<H5J_hold_t, hdf_Releaser> hold(H5Jhold(fileName.CStr(), H5F_ACC_RDWR, &options));
+  return hold != nullptr || operation.Refuse(H5Jlast_error());
 } catch (const std::bad_alloc&) {
   hdf_Operation::OutOfMemory();
   return false;
