@@ -1,21 +1,27 @@
 #include <fes/fesD_Utilities.h>
 
 #include <UTI_CoreUtils/UTI_CoreUtils.h>
+#include <fes/dpa/impl/fesD_DofAssert.h>
 #include <fes/dpa/impl/fesD_DrawerInts.h>
+#include <gbb/gbb_Call.h>
 
 #include <algorithm>
 
 int* fesD_Utilities::InternalToUserNodes(fesD_FESystem system, int& count) {
+  const gbb_Call call("**ERROR fesD_Utilities::InternalToUserNodes: ");
   const ORXSimDistributionID labels = system.nodalLabels();
   if (labels.IsNull()) {
     err_Write("User node labels distribution not found!");
     err_Write("\n");
     err_Flush();
+    count = 0;
+    return fesD_NewInts(0);
   }
   return fesD_ReadDrawerInts(ORXSimDistributionRef(labels), count);
 }
 
 int* fesD_Utilities::UserToInternalNodes(fesD_FESystem system, int& count) {
+  const gbb_Call call("**ERROR fesD_Utilities::UserToInternalNodes: ");
   int nodes = 0;
   int* const labels = InternalToUserNodes(system, nodes);
   count = 0;

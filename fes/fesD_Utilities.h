@@ -5,8 +5,8 @@
 /// Translates between a system's internal nodes (0-based places in its node distributions) and the user's
 /// node labels, as they stand in the system's nodalLabels distribution.
 ///
-/// A system without labels is reported on the error stream and treated like one without nodes; so, without a
-/// line, are labels that cannot be read, and ORXSimManager::LastError() has the cause.
+/// A system without labels is reported on the error stream and treated like one without nodes; so are labels
+/// that cannot be read or are no ints, and ORXSimManager::LastError() has the cause as well.
 /// The arrays come from the core allocator; the caller releases them with mem_Free.
 class PDM_CORE_API fesD_Utilities {
  public:

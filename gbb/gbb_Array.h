@@ -2,6 +2,7 @@
 
 #include <UTI_CoreUtils/err_Stream.h>
 #include <gbb/gbb_ArrayImpl.h>
+#include <gbb/gbb_Call.h>
 
 /// A persistent array of child objects: one pointer to its implementation, null when empty.
 ///
@@ -31,8 +32,10 @@ class gbb_Array {
     return Element();
   }
   /// Appends an element and returns its handle; the holder is empty afterwards. In a connected array the
-  /// element is in the file at once.
+  /// element is in the file at once. When the write fails, a line is printed, the array stays as it was, and
+  /// the handle is empty.
   Element add(Holder element) const {
+    const gbb_Call call("**ERROR gbb_Array::add: ");
     if (m_impl != nullptr)
       return m_impl->add(std::move(element));
     err_Write("**ERROR gbb_Array::add: called on an empty handle\n");

@@ -2,6 +2,7 @@
 
 #include <UTI_CoreUtils/err_Stream.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <gbb/gbb_Call.h>
 #include <gbb/gbb_Context.h>
 #include <gbb/gbb_Group.h>
 #include <gbb/gbb_ObjectHolder.h>
@@ -53,7 +54,7 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
     Sync();
     if (!m_connected)
       return Append(std::move(element)).Get();
-    if (m_epochs != ORXSimManager::Epochs()) // how many there are could not be read
+    if (!gbb_Call::Check(m_epochs == ORXSimManager::Epochs())) // how many there are could not be read
       return Element();
     const ORXSimContextID context = gbb_ContextOf(gbb_Path(&m_path));
     const std::uint64_t failures = ORXSimManager::Failures();
@@ -65,7 +66,7 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
     if (!!slot)
       slot.Bind(group);
     m_group.UpdateSize(m_slots.Length());
-    if (gbb_CommitWhole(update, failures) || context.IsNull())
+    if (gbb_CommitWhole(update, context, failures))
       return slot.Get();
     m_slots.RemoveLast().RemoveTo(m_removed);
     return Element();

@@ -1,8 +1,16 @@
 #include <gbb/gbb_Context.h>
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <gbb/gbb_Call.h>
 #include <gbb/gbb_DistributionService.h>
 #include <gbb/gbb_Link.h>
+
+namespace {
+// Nothing has failed in the call under way, nor in the platform since.
+bool isWhole(std::uint64_t failures) {
+  return gbb_Call::Check(ORXSimManager::Failures() == failures && !gbb_Call::Failed());
+}
+} // namespace
 
 ORXSimContextID gbb_ContextOf(const gbb_Path& path) {
   return gbb_DistributionService(gbb_SimpleLink(path, "#/distributionService").Get(0)).Context();
@@ -17,11 +25,22 @@ void gbb_TakeBack(ORXSimContextID context) {
     ORXSimUpdate(context).Rollback();
 }
 
-bool gbb_CommitWhole(ORXSimUpdate& update, std::uint64_t failures) {
-  if (ORXSimManager::Failures() == failures)
-    return update.Commit();
+bool gbb_Commit(ORXSimContextID context) {
+  return context.IsNull() || gbb_Call::Check(ORXSimContextRef(context).Commit());
+}
+
+bool gbb_CommitWhole(ORXSimUpdate& update, ORXSimContextID context, std::uint64_t failures) {
+  if (isWhole(failures))
+    return context.IsNull() || gbb_Call::Check(update.Commit());
   update.Rollback();
   return false;
+}
+
+void gbb_CommitBound(ORXSimUpdate& update, ORXSimContextID context, std::uint64_t failures) {
+  if (!isWhole(failures))
+    gbb_TakeBack(context);
+  else if (!context.IsNull())
+    gbb_Call::Check(update.Commit());
 }
 
 bool gbb_HasMoved(const gbb_Path& path, std::uint64_t seen) {

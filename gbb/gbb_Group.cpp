@@ -1,13 +1,12 @@
 #include <gbb/gbb_Group.h>
 
-#include <UTI_CoreUtils/err_Stream.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <gbb/gbb_Call.h>
 #include <gbb/gbb_Trailer.h>
 
 #include <algorithm>
 #include <charconv>
 #include <cstring>
-#include <string>
 #include <utility>
 
 namespace {
@@ -16,6 +15,9 @@ constexpr char kClass[] = "class";
 constexpr char kType[] = "type";
 constexpr char kSize[] = "#size";
 constexpr char kMembers[] = "#simpleTypeMembers";
+
+constexpr char kDamage[] = "the member stream is damaged: it does not match its checksum";
+constexpr char kUnread[] = "the member stream could not be read";
 
 hdf_Dataspace vectorOf(std::uint64_t n) {
   return hdf_Dataspace::CreateSimple(1, &n);
@@ -44,15 +46,16 @@ gbb_Group::gbb_Group(hdf_Group group, const gbb_Group& parent, const gbb_String&
 gbb_Group gbb_Group::Create(const gbb_Group& parent, const gbb_String& name, int stamp) {
   const ORXSimQuiet quiet;
   gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, kCreated);
-  group.Stamp(stamp);
+  if (gbb_Call::Check(!!group))
+    group.Stamp(stamp);
   return group;
 }
 
 gbb_Group gbb_Group::CreateArray(const gbb_Group& parent, const gbb_String& name, int size) {
   const ORXSimQuiet quiet;
   gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, kCreated);
-  group.m_group.AttributeCreate(kSize, hdf_Datatype::NATIVE_INT, vectorOf(1))
-      .Write(hdf_Datatype::NATIVE_INT, &size);
+  gbb_Call::Check(!!group && group.m_group.AttributeCreate(kSize, hdf_Datatype::NATIVE_INT, vectorOf(1))
+                                 .Write(hdf_Datatype::NATIVE_INT, &size));
   return group;
 }
 
@@ -77,18 +80,18 @@ bool gbb_Group::Stamp(int stamp) {
   if (stamp > 0) {
     const int type[2] = {stamp, 0};
     const hdf_Attribute attribute = m_group.AttributeCreate(kType, hdf_Datatype::NATIVE_INT, vectorOf(2));
-    if (!attribute.Write(hdf_Datatype::NATIVE_INT, type))
+    if (!gbb_Call::Check(attribute.Write(hdf_Datatype::NATIVE_INT, type)))
       return false;
   }
   m_class = m_group.AttributeCreate(kClass, hdf_Datatype::NATIVE_UCHAR, vectorOf(gbb_ClassID::kSize));
-  return !!m_class; // an attribute that was never written reads as zeros
+  return gbb_Call::Check(!!m_class); // an attribute that was never written reads as zeros
 }
 
 bool gbb_Group::WriteClass(const gbb_ClassID& classID) {
   hdf_Attribute attribute = std::exchange(m_class, hdf_Attribute());
   if (!attribute)
     attribute = m_group.AttributeOpen(kClass);
-  return attribute.Write(hdf_Datatype::NATIVE_UCHAR, classID.text);
+  return gbb_Call::Check(attribute.Write(hdf_Datatype::NATIVE_UCHAR, classID.text));
 }
 
 gbb_ClassID gbb_Group::ReadClass() const {
@@ -109,7 +112,7 @@ int gbb_Group::ReadSize() const {
 bool gbb_Group::UpdateSize(int size) {
   if (!m_size)
     m_size = m_group.AttributeOpen(kSize);
-  return m_size.Write(hdf_Datatype::NATIVE_INT, &size);
+  return gbb_Call::Check(m_size.Write(hdf_Datatype::NATIVE_INT, &size));
 }
 
 // Writing a dataset whole is the cheap way, and leaves nothing of a longer stream behind a shorter one.
@@ -123,25 +126,38 @@ bool gbb_Group::WritePadded(const hdf_Dataset& dataset, std::uint64_t capacity,
   return dataset.Write(hdf_Datatype::NATIVE_UCHAR, stream.Data(), capacity);
 }
 
+bool gbb_Group::MayHold(std::uint64_t capacity) const {
+  if (capacity <= INT_MAX)
+    return true;
+  m_group.Refused("the members take 2 GiB or more");
+  return false;
+}
+
 bool gbb_Group::CreateMembers(gbb_MemoryStream::Buffer& stream) const {
   const std::uint64_t capacity = firstCapacity(roomFor(stream));
-  return capacity <= INT_MAX &&
-         WritePadded(m_group.DatasetCreate(kMembers, hdf_Datatype::NATIVE_UCHAR, vectorOf(capacity)),
-                     capacity, stream);
+  return gbb_Call::Check(
+      MayHold(capacity) &&
+      WritePadded(m_group.DatasetCreate(kMembers, hdf_Datatype::NATIVE_UCHAR, vectorOf(capacity)), capacity,
+                  stream));
 }
 
 bool gbb_Group::WriteMembers(gbb_MemoryStream::Buffer& stream) const {
   hdf_Dataset dataset = m_group.DatasetOpen(kMembers);
   std::uint64_t capacity = dataset.GetSpace().Elements();
-  if (capacity < roomFor(stream)) {
+  const bool grows = capacity < roomFor(stream);
+  if (grows)
     capacity = grownCapacity(roomFor(stream));
-    if (!dataset.Extend(capacity))
-      return false;
-  }
-  return capacity <= INT_MAX && WritePadded(dataset, capacity, stream);
+  return gbb_Call::Check(MayHold(capacity) && (!grows || dataset.Extend(capacity)) &&
+                         WritePadded(dataset, capacity, stream));
+}
+
+bool gbb_Group::RefuseMembers(gbb_MemoryStream::Error error) const {
+  m_group.DatasetOpen(kMembers).Refuse(error == gbb_MemoryStream::kDamaged ? kDamage : kUnread);
+  return gbb_Call::Fail();
 }
 
 gbb_MemoryStream::Error gbb_Group::ReadMembers(gbb_MemoryStream::Buffer& stream) const {
+  const gbb_Call call("**ERROR "); // of the object and operation in hand LastError() knows more
   const ORXSimQuiet quiet;
   const hdf_Dataset dataset = m_group.DatasetOpen(kMembers);
   const std::uint64_t length = dataset.GetSpace().Elements();
@@ -156,7 +172,6 @@ gbb_MemoryStream::Error gbb_Group::ReadMembers(gbb_MemoryStream::Buffer& stream)
   if (gbb_Trailer::Agrees(data, static_cast<int>(length)))
     return gbb_MemoryStream::kGood;
   stream.RemoveLast(stream.Length());
-  dataset.Refuse("the member stream is damaged: it does not match its checksum");
-  err_Write((std::string("**ERROR ") + ORXSimManager::LastError() + "\n").c_str());
+  gbb_Call::Check(dataset.Refuse(kDamage));
   return gbb_MemoryStream::kDamaged;
 }

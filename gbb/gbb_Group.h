@@ -14,7 +14,8 @@
 /// groups named by their decimal numbers.
 ///
 /// A value; copies share the same open groups. All operations are safe on an empty group and answer false
-/// or an empty result; the cause is in ORXSimManager::LastError().
+/// or an empty result; the cause is in ORXSimManager::LastError(). A write that fails is told by the gbb_Call
+/// under way.
 class PDM_CORE_API gbb_Group {
  public:
   gbb_Group() = default;
@@ -61,10 +62,14 @@ class PDM_CORE_API gbb_Group {
   bool WriteMembers(gbb_MemoryStream::Buffer& stream) const;
   /// Reads the bytes of the member dataset. \param stream an empty buffer; stays empty on failure.
   /// \return kPastLimit when there is none or it cannot be read, kDamaged when it has a checksum that says
-  ///         otherwise; LastError(), and a line on the error stream, then name file and dataset.
+  ///         otherwise; LastError(), and a line on the error stream, then name file and dataset. The line is
+  ///         that of the gbb_Call under way if there is one.
   gbb_MemoryStream::Error ReadMembers(gbb_MemoryStream::Buffer& stream) const;
+  /// Refuses to write over a stream that reading has answered `error` for. \return false
+  bool RefuseMembers(gbb_MemoryStream::Error error) const;
 
  private:
+  bool MayHold(std::uint64_t capacity) const;
   static bool WritePadded(const hdf_Dataset& dataset, std::uint64_t capacity,
                           gbb_MemoryStream::Buffer& stream);
   enum Flag : unsigned char { kFound, kCreated, kUnknown };

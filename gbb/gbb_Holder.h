@@ -1,6 +1,7 @@
 #pragma once
 
 #include <UTI_CoreUtils/err_Stream.h>
+#include <gbb/gbb_Call.h>
 #include <gbb/gbb_ObjectHolder.h>
 
 /// Owns an array (or anything with a handle and an implementation of that form): a pointer and flags, as
@@ -38,7 +39,9 @@ class gbb_Holder {
     else
       err_Write("**ERROR gbb_Holder::SetPath: called on an empty holder\n");
   }
+  /// Writes it into a group of the file. Prints one line when a write fails.
   void Bind(const gbb_Group& group) const {
+    const gbb_Call call("**ERROR gbb_Holder::Bind: ");
     if (m_impl != nullptr)
       m_impl->Bind(group);
     else

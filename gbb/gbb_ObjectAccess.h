@@ -15,10 +15,15 @@ class PDM_CORE_API gbb_ObjectAccess {
 
   /// The members to change, the same ones until the commit. Null, after a line, when there is no object.
   typename Traits::Members* members();
-  /// Hands the members over: a connected object writes all of them to the file at once.
+  /// Hands the members over: a connected object writes all of them to the file at once. Prints a line when
+  /// the write fails; the members are dropped then.
   void commit();
 
  private:
+  friend class gbb_ObjectHandle<Traits>;
+
+  // The commit as a part of another call.
+  void Commit();
   // True when the members were the object's cache and that has been replaced since: they are gone.
   bool Stale() const;
 

@@ -41,13 +41,14 @@ class PDM_CORE_API gbb_ObjectHandle {
   /// The value of a member; `Name` is the operation's name in the line for an empty handle.
   template <auto Name, auto Field>
   const auto& Get() const;
-  /// One committed write of one member.
+  /// One committed write of one member. Prints a line when the write fails.
   template <auto Name, auto Field, class T>
   void Set(const T& value) const;
   /// The handle of a child, opened from the file when it has not been yet.
   template <auto Name, int Index>
   auto GetChild() const;
-  /// Gives the object a child it does not have yet; the holder is empty afterwards.
+  /// Gives the object a child it does not have yet; the holder is empty afterwards. Prints a line when the
+  /// write fails.
   template <auto Name, int Index, class Holder>
   auto SetChild(Holder& child) const;
 

@@ -73,7 +73,8 @@ class PDM_CORE_API gbb_ObjectHolder : public gbb_HolderBase<Traits> {
   /// Places the object: at `index` under the object at `parent`.
   void SetPath(const gbb_Path& parent, int index) const;
   /// Writes the object and its children into a group of the file; it is connected afterwards. A connected
-  /// object prints a line and stays as it is.
+  /// object prints a line and stays as it is. Prints one line when a write fails, and takes back what was
+  /// written.
   void Bind(const gbb_Group& group) const;
   /// Marks the object as the base part of another one.
   void MarkBasePart() { this->m_flags |= gbb_kBasePart; }

@@ -22,7 +22,8 @@ class PDM_CORE_API gbb_ObjectInterface : public mem_AllocationOperatorsTiny {
   /// The implementation that a handle of class `wanted` refers to: the object's own, or that of a base
   /// part; null when the object is no such thing.
   virtual void* Handle(gbb_Class wanted) = 0;
-  /// Writes the object and its children into a group of the file; it is connected afterwards.
+  /// Writes the object and its children into a group of the file; it is connected afterwards. Prints one line
+  /// when a write fails.
   virtual void Bind(const gbb_Group& group) = 0;
   /// Goes on with a walk below this object: to the child that the context's current component names.
   virtual gbb_Handle Traverse(gbb_TraverseContext& context) = 0;

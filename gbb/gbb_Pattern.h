@@ -5,6 +5,7 @@
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <gbb/gbb_Array.h>
+#include <gbb/gbb_Call.h>
 #include <gbb/gbb_Context.h>
 #include <gbb/gbb_Holder.h>
 #include <gbb/gbb_MemberCodec.h>
@@ -19,6 +20,13 @@
 #include <cstring>
 #include <memory>
 #include <type_traits>
+
+/// What the line of a failed call begins with. \tparam Call the call, with what stands behind the class's
+/// name.
+template <class Traits, gbb_Text... Call>
+const char* gbb_HeadOf() {
+  return gbb_TextOf<"**ERROR ", Traits::kName, Call..., ": ">();
+}
 
 /// The class of Traits, its descriptor filled on the first call.
 template <class Traits>

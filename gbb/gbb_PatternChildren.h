@@ -74,7 +74,7 @@ auto gbb_Children<Traits>::Set(const gbb_ChildOwner& owner, ORXSimContextID cont
       Place(owner, At<Index>(), holder);
       held.Bind(group);
       // What the file does not take the owner does not take.
-      if (!gbb_CommitWhole(update, failures) && !context.IsNull())
+      if (!gbb_CommitWhole(update, context, failures))
         held.RemoveTo(m_removed);
     }
   }

@@ -68,9 +68,10 @@ template <auto Name, auto Field, class T>
 void gbb_ObjectHandle<Traits>::Set(const T& value) const {
   if (m_impl == nullptr)
     return gbb_PrintEmptyHandle<Traits, gbb_Capitalised<Name>()>();
+  const gbb_Call call(gbb_HeadOf<Traits, "::", gbb_Capitalised<Name>()>());
   gbb_ObjectAccess<Traits> access(*this);
   gbb_Assign(access.members()->*Field, value);
-  access.commit();
+  access.Commit();
 }
 
 template <class Traits>
@@ -86,6 +87,7 @@ auto gbb_ObjectHandle<Traits>::GetChild() const {
 template <class Traits>
 template <auto Name, int Index, class Holder>
 auto gbb_ObjectHandle<Traits>::SetChild(Holder& child) const {
+  const gbb_Call call(gbb_HeadOf<Traits, "::", gbb_Capitalised<Name>()>());
   if (m_impl != nullptr)
     return m_impl->template SetChild<Index>(child);
   gbb_PrintEmptyHandle<Traits, gbb_Capitalised<Name>()>();
@@ -119,6 +121,12 @@ typename Traits::Members* gbb_ObjectAccess<Traits>::members() {
 
 template <class Traits>
 void gbb_ObjectAccess<Traits>::commit() {
+  const gbb_Call call(gbb_HeadOf<Traits, "Access::commit">());
+  Commit();
+}
+
+template <class Traits>
+void gbb_ObjectAccess<Traits>::Commit() {
   if (m_impl != nullptr && m_members != nullptr && !Stale())
     m_impl->CommitMembers(m_members);
   m_members = nullptr;

@@ -62,6 +62,7 @@ void gbb_ObjectHolder<Traits>::SetPath(const gbb_Path& parent, int index) const 
 
 template <class Traits>
 void gbb_ObjectHolder<Traits>::Bind(const gbb_Group& group) const {
+  const gbb_Call call(gbb_HeadOf<Traits, "Holder::Bind">());
   if (this->m_impl != nullptr)
     this->Target()->Bind(group);
   else

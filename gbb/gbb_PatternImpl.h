@@ -135,16 +135,18 @@ void gbb_ObjectImpl<Traits>::Bind(const gbb_Group& group) {
     gbb_Print<"** ERROR ", Traits::kName, "Impl::Bind: called for a connected object\n">();
     return;
   }
+  const gbb_Call call(gbb_HeadOf<Traits, "Impl::Bind">());
   const ORXSimQuiet quiet;
+  const std::uint64_t failures = ORXSimManager::Failures();
   ORXSimUpdate update(Context());
   m_group = group;
-  m_group.WriteClass(m_interface->Class().ClassID());
-  BindMembers();
+  if (m_group.WriteClass(m_interface->Class().ClassID()))
+    BindMembers();
   m_base.Bind(m_group);
   m_children.Bind(Owner());
   m_connected = true;
   m_epochs = ORXSimManager::Epochs();
-  update.Commit();
+  gbb_CommitBound(update, Context(), failures);
 }
 
 template <class Traits>
@@ -181,6 +183,7 @@ typename Traits::Members* gbb_ObjectImpl<Traits>::WriteMembers() {
   if (m_members != nullptr && !m_connected)
     return CopyMembers();
   ReadMembers();
+  gbb_Call::Check(!m_unread);
   return m_members;
 }
 
@@ -306,8 +309,7 @@ bool gbb_ObjectImpl<Traits>::Encode(gbb_MemoryStream::Buffer& bytes) {
 template <class Traits>
 void gbb_ObjectImpl<Traits>::SaveMembers() {
   if (m_damaged || m_unread) { // defaults must not take the place of what might be saved by other means
-    gbb_Print<"**ERROR ", Traits::kName, "Impl::SaveMembers: the stored data ">();
-    err_Write(m_damaged ? "is damaged\n" : "could not be read\n");
+    m_group.RefuseMembers(m_damaged ? gbb_MemoryStream::kDamaged : gbb_MemoryStream::kPastLimit);
     DiscardMembers(m_members);
     if (m_unread)
       gbb_TakeBack(Context());
@@ -320,7 +322,7 @@ void gbb_ObjectImpl<Traits>::SaveMembers() {
   const bool written = m_group.WriteMembers(bytes);
   m_streamSize = bytes.Length();
   if (written) {
-    ORXSimContextRef(Context()).Commit();
+    gbb_Commit(Context());
     return;
   }
   DiscardMembers(m_members); // what is read next is what the file holds

@@ -38,9 +38,15 @@ consteval auto gbb_Capitalised() {
   return text;
 }
 
+/// The joined parts as a text that lives for ever.
+template <gbb_Text... Parts>
+const char* gbb_TextOf() {
+  static constexpr auto kText = gbb_Join<Parts...>();
+  return kText.chars;
+}
+
 /// Writes the joined parts to the error stream in one piece.
 template <gbb_Text... Parts>
 void gbb_Print() {
-  static constexpr auto kText = gbb_Join<Parts...>();
-  err_Write(kText.chars);
+  err_Write(gbb_TextOf<Parts...>());
 }

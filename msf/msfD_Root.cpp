@@ -2,6 +2,7 @@
 
 #include <UTI_CoreUtils/err_Stream.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <gbb/gbb_Call.h>
 #include <gbb/gbb_Context.h>
 #include <gbb/gbb_Group.h>
 #include <gbb/gbb_TraverseContext.h>
@@ -80,12 +81,14 @@ msfD_Sim msfD_Root::File(msfD_SimHolder sim, const gbb_String& fileName, const g
 msfD_Sim msfD_Root::createSim(gbb_String fileName, gbb_String alias, int contextOption) {
   if (!MayOpen("createSim", fileName, alias))
     return {};
+  const gbb_Call call("**ERROR msfD_Root::createSim: ");
   return MakeSim(
       ORXSimManager::CreateContext(fileName, 0, kLayoutVersion, false, contextOptionFor(contextOption)),
       fileName, alias);
 }
 
 msfD_Sim msfD_Root::createSimIn(ORXSimContextID context, gbb_String fileName, gbb_String alias) {
+  const gbb_Call call("**ERROR msfD_Root::createSimIn: ");
   if (MayOpen("createSimIn", fileName, alias))
     return MakeSim(context, fileName, alias);
   ORXSimManager::CloseContext(context);
@@ -111,13 +114,13 @@ msfD_SimHolder msfD_Root::NewSim() {
 // Group, stamp and class in one: the file's first commit point has a whole Sim.
 bool msfD_Root::BindNew(const msfD_SimHolder& sim, ORXSimContextID context) {
   if (context.IsNull())
-    return false;
+    return gbb_Call::Fail();
   const std::uint64_t failures = ORXSimManager::Failures();
   ORXSimUpdate update(context);
   gbb_Group group(ORXSimContextRef(context).File().RootGroup().GroupCreate(kSimGroup, 0));
   const bool stamped = group.Stamp(kSimStamp);
   sim.Bind(context, group);
-  return stamped && gbb_CommitWhole(update, failures);
+  return stamped && gbb_CommitWhole(update, context, failures);
 }
 
 msfD_Sim msfD_Root::openSim(gbb_String fileName, gbb_String alias, int contextOption) {

@@ -29,7 +29,7 @@ class PDM_CORE_API msfD_Root : public gbb_RootImpl {
 
   /// Makes a new simulation file; it appears under its name once it holds the whole Sim. A file name that is
   /// open here, or an alias that is taken, prints a line and gives an empty Sim. When the file cannot be
-  /// made, the Sim is there but can hold nothing; ORXSimManager::LastError() says why.
+  /// made, the Sim is there but can hold nothing; a line and ORXSimManager::LastError() say why.
   ///
   /// \param alias a name for links and getByAlias(); may be empty.
   ///

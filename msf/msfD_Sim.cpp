@@ -56,6 +56,7 @@ msfD_SimHolder msfD_SimHolder::Open(msfD_SimInterface* outer, gbb_Root root, int
 }
 
 void msfD_SimHolder::Bind(ORXSimContextID context, const gbb_Group& group) const {
+  const gbb_Call call(gbb_HeadOf<msfD_SimTraits, "Holder::Bind">());
   if (m_impl != nullptr)
     m_impl->Bind(context, group);
   else
@@ -116,6 +117,8 @@ void msfD_SimImpl::Bind(ORXSimContextID context, const gbb_Group& group) {
     gbb_Print<"** ERROR msfD_SimImpl::Bind: called for a connected object\n">();
     return;
   }
+  const gbb_Call call(gbb_HeadOf<msfD_SimTraits, "Impl::Bind">());
+  const std::uint64_t failures = ORXSimManager::Failures();
   ORXSimUpdate update(context);
   m_context = context;
   m_group = group;
@@ -123,7 +126,7 @@ void msfD_SimImpl::Bind(ORXSimContextID context, const gbb_Group& group) {
   m_children.Bind(Owner());
   m_connected = true;
   m_epochs = ORXSimManager::Epochs();
-  update.Commit();
+  gbb_CommitBound(update, context, failures);
 }
 
 gbb_Handle msfD_SimImpl::Traverse(gbb_TraverseContext& context) {

@@ -65,7 +65,8 @@ class PDM_CORE_API msfD_Sim : public gbb_ObjectHandle<msfD_SimTraits> {
   /// The discrete model, empty when there is none.
   msfD_DiscreteModel discreteModel() const;
   /// Gives the Sim its discrete model; the holder is empty afterwards. One that is there already stays: a
-  /// line is printed and the new one destroyed. \return the handle of what is there now.
+  /// line is printed and the new one destroyed. Prints a line when the write fails. \return the handle of
+  /// what is there now, empty after a failed write.
   msfD_DiscreteModel DiscreteModel(msfD_DiscreteModelHolder model) const;
 
  private:
@@ -101,7 +102,7 @@ class PDM_CORE_API msfD_SimHolder : public gbb_HolderBase<msfD_SimTraits> {
   static msfD_SimHolder Open(msfD_SimInterface* outer, gbb_Root root, int index, ORXSimContextID context,
                              const gbb_Group& group, int trace);
   /// Attaches a new Sim to a file, which the Sim owns from then on. A connected Sim prints a line and stays
-  /// as it is.
+  /// as it is. Prints a line when the write fails.
   void Bind(ORXSimContextID context, const gbb_Group& group) const;
   /// Places the Sim at a position of a root.
   void SetPath(gbb_Root root, int index) const;

@@ -2,6 +2,7 @@
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Distribution.h>
 
+#include <optional>
 #include <vector>
 
 /// Moves whole drawers of a distribution.
@@ -21,6 +22,9 @@ class ORXSIM_API ORXSimTransfer {
   void SetBufferPadding(bool padding) { m_padding = padding; }
   /// \param dimension 0, the rows. \param members the set that the caller's rows belong to.
   void SetDim(int dimension, ORXSimCSetID members);
+  /// The type of the caller's numbers; drawers of another one do not fit. Without it they are what the
+  /// drawer's are.
+  void SetItemType(ORXSimItemType type) { m_type = type; }
   /// Registers the memory of one drawer: whole rows in the drawer's type, the caller's until
   /// RelinquishBuffers() or the end of the transfer. A second buffer for a drawer replaces the first.
   void SetBuffer(int drawer, void* buffer, std::int64_t bytes) { Register({drawer, buffer, buffer, bytes}); }
@@ -30,7 +34,7 @@ class ORXSIM_API ORXSimTransfer {
   }
 
   /// True when the transfer can take place: a direction is set, no padding, and the drawers that have
-  /// buffers so far (drawer 0 when none has) belong to the set of SetDim().
+  /// buffers so far (drawer 0 when none has) belong to the set of SetDim() and hold numbers of the type.
   bool CheckView() const;
   /// Reads every drawer that has a buffer. \return false, with the cause in LastError(), when the view does
   /// not fit, a buffer has not exactly the drawer's size, or reading failed.
@@ -55,6 +59,7 @@ class ORXSIM_API ORXSimTransfer {
 
   ORXSimDistributionRef m_distribution;
   ORXSimCSetID m_members;
+  std::optional<ORXSimItemType> m_type;
   std::vector<Buffer> m_buffers; // at most one a drawer
   Mode m_mode = kNone;
   bool m_padding = false;

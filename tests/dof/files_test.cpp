@@ -6,6 +6,7 @@
 #include <string>
 
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -21,9 +22,9 @@ class DofFile : public testing::Test {
   }
   ~DofFile() override { ORXSimManager::CloseContext(m_context); }
 
-  void Reopen() {
+  void Reopen(int openFlags = 1) {
     ORXSimManager::CloseContext(m_context);
-    m_context = ORXSimManager::OpenContext(m_directory.Path("a.pdm").c_str(), 1, 102, false, 0);
+    m_context = ORXSimManager::OpenContext(m_directory.Path("a.pdm").c_str(), openFlags, 102, false, 0);
     m_nodes = {m_context, m_nodes.Minor()};
   }
 
@@ -39,6 +40,24 @@ class DofFile : public testing::Test {
   }
   ORXSimDistributionID Store(const Ints& rows) const {
     return Store(rows, ORXSimCollectionRef(m_nodes).FullCSet(), ORXSimItemType::kInt32);
+  }
+  /// Changes one bit of the rows as they stand in the closed file.
+  void Damage(const Ints& rows) const {
+    std::string file = sys_Bytes(m_directory.Path("a.pdm"));
+    const std::string bytes(reinterpret_cast<const char*>(rows.data()), rows.size() * sizeof(int));
+    const std::size_t at = file.find(bytes);
+    ASSERT_TRUE(at != std::string::npos && file.find(bytes, at + 1) == std::string::npos);
+    file[at] = static_cast<char>(file[at] ^ 2);
+    std::ofstream(m_directory.Path("a.pdm"), std::ios::binary) << file;
+  }
+  /// The call that the one line names; the rest of it must be the last error.
+  template <class Call>
+  static std::string Told(Call call) {
+    err_Capture capture;
+    call();
+    const std::string line = capture.Take(), end = std::string(": ") + ORXSimManager::LastError() + "\n";
+    EXPECT_TRUE(line.starts_with("**ERROR ") && line.ends_with(end)) << line;
+    return line.substr(8, line.size() - 8 - end.size());
   }
   static fesD_FESystemHolder System(ORXSimDistributionID labels) {
     return fesD_FESystem::New("s", labels, ORXSimDistributionID(), 0);
@@ -69,17 +88,82 @@ TEST_F(DofFile, MasksComeFromADistribution) {
   EXPECT_THAT(Ints(ofPart.ActivityMasks(), ofPart.ActivityMasks() + 2), ElementsAre(4, 3));
 }
 
-TEST_F(DofFile, MasksThatCannotBeReadGiveNoNodes) {
+TEST_F(DofFile, MasksHaveOneDrawer) {
   const ORXSimCSetID all = ORXSimCollectionRef(m_nodes).FullCSet();
-  const ORXSimDistributionID wrong = Store(std::vector<float>{1, 2, 3}, all, ORXSimItemType::kFloat);
-  EXPECT_EQ(fesD_NodalDofDefinition(wrong, 0, false).NumberOfNodes(), 0);
-  EXPECT_THAT(ORXSimManager::LastError(), HasSubstr("a.pdm"));
   const std::string drawers = "Assertion failed: distribution\\.NumDrawers\\(\\) == 1, file "
                               "generated/fes/dpa/impl/fesD_NodalDofDefinition, line [0-9]+\n";
   const ORXSimDistributionID two = Store(Ints{1, 1, 1});
   ORXSimDistributionRef(two).AddDrawer({all, ORXSimItemType::kInt32});
   EXPECT_DEATH(fesD_NodalDofDefinition(two, 0, false), drawers);
   EXPECT_DEATH(fesD_NodalDofDefinition(ORXSimDistributionID(), 0, false), drawers);
+}
+
+TEST_F(DofFile, MasksAndLabelsOfAnotherTypeAreToldWithTheirOwnCause) {
+  const ORXSimCSetID all = ORXSimCollectionRef(m_nodes).FullCSet();
+  const ORXSimDistributionID none = ORXSimDistributionRef::Create(m_context, "", "", nullptr, 0);
+  const std::uint64_t rows = 3;
+  hdf_Group place =
+      ORXSimContextRef(m_context).File().RootGroup().GroupOpen("store").GroupOpen("distributions");
+  place.GroupOpen(std::to_string(none.Minor()).c_str())
+      .DatasetCreate("0", hdf_Datatype(hdf_Datatype::kUChar), hdf_Dataspace::CreateSimple(1, &rows))
+      .Write(hdf_Datatype(hdf_Datatype::kUChar), "abc", 3);
+  const ORXSimDistributionID reals[] = {Store(std::vector<float>{1, 2, 3}, all, ORXSimItemType::kFloat),
+                                        Store(std::vector<double>{1, 2, 3}, all, ORXSimItemType::kDouble)};
+  for (const auto& [wrong, cause] :
+       {std::pair(none, "/0: query drawers: numbers of a type that is not supported"),
+        std::pair(reals[0], "/0: check view: the drawer holds numbers of another type"),
+        std::pair(reals[1], "/0: check view: the drawer holds numbers of another type")}) {
+    EXPECT_EQ(
+        Told([&, masks = wrong] { EXPECT_EQ(fesD_NodalDofDefinition(masks, 0, false).NumberOfNodes(), 0); }),
+        "fesD_NodalDofDefinition::fesD_NodalDofDefinition");
+    EXPECT_THAT(ORXSimManager::LastError(), EndsWith(cause));
+    EXPECT_EQ(Told([&, labels = wrong] {
+                int count = -1;
+                EXPECT_THAT(Internal(System(labels), count), ElementsAre(-1));
+              }),
+              "fesD_Utilities::UserToInternalNodes");
+    EXPECT_THAT(ORXSimManager::LastError(), EndsWith(cause));
+  }
+}
+
+TEST_F(DofFile, WhatIsDamagedIsTold) {
+  const Ints rows{0x12345601, 0x12345602, 0x12345603}, order{5, 1, 4, 0};
+  ORXSimDistributionID stored = Store(rows);
+  fesD_NodalDofDefinition dofs = Number({0x83, 0x83});
+  dofs.SetupSolverDofs(4, order.data());
+  const int permutation = dofs.WritePermutation(m_dofs).Minor();
+  ORXSimManager::CloseContext(m_context);
+  Damage(rows);
+  Damage(order);
+  Reopen();
+  stored = {m_context, stored.Minor()};
+  m_dofs = {m_context, m_dofs.Minor()};
+  EXPECT_EQ(Told([&] { EXPECT_EQ(fesD_NodalDofDefinition(stored, 0, false).NumberOfNodes(), 0); }),
+            "fesD_NodalDofDefinition::fesD_NodalDofDefinition");
+  EXPECT_THAT(ORXSimManager::LastError(), HasSubstr("/0: read drawer: the data is damaged"));
+  int count = -1;
+  EXPECT_EQ(Told([&] { mem_Free(fesD_Utilities::InternalToUserNodes(System(stored).Get(), count)); }),
+            "fesD_Utilities::InternalToUserNodes");
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(Told([&] { dofs.SetupSolverDofs(ORXSimCSetID(m_dofs, permutation)); }),
+            "fesD_NodalDofDefinition::SetupSolverDofs");
+  EXPECT_EQ(dofs.NumberOfSolverDofs(), 0);
+  EXPECT_EQ(Told([&] { EXPECT_TRUE(dofs.WritePermutation(m_dofs).IsNull()); }),
+            "fesD_NodalDofDefinition::WritePermutation");
+  EXPECT_THAT(ORXSimManager::LastError(), HasSubstr("the file is open for reading only"));
+
+  // Of a store that cannot be read it is not said that there is nothing in it.
+  Reopen(0);
+  const int later = 2;
+  EXPECT_TRUE(
+      ORXSimContextRef(m_context).File().RootGroup().GroupOpen("store").AttributeOpen("version").Write(
+          hdf_Datatype::NATIVE_INT, &later));
+  Reopen();
+  EXPECT_EQ(Told([&] {
+              dofs.SetupSolverDofs(ORXSimCSetID({m_context, m_dofs.Minor()}, permutation));
+            }),
+            "fesD_NodalDofDefinition::SetupSolverDofs");
+  EXPECT_THAT(ORXSimManager::LastError(), EndsWith("version 2 of the store is not known"));
 }
 
 TEST_F(DofFile, APermutationGoesToTheFileAndBack) {
@@ -99,8 +183,9 @@ TEST_F(DofFile, APermutationGoesToTheFileAndBack) {
   EXPECT_EQ(read.NumberOfSolverDofs(), 3);
   EXPECT_EQ(read.NumberOfSolverAcousticDofs(), 2);
   EXPECT_THAT(OrderOf(read), ElementsAre(5, 0, 2, 1, 3, 4));
-  EXPECT_TRUE(read.WritePermutation({}).IsNull());
-  read.SetupSolverDofs(ORXSimCSetID());
+  EXPECT_EQ(Told([&] { EXPECT_TRUE(read.WritePermutation({}).IsNull()); }),
+            "fesD_NodalDofDefinition::WritePermutation");
+  EXPECT_EQ(Told([&] { read.SetupSolverDofs(ORXSimCSetID()); }), "fesD_NodalDofDefinition::SetupSolverDofs");
   EXPECT_EQ(read.NumberOfSolverDofs(), 0);
   EXPECT_THAT(OrderOf(read), ElementsAre(0, 1, 2, 3, 4, 5));
   const ORXSimCSetID tooMany = ORXSimCollectionRef({m_context, m_dofs.Minor()}).FullCSet();
@@ -137,11 +222,8 @@ TEST_F(DofFile, MissingNodeLabelsAreReportedOnce) {
   EXPECT_EQ(lines.Take(), "**ERROR fesD_FESystem::nodalLabels: called on an empty handle\n"
                           "User node labels distribution not found!\n");
 
-  const ORXSimCollectionRef none(ORXSimCollectionRef::Create(m_context, "none", 0)), all(m_nodes);
-  for (const ORXSimDistributionID labels :
-       {Store(Ints{}, none.FullCSet(), ORXSimItemType::kInt32),
-        Store(std::vector<double>{1, 2, 3}, all.FullCSet(), ORXSimItemType::kDouble)}) {
-    EXPECT_THAT(Internal(System(labels), count), ElementsAre(-1));
-    EXPECT_EQ(lines.Take(), "");
-  }
+  const ORXSimCollectionRef none(ORXSimCollectionRef::Create(m_context, "none", 0));
+  EXPECT_THAT(Internal(System(Store(Ints{}, none.FullCSet(), ORXSimItemType::kInt32)), count),
+              ElementsAre(-1));
+  EXPECT_EQ(lines.Take(), "");
 }

@@ -189,6 +189,7 @@ TEST_F(Access, OutlivesTheMembersThatAnotherOneDiscarded) {
   msfD_MeshAccess access(mesh);
   access.members();
   mesh.Regions({}); // cannot be written
+  EXPECT_THAT(Lines(), testing::StartsWith("**ERROR msfD_Mesh::Regions: " + Path()));
   access.commit();
   EXPECT_EQ(mesh.nodes().Minor(), a.nodes.Minor());
 }

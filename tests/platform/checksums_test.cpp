@@ -199,6 +199,19 @@ TEST_F(Checksums, WithoutTheAttributeNothingIsChecked) {
                 "attribute 'checksums' is not 13 unsigned numbers");
 }
 
+TEST_F(Checksums, AnUnwrittenDrawerOfASetThatIsNotThereSaysThat) {
+  Make(1000);
+  Close();
+  withDataset(m_file, kDrawer, [](hid_t data) {
+    const hid_t members = H5Aopen(data, "members", H5P_DEFAULT);
+    const int noSet[] = {7, 0};
+    EXPECT_GE(H5Awrite(members, H5T_NATIVE_INT, noSet), 0);
+    H5Aclose(members);
+  });
+  Reopen(true);
+  ExpectRefused(Field().DataSizeItems(0) != 0, "/store/collections/7: size of a drawer's member set: ");
+}
+
 TEST_F(Checksums, ADamagedMemberSetIsRefused) {
   Make();
   std::vector<int> members(kRows);

@@ -41,8 +41,9 @@ public:
 
 /// A finite-element system of a mesh: which nodes carry which degrees of freedom. Base of all systems.
 ///
-/// A handle, one pointer wide: copying it does not copy the object. Every setter is one committed write.
-/// On an empty handle each operation prints its line and answers the null value.
+/// A handle, one pointer wide: copying it does not copy the object. A setter of an object that is in a file
+/// writes to the file at once; outside an update scope that is a commit point. When the write fails, the value
+/// is dropped. On an empty handle each operation prints its line and answers the null value.
 class PDM_CORE_API fesD_FESystem : public gbb_ObjectHandle<fesD_FESystemTraits> {
 public:
   constexpr fesD_FESystem() = default;
@@ -56,18 +57,23 @@ public:
 
   /// The system's name.
   kda_string systemName() const;
+  /// Sets it. Prints a line when the write fails.
   void SystemName(kda_string systemName) const;
   /// The user's node labels, one int per node.
   ORXSimDistributionID nodalLabels() const;
+  /// Sets it. Prints a line when the write fails.
   void NodalLabels(ORXSimDistributionID nodalLabels) const;
   /// One 32-bit activity mask per node; bit b-1 is set when degree of freedom b is active there.
   ORXSimDistributionID nodalActivityMask() const;
+  /// Sets it. Prints a line when the write fails.
   void NodalActivityMask(ORXSimDistributionID nodalActivityMask) const;
   /// Further distributions of the system by number. Valid until the object's next change.
   const kda_MapInt<ORXSimDistributionID>& distributions() const;
+  /// Sets it. Prints a line when the write fails.
   void Distributions(const kda_MapInt<ORXSimDistributionID>& distributions) const;
   /// Further distributions by the user's names. Valid until the object's next change.
   const kda_MapString<ORXSimDistributionID>& userDistributions() const;
+  /// Sets it. Prints a line when the write fails.
   void UserDistributions(const kda_MapString<ORXSimDistributionID>& userDistributions) const;
 
 private:

@@ -42,8 +42,9 @@ public:
 
 /// The simplest system: its degrees of freedom and its loads.
 ///
-/// A handle, one pointer wide: copying it does not copy the object. Every setter is one committed write.
-/// On an empty handle each operation prints its line and answers the null value.
+/// A handle, one pointer wide: copying it does not copy the object. A setter of an object that is in a file
+/// writes to the file at once; outside an update scope that is a commit point. When the write fails, the value
+/// is dropped. On an empty handle each operation prints its line and answers the null value.
 class PDM_CORE_API fesD_GenericSystem : public gbb_ObjectHandle<fesD_GenericSystemTraits> {
 public:
   constexpr fesD_GenericSystem() = default;
@@ -59,9 +60,11 @@ public:
 
   /// The degrees of freedom.
   ORXSimCollectionID dofs() const;
+  /// Sets it. Prints a line when the write fails.
   void Dofs(ORXSimCollectionID dofs) const;
   /// The loads.
   ORXSimCollectionID loads() const;
+  /// Sets it. Prints a line when the write fails.
   void Loads(ORXSimCollectionID loads) const;
 
 private:

@@ -41,8 +41,9 @@ public:
 
 /// One event of a modal analysis: its active modes, frames, cases and distributions.
 ///
-/// A handle, one pointer wide: copying it does not copy the object. Every setter is one committed write.
-/// On an empty handle each operation prints its line and answers the null value.
+/// A handle, one pointer wide: copying it does not copy the object. A setter of an object that is in a file
+/// writes to the file at once; outside an update scope that is a commit point. When the write fails, the value
+/// is dropped. On an empty handle each operation prints its line and answers the null value.
 class PDM_CORE_API fesD_ModalEvent : public gbb_ObjectHandle<fesD_ModalEventTraits> {
 public:
   constexpr fesD_ModalEvent() = default;
@@ -56,24 +57,31 @@ public:
 
   /// The event's name.
   kda_string eventName() const;
+  /// Sets it. Prints a line when the write fails.
   void EventName(kda_string eventName) const;
   /// The kind of event; the numbering is the caller's.
   int eventTypeID() const;
+  /// Sets it. Prints a line when the write fails.
   void EventTypeID(int eventTypeID) const;
   /// The modes that take part.
   ORXSimCSetID activeModes() const;
+  /// Sets it. Prints a line when the write fails.
   void ActiveModes(ORXSimCSetID activeModes) const;
   /// The event's frames.
   ORXSimCollectionID frames() const;
+  /// Sets it. Prints a line when the write fails.
   void Frames(ORXSimCollectionID frames) const;
   /// The event's load cases.
   ORXSimCollectionID cases() const;
+  /// Sets it. Prints a line when the write fails.
   void Cases(ORXSimCollectionID cases) const;
   /// Distributions of the event by number. Valid until the object's next change.
   const kda_MapInt<ORXSimDistributionID>& distributions() const;
+  /// Sets it. Prints a line when the write fails.
   void Distributions(const kda_MapInt<ORXSimDistributionID>& distributions) const;
   /// Distributions of the event by the user's names. Valid until the object's next change.
   const kda_MapString<ORXSimDistributionID>& userDistributions() const;
+  /// Sets it. Prints a line when the write fails.
   void UserDistributions(const kda_MapString<ORXSimDistributionID>& userDistributions) const;
 
 private:

@@ -45,8 +45,9 @@ public:
 
 /// The system of a modal analysis: its degrees of freedom and modes, the sets that classify them, and its events.
 ///
-/// A handle, one pointer wide: copying it does not copy the object. Every setter is one committed write.
-/// On an empty handle each operation prints its line and answers the null value.
+/// A handle, one pointer wide: copying it does not copy the object. A setter of an object that is in a file
+/// writes to the file at once; outside an update scope that is a commit point. When the write fails, the value
+/// is dropped. On an empty handle each operation prints its line and answers the null value.
 class PDM_CORE_API fesD_ModalSystem : public gbb_ObjectHandle<fesD_ModalSystemTraits> {
 public:
   constexpr fesD_ModalSystem() = default;
@@ -62,30 +63,39 @@ public:
 
   /// The degrees of freedom.
   ORXSimCollectionID dofs() const;
+  /// Sets it. Prints a line when the write fails.
   void Dofs(ORXSimCollectionID dofs) const;
   /// The modes.
   ORXSimCollectionID modes() const;
+  /// Sets it. Prints a line when the write fails.
   void Modes(ORXSimCollectionID modes) const;
   /// Where properties were evaluated; the meaning is the caller's.
   double propertyEvaluation() const;
+  /// Sets it. Prints a line when the write fails.
   void PropertyEvaluation(double propertyEvaluation) const;
   /// The solver's order of the degrees of freedom, as fesD_NodalDofDefinition writes it.
   ORXSimCSetID solverDofOrdering() const;
+  /// Sets it. Prints a line when the write fails.
   void SolverDofOrdering(ORXSimCSetID solverDofOrdering) const;
   /// Nodes whose results are recovered.
   ORXSimCSetID selectiveRecoveryNodes() const;
+  /// Sets it. Prints a line when the write fails.
   void SelectiveRecoveryNodes(ORXSimCSetID selectiveRecoveryNodes) const;
   /// Degrees of freedom that residual modes were made for.
   ORXSimCSetID residualModeDofs() const;
+  /// Sets it. Prints a line when the write fails.
   void ResidualModeDofs(ORXSimCSetID residualModeDofs) const;
   /// The residual modes.
   ORXSimCSetID residualModes() const;
+  /// Sets it. Prints a line when the write fails.
   void ResidualModes(ORXSimCSetID residualModes) const;
   /// The structural modes.
   ORXSimCSetID structuralModes() const;
+  /// Sets it. Prints a line when the write fails.
   void StructuralModes(ORXSimCSetID structuralModes) const;
   /// The acoustic modes.
   ORXSimCSetID acousticModes() const;
+  /// Sets it. Prints a line when the write fails.
   void AcousticModes(ORXSimCSetID acousticModes) const;
   /// The events of the analysis.
   gbb_Array<fesD_ModalEvent, fesD_ModalEventHolder, gbb_Repository, fesD_ModalSystem> events() const;

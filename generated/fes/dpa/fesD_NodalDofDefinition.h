@@ -44,7 +44,7 @@ class PDM_CORE_API fesD_NodalDofDefinition {
 
   /// Reads the masks from a distribution with exactly one drawer of one int a node (another number of
   /// drawers, as of the null distribution, fails an assertion). Masks that cannot be read, or are no ints,
-  /// give a numbering without nodes and leave the cause in ORXSimManager::LastError().
+  /// give a numbering without nodes; a line and ORXSimManager::LastError() say why.
   /// \param shift      each active label b also activates label b + shift, for shift & 31; labels beyond 32
   ///                   fall away, and label 32 fails an assertion.
   /// \param addLabel10 before that, label 8 also activates label 10.
@@ -101,7 +101,7 @@ class PDM_CORE_API fesD_NodalDofDefinition {
   /// Cost: O(nodes + DOFs); one bit a system DOF comes and goes.
   void SetupSolverDofs(int count, const int* systemDofs);
   /// Sets the order up from the members of a set, as WritePermutation() wrote it. A set that cannot be read
-  /// gives an order without solver DOFs and leaves the cause in ORXSimManager::LastError().
+  /// gives an order without solver DOFs; a line and ORXSimManager::LastError() say why.
   void SetupSolverDofs(ORXSimCSetID order);
 
   // All that follow REQUIRE a solver order; they fail an assertion without one.
@@ -131,7 +131,7 @@ class PDM_CORE_API fesD_NodalDofDefinition {
   /// Cost: O(NumberOfDofs()) whatever is selected.
   int* SolverDofsFromNodes(const bool* selected, int& count) const;
   /// Stores the solver's own DOFs, in order, as a member set. \param collection the system's DOFs.
-  /// \return null on failure.
+  /// \return null on failure, after a line.
   ORXSimCSetID WritePermutation(ORXSimCollectionID collection) const;
 
  private:

@@ -41,8 +41,9 @@ public:
 
 /// The damping of a substructure: five coefficients.
 ///
-/// A handle, one pointer wide: copying it does not copy the object. Every setter is one committed write.
-/// On an empty handle each operation prints its line and answers the null value.
+/// A handle, one pointer wide: copying it does not copy the object. A setter of an object that is in a file
+/// writes to the file at once; outside an update scope that is a commit point. When the write fails, the value
+/// is dropped. On an empty handle each operation prints its line and answers the null value.
 class PDM_CORE_API fesD_SubDamp : public gbb_ObjectHandle<fesD_SubDampTraits> {
 public:
   constexpr fesD_SubDamp() = default;
@@ -56,18 +57,23 @@ public:
 
   /// Mass-proportional (Rayleigh) coefficient.
   double alpha() const;
+  /// Sets it. Prints a line when the write fails.
   void Alpha(double alpha) const;
   /// Stiffness-proportional (Rayleigh) coefficient.
   double beta() const;
+  /// Sets it. Prints a line when the write fails.
   void Beta(double beta) const;
   /// Structural damping coefficient.
   double structural() const;
+  /// Sets it. Prints a line when the write fails.
   void Structural(double structural) const;
   /// Mass damping coefficient.
   double mass() const;
+  /// Sets it. Prints a line when the write fails.
   void Mass(double mass) const;
   /// Volume damping coefficient.
   double volume() const;
+  /// Sets it. Prints a line when the write fails.
   void Volume(double volume) const;
 
 private:

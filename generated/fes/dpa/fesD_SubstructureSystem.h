@@ -43,8 +43,9 @@ public:
 
 /// The system of a substructure, a reduced model: its degrees of freedom and modes, what is retained and recovered, and its damping.
 ///
-/// A handle, one pointer wide: copying it does not copy the object. Every setter is one committed write.
-/// On an empty handle each operation prints its line and answers the null value.
+/// A handle, one pointer wide: copying it does not copy the object. A setter of an object that is in a file
+/// writes to the file at once; outside an update scope that is a commit point. When the write fails, the value
+/// is dropped. On an empty handle each operation prints its line and answers the null value.
 class PDM_CORE_API fesD_SubstructureSystem : public gbb_ObjectHandle<fesD_SubstructureSystemTraits> {
 public:
   constexpr fesD_SubstructureSystem() = default;
@@ -60,29 +61,37 @@ public:
 
   /// The types of degrees of freedom.
   ORXSimCollectionID dofTypes() const;
+  /// Sets it. Prints a line when the write fails.
   void DofTypes(ORXSimCollectionID dofTypes) const;
   /// The degrees of freedom.
   ORXSimCollectionID dofs() const;
+  /// Sets it. Prints a line when the write fails.
   void Dofs(ORXSimCollectionID dofs) const;
   /// The modes.
   ORXSimCollectionID modes() const;
+  /// Sets it. Prints a line when the write fails.
   void Modes(ORXSimCollectionID modes) const;
   /// The retained nodes.
   ORXSimCSetID retainedNodes() const;
+  /// Sets it. Prints a line when the write fails.
   void RetainedNodes(ORXSimCSetID retainedNodes) const;
   /// The retained degrees of freedom.
   ORXSimCSetID retainedDofs() const;
+  /// Sets it. Prints a line when the write fails.
   void RetainedDofs(ORXSimCSetID retainedDofs) const;
   /// Nodes whose results are recovered.
   ORXSimCSetID recoveryNodes() const;
+  /// Sets it. Prints a line when the write fails.
   void RecoveryNodes(ORXSimCSetID recoveryNodes) const;
   /// Elements whose results are recovered.
   ORXSimCSetID recoveryElements() const;
+  /// Sets it. Prints a line when the write fails.
   void RecoveryElements(ORXSimCSetID recoveryElements) const;
   /// The damping, if there is one.
   fesD_SubDamp damping() const;
   /// Gives the object its damping; the holder is empty afterwards. One that is there already stays: a line
-  /// is printed and the new object destroyed. \return the handle of what is there now.
+  /// is printed and the new object destroyed. Prints a line when the write fails. \return the handle of what is
+  /// there now, empty after a failed write.
   fesD_SubDamp Damping(fesD_SubDampHolder damping) const;
 
 private:

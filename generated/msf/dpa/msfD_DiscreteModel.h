@@ -42,8 +42,9 @@ public:
 
 /// The discretisation of one simulation: its collections, two families of named sets, and the mesh.
 ///
-/// A handle, one pointer wide: copying it does not copy the object. Every setter is one committed write.
-/// On an empty handle each operation prints its line and answers the null value.
+/// A handle, one pointer wide: copying it does not copy the object. A setter of an object that is in a file
+/// writes to the file at once; outside an update scope that is a commit point. When the write fails, the value
+/// is dropped. On an empty handle each operation prints its line and answers the null value.
 class PDM_CORE_API msfD_DiscreteModel : public gbb_ObjectHandle<msfD_DiscreteModelTraits> {
 public:
   constexpr msfD_DiscreteModel() = default;
@@ -57,35 +58,45 @@ public:
 
   /// Vectors, such as directions and load patterns.
   ORXSimCollectionID vectors() const;
+  /// Sets it. Prints a line when the write fails.
   void Vectors(ORXSimCollectionID vectors) const;
   /// Nodes local to an element.
   ORXSimCollectionID localNodes() const;
+  /// Sets it. Prints a line when the write fails.
   void LocalNodes(ORXSimCollectionID localNodes) const;
   /// Faces local to an element.
   ORXSimCollectionID localFaces() const;
+  /// Sets it. Prints a line when the write fails.
   void LocalFaces(ORXSimCollectionID localFaces) const;
   /// Frames: the time steps, frequencies or modes of the results.
   ORXSimCollectionID frames() const;
+  /// Sets it. Prints a line when the write fails.
   void Frames(ORXSimCollectionID frames) const;
   /// Integration points of the elements.
   ORXSimCollectionID integrationPoints() const;
+  /// Sets it. Prints a line when the write fails.
   void IntegrationPoints(ORXSimCollectionID integrationPoints) const;
   /// Points through the thickness of sections.
   ORXSimCollectionID sectionPoints() const;
+  /// Sets it. Prints a line when the write fails.
   void SectionPoints(ORXSimCollectionID sectionPoints) const;
   /// Components of vectors and tensors.
   ORXSimCollectionID components() const;
+  /// Sets it. Prints a line when the write fails.
   void Components(ORXSimCollectionID components) const;
   /// Named sets of localNodes. Valid until the object's next change.
   const kda_MapString<ORXSimCSetID>& localNodeSets() const;
+  /// Sets it. Prints a line when the write fails.
   void LocalNodeSets(const kda_MapString<ORXSimCSetID>& localNodeSets) const;
   /// Named sets of sectionPoints. Valid until the object's next change.
   const kda_MapString<ORXSimCSetID>& sectionPointSets() const;
+  /// Sets it. Prints a line when the write fails.
   void SectionPointSets(const kda_MapString<ORXSimCSetID>& sectionPointSets) const;
   /// The mesh.
   msfD_Mesh mesh() const;
   /// Gives the object its mesh; the holder is empty afterwards. One that is there already stays: a line
-  /// is printed and the new object destroyed. \return the handle of what is there now.
+  /// is printed and the new object destroyed. Prints a line when the write fails. \return the handle of what is
+  /// there now, empty after a failed write.
   msfD_Mesh Mesh(msfD_MeshHolder mesh) const;
 
 private:

@@ -44,8 +44,9 @@ public:
 
 /// One finite-element mesh: its collections, named sets and fields, and the systems built on it.
 ///
-/// A handle, one pointer wide: copying it does not copy the object. Every setter is one committed write.
-/// On an empty handle each operation prints its line and answers the null value.
+/// A handle, one pointer wide: copying it does not copy the object. A setter of an object that is in a file
+/// writes to the file at once; outside an update scope that is a commit point. When the write fails, the value
+/// is dropped. On an empty handle each operation prints its line and answers the null value.
 class PDM_CORE_API msfD_Mesh : public gbb_ObjectHandle<msfD_MeshTraits> {
 public:
   constexpr msfD_Mesh() = default;
@@ -59,57 +60,75 @@ public:
 
   /// The nodes.
   ORXSimCollectionID nodes() const;
+  /// Sets it. Prints a line when the write fails.
   void Nodes(ORXSimCollectionID nodes) const;
   /// The elements.
   ORXSimCollectionID elements() const;
+  /// Sets it. Prints a line when the write fails.
   void Elements(ORXSimCollectionID elements) const;
   /// The element faces.
   ORXSimCollectionID faces() const;
+  /// Sets it. Prints a line when the write fails.
   void Faces(ORXSimCollectionID faces) const;
   /// The part instances.
   ORXSimCollectionID instances() const;
+  /// Sets it. Prints a line when the write fails.
   void Instances(ORXSimCollectionID instances) const;
   /// The regions: element blocks of one type and material.
   ORXSimCollectionID regions() const;
+  /// Sets it. Prints a line when the write fails.
   void Regions(ORXSimCollectionID regions) const;
   /// Nodes that carry Lagrange multipliers.
   ORXSimCSetID lagrangeNodes() const;
+  /// Sets it. Prints a line when the write fails.
   void LagrangeNodes(ORXSimCSetID lagrangeNodes) const;
   /// Named sets of nodes. Valid until the object's next change.
   const kda_MapString<ORXSimCSetID>& nodeSets() const;
+  /// Sets it. Prints a line when the write fails.
   void NodeSets(const kda_MapString<ORXSimCSetID>& nodeSets) const;
   /// Named sets of elements. Valid until the object's next change.
   const kda_MapString<ORXSimCSetID>& elementSets() const;
+  /// Sets it. Prints a line when the write fails.
   void ElementSets(const kda_MapString<ORXSimCSetID>& elementSets) const;
   /// Named sets of instances. Valid until the object's next change.
   const kda_MapString<ORXSimCSetID>& instanceSets() const;
+  /// Sets it. Prints a line when the write fails.
   void InstanceSets(const kda_MapString<ORXSimCSetID>& instanceSets) const;
   /// Named sets of regions. Valid until the object's next change.
   const kda_MapString<ORXSimCSetID>& regionSets() const;
+  /// Sets it. Prints a line when the write fails.
   void RegionSets(const kda_MapString<ORXSimCSetID>& regionSets) const;
   /// Fields of the mesh as a whole. Valid until the object's next change.
   const kda_MapString<ORXSimDistributionID>& meshFields() const;
+  /// Sets it. Prints a line when the write fails.
   void MeshFields(const kda_MapString<ORXSimDistributionID>& meshFields) const;
   /// Named surfaces: local side numbers over elements. Valid until the object's next change.
   const kda_MapString<ORXSimDistributionID>& surfaces() const;
+  /// Sets it. Prints a line when the write fails.
   void Surfaces(const kda_MapString<ORXSimDistributionID>& surfaces) const;
   /// Fields over the frames, such as their times. Valid until the object's next change.
   const kda_MapString<ORXSimDistributionID>& frameFields() const;
+  /// Sets it. Prints a line when the write fails.
   void FrameFields(const kda_MapString<ORXSimDistributionID>& frameFields) const;
   /// Fields over the nodes. Valid until the object's next change.
   const kda_MapString<ORXSimDistributionID>& nodeFields() const;
+  /// Sets it. Prints a line when the write fails.
   void NodeFields(const kda_MapString<ORXSimDistributionID>& nodeFields) const;
   /// Fields over the elements. Valid until the object's next change.
   const kda_MapString<ORXSimDistributionID>& elementFields() const;
+  /// Sets it. Prints a line when the write fails.
   void ElementFields(const kda_MapString<ORXSimDistributionID>& elementFields) const;
   /// Fields over the surfaces. Valid until the object's next change.
   const kda_MapString<ORXSimDistributionID>& surfaceFields() const;
+  /// Sets it. Prints a line when the write fails.
   void SurfaceFields(const kda_MapString<ORXSimDistributionID>& surfaceFields) const;
   /// Fields over the regions. Valid until the object's next change.
   const kda_MapString<ORXSimDistributionID>& regionFields() const;
+  /// Sets it. Prints a line when the write fails.
   void RegionFields(const kda_MapString<ORXSimDistributionID>& regionFields) const;
   /// Fields over the nodes of each element. Valid until the object's next change.
   const kda_MapString<ORXSimDistributionID>& localNodeFields() const;
+  /// Sets it. Prints a line when the write fails.
   void LocalNodeFields(const kda_MapString<ORXSimDistributionID>& localNodeFields) const;
   /// The finite-element systems.
   gbb_Array<fesD_FESystem, fesD_FESystemHolder, gbb_Repository, msfD_Mesh> systems() const;

@@ -139,7 +139,10 @@ bool ORXSimDrawerFile::Understand(hdf_Operation& operation) {
 bool ORXSimDrawerFile::FillsItsSet(ORXSimStoreCall& call) const {
   ORXSimStoreCall sets("size of a drawer's member set", call.Context()->id, ORXSimStoreCall::kCollections);
   const ORXSimCSetID members = Members(call.Operation(), call.Context()->id);
-  return (m_components <= kMostComponents && !members.IsNull() && ORXSimSizeOf(sets, members) == m_items) ||
+  const int size = members.IsNull() ? -1 : ORXSimSizeOf(sets, members);
+  if (size < 0)
+    return false;
+  return (m_components <= kMostComponents && size == m_items) ||
          call.Operation().Refuse("larger than what the file stores");
 }
 

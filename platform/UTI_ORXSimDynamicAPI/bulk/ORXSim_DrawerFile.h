@@ -15,6 +15,7 @@ class ORXSimDrawerFile {
 
   bool IsOpen() const { return m_data != nullptr; }
   int Items() const { return IsOpen() ? m_items : 0; }
+  ORXSimItemType Type() const { return m_type; }
   /// Bytes of that many rows.
   std::int64_t BytesOf(int rows) const { return std::int64_t{rows} * m_components * ORXSimItemSize(m_type); }
   /// Everything about the drawer. \return false on failure.

@@ -39,17 +39,22 @@ bool checkVersion(hdf_Operation& operation, hid_t store) {
          operation.Refuse("version " + std::to_string(version) + " of the store is not known");
 }
 
-// Opens a group or, if wanted, makes it; not open when it is absent.
-hdf_GroupHandle openOrMake(hdf_Operation& operation, hid_t parent, const char* name, bool make) {
+// Opens a group or, if wanted, makes it; not open when it is absent, which is no failure.
+hdf_GroupHandle openOrMake(hdf_Operation& operation, hid_t parent, const char* name, bool make,
+                           bool& absent) {
   bool there = false;
-  if (!isThere(operation, parent, name, there) || (!there && !make))
+  const bool looked = isThere(operation, parent, name, there);
+  absent = looked && !there;
+  if (!looked || (absent && !make))
     return {};
   return there ? openGroup(operation, parent, name) : makeGroup(operation, parent, name);
 }
 
-hdf_GroupHandle openStore(hdf_Operation& operation, hid_t file, bool make) {
+hdf_GroupHandle openStore(hdf_Operation& operation, hid_t file, bool make, bool& absent) {
   bool there = false;
-  if (!isThere(operation, file, kStore, there) || (!there && !make))
+  const bool looked = isThere(operation, file, kStore, there);
+  absent = looked && !there;
+  if (!looked || (absent && !make))
     return {};
   if (there) {
     hdf_GroupHandle store = openGroup(operation, file, kStore);
@@ -82,10 +87,10 @@ hid_t ORXSimStoreCall::Group(bool make) {
   hdf_GroupHandle& kept = m_kind == kCollections ? m_context->collections : m_context->distributions;
   if (kept.IsOpen())
     return kept.Get();
-  const hdf_GroupHandle store = openStore(m_operation, m_context->file, make);
+  const hdf_GroupHandle store = openStore(m_operation, m_context->file, make, m_absent);
   if (store.IsOpen())
-    kept =
-        openOrMake(m_operation, store.Get(), m_kind == kCollections ? "collections" : "distributions", make);
+    kept = openOrMake(m_operation, store.Get(), m_kind == kCollections ? "collections" : "distributions",
+                      make, m_absent);
   return kept.Get();
 }
 
@@ -98,7 +103,8 @@ hdf_GroupHandle ORXSimStoreCall::Open(int minor) {
   }
   const hid_t parent = Group(false);
   if (parent < 0) {
-    m_operation.Refuse("the file has no object of that kind");
+    if (m_absent)
+      m_operation.Refuse("the file has no object of that kind");
     return {};
   }
   return openGroup(m_operation, parent, ORXSimNumberName(minor).text);

@@ -41,6 +41,7 @@ class ORXSimStoreCall {
   std::shared_ptr<hdf_Context> m_context;
   hdf_Operation m_operation;
   Kind m_kind;
+  bool m_absent = false; // there is no group of that kind; else not having it open is a failure
 };
 
 /// A minor or drawer number as the name of a link.

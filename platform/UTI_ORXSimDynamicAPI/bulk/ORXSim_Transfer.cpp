@@ -28,6 +28,8 @@ bool ORXSimTransfer::FitsView(int drawer) const {
   const ORXSimDrawerFile opened = ORXSimDrawerFile::Open(call, distribution.Get(), drawer);
   if (!opened.IsOpen())
     return false;
+  if (m_type.has_value() && *m_type != opened.Type())
+    return call.Operation().Refuse("the drawer holds numbers of another type");
   const ORXSimCSetID members = opened.Members(call.Operation(), m_distribution.ID().Context());
   return !members.IsNull() &&
          (members == m_members || call.Operation().Refuse("the drawer belongs to another member set"));

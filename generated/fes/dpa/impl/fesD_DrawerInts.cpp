@@ -1,24 +1,32 @@
 #include <fes/dpa/impl/fesD_DrawerInts.h>
 
-#include <UTI_CoreUtils/mem_Allocation.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Transfer.h>
+#include <fes/dpa/impl/fesD_DofAssert.h>
+#include <gbb/gbb_Call.h>
+
+namespace {
+// All of a drawer, as what it must be. Ends with the first thing that is wrong, which is the cause.
+bool readInts(const ORXSimDistributionRef& distribution, const ORXSimPersistentDrawerDesc& drawer,
+              int* ints) {
+  ORXSimTransfer transfer(distribution);
+  transfer.SetRead();
+  transfer.SetBufferPadding(false);
+  transfer.SetItemType(ORXSimItemType::kInt32);
+  transfer.SetDim(0, drawer.CSet());
+  if (!transfer.CheckView())
+    return false;
+  transfer.SetBuffer(0, ints, std::int64_t{drawer.Items()} * ORXSimItemSize(ORXSimItemType::kInt32));
+  const bool read = transfer.ExecRead();
+  transfer.RelinquishBuffers();
+  return read;
+}
+} // namespace
 
 int* fesD_ReadDrawerInts(const ORXSimDistributionRef& distribution, int& count) {
   ORXSimArray<ORXSimPersistentDrawerDesc> drawers(1);
   const bool known = distribution.QueryDrawers(drawers);
-  count = distribution.DataSizeItems(0);
-  const std::int64_t bytes = std::int64_t{count} * ORXSimItemSize(ORXSimItemType::kInt32);
-  int* const ints = static_cast<int*>(mem_OperatorNewThrowBuiltin(static_cast<std::size_t>(bytes)));
-
-  ORXSimTransfer transfer(distribution);
-  transfer.SetRead();
-  transfer.SetBufferPadding(false);
-  transfer.SetDim(0, drawers[0].CSet());
-  const bool fits = transfer.CheckView();
-  // Floats are as wide as ints: to say that there is no room for them makes the transfer refuse them.
-  transfer.SetBuffer(0, ints, drawers[0].Type() == ORXSimItemType::kInt32 ? bytes : 0);
-  if (!(known && fits && transfer.ExecRead()))
-    count = 0;
-  transfer.RelinquishBuffers();
+  int* const ints = fesD_NewInts(drawers[0].Items());
+  const bool read = gbb_Call::Check(known && readInts(distribution, drawers[0], ints));
+  count = read ? drawers[0].Items() : 0;
   return ints;
 }

@@ -4,6 +4,7 @@
 #include <fes/dpa/impl/fesD_DofTables.h>
 #include <fes/dpa/impl/fesD_DofWriter.h>
 #include <fes/dpa/impl/fesD_DrawerInts.h>
+#include <gbb/gbb_Call.h>
 
 #include <algorithm>
 #include <bit>
@@ -49,6 +50,7 @@ int placesOf(const fesD_DofBits& wanted, const int* order, int all, int* places)
 fesD_NodalDofDefinition::fesD_NodalDofDefinition(ORXSimDistributionID masks, int shift, bool addLabel10) {
   const ORXSimDistributionRef distribution(masks);
   FESD_DOF_ASSERT(distribution.NumDrawers() == 1);
+  const gbb_Call call("**ERROR fesD_NodalDofDefinition::fesD_NodalDofDefinition: ");
   m_activityMasks.reset(fesD_ReadDrawerInts(distribution, m_numNodes));
   TransformMasks(shift, addLabel10);
   BuildSystemDofTables();

@@ -2,6 +2,7 @@
 
 #include <fes/dpa/impl/fesD_DofAssert.h>
 #include <fes/dpa/impl/fesD_DofWriter.h>
+#include <gbb/gbb_Call.h>
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_CSet.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Collection.h>
@@ -167,10 +168,11 @@ void fesD_NodalDofDefinition::SetupSolverDofs(int count, const int* systemDofs) 
 }
 
 void fesD_NodalDofDefinition::SetupSolverDofs(ORXSimCSetID order) {
+  const gbb_Call call("**ERROR fesD_NodalDofDefinition::SetupSolverDofs: ");
   const ORXSimCSet members(order);
   int count = members.Size();
   const fesD_IntArray dofs(fesD_NewInts(count));
-  if (!members.OrderedMembers(dofs.get(), count))
+  if (!gbb_Call::Check(members.OrderedMembers(dofs.get(), count)))
     count = 0;
   SetupSolverDofs(count, dofs.get());
 }
@@ -243,6 +245,9 @@ void fesD_NodalDofDefinition::MapToSolverDofs(int* dofs, int n) const {
 }
 
 ORXSimCSetID fesD_NodalDofDefinition::WritePermutation(ORXSimCollectionID collection) const {
-  return ORXSimCollectionRef(collection)
-      .CreateOrderedCSet(WithOrder().m_solverToSystemId.get(), m_numSolverDofs);
+  const gbb_Call call("**ERROR fesD_NodalDofDefinition::WritePermutation: ");
+  const ORXSimCSetID written = ORXSimCollectionRef(collection)
+                                   .CreateOrderedCSet(WithOrder().m_solverToSystemId.get(), m_numSolverDofs);
+  gbb_Call::Check(!written.IsNull());
+  return written;
 }
