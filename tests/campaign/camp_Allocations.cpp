@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <utility>
 
 namespace {
 
@@ -31,8 +30,8 @@ void camp_Allocations::Watch(const camp_Plan& plan) {
   s_calls = 0;
 }
 
-bool camp_Allocations::Arm(bool armed) {
-  return std::exchange(s_armed, armed);
+void camp_Allocations::Arm(bool armed) {
+  s_armed = armed;
 }
 
 #define CAMP_ALLOCATOR(NAME, PARAMETERS, ARGUMENTS)                                                          \

@@ -5,30 +5,33 @@
 
 namespace {
 
-// A rule of the journal that is broken on purpose, and the campaign that must notice.
+// A rule that is broken on purpose, and the campaign that must notice, with its configuration and options.
 constexpr struct {
-  const char *rule, *campaign, *config;
+  const char *rule, *campaign, *config, *options;
 } kCases[] = {
-    {"commit-sync", "power", ""},       {"checkpoint-sync", "power", ""},
-    {"directory-sync", "power", ""},    {"header-sync", "power", ""},
-    {"direct-sync", "power", ""},       {"apply-first", "power", ""},
-    {"floor", "power", "regrown"},      {"floor", "power", "regrown-spilled"},
-    {"checksum", "power", ""},          {"direct-everywhere", "power", ""},
-    {"direct-everywhere", "kills", ""}, {"recovery-sync", "power", ""},
+    {"commit-sync", "power", "", ""},       {"checkpoint-sync", "power", "", ""},
+    {"directory-sync", "power", "", ""},    {"header-sync", "power", "", ""},
+    {"direct-sync", "power", "", ""},       {"apply-first", "power", "", ""},
+    {"floor", "power", "regrown", ""},      {"floor", "power", "regrown-spilled", ""},
+    {"checksum", "power", "", ""},          {"direct-everywhere", "power", "", ""},
+    {"direct-everywhere", "kills", "", ""}, {"recovery-sync", "power", "", ""},
+    {"mark-sync", "power", "", ""},         {"mark-first", "power", "", ""},
+    {"reserve", "faults", "", ""},          {"reuse", "live", "", ""},
+    {"reuse", "power", "regrown", ""},      {"verify", "kills", "", ""},
 };
 
 } // namespace
 
-std::vector<camp_Row> camp_BrokenRules(const camp_Options& options) {
-  std::vector<camp_Row> rows;
-  for (const auto& [rule, campaign, config] : kCases) {
+camp_Rows camp_BrokenRules(const camp_Options& options) {
+  camp_Rows rows;
+  for (const auto& [rule, campaign, config, more] : kCases) {
     if (!options.config.empty() && options.config != rule)
       continue;
     camp_Row& row =
         rows.emplace_back(camp_Row{std::string("no ") + rule, std::string(campaign) + ' ' + config, 1});
     std::string command = "exec env -u LD_PRELOAD PDM_BREAK=" + std::string(rule) + " \"$0\" " + campaign +
-                          " --library \"$1\" --seed " + std::to_string(options.seed);
-    if (options.count > 0)
+                          " --until-bad --library \"$1\" --seed " + std::to_string(options.seed) + ' ' + more;
+    if (options.count > 0 && *more == '\0')
       command += " --count " + std::to_string(options.count);
     if (*config != '\0')
       command += std::string(" --config ") + config;
@@ -41,6 +44,7 @@ std::vector<camp_Row> camp_BrokenRules(const camp_Options& options) {
     row.note = result == 1 ? "noticed" : "not noticed, exit code " + std::to_string(result);
     if (result != 1)
       row.Bad(row.note);
+    row.Progress(std::ssize(kCases));
   }
   return rows;
 }

@@ -1,96 +1,83 @@
 #include <campaign/camp_Campaigns.h>
 
 #include <array>
-#include <chrono>
 #include <unistd.h>
 
 namespace {
 
-constexpr int kWriters = 2, kWaiting = 5000;
+constexpr int kWriters = 2;
+constexpr unsigned kWaiting = 5000;
+constexpr camp_Config kConfigs[] = {{.name = "kill-safe", .durability = H5J_PROCESS}};
 enum { kDone, kBegun = kDone + kWriters, kReads = kBegun + kWriters, kWrong, kRefused }; // on the board
-using Counters = std::array<std::int64_t, kWriters>;
-
-// A system of two counters, one a writer, and their sum.
-bool make(const std::string& file) {
-  camp_Session session(file, 1);
-  camp_Session::Watch();
-  if (!session.Create())
-    return false;
-  ORXSimUpdate update(session.Context());
-  const msfD_Mesh mesh =
-      session.Sim().DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)).Mesh(msfD_Mesh::New({}, {}, 0));
-  const fesD_ModalSystem system(mesh.systems().add(fesD_ModalSystem::New("counters", {}, {}, {}, {}, 0)));
-  for (int i = 0; i < kWriters; ++i)
-    system.events().add(fesD_ModalEvent::New("", 0, {}, {}, 0));
-  return update.Commit() && camp_Session::Clean();
-}
-
-fesD_ModalSystem systemOf(const camp_Session& session) {
-  return fesD_ModalSystem(session.Mesh().systems().get(0));
-}
+using Counters = std::array<std::int64_t, kWriters + 1>; // one a writer, and their sum
 
 void wrong(camp_Board& board, const std::string& text) {
   if (++board.counter[kWrong] == 1)
-    board.Say(text);
+    board.Say(text + ": " + camp_Session::Failure());
 }
 
-Counters acknowledged(const camp_Board& board) {
-  return {board.counter[kDone], board.counter[kDone + 1]};
+bool set(const camp_Session& session, const Counters& counters) {
+  const camp_Handle data(H5Dopen2(session.Id(), "counters", H5P_DEFAULT), H5Dclose);
+  return H5Dwrite(data, H5T_NATIVE_INT64, H5S_ALL, H5S_ALL, H5P_DEFAULT, counters.data()) >= 0;
 }
 
-// Reads the counters: each is at `least`, or at what had begun; the sum fits.
+bool make(const std::string& file) {
+  camp_Session session(file, kConfigs[0]);
+  if (!session.Create())
+    return false;
+  const hsize_t size = kWriters + 1;
+  const camp_Handle space(H5Screate_simple(1, &size, nullptr), H5Sclose),
+      data(H5Dcreate2(session.Id(), "counters", H5T_NATIVE_INT64, space, H5P_DEFAULT, H5P_DEFAULT,
+                      H5P_DEFAULT),
+           H5Dclose);
+  return set(session, {}) && session.Commit();
+}
+
+// The counters of an open file: each is at `least`, or at what had begun; the sum fits.
 Counters read(const camp_Session& session, const Counters& least, camp_Board& board) {
   Counters found{};
-  camp_Session::Watch();
-  const fesD_ModalSystem system = systemOf(session);
-  for (std::size_t i = 0; i < kWriters; ++i) {
-    found[i] = system.events().get(static_cast<int>(i)).eventTypeID();
+  const camp_Handle data(H5Dopen2(session.Id(), "counters", H5P_DEFAULT), H5Dclose);
+  if (H5Dread(data, H5T_NATIVE_INT64, H5S_ALL, H5S_ALL, H5P_DEFAULT, found.data()) < 0)
+    wrong(board, "the counters cannot be read");
+  for (std::size_t i = 0; i < kWriters; ++i)
     if (found[i] < least[i] || found[i] > board.counter[kBegun + i])
       wrong(board, "counter " + std::to_string(i) + " is " + std::to_string(found[i]) + ", not at least " +
                        std::to_string(least[i]));
-  }
-  if (system.propertyEvaluation() != static_cast<double>(found[0] + found[1]))
-    wrong(board, "the sum of the counters is " + std::to_string(system.propertyEvaluation()));
-  if (!camp_Session::Clean())
-    wrong(board, camp_Session::Failure());
+  if (found[kWriters] != found[0] + found[1])
+    wrong(board, "the sum of the counters is " + std::to_string(found[kWriters]));
   return found;
 }
 
-void countOn(const std::string& file, int writer, camp_Board& board) {
-  ORXSimManager::SetWaitingTime(kWaiting);
+void countOn(const std::string& file, std::size_t writer, camp_Board& board) {
   for (;;) {
-    camp_Session session(file, 1);
-    if (!session.Open()) {
+    camp_Session session(file, kConfigs[0], kWaiting);
+    if (!session.Open(H5F_ACC_RDWR)) {
       ++board.counter[kRefused];
       continue;
     }
-    const Counters counters = read(session, acknowledged(board), board);
-    for (int i = 1; i <= 3; ++i) {
-      const auto next = static_cast<int>(counters[static_cast<std::size_t>(writer)] + i);
-      board.counter[kBegun + writer] = next;
-      camp_Session::Watch();
-      ORXSimUpdate update(session.Context());
-      systemOf(session).events().get(writer).EventTypeID(next);
-      systemOf(session).PropertyEvaluation(static_cast<double>(counters[0] + counters[1] + i));
-      if (!update.Commit() || !camp_Session::Clean())
-        wrong(board, "a writer was refused: " + camp_Session::Failure());
-      board.counter[kDone + writer] = next;
+    Counters counters = read(session, {board.counter[kDone], board.counter[kDone + 1], 0}, board);
+    for (int i = 0; i < 3; ++i) {
+      ++counters[kWriters];
+      board.counter[kBegun + writer] = ++counters[writer];
+      if (!set(session, counters) || !session.Commit())
+        wrong(board, "a writer was refused");
+      board.counter[kDone + writer] = counters[writer];
     }
+    if (counters[0] % 2 == 0)
+      session.Close();
   }
 }
 
 void readOn(const std::string& file, camp_Board& board) {
-  ORXSimManager::SetWaitingTime(kWaiting);
   Counters seen{};
   for (int round = 0;; ++round) {
-    Counters least = acknowledged(board);
-    camp_Session session(file, round % 2 == 0 ? 1 : camp_Session::kLiveReading);
-    if (!session.OpenReadOnly()) {
+    Counters least{std::max<std::int64_t>(seen[0], board.counter[kDone]),
+                   std::max<std::int64_t>(seen[1], board.counter[kDone + 1]), 0};
+    camp_Session session(file, kConfigs[0], kWaiting);
+    if (!session.Open(H5F_ACC_RDONLY, round % 2 == 1)) {
       ++board.counter[kRefused];
       continue;
     }
-    for (std::size_t i = 0; i < kWriters; ++i)
-      least[i] = std::max(least[i], seen[i]);
     seen = read(session, least, board);
     ++board.counter[kReads];
   }
@@ -98,9 +85,8 @@ void readOn(const std::string& file, camp_Board& board) {
 
 } // namespace
 
-std::vector<camp_Row> camp_Contention(const camp_Options& options) {
-  constexpr camp_Config kConfigs[] = {{"kill-safe", 1}};
-  const std::int64_t seconds = options.Share(10, 1);
+camp_Rows camp_Contention(const camp_Options& options) {
+  const std::int64_t commits = options.Share(2000, 1);
   return camp_ForEachConfig("contention", kConfigs, options, [&](const camp_Config&, camp_Row& row) {
     const camp_Directory directory;
     camp_Board& board = camp_Board::New();
@@ -109,22 +95,23 @@ std::vector<camp_Row> camp_Contention(const camp_Options& options) {
     std::unique_ptr<camp_Child> writers[kWriters];
     const camp_Child reader([&] { readOn(directory.File(), board); }, 0);
     camp_Random random(options.seed);
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-    while (std::chrono::steady_clock::now() < end) {
-      for (int i = 0; i < kWriters; ++i)
+    int kills = 0, idle = 0;
+    while (row.runs < commits && idle < 1000) {
+      for (std::size_t i = 0; i < kWriters; ++i)
         if (writers[i] == nullptr || writers[i]->Ended())
           writers[i] = std::make_unique<camp_Child>([&, i] { countOn(directory.File(), i, board); }, 0);
       ::usleep(static_cast<useconds_t>(random.Between(2000, 60000)));
       writers[random.Below(kWriters)]->Kill();
-      ++row.runs;
-      row.Progress(seconds);
+      ++kills;
+      idle = row.runs == board.counter[kDone] + board.counter[kDone + 1] ? idle + 1 : 0;
+      row.runs = board.counter[kDone] + board.counter[kDone + 1];
+      row.Progress(commits);
     }
-    const auto [first, second] = acknowledged(board);
-    row.note = std::to_string(first + second) + " counted, " + std::to_string(board.counter[kReads]) +
-               " read, " + std::to_string(board.counter[kRefused]) + " refused";
+    row.note = std::to_string(kills) + " kills, " + std::to_string(board.counter[kReads]) + " read, " +
+               std::to_string(board.counter[kRefused]) + " refused";
     if (board.counter[kWrong] > 0)
       row.Bad(std::to_string(board.counter[kWrong]) + " wrong, first: " + board.message);
-    if (first == 0 || second == 0 || board.counter[kReads] == 0)
-      row.Bad("somebody never came to the file");
+    if (board.counter[kDone] == 0 || board.counter[kDone + 1] == 0 || board.counter[kReads] == 0 || idle > 0)
+      row.Bad("somebody did not come to the file");
   });
 }

@@ -7,7 +7,7 @@ namespace {
 constexpr std::size_t kSector = 512;
 
 bool isData(const camp_Event& event) {
-  return event.kind == camp_Event::kWrite || event.kind == camp_Event::kTruncate;
+  return event.kind >= camp_Event::kWrite && event.kind <= camp_Event::kExtend;
 }
 
 void overwrite(std::string& image, std::size_t offset, const char* bytes, std::size_t count) {
@@ -41,6 +41,8 @@ void camp_Disk::Platter::Apply(const camp_Event& event, camp_Random* tearing) {
     return;
   case camp_Event::kTruncate:
     return images[event.inode].resize(offset);
+  case camp_Event::kExtend:
+    return images[event.inode].resize(std::max(images[event.inode].size(), offset));
   case camp_Event::kRename:
     if (const auto from = names.find(event.from); from != names.end() && from->second == event.inode)
       names.erase(from);

@@ -4,21 +4,24 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <linux/falloc.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr int kNoInode = -1, kDescriptors = 1024;
-enum { kUnwatched, kDirectory, kUnrecorded, kInodes }; // of a descriptor; kInodes + n is inode n
+enum { kUnwatched, kDirectory, kUnrecorded, kJournal, kInodes }; // of a descriptor; kInodes + n is inode n
 
 struct Watch {
   bool on = false;
-  std::int64_t calls = 0;
+  std::int64_t calls = 0, journalRead = 0, readAgain = 0;
   camp_Plan plan;
   char directory[256] = "";
   int files[kDescriptors] = {};
@@ -32,8 +35,17 @@ int& fileOf(int descriptor) {
 bool watched(int descriptor) {
   return s_watch.on && fileOf(descriptor) != kUnwatched;
 }
-bool watched(const char* path) {
-  return s_watch.on && std::strncmp(path, s_watch.directory, std::strlen(s_watch.directory)) == 0;
+
+// The entry of the watched directory that a path leads to, "" for the directory itself; null for others.
+const char* entryOf(int directory, const char* path) {
+  if (!s_watch.on)
+    return nullptr;
+  if (*path != '/')
+    return fileOf(directory) != kDirectory ? nullptr : std::strcmp(path, ".") == 0 ? "" : path;
+  const std::size_t length = std::strlen(s_watch.directory);
+  if (std::strncmp(path, s_watch.directory, length) != 0 || (path[length] != '/' && path[length] != '\0'))
+    return nullptr;
+  return path + length + (path[length] == '/' ? 1 : 0);
 }
 
 enum Verdict { kPass, kFail, kShort, kKill };
@@ -46,7 +58,7 @@ Verdict judge(bool needsSpace) {
     *plan.calls = n;
   if (n == plan.killAt)
     return kKill;
-  if (!plan.Fails(n) || (plan.error == ENOSPC && !needsSpace))
+  if (!plan.Fails(n) || (plan.error == ENOSPC && !needsSpace) || plan.error == camp_Plan::kFull)
     return kPass;
   if (plan.error == camp_Plan::kShortWrite)
     return kShort;
@@ -62,52 +74,81 @@ bool fails(bool needsSpace) {
   return verdict == kFail;
 }
 
+// How many of these bytes stand on blocks that the file has: blocks are taken one by one, and given back when
+// one was new.
+std::size_t placed(int descriptor, off_t offset, std::size_t count) {
+  constexpr off_t kBlock = 4096;
+  const auto blocks = [&] {
+    struct statx status {};
+    ::statx(descriptor, "", AT_EMPTY_PATH, STATX_BLOCKS, &status);
+    return status.stx_blocks;
+  };
+  const off_t end = offset + static_cast<off_t>(count);
+  auto before = blocks();
+  for (off_t at = offset - offset % kBlock; at < end; at += kBlock) {
+    ::syscall(SYS_fallocate, descriptor, FALLOC_FL_KEEP_SIZE, at, kBlock);
+    if (blocks() == before)
+      continue;
+    ::syscall(SYS_fallocate, descriptor, FALLOC_FL_KEEP_SIZE | FALLOC_FL_PUNCH_HOLE, at, kBlock);
+    return static_cast<std::size_t>(std::max(at - offset, off_t{0}));
+  }
+  return count;
+}
+std::size_t room(int descriptor, off_t offset, std::size_t count) {
+  const bool full = s_watch.plan.error == camp_Plan::kFull && s_watch.plan.Fails(s_watch.calls);
+  return full ? placed(descriptor, offset, count) : count;
+}
+
 void note(camp_Event event) {
   if (s_watch.plan.record != nullptr)
     s_watch.plan.record->events.push_back(std::move(event));
 }
 
-std::string entryOf(const char* path) {
-  return path + std::min(std::strlen(path), std::strlen(s_watch.directory) + 1);
-}
-
 // Gives a descriptor its file, and notes a file that was made by opening it.
-void noteOpened(int descriptor, const char* path, int flags) {
+void noteOpened(int descriptor, const char* entry, int flags) {
   camp_Record* const record = s_watch.plan.record;
-  const bool isDirectory = std::strlen(path) <= std::strlen(s_watch.directory) + 1;
-  int& file = fileOf(descriptor) = isDirectory ? kDirectory : kUnrecorded;
+  const bool nameless = (flags & O_TMPFILE) == O_TMPFILE, isDirectory = *entry == '\0' && !nameless;
+  int& file = fileOf(descriptor) = isDirectory                           ? kDirectory
+                                   : std::strstr(entry, "-journal") != 0 ? kJournal
+                                                                         : kUnrecorded;
   if (record == nullptr || isDirectory)
     return;
-  const std::string entry = entryOf(path);
+  if (nameless) {
+    file = kInodes + record->inodes++;
+    return;
+  }
   const auto [place, isNew] = record->names.try_emplace(entry, record->inodes);
-  const int inode = place->second;
-  file = kInodes + inode;
+  file = kInodes + place->second;
   record->inodes += isNew ? 1 : 0;
   if (isNew)
-    note({camp_Event::kCreate, inode, 0, entry, {}});
+    note({camp_Event::kCreate, place->second, 0, entry, {}});
   else if ((flags & O_TRUNC) != 0)
-    note({camp_Event::kTruncate, inode, 0, {}, {}});
+    note({camp_Event::kTruncate, place->second, 0, {}, {}});
 }
 
-void noteMoved(const char* from, const char* to, bool keepsFrom) {
+// A link's source may be a descriptor: by itself, or by its name in /proc.
+void noteMoved(int fromIn, const char* from, const char* to, bool keepsFrom) {
   if (s_watch.plan.record == nullptr)
     return;
   std::map<std::string, int>& names = s_watch.plan.record->names;
-  const auto source = names.find(entryOf(from));
-  if (source == names.end())
+  int descriptor = *from == '\0' ? fromIn : -1;
+  std::sscanf(from, "/proc/self/fd/%d", &descriptor);
+  const char* const entry = descriptor < 0 ? entryOf(fromIn, from) : "";
+  const auto source = names.find(entry == nullptr ? "" : entry);
+  const int inode = source != names.end() ? source->second : fileOf(descriptor) - kInodes;
+  if (inode < 0)
     return;
-  const int inode = source->second;
-  note({keepsFrom ? camp_Event::kLink : camp_Event::kRename, inode, 0, entryOf(to), {}, entryOf(from)});
+  note({keepsFrom ? camp_Event::kLink : camp_Event::kRename, inode, 0, to, {}, entry});
   if (!keepsFrom)
     names.erase(source);
-  names[entryOf(to)] = inode;
+  names[to] = inode;
 }
 
-void noteUnlinked(const char* path) {
+void noteUnlinked(const char* entry) {
   if (s_watch.plan.record == nullptr)
     return;
-  note({camp_Event::kUnlink, kNoInode, 0, entryOf(path), {}});
-  s_watch.plan.record->names.erase(entryOf(path));
+  note({camp_Event::kUnlink, kNoInode, 0, entry, {}});
+  s_watch.plan.record->names.erase(entry);
 }
 
 void noteData(camp_Event::Kind kind, int descriptor, std::int64_t offset, const void* bytes = "",
@@ -119,21 +160,36 @@ void noteData(camp_Event::Kind kind, int descriptor, std::int64_t offset, const 
 
 template <class Write>
 ssize_t writeFile(Write next, int descriptor, const void* from, std::size_t count, off_t offset) {
-  const bool ours = watched(descriptor);
-  const Verdict verdict = ours ? judge(true) : kPass;
-  if (verdict == kFail)
-    return -1;
+  if (!watched(descriptor))
+    return next(descriptor, from, count, offset);
+  const Verdict verdict = judge(true);
   std::size_t part = verdict == kKill    ? s_watch.plan.random.Below(count + 1)
                      : verdict == kShort ? count / 2
-                                         : count;
+                                         : room(descriptor, offset, count);
   if (verdict == kKill && part < count) // no sector is written by halves; the system's own unit is a page
     part -= std::min(part, (static_cast<std::size_t>(offset) + part) % 512);
+  if (part == 0 && count > 0 && verdict == kPass)
+    errno = ENOSPC;
+  if (verdict == kFail || (part == 0 && count > 0 && verdict == kPass))
+    return -1;
   const ssize_t written = next(descriptor, from, part, offset);
   if (verdict == kKill)
     ::raise(SIGKILL);
-  if (ours && written > 0)
+  if (written > 0)
     noteData(camp_Event::kWrite, descriptor, offset, from, static_cast<std::size_t>(written));
   return written;
+}
+
+// What comes back from the disk; a wrong bit only in what was right before.
+void lie(int descriptor, void* to, ssize_t got, off_t offset) {
+  constexpr off_t kHeader = 512;
+  Watch& watch = s_watch;
+  if (watch.plan.lieAt == 0 || fileOf(descriptor) != kJournal || got <= 0 || offset < kHeader)
+    return;
+  if (offset + got > watch.journalRead)
+    watch.journalRead = offset + got;
+  else if (++watch.readAgain == watch.plan.lieAt)
+    static_cast<unsigned char*>(to)[watch.plan.random.Below(got)] ^= 1;
 }
 
 // Nothing here is to survive the machine: syncing is only noted.
@@ -147,10 +203,22 @@ int syncFile(int descriptor) {
   return 0;
 }
 
+int reserve(int descriptor, int mode, off_t offset, off_t length) {
+  const bool ours = watched(descriptor);
+  if (ours && fails(true))
+    return -1;
+  if (ours && room(descriptor, offset, static_cast<std::size_t>(length)) < static_cast<std::size_t>(length))
+    return errno = ENOSPC, -1;
+  const auto result = static_cast<int>(::syscall(SYS_fallocate, descriptor, mode, offset, length));
+  if (ours && result == 0 && (mode & FALLOC_FL_KEEP_SIZE) == 0)
+    noteData(camp_Event::kExtend, descriptor, offset + length);
+  return result;
+}
+
 } // namespace
 
 void camp_Io::Watch(const std::string& directory, const camp_Plan& plan) {
-  s_watch = {true, 0, plan, "", {}};
+  s_watch = {true, 0, 0, 0, plan, "", {}};
   std::strncpy(s_watch.directory, directory.c_str(), sizeof s_watch.directory - 1);
 }
 
@@ -158,17 +226,17 @@ void camp_Io::Stop() {
   s_watch.on = false;
 }
 
-void camp_Io::Mark(camp_Event::Kind kind, std::uint64_t digest) {
+void camp_Io::Mark(camp_Event::Kind kind, int step) {
   if (s_watch.on)
-    note({kind, kNoInode, static_cast<std::int64_t>(digest), {}, {}});
+    note({kind, kNoInode, step, {}, {}});
 }
 
 // The functions themselves; the program's come before those of the C library, for every library it loads.
 #define CAMP_NEXT(NAME) static const auto next = reinterpret_cast<decltype(&NAME)>(::dlsym(RTLD_NEXT, #NAME))
-#define CAMP_CALL(RESULT, NAME, PARAMETERS, ARGUMENTS, WATCHED, SPACE, NOTE)                                 \
+#define CAMP_CALL(RESULT, NAME, PARAMETERS, ARGUMENTS, OURS, SPACE, NOTE)                                    \
   RESULT NAME PARAMETERS {                                                                                   \
     CAMP_NEXT(NAME);                                                                                         \
-    const bool ours = watched(WATCHED);                                                                      \
+    const bool ours = OURS;                                                                                  \
     if (ours && fails(SPACE))                                                                                \
       return -1;                                                                                             \
     const RESULT result = next ARGUMENTS;                                                                    \
@@ -176,30 +244,33 @@ void camp_Io::Mark(camp_Event::Kind kind, std::uint64_t digest) {
       NOTE;                                                                                                  \
     return result;                                                                                           \
   }
-#define CAMP_OPEN(NAME)                                                                                      \
-  int NAME(const char* path, int flags, ...) {                                                               \
-    CAMP_NEXT(NAME);                                                                                         \
+#define CAMP_OPEN(NAME, PARAMETERS, DIRECTORY)                                                               \
+  int NAME PARAMETERS {                                                                                      \
+    static const auto next = reinterpret_cast<decltype(&openat)>(::dlsym(RTLD_NEXT, "openat"));              \
     va_list rest;                                                                                            \
     va_start(rest, flags);                                                                                   \
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;                                   \
+    const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;                         \
+    const mode_t mode = creates ? va_arg(rest, mode_t) : 0;                                                  \
     va_end(rest);                                                                                            \
-    if (watched(path) && fails((flags & O_CREAT) != 0))                                                      \
+    const char* const entry = entryOf(DIRECTORY, path);                                                      \
+    if (entry != nullptr && fails(creates))                                                                  \
       return -1;                                                                                             \
-    const int descriptor = next(path, flags, mode);                                                          \
-    if (watched(path) && descriptor >= 0)                                                                    \
-      noteOpened(descriptor, path, flags);                                                                   \
+    const int descriptor = next(DIRECTORY, path, flags, mode);                                               \
+    if (entry != nullptr && descriptor >= 0)                                                                 \
+      noteOpened(descriptor, entry, flags);                                                                  \
     return descriptor;                                                                                       \
   }
 #define CAMP_READ(NAME)                                                                                      \
   CAMP_CALL(ssize_t, NAME, (int descriptor, void* to, size_t count, off_t offset),                           \
-            (descriptor, to, count, offset), descriptor, false, (void)0)
+            (descriptor, to, count, offset), watched(descriptor), false,                                     \
+            lie(descriptor, to, result, offset))
 #define CAMP_WRITE(NAME)                                                                                     \
   ssize_t NAME(int descriptor, const void* from, size_t count, off_t offset) {                               \
     CAMP_NEXT(NAME);                                                                                         \
     return writeFile(next, descriptor, from, count, offset);                                                 \
   }
 #define CAMP_TRUNCATE(NAME)                                                                                  \
-  CAMP_CALL(int, NAME, (int descriptor, off_t length) noexcept, (descriptor, length), descriptor,            \
+  CAMP_CALL(int, NAME, (int descriptor, off_t length) noexcept, (descriptor, length), watched(descriptor),   \
             length > ::lseek(descriptor, 0, SEEK_END), /* cutting needs no space */                          \
             noteData(camp_Event::kTruncate, descriptor, length))
 #define CAMP_SYNC(NAME)                                                                                      \
@@ -207,30 +278,53 @@ void camp_Io::Mark(camp_Event::Kind kind, std::uint64_t digest) {
     CAMP_NEXT(NAME);                                                                                         \
     return watched(descriptor) ? syncFile(descriptor) : next(descriptor);                                    \
   }
+#define CAMP_RESERVE(NAME)                                                                                   \
+  int NAME(int descriptor, int mode, off_t offset, off_t length) {                                           \
+    return reserve(descriptor, mode, offset, length);                                                        \
+  }                                                                                                          \
+  int posix_##NAME(int descriptor, off_t offset, off_t length) {                                             \
+    return reserve(descriptor, 0, offset, length) == 0 ? 0 : errno;                                          \
+  }
+#define CAMP_MOVE(NAME, PARAMETERS, ARGUMENTS, FROM_IN, TO_IN, KEEPS)                                        \
+  CAMP_CALL(int, NAME, PARAMETERS noexcept, ARGUMENTS, entryOf(TO_IN, to) != nullptr, true,                  \
+            noteMoved(FROM_IN, from, entryOf(TO_IN, to), KEEPS))
+#define CAMP_QUIET(NAME, PARAMETERS, ARGUMENTS, OURS)                                                        \
+  CAMP_CALL(int, NAME, PARAMETERS noexcept, ARGUMENTS, OURS, false, (void)0)
 #pragma GCC visibility push(default)
 extern "C" {
-CAMP_OPEN(open)
-CAMP_OPEN(open64)
+CAMP_OPEN(open, (const char* path, int flags, ...), AT_FDCWD)
+CAMP_OPEN(open64, (const char* path, int flags, ...), AT_FDCWD)
+CAMP_OPEN(openat, (int directory, const char* path, int flags, ...), directory)
+CAMP_OPEN(openat64, (int directory, const char* path, int flags, ...), directory)
 CAMP_READ(pread)
 CAMP_READ(pread64)
 CAMP_WRITE(pwrite)
 CAMP_WRITE(pwrite64)
 CAMP_TRUNCATE(ftruncate)
 CAMP_TRUNCATE(ftruncate64)
+CAMP_RESERVE(fallocate)
+CAMP_RESERVE(fallocate64)
 CAMP_SYNC(fsync)
 CAMP_SYNC(fdatasync)
-CAMP_CALL(int, rename, (const char* from, const char* to) noexcept, (from, to), from, true,
-          noteMoved(from, to, false))
-CAMP_CALL(int, renameat2, (int fromIn, const char* from, int toIn, const char* to, unsigned flags) noexcept,
-          (fromIn, from, toIn, to, flags), from, true, noteMoved(from, to, false))
-CAMP_CALL(int, link, (const char* from, const char* to) noexcept, (from, to), from, true,
-          noteMoved(from, to, true))
-CAMP_CALL(int, unlink, (const char* path) noexcept, (path), path, false, noteUnlinked(path))
-CAMP_CALL(int, flock, (int descriptor, int operation) noexcept, (descriptor, operation), descriptor, false,
-          (void)0)
-CAMP_CALL(int, fstat, (int descriptor, struct stat* status) noexcept, (descriptor, status), descriptor, false,
-          (void)0)
-CAMP_CALL(int, stat, (const char* path, struct stat* status) noexcept, (path, status), path, false, (void)0)
+CAMP_MOVE(rename, (const char* from, const char* to), (from, to), AT_FDCWD, AT_FDCWD, false)
+CAMP_MOVE(renameat, (int fromIn, const char* from, int toIn, const char* to), (fromIn, from, toIn, to),
+          fromIn, toIn, false)
+CAMP_MOVE(renameat2, (int fromIn, const char* from, int toIn, const char* to, unsigned flags),
+          (fromIn, from, toIn, to, flags), fromIn, toIn, false)
+CAMP_MOVE(link, (const char* from, const char* to), (from, to), AT_FDCWD, AT_FDCWD, true)
+CAMP_MOVE(linkat, (int fromIn, const char* from, int toIn, const char* to, int flags),
+          (fromIn, from, toIn, to, flags), fromIn, toIn, true)
+CAMP_CALL(int, unlink, (const char* path) noexcept, (path), entryOf(AT_FDCWD, path) != nullptr, false,
+          noteUnlinked(entryOf(AT_FDCWD, path)))
+CAMP_CALL(int, unlinkat, (int directory, const char* path, int flags) noexcept, (directory, path, flags),
+          entryOf(directory, path) != nullptr, false, noteUnlinked(entryOf(directory, path)))
+CAMP_QUIET(fchmod, (int descriptor, mode_t mode), (descriptor, mode), watched(descriptor))
+CAMP_QUIET(fchown, (int descriptor, uid_t user, gid_t group), (descriptor, user, group), watched(descriptor))
+CAMP_QUIET(flock, (int descriptor, int operation), (descriptor, operation), watched(descriptor))
+CAMP_QUIET(fstat, (int descriptor, struct stat* status), (descriptor, status), watched(descriptor))
+CAMP_QUIET(stat, (const char* path, struct stat* status), (path, status), entryOf(AT_FDCWD, path) != nullptr)
+CAMP_QUIET(fstatat, (int directory, const char* path, struct stat* status, int flags),
+           (directory, path, status, flags), entryOf(directory, path) != nullptr)
 int close(int descriptor) {
   CAMP_NEXT(close);
   const bool failing = watched(descriptor) && fails(false);

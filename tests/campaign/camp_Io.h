@@ -11,12 +11,12 @@
 struct camp_Event {
   // clang-format off
   enum Kind : std::uint8_t {
-    kCreate, kWrite, kTruncate, kSync, kRename, kLink, kUnlink, kDirectorySync, kBegin, kAck
+    kCreate, kWrite, kTruncate, kExtend, kSync, kRename, kLink, kUnlink, kDirectorySync, kBegin, kAck
   };
   // clang-format on
   Kind kind;
   int inode = -1;
-  std::int64_t offset = 0; // of a write; the length of a truncation; the digest of kBegin and kAck
+  std::int64_t offset = 0; // of a write; the new length of a file; the step of kBegin and kAck
   std::string name, bytes; // the entry that comes or goes; what is written
   std::string from{};      // the entry that a renaming removes
 };
@@ -31,12 +31,14 @@ struct camp_Record {
 /// What becomes of calls, which are counted from 1; 0 stands for none of them.
 struct camp_Plan {
   static constexpr int kShortWrite = -1; // in place of an errno
+  static constexpr int kFull = -2;       // ENOSPC for what lies on no block that its file has already
 
   std::int64_t killAt = 0; // dies there; a part of what was to be written is written first
   camp_Random random{0};   // which part
   std::int64_t failAt = 0;
   bool forGood = false;          // fails from there on
-  int error = 0;                 // an errno or kShortWrite; calls that need no space do not answer ENOSPC
+  int error = 0;                 // an errno or one of the above; ENOSPC only for calls that may need space
+  std::int64_t lieAt = 0;        // of the readings of journal bytes read before, the one with a wrong bit
   std::int64_t* calls = nullptr; // their number so far, in a place that the parent process may see
   camp_Record* record = nullptr; // takes what succeeds; its names are those of the directory at first
 
@@ -50,14 +52,13 @@ class camp_Io {
   /// Watches the files of a directory from now on, counting from 0.
   static void Watch(const std::string& directory, const camp_Plan& plan);
   static void Stop();
-  /// Puts a mark among the events; only recorded.
-  static void Mark(camp_Event::Kind kind, std::uint64_t digest);
+  /// Puts a mark of a step among the events; only recorded.
+  static void Mark(camp_Event::Kind kind, int step);
 };
 
 /// The allocations of this process that are made while it is armed.
 class camp_Allocations {
  public:
   static void Watch(const camp_Plan& plan);
-  /// \return whether they were armed before.
-  static bool Arm(bool armed);
+  static void Arm(bool armed);
 };

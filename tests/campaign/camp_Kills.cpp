@@ -5,25 +5,23 @@
 
 namespace {
 
-constexpr camp_Config kConfigs[] = {{"kill-safe", 1},
-                                    {"durable", 2},
-                                    {"tiny-limits", 1, 64 << 10, 48 << 10},
-                                    {"live-readers", 1, 0, 0, 2},
-                                    {"live-tiny-journal", 1, 16 << 10, 0, 2}};
 constexpr int kSteps = 12, kRounds = 12, kRecoveryCalls = 25;
-enum { kSnapshots, kWrong }; // counters on the board
+constexpr camp_Config kConfigs[] = {{.name = "kill-safe", .durability = H5J_PROCESS},
+                                    {.name = "durable", .durability = H5J_POWER},
+                                    {"tiny-limits", H5J_PROCESS, 64 << 10, 48 << 10},
+                                    {"live-readers", H5J_PROCESS, 0, 0, 2},
+                                    {"live-tiny-journal", H5J_PROCESS, 16 << 10, 0, 2},
+                                    {.name = "unmarked", .durability = H5J_PROCESS, .isMarked = false},
+                                    {.name = "old-format", .durability = H5J_PROCESS, .isOldFormat = true}};
 
-// Reads commit points until it is killed; whatever it sees was the state after some step.
-void readOn(const std::string& file, camp_Board& board) {
-  for (;;) {
-    const int done = board.done;
-    camp_Session session(file, camp_Session::kLiveReading);
-    if (!session.OpenReadOnly())
-      continue;
-    camp_Session::Watch();
-    const std::uint64_t digest = camp_State::Read(session.Sim()).Digest();
-    ++board.counter[board.Knows(digest, done, board.begun) ? kSnapshots : kWrong];
-  }
+// What readers on the board saw.
+void conclude(const camp_Board& board, camp_Row& row) {
+  row.note = std::to_string(board.counter[camp_kSnapshots]) + " snapshots, " +
+             std::to_string(board.counter[camp_kRefreshed]) + " refreshed";
+  if (board.counter[camp_kWrong] > 0)
+    row.Bad(std::to_string(board.counter[camp_kWrong]) + " snapshots that never were; " + board.message);
+  if (board.counter[camp_kSnapshots] == 0)
+    row.Bad("nobody could read");
 }
 
 class Killer {
@@ -42,8 +40,8 @@ class Killer {
     camp_Trial trial(m_directory, m_random.Next(), m_config, m_board);
     for (int round = 0; round < kRounds && m_row.runs < kills; ++round) {
       camp_Children readers;
-      for (int i = 0; i < m_config.readers && trial.Next() > 2; ++i)
-        readers.push_back(std::make_unique<camp_Child>([&] { readOn(m_directory.File(), m_board); }));
+      if (trial.Next() > 2)
+        readers = camp_Readers(m_directory.File(), m_config, camp_Reading::kHurry, m_board);
       const int kind = m_random.Below(8);
       const int status =
           kind == 0  ? trial.Run(m_random.Between(1, kSteps), {.leaves = true})
@@ -51,7 +49,10 @@ class Killer {
                      : trial.Run(kSteps, {.io = {.killAt = 1 + m_random.Below(m_calls), .random = m_random}});
       ++m_row.runs;
       for (int i = m_random.Below(3); i > 0; --i)
-        trial.Recover({.killAt = m_random.Between(1, kRecoveryCalls), .random = m_random});
+        if (m_random.OneIn(3))
+          trial.Recover({.random = m_random, .lieAt = m_random.Between(1, 4)});
+        else
+          trial.Recover({.killAt = m_random.Between(1, kRecoveryCalls), .random = m_random});
       readers.clear();
       if (status != 0 && status != -SIGKILL)
         return m_row.Bad("ended with " + std::to_string(status));
@@ -63,14 +64,8 @@ class Killer {
   }
 
   void Conclude() const {
-    if (m_config.readers == 0)
-      return;
-    m_row.note = std::to_string(m_board.counter[kSnapshots]) + " snapshots, " +
-                 std::to_string(m_board.counter[kWrong]) + " wrong";
-    if (m_board.counter[kWrong] > 0)
-      m_row.Bad("live readers saw states that never were");
-    if (m_board.counter[kSnapshots] == 0)
-      m_row.Bad("live readers saw nothing");
+    if (m_config.readers > 0)
+      conclude(m_board, m_row);
   }
 
  private:
@@ -85,7 +80,7 @@ class Killer {
 
 } // namespace
 
-std::vector<camp_Row> camp_Kills(const camp_Options& options) {
+camp_Rows camp_Kills(const camp_Options& options) {
   const std::int64_t kills = options.Share(500, std::ssize(kConfigs));
   return camp_ForEachConfig("kills", kConfigs, options, [&](const camp_Config& config, camp_Row& row) {
     Killer killer(config, options, row);
@@ -94,5 +89,29 @@ std::vector<camp_Row> camp_Kills(const camp_Options& options) {
       row.Progress(kills);
     }
     killer.Conclude();
+  });
+}
+
+// One long life of a writer, beside readers who hold what they see.
+camp_Rows camp_Live(const camp_Options& options) {
+  constexpr camp_Config kLive[] = {{"kill-safe", H5J_PROCESS, 0, 0, 3},
+                                   {"durable", H5J_POWER, 0, 0, 3},
+                                   {"tiny-limits", H5J_PROCESS, 64 << 10, 48 << 10, 3}};
+  return camp_ForEachConfig("live", kLive, options, [&](const camp_Config& config, camp_Row& row) {
+    const camp_Directory directory;
+    camp_Board& board = camp_Board::New();
+    camp_Trial trial(directory, options.seed, config, board);
+    if (!trial.RunsWell(1))
+      return row.Bad(trial.Message());
+    camp_Children readers = camp_Readers(directory.File(), config, camp_Reading::kPause, board);
+    const int status = trial.Run(camp_Board::kSteps, {.life = options.Share(9, std::ssize(kLive)) * 1000000});
+    readers.clear();
+    row.runs = board.counter[camp_kSnapshots] + board.counter[camp_kWrong];
+    conclude(board, row);
+    row.note += ", " + std::to_string(board.done) + " steps";
+    if (status != -SIGKILL)
+      row.Bad(std::string("the writer was refused: ") + board.message);
+    else if (!trial.Check(true))
+      row.Bad(trial.Message());
   });
 }

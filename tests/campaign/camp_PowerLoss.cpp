@@ -6,40 +6,33 @@
 
 namespace {
 
-constexpr camp_Config kConfigs[] = {{"durable", 2},
-                                    {"tiny-limits", 2, 64 << 10, 48 << 10},
-                                    {"tiny-journal", 2, 16 << 10, 0},
-                                    {"read-live", 2, 16 << 10, 0, 1},
-                                    {"regrown", 2},
-                                    {"regrown-spilled", 2, 0, 48 << 10}};
+constexpr camp_Config kConfigs[] = {{.name = "durable", .durability = H5J_POWER},
+                                    {"tiny-limits", H5J_POWER, 64 << 10, 48 << 10},
+                                    {"tiny-journal", H5J_POWER, 16 << 10},
+                                    {"read-live", H5J_POWER, 16 << 10, 0, 1},
+                                    {"regrown", H5J_POWER, 0, 0, 0, true, false, true},
+                                    {"regrown-spilled", H5J_POWER, 0, 48 << 10, 0, true, false, true},
+                                    {.name = "unmarked", .durability = H5J_POWER, .isMarked = false},
+                                    {"old-format", H5J_POWER, 64 << 10, 0, 0, true, true}};
 
 enum { kPoints, kBad, kAt, kShortened }; // counters on the board
-
-// What a file may hold at a moment.
-struct Allowed {
-  std::uint64_t done = camp_State::kNoFile, begun = camp_State::kNoFile;
-
-  void Feed(const camp_Event& event) {
-    if (event.kind == camp_Event::kBegin || event.kind == camp_Event::kAck)
-      begun = static_cast<std::uint64_t>(event.offset);
-    if (event.kind == camp_Event::kAck)
-      done = begun;
-  }
-  bool Holds(std::uint64_t digest) const { return digest == done || digest == begun; }
-};
 
 // One recorded run, and the disks that a loss of power makes of it.
 class Recording {
  public:
   Recording(std::uint64_t seed, const camp_Config& config, camp_Board& board)
       : m_random(seed, 99), m_board(board), m_config(config) {
-    camp_Workload workload(seed);
-    workload.moves = std::string(config.name).starts_with("regrown");
-    camp_Session session(m_directory.File(), config.leastOption);
+    camp_Workload workload(seed, config);
+    const int steps = config.regrows ? 16 : m_random.Between(6, 20);
+    for (int n = 1; n <= steps; ++n, m_contents.push_back(workload.content))
+      workload.Step(n, nullptr);
+    workload.content = {};
+    camp_Session session(m_directory.File(), config);
     camp_Io::Watch(m_directory.Name(), {.record = &m_record});
-    const camp_Children readers = camp_HoldSnapshots(m_directory.File(), config.readers);
-    camp_Host(workload, session, 1, workload.moves ? 16 : m_random.Between(6, 20), 1, board);
-    session.Close();
+    const camp_Children readers = camp_Readers(m_directory.File(), config, camp_Reading::kHold, board);
+    camp_Host(workload, session, 1, steps, board);
+    if (session.IsOpen())
+      session.Close();
     camp_Io::Stop();
     m_board.counter[kShortened] +=
         std::count_if(m_record.events.begin(), m_record.events.end(), [](const camp_Event& event) {
@@ -78,7 +71,11 @@ class Recording {
 
   void Advance() {
     m_disk.Feed(m_record.events[m_at]);
-    m_allowed.Feed(m_record.events[m_at++]);
+    const camp_Event& event = m_record.events[m_at++];
+    if (event.kind == camp_Event::kBegin || event.kind == camp_Event::kAck)
+      m_begun = static_cast<std::size_t>(event.offset);
+    if (event.kind == camp_Event::kAck)
+      m_done = m_begun;
   }
 
   // A loss of power after the event that was fed last, in all modes.
@@ -110,15 +107,15 @@ class Recording {
         recovery.names[file.first] = recovery.inodes++;
       camp_Io::Watch(m_directory.Name(), {.record = &recovery});
     }
-    const std::uint64_t found = camp_Examine(m_directory.File(), m_config.leastOption,
-                                             !recordsRecovery && m_random.OneIn(4), m_board);
+    camp_Content found;
+    const bool isRead =
+        camp_Examine(m_directory.File(), m_config, !recordsRecovery && m_random.OneIn(4), found, m_board);
     camp_Io::Stop();
     ++m_board.counter[kPoints];
-    if (!m_allowed.Holds(found))
-      Tell(std::string(mode) + ": " +
-           (found == camp_State::kUnreadable ? m_board.message
-            : found == camp_State::kNoFile   ? "the file is gone"
-                                             : "another state"));
+    if (!isRead)
+      Tell(std::string(mode) + ": " + m_board.message);
+    else if (!(found == m_contents[m_done] || found == m_contents[m_begun]))
+      Tell(std::string(mode) + ": " + m_contents[m_done].Difference(found));
     camp_Disk disk(files);
     for (const camp_Event& event : recovery.events) {
       disk.Feed(event);
@@ -134,13 +131,14 @@ class Recording {
   camp_Directory m_directory;
   camp_Record m_record;
   camp_Disk m_disk;
-  Allowed m_allowed;
+  std::vector<camp_Content> m_contents{{}}; // after each step
+  std::size_t m_done = 0, m_begun = 0;
   std::size_t m_at = 0;
 };
 
 } // namespace
 
-std::vector<camp_Row> camp_PowerLoss(const camp_Options& options) {
+camp_Rows camp_PowerLoss(const camp_Options& options) {
   constexpr std::int64_t kRecordings = 5; // at least
   const std::int64_t points = options.Share(3000, std::ssize(kConfigs));
   return camp_ForEachConfig("power", kConfigs, options, [&](const camp_Config& config, camp_Row& row) {

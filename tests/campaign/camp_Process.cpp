@@ -17,8 +17,8 @@ camp_Board& camp_Board::New() {
   return *new (memory) camp_Board();
 }
 
-bool camp_Board::Knows(std::uint64_t digestOfState, int first, int last) const {
-  return std::find(digest + first, digest + last + 1, digestOfState) < digest + last + 1;
+bool camp_Board::Knows(std::uint64_t digestOfContent, int first, int last) const {
+  return std::find(digest + first, digest + last + 1, digestOfContent) < digest + last + 1;
 }
 
 void camp_Board::Say(const std::string& text) {

@@ -1,4 +1,4 @@
-#include <campaign/camp_Report.h>
+#include <campaign/camp_Campaigns.h>
 
 #include <algorithm>
 #include <ctime>
@@ -39,4 +39,33 @@ int camp_Print(const std::vector<camp_Row>& rows, bool json) {
   if (json)
     std::cout << nlohmann::json{{"bad", bad}, {"campaigns", list}}.dump(2) << '\n';
   return bad == 0 ? 0 : 1;
+}
+
+camp_Rows camp_ForEachConfig(const char* campaign, std::span<const camp_Config> configs,
+                             const camp_Options& options,
+                             const std::function<void(const camp_Config&, camp_Row&)>& body) {
+  camp_Rows rows;
+  for (const camp_Config& config : configs) {
+    if (!options.config.empty() && options.config != config.name)
+      continue;
+    camp_Board& board = camp_Board::New();
+    camp_Row& row = rows.emplace_back(camp_Row{campaign, config.name});
+    camp_Child child(
+        [&] {
+          body(config, row);
+          board.counter[0] = row.runs;
+          board.counter[1] = row.bad;
+          board.Say(row.note);
+        },
+        0);
+    const int status = child.Wait();
+    row.runs = board.counter[0];
+    row.bad = board.counter[1];
+    row.note = board.message;
+    if (status != 0)
+      row.Bad("the campaign itself ended with " + std::to_string(status));
+    if (options.untilBad && row.bad > 0)
+      break;
+  }
+  return rows;
 }

@@ -1,58 +1,49 @@
 #pragma once
 
-#include <campaign/camp_State.h>
+#include <campaign/camp_Content.h>
 
-#include <algorithm>
-#include <memory>
-#include <string>
+/// How the library is used in one part of a campaign.
+struct camp_Config {
+  const char* name;
+  H5J_durability_t durability;
+  unsigned journal = 0, memory = 0; // limits in bytes, 0 for those of the library
+  int readers = 0;                  // live readers beside the writer
+  bool isMarked = true;
+  bool isOldFormat = false; // HDF5's own choice: metadata without checksums
+  bool regrows = false;     // begins with a file that shrinks and grows again
+};
 
-/// A simulation file as a host works on it. The failures of everything done through it are seen, also of
-/// calls that answer nothing.
+/// A file as a host works on it.
 class camp_Session {
  public:
-  static constexpr int kLiveReading = 3; // the context option
+  camp_Session(std::string file, const camp_Config& config, unsigned waitingTime = 0)
+      : m_file(std::move(file)), m_config(config), m_waitingTime(waitingTime) {}
+  camp_Session(const camp_Session&) = delete;
+  camp_Session& operator=(const camp_Session&) = delete;
+  ~camp_Session() { Drop(); }
 
-  /// \param leastOption durability that no session of the file falls below.
-  camp_Session(std::string file, int leastOption)
-      : m_file(std::move(file)), m_least(leastOption), m_option(leastOption) {}
+  bool IsOpen() const { return m_id >= 0; }
+  hid_t Id() const { return m_id; }
 
-  const std::string& File() const { return m_file; }
-  /// The context option from the next opening on.
-  void Option(int contextOption) { m_option = std::max(m_least, contextOption); }
+  bool Create();
+  bool Open(unsigned flags, bool isLive = false);
+  bool Commit() { return H5Jcommit(m_id) >= 0; }
+  /// False when the file is not open any more.
+  bool Rollback() { return (m_id = H5Jrollback(m_id)) >= 0; }
+  bool Refresh() { return (m_id = H5Jrefresh(m_id)) >= 0; }
+  /// Commits and closes; afterwards it is closed in any case.
+  bool Close() { return H5Jclose(std::exchange(m_id, -1)) >= 0; }
+  /// Closes and leaves the last commit point.
+  void Drop();
 
-  bool IsOpen() const { return m_root != nullptr && m_root->count() == 1; }
-  bool Create() {
-    return Take([&] { return m_root->createSim(m_file.c_str(), "", m_option); });
-  }
-  bool Open() {
-    return Take([&] { return m_root->openSim(m_file.c_str(), "", m_option); });
-  }
-  bool OpenReadOnly() {
-    return Take([&] { return m_root->openSimReadOnly(m_file.c_str(), "", m_option); });
-  }
-  void Close() { m_root.reset(); }
-
-  msfD_Sim Sim() const { return IsOpen() ? m_root->get(0) : msfD_Sim(); }
-  ORXSimContextID Context() const {
-    return IsOpen() ? Sim().distributionService().Context() : ORXSimContextID();
-  }
-  msfD_Mesh Mesh() const { return Sim().discreteModel().mesh(); }
-
-  /// Begins to watch for failures.
-  static void Watch();
-  /// True when nothing failed since Watch().
-  static bool Clean();
-  /// The first failure since Watch().
-  static std::string Failure();
+  H5J_info_t Info() const;
+  static std::string Failure() { return H5Jlast_error(); }
 
  private:
-  template <class Call>
-  bool Take(Call call) {
-    m_root = std::make_unique<msfD_Root>(0);
-    return !!call() && !Context().IsNull();
-  }
+  hid_t AccessList(bool isLive) const;
 
   std::string m_file;
-  int m_least, m_option;
-  std::unique_ptr<msfD_Root> m_root;
+  const camp_Config& m_config;
+  unsigned m_waitingTime;
+  hid_t m_id = -1;
 };

@@ -2,134 +2,159 @@
 
 #include <csignal>
 #include <filesystem>
-#include <sstream>
 #include <unistd.h>
 
 namespace {
 
-std::uint64_t refuse(camp_Board& board, const std::string& text) {
-  board.Say(text);
-  return camp_State::kUnreadable;
-}
-
-std::uint64_t read(camp_Session& session, bool readOnly, camp_Board& board, std::string* text) {
-  camp_Session::Watch();
-  if (!(readOnly ? session.OpenReadOnly() : session.Open()))
-    return refuse(board, "does not open: " + camp_Session::Failure());
-  const camp_State state = camp_State::Read(session.Sim());
-  session.Close();
-  if (!camp_Session::Clean())
-    return refuse(board, "cannot be read: " + camp_Session::Failure());
-  if (text != nullptr)
-    *text = state.Text();
-  return state.Digest();
-}
-
-std::string firstDifference(const std::string& wanted, const std::string& found) {
-  std::istringstream a(wanted), b(found);
-  for (std::string x, y; std::getline(a, x) || std::getline(b, y);) {
-    std::getline(b, y);
-    if (x != y)
-      return "expected \"" + x.substr(0, 120) + "\", found \"" + y.substr(0, 120) + '"';
+// Takes a snapshot, looks twice at it, moves on, looks again.
+void readOn(const std::string& file, const camp_Config& config, camp_Reading how, camp_Board& board) {
+  camp_Random random(static_cast<std::uint64_t>(::getpid()));
+  const bool pauses = how == camp_Reading::kPause;
+  for (int since = 0;;) {
+    camp_Session session(file, config);
+    const auto look = [&](int until) {
+      if (pauses)
+        ::usleep(static_cast<useconds_t>(random.Below(20000)));
+      camp_Content content;
+      if (!camp_Content::Read(session.Id(), content))
+        board.Say("a reader cannot read: " + camp_Session::Failure());
+      return board.Knows(content.Digest(), since, until) ? content : camp_Content();
+    };
+    since = board.done;
+    if (!session.Open(H5F_ACC_RDONLY, true)) {
+      if (pauses)
+        board.Say("a reader was refused: " + camp_Session::Failure());
+      board.counter[camp_kWrong] += pauses ? 1 : 0;
+      continue;
+    }
+    while (how == camp_Reading::kHold)
+      ::pause();
+    const int until = board.begun;
+    const camp_Content first = look(until);
+    bool good = first.exists && (!pauses || look(until) == first);
+    since = board.done;
+    if (pauses && random.OneIn(2)) {
+      good = session.Refresh() && look(board.begun).exists && good;
+      ++board.counter[camp_kRefreshed];
+    }
+    ++board.counter[good ? camp_kSnapshots : camp_kWrong];
   }
-  return "no difference";
+}
+
+bool refuse(camp_Board& board, const std::string& text) {
+  board.Say(text);
+  return false;
 }
 
 } // namespace
 
-camp_Children camp_HoldSnapshots(const std::string& file, int readers) {
+camp_Children camp_Readers(const std::string& file, const camp_Config& config, camp_Reading how,
+                           camp_Board& board) {
   camp_Children children;
-  for (int i = 0; i < readers; ++i)
-    children.push_back(std::make_unique<camp_Child>([&] {
-      camp_Session session(file, camp_Session::kLiveReading);
-      while (!session.OpenReadOnly())
-        ::usleep(100);
-      ::pause();
-    }));
+  for (int i = 0; i < config.readers; ++i)
+    children.push_back(std::make_unique<camp_Child>([&] { readOn(file, config, how, board); }, 0));
   return children;
 }
 
-std::uint64_t camp_Examine(const std::string& file, int option, bool readOnlyToo, camp_Board& board) {
+bool camp_Examine(const std::string& file, const camp_Config& config, bool everyWay, camp_Content& content,
+                  camp_Board& board) {
+  content = {};
   if (!std::filesystem::exists(file))
-    return camp_State::kNoFile;
-  camp_Session session(file, option);
-  const std::uint64_t before = readOnlyToo ? read(session, true, board, nullptr) : camp_State::kNoFile;
-  if (before == camp_State::kUnreadable)
-    return before;
-  const std::uint64_t digest = read(session, false, board, nullptr);
-  if (digest == camp_State::kUnreadable)
-    return digest;
-  if (readOnlyToo && before != digest)
-    return refuse(board, "reading only showed another state than recovery");
+    return true;
+  camp_Session session(file, config);
+  camp_Content other;
+  if (everyWay && !(session.Open(H5F_ACC_RDONLY) && camp_Content::Read(session.Id(), other)))
+    return refuse(board, "reading only: " + camp_Session::Failure());
+  if (!session.Open(H5F_ACC_RDWR))
+    return refuse(board, "does not open: " + camp_Session::Failure());
+  if (!camp_Content::Read(session.Id(), content))
+    return refuse(board, "cannot be read: " + camp_Session::Failure());
+  if (everyWay && !(content == other))
+    return refuse(board, "reading only showed something else: " + content.Difference(other));
+  if (!session.Close())
+    return refuse(board, "does not close: " + camp_Session::Failure());
   for (const char* const suffix : {"-journal", "-journal-next"})
     if (std::filesystem::exists(file + suffix))
       return refuse(board, std::string("left behind: ") + suffix);
-  return digest;
+  if (everyWay) {
+    const camp_Handle plain(H5Fopen(file.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT), H5Fclose);
+    if (!camp_Content::Read(plain, other) || !(content == other))
+      return refuse(board, "plain HDF5 reads something else: " + content.Difference(other));
+  }
+  return true;
 }
 
-void camp_Host(camp_Workload& workload, camp_Session& session, int first, int count, int giveUp,
-               camp_Board& board) {
-  int refused = 0;
-  for (int n = first; n < first + count && n < camp_Board::kSteps && refused < giveUp; ++n) {
+void camp_Host(camp_Workload& workload, camp_Session& session, int first, int count, camp_Board& board) {
+  constexpr int kGiveUp = 6; // steps in a row
+  for (int n = first, refused = 0; n < first + count && n < camp_Board::kSteps && refused < kGiveUp; ++n) {
     camp_Workload after = workload, trial = workload;
     after.Step(n, nullptr);
-    const std::uint64_t digest = after.state.Digest();
-    board.digest[n] = digest;
+    board.digest[n] = after.content.Digest();
+    board.fate[n] = camp_Board::kBegun;
     board.begun = n;
-    camp_Io::Mark(camp_Event::kBegin, digest);
-    bool good = false;
+    camp_Io::Mark(camp_Event::kBegin, n);
     camp_Allocations::Arm(true);
-    try {
-      good = trial.Step(n, &session);
-    } catch (const std::bad_alloc&) {
-    }
+    bool good = trial.Step(n, &session);
     camp_Allocations::Arm(false);
-    board.taken[n] = good;
+    const bool isCommit = !good && trial.stage == camp_Workload::kCommitting;
+    if (isCommit && n % 2 == 0 && session.Info().may_commit)
+      good = session.Commit();
     if (good) {
-      camp_Io::Mark(camp_Event::kAck, digest);
+      board.fate[n] = camp_Board::kTaken;
+      camp_Io::Mark(camp_Event::kAck, n);
       board.done = n;
-      workload.state = after.state;
+      workload.content = after.content;
       refused = 0;
-    } else {
-      board.Say("step " + std::to_string(n) + " failed: " + camp_Session::Failure());
-      ++refused;
-      workload.stays = workload.stays || workload.mayStay; // another session may find it done after all
-      if (session.IsOpen() && n % 2 == 0)                  // or goes on as if nothing were
-        ORXSimUpdate(session.Context()).Rollback();
+      continue;
     }
+    board.Say("step " + std::to_string(n) + " failed: " + camp_Session::Failure());
+    const bool isOpen = session.IsOpen(), isPoisoned = isOpen && session.Info().poisoned;
+    board.fate[n] =
+        isPoisoned || trial.stage == camp_Workload::kClosing ? camp_Board::kUndecided : camp_Board::kRefused;
+    if (isOpen && (session.Info().is_new || !session.Rollback()))
+      session.Drop();
+    if (isPoisoned && session.IsOpen()) { // nothing counts before the file is opened again
+      const camp_Handle group(H5Gcreate2(session.Id(), "poison", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT),
+                              H5Gclose);
+      if (session.Commit())
+        board.fate[n] = camp_Board::kTaken;
+    }
+    if (board.fate[n] != camp_Board::kRefused || ++refused == kGiveUp)
+      return;
   }
 }
 
 camp_Trial::camp_Trial(const camp_Directory& directory, std::uint64_t seed, const camp_Config& config,
                        camp_Board& board)
-    : m_directory(directory), m_config(config), m_board(board), m_workload(seed) {
+    : m_directory(directory), m_config(config), m_board(board), m_workload(seed, config) {
   directory.Clear();
 }
 
 int camp_Trial::Run(int steps, const camp_Fate& fate) {
-  m_board.digest[m_next - 1] = m_workload.state.Digest(); // before it is named, for readers already at work
+  m_board.digest[m_next - 1] = m_workload.content.Digest(); // before it is named, for readers already at work
   m_board.begun = m_board.done = m_next - 1;
   m_board.Say("");
   m_board.calls = m_board.allocations = 0;
-  m_workload.mayStay = m_config.readers > 0 || (fate.io.forGood && m_config.leastOption == 2);
-  constexpr int kGiveUp = 6;
-  camp_Child child([&] {
+  const auto host = [&] {
     camp_Plan io = fate.io, allocations = fate.allocations;
     io.calls = &m_board.calls;
     allocations.calls = &m_board.allocations;
     camp_Io::Watch(m_directory.Name(), io);
     camp_Allocations::Watch(allocations);
-    camp_Session session(m_directory.File(), m_config.leastOption);
-    camp_Host(m_workload, session, m_next, steps, kGiveUp, m_board);
+    camp_Session session(m_directory.File(), m_config);
+    camp_Host(m_workload, session, m_next, steps, m_board);
     if (fate.leaves && session.IsOpen()) {
-      ORXSimUpdate update(session.Context());
-      ORXSimCollectionRef::Create(session.Context(), "never committed", 7);
+      H5Gcreate2(session.Id(), "never committed", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
       std::exit(0);
     }
     camp_Allocations::Arm(true);
-    session.Close();
+    if (m_board.begun % 3 != 0 || !session.IsOpen())
+      session.Drop();
+    else
+      session.Close();
     camp_Allocations::Arm(false);
-  });
+  };
+  camp_Child child(host, fate.life > 0 ? 0 : 60);
   if (fate.life > 0) {
     ::usleep(static_cast<useconds_t>(fate.life));
     child.Kill();
@@ -140,41 +165,42 @@ int camp_Trial::Run(int steps, const camp_Fate& fate) {
 void camp_Trial::Recover(const camp_Plan& io) {
   camp_Child([&] {
     camp_Io::Watch(m_directory.Name(), io);
-    camp_Session(m_directory.File(), m_config.leastOption).Open();
+    camp_Session(m_directory.File(), m_config).Open(H5F_ACC_RDWR);
   }).Wait();
 }
 
-bool camp_Trial::Check(bool readOnlyToo) {
-  m_board.found = camp_State::kUnreadable;
-  const int status = camp_Child([&] {
-                       m_board.found =
-                           camp_Examine(m_directory.File(), m_config.leastOption, readOnlyToo, m_board);
-                     }).Wait();
-  if (status != 0)
-    return Fail("the checker " + (status < 0 ? "died of signal " + std::to_string(-status) : "failed"));
-  const int begun = m_board.begun, done = m_board.done, start = m_next;
-  for (; m_next <= done; ++m_next)
-    if (m_board.taken[m_next])
+bool camp_Trial::Check(bool everyWay, const camp_Plan& io) {
+  for (; m_next <= m_board.begun; ++m_next)
+    if (m_board.fate[m_next] == camp_Board::kTaken)
       m_workload.Step(m_next, nullptr);
-  m_next = begun + 1;
-  const std::uint64_t state = m_workload.state.Digest();
-  if (m_board.found == state)
-    return true;
-  // A record whose sync failed stays, though its step was refused, where live readers may have seen it or it
-  // could not be taken back.
-  int first = done + 1;
-  while (m_workload.mayStay && first > start &&
-         (!m_board.taken[first - 1] || m_board.digest[first - 1] == state))
-    --first;
-  for (int n = first; n <= begun; ++n)
-    if (m_board.found == m_board.digest[n]) {
-      m_workload.Step(n, nullptr);
-      return true;
-    }
-  return Fail("after step " + std::to_string(done) + " of " + std::to_string(begun) + ": " +
-              (m_board.found == camp_State::kUnreadable ? m_board.message
-               : m_board.found == camp_State::kNoFile   ? "the file is gone"
-                                                        : Difference()));
+  const int last = m_next - 1;
+  const bool mayBeDone = last > m_board.done && m_board.fate[last] != camp_Board::kRefused;
+  camp_Workload other = m_workload;
+  if (mayBeDone)
+    other.Step(last, nullptr);
+  enum { kNothing, kAsItWas, kDone };
+  std::atomic<std::int64_t>& found = m_board.counter[camp_kCounters];
+  found = kNothing;
+  const int status =
+      camp_Child([&] {
+        camp_Io::Watch(m_directory.Name(), io);
+        camp_Content content;
+        if (!camp_Examine(m_directory.File(), m_config, everyWay, content, m_board))
+          return;
+        found = content == m_workload.content ? kAsItWas : content == other.content ? kDone : kNothing;
+        m_board.Say(m_workload.content.Difference(content));
+      }).Wait();
+  if (status != 0)
+    return Fail("the checker died of signal " + std::to_string(-status));
+  if (found == kNothing)
+    return Fail("after step " + std::to_string(m_board.done) + " of " + std::to_string(last) + ": " +
+                m_board.message);
+  if (found == kDone) {
+    m_workload = other;
+    m_board.done = last;
+    m_board.fate[last] = camp_Board::kTaken;
+  }
+  return true;
 }
 
 bool camp_Trial::RunsWell(int steps) {
@@ -188,15 +214,4 @@ bool camp_Trial::RunsWell(int steps) {
 bool camp_Trial::Fail(const std::string& message) {
   m_message = message;
   return false;
-}
-
-// What the file holds that it should not, told by another child.
-std::string camp_Trial::Difference() {
-  camp_Child([&] {
-    std::string text;
-    camp_Session session(m_directory.File(), m_config.leastOption);
-    read(session, true, m_board, &text);
-    m_board.Say(firstDifference(m_workload.state.Text(), text));
-  }).Wait();
-  return m_board.message;
 }

@@ -11,30 +11,33 @@
 /// What processes tell each other; it outlives every one of them.
 struct camp_Board {
   static constexpr int kSteps = 1 << 18;
+  enum Fate : std::uint8_t {
+    kBegun,
+    kTaken,
+    kRefused,
+    kUndecided
+  }; // of a step; the last: the next opening says
 
   std::atomic<int> begun, done;              // last step that began, that ended well
-  std::atomic<std::uint64_t> digest[kSteps]; // of the state after each step
-  std::atomic<bool> taken[kSteps];           // false for a step that was refused
+  std::atomic<std::uint64_t> digest[kSteps]; // of the content after each step
+  std::atomic<Fate> fate[kSteps];
   std::int64_t calls, allocations;
-  std::atomic<std::uint64_t> found;      // digest of what a checker read
   std::atomic<std::int64_t> counter[16]; // for whoever needs some
   char message[600];
 
   /// A board in memory that later children share; never released.
   static camp_Board& New();
   void Say(const std::string& text);
-  /// True for the digest of a state after one of these steps.
-  bool Knows(std::uint64_t digestOfState, int first, int last) const;
+  /// True for the digest of a content after one of these steps.
+  bool Knows(std::uint64_t digestOfContent, int first, int last) const;
 };
 
 /// One process of a campaign.
 class camp_Child {
  public:
-  static constexpr unsigned kPatience = 60;
-
   /// Runs `body` in a child that leaves by _exit. \param patience seconds after which it hangs, and dies of
   /// SIGALRM; 0 waits for ever.
-  explicit camp_Child(const std::function<void()>& body, unsigned patience = kPatience);
+  explicit camp_Child(const std::function<void()>& body, unsigned patience = 60);
   camp_Child(const camp_Child&) = delete;
   camp_Child& operator=(const camp_Child&) = delete;
   /// Kills it, if it still runs.
@@ -53,42 +56,39 @@ class camp_Child {
 };
 using camp_Children = std::vector<std::unique_ptr<camp_Child>>;
 
-/// How the library is used in one part of a campaign.
-struct camp_Config {
-  const char* name;
-  int leastOption; // durability of all sessions
-  int journal = 0; // limits in bytes, 0 for those of the library
-  int spill = 0;
-  int readers = 0;                                              // live readers beside the writer
-  bool breakable() const { return journal != 0 || spill != 0; } // needs the library that reads limits
-};
-
 /// A directory of its own, in memory where that can be had.
 class camp_Directory : public sys_Directory {
  public:
   camp_Directory();
-  std::string File() const { return Path("a.pdm"); }
+  std::string File() const { return Path("a.h5"); }
   void Clear() const;
 };
 
-/// Processes that take a live snapshot each as soon as there is a file, and hold it.
-camp_Children camp_HoldSnapshots(const std::string& file, int readers);
+/// Live readers, each in a process of its own. What they see must have been the content after some step.
+enum class camp_Reading {
+  kHold,
+  kHurry,
+  kPause
+}; // one snapshot for ever; one after another; held, refreshed
+enum { camp_kSnapshots, camp_kWrong, camp_kRefreshed, camp_kCounters }; // counters on the board
+camp_Children camp_Readers(const std::string& file, const camp_Config& config, camp_Reading how,
+                           camp_Board& board);
 
-/// Reads a file with whatever recovery it needs. \param option of the context that recovers.
-/// \param readOnlyToo reads it without writing first.
-/// \return the digest of its state, kNoFile, or kUnreadable with a message on the board.
-std::uint64_t camp_Examine(const std::string& file, int option, bool readOnlyToo, camp_Board& board);
+/// Reads a file with whatever recovery it needs. \param everyWay reads it without writing first, and by plain
+/// HDF5 at the end. \return false with a message on the board when it cannot be read, or is not closed as it
+/// should be.
+bool camp_Examine(const std::string& file, const camp_Config& config, bool everyWay, camp_Content& content,
+                  camp_Board& board);
 
-/// Takes steps first, first + 1, ... of a workload in its file, and tells the board. Steps that fail are as
-/// if they had not been. \param giveUp steps that may fail in a row.
-void camp_Host(camp_Workload& workload, camp_Session& session, int first, int count, int giveUp,
-               camp_Board& board);
+/// Takes steps first, first + 1, ... of a workload in its file, and tells the board. Steps that fail are
+/// rolled back.
+void camp_Host(camp_Workload& workload, camp_Session& session, int first, int count, camp_Board& board);
 
 /// What happens to a process on its way.
 struct camp_Fate {
   camp_Plan io{}, allocations{};
-  int life = 0;        // microseconds after which it is killed; 0 lets it end
-  bool leaves = false; // ends by exit() inside a scope
+  std::int64_t life = 0; // microseconds after which it is killed; 0 lets it end
+  bool leaves = false;   // ends by exit() inside an update
 };
 
 /// One file and its life: processes that work on it and die, and what must be in it afterwards.
@@ -101,9 +101,9 @@ class camp_Trial {
   int Run(int steps, const camp_Fate& fate = {});
   /// A child opens the file and closes it.
   void Recover(const camp_Plan& io);
-  /// True when the file holds the last state that was acknowledged, or the one in flight; goes on from there.
-  /// Otherwise Message() says what is wrong.
-  bool Check(bool readOnlyToo);
+  /// True when the file holds the last content that was acknowledged, or the one in flight; goes on from
+  /// there. Otherwise Message() says what is wrong.
+  bool Check(bool everyWay, const camp_Plan& io = {});
   /// As Run, and all steps must succeed and be there.
   bool RunsWell(int steps);
 
@@ -112,12 +112,11 @@ class camp_Trial {
 
  private:
   bool Fail(const std::string& message);
-  std::string Difference();
 
   const camp_Directory& m_directory;
   const camp_Config& m_config;
   camp_Board& m_board;
-  camp_Workload m_workload; // in the state that the file must have
+  camp_Workload m_workload; // with the content that the file must have
   int m_next = 1;           // the next step
   std::string m_message;
 };

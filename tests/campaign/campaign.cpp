@@ -1,6 +1,8 @@
-// Campaigns against a simulation file: what it survives, tried until it breaks.
+// Campaigns against HDF5 files and whole models: what they survive, tried until they break.
 
 #include <campaign/camp_Campaigns.h>
+
+#include <PDM_Core.h>
 
 #include <CLI/CLI.hpp>
 
@@ -13,27 +15,28 @@ constexpr char kFooter[] = R"(Examples:
   campaign kills --count 10000 --seed 7
   campaign power --count 50000 --config durable
   campaign faults --stride 10 --json
-  campaign power --library build/dev/breakable/libUTI_ORXSimDynamicAPI.so
+  campaign power --library build/dev/breakable/libH5Journal.so
 
-A run is bad when the file then holds anything but the state of the last acknowledged step or of the step that
-was under way. Configurations with tiny limits need --library.
+A run is bad when the file then holds anything but the content after the last acknowledged step or the step that
+was under way.
 
 Exit codes: 0 nothing bad; 1 something bad; 2 wrong use. The first bad runs and the progress of long campaigns are
 told on standard error.)";
 
 struct Campaign {
   const char *name, *text;
-  std::vector<camp_Row> (*run)(const camp_Options&);
+  camp_Rows (*run)(const camp_Options&);
 };
 constexpr Campaign kCampaigns[] = {
     {"kills", "processes killed at random moments and calls; recovery killed too (--count kills, 500)",
      camp_Kills},
     {"power", "the disk as a loss of power leaves it, six modes (--count points, 3000)", camp_PowerLoss},
-    {"faults", "each call on the file fails in turn, five ways", camp_Faults},
+    {"faults", "each call on the file fails in turn, six ways; one of them is a full disk", camp_Faults},
     {"allocations", "allocations fail in turn, once and for good", camp_AllocationFaults},
-    {"contention", "two writers and a reader compete, writers are killed (--count seconds, 10)",
+    {"contention", "two writers and a reader compete, writers are killed (--count commits, 2000)",
      camp_Contention},
-    {"live", "a writer and three live readers (--count seconds, 10)", camp_Live},
+    {"live", "a writer and three live readers (--count seconds, 9)", camp_Live},
+    {"model", "processes that work on a whole model are killed (--count kills, 200)", camp_Model},
     {"broken", "rules of the journal broken on purpose; needs --library (--config RULE)", camp_BrokenRules},
 };
 
@@ -50,23 +53,23 @@ void preload(const std::string& library, char** arguments) {
 } // namespace
 
 int main(int argc, char** argv) {
-  CLI::App program("Tries to damage simulation files, and looks whether they hold what was committed.");
+  CLI::App program("Tries to damage files, and looks whether they hold what was committed.");
   program.footer(kFooter);
   program.require_subcommand(1);
   camp_Options options;
   bool json = false;
-  std::vector<camp_Row> (*run)(const camp_Options&) = nullptr;
+  camp_Rows (*run)(const camp_Options&) = nullptr;
   for (const Campaign& campaign : kCampaigns) {
     CLI::App* const command = program.add_subcommand(campaign.name, campaign.text);
     command->add_option("--seed", options.seed, "another seed tries other steps, kills and disks");
-    command->add_option("--count", options.count, "how much; kills, points or seconds");
+    command->add_option("--count", options.count, "how much; kills, points, commits or seconds");
     command->add_option("--stride", options.stride, "fail only every n-th call")->check(CLI::PositiveNumber);
     command->add_option("--config", options.config, "only this configuration");
     command
-        ->add_option("--library", options.library,
-                     "a build of the file module that reads limits and breaks rules")
+        ->add_option("--library", options.library, "a build of the driver that breaks the rule in PDM_BREAK")
         ->check(CLI::ExistingFile);
-    command->add_flag("--until-bad", options.untilBad, "kills, power: stop at the first bad run");
+    command->add_flag("--until-bad", options.untilBad,
+                      "kills, power, faults, model: stop at the first bad run");
     command->add_flag("--json", json, "the result as JSON");
     command->callback([&run, &campaign] { run = campaign.run; });
   }
@@ -79,6 +82,7 @@ int main(int argc, char** argv) {
     preload(options.library, argv);
   else if (options.library.empty())
     return std::cerr << "campaign: broken rules need --library\n", 2;
+  H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr);
   int modules = 0;
   DDB_PDM_Core_initialize(modules);
   const int result = camp_Print(run(options), json);

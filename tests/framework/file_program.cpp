@@ -1,7 +1,7 @@
 // The library's side of tests in Python: prints all that the file on the command line holds, or, asked to
 // die, commits a change and is killed, or, asked for gaps, adds a distribution of which little is written.
 
-#include <campaign/camp_State.h>
+#include <campaign/camp_ModelText.h>
 
 #include <csignal>
 #include <cstdio>
@@ -15,7 +15,7 @@ void show(const char* file) {
   if (!sim)
     std::fprintf(stderr, "%s\n", ORXSimManager::LastError());
   else
-    std::fputs(camp_State::Read(sim).Text().c_str(), stdout);
+    std::fputs(camp_ModelText(sim).c_str(), stdout);
 }
 
 void die(const char* file) {

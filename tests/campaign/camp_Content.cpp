@@ -1,0 +1,76 @@
+#include <campaign/camp_Content.h>
+
+#include <algorithm>
+
+namespace {
+
+constexpr hsize_t kMostBytes = hsize_t{1} << 28; // no file here has more in one item
+
+template <class ReadBytes>
+bool readItem(hid_t space, const std::string& name, camp_Content& content, ReadBytes read) {
+  const camp_Handle closing(space, H5Sclose);
+  const hssize_t points = H5Sget_simple_extent_npoints(space);
+  std::vector<hsize_t> shape(static_cast<std::size_t>(std::max(H5Sget_simple_extent_ndims(space), 0)));
+  if (points < 0 || static_cast<hsize_t>(points) > kMostBytes || shape.empty())
+    return false;
+  H5Sget_simple_extent_dims(space, shape.data(), nullptr);
+  std::string bytes(static_cast<std::size_t>(points), '\0');
+  const bool good = read(bytes.data()) >= 0;
+  content.items[name] = {std::move(shape), std::move(bytes)};
+  return good;
+}
+
+herr_t readAttribute(hid_t object, const char* name, const H5A_info_t*, void* to) {
+  auto& [prefix, content] = *static_cast<std::pair<std::string, camp_Content*>*>(to);
+  const camp_Handle attribute(H5Aopen(object, name, H5P_DEFAULT), H5Aclose);
+  const auto read = [&](void* bytes) { return H5Aread(attribute, H5T_NATIVE_UCHAR, bytes); };
+  return readItem(H5Aget_space(attribute), prefix + '@' + name, *content, read) ? 0 : -1;
+}
+
+herr_t readObject(hid_t root, const char* name, const H5O_info_t* info, void* to) {
+  auto& content = *static_cast<camp_Content*>(to);
+  const camp_Handle object(H5Oopen(root, name, H5P_DEFAULT), H5Oclose);
+  if (object < 0)
+    return -1;
+  const auto read = [&](void* bytes) {
+    return H5Dread(object, H5T_NATIVE_UCHAR, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes);
+  };
+  if (info->type != H5O_TYPE_DATASET)
+    content.items[name] = {};
+  else if (!readItem(H5Dget_space(object), name, content, read))
+    return -1;
+  std::pair<std::string, camp_Content*> place{name, &content};
+  return H5Aiterate2(object, H5_INDEX_NAME, H5_ITER_INC, nullptr, readAttribute, &place);
+}
+
+} // namespace
+
+std::uint64_t camp_Content::Digest() const {
+  std::string text(exists ? "file" : "");
+  for (const auto& [name, item] : items) {
+    text += name + '\0' + std::to_string(item.hash);
+    for (const hsize_t extent : item.shape)
+      text += ' ' + std::to_string(extent);
+  }
+  return std::hash<std::string>()(text);
+}
+
+std::string camp_Content::Difference(const camp_Content& other) const {
+  if (exists != other.exists)
+    return exists ? "the file is gone" : "there is a file";
+  for (const auto& [name, item] : items)
+    if (const auto found = other.items.find(name); found == other.items.end())
+      return name + " is gone";
+    else if (!(found->second == item))
+      return name + " is another";
+  for (const auto& [name, item] : other.items)
+    if (items.count(name) == 0)
+      return name + " is there";
+  return "";
+}
+
+bool camp_Content::Read(hid_t file, camp_Content& content) {
+  content = {true, {}};
+  const herr_t result = H5Ovisit(file, H5_INDEX_NAME, H5_ITER_INC, readObject, &content);
+  return !camp_Handle::Failed() && result >= 0;
+}
