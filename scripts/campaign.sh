@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The long campaigns against simulation files: what .ci/run does in a minute, here for an hour. Two parts run at a
+# The long campaigns against files: what .ci/run does in a minute, here for an hour. Two parts run at a
 # time. A part that has passed is not run again until its result is removed, so an interrupted run goes on where it
 # was.
 #
@@ -12,7 +12,7 @@ cd "$(dirname "$0")/.." || exit 2
 build=${1:-build/dev}
 export PDM_CAMPAIGN=$build/bin/campaign PDM_CAMPAIGN_OUT=$build/campaigns
 export PDM_CAMPAIGN_SEED=${PDM_CAMPAIGN_SEED:-1} PDM_CAMPAIGN_LIMIT=${PDM_CAMPAIGN_LIMIT:-3600}
-export PDM_CAMPAIGN_LIBRARY=$build/breakable/libUTI_ORXSimDynamicAPI.so
+export PDM_CAMPAIGN_LIBRARY=$build/breakable/libH5Journal.so
 [ -x "$PDM_CAMPAIGN" ] || {
   echo "campaign: no $PDM_CAMPAIGN; build the target 'campaign' first" >&2
   exit 2
@@ -36,22 +36,21 @@ part() {
 export -f part
 
 parts() {
-  local library=
-  [ -e "$PDM_CAMPAIGN_LIBRARY" ] && library="--library $PDM_CAMPAIGN_LIBRARY"
   local config
-  for config in kill-safe durable live-readers ${library:+tiny-limits live-tiny-journal}; do
-    echo "kills-$config kills --config $config --count 3000 $library"
+  for config in kill-safe durable tiny-limits live-readers live-tiny-journal unmarked old-format; do
+    echo "kills-$config kills --config $config --count 1500"
   done
-  for config in durable regrown ${library:+tiny-limits tiny-journal read-live regrown-spilled}; do
-    echo "power-$config power --config $config --count 20000 $library"
+  for config in durable tiny-limits tiny-journal read-live regrown regrown-spilled unmarked old-format; do
+    echo "power-$config power --config $config --count 7000"
   done
-  for config in kill-safe durable ${library:+tiny-limits read-live}; do
-    echo "faults-$config faults --config $config $library"
+  for config in kill-safe durable read-live tiny-limits regrown; do
+    echo "faults-$config faults --config $config"
   done
-  echo "allocations allocations --stride 2 $library"
-  echo "contention contention --count 120"
-  echo "live live --count 60 $library"
-  [ -n "$library" ] && echo "broken broken --count 5000 $library"
+  echo "allocations allocations --stride 2"
+  echo "contention contention --count 100000"
+  echo "live live --count 60"
+  echo "model model --count 2000"
+  [ -e "$PDM_CAMPAIGN_LIBRARY" ] && echo "broken broken --count 5000 --library $PDM_CAMPAIGN_LIBRARY"
 }
 
 # xargs ends each line's words itself

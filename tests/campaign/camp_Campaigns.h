@@ -1,9 +1,21 @@
 #pragma once
 
-#include <campaign/camp_Report.h>
 #include <campaign/camp_Trial.h>
 
 #include <span>
+
+/// One line of a campaign's result.
+struct camp_Row {
+  std::string campaign, config;
+  std::int64_t runs = 0, bad = 0;
+  std::string note{};
+
+  /// Counts a bad run; the first few are told on standard error at once.
+  void Bad(const std::string& message);
+  /// Tells of a long campaign's progress on standard error, every few seconds.
+  void Progress(std::int64_t of) const;
+};
+using camp_Rows = std::vector<camp_Row>;
 
 /// What the command line asks of a campaign.
 struct camp_Options {
@@ -20,27 +32,18 @@ struct camp_Options {
   }
 };
 
-using camp_Rows = std::vector<camp_Row>;
-
 /// Runs `body(config, row)` for each configuration that is asked for, in a process of its own. \return a row
 /// for each.
 camp_Rows camp_ForEachConfig(const char* campaign, std::span<const camp_Config> configs,
                              const camp_Options& options,
                              const std::function<void(const camp_Config&, camp_Row&)>& body);
 
-/// Processes killed at random moments and at random calls; recovery killed, and lied to, as well.
+// The campaigns; `campaign --help` says what each does.
 camp_Rows camp_Kills(const camp_Options& options);
-/// The disk as a loss of power may leave it, at every moment of recorded runs and recoveries.
 camp_Rows camp_PowerLoss(const camp_Options& options);
-/// Each call on the file fails in turn, six ways, the last of them a disk that is full from then on.
 camp_Rows camp_Faults(const camp_Options& options);
-/// Allocations fail in turn.
 camp_Rows camp_AllocationFaults(const camp_Options& options);
-/// Writers and readers compete for one file while writers are killed.
 camp_Rows camp_Contention(const camp_Options& options);
-/// A writer and live readers.
 camp_Rows camp_Live(const camp_Options& options);
-/// Processes that work on a whole model are killed.
 camp_Rows camp_Model(const camp_Options& options);
-/// Each rule of the journal broken on purpose; bad when nothing noticed.
 camp_Rows camp_BrokenRules(const camp_Options& options);

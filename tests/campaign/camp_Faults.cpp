@@ -18,11 +18,11 @@ constexpr Way kWays[] = {{"ENOSPC once", ENOSPC, false},
                          {"disk full", camp_Plan::kFull, true}};
 constexpr Way kAllocationWays[] = {{"once", 0, false}, {"for good", 0, true}};
 
-constexpr camp_Config kConfigs[] = {{.name = "kill-safe", .durability = H5J_PROCESS},
+constexpr camp_Config kConfigs[] = {{"kill-safe", H5J_PROCESS},
                                     {"read-live", H5J_POWER, 16 << 10, 0, 1},
-                                    {.name = "durable", .durability = H5J_POWER},
+                                    {"durable", H5J_POWER},
                                     {"tiny-limits", H5J_POWER, 64 << 10, 48 << 10},
-                                    {"regrown", H5J_PROCESS, 0, 48 << 10, 0, true, false, true}};
+                                    {"regrown", H5J_PROCESS, 0, 48 << 10, 0, camp_Config::kRegrows}};
 
 // Fails every stride-th call of a run, each in all ways, with a session after each run. `total` is where they
 // are counted, `plan` which of a process's are meant.

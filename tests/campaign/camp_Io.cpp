@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -105,18 +106,12 @@ void note(camp_Event event) {
 }
 
 // Gives a descriptor its file, and notes a file that was made by opening it.
-void noteOpened(int descriptor, const char* entry, int flags) {
+void noteOpened(int descriptor, const std::string& entry, int flags) {
   camp_Record* const record = s_watch.plan.record;
-  const bool nameless = (flags & O_TMPFILE) == O_TMPFILE, isDirectory = *entry == '\0' && !nameless;
-  int& file = fileOf(descriptor) = isDirectory                           ? kDirectory
-                                   : std::strstr(entry, "-journal") != 0 ? kJournal
-                                                                         : kUnrecorded;
+  const bool isDirectory = entry.empty(), isJournal = entry.find("-journal") != std::string::npos;
+  int& file = fileOf(descriptor) = isDirectory ? kDirectory : isJournal ? kJournal : kUnrecorded;
   if (record == nullptr || isDirectory)
     return;
-  if (nameless) {
-    file = kInodes + record->inodes++;
-    return;
-  }
   const auto [place, isNew] = record->names.try_emplace(entry, record->inodes);
   file = kInodes + place->second;
   record->inodes += isNew ? 1 : 0;
@@ -126,22 +121,16 @@ void noteOpened(int descriptor, const char* entry, int flags) {
     note({camp_Event::kTruncate, place->second, 0, {}, {}});
 }
 
-// A link's source may be a descriptor: by itself, or by its name in /proc.
-void noteMoved(int fromIn, const char* from, const char* to, bool keepsFrom) {
-  if (s_watch.plan.record == nullptr)
+void noteMoved(const char* from, const char* to, bool keepsFrom) {
+  if (s_watch.plan.record == nullptr || from == nullptr)
     return;
   std::map<std::string, int>& names = s_watch.plan.record->names;
-  int descriptor = *from == '\0' ? fromIn : -1;
-  std::sscanf(from, "/proc/self/fd/%d", &descriptor);
-  const char* const entry = descriptor < 0 ? entryOf(fromIn, from) : "";
-  const auto source = names.find(entry == nullptr ? "" : entry);
-  const int inode = source != names.end() ? source->second : fileOf(descriptor) - kInodes;
-  if (inode < 0)
+  const auto source = names.find(from);
+  if (source == names.end())
     return;
-  note({keepsFrom ? camp_Event::kLink : camp_Event::kRename, inode, 0, to, {}, entry});
+  note({camp_Event::kName, names[to] = source->second, 0, to, {}, keepsFrom ? "" : from});
   if (!keepsFrom)
     names.erase(source);
-  names[to] = inode;
 }
 
 void noteUnlinked(const char* entry) {
@@ -215,7 +204,31 @@ int reserve(int descriptor, int mode, off_t offset, off_t length) {
   return result;
 }
 
+constinit bool s_armed = false;
+constinit std::int64_t s_allocations = 0;
+constinit camp_Plan s_lack;
+
+bool lacks() {
+  if (!s_armed)
+    return false;
+  ++s_allocations;
+  if (s_lack.calls != nullptr)
+    *s_lack.calls = s_allocations;
+  if (s_lack.Fails(s_allocations))
+    errno = ENOMEM;
+  return s_lack.Fails(s_allocations);
+}
+
 } // namespace
+
+void camp_Allocations::Watch(const camp_Plan& plan) {
+  s_lack = plan;
+  s_allocations = 0;
+}
+
+void camp_Allocations::Arm(bool armed) {
+  s_armed = armed;
+}
 
 void camp_Io::Watch(const std::string& directory, const camp_Plan& plan) {
   s_watch = {true, 0, 0, 0, plan, "", {}};
@@ -249,7 +262,7 @@ void camp_Io::Mark(camp_Event::Kind kind, int step) {
     static const auto next = reinterpret_cast<decltype(&openat)>(::dlsym(RTLD_NEXT, "openat"));              \
     va_list rest;                                                                                            \
     va_start(rest, flags);                                                                                   \
-    const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;                         \
+    const bool creates = (flags & O_CREAT) != 0;                                                             \
     const mode_t mode = creates ? va_arg(rest, mode_t) : 0;                                                  \
     va_end(rest);                                                                                            \
     const char* const entry = entryOf(DIRECTORY, path);                                                      \
@@ -260,71 +273,68 @@ void camp_Io::Mark(camp_Event::Kind kind, int step) {
       noteOpened(descriptor, entry, flags);                                                                  \
     return descriptor;                                                                                       \
   }
-#define CAMP_READ(NAME)                                                                                      \
-  CAMP_CALL(ssize_t, NAME, (int descriptor, void* to, size_t count, off_t offset),                           \
-            (descriptor, to, count, offset), watched(descriptor), false,                                     \
-            lie(descriptor, to, result, offset))
-#define CAMP_WRITE(NAME)                                                                                     \
-  ssize_t NAME(int descriptor, const void* from, size_t count, off_t offset) {                               \
-    CAMP_NEXT(NAME);                                                                                         \
-    return writeFile(next, descriptor, from, count, offset);                                                 \
-  }
-#define CAMP_TRUNCATE(NAME)                                                                                  \
-  CAMP_CALL(int, NAME, (int descriptor, off_t length) noexcept, (descriptor, length), watched(descriptor),   \
-            length > ::lseek(descriptor, 0, SEEK_END), /* cutting needs no space */                          \
-            noteData(camp_Event::kTruncate, descriptor, length))
 #define CAMP_SYNC(NAME)                                                                                      \
   int NAME(int descriptor) {                                                                                 \
     CAMP_NEXT(NAME);                                                                                         \
     return watched(descriptor) ? syncFile(descriptor) : next(descriptor);                                    \
   }
-#define CAMP_RESERVE(NAME)                                                                                   \
-  int NAME(int descriptor, int mode, off_t offset, off_t length) {                                           \
-    return reserve(descriptor, mode, offset, length);                                                        \
-  }                                                                                                          \
-  int posix_##NAME(int descriptor, off_t offset, off_t length) {                                             \
-    return reserve(descriptor, 0, offset, length) == 0 ? 0 : errno;                                          \
-  }
 #define CAMP_MOVE(NAME, PARAMETERS, ARGUMENTS, FROM_IN, TO_IN, KEEPS)                                        \
   CAMP_CALL(int, NAME, PARAMETERS noexcept, ARGUMENTS, entryOf(TO_IN, to) != nullptr, true,                  \
-            noteMoved(FROM_IN, from, entryOf(TO_IN, to), KEEPS))
+            noteMoved(entryOf(FROM_IN, from), entryOf(TO_IN, to), KEEPS))
 #define CAMP_QUIET(NAME, PARAMETERS, ARGUMENTS, OURS)                                                        \
   CAMP_CALL(int, NAME, PARAMETERS noexcept, ARGUMENTS, OURS, false, (void)0)
+#define CAMP_ALLOCATOR(NAME, PARAMETERS, ARGUMENTS)                                                          \
+  void* __libc_##NAME PARAMETERS noexcept;                                                                   \
+  void* NAME PARAMETERS noexcept {                                                                           \
+    return lacks() ? nullptr : __libc_##NAME ARGUMENTS;                                                      \
+  }
 #pragma GCC visibility push(default)
 extern "C" {
+CAMP_ALLOCATOR(malloc, (std::size_t size), (size))
+CAMP_ALLOCATOR(calloc, (std::size_t count, std::size_t size), (count, size))
+CAMP_ALLOCATOR(realloc, (void* block, std::size_t size), (block, size))
+// A name that needs memory, as few machines here have one.
+int gethostname(char* name, std::size_t size) noexcept {
+  return std::snprintf(name, size, "machine-with-a-long-name.campaign") < 0 ? -1 : 0;
+}
 CAMP_OPEN(open, (const char* path, int flags, ...), AT_FDCWD)
-CAMP_OPEN(open64, (const char* path, int flags, ...), AT_FDCWD)
 CAMP_OPEN(openat, (int directory, const char* path, int flags, ...), directory)
-CAMP_OPEN(openat64, (int directory, const char* path, int flags, ...), directory)
-CAMP_READ(pread)
-CAMP_READ(pread64)
-CAMP_WRITE(pwrite)
-CAMP_WRITE(pwrite64)
-CAMP_TRUNCATE(ftruncate)
-CAMP_TRUNCATE(ftruncate64)
-CAMP_RESERVE(fallocate)
-CAMP_RESERVE(fallocate64)
+CAMP_CALL(ssize_t, pread, (int descriptor, void* to, size_t count, off_t offset),
+          (descriptor, to, count, offset), watched(descriptor), false, lie(descriptor, to, result, offset))
+CAMP_CALL(int, ftruncate, (int descriptor, off_t length) noexcept, (descriptor, length), watched(descriptor),
+          length > ::lseek(descriptor, 0, SEEK_END), noteData(camp_Event::kTruncate, descriptor, length))
+ssize_t pwrite(int descriptor, const void* from, size_t count, off_t offset) {
+  CAMP_NEXT(pwrite);
+  return writeFile(next, descriptor, from, count, offset);
+}
+int fallocate(int descriptor, int mode, off_t offset, off_t length) {
+  return reserve(descriptor, mode, offset, length);
+}
 CAMP_SYNC(fsync)
 CAMP_SYNC(fdatasync)
-CAMP_MOVE(rename, (const char* from, const char* to), (from, to), AT_FDCWD, AT_FDCWD, false)
 CAMP_MOVE(renameat, (int fromIn, const char* from, int toIn, const char* to), (fromIn, from, toIn, to),
           fromIn, toIn, false)
 CAMP_MOVE(renameat2, (int fromIn, const char* from, int toIn, const char* to, unsigned flags),
           (fromIn, from, toIn, to, flags), fromIn, toIn, false)
-CAMP_MOVE(link, (const char* from, const char* to), (from, to), AT_FDCWD, AT_FDCWD, true)
 CAMP_MOVE(linkat, (int fromIn, const char* from, int toIn, const char* to, int flags),
           (fromIn, from, toIn, to, flags), fromIn, toIn, true)
-CAMP_CALL(int, unlink, (const char* path) noexcept, (path), entryOf(AT_FDCWD, path) != nullptr, false,
-          noteUnlinked(entryOf(AT_FDCWD, path)))
 CAMP_CALL(int, unlinkat, (int directory, const char* path, int flags) noexcept, (directory, path, flags),
           entryOf(directory, path) != nullptr, false, noteUnlinked(entryOf(directory, path)))
 CAMP_QUIET(fchmod, (int descriptor, mode_t mode), (descriptor, mode), watched(descriptor))
 CAMP_QUIET(fchown, (int descriptor, uid_t user, gid_t group), (descriptor, user, group), watched(descriptor))
 CAMP_QUIET(flock, (int descriptor, int operation), (descriptor, operation), watched(descriptor))
 CAMP_QUIET(fstat, (int descriptor, struct stat* status), (descriptor, status), watched(descriptor))
-CAMP_QUIET(stat, (const char* path, struct stat* status), (path, status), entryOf(AT_FDCWD, path) != nullptr)
 CAMP_QUIET(fstatat, (int directory, const char* path, struct stat* status, int flags),
            (directory, path, status, flags), entryOf(directory, path) != nullptr)
+int fcntl(int descriptor, int command, ...) {
+  CAMP_NEXT(fcntl);
+  va_list rest;
+  va_start(rest, command);
+  void* const argument = va_arg(rest, void*);
+  va_end(rest);
+  const bool takes = command == F_OFD_SETLK && static_cast<struct flock*>(argument)->l_type != F_UNLCK;
+  return watched(descriptor) && takes && fails(false) ? -1 : next(descriptor, command, argument);
+}
 int close(int descriptor) {
   CAMP_NEXT(close);
   const bool failing = watched(descriptor) && fails(false);

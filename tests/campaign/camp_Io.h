@@ -11,7 +11,7 @@
 struct camp_Event {
   // clang-format off
   enum Kind : std::uint8_t {
-    kCreate, kWrite, kTruncate, kExtend, kSync, kRename, kLink, kUnlink, kDirectorySync, kBegin, kAck
+    kCreate, kWrite, kTruncate, kExtend, kSync, kName, kUnlink, kDirectorySync, kBegin, kAck
   };
   // clang-format on
   Kind kind;

@@ -6,8 +6,7 @@
 
 namespace {
 
-constexpr camp_Config kConfigs[] = {{.name = "kill-safe", .durability = H5J_PROCESS},
-                                    {.name = "durable", .durability = H5J_POWER}};
+constexpr camp_Config kConfigs[] = {{"kill-safe", H5J_PROCESS}, {"durable", H5J_POWER}};
 constexpr int kSteps = 20;
 
 // A simulation file as a host works on it. What a step does is a function of the seed, its number and the

@@ -1,19 +1,113 @@
 #include <campaign/camp_Campaigns.h>
-#include <campaign/camp_Disk.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 
 namespace {
 
-constexpr camp_Config kConfigs[] = {{.name = "durable", .durability = H5J_POWER},
+constexpr camp_Config kConfigs[] = {{"durable", H5J_POWER},
                                     {"tiny-limits", H5J_POWER, 64 << 10, 48 << 10},
                                     {"tiny-journal", H5J_POWER, 16 << 10},
                                     {"read-live", H5J_POWER, 16 << 10, 0, 1},
-                                    {"regrown", H5J_POWER, 0, 0, 0, true, false, true},
-                                    {"regrown-spilled", H5J_POWER, 0, 48 << 10, 0, true, false, true},
-                                    {.name = "unmarked", .durability = H5J_POWER, .isMarked = false},
-                                    {"old-format", H5J_POWER, 64 << 10, 0, 0, true, true}};
+                                    {"regrown", H5J_POWER, 0, 0, 0, camp_Config::kRegrows},
+                                    {"regrown-spilled", H5J_POWER, 0, 48 << 10, 0, camp_Config::kRegrows},
+                                    {"unmarked", H5J_POWER, 0, 0, 0, camp_Config::kUnmarked},
+                                    {"old-format", H5J_POWER, 64 << 10, 0, 0, camp_Config::kOldFormat}};
+
+// What is left of the changes that were not synced: all; none; any; any, and only sectors of the writes; all
+// but the last or only the last; all but one.
+enum { kPrefix, kNone, kRandom, kTorn, kLast, kSkip };
+constexpr const char* kModes[] = {"prefix", "none", "random", "torn", "last", "skip"};
+
+using Files = std::map<std::string, std::string>;
+
+bool isData(const camp_Event& event) {
+  return event.kind >= camp_Event::kWrite && event.kind <= camp_Event::kExtend;
+}
+
+// The files of a directory on a disk that loses what was not synced when the power goes.
+class Disk {
+ public:
+  Disk() = default;
+  // Holds these files for sure, their inodes numbered in the order of names.
+  explicit Disk(const Files& files) {
+    for (int inode = 0; const auto& [name, bytes] : files) {
+      m_sure.names[name] = inode;
+      m_sure.images[inode++] = bytes;
+    }
+  }
+  bool Settled() const { return m_pending.empty(); }
+  // The next thing that happens; it must live as long as the disk.
+  void Feed(const camp_Event& event);
+  // The files as they may be found after a loss of power now.
+  Files Crash(std::size_t mode, camp_Random& random) const;
+
+ private:
+  struct Platter {
+    std::map<std::string, int> names;
+    std::map<int, std::string> images; // by inode
+    void Apply(const camp_Event& event, camp_Random* tearing);
+  };
+  Platter m_sure;
+  std::vector<const camp_Event*> m_pending;
+};
+
+void Disk::Platter::Apply(const camp_Event& event, camp_Random* tearing) {
+  constexpr std::size_t kSector = 512;
+  const auto offset = static_cast<std::size_t>(event.offset);
+  std::string& image = images[event.inode];
+  switch (event.kind) {
+  case camp_Event::kWrite:
+    for (std::size_t from = 0, size = 0; from < event.bytes.size(); from += size) {
+      size = event.bytes.size() - from;
+      if (tearing != nullptr)
+        size = std::min(size, kSector - (offset + from) % kSector);
+      if (tearing != nullptr && tearing->OneIn(2))
+        continue;
+      image.resize(std::max(image.size(), offset + from + size));
+      image.replace(offset + from, size, event.bytes, from, size);
+    }
+    return;
+  case camp_Event::kTruncate:
+    return image.resize(offset);
+  case camp_Event::kExtend:
+    return image.resize(std::max(image.size(), offset));
+  case camp_Event::kUnlink:
+    names.erase(event.name);
+    return;
+  default: // a name that comes
+    if (const auto from = names.find(event.from); from != names.end() && from->second == event.inode)
+      names.erase(from);
+    names[event.name] = event.inode;
+  }
+}
+
+void Disk::Feed(const camp_Event& event) {
+  const bool isFile = event.kind == camp_Event::kSync;
+  if (isFile || event.kind == camp_Event::kDirectorySync)
+    std::erase_if(m_pending, [&](const camp_Event* one) {
+      const bool belongs = isFile ? isData(*one) && one->inode == event.inode : !isData(*one);
+      if (belongs)
+        m_sure.Apply(*one, nullptr);
+      return belongs;
+    });
+  else if (event.kind != camp_Event::kBegin && event.kind != camp_Event::kAck)
+    m_pending.push_back(&event);
+}
+
+Files Disk::Crash(std::size_t mode, camp_Random& random) const {
+  Platter platter = m_sure;
+  const std::size_t one = mode == kSkip ? random.Below(m_pending.size()) : m_pending.size() - 1;
+  const bool others = mode == kSkip || (mode == kLast && random.OneIn(2));
+  for (std::size_t i = 0; i < m_pending.size(); ++i)
+    if (mode == kPrefix || (mode >= kLast ? (i == one) != others : mode != kNone && random.OneIn(2)))
+      platter.Apply(*m_pending[i], mode == kTorn ? &random : nullptr);
+  Files files;
+  for (const auto& [name, inode] : platter.names)
+    files[name] = platter.images[inode];
+  return files;
+}
 
 enum { kPoints, kBad, kAt, kShortened }; // counters on the board
 
@@ -23,7 +117,7 @@ class Recording {
   Recording(std::uint64_t seed, const camp_Config& config, camp_Board& board)
       : m_random(seed, 99), m_board(board), m_config(config) {
     camp_Workload workload(seed, config);
-    const int steps = config.regrows ? 16 : m_random.Between(6, 20);
+    const int steps = config.Is(camp_Config::kRegrows) ? 16 : m_random.Between(6, 20);
     for (int n = 1; n <= steps; ++n, m_contents.push_back(workload.content))
       workload.Step(n, nullptr);
     workload.content = {};
@@ -31,34 +125,33 @@ class Recording {
     camp_Io::Watch(m_directory.Name(), {.record = &m_record});
     const camp_Children readers = camp_Readers(m_directory.File(), config, camp_Reading::kHold, board);
     camp_Host(workload, session, 1, steps, board);
-    if (session.IsOpen())
-      session.Close();
+    session.Close();
     camp_Io::Stop();
-    m_board.counter[kShortened] +=
-        std::count_if(m_record.events.begin(), m_record.events.end(), [](const camp_Event& event) {
-          return event.kind == camp_Event::kRename && event.from.ends_with("-next");
-        });
+    for (const camp_Event& event : m_record.events)
+      m_board.counter[kShortened] += event.kind == camp_Event::kName && event.from.ends_with("-next");
+    if (board.done != steps)
+      Tell(std::string("refused without a fault: ") + board.message);
   }
 
-  // Losses of power after every event, or after so many that about `points` disks are looked at. Others look
-  // at them, since damage may end a process: one child for some events, and another one from where it died.
+  // Losses of power in all modes after every event, or after so many that about `points` disks are looked at.
+  // Others look at them, since damage may end a process: one child for some events, another one from where it
+  // died.
   void Examine(std::int64_t points) {
-    constexpr std::size_t kEvents = 40;
-    const auto all = static_cast<std::int64_t>(Events()) * camp_Disk::kModes;
-    const int every = static_cast<int>(all / std::max<std::int64_t>(points, 1)) + 1;
-    if (m_board.done != m_board.begun)
-      Tell(std::string("refused without a fault: ") + m_board.message);
-    while (m_at < Events()) {
-      const std::size_t end = std::min(Events(), m_at + kEvents);
+    const std::size_t events = m_record.events.size();
+    const int every = static_cast<int>(events * std::size(kModes) / static_cast<std::size_t>(points + 1)) + 1;
+    while (m_at < events) {
       m_board.counter[kAt] = static_cast<std::int64_t>(m_at);
-      const int status = camp_Child([&] {
-                           while (m_at < end) {
-                             Advance();
-                             m_board.counter[kAt] = static_cast<std::int64_t>(m_at);
-                             if (m_random.OneIn(every))
-                               Lose();
-                           }
-                         }).Wait();
+      const auto look = [&] {
+        for (const std::size_t end = std::min(events, m_at + 40); m_at < end;) {
+          Advance();
+          m_board.counter[kAt] = static_cast<std::int64_t>(m_at);
+          for (std::size_t mode = m_random.OneIn(every) ? 0 : std::size(kModes); mode < std::size(kModes);
+               ++mode)
+            if (mode == kPrefix || !m_disk.Settled())
+              Try(m_disk.Crash(mode, m_random), kModes[mode], m_random.OneIn(16));
+        }
+      };
+      const int status = camp_Child(look).Wait();
       while (m_at < static_cast<std::size_t>(m_board.counter[kAt]))
         Advance();
       if (status != 0)
@@ -67,61 +160,44 @@ class Recording {
   }
 
  private:
-  std::size_t Events() const { return m_record.events.size(); }
-
   void Advance() {
-    m_disk.Feed(m_record.events[m_at]);
     const camp_Event& event = m_record.events[m_at++];
+    m_disk.Feed(event);
     if (event.kind == camp_Event::kBegin || event.kind == camp_Event::kAck)
       m_begun = static_cast<std::size_t>(event.offset);
     if (event.kind == camp_Event::kAck)
       m_done = m_begun;
   }
 
-  // A loss of power after the event that was fed last, in all modes.
-  void Lose() {
-    for (int mode = 0; mode < (m_disk.Settled() ? 1 : camp_Disk::kModes); ++mode)
-      Try(m_disk.Crash(static_cast<camp_Disk::Mode>(mode), m_random), kModes[mode], m_random.OneIn(16));
-  }
-
-  static constexpr const char* kModes[] = {"prefix", "none", "random", "torn", "last", "skip"};
-
   void Tell(const std::string& message) {
     constexpr int kTold = 5;
     if (++m_board.counter[kBad] <= kTold)
-      std::cerr << "power, " << m_config.name << ", event " << m_at << " of " << Events() << ", " << message
-                << '\n';
+      std::cerr << "power, " << m_config.name << ", event " << m_at << " of " << m_record.events.size()
+                << ", " << message << '\n';
   }
 
-  void Put(const camp_Disk::Files& files) const {
+  // What is found in these files. A recovery that is recorded may be interrupted by another loss of power.
+  void Try(const Files& files, const char* mode, bool records) {
     m_directory.Clear();
-    for (const auto& [name, bytes] : files)
-      std::ofstream(m_directory.Name() + '/' + name, std::ios::binary) << bytes;
-  }
-
-  void Try(const camp_Disk::Files& files, const char* mode, bool recordsRecovery) {
-    Put(files);
     camp_Record recovery;
-    if (recordsRecovery) {
-      for (const auto& file : files)
-        recovery.names[file.first] = recovery.inodes++;
-      camp_Io::Watch(m_directory.Name(), {.record = &recovery});
+    for (const auto& [name, bytes] : files) {
+      std::ofstream(m_directory.Path(name), std::ios::binary) << bytes;
+      recovery.names[name] = recovery.inodes++;
     }
+    if (records)
+      camp_Io::Watch(m_directory.Name(), {.record = &recovery});
     camp_Content found;
     const bool isRead =
-        camp_Examine(m_directory.File(), m_config, !recordsRecovery && m_random.OneIn(4), found, m_board);
+        camp_Examine(m_directory.File(), m_config, !records && m_random.OneIn(4), found, m_board);
     camp_Io::Stop();
     ++m_board.counter[kPoints];
-    if (!isRead)
-      Tell(std::string(mode) + ": " + m_board.message);
-    else if (!(found == m_contents[m_done] || found == m_contents[m_begun]))
-      Tell(std::string(mode) + ": " + m_contents[m_done].Difference(found));
-    camp_Disk disk(files);
+    if (!isRead || !(found == m_contents[m_done] || found == m_contents[m_begun]))
+      Tell(mode + std::string(": ") + (isRead ? m_contents[m_done].Difference(found) : m_board.message));
+    Disk disk(files);
     for (const camp_Event& event : recovery.events) {
       disk.Feed(event);
       if (!disk.Settled())
-        Try(disk.Crash(static_cast<camp_Disk::Mode>(m_random.Below(camp_Disk::kModes)), m_random), mode,
-            false);
+        Try(disk.Crash(m_random.Below(std::size(kModes)), m_random), mode, false);
     }
   }
 
@@ -130,10 +206,9 @@ class Recording {
   const camp_Config& m_config;
   camp_Directory m_directory;
   camp_Record m_record;
-  camp_Disk m_disk;
+  Disk m_disk;
   std::vector<camp_Content> m_contents{{}}; // after each step
-  std::size_t m_done = 0, m_begun = 0;
-  std::size_t m_at = 0;
+  std::size_t m_at = 0, m_begun = 0, m_done = 0;
 };
 
 } // namespace
@@ -144,8 +219,8 @@ camp_Rows camp_PowerLoss(const camp_Options& options) {
   return camp_ForEachConfig("power", kConfigs, options, [&](const camp_Config& config, camp_Row& row) {
     camp_Board& board = camp_Board::New();
     int recordings = 0;
-    for (std::uint64_t seed = options.seed * 1000; row.runs < points && !(options.untilBad && row.bad > 0);
-         ++seed, ++recordings) {
+    for (; row.runs < points && !(options.untilBad && row.bad > 0); ++recordings) {
+      const std::uint64_t seed = options.seed * 1000 + static_cast<std::uint64_t>(recordings);
       board.begun = board.done = 0;
       const int status =
           camp_Child([&] { Recording(seed, config, board).Examine(points / kRecordings); }, 0).Wait();
@@ -155,11 +230,9 @@ camp_Rows camp_PowerLoss(const camp_Options& options) {
         row.Bad("a recording ended with " + std::to_string(status));
       row.Progress(points);
     }
-    row.note = std::to_string(recordings) + " recordings";
-    if (config.readers == 0)
-      return;
-    row.note += ", " + std::to_string(board.counter[kShortened]) + " journals written anew";
-    if (board.counter[kShortened] == 0)
+    row.note = std::to_string(recordings) + " recordings, " + std::to_string(board.counter[kShortened]) +
+               " journals written anew";
+    if (config.readers > 0 && board.counter[kShortened] == 0)
       row.Bad("no journal was written anew");
   });
 }

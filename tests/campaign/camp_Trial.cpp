@@ -1,43 +1,53 @@
 #include <campaign/camp_Trial.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
+#include <new>
+#include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
 // Takes a snapshot, looks twice at it, moves on, looks again.
 void readOn(const std::string& file, const camp_Config& config, camp_Reading how, camp_Board& board) {
+  constexpr unsigned kWaiting = 5000;
   camp_Random random(static_cast<std::uint64_t>(::getpid()));
-  const bool pauses = how == camp_Reading::kPause;
-  for (int since = 0;;) {
-    camp_Session session(file, config);
+  const bool pauses = how == camp_Reading::kPause, isLive = how != camp_Reading::kWait;
+  for (;;) {
+    int since = board.done;
+    camp_Session session(file, config, isLive ? 0 : kWaiting);
     const auto look = [&](int until) {
       if (pauses)
         ::usleep(static_cast<useconds_t>(random.Below(20000)));
       camp_Content content;
       if (!camp_Content::Read(session.Id(), content))
-        board.Say("a reader cannot read: " + camp_Session::Failure());
-      return board.Knows(content.Digest(), since, until) ? content : camp_Content();
+        board.Wrong("a reader cannot read: " + camp_Session::Failure());
+      else if (!board.Knows(content.Digest(), since, until))
+        board.Wrong("a reader saw what never was");
+      return content;
     };
-    since = board.done;
-    if (!session.Open(H5F_ACC_RDONLY, true)) {
+    if (!session.Open(H5F_ACC_RDONLY, isLive)) {
       if (pauses)
-        board.Say("a reader was refused: " + camp_Session::Failure());
-      board.counter[camp_kWrong] += pauses ? 1 : 0;
+        board.Wrong("a reader was refused: " + camp_Session::Failure());
       continue;
     }
     while (how == camp_Reading::kHold)
       ::pause();
     const int until = board.begun;
     const camp_Content first = look(until);
-    bool good = first.exists && (!pauses || look(until) == first);
+    if (pauses && !(look(until) == first))
+      board.Wrong("a snapshot changed");
     since = board.done;
-    if (pauses && random.OneIn(2)) {
-      good = session.Refresh() && look(board.begun).exists && good;
-      ++board.counter[camp_kRefreshed];
+    if (pauses && random.OneIn(2) && ++board.counter[camp_kRefreshed] > 0) {
+      if (session.Refresh())
+        look(board.begun);
+      else
+        board.Wrong("a reader was not refreshed: " + camp_Session::Failure());
     }
-    ++board.counter[good ? camp_kSnapshots : camp_kWrong];
+    ++board.counter[camp_kSnapshots];
   }
 }
 
@@ -47,6 +57,66 @@ bool refuse(camp_Board& board, const std::string& text) {
 }
 
 } // namespace
+
+camp_Board& camp_Board::New() {
+  void* const memory =
+      ::mmap(nullptr, sizeof(camp_Board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED)
+    throw std::bad_alloc();
+  return *new (memory) camp_Board();
+}
+
+bool camp_Board::Knows(std::uint64_t digestOfContent, int first, int last) const {
+  return std::find(digest + first, digest + last + 1, digestOfContent) < digest + last + 1;
+}
+
+void camp_Board::Say(const std::string& text) {
+  std::strncpy(message, text.c_str(), sizeof message - 1);
+}
+
+void camp_Board::Wrong(const std::string& text) {
+  if (++counter[camp_kWrong] == 1)
+    Say(text);
+}
+
+camp_Child::camp_Child(const std::function<void()>& body, unsigned patience) : m_pid(::fork()) {
+  if (m_pid != 0)
+    return;
+  ::alarm(patience);
+  body();
+  ::_exit(0);
+}
+
+camp_Child::~camp_Child() {
+  Kill();
+  Wait();
+}
+
+void camp_Child::Kill() const {
+  if (!m_ended)
+    ::kill(m_pid, SIGKILL);
+}
+
+bool camp_Child::Ended() {
+  m_ended = m_ended || ::waitpid(m_pid, &m_status, WNOHANG) == m_pid;
+  return m_ended;
+}
+
+int camp_Child::Wait() {
+  if (!m_ended)
+    ::waitpid(m_pid, &m_status, 0);
+  m_ended = true;
+  return WIFSIGNALED(m_status) ? -WTERMSIG(m_status) : WEXITSTATUS(m_status);
+}
+
+camp_Directory::camp_Directory()
+    : sys_Directory(std::filesystem::exists("/dev/shm") ? "/dev/shm"
+                                                        : std::filesystem::temp_directory_path()) {}
+
+void camp_Directory::Clear() const {
+  for (const auto& entry : std::filesystem::directory_iterator(Name()))
+    std::filesystem::remove_all(entry);
+}
 
 camp_Children camp_Readers(const std::string& file, const camp_Config& config, camp_Reading how,
                            camp_Board& board) {

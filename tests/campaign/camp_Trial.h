@@ -28,6 +28,8 @@ struct camp_Board {
   /// A board in memory that later children share; never released.
   static camp_Board& New();
   void Say(const std::string& text);
+  /// Counts something wrong, and says the first.
+  void Wrong(const std::string& text);
   /// True for the digest of a content after one of these steps.
   bool Knows(std::uint64_t digestOfContent, int first, int last) const;
 };
@@ -64,13 +66,11 @@ class camp_Directory : public sys_Directory {
   void Clear() const;
 };
 
-/// Live readers, each in a process of its own. What they see must have been the content after some step.
-enum class camp_Reading {
-  kHold,
-  kHurry,
-  kPause
-}; // one snapshot for ever; one after another; held, refreshed
+/// How readers read: one live snapshot for ever; one after another; held and refreshed; waiting for the
+/// writer.
+enum class camp_Reading { kHold, kHurry, kPause, kWait };
 enum { camp_kSnapshots, camp_kWrong, camp_kRefreshed, camp_kCounters }; // counters on the board
+/// Readers, each in a process of its own. What they see must have been the content after some step.
 camp_Children camp_Readers(const std::string& file, const camp_Config& config, camp_Reading how,
                            camp_Board& board);
 

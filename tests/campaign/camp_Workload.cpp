@@ -183,7 +183,7 @@ camp_Workload::Names camp_Workload::NamesOf(Kind kind) const {
   for (const auto& [name, item] : content.items) {
     const bool isObject = name.find('@') == std::string::npos,
                isLarge = item.bytes && item.bytes->size() >= kLarge;
-    if (isObject && (kind == kObjects || (kind == kGroups) == item.IsGroup()) &&
+    if (isObject && (kind == kObjects || (kind == kGroups) == item.shape.empty()) &&
         (kind != kLargeOnes || isLarge))
       names.push_back(name);
   }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <campaign/camp_File.h>
 #include <campaign/camp_Random.h>
-#include <campaign/camp_Session.h>
 
 /// A sequence of steps on plain HDF5: groups, attributes and datasets of all sizes and layouts that are made,
 /// overwritten, replaced and removed; updates rolled back; files closed, opened and made anew. What a step
@@ -12,7 +12,7 @@ class camp_Workload {
   enum Stage { kChanging, kCommitting, kClosing };
 
   camp_Workload(std::uint64_t seed, const camp_Config& config)
-      : m_seed(seed), m_regrows(config.regrows), m_isWatched(config.readers > 0) {}
+      : m_seed(seed), m_regrows(config.Is(camp_Config::kRegrows)), m_isWatched(config.readers > 0) {}
 
   /// Takes step n in the content kept here, and in a session's file too when there is one.
   /// \return false when something in the file failed; the content here is the one after the step regardless.

@@ -6,7 +6,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <ctime>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 namespace {
@@ -50,7 +52,68 @@ void preload(const std::string& library, char** arguments) {
   ::execv("/proc/self/exe", arguments);
 }
 
+// The rows as a table or as JSON. Returns the exit code.
+int print(const camp_Rows& rows, bool json) {
+  std::int64_t bad = 0;
+  nlohmann::json list = nlohmann::json::array();
+  for (const camp_Row& row : rows) {
+    bad += row.bad;
+    list.push_back({{"campaign", row.campaign},
+                    {"configuration", row.config},
+                    {"runs", row.runs},
+                    {"bad", row.bad},
+                    {"note", row.note}});
+    if (!json)
+      std::printf("%-12s %-18s %8lld runs %6lld bad  %s\n", row.campaign.c_str(), row.config.c_str(),
+                  static_cast<long long>(row.runs), static_cast<long long>(row.bad), row.note.c_str());
+  }
+  if (json)
+    std::cout << nlohmann::json{{"bad", bad}, {"campaigns", list}}.dump(2) << '\n';
+  return bad == 0 ? 0 : 1;
+}
+
 } // namespace
+
+void camp_Row::Bad(const std::string& message) {
+  constexpr int kTold = 5;
+  if (++bad <= kTold)
+    std::cerr << campaign << ", " << config << ", run " << runs << ": " << message << '\n';
+}
+
+void camp_Row::Progress(std::int64_t of) const {
+  constexpr std::time_t kPause = 5;
+  static std::time_t s_last = std::time(nullptr);
+  const std::time_t now = std::time(nullptr);
+  if (now - s_last < kPause)
+    return;
+  s_last = now;
+  std::cerr << campaign << ", " << config << ": " << runs << " of " << of << ", bad " << bad << '\n';
+}
+
+camp_Rows camp_ForEachConfig(const char* campaign, std::span<const camp_Config> configs,
+                             const camp_Options& options,
+                             const std::function<void(const camp_Config&, camp_Row&)>& body) {
+  camp_Rows rows;
+  for (const camp_Config& config : configs) {
+    if (!options.config.empty() && options.config != config.name)
+      continue;
+    camp_Board& board = camp_Board::New();
+    camp_Row& row = rows.emplace_back(camp_Row{campaign, config.name});
+    const auto run = [&] {
+      body(config, row);
+      board.counter[0] = row.runs;
+      board.counter[1] = row.bad;
+      board.Say(row.note);
+    };
+    const int status = camp_Child(run, 0).Wait();
+    row = {campaign, config.name, board.counter[0], board.counter[1], board.message};
+    if (status != 0)
+      row.Bad("the campaign itself ended with " + std::to_string(status));
+    if (options.untilBad && row.bad > 0)
+      break;
+  }
+  return rows;
+}
 
 int main(int argc, char** argv) {
   CLI::App program("Tries to damage files, and looks whether they hold what was committed.");
@@ -85,7 +148,7 @@ int main(int argc, char** argv) {
   H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr);
   int modules = 0;
   DDB_PDM_Core_initialize(modules);
-  const int result = camp_Print(run(options), json);
+  const int result = print(run(options), json);
   DDB_PDM_Core_finalize(modules);
   return result;
 }

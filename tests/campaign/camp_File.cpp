@@ -1,4 +1,4 @@
-#include <campaign/camp_Content.h>
+#include <campaign/camp_File.h>
 
 #include <algorithm>
 
@@ -73,4 +73,46 @@ bool camp_Content::Read(hid_t file, camp_Content& content) {
   content = {true, {}};
   const herr_t result = H5Ovisit(file, H5_INDEX_NAME, H5_ITER_INC, readObject, &content);
   return !camp_Handle::Failed() && result >= 0;
+}
+
+hid_t camp_Session::AccessList(bool isLive) const {
+  H5J_options_t options{};
+  options.version = H5J_OPTIONS_VERSION;
+  options.durability = m_config.durability;
+  options.live = isLive;
+  options.waiting_time = m_waitingTime;
+  options.memory_limit = m_config.memory;
+  options.journal_limit = m_config.journal;
+  const hid_t list = H5Pcreate(H5P_FILE_ACCESS);
+  if (!m_config.Is(camp_Config::kOldFormat))
+    H5Pset_libver_bounds(list, H5F_LIBVER_V18, H5F_LIBVER_V18);
+  H5Pset_fapl_journal(list, &options);
+  return list;
+}
+
+bool camp_Session::Create() {
+  Drop();
+  const camp_Handle access(AccessList(false), H5Pclose), creation(H5Pcreate(H5P_FILE_CREATE), H5Pclose);
+  if (!m_config.Is(camp_Config::kUnmarked))
+    H5Pset_journal_mark(creation);
+  m_id = H5Fcreate(m_file.c_str(), H5F_ACC_TRUNC, creation, access);
+  return IsOpen();
+}
+
+bool camp_Session::Open(unsigned flags, bool isLive) {
+  Drop();
+  const camp_Handle access(AccessList(isLive), H5Pclose);
+  m_id = H5Fopen(m_file.c_str(), flags, access);
+  return IsOpen();
+}
+
+void camp_Session::Drop() {
+  if (IsOpen())
+    H5Fclose(std::exchange(m_id, -1));
+}
+
+H5J_info_t camp_Session::Info() const {
+  H5J_info_t info{};
+  H5Jget_info(m_id, &info);
+  return info;
 }

@@ -26,7 +26,7 @@ class camp_Handle {
   herr_t (*m_close)(hid_t);
 };
 
-/// A group, a dataset of bytes or an attribute of bytes. Copies share the bytes.
+/// A group, or a dataset or an attribute of bytes. Copies share the bytes.
 struct camp_Item {
   std::vector<hsize_t> shape; // none for a group
   std::shared_ptr<const std::string> bytes;
@@ -36,7 +36,6 @@ struct camp_Item {
   camp_Item(std::vector<hsize_t> extents, std::string content)
       : shape(std::move(extents)), bytes(std::make_shared<const std::string>(std::move(content))),
         hash(std::hash<std::string>()(*bytes)) {}
-  bool IsGroup() const { return shape.empty(); }
   bool operator==(const camp_Item& other) const {
     return shape == other.shape && (bytes == other.bytes || (bytes && other.bytes && *bytes == *other.bytes));
   }
@@ -53,4 +52,53 @@ struct camp_Content {
   std::string Difference(const camp_Content& other) const;
   /// Reads all of an open file. \return false when something cannot be read.
   static bool Read(hid_t file, camp_Content& content);
+};
+
+/// How the library is used in one part of a campaign.
+struct camp_Config {
+  enum Trait : unsigned {
+    kUnmarked = 1,  // files without a mark
+    kOldFormat = 2, // HDF5's own choice: metadata without checksums
+    kRegrows = 4    // begins with a file that shrinks and grows again
+  };
+  const char* name;
+  H5J_durability_t durability;
+  unsigned journal = 0, memory = 0; // limits in bytes, 0 for those of the library
+  int readers = 0;                  // live readers beside the writer
+  unsigned traits = 0;
+  bool Is(Trait trait) const { return (traits & trait) != 0; }
+};
+
+/// A file as a host works on it.
+class camp_Session {
+ public:
+  camp_Session(std::string file, const camp_Config& config, unsigned waitingTime = 0)
+      : m_file(std::move(file)), m_config(config), m_waitingTime(waitingTime) {}
+  camp_Session(const camp_Session&) = delete;
+  camp_Session& operator=(const camp_Session&) = delete;
+  ~camp_Session() { Drop(); }
+
+  bool IsOpen() const { return m_id >= 0; }
+  hid_t Id() const { return m_id; }
+  H5J_info_t Info() const;
+  static std::string Failure() { return H5Jlast_error(); }
+
+  bool Create();
+  bool Open(unsigned flags, bool isLive = false);
+  bool Commit() { return H5Jcommit(m_id) >= 0; }
+  /// False when the file is not open any more.
+  bool Rollback() { return (m_id = H5Jrollback(m_id)) >= 0; }
+  bool Refresh() { return (m_id = H5Jrefresh(m_id)) >= 0; }
+  /// Commits, and closes the file in any case.
+  bool Close() { return H5Jclose(std::exchange(m_id, -1)) >= 0; }
+  /// Closes and leaves the last commit point.
+  void Drop();
+
+ private:
+  hid_t AccessList(bool isLive) const;
+
+  std::string m_file;
+  const camp_Config& m_config;
+  unsigned m_waitingTime;
+  hid_t m_id = -1;
 };
