@@ -6,41 +6,42 @@ namespace {
 
 constexpr hsize_t kMostBytes = hsize_t{1} << 28; // no file here has more in one item
 
+// The bytes of a dataset or an attribute, as they lie in the file.
 template <class ReadBytes>
-bool readItem(hid_t space, const std::string& name, camp_Content& content, ReadBytes read) {
-  const camp_Handle closing(space, H5Sclose);
-  const hssize_t points = H5Sget_simple_extent_npoints(space);
+bool readItem(hid_t opened, hid_t ownSpace, hid_t ownType, const std::string& name, camp_Content& content,
+              ReadBytes read) {
+  const camp_Handle space(ownSpace, H5Sclose), type(ownType, H5Tclose);
+  const auto points = static_cast<hsize_t>(H5Sget_simple_extent_npoints(space));
   std::vector<hsize_t> shape(static_cast<std::size_t>(std::max(H5Sget_simple_extent_ndims(space), 0)));
-  if (points < 0 || static_cast<hsize_t>(points) > kMostBytes || shape.empty())
-    return false;
   H5Sget_simple_extent_dims(space, shape.data(), nullptr);
-  std::string bytes(static_cast<std::size_t>(points), '\0');
-  const bool good = read(bytes.data()) >= 0;
+  if (points > kMostBytes || H5Tget_size(type) > kMostBytes / std::max(points, hsize_t{1}))
+    return false;
+  std::string bytes(points * H5Tget_size(type), '\0');
+  const bool good = read(opened, type, bytes.data()) >= 0;
   content.items[name] = {std::move(shape), std::move(bytes)};
   return good;
 }
 
 herr_t readAttribute(hid_t object, const char* name, const H5A_info_t*, void* to) {
   auto& [prefix, content] = *static_cast<std::pair<std::string, camp_Content*>*>(to);
-  const camp_Handle attribute(H5Aopen(object, name, H5P_DEFAULT), H5Aclose);
-  const auto read = [&](void* bytes) { return H5Aread(attribute, H5T_NATIVE_UCHAR, bytes); };
-  return readItem(H5Aget_space(attribute), prefix + '@' + name, *content, read) ? 0 : -1;
+  const camp_Handle own(H5Aopen(object, name, H5P_DEFAULT), H5Aclose);
+  return readItem(own, H5Aget_space(own), H5Aget_type(own), prefix + '@' + name, *content, H5Aread) ? 0 : -1;
 }
 
 herr_t readObject(hid_t root, const char* name, const H5O_info_t* info, void* to) {
   auto& content = *static_cast<camp_Content*>(to);
-  const camp_Handle object(H5Oopen(root, name, H5P_DEFAULT), H5Oclose);
-  if (object < 0)
-    return -1;
-  const auto read = [&](void* bytes) {
-    return H5Dread(object, H5T_NATIVE_UCHAR, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes);
+  const camp_Handle own(H5Oopen(root, name, H5P_DEFAULT), H5Oclose);
+  const auto read = [](hid_t data, hid_t type, void* bytes) {
+    return H5Dread(data, type, H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes);
   };
+  if (own < 0)
+    return -1;
   if (info->type != H5O_TYPE_DATASET)
     content.items[name] = {};
-  else if (!readItem(H5Dget_space(object), name, content, read))
+  else if (!readItem(own, H5Dget_space(own), H5Dget_type(own), name, content, read))
     return -1;
   std::pair<std::string, camp_Content*> place{name, &content};
-  return H5Aiterate2(object, H5_INDEX_NAME, H5_ITER_INC, nullptr, readAttribute, &place);
+  return H5Aiterate2(own, H5_INDEX_NAME, H5_ITER_INC, nullptr, readAttribute, &place);
 }
 
 } // namespace

@@ -121,30 +121,31 @@ void noteOpened(int descriptor, const std::string& entry, int flags) {
     note({camp_Event::kTruncate, place->second, 0, {}, {}});
 }
 
-void noteMoved(const char* from, const char* to, bool keepsFrom) {
-  if (s_watch.plan.record == nullptr || from == nullptr)
+// Another name for a file, in place of the old one or beside it, or none any more.
+void noteName(const char* from, const char* to, bool keepsFrom) {
+  camp_Record* const record = s_watch.plan.record;
+  if (record == nullptr || from == nullptr || record->names.count(from) == 0)
     return;
-  std::map<std::string, int>& names = s_watch.plan.record->names;
-  const auto source = names.find(from);
-  if (source == names.end())
-    return;
-  note({camp_Event::kName, names[to] = source->second, 0, to, {}, keepsFrom ? "" : from});
+  const int inode = record->names[from];
+  note({to == nullptr ? camp_Event::kUnlink : camp_Event::kName,
+        inode,
+        0,
+        to == nullptr ? from : to,
+        {},
+        keepsFrom ? "" : from});
   if (!keepsFrom)
-    names.erase(source);
-}
-
-void noteUnlinked(const char* entry) {
-  if (s_watch.plan.record == nullptr)
-    return;
-  note({camp_Event::kUnlink, kNoInode, 0, entry, {}});
-  s_watch.plan.record->names.erase(entry);
+    record->names.erase(from);
+  if (to != nullptr)
+    record->names[to] = inode;
 }
 
 void noteData(camp_Event::Kind kind, int descriptor, std::int64_t offset, const void* bytes = "",
               std::size_t count = 0) {
-  const int inode = fileOf(descriptor) - kInodes;
-  if (inode >= 0 && s_watch.plan.record != nullptr)
-    note({kind, inode, offset, {}, std::string(static_cast<const char*>(bytes), count)});
+  const int file = fileOf(descriptor);
+  if (s_watch.plan.record != nullptr && file == kDirectory)
+    note({camp_Event::kDirectorySync, kNoInode, 0, {}, {}});
+  else if (s_watch.plan.record != nullptr && file >= kInodes)
+    note({kind, file - kInodes, offset, {}, std::string(static_cast<const char*>(bytes), count)});
 }
 
 template <class Write>
@@ -157,9 +158,9 @@ ssize_t writeFile(Write next, int descriptor, const void* from, std::size_t coun
                                          : room(descriptor, offset, count);
   if (verdict == kKill && part < count) // no sector is written by halves; the system's own unit is a page
     part -= std::min(part, (static_cast<std::size_t>(offset) + part) % 512);
-  if (part == 0 && count > 0 && verdict == kPass)
+  if (verdict == kPass && part == 0)
     errno = ENOSPC;
-  if (verdict == kFail || (part == 0 && count > 0 && verdict == kPass))
+  if (verdict == kFail || (verdict == kPass && part == 0))
     return -1;
   const ssize_t written = next(descriptor, from, part, offset);
   if (verdict == kKill)
@@ -181,65 +182,40 @@ void lie(int descriptor, void* to, ssize_t got, off_t offset) {
     static_cast<unsigned char*>(to)[watch.plan.random.Below(got)] ^= 1;
 }
 
-// Nothing here is to survive the machine: syncing is only noted.
-int syncFile(int descriptor) {
-  if (fails(true))
-    return -1;
-  if (fileOf(descriptor) == kDirectory)
-    note({camp_Event::kDirectorySync, kNoInode, 0, {}, {}});
-  else
-    noteData(camp_Event::kSync, descriptor, 0);
-  return 0;
-}
-
-int reserve(int descriptor, int mode, off_t offset, off_t length) {
-  const bool ours = watched(descriptor);
-  if (ours && fails(true))
-    return -1;
-  if (ours && room(descriptor, offset, static_cast<std::size_t>(length)) < static_cast<std::size_t>(length))
-    return errno = ENOSPC, -1;
-  const auto result = static_cast<int>(::syscall(SYS_fallocate, descriptor, mode, offset, length));
-  if (ours && result == 0 && (mode & FALLOC_FL_KEEP_SIZE) == 0)
-    noteData(camp_Event::kExtend, descriptor, offset + length);
-  return result;
-}
-
 constinit bool s_armed = false;
 constinit std::int64_t s_allocations = 0;
 constinit camp_Plan s_lack;
 
 bool lacks() {
-  if (!s_armed)
+  if (s_armed && s_lack.calls != nullptr)
+    *s_lack.calls = s_allocations + 1;
+  if (!s_armed || !s_lack.Fails(++s_allocations))
     return false;
-  ++s_allocations;
-  if (s_lack.calls != nullptr)
-    *s_lack.calls = s_allocations;
-  if (s_lack.Fails(s_allocations))
-    errno = ENOMEM;
-  return s_lack.Fails(s_allocations);
+  errno = ENOMEM;
+  return true;
 }
 
 } // namespace
 
-void camp_Allocations::Watch(const camp_Plan& plan) {
+void camp_WatchAllocations(const camp_Plan& plan) {
   s_lack = plan;
   s_allocations = 0;
 }
 
-void camp_Allocations::Arm(bool armed) {
+void camp_ArmAllocations(bool armed) {
   s_armed = armed;
 }
 
-void camp_Io::Watch(const std::string& directory, const camp_Plan& plan) {
+void camp_Watch(const std::string& directory, const camp_Plan& plan) {
   s_watch = {true, 0, 0, 0, plan, "", {}};
   std::strncpy(s_watch.directory, directory.c_str(), sizeof s_watch.directory - 1);
 }
 
-void camp_Io::Stop() {
+void camp_Unwatch() {
   s_watch.on = false;
 }
 
-void camp_Io::Mark(camp_Event::Kind kind, int step) {
+void camp_Mark(camp_Event::Kind kind, int step) {
   if (s_watch.on)
     note({kind, kNoInode, step, {}, {}});
 }
@@ -276,11 +252,13 @@ void camp_Io::Mark(camp_Event::Kind kind, int step) {
 #define CAMP_SYNC(NAME)                                                                                      \
   int NAME(int descriptor) {                                                                                 \
     CAMP_NEXT(NAME);                                                                                         \
-    return watched(descriptor) ? syncFile(descriptor) : next(descriptor);                                    \
+    if (!watched(descriptor))                                                                                \
+      return next(descriptor);                                                                               \
+    return fails(true) ? -1 : (noteData(camp_Event::kSync, descriptor, 0), 0);                               \
   }
 #define CAMP_MOVE(NAME, PARAMETERS, ARGUMENTS, FROM_IN, TO_IN, KEEPS)                                        \
   CAMP_CALL(int, NAME, PARAMETERS noexcept, ARGUMENTS, entryOf(TO_IN, to) != nullptr, true,                  \
-            noteMoved(entryOf(FROM_IN, from), entryOf(TO_IN, to), KEEPS))
+            noteName(entryOf(FROM_IN, from), entryOf(TO_IN, to), KEEPS))
 #define CAMP_QUIET(NAME, PARAMETERS, ARGUMENTS, OURS)                                                        \
   CAMP_CALL(int, NAME, PARAMETERS noexcept, ARGUMENTS, OURS, false, (void)0)
 #define CAMP_ALLOCATOR(NAME, PARAMETERS, ARGUMENTS)                                                          \
@@ -308,7 +286,15 @@ ssize_t pwrite(int descriptor, const void* from, size_t count, off_t offset) {
   return writeFile(next, descriptor, from, count, offset);
 }
 int fallocate(int descriptor, int mode, off_t offset, off_t length) {
-  return reserve(descriptor, mode, offset, length);
+  CAMP_NEXT(fallocate);
+  const auto size = static_cast<std::size_t>(length);
+  const bool ours = watched(descriptor);
+  if (ours && (fails(true) || (room(descriptor, offset, size) < size && (errno = ENOSPC) != 0)))
+    return -1;
+  const int result = next(descriptor, mode, offset, length);
+  if (ours && result == 0 && (mode & FALLOC_FL_KEEP_SIZE) == 0)
+    noteData(camp_Event::kExtend, descriptor, offset + length);
+  return result;
 }
 CAMP_SYNC(fsync)
 CAMP_SYNC(fdatasync)
@@ -319,7 +305,7 @@ CAMP_MOVE(renameat2, (int fromIn, const char* from, int toIn, const char* to, un
 CAMP_MOVE(linkat, (int fromIn, const char* from, int toIn, const char* to, int flags),
           (fromIn, from, toIn, to, flags), fromIn, toIn, true)
 CAMP_CALL(int, unlinkat, (int directory, const char* path, int flags) noexcept, (directory, path, flags),
-          entryOf(directory, path) != nullptr, false, noteUnlinked(entryOf(directory, path)))
+          entryOf(directory, path) != nullptr, false, noteName(entryOf(directory, path), nullptr, false))
 CAMP_QUIET(fchmod, (int descriptor, mode_t mode), (descriptor, mode), watched(descriptor))
 CAMP_QUIET(fchown, (int descriptor, uid_t user, gid_t group), (descriptor, user, group), watched(descriptor))
 CAMP_QUIET(flock, (int descriptor, int operation), (descriptor, operation), watched(descriptor))

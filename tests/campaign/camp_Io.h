@@ -45,20 +45,12 @@ struct camp_Plan {
   constexpr bool Fails(std::int64_t n) const { return failAt != 0 && (forGood ? n >= failAt : n == failAt); }
 };
 
-/// Stands between this process and the system: every call on a file of one directory can be counted, made to
-/// fail, be the last one, and be recorded. One thread.
-class camp_Io {
- public:
-  /// Watches the files of a directory from now on, counting from 0.
-  static void Watch(const std::string& directory, const camp_Plan& plan);
-  static void Stop();
-  /// Puts a mark of a step among the events; only recorded.
-  static void Mark(camp_Event::Kind kind, int step);
-};
-
-/// The allocations of this process that are made while it is armed.
-class camp_Allocations {
- public:
-  static void Watch(const camp_Plan& plan);
-  static void Arm(bool armed);
-};
+/// Stands between this process and the system from now on, counting from 0: every call on a file of the
+/// directory can be counted, made to fail, be the last one, and be recorded. One thread.
+void camp_Watch(const std::string& directory, const camp_Plan& plan);
+void camp_Unwatch();
+/// Puts a mark of a step among the events.
+void camp_Mark(camp_Event::Kind kind, int step);
+/// The same for allocations, which count while they are armed.
+void camp_WatchAllocations(const camp_Plan& plan);
+void camp_ArmAllocations(bool armed);

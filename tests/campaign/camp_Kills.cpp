@@ -24,71 +24,54 @@ void conclude(const camp_Board& board, camp_Row& row) {
     row.Bad("nobody could read");
 }
 
-class Killer {
- public:
-  Killer(const camp_Config& config, const camp_Options& options, camp_Row& row)
-      : m_config(config), m_row(row), m_random(options.seed, 77) {
-    using namespace std::chrono;
-    const auto start = steady_clock::now();
-    camp_Trial(m_directory, 1, config, m_board).Run(kSteps);
-    m_microseconds = static_cast<int>(duration_cast<microseconds>(steady_clock::now() - start).count());
-    m_calls = m_board.calls;
+// One file and its killers. Ends with the first damage.
+void live(const camp_Directory& directory, const camp_Config& config, std::int64_t calls,
+          std::int64_t microseconds, camp_Random& random, camp_Board& board, camp_Row& row) {
+  camp_Trial trial(directory, random.Next(), config, board);
+  for (int round = 0; round < kRounds; ++round) {
+    camp_Children readers;
+    if (trial.Next() > 2)
+      readers = camp_Readers(directory.File(), config, camp_Reading::kHurry, board);
+    const int kind = random.Below(8);
+    const int status = kind == 0 ? trial.Run(random.Between(1, kSteps), {.leaves = true})
+                       : kind < 4
+                           ? trial.Run(kSteps, {.life = 1 + random.Below(microseconds)})
+                           : trial.Run(kSteps, {.io = {.killAt = 1 + random.Below(calls), .random = random}});
+    ++row.runs;
+    for (int i = random.Below(3); i > 0; --i)
+      if (random.OneIn(3))
+        trial.Recover({.random = random, .lieAt = random.Between(1, 4)});
+      else
+        trial.Recover({.killAt = random.Between(1, kRecoveryCalls), .random = random});
+    readers.clear();
+    if (status != 0 && status != -SIGKILL)
+      return row.Bad("ended with " + std::to_string(status));
+    if (status == 0 && board.done != board.begun)
+      return row.Bad(std::string("refused without a fault: ") + board.message);
+    if (!trial.Check(random.OneIn(4)))
+      return row.Bad(trial.Message());
   }
-
-  // One file and its killers. Ends with the first damage.
-  void Life(std::int64_t kills) {
-    camp_Trial trial(m_directory, m_random.Next(), m_config, m_board);
-    for (int round = 0; round < kRounds && m_row.runs < kills; ++round) {
-      camp_Children readers;
-      if (trial.Next() > 2)
-        readers = camp_Readers(m_directory.File(), m_config, camp_Reading::kHurry, m_board);
-      const int kind = m_random.Below(8);
-      const int status =
-          kind == 0  ? trial.Run(m_random.Between(1, kSteps), {.leaves = true})
-          : kind < 4 ? trial.Run(kSteps, {.life = m_random.Between(1, m_microseconds)})
-                     : trial.Run(kSteps, {.io = {.killAt = 1 + m_random.Below(m_calls), .random = m_random}});
-      ++m_row.runs;
-      for (int i = m_random.Below(3); i > 0; --i)
-        if (m_random.OneIn(3))
-          trial.Recover({.random = m_random, .lieAt = m_random.Between(1, 4)});
-        else
-          trial.Recover({.killAt = m_random.Between(1, kRecoveryCalls), .random = m_random});
-      readers.clear();
-      if (status != 0 && status != -SIGKILL)
-        return m_row.Bad("ended with " + std::to_string(status));
-      if (status == 0 && m_board.done != m_board.begun)
-        return m_row.Bad(std::string("refused without a fault: ") + m_board.message);
-      if (!trial.Check(m_random.OneIn(4)))
-        return m_row.Bad(trial.Message());
-    }
-  }
-
-  void Conclude() const {
-    if (m_config.readers > 0)
-      conclude(m_board, m_row);
-  }
-
- private:
-  camp_Directory m_directory;
-  camp_Board& m_board = camp_Board::New();
-  const camp_Config& m_config;
-  camp_Row& m_row;
-  camp_Random m_random;
-  int m_microseconds = 0; // that a session takes
-  std::int64_t m_calls = 0;
-};
+}
 
 } // namespace
 
 camp_Rows camp_Kills(const camp_Options& options) {
+  using Clock = std::chrono::steady_clock;
   const std::int64_t kills = options.Share(500, std::ssize(kConfigs));
   return camp_ForEachConfig("kills", kConfigs, options, [&](const camp_Config& config, camp_Row& row) {
-    Killer killer(config, options, row);
+    const camp_Directory directory;
+    camp_Board& board = camp_Board::New();
+    camp_Random random(options.seed, 77);
+    const auto start = Clock::now();
+    camp_Trial(directory, 1, config, board).Run(kSteps);
+    const std::int64_t calls = board.calls,
+                       microseconds = (Clock::now() - start) / std::chrono::microseconds(1);
     while (row.runs < kills && !(options.untilBad && row.bad > 0)) {
-      killer.Life(kills);
+      live(directory, config, calls, microseconds, random, board, row);
       row.Progress(kills);
     }
-    killer.Conclude();
+    if (config.readers > 0)
+      conclude(board, row);
   });
 }
 

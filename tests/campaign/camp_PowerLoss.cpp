@@ -122,11 +122,11 @@ class Recording {
       workload.Step(n, nullptr);
     workload.content = {};
     camp_Session session(m_directory.File(), config);
-    camp_Io::Watch(m_directory.Name(), {.record = &m_record});
+    camp_Watch(m_directory.Name(), {.record = &m_record});
     const camp_Children readers = camp_Readers(m_directory.File(), config, camp_Reading::kHold, board);
     camp_Host(workload, session, 1, steps, board);
     session.Close();
-    camp_Io::Stop();
+    camp_Unwatch();
     for (const camp_Event& event : m_record.events)
       m_board.counter[kShortened] += event.kind == camp_Event::kName && event.from.ends_with("-next");
     if (board.done != steps)
@@ -185,11 +185,11 @@ class Recording {
       recovery.names[name] = recovery.inodes++;
     }
     if (records)
-      camp_Io::Watch(m_directory.Name(), {.record = &recovery});
+      camp_Watch(m_directory.Name(), {.record = &recovery});
     camp_Content found;
     const bool isRead =
         camp_Examine(m_directory.File(), m_config, !records && m_random.OneIn(4), found, m_board);
-    camp_Io::Stop();
+    camp_Unwatch();
     ++m_board.counter[kPoints];
     if (!isRead || !(found == m_contents[m_done] || found == m_contents[m_begun]))
       Tell(mode + std::string(": ") + (isRead ? m_contents[m_done].Difference(found) : m_board.message));

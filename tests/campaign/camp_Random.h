@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <string>
-#include <type_traits>
 
 /// A small generator whose numbers are a function of the seed alone, on every machine.
 class camp_Random {
@@ -25,13 +24,6 @@ class camp_Random {
   int Between(int low, int high) { return low + Below(high - low + 1); }
   /// True once in n times.
   bool OneIn(int n) { return Below(n) == 0; }
-  /// n bytes without 0.
-  std::string Text(std::size_t n) {
-    std::string text(n, ' ');
-    for (char& c : text)
-      c = static_cast<char>('a' + Below(26));
-    return text;
-  }
 
  private:
   std::uint64_t m_state;

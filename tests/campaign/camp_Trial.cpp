@@ -87,11 +87,6 @@ camp_Child::camp_Child(const std::function<void()>& body, unsigned patience) : m
   ::_exit(0);
 }
 
-camp_Child::~camp_Child() {
-  Kill();
-  Wait();
-}
-
 void camp_Child::Kill() const {
   if (!m_ended)
     ::kill(m_pid, SIGKILL);
@@ -162,16 +157,15 @@ void camp_Host(camp_Workload& workload, camp_Session& session, int first, int co
     board.digest[n] = after.content.Digest();
     board.fate[n] = camp_Board::kBegun;
     board.begun = n;
-    camp_Io::Mark(camp_Event::kBegin, n);
-    camp_Allocations::Arm(true);
+    camp_Mark(camp_Event::kBegin, n);
+    camp_ArmAllocations(true);
     bool good = trial.Step(n, &session);
-    camp_Allocations::Arm(false);
-    const bool isCommit = !good && trial.stage == camp_Workload::kCommitting;
-    if (isCommit && n % 2 == 0 && session.Info().may_commit)
+    camp_ArmAllocations(false);
+    if (!good && trial.stage == camp_Workload::kCommitting && n % 2 == 0 && session.Info().may_commit)
       good = session.Commit();
     if (good) {
       board.fate[n] = camp_Board::kTaken;
-      camp_Io::Mark(camp_Event::kAck, n);
+      camp_Mark(camp_Event::kAck, n);
       board.done = n;
       workload.content = after.content;
       refused = 0;
@@ -209,20 +203,17 @@ int camp_Trial::Run(int steps, const camp_Fate& fate) {
     camp_Plan io = fate.io, allocations = fate.allocations;
     io.calls = &m_board.calls;
     allocations.calls = &m_board.allocations;
-    camp_Io::Watch(m_directory.Name(), io);
-    camp_Allocations::Watch(allocations);
+    camp_Watch(m_directory.Name(), io);
+    camp_WatchAllocations(allocations);
     camp_Session session(m_directory.File(), m_config);
     camp_Host(m_workload, session, m_next, steps, m_board);
     if (fate.leaves && session.IsOpen()) {
       H5Gcreate2(session.Id(), "never committed", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
       std::exit(0);
     }
-    camp_Allocations::Arm(true);
-    if (m_board.begun % 3 != 0 || !session.IsOpen())
-      session.Drop();
-    else
-      session.Close();
-    camp_Allocations::Arm(false);
+    camp_ArmAllocations(true);
+    m_board.begun % 3 != 0 || !session.IsOpen() ? session.Drop() : static_cast<void>(session.Close());
+    camp_ArmAllocations(false);
   };
   camp_Child child(host, fate.life > 0 ? 0 : 60);
   if (fate.life > 0) {
@@ -234,7 +225,7 @@ int camp_Trial::Run(int steps, const camp_Fate& fate) {
 
 void camp_Trial::Recover(const camp_Plan& io) {
   camp_Child([&] {
-    camp_Io::Watch(m_directory.Name(), io);
+    camp_Watch(m_directory.Name(), io);
     camp_Session(m_directory.File(), m_config).Open(H5F_ACC_RDWR);
   }).Wait();
 }
@@ -249,11 +240,11 @@ bool camp_Trial::Check(bool everyWay, const camp_Plan& io) {
   if (mayBeDone)
     other.Step(last, nullptr);
   enum { kNothing, kAsItWas, kDone };
-  std::atomic<std::int64_t>& found = m_board.counter[camp_kCounters];
+  std::atomic<std::int64_t>& found = m_board.counter[15];
   found = kNothing;
   const int status =
       camp_Child([&] {
-        camp_Io::Watch(m_directory.Name(), io);
+        camp_Watch(m_directory.Name(), io);
         camp_Content content;
         if (!camp_Examine(m_directory.File(), m_config, everyWay, content, m_board))
           return;

@@ -34,7 +34,7 @@ struct camp_Board {
   bool Knows(std::uint64_t digestOfContent, int first, int last) const;
 };
 
-/// One process of a campaign.
+/// One process of a campaign, killed at the end of its life here if it still runs.
 class camp_Child {
  public:
   /// Runs `body` in a child that leaves by _exit. \param patience seconds after which it hangs, and dies of
@@ -42,11 +42,9 @@ class camp_Child {
   explicit camp_Child(const std::function<void()>& body, unsigned patience = 60);
   camp_Child(const camp_Child&) = delete;
   camp_Child& operator=(const camp_Child&) = delete;
-  /// Kills it, if it still runs.
-  ~camp_Child();
+  ~camp_Child() { Kill(), Wait(); }
 
   void Kill() const;
-  /// True when it has ended already.
   bool Ended();
   /// Waits for the end. \return its exit code, or -signal.
   int Wait();
