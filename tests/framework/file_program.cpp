@@ -2,70 +2,21 @@
 // asked to die, commits a change and is killed, or, asked for gaps, adds a distribution of which little is
 // written.
 
-#include <PDM_Core.h>
+#include <support/sys_ObjectText.h>
 
-#include <bit>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <map>
-#include <string>
 
 namespace {
 
-// A member's value, identifiers without their context.
-template <class Value>
-std::string textOf(const Value& value) {
-  if constexpr (std::is_same_v<Value, kda_string>) {
-    return '"' + std::string(value.cStr()) + '"';
-  } else if constexpr (std::is_same_v<Value, double>) {
-    return std::to_string(std::bit_cast<std::uint64_t>(value));
-  } else if constexpr (std::is_same_v<Value, int>) {
-    return std::to_string(value);
-  } else if constexpr (requires { value.IsNull(); }) {
-    std::string collection;
-    if constexpr (requires { value.CollectionMinor(); })
-      collection = std::to_string(value.CollectionMinor()) + '.';
-    return value.IsNull() ? "-" : collection + std::to_string(value.Minor());
-  } else {
-    std::string text = "{";
-    value.ForEach([&](const auto& key, const auto& one) { text += textOf(key) + ':' + textOf(one) + ','; });
-    return text + '}';
-  }
-}
-
-template <class Handle>
-void show(const Handle& handle);
-
-template <class Element, class... Rest>
-void show(const gbb_Array<Element, Rest...>& array) {
-  for (int i = 0; i < array.count(); ++i)
-    show(array.get(i));
-}
-
-template <class Handle>
-void show(const Handle& handle) {
-  using Traits = typename Handle::Traits;
-  if (!handle)
-    return;
-  const auto* const members = handle.ReadMembers();
-  std::puts(members == nullptr ? "unreadable" : Traits::kName.chars);
-  std::map<std::string, std::string> lines;
-  if (members != nullptr)
-    gbb_ForEach<typename gbb_MemberTable<Traits>::Members>(
-        [&](auto member) { lines[member.name()] = textOf(members->*member.kField); });
-  for (const auto& [name, value] : lines)
-    std::printf(" %s %s\n", name.c_str(), value.c_str());
-  gbb_ForEachChild(handle, [](auto, const auto& child) { show(child); });
-}
-
-void showFile(const char* file) {
+void show(const char* file) {
   msfD_Root root(0);
   const msfD_Sim sim = root.openSim(file, "", 0);
   if (!sim)
     std::fprintf(stderr, "%s\n", ORXSimManager::LastError());
   else
-    show(sim);
+    std::fputs(sys_ObjectText(sim).c_str(), stdout);
 }
 
 void die(const char* file) {
@@ -109,7 +60,7 @@ int main(int argc, char** argv) {
   if (makes && !(done = makeGaps(argv[2])))
     std::fprintf(stderr, "%s\n", ORXSimManager::LastError());
   if (!makes)
-    dies ? die(argv[2]) : showFile(argv[1]);
+    dies ? die(argv[2]) : show(argv[1]);
   DDB_PDM_Core_finalize(modules);
   return done ? 0 : 1;
 }

@@ -1,6 +1,6 @@
 // The library's side of golden_test.py: prints all that a file holds in the words of golden_text.py.
 // Usage: golden_program read|live|write|grow FILE
-#include <campaign/camp_State.h>
+#include <support/sys_ObjectText.h>
 
 #include <cstdio>
 #include <numeric>
@@ -19,36 +19,42 @@ std::string hex(const std::string& bytes) {
   return text;
 }
 
-void print(const camp_Drawer& drawer, const ORXSimPersistentDrawerDesc& described) {
+void print(const ORXSimDistributionRef& distribution, int number) {
   constexpr const char* kTypes[] = {"<i4", "<i8", "<f4", "<f8"};
-  std::printf(" drawer over %d.%d %s x %d [%s] '%s' chunk %d deflate %d: %s\n", drawer.collection, drawer.set,
-              kTypes[static_cast<int>(drawer.type)], drawer.components, described.Unit().CStr(),
-              described.LongName().CStr(), described.ChunkItems(), described.Deflate(),
-              hex(drawer.rows.Bytes()).c_str());
+  const ORXSimPersistentDrawerDesc drawer = distribution.Drawer(number);
+  std::string bytes(static_cast<std::size_t>(drawer.Bytes()), '\0');
+  if (!distribution.ReadItems(number, 0, drawer.Items(), bytes.data(), drawer.Bytes()))
+    bytes = "unreadable";
+  std::printf(" drawer over %d.%d %s x %d [%s] '%s' chunk %d deflate %d: %s\n",
+              drawer.CSet().CollectionMinor(), drawer.CSet().Minor(), kTypes[static_cast<int>(drawer.Type())],
+              drawer.Components(), drawer.Unit().CStr(), drawer.LongName().CStr(), drawer.ChunkItems(),
+              drawer.Deflate(), hex(bytes).c_str());
 }
 
 void print(const msfD_Sim& sim) {
-  camp_State state = camp_State::Read(sim);
+  const ORXSimStore store(sim.distributionService().Context());
   int minor = 0;
-  for (const camp_Collection& collection : state.collections) {
-    std::printf("collection %d %s %d\n", ++minor, collection.name.c_str(), collection.items);
-    for (const std::vector<int>& set : collection.sets) {
+  for (const ORXSimCollectionID id : store.Collections()) {
+    const ORXSimCollectionRef collection(id);
+    std::printf("collection %d %s %d\n", ++minor, collection.Name().CStr(), collection.NumItems());
+    for (const ORXSimCSetID set : collection.CSets()) {
+      std::vector<int> members(static_cast<std::size_t>(ORXSimCSet(set).Size()));
+      if (!ORXSimCSet(set).OrderedMembers(members.data(), static_cast<int>(members.size())))
+        members.assign(1, -1);
       std::printf(" set");
-      for (const int member : set)
+      for (const int member : members)
         std::printf(" %d", member);
       std::printf("\n");
     }
   }
-  for (const ORXSimDistributionID id : ORXSimStore(sim.distributionService().Context()).Distributions()) {
-    const camp_Distribution& distribution = state.distributions[static_cast<std::size_t>(id.Minor() - 1)];
-    std::printf("distribution %d %s [%s]\n", id.Minor(), distribution.name.c_str(),
-                distribution.unit.c_str());
-    for (std::size_t i = 0; i < distribution.drawers.size(); ++i)
-      print(distribution.drawers[i], ORXSimDistributionRef(id).Drawer(static_cast<int>(i)));
+  for (const ORXSimDistributionID id : store.Distributions()) {
+    const ORXSimDistributionRef distribution(id);
+    std::printf("distribution %d %s [%s]\n", id.Minor(), distribution.Name().CStr(),
+                distribution.Unit().CStr());
+    for (int i = 0; i < distribution.NumDrawers(); ++i)
+      print(distribution, i);
   }
-  state.collections.clear();
-  state.distributions.clear();
-  std::fputs(state.Text().c_str(), stdout);
+  std::fputs(sys_ObjectText(sim).c_str(), stdout);
 }
 
 /// Sets a member that is null in every golden file, and adds a drawer to the first distribution.
