@@ -5,7 +5,7 @@
 namespace {
 
 constexpr unsigned kWaiting = 5000;
-constexpr camp_Config kConfigs[] = {{"kill-safe", H5J_PROCESS, 0, 0, 1}};
+constexpr camp_Config kConfigs[] = {{"kill-safe", H5J_PROCESS, 0, 0, 1, camp_Config::kSmall}};
 enum { kCommits = camp_kCounters, kRefused, kFirstWriter, kSecondWriter }; // counters on the board
 
 // Takes a few steps whenever it is its turn, over what the others have left.
@@ -20,7 +20,7 @@ void writeOn(const std::string& file, std::uint64_t seed, int own, camp_Board& b
     camp_Content& content = workload.content;
     if (!camp_Content::Read(session.Id(), content) || !board.Knows(content.Digest(), board.done, board.begun))
       board.Wrong("a writer found something else: " + camp_Session::Failure());
-    for (int i = 0; i < 3 && session.IsOpen(); ++i) {
+    for (int i = 0; i < 20 && session.IsOpen(); ++i) {
       const int n = board.begun + 1;
       const std::uint64_t before = content.Digest();
       camp_Host(workload, session, n, 1, board);
@@ -52,7 +52,7 @@ camp_Rows camp_Contention(const camp_Options& options) {
         if (writers[i] == nullptr || writers[i]->Ended())
           writers[i] = std::make_unique<camp_Child>(
               [&, i] { writeOn(directory.File(), options.seed, kFirstWriter + i, board); }, 0);
-      ::usleep(static_cast<useconds_t>(random.Between(2000, 60000)));
+      ::usleep(static_cast<useconds_t>(random.Between(5000, 80000)));
       writers[random.Below(2)]->Kill();
       idle = row.runs == board.counter[kCommits] ? idle + 1 : 0;
       row.runs = board.counter[kCommits];
@@ -61,7 +61,7 @@ camp_Rows camp_Contention(const camp_Options& options) {
     row.note = std::to_string(kills) + " kills, " + std::to_string(board.counter[camp_kSnapshots]) +
                " read, " + std::to_string(board.counter[kRefused]) + " refused";
     if (board.counter[camp_kWrong] > 0)
-      row.Bad(std::to_string(board.counter[camp_kWrong]) + " wrong: " + board.message);
+      row.Bad(std::to_string(board.counter[camp_kWrong]) + " wrong: " + board.wrong);
     for (const int own : {int{kFirstWriter}, int{kSecondWriter}, int{camp_kSnapshots}})
       if (board.counter[own] == 0 || row.runs < commits)
         return row.Bad("somebody did not come to the file");

@@ -44,11 +44,12 @@ camp_Rows sweep(const char* campaign, std::span<const camp_Config> configs, std:
       calls = calls == 0 ? board.*total : calls;
       died += status != 0;
       const bool isFull = fate.io.error == camp_Plan::kFull;
-      if (status == -SIGALRM)
-        row.Bad(what + ": hangs");
-      else if (isFull && !trial.Check(false, {.failAt = 1, .forGood = true, .error = camp_Plan::kFull}))
+      if (status == -SIGALRM || status == -SIGABRT)
+        row.Bad(what + (status == -SIGALRM ? ": hangs" : ": gives up"));
+      else if (isFull &&
+               !trial.Check(camp_Look::kOpen, {.failAt = 1, .forGood = true, .error = camp_Plan::kFull}))
         row.Bad(what + ", still full: " + trial.Message());
-      else if (!trial.Check(false) || !trial.RunsWell(kFurther))
+      else if (!trial.Check() || !trial.RunsWell(kFurther))
         row.Bad(what + ": " + trial.Message());
     };
     run("no fault", {});

@@ -1,5 +1,7 @@
 #include <campaign/camp_File.h>
 
+#include <campaign/camp_Io.h>
+
 #include <algorithm>
 
 namespace {
@@ -93,6 +95,7 @@ hid_t camp_Session::AccessList(bool isLive) const {
 
 bool camp_Session::Create() {
   Drop();
+  const camp_Armed armed;
   const camp_Handle access(AccessList(false), H5Pclose), creation(H5Pcreate(H5P_FILE_CREATE), H5Pclose);
   if (!m_config.Is(camp_Config::kUnmarked))
     H5Pset_journal_mark(creation);
@@ -102,12 +105,29 @@ bool camp_Session::Create() {
 
 bool camp_Session::Open(unsigned flags, bool isLive) {
   Drop();
+  const camp_Armed armed;
   const camp_Handle access(AccessList(isLive), H5Pclose);
   m_id = H5Fopen(m_file.c_str(), flags, access);
   return IsOpen();
 }
 
+bool camp_Session::Commit() {
+  const camp_Armed armed;
+  return H5Jcommit(m_id) >= 0;
+}
+
+bool camp_Session::Rollback() {
+  const camp_Armed armed;
+  return (m_id = H5Jrollback(m_id)) >= 0;
+}
+
+bool camp_Session::Close() {
+  const camp_Armed armed;
+  return H5Jclose(std::exchange(m_id, -1)) >= 0;
+}
+
 void camp_Session::Drop() {
+  const camp_Armed armed;
   if (IsOpen())
     H5Fclose(std::exchange(m_id, -1));
 }

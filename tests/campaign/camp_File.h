@@ -59,7 +59,8 @@ struct camp_Config {
   enum Trait : unsigned {
     kUnmarked = 1,  // files without a mark
     kOldFormat = 2, // HDF5's own choice: metadata without checksums
-    kRegrows = 4    // begins with a file that shrinks and grows again
+    kRegrows = 4,   // begins with a file that shrinks and grows again
+    kSmall = 8      // nothing large in it
   };
   const char* name;
   H5J_durability_t durability;
@@ -85,12 +86,12 @@ class camp_Session {
 
   bool Create();
   bool Open(unsigned flags, bool isLive = false);
-  bool Commit() { return H5Jcommit(m_id) >= 0; }
+  bool Commit();
   /// False when the file is not open any more.
-  bool Rollback() { return (m_id = H5Jrollback(m_id)) >= 0; }
+  bool Rollback();
   bool Refresh() { return (m_id = H5Jrefresh(m_id)) >= 0; }
   /// Commits, and closes the file in any case.
-  bool Close() { return H5Jclose(std::exchange(m_id, -1)) >= 0; }
+  bool Close();
   /// Closes and leaves the last commit point.
   void Drop();
 

@@ -51,6 +51,9 @@ void camp_Watch(const std::string& directory, const camp_Plan& plan);
 void camp_Unwatch();
 /// Puts a mark of a step among the events.
 void camp_Mark(camp_Event::Kind kind, int step);
-/// The same for allocations, which count while they are armed.
+/// The same for allocations, which count while one of these lives.
 void camp_WatchAllocations(const camp_Plan& plan);
-void camp_ArmAllocations(bool armed);
+struct camp_Armed {
+  camp_Armed();
+  ~camp_Armed();
+};

@@ -19,7 +19,7 @@ void conclude(const camp_Board& board, camp_Row& row) {
   row.note = std::to_string(board.counter[camp_kSnapshots]) + " snapshots, " +
              std::to_string(board.counter[camp_kRefreshed]) + " refreshed";
   if (board.counter[camp_kWrong] > 0)
-    row.Bad(std::to_string(board.counter[camp_kWrong]) + " wrong snapshots: " + board.message);
+    row.Bad(std::to_string(board.counter[camp_kWrong]) + " wrong snapshots: " + board.wrong);
   if (board.counter[camp_kSnapshots] == 0)
     row.Bad("nobody could read");
 }
@@ -46,9 +46,9 @@ void live(const camp_Directory& directory, const camp_Config& config, std::int64
     readers.clear();
     if (status != 0 && status != -SIGKILL)
       return row.Bad("ended with " + std::to_string(status));
-    if (status == 0 && board.done != board.begun)
+    if (board.refused > 0)
       return row.Bad(std::string("refused without a fault: ") + board.message);
-    if (!trial.Check(random.OneIn(4)))
+    if (!trial.Check(random.OneIn(4) ? camp_Look::kEveryWay : camp_Look::kClose))
       return row.Bad(trial.Message());
   }
 }
@@ -94,7 +94,7 @@ camp_Rows camp_Live(const camp_Options& options) {
     row.note += ", " + std::to_string(board.done) + " steps";
     if (status != -SIGKILL)
       row.Bad(std::string("the writer was refused: ") + board.message);
-    else if (!trial.Check(true))
+    else if (!trial.Check(camp_Look::kEveryWay))
       row.Bad(trial.Message());
   });
 }

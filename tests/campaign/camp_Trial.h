@@ -11,19 +11,14 @@
 /// What processes tell each other; it outlives every one of them.
 struct camp_Board {
   static constexpr int kSteps = 1 << 18;
-  enum Fate : std::uint8_t {
-    kBegun,
-    kTaken,
-    kRefused,
-    kUndecided
-  }; // of a step; the last: the next opening says
+  enum Fate : std::uint8_t { kBegun, kTaken, kRefused, kUndecided }; // of a step; undecided: seen at opening
 
-  std::atomic<int> begun, done;              // last step that began, that ended well
+  std::atomic<int> begun, done, refused;     // last step that began, that ended well; how many did not
   std::atomic<std::uint64_t> digest[kSteps]; // of the content after each step
   std::atomic<Fate> fate[kSteps];
   std::int64_t calls, allocations;
   std::atomic<std::int64_t> counter[16]; // for whoever needs some
-  char message[600];
+  char message[600], wrong[600];
 
   /// A board in memory that later children share; never released.
   static camp_Board& New();
@@ -72,10 +67,12 @@ enum { camp_kSnapshots, camp_kWrong, camp_kRefreshed, camp_kCounters }; // count
 camp_Children camp_Readers(const std::string& file, const camp_Config& config, camp_Reading how,
                            camp_Board& board);
 
-/// Reads a file with whatever recovery it needs. \param everyWay reads it without writing first, and by plain
-/// HDF5 at the end. \return false with a message on the board when it cannot be read, or is not closed as it
-/// should be.
-bool camp_Examine(const std::string& file, const camp_Config& config, bool everyWay, camp_Content& content,
+/// How a file is looked at: opened for writing; closed as well, so that nothing is left; also read before
+/// anything is written, and by plain HDF5 at the end.
+enum class camp_Look { kOpen, kClose, kEveryWay };
+/// Reads a file with whatever recovery it needs. \return false with a message on the board when something
+/// fails.
+bool camp_Examine(const std::string& file, const camp_Config& config, camp_Look look, camp_Content& content,
                   camp_Board& board);
 
 /// Takes steps first, first + 1, ... of a workload in its file, and tells the board. Steps that fail are
@@ -101,7 +98,7 @@ class camp_Trial {
   void Recover(const camp_Plan& io);
   /// True when the file holds the last content that was acknowledged, or the one in flight; goes on from
   /// there. Otherwise Message() says what is wrong.
-  bool Check(bool everyWay, const camp_Plan& io = {});
+  bool Check(camp_Look look = camp_Look::kClose, const camp_Plan& io = {});
   /// As Run, and all steps must succeed and be there.
   bool RunsWell(int steps);
 

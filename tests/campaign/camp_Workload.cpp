@@ -1,5 +1,7 @@
 #include <campaign/camp_Workload.h>
 
+#include <campaign/camp_Io.h>
+
 #include <algorithm>
 #include <cstring>
 #include <functional>
@@ -26,8 +28,9 @@ bool camp_Workload::Step(int n, camp_Session* session) {
   camp_Handle::Failed();
   const int kind = m_random.Below(100);
   const camp_Content before = content;
-  const bool regrows = m_regrows && n >= kFirstRegrowth && n <= kLastRegrowth;
-  const bool isNew = !content.exists || (kind < 2 && !m_regrows && !m_isWatched);
+  const bool isWatched = m_config.readers > 0, mayRegrow = m_config.Is(camp_Config::kRegrows);
+  const bool regrows = mayRegrow && n >= kFirstRegrowth && n <= kLastRegrowth;
+  const bool isNew = !content.exists || (kind < 2 && !mayRegrow && !isWatched);
   const bool good = isNew ? Create() : regrows ? Regrow(n) : Several();
   stage = kChanging;
   if (kind >= 84 && !isNew && !regrows) {
@@ -36,9 +39,9 @@ bool camp_Workload::Step(int n, camp_Session* session) {
   }
   if (!Live() || !good || camp_Handle::Failed())
     return good && !Live();
-  stage = kind < 8 && !m_isWatched ? kClosing : kCommitting;
+  stage = kind < 8 && !isWatched ? kClosing : kCommitting;
   const bool counts = stage == kClosing ? session->Close() : session->Commit();
-  if (counts && kind < 8 && m_isWatched)
+  if (counts && kind < 8 && isWatched)
     session->Close(); // the journal stays
   return counts;
 }
@@ -50,19 +53,16 @@ bool camp_Workload::Create() {
   return Store("first", kContiguous, {2000}) && good && Several();
 }
 
-// The last dataset is made past everything else, changed where it stands, and removed, so that the file
-// shrinks; the next one comes into the same place.
+// A dataset is made past everything else, changed where it stands, and removed, so that the file shrinks; the
+// next one comes into the same place.
 bool camp_Workload::Regrow(int n) {
   const int act = (n - kFirstRegrowth) % 3;
   const std::string last = "last" + std::to_string(n - act);
   if (act == 0)
     return Store(last, kContiguous, {kLarge + 4096 * m_random.Below(hsize_t{16})});
-  if (act == 1)
-    return Overwrite(last, false) && Overwrite(last, false) && Overwrite(last, false);
-  hsize_t before = 0, after = 0;
-  const bool good = (!Live() || H5Fget_filesize(File(), &before) >= 0) && Remove(last);
-  return good && (!Live() || (H5Fflush(File(), H5F_SCOPE_GLOBAL) >= 0 &&
-                              H5Fget_filesize(File(), &after) >= 0 && after < before));
+  if (act == 2)
+    return Remove(last);
+  return Overwrite(last, false) && Overwrite(last, false) && Overwrite(last, false);
 }
 
 bool camp_Workload::Several() {
@@ -97,6 +97,7 @@ bool camp_Workload::SetAttribute() {
   place->second = {{size}, Bytes(size)};
   if (!Live())
     return true;
+  const camp_Armed armed;
   const camp_Handle at(H5Oopen(File(), object.c_str(), H5P_DEFAULT), H5Oclose),
       space(H5Screate_simple(1, &size, nullptr), H5Sclose);
   if (!isNew && !stays && H5Adelete(at, leaf.c_str()) < 0)
@@ -113,6 +114,7 @@ bool camp_Workload::NewGroup() {
   const std::string name = Below(OneOf(groups), "g");
   if (groups.size() >= kGroupsMost || !content.items.try_emplace(name).second)
     return SetAttribute();
+  const camp_Armed armed;
   return !Live() ||
          camp_Handle(H5Gcreate2(File(), name.c_str(), H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT), H5Gclose) >= 0;
 }
@@ -126,7 +128,7 @@ bool camp_Workload::NewDataset(bool isLarge) {
 
 bool camp_Workload::Replace(const std::string& name, bool isLarge) {
   std::vector<hsize_t> shape{static_cast<hsize_t>(m_random.Between(1, 3000))};
-  if (isLarge)
+  if (isLarge && !m_config.Is(camp_Config::kSmall))
     shape[0] =
         m_random.OneIn(12) ? 8 * kLarge + m_random.Below(8 * kLarge) : kLarge + m_random.Below(kLarge / 2);
   if (m_random.OneIn(2))
@@ -140,6 +142,7 @@ bool camp_Workload::Store(const std::string& name, int layout, std::vector<hsize
   const camp_Item& item = content.items[name] = {shape, Bytes(product(shape))};
   if (!Live())
     return true;
+  const camp_Armed armed;
   const auto rank = static_cast<int>(shape.size());
   const camp_Handle space(H5Screate_simple(rank, shape.data(), nullptr), H5Sclose),
       list(H5Pcreate(H5P_DATASET_CREATE), H5Pclose);
@@ -165,6 +168,7 @@ bool camp_Workload::Overwrite(const std::string& name, bool isWhole) {
   item = {item.shape, std::string(*item.bytes).replace(row * first[0], bytes.size(), bytes)};
   if (!Live())
     return true;
+  const camp_Armed armed;
   const camp_Handle data(H5Dopen2(File(), name.c_str(), H5P_DEFAULT), H5Dclose),
       space(H5Dget_space(data), H5Sclose),
       memory(H5Screate_simple(static_cast<int>(count.size()), count.data(), nullptr), H5Sclose);
@@ -175,6 +179,7 @@ bool camp_Workload::Overwrite(const std::string& name, bool isWhole) {
 bool camp_Workload::Remove(const std::string& name) {
   std::erase_if(content.items,
                 [&](const auto& one) { return one.first == name || one.first.starts_with(name + '@'); });
+  const camp_Armed armed;
   return !Live() || H5Ldelete(File(), name.c_str(), H5P_DEFAULT) >= 0;
 }
 

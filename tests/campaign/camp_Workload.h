@@ -11,8 +11,7 @@ class camp_Workload {
  public:
   enum Stage { kChanging, kCommitting, kClosing };
 
-  camp_Workload(std::uint64_t seed, const camp_Config& config)
-      : m_seed(seed), m_regrows(config.Is(camp_Config::kRegrows)), m_isWatched(config.readers > 0) {}
+  camp_Workload(std::uint64_t seed, const camp_Config& config) : m_seed(seed), m_config(config) {}
 
   /// Takes step n in the content kept here, and in a session's file too when there is one.
   /// \return false when something in the file failed; the content here is the one after the step regardless.
@@ -47,7 +46,7 @@ class camp_Workload {
   std::string Bytes(hsize_t count);
 
   std::uint64_t m_seed;
-  bool m_regrows, m_isWatched;
+  camp_Config m_config;
   camp_Random m_random{0};
   camp_Session* m_session = nullptr;
 };
