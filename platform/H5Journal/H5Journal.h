@@ -1,9 +1,10 @@
 /** \file
  * A virtual file driver that makes HDF5 files crash-safe.
  *
- * A file opened through it holds exactly its last commit point, whatever happens to the process that writes it.
- * Nothing that HDF5 writes touches committed bytes before a record of the whole update stands in a journal,
- * `NAME-journal`, beside the file. A closed file is plain HDF5. README.md tells what is promised and what it costs.
+ * A file opened through it holds exactly its last commit point, whatever happens to the process that writes
+ * it. Nothing that HDF5 writes touches committed bytes before a record of the whole update stands in a
+ * journal, `NAME-journal`, beside the file. A closed file is plain HDF5. README.md tells what is promised and
+ * what it costs.
  *
  *     hid_t fapl = H5Pcreate(H5P_FILE_ACCESS);
  *     H5Pset_fapl_journal(fapl, NULL);
@@ -12,10 +13,10 @@
  *     H5Jcommit(file);
  *     H5Jclose(file);
  *
- * Conventions. Calls that return herr_t return a negative number when they fail, calls that return hid_t a negative
- * identifier, calls that return a pointer null; H5Jlast_error() says why. Texts end with a zero byte. A library of
- * HDF5 that is not thread-safe needs one thread at a time here, too; different files may be used in different threads
- * otherwise. After fork() a child writes nothing through files of its parent.
+ * Conventions. Calls that return herr_t return a negative number when they fail, calls that return hid_t a
+ * negative identifier, calls that return a pointer null; H5Jlast_error() says why. Texts end with a zero
+ * byte. A library of HDF5 that is not thread-safe needs one thread at a time here, too; different files may
+ * be used in different threads otherwise. After fork() a child writes nothing through files of its parent.
  */
 #ifndef H5JOURNAL_H
 #define H5JOURNAL_H
@@ -42,21 +43,22 @@ typedef enum H5J_durability_t {
 
 #define H5J_OPTIONS_VERSION 1
 
-/** How files are opened. Set `version` to H5J_OPTIONS_VERSION; zeros elsewhere but `durability` are the defaults. */
+/** How files are opened. Set `version` to H5J_OPTIONS_VERSION; zeros elsewhere but `durability` are the
+ * defaults. */
 typedef struct H5J_options_t {
   unsigned version;
   H5J_durability_t durability; /**< of a writer */
-  hbool_t live;                /**< a reader beside a writer at work: it sees the last commit point at opening */
-  unsigned waiting_time;       /**< milliseconds to wait for a file that another process holds */
-  uint64_t memory_limit;       /**< bytes of changed pages kept in memory; 0: 32 MiB */
-  uint64_t journal_limit;      /**< bytes after which a journal is copied into the file; 0: 4 MiB */
+  hbool_t live;           /**< a reader beside a writer at work: it sees the last commit point at opening */
+  unsigned waiting_time;  /**< milliseconds to wait for a file that another process holds */
+  uint64_t memory_limit;  /**< bytes of changed pages kept in memory; 0: 32 MiB */
+  uint64_t journal_limit; /**< bytes after which a journal is copied into the file; 0: 4 MiB */
 } H5J_options_t;
 
 /** Files opened with this access list go through the journal. Also fixes the close degree to strong.
  * \param options null: durability H5J_PROCESS and the defaults. */
-H5J_API herr_t H5Pset_fapl_journal(hid_t fapl_id, const H5J_options_t *options);
+H5J_API herr_t H5Pset_fapl_journal(hid_t fapl_id, const H5J_options_t* options);
 /** \return negative when the list does not use this driver. */
-H5J_API herr_t H5Pget_fapl_journal(hid_t fapl_id, H5J_options_t *options);
+H5J_API herr_t H5Pget_fapl_journal(hid_t fapl_id, H5J_options_t* options);
 /** New files get a user block of 512 bytes for the mark, by which a file and its journal know each other.
  * A file without it is compared with a journal by its first 512 bytes only. */
 H5J_API herr_t H5Pset_journal_mark(hid_t fcpl_id);
@@ -68,9 +70,9 @@ H5J_API hid_t H5FD_journal_init(void);
  * When it fails nothing of it counts. It may be tried again while H5Jget_info() says `may_commit`.
  * \return positive when it counts and nothing more can be committed before the file is opened again. */
 H5J_API herr_t H5Jcommit(hid_t file_id);
-/** Closes the file with everything open in it, and opens it again at its last commit point, or a live reader's at the
- * newest commit point of its writer. The lock is kept. Not for a file that had no commit point yet.
- * \return the new identifier; `file_id` is closed in any case. */
+/** Closes the file with everything open in it, and opens it again at its last commit point, or a live
+ * reader's at the newest commit point of its writer. The lock is kept. Not for a file that had no commit
+ * point yet. \return the new identifier; `file_id` is closed in any case. */
 H5J_API hid_t H5Jrollback(hid_t file_id);
 H5J_API hid_t H5Jrefresh(hid_t file_id);
 /** Commits, closes the file with everything open in it, and brings its journal home.
@@ -87,28 +89,28 @@ typedef struct H5J_info_t {
   hbool_t marked;         /**< the file has a mark; without it the weaker comparison holds */
   hbool_t is_new;         /**< no commit point yet: the file has no name */
   hbool_t may_commit;     /**< false after a failure since the last commit point: roll back or close */
-  hbool_t poisoned;       /**< a sync has failed: nothing is written any more before the file is opened again */
-  hbool_t forked;         /**< the file is the parent process's */
-  char obstacle[256];     /**< why it may not commit; "" when it may */
+  hbool_t poisoned;   /**< a sync has failed: nothing is written any more before the file is opened again */
+  hbool_t forked;     /**< the file is the parent process's */
+  char obstacle[256]; /**< why it may not commit; "" when it may */
 } H5J_info_t;
-H5J_API herr_t H5Jget_info(hid_t file_id, H5J_info_t *info);
+H5J_API herr_t H5Jget_info(hid_t file_id, H5J_info_t* info);
 
 /** How a file and the journal beside it stand to each other. */
 typedef enum H5J_state_t {
-  H5J_CLEAN = 0,    /**< no journal, or one that says nothing */
-  H5J_HOT = 1,      /**< a journal that belongs to the file: of a writer at work, or of one that died */
-  H5J_MISSING = 2,  /**< the file says that a journal belongs to it, and it is not there */
-  H5J_FOREIGN = 3,  /**< a journal that was not written for this file, or not for what the file holds now */
-  H5J_DAMAGED = 4,  /**< a journal with commits behind a damaged place, or without a header that can be read */
-  H5J_REFUSED = 5,  /**< not to be trusted: owner, permissions, links, or not a regular file */
+  H5J_CLEAN = 0,   /**< no journal, or one that says nothing */
+  H5J_HOT = 1,     /**< a journal that belongs to the file: of a writer at work, or of one that died */
+  H5J_MISSING = 2, /**< the file says that a journal belongs to it, and it is not there */
+  H5J_FOREIGN = 3, /**< a journal that was not written for this file, or not for what the file holds now */
+  H5J_DAMAGED = 4, /**< a journal with commits behind a damaged place, or without a header that can be read */
+  H5J_REFUSED = 5, /**< not to be trusted: owner, permissions, links, or not a regular file */
   H5J_UNREADABLE = 6 /**< reading failed */
 } H5J_state_t;
 
 /** What stands in the journal beside a file. */
 typedef struct H5J_journal_t {
   H5J_state_t state;
-  hbool_t exists;            /**< there is a file of the journal's name */
-  hbool_t readable;          /**< its header is valid, and what follows is known */
+  hbool_t exists;   /**< there is a file of the journal's name */
+  hbool_t readable; /**< its header is valid, and what follows is known */
   hbool_t writer_at_work;
   uint64_t commits;          /**< whole ones that can be applied */
   uint64_t lost_commits;     /**< whole ones behind a damaged place, at least */
@@ -118,29 +120,30 @@ typedef struct H5J_journal_t {
   uint64_t journal_bytes;    /**< of the journal's file */
   uint64_t unfinished_bytes; /**< behind the last commit, of an update that was never finished */
   uint64_t damaged_at;       /**< offset in the journal of the damaged place, in state H5J_DAMAGED */
-  uint64_t generation;       /**< the journal's number; for H5J_MISSING that of the journal the file asks for */
-  uint64_t process;          /**< of the writer */
-  char host[64];             /**< of the writer */
-  char name[256];            /**< of the journal, without its directory */
-  char cause[512];           /**< what is wrong, "" when nothing is */
+  uint64_t generation; /**< the journal's number; for H5J_MISSING that of the journal the file asks for */
+  uint64_t process;    /**< of the writer */
+  char host[64];       /**< of the writer */
+  char name[256];      /**< of the journal, without its directory */
+  char cause[512];     /**< what is wrong, "" when nothing is */
 } H5J_journal_t;
 
-/** Looks at the journal beside a file and writes nothing. \return negative when the file itself cannot be read. */
-H5J_API herr_t H5Jinspect(const char *name, H5J_journal_t *journal);
+/** Looks at the journal beside a file and writes nothing. \return negative when the file itself cannot be
+ * read. */
+H5J_API herr_t H5Jinspect(const char* name, H5J_journal_t* journal);
 /** Brings a dead writer's journal into its file and removes it, durably. Nothing to do is no failure.
  * Fails while a process has the file open.
  * \param flags 0, or H5J_UP_TO_DAMAGE to apply a damaged journal up to the damaged place. */
 #define H5J_UP_TO_DAMAGE 1u
-H5J_API herr_t H5Jrecover(const char *name, unsigned flags);
+H5J_API herr_t H5Jrecover(const char* name, unsigned flags);
 /** Gives up what the journal holds: removes it, and the file's claim to one that is missing.
  * The file may be damaged afterwards when only a part of the journal had been brought into it.
  * A file that does not belong to the journal loses nothing. Fails while a process has the file open. */
-H5J_API herr_t H5Jdiscard(const char *name);
+H5J_API herr_t H5Jdiscard(const char* name);
 
 /** Why the last call of this library failed in this thread, without the file's name; "" when none did.
- * Valid until the next call here. A message that is no failure (a journal that was set aside) stands there, too, after
- * a call that succeeded and begins with "note: ". */
-H5J_API const char *H5Jlast_error(void);
+ * Valid until the next call here. A message that is no failure (a journal that was set aside) stands there,
+ * too, after a call that succeeded and begins with "note: ". */
+H5J_API const char* H5Jlast_error(void);
 
 /* For programs that look at a file before they trust it, or keep its lock over several openings. */
 
@@ -148,40 +151,41 @@ H5J_API const char *H5Jlast_error(void);
 typedef struct H5J_hold_t H5J_hold_t;
 
 /** Takes a file's lock and reads its journal; writes nothing that another program sees.
- * \param flags as of H5Fopen and H5Fcreate: H5F_ACC_RDONLY, H5F_ACC_RDWR; H5F_ACC_TRUNC for a new file, which replaces
- * a closed HDF5 file or an empty file of that name at its first commit point; with H5F_ACC_EXCL there must be none. */
-H5J_API H5J_hold_t *H5Jhold(const char *name, unsigned flags, const H5J_options_t *options);
+ * \param flags as of H5Fopen and H5Fcreate: H5F_ACC_RDONLY, H5F_ACC_RDWR; H5F_ACC_TRUNC for a new file, which
+ * replaces a closed HDF5 file or an empty file of that name at its first commit point; with H5F_ACC_EXCL
+ * there must be none. */
+H5J_API H5J_hold_t* H5Jhold(const char* name, unsigned flags, const H5J_options_t* options);
 /** True when there is a dead writer's journal to bring home: H5Jview() shows the file as it then will be. */
-H5J_API htri_t H5Jis_hot(const H5J_hold_t *hold);
-/** Opens the file for reading as it is at its last commit point, to look at it; H5Fclose() it before H5Jopen().
- * A child process made by fork() may call this, too. \param fapl_id with this driver. */
-H5J_API hid_t H5Jview(H5J_hold_t *hold, hid_t fapl_id);
+H5J_API htri_t H5Jis_hot(const H5J_hold_t* hold);
+/** Opens the file for reading as it is at its last commit point, to look at it; H5Fclose() it before
+ * H5Jopen(). A child process made by fork() may call this, too. \param fapl_id with this driver. */
+H5J_API hid_t H5Jview(H5J_hold_t* hold, hid_t fapl_id);
 /** Opens the file, or creates it when the hold is on a new one. Brings the journal home first.
  * \param fcpl_id for new files. \param fapl_id with this driver. May be repeated after H5Jend(). */
-H5J_API hid_t H5Jopen(H5J_hold_t *hold, hid_t fcpl_id, hid_t fapl_id);
+H5J_API hid_t H5Jopen(H5J_hold_t* hold, hid_t fcpl_id, hid_t fapl_id);
 /** Closes the HDF5 file with everything open in it; the hold stays.
  * \param file_id negative when there is none.
- * \param keep true: what HDF5 writes while it closes becomes one more commit; false: as at the last commit point.
- * \return negative when HDF5 could not close the file; it is cut off from it then. */
-H5J_API herr_t H5Jend(H5J_hold_t *hold, hid_t file_id, hbool_t keep);
+ * \param keep true: what HDF5 writes while it closes becomes one more commit; false: as at the last commit
+ * point. \return negative when HDF5 could not close the file; it is cut off from it then. */
+H5J_API herr_t H5Jend(H5J_hold_t* hold, hid_t file_id, hbool_t keep);
 /** A live reader moves on to the newest commit point. After H5Jend(), before H5Jopen(). */
-H5J_API herr_t H5Jmove_on(H5J_hold_t *hold);
+H5J_API herr_t H5Jmove_on(H5J_hold_t* hold);
 /** As H5Jcommit and H5Jget_info; the latter without a file that is open, too. */
-H5J_API herr_t H5Jcommit_held(H5J_hold_t *hold, hid_t file_id);
-H5J_API herr_t H5Jget_hold_info(const H5J_hold_t *hold, H5J_info_t *info);
+H5J_API herr_t H5Jcommit_held(H5J_hold_t* hold, hid_t file_id);
+H5J_API herr_t H5Jget_hold_info(const H5J_hold_t* hold, H5J_info_t* info);
 /** Brings the journal home and lets go of the file. \return negative when the journal had to stay. */
-H5J_API herr_t H5Jrelease(H5J_hold_t *hold);
+H5J_API herr_t H5Jrelease(H5J_hold_t* hold);
 
 /** An identity that a file without a mark carries in its content: its journals get it and are compared by it.
  * \param id 16 bytes; zeros: none. */
-H5J_API herr_t H5Jset_identity(H5J_hold_t *hold, const unsigned char *id);
+H5J_API herr_t H5Jset_identity(H5J_hold_t* hold, const unsigned char* id);
 /** The identity in the journal that was found, zeros when there is none. \param id 16 bytes. */
-H5J_API herr_t H5Jget_identity(const H5J_hold_t *hold, unsigned char *id);
+H5J_API herr_t H5Jget_identity(const H5J_hold_t* hold, unsigned char* id);
 
 /** XXH3 with 64 bits, the checksum of the journal. */
-H5J_API uint64_t H5Jchecksum(const void *bytes, size_t count, uint64_t seed);
+H5J_API uint64_t H5Jchecksum(const void* bytes, size_t count, uint64_t seed);
 /** Bob Jenkins' lookup3, the checksum of HDF5's metadata. */
-H5J_API uint32_t H5Jmetadata_checksum(const void *bytes, size_t count);
+H5J_API uint32_t H5Jmetadata_checksum(const void* bytes, size_t count);
 
 #ifdef __cplusplus
 }

@@ -186,7 +186,8 @@ TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
   EXPECT_TRUE(NameOf(first).empty());
   first.NodalLabels({});
   EXPECT_THAT(Lines(),
-              testing::ContainsRegex("ERROR fesD_FESystem::NodalLabels: .*: driver read request failed\n$"));
+              testing::ContainsRegex(
+                  "ERROR fesD_FESystem::NodalLabels: .*: the journal has changed under its reader\n$"));
   {
     ORXSimUpdate update(Context());
     ORXSimCollectionRef::Create(Context(), "never", 3);

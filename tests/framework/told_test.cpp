@@ -107,7 +107,7 @@ TEST_F(Told, WritesThatFindNoRoomAndThoseAfterOneThatFailedHalfway) {
     const std::string large(1 << 20, 'n'); // not kept in memory until the commit
     EXPECT_TRUE(update.Rollback());
     mesh.systems().get(0).SystemName(large.c_str());
-    Expect("fesD_FESystem::SystemName", "write dataset: driver write request failed");
+    Expect("fesD_FESystem::SystemName", "write dataset: write: File too large");
     const std::uint64_t size = large.size();
     EXPECT_FALSE(RootOf(empty)
                      .Object()

@@ -27,17 +27,17 @@ camp_Record& record() { // outlives everything
   plan.killAt = killAt == nullptr ? 0 : std::atoll(killAt);
   plan.calls = &s_calls;
   plan.record = &record();
-  camp_Io::Watch(directory, plan);
+  camp_Watch(directory, plan);
 }
 
 [[gnu::destructor]] void end() {
-  camp_Io::Stop();
+  camp_Unwatch();
   const char* const path = std::getenv("PDM_TOLD");
   if (path == nullptr)
     return;
   std::ofstream told(path);
-  const char* const kinds[] = {"create", "write", "truncate", "sync",
-                               "rename", "link",  "unlink",   "directory"};
+  const char* const kinds[] = {"create", "write",  "truncate", "extend",
+                               "sync",   "rename", "unlink",   "directory"};
   told << s_calls << '\n';
   for (const camp_Event& event : record().events)
     told << kinds[event.kind] << ' ' << event.inode << ' ' << event.name << ' ' << event.from << '\n';

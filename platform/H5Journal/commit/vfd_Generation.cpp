@@ -18,8 +18,8 @@ constexpr std::uint64_t kLongJournal = 64; // times the limit: its file is cut a
 constexpr std::uint64_t kTriesALimit = 16; // looks for readers while the journal grows by its limit
 } // namespace
 
-// Starts a generation where none is open. Its header is on the disk before the file names it, and the file names
-// it before any frame can be.
+// Starts a generation where none is open. Its header is on the disk before the file names it, and the file
+// names it before any frame can be.
 bool vfd_Store::BeginGeneration() {
   vfd_Journal& journal = m_files.journal;
   if (journal.HeaderState() == vfd_Journal::Header::kDurable)

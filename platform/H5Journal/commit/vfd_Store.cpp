@@ -46,9 +46,9 @@ bool vfd_Store::MayBypass(std::uint64_t page) {
   return page >= m_floor || (!m_free.Empty() && MayReuse(page)) || vfd_Broken(vfd_Rule::kDirectOnlyBeyond);
 }
 
-// Space that was free at the last commit point: not where a frame of this generation would bury what is written
-// now, and not as long as a live reader may look at a commit point to which it belonged. Readers that come
-// later begin with the last one.
+// Space that was free at the last commit point: not where a frame of this generation would bury what is
+// written now, and not as long as a live reader may look at a commit point to which it belonged. Readers that
+// come later begin with the last one.
 bool vfd_Store::MayReuse(std::uint64_t page) {
   if (!m_free.Contains(page))
     return false;
@@ -175,8 +175,7 @@ bool vfd_Store::SpillFrames(const std::vector<vfd_NewPage>& pages) {
 }
 
 void vfd_Store::HasFailed() noexcept {
-  const bool matters =
-      m_closing == Closing::kNo || (m_closing == Closing::kKeep && !m_options.Scratch());
+  const bool matters = m_closing == Closing::kNo || (m_closing == Closing::kKeep && !m_options.Scratch());
   if (matters && m_broken.Empty())
     m_broken.Set(vfd_LastCause().Empty() ? "out of memory" : vfd_LastCause().Text());
 }

@@ -173,26 +173,26 @@ class vfd_Store {
   unsigned m_forks;        // vfd_Forks() of the owner
   std::string m_temporary; // the main file's name until the first commit point; "" afterwards
   vfd_Files m_files;
-  vfd_Descriptor m_replaced; // the locked file that the first commit point replaces
+  vfd_Descriptor m_replaced;                   // the locked file that the first commit point replaces
   std::unique_ptr<vfd_JournalContent> m_found; // a dead writer's, until it is recovered
-  vfd_Mark m_unnamed;            // the mark before the file named a journal, with
-  std::uint64_t m_unnamedAt = 0; // the commit that was the last one then
+  vfd_Mark m_unnamed;                          // the mark before the file named a journal, with
+  std::uint64_t m_unnamedAt = 0;               // the commit that was the last one then
   bool m_newJournal = false;                   // its name may not be on the disk
   std::string m_note;
 
   vfd_Store** m_user = nullptr;     // of HDF5's open file
   std::uint64_t m_committedEnd = 0; // bytes of the image at the last commit point
   std::uint64_t m_eof = 0;          // where HDF5's file ends now
-  std::uint64_t m_floor = 0;        // pages from here on were never committed and have no frame in this generation
+  std::uint64_t m_floor = 0; // pages from here on were never committed and have no frame in this generation
   vfd_Image m_image;
   std::uint64_t m_spillAt;    // so many pages in memory are too many
   bool m_directDirty = false; // the main file has bytes of this update that may not be on the disk
 
-  vfd_FreeSpace m_free;                // at the last commit point
+  vfd_FreeSpace m_free; // at the last commit point
   enum class Reuse { kUnknown, kYes, kNo };
-  Reuse m_reuse = Reuse::kUnknown;     // whether no live reader needs what was free then
-  std::uint64_t m_reuseEnd = 0;        // pages from here on may have frames that nothing knows
-  bool m_large = false;                // a large call was made
+  Reuse m_reuse = Reuse::kUnknown; // whether no live reader needs what was free then
+  std::uint64_t m_reuseEnd = 0;    // pages from here on may have frames that nothing knows
+  bool m_large = false;            // a large call was made
 
   std::uint64_t m_nextTry = 0; // journal length at which the generation may end
   std::uint64_t m_sequence = 0;

@@ -12,6 +12,7 @@
 
 namespace {
 constexpr std::size_t kManyFresh = 64; // new pages for which a sync of the main file is cheaper than frames
+constexpr std::size_t kFewPages = 16;
 } // namespace
 
 /// The pages of an update by the road they take.
@@ -42,8 +43,7 @@ bool vfd_Store::PlaceFresh(const Plan& plan) {
   if (m_files.main.Size() < m_eof && !m_files.main.Extend(m_eof))
     return false;
   // As far as recovery is going to believe in the size on the disk.
-  m_directDirty = m_directDirty || !plan.fresh.empty() ||
-                  m_eof >= m_files.main.SyncedSize() + kVfdUnseenEnd;
+  m_directDirty = m_directDirty || !plan.fresh.empty() || m_eof >= m_files.main.SyncedSize() + kVfdUnseenEnd;
   vfd_PageRun run(m_files.main, m_eof);
   for (const std::uint64_t page : plan.fresh)
     if (!run.Put(page, m_image.written.Find(page)->bytes.get()))
@@ -161,6 +161,7 @@ bool vfd_Store::CommitFirst() {
     return vfd_Fail("give the file its name");
   m_temporary.clear();
   m_replaced.Close();
+  const bool synced = SyncDirectory();
   mark.isNew = false;
   m_files.main.WriteMark(); // the file has its name whatever its mark says
   m_committedEnd = m_eof;
@@ -169,14 +170,17 @@ bool vfd_Store::CommitFirst() {
   m_directDirty = false;
   ++m_sequence;
   vfd_Locks::MarkWriter(m_files.main.Get());
-  return SyncDirectory();
+  return synced;
 }
 
 bool vfd_Store::CommitUpdate() {
   m_image.written.DropFrom(vfd_PagesOf(m_eof));
+  StripOpenMark();
+  // HDF5 likes to write the same again: a file in which nothing was changed needs no journal.
+  if (m_files.journal.HeaderState() == vfd_Journal::Header::kNone && m_image.written.InMemory() <= kFewPages)
+    m_image.DropUnchanged();
   if (m_options.Scratch() || (m_image.written.Empty() && m_eof == m_committedEnd && !m_directDirty))
     return true;
-  StripOpenMark();
   Plan plan = MakePlan();
   m_image.unapplied.Reserve(plan.entries.size());
   if (!PlaceFresh(plan) || !ReserveHoles(plan) || !SyncDirect())

@@ -178,8 +178,7 @@ herr_t H5Pset_fapl_journal(hid_t fapl, const H5J_options_t* options) {
 
 herr_t H5Pget_fapl_journal(hid_t fapl, H5J_options_t* options) {
   return call(kFailed, [&] {
-    const void* const info =
-        H5Pget_driver(fapl) == vfd_Driver::Id() ? H5Pget_driver_info(fapl) : nullptr;
+    const void* const info = H5Pget_driver(fapl) == vfd_Driver::Id() ? H5Pget_driver_info(fapl) : nullptr;
     if (info == nullptr)
       return answer(vfd_Refuse("the list is not for the journal"));
     std::memcpy(options, info, sizeof *options);
@@ -288,7 +287,8 @@ hid_t H5Jopen(H5J_hold_t* hold, hid_t fcpl, hid_t fapl) {
     if (store.IsClosing())
       store.EndClosing(false);
     if (store.IsNew())
-      return answer(vfd_Driver::Create(store, hold->name.c_str(), fcpl, fapl), "HDF5 could not make the file");
+      return answer(vfd_Driver::Create(store, hold->name.c_str(), fcpl, fapl),
+                    "HDF5 could not make the file");
     if (!vfd_Driver::CheckWhole(store) || (store.NeedsRecovery() && !store.Recover()))
       return H5I_INVALID_HID;
     return answer(vfd_Driver::Open(store, hold->name.c_str(), store.ReadOnly(), fapl),

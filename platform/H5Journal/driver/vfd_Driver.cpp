@@ -62,7 +62,8 @@ std::unique_ptr<vfd_Store> openByName(const vfd_Options& options, unsigned flags
   if ((flags & (H5F_ACC_TRUNC | H5F_ACC_CREAT | H5F_ACC_EXCL)) != 0)
     return vfd_Store::Create(options, (flags & H5F_ACC_EXCL) != 0);
   auto store = vfd_Store::Open(options);
-  if (store != nullptr && (!vfd_Driver::CheckWhole(*store) || (store->NeedsRecovery() && !store->Recover()))) {
+  if (store != nullptr &&
+      (!vfd_Driver::CheckWhole(*store) || (store->NeedsRecovery() && !store->Recover()))) {
     store->Abandon();
     store.reset();
   }
@@ -100,8 +101,9 @@ H5FD_t* open(const char* name, unsigned flags, hid_t fapl, haddr_t) {
   return &opened->base;
 }
 
-// What HDF5 wrote while closing becomes a commit point in the store or is forgotten; the store knows which. HDF5
-// opens a file twice to see whether it knows it, so the closing of a file that is being opened does not count.
+// What HDF5 wrote while closing becomes a commit point in the store or is forgotten; the store knows which.
+// HDF5 opens a file twice to see whether it knows it, so the closing of a file that is being opened does not
+// count.
 herr_t close(H5FD_t* base) {
   const std::unique_ptr<File> file(fileOf(base));
   std::erase(files(), file.get());
@@ -115,8 +117,8 @@ herr_t close(H5FD_t* base) {
   return 0; // an owned store ends here as at its last commit point
 }
 
-// Files that we opened are each a file of its own for HDF5, since two views of one file may stand at different
-// commit points, and what HDF5 could not close must not come back.
+// Files that we opened are each a file of its own for HDF5, since two views of one file may stand at
+// different commit points, and what HDF5 could not close must not come back.
 int compare(const H5FD_t* a, const H5FD_t* b) {
   const File *const first = fileOf(a), *const second = fileOf(b);
   if (first->store == second->store && first->store != nullptr && (first->probe || second->probe))
@@ -290,6 +292,6 @@ bool vfd_Driver::CheckWhole(vfd_Store& store) {
   if (block.damaged)
     return vfd_Refuse("the file's first block is damaged: its checksum disagrees");
   store.SetSuperblock(block.start);
-  return block.end <= store.End() || vfd_Refuse("file is truncated: " + std::to_string(store.End()) + " bytes, " +
-                                                std::to_string(block.end) + " expected");
+  return block.end <= store.End() || vfd_Refuse("file is truncated: " + std::to_string(store.End()) +
+                                                " bytes, " + std::to_string(block.end) + " expected");
 }

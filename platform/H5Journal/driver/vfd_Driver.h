@@ -19,7 +19,8 @@ class vfd_Driver {
 
   /// The store under a file that is open in HDF5 through this driver; null for other files.
   static vfd_Store* StoreOf(hid_t file);
-  /// Takes the store of a file that HDF5 opened by itself out of its hands; null when it is not HDF5's to give.
+  /// Takes the store of a file that HDF5 opened by itself out of its hands; null when it is not HDF5's to
+  /// give.
   static std::unique_ptr<vfd_Store> TakeStore(hid_t file);
 
   /// Opens a file in HDF5 over a store that stays the caller's.

@@ -15,7 +15,8 @@ class vfd_Place {
   /// Where a new file of that name belongs; a link that points to nothing yet is followed. \return false with
   /// errno set when there is no such place.
   bool FindNew(std::string path);
-  /// True when the file's name leaves room for those of its neighbours. \return false with errno ENAMETOOLONG.
+  /// True when the file's name leaves room for those of its neighbours. \return false with errno
+  /// ENAMETOOLONG.
   bool HasRoom() const;
 
   const std::string& Name() const { return m_name; }

@@ -140,8 +140,7 @@ class Beyond {
     while (reader.Peek(sizeof salt) != nullptr) {
       const unsigned char* const bytes = reader.Peek(sizeof salt);
       const std::size_t count = reader.Ready();
-      const auto* const found =
-          static_cast<const unsigned char*>(::memmem(bytes, count, salt, sizeof salt));
+      const auto* const found = static_cast<const unsigned char*>(::memmem(bytes, count, salt, sizeof salt));
       if (found == nullptr) {
         reader.Skip(count - sizeof salt + 1);
         continue;

@@ -108,8 +108,7 @@ std::uint64_t vfd_ComputeFrameSum(const unsigned char* record, std::uint64_t cha
 
 bool vfd_IsFrame(const unsigned char* record, std::uint64_t page, const vfd_FrameRef& frame) {
   return vfd_KindOf(record) == vfd_RecordKind::kFrame && vfd_PageOfFrame(record) == page &&
-         (vfd_Broken(vfd_Rule::kVerify) ||
-          sumHolds(frame.sum, vfd_ComputeFrameSum(record, frame.before)));
+         (vfd_Broken(vfd_Rule::kVerify) || sumHolds(frame.sum, vfd_ComputeFrameSum(record, frame.before)));
 }
 
 void vfd_CommitRecord::Encode(unsigned char* target, std::uint64_t& chain) const {

@@ -45,7 +45,7 @@ struct vfd_Header {
   std::uint64_t sequence = 0;    // number of the last commit before this generation
   vfd_FileId fileId{};           // of the main file; zeros: unknown
   vfd_Writer writer;
-  unsigned version = 2;          // 1: records do not carry the salt, and there is no generation
+  unsigned version = 2; // 1: records do not carry the salt, and there is no generation
 
   void Encode(unsigned char (&bytes)[kVfdHeader]) const;
   /// \return false when the bytes are no header.

@@ -57,8 +57,8 @@ void vfd_Journal::GoOn(const vfd_JournalContent& content) {
 }
 
 bool vfd_Journal::Remove(const vfd_Place& place) {
-  const bool removed =
-      vfd_Try(false, [&] { return place.Remove(place.JournalName(), m_identity) || vfd_Fail("remove the journal"); });
+  const bool removed = vfd_Try(
+      false, [&] { return place.Remove(place.JournalName(), m_identity) || vfd_Fail("remove the journal"); });
   Close();
   return removed;
 }

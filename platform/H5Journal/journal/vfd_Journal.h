@@ -47,8 +47,8 @@ class vfd_Journal {
               std::vector<vfd_FrameRef>& frames);
   /// The record that was appended counts.
   void Accept();
-  /// Writes zeros behind the record that was appended if it is the file's end: a sync of a file whose size and
-  /// blocks stay as they are costs half as much.
+  /// Writes zeros behind the record that was appended if it is the file's end: a sync of a file whose size
+  /// and blocks stay as they are costs half as much.
   void WriteAhead();
   /// Forgets frames that no commit followed.
   void Forget();

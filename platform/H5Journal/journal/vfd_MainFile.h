@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-/// The file itself: its bytes, what of it is surely on the disk, and its mark. All calls answer false with the
-/// cause in vfd_LastCause().
+/// The file itself: its bytes, what of it is surely on the disk, and its mark. All calls answer false with
+/// the cause in vfd_LastCause().
 class vfd_MainFile {
  public:
   /// Takes over an opened file. \return false with errno set.

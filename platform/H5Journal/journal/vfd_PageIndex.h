@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-inline constexpr std::size_t kVfdPage = 4096;                       // bytes of a page of the main file
+inline constexpr std::size_t kVfdPage = 4096;                        // bytes of a page of the main file
 inline constexpr std::uint64_t kVfdLargest = std::uint64_t{1} << 62; // no file is as long
 
 /// Number of the pages that `bytes` bytes touch.

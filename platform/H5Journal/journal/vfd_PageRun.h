@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
-/// Writes pages into the main file, in ascending order, neighbours with one call. The first page gets the mark
-/// as it is now.
+/// Writes pages into the main file, in ascending order, neighbours with one call. The first page gets the
+/// mark as it is now.
 class vfd_PageRun {
  public:
   /// \param end of the image, which may lie within its last page.

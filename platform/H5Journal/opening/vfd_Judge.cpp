@@ -14,8 +14,9 @@ std::string quoted(const std::string& name) {
 vfd_Verdict missing(const vfd_Mark& mark, const std::string& found) {
   return {H5J_MISSING, false,
           "its journal is missing: process " + std::to_string(mark.writer.process) + " on host " +
-              mark.writer.host + " left " + mark.journalName + " beside it, with commits that may be nowhere else" +
-              found + "; put that journal back, or give it up"};
+              mark.writer.host + " left " + mark.journalName +
+              " beside it, with commits that may be nowhere else" + found +
+              "; put that journal back, or give it up"};
 }
 
 vfd_Verdict foreign(const std::string& name) {
@@ -38,9 +39,11 @@ vfd_Verdict judgeMarked(const vfd_Mark& mark, const vfd_JournalContent& content,
   return foreign(name);
 }
 
-vfd_Verdict judgeUnmarked(const vfd_MainFile& main, const vfd_JournalContent& content, const std::string& name) {
+vfd_Verdict judgeUnmarked(const vfd_MainFile& main, const vfd_JournalContent& content,
+                          const std::string& name) {
   std::uint64_t sector = 0;
-  if (content.commits == 0 && content.state == State::kSound) // so it may be when the power was lost as it began
+  if (content.commits == 0 &&
+      content.state == State::kSound) // so it may be when the power was lost as it began
     return {H5J_CLEAN, true, ""};
   if (!vfd_ReadSectorSum(main.Get(), sector))
     return {H5J_UNREADABLE, false, "the file cannot be read"};
@@ -51,7 +54,8 @@ vfd_Verdict judgeUnmarked(const vfd_MainFile& main, const vfd_JournalContent& co
 vfd_Verdict vfd_Judge(const vfd_MainFile& main, const vfd_JournalContent& content, const std::string& name) {
   const vfd_Mark& mark = main.Mark();
   if (mark.damaged)
-    return {H5J_DAMAGED, false, "the file's own mark is damaged: it cannot say whether a journal belongs to it"};
+    return {H5J_DAMAGED, false,
+            "the file's own mark is damaged: it cannot say whether a journal belongs to it"};
   switch (content.state) {
   case State::kMissing:
     return mark.hasJournal ? missing(mark, "") : vfd_Verdict{};
@@ -64,8 +68,7 @@ vfd_Verdict vfd_Judge(const vfd_MainFile& main, const vfd_JournalContent& conten
   case State::kDamaged:
     break;
   }
-  vfd_Verdict verdict =
-      mark.present ? judgeMarked(mark, content, name) : judgeUnmarked(main, content, name);
+  vfd_Verdict verdict = mark.present ? judgeMarked(mark, content, name) : judgeUnmarked(main, content, name);
   if (verdict.state != H5J_HOT)
     return verdict;
   if (content.state == State::kDamaged)
@@ -85,7 +88,8 @@ std::string vfd_Distrust(const struct stat& mainFile, const struct stat& journal
     return "is not a regular file";
   if (journal.st_nlink != 1)
     return "has another name as well";
-  const bool byOwner = journal.st_uid == mainFile.st_uid || journal.st_uid == 0 || journal.st_uid == ::geteuid();
+  const bool byOwner =
+      journal.st_uid == mainFile.st_uid || journal.st_uid == 0 || journal.st_uid == ::geteuid();
   const bool byGroup = (mainFile.st_mode & S_IWGRP) != 0 && journal.st_gid == mainFile.st_gid;
   if (!byOwner && !byGroup && (mainFile.st_mode & S_IWOTH) == 0)
     return "belongs to user " + std::to_string(journal.st_uid) + ", who may not write the file";

@@ -16,7 +16,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr char kNewSuffix[] = ".new-";
-constexpr int kMostOthers = 9; // names that are tried where others are taken
+constexpr int kMostOthers = 9;       // names that are tried where others are taken
 constexpr unsigned kLiveWait = 3000; // milliseconds; a writer keeps live readers waiting for moments only
 
 // The end of waiting for other processes.
@@ -54,10 +54,10 @@ bool refuseHeld(const vfd_Options& options, const vfd_Files& files) {
     if (vfd_ReadAt(journal.Get(), bytes, sizeof bytes, 0, got) && got == sizeof bytes && header.Decode(bytes))
       who = header.writer;
   }
-  const std::string holder = who.process == 0 ? "another process has the file open"
-                                              : "process " + std::to_string(who.process) + " on host " +
-                                                    who.host + " has the file open for " +
-                                                    (writes ? "writing" : "reading");
+  const std::string holder = who.process == 0
+                                 ? "another process has the file open"
+                                 : "process " + std::to_string(who.process) + " on host " + who.host +
+                                       " has the file open for " + (writes ? "writing" : "reading");
   return vfd_Refuse(holder + ": close it there, set a waiting time" +
                     (options.readOnly ? ", or read live beside the writer" : ", or work on a copy"));
 }
@@ -75,9 +75,10 @@ Lock takeLock(const vfd_Options& options, const vfd_Files& files) {
     // Two writers would destroy the file, and nobody would see that one has died.
     if (!options.live && (options.readOnly || options.durability == 0))
       return Lock::kTaken;
-    vfd_Refuse(options.live ? "live reading needs locks, and this file system has none: open it for reading only"
-                            : "this file system has no locks, so that no file on it can be kept safe: work on a "
-                              "local disk, or open without a journal and be alone");
+    vfd_Refuse(options.live
+                   ? "live reading needs locks, and this file system has none: open it for reading only"
+                   : "this file system has no locks, so that no file on it can be kept safe: work on a "
+                     "local disk, or open without a journal and be alone");
     return Lock::kRefused;
   case vfd_Locks::Result::kFailed:
     vfd_Fail("lock the file");
@@ -87,9 +88,13 @@ Lock takeLock(const vfd_Options& options, const vfd_Files& files) {
 
 bool isProvedNew(const vfd_Place& place, const std::string& name, const vfd_Descriptor& file) {
   vfd_Mark mark;
-  vfd_FileIdentity identity;
-  return vfd_FileIdentity::Of(file.Get(), identity) && mark.Read(file.Get()) && mark.present && !mark.damaged &&
-         mark.isNew && mark.inode == identity.inode && place.Is(name, identity);
+  struct stat status;
+  if (::fstat(file.Get(), &status) != 0 || !place.Is(name, vfd_FileIdentity::Of(status)))
+    return false;
+  if (status.st_size == 0) // killed before the mark: nothing is lost with it
+    return S_ISREG(status.st_mode);
+  return mark.Read(file.Get()) && mark.present && !mark.damaged && mark.isNew &&
+         mark.inode == static_cast<std::uint64_t>(status.st_ino);
 }
 } // namespace
 
@@ -241,8 +246,8 @@ void vfd_SweepNextJournal(const vfd_Files& files) {
       !vfd_ReadAt(left.Get(), bytes, sizeof bytes, 0, got))
     return;
   const vfd_Mark& mark = files.main.Mark();
-  const bool ours = got == sizeof bytes && header.Decode(bytes) &&
-                    (!mark.present || header.fileId == mark.fileId);
+  const bool ours =
+      got == sizeof bytes && header.Decode(bytes) && (!mark.present || header.fileId == mark.fileId);
   if (got == 0 || ours)
     files.place.Remove(name, identity);
 }

@@ -12,9 +12,9 @@
 struct vfd_Options {
   std::string fileName;
   bool readOnly = false;
-  bool live = false;                // read-only beside a writer at work
-  int durability = 1;               // 0 none, 1 death of the process, 2 loss of power
-  unsigned waitingTime = 0;         // milliseconds to wait for a file that another process holds
+  bool live = false;        // read-only beside a writer at work
+  int durability = 1;       // 0 none, 1 death of the process, 2 loss of power
+  unsigned waitingTime = 0; // milliseconds to wait for a file that another process holds
   std::uint64_t memoryLimit = std::uint64_t{32} << 20; // bytes of changed pages
   std::uint64_t journalLimit = std::uint64_t{4} << 20; // bytes; a longer journal ends its generation
 
@@ -33,9 +33,8 @@ struct vfd_Files {
 
 /// Opens the file and takes its lock; again, by the name it had, when the place is known already.
 bool vfd_OpenMain(const vfd_Options& options, bool again, vfd_Files& files);
-/// Opens and reads what lies beside the file under its journal's name. A live reader looks again for as long as
-/// a writer may be between two steps.
-/// \return false when reading failed; the verdict tells the rest.
+/// Opens and reads what lies beside the file under its journal's name. A live reader looks again for as long
+/// as a writer may be between two steps. \return false when reading failed; the verdict tells the rest.
 bool vfd_FindJournal(const vfd_Options& options, vfd_Files& files, vfd_JournalContent& content,
                      vfd_Verdict& verdict);
 /// Makes a new file under a name of its own, with the writer's lock on it, beside the place.

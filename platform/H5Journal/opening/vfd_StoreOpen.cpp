@@ -22,7 +22,8 @@ std::unique_ptr<vfd_Store> vfd_Store::Open(const vfd_Options& options, bool upTo
     vfd_SweepNextJournal(store->m_files);
     // Without a journal there is nothing that live readers could be shown.
     return !options.Scratch() || vfd_Locks::TryReaders(main.Get()) != vfd_Locks::Result::kHeld ||
-           vfd_Refuse("live readers have the file open: a writer without a journal would change what they see");
+           vfd_Refuse(
+               "live readers have the file open: a writer without a journal would change what they see");
   };
   if (give())
     return store;
@@ -70,9 +71,8 @@ bool vfd_Store::Recover() {
   if (readers == vfd_Locks::Result::kFailed)
     return vfd_Fail("lock the file");
   const bool alone = readers != vfd_Locks::Result::kHeld;
-  const bool done = vfd_Try(false, [&] {
-    return !alone && m_found->commits > 0 ? Adopt(*m_found) : BringFoundHome();
-  });
+  const bool done =
+      vfd_Try(false, [&] { return !alone && m_found->commits > 0 ? Adopt(*m_found) : BringFoundHome(); });
   if (alone && !m_options.Scratch())
     vfd_Locks::ReleaseReaders(m_files.main.Get());
   if (done)
@@ -141,6 +141,8 @@ std::unique_ptr<vfd_Store> vfd_Store::Create(const vfd_Options& options, bool mu
   if (!place.HasRoom())
     return vfd_Fail("its name leaves no room for its journal's"), nullptr;
   const bool exists = place.Status(place.Name(), status);
+  if (exists && S_ISDIR(status.st_mode))
+    return vfd_Refuse("is a directory"), nullptr;
   if (exists && mustBeNew) {
     errno = EEXIST;
     return vfd_Fail(""), nullptr;

@@ -14,9 +14,7 @@ constexpr unsigned char kOpenMarks = 0x01 | 0x04;
 // The bytes before the checksum of versions 2 and 3; 0 where there is none.
 std::size_t checkedBytes(const unsigned char* block) {
   const std::size_t width = block[9];
-  return (block[8] == 2 || block[8] == 3) && (width == 4 || width == 8)
-             ? 12 + 4 * width
-             : 0;
+  return (block[8] == 2 || block[8] == 3) && (width == 4 || width == 8) ? 12 + 4 * width : 0;
 }
 
 // The address of the end stands behind others of the same width; where they begin depends on the version.
@@ -32,8 +30,8 @@ std::uint64_t endOf(const unsigned char* block, std::uint64_t start) {
 }
 } // namespace
 
-vfd_Superblock vfd_Superblock::Read(
-    std::uint64_t size, const std::function<bool(std::uint64_t, std::size_t, void*)>& read) {
+vfd_Superblock vfd_Superblock::Read(std::uint64_t size,
+                                    const std::function<bool(std::uint64_t, std::size_t, void*)>& read) {
   unsigned char block[64];
   for (std::uint64_t start = 0; start < size; start = start == 0 ? 512 : 2 * start) {
     if (!read(start, sizeof block, block))

@@ -72,6 +72,19 @@ unsigned char* vfd_Image::PageForWriting(std::uint64_t page, bool whole) {
   return result;
 }
 
+void vfd_Image::DropUnchanged() {
+  unsigned char before[kVfdPage];
+  for (const std::uint64_t page : written.Pages()) {
+    if (written.Find(page)->bytes == nullptr)
+      continue;
+    auto bytes = written.TakeOut(page);
+    const std::size_t skipped = page == 0 && m_main.Mark().present ? kVfdMark : 0; // not HDF5's
+    if (!ReadPage(page, before) ||
+        std::memcmp(bytes.get() + skipped, before + skipped, kVfdPage - skipped) != 0)
+      written.Put(page, std::move(bytes));
+  }
+}
+
 // Pages that were written together have their frames together: such frames are read together.
 bool vfd_Image::ForEachUnapplied(
     const std::function<bool(std::uint64_t page, const unsigned char* bytes)>& take) const {

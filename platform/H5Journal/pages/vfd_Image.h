@@ -23,8 +23,11 @@ class vfd_Image {
   /// The page in memory, null when it cannot be had. Throws std::bad_alloc. \param whole its former bytes do
   /// not matter.
   unsigned char* PageForWriting(std::uint64_t page, bool whole);
+  /// Forgets written pages that are as at the last commit point. Throws std::bad_alloc.
+  void DropUnchanged();
   /// Goes through what is committed and not in the main file, in the order of pages.
-  bool ForEachUnapplied(const std::function<bool(std::uint64_t page, const unsigned char* bytes)>& take) const;
+  bool
+  ForEachUnapplied(const std::function<bool(std::uint64_t page, const unsigned char* bytes)>& take) const;
   /// The main file is whole without the journal.
   void HasApplied();
   /// The written pages of a commit: those in memory stay there as recent, up to some number.
