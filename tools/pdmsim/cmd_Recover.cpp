@@ -16,17 +16,19 @@ namespace {
 
 struct Options {
   std::string file;
-  bool apply = false, discard = false, json = false;
+  bool apply = false, upToDamage = false, discard = false, json = false;
 };
 
 constexpr char kFooter[] = R"(Examples:
   pdmsim recover beam.pdm                     what did a program that died leave in the journal?
   pdmsim recover beam.pdm --apply             bring it into the file and remove the journal
+  pdmsim recover beam.pdm --up-to-damage      the same with a damaged journal, as far as it is whole
   pdmsim recover beam.pdm --discard           remove the journal without looking back
 
 A program that dies leaves FILE-journal behind. The next one that opens the file applies it by itself, and
 those that only read look through it; this command is for people who want to know, or to move the file.
---discard loses what the journal holds, and a file that was brought up to date in part may be damaged.
+--up-to-damage keeps the damaged journal under another name. --discard loses what the journal holds, or gives up one that
+is missing, and a file that was brought up to date in part may be damaged.
 
 Exit codes:
   0  done, or there is no journal
@@ -52,9 +54,21 @@ void CheckOpens(const std::string& file) {
     Fail(cli_Exit::kUnusable, ORXSimManager::LastError());
 }
 
+/// There is a journal, or one should be.
+bool Stands(const ORXSimJournalInfo& info) {
+  return info.exists || info.missing;
+}
+
+bool Applies(const Options& options) {
+  return options.apply || options.upToDamage;
+}
+
 show_Json Describe(const Options& options, const ORXSimJournalInfo& info) {
   return {{"file", options.file},
           {"journal", info.exists},
+          {"missing", info.missing},
+          {"damaged", info.damaged},
+          {"lostCommits", info.lostCommits},
           {"usable", info.exists && info.cause.empty()},
           {"writerAtWork", info.writerAtWork},
           {"commits", info.commits},
@@ -66,9 +80,10 @@ show_Json Describe(const Options& options, const ORXSimJournalInfo& info) {
           {"process", info.ownerProcess},
           {"host", info.ownerHost},
           {"cause", info.cause},
-          {"done", info.exists && options.apply     ? "applied"
-                   : info.exists && options.discard ? "discarded"
-                                                    : "nothing"}};
+          {"done", !Stands(info)      ? "nothing"
+                   : Applies(options) ? "applied"
+                   : options.discard  ? "discarded"
+                                      : "nothing"}};
 }
 
 /// What counts in the journal, in one clause.
@@ -79,7 +94,7 @@ std::string Content(const ORXSimJournalInfo& info) {
 }
 
 std::string Tell(const Options& options, const ORXSimJournalInfo& info) {
-  if (!info.exists)
+  if (!Stands(info))
     return "no journal; the file is as its last writer closed it";
   const std::string owner = "process " + std::to_string(info.ownerProcess) + " on " + info.ownerHost;
   if (info.writerAtWork)
@@ -87,14 +102,14 @@ std::string Tell(const Options& options, const ORXSimJournalInfo& info) {
   if (options.discard)
     return "the journal was removed; lost: " +
            (info.headerValid || info.cause.empty() ? Content(info) : "what it held");
-  if (!info.cause.empty())
+  if (!info.cause.empty() && !(info.damaged && options.upToDamage))
     return info.cause;
   if (info.commits == 0)
-    return options.apply ? "the journal held no commit and was removed"
-                         : "a journal that holds no commit; the file is as it stands";
+    return Applies(options) ? "the journal held no commit and was removed"
+                            : "a journal that holds no commit; the file is as it stands";
   const std::string unfinished =
       info.unfinishedBytes > 0 ? "; what it holds of an update that was never finished is dropped" : "";
-  return options.apply
+  return Applies(options)
              ? "brought into the file: " + Content(info) + unfinished
              : "a journal of " + owner + " with " + Content(info) + ", the file then having " +
                    show_Size(static_cast<unsigned long long>(info.imageBytes)) +
@@ -105,17 +120,21 @@ void Recover(const Options& options) {
   CheckFile(options.file);
   const cli_Library library;
   const ORXSimJournalInfo info = ORXSimJournal::Read(options.file.c_str());
-  if (!info.exists && !info.cause.empty())
+  if (!Stands(info) && !info.cause.empty())
     Fail(cli_Exit::kUnusable, options.file + ": " + info.cause);
-  if (!info.exists && !info.writerAtWork)
+  if (!Stands(info) && !info.writerAtWork)
     CheckOpens(options.file);
-  const bool changes = info.exists && (options.apply || options.discard);
+  const bool changes = Stands(info) && (Applies(options) || options.discard);
+  const bool partly = options.upToDamage && info.damaged && info.headerValid;
   if (changes && info.writerAtWork)
     Fail(cli_Exit::kUnusable, options.file + ": " + Tell(options, info));
-  if (changes && options.apply && !info.cause.empty())
-    Fail(cli_Exit::kNotThere, options.file + ": " + info.cause + "; --discard removes the journal");
-  const bool done = !changes || (options.apply ? ORXSimJournal::Apply(options.file.c_str())
-                                               : ORXSimJournal::Discard(options.file.c_str()));
+  if (changes && Applies(options) && !info.cause.empty() && !partly)
+    Fail(cli_Exit::kNotThere,
+         options.file + ": " + info.cause +
+             (info.damaged && info.headerValid ? "; --up-to-damage applies what is whole" : "") +
+             "; --discard gives it up");
+  const bool done = !changes || (Applies(options) ? ORXSimJournal::Apply(options.file.c_str(), partly)
+                                                  : ORXSimJournal::Discard(options.file.c_str()));
   if (!done)
     Fail(cli_Exit::kUnusable, ORXSimManager::LastError());
   if (options.json)
@@ -134,6 +153,10 @@ void cmd_AddRecover(CLI::App& program) {
   CLI::App* command = program.add_subcommand("recover", "Say what a journal holds; apply or discard it");
   command->add_option("FILE", options->file, "simulation file")->required();
   CLI::Option* apply = command->add_flag("--apply", options->apply, "bring the journal into the file");
+  command
+      ->add_flag("--up-to-damage", options->upToDamage,
+                 "bring what is whole of a damaged journal into the file")
+      ->excludes(apply);
   command->add_flag("--discard", options->discard, "remove the journal; what it holds is lost")
       ->excludes(apply);
   command->add_flag("--json", options->json, "print JSON, for scripts");
