@@ -140,8 +140,7 @@ class Beyond {
     while (reader.Peek(sizeof salt) != nullptr) {
       const unsigned char* const bytes = reader.Peek(sizeof salt);
       const std::size_t count = reader.Ready();
-      const auto* const found =
-          static_cast<const unsigned char*>(::memmem(bytes, count, salt, sizeof salt));
+      const auto* const found = static_cast<const unsigned char*>(::memmem(bytes, count, salt, sizeof salt));
       if (found == nullptr) {
         reader.Skip(count - sizeof salt + 1);
         continue;
@@ -189,7 +188,19 @@ class Beyond {
 };
 } // namespace
 
+// A writer at work may have gone on between the two looks: a place is damaged when it still is after a commit
+// behind it was seen.
 bool vfd_JournalContent::Read(int journal) {
+  std::uint64_t before = 0;
+  do {
+    before = damagedAt;
+    if (!ReadOnce(journal))
+      return false;
+  } while (state == State::kDamaged && damagedAt != before);
+  return true;
+}
+
+bool vfd_JournalContent::ReadOnce(int journal) {
   *this = {};
   unsigned char bytes[kVfdHeader] = {};
   std::size_t got = 0;

@@ -31,8 +31,9 @@ struct vfd_JournalContent {
   /// Reads and checks the whole journal. Throws std::bad_alloc. \return false with errno set when reading
   /// failed.
   bool Read(int journal);
+  bool ReadOnce(int journal);
   bool HasHeader() const { return state == State::kSound || state == State::kDamaged; }
-  /// True when a main file without a mark whose first sector has that checksum is the one that the journal was
-  /// written for, as far as that tells.
+  /// True when a main file without a mark whose first sector has that checksum is the one that the journal
+  /// was written for, as far as that tells.
   bool Resembles(std::uint64_t sectorSum) const;
 };
