@@ -33,8 +33,6 @@ class Model {
 
   bool Build();
   bool Write();
-  bool AddSystem(int kind);
-  bool AddDistribution(int components);
   bool Overwrite();
 
   std::string m_file;
@@ -70,19 +68,18 @@ bool Model::Build() {
   const int some[] = {3, 1, 2};
   const msfD_Mesh mesh =
       Sim().DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)).Mesh(msfD_Mesh::New(nodes, {}, 0));
-  bool good = !!mesh && !ORXSimCollectionRef(nodes).CreateOrderedCSet(some, 3).IsNull();
-  good = AddSystem(0) && AddSystem(1) && good;
-  return AddDistribution(3) && good && update.Commit();
+  const bool good = !!mesh && !ORXSimCollectionRef(nodes).CreateOrderedCSet(some, 3).IsNull() &&
+                    !!mesh.systems().add(fesD_FESystem::New(Text(40), {}, {}, 0)) &&
+                    !!mesh.systems().add(fesD_ModalSystem::New(Text(40), {}, {}, {}, {}, 0));
+  return good && Overwrite() && update.Commit();
 }
 
 bool Model::Write() {
   const int kind = m_random.Below(100), count = Mesh().systems().count();
   const gbb_Handle system(Mesh().systems().get(m_random.Below(count)));
   const fesD_ModalSystem modal(system);
-  if (kind < 12)
-    return count > 8 ? Overwrite() : AddSystem(m_random.Below(2));
-  if (kind < 24)
-    return AddDistribution(m_random.OneIn(3) ? 200 : 2);
+  if (kind < 12 && count < 8)
+    return !!Mesh().systems().add(fesD_ModalSystem::New(Text(40), {}, {}, {}, {}, 0));
   if (kind < 45)
     return Overwrite();
   if (kind < 60 && !!modal)
@@ -95,31 +92,21 @@ bool Model::Write() {
   return Mesh().NodeSets(sets), true;
 }
 
-bool Model::AddSystem(int kind) {
-  const auto systems = Mesh().systems();
-  return !!(kind == 0 ? systems.add(fesD_FESystem::New(Text(40), {}, {}, 0))
-                      : systems.add(fesD_ModalSystem::New(Text(40), {}, {}, {}, {}, 0)));
-}
-
-bool Model::AddDistribution(int components) {
-  ORXSimUpdate update(Context());
-  const ORXSimDrawerDescription drawer{ORXSimCollectionRef(Mesh().nodes()).FullCSet(),
-                                       ORXSimItemType::kDouble, components};
-  return !ORXSimDistributionRef::Create(Context(), "field", "m", &drawer, 1).IsNull() && Overwrite() &&
-         update.Commit();
-}
-
-// Some items of the last distribution, or all.
+// Some items of the last distribution, or all of a new one.
 bool Model::Overwrite() {
-  const auto all = ORXSimStore(Context()).Distributions();
-  const ORXSimDistributionRef last(all[all.size() - 1]);
+  ORXSimUpdate update(Context());
+  const bool isNew = ORXSimStore(Context()).Distributions().size() == 0 || m_random.OneIn(3);
+  const ORXSimDrawerDescription made{ORXSimCollectionRef(Mesh().nodes()).FullCSet(), ORXSimItemType::kDouble,
+                                     m_random.OneIn(3) ? 200 : 2};
+  if (isNew && ORXSimDistributionRef::Create(Context(), "field", "m", &made, 1).IsNull())
+    return false;
+  const ORXSimDistributionRef last(ORXSimStore(Context()).Distributions().back());
   const ORXSimPersistentDrawerDesc drawer = last.Drawer(0);
-  const int first = m_random.OneIn(2) ? 0 : m_random.Below(drawer.Items()), count = drawer.Items() - first;
+  const int first = isNew ? 0 : m_random.Below(drawer.Items()), count = drawer.Items() - first;
   std::vector<double> values(static_cast<std::size_t>(count * drawer.Components()));
   for (double& value : values)
     value = static_cast<double>(m_random.Below(1 << 30));
-  return last.WriteItems(0, first, count, values.data(),
-                         static_cast<std::int64_t>(values.size() * sizeof(double)));
+  return last.WriteItems(0, first, count, values.data(), count * drawer.Components() * 8) && update.Commit();
 }
 
 // What a closed file holds but for its own identity, which no other has.

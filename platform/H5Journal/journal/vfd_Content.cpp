@@ -188,7 +188,19 @@ class Beyond {
 };
 } // namespace
 
+// A writer at work may have gone on between the two looks: a place is damaged when it still is after a commit
+// behind it was seen.
 bool vfd_JournalContent::Read(int journal) {
+  std::uint64_t before = 0;
+  do {
+    before = damagedAt;
+    if (!ReadOnce(journal))
+      return false;
+  } while (state == State::kDamaged && damagedAt != before);
+  return true;
+}
+
+bool vfd_JournalContent::ReadOnce(int journal) {
   *this = {};
   unsigned char bytes[kVfdHeader] = {};
   std::size_t got = 0;

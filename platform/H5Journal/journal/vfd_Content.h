@@ -31,6 +31,7 @@ struct vfd_JournalContent {
   /// Reads and checks the whole journal. Throws std::bad_alloc. \return false with errno set when reading
   /// failed.
   bool Read(int journal);
+  bool ReadOnce(int journal);
   bool HasHeader() const { return state == State::kSound || state == State::kDamaged; }
   /// True when a main file without a mark whose first sector has that checksum is the one that the journal
   /// was written for, as far as that tells.
