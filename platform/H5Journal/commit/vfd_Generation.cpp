@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <limits>
 #include <sys/stat.h>
 #include <utility>
 
@@ -107,7 +106,8 @@ bool vfd_Store::StartGeneration() {
     if (!m_files.journal.Start(header))
       return false;
     m_nextTry = m_options.journalLimit;
-    m_reuseEnd = std::numeric_limits<std::uint64_t>::max();
+    m_mayReuse = true;
+    m_dropped.clear();
     return true;
   });
 }

@@ -43,14 +43,14 @@ bool vfd_Store::Read(std::uint64_t address, std::size_t count, void* bytes) cons
 
 // Such a page is beyond everything that a commit point, a frame or a reader may know.
 bool vfd_Store::MayBypass(std::uint64_t page) {
-  return page >= m_floor || (!m_free.Empty() && MayReuse(page)) || vfd_Broken(vfd_Rule::kDirectOnlyBeyond);
+  return page >= m_floor || MayReuse(page) || vfd_Broken(vfd_Rule::kDirectOnlyBeyond);
 }
 
-// Space that was free at the last commit point: not where a frame of this generation would bury what is
-// written now, and not as long as a live reader may look at a commit point to which it belonged. Readers that
-// come later begin with the last one.
+// Space that was free at the last commit point, or behind its end: not where a frame of this generation would
+// bury what is written now, and not as long as a live reader may look at a commit point to which it belonged.
+// Readers that come later begin with the last one.
 bool vfd_Store::MayReuse(std::uint64_t page) {
-  if (!m_free.Contains(page))
+  if (page < vfd_PagesOf(m_committedEnd) && !m_free.Contains(page))
     return false;
   if (vfd_Broken(vfd_Rule::kReuse))
     return true;
@@ -61,7 +61,8 @@ bool vfd_Store::MayReuse(std::uint64_t page) {
     const bool alone = readers == vfd_Locks::Result::kTaken || readers == vfd_Locks::Result::kUnsupported;
     m_reuse = alone ? Reuse::kYes : Reuse::kNo;
   }
-  return m_reuse == Reuse::kYes && page < m_reuseEnd && m_image.unapplied.Find(page) == nullptr;
+  return m_reuse == Reuse::kYes && m_mayReuse && m_image.unapplied.Find(page) == nullptr &&
+         !std::binary_search(m_dropped.begin(), m_dropped.end(), page);
 }
 
 bool vfd_Store::WriteMain(std::uint64_t address, std::size_t count, const void* bytes) {
@@ -126,12 +127,18 @@ bool vfd_Store::WriteParts(std::uint64_t address, std::size_t count, const unsig
   return writeRun(end);
 }
 
+// Pages behind HDF5's end are forgotten; their frames are not: they count with the next commit.
+void vfd_Store::CutWritten() {
+  m_image.written.DropFrom(vfd_PagesOf(m_eof), m_dropped);
+  std::sort(m_dropped.begin(), m_dropped.end());
+}
+
 bool vfd_Store::SetEnd(std::uint64_t end) {
   if (m_closing == Closing::kDiscard || m_options.readOnly || vfd_Forks() != m_forks)
     return true;
   m_eof = end;
   if (!m_options.Scratch()) {
-    m_image.written.DropFrom(vfd_PagesOf(end));
+    CutWritten();
     return true;
   }
   return end == m_files.main.Size() || m_files.main.SetSize(end) || !m_poison.Empty() || ScratchFailed();

@@ -128,6 +128,7 @@ class vfd_Store {
   bool MayReuse(std::uint64_t page);
   bool WriteMain(std::uint64_t address, std::size_t count, const void* bytes);
   bool WriteParts(std::uint64_t address, std::size_t count, const unsigned char* source);
+  void CutWritten();
   bool ScratchFailed();
   std::uint64_t PagesToFrame(std::uint64_t at, std::uint64_t end);
   bool WriteFrames(std::uint64_t page, std::uint64_t count, const unsigned char* bytes);
@@ -142,6 +143,7 @@ class vfd_Store {
   bool CommitUpdate();
   Plan MakePlan();
   void HasCommitted(Plan& plan);
+  void NoteDropped();
   bool PlaceFresh(const Plan& plan);
   bool ReserveHoles(const Plan& plan);
   bool SetAsideJournal();
@@ -190,9 +192,10 @@ class vfd_Store {
 
   vfd_FreeSpace m_free; // at the last commit point
   enum class Reuse { kUnknown, kYes, kNo };
-  Reuse m_reuse = Reuse::kUnknown; // whether no live reader needs what was free then
-  std::uint64_t m_reuseEnd = 0;    // pages from here on may have frames that nothing knows
-  bool m_large = false;            // a large call was made
+  Reuse m_reuse = Reuse::kUnknown;      // whether no live reader needs what was free then
+  bool m_mayReuse = true;               // every page that has a frame is known
+  std::vector<std::uint64_t> m_dropped; // pages with frames that were cut off the file since, ordered
+  bool m_large = false;                 // a large call was made
 
   std::uint64_t m_nextTry = 0; // journal length at which the generation may end
   std::uint64_t m_sequence = 0;

@@ -40,7 +40,7 @@ bool vfd_Store::Commit() {
 }
 
 bool vfd_Store::PlaceFresh(const Plan& plan) {
-  if (m_files.main.Size() < m_eof && !m_files.main.Extend(m_eof))
+  if (!m_files.main.Extend(m_eof))
     return false;
   // As far as recovery is going to believe in the size on the disk.
   m_directDirty = m_directDirty || !plan.fresh.empty() || m_eof >= m_files.main.SyncedSize() + kVfdUnseenEnd;
@@ -72,8 +72,9 @@ void vfd_Store::Spill() {
 bool vfd_Store::SpillPages() {
   Plan plan;
   for (const std::uint64_t page : m_image.written.Pages()) {
-    const unsigned char* const bytes = m_image.written.Find(page)->bytes.get();
-    if (page != 0 && bytes != nullptr && MayBypass(page))
+    const auto& slot = *m_image.written.Find(page);
+    const unsigned char* const bytes = slot.bytes.get();
+    if (page != 0 && bytes != nullptr && !slot.HasFrame() && MayBypass(page))
       plan.fresh.push_back(page);
     else if (page != 0 && bytes != nullptr)
       plan.framed.push_back({page, bytes});
@@ -133,7 +134,7 @@ bool vfd_Store::SetAsideJournal() {
 }
 
 bool vfd_Store::CommitFirst() {
-  m_image.written.DropFrom(vfd_PagesOf(m_eof));
+  CutWritten();
   // The mark stays where HDF5 has left room for it.
   const auto read = [&](std::uint64_t address, std::size_t count, void* bytes) {
     return Read(address, count, bytes);
@@ -174,7 +175,7 @@ bool vfd_Store::CommitFirst() {
 }
 
 bool vfd_Store::CommitUpdate() {
-  m_image.written.DropFrom(vfd_PagesOf(m_eof));
+  CutWritten();
   StripOpenMark();
   // HDF5 likes to write the same again: a file in which nothing was changed needs no journal.
   if (m_files.journal.HeaderState() == vfd_Journal::Header::kNone && m_image.written.InMemory() <= kFewPages)
@@ -204,7 +205,7 @@ vfd_Store::Plan vfd_Store::MakePlan() {
   plan.entries.reserve(pages.size());
   for (const std::uint64_t page : pages) {
     const auto& slot = *m_image.written.Find(page);
-    if (slot.bytes != nullptr && bypass && MayBypass(page)) {
+    if (slot.bytes != nullptr && !slot.HasFrame() && bypass && MayBypass(page)) {
       plan.fresh.push_back(page);
       continue;
     }
@@ -217,13 +218,24 @@ vfd_Store::Plan vfd_Store::MakePlan() {
   return plan;
 }
 
+// The frames of pages behind the new end stay in the journal, and would come back with the space.
+void vfd_Store::NoteDropped() {
+  m_mayReuse = m_mayReuse && vfd_Try(false, [&] {
+                 for (const auto& entry : m_image.unapplied.All())
+                   if (entry.page >= vfd_PagesOf(m_eof))
+                     m_dropped.push_back(entry.page);
+                 std::sort(m_dropped.begin(), m_dropped.end());
+                 return true;
+               });
+}
+
 // The commit point has been passed: from here on nothing makes it undone.
 void vfd_Store::HasCommitted(Plan& plan) {
   m_image.unapplied.Merge(plan.entries);
   if (m_eof < m_committedEnd) {
+    NoteDropped();
     m_image.unapplied.DropFrom(vfd_PagesOf(m_eof));
     m_image.recent.DropFrom(vfd_PagesOf(m_eof));
-    m_reuseEnd = std::min(m_reuseEnd, vfd_PagesOf(m_eof)); // their frames are still there
   }
   m_committedEnd = m_eof;
   m_free.Clear();

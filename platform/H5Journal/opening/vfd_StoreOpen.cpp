@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <limits>
 #include <sys/stat.h>
 
 std::unique_ptr<vfd_Store> vfd_Store::Open(const vfd_Options& options, bool upToDamage) {
@@ -118,7 +117,7 @@ bool vfd_Store::Adopt(const vfd_JournalContent& content) {
   journal.GoOn(content);
   journal.Cut(content.end);
   m_floor = std::max(content.reach, vfd_PagesOf(m_files.main.Size()));
-  m_reuseEnd = 0; // the index does not tell every page that has a frame
+  m_mayReuse = false; // the index does not tell every page that has a frame
   return true;
 }
 

@@ -67,6 +67,13 @@ void vfd_Overlay::Drop(std::uint64_t page) {
   m_slots.erase(found);
 }
 
+void vfd_Overlay::DropFrom(std::uint64_t end, std::vector<std::uint64_t>& framed) {
+  for (const auto& [page, slot] : m_slots)
+    if (page >= end && slot.HasFrame())
+      framed.push_back(page);
+  DropFrom(end);
+}
+
 void vfd_Overlay::DropFrom(std::uint64_t end) {
   for (auto slot = m_slots.begin(); slot != m_slots.end();)
     if (slot->first >= end) {

@@ -16,6 +16,8 @@ class vfd_Overlay {
   struct Slot {
     std::unique_ptr<unsigned char[]> bytes; // kVfdPage of them; null: in the frame
     vfd_FrameRef frame;                     // in the journal
+
+    bool HasFrame() const { return frame.at != 0; } // an older one, while the page is in memory
   };
 
   bool Empty() const { return m_slots.empty(); }
@@ -36,6 +38,8 @@ class vfd_Overlay {
   void Spilled(std::uint64_t page, const vfd_FrameRef& frame);
   void Drop(std::uint64_t page);
   void DropFrom(std::uint64_t end);
+  /// The same. \param framed takes those that have frames. Throws std::bad_alloc.
+  void DropFrom(std::uint64_t end, std::vector<std::uint64_t>& framed);
   void Clear();
 
  private:

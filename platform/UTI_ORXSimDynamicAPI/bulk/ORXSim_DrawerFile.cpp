@@ -2,6 +2,7 @@
 
 #include <UTI_ORXSimDynamicAPI/bulk/ORXSim_CollectionFile.h>
 #include <UTI_ORXSimDynamicAPI/bulk/ORXSim_Rows.h>
+#include <UTI_ORXSimDynamicAPI/objects/hdf_Listing.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Shared.h>
 
 #include <algorithm>
@@ -9,6 +10,8 @@
 namespace {
 constexpr std::int64_t kChunkBytes = std::int64_t{4} << 20; // above the chunk cache: read and written whole
 constexpr std::int64_t kLargestChunk = (std::int64_t{1} << 32) - 1; // HDF5's limit
+
+constexpr std::int64_t kWorthAnew = std::int64_t{1} << 20; // bytes
 
 constexpr int kMostComponents = 1 << 16; // of a drawer without data
 
@@ -189,8 +192,41 @@ bool ORXSimDrawerFile::Move(hdf_Operation& operation, int first, int count, std:
   if (target == nullptr && source == nullptr)
     return operation.Refuse("there is no buffer");
   ORXSimRows rows(m_data->id, memoryType(m_type), m_items, m_components);
+  const bool anew =
+      source != nullptr && count == m_items && bytes >= kWorthAnew && m_data->context->Journalled();
+  if (anew && HasOneName() && rows.IsWritten(operation))
+    return Renew(operation, source);
   return target != nullptr ? rows.Read(operation, first, count, target)
                            : rows.Write(operation, first, count, source);
+}
+
+bool ORXSimDrawerFile::HasOneName() const {
+  H5O_info_t info;
+  return H5Oget_info2(m_data->id, &info, H5O_INFO_BASIC) >= 0 && info.rc == 1;
+}
+
+// The new dataset takes the place and the attributes of the old one in the same update. Every open value
+// follows.
+bool ORXSimDrawerFile::Renew(hdf_Operation& operation, const void* source) const {
+  const std::string path = hdf_PathOf(m_data->id);
+  const hdf_TypeHandle type(H5Dget_type(m_data->id));
+  const hdf_SpaceHandle space(H5Dget_space(m_data->id));
+  const hdf_PropertiesHandle properties(H5Dget_create_plist(m_data->id));
+  const hid_t file = m_data->context->file;
+  const hid_t created = H5Dcreate_anon(file, type.Get(), space.Get(), properties.Get(), H5P_DEFAULT);
+  if (!operation.Check(created))
+    return false;
+  const auto fresh = hdf_MakeRep<hdf_DatasetRep>(m_data->context, created);
+  fresh->type = m_data->type;
+  fresh->space = m_data->space;
+  ORXSimRows rows(created, memoryType(m_type), m_items, m_components);
+  if (!operation.Check(hdf_CopyAttributes(m_data->id, created) ? 0 : -1) ||
+      !rows.Write(operation, 0, m_items, source) ||
+      !operation.Check(H5Ldelete(file, path.c_str(), H5P_DEFAULT)) ||
+      !operation.Check(H5Olink(created, file, path.c_str(), H5P_DEFAULT, H5P_DEFAULT)))
+    return false;
+  hdf_DatasetRep::Replace(*m_data->context, m_data->Address(), *fresh);
+  return true;
 }
 
 ORXSimVerification ORXSimDrawerFile::Verify(hdf_Operation& operation) const {

@@ -23,6 +23,7 @@ class ORXSimDrawerFile {
   /// The member set of its rows, null on failure.
   ORXSimCSetID Members(hdf_Operation& operation, ORXSimContextID context) const;
   /// Moves rows [first, first + count), whose bytes must be `bytes`. Exactly one of target and source.
+  /// Much data that is written anew as a whole goes into fresh space, so that it is written once.
   bool Move(hdf_Operation& operation, int first, int count, std::int64_t bytes, void* target,
             const void* source) const;
   /// Holds all rows of an open drawer against their checksums.
@@ -31,6 +32,8 @@ class ORXSimDrawerFile {
  private:
   bool Understand(hdf_Operation& operation);
   bool FillsItsSet(ORXSimStoreCall& call) const;
+  bool HasOneName() const;
+  bool Renew(hdf_Operation& operation, const void* source) const;
   bool CheckRange(hdf_Operation& operation, int first, int count, std::int64_t bytes) const;
 
   std::shared_ptr<hdf_DatasetRep> m_data; // null: not open

@@ -190,6 +190,15 @@ bool ORXSimRows::Write(hdf_Operation& operation, int first, int count, const voi
          Flush(operation);
 }
 
+bool ORXSimRows::IsWritten(hdf_Operation& operation) {
+  if (!m_sums.Load(operation, m_data) || !m_sums.IsKept())
+    return false;
+  for (int block = 0; block < m_sums.Blocks(); ++block)
+    if (m_sums.IsWritten(block))
+      return true;
+  return false;
+}
+
 // \param bytes the block, null when it has to be read first.
 void ORXSimRows::VerifyBlock(hdf_Operation& operation, int block, const unsigned char* bytes,
                              unsigned char* scratch, ORXSimVerification& found) {

@@ -19,6 +19,8 @@ class ORXSimRows {
   bool Write(hdf_Operation& operation, int first, int count, const void* source);
   /// Reads everything in pieces. Memory: 256 KiB, or one block where that is larger.
   ORXSimVerification Verify(hdf_Operation& operation);
+  /// True when some of the rows were written before, as far as the checksums tell.
+  bool IsWritten(hdf_Operation& operation);
   /// The checksums of rows that are yet to be written whole.
   ORXSimBlockSums& Sums() { return m_sums; }
 

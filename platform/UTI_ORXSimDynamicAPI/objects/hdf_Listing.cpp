@@ -51,3 +51,29 @@ bool hdf_ReadVariableText(hid_t attribute, hid_t type, std::string& text) {
   text = stored == nullptr ? "" : stored;
   return H5Dvlen_reclaim(type, space.Get(), H5P_DEFAULT, &stored) >= 0;
 }
+
+bool hdf_CopyAttributes(hid_t from, hid_t to) try {
+  std::set<std::string> names;
+  if (!hdf_ListAttributes(from, names))
+    return false;
+  for (const std::string& name : names) {
+    const hdf_AttributeHandle old(H5Aopen(from, name.c_str(), H5P_DEFAULT));
+    const hdf_TypeHandle type(H5Aget_type(old.Get()));
+    const hdf_SpaceHandle space(H5Aget_space(old.Get()));
+    const hdf_AttributeHandle copy(
+        H5Acreate2(to, name.c_str(), type.Get(), space.Get(), H5P_DEFAULT, H5P_DEFAULT));
+    const hssize_t elements = H5Sget_simple_extent_npoints(space.Get());
+    if (!copy.IsOpen() || elements < 0)
+      return false;
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(elements) * H5Tget_size(type.Get()));
+    const bool moved = H5Aread(old.Get(), type.Get(), bytes.data()) >= 0;
+    const bool written = moved && H5Awrite(copy.Get(), type.Get(), bytes.data()) >= 0;
+    if (moved && H5Tdetect_class(type.Get(), H5T_VLEN) + H5Tis_variable_str(type.Get()) > 0)
+      H5Dvlen_reclaim(type.Get(), space.Get(), H5P_DEFAULT, bytes.data());
+    if (!written)
+      return false;
+  }
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}

@@ -21,3 +21,5 @@ bool hdf_ListLinks(hid_t group, std::vector<hdf_Link>& links, std::uint64_t most
 bool hdf_ListAttributes(hid_t object, std::set<std::string>& names, std::uint64_t most = UINT64_MAX);
 /// The text of an attribute that has one, of variable length. \param type the attribute's.
 bool hdf_ReadVariableText(hid_t attribute, hid_t type, std::string& text);
+/// Gives `to`, which has none of them yet, the attributes of `from`.
+bool hdf_CopyAttributes(hid_t from, hid_t to);
