@@ -64,6 +64,15 @@ bool vfd_Place::HasRoom() const {
   return false;
 }
 
+std::string vfd_Place::LostName(std::uint64_t generation) const {
+  char suffix[32];
+  const auto length = static_cast<std::size_t>(
+      std::snprintf(suffix, sizeof suffix, ".lost-%016llx", static_cast<unsigned long long>(generation)));
+  const long limit = ::fpathconf(m_directory.Get(), _PC_NAME_MAX);
+  const std::string name = JournalName();
+  return name.substr(0, limit < 0 ? name.size() : static_cast<std::size_t>(limit) - length) + suffix;
+}
+
 vfd_Descriptor vfd_Place::Open(const std::string& name, int flags, unsigned mode) const {
   int descriptor;
   do

@@ -25,6 +25,10 @@ class vfd_Place {
   /// Of a journal that is going to take the place of the one of that name.
   std::string NextName() const { return Neighbour("-journal-next"); }
 
+  /// Under which the journal of that generation is kept for people to look at, shortened where it is too
+  /// long.
+  std::string LostName(std::uint64_t generation) const;
+
   // Names in the directory. All answer false, or a closed descriptor, with errno set.
   /// Never follows a link and never waits for the other end of a pipe.
   vfd_Descriptor Open(const std::string& name, int flags, unsigned mode = 0) const;

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <limits>
 #include <sys/stat.h>
 
@@ -91,11 +90,9 @@ bool vfd_Store::BringFoundHome() {
   m_image.HasApplied();
   // What cannot be read now may be worth something to somebody later.
   if (found.state == vfd_JournalContent::State::kDamaged) {
-    char suffix[32];
-    std::snprintf(suffix, sizeof suffix, ".lost-%016llx",
-                  static_cast<unsigned long long>(found.header.generation));
-    m_note = "note: the damaged journal is kept as " + place.JournalName() + suffix;
-    if (!place.Rename(place.JournalName(), place.JournalName() + suffix, true))
+    const std::string lost = place.LostName(found.header.generation);
+    m_note = "note: the damaged journal is kept as " + lost;
+    if (!place.Rename(place.JournalName(), lost, true))
       return vfd_Fail("set the damaged journal aside");
     m_files.journal.Close();
   } else if (!m_files.journal.Remove(place)) {
