@@ -120,8 +120,8 @@ bool vfd_Store::SetAsideJournal(std::string& lost) {
     return vfd_Refuse("a file " + name + " that is no journal is in the way");
   if (content.state == vfd_JournalContent::State::kEmpty)
     return place.Remove(name, vfd_FileIdentity::Of(status)) || vfd_Fail("remove an old journal");
-  lost = place.LostName(content.header.generation != 0 ? content.header.generation : content.header.salt);
-  if (!place.Rename(name, lost, true))
+  const vfd_Header& header = content.header;
+  if (!place.SetJournalAside(header.generation != 0 ? header.generation : header.salt, lost))
     return vfd_Fail("set an old journal aside");
   m_note = "note: a journal of another file was in the way; it is kept as " + lost;
   return true;

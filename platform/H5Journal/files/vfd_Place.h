@@ -25,10 +25,6 @@ class vfd_Place {
   /// Of a journal that is going to take the place of the one of that name.
   std::string NextName() const { return Neighbour("-journal-next"); }
 
-  /// Under which the journal of that generation is kept for people to look at, shortened where it is too
-  /// long.
-  std::string LostName(std::uint64_t generation) const;
-
   // Names in the directory. All answer false, or a closed descriptor, with errno set.
   /// Never follows a link and never waits for the other end of a pipe.
   vfd_Descriptor Open(const std::string& name, int flags, unsigned mode = 0) const;
@@ -39,6 +35,9 @@ class vfd_Place {
   bool Remove(const std::string& name, const vfd_FileIdentity& file) const;
   /// With `mustBeNew` an existing file of the new name is left alone, errno EEXIST.
   bool Rename(const std::string& from, const std::string& to, bool mustBeNew) const;
+  /// Keeps the journal for people to look at, under a name with its generation. \param lost becomes that
+  /// name.
+  bool SetJournalAside(std::uint64_t generation, std::string& lost) const;
   /// Waits until the directory's names are on the disk.
   bool Sync() const;
   /// Tells every name that begins with `prefix`.

@@ -90,10 +90,10 @@ bool vfd_Store::BringFoundHome() {
   m_image.HasApplied();
   // What cannot be read now may be worth something to somebody later.
   if (found.state == vfd_JournalContent::State::kDamaged) {
-    const std::string lost = place.LostName(found.header.generation);
-    m_note = "note: the damaged journal is kept as " + lost;
-    if (!place.Rename(place.JournalName(), lost, true))
+    std::string lost;
+    if (!place.SetJournalAside(found.header.generation, lost))
       return vfd_Fail("set the damaged journal aside");
+    m_note = "note: the damaged journal is kept as " + lost;
     m_files.journal.Close();
   } else if (!m_files.journal.Remove(place)) {
     return false;
