@@ -24,6 +24,18 @@ extern "C" [[gnu::visibility("default")]] int fdatasync(int descriptor) {
   return s_system(descriptor);
 }
 
+// The same: notes what a file was like when its first byte was written.
+static std::map<ino_t, struct stat> s_atFirst;
+extern "C" [[gnu::visibility("default")]] ssize_t pwrite(int file, const void* bytes, size_t count,
+                                                         off_t at) {
+  static const auto s_system =
+      reinterpret_cast<ssize_t (*)(int, const void*, size_t, off_t)>(::dlsym(RTLD_NEXT, "pwrite"));
+  struct stat status;
+  if (::fstat(file, &status) == 0 && status.st_size == 0)
+    s_atFirst[status.st_ino] = status;
+  return s_system(file, bytes, count, at);
+}
+
 namespace {
 
 using Journal = platform_JournalFixture;
@@ -292,6 +304,34 @@ TEST_F(Journal, ANewFileAppearsWithItsFirstCommitPointAndReplacesTheOldOneThen) 
   ORXSimManager::CloseContext(context);
   EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms{0640});
   EXPECT_EQ(Value(path), 2) << LastError();
+}
+
+TEST_F(Journal, WhatIsMadeBesideAFileIsItsOwnersFromTheFirstByte) {
+  const std::string path = Path("a.pdm");
+  const bool root = ::geteuid() == 0;
+  for (const auto& [mode, mask] : {std::pair{0600, 077}, {0600, 0}, {0660, 077}, {0660, 0}, {0644, 022}}) {
+    Make(path, 1);
+    EXPECT_EQ(::chmod(path.c_str(), static_cast<mode_t>(mode)), 0);
+    EXPECT_EQ(root ? ::chown(path.c_str(), 4711, 4712) : 0, 0);
+    struct stat file, journal;
+    ::stat(path.c_str(), &file);
+    s_atFirst.clear();
+    const mode_t before = ::umask(static_cast<mode_t>(mask));
+    ORXSimContextID context = Open(path);
+    EXPECT_TRUE(Set(context, 2) && ::stat((path + "-journal").c_str(), &journal) == 0);
+    ORXSimManager::CloseContext(context);
+    context = Create(path); // replaces it
+    Set(context, 3);
+    Set(context, 4);
+    ORXSimManager::CloseContext(context);
+    ::umask(before);
+    EXPECT_EQ(s_atFirst.size(), 2u) << "journals may have the number of one that is gone";
+    s_atFirst[0] = journal;
+    for (const auto& [number, made] : s_atFirst) {
+      EXPECT_EQ(made.st_mode & 07777, static_cast<mode_t>(mode)) << mask;
+      EXPECT_TRUE(made.st_uid == file.st_uid && made.st_gid == file.st_gid);
+    }
+  }
 }
 
 } // namespace

@@ -2,71 +2,15 @@
 #include "platform_JournalFixture.h"
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Journal.h>
-#include <support/sys_NoRoom.h>
 
-#include <algorithm>
-#include <cstring>
-#include <dlfcn.h>
-#include <functional>
-#include <map>
-#include <memory>
-#include <sys/mman.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
-// Stands in place of the system's: notes what a file was like when its first byte was written.
-static std::map<ino_t, struct stat> s_atFirst;
-extern "C" [[gnu::visibility("default")]] ssize_t pwrite(int file, const void* bytes, size_t count,
-                                                         off_t at) {
-  static const auto s_system =
-      reinterpret_cast<ssize_t (*)(int, const void*, size_t, off_t)>(::dlsym(RTLD_NEXT, "pwrite"));
-  struct stat status;
-  if (::fstat(file, &status) == 0 && status.st_size == 0)
-    s_atFirst[status.st_ino] = status;
-  return s_system(file, bytes, count, at);
-}
-
 namespace {
-
-// Another process, which stops within its work and is killed after it.
-class Other {
- public:
-  explicit Other(const std::function<void(const std::function<void()>&)>& work) {
-    if (::pipe(m_there) != 0 || ::pipe(m_back) != 0)
-      throw std::bad_alloc();
-    m_process = ::fork();
-    char byte = 0;
-    if (m_process == 0) {
-      work([&] { byte = static_cast<char>(::write(m_back[1], "x", 1) + ::read(m_there[0], &byte, 1)); });
-      ::raise(SIGKILL);
-    }
-    EXPECT_EQ(::read(m_back[0], &byte, 1), 1);
-  }
-  Other(const Other&) = delete;
-  Other& operator=(const Other&) = delete;
-  ~Other() { GoOn(); }
-  void GoOn() {
-    if (m_process > 0 && ::write(m_there[1], "x", 1) == 1)
-      ::waitpid(std::exchange(m_process, 0), nullptr, 0);
-  }
-
- private:
-  int m_there[2], m_back[2];
-  pid_t m_process;
-};
 
 class Ownership : public platform_JournalFixture {
  protected:
-  // What lies in the directory.
-  std::map<std::string, std::string> All() const {
-    std::map<std::string, std::string> all;
-    for (const auto& entry : fs::directory_iterator(m_directory.Name()))
-      all[entry.path().filename()] =
-          entry.is_regular_file() && !entry.is_symlink() ? sys_Bytes(entry.path()) : "special";
-    return all;
-  }
   void ExpectRefusedAndLeft(const std::string& path, const std::string& words) const {
     SCOPED_TRACE(path + ' ' + words);
     const auto before = All();
@@ -84,19 +28,8 @@ class Ownership : public platform_JournalFixture {
     EXPECT_EQ(Value(path), value) << path << LastError();
     EXPECT_FALSE(fs::exists(path + "-journal"));
   }
-  // As a reader sees it, -1 when it is refused.
-  static int Shown(const std::string& path) {
-    const ORXSimContextID context = Open(path, true);
-    const int value = context.IsNull() ? -1 : Get(context);
-    ORXSimManager::CloseContext(context);
-    return value;
-  }
   static void Change(const std::string& path, int value) {
     const ORXSimContextID context = Open(path, false, 2);
-    EXPECT_TRUE(Set(context, value) && ORXSimManager::CloseContext(context)) << LastError();
-  }
-  static void Make(const std::string& path, int value) {
-    const ORXSimContextID context = Create(path);
     EXPECT_TRUE(Set(context, value) && ORXSimManager::CloseContext(context)) << LastError();
   }
   static void Copy(const std::string& from, const std::string& to) {
@@ -104,69 +37,35 @@ class Ownership : public platform_JournalFixture {
   }
 };
 
-TEST_F(Ownership, WhatIsMadeBesideAFileIsItsOwnersFromTheFirstByte) {
-  const std::string path = Path("a.pdm");
-  const bool root = ::geteuid() == 0;
-  for (const auto& [mode, mask] : {std::pair{0600, 077}, {0600, 0}, {0660, 077}, {0660, 0}, {0644, 022}}) {
-    Make(path, 1);
-    EXPECT_EQ(::chmod(path.c_str(), static_cast<mode_t>(mode)), 0);
-    EXPECT_EQ(root ? ::chown(path.c_str(), 4711, 4712) : 0, 0);
-    struct stat file, journal;
-    ::stat(path.c_str(), &file);
-    s_atFirst.clear();
-    const mode_t before = ::umask(static_cast<mode_t>(mask));
-    ORXSimContextID context = Open(path);
-    EXPECT_TRUE(Set(context, 2) && ::stat((path + "-journal").c_str(), &journal) == 0);
-    ORXSimManager::CloseContext(context);
-    context = Create(path); // replaces it
-    Set(context, 3);
-    Set(context, 4);
-    ORXSimManager::CloseContext(context);
-    ::umask(before);
-    EXPECT_EQ(s_atFirst.size(), 2u) << "journals may have the number of one that is gone";
-    s_atFirst[0] = journal;
-    for (const auto& [number, made] : s_atFirst) {
-      EXPECT_EQ(made.st_mode & 07777, static_cast<mode_t>(mode)) << mask;
-      EXPECT_TRUE(made.st_uid == file.st_uid && made.st_gid == file.st_gid);
-    }
-  }
-}
-
 TEST_F(Ownership, AJournalThatOthersMayHaveWrittenIsRefusedAndLeft) {
   const std::string path = Hot(), journal = path + "-journal", kept = Path("kept");
   fs::rename(journal, kept);
-  const auto put = [&] { return Copy(kept, journal), journal.c_str(); };
-  if (::geteuid() == 0) {
-    EXPECT_EQ(::chown(put(), 12345, 12345), 0);
-    ExpectRefusedAndLeft(path, "belongs to user 12345");
+  const auto refuse = [&](const char* words, auto make) {
+    make();
+    ExpectRefusedAndLeft(path, words);
     fs::remove(journal);
-  }
-  EXPECT_EQ(::chmod(put(), 0666), 0);
-  ExpectRefusedAndLeft(path, "by more people");
-  fs::remove(journal);
-  fs::create_hard_link(kept, journal);
-  ExpectRefusedAndLeft(path, "another name");
-  fs::remove(journal);
-  fs::create_symlink(kept, journal);
-  ExpectRefusedAndLeft(path, "not a regular file");
-  fs::remove(journal);
-  EXPECT_EQ(::mkfifo(journal.c_str(), 0600), 0);
-  ExpectRefusedAndLeft(path, "not a regular file");
-  fs::remove(journal);
-  fs::create_directory(journal);
-  ExpectRefusedAndLeft(path, "not a regular file");
-  fs::remove(journal);
+  };
+  const auto give = [&](uid_t user, mode_t mode) {
+    Copy(kept, journal);
+    EXPECT_EQ(::chown(journal.c_str(), user, user) | ::chmod(journal.c_str(), mode), 0);
+  };
+  if (::geteuid() == 0)
+    refuse("belongs to user 12345", [&] { give(12345, 0600); });
+  refuse("by more people", [&] { give(static_cast<uid_t>(-1), 0666); });
+  refuse("another name", [&] { fs::create_hard_link(kept, journal); });
+  refuse("not a regular file", [&] { fs::create_symlink(kept, journal); });
+  refuse("not a regular file", [&] { ::mkfifo(journal.c_str(), 0600); });
+  refuse("not a regular file", [&] { fs::create_directory(journal); });
   fs::rename(kept, journal);
   EXPECT_EQ(Value(path), 7);
 }
 
 TEST_F(Ownership, FilesAreFoundByWhatTheyAreAndNotByTheirNames) {
   const std::string path = Path("a.pdm"), away = Path("away.pdm");
-  // The first one closes its file; dies; dies, and had just begun a generation when its journal was set
-  // aside.
+  // The first one closes its file; dies; dies, and had just begun a generation when that happened.
   for (const char end : {'c', 'd', 'g'}) {
     Make(path, 1);
-    Other first([&](const auto& pause) {
+    platform_Other first([&](const auto& pause) {
       const ORXSimContextID context = Open(path);
       do
         Set(context, 2);
@@ -177,7 +76,7 @@ TEST_F(Ownership, FilesAreFoundByWhatTheyAreAndNotByTheirNames) {
         ORXSimManager::CloseContext(context);
     });
     fs::rename(path, away);
-    Other second([&](const auto& pause) {
+    platform_Other second([&](const auto& pause) {
       const ORXSimContextID context = Create(path);
       Set(context, 5);
       Set(context, 6);
@@ -202,7 +101,7 @@ TEST_F(Ownership, FilesAreFoundByWhatTheyAreAndNotByTheirNames) {
     const ORXSimContextID context = Create(path);
     if (replace)
       fs::rename(path, away);
-    Other other([&](const auto& pause) {
+    platform_Other other([&](const auto& pause) {
       const ORXSimContextID second = Create(path);
       for (int value = 5; value < 8; ++value)
         Set(second, value);
@@ -296,34 +195,6 @@ TEST_F(Ownership, WhatIsOfAnotherTimeIsRefused) {
   ExpectDiscarded(path, 1);
 }
 
-TEST_F(Ownership, AnyChangedByteIsFoundOrWithinTheLastCommit) {
-  const std::string path = Hot(), journal = path + "-journal";
-  const std::string file = sys_Bytes(path), frames = sys_Bytes(journal);
-  std::vector<std::size_t> ends; // of the commits
-  for (std::size_t at = 512; ends.size() < 6 && at < frames.size();)
-    if (frames[at] == 1)
-      at += 4120;
-    else
-      ends.push_back(at += 40);
-  ASSERT_EQ(ends.back(), frames.size());
-  for (std::size_t at = 0, i = 0; at < frames.size(); at += 97, ++i) {
-    std::string damaged = frames;
-    damaged[at] = static_cast<char>(damaged[at] ^ (1 << i % 8));
-    Put(journal, damaged);
-    const auto before =
-        static_cast<int>(std::count_if(ends.begin(), ends.end(), [&](auto end) { return end <= at; }));
-    const int expected = at < 512 || before < 5 ? -1 : 1 + before;
-    ASSERT_EQ(Shown(path), expected) << at;
-    if (i % 8 != 0 || at < 512)
-      continue;
-    ASSERT_TRUE(ORXSimJournal::Apply(path.c_str(), true)) << at << LastError();
-    ASSERT_EQ(Value(path), 1 + before) << at;
-    for (const auto& [name, bytes] : All())
-      fs::remove(Path(name));
-    Put(path, file);
-  }
-}
-
 TEST_F(Ownership, AJournalOfAFileThatVanishedIsKeptAndAnOpenFileIsNotReplaced) {
   const std::string path = Hot(), journal = path + "-journal", frames = sys_Bytes(journal);
   const std::string lost = "a.pdm-journal.lost-";
@@ -337,7 +208,7 @@ TEST_F(Ownership, AJournalOfAFileThatVanishedIsKeptAndAnOpenFileIsNotReplaced) {
   EXPECT_EQ(kept, 1);
   ORXSimManager::CloseContext(context);
   EXPECT_EQ(Value(path), 1);
-  Other other([&](const auto& pause) {
+  platform_Other other([&](const auto& pause) {
     const ORXSimContextID writer = Open(path);
     Set(writer, 2);
     pause();
@@ -376,69 +247,6 @@ TEST_F(Ownership, OnlyWhatDeadWritersLeftIsSwept) {
   ORXSimManager::CloseContext(context);
   expectUsers();
   EXPECT_FALSE(fs::exists(path));
-}
-
-TEST_F(Ownership, WhatWasAcknowledgedOnAFullDiskIsThere) {
-  const std::string disk = Path("disk"), path = disk + "/a.pdm";
-  fs::create_directory(disk);
-  const bool small = ::mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=1m") == 0;
-  auto* const last = static_cast<int*>(
-      ::mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  for (const int option : {1, 2}) {
-    Make(path, 1);
-    *last = 1;
-    Die([&] {
-      const ORXSimContextID writer = Open(path, false, option);
-      const auto limited = small ? nullptr : std::make_unique<sys_NoRoom>(1 << 20);
-      for (int value = 2, failed = 0; failed < 20 && value < 10000; ++value) {
-        ORXSimUpdate update(writer);
-        platform_Fixture::Put(RootOf(writer), std::to_string(value).c_str(),
-                              std::vector<int>(700 * (value % 5)));
-        RootOf(writer).DatasetOpen("n").Write(kInt, &value, 1);
-        if (update.Commit())
-          *last = value;
-        else
-          ++failed;
-      }
-      *last = -*last; // it came to the end
-    });
-    ASSERT_LT(*last, -10);
-    const auto limited = small ? nullptr : std::make_unique<sys_NoRoom>(1 << 20);
-    EXPECT_EQ(Shown(path), -*last) << LastError();
-    EXPECT_EQ(Value(path), -*last) << LastError();
-    EXPECT_FALSE(fs::exists(path + "-journal"));
-    fs::remove(path);
-  }
-  ::munmap(last, sizeof *last);
-  EXPECT_EQ(small ? ::umount(disk.c_str()) : 0, 0);
-}
-
-TEST_F(Ownership, NamesOfAnyLengthWorkOrAreRefusedBeforeAnythingIsMade) {
-  for (const std::size_t length : {200, 225, 226, 239, 240, 255, 256}) {
-    const std::string path = Path(std::string(length, 'n'));
-    const ORXSimContextID context = Create(path);
-    if (context.IsNull()) {
-      EXPECT_GT(length, 239u);
-      EXPECT_TRUE(All().empty());
-      continue;
-    }
-    EXPECT_TRUE(Set(context, 1) && Set(context, 2) && ORXSimManager::CloseContext(context)) << LastError();
-    Die([&] {
-      const ORXSimContextID writer = Open(path);
-      for (int value = 3; value < 7; ++value)
-        Set(writer, value);
-    });
-    std::string damaged = sys_Bytes(path + "-journal");
-    damaged[damaged.size() / 2] ^= 1;
-    Put(path + "-journal", damaged);
-    const auto before = All();
-    if (ORXSimJournal::Apply(path.c_str(), true))
-      EXPECT_EQ(All().size(), 2u) << "the damaged journal is kept";
-    else
-      EXPECT_TRUE(All() == before) << LastError();
-    for (const auto& [name, bytes] : All())
-      fs::remove(Path(name));
-  }
 }
 
 } // namespace
