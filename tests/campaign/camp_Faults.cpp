@@ -44,7 +44,9 @@ camp_Rows sweep(const char* campaign, std::span<const camp_Config> configs, std:
       calls = calls == 0 ? board.*total : calls;
       died += status != 0;
       const bool isFull = fate.io.error == camp_Plan::kFull;
-      if (status == -SIGALRM || status == -SIGABRT)
+      // Without memory HDF5 may damage the heap, and the system's allocator ends the process.
+      const bool heap = status == -SIGABRT && fate.allocations.failAt != 0;
+      if (status == -SIGALRM || status == camp_kTerminated || (status == -SIGABRT && !heap))
         row.Bad(what + (status == -SIGALRM ? ": hangs" : ": gives up"));
       else if (isFull &&
                !trial.Check(camp_Look::kOpen, {.failAt = 1, .forGood = true, .error = camp_Plan::kFull}))

@@ -79,6 +79,9 @@ bool camp_Examine(const std::string& file, const camp_Config& config, camp_Look 
 /// rolled back.
 void camp_Host(camp_Workload& workload, camp_Session& session, int first, int count, camp_Board& board);
 
+/// How a process ends that an exception leaves.
+inline constexpr int camp_kTerminated = 97;
+
 /// What happens to a process on its way.
 struct camp_Fate {
   camp_Plan io{}, allocations{};

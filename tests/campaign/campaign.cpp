@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include <ctime>
+#include <exception>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <unistd.h>
@@ -116,6 +117,7 @@ camp_Rows camp_ForEachConfig(const char* campaign, std::span<const camp_Config> 
 }
 
 int main(int argc, char** argv) {
+  std::set_terminate([] { ::_exit(camp_kTerminated); });
   CLI::App program("Tries to damage files, and looks whether they hold what was committed.");
   program.footer(kFooter);
   program.require_subcommand(1);

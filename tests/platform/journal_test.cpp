@@ -1,16 +1,13 @@
-#include "platform_Fixture.h"
+#include "platform_JournalFixture.h"
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Journal.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Checksum.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <dlfcn.h>
 #include <map>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 // Stands in place of the system's: notes which length of a file is on the disk, and fails once when asked to.
 static bool s_syncFails = false;
@@ -27,63 +24,21 @@ extern "C" [[gnu::visibility("default")]] int fdatasync(int descriptor) {
   return s_system(descriptor);
 }
 
+// The same: notes what a file was like when its first byte was written.
+static std::map<ino_t, struct stat> s_atFirst;
+extern "C" [[gnu::visibility("default")]] ssize_t pwrite(int file, const void* bytes, size_t count,
+                                                         off_t at) {
+  static const auto s_system =
+      reinterpret_cast<ssize_t (*)(int, const void*, size_t, off_t)>(::dlsym(RTLD_NEXT, "pwrite"));
+  struct stat status;
+  if (::fstat(file, &status) == 0 && status.st_size == 0)
+    s_atFirst[status.st_ino] = status;
+  return s_system(file, bytes, count, at);
+}
+
 namespace {
 
-const hdf_Datatype kInt = hdf_Datatype::NATIVE_INT;
-
-class Journal : public platform_Fixture {
- protected:
-  static bool Set(ORXSimContextID context, int value) {
-    const hdf_Group root = RootOf(context);
-    const hdf_Dataset n =
-        root.GetObjinfoExists("n") ? root.DatasetOpen("n") : root.DatasetCreate("n", kInt, Line(1));
-    return n.Write(kInt, &value, 1) && ORXSimContextRef(context).Commit();
-  }
-  static int Get(ORXSimContextID context) {
-    int value = -1;
-    RootOf(context).DatasetOpen("n").Read(kInt, &value, 1);
-    return value;
-  }
-  static ORXSimContextID OpenLive(const std::string& path) { return Open(path, true, 3); }
-  // As the next one to open the file reads it.
-  static int Value(const std::string& path) {
-    const ORXSimContextID context = Open(path);
-    const int value = Get(context);
-    ORXSimManager::CloseContext(context);
-    return value;
-  }
-  // In a process of its own, which is killed afterwards.
-  template <class Work>
-  static void Die(Work work) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-      work();
-      ::raise(SIGKILL);
-    }
-    ::waitpid(child, nullptr, 0);
-  }
-  // A file with n = 1 and a journal with n = 7 of a writer that died, with `option`.
-  std::string Hot(const char* name = "a.pdm", int option = 1) {
-    const std::string path = Path(name);
-    const ORXSimContextID context = Create(path);
-    Set(context, 1);
-    ORXSimManager::CloseContext(context);
-    Die([&] {
-      const ORXSimContextID writer = Open(path, false, option);
-      for (int value = 2; value <= 7; ++value)
-        Set(writer, value);
-      const ORXSimUpdate unfinished(writer);
-      const int lost = 8;
-      RootOf(writer).DatasetOpen("n").Write(kInt, &lost, 1);
-      ::raise(SIGKILL);
-    });
-    EXPECT_TRUE(std::filesystem::exists(path + "-journal"));
-    return path;
-  }
-  static void Put(const std::string& path, std::string bytes) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-  }
-};
+using Journal = platform_JournalFixture;
 
 TEST_F(Journal, AHotFileIsReadWithoutAWriteAndRecoveredByItsNextWriter) {
   const std::string path = Hot("a.pdm", 2), journal = path + "-journal";
@@ -349,6 +304,34 @@ TEST_F(Journal, ANewFileAppearsWithItsFirstCommitPointAndReplacesTheOldOneThen) 
   ORXSimManager::CloseContext(context);
   EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms{0640});
   EXPECT_EQ(Value(path), 2) << LastError();
+}
+
+TEST_F(Journal, WhatIsMadeBesideAFileIsItsOwnersFromTheFirstByte) {
+  const std::string path = Path("a.pdm");
+  const bool root = ::geteuid() == 0;
+  for (const auto& [mode, mask] : {std::pair{0600, 077}, {0600, 0}, {0660, 077}, {0660, 0}, {0644, 022}}) {
+    Make(path, 1);
+    EXPECT_EQ(::chmod(path.c_str(), static_cast<mode_t>(mode)), 0);
+    EXPECT_EQ(root ? ::chown(path.c_str(), 4711, 4712) : 0, 0);
+    struct stat file, journal;
+    ::stat(path.c_str(), &file);
+    s_atFirst.clear();
+    const mode_t before = ::umask(static_cast<mode_t>(mask));
+    ORXSimContextID context = Open(path);
+    EXPECT_TRUE(Set(context, 2) && ::stat((path + "-journal").c_str(), &journal) == 0);
+    ORXSimManager::CloseContext(context);
+    context = Create(path); // replaces it
+    Set(context, 3);
+    Set(context, 4);
+    ORXSimManager::CloseContext(context);
+    ::umask(before);
+    EXPECT_EQ(s_atFirst.size(), 2u) << "journals may have the number of one that is gone";
+    s_atFirst[0] = journal;
+    for (const auto& [number, made] : s_atFirst) {
+      EXPECT_EQ(made.st_mode & 07777, static_cast<mode_t>(mode)) << mask;
+      EXPECT_TRUE(made.st_uid == file.st_uid && made.st_gid == file.st_gid);
+    }
+  }
 }
 
 } // namespace

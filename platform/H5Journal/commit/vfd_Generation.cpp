@@ -159,6 +159,7 @@ bool vfd_Store::WriteShortened(vfd_Journal& journal, vfd_PageIndex& index) {
   vfd_Header header = NewHeader();
   header.generation = m_files.journal.Generation();
   header.sequence = m_sequence - 1;
+  header.whole = true;
   if ((m_options.Power() && !SyncMain()) || ::fstat(m_files.main.Get(), &status) != 0 ||
       !vfd_ReadSectorSum(m_files.main.Get(), header.firstSector) ||
       !journal.Make(m_files.place, m_files.place.NextName(), status) || !journal.Start(header))

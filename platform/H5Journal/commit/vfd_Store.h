@@ -146,7 +146,8 @@ class vfd_Store {
   void NoteDropped();
   bool PlaceFresh(const Plan& plan);
   bool ReserveHoles(const Plan& plan);
-  bool SetAsideJournal();
+  bool SetAsideJournal(std::string& lost);
+  bool TakeName();
   bool SyncDirect();
   bool SyncMain();
   bool SyncDirectory();

@@ -6,7 +6,7 @@
 #include <H5Journal/opening/vfd_Superblock.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 
@@ -104,9 +104,10 @@ bool vfd_Store::SyncDirectory() {
          (vfd_Fail("sync the directory"), Poison());
 }
 
-// What lies there under the journal's name belonged to a file that is gone or replaced: perhaps all that is
-// left of it.
-bool vfd_Store::SetAsideJournal() {
+// What lies there under the journal's name belongs to a file that is gone or has another name now: perhaps
+// all that is left of it. One without a commit may get some from a writer at work. \param lost becomes its
+// new name.
+bool vfd_Store::SetAsideJournal(std::string& lost) {
   const vfd_Place& place = m_files.place;
   const std::string name = place.JournalName();
   struct stat status;
@@ -118,18 +119,37 @@ bool vfd_Store::SetAsideJournal() {
     return vfd_Fail("read an old journal");
   if (content.state == vfd_JournalContent::State::kNoHeader)
     return vfd_Refuse("a file " + name + " that is no journal is in the way");
-  const bool empty = content.state == vfd_JournalContent::State::kEmpty ||
-                     (content.state == vfd_JournalContent::State::kSound && content.commits == 0);
-  if (empty)
+  if (content.state == vfd_JournalContent::State::kEmpty)
     return place.Remove(name, vfd_FileIdentity::Of(status)) || vfd_Fail("remove an old journal");
-  char number[32];
-  std::snprintf(number, sizeof number, "%016llx",
-                static_cast<unsigned long long>(content.header.generation != 0 ? content.header.generation
-                                                                               : content.header.salt));
-  const std::string lost = name + ".lost-" + number;
-  if (!place.Rename(name, lost, true))
+  const vfd_Header& header = content.header;
+  if (!place.SetJournalAside(header.generation != 0 ? header.generation : header.salt, lost))
     return vfd_Fail("set an old journal aside");
   m_note = "note: a journal of another file was in the way; it is kept as " + lost;
+  return true;
+}
+
+// Another process may have given the name, and a journal, to a file of its own since.
+bool vfd_Store::TakeName() {
+  const vfd_Place& place = m_files.place;
+  const auto fail = [] { return vfd_Fail("give the file its name"); };
+  vfd_FileIdentity old;
+  struct stat status;
+  const bool replaces =
+      m_replaced.IsOpen() && vfd_FileIdentity::Of(m_replaced.Get(), old) && place.Is(place.Name(), old);
+  if (!replaces && place.Status(place.Name(), status)) {
+    errno = EEXIST;
+    return fail();
+  }
+  std::string lost;
+  if (!SetAsideJournal(lost) || (!m_note.empty() && !SyncDirectory()))
+    return false;
+  if (!place.Rename(m_temporary, place.Name(), !replaces)) {
+    fail();
+    if (!lost.empty() && place.Rename(lost, place.JournalName(), true))
+      m_note.clear();
+    return false;
+  }
+  m_temporary.clear();
   return true;
 }
 
@@ -156,11 +176,8 @@ bool vfd_Store::CommitFirst() {
   m_directDirty = true;
   if (!(m_options.Power() ? SyncDirect() : !m_replaced.IsOpen() || SyncMain()))
     return false;
-  if (!SetAsideJournal() || (!m_note.empty() && !SyncDirectory()))
+  if (!TakeName())
     return false;
-  if (!m_files.place.Rename(m_temporary, m_files.place.Name(), !m_replaced.IsOpen()))
-    return vfd_Fail("give the file its name");
-  m_temporary.clear();
   m_replaced.Close();
   const bool synced = SyncDirectory();
   mark.isNew = false;

@@ -11,6 +11,8 @@
 namespace {
 constexpr std::size_t kLongestSuffix = 16; // "-journal-next", and ".new-" with a process id
 
+constexpr int kMostOthers = 99; // journals of one generation that were set aside
+
 class DirectoryCloser {
  public:
   void operator()(DIR* directory) const { ::closedir(directory); }
@@ -98,6 +100,22 @@ bool vfd_Place::Rename(const std::string& from, const std::string& to, bool must
 #endif
   // Not every file system can: a second name, then the first away.
   return ::linkat(here, from.c_str(), here, to.c_str(), 0) == 0 && ::unlinkat(here, from.c_str(), 0) == 0;
+}
+
+bool vfd_Place::SetJournalAside(std::uint64_t generation, std::string& lost) const {
+  const std::string name = JournalName();
+  const long limit = ::fpathconf(m_directory.Get(), _PC_NAME_MAX);
+  char number[32];
+  std::snprintf(number, sizeof number, ".lost-%016llx", static_cast<unsigned long long>(generation));
+  for (int others = 0; others <= kMostOthers; ++others) {
+    const std::string suffix = number + (others == 0 ? "" : '-' + std::to_string(others));
+    lost = name.substr(0, limit < 0 ? name.size() : static_cast<std::size_t>(limit) - suffix.size()) + suffix;
+    if (Rename(name, lost, true))
+      return true;
+    if (errno != EEXIST)
+      return false;
+  }
+  return false;
 }
 
 bool vfd_Place::Sync() const {

@@ -35,6 +35,9 @@ class vfd_Place {
   bool Remove(const std::string& name, const vfd_FileIdentity& file) const;
   /// With `mustBeNew` an existing file of the new name is left alone, errno EEXIST.
   bool Rename(const std::string& from, const std::string& to, bool mustBeNew) const;
+  /// Keeps the journal for people to look at, under a name with its generation. \param lost becomes that
+  /// name.
+  bool SetJournalAside(std::uint64_t generation, std::string& lost) const;
   /// Waits until the directory's names are on the disk.
   bool Sync() const;
   /// Tells every name that begins with `prefix`.

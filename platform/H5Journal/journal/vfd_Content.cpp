@@ -150,6 +150,9 @@ class Beyond {
         return false;
       reader.Skip(skipped + 1);
     }
+    // Nothing was being written when its first commit was: that one cannot be torn.
+    if (m_content.header.whole && m_content.commits == 0)
+      m_content.lostCommits = std::max<std::uint64_t>(m_content.lostCommits, 1);
     if (m_content.lostCommits > 0) {
       m_content.state = vfd_JournalContent::State::kDamaged;
       m_content.damagedAt = from;

@@ -17,7 +17,8 @@ constexpr std::size_t kSector = 512;
 
 // Places in the header.
 constexpr std::size_t kSalt = 16, kBase = 24, kFirstSector = 32, kGeneration = 40, kFileId = 48,
-                      kSequence = 64, kWriter = 72, kPrevious = 144, kHeaderSum = kVfdHeader - 8;
+                      kSequence = 64, kWriter = 72, kPrevious = 144, kWhole = 152,
+                      kHeaderSum = kVfdHeader - 8;
 
 bool sumHolds(std::uint64_t stored, std::uint64_t computed) {
   return stored == computed || vfd_Broken(vfd_Rule::kChecksum);
@@ -55,6 +56,7 @@ void vfd_Header::Encode(unsigned char (&bytes)[kVfdHeader]) const {
   vfd_PutNumber(bytes + kSequence, sequence);
   writer.Encode(bytes + kWriter);
   vfd_PutNumber(bytes + kPrevious, previous);
+  vfd_PutNumber(bytes + kWhole, std::uint64_t{whole});
   vfd_PutNumber(bytes + kHeaderSum, vfd_Checksum(bytes, kHeaderSum));
 }
 
@@ -69,6 +71,7 @@ bool vfd_Header::Decode(const unsigned char (&bytes)[kVfdHeader]) {
   firstSector = vfd_TakeNumber<std::uint64_t>(bytes + kFirstSector);
   generation = version < 2 ? 0 : vfd_TakeNumber<std::uint64_t>(bytes + kGeneration);
   previous = version < 2 ? 0 : vfd_TakeNumber<std::uint64_t>(bytes + kPrevious);
+  whole = version >= 2 && vfd_TakeNumber<std::uint64_t>(bytes + kWhole) != 0;
   std::memcpy(fileId.data(), bytes + kFileId, fileId.size());
   sequence = vfd_TakeNumber<std::uint64_t>(bytes + kSequence);
   writer.Decode(bytes + kWriter);

@@ -45,6 +45,7 @@ struct vfd_Header {
   std::uint64_t sequence = 0;    // number of the last commit before this generation
   vfd_FileId fileId{};           // of the main file; zeros: unknown
   vfd_Writer writer;
+  bool whole = false;   // it got its name when its first commit was in it: without that one it is damaged
   unsigned version = 2; // 1: records do not carry the salt, and there is no generation
 
   void Encode(unsigned char (&bytes)[kVfdHeader]) const;

@@ -139,9 +139,10 @@ static bool lookOnce(const vfd_Options& options, vfd_Files& files, vfd_JournalCo
     return vfd_Fail("read");
   vfd_Descriptor journal = files.place.Open(name, options.readOnly ? O_RDONLY : O_RDWR);
   if (!journal.IsOpen() && errno != ENOENT) {
-    verdict = {errno == ELOOP ? H5J_REFUSED : H5J_UNREADABLE, false,
-               "its journal " + name + (errno == ELOOP ? " is not a regular file" : " cannot be opened")};
-    return errno == ELOOP || vfd_Fail("open its journal");
+    const bool irregular = errno == ELOOP || errno == EISDIR || errno == ENXIO;
+    verdict = {irregular ? H5J_REFUSED : H5J_UNREADABLE, false,
+               "its journal " + name + (irregular ? " is not a regular file" : " cannot be opened")};
+    return irregular || vfd_Fail("open its journal");
   }
   if (journal.IsOpen()) {
     if (::fstat(journal.Get(), &status) != 0)

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <sys/stat.h>
 
 std::unique_ptr<vfd_Store> vfd_Store::Open(const vfd_Options& options, bool upToDamage) {
@@ -90,12 +89,10 @@ bool vfd_Store::BringFoundHome() {
   m_image.HasApplied();
   // What cannot be read now may be worth something to somebody later.
   if (found.state == vfd_JournalContent::State::kDamaged) {
-    char suffix[32];
-    std::snprintf(suffix, sizeof suffix, ".lost-%016llx",
-                  static_cast<unsigned long long>(found.header.generation));
-    m_note = "note: the damaged journal is kept as " + place.JournalName() + suffix;
-    if (!place.Rename(place.JournalName(), place.JournalName() + suffix, true))
+    std::string lost;
+    if (!place.SetJournalAside(found.header.generation, lost))
       return vfd_Fail("set the damaged journal aside");
+    m_note = "note: the damaged journal is kept as " + lost;
     m_files.journal.Close();
   } else if (!m_files.journal.Remove(place)) {
     return false;
