@@ -16,11 +16,12 @@ struct ORXSIM_API ORXSimJournalInfo {
   bool belongs = false;     // it was written for this file
   bool damaged = false;     // there are commits behind a damaged place
   bool writerAtWork = false;
-  std::uint64_t commits = 0;   // whole commits in it, before any damage; one that was written anew has the sum of many
+  std::uint64_t commits =
+      0; // whole commits in it, before any damage; one that was written anew has the sum of many
   std::uint64_t lostCommits = 0; // behind a damaged place, at least
-  std::uint64_t frames = 0;    // changed pages of 4096 bytes in them
-  std::uint64_t sequence = 0;  // number of the last commit in its writer's session
-  std::int64_t imageBytes = 0; // size of the file after the last commit
+  std::uint64_t frames = 0;      // changed pages of 4096 bytes in them
+  std::uint64_t sequence = 0;    // number of the last commit in its writer's session
+  std::int64_t imageBytes = 0;   // size of the file after the last commit
   std::int64_t journalBytes = 0;
   std::int64_t unfinishedBytes = 0; // behind the last commit: of a large update that was never finished
   std::uint64_t ownerProcess = 0;
@@ -40,8 +41,8 @@ class ORXSIM_API ORXSimJournal {
   /// there is no journal.
   /// \param upToDamage a damaged journal is applied up to the damaged place, and kept under another name.
   static bool Apply(const cow_String& fileName, bool upToDamage = false);
-  /// Removes the journal, or the file's claim to one that is missing. What it holds and the file does not show
-  /// is lost, and a file of which only a part was brought up to date may be damaged. Refused while a process has
-  /// the file open.
+  /// Removes the journal, or the file's claim to one that is missing. What it holds and the file does not
+  /// show is lost, and a file of which only a part was brought up to date may be damaged. Refused while a
+  /// process has the file open.
   static bool Discard(const cow_String& fileName);
 };

@@ -69,5 +69,5 @@ void hdf_Contexts::CloseAll() {
       hdf_Operation operation("close file", context.get());
       context->Close(operation);
       context.reset();
-        }
+    }
 }

@@ -77,7 +77,7 @@ struct hdf_Context {
   std::string fileName; // as the host gave it
   hid_t file = H5I_INVALID_HID;
   std::unique_ptr<H5J_hold_t, hdf_Releaser> hold; // the bytes under it, with the lock; while the file is open
-  bool isNew = false; // no commit point yet
+  bool isNew = false;                             // no commit point yet
   bool readOnly = false;
   bool live = false;  // reads beside a writer
   int durability = 1; // 0 none, 1 death of the process, 2 loss of power

@@ -25,9 +25,8 @@ bool hdf_Context::RefuseWrite(hdf_Operation& operation) const {
     return operation.Refuse(kForked);
   if (!barred)
     return operation.Refuse(kRolledBack);
-  return operation.Refuse(
-      "barred since: " + barCause +
-      (durability == 0 || Info().poisoned ? "; close the file" : "; roll back or close"));
+  return operation.Refuse("barred since: " + barCause +
+                          (durability == 0 || Info().poisoned ? "; close the file" : "; roll back or close"));
 }
 
 void hdf_Context::Bar(std::string_view cause, const char* during) noexcept {

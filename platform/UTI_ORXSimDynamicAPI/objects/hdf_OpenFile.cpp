@@ -49,8 +49,8 @@ hid_t view(const hdf_Context& context) {
   return H5Jview(context.hold.get(), hdf_Shared::Get().OldFileAccess());
 }
 
-// What a file without a mark has is an id in its content. Compared before a byte is written: a journal that was
-// copied or renamed must not meet another file.
+// What a file without a mark has is an id in its content. Compared before a byte is written: a journal that
+// was copied or renamed must not meet another file.
 bool checkJournal(hdf_Operation& operation, const hdf_Context& context, hid_t file) {
   hdf_FileIdBytes others{};
   const hdf_FileIdBytes id = hdf_ReadFileId(file);
@@ -62,7 +62,8 @@ bool checkJournal(hdf_Operation& operation, const hdf_Context& context, hid_t fi
 
 // Looked at before HDF5 may build on it, or a byte is written.
 bool isFit(hdf_Operation& operation, const hdf_Context& context) {
-  if (context.admit != nullptr && !context.admit(operation, context.Info().image_bytes, [&] { return view(context); }))
+  if (context.admit != nullptr &&
+      !context.admit(operation, context.Info().image_bytes, [&] { return view(context); }))
     return false;
   if (H5Jis_hot(context.hold.get()) <= 0 || context.Info().marked)
     return true;
