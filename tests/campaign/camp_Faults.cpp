@@ -44,10 +44,10 @@ camp_Rows sweep(const char* campaign, std::span<const camp_Config> configs, std:
       calls = calls == 0 ? board.*total : calls;
       died += status != 0;
       const bool isFull = fate.io.error == camp_Plan::kFull;
-      // Without memory HDF5 may damage the heap, and the system's allocator ends the process.
-      const bool heap = status == -SIGABRT && fate.allocations.failAt != 0;
-      if (status == -SIGALRM || status == camp_kTerminated || (status == -SIGABRT && !heap))
-        row.Bad(what + (status == -SIGALRM ? ": hangs" : ": gives up"));
+      if (status == -SIGALRM || status == camp_kTerminated)
+        row.Bad(what + (status == -SIGALRM ? ": hangs" : ": an exception came out of the library"));
+      else if (status != 0 && fate.allocations.failAt == 0) // HDF5 does not survive every lack of memory
+        row.Bad(what + ": ended with " + std::to_string(status));
       else if (isFull &&
                !trial.Check(camp_Look::kOpen, {.failAt = 1, .forGood = true, .error = camp_Plan::kFull}))
         row.Bad(what + ", still full: " + trial.Message());
