@@ -87,18 +87,20 @@ hid_t camp_Session::AccessList(bool isLive) const {
   options.memory_limit = m_config.memory;
   options.journal_limit = m_config.journal;
   const hid_t list = H5Pcreate(H5P_FILE_ACCESS);
-  if (!m_config.Is(camp_Config::kOldFormat))
-    H5Pset_libver_bounds(list, H5F_LIBVER_V18, H5F_LIBVER_V18);
-  H5Pset_fapl_journal(list, &options);
-  return list;
+  const bool isSet =
+      m_config.Is(camp_Config::kOldFormat) || H5Pset_libver_bounds(list, H5F_LIBVER_V18, H5F_LIBVER_V18) >= 0;
+  if (isSet && H5Pset_fapl_journal(list, &options) >= 0)
+    return list;
+  H5Pclose(list); // or the file would be opened past the journal
+  return -1;
 }
 
 bool camp_Session::Create() {
   Drop();
   const camp_Armed armed;
   const camp_Handle access(AccessList(false), H5Pclose), creation(H5Pcreate(H5P_FILE_CREATE), H5Pclose);
-  if (!m_config.Is(camp_Config::kUnmarked))
-    H5Pset_journal_mark(creation);
+  if (!m_config.Is(camp_Config::kUnmarked) && H5Pset_journal_mark(creation) < 0)
+    return false;
   m_id = H5Fcreate(m_file.c_str(), H5F_ACC_TRUNC, creation, access);
   return IsOpen();
 }
