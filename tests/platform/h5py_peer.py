@@ -50,6 +50,11 @@ def check_number(path, number):
         assert f["n"][0] == int(number)
 
 
+def edit(path):
+    with h5py.File(path, "r+") as f:
+        f["added"] = np.arange(10)
+
+
 def make_store(path):
     """What Store.FilesOfH5pyReadBackInOurs expects."""
     with h5py.File(path, "w") as f:

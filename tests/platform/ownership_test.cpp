@@ -195,6 +195,37 @@ TEST_F(Ownership, WhatIsOfAnotherTimeIsRefused) {
   ExpectDiscarded(path, 1);
 }
 
+// Copies that were made while one writer was at work, and one that plain HDF5 has written.
+TEST_F(Ownership, WhatIsOfAnotherMomentOfOneGenerationIsRefused) {
+  const std::string path = Path("a.pdm"), journal = path + "-journal", newer = "is newer than this file";
+  Make(path, 1);
+  Die([&] {
+    const ORXSimContextID writer = Open(path);
+    Set(writer, 2);
+    Copy(path, Path("old"));
+    RootOf(writer)
+        .DatasetCreate("more", kInt, Line(5000))
+        .Write(kInt, std::vector<int>(5000, 1).data(), 5000);
+    Set(writer, 3);
+    Copy(journal, Path("old-journal"));
+    Set(writer, 4);
+  });
+  Copy(path, Path("file"));
+  Copy(Path("old"), path);
+  ExpectRefusedAndLeft(path, newer);
+  ASSERT_EQ(Peer("edit " + path), 0);
+  ExpectRefusedAndLeft(path, newer);
+  Copy(Path("file"), path);
+  ASSERT_EQ(Peer("edit " + path), 0);
+  ExpectRefusedAndLeft(path, "or this file was changed without it");
+  Copy(Path("file"), path);
+  Copy(journal, Path("journal"));
+  Copy(Path("old-journal"), journal);
+  ExpectRefusedAndLeft(path, "2 commits before it are whole, and at least 1 behind it");
+  Copy(Path("journal"), journal);
+  EXPECT_EQ(Value(path), 4);
+}
+
 TEST_F(Ownership, AJournalOfAFileThatVanishedIsKeptAndAnOpenFileIsNotReplaced) {
   const std::string path = Hot(), journal = path + "-journal", frames = sys_Bytes(journal);
   const std::string lost = "a.pdm-journal.lost-";

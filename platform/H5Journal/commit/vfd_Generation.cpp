@@ -62,13 +62,20 @@ bool vfd_Store::NameGeneration() {
     m_unnamed = mark, m_unnamedAt = m_sequence;
   mark.hasJournal = true;
   mark.current = m_files.journal.Generation();
+  mark.direct = m_directDirty ? m_sequence + 1 : 0;
+  mark.reached = m_sequence;
   mark.writer = vfd_Writer::Self();
   mark.journalName = m_files.place.JournalName();
   if (!m_files.main.WriteMark()) {
     mark = before;
     return false;
   }
-  return !m_options.Power() || vfd_Broken(vfd_Rule::kMarkSync) || SyncMain();
+  if (!m_options.Power() || vfd_Broken(vfd_Rule::kMarkSync))
+    return true;
+  if (!SyncMain())
+    return false;
+  m_directDirty = m_directDirty && vfd_Broken(vfd_Rule::kDirectSync);
+  return true;
 }
 
 // All of the generation that the file names is in it: it is whole without a journal.
@@ -91,6 +98,7 @@ vfd_Header vfd_Store::NewHeader() const {
   const vfd_Mark& mark = m_files.main.Mark();
   vfd_Header header;
   header.base = m_committedEnd;
+  header.sectorAt = m_superblock <= kVfdPage - kVfdMark ? m_superblock : 0;
   header.previous = mark.present ? mark.current : 0;
   header.fileId = mark.present ? mark.fileId : m_fileId;
   header.sequence = m_sequence;
@@ -101,7 +109,7 @@ vfd_Header vfd_Store::NewHeader() const {
 bool vfd_Store::StartGeneration() {
   return vfd_Try(false, [&] {
     vfd_Header header = NewHeader();
-    if (!vfd_ReadSectorSum(m_files.main.Get(), header.firstSector))
+    if (!vfd_ReadSectorSum(m_files.main.Get(), header.sectorAt, header.sector))
       return vfd_Fail("read");
     if (!m_files.journal.Start(header))
       return false;
@@ -160,8 +168,9 @@ bool vfd_Store::WriteShortened(vfd_Journal& journal, vfd_PageIndex& index) {
   header.generation = m_files.journal.Generation();
   header.sequence = m_sequence - 1;
   header.whole = true;
+  header.direct = m_files.main.Mark().direct;
   if ((m_options.Power() && !SyncMain()) || ::fstat(m_files.main.Get(), &status) != 0 ||
-      !vfd_ReadSectorSum(m_files.main.Get(), header.firstSector) ||
+      !vfd_ReadSectorSum(m_files.main.Get(), header.sectorAt, header.sector) ||
       !journal.Make(m_files.place, m_files.place.NextName(), status) || !journal.Start(header))
     return false;
   vfd_PageIndex::Entries entries;
@@ -182,7 +191,7 @@ bool vfd_Store::WriteShortened(vfd_Journal& journal, vfd_PageIndex& index) {
     pages.push_back({page, target});
     return pages.size() < kVfdFramesAtOnce || flush();
   });
-  if (!copied || !flush() || !journal.Append({}, m_committedEnd, m_sequence, frames))
+  if (!copied || !flush() || !journal.Append({}, m_committedEnd, m_sequence, false, frames))
     return false;
   journal.Accept();
   index.Reserve(entries.size());

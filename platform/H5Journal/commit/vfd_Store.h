@@ -148,10 +148,11 @@ class vfd_Store {
   bool ReserveHoles(const Plan& plan);
   bool SetAsideJournal(std::string& lost);
   bool TakeName();
+  bool AnnounceDirect();
   bool SyncDirect();
   bool SyncMain();
   bool SyncDirectory();
-  bool AppendRecord(Plan& plan);
+  bool AppendRecord(Plan& plan, bool direct);
   void TakeBack();
   void StripOpenMark();
   bool Poison();

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <utility>
 
 namespace {
 constexpr std::size_t kManyFresh = 64; // new pages for which a sync of the main file is cheaper than frames
@@ -84,6 +85,17 @@ bool vfd_Store::SpillPages() {
   for (const std::uint64_t page : plan.fresh)
     m_image.written.Drop(page);
   return plan.framed.empty() || SpillFrames(plan.framed);
+}
+
+// The file says before the record does that pages of the update are in it alone, so that an older copy of the
+// file does not fit.
+bool vfd_Store::AnnounceDirect() {
+  vfd_Mark& mark = m_files.main.Mark();
+  const std::uint64_t before = std::exchange(mark.direct, m_sequence + 1);
+  if (!mark.hasJournal || m_files.main.WriteMark())
+    return true;
+  mark.direct = before;
+  return false;
 }
 
 // A sync that failed may have lost what it was to write, so it is never tried again.
@@ -201,12 +213,13 @@ bool vfd_Store::CommitUpdate() {
     return true;
   Plan plan = MakePlan();
   m_image.unapplied.Reserve(plan.entries.size());
-  if (!PlaceFresh(plan) || !ReserveHoles(plan) || !SyncDirect())
+  if (!PlaceFresh(plan) || !ReserveHoles(plan))
     return false;
   if (vfd_Broken(vfd_Rule::kJournalFirst))
     for (const vfd_NewPage& page : plan.framed)
       m_files.main.Write(page.number * kVfdPage, kVfdPage, page.bytes);
-  if (!BeginGeneration() || !AppendRecord(plan))
+  const bool direct = m_directDirty;
+  if (!BeginGeneration() || (direct && !AnnounceDirect()) || !SyncDirect() || !AppendRecord(plan, direct))
     return false;
   HasCommitted(plan);
   return true;
@@ -272,10 +285,10 @@ void vfd_Store::HasCommitted(Plan& plan) {
 }
 
 // The frames of the pages that are still in memory, and the record that makes all of them count.
-bool vfd_Store::AppendRecord(Plan& plan) {
+bool vfd_Store::AppendRecord(Plan& plan, bool direct) {
   vfd_Journal& journal = m_files.journal;
   std::vector<vfd_FrameRef> frames;
-  if (!journal.Append(plan.framed, m_eof, m_sequence + 1, frames)) {
+  if (!journal.Append(plan.framed, m_eof, m_sequence + 1, direct, frames)) {
     TakeBack();
     return false;
   }
@@ -295,6 +308,13 @@ bool vfd_Store::AppendRecord(Plan& plan) {
   }
   journal.Accept();
   ++m_sequence;
+  // The commit stands, whatever the mark says: an older journal is told by it.
+  vfd_Mark& mark = m_files.main.Mark();
+  if (mark.hasJournal) {
+    mark.reached = m_sequence;
+    if (!m_files.main.WriteMark())
+      vfd_LastCause().Clear();
+  }
   return true;
 }
 

@@ -21,9 +21,9 @@ bool vfd_Appender::Put(const vfd_NewPage& page, vfd_FrameRef& frame) {
   return true;
 }
 
-bool vfd_Appender::Commit(std::uint64_t frames, std::uint64_t eof, std::uint64_t sequence) {
-  vfd_CommitRecord{static_cast<std::uint32_t>(frames), eof, sequence, m_salt}.Encode(Room(kVfdCommit),
-                                                                                     m_chain);
+bool vfd_Appender::Commit(std::uint64_t frames, std::uint64_t eof, std::uint64_t sequence, bool direct) {
+  const vfd_CommitRecord record{static_cast<std::uint32_t>(frames), eof, sequence, m_salt, direct};
+  record.Encode(Room(kVfdCommit), m_chain);
   return Flush();
 }
 

@@ -31,7 +31,7 @@ class vfd_Appender {
   /// std::bad_alloc.
   ///
   /// \return false with errno set when writing failed.
-  bool Commit(std::uint64_t frames, std::uint64_t eof, std::uint64_t sequence);
+  bool Commit(std::uint64_t frames, std::uint64_t eof, std::uint64_t sequence, bool direct);
   /// \return false with errno set.
   bool Flush();
 

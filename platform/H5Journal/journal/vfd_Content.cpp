@@ -90,7 +90,7 @@ class Chain {
     m_pending.push_back({page, {m_reader.At(), before, m_running}});
     if (page == 0) {
       m_hasSector = true;
-      m_sector = vfd_SectorSum(record + kVfdFrameHead);
+      m_sector = vfd_SectorSum(record + kVfdFrameHead + m_content.header.sectorAt);
     }
     m_reader.Skip(kVfdFrame);
     return true;
@@ -104,13 +104,15 @@ class Chain {
     m_reader.Skip(kVfdCommit);
     m_content.eof = commit.eof;
     m_content.sequence = commit.sequence;
+    if (commit.direct)
+      m_content.direct = commit.sequence;
     m_content.reach = std::max(m_content.reach, vfd_PagesOf(commit.eof));
     ++m_content.commits;
     m_content.frames += m_pending.size();
     m_committed.insert(m_committed.end(), m_pending.begin(), m_pending.end());
     m_pending.clear();
     if (m_hasSector)
-      m_content.firstSectors.push_back(m_sector);
+      m_content.sectors.push_back(m_sector);
     m_hasSector = false;
     m_content.end = m_reader.At();
     m_content.chain = m_running;
@@ -217,6 +219,7 @@ bool vfd_JournalContent::ReadOnce(int journal) {
   state = State::kSound;
   eof = header.base;
   sequence = header.sequence;
+  direct = header.direct;
   chain = header.salt;
   reach = vfd_PagesOf(eof);
   Chain records(*this, journal);
@@ -226,7 +229,15 @@ bool vfd_JournalContent::ReadOnce(int journal) {
   return header.version < 2 || Beyond(*this, journal).Look();
 }
 
+void vfd_JournalContent::MustReach(std::uint64_t number) {
+  if (sequence >= number)
+    return;
+  if (state != State::kDamaged)
+    damagedAt = end;
+  state = State::kDamaged;
+  lostCommits = std::max(lostCommits, number - sequence);
+}
+
 bool vfd_JournalContent::Resembles(std::uint64_t sectorSum) const {
-  return sectorSum == header.firstSector ||
-         std::find(firstSectors.begin(), firstSectors.end(), sectorSum) != firstSectors.end();
+  return sectorSum == header.sector || std::find(sectors.begin(), sectors.end(), sectorSum) != sectors.end();
 }

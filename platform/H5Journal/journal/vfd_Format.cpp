@@ -12,12 +12,12 @@
 namespace {
 constexpr unsigned char kMagic[8] = {0x93, 'P', 'D', 'M', 'J', '\r', '\n', 0x1a};
 constexpr std::uint32_t kNewest = 2;
-constexpr std::uint32_t kFrameKind = 1, kCommitKind = 2;
+constexpr std::uint32_t kFrameKind = 1, kCommitKind = 2, kDirectKind = 3;
 constexpr std::size_t kSector = 512;
 
 // Places in the header.
-constexpr std::size_t kSalt = 16, kBase = 24, kFirstSector = 32, kGeneration = 40, kFileId = 48,
-                      kSequence = 64, kWriter = 72, kPrevious = 144, kWhole = 152,
+constexpr std::size_t kSalt = 16, kBase = 24, kSectorSum = 32, kGeneration = 40, kFileId = 48, kSequence = 64,
+                      kWriter = 72, kPrevious = 144, kWhole = 152, kSectorAt = 160, kDirect = 168,
                       kHeaderSum = kVfdHeader - 8;
 
 bool sumHolds(std::uint64_t stored, std::uint64_t computed) {
@@ -50,7 +50,9 @@ void vfd_Header::Encode(unsigned char (&bytes)[kVfdHeader]) const {
   vfd_PutNumber(bytes + 12, static_cast<std::uint32_t>(kVfdPage));
   vfd_PutNumber(bytes + kSalt, salt);
   vfd_PutNumber(bytes + kBase, base);
-  vfd_PutNumber(bytes + kFirstSector, firstSector);
+  vfd_PutNumber(bytes + kSectorSum, sector);
+  vfd_PutNumber(bytes + kSectorAt, sectorAt);
+  vfd_PutNumber(bytes + kDirect, direct);
   vfd_PutNumber(bytes + kGeneration, generation);
   std::memcpy(bytes + kFileId, fileId.data(), fileId.size());
   vfd_PutNumber(bytes + kSequence, sequence);
@@ -68,21 +70,23 @@ bool vfd_Header::Decode(const unsigned char (&bytes)[kVfdHeader]) {
     return false;
   salt = vfd_TakeNumber<std::uint64_t>(bytes + kSalt);
   base = vfd_TakeNumber<std::uint64_t>(bytes + kBase);
-  firstSector = vfd_TakeNumber<std::uint64_t>(bytes + kFirstSector);
+  sector = vfd_TakeNumber<std::uint64_t>(bytes + kSectorSum);
+  sectorAt = vfd_TakeNumber<std::uint64_t>(bytes + kSectorAt);
+  direct = vfd_TakeNumber<std::uint64_t>(bytes + kDirect);
   generation = version < 2 ? 0 : vfd_TakeNumber<std::uint64_t>(bytes + kGeneration);
   previous = version < 2 ? 0 : vfd_TakeNumber<std::uint64_t>(bytes + kPrevious);
   whole = version >= 2 && vfd_TakeNumber<std::uint64_t>(bytes + kWhole) != 0;
   std::memcpy(fileId.data(), bytes + kFileId, fileId.size());
   sequence = vfd_TakeNumber<std::uint64_t>(bytes + kSequence);
   writer.Decode(bytes + kWriter);
-  return base < kVfdLargest;
+  return base < kVfdLargest && sectorAt <= kVfdPage - kSector;
 }
 
 vfd_RecordKind vfd_KindOf(const unsigned char* record) {
   const auto kind = vfd_TakeNumber<std::uint32_t>(record);
-  return kind == kFrameKind    ? vfd_RecordKind::kFrame
-         : kind == kCommitKind ? vfd_RecordKind::kCommit
-                               : vfd_RecordKind::kNone;
+  if (kind == kFrameKind)
+    return vfd_RecordKind::kFrame;
+  return kind == kCommitKind || kind == kDirectKind ? vfd_RecordKind::kCommit : vfd_RecordKind::kNone;
 }
 
 vfd_FrameRef vfd_PutFrame(unsigned char* target, std::uint64_t salt, std::uint64_t page,
@@ -115,7 +119,7 @@ bool vfd_IsFrame(const unsigned char* record, std::uint64_t page, const vfd_Fram
 }
 
 void vfd_CommitRecord::Encode(unsigned char* target, std::uint64_t& chain) const {
-  vfd_PutNumber(target, kCommitKind);
+  vfd_PutNumber(target, direct ? kDirectKind : kCommitKind);
   vfd_PutNumber(target + 4, frames);
   vfd_PutNumber(target + 8, eof);
   vfd_PutNumber(target + 16, sequence);
@@ -125,6 +129,7 @@ void vfd_CommitRecord::Encode(unsigned char* target, std::uint64_t& chain) const
 }
 
 bool vfd_CommitRecord::Decode(const unsigned char* record, std::uint64_t& chain) {
+  direct = vfd_TakeNumber<std::uint32_t>(record) == kDirectKind;
   frames = vfd_TakeNumber<std::uint32_t>(record + 4);
   eof = vfd_TakeNumber<std::uint64_t>(record + 8);
   sequence = vfd_TakeNumber<std::uint64_t>(record + 16);
@@ -137,9 +142,9 @@ std::uint64_t vfd_SectorSum(const unsigned char* bytes) {
   return vfd_Checksum(bytes, kSector);
 }
 
-bool vfd_ReadSectorSum(int file, std::uint64_t& sum) {
+bool vfd_ReadSectorSum(int file, std::uint64_t at, std::uint64_t& sum) {
   unsigned char sector[kSector];
-  const bool read = vfd_ReadPadded(file, sector, sizeof sector, 0);
+  const bool read = vfd_ReadPadded(file, sector, sizeof sector, at);
   sum = read ? vfd_SectorSum(sector) : 0;
   return read;
 }

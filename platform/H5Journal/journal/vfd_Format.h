@@ -37,13 +37,15 @@ struct vfd_Writer {
 
 /// What the first 512 bytes say.
 struct vfd_Header {
-  std::uint64_t salt = 0;        // the first seed of the chain
-  std::uint64_t base = 0;        // bytes of the committed image when the generation began
-  std::uint64_t firstSector = 0; // checksum of the main file's first 512 bytes then
-  std::uint64_t generation = 0;  // what the main file's mark says too
-  std::uint64_t previous = 0;    // the generation that the main file's mark named before; 0: none
-  std::uint64_t sequence = 0;    // number of the last commit before this generation
-  vfd_FileId fileId{};           // of the main file; zeros: unknown
+  std::uint64_t salt = 0;       // the first seed of the chain
+  std::uint64_t base = 0;       // bytes of the committed image when the generation began
+  std::uint64_t sectorAt = 0;   // where HDF5's part of the main file begins, in its first page
+  std::uint64_t sector = 0;     // checksum of the 512 bytes there then
+  std::uint64_t generation = 0; // what the main file's mark says too
+  std::uint64_t previous = 0;   // the generation that the main file's mark named before; 0: none
+  std::uint64_t sequence = 0;   // number of the last commit before this generation
+  std::uint64_t direct = 0;     // of the commits before, the last with pages that are in the main file alone
+  vfd_FileId fileId{};          // of the main file; zeros: unknown
   vfd_Writer writer;
   bool whole = false;   // it got its name when its first commit was in it: without that one it is damaged
   unsigned version = 2; // 1: records do not carry the salt, and there is no generation
@@ -72,6 +74,7 @@ bool vfd_IsFrame(const unsigned char* record, std::uint64_t page, const vfd_Fram
 struct vfd_CommitRecord {
   std::uint32_t frames = 0; // since the commit before
   std::uint64_t eof = 0, sequence = 0, salt = 0;
+  bool direct = false; // pages of it went past the journal into the main file
 
   /// Writes it at `target` and moves the chain on.
   void Encode(unsigned char* target, std::uint64_t& chain) const;
@@ -81,7 +84,7 @@ struct vfd_CommitRecord {
 /// Bytes of a commit record before its salt.
 inline constexpr std::size_t kVfdCommitSalt = 24;
 
-/// Checksum of a file's first sector, shorter files padded with zeros: from its bytes, or read from a file.
+/// Checksum of a sector, shorter files padded with zeros: from its bytes, or read from a file.
 std::uint64_t vfd_SectorSum(const unsigned char* bytes);
 /// \return false with errno set.
-bool vfd_ReadSectorSum(int file, std::uint64_t& sum);
+bool vfd_ReadSectorSum(int file, std::uint64_t at, std::uint64_t& sum);

@@ -113,9 +113,9 @@ bool vfd_Journal::Spill(const std::vector<vfd_NewPage>& pages, std::vector<vfd_F
 }
 
 bool vfd_Journal::Append(const std::vector<vfd_NewPage>& pages, std::uint64_t eof, std::uint64_t sequence,
-                         std::vector<vfd_FrameRef>& frames) {
+                         bool direct, std::vector<vfd_FrameRef>& frames) {
   vfd_Appender records(m_file.Get(), m_salt, m_openEnd, m_openChain);
-  if (!Put(records, pages, frames) || !records.Commit(m_openFrames + pages.size(), eof, sequence))
+  if (!Put(records, pages, frames) || !records.Commit(m_openFrames + pages.size(), eof, sequence, direct))
     return vfd_Fail("write the journal");
   m_appendedEnd = records.End();
   m_appendedChain = records.Chain();

@@ -43,7 +43,8 @@ class vfd_Journal {
   /// Frames of an update that goes on. \param frames where they are, in the order of the pages.
   bool Spill(const std::vector<vfd_NewPage>& pages, std::vector<vfd_FrameRef>& frames);
   /// The last frames of an update and the record that makes all of them count, once it is accepted.
-  bool Append(const std::vector<vfd_NewPage>& pages, std::uint64_t eof, std::uint64_t sequence,
+  /// \param direct the update has pages that are in the main file alone.
+  bool Append(const std::vector<vfd_NewPage>& pages, std::uint64_t eof, std::uint64_t sequence, bool direct,
               std::vector<vfd_FrameRef>& frames);
   /// The record that was appended counts.
   void Accept();

@@ -12,7 +12,7 @@ constexpr unsigned char kMagic[8] = {0x93, 'H', '5', 'J', '\r', '\n', 0x1a, '\n'
 constexpr std::uint32_t kVersion = 2;
 constexpr std::uint32_t kHasJournal = 1, kIsNew = 2;
 constexpr std::size_t kFlags = 12, kCurrent = 16, kFinished = 24, kFileId = 32, kInode = 48, kWriter = 56,
-                      kName = 128, kNameBytes = 256, kSum = kVfdMark - 8;
+                      kName = 128, kNameBytes = 256, kDirect = 384, kReached = 392, kSum = kVfdMark - 8;
 } // namespace
 
 void vfd_Mark::Encode(unsigned char (&bytes)[kVfdMark]) const {
@@ -26,6 +26,8 @@ void vfd_Mark::Encode(unsigned char (&bytes)[kVfdMark]) const {
   vfd_PutNumber(bytes + kInode, inode);
   writer.Encode(bytes + kWriter);
   std::memcpy(bytes + kName, journalName.data(), std::min(journalName.size(), kNameBytes - 1));
+  vfd_PutNumber(bytes + kDirect, direct);
+  vfd_PutNumber(bytes + kReached, reached);
   vfd_PutNumber(bytes + kSum, vfd_Checksum(bytes, kSum));
 }
 
@@ -43,6 +45,8 @@ void vfd_Mark::Decode(const unsigned char (&bytes)[kVfdMark]) {
   finished = vfd_TakeNumber<std::uint64_t>(bytes + kFinished);
   std::memcpy(fileId.data(), bytes + kFileId, fileId.size());
   inode = vfd_TakeNumber<std::uint64_t>(bytes + kInode);
+  direct = vfd_TakeNumber<std::uint64_t>(bytes + kDirect);
+  reached = vfd_TakeNumber<std::uint64_t>(bytes + kReached);
   writer.Decode(bytes + kWriter);
   const char* const name = reinterpret_cast<const char*>(bytes + kName);
   journalName.assign(name, ::strnlen(name, kNameBytes));

@@ -16,6 +16,8 @@ struct vfd_Mark {
   bool isNew = false;         // no commit point yet: the file has a name of its own and the inode `inode`
   std::uint64_t current = 0;  // generation of the journal that belongs to the file; 0 without one
   std::uint64_t finished = 0; // the newest generation that is wholly in the file
+  std::uint64_t direct = 0;   // number of the last commit with pages that went past the journal into the file
+  std::uint64_t reached = 0;  // number of a commit that the journal of `current` must have, or a later one
   vfd_FileId fileId{};
   std::uint64_t inode = 0;
   vfd_Writer writer;       // of the generation

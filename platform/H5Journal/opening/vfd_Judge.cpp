@@ -23,12 +23,28 @@ vfd_Verdict foreign(const std::string& name) {
   return {H5J_FOREIGN, false, quoted(name) + " belongs to another file, or this file was changed without it"};
 }
 
-vfd_Verdict judgeMarked(const vfd_Mark& mark, const vfd_JournalContent& content, const std::string& name) {
+// The journal of the file's generation. A copy of the file may be older than what the journal builds on, or
+// somebody has written it without the journal.
+vfd_Verdict judgeTimes(const vfd_MainFile& main, const vfd_JournalContent& content, const std::string& name) {
+  if (content.direct > main.Mark().direct)
+    return {H5J_FOREIGN, false,
+            quoted(name) + " is newer than this file, which is an older copy without what was written since"};
+  std::uint64_t sector = 0;
+  if (content.header.sectorAt < kVfdMark)
+    return {H5J_HOT, false, ""};
+  if (!vfd_ReadSectorSum(main.Get(), content.header.sectorAt, sector))
+    return {H5J_UNREADABLE, false, "the file cannot be read"};
+  return content.Resembles(sector) ? vfd_Verdict{H5J_HOT, false, ""} : foreign(name);
+}
+
+vfd_Verdict judgeMarked(const vfd_MainFile& main, const vfd_JournalContent& content,
+                        const std::string& name) {
+  const vfd_Mark& mark = main.Mark();
   const vfd_Header& header = content.header;
   if (header.fileId != mark.fileId)
     return foreign(name);
   if (mark.hasJournal && header.generation == mark.current)
-    return {H5J_HOT, false, ""};
+    return judgeTimes(main, content, name);
   // All of that generation is in the file, and no other has begun.
   if (!mark.hasJournal && mark.finished != 0 && header.generation == mark.finished)
     return {H5J_CLEAN, true, ""};
@@ -45,7 +61,7 @@ vfd_Verdict judgeUnmarked(const vfd_MainFile& main, const vfd_JournalContent& co
   if (content.commits == 0 &&
       content.state == State::kSound) // so it may be when the power was lost as it began
     return {H5J_CLEAN, true, ""};
-  if (!vfd_ReadSectorSum(main.Get(), sector))
+  if (!vfd_ReadSectorSum(main.Get(), content.header.sectorAt, sector))
     return {H5J_UNREADABLE, false, "the file cannot be read"};
   return content.Resembles(sector) ? vfd_Verdict{H5J_HOT, false, ""} : foreign(name);
 }
@@ -68,7 +84,7 @@ vfd_Verdict vfd_Judge(const vfd_MainFile& main, const vfd_JournalContent& conten
   case State::kDamaged:
     break;
   }
-  vfd_Verdict verdict = mark.present ? judgeMarked(mark, content, name) : judgeUnmarked(main, content, name);
+  vfd_Verdict verdict = mark.present ? judgeMarked(main, content, name) : judgeUnmarked(main, content, name);
   if (verdict.state != H5J_HOT)
     return verdict;
   if (content.state == State::kDamaged)

@@ -153,6 +153,9 @@ static bool lookOnce(const vfd_Options& options, vfd_Files& files, vfd_JournalCo
     }
     if (!content.Read(journal.Get()))
       return vfd_Fail("read its journal");
+    if (const vfd_Mark& mark = files.main.Mark();
+        mark.hasJournal && content.HasHeader() && content.header.generation == mark.current)
+      content.MustReach(mark.reached);
     files.journal.Take(std::move(journal));
   }
   if (!files.main.LookAgain())
