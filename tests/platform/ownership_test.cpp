@@ -138,6 +138,18 @@ TEST_F(Ownership, DirectoriesMayMoveAndTheCallerToo) {
   fs::current_path(before);
 }
 
+TEST_F(Ownership, ARemovedJournalTakesNoCommitsAndLosesNone) {
+  const std::string path = Path("a.pdm");
+  Make(path, 1);
+  const ORXSimContextID writer = Open(path);
+  EXPECT_TRUE(Set(writer, 2));
+  fs::remove(path + "-journal");
+  EXPECT_FALSE(Set(writer, 3));
+  EXPECT_THAT(LastError(), testing::HasSubstr("its journal has been removed: close the file"));
+  ORXSimManager::CloseContext(writer);
+  EXPECT_EQ(Value(path), 2) << LastError();
+}
+
 TEST_F(Ownership, WhatWasPartedIsRefusedAndSaysWhatIsMissing) {
   const std::string path = Hot(), journal = path + "-journal", other = Path("b.pdm");
   const std::string missing = "its journal is missing: process ",

@@ -70,6 +70,11 @@ void vfd_Journal::Close() {
   m_openFrames = m_fileBytes = 0;
 }
 
+bool vfd_Journal::IsRemoved() const {
+  struct stat status;
+  return ::fstat(m_file.Get(), &status) == 0 && status.st_nlink == 0;
+}
+
 bool vfd_Journal::Start(vfd_Header header) {
   if (header.generation == 0)
     header.generation = vfd_Random();

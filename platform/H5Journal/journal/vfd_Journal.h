@@ -25,6 +25,8 @@ class vfd_Journal {
   void Close();
 
   bool IsOpen() const { return m_file.IsOpen(); }
+  /// True when somebody has removed its name.
+  bool IsRemoved() const;
   int Get() const { return m_file.Get(); }
   const vfd_FileIdentity& Identity() const { return m_identity; }
   Header HeaderState() const { return m_header; }

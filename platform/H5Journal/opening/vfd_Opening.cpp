@@ -245,13 +245,16 @@ void vfd_SweepNextJournal(const vfd_Files& files) {
   unsigned char bytes[kVfdHeader];
   std::size_t got = 0;
   vfd_Header header;
+  std::uint64_t size = 0;
   vfd_FileIdentity identity;
-  if (!left.IsOpen() || !vfd_FileIdentity::Of(left.Get(), identity) ||
+  if (!left.IsOpen() || !vfd_FileIdentity::Of(left.Get(), identity) || !vfd_GetSize(left.Get(), size) ||
       !vfd_ReadAt(left.Get(), bytes, sizeof bytes, 0, got))
     return;
   const vfd_Mark& mark = files.main.Mark();
   const bool ours =
       got == sizeof bytes && header.Decode(bytes) && (!mark.present || header.fileId == mark.fileId);
-  if (got == 0 || ours)
+  const bool zeros =
+      size == got && std::all_of(bytes, bytes + got, [](unsigned char byte) { return byte == 0; });
+  if (zeros || ours) // the power may fail before the header is on the disk
     files.place.Remove(name, identity);
 }
