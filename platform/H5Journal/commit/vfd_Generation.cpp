@@ -234,11 +234,15 @@ bool vfd_Store::Checkpoint() {
   return true;
 }
 
-// Gives room on the disk back that an unusually large update has taken.
+// Gives room on the disk back that an unusually large update has taken. As long as the disk may have the
+// header of the generation before, its records stay.
 void vfd_Store::CutLongJournal() {
   vfd_Journal& journal = m_files.journal;
-  if (journal.IsOpen() && journal.FileBytes() >= kLongJournal * m_options.journalLimit && m_poison.Empty() &&
-      !m_options.readOnly && !NeedsRecovery() && !Forked())
+  if (!journal.IsOpen() || journal.FileBytes() < kLongJournal * m_options.journalLimit || !m_poison.Empty() ||
+      m_options.readOnly || NeedsRecovery() || Forked())
+    return;
+  const bool durable = !m_options.Power() || journal.HeaderState() == vfd_Journal::Header::kDurable;
+  if (durable || journal.Sync() || Poison())
     journal.Cut(journal.End());
 }
 
