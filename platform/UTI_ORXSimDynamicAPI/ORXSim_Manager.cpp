@@ -7,8 +7,6 @@
 
 #include <UTI_CoreUtils/mod_Counter.h>
 
-#include <new>
-
 namespace {
 constinit mod_Counter s_counter;
 constexpr int kVersion = 102;
@@ -54,57 +52,51 @@ void UTI_ORXSimDynamicAPI_finalize(int& modules) {
 constinit std::atomic<std::uint64_t> ORXSimManager::s_epochs{1}, ORXSimManager::s_failures{0};
 
 ORXSimContextID ORXSimManager::CreateContext(const cow_String& fileName, int createFlags, int version, bool,
-                                             int contextOption) try {
-  hdf_Operation operation("create file", fileName.CStr());
-  if (!checkOptions(operation, createFlags, kMustBeNew | kNotUnasked, version, contextOption, kLive - 1))
-    return {};
-  auto context = makeContext(fileName, 0, contextOption);
-  context->takenBack = (createFlags & kNotUnasked) != 0;
-  return hdf_CreateFile(operation, *context, (createFlags & kMustBeNew) != 0)
-             ? hdf_Contexts::Add(std::move(context))
-             : ORXSimContextID();
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return {};
+                                             int contextOption) {
+  return hdf_Try(ORXSimContextID(), [&] {
+    hdf_Operation operation("create file", fileName.CStr());
+    if (!checkOptions(operation, createFlags, kMustBeNew | kNotUnasked, version, contextOption, kLive - 1))
+      return ORXSimContextID();
+    auto context = makeContext(fileName, 0, contextOption);
+    context->takenBack = (createFlags & kNotUnasked) != 0;
+    return hdf_CreateFile(operation, *context, (createFlags & kMustBeNew) != 0)
+               ? hdf_Contexts::Add(std::move(context))
+               : ORXSimContextID();
+  });
 }
 
 ORXSimContextID ORXSimManager::OpenContext(const cow_String& fileName, int openFlags, int version, bool,
-                                           int contextOption) try {
-  hdf_Operation operation("open file", fileName.CStr());
-  const bool readOnly = (openFlags & kReadOnly) != 0;
-  if (!checkOptions(operation, openFlags, kReadOnly | kUntrusted, version, contextOption,
-                    readOnly ? kLive : kLive - 1))
-    return {};
-  auto context = makeContext(fileName, openFlags, contextOption);
-  return hdf_OpenFile(operation, *context) ? hdf_Contexts::Add(std::move(context)) : ORXSimContextID();
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return {};
+                                           int contextOption) {
+  return hdf_Try(ORXSimContextID(), [&] {
+    hdf_Operation operation("open file", fileName.CStr());
+    const bool readOnly = (openFlags & kReadOnly) != 0;
+    if (!checkOptions(operation, openFlags, kReadOnly | kUntrusted, version, contextOption,
+                      readOnly ? kLive : kLive - 1))
+      return ORXSimContextID();
+    auto context = makeContext(fileName, openFlags, contextOption);
+    return hdf_OpenFile(operation, *context) ? hdf_Contexts::Add(std::move(context)) : ORXSimContextID();
+  });
 }
 
-bool ORXSimManager::CloseContext(ORXSimContextID id) try {
+bool ORXSimManager::CloseContext(ORXSimContextID id) {
   const auto context = hdf_Contexts::Find(id);
   if (context == nullptr)
     return true;
-  hdf_Operation operation("close file", context.get());
-  hdf_Contexts::Remove(id);
-  return context->Close(operation);
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+  return hdf_Call("close file", context.get(), [&](hdf_Operation& operation) {
+    hdf_Contexts::Remove(id);
+    return context->Close(operation);
+  });
 }
 
 void ORXSimManager::SetWaitingTime(int milliseconds) {
   hdf_SetWaitingTime(milliseconds);
 }
 
-bool ORXSimManager::Refresh(ORXSimContextID id) try {
+bool ORXSimManager::Refresh(ORXSimContextID id) {
   const auto context = hdf_Contexts::Find(id);
-  hdf_Operation operation("refresh", context.get());
-  return context == nullptr ? operation.Usable() : context->Refresh(operation);
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+  return hdf_Call("refresh", context.get(), [&](hdf_Operation& operation) {
+    return context == nullptr ? operation.Usable() : context->Refresh(operation);
+  });
 }
 
 const char* ORXSimManager::LastError() {
@@ -112,17 +104,16 @@ const char* ORXSimManager::LastError() {
 }
 
 // Nobody gives the null context away but a call that has failed: its cause is the one to keep.
-hdf_File ORXSimContextRef::File() const try {
-  if (m_context.IsNull())
-    return hdf_ObjectRep::Failed<hdf_File>();
+hdf_File ORXSimContextRef::File() const {
   const auto context = hdf_Contexts::Find(m_context);
-  hdf_Operation operation("take the file of a context", context.get());
-  if (!operation.Usable())
-    return hdf_ObjectRep::Failed<hdf_File>();
-  return hdf_ObjectRep::Make<hdf_File>(std::make_shared<hdf_FileRep>(context));
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return {};
+  return hdf_Try(hdf_File(), [&] {
+    if (m_context.IsNull())
+      return hdf_ObjectRep::Failed<hdf_File>();
+    hdf_Operation operation("take the file of a context", context.get());
+    if (!operation.Usable())
+      return hdf_ObjectRep::Failed<hdf_File>();
+    return hdf_ObjectRep::Make<hdf_File>(std::make_shared<hdf_FileRep>(context));
+  });
 }
 
 bool ORXSimContextRef::ReadOnly() const {
@@ -130,17 +121,15 @@ bool ORXSimContextRef::ReadOnly() const {
   return context != nullptr && context->readOnly;
 }
 
-bool ORXSimContextRef::Commit() const try {
+bool ORXSimContextRef::Commit() const {
   if (m_context.IsNull())
     return false;
   const auto& context = hdf_Contexts::Find(m_context);
   if (context != nullptr && context->scopes > 0 && !context->stopped)
     return true;
-  hdf_Operation operation("commit", context.get());
-  return operation.Usable() && context->CommitPoint(operation);
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+  return hdf_Call("commit", context.get(), [&](hdf_Operation& operation) {
+    return operation.Usable() && context->CommitPoint(operation);
+  });
 }
 
 std::uint64_t ORXSimContextRef::Epoch() const {
@@ -179,30 +168,26 @@ ORXSimUpdate::~ORXSimUpdate() {
     context->AbandonScope();
 }
 
-bool ORXSimUpdate::Commit() try {
+bool ORXSimUpdate::Commit() {
   if (m_context.IsNull())
     return false;
   const auto context = hdf_Contexts::Find(m_context);
-  hdf_Operation operation("end update", context.get());
-  if (!operation.Usable() || (!m_open && !operation.Refuse("the scope has ended")))
-    return false;
-  m_open = !context->CommitScope(operation);
-  return !m_open;
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+  return hdf_Call("end update", context.get(), [&](hdf_Operation& operation) {
+    if (!operation.Usable() || (!m_open && !operation.Refuse("the scope has ended")))
+      return false;
+    m_open = !context->CommitScope(operation);
+    return !m_open;
+  });
 }
 
-bool ORXSimUpdate::Rollback() try {
+bool ORXSimUpdate::Rollback() {
   if (m_context.IsNull())
     return false;
   const auto context = hdf_Contexts::Find(m_context);
-  hdf_Operation operation("roll back", context.get());
-  if (context == nullptr || !m_open)
-    return context == nullptr ? operation.Usable() : operation.Refuse("the scope has ended");
-  m_open = false;
-  return context->RollbackScope(operation);
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+  return hdf_Call("roll back", context.get(), [&](hdf_Operation& operation) {
+    if (context == nullptr || !m_open)
+      return context == nullptr ? operation.Usable() : operation.Refuse("the scope has ended");
+    m_open = false;
+    return context->RollbackScope(operation);
+  });
 }

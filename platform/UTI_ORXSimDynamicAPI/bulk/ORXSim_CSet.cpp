@@ -5,7 +5,6 @@
 #include <UTI_ORXSimDynamicAPI/bulk/ORXSim_Rows.h>
 
 #include <algorithm>
-#include <new>
 #include <numeric>
 
 namespace {
@@ -68,46 +67,39 @@ int ORXSimSizeOf(ORXSimStoreCall& call, ORXSimCSetID id) {
   return openSet(call, id).Size();
 }
 
-int ORXSimCSet::Size() const try {
-  ORXSimStoreCall call("size of a member set", m_id.Context(), kKind);
-  return std::max(ORXSimSizeOf(call, m_id), 0);
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return 0;
+int ORXSimCSet::Size() const {
+  return ORXSimStoreCall::Run("size of a member set", m_id.Context(), kKind,
+                              [&](ORXSimStoreCall& call) { return std::max(ORXSimSizeOf(call, m_id), 0); });
 }
 
-bool ORXSimCSet::OrderedMembers(int* members, int count) const try {
-  ORXSimStoreCall call("read member set", m_id.Context(), kKind);
-  hdf_Operation& operation = call.Operation();
-  const OpenSet set = openSet(call, m_id);
-  if (set.items < 0)
-    return false;
-  if (count != set.Size())
-    return operation.Refuse("room for " + std::to_string(count) + " members where the set has " +
-                            std::to_string(set.Size()));
-  if (set.stored == nullptr) {
-    std::iota(members, members + count, 0);
-    return true;
-  }
-  if (!readStored(operation, *set.stored, members, count))
-    return false;
-  const auto isItem = [&](int member) { return member >= 0 && member < set.items; };
-  return std::all_of(members, members + count, isItem) ||
-         operation.Refuse("a member is not an item of the collection");
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+bool ORXSimCSet::OrderedMembers(int* members, int count) const {
+  return ORXSimStoreCall::Run("read member set", m_id.Context(), kKind, [&](ORXSimStoreCall& call) {
+    hdf_Operation& operation = call.Operation();
+    const OpenSet set = openSet(call, m_id);
+    if (set.items < 0)
+      return false;
+    if (count != set.Size())
+      return operation.Refuse("room for " + std::to_string(count) + " members where the set has " +
+                              std::to_string(set.Size()));
+    if (set.stored == nullptr) {
+      std::iota(members, members + count, 0);
+      return true;
+    }
+    if (!readStored(operation, *set.stored, members, count))
+      return false;
+    const auto isItem = [&](int member) { return member >= 0 && member < set.items; };
+    return std::all_of(members, members + count, isItem) ||
+           operation.Refuse("a member is not an item of the collection");
+  });
 }
 
-ORXSimVerification ORXSimCSet::Verify() const try {
-  ORXSimStoreCall call("verify member set", m_id.Context(), kKind);
-  const OpenSet set = openSet(call, m_id);
-  if (set.items >= 0 && set.stored != nullptr)
-    return rowsOf(*set.stored).Verify(call.Operation());
-  ORXSimVerification nothing;
-  nothing.opened = set.items >= 0;
-  return nothing;
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return {};
+ORXSimVerification ORXSimCSet::Verify() const {
+  return ORXSimStoreCall::Run("verify member set", m_id.Context(), kKind, [&](ORXSimStoreCall& call) {
+    const OpenSet set = openSet(call, m_id);
+    if (set.items >= 0 && set.stored != nullptr)
+      return rowsOf(*set.stored).Verify(call.Operation());
+    ORXSimVerification nothing;
+    nothing.opened = set.items >= 0;
+    return nothing;
+  });
 }

@@ -6,7 +6,6 @@
 
 #include <cstdlib>
 #include <memory>
-#include <new>
 
 namespace {
 constexpr auto kKind = ORXSimStoreCall::kCollections;
@@ -91,92 +90,68 @@ hdf_GroupHandle ORXSimOpenSets(hdf_Operation& operation, hid_t collection) {
   return sets;
 }
 
-ORXSimCollectionID ORXSimCollectionRef::Create(ORXSimContextID context, const cow_String& name,
-                                               int items) try {
-  ORXSimStoreCall call("create collection", context, kKind);
-  if (!call.Writable() || (items < 0 && !call.Operation().Refuse("the number of items is negative")))
-    return {};
-  const hdf_GroupHandle collection = call.MakeObject();
-  const std::int64_t count = items;
-  if (!collection.IsOpen() || !ORXSimWriteText(call.Operation(), collection.Get(), "name", name) ||
-      !ORXSimWriteNumbers(call.Operation(), collection.Get(), "items", H5T_STD_I64LE, &count, 1))
-    return {};
-  const int minor = call.Link(collection);
-  return minor < 0 ? ORXSimCollectionID() : ORXSimCollectionID(context, minor);
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return {};
+ORXSimCollectionID ORXSimCollectionRef::Create(ORXSimContextID context, const cow_String& name, int items) {
+  return ORXSimStoreCall::Run("create collection", context, kKind, [&](ORXSimStoreCall& call) {
+    if (!call.Writable() || (items < 0 && !call.Operation().Refuse("the number of items is negative")))
+      return ORXSimCollectionID();
+    const hdf_GroupHandle collection = call.MakeObject();
+    const std::int64_t count = items;
+    if (!collection.IsOpen() || !ORXSimWriteText(call.Operation(), collection.Get(), "name", name) ||
+        !ORXSimWriteNumbers(call.Operation(), collection.Get(), "items", H5T_STD_I64LE, &count, 1))
+      return ORXSimCollectionID();
+    const int minor = call.Link(collection);
+    return minor < 0 ? ORXSimCollectionID() : ORXSimCollectionID(context, minor);
+  });
 }
 
-bool ORXSimCollectionRef::Exists() const try {
-  ORXSimStoreCall call("look up collection", m_id.Context(), kKind);
-  return call.Open(m_id.Minor()).IsOpen();
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+bool ORXSimCollectionRef::Exists() const {
+  return ORXSimStoreCall::RunOn("look up collection", m_id, kKind, [](auto&, hid_t) { return true; });
 }
 
-cow_String ORXSimCollectionRef::Name() const try {
-  ORXSimStoreCall call("name of a collection", m_id.Context(), kKind);
-  const hdf_GroupHandle collection = call.Open(m_id.Minor());
-  return collection.IsOpen() ? ORXSimReadText(call.Operation(), collection.Get(), "name") : cow_String();
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return {};
+cow_String ORXSimCollectionRef::Name() const {
+  return ORXSimStoreCall::RunOn("name of a collection", m_id, kKind, [](auto& call, hid_t collection) {
+    return ORXSimReadText(call.Operation(), collection, "name");
+  });
 }
 
-int ORXSimCollectionRef::NumItems() const try {
-  ORXSimStoreCall call("items of a collection", m_id.Context(), kKind);
-  const hdf_GroupHandle collection = call.Open(m_id.Minor());
-  return collection.IsOpen() ? std::max(ORXSimItemsOf(call.Operation(), collection.Get()), 0) : 0;
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return 0;
+int ORXSimCollectionRef::NumItems() const {
+  return ORXSimStoreCall::RunOn("items of a collection", m_id, kKind, [](auto& call, hid_t collection) {
+    return std::max(ORXSimItemsOf(call.Operation(), collection), 0);
+  });
 }
 
-ORXSimCSetID ORXSimCollectionRef::CreateOrderedCSet(const int* members, int n) const try {
-  ORXSimStoreCall call("create member set", m_id.Context(), kKind);
-  hdf_Operation& operation = call.Operation();
-  if (!call.Writable())
-    return {};
-  const hdf_GroupHandle collection = call.Open(m_id.Minor());
-  const int items = collection.IsOpen() ? ORXSimItemsOf(operation, collection.Get()) : -1;
-  if (items < 0 || ((n < 0 || (members == nullptr && n > 0)) && !operation.Refuse("there are no members")) ||
-      !checkMembers(operation, items, members, n))
-    return {};
-  const hdf_GroupHandle sets = openOrMakeSets(operation, collection.Get());
-  const int minor = sets.IsOpen() ? writeSet(operation, sets.Get(), members, n) : -1;
-  return minor >= 0 && call.Context()->EndWrite(operation) ? ORXSimCSetID(m_id, minor) : ORXSimCSetID();
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return {};
+ORXSimCSetID ORXSimCollectionRef::CreateOrderedCSet(const int* members, int n) const {
+  return ORXSimStoreCall::Run("create member set", m_id.Context(), kKind, [&](ORXSimStoreCall& call) {
+    hdf_Operation& operation = call.Operation();
+    if (!call.Writable())
+      return ORXSimCSetID();
+    const hdf_GroupHandle collection = call.Open(m_id.Minor());
+    const int items = collection.IsOpen() ? ORXSimItemsOf(operation, collection.Get()) : -1;
+    if (items < 0 ||
+        ((n < 0 || (members == nullptr && n > 0)) && !operation.Refuse("there are no members")) ||
+        !checkMembers(operation, items, members, n))
+      return ORXSimCSetID();
+    const hdf_GroupHandle sets = openOrMakeSets(operation, collection.Get());
+    const int minor = sets.IsOpen() ? writeSet(operation, sets.Get(), members, n) : -1;
+    return minor >= 0 && call.Context()->EndWrite(operation) ? ORXSimCSetID(m_id, minor) : ORXSimCSetID();
+  });
 }
 
-int ORXSimCollectionRef::NumCSets() const try {
-  ORXSimStoreCall call("count member sets", m_id.Context(), kKind);
-  const hdf_GroupHandle collection = call.Open(m_id.Minor());
-  if (!collection.IsOpen())
-    return 0;
-  const hdf_GroupHandle sets = ORXSimOpenSets(call.Operation(), collection.Get());
-  return sets.IsOpen() ? std::max(ORXSimLinksIn(call.Operation(), sets.Get()), 0) : 0;
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return 0;
+int ORXSimCollectionRef::NumCSets() const {
+  return ORXSimStoreCall::RunOn("count member sets", m_id, kKind, [](auto& call, hid_t collection) {
+    const hdf_GroupHandle sets = ORXSimOpenSets(call.Operation(), collection);
+    return sets.IsOpen() ? std::max(ORXSimLinksIn(call.Operation(), sets.Get()), 0) : 0;
+  });
 }
 
-std::vector<ORXSimCSetID> ORXSimCollectionRef::CSets() const try {
-  ORXSimStoreCall call("list member sets", m_id.Context(), kKind);
-  std::vector<ORXSimCSetID> ids;
-  const hdf_GroupHandle collection = call.Open(m_id.Minor());
-  if (!collection.IsOpen())
+std::vector<ORXSimCSetID> ORXSimCollectionRef::CSets() const {
+  return ORXSimStoreCall::RunOn("list member sets", m_id, kKind, [&](auto& call, hid_t collection) {
+    std::vector<ORXSimCSetID> ids;
+    const hdf_GroupHandle sets = ORXSimOpenSets(call.Operation(), collection);
+    if (sets.IsOpen())
+      for (const int minor : ORXSimNumbersIn(call.Operation(), sets.Get()))
+        if (minor > 0)
+          ids.emplace_back(m_id, minor);
     return ids;
-  const hdf_GroupHandle sets = ORXSimOpenSets(call.Operation(), collection.Get());
-  if (sets.IsOpen())
-    for (const int minor : ORXSimNumbersIn(call.Operation(), sets.Get()))
-      if (minor > 0)
-        ids.emplace_back(m_id, minor);
-  return ids;
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return {};
+  });
 }

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <charconv>
 #include <climits>
-#include <new>
 
 namespace {
 constexpr const char* kStore = "store";
@@ -67,15 +66,14 @@ hdf_GroupHandle openStore(hdf_Operation& operation, hid_t file, bool make, bool&
 }
 
 // No exception may pass through HDF5.
-herr_t collectNumber(hid_t, const char* name, const H5L_info_t*, void* numbers) try {
+herr_t collectNumber(hid_t, const char* name, const H5L_info_t*, void* numbers) {
   int number = 0;
   const char* const end = name + std::char_traits<char>::length(name);
   const auto parsed = std::from_chars(name, end, number);
-  if (parsed.ec == std::errc() && parsed.ptr == end && number >= 0)
-    static_cast<std::vector<int>*>(numbers)->push_back(number);
-  return 0;
-} catch (const std::bad_alloc&) {
-  return -1;
+  if (parsed.ec != std::errc() || parsed.ptr != end || number < 0)
+    return 0;
+  const auto collect = [&] { return static_cast<std::vector<int>*>(numbers)->push_back(number), 0; };
+  return hdf_TryOr(collect, [] { return -1; });
 }
 } // namespace
 

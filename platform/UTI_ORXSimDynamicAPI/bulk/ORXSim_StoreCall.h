@@ -15,6 +15,24 @@ class ORXSimStoreCall {
  public:
   enum Kind : unsigned char { kCollections, kDistributions };
 
+  /// Runs the work with a call. \return what it does, and an empty value when memory was lacking.
+  template <class Work>
+  static auto Run(const char* what, ORXSimContextID context, Kind kind, Work work) {
+    return hdf_Try(std::invoke_result_t<Work, ORXSimStoreCall&>(), [&] {
+      ORXSimStoreCall call(what, context, kind);
+      return work(call);
+    });
+  }
+  /// As Run, with the opened object of `id`. \return an empty value also when it is not there.
+  template <class ID, class Work>
+  static auto RunOn(const char* what, ID id, Kind kind, Work work) {
+    using Result = std::invoke_result_t<Work, ORXSimStoreCall&, hid_t>;
+    return Run(what, id.Context(), kind, [&](ORXSimStoreCall& call) {
+      const hdf_GroupHandle object = call.Open(id.Minor());
+      return object.IsOpen() ? work(call, object.Get()) : Result();
+    });
+  }
+
   ORXSimStoreCall(const char* what, ORXSimContextID context, Kind kind)
       : m_context(hdf_Contexts::Find(context)), m_operation(what, m_context.get()), m_kind(kind) {}
 

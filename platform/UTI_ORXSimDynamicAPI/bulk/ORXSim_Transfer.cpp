@@ -4,7 +4,6 @@
 #include <UTI_ORXSimDynamicAPI/bulk/ORXSim_DrawerFile.h>
 
 #include <algorithm>
-#include <new>
 
 namespace {
 constexpr auto kKind = ORXSimStoreCall::kDistributions;
@@ -35,24 +34,22 @@ bool ORXSimTransfer::FitsView(int drawer) const {
          (members == m_members || call.Operation().Refuse("the drawer belongs to another member set"));
 }
 
-bool ORXSimTransfer::CheckView() const try {
-  ORXSimStoreCall call("check view", m_distribution.ID().Context(), kKind);
-  hdf_Operation& operation = call.Operation();
-  if (!operation.Usable())
-    return false;
-  if (m_mode == kNone)
-    return operation.Refuse("neither SetRead() nor SetWrite() was called");
-  if (m_padding)
-    return operation.Refuse("rows are not padded");
-  if (m_badDimension || m_members.IsNull())
-    return operation.Refuse("dimension 0 needs a member set, and there is no other");
-  if (m_buffers.empty())
-    return FitsView(0);
-  return std::all_of(m_buffers.begin(), m_buffers.end(),
-                     [&](const Buffer& buffer) { return FitsView(buffer.drawer); });
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+bool ORXSimTransfer::CheckView() const {
+  return ORXSimStoreCall::Run("check view", m_distribution.ID().Context(), kKind, [&](auto& call) {
+    hdf_Operation& operation = call.Operation();
+    if (!operation.Usable())
+      return false;
+    if (m_mode == kNone)
+      return operation.Refuse("neither SetRead() nor SetWrite() was called");
+    if (m_padding)
+      return operation.Refuse("rows are not padded");
+    if (m_badDimension || m_members.IsNull())
+      return operation.Refuse("dimension 0 needs a member set, and there is no other");
+    if (m_buffers.empty())
+      return FitsView(0);
+    return std::all_of(m_buffers.begin(), m_buffers.end(),
+                       [&](const Buffer& buffer) { return FitsView(buffer.drawer); });
+  });
 }
 
 bool ORXSimTransfer::Ready(Mode mode) const {
@@ -67,29 +64,26 @@ bool ORXSimTransfer::Ready(Mode mode) const {
   return CheckView();
 }
 
-bool ORXSimTransfer::ExecRead() const try {
-  if (!Ready(kRead))
-    return false;
-  return std::all_of(m_buffers.begin(), m_buffers.end(), [&](const Buffer& buffer) {
-    return m_distribution.ReadItems(buffer.drawer, 0, m_distribution.DataSizeItems(buffer.drawer),
-                                    buffer.target, buffer.bytes);
+bool ORXSimTransfer::ExecRead() const {
+  return hdf_Try(false, [&] {
+    if (!Ready(kRead))
+      return false;
+    return std::all_of(m_buffers.begin(), m_buffers.end(), [&](const Buffer& buffer) {
+      return m_distribution.ReadItems(buffer.drawer, 0, m_distribution.DataSizeItems(buffer.drawer),
+                                      buffer.target, buffer.bytes);
+    });
   });
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
 }
 
-bool ORXSimTransfer::ExecWrite() const try {
-  ORXSimStoreCall call("write drawers", m_distribution.ID().Context(), kKind);
-  if (!call.Writable() || !Ready(kWrite))
-    return false;
-  ORXSimUpdate update(m_distribution.ID().Context()); // the drawers together are one commit point
-  const bool written = std::all_of(m_buffers.begin(), m_buffers.end(), [&](const Buffer& buffer) {
-    return m_distribution.WriteItems(buffer.drawer, 0, m_distribution.DataSizeItems(buffer.drawer),
-                                     buffer.source, buffer.bytes);
+bool ORXSimTransfer::ExecWrite() const {
+  return ORXSimStoreCall::Run("write drawers", m_distribution.ID().Context(), kKind, [&](auto& call) {
+    if (!call.Writable() || !Ready(kWrite))
+      return false;
+    ORXSimUpdate update(m_distribution.ID().Context()); // the drawers together are one commit point
+    const bool written = std::all_of(m_buffers.begin(), m_buffers.end(), [&](const Buffer& buffer) {
+      return m_distribution.WriteItems(buffer.drawer, 0, m_distribution.DataSizeItems(buffer.drawer),
+                                       buffer.source, buffer.bytes);
+    });
+    return written && update.Commit();
   });
-  return written && update.Commit();
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
 }

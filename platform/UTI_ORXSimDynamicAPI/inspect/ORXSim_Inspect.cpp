@@ -6,7 +6,6 @@
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 
 #include <algorithm>
-#include <new>
 
 const ORXSimInspectedAttribute* ORXSimInspected::Attribute(const char* attributeName) const {
   const auto found = std::find_if(attributes.begin(), attributes.end(),
@@ -61,13 +60,12 @@ bool ORXSimInspect::Walk(ORXSimContextID id, ORXSimInspectVisitor& visitor, ORXS
 }
 
 // A writer without a journal is the one that even live readers are in the way of.
-bool ORXSimInspect::IsFree(const cow_String& fileName) try {
-  hdf_Operation operation("look for users", fileName.CStr());
-  H5J_options_t options{};
-  options.version = H5J_OPTIONS_VERSION;
-  const std::unique_ptr<H5J_hold_t, hdf_Releaser> hold(H5Jhold(fileName.CStr(), H5F_ACC_RDWR, &options));
-  return hold != nullptr || operation.Refuse(H5Jlast_error());
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+bool ORXSimInspect::IsFree(const cow_String& fileName) {
+  return hdf_Try(false, [&] {
+    hdf_Operation operation("look for users", fileName.CStr());
+    H5J_options_t options{};
+    options.version = H5J_OPTIONS_VERSION;
+    const std::unique_ptr<H5J_hold_t, hdf_Releaser> hold(H5Jhold(fileName.CStr(), H5F_ACC_RDWR, &options));
+    return hold != nullptr || operation.Refuse(H5Jlast_error());
+  });
 }

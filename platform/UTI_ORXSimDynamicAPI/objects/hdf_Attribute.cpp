@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <vector>
 
 namespace {
@@ -81,86 +80,76 @@ bool hdf_AttributeRep::OpenAgain(hdf_Operation& operation) {
 }
 
 hdf_Attribute hdf_Group::AttributeCreate(const char* name, hdf_Datatype type,
-                                         const hdf_Dataspace& space) const try {
-  hdf_Operation operation("create attribute", m_rep.get(), name);
-  if (!operation.Writable() || !checkName(operation, name))
-    return hdf_ObjectRep::Failed<hdf_Attribute>();
-  std::uint64_t dims[hdf_Dataspace::kMaxRank];
-  if ((space.GetDims(dims) != 1 && !operation.Refuse("attributes have one dimension")) ||
-      (H5Aexists(m_rep->id, name) > 0 && !operation.Refuse("there is an attribute of that name")))
-    return hdf_ObjectRep::Failed<hdf_Attribute>();
-  const hid_t stored = hdf_StoredType::Of(type).Write(type).memory;
-  const hid_t id =
-      H5Acreate2(m_rep->id, name, stored, hdf_Shared::Get().Line(dims[0]), H5P_DEFAULT, H5P_DEFAULT);
-  if (!operation.Check(id))
-    return hdf_ObjectRep::Failed<hdf_Attribute>();
-  auto attribute = hdf_MakeRep<hdf_AttributeRep>(m_rep->context, id);
-  attribute->space = space;
-  attribute->type = hdf_StoredType::Of(type);
-  return hdf_ObjectRep::Make<hdf_Attribute>(std::move(attribute));
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return {};
+                                         const hdf_Dataspace& space) const {
+  return hdf_Call("create attribute", m_rep.get(), name, [&](hdf_Operation& operation) {
+    if (!operation.Writable() || !checkName(operation, name))
+      return hdf_ObjectRep::Failed<hdf_Attribute>();
+    std::uint64_t dims[hdf_Dataspace::kMaxRank];
+    if ((space.GetDims(dims) != 1 && !operation.Refuse("attributes have one dimension")) ||
+        (H5Aexists(m_rep->id, name) > 0 && !operation.Refuse("there is an attribute of that name")))
+      return hdf_ObjectRep::Failed<hdf_Attribute>();
+    const hid_t stored = hdf_StoredType::Of(type).Write(type).memory;
+    const hid_t id =
+        H5Acreate2(m_rep->id, name, stored, hdf_Shared::Get().Line(dims[0]), H5P_DEFAULT, H5P_DEFAULT);
+    if (!operation.Check(id))
+      return hdf_ObjectRep::Failed<hdf_Attribute>();
+    auto attribute = hdf_MakeRep<hdf_AttributeRep>(m_rep->context, id);
+    attribute->space = space;
+    attribute->type = hdf_StoredType::Of(type);
+    return hdf_ObjectRep::Make<hdf_Attribute>(std::move(attribute));
+  });
 }
 
-hdf_Attribute hdf_Group::AttributeOpen(const char* name) const try {
-  hdf_Operation operation("open attribute", m_rep.get(), name);
-  if (!operation.Usable() || !checkName(operation, name))
-    return hdf_ObjectRep::Failed<hdf_Attribute>();
-  const hid_t id = H5Aopen(m_rep->id, name, H5P_DEFAULT);
-  if (id < 0 && H5Aexists(m_rep->id, name) == 0) {
-    operation.Refuse("there is no attribute of that name");
-    return hdf_ObjectRep::Failed<hdf_Attribute>();
-  }
-  return opened(operation, m_rep->context, id);
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return {};
+hdf_Attribute hdf_Group::AttributeOpen(const char* name) const {
+  return hdf_Call("open attribute", m_rep.get(), name, [&](hdf_Operation& operation) {
+    if (!operation.Usable() || !checkName(operation, name))
+      return hdf_ObjectRep::Failed<hdf_Attribute>();
+    const hid_t id = H5Aopen(m_rep->id, name, H5P_DEFAULT);
+    if (id < 0 && H5Aexists(m_rep->id, name) == 0) {
+      operation.Refuse("there is no attribute of that name");
+      return hdf_ObjectRep::Failed<hdf_Attribute>();
+    }
+    return opened(operation, m_rep->context, id);
+  });
 }
 
 bool hdf_Attribute::operator!() const {
   return !hdf_ObjectRep::IsOpen(*this);
 }
 
-bool hdf_Attribute::Write(hdf_Datatype type, const void* data) const try {
-  hdf_Operation operation("write attribute", m_rep.get());
-  if (!operation.Writable())
-    return false;
-  // An attribute is small and made by us or for us: one type, no conversion.
-  if (!(attributeOf(m_rep).type == hdf_StoredType::Of(type)))
-    return operation.Refuse("the attribute has another type");
-  return operation.Check(H5Awrite(m_rep->id, attributeOf(m_rep).type.Write(type).memory, data));
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+bool hdf_Attribute::Write(hdf_Datatype type, const void* data) const {
+  return hdf_Call("write attribute", m_rep.get(), [&](hdf_Operation& operation) {
+    if (!operation.Writable())
+      return false;
+    // An attribute is small and made by us or for us: one type, no conversion.
+    if (!(attributeOf(m_rep).type == hdf_StoredType::Of(type)))
+      return operation.Refuse("the attribute has another type");
+    return operation.Check(H5Awrite(m_rep->id, attributeOf(m_rep).type.Write(type).memory, data));
+  });
 }
 
-bool hdf_Attribute::Read(hdf_Datatype type, void* data, std::uint64_t capacity) const try {
-  hdf_Operation operation("read attribute", m_rep.get());
-  if (!operation.Usable())
-    return false;
-  const hdf_AttributeRep& attribute = attributeOf(m_rep);
-  const hdf_StoredType::Road road = attribute.type.Read(type);
-  if (road.memory < 0)
-    return operation.Refuse("the attribute has another type");
-  if (attribute.space.Elements() != capacity)
-    return operation.Refuse(std::to_string(attribute.space.Elements()) + " elements where " +
-                            std::to_string(capacity) + " were expected");
-  if (!road.checked)
-    return operation.Check(H5Aread(m_rep->id, road.memory, data));
-  return type.Which() == hdf_Datatype::kInt
-             ? readChecked(operation, attribute, static_cast<std::int32_t*>(data))
-             : readChecked(operation, attribute, static_cast<std::int64_t*>(data));
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+bool hdf_Attribute::Read(hdf_Datatype type, void* data, std::uint64_t capacity) const {
+  return hdf_Call("read attribute", m_rep.get(), [&](hdf_Operation& operation) {
+    if (!operation.Usable())
+      return false;
+    const hdf_AttributeRep& attribute = attributeOf(m_rep);
+    const hdf_StoredType::Road road = attribute.type.Read(type);
+    if (road.memory < 0)
+      return operation.Refuse("the attribute has another type");
+    if (attribute.space.Elements() != capacity)
+      return operation.Refuse(std::to_string(attribute.space.Elements()) + " elements where " +
+                              std::to_string(capacity) + " were expected");
+    if (!road.checked)
+      return operation.Check(H5Aread(m_rep->id, road.memory, data));
+    return type.Which() == hdf_Datatype::kInt
+               ? readChecked(operation, attribute, static_cast<std::int32_t*>(data))
+               : readChecked(operation, attribute, static_cast<std::int64_t*>(data));
+  });
 }
 
-hdf_Dataspace hdf_Attribute::GetSpace() const try {
-  hdf_Operation operation("shape of an attribute", m_rep.get());
-  return operation.Valid() && (m_rep->id >= 0 || operation.Usable()) ? attributeOf(m_rep).space
-                                                                     : hdf_Dataspace();
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return {};
+hdf_Dataspace hdf_Attribute::GetSpace() const {
+  return hdf_Call("shape of an attribute", m_rep.get(), [&](hdf_Operation& operation) {
+    return operation.Valid() && (m_rep->id >= 0 || operation.Usable()) ? attributeOf(m_rep).space
+                                                                       : hdf_Dataspace();
+  });
 }

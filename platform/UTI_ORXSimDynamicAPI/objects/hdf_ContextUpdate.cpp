@@ -7,7 +7,6 @@
 #include <UTI_ORXSimDynamicAPI/objects/hdf_OpenFile.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 
-#include <new>
 #include <utility>
 
 namespace {
@@ -33,19 +32,17 @@ void hdf_Context::Bar(std::string_view cause, const char* during) noexcept {
   if (barred)
     return;
   barred = stopped = true;
-  try {
-    barCause.assign(during).append(cause);
-  } catch (const std::bad_alloc&) {
-    barCause = "no memory"; // short enough to need none
-  }
+  hdf_TryOr([&] { barCause.assign(during).append(cause); },
+            [&] { barCause = "no memory"; }); // short enough to need none
 }
 
 // An exception may have come halfway through a flush, or before what failed has barred the context.
-bool hdf_Context::CommitPoint(hdf_Operation& operation) try {
-  return MakeCommitPoint(operation);
-} catch (const std::bad_alloc&) {
-  Bar("out of memory", "commit: ");
-  throw;
+bool hdf_Context::CommitPoint(hdf_Operation& operation) {
+  const auto bar = [&]() -> bool {
+    Bar("out of memory", "commit: ");
+    throw;
+  };
+  return hdf_TryOr([&] { return MakeCommitPoint(operation); }, bar);
 }
 
 bool hdf_Context::MakeCommitPoint(hdf_Operation& operation) {
@@ -105,21 +102,13 @@ bool hdf_Context::CloseFile(bool keep) noexcept {
 // Closes whatever happens; only the report may find no memory.
 bool hdf_Context::Close(hdf_Operation& operation) noexcept {
   const bool forked = Forked(), none = takenBack && writes == committed;
-  bool kept = false;
-  try {
-    kept = none || KeepWork(operation);
-  } catch (const std::bad_alloc&) {
-    hdf_Operation::OutOfMemory();
-  }
+  const bool kept = none || hdf_Try(false, [&] { return KeepWork(operation); });
   LeaveObjects([](hdf_ObjectRep& object) { object.Close(); });
   const bool closed = CloseFile((kept && !none && !forked) || durability == 0);
   const bool finished = H5Jrelease(hold.release()) >= 0 || durability == 0 || forked;
-  try {
+  return hdf_Try(false, [&] {
     return (closed || operation.Check(-1)) && (finished || operation.Refuse(kJournalStays)) && kept;
-  } catch (const std::bad_alloc&) {
-    hdf_Operation::OutOfMemory();
-    return false;
-  }
+  });
 }
 
 // Every object remembers where it was and opens again when it is used. Barred until all of it is done, so
@@ -175,14 +164,12 @@ void hdf_Context::EndScope() {
 }
 
 void hdf_Context::AbandonScope() noexcept {
-  if (scopes == 1 && writes != scopeStart && Journalled() && !Forked()) {
-    try {
-      hdf_Operation operation("roll back an unfinished update", this);
-      Rollback(operation);
-    } catch (const std::bad_alloc&) {
-      Bar("out of memory while rolling back");
-    }
-  }
+  const auto rollback = [&] {
+    hdf_Operation operation("roll back an unfinished update", this);
+    Rollback(operation);
+  };
+  if (scopes == 1 && writes != scopeStart && Journalled() && !Forked())
+    hdf_TryOr(rollback, [&] { Bar("out of memory while rolling back"); });
   EndScope();
 }
 

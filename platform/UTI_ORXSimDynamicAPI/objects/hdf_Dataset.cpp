@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 #include <vector>
 
 namespace {
@@ -156,43 +155,32 @@ bool hdf_Dataset::operator!() const {
   return !hdf_ObjectRep::IsOpen(*this);
 }
 
-bool hdf_Dataset::Write(hdf_Datatype type, const void* data, std::uint64_t count) const try {
-  hdf_Operation operation("write dataset", m_rep.get());
-  return operation.Writable() && datasetOf(m_rep).WriteFirst(operation, type, data, count);
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+bool hdf_Dataset::Write(hdf_Datatype type, const void* data, std::uint64_t count) const {
+  return hdf_Call("write dataset", m_rep.get(), [&](hdf_Operation& operation) {
+    return operation.Writable() && datasetOf(m_rep).WriteFirst(operation, type, data, count);
+  });
 }
 
-bool hdf_Dataset::Read(hdf_Datatype type, void* data, std::uint64_t count) const try {
-  hdf_Operation operation("read dataset", m_rep.get());
-  return operation.Usable() && datasetOf(m_rep).ReadFirst(operation, type, data, count);
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+bool hdf_Dataset::Read(hdf_Datatype type, void* data, std::uint64_t count) const {
+  return hdf_Call("read dataset", m_rep.get(), [&](hdf_Operation& operation) {
+    return operation.Usable() && datasetOf(m_rep).ReadFirst(operation, type, data, count);
+  });
 }
 
-hdf_Dataspace hdf_Dataset::GetSpace() const try {
-  hdf_Operation operation("shape of a dataset", m_rep.get());
-  return operation.Valid() && (m_rep->id >= 0 || operation.Usable()) ? datasetOf(m_rep).space
-                                                                     : hdf_Dataspace();
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return {};
+hdf_Dataspace hdf_Dataset::GetSpace() const {
+  return hdf_Call("shape of a dataset", m_rep.get(), [&](hdf_Operation& operation) {
+    return operation.Valid() && (m_rep->id >= 0 || operation.Usable()) ? datasetOf(m_rep).space
+                                                                       : hdf_Dataspace();
+  });
 }
 
-bool hdf_Dataset::Refuse(const char* cause) const try {
-  hdf_Operation operation("read dataset", m_rep.get());
-  return operation.Usable() && operation.Refuse(cause);
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+bool hdf_Dataset::Refuse(const char* cause) const {
+  return hdf_Call("read dataset", m_rep.get(),
+                  [&](hdf_Operation& operation) { return operation.Usable() && operation.Refuse(cause); });
 }
 
-bool hdf_Dataset::Extend(std::uint64_t count) try {
-  hdf_Operation operation("extend dataset", m_rep.get());
-  return operation.Writable() && datasetOf(m_rep).Extend(operation, count);
-} catch (const std::bad_alloc&) {
-  hdf_Operation::OutOfMemory();
-  return false;
+bool hdf_Dataset::Extend(std::uint64_t count) {
+  return hdf_Call("extend dataset", m_rep.get(), [&](hdf_Operation& operation) {
+    return operation.Writable() && datasetOf(m_rep).Extend(operation, count);
+  });
 }

@@ -84,13 +84,12 @@ struct hdf_CloseUnless {
 /// Makes the object of an identifier, which is given back when there is no memory for it.
 template <class Rep, class Owner, class... Rest>
 std::shared_ptr<Rep> hdf_MakeRep(const Owner& owner, hid_t opened, Rest... rest) {
-  try {
-    return std::make_shared<Rep>(owner, rest..., opened);
-  } catch (...) {
+  const auto giveBack = [&]() -> std::shared_ptr<Rep> {
     if (H5Iis_valid(opened) > 0)
       H5Idec_ref(opened);
     throw;
-  }
+  };
+  return hdf_TryOr([&] { return std::make_shared<Rep>(owner, rest..., opened); }, giveBack);
 }
 
 /// The open file itself; takes an identifier when it is first used.

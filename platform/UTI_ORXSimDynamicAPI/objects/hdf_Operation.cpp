@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <new>
 #include <system_error>
 
 namespace {
@@ -30,11 +29,9 @@ std::string& lastError() {
 }
 
 // No exception may pass through HDF5.
-herr_t takeInnermost(unsigned, const H5E_error2_t* error, void* text) try {
-  *static_cast<std::string*>(text) = error->desc == nullptr ? "" : error->desc;
+herr_t takeInnermost(unsigned, const H5E_error2_t* error, void* text) {
+  hdf_TryOr([&] { *static_cast<std::string*>(text) = error->desc == nullptr ? "" : error->desc; }, [] {});
   return 1; // the first is the innermost
-} catch (const std::bad_alloc&) {
-  return 1;
 }
 
 // After a failed read of damaged metadata HDF5 misses some memory of its own at the end of the process and

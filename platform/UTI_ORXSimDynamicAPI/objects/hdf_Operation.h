@@ -3,8 +3,11 @@
 #include <hdf5.h>
 
 #include <cstdint>
+#include <new>
 #include <optional>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 class hdf_ObjectRep;
 struct hdf_Context;
@@ -67,7 +70,7 @@ class hdf_Operation {
   static const std::string& Last();
   /// The same without the file.
   static std::string LastCause();
-  /// Makes an exhausted memory the last failure; for the handlers at the public calls.
+  /// Makes an exhausted memory the last failure.
   static void OutOfMemory() noexcept;
 
  private:
@@ -87,3 +90,37 @@ class hdf_Operation {
   int m_exceptions = 0;          // on their way when the writing began
   unsigned m_failedClosings = 0; // until then
 };
+
+/// Runs work that may lack memory, and `otherwise` when it does. Nothing else in the module catches that.
+template <class Work, class Otherwise>
+std::invoke_result_t<Work> hdf_TryOr(Work work, Otherwise otherwise) {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    return otherwise();
+  }
+}
+
+/// Runs work that may lack memory, which then is the last failure of the module. \return `failed` then.
+template <class Result, class Work>
+Result hdf_Try(Result failed, Work work) {
+  return hdf_TryOr(std::move(work), [&] {
+    hdf_Operation::OutOfMemory();
+    return std::move(failed);
+  });
+}
+
+/// One public call as an hdf_Operation on `place`, which the work is given. \return what the work does, and
+/// an empty value when memory was lacking.
+template <class Place, class Work>
+auto hdf_Call(const char* what, Place* place, const char* name, Work work) {
+  using Result = std::invoke_result_t<Work, hdf_Operation&>;
+  return hdf_Try(Result(), [&] {
+    hdf_Operation operation(what, place, name);
+    return work(operation);
+  });
+}
+template <class Place, class Work>
+auto hdf_Call(const char* what, Place* place, Work work) {
+  return hdf_Call(what, place, nullptr, std::move(work));
+}
