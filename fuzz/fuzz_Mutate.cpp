@@ -75,6 +75,11 @@ void fuzz_MutateInPlace(std::uint8_t* data, std::size_t size, fuzz_Dice& dice) {
 
 void fuzz_RepairHdf5(std::uint8_t* data, std::size_t size) {
   constexpr std::size_t kSuperblock = 48;
+  vfd_Mark mark;
+  if (fuzz_TakeMark(data, size, mark)) { // addresses count from behind it
+    data += kVfdMark;
+    size -= kVfdMark;
+  }
   if (size < kSuperblock)
     return;
   put(data + kSuperblock - 4, hdf_MetadataChecksum(data, kSuperblock - 4));

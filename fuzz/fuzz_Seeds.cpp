@@ -8,8 +8,10 @@
 #include <gbb/gbb_MemberCodec.h>
 #include <gbb/gbb_MemberTable.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 
 std::size_t LLVMFuzzerMutate(std::uint8_t*, std::size_t size, std::size_t) {
   return size; // only to link: seeds are not mutated
@@ -130,26 +132,77 @@ void files() {
     write("File", full ? "model" : "empty", bytes);
   }
 }
-// Nobody's journal: without the process and the machine that wrote it.
-Bytes anonymous(Bytes journal) {
-  constexpr std::size_t kProcess = 72, kEnd = 144;
-  Bytes repaired = journal;
-  fuzz_RepairJournal(repaired.data(), repaired.size());
-  fuzz_Require(journal.size() > 512 && repaired == journal,
-               "a journal whose checksums are the repaired ones");
-  std::fill(journal.begin() + kProcess, journal.begin() + kEnd, std::uint8_t{0});
-  fuzz_RepairJournal(journal.data(), journal.size());
-  return journal;
+
+// A main file and its journal, nobody's: without the process and the machine that wrote them.
+struct Pair {
+  explicit Pair(const std::string& path) : main(fuzz_Bytes(path)), journal(fuzz_Bytes(path + "-journal")) {
+    vfd_Mark mark;
+    vfd_Header header;
+    Bytes repaired = journal;
+    fuzz_RepairJournal(repaired.data(), repaired.size());
+    fuzz_Require(fuzz_TakeMark(main.data(), main.size(), mark) &&
+                     fuzz_TakeHeader(journal.data(), journal.size(), header) && repaired == journal,
+                 "a journal whose checksums are the repaired ones");
+    mark.writer = header.writer = {};
+    fuzz_PutMark(main.data(), mark);
+    fuzz_PutHeader(journal.data(), header);
+  }
+  void Write(const char* name) const {
+    Bytes both = join(static_cast<std::uint32_t>(main.size()), main);
+    both.insert(both.end(), journal.begin(), journal.end());
+    write("Journal", name, both);
+  }
+  // The newest frame of each page.
+  std::map<std::uint64_t, Bytes> Frames() {
+    std::map<std::uint64_t, Bytes> frames;
+    fuzz_ForEachRecord(journal.data(), journal.size(), [&](const std::uint8_t* record, vfd_RecordKind kind) {
+      if (kind == vfd_RecordKind::kFrame)
+        frames[vfd_PageOfFrame(record)] = Bytes(record + kVfdFrameHead, record + kVfdFrame);
+    });
+    return frames;
+  }
+
+  Bytes main, journal;
+};
+
+// The frames are in the file, and the writer died before it said so.
+Pair applied(Pair pair) {
+  for (const auto& [page, bytes] : pair.Frames()) {
+    const std::size_t at = page * kVfdPage, skipped = page == 0 ? kVfdMark : 0; // the mark is no frame's
+    pair.main.resize(std::max(pair.main.size(), at + kVfdPage));
+    std::copy(bytes.begin() + static_cast<std::ptrdiff_t>(skipped), bytes.end(),
+              pair.main.begin() + static_cast<std::ptrdiff_t>(at + skipped));
+  }
+  return pair;
 }
 
-// A model and a journal of two commits over several of its pages, as they stand when the writer dies: before
-// the commits came to the file, and after.
+// Written anew beside live readers: one commit with the newest frame of each page.
+Pair shortened(Pair pair) {
+  const std::map<std::uint64_t, Bytes> frames = pair.Frames();
+  vfd_Header header;
+  fuzz_TakeHeader(pair.journal.data(), pair.journal.size(), header);
+  header.whole = true;
+  ++header.salt;
+  const Bytes last(pair.journal.end() - kVfdCommit, pair.journal.end());
+  pair.journal.resize(kVfdHeader);
+  fuzz_PutHeader(pair.journal.data(), header);
+  std::uint64_t chain = header.salt;
+  for (const auto& [page, bytes] : frames) {
+    Bytes record(kVfdFrame);
+    vfd_PutFrame(record.data(), header.salt, page, bytes.data(), 0, chain);
+    pair.journal.insert(pair.journal.end(), record.begin(), record.end());
+  }
+  pair.journal.insert(pair.journal.end(), last.begin(), last.end());
+  fuzz_RepairJournal(pair.journal.data(), pair.journal.size());
+  return pair;
+}
+
+// A model and a journal of three commits over several of its pages, as they stand when the writer dies.
 void journals() {
   const std::string path = fuzz_Path("hot.pdm");
   msfD_Root root(0);
   const msfD_Sim sim = fuzz_MakeModel(root, path, "", 1);
   const msfD_Mesh mesh = sim.discreteModel().mesh();
-  const Bytes before = fuzz_Bytes(path);
   {
     ORXSimUpdate update(sim.distributionService().Context());
     mesh.Faces(mesh.nodes());
@@ -159,12 +212,11 @@ void journals() {
     fuzz_Require(update.Commit(), "a commit");
   }
   mesh.systems().add(fesD_GenericSystem::New("one more", {}, {}, mesh.nodes(), {}, 0));
-  const Bytes after = fuzz_Bytes(path), journal = anonymous(fuzz_Bytes(path + "-journal"));
-  for (const Bytes& main : {before, after}) {
-    Bytes both = join(static_cast<std::uint32_t>(main.size()), main);
-    both.insert(both.end(), journal.begin(), journal.end());
-    write("Journal", main == before ? "behind" : "applied", both);
-  }
+  fesD_ModalSystem(mesh.systems().get(1)).PropertyEvaluation(7);
+  const Pair hot(path);
+  hot.Write("hot");
+  applied(hot).Write("applied");
+  shortened(hot).Write("shortened");
 }
 } // namespace
 
