@@ -9,15 +9,25 @@ namespace {
 constexpr struct {
   const char *rule, *campaign, *config, *options;
 } kCases[] = {
-    {"commit-sync", "power", "", ""},        {"checkpoint-sync", "power", "", ""},
-    {"directory-sync", "power", "", ""},     {"header-sync", "power", "", ""},
-    {"direct-sync", "power", "", ""},        {"apply-first", "power", "", ""},
-    {"floor", "power", "regrown", ""},       {"floor", "power", "regrown-spilled", ""},
-    {"checksum", "power", "", ""},           {"direct-everywhere", "power", "", ""},
-    {"direct-everywhere", "kills", "", ""},  {"recovery-sync", "power", "", ""},
-    {"mark-sync", "power", "", ""},          {"mark-first", "power", "", ""},
-    {"reserve", "faults", "", "--stride 7"}, {"reuse", "live", "", "--count 30"},
-    {"reuse", "power", "regrown", ""},       {"verify", "kills", "", ""},
+    {"commit-sync", "power", "", ""},
+    {"checkpoint-sync", "power", "", ""},
+    {"directory-sync", "power", "", ""},
+    {"header-sync", "power", "", ""},
+    {"direct-sync", "power", "", ""},
+    {"apply-first", "power", "", ""},
+    {"floor", "power", "regrown", ""},
+    {"floor", "power", "regrown-spilled", ""},
+    {"checksum", "power", "", ""},
+    {"direct-everywhere", "power", "", ""},
+    {"direct-everywhere", "kills", "", ""},
+    {"recovery-sync", "power", "", ""},
+    {"mark-sync", "power", "", ""},
+    {"mark-first", "power", "", ""},
+    {"reserve", "faults", "", "--stride 7"},
+    {"reuse", "live", "", "--count 30"},
+    {"reuse", "power", "regrown", ""},
+    {"verify", "kills", "", ""},
+    {"spare", "kills", "", ""},
 };
 
 } // namespace

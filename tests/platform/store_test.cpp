@@ -101,6 +101,44 @@ TEST_F(Store, AViewOnAnotherSetIsRefused) {
   EXPECT_FALSE(transfer.CheckView());
 }
 
+TEST_F(Store, RewritingInManySessionsUsesTheSameSpace) {
+  constexpr int kItems = 300000;
+  const ORXSimCSetID many =
+      ORXSimCollectionRef(ORXSimCollectionRef::Create(m_context, "many", kItems)).FullCSet();
+  const int minors[] = {Field(many, ORXSimItemType::kDouble, 1).Minor(),
+                        Field(many, ORXSimItemType::kInt32, 2, 100000).Minor()};
+  const auto values = [](int session, int field) {
+    return std::vector<double>(kItems, session + 0.25 * field);
+  };
+  std::uintmax_t first = 0;
+  for (int session = 0; session < 12; ++session) {
+    const auto write = [&](int field, int number) {
+      const std::vector<double> all = values(number, field);
+      return ORXSimDistributionRef(ORXSimDistributionID(m_context, minors[field]))
+          .WriteItems(0, 0, kItems, all.data(), bytesOf(all));
+    };
+    if (session % 3 == 2) { // what is rolled back has taken nothing
+      ORXSimUpdate update(m_context);
+      EXPECT_TRUE(write(0, 99) && write(1, 98)) << LastError();
+      EXPECT_TRUE(update.Rollback());
+    }
+    for (const int field : {session % 2, 1 - session % 2})
+      EXPECT_TRUE(write(field, session)) << LastError();
+    EXPECT_TRUE(ORXSimManager::CloseContext(m_context));
+    const auto size = std::filesystem::file_size(Path("a.pdm"));
+    first = session == 0 ? size : first;
+    EXPECT_LT(size, 2 * first + (1u << 20)) << session;
+    m_context = Open(Path("a.pdm"));
+    for (int field = 0; field < 2; ++field) {
+      std::vector<double> read(kItems);
+      const ORXSimDistributionRef stored(ORXSimDistributionID(m_context, minors[field]));
+      EXPECT_TRUE(stored.ReadItems(0, 0, kItems, read.data(), bytesOf(read))) << LastError();
+      EXPECT_EQ(read, values(session, field)) << session;
+      RootOf(m_context).GroupCreate(("g" + std::to_string(2 * session + field)).c_str(), 0);
+    }
+  }
+}
+
 TEST_F(Store, RowsAreReadInAnyRangeThatIsThere) {
   const ORXSimDistributionRef field(
       Field(ORXSimCollectionRef(m_nodes).FullCSet(), ORXSimItemType::kInt64, 2));

@@ -13,7 +13,9 @@
 #include <utility>
 
 namespace {
-constexpr std::uint64_t kLongJournal = 64; // times the limit: its file is cut as well
+constexpr std::uint64_t kLongJournal = 64;                        // times the limit: its file is cut as well
+constexpr std::uint64_t kWorthKeeping = std::uint64_t{256} << 10; // bytes of spare space
+constexpr std::uint64_t kMostSpare = std::uint64_t{1} << 48;      // the mark has six bytes for an address
 constexpr std::uint64_t kTriesALimit = 16; // looks for readers while the journal grows by its limit
 } // namespace
 
@@ -67,6 +69,7 @@ bool vfd_Store::NameGeneration() {
   mark.current = m_files.journal.Generation();
   mark.direct = m_directDirty ? m_sequence + 1 : 0;
   mark.reached = m_sequence;
+  mark.spare = {};
   mark.writer = vfd_Writer::Self();
   mark.journalName = m_files.place.JournalName();
   if (!m_files.main.WriteMark()) {
@@ -93,8 +96,24 @@ bool vfd_Store::CloseMark() {
     mark.hasJournal = false;
     mark.writer = {};
     mark.journalName.clear();
+    NoteSpare();
   }
   return m_files.main.WriteMark();
+}
+
+// The largest pieces of what the last commit point leaves free, for the sessions to come.
+void vfd_Store::NoteSpare() {
+  auto& spare = m_files.main.Mark().spare;
+  spare = {};
+  for (const vfd_FreeSpace* const space : {&m_free, &m_spare})
+    for (const vfd_FreeSpace::Range& range : space->Ranges()) {
+      const auto least = std::min_element(spare.begin(), spare.end(),
+                                          [](vfd_Spare a, vfd_Spare b) { return a.bytes < b.bytes; });
+      const std::uint64_t end = std::min(range.end, m_committedEnd);
+      if (range.first < end && end - range.first >= std::max(kWorthKeeping, least->bytes + 1) &&
+          end < kMostSpare)
+        *least = {range.first, end - range.first};
+    }
 }
 
 vfd_Header vfd_Store::NewHeader() const {

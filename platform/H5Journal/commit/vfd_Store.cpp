@@ -50,7 +50,7 @@ bool vfd_Store::MayBypass(std::uint64_t page) {
 // bury what is written now, and not as long as a live reader may look at a commit point to which it belonged.
 // Readers that come later begin with the last one.
 bool vfd_Store::MayReuse(std::uint64_t page) {
-  if (page < vfd_PagesOf(m_committedEnd) && !m_free.Contains(page))
+  if (page < vfd_PagesOf(m_committedEnd) && !m_free.Contains(page) && !m_spare.Contains(page))
     return false;
   if (vfd_Broken(vfd_Rule::kReuse))
     return true;
@@ -187,8 +187,16 @@ void vfd_Store::HasFailed() noexcept {
     m_broken.Set(vfd_LastCause().Empty() ? "out of memory" : vfd_LastCause().Text());
 }
 
+std::uint64_t vfd_Store::TakeSpare(std::uint64_t bytes, std::uint64_t alignment) {
+  if (m_spareNow.Empty() || bytes < kLargeCall || m_closing != Closing::kNo)
+    return 0;
+  return vfd_Try(std::uint64_t{0}, [&] { return m_spareNow.Take(bytes, alignment); });
+}
+
 void vfd_Store::Discard() {
   m_broken.Clear();
+  if (!vfd_Try(false, [&] { return m_spareNow = m_spare, true; }))
+    m_spareNow.Clear();
   CutLongJournal();
   m_image.written.Clear();
   m_files.journal.Forget();

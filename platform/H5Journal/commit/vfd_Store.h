@@ -106,6 +106,9 @@ class vfd_Store {
   void SetFileId(const vfd_FileId& id) { m_fileId = id; }
   /// The id in the journal that was found; zeros when there was none.
   const vfd_FileId& JournalFileId() const { return m_journalFileId; }
+  /// Takes space that the file has and HDF5 does not know to be free, for at least so many bytes at a
+  /// multiple of `alignment`. \return its address; 0 when there is none.
+  std::uint64_t TakeSpare(std::uint64_t bytes, std::uint64_t alignment);
   /// Where HDF5's superblock begins, for the mark in it that says "open for writing".
   void SetSuperblock(std::uint64_t address) { m_superblock = address; }
   std::uint64_t Superblock() const { return m_superblock; }
@@ -118,6 +121,7 @@ class vfd_Store {
 
   // opening/vfd_StoreOpen.cpp
   bool ShowJournal(bool upToDamage);
+  void ReadSpare();
   bool Adopt(const vfd_JournalContent& content);
   bool BringFoundHome();
   bool TakeReplaced(const vfd_Options& options);
@@ -144,6 +148,7 @@ class vfd_Store {
   Plan MakePlan();
   void HasCommitted(Plan& plan);
   void NoteDropped();
+  void NoteFree(const Plan& plan);
   bool PlaceFresh(const Plan& plan);
   bool ReserveHoles(const Plan& plan);
   bool SetAsideJournal(std::string& lost);
@@ -171,6 +176,7 @@ class vfd_Store {
   bool Checkpoint();
   void CutLongJournal();
   bool CloseMark();
+  void NoteSpare();
 
   vfd_Options m_options;
   pid_t m_owner;
@@ -192,7 +198,9 @@ class vfd_Store {
   std::uint64_t m_spillAt;    // so many pages in memory are too many
   bool m_directDirty = false; // the main file has bytes of this update that may not be on the disk
 
-  vfd_FreeSpace m_free; // at the last commit point
+  vfd_FreeSpace m_free;     // at the last commit point, as far as HDF5 knows
+  vfd_FreeSpace m_spare;    // at the last commit point, what former sessions left and HDF5 does not know
+  vfd_FreeSpace m_spareNow; // what this update has left of it
   enum class Reuse { kUnknown, kYes, kNo };
   Reuse m_reuse = Reuse::kUnknown;      // whether no live reader needs what was free then
   bool m_mayReuse = true;               // every page that has a frame is known

@@ -259,6 +259,28 @@ void vfd_Store::NoteDropped() {
                });
 }
 
+// What was free at the commit point before is of use after one that HDF5 makes as it closes the file, as far
+// as it has not used it; after others HDF5 says what is.
+void vfd_Store::NoteFree(const Plan& plan) {
+  const bool closing = m_closing == Closing::kKeep;
+  const bool known = vfd_Try(false, [&] {
+    const auto take = [&](std::uint64_t page) { m_free.Remove({page * kVfdPage, (page + 1) * kVfdPage}); };
+    for (std::size_t i = 0; closing && i < plan.entries.size(); ++i)
+      take(plan.entries[i].page);
+    for (std::size_t i = 0; closing && i < plan.fresh.size(); ++i)
+      take(plan.fresh[i]);
+    if (!vfd_Broken(vfd_Rule::kSpare))
+      m_spare = m_spareNow;
+    return true;
+  });
+  if (!closing || !known)
+    m_free.Clear();
+  if (!known) {
+    m_spare.Clear();
+    m_spareNow.Clear();
+  }
+}
+
 // The commit point has been passed: from here on nothing makes it undone.
 void vfd_Store::HasCommitted(Plan& plan) {
   m_image.unapplied.Merge(plan.entries);
@@ -268,7 +290,7 @@ void vfd_Store::HasCommitted(Plan& plan) {
     m_image.recent.DropFrom(vfd_PagesOf(m_eof));
   }
   m_committedEnd = m_eof;
-  m_free.Clear();
+  NoteFree(plan);
   m_reuse = Reuse::kUnknown;
   const bool keepFloor = !vfd_Broken(vfd_Rule::kFloor);
   const std::uint64_t framed = plan.entries.empty() || !keepFloor ? 0 : plan.entries.back().page + 1;

@@ -68,9 +68,10 @@ void noteFreeSpace(vfd_Store& store, hid_t file) {
   std::vector<H5F_sect_info_t> sections(static_cast<std::size_t>(count));
   const ssize_t got = H5Fget_free_sections(file, H5FD_MEM_DEFAULT, sections.size(), sections.data());
   vfd_FreeSpace space;
-  for (ssize_t i = 0; i < got && i < count; ++i)
-    space.Add(store.Superblock() + sections[static_cast<std::size_t>(i)].addr,
-              sections[static_cast<std::size_t>(i)].size);
+  for (ssize_t i = 0; i < got && i < count; ++i) {
+    const H5F_sect_info_t& section = sections[static_cast<std::size_t>(i)];
+    space.Add({store.Superblock() + section.addr, store.Superblock() + section.addr + section.size});
+  }
   space.Sort();
   store.SetFreeSpace(std::move(space));
 }
@@ -298,6 +299,8 @@ hid_t H5Jopen(H5J_hold_t* hold, hid_t fcpl, hid_t fapl) {
 
 herr_t H5Jend(H5J_hold_t* hold, hid_t file, hbool_t keep) {
   return call(kFailed, [&] {
+    if (keep && file >= 0)
+      commit(*hold->store, file); // only then HDF5 says what is free
     hold->store->BeginClosing(keep);
     const bool closed = file < 0 || closeAll(file);
     hold->store->EndClosing(closed);

@@ -130,8 +130,26 @@ int compare(const H5FD_t* a, const H5FD_t* b) {
 // the dataset and does not survive its own exit handler. Small writes meet in the store's pages anyway. No
 // metadata accumulator: HDF5 1.10 joins damaged metadata in it and crashes, which most mutated files showed.
 herr_t query(const H5FD_t*, unsigned long* features) {
-  *features = H5FD_FEAT_AGGREGATE_METADATA | H5FD_FEAT_AGGREGATE_SMALLDATA | H5FD_FEAT_DEFAULT_VFD_COMPATIBLE;
+  *features = H5FD_FEAT_AGGREGATE_METADATA | H5FD_FEAT_AGGREGATE_SMALLDATA |
+              H5FD_FEAT_DEFAULT_VFD_COMPATIBLE | H5FD_FEAT_USE_ALLOC_SIZE;
   return 0;
+}
+
+// New space: behind the end, or for much data what former sessions have left. In both cases HDF5 takes what
+// lies between a ragged end and the next multiple of the alignment for its own.
+haddr_t allocate(H5FD_t* base, H5FD_mem_t type, hid_t, hsize_t size) {
+  File& file = *fileOf(base);
+  const haddr_t alignment = size >= base->threshold && base->alignment > 1 ? base->alignment : 1;
+  const haddr_t start = (file.eoa + alignment - 1) / alignment * alignment;
+  const bool raw = type == H5FD_MEM_DRAW && file.store != nullptr;
+  if (const haddr_t spare = raw ? file.store->TakeSpare(size, alignment) : 0; spare != 0) {
+    file.eoa = start;
+    return spare;
+  }
+  if (size > kVfdLargest - std::min<haddr_t>(start, kVfdLargest))
+    return HADDR_UNDEF;
+  file.eoa = start + size;
+  return start;
 }
 
 haddr_t endAllocated(const H5FD_t* base, H5FD_mem_t) {
@@ -211,6 +229,7 @@ H5FD_class_t describeDriver() {
   driver.close = &close;
   driver.cmp = &compare;
   driver.query = &query;
+  driver.alloc = &allocate;
   driver.get_eoa = &endAllocated;
   driver.set_eoa = &setEndAllocated;
   driver.get_eof = &endOfFile;

@@ -3,11 +3,17 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Little-endian numbers of a file.
+// Little-endian numbers of a file.
+
+/// \param width bytes of the number that are written, at most 8.
+inline void vfd_PutBytes(unsigned char* target, std::uint64_t number, std::size_t width) {
+  for (std::size_t i = 0; i < width; ++i)
+    target[i] = static_cast<unsigned char>(number >> (8 * i));
+}
+
 template <class Number>
 void vfd_PutNumber(unsigned char* target, Number number) {
-  for (std::size_t i = 0; i < sizeof number; ++i)
-    target[i] = static_cast<unsigned char>(number >> (8 * i));
+  vfd_PutBytes(target, number, sizeof number);
 }
 
 /// \param width bytes of the number, at most 8.

@@ -18,6 +18,7 @@ enum class vfd_Rule {
   kReserve,          // a commit counts only when the file has room for it
   kReuse,            // freed space bypasses the journal only when no frame and no reader needs it
   kVerify,           // a frame is checked again when it is used
+  kSpare,            // space that a commit has taken into use is not spare any more
 };
 
 #ifdef PDM_BREAKABLE

@@ -12,7 +12,8 @@ constexpr unsigned char kMagic[8] = {0x93, 'H', '5', 'J', '\r', '\n', 0x1a, '\n'
 constexpr std::uint32_t kVersion = 2;
 constexpr std::uint32_t kHasJournal = 1, kIsNew = 2;
 constexpr std::size_t kFlags = 12, kCurrent = 16, kFinished = 24, kFileId = 32, kInode = 48, kWriter = 56,
-                      kName = 128, kNameBytes = 256, kDirect = 384, kReached = 392, kSum = kVfdMark - 8;
+                      kName = 128, kNameBytes = 256, kDirect = 384, kReached = 392, kSpare = 400,
+                      kSum = kVfdMark - 8;
 } // namespace
 
 void vfd_Mark::Encode(unsigned char (&bytes)[kVfdMark]) const {
@@ -28,6 +29,10 @@ void vfd_Mark::Encode(unsigned char (&bytes)[kVfdMark]) const {
   std::memcpy(bytes + kName, journalName.data(), std::min(journalName.size(), kNameBytes - 1));
   vfd_PutNumber(bytes + kDirect, direct);
   vfd_PutNumber(bytes + kReached, reached);
+  for (std::size_t i = 0; i < kVfdSpares; ++i) {
+    vfd_PutBytes(bytes + kSpare + 12 * i, spare[i].address, 6);
+    vfd_PutBytes(bytes + kSpare + 12 * i + 6, spare[i].bytes, 6);
+  }
   vfd_PutNumber(bytes + kSum, vfd_Checksum(bytes, kSum));
 }
 
@@ -47,6 +52,8 @@ void vfd_Mark::Decode(const unsigned char (&bytes)[kVfdMark]) {
   inode = vfd_TakeNumber<std::uint64_t>(bytes + kInode);
   direct = vfd_TakeNumber<std::uint64_t>(bytes + kDirect);
   reached = vfd_TakeNumber<std::uint64_t>(bytes + kReached);
+  for (std::size_t i = 0; i < kVfdSpares; ++i)
+    spare[i] = {vfd_TakeBytes(bytes + kSpare + 12 * i, 6), vfd_TakeBytes(bytes + kSpare + 12 * i + 6, 6)};
   writer.Decode(bytes + kWriter);
   const char* const name = reinterpret_cast<const char*>(bytes + kName);
   journalName.assign(name, ::strnlen(name, kNameBytes));

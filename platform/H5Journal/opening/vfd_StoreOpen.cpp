@@ -61,7 +61,19 @@ bool vfd_Store::ShowJournal(bool upToDamage) {
     m_files.journal.Close();
   if (!m_options.readOnly && m_files.journal.IsOpen())
     m_found = std::move(content);
+  if (!m_options.readOnly && !m_options.Scratch() && verdict.state == H5J_CLEAN)
+    ReadSpare();
   return true;
+}
+
+// Only of use as long as it lies within the file.
+void vfd_Store::ReadSpare() {
+  m_spare.Clear();
+  for (const auto& [address, bytes] : m_files.main.Mark().spare)
+    if (address >= kVfdMark && address + bytes <= m_committedEnd)
+      m_spare.Add({address, address + bytes});
+  m_spare.Sort();
+  m_spareNow = m_spare;
 }
 
 bool vfd_Store::Recover() {

@@ -2,10 +2,9 @@
 
 #include <algorithm>
 
-void vfd_FreeSpace::Add(std::uint64_t address, std::uint64_t bytes) {
-  const Range range{vfd_PagesOf(address), (address + bytes) / kVfdPage};
-  if (range.first < range.end)
-    m_ranges.push_back(range);
+void vfd_FreeSpace::Add(Range extent) {
+  if (extent.first < extent.end)
+    m_ranges.push_back(extent);
 }
 
 void vfd_FreeSpace::Sort() {
@@ -13,7 +12,41 @@ void vfd_FreeSpace::Sort() {
 }
 
 bool vfd_FreeSpace::Contains(std::uint64_t page) const {
-  const auto next = std::upper_bound(m_ranges.begin(), m_ranges.end(), page,
+  const std::uint64_t first = page * kVfdPage;
+  const auto next = std::upper_bound(m_ranges.begin(), m_ranges.end(), first,
                                      [](std::uint64_t wanted, Range range) { return wanted < range.first; });
-  return next != m_ranges.begin() && page < (next - 1)->end;
+  return next != m_ranges.begin() && first + kVfdPage <= (next - 1)->end;
+}
+
+void vfd_FreeSpace::Remove(Range taken) {
+  std::vector<Range> left;
+  left.reserve(m_ranges.size() + 1);
+  for (const Range& range : m_ranges) {
+    const Range before{range.first, std::min(range.end, taken.first)};
+    const Range behind{std::max(range.first, taken.end), range.end};
+    if (taken.end <= range.first || range.end <= taken.first) {
+      left.push_back(range);
+      continue;
+    }
+    if (before.first < before.end)
+      left.push_back(before);
+    if (behind.first < behind.end)
+      left.push_back(behind);
+  }
+  m_ranges = std::move(left);
+}
+
+std::uint64_t vfd_FreeSpace::Take(std::uint64_t bytes, std::uint64_t alignment) {
+  const Range* best = nullptr;
+  const auto start = [&](const Range& range) {
+    return (range.first + alignment - 1) / alignment * alignment;
+  };
+  for (const Range& range : m_ranges)
+    if (start(range) + bytes <= range.end && (best == nullptr || range.Bytes() < best->Bytes()))
+      best = &range;
+  if (best == nullptr)
+    return 0;
+  const std::uint64_t first = start(*best);
+  Remove({first, first + bytes});
+  return first;
 }
