@@ -25,6 +25,14 @@ TEST_F(Damage, AnyChangedByteAndAnyMissingEndIsFound) {
     else
       ends.push_back(at += 40);
   ASSERT_EQ(ends.back(), frames.size());
+  // A live reader keeps a damaged journal from being applied, and it stays as it is.
+  const ORXSimContextID reader = OpenLive(path);
+  std::string torn = frames;
+  torn[ends[1] + 100] ^= 1;
+  Put(journal, torn);
+  EXPECT_FALSE(ORXSimJournal::Apply(path.c_str(), true));
+  EXPECT_TRUE(sys_Bytes(journal) == torn);
+  ORXSimManager::CloseContext(reader);
   for (std::size_t at = 0, i = 0; at < frames.size(); at += 97, ++i) {
     std::string damaged = frames;
     damaged[at] = static_cast<char>(damaged[at] ^ (1 << i % 8));

@@ -36,6 +36,16 @@ extern "C" [[gnu::visibility("default")]] ssize_t pwrite(int file, const void* b
   return s_system(file, bytes, count, at);
 }
 
+// The same: something happens before a file is read.
+static std::function<void(int)> s_beforeRead;
+extern "C" [[gnu::visibility("default")]] ssize_t pread(int file, void* bytes, size_t count, off_t at) {
+  static const auto s_system =
+      reinterpret_cast<ssize_t (*)(int, void*, size_t, off_t)>(::dlsym(RTLD_NEXT, "pread"));
+  if (s_beforeRead)
+    s_beforeRead(file);
+  return s_system(file, bytes, count, at);
+}
+
 namespace {
 
 using Journal = platform_JournalFixture;
@@ -106,6 +116,34 @@ TEST_F(Journal, AJournalOfAnotherFileOrWithADamagedHeaderIsRefusedAndLeft) {
   EXPECT_FALSE(std::filesystem::exists(path + "-journal"));
   EXPECT_THAT(LastError(), testing::HasSubstr("the damaged journal is kept as a.pdm-journal.lost-"));
   EXPECT_EQ(Value(path), 1 + static_cast<int>(info.commits));
+}
+
+// Between a live reader's look at the file and that at the journal the writer goes on and ends. And a child
+// that refreshes leaves its parent the share that keeps writers from what the parent looks at.
+TEST_F(Journal, ALiveReaderIsNeitherRefusedForAMomentNorDisturbedByAChild) {
+  const std::string path = Path("a.pdm"), journal = path + "-journal";
+  Make(path, 1);
+  platform_Other writer([&](const auto& pause) {
+    const ORXSimContextID context = Open(path);
+    Set(context, 2);
+    pause();
+    RootOf(context).DatasetCreate("more", kInt, Line(5000)).Write(kInt, std::vector<int>(5000).data(), 5000);
+    Set(context, 3);
+  });
+  s_beforeRead = [&](int file) {
+    struct stat read, named;
+    if (::fstat(file, &read) == 0 && ::stat(journal.c_str(), &named) == 0 && read.st_ino == named.st_ino)
+      writer.GoOn();
+  };
+  const ORXSimContextID reader = OpenLive(path);
+  s_beforeRead = nullptr;
+  EXPECT_EQ(Get(reader), 3) << LastError();
+  Die([&] { ORXSimManager::Refresh(reader); });
+  const ORXSimContextID next = Open(path);
+  EXPECT_TRUE(Set(next, 4) && ORXSimManager::CloseContext(next)) << LastError();
+  EXPECT_TRUE(std::filesystem::exists(journal));
+  ORXSimManager::CloseContext(reader);
+  EXPECT_EQ(Value(path), 4) << LastError();
 }
 
 TEST_F(Journal, ASecondProcessIsToldWhoHoldsTheFileAndMayWait) {

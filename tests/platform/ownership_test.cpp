@@ -141,13 +141,65 @@ TEST_F(Ownership, DirectoriesMayMoveAndTheCallerToo) {
 TEST_F(Ownership, ARemovedJournalTakesNoCommitsAndLosesNone) {
   const std::string path = Path("a.pdm");
   Make(path, 1);
-  const ORXSimContextID writer = Open(path);
-  EXPECT_TRUE(Set(writer, 2));
+  for (const bool live : {false, true}) { // for a live reader's sake it is made anew
+    const ORXSimContextID reader = live ? OpenLive(path) : ORXSimContextID();
+    const ORXSimContextID writer = Open(path);
+    EXPECT_TRUE(Set(writer, 2 + live));
+    fs::remove(path + "-journal");
+    EXPECT_FALSE(Set(writer, 9));
+    EXPECT_THAT(LastError(), testing::HasSubstr("its journal has been removed: close the file"));
+    ORXSimManager::CloseContext(writer);
+    EXPECT_EQ(Shown(path), 2 + live) << LastError();
+    EXPECT_EQ(fs::exists(path + "-journal"), live);
+    ORXSimManager::CloseContext(reader);
+    EXPECT_EQ(Value(path), 2 + live) << LastError();
+  }
+}
+
+// Copies of a file from before its generation ended, and from within an update that was given up.
+TEST_F(Ownership, AnOlderCopyDoesNotMeetTheNextGenerationNorTheNextUpdate) {
+  const std::string path = Path("a.pdm"), old = Path("old");
+  std::vector<int> numbers;
+  const auto put = [&](ORXSimContextID context, const char* name, int value, std::size_t count) {
+    const hdf_Group root = RootOf(context);
+    numbers.assign(count, value);
+    (root.GetObjinfoExists(name) ? root.DatasetOpen(name) : root.DatasetCreate(name, kInt, Line(count)))
+        .Write(kInt, numbers.data(), count);
+  };
+  const ORXSimContextID context = Create(path);
+  put(context, "large", 1, 1200000);
+  EXPECT_TRUE(Set(context, 1) && ORXSimManager::CloseContext(context)) << LastError();
+  Copy(path, Path("closed"));
+  Die([&] {
+    const ORXSimContextID writer = Open(path);
+    Set(writer, 2);
+    Copy(path, old);
+    put(writer, "large", 3, 1200000); // more than what ends a generation
+    Set(writer, 3);
+  });
+  EXPECT_EQ(Shown(path), 3) << LastError();
+  Copy(old, path);
+  ExpectRefusedAndLeft(path, "or this file was changed without it");
+
   fs::remove(path + "-journal");
-  EXPECT_FALSE(Set(writer, 3));
-  EXPECT_THAT(LastError(), testing::HasSubstr("its journal has been removed: close the file"));
-  ORXSimManager::CloseContext(writer);
-  EXPECT_EQ(Value(path), 2) << LastError();
+  Copy(Path("closed"), path);
+  Die([&] {
+    const ORXSimContextID writer = Open(path);
+    ORXSimUpdate given(writer);
+    put(writer, "more", 4, 300000);
+    put(writer, "large", 4, 1200000);
+    given.Rollback();
+    Copy(path, old);
+    put(writer, "more", 5, 300000);
+    Set(writer, 5);
+  });
+  Copy(old, path);
+  const ORXSimContextID reader = Open(path, true);
+  EXPECT_EQ(Get(reader), 5) << LastError();
+  numbers.assign(300000, 0);
+  RootOf(reader).DatasetOpen("more").Read(kInt, numbers.data(), numbers.size());
+  EXPECT_EQ(numbers, std::vector<int>(300000, 5));
+  ORXSimManager::CloseContext(reader);
 }
 
 TEST_F(Ownership, WhatWasPartedIsRefusedAndSaysWhatIsMissing) {

@@ -242,6 +242,13 @@ bool vfd_Store::ApplyPages() {
 // Ends a generation: all of it is in the main file, and once that is on the disk the next one may begin. The
 // new header is written at once, so that no reader finds frames here that are about to be overwritten.
 bool vfd_Store::Checkpoint() {
+  // The file says that it lacks nothing of the generation: an older copy of it must not meet the next header.
+  vfd_Mark& mark = m_files.main.Mark();
+  const std::uint64_t before = std::exchange(mark.finished, mark.hasJournal ? mark.current : mark.finished);
+  if (!m_files.main.WriteMark()) {
+    mark.finished = before;
+    return false;
+  }
   if (m_options.Power() && !vfd_Broken(vfd_Rule::kCheckpointSync) && !SyncMain())
     return false;
   // As long as the old header stands its frames count.
@@ -277,6 +284,21 @@ bool vfd_Store::Finish() {
   return whole;
 }
 
+// For the readers' sake the journal stays, with all commits in it. One that somebody has removed is made
+// anew.
+bool vfd_Store::LeaveJournal() {
+  const vfd_Place& place = m_files.place;
+  vfd_Journal next;
+  vfd_PageIndex index;
+  if (!m_files.journal.IsRemoved())
+    return true;
+  if (m_image.unapplied.All().empty() ? !CloseMark() : !WriteShortened(next, index))
+    return false;
+  if (next.IsOpen() && !place.Rename(place.NextName(), place.JournalName(), true))
+    return vfd_Fail("make its removed journal anew");
+  return !m_options.Power() || (m_files.main.Sync() && place.Sync());
+}
+
 bool vfd_Store::BringHome() {
   Discard();
   vfd_Journal& journal = m_files.journal;
@@ -284,7 +306,7 @@ bool vfd_Store::BringHome() {
     return true;
   const auto readers = vfd_Locks::TryReaders(m_files.main.Get());
   if (readers == vfd_Locks::Result::kHeld)
-    return true; // for the readers' sake the journal stays, with all commits in it
+    return vfd_Try(false, [&] { return LeaveJournal(); });
   if (readers == vfd_Locks::Result::kFailed)
     return vfd_Fail("lock the file");
   return vfd_Try(false, [&] {

@@ -43,7 +43,14 @@ bool vfd_Store::Read(std::uint64_t address, std::size_t count, void* bytes) cons
 
 // Such a page is beyond everything that a commit point, a frame or a reader may know.
 bool vfd_Store::MayBypass(std::uint64_t page) {
-  return page >= m_floor || MayReuse(page) || vfd_Broken(vfd_Rule::kDirectOnlyBeyond);
+  return (!m_announced && (page >= m_floor || MayReuse(page))) || vfd_Broken(vfd_Rule::kDirectOnlyBeyond);
+}
+
+// A copy of the file made now would pass for one that has what the next commit writes directly: so all of
+// that commit goes through the journal.
+void vfd_Store::NoteAnnounced() {
+  const vfd_Mark& mark = m_files.main.Mark();
+  m_announced = mark.hasJournal && mark.direct > m_sequence;
 }
 
 // Space that was free at the last commit point, or behind its end: not where a frame of this generation would
@@ -197,6 +204,7 @@ void vfd_Store::Discard() {
   m_broken.Clear();
   if (!vfd_Try(false, [&] { return m_spareNow = m_spare, true; }))
     m_spareNow.Clear();
+  NoteAnnounced();
   CutLongJournal();
   m_image.written.Clear();
   m_files.journal.Forget();

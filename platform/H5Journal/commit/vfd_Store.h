@@ -129,6 +129,7 @@ class vfd_Store {
 
   // commit/vfd_Store.cpp
   bool MayBypass(std::uint64_t page);
+  void NoteAnnounced();
   bool MayReuse(std::uint64_t page);
   bool WriteMain(std::uint64_t address, std::size_t count, const void* bytes);
   bool WriteParts(std::uint64_t address, std::size_t count, const unsigned char* source);
@@ -173,6 +174,7 @@ class vfd_Store {
   void Shorten();
   bool WriteShortened(vfd_Journal& journal, vfd_PageIndex& index);
   bool BringHome();
+  bool LeaveJournal();
   bool Checkpoint();
   void CutLongJournal();
   bool CloseMark();
@@ -195,7 +197,8 @@ class vfd_Store {
   std::uint64_t m_eof = 0;          // where HDF5's file ends now
   std::uint64_t m_floor = 0; // pages from here on were never committed and have no frame in this generation
   vfd_Image m_image;
-  std::uint64_t m_spillAt;    // so many pages in memory are too many
+  std::uint64_t m_spillAt;  // so many pages in memory are too many
+  bool m_announced = false; // the file says that the next commit has pages in it alone, of an update given up
   bool m_directDirty = false; // the main file has bytes of this update that may not be on the disk
 
   vfd_FreeSpace m_free;     // at the last commit point, as far as HDF5 knows

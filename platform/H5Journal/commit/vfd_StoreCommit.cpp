@@ -291,6 +291,7 @@ void vfd_Store::HasCommitted(Plan& plan) {
   }
   m_committedEnd = m_eof;
   NoteFree(plan);
+  m_announced = false;
   m_reuse = Reuse::kUnknown;
   const bool keepFloor = !vfd_Broken(vfd_Rule::kFloor);
   const std::uint64_t framed = plan.entries.empty() || !keepFloor ? 0 : plan.entries.back().page + 1;

@@ -48,9 +48,12 @@ vfd_Verdict judgeMarked(const vfd_MainFile& main, const vfd_JournalContent& cont
   // All of that generation is in the file, and no other has begun.
   if (!mark.hasJournal && mark.finished != 0 && header.generation == mark.finished)
     return {H5J_CLEAN, true, ""};
-  // A generation that was begun, and not named by the file yet: the one before it is in the file.
+  // A generation that was begun, and not named by the file yet: the one before it is in the file, which says
+  // so. An older copy of the file does not.
   const bool begun = content.commits == 0 && content.state == State::kSound;
-  if (begun && header.previous == (mark.hasJournal || header.previous == 0 ? mark.current : mark.finished))
+  const bool whole = mark.hasJournal ? header.previous == mark.current && mark.current == mark.finished
+                                     : header.previous == 0 || header.previous == mark.finished;
+  if (begun && whole)
     return {H5J_CLEAN, true, ""};
   return foreign(name);
 }

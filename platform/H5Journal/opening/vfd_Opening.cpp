@@ -168,9 +168,11 @@ bool vfd_FindJournal(const vfd_Options& options, vfd_Files& files, vfd_JournalCo
                      vfd_Verdict& verdict) {
   for (const auto deadline = deadlineOf(options);; rest()) {
     files.journal.Close();
+    // It may have gone on, or come, or ended between the look at the file and that at its journal.
+    const bool before = options.live && vfd_Locks::HasWriter(files.main.Get());
     const bool looked = lookOnce(options, files, content, verdict);
-    if (!looked || verdict.cause.empty() || !options.live || !vfd_Locks::HasWriter(files.main.Get()) ||
-        Clock::now() >= deadline)
+    if (!looked || verdict.cause.empty() || !options.live ||
+        !(before || vfd_Locks::HasWriter(files.main.Get())) || Clock::now() >= deadline)
       return looked;
   }
 }

@@ -77,10 +77,15 @@ void vfd_Store::ReadSpare() {
 }
 
 bool vfd_Store::Recover() {
+  if (Forked())
+    return vfd_Refuse("the file belongs to another process");
   const auto readers = vfd_Locks::TryReaders(m_files.main.Get());
   if (readers == vfd_Locks::Result::kFailed)
     return vfd_Fail("lock the file");
   const bool alone = readers != vfd_Locks::Result::kHeld;
+  // Going on in a damaged journal would destroy what stands behind the damaged place.
+  if (!alone && m_found->state == vfd_JournalContent::State::kDamaged)
+    return vfd_Refuse("live readers have the file open");
   const bool done =
       vfd_Try(false, [&] { return !alone && m_found->commits > 0 ? Adopt(*m_found) : BringFoundHome(); });
   if (alone && !m_options.Scratch())
@@ -126,12 +131,15 @@ bool vfd_Store::Adopt(const vfd_JournalContent& content) {
   journal.GoOn(content);
   journal.Cut(content.end);
   m_floor = std::max(content.reach, vfd_PagesOf(m_files.main.Size()));
+  m_files.main.Mark().finished = 0; // it may have died after the file said that the generation is in it
+  NoteAnnounced();
   m_mayReuse = false; // the index does not tell every page that has a frame
   return true;
 }
 
 bool vfd_Store::TakeSnapshot() {
-  vfd_Locks::ReleaseReaders(m_files.main.Get());
+  if (!Forked()) // a child would take the share of its parent, who goes on looking
+    vfd_Locks::ReleaseReaders(m_files.main.Get());
   m_files.journal.Close();
   return vfd_OpenMain(m_options, true, m_files) && ShowJournal(false);
 }
