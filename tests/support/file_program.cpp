@@ -12,26 +12,18 @@
 
 namespace {
 
-std::string hex(const std::string& bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (const char c : bytes) {
-    text += kDigits[static_cast<unsigned char>(c) >> 4];
-    text += kDigits[static_cast<unsigned char>(c) & 15];
-  }
-  return text;
-}
-
 void print(const ORXSimDistributionRef& distribution, int number) {
   constexpr const char* kTypes[] = {"<i4", "<i8", "<f4", "<f8"};
   const ORXSimPersistentDrawerDesc drawer = distribution.Drawer(number);
   std::string bytes(static_cast<std::size_t>(drawer.Bytes()), '\0');
   if (!distribution.ReadItems(number, 0, drawer.Items(), bytes.data(), drawer.Bytes()))
     bytes = "unreadable";
-  std::printf(" drawer over %d.%d %s x %d [%s] '%s' chunk %d deflate %d: %s\n",
-              drawer.CSet().CollectionMinor(), drawer.CSet().Minor(), kTypes[static_cast<int>(drawer.Type())],
-              drawer.Components(), drawer.Unit().CStr(), drawer.LongName().CStr(), drawer.ChunkItems(),
-              drawer.Deflate(), hex(bytes).c_str());
+  std::printf(" drawer over %d.%d %s x %d [%s] '%s' chunk %d deflate %d: ", drawer.CSet().CollectionMinor(),
+              drawer.CSet().Minor(), kTypes[static_cast<int>(drawer.Type())], drawer.Components(),
+              drawer.Unit().CStr(), drawer.LongName().CStr(), drawer.ChunkItems(), drawer.Deflate());
+  for (const char byte : bytes)
+    std::printf("%02x", static_cast<unsigned char>(byte));
+  std::printf("\n");
 }
 
 void print(const msfD_Sim& sim) {
