@@ -12,8 +12,6 @@ struct camp_Row {
 
   /// Counts a bad run; the first few are told on standard error at once.
   void Bad(const std::string& message);
-  /// Tells of a long campaign's progress on standard error, every few seconds.
-  void Progress(std::int64_t of) const;
 };
 using camp_Rows = std::vector<camp_Row>;
 

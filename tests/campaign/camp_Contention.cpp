@@ -56,7 +56,6 @@ camp_Rows camp_Contention(const camp_Options& options) {
       writers[random.Below(2)]->Kill();
       idle = row.runs == board.counter[kCommits] ? idle + 1 : 0;
       row.runs = board.counter[kCommits];
-      row.Progress(commits);
     }
     row.note = std::to_string(kills) + " kills, " + std::to_string(board.counter[camp_kSnapshots]) +
                " read, " + std::to_string(board.counter[kRefused]) + " refused";

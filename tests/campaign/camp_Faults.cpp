@@ -62,7 +62,6 @@ camp_Rows sweep(const char* campaign, std::span<const camp_Config> configs, std:
         (fate.*plan).error = way.error;
         (fate.*plan).forGood = way.forGood;
         run(std::string(way.name) + " at " + call + ' ' + std::to_string(n), fate);
-        row.Progress(calls / options.stride * std::ssize(ways));
       }
     row.note =
         std::to_string(calls) + ' ' + call + "s tried, " + std::to_string(died) + " runs ended by a signal";

@@ -182,14 +182,13 @@ void lie(int descriptor, void* to, ssize_t got, off_t offset) {
     static_cast<unsigned char*>(to)[watch.plan.random.Below(got)] ^= 1;
 }
 
-constinit int s_armed = 0;
 constinit std::int64_t s_allocations = 0;
 constinit camp_Plan s_lack;
 
 bool lacks() {
-  if (s_armed > 0 && s_lack.calls != nullptr)
+  if (camp_Armed::s_alive > 0 && s_lack.calls != nullptr)
     *s_lack.calls = s_allocations + 1;
-  if (s_armed == 0 || !s_lack.Fails(++s_allocations))
+  if (camp_Armed::s_alive == 0 || !s_lack.Fails(++s_allocations))
     return false;
   errno = ENOMEM;
   return true;
@@ -200,13 +199,6 @@ bool lacks() {
 void camp_WatchAllocations(const camp_Plan& plan) {
   s_lack = plan;
   s_allocations = 0;
-}
-
-camp_Armed::camp_Armed() {
-  ++s_armed;
-}
-camp_Armed::~camp_Armed() {
-  --s_armed;
 }
 
 void camp_Watch(const std::string& directory, const camp_Plan& plan) {

@@ -54,6 +54,7 @@ void camp_Mark(camp_Event::Kind kind, int step);
 /// The same for allocations, which count while one of these lives.
 void camp_WatchAllocations(const camp_Plan& plan);
 struct camp_Armed {
-  camp_Armed();
-  ~camp_Armed();
+  camp_Armed() { ++s_alive; }
+  ~camp_Armed() { --s_alive; }
+  static inline constinit int s_alive = 0;
 };

@@ -68,7 +68,6 @@ camp_Rows camp_Kills(const camp_Options& options) {
                        microseconds = (Clock::now() - start) / std::chrono::microseconds(1);
     while (row.runs < kills && !(options.untilBad && row.bad > 0)) {
       live(directory, config, calls, microseconds, random, board, row);
-      row.Progress(kills);
     }
     if (config.readers > 0)
       conclude(board, row);

@@ -186,7 +186,6 @@ camp_Rows camp_Model(const camp_Options& options) {
       if (const std::string message = live(random.Next(), config.durability, random, board, row);
           !message.empty())
         row.Bad(message);
-      row.Progress(kills);
     }
   });
 }

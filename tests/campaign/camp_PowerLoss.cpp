@@ -229,7 +229,6 @@ camp_Rows camp_PowerLoss(const camp_Options& options) {
       row.bad = board.counter[kBad];
       if (status != 0)
         row.Bad("a recording ended with " + std::to_string(status));
-      row.Progress(points);
     }
     row.note = std::to_string(recordings) + " recordings, " + std::to_string(board.counter[kShortened]) +
                " journals written anew";

@@ -6,7 +6,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <ctime>
 #include <exception>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -23,8 +22,7 @@ constexpr char kFooter[] = R"(Examples:
 A run is bad when the file then holds anything but the content after the last acknowledged step or the step that
 was under way.
 
-Exit codes: 0 nothing bad; 1 something bad; 2 wrong use. The first bad runs and the progress of long campaigns are
-told on standard error.)";
+Exit codes: 0 nothing bad; 1 something bad; 2 wrong use. The first bad runs are told on standard error.)";
 
 struct Campaign {
   const char *name, *text;
@@ -79,16 +77,6 @@ void camp_Row::Bad(const std::string& message) {
   constexpr int kTold = 5;
   if (++bad <= kTold)
     std::cerr << campaign << ", " << config << ", run " << runs << ": " << message << '\n';
-}
-
-void camp_Row::Progress(std::int64_t of) const {
-  constexpr std::time_t kPause = 5;
-  static std::time_t s_last = std::time(nullptr);
-  const std::time_t now = std::time(nullptr);
-  if (now - s_last < kPause)
-    return;
-  s_last = now;
-  std::cerr << campaign << ", " << config << ": " << runs << " of " << of << ", bad " << bad << '\n';
 }
 
 camp_Rows camp_ForEachConfig(const char* campaign, std::span<const camp_Config> configs,

@@ -1,6 +1,6 @@
 """The file layout from outside: the library reads what h5py alone has written, sound and damaged.
 
-Run as: files_test.py PROGRAM [unittest options], with the program built from file_program.cpp.
+Run as: files_test.py PROGRAM [unittest options], with the program built from support/file_program.cpp.
 """
 
 import os
@@ -63,7 +63,7 @@ class Files(unittest.TestCase):
         def limits():
             if not SANITIZED:
                 resource.setrlimit(resource.RLIMIT_AS, (1 << 29, 1 << 29))
-        run = subprocess.run([PROGRAM, self.file], capture_output=True, timeout=60, preexec_fn=limits)
+        run = subprocess.run([PROGRAM, "scratch", self.file], capture_output=True, timeout=60, preexec_fn=limits)
         self.assertEqual(run.returncode, 0, run.stderr)
         found = {}
         for line in run.stdout.decode("latin-1").split("\n")[:-1]:

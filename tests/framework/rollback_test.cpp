@@ -134,22 +134,6 @@ TEST_F(Rollback, AnAddThatFailsLeavesNothing) {
   Lines();
 }
 
-TEST_F(Rollback, ASimThatCannotBeWrittenLeavesNoFile) {
-  msfD_Sim sim;
-  {
-    const sys_NoRoom full;
-    sim = m.root.createSim(Path("full.pdm").c_str(), "full", -1);
-  }
-  EXPECT_THAT(LastError(), HasSubstr("File too large"));
-  EXPECT_FALSE(std::filesystem::exists(Path("full.pdm")));
-  EXPECT_TRUE(!!sim && !sim.distributionService());
-  EXPECT_TRUE(!sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)));
-  m.root.closeSim(sim);
-  for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(Path()).parent_path()))
-    EXPECT_THAT(entry.path().filename().string(), testing::StartsWith("a.pdm"));
-  Lines();
-}
-
 TEST_F(Rollback, ALiveSimMovesOnWithItsFile) {
   msfD_Root readers(0);
   const msfD_Sim live = readers.openSimReadOnly(Path().c_str(), "", 3);

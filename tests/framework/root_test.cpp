@@ -5,7 +5,6 @@
 namespace {
 
 using Root = framework_Fixture;
-using ReadOnly = framework_Fixture;
 using Failing = framework_Fixture;
 
 } // namespace
@@ -125,26 +124,4 @@ TEST_F(Failing, CreationGivesASimThatHoldsNothing) {
   }
   msfD_Root root(0);
   EXPECT_TRUE(!!MeshOf(root.openSim(Path("held.pdm").c_str(), "", -1))) << "the held file was left alone";
-}
-
-TEST_F(ReadOnly, SimsAnswerAndChangeNothing) {
-  { Model(Path()).mesh.systems().add(System("s")); }
-  const std::string before = sys_Bytes(Path());
-  {
-    msfD_Root root(0);
-    const msfD_Sim sim = root.openSimReadOnly(Path().c_str(), "", -1);
-    const msfD_Mesh mesh = MeshOf(sim);
-    const ORXSimCollectionID nodes = mesh.nodes();
-    const auto cause = [&] { EXPECT_THAT(ORXSimManager::LastError(), testing::HasSubstr(Path())); };
-    mesh.Nodes({});
-    cause();
-    EXPECT_TRUE(mesh.nodes() == nodes && !nodes.IsNull()) << "what the file holds";
-    EXPECT_TRUE(!mesh.systems().add(System("t")));
-    cause();
-    EXPECT_EQ(mesh.systems().count(), 1);
-    mesh.systems().get(0).SystemName("u");
-    Lines();
-    EXPECT_STREQ(mesh.systems().get(0).systemName().cStr(), "s");
-  }
-  EXPECT_TRUE(sys_Bytes(Path()) == before);
 }

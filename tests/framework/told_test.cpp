@@ -88,7 +88,13 @@ class Told : public framework_Fixture {
 
 TEST_F(Told, WritesOfAFileThatIsOpenForReadingOnly) {
   Open(true);
+  const std::string before = sys_Bytes(Path());
   WriteInEveryWay("the file is open for reading only");
+  mesh.systems().get(0).SystemName("never");
+  Expect("fesD_FESystem::SystemName", Path().c_str());
+  EXPECT_STREQ(mesh.systems().get(0).systemName().cStr(), "first");
+  root.closeSim(whole);
+  EXPECT_TRUE(sys_Bytes(Path()) == before);
 }
 
 TEST_F(Told, WritesThatFindNoRoomAndThoseAfterOneThatFailedHalfway) {
@@ -98,8 +104,12 @@ TEST_F(Told, WritesThatFindNoRoomAndThoseAfterOneThatFailedHalfway) {
     WriteInEveryWay("File too large");
     const msfD_Sim never = root.createSim(Path("c.pdm").c_str(), "", -1);
     Expect("msfD_Root::createSim", "File too large");
-    never.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
+    EXPECT_TRUE(!!never && !never.distributionService());
+    EXPECT_TRUE(!never.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)));
     Expect("msfD_Sim::DiscreteModel", "c.pdm");
+    root.closeSim(never);
+    for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(Path()).parent_path()))
+      EXPECT_THAT(entry.path().filename().string(), testing::MatchesRegex("[ab].pdm.*")) << "no new file";
     ORXSimUpdate update(ContextOf(whole));
     mesh.Regions({});
     EXPECT_FALSE(update.Commit());

@@ -8,8 +8,6 @@ import pathlib
 import re
 import sys
 
-H5JOURNAL_IS_CLOSED = True
-
 ROOT = pathlib.Path(sys.argv[1]).resolve()
 FILE = "platform/UTI_ORXSimDynamicAPI"
 JOURNAL = "platform/H5Journal"
@@ -23,7 +21,7 @@ ROOMS = {
     "platform/UTI_CoreUtils": [],
     "platform/UTI_BasicUtils": PLATFORM[:1],
     "platform/DDB_HdxInterface": PLATFORM[:1],
-    JOURNAL: [] if H5JOURNAL_IS_CLOSED else [f"{FILE}/*.h"],
+    JOURNAL: [],
     f"{FILE}/objects": BELOW_FILE,
     f"{FILE}/bulk": BELOW_FILE + [f"{FILE}/objects"],
     f"{FILE}/inspect": BELOW_FILE + [f"{FILE}/objects"],
@@ -70,7 +68,7 @@ def wrong(path, target, name):
         knows_hdf5 = here.startswith((FILE, JOURNAL)) and here != f"{FILE}/*.h"
         return "no HDF5 header" if HDF5.match(name) and not knows_hdf5 else None
     there = room_of(target)
-    if H5JOURNAL_IS_CLOSED and there == JOURNAL != here and name != "H5Journal/H5Journal.h":
+    if there == JOURNAL != here and name != "H5Journal/H5Journal.h":
         return "H5Journal/H5Journal.h alone"
     return None if there == here or there in ROOMS[here] else "only " + (", ".join(ROOMS[here]) or "its own room")
 

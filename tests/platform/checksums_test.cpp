@@ -69,10 +69,8 @@ class Checksums : public platform_Fixture {
     ORXSimManager::CloseContext(m_context);
     m_context = Create(m_file);
     ORXSimCollectionRef::Create(m_context, "nodes", kRows);
-    ORXSimDrawerDescription drawer;
-    drawer.members = Nodes().FullCSet();
-    drawer.chunkItems = chunk;
-    drawer.deflate = deflate;
+    const ORXSimDrawerDescription drawer{
+        .members = Nodes().FullCSet(), .chunkItems = chunk, .deflate = deflate};
     ASSERT_EQ(ORXSimDistributionRef::Create(m_context, "field", "", &drawer, 1).Minor(), 1) << LastError();
     m_values.resize(kRows);
     std::iota(m_values.begin(), m_values.end(), 0.25);

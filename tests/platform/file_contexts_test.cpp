@@ -6,10 +6,6 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-namespace {
-constexpr auto kInt = hdf_Datatype(hdf_Datatype::kInt);
-} // namespace
-
 class FileContexts : public platform_Fixture {};
 
 TEST_F(FileContexts, AFileIsOpenForWritingOnce) {

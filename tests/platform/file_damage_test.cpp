@@ -14,8 +14,6 @@ extern "C" __attribute__((visibility("default"))) const char* __lsan_default_sup
 
 namespace {
 using testing::HasSubstr;
-constexpr auto kInt = hdf_Datatype(hdf_Datatype::kInt);
-constexpr auto kByte = hdf_Datatype(hdf_Datatype::kUChar);
 } // namespace
 
 class FileDamage : public platform_Fixture {

@@ -8,8 +8,6 @@
 namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
-constexpr auto kInt = hdf_Datatype(hdf_Datatype::kInt);
-constexpr auto kByte = hdf_Datatype(hdf_Datatype::kUChar);
 
 std::vector<unsigned char> bytes(std::size_t n, unsigned seed) {
   std::vector<unsigned char> result(n);

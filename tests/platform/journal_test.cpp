@@ -63,9 +63,7 @@ TEST_F(Journal, AHotFileIsReadWithoutAWriteAndRecoveredByItsNextWriter) {
   EXPECT_TRUE(ORXSimManager::CloseContext(reader) && ORXSimManager::CloseContext(second));
   EXPECT_EQ(sys_Bytes(path), file);
   EXPECT_EQ(sys_Bytes(journal), frames);
-  const ORXSimContextID writer = Open(path);
-  EXPECT_EQ(Get(writer), 7);
-  ORXSimManager::CloseContext(writer);
+  EXPECT_EQ(Value(path), 7);
   EXPECT_FALSE(std::filesystem::exists(journal));
   EXPECT_EQ(Peer("check_number " + path + " 7"), 0) << "it is plain HDF5";
 }
@@ -73,9 +71,7 @@ TEST_F(Journal, AHotFileIsReadWithoutAWriteAndRecoveredByItsNextWriter) {
 TEST_F(Journal, AJournalOfAnotherFileOrWithADamagedHeaderIsRefusedAndLeft) {
   const std::string path = Hot(), other = Path("b.pdm");
   const std::string frames = sys_Bytes(path + "-journal");
-  const ORXSimContextID context = Create(other);
-  Set(context, 3);
-  ORXSimManager::CloseContext(context);
+  Make(other, 3);
   Put(other + "-journal", frames);
   EXPECT_TRUE(Create(other).IsNull()) << "it is not overwritten either";
   std::string others =
@@ -167,10 +163,8 @@ TEST_F(Journal, ASecondProcessIsToldWhoHoldsTheFileAndMayWait) {
     EXPECT_THAT(LastError(), testing::HasSubstr("has the file open for writing: close it there"));
   }
   ORXSimManager::SetWaitingTime(20000);
-  const ORXSimContextID context = Open(path);
+  EXPECT_EQ(Value(path), 9) << "got when the other one died, with its last commit";
   ORXSimManager::SetWaitingTime(0);
-  EXPECT_EQ(Get(context), 9) << "got when the other one died, with its last commit";
-  ORXSimManager::CloseContext(context);
   ::waitpid(child, nullptr, 0);
 }
 

@@ -9,7 +9,6 @@
 namespace {
 constinit long s_allocationsLeft = -1; // -1: no limit
 constinit bool s_forGood = false;      // all allocations fail from there on
-constexpr auto kInt = hdf_Datatype(hdf_Datatype::kInt);
 } // namespace
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {

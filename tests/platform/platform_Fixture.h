@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+inline constexpr hdf_Datatype kInt(hdf_Datatype::kInt), kByte(hdf_Datatype::kUChar);
+
 /// A directory of its own for every test, removed afterwards.
 class platform_Fixture : public testing::Test {
  protected:

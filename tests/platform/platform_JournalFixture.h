@@ -9,8 +9,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-inline const hdf_Datatype kInt = hdf_Datatype::NATIVE_INT;
-
 /// Another process, which stops within its work and is killed after it.
 class platform_Other {
  public:

@@ -27,14 +27,13 @@ class Store : public platform_Fixture {
   }
   ORXSimDistributionID Field(ORXSimCSetID members, ORXSimItemType type, int components, int chunk = 0,
                              int deflate = 0) {
-    ORXSimDrawerDescription drawer;
-    drawer.members = members;
-    drawer.type = type;
-    drawer.components = components;
-    drawer.chunkItems = chunk;
-    drawer.deflate = deflate;
-    drawer.unit = "kg";
-    drawer.longName = "mass";
+    const ORXSimDrawerDescription drawer{.members = members,
+                                         .type = type,
+                                         .components = components,
+                                         .unit = "kg",
+                                         .longName = "mass",
+                                         .chunkItems = chunk,
+                                         .deflate = deflate};
     return ORXSimDistributionRef::Create(m_context, "field", "mm", &drawer, 1);
   }
 

@@ -14,7 +14,6 @@
 
 namespace {
 using testing::HasSubstr;
-constexpr auto kInt = hdf_Datatype(hdf_Datatype::kInt);
 } // namespace
 
 class Updates : public platform_Fixture {

@@ -18,6 +18,7 @@ import h5py
 import numpy as np
 
 import exo_make
+from pdm_reader import content
 
 PDMSIM, DYING = sys.argv[1:3]
 MESH = "sim/discreteModel/mesh"
@@ -27,21 +28,6 @@ def run(*args, timeout=60):
     # HDF5 loses memory of its own on damaged files, which a build with sanitizers would tell.
     env = os.environ | {"ASAN_OPTIONS": "detect_leaks=0"}
     return subprocess.run([PDMSIM, *map(str, args)], capture_output=True, timeout=timeout, env=env)
-
-
-def content(path):
-    """Everything in a file as h5py sees it."""
-    found = {}
-
-    def see(name, thing):
-        found[name] = [(k, thing.attrs[k].tobytes() if hasattr(thing.attrs[k], "tobytes") else thing.attrs[k])
-                       for k in sorted(thing.attrs)]
-        if isinstance(thing, h5py.Dataset):
-            found[name] += [thing[()].tobytes(), thing.dtype, thing.shape, thing.chunks, thing.compression]
-
-    with h5py.File(path) as file:
-        file.visititems(see)
-    return found
 
 
 class Case(unittest.TestCase):

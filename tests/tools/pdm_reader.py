@@ -112,6 +112,22 @@ def members(group, name):
     return found
 
 
+def content(path):
+    """Everything in a file as h5py sees it; nothing when there is none."""
+    found = {}
+
+    def see(name, thing):
+        found[name] = [(k, thing.attrs[k].tobytes() if hasattr(thing.attrs[k], "tobytes") else thing.attrs[k])
+                       for k in sorted(thing.attrs)]
+        if isinstance(thing, h5py.Dataset):
+            found[name] += [thing[()].tobytes(), thing.dtype, thing.shape, thing.chunks, thing.compression]
+
+    if path.exists():
+        with h5py.File(path) as file:
+            file.visititems(see)
+    return found
+
+
 class Drawer:
     def __init__(self, data, store):
         self.values = data[()]

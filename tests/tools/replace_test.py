@@ -13,10 +13,10 @@ import sys
 import tempfile
 import unittest
 
-import h5py
 import numpy as np
 
 import exo_make
+from pdm_reader import content
 
 PDMSIM, DYING, WATCH = sys.argv[1:4]
 MODE = 0o640
@@ -25,16 +25,6 @@ ROUNDS = 12  # kills of each command
 
 def run(*args, **env):
     return subprocess.run([PDMSIM, *map(str, args)], capture_output=True, timeout=60, env=os.environ | env)
-
-
-def content(path):
-    found = {}
-    if path.exists():
-        with h5py.File(path) as file:
-            file.visititems(lambda name, thing: found.update({name: (
-                sorted((k, thing.attrs[k].tobytes()) for k in thing.attrs),
-                thing[()].tobytes() if isinstance(thing, h5py.Dataset) else None)}))
-    return found
 
 
 class Replace(unittest.TestCase):

@@ -1,7 +1,10 @@
-// The library's side of golden_test.py: prints all that a file holds in the words of golden_text.py.
-// Usage: golden_program read|live|write|grow FILE
+// The library's side of tests in Python. Usage: file_program COMMAND FILE
+//   read, live, write, scratch: prints all that the file holds, opened so, in the words of golden_text.py
+//   grow: changes a little first     die: commits a change and is killed
+//   gaps: adds a distribution of which little is written
 #include <support/sys_ObjectText.h>
 
+#include <csignal>
 #include <cstdio>
 #include <numeric>
 #include <string>
@@ -9,26 +12,18 @@
 
 namespace {
 
-std::string hex(const std::string& bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (const char c : bytes) {
-    text += kDigits[static_cast<unsigned char>(c) >> 4];
-    text += kDigits[static_cast<unsigned char>(c) & 15];
-  }
-  return text;
-}
-
 void print(const ORXSimDistributionRef& distribution, int number) {
   constexpr const char* kTypes[] = {"<i4", "<i8", "<f4", "<f8"};
   const ORXSimPersistentDrawerDesc drawer = distribution.Drawer(number);
   std::string bytes(static_cast<std::size_t>(drawer.Bytes()), '\0');
   if (!distribution.ReadItems(number, 0, drawer.Items(), bytes.data(), drawer.Bytes()))
     bytes = "unreadable";
-  std::printf(" drawer over %d.%d %s x %d [%s] '%s' chunk %d deflate %d: %s\n",
-              drawer.CSet().CollectionMinor(), drawer.CSet().Minor(), kTypes[static_cast<int>(drawer.Type())],
-              drawer.Components(), drawer.Unit().CStr(), drawer.LongName().CStr(), drawer.ChunkItems(),
-              drawer.Deflate(), hex(bytes).c_str());
+  std::printf(" drawer over %d.%d %s x %d [%s] '%s' chunk %d deflate %d: ", drawer.CSet().CollectionMinor(),
+              drawer.CSet().Minor(), kTypes[static_cast<int>(drawer.Type())], drawer.Components(),
+              drawer.Unit().CStr(), drawer.LongName().CStr(), drawer.ChunkItems(), drawer.Deflate());
+  for (const char byte : bytes)
+    std::printf("%02x", static_cast<unsigned char>(byte));
+  std::printf("\n");
 }
 
 void print(const msfD_Sim& sim) {
@@ -70,10 +65,47 @@ void grow(const msfD_Sim& sim) {
   field.WriteItems(drawer, 0, nodes.NumItems(), rows.data(), 4 * nodes.NumItems());
 }
 
+// Chunked drawers of 24 MB each: of two some rows are written, of the third none.
+bool makeGaps(const char* file) {
+  constexpr int kRows = 1'000'000;
+  const ORXSimContextID context = ORXSimManager::OpenContext(file, 0, 102, false, 1);
+  ORXSimUpdate update(context);
+  const ORXSimCollectionRef rows(ORXSimCollectionRef::Create(context, "sparse", kRows));
+  const ORXSimDrawerDescription drawer{.members = rows.FullCSet(), .components = 3, .chunkItems = 1000};
+  ORXSimDrawerDescription drawers[3] = {drawer, drawer, drawer};
+  drawers[1].deflate = 1;
+  const ORXSimDistributionRef gaps(ORXSimDistributionRef::Create(context, "gaps", "", drawers, 3));
+  const double row[2][3] = {{1, 2, 3}, {4, 5, 6}};
+  bool written = true;
+  for (const int number : {0, 1})
+    for (const int first : {0, 499'999, kRows - 2})
+      written = written && gaps.WriteItems(number, first, 2, row, sizeof row);
+  return written && update.Commit() && ORXSimManager::CloseContext(context) &&
+         !ORXSimManager::OpenContext(file, 1 | 2, 102, false, 1).IsNull(); // from anywhere
+}
+
 msfD_Sim open(msfD_Root& root, const std::string& how, const char* file) {
   if (how == "read" || how == "live")
     return root.openSimReadOnly(file, "", how == "live" ? 3 : -1);
-  return root.openSim(file, "", -1);
+  return root.openSim(file, "", how == "scratch" ? 0 : how == "die" ? 2 : -1);
+}
+
+bool use(const std::string& how, const char* file) {
+  if (how == "gaps")
+    return makeGaps(file);
+  msfD_Root root(0);
+  const msfD_Sim sim = open(root, how, file);
+  if (!sim)
+    return false;
+  if (how == "grow")
+    grow(sim);
+  if (how == "die") {
+    const msfD_Mesh mesh = sim.discreteModel().mesh();
+    mesh.Faces(mesh.nodes());
+    std::raise(SIGKILL);
+  }
+  print(sim);
+  return true;
 }
 
 } // namespace
@@ -81,21 +113,11 @@ msfD_Sim open(msfD_Root& root, const std::string& how, const char* file) {
 int main(int argc, char** argv) {
   if (argc != 3)
     return 2;
-  const std::string how = argv[1];
-  int modules = 0, code = 0;
+  int modules = 0;
   DDB_PDM_Core_initialize(modules);
-  {
-    msfD_Root root(0);
-    const msfD_Sim sim = open(root, how, argv[2]);
-    if (!sim) {
-      std::fprintf(stderr, "%s\n", ORXSimManager::LastError());
-      code = 1;
-    } else {
-      if (how == "grow")
-        grow(sim);
-      print(sim);
-    }
-  }
+  const bool done = use(argv[1], argv[2]);
+  if (!done)
+    std::fprintf(stderr, "%s\n", ORXSimManager::LastError());
   DDB_PDM_Core_finalize(modules);
-  return code;
+  return done ? 0 : 1;
 }
