@@ -1,5 +1,7 @@
 #include "platform_JournalFixture.h"
 
+#include <H5Journal/H5Journal.h>
+
 #include <UTI_ORXSimDynamicAPI/ORXSim_Journal.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Checksum.h>
 
@@ -138,11 +140,16 @@ TEST_F(Journal, ALiveReaderIsNeitherRefusedForAMomentNorDisturbedByAChild) {
   const ORXSimContextID reader = OpenLive(path);
   s_beforeRead = nullptr;
   EXPECT_EQ(Get(reader), 3) << LastError();
-  Die([&] { ORXSimManager::Refresh(reader); });
+  ORXSimManager::CloseContext(reader);
+  const hid_t access = H5Pcreate(H5P_FILE_ACCESS);
+  const H5J_options_t live{H5J_OPTIONS_VERSION, H5J_PROCESS, true, 0, 0, 0};
+  EXPECT_GE(H5Pset_fapl_journal(access, &live), 0);
+  const hid_t plain = H5Fopen(path.c_str(), H5F_ACC_RDONLY, access);
+  Die([&] { H5Jrefresh(plain); });
   const ORXSimContextID next = Open(path);
   EXPECT_TRUE(Set(next, 4) && ORXSimManager::CloseContext(next)) << LastError();
   EXPECT_TRUE(std::filesystem::exists(journal));
-  ORXSimManager::CloseContext(reader);
+  EXPECT_TRUE(H5Fclose(plain) >= 0 && H5Pclose(access) >= 0);
   EXPECT_EQ(Value(path), 4) << LastError();
 }
 
