@@ -136,7 +136,8 @@ H5J_API herr_t H5Jinspect(const char* name, H5J_journal_t* journal);
 #define H5J_UP_TO_DAMAGE 1u
 H5J_API herr_t H5Jrecover(const char* name, unsigned flags);
 /** Gives up what the journal holds: removes it, and the file's claim to one that is missing.
- * The file may be damaged afterwards when only a part of the journal had been brought into it.
+ * The file may be damaged afterwards when only a part of the journal had been brought into it, or when its
+ * commits wrote over space that earlier ones of it had left free.
  * A file that does not belong to the journal loses nothing. Fails while a process has the file open. */
 H5J_API herr_t H5Jdiscard(const char* name);
 

@@ -1,5 +1,7 @@
 #include "platform_JournalFixture.h"
 
+#include <H5Journal/H5Journal.h>
+
 #include <UTI_ORXSimDynamicAPI/ORXSim_Journal.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Checksum.h>
 
@@ -134,12 +136,51 @@ TEST_F(Journal, ALiveReaderIsNeitherRefusedForAMomentNorDisturbedByAChild) {
   const ORXSimContextID reader = OpenLive(path);
   s_beforeRead = nullptr;
   EXPECT_EQ(Get(reader), 3) << LastError();
-  Die([&] { ORXSimManager::Refresh(reader); });
+  ORXSimManager::CloseContext(reader);
+  const hid_t access = H5Pcreate(H5P_FILE_ACCESS);
+  const H5J_options_t live{H5J_OPTIONS_VERSION, H5J_PROCESS, true, 0, 0, 0};
+  EXPECT_GE(H5Pset_fapl_journal(access, &live), 0);
+  const hid_t plain = H5Fopen(path.c_str(), H5F_ACC_RDONLY, access);
+  Die([&] { H5Jrefresh(plain); });
   const ORXSimContextID next = Open(path);
   EXPECT_TRUE(Set(next, 4) && ORXSimManager::CloseContext(next)) << LastError();
   EXPECT_TRUE(std::filesystem::exists(journal));
-  ORXSimManager::CloseContext(reader);
+  EXPECT_TRUE(H5Fclose(plain) >= 0 && H5Pclose(access) >= 0);
   EXPECT_EQ(Value(path), 4) << LastError();
+}
+
+// Space that became free is written directly while nobody looks at it, and not once a reader has come.
+TEST_F(Journal, FreedSpaceIsLeftAloneOnceALiveReaderLooksAtIt) {
+  const std::string path = Path("a.pdm");
+  Make(path, 1);
+  const hid_t access = H5Pcreate(H5P_FILE_ACCESS);
+  EXPECT_GE(H5Pset_fapl_journal(access, nullptr), 0);
+  const hid_t writer = H5Fopen(path.c_str(), H5F_ACC_RDWR, access);
+  const hsize_t count = 300000;
+  std::vector<int> numbers(count);
+  const auto rewrite = [&](int value) {
+    numbers.assign(count, value);
+    const hid_t space = H5Screate_simple(1, &count, nullptr);
+    const hid_t fresh =
+        H5Dcreate2(writer, "new", H5T_NATIVE_INT, space, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
+    EXPECT_GE(H5Dwrite(fresh, H5T_NATIVE_INT, H5S_ALL, H5S_ALL, H5P_DEFAULT, numbers.data()), 0);
+    H5Dclose(fresh);
+    EXPECT_TRUE(value == 1 || H5Ldelete(writer, "a", H5P_DEFAULT) >= 0);
+    EXPECT_GE(H5Lmove(writer, "new", writer, "a", H5P_DEFAULT, H5P_DEFAULT), 0);
+    EXPECT_EQ(H5Jcommit(writer), 0) << H5Jlast_error();
+  };
+  for (int value = 1; value <= 4; ++value)
+    rewrite(value);
+  const auto end = std::filesystem::file_size(path);
+  const ORXSimContextID reader = OpenLive(path);
+  const hdf_Dataset seen = RootOf(reader).DatasetOpen("a");
+  for (int value = 5; value <= 8; ++value)
+    rewrite(value);
+  EXPECT_TRUE(seen.Read(kInt, numbers.data(), count)) << LastError();
+  EXPECT_EQ(numbers, std::vector<int>(count, 4));
+  EXPECT_LT(end, 3 * count * sizeof(int)) << "freed space is used";
+  ORXSimManager::CloseContext(reader);
+  EXPECT_TRUE(H5Jclose(writer) >= 0 && H5Pclose(access) >= 0);
 }
 
 TEST_F(Journal, ASecondProcessIsToldWhoHoldsTheFileAndMayWait) {

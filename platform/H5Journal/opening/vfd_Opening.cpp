@@ -158,7 +158,9 @@ static bool lookOnce(const vfd_Options& options, vfd_Files& files, vfd_JournalCo
       content.MustReach(mark.reached);
     files.journal.Take(std::move(journal));
   }
-  if (!files.main.LookAgain())
+  // What the mark states before the journal is read the journal must have; what stands there afterwards it
+  // may.
+  if (!files.main.LookAgain() || !files.main.Mark().Read(files.main.Get()))
     return vfd_Fail("read");
   verdict = vfd_Judge(files.main, content, name);
   return true;
