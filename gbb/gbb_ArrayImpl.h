@@ -23,10 +23,11 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
   /// An array of the file; an empty group is an array without elements.
   gbb_ArrayImpl(const gbb_Path& parent, int index, const gbb_Group& group, int trace)
       : m_connected(true), m_epochs(0), m_path(parent, index), m_group(group), m_trace(trace) {
-    const std::uint64_t failures = ORXSimManager::Failures();
-    m_slots.Grow(group.ReadSize());
-    if (!group.Unknown() && ORXSimManager::Failures() == failures)
-      m_epochs = ORXSimManager::Epochs();
+    const int size = group.ReadSize();
+    if (size < 0) // not known
+      return;
+    m_slots.Grow(size);
+    m_epochs = ORXSimManager::Epochs();
   }
 
   int count() {
@@ -57,7 +58,6 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
     if (!gbb_Call::Check(m_epochs == ORXSimManager::Epochs())) // how many there are could not be read
       return Element();
     const ORXSimContextID context = gbb_ContextOf(gbb_Path(&m_path));
-    const std::uint64_t failures = ORXSimManager::Failures();
     ORXSimUpdate update(context);
     const gbb_Group group = CreateElement(m_slots.Length());
     if (!group) // a file that takes nothing: neither does the array
@@ -66,7 +66,7 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
     if (!!slot)
       slot.Bind(group);
     m_group.UpdateSize(m_slots.Length());
-    if (gbb_CommitWhole(update, context, failures))
+    if (gbb_CommitWhole(update, context))
       return slot.Get();
     m_slots.RemoveLast().RemoveTo(m_removed);
     return Element();
@@ -120,19 +120,23 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
   void LookAgain() {
     const gbb_Path path(&m_path);
     if (m_lost)
-      return static_cast<void>(m_group.IsThere()); // says why
-    const std::uint64_t epochs = ORXSimManager::Epochs(), failures = ORXSimManager::Failures();
+      return static_cast<void>(m_group.Found()); // says why
+    const std::uint64_t epochs = ORXSimManager::Epochs();
     const bool moved = m_connected && gbb_HasMoved(path, m_epochs);
     if (!moved || !m_group.Parent())
       return static_cast<void>(m_epochs = epochs);
-    const bool lost = path.IsRemoved() || m_group.Parent().Path().Empty();
-    const gbb_Group group = lost ? gbb_Group() : gbb_Group::Open(gbb_Group(m_group.Parent()), m_group.Name());
-    const int size = group.ReadSize();
-    if (ORXSimManager::Failures() != failures && !path.IsRemoved())
+    const ORXSimFound owner = path.IsRemoved() ? ORXSimFound::kMissing : m_group.Parent().Found();
+    gbb_Group group;
+    int size = 0;
+    if (owner == ORXSimFound::kFound) {
+      group = gbb_Group::Open(gbb_Group(m_group.Parent()), m_group.Name());
+      size = group.ReadSize();
+    }
+    if (owner == ORXSimFound::kUnreadable || size < 0)
       return;
-    m_lost = lost;
-    m_epochs = lost ? 0 : epochs;
-    if (lost)
+    m_lost = owner == ORXSimFound::kMissing;
+    m_epochs = m_lost ? 0 : epochs;
+    if (m_lost)
       m_group.Drop();
     else
       m_group = group;

@@ -5,13 +5,6 @@
 #include <gbb/gbb_DistributionService.h>
 #include <gbb/gbb_Link.h>
 
-namespace {
-// Nothing has failed in the call under way, nor in the platform since.
-bool isWhole(std::uint64_t failures) {
-  return gbb_Call::Check(ORXSimManager::Failures() == failures && !gbb_Call::Failed());
-}
-} // namespace
-
 ORXSimContextID gbb_ContextOf(const gbb_Path& path) {
   return gbb_DistributionService(gbb_SimpleLink(path, "#/distributionService").Get(0)).Context();
 }
@@ -29,15 +22,15 @@ bool gbb_Commit(ORXSimContextID context) {
   return context.IsNull() || gbb_Call::Check(ORXSimContextRef(context).Commit());
 }
 
-bool gbb_CommitWhole(ORXSimUpdate& update, ORXSimContextID context, std::uint64_t failures) {
-  if (isWhole(failures))
+bool gbb_CommitWhole(ORXSimUpdate& update, ORXSimContextID context) {
+  if (!gbb_Call::Failed())
     return context.IsNull() || gbb_Call::Check(update.Commit());
   update.Rollback();
   return false;
 }
 
-void gbb_CommitBound(ORXSimUpdate& update, ORXSimContextID context, std::uint64_t failures) {
-  if (!isWhole(failures))
+void gbb_CommitBound(ORXSimUpdate& update, ORXSimContextID context) {
+  if (gbb_Call::Failed())
     gbb_TakeBack(context);
   else if (!context.IsNull())
     gbb_Call::Check(update.Commit());

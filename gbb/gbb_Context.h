@@ -29,10 +29,10 @@ PDM_CORE_API void gbb_TakeBack(ORXSimContextID context);
 PDM_CORE_API bool gbb_Commit(ORXSimContextID context);
 
 /// Commits the update in which an object was made, or rolls it back when the gbb_Call under way has failed,
-/// or any call of the platform since ORXSimManager::Failures() was `failures`: not every failure bars the
-/// context, but half an object may stand in the file. Without a context there is nothing to commit.
-/// \return false when it was not committed, which the call tells.
-PDM_CORE_API bool gbb_CommitWhole(ORXSimUpdate& update, ORXSimContextID context, std::uint64_t failures);
+/// which every write is checked with: not every failure bars the context, but half an object may stand in the
+/// file. Without a context there is nothing to commit. \return false when it was not committed, which the
+/// call tells.
+PDM_CORE_API bool gbb_CommitWhole(ORXSimUpdate& update, ORXSimContextID context);
 
 /// As gbb_CommitWhole for an object that stays where it is. A bar on the context stays as well.
-PDM_CORE_API void gbb_CommitBound(ORXSimUpdate& update, ORXSimContextID context, std::uint64_t failures);
+PDM_CORE_API void gbb_CommitBound(ORXSimUpdate& update, ORXSimContextID context);

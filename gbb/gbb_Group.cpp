@@ -40,12 +40,12 @@ std::uint64_t roomFor(const gbb_MemoryStream::Buffer& stream) {
 
 } // namespace
 
-gbb_Group::gbb_Group(hdf_Group group, const gbb_Group& parent, const gbb_String& name, Flag flag)
-    : m_group(std::move(group)), m_parent(parent.m_group), m_flag(flag), m_name(name) {}
+gbb_Group::gbb_Group(hdf_Group group, const gbb_Group& parent, const gbb_String& name, bool created)
+    : m_group(std::move(group)), m_parent(parent.m_group), m_created(created), m_name(name) {}
 
 gbb_Group gbb_Group::Create(const gbb_Group& parent, const gbb_String& name, int stamp) {
   const ORXSimQuiet quiet;
-  gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, kCreated);
+  gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, true);
   if (gbb_Call::Check(!!group))
     group.Stamp(stamp);
   return group;
@@ -53,16 +53,14 @@ gbb_Group gbb_Group::Create(const gbb_Group& parent, const gbb_String& name, int
 
 gbb_Group gbb_Group::CreateArray(const gbb_Group& parent, const gbb_String& name, int size) {
   const ORXSimQuiet quiet;
-  gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, kCreated);
+  gbb_Group group(parent.m_group.GroupCreate(name.CStr(), 0), parent, name, true);
   gbb_Call::Check(!!group && group.m_group.AttributeCreate(kSize, hdf_Datatype::NATIVE_INT, vectorOf(1))
                                  .Write(hdf_Datatype::NATIVE_INT, &size));
   return group;
 }
 
 gbb_Group gbb_Group::Open(const gbb_Group& parent, const gbb_String& name) {
-  const std::uint64_t failures = ORXSimManager::Failures();
-  hdf_Group group = parent.m_group.GroupOpen(name.CStr());
-  return gbb_Group(std::move(group), parent, name, ORXSimManager::Failures() == failures ? kFound : kUnknown);
+  return gbb_Group(parent.m_group.GroupOpen(name.CStr()), parent, name, false);
 }
 
 void gbb_Group::Drop() {
@@ -104,9 +102,10 @@ gbb_ClassID gbb_Group::ReadClass() const {
 int gbb_Group::ReadSize() const {
   const ORXSimQuiet quiet;
   int size = 0;
-  if (!m_group.AttributeOpen(kSize).Read(hdf_Datatype::NATIVE_INT, &size, 1))
-    return 0;
-  return static_cast<int>(std::clamp<std::int64_t>(m_group.NumLinks(), 0, std::max(size, 0)));
+  const ORXSimFound found = m_group.AttributeOpen(kSize).Fetch(hdf_Datatype::NATIVE_INT, &size, 1);
+  if (found != ORXSimFound::kFound)
+    return found == ORXSimFound::kMissing ? 0 : -1;
+  return static_cast<int>(std::min<std::int64_t>(m_group.NumLinks(), std::max(size, 0)));
 }
 
 bool gbb_Group::UpdateSize(int size) {
@@ -156,16 +155,20 @@ bool gbb_Group::RefuseMembers(gbb_MemoryStream::Error error) const {
   return gbb_Call::Fail();
 }
 
-gbb_MemoryStream::Error gbb_Group::ReadMembers(gbb_MemoryStream::Buffer& stream) const {
+gbb_MemoryStream::Error gbb_Group::ReadMembers(gbb_MemoryStream::Buffer& stream, bool& unread) const {
   const gbb_Call call("**ERROR "); // of the object and operation in hand LastError() knows more
   const ORXSimQuiet quiet;
   const hdf_Dataset dataset = m_group.DatasetOpen(kMembers);
-  const std::uint64_t length = dataset.GetSpace().Elements();
+  const ORXSimFound found = dataset.Found();
+  unread = found == ORXSimFound::kUnreadable;
+  const std::uint64_t length = found == ORXSimFound::kFound ? dataset.GetSpace().Elements() : 0;
   if (length == 0 || length > INT_MAX)
     return gbb_MemoryStream::kPastLimit;
   // A dataset that is larger than its file does not open, so the length can be trusted with memory.
   unsigned char* const data = stream.Extend(static_cast<int>(length));
-  if (!dataset.Read(hdf_Datatype::NATIVE_UCHAR, data, length)) {
+  const ORXSimFound read = dataset.Fetch(hdf_Datatype::NATIVE_UCHAR, data, length);
+  unread = read == ORXSimFound::kUnreadable;
+  if (read != ORXSimFound::kFound) {
     stream.RemoveLast(stream.Length());
     return gbb_MemoryStream::kPastLimit;
   }

@@ -35,12 +35,11 @@ class PDM_CORE_API gbb_Group {
   const hdf_Group& Parent() const { return m_parent; }
   const gbb_String& Name() const { return m_name; }
   /// True when the group was made through this value, false when it was found in the file.
-  bool Created() const { return m_flag == kCreated; }
+  bool Created() const { return m_created; }
   bool HasChild(const char* name) const { return m_group.GetObjinfoExists(name); }
-  /// True when the group is in the file now, as far as the file can be read.
-  bool IsThere() const { return !m_group.Path().Empty(); }
-  /// True when it is not known whether the file has the group, since looking failed.
-  bool Unknown() const { return m_flag == kUnknown; }
+  ORXSimFound Look(const char* name) const { return m_group.Look(name); }
+  /// Whether the group is in the file now.
+  ORXSimFound Found() const { return m_group.Found(); }
   /// Makes it an empty group, of which every operation reports that the object is not in the file any more.
   void Drop();
 
@@ -51,7 +50,8 @@ class PDM_CORE_API gbb_Group {
   /// The stored identifier; empty when there is none.
   gbb_ClassID ReadClass() const;
 
-  /// The stored number of array elements, held against the number of groups that are there; 0 for none.
+  /// The stored number of array elements, held against the number of groups that are there; 0 for none, -1
+  /// when it could not be read.
   int ReadSize() const;
   bool UpdateSize(int size);
 
@@ -61,10 +61,11 @@ class PDM_CORE_API gbb_Group {
   /// Writes the whole stream into the member dataset, which grows when it has to; padded as above.
   bool WriteMembers(gbb_MemoryStream::Buffer& stream) const;
   /// Reads the bytes of the member dataset. \param stream an empty buffer; stays empty on failure.
+  /// \param unread true afterwards when nobody could look.
   /// \return kPastLimit when there is none or it cannot be read, kDamaged when it has a checksum that says
   ///         otherwise; LastError(), and a line on the error stream, then name file and dataset. The line is
   ///         that of the gbb_Call under way if there is one.
-  gbb_MemoryStream::Error ReadMembers(gbb_MemoryStream::Buffer& stream) const;
+  gbb_MemoryStream::Error ReadMembers(gbb_MemoryStream::Buffer& stream, bool& unread) const;
   /// Refuses to write over a stream that reading has answered `error` for. \return false
   bool RefuseMembers(gbb_MemoryStream::Error error) const;
 
@@ -72,12 +73,11 @@ class PDM_CORE_API gbb_Group {
   bool MayHold(std::uint64_t capacity) const;
   static bool WritePadded(const hdf_Dataset& dataset, std::uint64_t capacity,
                           gbb_MemoryStream::Buffer& stream);
-  enum Flag : unsigned char { kFound, kCreated, kUnknown };
-  gbb_Group(hdf_Group group, const gbb_Group& parent, const gbb_String& name, Flag flag);
+  gbb_Group(hdf_Group group, const gbb_Group& parent, const gbb_String& name, bool created);
 
   hdf_Group m_group;
   hdf_Group m_parent;
-  Flag m_flag = kFound;
+  bool m_created = false;
   gbb_String m_name;
   hdf_Attribute m_class; // open from Stamp() to WriteClass(), else empty
   hdf_Attribute m_size;  // of an array that was added to

@@ -29,10 +29,10 @@ void gbb_Children<Traits>::Open(const gbb_ChildOwner& owner, auto& child) {
 // Below an owner that is gone, or in a file that cannot be read, the children answer for themselves.
 template <class Traits>
 void gbb_Children<Traits>::LookAgain(const gbb_ChildOwner& owner, auto& child) {
-  const std::uint64_t failures = ORXSimManager::Failures();
-  if (owner.group.HasChild(child.name()))
+  const ORXSimFound found = owner.group.Look(child.name());
+  if (found == ORXSimFound::kFound)
     child.holder.SetSuspect(false);
-  else if (owner.group.IsThere() && ORXSimManager::Failures() == failures)
+  else if (found == ORXSimFound::kMissing && owner.group.Found() == ORXSimFound::kFound)
     child.holder.RemoveTo(m_removed);
 }
 
@@ -68,13 +68,12 @@ auto gbb_Children<Traits>::Set(const gbb_ChildOwner& owner, ORXSimContextID cont
   } else if (!!holder && !owner.connected) {
     Place(owner, At<Index>(), holder);
   } else if (!!holder) {
-    const std::uint64_t failures = ORXSimManager::Failures();
     ORXSimUpdate update(context);
     if (const gbb_Group group = gbb_Group::Create(owner.group, Child::name()); !!group) {
       Place(owner, At<Index>(), holder);
       held.Bind(group);
       // What the file does not take the owner does not take.
-      if (!gbb_CommitWhole(update, context, failures))
+      if (!gbb_CommitWhole(update, context))
         held.RemoveTo(m_removed);
     }
   }

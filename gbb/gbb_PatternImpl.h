@@ -105,8 +105,8 @@ ORXSimContextID gbb_ObjectImpl<Traits>::Context() {
 template <class Traits>
 void gbb_ObjectImpl<Traits>::LookAgain() {
   if (m_lost)
-    return static_cast<void>(m_group.IsThere()); // says why
-  const std::uint64_t epochs = ORXSimManager::Epochs(), failures = ORXSimManager::Failures();
+    return static_cast<void>(m_group.Found()); // says why
+  const std::uint64_t epochs = ORXSimManager::Epochs();
   if (!m_connected || !gbb_HasMoved(Path(), m_epochs))
     return static_cast<void>(m_epochs = epochs);
   if (m_discarded != epochs) { // once: an access may already have fetched the new ones
@@ -118,10 +118,10 @@ void gbb_ObjectImpl<Traits>::LookAgain() {
   }
   m_lost = Path().IsRemoved();
   if (!m_lost && !!m_group) {
-    const bool there = m_group.IsThere();
-    if (ORXSimManager::Failures() != failures) // nobody could look: the next use does
+    const ORXSimFound found = m_group.Found();
+    if (found == ORXSimFound::kUnreadable) // the next use looks
       return;
-    m_lost = !there;
+    m_lost = found == ORXSimFound::kMissing;
   }
   m_epochs = m_lost ? 0 : epochs;
   if (m_lost)
@@ -137,7 +137,6 @@ void gbb_ObjectImpl<Traits>::Bind(const gbb_Group& group) {
   }
   const gbb_Call call(gbb_HeadOf<Traits, "Impl::Bind">());
   const ORXSimQuiet quiet;
-  const std::uint64_t failures = ORXSimManager::Failures();
   ORXSimUpdate update(Context());
   m_group = group;
   if (m_group.WriteClass(m_interface->Class().ClassID()))
@@ -146,7 +145,7 @@ void gbb_ObjectImpl<Traits>::Bind(const gbb_Group& group) {
   m_children.Bind(Owner());
   m_connected = true;
   m_epochs = ORXSimManager::Epochs();
-  gbb_CommitBound(update, Context(), failures);
+  gbb_CommitBound(update, Context());
 }
 
 template <class Traits>
@@ -258,10 +257,9 @@ typename Traits::Members* gbb_ObjectImpl<Traits>::LoadMembers() {
   Trace<"LoadMembers: loading ", Traits::kName, "Members\n">();
   auto members = std::make_unique<Members>();
   gbb_MemoryStream::Buffer bytes;
-  const std::uint64_t failures = ORXSimManager::Failures();
-  const gbb_MemoryStream::Error error = m_group.ReadMembers(bytes);
+  bool unread = false;
+  const gbb_MemoryStream::Error error = m_group.ReadMembers(bytes, unread);
   m_damaged = error == gbb_MemoryStream::kDamaged;
-  const bool unread = ORXSimManager::Failures() != failures;
   gbb_MemoryStream stream(bytes, Context(), error);
   while (stream.More()) {
     int index = -1;

@@ -115,12 +115,11 @@ msfD_SimHolder msfD_Root::NewSim() {
 bool msfD_Root::BindNew(const msfD_SimHolder& sim, ORXSimContextID context) {
   if (context.IsNull())
     return gbb_Call::Fail();
-  const std::uint64_t failures = ORXSimManager::Failures();
   ORXSimUpdate update(context);
   gbb_Group group(ORXSimContextRef(context).File().RootGroup().GroupCreate(kSimGroup, 0));
   const bool stamped = group.Stamp(kSimStamp);
   sim.Bind(context, group);
-  return stamped && gbb_CommitWhole(update, context, failures);
+  return stamped && gbb_CommitWhole(update, context);
 }
 
 msfD_Sim msfD_Root::openSim(gbb_String fileName, gbb_String alias, int contextOption) {

@@ -118,7 +118,6 @@ void msfD_SimImpl::Bind(ORXSimContextID context, const gbb_Group& group) {
     return;
   }
   const gbb_Call call(gbb_HeadOf<msfD_SimTraits, "Impl::Bind">());
-  const std::uint64_t failures = ORXSimManager::Failures();
   ORXSimUpdate update(context);
   m_context = context;
   m_group = group;
@@ -126,7 +125,7 @@ void msfD_SimImpl::Bind(ORXSimContextID context, const gbb_Group& group) {
   m_children.Bind(Owner());
   m_connected = true;
   m_epochs = ORXSimManager::Epochs();
-  gbb_CommitBound(update, context, failures);
+  gbb_CommitBound(update, context);
 }
 
 gbb_Handle msfD_SimImpl::Traverse(gbb_TraverseContext& context) {

@@ -49,7 +49,7 @@ void UTI_ORXSimDynamicAPI_finalize(int& modules) {
   hdf_Shared::Release();
 }
 
-constinit std::atomic<std::uint64_t> ORXSimManager::s_epochs{1}, ORXSimManager::s_failures{0};
+constinit std::atomic<std::uint64_t> ORXSimManager::s_epochs{1};
 
 ORXSimContextID ORXSimManager::CreateContext(const cow_String& fileName, int createFlags, int version, bool,
                                              int contextOption) {
@@ -106,12 +106,9 @@ const char* ORXSimManager::LastError() {
 // Nobody gives the null context away but a call that has failed: its cause is the one to keep.
 hdf_File ORXSimContextRef::File() const {
   const auto context = hdf_Contexts::Find(m_context);
-  return hdf_Try(hdf_File(), [&] {
-    if (m_context.IsNull())
-      return hdf_ObjectRep::Failed<hdf_File>();
-    hdf_Operation operation("take the file of a context", context.get());
-    if (!operation.Usable())
-      return hdf_ObjectRep::Failed<hdf_File>();
+  return hdf_Call("take the file of a context", context.get(), [&](hdf_Operation& operation) {
+    if (m_context.IsNull() || !operation.Usable())
+      return hdf_ObjectRep::Failed<hdf_File>(operation);
     return hdf_ObjectRep::Make<hdf_File>(std::make_shared<hdf_FileRep>(context));
   });
 }

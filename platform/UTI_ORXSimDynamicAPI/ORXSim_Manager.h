@@ -57,10 +57,6 @@ class ORXSIM_API ORXSimManager {
   /// Grows whenever the epoch of any context does, so while it stands still no object of any file has changed
   /// under who holds it. Costs one load.
   static std::uint64_t Epochs() { return s_epochs.load(std::memory_order_relaxed); }
-  /// Grows with each call that failed in HDF5, for want of memory, or on a file that is not open; calls that
-  /// found nothing of a name are none. Who was told that something is missing can see from it whether
-  /// anybody could look. Costs one load.
-  static std::uint64_t Failures() { return s_failures.load(std::memory_order_relaxed); }
 
   /// The last failure of the module: "FILE: OBJECT PATH: operation: cause" in one line, without the path
   /// where the whole file is meant; "" when none was.
@@ -69,8 +65,7 @@ class ORXSIM_API ORXSimManager {
 
  private:
   friend struct hdf_Context;
-  friend class hdf_Operation;
-  static std::atomic<std::uint64_t> s_epochs, s_failures;
+  static std::atomic<std::uint64_t> s_epochs;
 };
 
 /// The last commit point of a context.

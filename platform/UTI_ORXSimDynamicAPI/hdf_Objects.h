@@ -21,6 +21,13 @@ class hdf_Dataset;
 class hdf_Dataspace;
 class hdf_ObjectRep; // the shared part, private to the module
 
+/// What a call that looks for something answers.
+enum class ORXSimFound : unsigned char {
+  kFound,
+  kMissing,   ///< it is not there, or it is not such as is asked for
+  kUnreadable ///< nobody could look: HDF5 failed, memory was lacking, or the file is not open
+};
+
 /// An element type of attributes and datasets, in memory order of this machine.
 class ORXSIM_API hdf_Datatype {
  public:
@@ -75,11 +82,15 @@ class ORXSIM_API hdf_Group {
   /// few hundred in a context.
   hdf_Dataset DatasetOpen(const char* name) const;
   /// True when a hard link of that name exists; asks for no object to be opened.
-  bool GetObjinfoExists(const char* name) const;
+  bool GetObjinfoExists(const char* name) const { return Look(name) == ORXSimFound::kFound; }
+  /// As GetObjinfoExists(), and tells a missing link from one that could not be looked for.
+  ORXSimFound Look(const char* name) const;
   /// True when the group has an attribute of that name.
   bool AttributeExists(const char* name) const;
   /// Number of child links, -1 on failure.
   std::int64_t NumLinks() const;
+  /// Whether the group is in the file now. One that a call has failed to open says why that was.
+  ORXSimFound Found() const;
 
   /// The group's path in the file, "" for an empty group and one that is not in the file any more.
   cow_String Path() const;
@@ -99,7 +110,11 @@ class ORXSIM_API hdf_Attribute {
   /// Moves the whole attribute. \param data elements of `type`, as many as GetSpace() says.
   bool Write(hdf_Datatype type, const void* data) const;
   /// \param capacity number of elements that fit into data; a larger or smaller attribute is refused.
-  bool Read(hdf_Datatype type, void* data, std::uint64_t capacity) const;
+  bool Read(hdf_Datatype type, void* data, std::uint64_t capacity) const {
+    return Fetch(type, data, capacity) == ORXSimFound::kFound;
+  }
+  /// As Read(), and tells what is not there or refused from what could not be read.
+  ORXSimFound Fetch(hdf_Datatype type, void* data, std::uint64_t capacity) const;
   hdf_Dataspace GetSpace() const;
 
  private:
@@ -116,7 +131,13 @@ class ORXSIM_API hdf_Dataset {
   bool Write(hdf_Datatype type, const void* data, std::uint64_t count) const;
   /// Reads the first `count` elements (1-D); more than the dataset has, or than the file can hold, is
   /// refused.
-  bool Read(hdf_Datatype type, void* data, std::uint64_t count) const;
+  bool Read(hdf_Datatype type, void* data, std::uint64_t count) const {
+    return Fetch(type, data, count) == ORXSimFound::kFound;
+  }
+  /// As Read(), and tells what is not there or refused from what could not be read.
+  ORXSimFound Fetch(hdf_Datatype type, void* data, std::uint64_t count) const;
+  /// Whether the dataset is in the file now. One that a call has failed to open says why that was.
+  ORXSimFound Found() const;
   hdf_Dataspace GetSpace() const;
   /// Makes room for at least `count` elements, keeping what is there; never shrinks.
   bool Extend(std::uint64_t count);

@@ -166,7 +166,25 @@ TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
   const auto systems = MeshOf(m.sim).systems();
   const fesD_FESystem first = systems.get(0);
   const std::string journal = Path() + "-journal", good = sys_Bytes(journal);
-  std::ofstream(journal, std::ios::binary) << good.substr(0, 512) << std::string(good.size() - 512, '\0');
+  const gbb_Group top(ORXSimContextRef(Context()).File().RootGroup());
+  EXPECT_EQ(top.ReadSize(), 0) << "no array";
+  const auto damage = [&](std::size_t from, std::size_t bytes) {
+    std::ofstream(journal, std::ios::binary) << std::string(good).replace(from, bytes, bytes, '\0');
+  };
+  const auto mend = [&] { std::ofstream(journal, std::ios::binary) << good; };
+  for (const bool whole : {false, true}) {
+    if (whole)
+      damage(512, good.size() - 512);
+    else
+      damage(good.rfind(name.substr(0, 4000)), 4000);
+    EXPECT_TRUE(NameOf(first).empty());
+    EXPECT_THAT(LastError(), HasSubstr(whole ? "open dataset: " : "read dataset: "));
+    mend();
+    EXPECT_TRUE(NameOf(first) == name) << "the next use looks again";
+    const ORXSimUpdate abandoned(Context());
+    ORXSimCollectionRef::Create(Context(), "never", 3);
+  }
+  damage(512, good.size() - 512);
   EXPECT_TRUE(NameOf(first).empty());
   first.NodalLabels({});
   EXPECT_THAT(Lines(),
@@ -178,7 +196,8 @@ TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
     EXPECT_FALSE(update.Rollback());
   }
   EXPECT_EQ(systems.count(), 1);
-  std::ofstream(journal, std::ios::binary) << good;
+  EXPECT_EQ(top.ReadSize(), -1) << "not known";
+  mend();
   EXPECT_TRUE(ORXSimUpdate(Context()).Rollback()) << LastError();
   EXPECT_TRUE(NameOf(first) == name);
   EXPECT_TRUE(systems.count() == 1 && systems.get(0) == first);

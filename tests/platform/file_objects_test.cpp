@@ -67,8 +67,10 @@ TEST_F(FileObjects, AFailedObjectRepeatsItsFirstCause) {
   EXPECT_THAT(cause, StartsWith(Path("a.pdm") + ": /sim/mesh: open group: "));
   EXPECT_THAT(cause, HasSubstr("no object of that name"));
   EXPECT_TRUE(!m_root.GroupOpen("elsewhere"));
-  EXPECT_TRUE(!missing.DatasetOpen("x"));
+  EXPECT_TRUE(!missing.DatasetOpen("x") && missing.Found() == ORXSimFound::kMissing);
   EXPECT_EQ(LastError(), cause);
+  EXPECT_TRUE(m_root.Found() == ORXSimFound::kFound && m_root.Look("sim") == ORXSimFound::kFound);
+  EXPECT_TRUE(m_root.Look("mesh") == ORXSimFound::kMissing);
   hdf_Group().GroupOpen("x");
   EXPECT_THAT(LastError(), HasSubstr("the object is empty"));
 }
@@ -156,6 +158,10 @@ TEST_F(FileObjects, EveryCallIsSafeAfterTheContextClosed) {
   EXPECT_FALSE(dataset.Write(kInt, &value, 1) || dataset.Read(kInt, &value, 1) || dataset.Extend(9));
   EXPECT_EQ(dataset.GetSpace().Elements() + attribute.GetSpace().Elements(), 0u);
   EXPECT_TRUE(group.NumLinks() == -1 && group.Path().Empty());
+  for (const ORXSimFound found :
+       {group.Found(), group.Look("d"), group.GroupOpen("x").Found(), dataset.Found(),
+        dataset.Fetch(kInt, &value, 1), attribute.Fetch(kInt, &value, 1)})
+    EXPECT_TRUE(found == ORXSimFound::kUnreadable);
   EXPECT_FALSE(group.GetObjinfoExists("d") || group.AttributeExists("a") || update.Commit());
   ExpectRefused(ORXSimContextRef(m_context).Commit(), "not open");
 }

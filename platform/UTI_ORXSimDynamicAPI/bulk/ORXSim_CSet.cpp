@@ -1,6 +1,5 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_CSet.h>
 
-#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <UTI_ORXSimDynamicAPI/bulk/ORXSim_CollectionFile.h>
 #include <UTI_ORXSimDynamicAPI/bulk/ORXSim_Rows.h>
 
@@ -23,10 +22,9 @@ struct OpenSet {
 
 std::shared_ptr<hdf_DatasetRep> openStored(ORXSimStoreCall& call, hid_t collection, int minor) {
   hdf_Operation& operation = call.Operation();
-  const std::uint64_t failures = ORXSimManager::Failures();
   const hdf_GroupHandle sets = ORXSimOpenSets(operation, collection);
   if (!sets.IsOpen()) {
-    if (ORXSimManager::Failures() == failures)
+    if (!operation.Failed())
       operation.Refuse("the collection has no stored member set");
     return nullptr;
   }

@@ -18,10 +18,10 @@ bool checkName(hdf_Operation& operation, const char* name) {
 
 hdf_Attribute opened(hdf_Operation& operation, const std::shared_ptr<hdf_Context>& context, hid_t id) {
   if (!operation.Check(id))
-    return hdf_ObjectRep::Failed<hdf_Attribute>();
+    return hdf_ObjectRep::Failed<hdf_Attribute>(operation);
   auto attribute = hdf_MakeRep<hdf_AttributeRep>(context, id);
   return attribute->Inspect(operation) ? hdf_ObjectRep::Make<hdf_Attribute>(std::move(attribute))
-                                       : hdf_ObjectRep::Failed<hdf_Attribute>();
+                                       : hdf_ObjectRep::Failed<hdf_Attribute>(operation);
 }
 
 // HDF5 clips what does not fit, so integers of another kind are moved through the widest type and checked.
@@ -83,16 +83,16 @@ hdf_Attribute hdf_Group::AttributeCreate(const char* name, hdf_Datatype type,
                                          const hdf_Dataspace& space) const {
   return hdf_Call("create attribute", m_rep.get(), name, [&](hdf_Operation& operation) {
     if (!operation.Writable() || !checkName(operation, name))
-      return hdf_ObjectRep::Failed<hdf_Attribute>();
+      return hdf_ObjectRep::Failed<hdf_Attribute>(operation);
     std::uint64_t dims[hdf_Dataspace::kMaxRank];
     if ((space.GetDims(dims) != 1 && !operation.Refuse("attributes have one dimension")) ||
         (H5Aexists(m_rep->id, name) > 0 && !operation.Refuse("there is an attribute of that name")))
-      return hdf_ObjectRep::Failed<hdf_Attribute>();
+      return hdf_ObjectRep::Failed<hdf_Attribute>(operation);
     const hid_t stored = hdf_StoredType::Of(type).Write(type).memory;
     const hid_t id =
         H5Acreate2(m_rep->id, name, stored, hdf_Shared::Get().Line(dims[0]), H5P_DEFAULT, H5P_DEFAULT);
     if (!operation.Check(id))
-      return hdf_ObjectRep::Failed<hdf_Attribute>();
+      return hdf_ObjectRep::Failed<hdf_Attribute>(operation);
     auto attribute = hdf_MakeRep<hdf_AttributeRep>(m_rep->context, id);
     attribute->space = space;
     attribute->type = hdf_StoredType::Of(type);
@@ -103,11 +103,11 @@ hdf_Attribute hdf_Group::AttributeCreate(const char* name, hdf_Datatype type,
 hdf_Attribute hdf_Group::AttributeOpen(const char* name) const {
   return hdf_Call("open attribute", m_rep.get(), name, [&](hdf_Operation& operation) {
     if (!operation.Usable() || !checkName(operation, name))
-      return hdf_ObjectRep::Failed<hdf_Attribute>();
+      return hdf_ObjectRep::Failed<hdf_Attribute>(operation);
     const hid_t id = H5Aopen(m_rep->id, name, H5P_DEFAULT);
     if (id < 0 && H5Aexists(m_rep->id, name) == 0) {
       operation.Refuse("there is no attribute of that name");
-      return hdf_ObjectRep::Failed<hdf_Attribute>();
+      return hdf_ObjectRep::Failed<hdf_Attribute>(operation);
     }
     return opened(operation, m_rep->context, id);
   });
@@ -128,8 +128,8 @@ bool hdf_Attribute::Write(hdf_Datatype type, const void* data) const {
   });
 }
 
-bool hdf_Attribute::Read(hdf_Datatype type, void* data, std::uint64_t capacity) const {
-  return hdf_Call("read attribute", m_rep.get(), [&](hdf_Operation& operation) {
+ORXSimFound hdf_Attribute::Fetch(hdf_Datatype type, void* data, std::uint64_t capacity) const {
+  return hdf_Look("read attribute", m_rep.get(), nullptr, [&](hdf_Operation& operation) {
     if (!operation.Usable())
       return false;
     const hdf_AttributeRep& attribute = attributeOf(m_rep);

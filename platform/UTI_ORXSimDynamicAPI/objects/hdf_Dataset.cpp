@@ -161,10 +161,15 @@ bool hdf_Dataset::Write(hdf_Datatype type, const void* data, std::uint64_t count
   });
 }
 
-bool hdf_Dataset::Read(hdf_Datatype type, void* data, std::uint64_t count) const {
-  return hdf_Call("read dataset", m_rep.get(), [&](hdf_Operation& operation) {
+ORXSimFound hdf_Dataset::Fetch(hdf_Datatype type, void* data, std::uint64_t count) const {
+  return hdf_Look("read dataset", m_rep.get(), nullptr, [&](hdf_Operation& operation) {
     return operation.Usable() && datasetOf(m_rep).ReadFirst(operation, type, data, count);
   });
+}
+
+ORXSimFound hdf_Dataset::Found() const {
+  return hdf_Look("open dataset", m_rep.get(), nullptr,
+                  [](hdf_Operation& operation) { return operation.Usable(); });
 }
 
 hdf_Dataspace hdf_Dataset::GetSpace() const {

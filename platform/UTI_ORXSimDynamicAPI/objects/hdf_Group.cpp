@@ -21,8 +21,8 @@ bool checkFree(hdf_Operation& operation, hid_t group, const char* name) {
   return H5Lexists(group, name, H5P_DEFAULT) <= 0 || operation.Refuse("there is an object of that name");
 }
 
-hdf_Dataset valueOf(std::shared_ptr<hdf_DatasetRep> dataset) {
-  return dataset == nullptr ? hdf_ObjectRep::Failed<hdf_Dataset>()
+hdf_Dataset valueOf(const hdf_Operation& operation, std::shared_ptr<hdf_DatasetRep> dataset) {
+  return dataset == nullptr ? hdf_ObjectRep::Failed<hdf_Dataset>(operation)
                             : hdf_ObjectRep::Make<hdf_Dataset>(std::move(dataset));
 }
 } // namespace
@@ -36,51 +36,51 @@ hdf_Group hdf_Group::GroupCreate(const char* name, int sizeHint) const {
     static_cast<void>(sizeHint);
     if (!operation.Writable() || !hdf_CheckLinkName(operation, name) ||
         !checkFree(operation, m_rep->id, name))
-      return hdf_ObjectRep::Failed<hdf_Group>();
+      return hdf_ObjectRep::Failed<hdf_Group>(operation);
     const hid_t id = H5Gcreate2(m_rep->id, name, H5P_DEFAULT, hdf_Shared::Get().Group(), H5P_DEFAULT);
-    return operation.Check(id) ? child(m_rep, name, id) : hdf_ObjectRep::Failed<hdf_Group>();
+    return operation.Check(id) ? child(m_rep, name, id) : hdf_ObjectRep::Failed<hdf_Group>(operation);
   });
 }
 
 hdf_Group hdf_Group::GroupOpen(const char* name) const {
   return hdf_Call("open group", m_rep.get(), name, [&](hdf_Operation& operation) {
     if (!operation.Usable() || !hdf_CheckLinkName(operation, name))
-      return hdf_ObjectRep::Failed<hdf_Group>();
+      return hdf_ObjectRep::Failed<hdf_Group>(operation);
     const hid_t id = hdf_OpenGroup(operation, m_rep->id, name);
-    return id < 0 ? hdf_ObjectRep::Failed<hdf_Group>() : child(m_rep, name, id);
+    return id < 0 ? hdf_ObjectRep::Failed<hdf_Group>(operation) : child(m_rep, name, id);
   });
 }
 
 hdf_Dataset hdf_Group::DatasetCreate(const char* name, hdf_Datatype type, const hdf_Dataspace& space) const {
   return hdf_Call("create dataset", m_rep.get(), name, [&](hdf_Operation& operation) {
     if (!operation.Writable() || !hdf_CheckLinkName(operation, name))
-      return hdf_ObjectRep::Failed<hdf_Dataset>();
+      return hdf_ObjectRep::Failed<hdf_Dataset>(operation);
     if (space.GetDims(nullptr) < 1) {
       operation.Refuse("the dataspace is empty");
-      return hdf_ObjectRep::Failed<hdf_Dataset>();
+      return hdf_ObjectRep::Failed<hdf_Dataset>(operation);
     }
-    return valueOf(hdf_DatasetRep::Create(operation, *m_rep, name, type, space));
+    return valueOf(operation, hdf_DatasetRep::Create(operation, *m_rep, name, type, space));
   });
 }
 
 hdf_Dataset hdf_Group::DatasetOpen(const char* name) const {
   return hdf_Call("open dataset", m_rep.get(), name, [&](hdf_Operation& operation) {
     if (!operation.Valid() || !hdf_CheckLinkName(operation, name))
-      return hdf_ObjectRep::Failed<hdf_Dataset>();
+      return hdf_ObjectRep::Failed<hdf_Dataset>(operation);
     auto& group = static_cast<hdf_GroupRep&>(*m_rep);
     if (auto dataset = group.Kept(name))
-      return valueOf(std::move(dataset));
+      return valueOf(operation, std::move(dataset));
     if (!operation.Usable())
-      return hdf_ObjectRep::Failed<hdf_Dataset>();
+      return hdf_ObjectRep::Failed<hdf_Dataset>(operation);
     auto dataset = openDataset(operation, *m_rep, name);
     if (dataset != nullptr)
       group.Keep(name, dataset);
-    return valueOf(std::move(dataset));
+    return valueOf(operation, std::move(dataset));
   });
 }
 
-bool hdf_Group::GetObjinfoExists(const char* name) const {
-  return hdf_Call("look up", m_rep.get(), name, [&](hdf_Operation& operation) {
+ORXSimFound hdf_Group::Look(const char* name) const {
+  return hdf_Look("look up", m_rep.get(), name, [&](hdf_Operation& operation) {
     haddr_t address = HADDR_UNDEF;
     return operation.Usable() && hdf_CheckLinkName(operation, name) &&
            hdf_FindHardLink(operation, m_rep->id, name, address) && address != HADDR_UNDEF;
@@ -117,10 +117,16 @@ cow_String hdf_Group::Path() const {
   });
 }
 
+ORXSimFound hdf_Group::Found() const {
+  return hdf_Look("path of a group", m_rep.get(), nullptr, [&](hdf_Operation& operation) {
+    return operation.Usable() && operation.Check(hdf_PathOf(m_rep->id).empty() ? -1 : 0);
+  });
+}
+
 hdf_Group hdf_Group::Refused(const char* cause) const {
   return hdf_Call("use group", m_rep.get(), [&](hdf_Operation& operation) {
     operation.Refuse(cause);
-    return hdf_ObjectRep::Failed<hdf_Group>();
+    return hdf_ObjectRep::Failed<hdf_Group>(operation);
   });
 }
 
@@ -131,10 +137,10 @@ bool hdf_File::operator!() const {
 hdf_Group hdf_File::RootGroup() const {
   return hdf_Call("open root group", m_rep.get(), [&](hdf_Operation& operation) {
     if (!operation.Usable())
-      return hdf_ObjectRep::Failed<hdf_Group>();
+      return hdf_ObjectRep::Failed<hdf_Group>(operation);
     const hid_t id = H5Gopen2(m_rep->id, "/", H5P_DEFAULT);
     if (!operation.Check(id))
-      return hdf_ObjectRep::Failed<hdf_Group>();
+      return hdf_ObjectRep::Failed<hdf_Group>(operation);
     return hdf_ObjectRep::Make<hdf_Group>(hdf_MakeRep<hdf_GroupRep>(m_rep->context, id));
   });
 }

@@ -14,8 +14,9 @@
 /// the context is open, Wake() opens it again where it was. Failed: no context, failure set.
 class hdf_ObjectRep {
  public:
-  /// A failed object that remembers the last error.
-  hdf_ObjectRep() : failure(std::make_unique<std::string>(hdf_Operation::Last())) {}
+  /// A failed object that remembers the last error. \param unread nobody could look for it.
+  explicit hdf_ObjectRep(bool unread)
+      : failure(std::make_unique<std::string>(hdf_Operation::Last())), unreadable(unread) {}
   /// Takes over an open identifier.
   hdf_ObjectRep(std::shared_ptr<hdf_Context> owner, hid_t opened, hdf_ObjectRep*& first);
   /// One that takes its identifier when it is first used.
@@ -41,10 +42,10 @@ class hdf_ObjectRep {
     value.m_rep = std::move(rep);
     return value;
   }
-  /// The public value that stands for the last error.
+  /// The public value that stands for the last error, which the operation has reported.
   template <class Value>
-  static Value Failed() {
-    return Make<Value>(std::make_shared<hdf_ObjectRep>());
+  static Value Failed(const hdf_Operation& operation) {
+    return Make<Value>(std::make_shared<hdf_ObjectRep>(operation.Failed()));
   }
   template <class Value>
   static bool IsOpen(const Value& value) {
@@ -54,6 +55,7 @@ class hdf_ObjectRep {
   const std::shared_ptr<hdf_Context> context;
   hid_t id = H5I_INVALID_HID;
   const std::unique_ptr<const std::string> failure;
+  const bool unreadable = false; // failed, and nobody could look
 
  protected:
   void TakeOver(hid_t opened, hdf_ObjectRep*& first);

@@ -1,6 +1,5 @@
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 
-#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Context.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_ObjectRep.h>
 
@@ -134,16 +133,16 @@ bool hdf_Operation::Valid() {
   if (m_object != nullptr && m_object->failure != nullptr) {
     lastError() = *m_object->failure;
     s_causeAt = 0;
+    m_failed = m_object->unreadable;
     return false;
   }
+  if (m_context != nullptr && m_context->IsOpen())
+    return true;
+  m_failed = true;
   if (m_context == nullptr)
     return Refuse(m_missing);
-  if (!m_context->IsOpen()) {
-    ++ORXSimManager::s_failures;
-    return Refuse(m_context->lost.empty() ? "the file was closed"
-                                          : "the file could not be opened again: " + m_context->lost);
-  }
-  return true;
+  return Refuse(m_context->lost.empty() ? "the file was closed"
+                                        : "the file could not be opened again: " + m_context->lost);
 }
 
 bool hdf_Operation::Writable() {
@@ -159,7 +158,7 @@ void hdf_Operation::NoteWrite() {
 }
 
 bool hdf_Operation::Fail() {
-  ++ORXSimManager::s_failures;
+  m_failed = true;
   Refuse(innermostMessage());
   if (m_writes)
     m_context->Bar(LastCause());
@@ -208,7 +207,6 @@ std::string hdf_Operation::LastCause() {
 }
 
 void hdf_Operation::OutOfMemory() noexcept {
-  ++ORXSimManager::s_failures;
   lastError() = "out of memory"; // short enough to need none
   s_causeAt = 0;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <UTI_ORXSimDynamicAPI/hdf_Objects.h>
+
 #include <hdf5.h>
 
 #include <cstdint>
@@ -59,6 +61,8 @@ class hdf_Operation {
       NoteWrite();
     return result >= 0 || Fail();
   }
+  /// True when nobody could look: HDF5 failed, or the file is not open.
+  bool Failed() const { return m_failed; }
   /// Reports a cause of our own. \return false.
   bool Refuse(const std::string& cause);
   /// Reports what errno means. \return false.
@@ -87,6 +91,7 @@ class hdf_Operation {
   const char* m_name = nullptr;
   hid_t m_place = H5I_INVALID_HID;
   bool m_writes = false;
+  bool m_failed = false;
   int m_exceptions = 0;          // on their way when the writing began
   unsigned m_failedClosings = 0; // until then
 };
@@ -123,4 +128,15 @@ auto hdf_Call(const char* what, Place* place, const char* name, Work work) {
 template <class Place, class Work>
 auto hdf_Call(const char* what, Place* place, Work work) {
   return hdf_Call(what, place, nullptr, std::move(work));
+}
+
+/// One public call that looks for something; the work answers whether it is there.
+template <class Work>
+ORXSimFound hdf_Look(const char* what, hdf_ObjectRep* object, const char* name, Work work) {
+  return hdf_Try(ORXSimFound::kUnreadable, [&] {
+    hdf_Operation operation(what, object, name);
+    return work(operation)      ? ORXSimFound::kFound
+           : operation.Failed() ? ORXSimFound::kUnreadable
+                                : ORXSimFound::kMissing;
+  });
 }
