@@ -245,8 +245,13 @@ bool vfd_Store::Checkpoint() {
 void vfd_Store::CutLongJournal() {
   vfd_Journal& journal = m_files.journal;
   if (journal.IsOpen() && journal.FileBytes() >= kLongJournal * m_options.journalLimit && m_poison.Empty() &&
-      !m_options.readOnly && !NeedsRecovery() && !Forked())
-    journal.Cut(journal.End());
+      !m_options.readOnly && !NeedsRecovery() && !Forked()) {
+    // Should the cut arrive before the new header, the former one would stand there without its commits.
+    if (m_options.Power() && journal.HeaderState() == vfd_Journal::Header::kWritten && !journal.Sync())
+      Poison();
+    else
+      journal.Cut(journal.End());
+  }
 }
 
 bool vfd_Store::Finish() {
