@@ -180,7 +180,15 @@ TEST_F(Journal, FreedSpaceIsLeftAloneOnceALiveReaderLooksAtIt) {
   EXPECT_EQ(numbers, std::vector<int>(count, 4));
   EXPECT_LT(end, 3 * count * sizeof(int)) << "freed space is used";
   ORXSimManager::CloseContext(reader);
-  EXPECT_TRUE(H5Jclose(writer) >= 0 && H5Pclose(access) >= 0);
+  EXPECT_GE(H5Jclose(writer), 0);
+  const hid_t creation = H5Pcreate(H5P_FILE_CREATE);
+  H5Pset_file_space_strategy(creation, H5F_FSPACE_STRATEGY_FSM_AGGR, true, 1);
+  H5Pset_libver_bounds(access, H5F_LIBVER_V110, H5F_LIBVER_V110);
+  const hid_t persistent = H5Fcreate(Path("b.h5").c_str(), H5F_ACC_TRUNC, creation, access);
+  EXPECT_LT(H5Jcommit(persistent), 0);
+  EXPECT_THAT(H5Jlast_error(), testing::HasSubstr("the file has persistent free space"));
+  EXPECT_LT(H5Jclose(persistent), 0);
+  EXPECT_TRUE(H5Pclose(creation) >= 0 && H5Pclose(access) >= 0 && !std::filesystem::exists(Path("b.h5")));
 }
 
 TEST_F(Journal, ASecondProcessIsToldWhoHoldsTheFileAndMayWait) {

@@ -154,6 +154,12 @@ TEST_F(Ownership, ARemovedJournalTakesNoCommitsAndLosesNone) {
     ORXSimManager::CloseContext(reader);
     EXPECT_EQ(Value(path), 2 + live) << LastError();
   }
+  const ORXSimContextID writer = Open(path);
+  EXPECT_TRUE(Set(writer, 5));
+  Copy(path + "-journal", Path("kept"));
+  ORXSimManager::CloseContext(writer);
+  fs::rename(Path("kept"), path + "-journal");
+  EXPECT_EQ(Value(path), 5) << "a journal that comes back says nothing new";
 }
 
 // Copies of a file from before its generation ended, and from within an update that was given up.
@@ -286,6 +292,9 @@ TEST_F(Ownership, WhatIsOfAnotherMomentOfOneGenerationIsRefused) {
   Copy(journal, Path("journal"));
   Copy(Path("old-journal"), journal);
   ExpectRefusedAndLeft(path, "2 commits before it are whole, and at least 1 behind it");
+  EXPECT_TRUE(ORXSimJournal::Discard(path.c_str()));
+  EXPECT_THAT(LastError(), testing::HasSubstr("note: what was given up may have written over"));
+  Copy(Path("file"), path);
   Copy(Path("journal"), journal);
   EXPECT_EQ(Value(path), 4);
 }

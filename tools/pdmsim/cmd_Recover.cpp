@@ -63,7 +63,7 @@ bool Applies(const Options& options) {
   return options.apply || options.upToDamage;
 }
 
-show_Json Describe(const Options& options, const ORXSimJournalInfo& info) {
+show_Json Describe(const Options& options, const ORXSimJournalInfo& info, const std::string& note) {
   return {{"file", options.file},
           {"journal", info.exists},
           {"missing", info.missing},
@@ -80,6 +80,7 @@ show_Json Describe(const Options& options, const ORXSimJournalInfo& info) {
           {"process", info.ownerProcess},
           {"host", info.ownerHost},
           {"cause", info.cause},
+          {"note", note},
           {"done", !Stands(info)      ? "nothing"
                    : Applies(options) ? "applied"
                    : options.discard  ? "discarded"
@@ -91,6 +92,13 @@ std::string Content(const ORXSimJournalInfo& info) {
   return info.commits == 0 ? "no commit"
                            : "changes in " + show_Size(info.frames * 4096) + " up to commit " +
                                  std::to_string(info.sequence);
+}
+
+/// What the library has to say of a success: where a damaged journal is kept, what to look at.
+std::string Note() {
+  const std::string_view last = ORXSimManager::LastError();
+  const std::size_t note = last.find(": note: ");
+  return note == std::string_view::npos ? "" : std::string(last.substr(note + 8));
 }
 
 std::string Tell(const Options& options, const ORXSimJournalInfo& info) {
@@ -137,10 +145,12 @@ void Recover(const Options& options) {
                                                   : ORXSimJournal::Discard(options.file.c_str()));
   if (!done)
     Fail(cli_Exit::kUnusable, ORXSimManager::LastError());
+  const std::string note = changes ? Note() : "";
   if (options.json)
-    show_PrintJson(Describe(options, info));
+    show_PrintJson(Describe(options, info, note));
   else
-    std::cout << show_Printable(options.file + ": " + Tell(options, info)) << '\n';
+    std::cout << show_Printable(options.file + ": " + Tell(options, info) + (note.empty() ? "" : "; " + note))
+              << '\n';
   show_Flush();
   if (!changes && !info.cause.empty())
     throw cli_Quiet(cli_Exit::kNotThere);

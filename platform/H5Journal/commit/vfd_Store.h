@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <sys/types.h>
+#include <utility>
 #include <vector>
 
 /// One file as HDF5 sees it: the bytes of its last commit point and, over them, what was written since.
@@ -69,6 +70,10 @@ class vfd_Store {
   bool MayRetry() const { return m_poison.Empty() && m_broken.Empty(); }
   /// Why not; "" when it can.
   const char* Obstacle() const { return m_poison.Empty() ? m_broken.Text() : m_poison.Text(); }
+  /// Nothing is committed any more, for that reason.
+  void Bar(const char* why) { m_poison.Set(why); }
+  /// True for the first who asks.
+  bool IsFirstCommit() { return !std::exchange(m_asked, true); }
   /// Forgets everything written since the last commit point.
   void Discard();
   /// From now on HDF5 is closing the file: nothing fails any more, and what is written is kept in memory for
@@ -209,6 +214,7 @@ class vfd_Store {
   bool m_mayReuse = true;               // every page that has a frame is known
   std::vector<std::uint64_t> m_dropped; // pages with frames that were cut off the file since, ordered
   bool m_large = false;                 // a large call was made
+  bool m_asked = false;                 // IsFirstCommit() was
 
   std::uint64_t m_nextTry = 0; // journal length at which the generation may end
   std::uint64_t m_sequence = 0;

@@ -76,11 +76,24 @@ void noteFreeSpace(vfd_Store& store, hid_t file) {
   store.SetFreeSpace(std::move(space));
 }
 
+// After a death HDF5 believes the list of free space that it last wrote, whatever was committed since.
+bool keepsFreeSpace(hid_t file) {
+  H5F_fspace_strategy_t strategy{};
+  hbool_t persists = false;
+  hsize_t threshold = 0;
+  const hid_t properties = H5Fget_create_plist(file);
+  const bool known = H5Pget_file_space_strategy(properties, &strategy, &persists, &threshold) >= 0;
+  H5Pclose(properties);
+  return known && persists;
+}
+
 bool commit(vfd_Store& store, hid_t file) {
   if (store.ReadOnly())
     return true;
   if (store.Forked())
     return vfd_Refuse("the file belongs to another process");
+  if (store.IsFirstCommit() && keepsFreeSpace(file))
+    store.Bar("the file has persistent free space, which HDF5 does not keep right when a program dies");
   if (H5Fflush(file, H5F_SCOPE_LOCAL) < 0) {
     refuseByHdf5("HDF5 could not flush the file");
     store.HasFailed();

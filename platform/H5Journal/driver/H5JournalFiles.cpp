@@ -102,6 +102,7 @@ bool discard(const char* name) {
     return vfd_Refuse("its journal " + place.JournalName() + " is not a regular file");
   vfd_SweepNextJournal(files);
   vfd_Mark& mark = files.main.Mark();
+  const bool wroteOver = mark.hasJournal && mark.direct > 0;
   if (mark.present && (mark.hasJournal || mark.damaged)) {
     if (mark.damaged) {
       const std::uint64_t numbers[2] = {vfd_Random(), vfd_Random()};
@@ -112,8 +113,11 @@ bool discard(const char* name) {
     if (!files.main.WriteMark() || !files.main.Sync())
       return false;
   }
-  return !exists || (place.Remove(place.JournalName(), vfd_FileIdentity::Of(status)) && place.Sync()) ||
-         vfd_Fail("remove the journal");
+  if (exists && !(place.Remove(place.JournalName(), vfd_FileIdentity::Of(status)) && place.Sync()))
+    return vfd_Fail("remove the journal");
+  if (wroteOver)
+    vfd_Refuse("note: what was given up may have written over what the file shows: check it");
+  return true;
 }
 
 template <class Work>

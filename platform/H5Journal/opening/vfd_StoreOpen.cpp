@@ -110,6 +110,8 @@ bool vfd_Store::BringFoundHome() {
     if (!place.SetJournalAside(found.header.generation, lost))
       return vfd_Fail("set the damaged journal aside");
     m_note = "note: the damaged journal is kept as " + lost;
+    if (m_files.main.Mark().direct > found.sequence)
+      m_note += "; commits that are lost may have written over what the file shows: check it";
     m_files.journal.Close();
   } else if (!m_files.journal.Remove(place)) {
     return false;

@@ -7,6 +7,13 @@
 namespace {
 constexpr int kVersion = 102;
 constexpr int kPowerSafe = 2;
+
+// A note, such as where a damaged journal is kept, is told as a failure is.
+bool tell(hdf_Operation& operation, herr_t done) {
+  if (done < 0 || *H5Jlast_error() != '\0')
+    operation.Refuse(H5Jlast_error());
+  return done >= 0;
+}
 } // namespace
 
 ORXSimJournalInfo ORXSimJournal::Read(const cow_String& fileName) {
@@ -43,13 +50,10 @@ bool ORXSimJournal::Apply(const cow_String& fileName, bool upToDamage) {
       return false;
   }
   hdf_Operation operation("apply journal", fileName.CStr());
-  const bool applied = H5Jrecover(fileName.CStr(), upToDamage ? H5J_UP_TO_DAMAGE : 0) >= 0;
-  if (!applied || *H5Jlast_error() != '\0') // where a damaged journal is kept
-    operation.Refuse(H5Jlast_error());
-  return applied;
+  return tell(operation, H5Jrecover(fileName.CStr(), upToDamage ? H5J_UP_TO_DAMAGE : 0));
 }
 
 bool ORXSimJournal::Discard(const cow_String& fileName) {
   hdf_Operation operation("discard journal", fileName.CStr());
-  return H5Jdiscard(fileName.CStr()) >= 0 || operation.Refuse(H5Jlast_error());
+  return tell(operation, H5Jdiscard(fileName.CStr()));
 }
