@@ -44,7 +44,12 @@ TEST_F(Damage, AnyChangedByteAndAnyMissingEndIsFound) {
         static_cast<int>(std::count_if(ends.begin(), ends.end(), [&](auto end) { return end <= at; }));
     if (i % 8 != 0 || at < 512)
       continue;
+    const ORXSimJournalInfo info = ORXSimJournal::Read(path.c_str());
+    ASSERT_TRUE(info.damaged && info.belongs && info.commits + info.lostCommits == 6u) << at;
+    ASSERT_FALSE(ORXSimJournal::Apply(path.c_str()));
+    ASSERT_EQ(sys_Bytes(journal), damaged);
     ASSERT_TRUE(ORXSimJournal::Apply(path.c_str(), true)) << at << LastError();
+    ASSERT_THAT(LastError(), testing::HasSubstr("the damaged journal is kept as a.pdm-journal.lost-"));
     ASSERT_EQ(Value(path), 1 + before) << at;
     for (const auto& [name, bytes] : All())
       fs::remove(Path(name));

@@ -58,50 +58,26 @@ TEST_F(Journal, AHotFileIsReadWithoutAWriteAndRecoveredByItsNextWriter) {
   EXPECT_EQ(Peer("check_number " + path + " 7"), 0) << "it is plain HDF5";
 }
 
-TEST_F(Journal, AJournalOfAnotherFileOrWithADamagedHeaderIsRefusedAndLeft) {
+TEST_F(Journal, AJournalOfAnotherFileIsRefusedAndLeft) {
   const std::string path = Hot(), other = Path("b.pdm");
   const std::string frames = sys_Bytes(path + "-journal");
   Make(other, 3);
   Put(other + "-journal", frames);
   EXPECT_TRUE(Create(other).IsNull()) << "it is not overwritten either";
-  std::string others =
-      frames; // of a file with an equal first block: another id in the header, and its checksum
+  std::string others = frames; // another file's id in the header, and its checksum
   others[48] ^= 1;
   const std::uint64_t sum = hdf_Checksum(others.data(), 504);
   std::memcpy(others.data() + 504, &sum, sizeof sum);
   Put(path + "-journal", others);
   for (const std::string& refused : {other, path}) {
     const std::string whole = sys_Bytes(refused), journal = sys_Bytes(refused + "-journal");
-    for (const bool readOnly : {true, false}) {
+    for (const bool readOnly : {true, false})
       ExpectRefused(Open(refused, readOnly), "belongs to another file");
-    }
     EXPECT_EQ(sys_Bytes(refused), whole);
     EXPECT_EQ(sys_Bytes(refused + "-journal"), journal);
   }
   EXPECT_TRUE(ORXSimJournal::Discard(other.c_str()));
   EXPECT_EQ(Value(other), 3);
-
-  std::string damaged = frames;
-  damaged[100] ^= 1;
-  Put(path + "-journal", damaged);
-  ExpectRefused(Open(path), "damaged");
-  EXPECT_EQ(sys_Bytes(path + "-journal"), damaged);
-  // A damaged record with commits behind it is no torn end: nobody is shown the older state without asking.
-  damaged = frames;
-  damaged[frames.size() / 2] ^= 1;
-  Put(path + "-journal", damaged);
-  const ORXSimJournalInfo info = ORXSimJournal::Read(path.c_str());
-  EXPECT_TRUE(info.damaged && info.belongs);
-  EXPECT_GT(info.commits, 0u);
-  EXPECT_EQ(info.commits + info.lostCommits, 6u);
-  for (const bool readOnly : {true, false})
-    ExpectRefused(Open(path, readOnly), "damaged at byte");
-  EXPECT_FALSE(ORXSimJournal::Apply(path.c_str()));
-  EXPECT_EQ(sys_Bytes(path + "-journal"), damaged);
-  EXPECT_TRUE(ORXSimJournal::Apply(path.c_str(), true)) << LastError();
-  EXPECT_FALSE(std::filesystem::exists(path + "-journal"));
-  EXPECT_THAT(LastError(), testing::HasSubstr("the damaged journal is kept as a.pdm-journal.lost-"));
-  EXPECT_EQ(Value(path), 1 + static_cast<int>(info.commits));
 }
 
 TEST_F(Journal, ASecondProcessIsToldWhoHoldsTheFileAndMayWait) {
