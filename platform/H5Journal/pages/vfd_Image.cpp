@@ -75,13 +75,11 @@ unsigned char* vfd_Image::PageForWriting(std::uint64_t page, bool whole) {
 void vfd_Image::DropUnchanged() {
   unsigned char before[kVfdPage];
   for (const std::uint64_t page : written.Pages()) {
-    if (written.Find(page)->bytes == nullptr)
-      continue;
-    auto bytes = written.TakeOut(page);
+    const unsigned char* const bytes = written.Find(page)->bytes.get();
     const std::size_t skipped = page == 0 && m_main.Mark().present ? kVfdMark : 0; // not HDF5's
-    if (!ReadPage(page, before) ||
-        std::memcmp(bytes.get() + skipped, before + skipped, kVfdPage - skipped) != 0)
-      written.Put(page, std::move(bytes));
+    if (bytes != nullptr && m_main.Read(page * kVfdPage, kVfdPage, before) &&
+        std::memcmp(bytes + skipped, before + skipped, kVfdPage - skipped) == 0)
+      written.Drop(page);
   }
 }
 

@@ -23,7 +23,8 @@ class vfd_Image {
   /// The page in memory, null when it cannot be had. Throws std::bad_alloc. \param whole its former bytes do
   /// not matter.
   unsigned char* PageForWriting(std::uint64_t page, bool whole);
-  /// Forgets written pages that are as at the last commit point. Throws std::bad_alloc.
+  /// Forgets written pages that are as at the last commit point, as long as all of that is in the main file.
+  /// Throws std::bad_alloc.
   void DropUnchanged();
   /// Goes through what is committed and not in the main file, in the order of pages.
   bool
