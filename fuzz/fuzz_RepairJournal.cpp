@@ -61,11 +61,14 @@ void fuzz_MatchJournal(std::uint8_t* main, std::size_t mainSize, std::uint8_t* j
     mark.hasJournal = true;
     mark.current = header.generation;
     mark.fileId = header.fileId;
+    mark.direct = UINT64_MAX; // not older than the journal, nor newer
+    mark.reached = 0;
     fuzz_PutMark(main, mark);
   }
   Sector sector = {};
-  std::memcpy(sector, main, std::min(mainSize, sizeof sector));
-  header.firstSector = vfd_SectorSum(sector);
+  if (header.sectorAt < mainSize)
+    std::memcpy(sector, main + header.sectorAt, std::min(mainSize - header.sectorAt, sizeof sector));
+  header.sector = vfd_SectorSum(sector);
   fuzz_PutHeader(journal, header);
 }
 
