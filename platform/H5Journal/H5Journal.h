@@ -61,8 +61,8 @@ H5J_API herr_t H5Pset_fapl_journal(hid_t fapl_id, const H5J_options_t* options);
 H5J_API herr_t H5Pget_fapl_journal(hid_t fapl_id, H5J_options_t* options);
 /** New files get a user block of 512 bytes for the mark, by which a file and its journal know each other.
  * A file without it is compared with a journal by its first 512 bytes only.
- * HDF5 refuses a user block smaller than the alignment of H5Pset_alignment() or the page of paged space: set a
- * larger one with H5Pset_userblock(), which takes the mark as well. Persistent free space (`persist` of
+ * HDF5 refuses a user block smaller than the alignment of H5Pset_alignment() or the page of paged space: set
+ * a larger one with H5Pset_userblock(), which takes the mark as well. Persistent free space (`persist` of
  * H5Pset_file_space_strategy) does not survive a death, and no commit takes it. */
 H5J_API herr_t H5Pset_journal_mark(hid_t fcpl_id);
 /** The driver's identifier. */
