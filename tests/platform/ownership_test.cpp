@@ -146,6 +146,7 @@ TEST_F(Ownership, ARemovedJournalTakesNoCommitsAndLosesNone) {
     const ORXSimContextID writer = Open(path);
     EXPECT_TRUE(Set(writer, 2 + live));
     fs::remove(path + "-journal");
+    ::usleep(2000);
     EXPECT_FALSE(Set(writer, 9));
     EXPECT_THAT(LastError(), testing::HasSubstr("its journal has been removed: close the file"));
     ORXSimManager::CloseContext(writer);

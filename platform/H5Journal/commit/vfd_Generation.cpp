@@ -24,7 +24,7 @@ constexpr std::uint64_t kTriesALimit = 16; // looks for readers while the journa
 bool vfd_Store::BeginGeneration() {
   vfd_Journal& journal = m_files.journal;
   // What is committed into a file without a name is lost with the process.
-  if (journal.HeaderState() != vfd_Journal::Header::kNone && journal.IsRemoved())
+  if (journal.HeaderState() != vfd_Journal::Header::kNone && journal.IsKnownRemoved())
     return vfd_Refuse("its journal has been removed: close the file, which keeps what was committed");
   if (journal.HeaderState() == vfd_Journal::Header::kDurable)
     return true;

@@ -332,12 +332,8 @@ bool vfd_Store::AppendRecord(Plan& plan, bool direct) {
   journal.Accept();
   ++m_sequence;
   // The commit stands, whatever the mark says: an older journal is told by it.
-  vfd_Mark& mark = m_files.main.Mark();
-  if (mark.hasJournal) {
-    mark.reached = m_sequence;
-    if (!m_files.main.WriteMark())
-      vfd_LastCause().Clear();
-  }
+  if (m_files.main.Mark().hasJournal)
+    m_files.main.StateReached(m_sequence);
   return true;
 }
 

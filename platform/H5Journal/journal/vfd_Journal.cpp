@@ -75,6 +75,14 @@ bool vfd_Journal::IsRemoved() const {
   return ::fstat(m_file.Get(), &status) == 0 && status.st_nlink == 0;
 }
 
+bool vfd_Journal::IsKnownRemoved() {
+  const auto now = std::chrono::steady_clock::now();
+  if (now - m_looked < std::chrono::milliseconds(1))
+    return false;
+  m_looked = now;
+  return IsRemoved();
+}
+
 bool vfd_Journal::Start(vfd_Header header) {
   if (header.generation == 0)
     header.generation = vfd_Random();

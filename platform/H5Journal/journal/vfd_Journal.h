@@ -4,6 +4,7 @@
 #include <H5Journal/journal/vfd_Appender.h>
 #include <H5Journal/journal/vfd_Content.h>
 
+#include <chrono>
 #include <cstdint>
 #include <vector>
 
@@ -27,6 +28,8 @@ class vfd_Journal {
   bool IsOpen() const { return m_file.IsOpen(); }
   /// True when somebody has removed its name.
   bool IsRemoved() const;
+  /// The same, asked of the system once in a millisecond.
+  bool IsKnownRemoved();
   int Get() const { return m_file.Get(); }
   const vfd_FileIdentity& Identity() const { return m_identity; }
   Header HeaderState() const { return m_header; }
@@ -69,6 +72,7 @@ class vfd_Journal {
   vfd_Descriptor m_file;
   vfd_FileIdentity m_identity;
   Header m_header = Header::kNone;
+  std::chrono::steady_clock::time_point m_looked; // when IsKnownRemoved() asked the system
   std::uint64_t m_generation = 0, m_salt = 0;
   std::uint64_t m_end = kVfdHeader, m_chain = 0;
   std::uint64_t m_openEnd = kVfdHeader, m_openChain = 0;

@@ -7,6 +7,7 @@
 #include <cstring>
 
 bool vfd_MainFile::Take(vfd_Descriptor file) {
+  Close();
   m_file = std::move(file);
   if (!vfd_FileIdentity::Of(m_file.Get(), m_identity) || !LookAgain())
     return false;
@@ -70,6 +71,14 @@ bool vfd_MainFile::WriteMark() {
   unsigned char bytes[kVfdMark];
   m_mark.Encode(bytes);
   return vfd_WriteAt(m_file.Get(), bytes, sizeof bytes, 0) || vfd_Fail("write the file's mark");
+}
+
+void vfd_MainFile::StateReached(std::uint64_t number) {
+  m_mark.reached = number;
+  if (m_mark.present && m_mapping.Open(m_file.Get()))
+    m_mapping.Store(vfd_Mark::kReachedAt, m_mark.EncodeReached());
+  else if (!WriteMark())
+    vfd_LastCause().Clear(); // nobody is told
 }
 
 void vfd_MainFile::PutMark(unsigned char* page) const {

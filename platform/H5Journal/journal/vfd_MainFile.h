@@ -1,6 +1,7 @@
 #pragma once
 
 #include <H5Journal/files/vfd_Io.h>
+#include <H5Journal/files/vfd_Mapping.h>
 #include <H5Journal/journal/vfd_Mark.h>
 
 #include <cstdint>
@@ -11,7 +12,10 @@ class vfd_MainFile {
  public:
   /// Takes over an opened file. \return false with errno set.
   bool Take(vfd_Descriptor file);
-  void Close() { m_file.Close(); }
+  void Close() {
+    m_mapping.Close();
+    m_file.Close();
+  }
   vfd_Descriptor Release() { return std::move(m_file); }
   /// Looks at its size again, which another process may change. \return false with errno set.
   bool LookAgain() { return vfd_GetSize(m_file.Get(), m_size); }
@@ -36,6 +40,9 @@ class vfd_MainFile {
   const vfd_Mark& Mark() const { return m_mark; }
   /// Writes the mark into the file, if it has one.
   bool WriteMark();
+  /// Writes of it that the journal must have the commit of that number. Survives the process, and costs next
+  /// to nothing.
+  void StateReached(std::uint64_t number);
   /// The first page as it belongs into the file: with the mark as it is now.
   void PutMark(unsigned char* page) const;
 
@@ -43,6 +50,7 @@ class vfd_MainFile {
   vfd_Descriptor m_file;
   vfd_FileIdentity m_identity;
   vfd_Mark m_mark;
+  vfd_Mapping m_mapping; // of the mark, once used
   std::uint64_t m_size = 0, m_syncedSize = 0;
   std::uint64_t m_reserved = 0; // up to here every byte has its place on the disk
   bool m_holes = false;         // but for those that were there at first

@@ -34,6 +34,9 @@ struct vfd_Mark {
   std::string journalName; // without its directory
 
   void Encode(unsigned char (&bytes)[kVfdMark]) const;
+  /// The eight bytes of `reached`, which carry a checksum of their own, and where they stand.
+  std::uint64_t EncodeReached() const;
+  static constexpr std::size_t kReachedAt = 392;
   void Decode(const unsigned char (&bytes)[kVfdMark]);
   /// \return false with errno set.
   bool Read(int file);
