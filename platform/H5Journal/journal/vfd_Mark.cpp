@@ -38,6 +38,8 @@ void vfd_Mark::Encode(unsigned char (&bytes)[kVfdMark]) const {
 
 // It changes alone, so the checksum of the whole takes it for zeros.
 std::uint64_t vfd_Mark::EncodeReached() const {
+  if (reached == 0)
+    return 0;
   unsigned char bytes[8];
   vfd_PutBytes(bytes, reached, 6);
   vfd_PutBytes(bytes + 6, vfd_Checksum(bytes, 6, current), 2);
