@@ -6,7 +6,7 @@
 #include "fuzz_Classes.h"
 #include "fuzz_Common.h"
 
-#include <gbb/gbb_Pattern.h>
+#include <gbb/pattern/gbb_Pattern.h>
 
 #include <bit>
 

@@ -2,7 +2,7 @@
 #include "fuzz_Common.h"
 #include "fuzz_Model.h"
 
-#include <gbb/gbb_MemberTable.h>
+#include <gbb/pattern/gbb_MemberTable.h>
 
 #include <algorithm>
 

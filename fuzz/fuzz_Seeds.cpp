@@ -5,8 +5,8 @@
 #include "fuzz_Model.h"
 #include "fuzz_Mutate.h"
 
-#include <gbb/gbb_MemberCodec.h>
-#include <gbb/gbb_MemberTable.h>
+#include <gbb/pattern/gbb_MemberCodec.h>
+#include <gbb/pattern/gbb_MemberTable.h>
 
 #include <algorithm>
 #include <cstdio>

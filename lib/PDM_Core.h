@@ -15,9 +15,9 @@
 #include <fes/dpa/fesD_SubstructureSystem.h>
 #include <fes/fesD_Module.h>
 #include <fes/fesD_Utilities.h>
-#include <gbb/gbb_Holder.h>
 #include <gbb/gbb_MemoryStream.h>
 #include <gbb/gbb_Module.h>
+#include <gbb/pattern/gbb_Holder.h>
 #include <kda/kda_Module.h>
 #include <msf/dpa/msfD_DiscreteModel.h>
 #include <msf/dpa/msfD_Mesh.h>

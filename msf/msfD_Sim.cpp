@@ -3,7 +3,7 @@
 #include <fes/dpa/fesD_GenericSystem.h>
 #include <fes/dpa/fesD_ModalSystem.h>
 #include <fes/dpa/fesD_SubstructureSystem.h>
-#include <gbb/gbb_Pattern.h>
+#include <gbb/pattern/gbb_Pattern.h>
 #include <msf/dpa/msfD_Mesh.h>
 
 template class gbb_InterfaceOf<msfD_SimTraits>;

@@ -2,11 +2,11 @@
 
 #include <gbb/gbb_DistributionService.h>
 #include <gbb/gbb_Link.h>
-#include <gbb/gbb_MemberTable.h>
-#include <gbb/gbb_ObjectHandle.h>
-#include <gbb/gbb_ObjectHolder.h>
 #include <gbb/gbb_ObjectInterface.h>
 #include <gbb/gbb_SchemaSnapshot.h>
+#include <gbb/pattern/gbb_MemberTable.h>
+#include <gbb/pattern/gbb_ObjectHandle.h>
+#include <gbb/pattern/gbb_ObjectHolder.h>
 #include <kda/kda_Export.h>
 #include <msf/dpa/msfD_DiscreteModel.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
-#include <gbb/gbb_Children.h>
+#include <gbb/pattern/gbb_Children.h>
 #include <msf/msfD_Sim.h>
 
 template <>

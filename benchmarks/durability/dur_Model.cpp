@@ -2,8 +2,8 @@
 
 #include "dur_Files.h"
 
-#include <gbb/gbb_MemberCodec.h>
-#include <gbb/gbb_MemberTable.h>
+#include <gbb/pattern/gbb_MemberCodec.h>
+#include <gbb/pattern/gbb_MemberTable.h>
 
 namespace {
 constexpr ORXSimContextID kAny(0);

@@ -4,7 +4,7 @@
 #include "raw_Objects.h"
 
 #include <PDM_Core.h>
-#include <gbb/gbb_MemberCodec.h>
+#include <gbb/pattern/gbb_MemberCodec.h>
 
 #include <benchmark/benchmark.h>
 

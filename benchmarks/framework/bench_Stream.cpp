@@ -2,7 +2,7 @@
 
 #include "mesh_members.pb.h"
 
-#include <gbb/gbb_Pattern.h>
+#include <gbb/pattern/gbb_Pattern.h>
 #include <msf/dpa/impl/msfD_MeshImpl.h>
 
 #include <benchmark/benchmark.h>

@@ -2,7 +2,7 @@
 
 #include <framework/framework_Fixture.h>
 
-#include <gbb/gbb_Holder.h>
+#include <gbb/pattern/gbb_Holder.h>
 
 #include <climits>
 

@@ -2,7 +2,7 @@
 
 #include <framework/framework_Fixture.h>
 
-#include <gbb/gbb_MemberCodec.h>
+#include <gbb/pattern/gbb_MemberCodec.h>
 
 #include <climits>
 

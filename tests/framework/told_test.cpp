@@ -2,7 +2,7 @@
 
 #include "framework_Fixture.h"
 
-#include <gbb/gbb_Holder.h>
+#include <gbb/pattern/gbb_Holder.h>
 #include <support/sys_NoRoom.h>
 
 using testing::HasSubstr;

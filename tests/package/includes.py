@@ -17,6 +17,9 @@ SEES_ALL = ("tests", "benchmarks", "fuzz")  # they look behind what is public
 PLATFORM = ["platform/UTI_CoreUtils", "platform/UTI_BasicUtils", "platform/DDB_HdxInterface", f"{FILE}/*.h"]
 BELOW_FILE = PLATFORM[:2] + [f"{FILE}/*.h", JOURNAL]
 # A file's room is the first of these that its path begins with; beside it stands what it may include as well.
+LIBRARY = ["omi", "kda", "gbb", "gbb/pattern", "dof"]
+USER = PLATFORM + LIBRARY + ["generated", "fes", "msf", "lib"]  # what stands on the library as a whole
+TOOLS = [f"tools/pdmsim/{room}" for room in ("cli", "show", "check", "dofs", "import", "import/exodus")]
 ROOMS = {
     "platform/UTI_CoreUtils": [],
     "platform/UTI_BasicUtils": PLATFORM[:1],
@@ -29,13 +32,22 @@ ROOMS = {
     f"{FILE}/*.cpp": BELOW_FILE + [f"{FILE}/objects", f"{FILE}/bulk", f"{FILE}/inspect"],
     "omi": PLATFORM,
     "kda": PLATFORM + ["omi"],
+    "gbb/pattern": PLATFORM + ["omi", "kda", "gbb"],
     "gbb": PLATFORM + ["omi", "kda"],
-    "generated": PLATFORM + ["omi", "kda", "gbb"],
-    "fes": PLATFORM + ["omi", "kda", "gbb", "generated"],
-    "msf": PLATFORM + ["omi", "kda", "gbb", "generated"],
-    "lib": PLATFORM + ["omi", "kda", "gbb", "generated", "fes", "msf"],
-    "tools": PLATFORM + ["omi", "kda", "gbb", "generated", "fes", "msf", "lib"],
-    "examples": PLATFORM + ["omi", "kda", "gbb", "generated", "fes", "msf", "lib"],
+    "dof": PLATFORM[:1],
+    "generated": PLATFORM + LIBRARY,
+    "fes": PLATFORM + LIBRARY + ["generated"],
+    "msf": PLATFORM + LIBRARY + ["generated"],
+    "lib": PLATFORM + LIBRARY + ["generated", "fes", "msf"],
+    "tools/pdmsim/cli": USER,
+    "tools/pdmsim/show": USER + ["tools/pdmsim/cli"],
+    "tools/pdmsim/check": USER + ["tools/pdmsim/cli", "tools/pdmsim/show"],
+    "tools/pdmsim/dofs": USER + ["tools/pdmsim/cli"],
+    "tools/pdmsim/import/exodus": USER,
+    "tools/pdmsim/import": USER + ["tools/pdmsim/cli", "tools/pdmsim/import/exodus"],
+    "tools/pdmsim/commands": USER + TOOLS,
+    "tools/pdmsim/*.cpp": USER + TOOLS + ["tools/pdmsim/commands"],
+    "examples": USER,
 }
 ROOMS["schema/templates"] = ROOMS["generated"] + ["generated"]
 
@@ -55,7 +67,7 @@ def room_of(path):
 def ours(source, form, name):
     """The file of the tree that an include means, None for the system's and other packages'."""
     near = [source.parent] if form == '"' else []
-    for folder in [*near, ROOT, ROOT / "platform", ROOT / "generated", ROOT / "lib"]:
+    for folder in [*near, ROOT, ROOT / "platform", ROOT / "tools", ROOT / "generated", ROOT / "lib"]:
         if (found := (folder / name).resolve()).is_file() and found.is_relative_to(ROOT):
             return found.relative_to(ROOT).as_posix()
     return None

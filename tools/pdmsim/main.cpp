@@ -1,12 +1,12 @@
-#include "cli_Failure.h"
-#include "cli_Progress.h"
-#include "cmd_Check.h"
-#include "cmd_Compact.h"
-#include "cmd_Dofs.h"
-#include "cmd_Import.h"
-#include "cmd_Recover.h"
-#include "cmd_Show.h"
-#include "show_Text.h"
+#include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Progress.h>
+#include <pdmsim/commands/cmd_Check.h>
+#include <pdmsim/commands/cmd_Compact.h>
+#include <pdmsim/commands/cmd_Dofs.h>
+#include <pdmsim/commands/cmd_Import.h>
+#include <pdmsim/commands/cmd_Recover.h>
+#include <pdmsim/commands/cmd_Show.h>
+#include <pdmsim/show/show_Text.h>
 
 #include <csignal>
 #include <iostream>

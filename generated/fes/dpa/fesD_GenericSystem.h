@@ -4,9 +4,9 @@
 #include <fes/dpa/fesD_GenericSystemMembers.h>
 #include <fes/dpa/fesD_FESystem.h>
 #include <gbb/gbb_Link.h>
-#include <gbb/gbb_ObjectAccess.h>
-#include <gbb/gbb_ObjectHandle.h>
-#include <gbb/gbb_ObjectHolder.h>
+#include <gbb/pattern/gbb_ObjectAccess.h>
+#include <gbb/pattern/gbb_ObjectHandle.h>
+#include <gbb/pattern/gbb_ObjectHolder.h>
 #include <gbb/gbb_ObjectInterface.h>
 
 class fesD_GenericSystem;

@@ -4,12 +4,12 @@
 #include <fes/dpa/fesD_ModalSystemMembers.h>
 #include <fes/dpa/fesD_FESystem.h>
 #include <fes/dpa/fesD_ModalEvent.h>
-#include <gbb/gbb_Array.h>
-#include <gbb/gbb_Repository.h>
+#include <gbb/pattern/gbb_Array.h>
+#include <gbb/pattern/gbb_Repository.h>
 #include <gbb/gbb_Link.h>
-#include <gbb/gbb_ObjectAccess.h>
-#include <gbb/gbb_ObjectHandle.h>
-#include <gbb/gbb_ObjectHolder.h>
+#include <gbb/pattern/gbb_ObjectAccess.h>
+#include <gbb/pattern/gbb_ObjectHandle.h>
+#include <gbb/pattern/gbb_ObjectHolder.h>
 #include <gbb/gbb_ObjectInterface.h>
 
 class fesD_ModalSystem;

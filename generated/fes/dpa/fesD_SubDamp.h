@@ -3,9 +3,9 @@
 
 #include <fes/dpa/fesD_SubDampMembers.h>
 #include <gbb/gbb_Link.h>
-#include <gbb/gbb_ObjectAccess.h>
-#include <gbb/gbb_ObjectHandle.h>
-#include <gbb/gbb_ObjectHolder.h>
+#include <gbb/pattern/gbb_ObjectAccess.h>
+#include <gbb/pattern/gbb_ObjectHandle.h>
+#include <gbb/pattern/gbb_ObjectHolder.h>
 #include <gbb/gbb_ObjectInterface.h>
 
 class fesD_SubDamp;

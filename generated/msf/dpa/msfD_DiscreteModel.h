@@ -4,9 +4,9 @@
 #include <msf/dpa/msfD_DiscreteModelMembers.h>
 #include <msf/dpa/msfD_Mesh.h>
 #include <gbb/gbb_Link.h>
-#include <gbb/gbb_ObjectAccess.h>
-#include <gbb/gbb_ObjectHandle.h>
-#include <gbb/gbb_ObjectHolder.h>
+#include <gbb/pattern/gbb_ObjectAccess.h>
+#include <gbb/pattern/gbb_ObjectHandle.h>
+#include <gbb/pattern/gbb_ObjectHolder.h>
 #include <gbb/gbb_ObjectInterface.h>
 
 class msfD_DiscreteModel;

@@ -3,12 +3,12 @@
 
 #include <msf/dpa/msfD_MeshMembers.h>
 #include <fes/dpa/fesD_FESystem.h>
-#include <gbb/gbb_Array.h>
-#include <gbb/gbb_Repository.h>
+#include <gbb/pattern/gbb_Array.h>
+#include <gbb/pattern/gbb_Repository.h>
 #include <gbb/gbb_Link.h>
-#include <gbb/gbb_ObjectAccess.h>
-#include <gbb/gbb_ObjectHandle.h>
-#include <gbb/gbb_ObjectHolder.h>
+#include <gbb/pattern/gbb_ObjectAccess.h>
+#include <gbb/pattern/gbb_ObjectHandle.h>
+#include <gbb/pattern/gbb_ObjectHolder.h>
 #include <gbb/gbb_ObjectInterface.h>
 
 class msfD_Mesh;

@@ -4,7 +4,7 @@
 #include <kda/kda_Export.h>
 #include <UTI_CoreUtils/mem_Allocation.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Identifiers.h>
-#include <gbb/gbb_MemberTable.h>
+#include <gbb/pattern/gbb_MemberTable.h>
 #include <kda/kda_List.h>
 #include <kda/kda_MapInt.h>
 #include <kda/kda_MapString.h>

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <fes/dpa/fesD_FESystem.h>
-#include <gbb/gbb_Holder.h>
-#include <gbb/gbb_ObjectImpl.h>
+#include <gbb/pattern/gbb_Holder.h>
+#include <gbb/pattern/gbb_ObjectImpl.h>
 
 template <>
 struct gbb_ChildrenOf<fesD_FESystemTraits> {

@@ -1,8 +1,8 @@
 #include <fes/dpa/fesD_NodalDofDefinition.h>
 
 #include <fes/dpa/impl/fesD_DofAssert.h>
-#include <fes/dpa/impl/fesD_DofTables.h>
-#include <fes/dpa/impl/fesD_DofWriter.h>
+#include <dof/dof_Tables.h>
+#include <dof/dof_Writer.h>
 #include <fes/dpa/impl/fesD_DrawerInts.h>
 #include <gbb/gbb_Call.h>
 

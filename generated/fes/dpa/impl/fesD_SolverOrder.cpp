@@ -1,7 +1,7 @@
 #include <fes/dpa/fesD_NodalDofDefinition.h>
 
 #include <fes/dpa/impl/fesD_DofAssert.h>
-#include <fes/dpa/impl/fesD_DofWriter.h>
+#include <dof/dof_Writer.h>
 #include <gbb/gbb_Call.h>
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_CSet.h>

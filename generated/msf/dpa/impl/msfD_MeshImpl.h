@@ -2,8 +2,8 @@
 #pragma once
 
 #include <msf/dpa/msfD_Mesh.h>
-#include <gbb/gbb_Holder.h>
-#include <gbb/gbb_ObjectImpl.h>
+#include <gbb/pattern/gbb_Holder.h>
+#include <gbb/pattern/gbb_ObjectImpl.h>
 
 template <>
 struct gbb_ChildrenOf<msfD_MeshTraits> {

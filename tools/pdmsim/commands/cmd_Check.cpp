@@ -1,0 +1,97 @@
+#include <pdmsim/commands/cmd_Check.h>
+
+#include <pdmsim/check/check_File.h>
+#include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Progress.h>
+#include <pdmsim/show/show_Text.h>
+
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+namespace {
+
+struct Options {
+  std::string file;
+  bool untrusted = false, json = false;
+};
+
+constexpr char kFooter[] = R"(Examples:
+  pdmsim check beam.pdm                       is everything in it as it should be?
+  pdmsim check --untrusted mail.pdm           the same for a file from anywhere
+  pdmsim check beam.pdm --json | jq '.findings[] | select(.note | not)'
+
+Looks at the file's structure, every member stream, every checksum, sets and fields of the bulk store and
+the identifiers that lead there, and reads every byte. Writes nothing. Notes are legal, like a field that no
+object names; everything else is damage, or was written by a program that does not keep to the layout.
+With --untrusted a child process with little memory and time does the reading. The kinds of findings are
+listed in docs/checking.md.
+
+Exit codes:
+  0  sound (there may be notes)
+  1  something is wrong with it, or wrong use of the command
+  2  it cannot be read)";
+
+show_Json Describe(const check_Report& report) {
+  show_Json findings = show_Json::array();
+  for (const ORXSimFinding& found : report.findings)
+    findings.push_back(
+        {{"path", found.path}, {"kind", found.kind}, {"note", found.note}, {"text", found.text}});
+  return {{"file", report.file},
+          {"readable", report.readable},
+          {"sound", report.Errors() == 0},
+          {"objects", report.objects},
+          {"bytes", report.bytes},
+          {"wasted", report.bytes - report.used},
+          {"findings", std::move(findings)}};
+}
+
+void Print(const check_Report& report) {
+  for (const ORXSimFinding& found : report.findings)
+    std::cout << show_Printable(report.file + ": " + found.path + (found.path.empty() ? "" : ": ") +
+                                (found.note ? "note: " : "") + found.text + " [" + found.kind + "]")
+              << '\n';
+  if (report.readable && report.Errors() == 0)
+    std::cout << show_Printable(report.file) << ": sound, " << report.objects << " objects, "
+              << show_Size(report.bytes) << '\n';
+}
+
+check_Report Look(const Options& options) {
+  cli_Progress progress("checking " + show_Printable(options.file), true);
+  std::error_code ignored;
+  const auto bytes = std::filesystem::file_size(options.file, ignored);
+  progress.Total(ignored ? 0 : static_cast<double>(bytes));
+  if (options.untrusted)
+    return check_FileUntrusted(options.file, [&] { progress.Advance(0); });
+  return check_File(options.file, [&](double read) { progress.Advance(read); });
+}
+
+void Check(const Options& options) {
+  cli_CatchSignals();
+  check_Report report = Look(options);
+  if (std::error_code ignored; std::filesystem::is_regular_file(options.file, ignored))
+    check_Beside(report);
+  if (options.json)
+    show_PrintJson(Describe(report));
+  else if (!report.readable)
+    throw cli_Failure(cli_Exit::kUnusable, report.file + ": " + report.findings.front().text);
+  else
+    Print(report);
+  show_Flush();
+  if (!report.readable)
+    throw cli_Quiet(cli_Exit::kUnusable);
+  if (report.Errors() > 0)
+    throw cli_Quiet(cli_Exit::kNotThere);
+}
+
+} // namespace
+
+void cmd_AddCheck(CLI::App& program) {
+  auto options = std::make_shared<Options>();
+  CLI::App* command = program.add_subcommand("check", "See whether a simulation file is sound");
+  command->add_option("FILE", options->file, "simulation file")->required();
+  command->add_flag("--untrusted", options->untrusted, "read the file in a child process with limits");
+  command->add_flag("--json", options->json, "print JSON, for scripts");
+  command->footer(kFooter);
+  command->callback([options] { Check(*options); });
+}

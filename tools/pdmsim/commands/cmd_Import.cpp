@@ -1,0 +1,118 @@
+#include <pdmsim/commands/cmd_Import.h>
+
+#include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Library.h>
+#include <pdmsim/cli/cli_Progress.h>
+#include <pdmsim/import/exodus/exo_File.h>
+#include <pdmsim/import/imp_Model.h>
+#include <pdmsim/show/show_Text.h>
+
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+namespace {
+
+struct Options {
+  std::string mesh, file;
+  bool force = false, quiet = false, json = false;
+};
+
+constexpr char kFooter[] = R"(Examples:
+  pdmsim import beam.exo beam.pdm
+  pdmsim import beam.exo beam.pdm --force --quiet && pdmsim show beam.pdm
+  pdmsim import beam.exo beam.pdm --json | jq .nodes
+
+MESH is Exodus II in any netCDF format. Blocks become element sets and regions, side sets surfaces,
+result variables fields with one drawer a step; node and element numbers are kept in the fields 'label'.
+FILE appears only when it is whole and on the disk; until then its bytes are in FILE.new-PID. --force replaces
+a simulation file, with what its journal holds, unless a program has it open, and nothing that is no HDF5
+file.)";
+
+/// Refuses to write over the mesh itself.
+void CheckDistinct(const Options& options) {
+  std::error_code ignored;
+  if (std::filesystem::equivalent(options.mesh, options.file, ignored))
+    throw cli_Failure(cli_Exit::kNotThere,
+                      options.file + ": expected another file than the mesh, found the mesh");
+}
+
+show_Json Summary(const Options& options, const imp_Counts& counts, unsigned long long bytes,
+                  double seconds) {
+  show_Json renamed = show_Json::array();
+  for (const imp_Renamed& one : counts.renamed)
+    renamed.push_back({{"what", one.what}, {"from", one.from}, {"to", one.to}});
+  return {{"mesh", options.mesh},
+          {"file", options.file},
+          {"nodes", counts.nodes},
+          {"elements", counts.elements},
+          {"blocks", counts.blocks},
+          {"nodeSets", counts.nodeSets},
+          {"elementSets", counts.elementSets},
+          {"sideSets", counts.sideSets},
+          {"fields", counts.fields},
+          {"steps", counts.steps},
+          {"bytes", bytes},
+          {"seconds", seconds},
+          {"renamed", std::move(renamed)},
+          {"notImported", counts.notImported}};
+}
+
+void Print(const show_Json& s) {
+  const auto n = [&](const char* key, const std::string& what) {
+    const auto count = s[key].get<unsigned long long>();
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+  };
+  char seconds[32];
+  std::snprintf(seconds, sizeof seconds, "%.2f s", s["seconds"].get<double>());
+  std::cout << s["file"].get<std::string>() << ": " << n("nodes", "node") << ", " << n("elements", "element")
+            << " in " << n("blocks", "block") << "\n  " << n("nodeSets", "node set") << ", "
+            << n("elementSets", "element set") << ", " << n("sideSets", "side set") << ", "
+            << n("fields", "field") << ", " << n("steps", "step") << "\n  "
+            << show_Size(s["bytes"].get<unsigned long long>()) << " in " << seconds << "\n";
+}
+
+void Warn(const Options& options, const imp_Counts& counts) {
+  for (const imp_Renamed& one : counts.renamed)
+    std::cerr << show_Printable(options.mesh + ": the name '" + one.from + "' of " + one.what +
+                                " is taken; it is called '" + one.to + "'")
+              << '\n';
+  for (const std::string& note : counts.notImported)
+    std::cerr << show_Printable(options.mesh + ": not imported: " + note) << '\n';
+}
+
+void Import(const Options& options) {
+  cli_CatchSignals();
+  CheckDistinct(options);
+  const exo_File mesh(options.mesh);
+  imp_Counts counts;
+  double seconds = 0;
+  {
+    cli_Progress progress("importing " + options.mesh, !options.quiet);
+    const cli_Library library;
+    counts = imp_WriteModel(mesh, options.file, options.force, library, progress);
+    seconds = progress.Seconds();
+  }
+  const unsigned long long bytes = std::filesystem::file_size(options.file);
+  if (!options.quiet)
+    Warn(options, counts);
+  const show_Json summary = Summary(options, counts, bytes, seconds);
+  if (options.json)
+    show_PrintJson(summary);
+  else if (!options.quiet)
+    Print(summary);
+}
+
+} // namespace
+
+void cmd_AddImport(CLI::App& program) {
+  auto options = std::make_shared<Options>();
+  CLI::App* command = program.add_subcommand("import", "Turn a mesh into a simulation file");
+  command->add_option("MESH", options->mesh, "Exodus II mesh to read")->required();
+  command->add_option("FILE", options->file, "simulation file to write")->required();
+  command->add_flag("--force", options->force, "replace FILE if it is there");
+  command->add_flag("--quiet", options->quiet, "no progress, notes and summary; errors only");
+  command->add_flag("--json", options->json, "print the summary as JSON");
+  command->footer(kFooter);
+  command->callback([options] { Import(*options); });
+}
