@@ -18,14 +18,14 @@ install(TARGETS ${PDM_LIBRARIES} EXPORT PDM_CoreTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(EXPORT PDM_CoreTargets NAMESPACE PDM_Core:: DESTINATION ${PDM_CONFIG_DIR})
 
-# The platform's headers are installed where its libraries are declared.
+# Every header goes where its includes name it; generated/ is not a part of that name.
+include(PDM_Headers)
 install(FILES lib/PDM_Core.h DESTINATION ${PDM_HEADER_DIR})
-foreach(folder kda omi gbb msf fes)
-  install(DIRECTORY ${folder} DESTINATION ${PDM_HEADER_DIR}
-    FILES_MATCHING PATTERN "*.h" PATTERN "msfD_SimImpl.h" EXCLUDE)
+foreach(header ${PDM_PUBLIC_HEADERS})
+  cmake_path(GET header PARENT_PATH folder)
+  string(REGEX REPLACE "^generated/" "" folder ${folder})
+  install(FILES ${header} DESTINATION ${PDM_HEADER_DIR}/${folder})
 endforeach()
-install(DIRECTORY generated/ DESTINATION ${PDM_HEADER_DIR}
-  FILES_MATCHING PATTERN "*.h" PATTERN "impl" EXCLUDE)
 install(DIRECTORY schema/ DESTINATION ${PDM_SCHEMA_DIR}
   FILES_MATCHING PATTERN "*.toml" PATTERN "*.j2" PATTERN "generate.py" PATTERN "__pycache__" EXCLUDE)
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})

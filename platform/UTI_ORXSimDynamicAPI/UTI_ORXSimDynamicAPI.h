@@ -1,23 +1,20 @@
 #pragma once
 
-// Everything of the simulation-file API.
+// The simulation-file API as a host uses it. What only tools use is installed beside it and included by name:
+// ORXSim_Inspect.h, ORXSim_Compact.h, ORXSim_Journal.h and hdf_Checksum.h.
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Array.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Assert.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_CSet.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Collection.h>
-#include <UTI_ORXSimDynamicAPI/ORXSim_Compact.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Distribution.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Drawer.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Export.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Identifiers.h>
-#include <UTI_ORXSimDynamicAPI/ORXSim_Inspect.h>
-#include <UTI_ORXSimDynamicAPI/ORXSim_Journal.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Store.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Transfer.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Verification.h>
-#include <UTI_ORXSimDynamicAPI/hdf_Checksum.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Objects.h>
 
 /// Brings the module up on the first call. Files may be opened without it as well.

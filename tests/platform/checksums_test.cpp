@@ -2,6 +2,7 @@
 
 #include "platform_Fixture.h"
 
+#include <UTI_ORXSimDynamicAPI/hdf_Checksum.h>
 #include <hdf5.h>
 
 #include <algorithm>

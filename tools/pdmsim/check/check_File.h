@@ -1,6 +1,7 @@
 #pragma once
 
 #include <PDM_Core.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Inspect.h>
 
 #include <functional>
 #include <string>

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <UTI_ORXSimDynamicAPI/ORXSim_Inspect.h>
 #include <pdmsim/check/check_Store.h>
 
 /// Follows a walk through a simulation file and holds every object against the file's layout: the tree of

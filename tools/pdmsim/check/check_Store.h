@@ -1,5 +1,6 @@
 #pragma once
 
+#include <UTI_ORXSimDynamicAPI/ORXSim_Inspect.h>
 #include <pdmsim/check/check_Stream.h>
 
 #include <map>

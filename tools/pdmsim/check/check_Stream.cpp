@@ -1,5 +1,7 @@
 #include <pdmsim/check/check_Stream.h>
 
+#include <UTI_ORXSimDynamicAPI/hdf_Checksum.h>
+
 #include <algorithm>
 #include <cstring>
 

@@ -3,6 +3,7 @@
 #include <pdmsim/cli/cli_Failure.h>
 
 #include <PDM_Core.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Inspect.h>
 
 #include <filesystem>
 

@@ -7,6 +7,7 @@
 #include <pdmsim/show/show_Text.h>
 
 #include <PDM_Core.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Compact.h>
 
 #include <cerrno>
 #include <cstring>
