@@ -2,12 +2,30 @@
 
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <cstring>
+#include <mutex>
+#include <new>
+#include <pthread.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
+// How long a thread lets another one finish its line. Nobody has to finish one, so not for ever.
+constexpr std::chrono::milliseconds kPatience{50};
+
+constinit std::mutex s_mutex; // guards what follows, and one call of the sink at a time
 constinit err_Sink s_sink = nullptr;
 constinit void* s_user = nullptr;
+constinit const char* s_writer = nullptr; // the mark of the thread in the middle of a line
+
+constinit thread_local char t_mark = 0; // only its place counts
+
+// A child made by fork() finds the stream free, whatever other threads of its parent were at.
+void freeInChild() {
+  new (&s_mutex) std::mutex;
+  s_writer = nullptr;
+}
 
 void writeToDescriptor(const char* text) {
   for (std::size_t left = std::strlen(text); left > 0;) {
@@ -20,15 +38,33 @@ void writeToDescriptor(const char* text) {
     left -= static_cast<std::size_t>(written);
   }
 }
+
+// The stream, to this thread alone and at the beginning of a line or within its own.
+std::unique_lock<std::mutex> take() {
+  using Clock = std::chrono::steady_clock;
+  static const bool s_child = ::pthread_atfork(nullptr, nullptr, &freeInChild) == 0;
+  static_cast<void>(s_child);
+  std::unique_lock lock(s_mutex);
+  if (s_writer == nullptr || s_writer == &t_mark)
+    return lock;
+  for (const auto end = Clock::now() + kPatience; s_writer != nullptr && Clock::now() < end;) {
+    lock.unlock();
+    std::this_thread::yield();
+    lock.lock();
+  }
+  return lock;
+}
 } // namespace
 
 void err_Write(const char* text) {
   if (text == nullptr || *text == '\0')
     return;
+  const auto lock = take();
   if (s_sink != nullptr)
     s_sink(text, s_user);
   else
     writeToDescriptor(text);
+  s_writer = text[std::strlen(text) - 1] == '\n' ? nullptr : &t_mark;
 }
 
 void err_Write(int value) {
@@ -43,11 +79,14 @@ void err_Write(char character) {
 }
 
 void err_Flush() {
+  const auto lock = take();
   if (s_sink != nullptr)
     s_sink("", s_user);
+  s_writer = nullptr;
 }
 
 void err_InstallSink(err_Sink sink, void* user) {
+  const auto lock = take();
   s_sink = sink;
   s_user = user;
 }
