@@ -36,13 +36,12 @@ void walk(std::uint64_t fileBytes, const std::function<hid_t()>& open, const prc
 }
 } // namespace
 
+// Other threads wait meanwhile: the child has the descriptors of their files, and with them their locks.
 bool hdf_WalkUntrusted(hdf_Operation& operation, std::uint64_t fileBytes,
                        const std::function<hid_t()>& open) {
   const auto limits = prc_ChildLimits::ForFile(fileBytes);
-  const prc_Child::Outcome outcome = [&] {
-    const hdf_Waiting waiting;
-    return prc_Child::Run(limits, [&](const prc_Child::Say& say) { walk(fileBytes, open, say); });
-  }();
+  const prc_Child::Outcome outcome =
+      prc_Child::Run(limits, [&](const prc_Child::Say& say) { walk(fileBytes, open, say); });
   if (!outcome.ended)
     return operation.Refuse("not safe to open: the process that looked at it " + outcome.cause);
   return outcome.output.empty() || operation.Refuse("not safe to open: " + outcome.output);
