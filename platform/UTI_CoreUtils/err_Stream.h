@@ -6,8 +6,8 @@
 // text is written to descriptor 2 at once, piece by piece, so that nothing is lost when the process
 // stops. A host may install a sink of its own.
 //
-// Threads: all calls may be made from any thread at any time. A piece is written whole, and the pieces up to the
-// end of a line stay together: other threads wait until it ends, but not longer than a moment (50 ms).
+// Threads: all calls may be made from any thread at any time. A piece is written whole, and the pieces up to
+// the end of a line stay together: other threads wait until it ends, but not longer than a moment (50 ms).
 
 /// Receives the pieces of the stream, in whatever thread writes, one call at a time.
 /// \param text NUL-terminated, valid during the call only. \param user the pointer given to err_InstallSink.

@@ -133,8 +133,8 @@ struct ThreadEnd {
   }
 };
 
-// In a child made by fork(): other threads of its parent may have been within the lock. What they were about to
-// hand over is left to them.
+// In a child made by fork(): other threads of its parent may have been within the lock. What they were about
+// to hand over is left to them.
 void forgetOtherThreads() {
   new (&s_mutex) std::mutex;
   for (FreeBlock*& orphans : s_orphans)

@@ -27,8 +27,8 @@ struct File {
   File* next = nullptr;
 };
 
-// Guards the list of files, and in each of them `owned`. Taken for moments, and HDF5 is not called meanwhile: its
-// own lock comes first.
+// Guards the list of files, and in each of them `owned`. Taken for moments, and HDF5 is not called meanwhile:
+// its own lock comes first.
 constinit std::mutex s_guard;
 constinit File* s_files = nullptr;
 

@@ -190,8 +190,7 @@ bool vfd_MakeTemporary(const vfd_Options& options, vfd_Files& files, const struc
     if (!file.IsOpen()) {
       if (errno != EEXIST || ++others == kMostOthers)
         return vfd_Fail("make the file");
-      if (place.Status(name, status) &&
-          vfd_Registered::InTheWay(vfd_FileIdentity::Of(status), false, false))
+      if (place.Status(name, status) && vfd_Registered::InTheWay(vfd_FileIdentity::Of(status), false, false))
         return vfd_Refuse("this process has the file open");
       name = first + '-' + std::to_string(others); // somebody else's file has that name
       continue;

@@ -10,8 +10,8 @@ namespace {
 constinit std::mutex s_guard; // of the list and of what its members say; taken last, for moments
 constinit vfd_Registered* s_first = nullptr;
 
-// A child made by fork() finds the guard free, whatever other threads of its parent were at. No store of theirs
-// counts for it.
+// A child made by fork() finds the guard free, whatever other threads of its parent were at. No store of
+// theirs counts for it.
 void beginAnew() {
   new (&s_guard) std::mutex;
   s_first = nullptr;

@@ -15,8 +15,8 @@ class vfd_Registered {
 
   /// The store has that file now.
   void Has(const vfd_FileIdentity& file);
-  /// True when there is a store on that file that a further opening would disturb: readers bear each other, and
-  /// live readers everybody. A store of the parent process counts for nothing.
+  /// True when there is a store on that file that a further opening would disturb: readers bear each other,
+  /// and live readers everybody. A store of the parent process counts for nothing.
   static bool InTheWay(const vfd_FileIdentity& file, bool readOnly, bool live);
 
  private:
