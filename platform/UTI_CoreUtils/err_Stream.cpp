@@ -9,15 +9,18 @@
 #include <pthread.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 // How long a thread lets another one finish its line. Nobody has to finish one, so not for ever.
-constexpr std::chrono::milliseconds kPatience{50};
+constexpr std::chrono::milliseconds kPatience{500};
+constexpr std::chrono::microseconds kRest{50}; // in which that thread goes on
 
 constinit std::mutex s_mutex; // guards what follows, and one call of the sink at a time
 constinit err_Sink s_sink = nullptr;
 constinit void* s_user = nullptr;
 constinit const char* s_writer = nullptr; // the mark of the thread in the middle of a line
+constinit unsigned s_lines = 0;           // begun so far
 
 constinit thread_local char t_mark = 0; // only its place counts
 
@@ -45,14 +48,26 @@ std::unique_lock<std::mutex> take() {
   static const bool s_child = ::pthread_atfork(nullptr, nullptr, &freeInChild) == 0;
   static_cast<void>(s_child);
   std::unique_lock lock(s_mutex);
-  if (s_writer == nullptr || s_writer == &t_mark)
-    return lock;
-  for (const auto end = Clock::now() + kPatience; s_writer != nullptr && Clock::now() < end;) {
+  unsigned line = s_lines - 1;
+  Clock::time_point end;
+  while (s_writer != nullptr && s_writer != &t_mark) {
+    const auto now = Clock::now();
+    if (std::exchange(line, s_lines) != s_lines)
+      end = now + kPatience;
+    else if (now >= end)
+      break;
     lock.unlock();
-    std::this_thread::yield();
+    std::this_thread::sleep_for(kRest);
     lock.lock();
   }
   return lock;
+}
+
+// REQUIRES the lock.
+void noteLine(bool ended) {
+  if (s_writer != &t_mark)
+    ++s_lines;
+  s_writer = ended ? nullptr : &t_mark;
 }
 } // namespace
 
@@ -64,7 +79,7 @@ void err_Write(const char* text) {
     s_sink(text, s_user);
   else
     writeToDescriptor(text);
-  s_writer = text[std::strlen(text) - 1] == '\n' ? nullptr : &t_mark;
+  noteLine(text[std::strlen(text) - 1] == '\n');
 }
 
 void err_Write(int value) {
@@ -82,7 +97,7 @@ void err_Flush() {
   const auto lock = take();
   if (s_sink != nullptr)
     s_sink("", s_user);
-  s_writer = nullptr;
+  noteLine(true);
 }
 
 void err_InstallSink(err_Sink sink, void* user) {

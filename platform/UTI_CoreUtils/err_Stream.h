@@ -7,7 +7,7 @@
 // stops. A host may install a sink of its own.
 //
 // Threads: all calls may be made from any thread at any time. A piece is written whole, and the pieces up to
-// the end of a line stay together: other threads wait until it ends, but not longer than a moment (50 ms).
+// the end of a line stay together: other threads wait until it ends, but not longer than half a second.
 
 /// Receives the pieces of the stream, in whatever thread writes, one call at a time.
 /// \param text NUL-terminated, valid during the call only. \param user the pointer given to err_InstallSink.
