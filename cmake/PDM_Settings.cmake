@@ -24,7 +24,7 @@ if(PDM_FUZZ)
   set(PDM_SANITIZE ON)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
-if(NOT PDM_SANITIZE)
+if(NOT PDM_SANITIZE AND NOT PDM_SANITIZE_THREAD)
   add_link_options(-Wl,--no-undefined)
 endif()
 
@@ -34,6 +34,10 @@ target_compile_options(pdm_warnings INTERFACE
 if(PDM_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
+endif()
+if(PDM_SANITIZE_THREAD)
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
 endif()
 
 # One shared library with its headers. HEADERS are relative to the folder and installed under

@@ -3,6 +3,18 @@
 #include <UTI_CoreUtils/err_Stream.h>
 
 #include <cstring>
+#include <mutex>
+#include <new>
+#include <pthread.h>
+
+namespace {
+constinit std::mutex s_filling; // taken by those who fill a descriptor
+
+// A child made by fork() finds it free, whatever other threads of its parent were at.
+void freeInChild() {
+  new (&s_filling) std::mutex;
+}
+} // namespace
 
 gbb_ClassID::gbb_ClassID(const char* name) {
   std::memcpy(text, name, ::strnlen(name, kSize));
@@ -25,11 +37,16 @@ int BtreeCompare(const gbb_ClassID& a, const gbb_ClassID& b) {
 
 gbb_Class gbb_Class::Define(gbb_ClassDescriptor& descriptor, const char* name, gbb_Class parent,
                             gbb_ClassDescriptor::OpenFunction open) {
-  if (!descriptor.initialised) {
+  if (descriptor.initialised.load(std::memory_order_acquire))
+    return gbb_Class(&descriptor);
+  static const bool s_child = ::pthread_atfork(nullptr, nullptr, &freeInChild) == 0;
+  static_cast<void>(s_child);
+  const std::lock_guard lock(s_filling);
+  if (!descriptor.initialised.load(std::memory_order_relaxed)) {
     descriptor.classID = gbb_ClassID(name);
     descriptor.parent = parent.m_descriptor;
     descriptor.open = open;
-    descriptor.initialised = true;
+    descriptor.initialised.store(true, std::memory_order_release);
   }
   return gbb_Class(&descriptor);
 }

@@ -2,6 +2,8 @@
 
 #include <kda/kda_Export.h>
 
+#include <atomic>
+
 class gbb_Group;
 class gbb_ObjectInterface;
 class gbb_Path;
@@ -32,7 +34,7 @@ struct gbb_ClassDescriptor {
   using OpenFunction = gbb_ObjectInterface* (*)(const gbb_Path& parent, int index, const gbb_Group& group,
                                                 int trace);
 
-  bool initialised = false;
+  std::atomic<bool> initialised = false; // the rest does not change any more
   gbb_ClassID classID;
   const gbb_ClassDescriptor* parent = nullptr; // null: no parent
   OpenFunction open = nullptr;                 // null: an abstract class
@@ -44,7 +46,8 @@ class PDM_CORE_API gbb_Class {
   constexpr gbb_Class() = default;
   explicit constexpr gbb_Class(const gbb_ClassDescriptor* descriptor) : m_descriptor(descriptor) {}
 
-  /// Fills the descriptor unless that is done already. \param name cut at 80 characters.
+  /// Fills the descriptor unless that is done already, also when several threads come at once.
+  /// \param name cut at 80 characters.
   /// \param parent the parent class, uninitialised for none. \param open null for an abstract class.
   static gbb_Class Define(gbb_ClassDescriptor& descriptor, const char* name, gbb_Class parent,
                           gbb_ClassDescriptor::OpenFunction open);

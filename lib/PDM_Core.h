@@ -27,10 +27,11 @@
 
 /// Brings the library and everything it stands on up; call it before anything else. Only the first call
 /// does work. \param modules the caller's counter: every module that comes up adds 1.
-/// One thread at a time.
+/// Any thread may call it at any time.
 PDM_CORE_API void DDB_PDM_Core_initialize(int& modules);
 
-/// Takes the library down on the last call. \param modules every module that goes down subtracts 1.
+/// Takes the library down on the last call, which closes all files: no other thread may use one then.
+/// \param modules every module that goes down subtracts 1.
 PDM_CORE_API void DDB_PDM_Core_finalize(int& modules);
 
 /// The version of the library that is loaded, as "major.minor.patch".

@@ -11,7 +11,10 @@
 ///
 /// It is the root of every Sim it holds: a Sim's path is this root and the Sim's position, which is dense
 /// from 0 in the order of opening. Files are told apart by their names, byte for byte. The Sims die with
-/// the root, which must not move while they live. One thread at a time.
+/// the root, which must not move while they live.
+///
+/// Threads: a root, its Sims and everything reached from them belong to one thread at a time. Sims of
+/// different roots may be used in different threads at the same time.
 class PDM_CORE_API msfD_Root : public gbb_RootImpl {
  public:
   /// \param trace 0, or prints each operation, here and in every object of its Sims.

@@ -15,8 +15,10 @@
  *
  * Conventions. Calls that return herr_t return a negative number when they fail, calls that return hid_t a
  * negative identifier, calls that return a pointer null; H5Jlast_error() says why. Texts end with a zero
- * byte. A library of HDF5 that is not thread-safe needs one thread at a time here, too; different files may
- * be used in different threads otherwise. After fork() a child writes nothing through files of its parent.
+ * byte. After fork() a child writes nothing through files of its parent.
+ *
+ * Threads: with a thread-safe HDF5 different files and holds may be used in different threads at the same
+ * time, each in one at a time; with any other HDF5 one thread at a time calls HDF5 or this library.
  */
 #ifndef H5JOURNAL_H
 #define H5JOURNAL_H

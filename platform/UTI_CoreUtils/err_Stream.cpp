@@ -2,12 +2,33 @@
 
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <cstring>
+#include <mutex>
+#include <new>
+#include <pthread.h>
+#include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace {
+// How long a thread lets another one finish its line. Nobody has to finish one, so not for ever.
+constexpr std::chrono::milliseconds kPatience{500};
+constexpr std::chrono::microseconds kRest{50}; // in which that thread goes on
+
+constinit std::mutex s_mutex; // guards what follows, and one call of the sink at a time
 constinit err_Sink s_sink = nullptr;
 constinit void* s_user = nullptr;
+constinit const char* s_writer = nullptr; // the mark of the thread in the middle of a line
+constinit unsigned s_lines = 0;           // begun so far
+
+constinit thread_local char t_mark = 0; // only its place counts
+
+// A child made by fork() finds the stream free, whatever other threads of its parent were at.
+void freeInChild() {
+  new (&s_mutex) std::mutex;
+  s_writer = nullptr;
+}
 
 void writeToDescriptor(const char* text) {
   for (std::size_t left = std::strlen(text); left > 0;) {
@@ -20,15 +41,45 @@ void writeToDescriptor(const char* text) {
     left -= static_cast<std::size_t>(written);
   }
 }
+
+// The stream, to this thread alone and at the beginning of a line or within its own.
+std::unique_lock<std::mutex> take() {
+  using Clock = std::chrono::steady_clock;
+  static const bool s_child = ::pthread_atfork(nullptr, nullptr, &freeInChild) == 0;
+  static_cast<void>(s_child);
+  std::unique_lock lock(s_mutex);
+  unsigned line = s_lines - 1;
+  Clock::time_point end;
+  while (s_writer != nullptr && s_writer != &t_mark) {
+    const auto now = Clock::now();
+    if (std::exchange(line, s_lines) != s_lines)
+      end = now + kPatience;
+    else if (now >= end)
+      break;
+    lock.unlock();
+    std::this_thread::sleep_for(kRest);
+    lock.lock();
+  }
+  return lock;
+}
+
+// REQUIRES the lock.
+void noteLine(bool ended) {
+  if (s_writer != &t_mark)
+    ++s_lines;
+  s_writer = ended ? nullptr : &t_mark;
+}
 } // namespace
 
 void err_Write(const char* text) {
   if (text == nullptr || *text == '\0')
     return;
+  const auto lock = take();
   if (s_sink != nullptr)
     s_sink(text, s_user);
   else
     writeToDescriptor(text);
+  noteLine(text[std::strlen(text) - 1] == '\n');
 }
 
 void err_Write(int value) {
@@ -43,11 +94,14 @@ void err_Write(char character) {
 }
 
 void err_Flush() {
+  const auto lock = take();
   if (s_sink != nullptr)
     s_sink("", s_user);
+  noteLine(true);
 }
 
 void err_InstallSink(err_Sink sink, void* user) {
+  const auto lock = take();
   s_sink = sink;
   s_user = user;
 }

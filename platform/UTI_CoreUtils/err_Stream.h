@@ -5,9 +5,13 @@
 // The error output stream: where every diagnostic and trace line of the library goes. By default the
 // text is written to descriptor 2 at once, piece by piece, so that nothing is lost when the process
 // stops. A host may install a sink of its own.
+//
+// Threads: all calls may be made from any thread at any time. A piece is written whole, and the pieces up to
+// the end of a line stay together: other threads wait until it ends, but not longer than half a second.
 
-/// Receives the pieces of the stream. \param text NUL-terminated, valid during the call only.
-/// \param user the pointer given to err_InstallSink. A sink must not write to the stream itself.
+/// Receives the pieces of the stream, in whatever thread writes, one call at a time.
+/// \param text NUL-terminated, valid during the call only. \param user the pointer given to err_InstallSink.
+/// A sink must call nothing of this library, and it must not wait for another thread that may.
 using err_Sink = void (*)(const char* text, void* user);
 
 /// Writes a NUL-terminated text; null writes nothing.
@@ -20,7 +24,8 @@ UTI_CORE_API void err_Write(char character);
 UTI_CORE_API void err_Flush();
 
 /// Sends the stream to a sink in place of descriptor 2. One sink at a time: a second call replaces the
-/// first. \param user handed to each call; stays the host's.
+/// first. When this returns, the sink before is not being called and never will be again.
+/// \param user handed to each call; stays the host's.
 UTI_CORE_API void err_InstallSink(err_Sink sink, void* user);
 /// Sends the stream to descriptor 2 again.
 UTI_CORE_API void err_RemoveSink();

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <mutex>
 #include <new>
+#include <pthread.h>
 #include <sys/mman.h>
 #include <utility>
 
@@ -132,8 +133,18 @@ struct ThreadEnd {
   }
 };
 
+// In a child made by fork(): other threads of its parent may have been within the lock. What they were about
+// to hand over is left to them.
+void forgetOtherThreads() {
+  new (&s_mutex) std::mutex;
+  for (FreeBlock*& orphans : s_orphans)
+    orphans = nullptr;
+}
+
 // REQUIRES the lock.
 void knowThisThread() {
+  static const bool s_child = ::pthread_atfork(nullptr, nullptr, &forgetOtherThreads) == 0;
+  static_cast<void>(s_child);
   static thread_local ThreadEnd atThreadEnd;
   static_cast<void>(atThreadEnd);
   if (t_thread == 0)

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <atomic>
+
 /// Counts the initialisations of one module.
 ///
 /// Only the first initialisation and the last finalisation do work; nested pairs only move the counter.
 /// There is no guard against an unbalanced finaliser: it drives the counter below zero, and the next
-/// initialiser moves it back without bringing anything up. A plain integer: one thread at a time.
+/// initialiser moves it back without bringing anything up. Any thread may count at any time.
 class mod_Counter {
  public:
   constexpr mod_Counter() = default;
@@ -12,7 +14,7 @@ class mod_Counter {
   /// Counts one initialisation. \param modules the caller's counter, +1 when this was the first.
   /// \return true when the module has to be brought up now.
   bool Initialize(int& modules) {
-    if (m_count++ != 0)
+    if (m_count.fetch_add(1) != 0)
       return false;
     ++modules;
     return true;
@@ -21,12 +23,12 @@ class mod_Counter {
   /// Counts one finalisation. \param modules the caller's counter, -1 when this was the last.
   /// \return true when the module has to be taken down now.
   bool Finalize(int& modules) {
-    if (--m_count != 0)
+    if (m_count.fetch_sub(1) != 1)
       return false;
     --modules;
     return true;
   }
 
  private:
-  int m_count = 0;
+  std::atomic<int> m_count = 0;
 };

@@ -27,7 +27,6 @@ bool checkOptions(hdf_Operation& operation, int flags, int mostFlags, int versio
 }
 
 std::shared_ptr<hdf_Context> makeContext(const cow_String& fileName, int flags, int option) {
-  hdf_Contexts::Reserve();
   auto context = std::make_shared<hdf_Context>();
   context->fileName = fileName.CStr();
   context->readOnly = (flags & kReadOnly) != 0;
@@ -45,6 +44,7 @@ void UTI_ORXSimDynamicAPI_initialize(int& modules) {
 void UTI_ORXSimDynamicAPI_finalize(int& modules) {
   if (!s_counter.Finalize(modules))
     return;
+  const hdf_Silence silence;
   hdf_Contexts::CloseAll();
   hdf_Shared::Release();
 }
@@ -100,7 +100,7 @@ bool ORXSimManager::Refresh(ORXSimContextID id) {
 }
 
 const char* ORXSimManager::LastError() {
-  return hdf_Operation::Last().c_str();
+  return hdf_Operation::Last();
 }
 
 // Nobody gives the null context away but a call that has failed: its cause is the one to keep.

@@ -9,6 +9,10 @@
 struct hdf_Context;
 
 /// Opens and closes simulation files.
+///
+/// Threads: a context and everything that was made of it belong to one thread at a time; other threads may
+/// use contexts of their own at the same time. Calls that reach a file take turns. A child made by fork() may
+/// open files, also while other threads of its parent are at work.
 class ORXSIM_API ORXSimManager {
  public:
   /// Makes a new simulation file. It appears under its name with its first commit point, whole; a closed HDF5
@@ -46,7 +50,7 @@ class ORXSIM_API ORXSimManager {
   /// \return false when anything was lost.
   static bool CloseContext(ORXSimContextID context);
 
-  /// How long CreateContext and OpenContext wait for a file that another process holds.
+  /// How long CreateContext and OpenContext wait for a file that another process holds, in all threads.
   /// \param milliseconds 0, the default, waits for nothing.
   static void SetWaitingTime(int milliseconds);
   /// Moves a context with option 3 on to the newest commit point of its writer. Objects open again by their
@@ -58,9 +62,9 @@ class ORXSIM_API ORXSimManager {
   /// under who holds it. Costs one load.
   static std::uint64_t Epochs() { return s_epochs.load(std::memory_order_relaxed); }
 
-  /// The last failure of the module: "FILE: OBJECT PATH: operation: cause" in one line, without the path
-  /// where the whole file is meant; "" when none was.
-  /// Valid until the next failing call.
+  /// The last failure of the module in this thread: "FILE: OBJECT PATH: operation: cause" in one line,
+  /// without the path where the whole file is meant; "" when none was. Valid until the next failing call in
+  /// this thread.
   static const char* LastError();
 
  private:
@@ -105,7 +109,7 @@ class ORXSIM_API ORXSimContextRef {
 };
 
 /// Keeps HDF5 silent over the many calls of one piece of work instead of anew in each; the host's handler is
-/// back afterwards. Not to be held while code of the host runs.
+/// back afterwards. Not to be held while code of the host runs: other threads wait for their files.
 class ORXSIM_API ORXSimQuiet {
  public:
   ORXSimQuiet();

@@ -2,7 +2,6 @@
 
 #include <H5Journal/files/vfd_Rules.h>
 #include <H5Journal/opening/vfd_Locks.h>
-#include <H5Journal/opening/vfd_Registry.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -17,14 +16,11 @@ constexpr std::size_t kLargeCall = std::size_t{256}
 
 vfd_Store::vfd_Store(const vfd_Options& options)
     : m_options(options), m_owner(::getpid()), m_forks(vfd_Forks()), m_image(m_files.main, m_files.journal),
-      m_spillAt(SpillLimit()) {
-  vfd_Registry::Add(*this);
-}
+      m_spillAt(SpillLimit()), m_registered(*this) {}
 
 vfd_Store::~vfd_Store() {
   CutOff();
   Finish();
-  vfd_Registry::Remove(*this);
 }
 
 bool vfd_Store::Forked() const {

@@ -2,6 +2,7 @@
 
 #include <H5Journal/files/vfd_Cause.h>
 #include <H5Journal/opening/vfd_Opening.h>
+#include <H5Journal/opening/vfd_Registry.h>
 #include <H5Journal/pages/vfd_FreeSpace.h>
 #include <H5Journal/pages/vfd_Image.h>
 
@@ -125,6 +126,7 @@ class vfd_Store {
   explicit vfd_Store(const vfd_Options& options);
 
   // opening/vfd_StoreOpen.cpp
+  bool OpenMain(bool again);
   bool ShowJournal(bool upToDamage);
   void ReadSpare();
   bool Adopt(const vfd_JournalContent& content);
@@ -223,4 +225,6 @@ class vfd_Store {
   Closing m_closing = Closing::kNo;
   vfd_Cause m_broken; // why this update cannot be committed; "" when it can
   vfd_Cause m_poison; // why nothing can be committed any more; "" when it can
+
+  vfd_Registered m_registered; // the last to come and the first to go
 };

@@ -2,13 +2,12 @@
 
 #include <H5Journal/commit/vfd_Store.h>
 #include <H5Journal/files/vfd_Cause.h>
-#include <H5Journal/opening/vfd_Registry.h>
 #include <H5Journal/opening/vfd_Superblock.h>
 
 #include <algorithm>
+#include <mutex>
 #include <new>
 #include <sys/stat.h>
-#include <vector>
 #if H5_VERSION_GE(1, 13, 0)
 #include <H5FDdevelop.h>
 #endif
@@ -25,12 +24,26 @@ struct File {
   haddr_t eoa;
   std::unique_ptr<vfd_Store> owned; // of a file that HDF5 opened by itself
   bool probe = false;               // a second look at a file that is open already
+  File* next = nullptr;
 };
 
-// Lives for ever: HDF5 closes files in an exit handler.
-std::vector<File*>& files() {
-  static auto& all = *new std::vector<File*>;
-  return all;
+// Guards the list of files, and in each of them `owned`. Taken for moments, and HDF5 is not called meanwhile:
+// its own lock comes first.
+constinit std::mutex s_guard;
+constinit File* s_files = nullptr;
+
+void enlist(File& file) {
+  const std::lock_guard lock(s_guard);
+  file.next = s_files;
+  s_files = &file;
+}
+
+void strike(const File& file) {
+  const std::lock_guard lock(s_guard);
+  File** at = &s_files;
+  while (*at != &file)
+    at = &(*at)->next;
+  *at = file.next;
 }
 
 File* fileOf(H5FD_t* base) {
@@ -51,7 +64,8 @@ vfd_Store* openAlready(const char* name) {
   struct stat status;
   if (::stat(name, &status) != 0)
     return nullptr;
-  for (const File* const file : files())
+  const std::lock_guard lock(s_guard);
+  for (const File* file = s_files; file != nullptr; file = file->next)
     if (file->owned != nullptr && file->store == file->owned.get() && !file->store->Forked() &&
         file->store->Identity() == vfd_FileIdentity::Of(status))
       return file->store;
@@ -78,7 +92,6 @@ void tellHdf5() {
 H5FD_t* open(const char* name, unsigned flags, hid_t fapl, haddr_t) {
   File* const opened = vfd_Try<File*>(nullptr, [&]() -> File* {
     auto file = std::make_unique<File>();
-    files().reserve(files().size() + 1);
     if (s_given != nullptr) {
       file->owned = std::move(*s_given);
       file->store = file->owned.get();
@@ -93,7 +106,7 @@ H5FD_t* open(const char* name, unsigned flags, hid_t fapl, haddr_t) {
     }
     if (!file->probe)
       file->store->OpenedBy(&file->store);
-    files().push_back(file.get());
+    enlist(*file);
     return file.release();
   });
   if (opened == nullptr)
@@ -106,7 +119,7 @@ H5FD_t* open(const char* name, unsigned flags, hid_t fapl, haddr_t) {
 // count.
 herr_t close(H5FD_t* base) {
   const std::unique_ptr<File> file(fileOf(base));
-  std::erase(files(), file.get());
+  strike(*file);
   if (file->probe || file->store == nullptr)
     return 0;
   const bool opening = s_opening != nullptr || s_given != nullptr;
@@ -251,14 +264,19 @@ File* findFile(hid_t file) {
   void* handle = nullptr;
   if (H5Fget_vfd_handle(file, H5P_DEFAULT, &handle) < 0)
     return nullptr;
-  const auto found = std::find(files().begin(), files().end(), handle);
-  return found == files().end() ? nullptr : *found;
+  const std::lock_guard lock(s_guard);
+  File* at = s_files;
+  while (at != nullptr && at != handle)
+    at = at->next;
+  return at;
 }
 } // namespace
 
 hid_t vfd_Driver::Id() {
+  static constinit std::mutex s_registering; // comes before HDF5's own lock
   static hid_t s_id = H5I_INVALID_HID;
   static const H5FD_class_t s_driver = describeDriver();
+  const std::lock_guard lock(s_registering);
   if (H5Iis_valid(s_id) <= 0)
     s_id = H5FDregister(&s_driver);
   return s_id;
@@ -275,6 +293,7 @@ vfd_Store* vfd_Driver::StoreOf(hid_t file) {
 
 std::unique_ptr<vfd_Store> vfd_Driver::TakeStore(hid_t file) {
   File* const found = findFile(file);
+  const std::lock_guard lock(s_guard);
   return found == nullptr ? nullptr : std::move(found->owned);
 }
 

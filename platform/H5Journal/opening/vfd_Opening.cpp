@@ -38,7 +38,7 @@ bool checkKind(const vfd_Options& options, const vfd_Files& files) {
     return vfd_Refuse("is a directory");
   if (!S_ISREG(status.st_mode))
     return vfd_Refuse("not a regular file");
-  return vfd_Registry::InTheWay(vfd_FileIdentity::Of(status), options.readOnly, options.live) == nullptr ||
+  return !vfd_Registered::InTheWay(vfd_FileIdentity::Of(status), options.readOnly, options.live) ||
          vfd_Refuse("this process has the file open");
 }
 
@@ -190,8 +190,7 @@ bool vfd_MakeTemporary(const vfd_Options& options, vfd_Files& files, const struc
     if (!file.IsOpen()) {
       if (errno != EEXIST || ++others == kMostOthers)
         return vfd_Fail("make the file");
-      if (place.Status(name, status) &&
-          vfd_Registry::InTheWay(vfd_FileIdentity::Of(status), false, false) != nullptr)
+      if (place.Status(name, status) && vfd_Registered::InTheWay(vfd_FileIdentity::Of(status), false, false))
         return vfd_Refuse("this process has the file open");
       name = first + '-' + std::to_string(others); // somebody else's file has that name
       continue;

@@ -2,30 +2,49 @@
 
 #include <H5Journal/commit/vfd_Store.h>
 
-#include <algorithm>
-#include <vector>
+#include <mutex>
+#include <new>
+#include <pthread.h>
 
 namespace {
-// Lives for ever: HDF5 closes files in an exit handler.
-std::vector<vfd_Store*>& stores() {
-  static auto& all = *new std::vector<vfd_Store*>;
-  return all;
+constinit std::mutex s_guard; // of the list and of what its members say; taken last, for moments
+constinit vfd_Registered* s_first = nullptr;
+
+// A child made by fork() finds the guard free, whatever other threads of its parent were at. No store of
+// theirs counts for it.
+void beginAnew() {
+  new (&s_guard) std::mutex;
+  s_first = nullptr;
 }
 } // namespace
 
-void vfd_Registry::Add(vfd_Store& store) {
-  stores().push_back(&store);
+vfd_Registered::vfd_Registered(const vfd_Store& store) : m_store(store) {
+  static const bool s_child = ::pthread_atfork(nullptr, nullptr, &beginAnew) == 0;
+  static_cast<void>(s_child);
+  const std::lock_guard lock(s_guard);
+  m_next = s_first;
+  s_first = this;
 }
 
-void vfd_Registry::Remove(const vfd_Store& store) noexcept {
-  auto& all = stores();
-  all.erase(std::remove(all.begin(), all.end(), &store), all.end());
+vfd_Registered::~vfd_Registered() {
+  const std::lock_guard lock(s_guard);
+  vfd_Registered** at = &s_first;
+  while (*at != nullptr && *at != this)
+    at = &(*at)->m_next;
+  if (*at != nullptr) // else it is the parent process's
+    *at = m_next;
 }
 
-vfd_Store* vfd_Registry::InTheWay(const vfd_FileIdentity& file, bool readOnly, bool live) {
-  for (vfd_Store* const store : stores())
-    if (store->Identity() == file && !store->Forked() && !(store->ReadOnly() && readOnly) && !store->Live() &&
-        !live)
-      return store;
-  return nullptr;
+void vfd_Registered::Has(const vfd_FileIdentity& file) {
+  const std::lock_guard lock(s_guard);
+  m_file = file;
+}
+
+bool vfd_Registered::InTheWay(const vfd_FileIdentity& file, bool readOnly, bool live) {
+  const std::lock_guard lock(s_guard);
+  for (const vfd_Registered* at = s_first; at != nullptr; at = at->m_next)
+    if (at->m_file == file && !at->m_store.Forked() && !(at->m_store.ReadOnly() && readOnly) &&
+        !at->m_store.Live() && !live)
+      return true;
+  return false;
 }

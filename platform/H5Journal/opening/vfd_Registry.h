@@ -4,12 +4,23 @@
 
 class vfd_Store;
 
-/// The files that this process has open: the system's locks do not keep a process from itself.
-class vfd_Registry {
+/// A store's place among the files that this process has open: the system's locks do not keep a process from
+/// itself. Threads come and go with stores of their own at any time.
+class vfd_Registered {
  public:
-  static void Add(vfd_Store& store);
-  static void Remove(const vfd_Store& store) noexcept;
-  /// The store on that file that a further opening would disturb, null when there is none: readers bear each
-  /// other, and live readers everybody. A store of the parent process counts for nothing.
-  static vfd_Store* InTheWay(const vfd_FileIdentity& file, bool readOnly, bool live);
+  explicit vfd_Registered(const vfd_Store& store);
+  vfd_Registered(const vfd_Registered&) = delete;
+  vfd_Registered& operator=(const vfd_Registered&) = delete;
+  ~vfd_Registered();
+
+  /// The store has that file now.
+  void Has(const vfd_FileIdentity& file);
+  /// True when there is a store on that file that a further opening would disturb: readers bear each other,
+  /// and live readers everybody. A store of the parent process counts for nothing.
+  static bool InTheWay(const vfd_FileIdentity& file, bool readOnly, bool live);
+
+ private:
+  const vfd_Store& m_store; // its options and owner never change
+  vfd_FileIdentity m_file;
+  vfd_Registered* m_next;
 };

@@ -12,7 +12,7 @@ std::unique_ptr<vfd_Store> vfd_Store::Open(const vfd_Options& options, bool upTo
   std::unique_ptr<vfd_Store> store(new vfd_Store(options));
   vfd_MainFile& main = store->m_files.main;
   const auto give = [&] {
-    if (!vfd_OpenMain(options, false, store->m_files) || !store->ShowJournal(upToDamage))
+    if (!store->OpenMain(false) || !store->ShowJournal(upToDamage))
       return false;
     if (options.readOnly)
       return true;
@@ -27,6 +27,13 @@ std::unique_ptr<vfd_Store> vfd_Store::Open(const vfd_Options& options, bool upTo
     return store;
   store->Abandon();
   return nullptr;
+}
+
+bool vfd_Store::OpenMain(bool again) {
+  if (!vfd_OpenMain(m_options, again, m_files))
+    return false;
+  m_registered.Has(Identity());
+  return true;
 }
 
 // Reads what a dead writer, or the living one beside a live reader, has committed there.
@@ -143,7 +150,7 @@ bool vfd_Store::TakeSnapshot() {
   if (!Forked()) // a child would take the share of its parent, who goes on looking
     vfd_Locks::ReleaseReaders(m_files.main.Get());
   m_files.journal.Close();
-  return vfd_OpenMain(m_options, true, m_files) && ShowJournal(false);
+  return OpenMain(true) && ShowJournal(false);
 }
 
 std::unique_ptr<vfd_Store> vfd_Store::Create(const vfd_Options& options, bool mustBeNew) {
@@ -194,6 +201,7 @@ bool vfd_Store::Begin(const struct stat* model) {
   vfd_SweepTemporaries(m_files.place);
   if (!vfd_MakeTemporary(m_options, m_files, model, m_temporary))
     return false;
+  m_registered.Has(Identity());
   if (m_options.Scratch())
     vfd_Locks::TryReaders(m_files.main.Get()); // and keeps it, as in Open()
   return true;

@@ -91,7 +91,7 @@ std::string strangeFilter(hid_t properties) {
 
 std::string hdf_CauseOf(hdf_Operation& operation) {
   operation.Check(-1);
-  const std::string& line = hdf_Operation::Last();
+  const std::string line = hdf_Operation::Last();
   constexpr char kWhat[] = "inspect: ";
   const std::size_t at = line.rfind(kWhat);
   return at == std::string::npos ? line : line.substr(at + sizeof kWhat - 1);

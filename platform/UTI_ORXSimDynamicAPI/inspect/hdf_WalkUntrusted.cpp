@@ -36,6 +36,7 @@ void walk(std::uint64_t fileBytes, const std::function<hid_t()>& open, const prc
 }
 } // namespace
 
+// Other threads wait meanwhile: the child has the descriptors of their files, and with them their locks.
 bool hdf_WalkUntrusted(hdf_Operation& operation, std::uint64_t fileBytes,
                        const std::function<hid_t()>& open) {
   const auto limits = prc_ChildLimits::ForFile(fileBytes);

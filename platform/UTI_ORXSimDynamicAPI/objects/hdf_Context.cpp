@@ -3,18 +3,31 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 
+#include <atomic>
+#include <bit>
 #include <pthread.h>
-#include <vector>
 
 namespace {
 // Numbers are never reused, so the list only grows; a closed context leaves an empty place. It lives for
-// ever, since objects of the host may be destroyed after our own statics would be gone.
-std::vector<std::shared_ptr<hdf_Context>>& contexts() {
-  static auto& all = *new std::vector<std::shared_ptr<hdf_Context>>;
-  return all;
+// ever, since objects of the host may be destroyed after our own statics would be gone. Places do not move: a
+// thread finds its contexts without a lock while others open theirs. Block k has kFirst << k places.
+using Place = std::shared_ptr<hdf_Context>;
+constexpr std::size_t kFirst = 8;
+constinit std::atomic<Place*> s_blocks[29] = {}; // enough for every int
+constinit std::size_t s_used = 0;                // places given away; under the module's lock
+
+std::size_t blockOf(std::size_t number) {
+  return static_cast<std::size_t>(std::bit_width((number + kFirst) / kFirst)) - 1;
 }
 
-constinit int s_waitingTime = 0;
+// Null when there is no such place yet.
+Place* placeOf(std::size_t number) {
+  const std::size_t block = blockOf(number);
+  Place* const places = s_blocks[block].load(std::memory_order_acquire);
+  return places == nullptr ? nullptr : places + (number + kFirst - (kFirst << block));
+}
+
+constinit std::atomic<int> s_waitingTime = 0;
 } // namespace
 
 // Counted, since asking the system at every write would cost more than all other checks together.
@@ -42,30 +55,30 @@ void hdf_SetWaitingTime(int milliseconds) {
 
 const std::shared_ptr<hdf_Context>& hdf_Contexts::Find(ORXSimContextID id) {
   static const auto& s_none = *new const std::shared_ptr<hdf_Context>;
-  const auto place = static_cast<std::size_t>(id.Value());
-  return id.Value() >= 0 && place < contexts().size() ? contexts()[place] : s_none;
+  const Place* const place = id.Value() < 0 ? nullptr : placeOf(static_cast<std::size_t>(id.Value()));
+  return place == nullptr ? s_none : *place;
 }
 
 void hdf_Contexts::Reserve() {
-  if (contexts().size() == contexts().capacity())
-    contexts().reserve(2 * contexts().size() + 8);
+  if (placeOf(s_used) == nullptr)
+    s_blocks[blockOf(s_used)].store(new Place[kFirst << blockOf(s_used)], std::memory_order_release);
 }
 
 ORXSimContextID hdf_Contexts::Add(std::shared_ptr<hdf_Context> context) {
-  contexts().push_back(context);
-  context->id = ORXSimContextID(static_cast<int>(contexts().size() - 1));
+  *placeOf(s_used) = context;
+  context->id = ORXSimContextID(static_cast<int>(s_used++));
   context->forks = hdf_Context::Forks();
   context->epoch = ORXSimManager::Epochs();
   return context->id;
 }
 
 void hdf_Contexts::Remove(ORXSimContextID id) {
-  contexts()[static_cast<std::size_t>(id.Value())].reset();
+  placeOf(static_cast<std::size_t>(id.Value()))->reset();
 }
 
 void hdf_Contexts::CloseAll() {
-  for (auto& context : contexts())
-    if (context != nullptr) {
+  for (std::size_t number = 0; number < s_used; ++number)
+    if (Place& context = *placeOf(number); context != nullptr) {
       hdf_Operation operation("close file", context.get());
       context->Close(operation);
       context.reset();

@@ -110,6 +110,7 @@ struct hdf_Context {
   bool MakeCommitPoint(hdf_Operation& operation);
   bool KeepWork(hdf_Operation& operation);
   bool CloseFile(bool keep) noexcept;
+  bool MoveOn(hdf_Operation& operation) const;
   bool Reopen(hdf_Operation& operation);
   void EndScope();
 };
@@ -121,9 +122,10 @@ void hdf_SetWaitingTime(int milliseconds);
 /// The contexts of the process. Private to the module.
 class hdf_Contexts {
  public:
-  /// Null when the context is unknown or closed. Valid until the next context is opened or closed.
+  /// Null when the context is unknown or closed. Valid until the context is closed. Needs no lock.
   static const std::shared_ptr<hdf_Context>& Find(ORXSimContextID id);
-  /// Makes room for one more, so that Add cannot fail when its file is open. Throws std::bad_alloc.
+  /// Makes room for one more, so that Add cannot fail when its file is open; both under one silence. Throws
+  /// std::bad_alloc.
   static void Reserve();
   /// Gives the context its number and keeps it until Remove. After Reserve.
   static ORXSimContextID Add(std::shared_ptr<hdf_Context> context);

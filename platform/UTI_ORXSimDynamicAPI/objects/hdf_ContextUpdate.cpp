@@ -111,6 +111,15 @@ bool hdf_Context::Close(hdf_Operation& operation) noexcept {
   });
 }
 
+// A writer may be between two steps.
+bool hdf_Context::MoveOn(hdf_Operation& operation) const {
+  const auto moveOn = [&] {
+    const hdf_Waiting waiting;
+    return H5Jmove_on(hold.get()) >= 0;
+  };
+  return moveOn() || operation.Refuse(H5Jlast_error());
+}
+
 // Every object remembers where it was and opens again when it is used. Barred until all of it is done, so
 // that an exception on the way leaves what can be tried again. HDF5 may fail to close the file; it is opened
 // anew.
@@ -121,8 +130,7 @@ bool hdf_Context::Reopen(hdf_Operation& operation) {
   LeaveObjects([](hdf_ObjectRep& object) { object.Leave(); });
   epoch = ++ORXSimManager::s_epochs;
   CloseFile(false);
-  const bool good = (!live || H5Jmove_on(hold.get()) >= 0 || operation.Refuse(H5Jlast_error())) &&
-                    hdf_ReopenFile(operation, *this);
+  const bool good = (!live || MoveOn(operation)) && hdf_ReopenFile(operation, *this);
   const H5J_info_t info = Info();
   lost = good ? "" : hdf_Operation::LastCause();
   committed = scopeStart = writes;

@@ -4,6 +4,7 @@
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Shared.h>
 
+#include <optional>
 #include <utility>
 
 namespace {
@@ -41,7 +42,11 @@ bool take(hdf_Operation& operation, hdf_Context& context, unsigned flags) {
   options.durability = static_cast<H5J_durability_t>(context.durability);
   options.live = context.live;
   options.waiting_time = static_cast<unsigned>(hdf_WaitingTime());
+  std::optional<hdf_Waiting> waiting;
+  if (options.waiting_time > 0 || options.live)
+    waiting.emplace();
   context.hold.reset(H5Jhold(context.fileName.c_str(), flags, &options));
+  waiting.reset();
   return context.hold != nullptr || operation.Refuse(advice(context));
 }
 
@@ -93,12 +98,18 @@ bool openFile(hdf_Operation& operation, hdf_Context& context) {
   return openThrough(operation, context) &&
          (context.Info().marked || checkJournal(operation, context, context.file));
 }
+
+// After all waiting, in which other threads may take the place.
+bool reserve() {
+  hdf_Contexts::Reserve();
+  return true;
+}
 } // namespace
 
 bool hdf_CreateFile(hdf_Operation& operation, hdf_Context& context, bool mustBeNew) {
   FileGuard guard(context);
   context.isNew = true;
-  guard.good = take(operation, context, H5F_ACC_TRUNC | (mustBeNew ? H5F_ACC_EXCL : 0)) &&
+  guard.good = take(operation, context, H5F_ACC_TRUNC | (mustBeNew ? H5F_ACC_EXCL : 0)) && reserve() &&
                createThrough(operation, context);
   return guard.good;
 }
@@ -106,7 +117,7 @@ bool hdf_CreateFile(hdf_Operation& operation, hdf_Context& context, bool mustBeN
 bool hdf_OpenFile(hdf_Operation& operation, hdf_Context& context) {
   FileGuard guard(context);
   guard.good = take(operation, context, context.readOnly ? H5F_ACC_RDONLY : H5F_ACC_RDWR) &&
-               isFit(operation, context) && openFile(operation, context);
+               isFit(operation, context) && reserve() && openFile(operation, context);
   return guard.good;
 }
 

@@ -7,11 +7,20 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <mutex>
+#include <pthread.h>
 #include <system_error>
 
 namespace {
-constinit int s_holds = 0;       // pieces of work that want silence, or may want it
-constinit bool s_silent = false; // the host's handler is kept here
+// This thread's share in the lock.
+struct Share {
+  int holds = 0;       // pieces of work that want silence, or may want it
+  bool silent = false; // has the lock, and the host's handler is kept here
+};
+[[gnu::tls_model("initial-exec")]] constinit thread_local Share t_share;
+
+// Of the handler too: where HDF5 is thread-safe every thread has one of its own.
+constinit std::mutex s_lock;
 constinit H5E_auto2_t s_handler = nullptr;
 constinit void* s_handlerData = nullptr;
 #ifndef H5_NO_DEPRECATED_SYMBOLS
@@ -19,12 +28,28 @@ constinit H5E_auto1_t s_oldHandler = nullptr;
 constinit unsigned s_isNew = 1;
 #endif
 
-constinit std::size_t s_causeAt = 0; // where the cause begins, behind the name of the file
+// This thread's last failure.
+struct Failure {
+  std::string line;
+  std::size_t causeAt = 0; // where the cause begins, behind the name of the file
+};
+constinit thread_local Failure* t_last = nullptr; // null: there was none
+constinit thread_local bool t_noMemory = false;   // and this one is it
+constexpr char kNoMemory[] = "out of memory";
 
-// Lives for ever: objects of the host may fail after our own statics would be gone.
-std::string& lastError() {
-  static std::string& text = *new std::string;
-  return text;
+// Objects of the host may fail after this: then it is made once more and stays.
+struct ThreadEnd {
+  ~ThreadEnd() { delete std::exchange(t_last, nullptr); }
+};
+
+void setLast(std::string line, std::size_t causeAt) {
+  static thread_local ThreadEnd atThreadEnd;
+  static_cast<void>(atThreadEnd);
+  if (t_last == nullptr)
+    t_last = new Failure;
+  t_last->line = std::move(line);
+  t_last->causeAt = causeAt;
+  t_noMemory = false;
 }
 
 // No exception may pass through HDF5.
@@ -52,15 +77,22 @@ std::string nameOf(hid_t place) {
   return place < 0 ? "" : hdf_PathOf(place);
 }
 
-void setLast(std::string line) {
-  for (char& c : line)
-    if (static_cast<unsigned char>(c) < ' ')
-      c = ' ';
-  lastError() = std::move(line);
+// A child made by fork() finds the lock free and HDF5 between two calls: no other thread is within them then.
+// Where this thread has the lock itself the child has it, too.
+void lockForFork() {
+  if (!t_share.silent)
+    s_lock.lock();
+}
+void unlockAfterFork() {
+  if (!t_share.silent)
+    s_lock.unlock();
 }
 
-void takeHandler() {
-  s_silent = true;
+void beSilent() {
+  static const bool s_forks = ::pthread_atfork(&lockForFork, &unlockAfterFork, &unlockAfterFork) == 0;
+  static_cast<void>(s_forks);
+  s_lock.lock();
+  t_share.silent = true;
 #ifndef H5_NO_DEPRECATED_SYMBOLS
   H5Eauto_is_v2(H5E_DEFAULT, &s_isNew);
   if (s_isNew == 0) {
@@ -74,7 +106,6 @@ void takeHandler() {
 }
 
 void giveHandlerBack() {
-  s_silent = false;
 #ifndef H5_NO_DEPRECATED_SYMBOLS
   if (s_isNew == 0) {
     H5Eset_auto1(s_oldHandler, s_handlerData);
@@ -83,21 +114,37 @@ void giveHandlerBack() {
 #endif
   H5Eset_auto2(H5E_DEFAULT, s_handler, s_handlerData);
 }
+
+void endSilence() {
+  giveHandlerBack();
+  t_share.silent = false;
+  s_lock.unlock();
+}
 } // namespace
 
 hdf_Silence::hdf_Silence() {
   Hold();
-  if (!s_silent)
-    takeHandler();
+  if (!t_share.silent)
+    beSilent();
 }
 
 void hdf_Silence::Hold() {
-  ++s_holds;
+  ++t_share.holds;
 }
 
 void hdf_Silence::Release() {
-  if (--s_holds == 0 && s_silent)
-    giveHandlerBack();
+  if (--t_share.holds == 0 && t_share.silent)
+    endSilence();
+}
+
+hdf_Waiting::hdf_Waiting() : m_silent(t_share.silent) {
+  if (m_silent)
+    endSilence();
+}
+
+hdf_Waiting::~hdf_Waiting() {
+  if (m_silent)
+    beSilent();
 }
 
 hdf_Operation::hdf_Operation(const char* what, hdf_ObjectRep* object, const char* name)
@@ -131,8 +178,7 @@ bool hdf_Operation::Usable() {
 
 bool hdf_Operation::Valid() {
   if (m_object != nullptr && m_object->failure != nullptr) {
-    lastError() = *m_object->failure;
-    s_causeAt = 0;
+    setLast(*m_object->failure, 0);
     m_failed = m_object->unreadable;
     return false;
   }
@@ -175,8 +221,11 @@ bool hdf_Operation::Refuse(const std::string& cause) {
                            : m_fileName != nullptr ? m_fileName
                                                    : "no file";
   const std::string path = Path();
-  s_causeAt = std::strlen(file) + 2;
-  setLast(std::string(file) + ": " + path + (path.empty() ? "" : ": ") + m_what + ": " + cause);
+  std::string line = std::string(file) + ": " + path + (path.empty() ? "" : ": ") + m_what + ": " + cause;
+  for (char& c : line)
+    if (static_cast<unsigned char>(c) < ' ')
+      c = ' ';
+  setLast(std::move(line), std::strlen(file) + 2);
   return false;
 }
 
@@ -198,15 +247,16 @@ std::string hdf_Operation::Path() const {
   return path + m_name;
 }
 
-const std::string& hdf_Operation::Last() {
-  return lastError();
+const char* hdf_Operation::Last() {
+  return t_noMemory ? kNoMemory : t_last == nullptr ? "" : t_last->line.c_str();
 }
 
 std::string hdf_Operation::LastCause() {
-  return lastError().substr(std::min(s_causeAt, lastError().size()));
+  if (t_noMemory || t_last == nullptr)
+    return Last();
+  return t_last->line.substr(std::min(t_last->causeAt, t_last->line.size()));
 }
 
 void hdf_Operation::OutOfMemory() noexcept {
-  lastError() = "out of memory"; // short enough to need none
-  s_causeAt = 0;
+  t_noMemory = true;
 }

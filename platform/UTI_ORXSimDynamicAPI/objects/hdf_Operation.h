@@ -14,9 +14,12 @@
 class hdf_ObjectRep;
 struct hdf_Context;
 
-/// Keeps HDF5 from printing while it lives and puts the host's handler back exactly. Nests. Taking the
-/// handler and giving it back is four calls of HDF5, so a longer piece of work can hold a silence over its
-/// many operations: between Hold and Release one that was taken is not given back.
+/// The module's lock, and HDF5 kept from printing while it lives. One thread at a time is in HDF5 and at what
+/// belongs to the whole process, so that it does not matter whether HDF5 is thread-safe: no call of HDF5's,
+/// none of the library beside it that leads there, and no use of hdf_Shared without one. The host's handler
+/// is put back exactly. Nests. The lock, taking the handler and giving it back cost two locked instructions
+/// and four calls of HDF5, so a longer piece of work can hold a silence over its many operations: between
+/// Hold and Release one that was taken is not given back.
 class hdf_Silence {
  public:
   hdf_Silence();
@@ -29,7 +32,20 @@ class hdf_Silence {
   static void Release();
 };
 
-/// One public call: keeps HDF5 silent from the first check on, and turns what fails into the module's last
+/// Lets other threads in while it lives, for waiting. HDF5 is not called meanwhile; does nothing where no
+/// silence was taken.
+class hdf_Waiting {
+ public:
+  hdf_Waiting();
+  hdf_Waiting(const hdf_Waiting&) = delete;
+  hdf_Waiting& operator=(const hdf_Waiting&) = delete;
+  ~hdf_Waiting();
+
+ private:
+  const bool m_silent;
+};
+
+/// One public call: holds a silence from the first check on, and turns what fails into this thread's last
 /// error, "FILE: OBJECT PATH: operation: cause". Nothing is composed before something fails. Private to the
 /// module.
 class hdf_Operation {
@@ -70,11 +86,11 @@ class hdf_Operation {
   /// Moves the message to another object or name, for calls of several steps.
   void At(hid_t place, const char* name = nullptr);
 
-  /// The last failure of the module, "" when none was.
-  static const std::string& Last();
+  /// The last failure of the module in this thread, "" when none was. Valid until the next one.
+  static const char* Last();
   /// The same without the file.
   static std::string LastCause();
-  /// Makes an exhausted memory the last failure.
+  /// Makes an exhausted memory the last failure. Needs none.
   static void OutOfMemory() noexcept;
 
  private:
