@@ -79,7 +79,9 @@ class omi_BtreeNode {
   using Link = omi_BtreeNode**; // where a node hangs: the tree's root or a parent's child
   using Path = omi_BtreePath<Link>;
 
-  omi_BtreeNode(const omi_BtreeNode& src); // the node alone, without children
+  struct Alone {};
+  omi_BtreeNode(const omi_BtreeNode& src);        // with all below it
+  omi_BtreeNode(const omi_BtreeNode& src, Alone); // without children
 
   static omi_BtreeNode* Clone(const omi_BtreeNode* src);
   static void Destroy(omi_BtreeNode* node);

@@ -9,7 +9,7 @@
 #include <bit>
 
 template <class Key, class Value>
-omi_BtreeNode<Key, Value>::omi_BtreeNode(const omi_BtreeNode& src)
+omi_BtreeNode<Key, Value>::omi_BtreeNode(const omi_BtreeNode& src, Alone)
     : m_value(src.m_value), m_key(src.m_key), m_height(src.m_height), m_balance(src.m_balance) {
   struct Documented {
     Value value;
@@ -18,6 +18,12 @@ omi_BtreeNode<Key, Value>::omi_BtreeNode(const omi_BtreeNode& src)
     int height;
   };
   static_assert(sizeof(omi_BtreeNode) == sizeof(Documented));
+}
+
+template <class Key, class Value>
+omi_BtreeNode<Key, Value>::omi_BtreeNode(const omi_BtreeNode& src) : omi_BtreeNode(src, Alone()) {
+  m_child[kLeft] = Clone(src.m_child[kLeft]);
+  m_child[kRight] = Clone(src.m_child[kRight]);
 }
 
 template <class Key, class Value>
@@ -41,7 +47,7 @@ omi_BtreeNode<Key, Value>* omi_BtreeNode<Key, Value>::Clone(const omi_BtreeNode*
   try {
     for (;;) {
       while (src != nullptr) {
-        omi_BtreeNode* const copy = new omi_BtreeNode(*src);
+        omi_BtreeNode* const copy = new omi_BtreeNode(*src, Alone());
         *slot = copy;
         if (src->m_child[kRight] != nullptr)
           waiting.Push({src->m_child[kRight], &copy->m_child[kRight]});
@@ -342,7 +348,8 @@ bool omi_BtreeNode<Key, Value>::Remove(const Key& key, omi_BtreeNode& parent) {
 template <class Key, class Value>
 omi_Btree<Key, Value>::omi_Btree(const omi_Btree& src) : omi_Btree() {
   m_default = src.m_default;
-  m_root = Node::Clone(src.m_root);
+  if (src.m_root != nullptr)
+    m_root = new Node(*src.m_root);
   m_count = src.m_count;
 }
 
