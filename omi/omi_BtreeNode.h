@@ -75,7 +75,7 @@ class omi_BtreeNode {
  private:
   friend class omi_Btree<Key, Value>;
   enum { kLeft = 0, kRight = 1 };
-  enum : unsigned char { kUnsettled = 4 };
+  enum : unsigned char { kEven = 1, kUnsettled = 4 }; // values of m_balance
   using Link = omi_BtreeNode**; // where a node hangs: the tree's root or a parent's child
   using Path = omi_BtreePath<Link>;
 
@@ -92,6 +92,8 @@ class omi_BtreeNode {
   OMI_LOCAL static bool RemoveAt(omi_BtreeNode*& root, const Key& key, bool rebalanceRoot);
   OMI_LOCAL static void Climb(Link* first, Link* last, Link changed, int before, bool anyUnsettled,
                               bool rebalanceFirst);
+  OMI_LOCAL static void ClimbFrom(Link added, Link* first, Link* last, Link uneven, bool anyUnsettled,
+                                  bool rebalanceFirst);
   OMI_LOCAL static omi_BtreeNode* Splice(omi_BtreeNode* node);
 
   OMI_LOCAL void Recompute();
@@ -153,5 +155,5 @@ class omi_BtreeNode {
   // the own height agrees with them; else kUnsettled: the next change that passes has to recompute or turn
   // this node. Lies in what is padding anyway; lets a change climb without a look at siblings, and stop
   // early.
-  unsigned char m_balance = 1;
+  unsigned char m_balance = kEven;
 };
