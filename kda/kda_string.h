@@ -13,22 +13,26 @@
 ///
 /// The empty string has no storage, however it was made. Copies are deep and never share characters.
 /// The characters may hold any byte but NUL, in no particular encoding.
+/// Threads: any number may read one string while nobody changes it; different strings are independent.
 class PDM_CORE_API kda_string {
  public:
   /// The empty string; allocates nothing.
   constexpr kda_string() noexcept = default;
 
-  /// Copies the characters up to the terminating NUL; null gives the empty string.
+  /// Copies the characters. Cost: O(length).
+  /// \param s  characters up to a terminating NUL; null gives the empty string.
   PDM_CORE_INLINE_API kda_string(const char* s) { assign(s); }
-  /// Copies at most `bytes` characters, up to the first NUL among them.
+  /// Copies characters up to a number or up to the first NUL. Cost: O(length).
+  /// \param s      the characters; null only when `bytes` is 0 or less.
+  /// \param bytes  at most so many are copied; 0 or less gives the empty string.
   kda_string(const char* s, int bytes);
 
   PDM_CORE_INLINE_API kda_string(const kda_string& other) { assign(other.m_text); }
   PDM_CORE_INLINE_API kda_string(kda_string&& other) noexcept
       : m_text(std::exchange(other.m_text, nullptr)) {}
 
-  /// Replaces the characters by a copy of the other's (copy), or takes the other's and leaves it empty
-  /// (move).
+  /// Replaces the characters: copying takes a copy of the other's, moving takes the other's own and leaves it
+  /// empty. Cost: O(length) to copy, constant to move.
   PDM_CORE_INLINE_API kda_string& operator=(const kda_string& other) { return *this = kda_string(other); }
   PDM_CORE_INLINE_API kda_string& operator=(kda_string&& other) noexcept {
     kda_string(std::move(other)).swap(*this);
@@ -40,10 +44,12 @@ class PDM_CORE_API kda_string {
       mem_Free(m_text);
   }
 
-  /// The characters, NUL-terminated; never null. Valid until this string is assigned, swapped or destroyed.
+  /// \return the characters with a terminating NUL, never null; valid until this string is assigned, swapped
+  ///         or destroyed.
   PDM_CORE_INLINE_API const char* cStr() const noexcept { return m_text != nullptr ? m_text : ""; }
 
-  /// Number of bytes before the terminating NUL. Cost: O(length).
+  /// \return the number of bytes before the terminating NUL.
+  /// Cost: O(length).
   int byteCount() const noexcept;
 
   /// Exchanges the characters of two strings; allocates nothing.
@@ -80,8 +86,10 @@ inline void swap(kda_string& a, kda_string& b) noexcept {
   a.swap(b);
 }
 
-/// Orders two strings by their bytes as unsigned numbers up to the first difference or the common end: -1, 0
-/// or 1. The empty string comes first; no rule of length, case or locale.
+/// Orders two strings by their bytes as unsigned numbers up to the first difference or the common end. The
+/// empty string comes first. Neither length nor case nor locale matters.
+/// \return -1 when a comes before b, 0 when they are equal, 1 after.
+/// Cost: O(length of the common beginning).
 PDM_CORE_INLINE_API inline int BtreeCompare(const kda_string& a, const kda_string& b) noexcept {
   const char *x = a.words(), *y = b.words();
   for (;; x += kda_string::kWord, y += kda_string::kWord) {
