@@ -192,6 +192,10 @@ TEST(TreeShape, NodeStepsLeaveTheirOwnRebalancingToTheCaller) {
   EXPECT_TRUE(node.Remove(4, parent));
   EXPECT_FALSE(node.Remove(4, parent));
   EXPECT_EQ(node.Find(3)->ConstGetValue(), 0);
+  EXPECT_TRUE(const_cast<omi_BtreeNode<kda_MapIntKey, int>*>(node.Right())->Remove(3, node));
+  EXPECT_EQ(node.Height(), 2); // as it was, until the next change passes
+  EXPECT_TRUE(node.Insert(0, 0));
+  EXPECT_EQ(node.Height(), 1);
 }
 
 // A child on either side of its parent, with every choice of children of its own, removes itself.
