@@ -7,25 +7,29 @@
 #include <utility>
 
 /// Writes "** ERROR kda_List::operator[]: index <i> is out of bounds" and a newline to the error stream.
+/// \param i  the index.
 PDM_CORE_API void kda_ReportListIndex(int i);
 
 /// A growable array: one contiguous block, 16 elements at first, then doubling.
 ///
 /// Elements move with the block as raw bytes, so T must bear that (all exported types do: plain values and
-/// strings of one pointer). Fewer than 2^30 elements. There is no assignment; copy and swap.
+/// strings of one pointer). A list holds fewer than 2^30 elements. There is no assignment; copy and swap.
+/// Threads: any number may read one list while nobody changes it; different lists are independent.
 template <class T>
 class kda_List {
  public:
   /// An empty list without storage.
   kda_List() noexcept {}
-  /// Copies the elements in order. Capacity is exactly the source's count; no storage for an empty source.
+  /// Copies the elements in order. The capacity is exactly the source's count. A copy of an empty list has no
+  /// storage. Cost: O(count).
   kda_List(const kda_List& src);
   kda_List& operator=(const kda_List&) = delete;
-  /// As clear(): the storage of a list that was reserved but never filled is not released.
+  /// As clear(): the storage of a list that was reserved but never filled is not released. Cost: O(count).
   ~kda_List() { clear(); }
 
-  /// Element i, 0-based. An index outside [0, count()) writes one line to the error stream and then still
-  /// gives the place data + i, unchecked: reading it reads whatever lies there.
+  /// One element. An index outside of [0, count()) writes one line to the error stream.
+  /// \param i  0-based index.
+  /// \return the place data + i, unchecked: with an index outside, reading it reads whatever lies there.
   T& operator[](int i) {
     Check(i);
     return m_data[i];
@@ -35,8 +39,9 @@ class kda_List {
     return m_data[i];
   }
 
-  /// Appends `repeat` copies of the value; 0 or less appends nothing. The value must not be an element of
-  /// this list. Cost: amortised O(repeat).
+  /// Appends copies of a value at the end. Cost: amortised O(repeat).
+  /// \param value   must not be an element of this list.
+  /// \param repeat  number of copies; 0 or less appends nothing.
   void append(const T& value, int repeat) {
     if (repeat != 1) {
       AppendMany(value, repeat);
@@ -48,13 +53,15 @@ class kda_List {
     ++m_count;
   }
 
-  /// Ensures room for n elements, exactly n when it has to grow. Never shrinks.
+  /// Ensures room. Never shrinks. Cost: O(count) when the block has to move.
+  /// \param n  number of elements; where the list has to grow this is its capacity exactly.
   void reserve(int n) {
     if (m_capacity < n)
       Reallocate(n);
   }
 
-  /// Destroys the elements and releases the storage. A list without elements keeps its storage.
+  /// Destroys the elements and releases the storage. A list without elements keeps its storage. Cost:
+  /// O(count) for strings, otherwise constant.
   void clear() {
     if (m_count == 0)
       return;
@@ -75,9 +82,9 @@ class kda_List {
     std::swap(m_count, other.m_count);
   }
 
-  /// Number of elements.
+  /// \return the number of elements.
   int count() const noexcept { return m_count; }
-  /// Number of elements for which there is room.
+  /// \return the number of elements for which there is room.
   int capacity() const noexcept { return m_capacity; }
 
  private:

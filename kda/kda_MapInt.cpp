@@ -1,3 +1,4 @@
+#define PDM_CORE_KEEP_INLINE
 #include <kda/kda_MapInt.h>
 #include <omi/omi_Btree_Impl.h>
 

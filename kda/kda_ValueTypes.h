@@ -5,6 +5,7 @@
 #include <kda/kda_string.h>
 
 /// Applies the macro X to each of the twelve value types for which the library exports its containers.
+/// \param X  a macro of one argument, the type.
 #define KDA_FOR_EACH_VALUE_TYPE(X)                                                                           \
   X(bool)                                                                                                    \
   X(unsigned char)                                                                                           \

@@ -1,3 +1,4 @@
+#define PDM_CORE_KEEP_INLINE
 #include <kda/kda_string.h>
 
 kda_string::kda_string(const char* s, int bytes) {

@@ -5,9 +5,10 @@
 
 /// Visits a tree in key order, either way, each node once.
 ///
-/// Unpositioned (done) until first() or last(). Keeps the path from the root as a stack of links, one block
-/// each. Borrows the tree, which must outlive it and must not change while the iterator is positioned.
-/// On a done iterator only first, last and isDone may be called. omi_Btree::ForEach is faster.
+/// It is unpositioned (done) until first() or last(). It keeps the path from the root as a stack of links,
+/// one block each. It borrows the tree, which must outlive it and must not change while the iterator is
+/// positioned. On a done iterator only first, last and isDone may be called. omi_Btree::ForEach is faster.
+/// Threads: one thread at a time for one iterator; several iterators may stand in one tree.
 template <class Key, class Value>
 class omi_BtreeIterator {
  public:
@@ -16,14 +17,15 @@ class omi_BtreeIterator {
   omi_BtreeIterator& operator=(const omi_BtreeIterator&) = delete;
   ~omi_BtreeIterator() { PopAll(); }
 
-  /// Goes to the least key; done when the tree is empty.
+  /// Goes to the least key; done when the tree is empty. Cost: O(height of the tree).
   void first() { Start(kLeft); }
-  /// Goes to the greatest key; done when the tree is empty.
+  /// Goes to the greatest key; done when the tree is empty. Cost: O(height of the tree).
   void last() { Start(kRight); }
   /// Goes to the next greater key; done after the greatest. Cost: amortised constant.
   void next() { Step(kRight); }
   /// Goes to the next lesser key; done after the least. Cost: amortised constant.
   void previous() { Step(kLeft); }
+  /// \return whether there is no current node.
   bool isDone() const { return m_top == nullptr; }
 
   const Key& CurrentKey() const { return m_top->Node()->ConstGetKey(); }

@@ -22,6 +22,7 @@ class omi_Btree;
 /// Shape. A missing child and a childless child both count as height 0. Where the right child's height
 /// exceeds the left's by more than 1, the right child is rotated up, once, as it is; likewise on the left.
 /// A rotation may therefore leave its place out of balance again; the next change that passes turns it again.
+/// Threads: any number may read one tree while nobody changes it.
 template <class Key, class Value>
 class omi_BtreeNode {
  public:
@@ -31,12 +32,14 @@ class omi_BtreeNode {
   omi_BtreeNode(Key&& key, const Value& value) : m_value(value), m_key(std::move(key)) {}
   omi_BtreeNode& operator=(const omi_BtreeNode&) = delete;
   /// Destroys the left subtree, the right subtree, then its own value and key. Takes no stack for depth.
+  /// Cost: O(nodes).
   ~omi_BtreeNode();
 
   static void* operator new(std::size_t n) { return mem_OperatorNewThrow(n); }
   static void operator delete(void* block) noexcept { mem_Free(block); }
 
-  /// The node of this subtree with an equal key, or null. Stays valid until that key is removed.
+  /// Looks a key up. Cost: O(height).
+  /// \return the node of this subtree with an equal key, or null; valid until that key is removed.
   omi_BtreeNode* Find(const Key& key) const {
     auto* node = const_cast<omi_BtreeNode*>(this);
     do {
@@ -52,12 +55,15 @@ class omi_BtreeNode {
   }
 
   /// Adds a node below this one, which itself stays in place. One step of the tree's Insert, which goes on to
-  /// rebalance this node and those above; on a node within a tree, call the tree's.
+  /// rebalance this node and those above; on a node within a tree, call the tree's. Cost: O(height).
   /// \return false, with nothing changed, when the key is present.
   bool Insert(const Key& key, const Value& value);
 
-  /// Removes the node with the key from this subtree. \param parent the node whose left or right child this
-  /// is; its height is recomputed when this very node goes. One step of the tree's Remove, as Insert is.
+  /// Removes the node with the key from this subtree. One step of the tree's Remove, as Insert is. Cost:
+  /// O(height).
+  /// \param parent  the node whose left or right child this is; when this very node goes, the parent's child
+  /// is
+  ///                replaced and its height recomputed.
   /// \return false, with nothing changed, when the key is absent.
   bool Remove(const Key& key, omi_BtreeNode& parent);
 
@@ -65,21 +71,23 @@ class omi_BtreeNode {
   const Value& ConstGetValue() const { return m_value; }
   Value& GetValue() { return m_value; }
 
-  /// The subtree of lesser keys, or null.
+  /// \return the subtree of lesser keys, or null.
   const omi_BtreeNode* Left() const { return m_child[kLeft]; }
-  /// The subtree of greater keys, or null.
+  /// \return the subtree of greater keys, or null.
   const omi_BtreeNode* Right() const { return m_child[kRight]; }
-  /// The stored height: 0 without children. Below a removal it may lag behind the true height.
+  /// \return the stored height: 0 without children; below a removal it may lag behind the true height.
   int Height() const { return m_height; }
 
  private:
   friend class omi_Btree<Key, Value>;
   enum { kLeft = 0, kRight = 1 };
-  enum : unsigned char { kUnsettled = 4 };
+  enum : unsigned char { kEven = 1, kUnsettled = 4 }; // values of m_balance
   using Link = omi_BtreeNode**; // where a node hangs: the tree's root or a parent's child
   using Path = omi_BtreePath<Link>;
 
-  omi_BtreeNode(const omi_BtreeNode& src); // the node alone, without children
+  struct Alone {};
+  omi_BtreeNode(const omi_BtreeNode& src);        // with all below it
+  omi_BtreeNode(const omi_BtreeNode& src, Alone); // without children
 
   static omi_BtreeNode* Clone(const omi_BtreeNode* src);
   static void Destroy(omi_BtreeNode* node);
@@ -90,6 +98,8 @@ class omi_BtreeNode {
   OMI_LOCAL static bool RemoveAt(omi_BtreeNode*& root, const Key& key, bool rebalanceRoot);
   OMI_LOCAL static void Climb(Link* first, Link* last, Link changed, int before, bool anyUnsettled,
                               bool rebalanceFirst);
+  OMI_LOCAL static void ClimbFrom(Link added, Link* first, Link* last, Link uneven, bool anyUnsettled,
+                                  bool rebalanceFirst);
   OMI_LOCAL static omi_BtreeNode* Splice(omi_BtreeNode* node);
 
   OMI_LOCAL void Recompute();
@@ -151,5 +161,5 @@ class omi_BtreeNode {
   // the own height agrees with them; else kUnsettled: the next change that passes has to recompute or turn
   // this node. Lies in what is padding anyway; lets a change climb without a look at siblings, and stop
   // early.
-  unsigned char m_balance = 1;
+  unsigned char m_balance = kEven;
 };

@@ -3,7 +3,8 @@
 #include <UTI_CoreUtils/mem_Allocation.h>
 #include <omi/omi_BtreeNode.h>
 
-/// One cell of an iterator's stack. Owns neither the node nor the next link.
+/// One cell of an iterator's stack. It owns neither the node nor the next link.
+/// Threads: as the iterator that it belongs to.
 template <class Key, class Value>
 class omi_BtreeNodeLink {
  public:
@@ -18,8 +19,9 @@ class omi_BtreeNodeLink {
   static void* operator new(std::size_t n) { return mem_OperatorNewThrow(n); }
   static void operator delete(void* block) noexcept { mem_Free(block); }
 
+  /// \return the node on the path.
   omi_BtreeNode<Key, Value>* Node() const { return m_node; }
-  /// The link below, or null at the bottom.
+  /// \return the link below, or null at the bottom.
   omi_BtreeNodeLink* Next() const { return m_next; }
 
  private:

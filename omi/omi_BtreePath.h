@@ -8,6 +8,7 @@
 
 /// Room for the way from a tree's root to one of its nodes: a stack that lies in place for the first kInPlace
 /// entries, which no tree of ordinary history exceeds, and on the heap beyond. Entries are plain values.
+/// Threads: one thread; a path belongs to one call.
 ///
 /// A loop where every cycle counts keeps the top to itself: it writes from Begin() on and, when it reaches
 /// End(), calls Grow. Everyone else uses Push and Pop.
@@ -26,7 +27,8 @@ class omi_BtreePath {
 
   Entry* Begin() { return m_begin; }
   Entry* End() { return m_end; }
-  /// Doubles the room, which is full; Begin() and End() move. \return where the next entry goes.
+  /// Doubles the room, which is full. Begin() and End() move. Cost: O(entries).
+  /// \return where the next entry goes.
   [[gnu::noinline, gnu::cold]] Entry* Grow() {
     const auto count = static_cast<std::size_t>(m_end - m_begin);
     auto* const wider = static_cast<Entry*>(mem_OperatorNewThrow(2 * count * sizeof(Entry)));
@@ -45,6 +47,7 @@ class omi_BtreePath {
     *m_top++ = entry;
   }
   /// Takes the deepest entry away. REQUIRES that there is one.
+  /// \return the entry.
   Entry Pop() { return *--m_top; }
   bool IsEmpty() const { return m_top == m_begin; }
 

@@ -12,6 +12,7 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -37,6 +38,39 @@ struct Ours {
   long Visit() const {
     long sum = 0;
     map.ForEach([&sum](const auto&, int value) { sum += value; });
+    return sum;
+  }
+};
+
+// The least that an iterator's promise costs: a link of its own for every node passed, and nothing else.
+struct Floor : Ours<kda_MapInt<int>, kda_MapIntIterator<int>> {
+  using Node = kda_MapInt<int>::Tree::Node;
+  struct Link {
+    const Node* node;
+    Link* next;
+  };
+  static Link* Push(const Node* node, Link* top) {
+    for (; node != nullptr; node = node->Left())
+      top = ::new (mem_OperatorNewThrow(sizeof(Link))) Link{node, top};
+    return top;
+  }
+  long Sum() const {
+    long sum = 0;
+    Link* top = Push(map.tree().Root(), nullptr);
+    while (top != nullptr) {
+      const Node* left = top->node;
+      sum += left->ConstGetValue();
+      if (left->Right() != nullptr) {
+        top = Push(left->Right(), top);
+        continue;
+      }
+      for (bool fromRight = true; fromRight;) {
+        Link* const popped = std::exchange(top, top->next);
+        mem_Free(popped);
+        fromRight = top != nullptr && top->node->Right() == left;
+        left = fromRight ? top->node : nullptr;
+      }
+    }
     return sum;
   }
 };
@@ -223,6 +257,7 @@ void addAll(const std::string& who) {
 [[maybe_unused]] const bool s_registered = [] {
   addAll<Ours<kda_MapInt<int>, kda_MapIntIterator<int>>, Ours<kda_MapString<int>, kda_MapStringIterator<int>>,
          kda_string>("ours");
+  add("int_iterate/floor", iterate<Floor, int>, Keys::kRandom);
   addAll<Peer<std::map<int, int>>, Peer<std::map<std::string, int>>, std::string>("std");
   addAll<Peer<absl::btree_map<int, int>>, Peer<absl::btree_map<std::string, int>>, std::string>("absl");
   return true;

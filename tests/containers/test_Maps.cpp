@@ -42,13 +42,23 @@ void expectSame(const typename Keys::template Of<T>& map, const std::map<int, in
   typename Keys::template Iterator<T> forward(map), backward(map);
   EXPECT_TRUE(forward.isDone());
   forward.first();
+  for (std::size_t i = 0; i < model.size() / 2; ++i)
+    forward.next();
+  backward.first();
+  forward.first(); // from the midst, once more
   for (const auto& [key, value] : model) {
+    if (key != model.begin()->first) { // back and forth
+      forward.previous();
+      forward.next();
+    }
     ASSERT_FALSE(forward.isDone());
     ASSERT_TRUE(Keys::Same(forward.key(), Keys::Make(key)));
     ASSERT_TRUE(forward.value() == makeValue<T>(value));
     forward.next();
   }
   ASSERT_TRUE(forward.isDone());
+  forward.first(); // from the end, once more
+  ASSERT_TRUE(model.empty() ? forward.isDone() : Keys::Same(forward.key(), Keys::Make(model.begin()->first)));
   backward.last();
   for (auto i = model.rbegin(); i != model.rend(); ++i, backward.previous()) {
     ASSERT_FALSE(backward.isDone());

@@ -36,13 +36,19 @@ TEST(String, CopiesShareNothing) {
   EXPECT_STREQ(b.cStr(), "a longer second");
 }
 
+// Alone and behind beginnings that end before, at and behind the end of a machine word.
 TEST(String, OrderIsThatOfUnsignedBytes) {
   const std::vector<std::string> ordered = {"",      "\x01",  "B", "a",    "aa",
                                             "a\x7f", "a\x80", "b", "\x80", "\xff"};
-  for (std::size_t i = 0; i < ordered.size(); ++i)
-    for (std::size_t j = 0; j < ordered.size(); ++j)
-      EXPECT_EQ(BtreeCompare(kda_string(ordered[i].c_str()), kda_string(ordered[j].c_str())),
-                i < j ? -1 : i > j);
+  for (const std::size_t length : {0, 6, 7, 8, 15, 16, 23})
+    for (const char filler : {'\x01', 'a', '\xff'})
+      for (std::size_t i = 0; i < ordered.size(); ++i)
+        for (std::size_t j = 0; j < ordered.size(); ++j) {
+          const std::string lead(length, filler);
+          const kda_string a((lead + ordered[i]).c_str()), b((lead + ordered[j]).c_str());
+          EXPECT_EQ(BtreeCompare(a, b), i < j ? -1 : i > j) << length << ' ' << i << ' ' << j;
+          EXPECT_EQ(a == b, i == j);
+        }
 }
 
 } // namespace

@@ -192,6 +192,35 @@ TEST(TreeShape, NodeStepsLeaveTheirOwnRebalancingToTheCaller) {
   EXPECT_TRUE(node.Remove(4, parent));
   EXPECT_FALSE(node.Remove(4, parent));
   EXPECT_EQ(node.Find(3)->ConstGetValue(), 0);
+  EXPECT_TRUE(const_cast<omi_BtreeNode<kda_MapIntKey, int>*>(node.Right())->Remove(3, node));
+  EXPECT_EQ(node.Height(), 2); // as it was, until the next change passes
+  EXPECT_TRUE(node.Insert(0, 0));
+  EXPECT_EQ(node.Height(), 1);
+}
+
+// A child on either side of its parent, with every choice of children of its own, removes itself.
+TEST(TreeShape, ANodeThatRemovesItselfLeavesItsPlaceToTheNext) {
+  using Node = omi_BtreeNode<kda_MapIntKey, int>;
+  for (const int key : {-10, 10})
+    for (const int children : {0, 1, 2, 3}) {
+      Node parent(0, 0);
+      for (const int each : {-key, key, children & 1 ? key - 1 : key, children & 2 ? key + 1 : key})
+        parent.Insert(each, each);
+      auto* const self = const_cast<Node*>(key < 0 ? parent.Left() : parent.Right());
+      EXPECT_EQ(self->ConstGetKey().Value(), key);
+      EXPECT_TRUE(self->Remove(key, parent));
+      const Node* const next = key < 0 ? parent.Left() : parent.Right();
+      ASSERT_EQ(next != nullptr, children != 0);
+      if (next != nullptr) {
+        EXPECT_EQ(next->ConstGetValue(), children & 2 ? key + 1 : key - 1);
+        EXPECT_EQ(next->Height(), children == 3);
+        EXPECT_EQ(next->Left() != nullptr, children == 3);
+      }
+      EXPECT_EQ(parent.Height(), children == 3 ? 2 : 1);
+      const Node* const other = key < 0 ? parent.Right() : parent.Left();
+      EXPECT_EQ(other->ConstGetValue(), -key);
+      EXPECT_EQ(parent.Find(key), nullptr);
+    }
 }
 
 TEST(TreeShape, AppendingOrderedKeysGivesTheShapeOfInserting) {
