@@ -36,8 +36,9 @@ def contracts(name, lines, public):
         if INSIDE.search(comment.strip()[1:] if comment else ""):
             yield f"{name}:{number}: \\param or \\return inside of a line"
     is_part = any(line.startswith("// Part of ") for line in lines)
-    declares = any(line.startswith(("class ", "struct ", "template")) or "_API " in line for line in lines)
-    if name in public and declares and not is_part and not any(re.match(r"\s*//+ Threads: ", line) for line in lines):
+    declares = any(re.match(r"class |struct |template|(?!#).*_API ", line) for line in lines)
+    says = any(re.match(r"\s*(//+| \*) Threads: ", line) for line in lines)
+    if name in public and declares and not (says or is_part or name.endswith("_Impl.h")):
         yield f"{name}: no line says its threads (\"/// Threads: ...\")"
 
 

@@ -8,6 +8,7 @@
 ///
 /// Empty when it has no representation or its length is 0. The characters may hold any byte except NUL.
 /// Copying costs one atomic increment and never fails.
+/// Threads: one at a time for one string; strings that share a representation may be in different threads.
 class UTI_BASIC_API cow_String {
  public:
   constexpr cow_String() noexcept = default;

@@ -20,6 +20,7 @@ struct UTI_BASIC_API prc_ChildLimits {
 /// The child has the limits, writes no file, leaves no core, has neither input nor output but the pipe, and
 /// ends without running exit handlers or touching what this process has open; it dies with this process.
 /// Not for a process whose other threads hold locks that the work needs.
+/// Threads: any; the child has the calling thread alone.
 class UTI_BASIC_API prc_Child {
  public:
   struct Outcome {

@@ -5,6 +5,8 @@
 #include <UTI_CoreUtils/mem_Allocation.h>
 #include <UTI_CoreUtils/mod_Counter.h>
 
+// Threads: any, at any time.
+
 /// Brings the module up on the first call. \param modules the caller's counter of modules brought up.
 UTI_CORE_API void UTI_CoreUtils_initialize(int& modules);
 /// Takes the module down on the last call. \param modules the caller's counter of modules brought up.

@@ -6,7 +6,9 @@
 ///
 /// Only the first initialisation and the last finalisation do work; nested pairs only move the counter.
 /// There is no guard against an unbalanced finaliser: it drives the counter below zero, and the next
-/// initialiser moves it back without bringing anything up. Any thread may count at any time.
+/// initialiser moves it back without bringing anything up.
+///
+/// Threads: any, at any time.
 class mod_Counter {
  public:
   constexpr mod_Counter() = default;

@@ -8,6 +8,7 @@
 ///
 /// Elements start as default values. An index outside [0, Size()) is reported as a validation failure and
 /// stops the process.
+/// Threads: a value; each thread uses values of its own.
 template <class Element>
 class ORXSimArray {
  public:

@@ -3,6 +3,7 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Export.h>
 
 /// Reports broken promises of a caller.
+/// Threads: any, at any time.
 class ORXSIM_API ORXSimAssert {
  public:
   /// Writes "Validation failure: CONDITION" and a newline to the error stream and returns.

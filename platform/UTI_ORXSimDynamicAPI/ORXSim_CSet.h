@@ -4,6 +4,7 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Verification.h>
 
 /// Reads one member set: an ordered list of item numbers of a collection.
+/// Threads: one at a time for everything of one context; contexts of other threads are not in the way.
 class ORXSIM_API ORXSimCSet {
  public:
   explicit ORXSimCSet(ORXSimCSetID id) : m_id(id) {}

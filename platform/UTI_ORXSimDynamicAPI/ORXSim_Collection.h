@@ -10,6 +10,7 @@
 ///
 /// Calls on a null or unknown identifier, or one whose context is closed, answer "", 0 or null and leave
 /// the cause in ORXSimManager::LastError().
+/// Threads: one at a time for everything of one context; contexts of other threads are not in the way.
 class ORXSIM_API ORXSimCollectionRef {
  public:
   explicit ORXSimCollectionRef(ORXSimCollectionID id) : m_id(id) {}

@@ -11,6 +11,7 @@
 /// datasets with their types, shapes, layouts and compression, under their names. Data that was never written
 /// stays so. Hard links are all that it copies; a file with links of other kinds, with references, or with
 /// data of variable length (one text as an attribute excepted) is refused.
+/// Threads: one at a time for everything of one context; contexts of other threads are not in the way.
 class ORXSIM_API ORXSimCompact {
  public:
   /// \param moved is told the bytes of data that were copied or compared; what it throws ends the work.

@@ -10,6 +10,7 @@
 /// Calls on a null or unknown identifier or drawer, or one whose context is closed, answer false, "", 0 or
 /// null and leave the cause in ORXSimManager::LastError(). Data goes straight between the caller's buffer
 /// and the file, as rows of components in the drawer's own type.
+/// Threads: one at a time for everything of one context; contexts of other threads are not in the way.
 class ORXSIM_API ORXSimDistributionRef {
  public:
   explicit ORXSimDistributionRef(ORXSimDistributionID id) : m_id(id) {}

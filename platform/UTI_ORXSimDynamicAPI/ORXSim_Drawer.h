@@ -14,6 +14,7 @@ constexpr int ORXSimItemSize(ORXSimItemType type) {
 }
 
 /// What a drawer to be created shall be.
+/// Threads: a value; each thread uses values of its own.
 struct ORXSimDrawerDescription {
   /// The member set that the rows belong to: row i is the data of the set's i-th member.
   ORXSimCSetID members;

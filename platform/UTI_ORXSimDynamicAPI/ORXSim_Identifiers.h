@@ -7,6 +7,7 @@
 #include <type_traits>
 
 /// One open simulation file; -1 is none. Never reused within a process.
+/// Threads: identifiers are values; each thread uses values of its own.
 class ORXSimContextID {
  public:
   constexpr ORXSimContextID() = default;

@@ -88,6 +88,7 @@ struct ORXSimInspectTotals {
 ///     dataset.type, dataset.layout, dataset.filter, dataset.external
 ///     dataset.size      larger than what the file can hold; a drawer in chunks may be, whose checksums say
 ///                       which of them were never written
+/// Threads: any, each with visitors of its own; other threads wait for their files meanwhile.
 class ORXSIM_API ORXSimInspect {
  public:
   /// \return false when the context is not open, with the cause in ORXSimManager::LastError().

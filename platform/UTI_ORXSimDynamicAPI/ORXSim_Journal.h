@@ -31,6 +31,7 @@ struct ORXSIM_API ORXSimJournalInfo {
 
 /// Looks after the journals of dead writers. Opening a file does by itself what Apply does; these calls are
 /// for tools. All answer false with the cause in ORXSimManager::LastError().
+/// Threads: any, at any time.
 class ORXSIM_API ORXSimJournal {
  public:
   /// Reads the journal beside the file and writes nothing.

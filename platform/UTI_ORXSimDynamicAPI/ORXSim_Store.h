@@ -7,6 +7,7 @@
 
 /// Lists the collections and distributions of a context. Nothing here reads bulk data; an empty, closed or
 /// null context has none.
+/// Threads: one at a time for everything of one context; contexts of other threads are not in the way.
 class ORXSIM_API ORXSimStore {
  public:
   explicit ORXSimStore(ORXSimContextID context) : m_context(context) {}

@@ -12,6 +12,7 @@
 ///     transfer.SetDim(0, description.CSet());
 ///     transfer.SetBuffer(0, values, bytes);
 ///     if (transfer.CheckView() && transfer.ExecRead()) ...
+/// Threads: one at a time for everything of one context; contexts of other threads are not in the way.
 class ORXSIM_API ORXSimTransfer {
  public:
   explicit ORXSimTransfer(const ORXSimDistributionRef& distribution) : m_distribution(distribution) {}

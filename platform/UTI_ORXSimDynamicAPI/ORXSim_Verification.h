@@ -4,6 +4,7 @@
 
 /// What verifying the stored data of a drawer or a member set found. Blocks are counted from 0; block k holds
 /// the rows from k x blockRows on, the last one what is left.
+/// Threads: a value; each thread uses values of its own.
 struct ORXSimVerification {
   /// False: the data could not be opened at all, and nothing below is set.
   bool opened = false;

@@ -17,6 +17,8 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Verification.h>
 #include <UTI_ORXSimDynamicAPI/hdf_Objects.h>
 
+// Threads: bring the module up before threads that use it start, and take it down after they have ended.
+
 /// Brings the module up on the first call. Files may be opened without it as well.
 /// \param modules the caller's counter of modules brought up.
 ORXSIM_API void UTI_ORXSimDynamicAPI_initialize(int& modules);

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+// Threads: any, at any time.
+
 /// The checksum of everything that this library writes: XXH3 with 64 bits, a published hash (xxhash 0.8).
 /// The same on every machine. Finds damage, not deceit. \param count may be 0.
 ORXSIM_API std::uint64_t hdf_Checksum(const void* bytes, std::size_t count, std::uint64_t seed = 0);

@@ -16,6 +16,8 @@
 // operation on it reports that first cause again through ORXSimManager::LastError(). Nothing is ever printed,
 // and the host's HDF5 error handler stays as it was.
 
+// Threads: one at a time for everything of one context; contexts of other threads are not in the way.
+
 class hdf_Attribute;
 class hdf_Dataset;
 class hdf_Dataspace;
