@@ -4,8 +4,6 @@
 #include <gbb/gbb_SchemaSnapshot.h>
 #include <kda/kda_Export.h>
 
-#include <cstdint>
-
 class gbb_Path;
 class ORXSimUpdate;
 
@@ -15,11 +13,6 @@ PDM_CORE_API ORXSimContextID gbb_ContextOf(const gbb_Path& path);
 
 /// The schema snapshot of the file that an object belongs to, by the link "#/schemaSnapshot".
 PDM_CORE_API gbb_SchemaSnapshot gbb_SnapshotOf(const gbb_Path& path);
-
-/// True when the file of an object may hold something else than it did at `seen`, a former
-/// ORXSimManager::Epochs(), and for an object that a rollback removed. Walks up the path: for the rare case
-/// that Epochs() has moved.
-PDM_CORE_API bool gbb_HasMoved(const gbb_Path& path, std::uint64_t seen);
 /// A write of an object has failed: what has not barred the context is rolled back, so that no open scope
 /// commits the rest without it.
 PDM_CORE_API void gbb_TakeBack(ORXSimContextID context);

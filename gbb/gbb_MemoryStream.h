@@ -20,6 +20,13 @@ inline void gbb_StoreNumber(unsigned char* to, T value, bool reversed) {
   std::memcpy(to, bytes, sizeof bytes);
 }
 
+/// The stored byte of a flag: 1 for every byte in memory but 0, whatever else a host has put there.
+inline unsigned char gbb_FlagByte(const bool& flag) {
+  unsigned char byte = 0;
+  std::memcpy(&byte, &flag, sizeof byte);
+  return byte != 0 ? 1 : 0;
+}
+
 /// What is stored of a value: how many bytes, and the bytes. Worked out once, so that a whole record can be
 /// written after one look at the room that is left. This one is for identifiers: a length, then their
 /// external form.
@@ -47,6 +54,12 @@ class gbb_Stored<T> {
 
  private:
   T m_value;
+};
+
+template <>
+class gbb_Stored<bool> : public gbb_Stored<unsigned char> {
+ public:
+  explicit gbb_Stored(const bool& flag) : gbb_Stored<unsigned char>(gbb_FlagByte(flag)) {}
 };
 
 template <>
@@ -124,7 +137,7 @@ class PDM_CORE_API gbb_MemoryStream {
   void Write(unsigned char value) { Put(&value, 1); }
   /// n bytes.
   void Write(const unsigned char* bytes, int n) { Put(bytes, n); }
-  void Write(bool value) { Write(static_cast<unsigned char>(value ? 1 : 0)); }
+  void Write(const bool& value) { Write(gbb_FlagByte(value)); }
   void Write(int value) { PutNumber(value); }
   void Write(long long value) { PutNumber(value); }
   void Write(float value) { PutNumber(value); }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <UTI_CoreUtils/mem_Allocation.h>
 #include <kda/kda_Export.h>
 
 class gbb_Handle;
@@ -62,7 +63,7 @@ class PDM_CORE_API gbb_Path {
 };
 
 /// The stored form of a path, kept by the object that it describes.
-class gbb_PathImpl {
+class gbb_PathImpl : public mem_AllocationOperatorsTiny {
  public:
   constexpr gbb_PathImpl() = default;
   /// A place under a parent object.

@@ -1,9 +1,8 @@
 #pragma once
 
+#include <gbb/gbb_AutoArray.h>
 #include <gbb/gbb_Path.h>
 #include <kda/kda_Export.h>
-
-#include <memory>
 
 class gbb_Handle;
 
@@ -30,7 +29,7 @@ class gbb_TraverseVisitor {
 /// next component. A text without "#" is all path. Empty components and "." are dropped, ".." removes the
 /// component before it. The first phase has one step, from the root to the simulation, the second one step
 /// for each component of the path.
-class PDM_CORE_API gbb_TraverseContext {
+class PDM_CORE_API gbb_TraverseContext : public mem_AllocationOperatorsTiny {
  public:
   /// \param target the target text. \param origin where the walk starts. \param flags those of the request.
   gbb_TraverseContext(const char* target, gbb_Path origin, unsigned flags,
@@ -58,6 +57,9 @@ class PDM_CORE_API gbb_TraverseContext {
   const char* Component() const;
 
  private:
+  void Append(const char* from, const char* end);
+  void Follow(const char* from, const char* end);
+
   int m_counts[2];
   unsigned m_flags;
   int m_phase = 0;
@@ -65,6 +67,6 @@ class PDM_CORE_API gbb_TraverseContext {
   gbb_TraverseVisitor* m_visitor;
   int m_status = gbb_kResolved;
   gbb_Path m_origin;
-  struct Components;
-  std::unique_ptr<Components> m_components;
+  // The simulation's alias and the components of the path, one behind the other, each with its NUL.
+  gbb_AutoArray<char, gbb_TraverseContext> m_components;
 };

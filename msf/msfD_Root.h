@@ -62,7 +62,6 @@ class PDM_CORE_API msfD_Root : public gbb_RootImpl {
   msfD_Sim OpenSim(const char* operation, const gbb_String& fileName, const gbb_String& alias, int openFlags,
                    int contextOption);
   msfD_Sim MakeSim(ORXSimContextID context, const gbb_String& fileName, const gbb_String& alias);
-  msfD_SimHolder NewSim();
   static bool BindNew(const msfD_SimHolder& sim, ORXSimContextID context);
   msfD_Sim File(msfD_SimHolder sim, const gbb_String& fileName, const gbb_String& alias);
   static void Forget(kda_MapString<msfD_Sim>& table, const msfD_Sim& sim);

@@ -112,6 +112,8 @@ class PDM_CORE_API msfD_SimHolder : public gbb_HolderBase<msfD_SimTraits> {
   msfD_SimHolder(msfD_SimImpl* impl, unsigned flags) : gbb_HolderBase(impl, flags) {}
 };
 
+extern template class gbb_TypedLink<msfD_Sim>;
+
 template <>
 struct gbb_MemberTable<msfD_SimTraits> {
   using Members = std::tuple<>;

@@ -25,6 +25,13 @@ class gbb_Slots {
     return page[place];
   }
 
+  /// Calls f(slot, i) for the slots that have been used, and perhaps some empty ones.
+  void ForEachUsed(auto f) {
+    for (int page = 0; page < m_pages.Length(); ++page)
+      for (int place = 0; place < m_pages[page].Length(); ++place)
+        f(m_pages[page][place], page * kPage + place);
+  }
+
   /// Takes the last slot away.
   Holder RemoveLast() {
     Page& page = m_pages[PageOf(--m_length)];
