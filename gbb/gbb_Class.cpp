@@ -2,7 +2,14 @@
 
 #include <UTI_CoreUtils/err_Stream.h>
 
+#include <atomic>
 #include <cstring>
+#include <mutex>
+
+namespace {
+constinit std::mutex
+    s_defining; // Sims of different roots may be the first to use a class, in different threads
+}
 
 gbb_ClassID::gbb_ClassID(const char* name) {
   std::memcpy(text, name, ::strnlen(name, kSize));
@@ -25,11 +32,15 @@ int BtreeCompare(const gbb_ClassID& a, const gbb_ClassID& b) {
 
 gbb_Class gbb_Class::Define(gbb_ClassDescriptor& descriptor, const char* name, gbb_Class parent,
                             gbb_ClassDescriptor::OpenFunction open) {
-  if (!descriptor.initialised) {
-    descriptor.classID = gbb_ClassID(name);
-    descriptor.parent = parent.m_descriptor;
-    descriptor.open = open;
-    descriptor.initialised = true;
+  const std::atomic_ref<bool> initialised(descriptor.initialised);
+  if (!initialised.load(std::memory_order_acquire)) {
+    const std::lock_guard lock(s_defining);
+    if (!initialised.load(std::memory_order_relaxed)) {
+      descriptor.classID = gbb_ClassID(name);
+      descriptor.parent = parent.m_descriptor;
+      descriptor.open = open;
+      initialised.store(true, std::memory_order_release);
+    }
   }
   return gbb_Class(&descriptor);
 }

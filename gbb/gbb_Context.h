@@ -7,6 +7,8 @@
 class gbb_Path;
 class ORXSimUpdate;
 
+// Threads: one at a time for all objects of a root.
+
 /// The context of the file that an object belongs to, by the link "#/distributionService"; null, after the
 /// link's line, when its path has no root.
 PDM_CORE_API ORXSimContextID gbb_ContextOf(const gbb_Path& path);
@@ -23,8 +25,8 @@ PDM_CORE_API bool gbb_Commit(ORXSimContextID context);
 
 /// Commits the update in which an object was made, or rolls it back when the gbb_Call under way has failed,
 /// which every write is checked with: not every failure bars the context, but half an object may stand in the
-/// file. Without a context there is nothing to commit. \return false when it was not committed, which the
-/// call tells.
+/// file. Without a context there is nothing to commit.
+/// \return false when it was not committed, which the call tells.
 PDM_CORE_API bool gbb_CommitWhole(ORXSimUpdate& update, ORXSimContextID context);
 
 /// As gbb_CommitWhole for an object that stays where it is. A bar on the context stays as well.

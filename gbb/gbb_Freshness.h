@@ -37,8 +37,8 @@ class PDM_CORE_API gbb_Freshness {
 
   /// Looks whether the file of an object has moved, and the object with it. For the rare case that Holds()
   /// is false: it walks up the path and may ask the file.
-  /// \param path where the object sits; below a place without a root nothing is known, nor decided.
-  /// \param place the group that must be there for the object to be; an empty one is not asked for.
+  /// \param path  where the object sits; below a place without a root nothing is known, nor decided.
+  /// \param place  the group that must be there for the object to be; an empty one is not asked for.
   Answer Look(const gbb_Path& path, const hdf_Group& place);
   /// As above for what owns its file, and so is there for as long as it.
   Answer Look(ORXSimContextID context);

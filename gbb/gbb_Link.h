@@ -13,6 +13,7 @@
 inline constexpr unsigned gbb_kUseCache = 1u << 2;
 
 /// A reference to an object by text. Remembers the handle of its last resolution and how that ended.
+/// Threads: one at a time for all Sims that the link may lead to.
 class PDM_CORE_API gbb_LinkImpl : public mem_AllocationOperatorsTiny {
  public:
   virtual ~gbb_LinkImpl();
@@ -37,7 +38,7 @@ class PDM_CORE_API gbb_LinkImpl : public mem_AllocationOperatorsTiny {
 /// A link that stores its place and its target.
 class PDM_CORE_API gbb_SimpleLink : public gbb_LinkImpl {
  public:
-  /// \param path where the link lives; borrowed, so the link must not outlive that object.
+  /// \param path  where the link lives; borrowed, so the link must not outlive that object.
   gbb_SimpleLink(gbb_Path path, const char* target);
   ~gbb_SimpleLink() override;
   gbb_Path Path() const override;

@@ -82,6 +82,8 @@ class gbb_Stored<kda_string> {
 /// A buffer is a 32-bit header with its whole length, then the records. Integers and doubles are stored
 /// least significant byte first. After the first error every further operation does nothing, so the first
 /// error is the one that stands; the stream itself reports nothing.
+///
+/// Threads: one at a time for each stream.
 class PDM_CORE_API gbb_MemoryStream {
  public:
   /// How values of a base type are grouped in a member: the upper half of a type tag.
@@ -111,11 +113,13 @@ class PDM_CORE_API gbb_MemoryStream {
 
   static constexpr int kHeaderSize = 4;
 
-  /// A stream for writing, with nothing but its header. \param context whose identifiers it accepts.
+  /// A stream for writing, with nothing but its header.
+  /// \param context  whose identifiers it accepts.
   explicit gbb_MemoryStream(ORXSimContextID context);
   /// A stream for reading; takes the buffer over. A header that states less than itself or more than the
-  /// buffer holds is error 2. \param context the context of the identifiers that are read.
-  /// \param error an error that stands before anything is read.
+  /// buffer holds is error 2.
+  /// \param context  the context of the identifiers that are read.
+  /// \param error  an error that stands before anything is read.
   gbb_MemoryStream(Buffer buffer, ORXSimContextID context, Error error = kGood);
   ~gbb_MemoryStream();
   gbb_MemoryStream(const gbb_MemoryStream&) = delete;
@@ -176,7 +180,8 @@ class PDM_CORE_API gbb_MemoryStream {
   /// Reads a type tag; another one than the expected is error 1.
   void Read(Shape shape, Base base);
   /// Reads the number of entries that follow. One that is negative, or that the bytes left cannot hold, is
-  /// error 2 and gives 0. \param entrySize the least bytes that an entry takes, at least 1.
+  /// error 2 and gives 0.
+  /// \param entrySize  the least bytes that an entry takes, at least 1.
   int ReadCount(int entrySize);
 
   /// Completes the header and hands the buffer over; the stream starts again, empty, for writing.

@@ -11,6 +11,8 @@ class gbb_TraverseContext;
 
 /// What every persistent object can do, whatever its class. The order of the operations is part of the
 /// binary interface.
+///
+/// Threads: one at a time for all objects of a root.
 class PDM_CORE_API gbb_ObjectInterface : public mem_AllocationOperatorsTiny {
  public:
   virtual ~gbb_ObjectInterface();

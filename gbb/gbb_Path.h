@@ -37,6 +37,8 @@ class PDM_CORE_API gbb_RootImpl {
 
 /// Where an object sits: under which parent, from which root, at which place. Null is the empty path.
 /// Borrowed from the object: it is valid while the object lives.
+///
+/// Threads: one at a time for all objects of a root.
 class PDM_CORE_API gbb_Path {
  public:
   constexpr gbb_Path() = default;

@@ -29,9 +29,13 @@ class gbb_TraverseVisitor {
 /// next component. A text without "#" is all path. Empty components and "." are dropped, ".." removes the
 /// component before it. The first phase has one step, from the root to the simulation, the second one step
 /// for each component of the path.
+///
+/// Threads: one at a time for each walk and the root that it goes through.
 class PDM_CORE_API gbb_TraverseContext : public mem_AllocationOperatorsTiny {
  public:
-  /// \param target the target text. \param origin where the walk starts. \param flags those of the request.
+  /// \param target  the target text.
+  /// \param origin  where the walk starts.
+  /// \param flags  those of the request.
   gbb_TraverseContext(const char* target, gbb_Path origin, unsigned flags,
                       gbb_TraverseVisitor* visitor = nullptr);
   ~gbb_TraverseContext();
@@ -50,7 +54,8 @@ class PDM_CORE_API gbb_TraverseContext : public mem_AllocationOperatorsTiny {
   void SetStatus(gbb_LinkStatus status) { m_status = status; }
 
   /// Goes one step on: from the last step of a phase to the first of the next, and from the last step of
-  /// all back to the start (phase 0, step -1). \return true when the walk goes on.
+  /// all back to the start (phase 0, step -1).
+  /// \return true when the walk goes on.
   bool Advance();
   /// The component of the current step: the simulation's alias in phase 0, a member's name or an element's
   /// number in phase 1; "" before the first step. Valid while the context lives.

@@ -25,12 +25,16 @@
 #include <msf/msfD_Root.h>
 #include <msf/msfD_Sim.h>
 
+// Threads: the pair belongs to one thread at a time in the whole process; what may be done in several threads
+// between them stands at msfD_Root.
+
 /// Brings the library and everything it stands on up; call it before anything else. Only the first call
-/// does work. \param modules the caller's counter: every module that comes up adds 1.
-/// One thread at a time.
+/// does work.
+/// \param modules  the caller's counter: every module that comes up adds 1.
 PDM_CORE_API void DDB_PDM_Core_initialize(int& modules);
 
-/// Takes the library down on the last call. \param modules every module that goes down subtracts 1.
+/// Takes the library down on the last call.
+/// \param modules  every module that goes down subtracts 1.
 PDM_CORE_API void DDB_PDM_Core_finalize(int& modules);
 
 /// The version of the library that is loaded, as "major.minor.patch".

@@ -10,6 +10,7 @@ struct gbb_ChildrenOf<msfD_SimTraits> {
 };
 
 /// The implementation of a Sim: owns the context of its file and the file's schema snapshot.
+/// Threads: one at a time for all objects of a root.
 class msfD_SimImpl final : public msfD_SimInterface {
  public:
   /// A new Sim that belongs to no root and no file.

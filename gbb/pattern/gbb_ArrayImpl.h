@@ -15,6 +15,7 @@
 #include <cstring>
 
 /// What stands behind a gbb_Array: one owning holder per element, opened from the file on its first use.
+/// Threads: one at a time for all objects of a root.
 template <class Element, class Holder, class Repository, class Owner>
 class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
  public:

@@ -41,6 +41,8 @@ struct gbb_ChildOwner {
 
 /// The children of one object, opened from the file on first use. When the owner has changed they are looked
 /// up again as they are used; one that the file does not have any more is removed then.
+///
+/// Threads: one at a time for all objects of a root.
 template <class Traits>
 class gbb_Children {
  public:
@@ -50,7 +52,8 @@ class gbb_Children {
   auto& Opened(const gbb_ChildOwner& owner);
   /// Takes a child over, unless there is one: then a line is printed and the new one destroyed. An empty
   /// holder is bound like any other and says that it is empty.
-  /// \param context of the owner's file. \param holder empty afterwards.
+  /// \param context  of the owner's file.
+  /// \param holder  empty afterwards.
   /// \return the handle of the child that is there now; empty when it could not be written.
   template <int Index>
   auto Set(const gbb_ChildOwner& owner, ORXSimContextID context, auto& holder);
@@ -61,8 +64,9 @@ class gbb_Children {
   void SetPath(const gbb_Path& owner);
   /// Writes all children into groups below the owner's, named by the members.
   void Bind(const gbb_ChildOwner& owner);
-  /// Goes on with a walk to the child that the context's component names. \return false when no child has
-  /// that name. \param found what the walk reached.
+  /// Goes on with a walk to the child that the context's component names.
+  /// \return false when no child has that name.
+  /// \param found  what the walk reached.
   bool Traverse(const gbb_ChildOwner& owner, gbb_TraverseContext& context, gbb_Handle& found);
 
  private:

@@ -22,6 +22,8 @@ enum gbb_HolderFlags : unsigned {
 ///
 /// The object dies with its holder, or with Close(). Operations on an empty holder print their line and do
 /// nothing.
+///
+/// Threads: one at a time for all objects of a root.
 template <class Traits>
 class PDM_CORE_API gbb_HolderBase {
  public:
@@ -75,7 +77,8 @@ class PDM_CORE_API gbb_ObjectHolder : public gbb_HolderBase<Traits> {
   /// Marks the object as the base part of another one.
   void MarkBasePart() { this->m_flags |= gbb_kBasePart; }
 
-  /// Takes an implementation over. \param flags gbb_HolderFlags.
+  /// Takes an implementation over.
+  /// \param flags  gbb_HolderFlags.
   static gbb_ObjectHolder Adopt(typename Traits::Impl* impl, unsigned flags) {
     return gbb_ObjectHolder(impl, flags);
   }

@@ -55,6 +55,8 @@ class gbb_BasePart<Traits, void> {
 /// After a rollback or a refresh of its file the object is as the file says from its next use on: the cached
 /// members are dropped and the children looked up again. An object that the file does not have any more
 /// answers default values and writes nothing; every use reports so in ORXSimManager::LastError().
+///
+/// Threads: one at a time for all objects of a root.
 template <class Traits>
 class gbb_ObjectImpl : public Traits::Interface {
  public:
@@ -63,8 +65,10 @@ class gbb_ObjectImpl : public Traits::Interface {
   using Initial = typename Traits::Initial;
   using BasePart = gbb_BasePart<Traits>;
 
-  /// A new object, in memory only. \param outer the caller's interface object, null for none.
-  /// \param initial what the members are made from; \param baseInitial the same for the base part.
+  /// A new object, in memory only.
+  /// \param outer  the caller's interface object, null for none.
+  /// \param initial  what the members are made from.
+  /// \param baseInitial  the same for the base part.
   gbb_ObjectImpl(InterfaceType* outer, Initial initial, typename BasePart::Initial baseInitial, int trace);
   /// A stored object; it is connected, its members are read on first use.
   gbb_ObjectImpl(InterfaceType* outer, const gbb_Path& parent, int index, const gbb_Group& group, int trace);
@@ -107,7 +111,8 @@ class gbb_ObjectImpl : public Traits::Interface {
     Sync();
     return m_children.template Opened<Index>(Owner());
   }
-  /// Takes a child over, unless there is one. \return the child's handle.
+  /// Takes a child over, unless there is one.
+  /// \return the child's handle.
   template <int Index>
   auto SetChild(auto& holder) {
     Sync();

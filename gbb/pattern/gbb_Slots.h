@@ -4,10 +4,13 @@
 
 /// The holders of an array's elements, in pages that are made when the first slot of them is used: an array
 /// of the file costs next to nothing however long it is. A slot keeps its place in memory while it exists.
+///
+/// Threads: one at a time for each array.
 template <class Holder, class Owner>
 class gbb_Slots {
  public:
-  /// n empty slots. \param n at least 0.
+  /// n empty slots.
+  /// \param n  at least 0.
   explicit gbb_Slots(int n = 0) : m_length(n) {
     m_pages.Reserve(PageOf(n + kPage - 1));
     while (m_pages.Length() < m_pages.Capacity())
