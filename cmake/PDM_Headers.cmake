@@ -5,9 +5,9 @@ set(PDM_PUBLIC_HEADERS
   kda/kda_Export.h kda/kda_List.h kda/kda_List_Impl.h kda/kda_MapInt.h kda/kda_MapIntKey.h kda/kda_MapString.h
   kda/kda_Module.h kda/kda_ValueTypes.h kda/kda_none.h kda/kda_string.h
   omi/omi_Btree.h omi/omi_BtreeIterator.h omi/omi_BtreeNode.h omi/omi_BtreeNodeLink.h omi/omi_BtreePath.h
-  omi/omi_Btree_Impl.h
+  omi/omi_BtreeNode_Impl.h omi/omi_Btree_Impl.h
   gbb/gbb_AutoArray.h gbb/gbb_Call.h gbb/gbb_Class.h gbb/gbb_Context.h gbb/gbb_DistributionService.h
-  gbb/gbb_Group.h gbb/gbb_Handle.h gbb/gbb_Link.h gbb/gbb_MemoryStream.h gbb/gbb_Module.h
+  gbb/gbb_Freshness.h gbb/gbb_Group.h gbb/gbb_Handle.h gbb/gbb_Link.h gbb/gbb_MemoryStream.h gbb/gbb_Module.h
   gbb/gbb_ObjectInterface.h gbb/gbb_Path.h gbb/gbb_SchemaSnapshot.h gbb/gbb_String.h gbb/gbb_TraverseContext.h
   gbb/pattern/gbb_Array.h gbb/pattern/gbb_ArrayImpl.h gbb/pattern/gbb_Children.h gbb/pattern/gbb_Holder.h
   gbb/pattern/gbb_MemberCodec.h gbb/pattern/gbb_MemberTable.h gbb/pattern/gbb_ObjectAccess.h

@@ -12,6 +12,8 @@
 /// Copying and moving both take the source's storage and leave the source empty. Elements move as raw
 /// bytes when the storage grows. The destructor releases the storage only when the array holds elements:
 /// one that reserved room but holds none keeps it.
+///
+/// Threads: one at a time for each array.
 template <class T, class Owner>
 class gbb_AutoArray {
  public:

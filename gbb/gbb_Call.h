@@ -10,11 +10,12 @@
 ///
 /// Calls call each other. When something fails in them, the outermost prints one line as it ends: its head
 /// and the first cause. ORXSimManager::LastError() is that cause then, whatever failed later, such as the
-/// taking back of what was written. Calls of different threads know nothing of each other. One that does not
-/// fail costs a few instructions.
+/// taking back of what was written. One that does not fail costs a few instructions.
+///
+/// Threads: any number; calls of different threads know nothing of each other.
 class PDM_CORE_API gbb_Call {
  public:
-  /// \param head what the line begins with, "**ERROR <Class>::<call>: "; it must outlive the call.
+  /// \param head  what the line begins with, "**ERROR <Class>::<call>: "; it must outlive the call.
   explicit gbb_Call(const char* head) : m_head(t_outermost == nullptr ? head : nullptr) {
     if (m_head != nullptr)
       t_outermost = this;
@@ -29,9 +30,11 @@ class PDM_CORE_API gbb_Call {
   }
 
   /// Something has failed, and ORXSimManager::LastError() says why: to be called before anything else can
-  /// fail. Outside of a call nothing happens. \return false
+  /// fail. Outside of a call nothing happens.
+  /// \return false
   static bool Fail();
-  /// As Fail(), unless `good`. \return good
+  /// As Fail(), unless `good`.
+  /// \return good
   static bool Check(bool good) { return good || Fail(); }
   /// True when something has failed in the outermost call under way.
   static bool Failed() { return t_outermost != nullptr && t_outermost->m_failed; }

@@ -24,7 +24,8 @@ struct PDM_CORE_API gbb_ClassID {
   char text[kSize] = {};
 };
 
-/// Orders identifiers by unsigned bytes, up to and including the first zero. \return -1, 0 or 1.
+/// Orders identifiers by unsigned bytes, up to and including the first zero.
+/// \return -1, 0 or 1.
 PDM_CORE_API int BtreeCompare(const gbb_ClassID& a, const gbb_ClassID& b);
 
 /// What is known of one class at run time. One static record per class, filled on the first use of its
@@ -41,14 +42,16 @@ struct gbb_ClassDescriptor {
 };
 
 /// A class of persistent objects: one pointer to its descriptor, null while uninitialised.
+/// Threads: any number, also for the first use of a class.
 class PDM_CORE_API gbb_Class {
  public:
   constexpr gbb_Class() = default;
   explicit constexpr gbb_Class(const gbb_ClassDescriptor* descriptor) : m_descriptor(descriptor) {}
 
   /// Fills the descriptor unless that is done already, also when several threads come at once.
-  /// \param name cut at 80 characters.
-  /// \param parent the parent class, uninitialised for none. \param open null for an abstract class.
+  /// \param name  cut at 80 characters.
+  /// \param parent  the parent class, uninitialised for none.
+  /// \param open  null for an abstract class.
   static gbb_Class Define(gbb_ClassDescriptor& descriptor, const char* name, gbb_Class parent,
                           gbb_ClassDescriptor::OpenFunction open);
 
@@ -63,7 +66,8 @@ class PDM_CORE_API gbb_Class {
   bool IsA(gbb_Class other) const;
   /// Makes an object of this class for a stored group. The object belongs to the caller, its members are
   /// read on first access. An uninitialised or abstract class prints its line and answers null.
-  /// \param parent path of the parent object; \param index the object's place under it.
+  /// \param parent  path of the parent object.
+  /// \param index  the object's place under it.
   gbb_ObjectInterface* Open(const gbb_Path& parent, int index, const gbb_Group& group, int trace) const;
 
  private:

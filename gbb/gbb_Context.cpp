@@ -35,7 +35,3 @@ void gbb_CommitBound(ORXSimUpdate& update, ORXSimContextID context) {
   else if (!context.IsNull())
     gbb_Call::Check(update.Commit());
 }
-
-bool gbb_HasMoved(const gbb_Path& path, std::uint64_t seen) {
-  return path.IsRemoved() || (!!path.Root() && ORXSimContextRef(gbb_ContextOf(path)).Epoch() > seen);
-}

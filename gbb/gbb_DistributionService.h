@@ -5,6 +5,7 @@
 #include <kda/kda_Export.h>
 
 /// Where an object finds the context of its Sim: the target of the link "#/distributionService".
+/// Threads: one at a time for all objects of a root.
 class PDM_CORE_API gbb_DistributionService {
  public:
   constexpr gbb_DistributionService() = default;

@@ -16,13 +16,16 @@
 /// A value; copies share the same open groups. All operations are safe on an empty group and answer false
 /// or an empty result; the cause is in ORXSimManager::LastError(). A write that fails is told by the gbb_Call
 /// under way.
+///
+/// Threads: one at a time for all objects of a root.
 class PDM_CORE_API gbb_Group {
  public:
   gbb_Group() = default;
   /// A group without a parent object: the simulation's own.
   explicit gbb_Group(hdf_Group group) : m_group(std::move(group)) {}
 
-  /// Creates and stamps the group of an object. \param stamp see Stamp().
+  /// Creates and stamps the group of an object.
+  /// \param stamp  see Stamp().
   static gbb_Group Create(const gbb_Group& parent, const gbb_String& name, int stamp = 0);
   /// Creates the group of an array, with its number of elements.
   static gbb_Group CreateArray(const gbb_Group& parent, const gbb_String& name, int size);
@@ -60,13 +63,15 @@ class PDM_CORE_API gbb_Group {
   bool CreateMembers(gbb_MemoryStream::Buffer& stream) const;
   /// Writes the whole stream into the member dataset, which grows when it has to; padded as above.
   bool WriteMembers(gbb_MemoryStream::Buffer& stream) const;
-  /// Reads the bytes of the member dataset. \param stream an empty buffer; stays empty on failure.
-  /// \param unread true afterwards when nobody could look.
+  /// Reads the bytes of the member dataset.
+  /// \param stream  an empty buffer; stays empty on failure.
+  /// \param unread  true afterwards when nobody could look.
   /// \return kPastLimit when there is none or it cannot be read, kDamaged when it has a checksum that says
   ///         otherwise; LastError(), and a line on the error stream, then name file and dataset. The line is
   ///         that of the gbb_Call under way if there is one.
   gbb_MemoryStream::Error ReadMembers(gbb_MemoryStream::Buffer& stream, bool& unread) const;
-  /// Refuses to write over a stream that reading has answered `error` for. \return false
+  /// Refuses to write over a stream that reading has answered `error` for.
+  /// \return false
   bool RefuseMembers(gbb_MemoryStream::Error error) const;
 
  private:

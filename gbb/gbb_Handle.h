@@ -7,6 +7,8 @@
 ///
 /// The data hold the bytes of a generated handle's reference, for most of them one pointer to the object's
 /// interface, the rest zero. A handle owns nothing and must not outlive its object.
+///
+/// Threads: one at a time for all objects of a root.
 class PDM_CORE_API gbb_Handle {
  public:
   static constexpr int kMaxSize = 128;

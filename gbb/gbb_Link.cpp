@@ -1,12 +1,11 @@
 #include <gbb/gbb_Link.h>
 
 #include <UTI_CoreUtils/err_Stream.h>
-#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 
 gbb_LinkImpl::~gbb_LinkImpl() = default;
 
 gbb_Handle gbb_LinkImpl::Get(unsigned flags) {
-  if ((flags & gbb_kUseCache) != 0 && m_status == gbb_kResolved && m_epochs == ORXSimManager::Epochs())
+  if ((flags & gbb_kUseCache) != 0 && m_status == gbb_kResolved && m_freshness.Holds())
     return m_cached;
   const gbb_Path path = Path();
   const gbb_Root root = path.Root();
@@ -16,7 +15,7 @@ gbb_Handle gbb_LinkImpl::Get(unsigned flags) {
     return {};
   }
   gbb_TraverseContext context(Target(), path, flags);
-  m_epochs = ORXSimManager::Epochs();
+  m_freshness.Keep();
   m_cached = root.Traverse(context);
   m_status = context.Status();
   return m_cached;

@@ -1,19 +1,20 @@
 #pragma once
 
+#include <UTI_CoreUtils/mem_Allocation.h>
+#include <gbb/gbb_Freshness.h>
 #include <gbb/gbb_Handle.h>
 #include <gbb/gbb_Path.h>
 #include <gbb/gbb_TraverseContext.h>
 #include <kda/kda_Export.h>
 #include <kda/kda_string.h>
 
-#include <cstdint>
-
 /// Flag of a request: take the handle of the last successful resolution as it is, unless a file was rolled
 /// back or refreshed since.
 inline constexpr unsigned gbb_kUseCache = 1u << 2;
 
 /// A reference to an object by text. Remembers the handle of its last resolution and how that ended.
-class PDM_CORE_API gbb_LinkImpl {
+/// Threads: one at a time for all Sims that the link may lead to.
+class PDM_CORE_API gbb_LinkImpl : public mem_AllocationOperatorsTiny {
  public:
   virtual ~gbb_LinkImpl();
   /// Where the link lives.
@@ -30,14 +31,14 @@ class PDM_CORE_API gbb_LinkImpl {
 
  private:
   int m_status = gbb_kBroken;
-  std::uint64_t m_epochs = 0; // ORXSimManager::Epochs() at the last resolution
   gbb_Handle m_cached;
+  gbb_Freshness m_freshness;
 };
 
 /// A link that stores its place and its target.
 class PDM_CORE_API gbb_SimpleLink : public gbb_LinkImpl {
  public:
-  /// \param path where the link lives; borrowed, so the link must not outlive that object.
+  /// \param path  where the link lives; borrowed, so the link must not outlive that object.
   gbb_SimpleLink(gbb_Path path, const char* target);
   ~gbb_SimpleLink() override;
   gbb_Path Path() const override;
@@ -68,7 +69,7 @@ class PDM_CORE_API gbb_LinkHolder {
 
 /// A link seen as a reference to an object of class T, a generated handle.
 template <class T>
-class gbb_TypedLink {
+class PDM_CORE_API gbb_TypedLink {
  public:
   gbb_TypedLink() = default;
   /// Views a link, which stays the holder's.

@@ -20,6 +20,13 @@ inline void gbb_StoreNumber(unsigned char* to, T value, bool reversed) {
   std::memcpy(to, bytes, sizeof bytes);
 }
 
+/// The stored byte of a flag: 1 for every byte in memory but 0, whatever else a host has put there.
+inline unsigned char gbb_FlagByte(const bool& flag) {
+  unsigned char byte = 0;
+  std::memcpy(&byte, &flag, sizeof byte);
+  return byte != 0 ? 1 : 0;
+}
+
 /// What is stored of a value: how many bytes, and the bytes. Worked out once, so that a whole record can be
 /// written after one look at the room that is left. This one is for identifiers: a length, then their
 /// external form.
@@ -50,6 +57,12 @@ class gbb_Stored<T> {
 };
 
 template <>
+class gbb_Stored<bool> : public gbb_Stored<unsigned char> {
+ public:
+  explicit gbb_Stored(const bool& flag) : gbb_Stored<unsigned char>(gbb_FlagByte(flag)) {}
+};
+
+template <>
 class gbb_Stored<kda_string> {
  public:
   explicit gbb_Stored(const kda_string& value) : m_text(value.cStr()), m_length(value.byteCount()) {}
@@ -69,6 +82,8 @@ class gbb_Stored<kda_string> {
 /// A buffer is a 32-bit header with its whole length, then the records. Integers and doubles are stored
 /// least significant byte first. After the first error every further operation does nothing, so the first
 /// error is the one that stands; the stream itself reports nothing.
+///
+/// Threads: one at a time for each stream.
 class PDM_CORE_API gbb_MemoryStream {
  public:
   /// How values of a base type are grouped in a member: the upper half of a type tag.
@@ -98,11 +113,13 @@ class PDM_CORE_API gbb_MemoryStream {
 
   static constexpr int kHeaderSize = 4;
 
-  /// A stream for writing, with nothing but its header. \param context whose identifiers it accepts.
+  /// A stream for writing, with nothing but its header.
+  /// \param context  whose identifiers it accepts.
   explicit gbb_MemoryStream(ORXSimContextID context);
   /// A stream for reading; takes the buffer over. A header that states less than itself or more than the
-  /// buffer holds is error 2. \param context the context of the identifiers that are read.
-  /// \param error an error that stands before anything is read.
+  /// buffer holds is error 2.
+  /// \param context  the context of the identifiers that are read.
+  /// \param error  an error that stands before anything is read.
   gbb_MemoryStream(Buffer buffer, ORXSimContextID context, Error error = kGood);
   ~gbb_MemoryStream();
   gbb_MemoryStream(const gbb_MemoryStream&) = delete;
@@ -124,7 +141,7 @@ class PDM_CORE_API gbb_MemoryStream {
   void Write(unsigned char value) { Put(&value, 1); }
   /// n bytes.
   void Write(const unsigned char* bytes, int n) { Put(bytes, n); }
-  void Write(bool value) { Write(static_cast<unsigned char>(value ? 1 : 0)); }
+  void Write(const bool& value) { Write(gbb_FlagByte(value)); }
   void Write(int value) { PutNumber(value); }
   void Write(long long value) { PutNumber(value); }
   void Write(float value) { PutNumber(value); }
@@ -163,7 +180,8 @@ class PDM_CORE_API gbb_MemoryStream {
   /// Reads a type tag; another one than the expected is error 1.
   void Read(Shape shape, Base base);
   /// Reads the number of entries that follow. One that is negative, or that the bytes left cannot hold, is
-  /// error 2 and gives 0. \param entrySize the least bytes that an entry takes, at least 1.
+  /// error 2 and gives 0.
+  /// \param entrySize  the least bytes that an entry takes, at least 1.
   int ReadCount(int entrySize);
 
   /// Completes the header and hands the buffer over; the stream starts again, empty, for writing.

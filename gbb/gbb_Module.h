@@ -2,7 +2,11 @@
 
 #include <kda/kda_Export.h>
 
-/// Brings the module up on the first call. \param modules the caller's counter of modules brought up.
+// Threads: one at a time in the whole process.
+
+/// Brings the module up on the first call.
+/// \param modules  the caller's counter of modules brought up.
 PDM_CORE_API void gbb_initialize(int& modules);
-/// Takes the module down on the last call. \param modules the caller's counter of modules brought up.
+/// Takes the module down on the last call.
+/// \param modules  the caller's counter of modules brought up.
 PDM_CORE_API void gbb_finalize(int& modules);

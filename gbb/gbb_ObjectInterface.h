@@ -11,6 +11,8 @@ class gbb_TraverseContext;
 
 /// What every persistent object can do, whatever its class. The order of the operations is part of the
 /// binary interface.
+///
+/// Threads: one at a time for all objects of a root.
 class PDM_CORE_API gbb_ObjectInterface : public mem_AllocationOperatorsTiny {
  public:
   virtual ~gbb_ObjectInterface();
@@ -27,6 +29,9 @@ class PDM_CORE_API gbb_ObjectInterface : public mem_AllocationOperatorsTiny {
   virtual void Bind(const gbb_Group& group) = 0;
   /// Goes on with a walk below this object: to the child that the context's current component names.
   virtual gbb_Handle Traverse(gbb_TraverseContext& context) = 0;
+  /// What every handle on the whole object refers to, whichever part of it the handle is of: the caller's own
+  /// interface object if there is one, else the most derived implementation.
+  virtual gbb_ObjectInterface* Identity();
 };
 
 /// What a class's interface adds: the operations forward to the implementation that it was given to, so

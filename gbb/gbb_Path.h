@@ -1,5 +1,6 @@
 #pragma once
 
+#include <UTI_CoreUtils/mem_Allocation.h>
 #include <kda/kda_Export.h>
 
 class gbb_Handle;
@@ -36,6 +37,8 @@ class PDM_CORE_API gbb_RootImpl {
 
 /// Where an object sits: under which parent, from which root, at which place. Null is the empty path.
 /// Borrowed from the object: it is valid while the object lives.
+///
+/// Threads: one at a time for all objects of a root.
 class PDM_CORE_API gbb_Path {
  public:
   constexpr gbb_Path() = default;
@@ -62,7 +65,7 @@ class PDM_CORE_API gbb_Path {
 };
 
 /// The stored form of a path, kept by the object that it describes.
-class gbb_PathImpl {
+class gbb_PathImpl : public mem_AllocationOperatorsTiny {
  public:
   constexpr gbb_PathImpl() = default;
   /// A place under a parent object.

@@ -9,6 +9,7 @@
 class gbb_SchemaSnapshotImpl;
 
 /// The classes that a simulation file may hold. A handle: it is valid while its Sim lives.
+/// Threads: one at a time for all objects of a root.
 class PDM_CORE_API gbb_SchemaSnapshot {
  public:
   constexpr gbb_SchemaSnapshot() = default;
@@ -23,7 +24,8 @@ class PDM_CORE_API gbb_SchemaSnapshot {
   /// line and answers an uninitialised class.
   gbb_Class GetClass(const gbb_ClassID& classID) const;
   /// Makes a class known, so that its objects can be opened; a host registers its own classes here before
-  /// it opens objects of them. An identifier that is present keeps its first class. \return true when added.
+  /// it opens objects of them. An identifier that is present keeps its first class.
+  /// \return true when added.
   bool Register(gbb_Class added) const;
   /// "com.vertana.SchemaSnapshot".
   static gbb_Class StaticClass();

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <string_view>
 
 namespace {
@@ -32,10 +31,10 @@ int statedLength(const unsigned char* bytes) {
 // Whether a trailer fits the first `length` bytes once these state that length: then the stated length, and
 // nothing else, was damaged.
 bool fitsWithItsLength(const unsigned char* bytes, int length) {
-  const std::unique_ptr<unsigned char[]> stream(new unsigned char[static_cast<std::size_t>(length)]);
-  std::memcpy(stream.get(), bytes, static_cast<std::size_t>(length));
-  gbb_StoreNumber(stream.get(), length, kReversed);
-  return isTrailer(bytes + length, sumOf(stream.get(), length));
+  gbb_MemoryStream::Buffer stream(length);
+  std::memcpy(stream.Extend(length), bytes, static_cast<std::size_t>(length));
+  gbb_StoreNumber(stream.Data(), length, kReversed);
+  return isTrailer(bytes + length, sumOf(stream.Data(), length));
 }
 
 // Behind our trailer there is nothing but zeros, so it is the last mark in the dataset, or the last but few:

@@ -1,46 +1,44 @@
 #include <gbb/gbb_TraverseContext.h>
 
-#include <string>
+#include <cstring>
 #include <string_view>
-#include <vector>
-
-struct gbb_TraverseContext::Components {
-  std::string where;
-  std::vector<std::string> path;
-};
-
-namespace {
-
-std::vector<std::string> normalised(std::string_view path) {
-  std::vector<std::string> components;
-  for (std::size_t start = 0; start <= path.size();) {
-    const std::size_t end = std::min(path.find('/', start), path.size());
-    const std::string_view part = path.substr(start, end - start);
-    start = end + 1;
-    if (part == ".." && !components.empty())
-      components.pop_back();
-    else if (!part.empty() && part != "." && part != "..")
-      components.emplace_back(part);
-  }
-  return components;
-}
-
-} // namespace
 
 gbb_TraverseContext::gbb_TraverseContext(const char* target, gbb_Path origin, unsigned flags,
                                          gbb_TraverseVisitor* visitor)
-    : m_counts{1, 0}, m_flags(flags), m_visitor(visitor), m_origin(origin),
-      m_components(std::make_unique<Components>()) {
-  std::string_view text(target);
-  if (const std::size_t mark = text.find('#'); mark != std::string_view::npos) {
-    m_components->where = text.substr(0, mark);
-    text.remove_prefix(mark + 1);
+    : m_counts{1, 0}, m_flags(flags), m_visitor(visitor), m_origin(origin) {
+  const char* const mark = std::strchr(target, '#');
+  Append(target, mark != nullptr ? mark : target);
+  for (const char* at = mark != nullptr ? mark + 1 : target; *at != '\0';) {
+    const char* const end = at + std::strcspn(at, "/");
+    Follow(at, end);
+    at = *end == '/' ? end + 1 : end;
   }
-  m_components->path = normalised(text);
-  m_counts[1] = static_cast<int>(m_components->path.size());
 }
 
 gbb_TraverseContext::~gbb_TraverseContext() = default;
+
+void gbb_TraverseContext::Append(const char* from, const char* end) {
+  const auto length = static_cast<std::size_t>(end - from);
+  char* const to = m_components.Extend(static_cast<int>(length) + 1);
+  std::memcpy(to, from, length);
+  to[length] = '\0';
+}
+
+// One part of the path: nothing and "." stay here, ".." goes one back, as far as there is something.
+void gbb_TraverseContext::Follow(const char* from, const char* end) {
+  const std::string_view part(from, static_cast<std::size_t>(end - from));
+  if (part == "..") {
+    if (m_counts[1] == 0)
+      return;
+    --m_counts[1];
+    do
+      m_components.RemoveLast(1);
+    while (m_components[m_components.Length() - 1] != '\0');
+  } else if (!part.empty() && part != ".") {
+    Append(from, end);
+    ++m_counts[1];
+  }
+}
 
 bool gbb_TraverseContext::Advance() {
   ++m_step;
@@ -58,6 +56,8 @@ bool gbb_TraverseContext::Advance() {
 const char* gbb_TraverseContext::Component() const {
   if (m_step < 0)
     return "";
-  return m_phase == 0 ? m_components->where.c_str()
-                      : m_components->path[static_cast<std::size_t>(m_step)].c_str();
+  const char* at = m_components.Data();
+  for (int skipped = m_phase == 0 ? 0 : m_step + 1; skipped > 0; --skipped)
+    at += std::strlen(at) + 1;
+  return at;
 }

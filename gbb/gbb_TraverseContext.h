@@ -1,9 +1,8 @@
 #pragma once
 
+#include <gbb/gbb_AutoArray.h>
 #include <gbb/gbb_Path.h>
 #include <kda/kda_Export.h>
-
-#include <memory>
 
 class gbb_Handle;
 
@@ -30,9 +29,13 @@ class gbb_TraverseVisitor {
 /// next component. A text without "#" is all path. Empty components and "." are dropped, ".." removes the
 /// component before it. The first phase has one step, from the root to the simulation, the second one step
 /// for each component of the path.
-class PDM_CORE_API gbb_TraverseContext {
+///
+/// Threads: one at a time for each walk and the root that it goes through.
+class PDM_CORE_API gbb_TraverseContext : public mem_AllocationOperatorsTiny {
  public:
-  /// \param target the target text. \param origin where the walk starts. \param flags those of the request.
+  /// \param target  the target text.
+  /// \param origin  where the walk starts.
+  /// \param flags  those of the request.
   gbb_TraverseContext(const char* target, gbb_Path origin, unsigned flags,
                       gbb_TraverseVisitor* visitor = nullptr);
   ~gbb_TraverseContext();
@@ -51,13 +54,17 @@ class PDM_CORE_API gbb_TraverseContext {
   void SetStatus(gbb_LinkStatus status) { m_status = status; }
 
   /// Goes one step on: from the last step of a phase to the first of the next, and from the last step of
-  /// all back to the start (phase 0, step -1). \return true when the walk goes on.
+  /// all back to the start (phase 0, step -1).
+  /// \return true when the walk goes on.
   bool Advance();
   /// The component of the current step: the simulation's alias in phase 0, a member's name or an element's
   /// number in phase 1; "" before the first step. Valid while the context lives.
   const char* Component() const;
 
  private:
+  void Append(const char* from, const char* end);
+  void Follow(const char* from, const char* end);
+
   int m_counts[2];
   unsigned m_flags;
   int m_phase = 0;
@@ -65,6 +72,6 @@ class PDM_CORE_API gbb_TraverseContext {
   gbb_TraverseVisitor* m_visitor;
   int m_status = gbb_kResolved;
   gbb_Path m_origin;
-  struct Components;
-  std::unique_ptr<Components> m_components;
+  // The simulation's alias and the components of the path, one behind the other, each with its NUL.
+  gbb_AutoArray<char, gbb_TraverseContext> m_components;
 };

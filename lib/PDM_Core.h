@@ -25,13 +25,15 @@
 #include <msf/msfD_Root.h>
 #include <msf/msfD_Sim.h>
 
+// Threads: any may call the pair; what several threads may do between them stands at msfD_Root.
+
 /// Brings the library and everything it stands on up; call it before anything else. Only the first call
-/// does work. \param modules the caller's counter: every module that comes up adds 1.
-/// Any thread may call it at any time.
+/// does work.
+/// \param modules  the caller's counter: every module that comes up adds 1.
 PDM_CORE_API void DDB_PDM_Core_initialize(int& modules);
 
 /// Takes the library down on the last call, which closes all files: no other thread may use one then.
-/// \param modules every module that goes down subtracts 1.
+/// \param modules  every module that goes down subtracts 1.
 PDM_CORE_API void DDB_PDM_Core_finalize(int& modules);
 
 /// The version of the library that is loaded, as "major.minor.patch".

@@ -96,25 +96,18 @@ msfD_Sim msfD_Root::createSimIn(ORXSimContextID context, gbb_String fileName, gb
 }
 
 msfD_Sim msfD_Root::MakeSim(ORXSimContextID context, const gbb_String& fileName, const gbb_String& alias) {
-  msfD_SimHolder sim = NewSim();
+  msfD_SimHolder sim = msfD_Sim::New(m_trace);
+  sim.SetPath(gbb_Root(this), count());
   if (!BindNew(sim, context)) { // the file goes with the context: without a commit point it never was
     const gbb_Group failed(ORXSimContextRef(ORXSimContextID()).File().RootGroup()); // keeps the cause
-    sim = NewSim();
-    sim.Bind({}, failed);
+    sim = msfD_SimHolder::Open(gbb_Root(this), count(), {}, failed, m_trace);
   }
   return File(std::move(sim), fileName, alias);
 }
 
-msfD_SimHolder msfD_Root::NewSim() {
-  msfD_SimHolder sim = msfD_Sim::New(m_trace);
-  sim.SetPath(gbb_Root(this), count());
-  return sim;
-}
-
 // Group, stamp and class in one: the file's first commit point has a whole Sim.
 bool msfD_Root::BindNew(const msfD_SimHolder& sim, ORXSimContextID context) {
-  if (context.IsNull())
-    return gbb_Call::Fail();
+  gbb_Call::Check(!context.IsNull()); // why there is none is the cause, whatever fails now
   ORXSimUpdate update(context);
   gbb_Group group(ORXSimContextRef(context).File().RootGroup().GroupCreate(kSimGroup, 0));
   const bool stamped = group.Stamp(kSimStamp);

@@ -13,11 +13,11 @@
 /// from 0 in the order of opening. Files are told apart by their names, byte for byte. The Sims die with
 /// the root, which must not move while they live.
 ///
-/// Threads: a root, its Sims and everything reached from them belong to one thread at a time. Sims of
-/// different roots may be used in different threads at the same time.
+/// Threads: Sims of different roots may be used in different threads at the same time. A root, its opening
+/// and closing, its Sims and the links between them belong to one thread at a time.
 class PDM_CORE_API msfD_Root : public gbb_RootImpl {
  public:
-  /// \param trace 0, or prints each operation, here and in every object of its Sims.
+  /// \param trace  0, or prints each operation, here and in every object of its Sims.
   explicit msfD_Root(int trace);
   ~msfD_Root() override;
   msfD_Root(const msfD_Root&) = delete;
@@ -34,9 +34,9 @@ class PDM_CORE_API msfD_Root : public gbb_RootImpl {
   /// open here, or an alias that is taken, prints a line and gives an empty Sim. When the file cannot be
   /// made, the Sim is there but can hold nothing; a line and ORXSimManager::LastError() say why.
   ///
-  /// \param alias a name for links and getByAlias(); may be empty.
+  /// \param alias  a name for links and getByAlias(); may be empty.
   ///
-  /// \param contextOption durability of commit points, as ORXSimManager::CreateContext; -1 is 1.
+  /// \param contextOption  durability of commit points, as ORXSimManager::CreateContext; -1 is 1.
   msfD_Sim createSim(gbb_String fileName, gbb_String alias, int contextOption);
   /// The same in a context that the caller made by ORXSimManager::CreateContext, which belongs to the Sim
   /// from then on and is closed when there is none. Within an update scope of the caller nothing is
@@ -47,12 +47,12 @@ class PDM_CORE_API msfD_Root : public gbb_RootImpl {
   msfD_Sim openSim(gbb_String fileName, gbb_String alias, int contextOption);
   /// As openSim, for reading only.
   ///
-  /// \param contextOption also 3: live reading while another program writes; the Sim is as at that program's
-  /// last commit point when it was opened or refreshed.
+  /// \param contextOption  also 3: live reading while another program writes; the Sim is as at that program's
+  ///                       last commit point when it was opened or refreshed.
   msfD_Sim openSimReadOnly(gbb_String fileName, gbb_String alias, int contextOption);
   /// Moves a Sim that was opened for live reading on to the newest commit point. Handles stay valid and are
-  /// as the file says from then on; references that getters gave are not. \return false, with the cause in
-  /// ORXSimManager::LastError(), when that failed or the Sim is no live one.
+  /// as the file says from then on; references that getters gave are not.
+  /// \return false, with the cause in ORXSimManager::LastError(), when that failed or the Sim is no live one.
   bool refreshSim(msfD_Sim sim);
   /// Closes a Sim and its file; later Sims move down by one position. One without a position is ignored.
   void closeSim(msfD_Sim sim);
@@ -65,7 +65,6 @@ class PDM_CORE_API msfD_Root : public gbb_RootImpl {
   msfD_Sim OpenSim(const char* operation, const gbb_String& fileName, const gbb_String& alias, int openFlags,
                    int contextOption);
   msfD_Sim MakeSim(ORXSimContextID context, const gbb_String& fileName, const gbb_String& alias);
-  msfD_SimHolder NewSim();
   static bool BindNew(const msfD_SimHolder& sim, ORXSimContextID context);
   msfD_Sim File(msfD_SimHolder sim, const gbb_String& fileName, const gbb_String& alias);
   static void Forget(kda_MapString<msfD_Sim>& table, const msfD_Sim& sim);

@@ -9,6 +9,7 @@
 template class gbb_InterfaceOf<msfD_SimTraits>;
 template class gbb_ObjectHandle<msfD_SimTraits>;
 template class gbb_HolderBase<msfD_SimTraits>;
+template class gbb_TypedLink<msfD_Sim>;
 
 gbb_Class msfD_SimInterface::StaticClass() {
   return gbb_DefineClass<msfD_SimTraits>(nullptr);
@@ -124,7 +125,7 @@ void msfD_SimImpl::Bind(ORXSimContextID context, const gbb_Group& group) {
   m_group.WriteClass(m_interface->Class().ClassID());
   m_children.Bind(Owner());
   m_connected = true;
-  m_epochs = ORXSimManager::Epochs();
+  m_freshness.Keep();
   gbb_CommitBound(update, context);
 }
 

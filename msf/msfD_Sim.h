@@ -47,13 +47,16 @@ class PDM_CORE_API msfD_SimInterface : public gbb_InterfaceOf<msfD_SimTraits> {
 /// A handle, one pointer wide; valid until the Sim is closed. On an empty handle each operation prints its
 /// line and answers the null value. After a createSim that could not make its file the Sim is there, but
 /// holds nothing and takes nothing; ORXSimManager::LastError() says why.
+///
+/// Threads: one at a time for all objects of a root.
 class PDM_CORE_API msfD_Sim : public gbb_ObjectHandle<msfD_SimTraits> {
  public:
   constexpr msfD_Sim() = default;
   /// Empty unless the object is a Sim.
   msfD_Sim(const gbb_Handle& object) : gbb_ObjectHandle(object) {}
 
-  /// A new Sim that belongs to no root and no file. \param trace 0, or prints each operation.
+  /// A new Sim that belongs to no root and no file.
+  /// \param trace  0, or prints each operation.
   static msfD_SimHolder New(int trace);
   /// As above, with the caller's own interface object, which must outlive the Sim.
   static msfD_SimHolder New(msfD_SimInterface* outer, int trace);
@@ -65,8 +68,8 @@ class PDM_CORE_API msfD_Sim : public gbb_ObjectHandle<msfD_SimTraits> {
   /// The discrete model, empty when there is none.
   msfD_DiscreteModel discreteModel() const;
   /// Gives the Sim its discrete model; the holder is empty afterwards. One that is there already stays: a
-  /// line is printed and the new one destroyed. Prints a line when the write fails. \return the handle of
-  /// what is there now, empty after a failed write.
+  /// line is printed and the new one destroyed. Prints a line when the write fails.
+  /// \return the handle of what is there now, empty after a failed write.
   msfD_DiscreteModel DiscreteModel(msfD_DiscreteModelHolder model) const;
 
  private:
@@ -94,8 +97,11 @@ class PDM_CORE_API msfD_SimHolder : public gbb_HolderBase<msfD_SimTraits> {
     return source;
   }
 
-  /// The Sim of an open file. \param root whose Sim it is; \param index its position there.
-  /// \param group the file's group "sim". The Sim owns the context and closes it.
+  /// The Sim of an open file.
+  /// \param root  whose Sim it is.
+  /// \param index  its position there.
+  /// \param context  of the file; the Sim owns it from then on and closes it.
+  /// \param group  the file's group "sim".
   static msfD_SimHolder Open(gbb_Root root, int index, ORXSimContextID context, const gbb_Group& group,
                              int trace);
   /// As above, with the caller's own interface object, which must outlive the Sim.
@@ -111,6 +117,8 @@ class PDM_CORE_API msfD_SimHolder : public gbb_HolderBase<msfD_SimTraits> {
   friend class msfD_Sim;
   msfD_SimHolder(msfD_SimImpl* impl, unsigned flags) : gbb_HolderBase(impl, flags) {}
 };
+
+extern template class gbb_TypedLink<msfD_Sim>;
 
 template <>
 struct gbb_MemberTable<msfD_SimTraits> {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <gbb/gbb_Freshness.h>
 #include <gbb/pattern/gbb_Children.h>
 #include <msf/msfD_Sim.h>
 
@@ -10,6 +10,7 @@ struct gbb_ChildrenOf<msfD_SimTraits> {
 };
 
 /// The implementation of a Sim: owns the context of its file and the file's schema snapshot.
+/// Threads: one at a time for all objects of a root.
 class msfD_SimImpl final : public msfD_SimInterface {
  public:
   /// A new Sim that belongs to no root and no file.
@@ -40,23 +41,23 @@ class msfD_SimImpl final : public msfD_SimInterface {
     Sync();
     return m_children.Opened<Index>(Owner());
   }
+  /// An empty holder is placed like any other and says that it is empty.
   template <int Index>
   auto SetChild(auto& holder) {
     Sync();
+    if (!holder && !m_children.Has<Index>(Owner()))
+      holder.SetPath(Path(), Index);
     return m_children.Set<Index>(Owner(), m_context, holder);
   }
 
  private:
   // After a rollback or a refresh the children are looked up again.
   void Sync() {
-    if (m_epochs == ORXSimManager::Epochs()) [[likely]]
-      return;
-    if (ORXSimContextRef(m_context).Epoch() > m_epochs)
-      m_children.Suspect();
-    m_epochs = ORXSimManager::Epochs();
+    if (!m_freshness.Holds()) [[unlikely]]
+      m_freshness.Look(m_context);
   }
   void RegisterClasses();
-  gbb_ChildOwner Owner() const { return {gbb_Path(&m_path), m_group, m_trace, m_connected}; }
+  gbb_ChildOwner Owner() const { return {Path(), m_group, m_trace, m_connected, m_freshness.Change()}; }
 
   msfD_SimInterface* m_interface;
   gbb_PathImpl m_path;
@@ -64,8 +65,8 @@ class msfD_SimImpl final : public msfD_SimInterface {
   gbb_Group m_group;         // the file's group "sim" once bound
   int m_trace;
   bool m_connected = false;
-  std::uint64_t m_epochs = ORXSimManager::Epochs(); // when the Sim was last as its file
   gbb_SchemaSnapshotImpl m_schemaSnapshot;
   gbb_Children<msfD_SimTraits> m_children; // the discrete model
+  gbb_Freshness m_freshness;               // of the children
   msfD_SimMembers m_members;
 };

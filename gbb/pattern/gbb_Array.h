@@ -8,6 +8,8 @@
 ///
 /// Elements are opened from the file when they are asked for. Valid while the owner object lives.
 /// \tparam Element the elements' handle; \tparam Holder their holder; \tparam Owner the owning class.
+///
+/// Threads: one at a time for all objects of a root.
 template <class Element, class Holder, class Repository, class Owner>
 class gbb_Array {
  public:

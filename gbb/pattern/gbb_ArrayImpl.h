@@ -1,9 +1,9 @@
 #pragma once
 
 #include <UTI_CoreUtils/err_Stream.h>
-#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <gbb/gbb_Call.h>
 #include <gbb/gbb_Context.h>
+#include <gbb/gbb_Freshness.h>
 #include <gbb/gbb_Group.h>
 #include <gbb/gbb_Path.h>
 #include <gbb/gbb_TraverseContext.h>
@@ -15,6 +15,7 @@
 #include <cstring>
 
 /// What stands behind a gbb_Array: one owning holder per element, opened from the file on its first use.
+/// Threads: one at a time for all objects of a root.
 template <class Element, class Holder, class Repository, class Owner>
 class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
  public:
@@ -22,12 +23,12 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
   explicit gbb_ArrayImpl(int trace) : m_trace(trace) {}
   /// An array of the file; an empty group is an array without elements.
   gbb_ArrayImpl(const gbb_Path& parent, int index, const gbb_Group& group, int trace)
-      : m_connected(true), m_epochs(0), m_path(parent, index), m_group(group), m_trace(trace) {
+      : m_connected(true), m_path(parent, index), m_group(group), m_trace(trace) {
     const int size = group.ReadSize();
-    if (size < 0) // not known
-      return;
-    m_slots.Grow(size);
-    m_epochs = ORXSimManager::Epochs();
+    if (size < 0)
+      m_freshness.Doubt();
+    else
+      m_slots.Grow(size);
   }
 
   int count() {
@@ -55,7 +56,7 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
     Sync();
     if (!m_connected)
       return Append(std::move(element)).Get();
-    if (!gbb_Call::Check(m_epochs == ORXSimManager::Epochs())) // how many there are could not be read
+    if (!gbb_Call::Check(!m_freshness.Doubtful())) // how many there are could not be read
       return Element();
     const ORXSimContextID context = gbb_ContextOf(gbb_Path(&m_path));
     ORXSimUpdate update(context);
@@ -72,7 +73,13 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
     return Element();
   }
 
-  void SetPath(const gbb_Path& parent, int index) { m_path = gbb_PathImpl(parent, index); }
+  void SetPath(const gbb_Path& parent, int index) {
+    m_path = gbb_PathImpl(parent, index);
+    m_slots.ForEachUsed([this](Holder& slot, int i) {
+      if (!!slot)
+        slot.SetPath(Path(), i);
+    });
+  }
   gbb_Path Path() const { return gbb_Path(&m_path); }
 
   /// Writes the array and its elements into a group that gbb_Group::CreateArray has made.
@@ -91,7 +98,7 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
     }
     m_group.UpdateSize(m_slots.Length());
     m_connected = true;
-    m_epochs = ORXSimManager::Epochs();
+    m_freshness.Keep();
   }
 
   /// Goes on with a walk: the next component is an element's number.
@@ -111,35 +118,28 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
 
  private:
   void Sync() {
-    if (m_epochs != ORXSimManager::Epochs()) [[unlikely]]
+    if (!m_freshness.Holds()) [[unlikely]]
       LookAgain();
   }
 
   // After a rollback or a refresh there are as many elements as the file has. Those that are open stay; they
   // look after themselves. What cannot be read now is looked at again.
   void LookAgain() {
-    const gbb_Path path(&m_path);
-    if (m_lost)
-      return static_cast<void>(m_group.Found()); // says why
-    const std::uint64_t epochs = ORXSimManager::Epochs();
-    const bool moved = m_connected && gbb_HasMoved(path, m_epochs);
-    if (!moved || !m_group.Parent())
-      return static_cast<void>(m_epochs = epochs);
-    const ORXSimFound owner = path.IsRemoved() ? ORXSimFound::kMissing : m_group.Parent().Found();
-    gbb_Group group;
-    int size = 0;
-    if (owner == ORXSimFound::kFound) {
-      group = gbb_Group::Open(gbb_Group(m_group.Parent()), m_group.Name());
-      size = group.ReadSize();
-    }
-    if (owner == ORXSimFound::kUnreadable || size < 0)
-      return;
-    m_lost = owner == ORXSimFound::kMissing;
-    m_epochs = m_lost ? 0 : epochs;
-    if (m_lost)
+    if (!m_connected)
+      return m_freshness.Keep();
+    const gbb_Freshness::Answer answer = m_freshness.Look(Path(), m_group.Parent());
+    int size = answer == gbb_Freshness::kUnread ? -1 : 0;
+    if (answer == gbb_Freshness::kGone) {
       m_group.Drop();
-    else
-      m_group = group;
+    } else if (answer == gbb_Freshness::kMoved) {
+      if (!!m_group.Parent())
+        m_group = gbb_Group::Open(gbb_Group(m_group.Parent()), m_group.Name());
+      size = m_group.ReadSize();
+    } else if (answer == gbb_Freshness::kSame) {
+      return;
+    }
+    if (size < 0)
+      return m_freshness.Doubt();
     while (m_slots.Length() > size)
       m_slots.RemoveLast().RemoveTo(m_removed);
     m_slots.Grow(size);
@@ -173,11 +173,10 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
   }
 
   bool m_connected = false;
-  bool m_lost = false;                              // the owner is not in the file any more
-  std::uint64_t m_epochs = ORXSimManager::Epochs(); // when the array was last as the file; 0 once it is lost
   gbb_PathImpl m_path;
   gbb_Slots<Holder, Owner> m_slots; // one without gbb_kHolds has not been opened yet
   gbb_Removed m_removed;
   gbb_Group m_group;
+  gbb_Freshness m_freshness; // of the number of elements
   int m_trace;
 };

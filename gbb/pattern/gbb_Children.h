@@ -8,6 +8,7 @@
 #include <gbb/pattern/gbb_Text.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <tuple>
 #include <utility>
 
@@ -21,7 +22,8 @@ struct gbb_Child {
   using Holder = HolderOfChild;
   static constexpr const char* name() { return Name.chars; }
 
-  Holder holder; // empty until opened or given
+  Holder holder;            // empty until opened or given
+  std::uint64_t change = 0; // the owner's when the holder was last looked up
 };
 
 /// The children of a class as a std::tuple of gbb_Child; specialised beside each implementation.
@@ -33,10 +35,14 @@ struct gbb_ChildOwner {
   gbb_Path path;
   const gbb_Group& group;
   int trace;
-  bool connected; // the owner is in the file, and its children are to be found there
+  bool connected;       // the owner is in the file, and its children are to be found there
+  std::uint64_t change; // the owner's last, as gbb_Freshness::Change(); what is older is looked up again
 };
 
-/// The children of one object, opened from the file on first use.
+/// The children of one object, opened from the file on first use. When the owner has changed they are looked
+/// up again as they are used; one that the file does not have any more is removed then.
+///
+/// Threads: one at a time for all objects of a root.
 template <class Traits>
 class gbb_Children {
  public:
@@ -44,18 +50,23 @@ class gbb_Children {
   /// owner that is not in a file yet begins empty, in memory.
   template <int Index>
   auto& Opened(const gbb_ChildOwner& owner);
-  /// Takes a child over, unless there is one: then a line is printed and the new one destroyed.
-  /// \param context of the owner's file. \param holder empty afterwards.
+  /// Takes a child over, unless there is one: then a line is printed and the new one destroyed. An empty
+  /// holder is bound like any other and says that it is empty.
+  /// \param context  of the owner's file.
+  /// \param holder  empty afterwards.
   /// \return the handle of the child that is there now; empty when it could not be written.
   template <int Index>
   auto Set(const gbb_ChildOwner& owner, ORXSimContextID context, auto& holder);
-  /// The owner's file has changed: the children are looked up again when they are used. One that the file
-  /// does not have any more is removed then.
-  void Suspect();
+  /// True when the owner has a child at `Index`, which may be one that cannot be opened.
+  template <int Index>
+  bool Has(const gbb_ChildOwner& owner);
+  /// The owner has been placed: so are the children that are held, and what is below them.
+  void SetPath(const gbb_Path& owner);
   /// Writes all children into groups below the owner's, named by the members.
   void Bind(const gbb_ChildOwner& owner);
-  /// Goes on with a walk to the child that the context's component names. \return false when no child has
-  /// that name. \param found what the walk reached.
+  /// Goes on with a walk to the child that the context's component names.
+  /// \return false when no child has that name.
+  /// \param found  what the walk reached.
   bool Traverse(const gbb_ChildOwner& owner, gbb_TraverseContext& context, gbb_Handle& found);
 
  private:

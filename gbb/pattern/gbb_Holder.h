@@ -6,6 +6,8 @@
 
 /// Owns an array (or anything with a handle and an implementation of that form): a pointer and flags, as
 /// the holders of the classes; moved, never copied.
+///
+/// Threads: one at a time for all objects of a root.
 template <class Handle, class Impl>
 class gbb_Holder {
  public:

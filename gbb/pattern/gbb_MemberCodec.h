@@ -38,6 +38,7 @@ template <>
 struct gbb_BaseOf<ORXSimDistributionID> : gbb_BaseIs<gbb_MemoryStream::kDistribution> {};
 
 /// How a value of type T stands in a member record: its shape and base, and its bytes after the tag.
+/// Threads: one at a time for the stream and the value.
 template <class T>
 struct gbb_Codec {
   static constexpr auto kShape = gbb_MemoryStream::kSingle;

@@ -43,6 +43,8 @@ constexpr void gbb_ForEach(F&& f) {
 
 /// Calls f(member, value) for each simple member of an object in the order in which they are saved;
 /// `member` has name() and kIndex. An empty handle has none.
+///
+/// Threads: those of the object.
 template <class Handle, class F>
 void gbb_ForEachMember(const Handle& object, F&& f) {
   if (const auto* const members = object.ReadMembers())

@@ -5,6 +5,8 @@
 
 /// A scoped write to one object: change the members, then commit. What is not committed when the access
 /// ends is discarded.
+///
+/// Threads: one at a time for all objects of a root.
 template <class Traits>
 class PDM_CORE_API gbb_ObjectAccess {
  public:

@@ -8,6 +8,8 @@
 ///
 /// Copying a handle does not copy the object. A handle owns nothing: it is valid while a holder keeps the
 /// object. A call on an empty handle prints its line and answers the null value.
+///
+/// Threads: one at a time for all objects of a root.
 template <class TraitsOfClass>
 class PDM_CORE_API gbb_ObjectHandle {
  public:

@@ -16,13 +16,14 @@ enum gbb_HolderFlags : unsigned {
   gbb_kHolds = 1u << 0,    ///< there is an object
   gbb_kDirect = 1u << 1,   ///< operations are called on the held implementation itself, not on its interface
   gbb_kBasePart = 1u << 2, ///< the object is the base part of another one
-  gbb_kSuspect = 1u << 3,  ///< the file has changed, and nobody has looked whether it still has the object
 };
 
 /// What all holders share: the ownership of one implementation object, moved, never copied.
 ///
 /// The object dies with its holder, or with Close(). Operations on an empty holder print their line and do
 /// nothing.
+///
+/// Threads: one at a time for all objects of a root.
 template <class Traits>
 class PDM_CORE_API gbb_HolderBase {
  public:
@@ -51,9 +52,6 @@ class PDM_CORE_API gbb_HolderBase {
   void Close();
   /// Hands over an object that is not in the file any more; the holder is empty afterwards.
   void RemoveTo(gbb_Removed& removed);
-  void SetSuspect(bool suspect) {
-    m_flags = (m_flags & ~gbb_kSuspect) | (suspect && m_impl != nullptr ? gbb_kSuspect : 0u);
-  }
 
  protected:
   gbb_HolderBase(typename Traits::Impl* impl, unsigned flags) : m_impl(impl), m_flags(flags) {}
@@ -79,7 +77,8 @@ class PDM_CORE_API gbb_ObjectHolder : public gbb_HolderBase<Traits> {
   /// Marks the object as the base part of another one.
   void MarkBasePart() { this->m_flags |= gbb_kBasePart; }
 
-  /// Takes an implementation over. \param flags gbb_HolderFlags.
+  /// Takes an implementation over.
+  /// \param flags  gbb_HolderFlags.
   static gbb_ObjectHolder Adopt(typename Traits::Impl* impl, unsigned flags) {
     return gbb_ObjectHolder(impl, flags);
   }
@@ -101,7 +100,9 @@ class PDM_CORE_API gbb_ObjectHolder : public gbb_HolderBase<Traits> {
   /// Opens a stored object of the class or one that descends from it. A class that the file's snapshot does
   /// not know, or that is unrelated, prints its line and answers an empty holder.
   static gbb_ObjectHolder OpenStored(const gbb_Path& parent, int index, const gbb_Group& group, int trace);
-  /// As OpenStored, always as this class, with `outer` as the object's interface.
+  /// As OpenStored, with `outer` as the object's interface. What is stored must be of this very class, or of
+  /// one that the interface says it is: an object of any other class that descends from this one has its own
+  /// stream there, which is not to be read, or written over, as one of this class.
   static gbb_ObjectHolder OpenStored(typename Traits::Interface* outer, const gbb_Path& parent, int index,
                                      const gbb_Group& group, int trace);
   gbb_ObjectHolder(typename Traits::Impl* impl, unsigned flags) : gbb_HolderBase<Traits>(impl, flags) {}

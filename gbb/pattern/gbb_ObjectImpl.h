@@ -1,6 +1,7 @@
 #pragma once
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <gbb/gbb_Freshness.h>
 #include <gbb/gbb_Group.h>
 #include <gbb/gbb_MemoryStream.h>
 #include <gbb/gbb_ObjectInterface.h>
@@ -54,6 +55,8 @@ class gbb_BasePart<Traits, void> {
 /// After a rollback or a refresh of its file the object is as the file says from its next use on: the cached
 /// members are dropped and the children looked up again. An object that the file does not have any more
 /// answers default values and writes nothing; every use reports so in ORXSimManager::LastError().
+///
+/// Threads: one at a time for all objects of a root.
 template <class Traits>
 class gbb_ObjectImpl : public Traits::Interface {
  public:
@@ -62,8 +65,10 @@ class gbb_ObjectImpl : public Traits::Interface {
   using Initial = typename Traits::Initial;
   using BasePart = gbb_BasePart<Traits>;
 
-  /// A new object, in memory only. \param outer the caller's interface object, null for none.
-  /// \param initial what the members are made from; \param baseInitial the same for the base part.
+  /// A new object, in memory only.
+  /// \param outer  the caller's interface object, null for none.
+  /// \param initial  what the members are made from.
+  /// \param baseInitial  the same for the base part.
   gbb_ObjectImpl(InterfaceType* outer, Initial initial, typename BasePart::Initial baseInitial, int trace);
   /// A stored object; it is connected, its members are read on first use.
   gbb_ObjectImpl(InterfaceType* outer, const gbb_Path& parent, int index, const gbb_Group& group, int trace);
@@ -77,6 +82,7 @@ class gbb_ObjectImpl : public Traits::Interface {
   void* Handle(gbb_Class wanted) override;
   void Bind(const gbb_Group& group) override;
   gbb_Handle Traverse(gbb_TraverseContext& context) override;
+  gbb_ObjectInterface* Identity() override { return m_interface == this ? this : m_interface->Identity(); }
 
   /// The object that receives the class's operations: the caller's interface or this.
   InterfaceType* Interface() const { return m_interface; }
@@ -105,7 +111,8 @@ class gbb_ObjectImpl : public Traits::Interface {
     Sync();
     return m_children.template Opened<Index>(Owner());
   }
-  /// Takes a child over, unless there is one. \return the child's handle.
+  /// Takes a child over, unless there is one.
+  /// \return the child's handle.
   template <int Index>
   auto SetChild(auto& holder) {
     Sync();
@@ -117,9 +124,11 @@ class gbb_ObjectImpl : public Traits::Interface {
   void AttachTo(InterfaceType* outer);
 
  private:
-  gbb_ChildOwner Owner() const { return {gbb_Path(&m_path), m_group, m_trace, m_connected}; }
+  gbb_ChildOwner Owner() const {
+    return {gbb_Path(&m_path), m_group, m_trace, m_connected, m_freshness.Change()};
+  }
   void Sync() {
-    if (m_epochs != ORXSimManager::Epochs()) [[unlikely]]
+    if (!m_freshness.Holds()) [[unlikely]]
       LookAgain();
   }
   void LookAgain();
@@ -130,27 +139,24 @@ class gbb_ObjectImpl : public Traits::Interface {
   Members* LoadMembers();
   void LoadMembersAgain();
   Members* CopyMembers() const;
-  void BindMembers();
+  void BindMembers(ORXSimContextID context);
   void SaveMembers();
-  bool Encode(gbb_MemoryStream::Buffer& bytes);
+  bool Encode(gbb_MemoryStream::Buffer& bytes, ORXSimContextID context);
 
   InterfaceType* m_interface; // the caller's own or this
   gbb_Group m_group;
   int m_trace;
   bool m_connected = false;
-  bool m_lost = false;                              // the file does not have the object any more
-  std::uint64_t m_epochs = ORXSimManager::Epochs(); // when the object was last as the file; 0 once it is lost
-  std::uint64_t m_discarded = m_epochs;             // when the cache was last discarded for that
-  std::unique_ptr<Members> m_stale;                 // a former cache that an access may still point to
-  Members* m_members = nullptr;                     // owned cache, null until first needed
+  Members* m_members = nullptr; // owned cache, null until first needed
   gbb_Children<Traits> m_children;
   BasePart m_base;
   gbb_PathImpl m_path;
-  Initial m_initial;           // what CreateMembers makes the members from
-  ORXSimContextID m_context;   // of the file, valid once m_contextKnown
-  bool m_contextKnown = false; // reset when the object is placed anew
-  bool m_unread = false;       // reading the stored stream failed: the cache holds defaults and is not saved
-  bool m_damaged = false;      // the stored stream was refused: the cache holds defaults and is not saved
-  int m_cacheNumber = 0;       // caches deleted so far
-  int m_streamSize = 64;       // bytes of the last stream, a guess for the next
+  gbb_Freshness m_freshness;        // of members and children
+  std::unique_ptr<Members> m_stale; // a former cache that an access may still point to
+  Initial m_initial;                // what CreateMembers makes the members from
+  ORXSimContextID m_context;        // of the file; null until it is known, and when the object is placed anew
+  bool m_unread = false;            // reading the stored stream failed: the cache holds defaults, never saved
+  bool m_damaged = false;           // the stored stream was refused: the cache holds defaults, never saved
+  int m_cacheNumber = 0;            // caches deleted so far
+  int m_streamSize = 64;            // bytes of the last stream, a guess for the next
 };

@@ -2,6 +2,7 @@
 
 // The definitions of the class pattern's templates. Only the source file of a schema class includes this;
 // it instantiates them for its class, and everybody else links against that.
+// Threads: as the templates' own headers say.
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <gbb/gbb_Call.h>

@@ -13,10 +13,11 @@ void gbb_Children<Traits>::Open(const gbb_ChildOwner& owner, auto& child) {
   using Holder = typename Child::Holder;
   constexpr bool isArray = gbb_kIsArrayHolder<Holder>; // arrays look after themselves
   if constexpr (!isArray)
-    if ((child.holder.Flags() & gbb_kSuspect) != 0) [[unlikely]]
+    if (!!child.holder && child.change != owner.change) [[unlikely]]
       LookAgain(owner, child);
   if (!!child.holder)
     return;
+  child.change = owner.change;
   if (owner.connected && (isArray || owner.group.HasChild(Child::name()))) {
     const gbb_Group group = gbb_Group::Open(owner.group, Child::name());
     child.holder = Holder::Open(owner.path, Child::kIndex, group, owner.trace);
@@ -31,23 +32,24 @@ template <class Traits>
 void gbb_Children<Traits>::LookAgain(const gbb_ChildOwner& owner, auto& child) {
   const ORXSimFound found = owner.group.Look(child.name());
   if (found == ORXSimFound::kFound)
-    child.holder.SetSuspect(false);
+    child.change = owner.change;
   else if (found == ORXSimFound::kMissing && owner.group.Found() == ORXSimFound::kFound)
     child.holder.RemoveTo(m_removed);
 }
 
 template <class Traits>
-void gbb_Children<Traits>::Suspect() {
-  const auto suspect = [](auto& child) {
-    if constexpr (!gbb_kIsArrayHolder<typename std::remove_cvref_t<decltype(child)>::Holder>)
-      child.holder.SetSuspect(true);
+void gbb_Children<Traits>::SetPath(const gbb_Path& owner) {
+  const auto place = [&](auto& child) {
+    if (!!child.holder)
+      child.holder.SetPath(owner, child.kIndex);
   };
-  std::apply([&](auto&... child) { (suspect(child), ...); }, m_table);
+  std::apply([&](auto&... child) { (place(child), ...); }, m_table);
 }
 
 template <class Traits>
 void gbb_Children<Traits>::Place(const gbb_ChildOwner& owner, auto& child, auto& holder) {
   child.holder = std::move(holder);
+  child.change = owner.change;
   child.holder.SetPath(owner.path, child.kIndex);
 }
 
@@ -60,14 +62,23 @@ auto& gbb_Children<Traits>::Opened(const gbb_ChildOwner& owner) {
 
 template <class Traits>
 template <int Index>
+bool gbb_Children<Traits>::Has(const gbb_ChildOwner& owner) {
+  return !!Opened<Index>(owner) || (owner.connected && owner.group.HasChild(At<Index>().name()));
+}
+
+template <class Traits>
+template <int Index>
 auto gbb_Children<Traits>::Set(const gbb_ChildOwner& owner, ORXSimContextID context, auto& holder) {
   using Child = std::remove_cvref_t<decltype(At<Index>())>;
-  auto& held = Opened<Index>(owner);
-  if (!!held || (owner.connected && owner.group.HasChild(Child::name()))) {
+  auto& held = At<Index>().holder;
+  if (Has<Index>(owner)) {
     gbb_Print<"**ERROR:", Traits::kName, "Impl::", gbb_Capitalised<Child::kName>(), ": already exists\n">();
-  } else if (!!holder && !owner.connected) {
-    Place(owner, At<Index>(), holder);
-  } else if (!!holder) {
+  } else if (!owner.connected) {
+    if (!!holder)
+      Place(owner, At<Index>(), holder);
+  } else if (!holder) {
+    holder.Bind(gbb_Group());
+  } else {
     ORXSimUpdate update(context);
     if (const gbb_Group group = gbb_Group::Create(owner.group, Child::name()); !!group) {
       Place(owner, At<Index>(), holder);

@@ -28,7 +28,7 @@ void gbb_PrintEmptyHandle() {
 template <class Traits>
 gbb_ObjectHandle<Traits>::gbb_ObjectHandle(const gbb_Handle& object) {
   const gbb_Class wanted = Traits::Interface::StaticClass();
-  if (object.Class().IsA(wanted))
+  if (object.Object() != nullptr && object.Class().IsA(wanted))
     m_impl = static_cast<typename Traits::Impl*>(
         static_cast<gbb_ObjectInterface*>(object.Object())->Handle(wanted));
 }
@@ -37,7 +37,7 @@ template <class Traits>
 gbb_ObjectHandle<Traits>::operator gbb_Handle() const {
   if (m_impl == nullptr)
     return {};
-  gbb_ObjectInterface* const object = m_impl->Interface();
+  gbb_ObjectInterface* const object = m_impl->Interface()->Identity();
   return gbb_Handle(object, object->Class());
 }
 
@@ -54,11 +54,21 @@ const typename Traits::Members* gbb_ObjectHandle<Traits>::ReadMembers() const {
   return m_impl == nullptr ? nullptr : m_impl->ReadMembers();
 }
 
+// A member as getters answer it: a flag is true or false, whatever byte a host has put there.
+template <class T>
+const T& gbb_Answer(const T& value) {
+  return value;
+}
+inline const bool& gbb_Answer(const bool& flag) {
+  static constexpr bool kFlags[] = {false, true};
+  return kFlags[gbb_FlagByte(flag)];
+}
+
 template <class Traits>
 template <auto Name, auto Field>
 const auto& gbb_ObjectHandle<Traits>::Get() const {
   if (m_impl != nullptr)
-    return m_impl->ReadMembers()->*Field;
+    return gbb_Answer(m_impl->ReadMembers()->*Field);
   gbb_PrintEmptyHandle<Traits, Name>();
   return gbb_NullValue<std::remove_cvref_t<decltype(std::declval<typename Traits::Members&>().*Field)>>();
 }

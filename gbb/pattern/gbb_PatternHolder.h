@@ -69,9 +69,10 @@ void gbb_ObjectHolder<Traits>::Bind(const gbb_Group& group) const {
     gbb_Print<"**ERROR ", Traits::kName, "Holder::Bind: called on an empty holder\n">();
 }
 
-// The class of a stored object of expected class Traits, uninitialised after a line when it cannot be one.
+// The class of a stored object of expected class Traits, uninitialised after a line when there is no such
+// class, or none that fits.
 template <class Traits>
-gbb_Class gbb_StoredClass(const gbb_Path& parent, const gbb_Group& group) {
+gbb_Class gbb_StoredClass(const gbb_Path& parent, const gbb_Group& group, auto fits) {
   const gbb_ClassID classID = group.ReadClass();
   const gbb_Class found = gbb_SnapshotOf(parent).GetClass(classID);
   if (!found) {
@@ -80,7 +81,7 @@ gbb_Class gbb_StoredClass(const gbb_Path& parent, const gbb_Group& group) {
     err_Write(" is not registered\n");
     return {};
   }
-  if (!found.IsA(Traits::Interface::StaticClass())) {
+  if (!found.IsA(Traits::Interface::StaticClass()) || !fits(found)) {
     gbb_Print<"**ERROR ", Traits::kName, "Holder::Open: unrelated class ">();
     classID.Print();
     err_Write("\n");
@@ -92,7 +93,7 @@ gbb_Class gbb_StoredClass(const gbb_Path& parent, const gbb_Group& group) {
 template <class Traits>
 gbb_ObjectHolder<Traits> gbb_ObjectHolder<Traits>::OpenStored(const gbb_Path& parent, int index,
                                                               const gbb_Group& group, int trace) {
-  const gbb_Class found = gbb_StoredClass<Traits>(parent, group);
+  const gbb_Class found = gbb_StoredClass<Traits>(parent, group, [](gbb_Class) { return true; });
   gbb_ObjectInterface* const object = !found ? nullptr : found.Open(parent, index, group, trace);
   if (object == nullptr)
     return {};
@@ -108,7 +109,10 @@ template <class Traits>
 gbb_ObjectHolder<Traits> gbb_ObjectHolder<Traits>::OpenStored(typename Traits::Interface* outer,
                                                               const gbb_Path& parent, int index,
                                                               const gbb_Group& group, int trace) {
-  if (!gbb_StoredClass<Traits>(parent, group))
+  const auto isOurs = [&](gbb_Class found) {
+    return found == Traits::Interface::StaticClass() || (outer != nullptr && outer->Class().IsA(found));
+  };
+  if (!gbb_StoredClass<Traits>(parent, group, isOurs))
     return {};
   return gbb_ObjectHolder(new typename Traits::Impl(outer, parent, index, group, trace),
                           gbb_kHolds | gbb_kDirect);

@@ -77,8 +77,9 @@ void gbb_ObjectImpl<Traits>::Trace() const {
 template <class Traits>
 void gbb_ObjectImpl<Traits>::SetPath(const gbb_Path& parent, int index) {
   m_path = gbb_PathImpl(parent, index);
-  m_contextKnown = false;
+  m_context = {};
   m_base.SetPath(parent, index);
+  m_children.SetPath(Path());
 }
 
 template <class Traits>
@@ -93,38 +94,27 @@ void* gbb_ObjectImpl<Traits>::Handle(gbb_Class wanted) {
   return m_base.Handle(wanted);
 }
 
-// The context of the object's file, found once for each place that the object is given.
+// The context of the object's file, found once for each place that the object is given. A place that leads to
+// no file, after a line, may do so later: an owner may be placed.
 template <class Traits>
 ORXSimContextID gbb_ObjectImpl<Traits>::Context() {
-  if (!m_contextKnown)
+  if (m_context.IsNull())
     m_context = gbb_ContextOf(Path());
-  m_contextKnown = true;
   return m_context;
 }
 
 template <class Traits>
 void gbb_ObjectImpl<Traits>::LookAgain() {
-  if (m_lost)
-    return static_cast<void>(m_group.Found()); // says why
-  const std::uint64_t epochs = ORXSimManager::Epochs();
-  if (!m_connected || !gbb_HasMoved(Path(), m_epochs))
-    return static_cast<void>(m_epochs = epochs);
-  if (m_discarded != epochs) { // once: an access may already have fetched the new ones
+  if (!m_connected)
+    return m_freshness.Keep();
+  const std::uint64_t before = m_freshness.Change();
+  const gbb_Freshness::Answer answer = m_freshness.Look(Path(), m_group.Object());
+  if (m_freshness.Change() != before) { // once for each: an access may already have fetched the new ones
     Trace<"LookAgain: dropping ", Traits::kName, "Members\n">();
     DiscardMembers(m_members);
     m_damaged = false;
-    m_children.Suspect();
-    m_discarded = epochs;
   }
-  m_lost = Path().IsRemoved();
-  if (!m_lost && !!m_group) {
-    const ORXSimFound found = m_group.Found();
-    if (found == ORXSimFound::kUnreadable) // the next use looks
-      return;
-    m_lost = found == ORXSimFound::kMissing;
-  }
-  m_epochs = m_lost ? 0 : epochs;
-  if (m_lost)
+  if (answer == gbb_Freshness::kGone)
     m_group.Drop();
 }
 
@@ -137,25 +127,26 @@ void gbb_ObjectImpl<Traits>::Bind(const gbb_Group& group) {
   }
   const gbb_Call call(gbb_HeadOf<Traits, "Impl::Bind">());
   const ORXSimQuiet quiet;
-  ORXSimUpdate update(Context());
+  const ORXSimContextID context = Context();
+  ORXSimUpdate update(context);
   m_group = group;
   if (m_group.WriteClass(m_interface->Class().ClassID()))
-    BindMembers();
+    BindMembers(context);
   m_base.Bind(m_group);
   m_children.Bind(Owner());
   m_connected = true;
-  m_epochs = ORXSimManager::Epochs();
-  gbb_CommitBound(update, Context());
+  m_freshness.Keep();
+  gbb_CommitBound(update, context);
 }
 
 template <class Traits>
-void gbb_ObjectImpl<Traits>::BindMembers() {
+void gbb_ObjectImpl<Traits>::BindMembers(ORXSimContextID context) {
   if (m_members == nullptr)
     m_members = CreateMembers();
   Trace<"BindMembers: saving ", Traits::kName, "Members\n">();
   gbb_MemoryStream::Buffer bytes;
-  if (!Encode(bytes))
-    bytes = gbb_MemoryStream(Context()).GetBuffer(); // no members: they are defaults when read back
+  if (!Encode(bytes, context))
+    bytes = gbb_MemoryStream(context).GetBuffer(); // no members: they are defaults when read back
   m_group.CreateMembers(bytes);
   m_streamSize = bytes.Length();
 }
@@ -289,8 +280,8 @@ void gbb_ObjectImpl<Traits>::LoadMembersAgain() {
 
 // The cached members as a stream; false after a line when one of them cannot be stored.
 template <class Traits>
-bool gbb_ObjectImpl<Traits>::Encode(gbb_MemoryStream::Buffer& bytes) {
-  gbb_MemoryStream stream(Context());
+bool gbb_ObjectImpl<Traits>::Encode(gbb_MemoryStream::Buffer& bytes, ORXSimContextID context) {
+  gbb_MemoryStream stream(context);
   stream.Reserve(m_streamSize);
   gbb_ForEach<typename gbb_MemberTable<Traits>::Members>(
       [&](auto member) { gbb_WriteMember(stream, member.kIndex, m_members->*member.kField); });
@@ -314,15 +305,16 @@ void gbb_ObjectImpl<Traits>::SaveMembers() {
     return;
   }
   gbb_MemoryStream::Buffer bytes;
-  if (!Encode(bytes))
+  const ORXSimContextID context = Context();
+  if (!Encode(bytes, context))
     return;
   const ORXSimQuiet quiet; // over the commit point too
   const bool written = m_group.WriteMembers(bytes);
   m_streamSize = bytes.Length();
   if (written) {
-    gbb_Commit(Context());
+    gbb_Commit(context);
     return;
   }
   DiscardMembers(m_members); // what is read next is what the file holds
-  gbb_TakeBack(Context());
+  gbb_TakeBack(context);
 }

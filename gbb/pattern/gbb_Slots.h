@@ -4,10 +4,13 @@
 
 /// The holders of an array's elements, in pages that are made when the first slot of them is used: an array
 /// of the file costs next to nothing however long it is. A slot keeps its place in memory while it exists.
+///
+/// Threads: one at a time for each array.
 template <class Holder, class Owner>
 class gbb_Slots {
  public:
-  /// n empty slots. \param n at least 0.
+  /// n empty slots.
+  /// \param n  at least 0.
   explicit gbb_Slots(int n = 0) : m_length(n) {
     m_pages.Reserve(PageOf(n + kPage - 1));
     while (m_pages.Length() < m_pages.Capacity())
@@ -23,6 +26,13 @@ class gbb_Slots {
     if (place >= page.Length()) [[unlikely]]
       Fill(page, place + 1);
     return page[place];
+  }
+
+  /// Calls f(slot, i) for the slots that have been used, and perhaps some empty ones.
+  void ForEachUsed(auto f) {
+    for (int page = 0; page < m_pages.Length(); ++page)
+      for (int place = 0; place < m_pages[page].Length(); ++place)
+        f(m_pages[page][place], page * kPage + place);
   }
 
   /// Takes the last slot away.

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 /// A text as a template argument, so that messages are joined at compile time.
+/// Threads: any number; a text never changes.
 template <std::size_t N>
 struct gbb_Text {
   char chars[N]{};

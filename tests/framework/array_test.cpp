@@ -44,6 +44,44 @@ TEST_F(Arrays, GrowBeforeAndAfterBindingAndAreReadBack) {
   Lines();
 }
 
+// More than one page of slots, with a last page that is full, not full and just begun.
+TEST_F(Arrays, GrowBeyondAPageAndAreAddedToAfterReopening) {
+  int written = 0;
+  const auto add = [&written](const msfD_Sim& sim, int upTo) {
+    ORXSimUpdate update(sim.distributionService().Context());
+    for (; written < upTo; ++written) {
+      const fesD_FESystem added = MeshOf(sim).systems().add(System(std::to_string(written).c_str()));
+      EXPECT_EQ(added.Path().Index(), written);
+    }
+    EXPECT_TRUE(update.Commit());
+  };
+  {
+    Model a(Path());
+    add(a.sim, 256);
+  }
+  for (const int upTo : {257, 300, 513}) {
+    msfD_Root root(0);
+    const msfD_Sim sim = root.openSim(Path().c_str(), "", -1);
+    const auto systems = MeshOf(sim).systems();
+    ASSERT_EQ(systems.count(), written);
+    const fesD_FESystem last = systems.get(written - 1);
+    add(sim, upTo);
+    ASSERT_EQ(systems.count(), upTo);
+    EXPECT_TRUE(systems.get(upTo == 257   ? 255
+                            : upTo == 300 ? 256
+                                          : 299) == last)
+        << "slots stay where they are";
+    for (const int i : {0, 255, 256, upTo - 1}) {
+      EXPECT_STREQ(systems.get(i).systemName().cStr(), std::to_string(i).c_str());
+      EXPECT_EQ(systems.get(i).Path().Index(), i);
+      EXPECT_TRUE(systems.get(i).Path().Parent().Parent() == MeshOf(sim).Path());
+    }
+    EXPECT_EQ(MeshOf(sim).Path().Index(), 6);
+    EXPECT_EQ(systems.get(0).Path().Parent().Index(), 18);
+    EXPECT_EQ(sim.discreteModel().Path().Index(), 0);
+  }
+}
+
 TEST_F(Arrays, ReportRangesAndNullItemsWhichKeepTheirPlace) {
   Model a(Path());
   const Systems systems = a.mesh.systems();

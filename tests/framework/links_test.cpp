@@ -2,6 +2,26 @@
 
 #include <framework/framework_Fixture.h>
 
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace {
+int s_news = 0; // blocks that this process has taken from the global heap of C++
+}
+[[gnu::noinline]] void* operator new(std::size_t n) {
+  ++s_news;
+  if (void* const block = std::malloc(n + (n == 0)))
+    return block;
+  throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+  std::free(block);
+}
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
+  std::free(block);
+}
+
 namespace {
 
 using Paths = framework_Fixture;
@@ -90,6 +110,53 @@ TEST_F(Links, KeepTheirLastSuccessForBitTwo) {
   EXPECT_EQ(link.Status(), 3);
   link.Get(cache);
   EXPECT_EQ(root.walks, 4) << "a failure is not kept";
+}
+
+// Status and handle stand where programs that were built against the documented order look for them.
+TEST_F(Links, KeepStatusAndHandleInThisOrder) {
+  StubRoot root;
+  const gbb_PathImpl top(gbb_Root(&root), 0);
+  root.answer = gbb_Handle(&root, gbb_SchemaSnapshot::StaticClass());
+  root.status = gbb_kWrongClass;
+  gbb_SimpleLink link(gbb_Path(&top), "#/x");
+  link.Get(0);
+  const struct {
+    void* table;
+    int status;
+    gbb_Handle handle;
+  }& seen = reinterpret_cast<decltype(seen)>(static_cast<gbb_LinkImpl&>(link));
+  EXPECT_TRUE(seen.status == 2 && seen.handle == root.answer);
+}
+
+// Everything of ours comes from the core's heap: links, walks, path records, objects, what a rollback
+// removed.
+TEST_F(Links, AndObjectsTakeNothingFromTheGlobalHeap) {
+  struct Quiet : gbb_RootImpl {
+    gbb_Handle Traverse(gbb_TraverseContext& walk) override {
+      while (walk.Advance())
+        steps += std::strlen(walk.Component()) > 0;
+      return {};
+    }
+    int steps = 0;
+  } root;
+  const int before = s_news;
+  {
+    gbb_PathImpl* const top = new gbb_PathImpl(gbb_Root(&root), 0);
+    gbb_LinkHolder link(
+        new gbb_SimpleLink(gbb_Path(top), "a long alias of a simulation#/first/of many/../components"));
+    link.Link()->Get(0);
+    delete new gbb_TraverseContext("#/a/b", gbb_Path(top), 0);
+    gbb_Removed removed;
+    const msfD_MeshHolder mesh = msfD_Mesh::New({}, {}, 0);
+    mesh.Get().systems().add(fesD_FESystem::New("s", {}, {}, 0));
+    mesh.Get().systems().get(0).SystemName("another name that is not short");
+    msfD_MeshHolder gone = msfD_Mesh::New({}, {}, 0);
+    gone.RemoveTo(removed);
+    const msfD_SimHolder sim = msfD_Sim::New(0);
+    delete top;
+  }
+  EXPECT_EQ(s_news - before, 0);
+  EXPECT_EQ(root.steps, 3);
 }
 
 TEST_F(Links, ReachTheObjectsOfASim) {

@@ -93,6 +93,26 @@ TEST_F(Pattern, TracesEveryOperationInOrder) {
   EXPECT_EQ(Lines(), "msfD_Root::closeSim\nmsfD_Root::openSimReadOnly " + file + "\n");
 }
 
+// An empty holder has nothing to be placed and bound, and says so where its owner would do that.
+TEST_F(Pattern, TakesNoEmptyHolderSilently) {
+  const msfD_SimHolder loose = msfD_Sim::New(0);
+  const msfD_DiscreteModelHolder unbound = msfD_DiscreteModel::New({}, {}, 0);
+  EXPECT_TRUE(!loose.Get().DiscreteModel({}) && !unbound.Get().Mesh({}));
+  const std::string place = "**ERROR msfD_DiscreteModelHolder::SetPath: called on an empty holder\n";
+  EXPECT_EQ(Lines(), place);
+  msfD_Root root(0);
+  const msfD_Sim sim = root.createSim(Path().c_str(), "", -1);
+  EXPECT_TRUE(!sim.DiscreteModel({}));
+  EXPECT_EQ(Lines(), place + "**ERROR msfD_DiscreteModelHolder::Bind: called on an empty holder\n");
+  const msfD_DiscreteModel model = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
+  EXPECT_TRUE(!!model && !model.Mesh({})) << "the place is still free";
+  EXPECT_EQ(Lines(), "**ERROR msfD_MeshHolder::Bind: called on an empty holder\n");
+  EXPECT_TRUE(!!model.Mesh(msfD_Mesh::New({}, {}, 0)));
+  EXPECT_TRUE(!!model.Mesh({}) && sim.DiscreteModel({}) == model);
+  EXPECT_EQ(Lines(), "**ERROR:msfD_DiscreteModelImpl::Mesh: already exists\n"
+                     "**ERROR:msfD_SimImpl::DiscreteModel: already exists\n");
+}
+
 TEST_F(Pattern, RefusesToBindTwiceAndToTakeASecondChild) {
   msfD_Root root(0);
   const msfD_Sim sim = root.createSim(Path().c_str(), "", -1);
@@ -115,9 +135,16 @@ TEST_F(Pattern, RefusesToBindTwiceAndToTakeASecondChild) {
   EXPECT_TRUE(!!reopened.Mesh(msfD_Mesh::New({}, {}, 0)));
   EXPECT_EQ(Lines(), "**ERROR:msfD_DiscreteModelImpl::Mesh: already exists\n");
 
-  // Bind on what is bound.
+  // Over a child that is there and cannot be opened.
   const std::string file = Path("b.pdm");
   const msfD_Sim other = root.createSim(file.c_str(), "", -1);
+  const gbb_Group top(ORXSimContextRef(other.distributionService().Context()).File().RootGroup());
+  gbb_Group::Create(gbb_Group::Open(top, "sim"), "discreteModel").WriteClass(gbb_ClassID("unknown"));
+  EXPECT_TRUE(!other.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)));
+  EXPECT_EQ(Lines(), "**ERROR msfD_DiscreteModelHolder::Open: class unknown is not registered\n"
+                     "**ERROR:msfD_SimImpl::DiscreteModel: already exists\n");
+
+  // Bind on what is bound.
   const gbb_Group place = GroupOf(other.distributionService().Context(), "place");
   msfD_MeshHolder bound = msfD_Mesh::New({}, {}, 1);
   bound.SetPath(other.Path(), 0);
@@ -132,15 +159,56 @@ TEST_F(Pattern, RefusesToBindTwiceAndToTakeASecondChild) {
   EXPECT_EQ(Lines(), "** ERROR msfD_SimImpl::Bind: called for a connected object\n");
 }
 
+// Which file it is in, an object learns from its path, and from that of its owners.
+TEST_F(Pattern, FindsItsFileOnceItOrAnOwnerIsPlaced) {
+  Model a(Path());
+  const msfD_DiscreteModelHolder tree = msfD_DiscreteModel::New({}, {}, 0);
+  const msfD_Mesh mesh = tree.Get().Mesh(msfD_Mesh::New({}, {}, 0));
+  const fesD_ModalSystem modal(mesh.systems().add(fesD_ModalSystem::New("s", {}, {}, {}, {}, 0)));
+  const fesD_ModalEvent event = modal.events().add(fesD_ModalEvent::New("e", 1, {}, {}, 0));
+  tree.Bind(GroupOf(a.sim.distributionService().Context(), "loose"));
+  mesh.Regions(a.nodes);
+  EXPECT_THAT(Lines(), testing::EndsWith("root is empty\n**ERROR msfD_MeshImpl::SaveMembers: error 3 saving "
+                                         "class data\n"));
+  tree.SetPath(a.sim.Path(), 0);
+  mesh.Regions(a.nodes);
+  modal.Dofs(a.nodes);
+  event.Frames(a.elements);
+  EXPECT_EQ(Lines(), "");
+  mesh.systems().add(System("later"));
+  { msfD_MeshAccess(mesh).members(); } // forgets the cache
+  EXPECT_TRUE(mesh.regions() == a.nodes && mesh.systems().count() == 2);
+  // A rollback is seen as well.
+  {
+    const ORXSimUpdate left(a.sim.distributionService().Context());
+    modal.Dofs(a.elements);
+    mesh.systems().add(System("never"));
+  }
+  EXPECT_TRUE(modal.dofs() == a.nodes && mesh.systems().count() == 2);
+}
+
 TEST_F(Pattern, RefusesForeignIdentifiersAndLeavesTheFileAlone) {
   Model a(Path("a.pdm")), b(Path("b.pdm"));
+  const char* const line = "**ERROR msfD_MeshImpl::SaveMembers: error 3 saving class data\n";
+  kda_MapString<ORXSimCSetID> sets;
+  for (const auto& [key, id] : {std::pair{"own", a.nodes}, {"z none", {}}, {"foreign", b.nodes}})
+    sets.insert(key, ORXSimCSetID(id, id.IsNull() ? -1 : 0));
   a.mesh.Faces(a.nodes);
+  a.mesh.NodeSets(sets);
+  EXPECT_EQ(Lines(), line);
+  // What cannot be stored stays in memory, and nothing is stored before it goes.
+  EXPECT_EQ(a.mesh.nodeSets().count(), 3);
+  a.mesh.Instances(a.elements);
+  EXPECT_EQ(Lines(), line);
+  sets.remove("foreign");
+  a.mesh.NodeSets(sets);
   a.mesh.Regions(b.nodes);
-  EXPECT_EQ(Lines(), "**ERROR msfD_MeshImpl::SaveMembers: error 3 saving class data\n");
+  EXPECT_EQ(Lines(), line);
   a.root.closeSim(a.sim);
   const msfD_Sim again = a.root.openSim(Path("a.pdm").c_str(), "", -1);
-  EXPECT_TRUE(MeshOf(again).regions().IsNull());
+  EXPECT_TRUE(MeshOf(again).regions().IsNull() && MeshOf(again).nodeSets().count() == 2);
   EXPECT_EQ(MeshOf(again).faces().Minor(), a.nodes.Minor());
+  EXPECT_EQ(MeshOf(again).instances().Minor(), a.elements.Minor());
 }
 
 TEST_F(Access, CommitsOnceAndDiscardsWithoutACommit) {

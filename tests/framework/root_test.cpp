@@ -2,6 +2,10 @@
 
 #include <framework/framework_Fixture.h>
 
+#include <support/sys_NoRoom.h>
+
+#include <fstream>
+
 namespace {
 
 using Root = framework_Fixture;
@@ -96,6 +100,40 @@ TEST_F(Root, OpensNothingSilentlyWhenThereIsNoSimulation) {
   EXPECT_FALSE(std::filesystem::exists(Path("missing.pdm")));
 }
 
+// What stands under the name decides: a closed HDF5 file and an empty one are replaced, others are left
+// alone.
+TEST_F(Root, CreatesOverWhatItMay) {
+  { Model whole(Path("sim")); }
+  const ORXSimContextID bare = ORXSimManager::CreateContext(Path("bare").c_str(), 0, 102, false, 1);
+  GroupOf(bare, "something else");
+  ORXSimManager::CloseContext(bare);
+  std::ofstream(Path("text")) << "a letter";
+  std::ofstream(Path("empty")).close();
+  for (const auto& [name, replaced] :
+       {std::pair{"sim", true}, {"bare", true}, {"empty", true}, {"text", false}}) {
+    const std::string file = Path(name), before = sys_Bytes(file);
+    {
+      msfD_Root root(0);
+      const msfD_Sim sim = root.createSim(file.c_str(), "", -1);
+      EXPECT_EQ(!sim.distributionService(), !replaced) << name;
+      EXPECT_TRUE(!sim.discreteModel());
+      EXPECT_EQ(!sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)), !replaced);
+      EXPECT_EQ(Lines().empty(), replaced);
+    }
+    EXPECT_EQ(sys_Bytes(file) == before, !replaced);
+    msfD_Root root(0);
+    const msfD_Sim sim = root.openSim(file.c_str(), "", -1);
+    EXPECT_EQ(!sim, !replaced);
+    if (replaced) {
+      EXPECT_TRUE(!!sim.discreteModel() && !sim.discreteModel().mesh()) << "nothing of the former is left";
+      EXPECT_FALSE(ORXSimContextRef(sim.distributionService().Context())
+                       .File()
+                       .RootGroup()
+                       .GetObjinfoExists("something else"));
+    }
+  }
+}
+
 TEST_F(Failing, CreationGivesASimThatHoldsNothing) {
   std::filesystem::create_directory(Path("folder"));
   { // a file that another root has open
@@ -124,4 +162,13 @@ TEST_F(Failing, CreationGivesASimThatHoldsNothing) {
   }
   msfD_Root root(0);
   EXPECT_TRUE(!!MeshOf(root.openSim(Path("held.pdm").c_str(), "", -1))) << "the held file was left alone";
+  // The Sim is bound once, whatever fails: the file, or its first commit point.
+  msfD_Root traced(1);
+  for (const rlim_t room : {0, 1, 1000}) {
+    const std::string file = Path(room == 0 ? "no/such/folder/y.pdm" : "full" + std::to_string(room));
+    const sys_NoRoom full(room);
+    EXPECT_FALSE(!traced.createSim(file.c_str(), "", -1));
+    EXPECT_THAT(Lines(), testing::StartsWith("msfD_Root::createSim " + file +
+                                             "\nmsfD_SimImpl::Bind\n**ERROR msfD_Root::createSim: " + file));
+  }
 }

@@ -144,6 +144,42 @@ TEST_F(MemberStream, TrustsNoHeaderNoLengthAndNoCount) {
   EXPECT_EQ(errorOf<kda_MapString<ORXSimCSetID>>({1, 0, 0, 0, 1, 0, 0, 0, 'k', 9, 0, 0, 0}), 2);
 }
 
+// A flag is a byte of the file or of the host's memory; whatever is not zero is true.
+TEST_F(MemberStream, TakesEveryFlagThatIsNotZeroAsTrue) {
+  gbb_MemoryStream stored(framed({2, 0, 255, 1}), kHere);
+  for (const bool expected : {true, false, true, true}) {
+    bool value = !expected;
+    stored.Read(value);
+    EXPECT_EQ(value, expected);
+  }
+  const unsigned char two = 2;
+  const bool& host = reinterpret_cast<const bool&>(two);
+  kda_List<bool> list;
+  list.append(true, 1);
+  std::memcpy(const_cast<bool*>(&list[0]), &two, 1);
+  gbb_MemoryStream written(kHere);
+  written.Write(host);
+  written.WriteTogether(host, false, host);
+  gbb_Codec<bool>::Write(written, host);
+  gbb_Codec<kda_List<bool>>::Write(written, list);
+  EXPECT_EQ(rawOf(written.GetBuffer()), (Raw{14, 0, 0, 0, 1, 1, 0, 1, 1, 1, 0, 0, 0, 1}));
+}
+
+// What was read before an error is there; the record with the error is not, and neither is what follows.
+TEST_F(MemberStream, KeepsWhatWasReadBeforeAnError) {
+  const Raw three = {3, 0, 0, 0, 1, 0, 0, 0, 'a', 1, 0, 0, 0, 'b', 3, 0, 0, 0, 'c', 'd'};
+  gbb_MemoryStream map(framed(three), kHere), list(framed(three), kHere);
+  kda_MapString<unsigned char> entries;
+  entries.insert("z", 9);
+  gbb_Codec<kda_MapString<unsigned char>>::Read(map, entries);
+  EXPECT_EQ(map.GetError(), 2);
+  EXPECT_TRUE(entries.count() == 1 && entries.get("a") == 1) << entries.count();
+  kda_List<kda_string> texts;
+  gbb_Codec<kda_List<kda_string>>::Read(list, texts);
+  EXPECT_EQ(list.GetError(), 2);
+  EXPECT_TRUE(texts.count() == 2 && texts[1].cStr() == std::string("b"));
+}
+
 TEST_F(AutoArray, TakesStorageOverAndDoubles) {
   Buffer a;
   for (int i = 0; i < 17; ++i)

@@ -24,3 +24,13 @@ internal=$(grep -E "^(${internal_prefix}|hdf_(ObjectRep|GroupRep|DatasetRep|Cont
 
 starts=$(nm "$library" | grep -E ' _GLOBAL__(sub_)?I_' || true)
 [ -z "$starts" ] || fail "runs code when it is loaded: $starts"
+
+# What a host instantiates for every schema class is in the library once.
+if [ "$name" = libPDM_Core.so ]; then
+  for class in $(sed -n 's/^\([a-z]*D_[A-Za-z]*\)Interface::StaticClass()$/\1/p' <<<"$shown"); do
+    for operation in 'get(unsigned int) const' 'status() const'; do
+      grep -qF "gbb_TypedLink<$class>::$operation" <<<"$shown" ||
+        fail "has no gbb_TypedLink<$class>::$operation"
+    done
+  done
+fi

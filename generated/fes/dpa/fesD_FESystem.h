@@ -122,6 +122,8 @@ public:
   explicit fesD_FESystemAccess(fesD_FESystem object) : gbb_ObjectAccess(object) {}
 };
 
+extern template class gbb_TypedLink<fesD_FESystem>;
+
 template <>
 struct gbb_ChildTable<fesD_FESystemTraits> {
   using Children = std::tuple<>;

@@ -117,6 +117,8 @@ public:
   explicit fesD_GenericSystemAccess(fesD_GenericSystem object) : gbb_ObjectAccess(object) {}
 };
 
+extern template class gbb_TypedLink<fesD_GenericSystem>;
+
 template <>
 struct gbb_ChildTable<fesD_GenericSystemTraits> {
   using Children = std::tuple<>;

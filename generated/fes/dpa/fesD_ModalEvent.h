@@ -130,6 +130,8 @@ public:
   explicit fesD_ModalEventAccess(fesD_ModalEvent object) : gbb_ObjectAccess(object) {}
 };
 
+extern template class gbb_TypedLink<fesD_ModalEvent>;
+
 template <>
 struct gbb_ChildTable<fesD_ModalEventTraits> {
   using Children = std::tuple<>;

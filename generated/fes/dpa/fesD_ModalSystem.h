@@ -150,6 +150,8 @@ public:
   explicit fesD_ModalSystemAccess(fesD_ModalSystem object) : gbb_ObjectAccess(object) {}
 };
 
+extern template class gbb_TypedLink<fesD_ModalSystem>;
+
 template <>
 struct gbb_ChildTable<fesD_ModalSystemTraits> {
   using Children = std::tuple<gbb_ChildMember<"events", 2, static_cast<gbb_Array<fesD_ModalEvent, fesD_ModalEventHolder, gbb_Repository, fesD_ModalSystem> (fesD_ModalSystem::*)() const>(&fesD_ModalSystem::events)>>;

@@ -122,6 +122,8 @@ public:
   explicit fesD_SubDampAccess(fesD_SubDamp object) : gbb_ObjectAccess(object) {}
 };
 
+extern template class gbb_TypedLink<fesD_SubDamp>;
+
 template <>
 struct gbb_ChildTable<fesD_SubDampTraits> {
   using Children = std::tuple<>;

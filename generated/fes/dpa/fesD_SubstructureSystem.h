@@ -144,6 +144,8 @@ public:
   explicit fesD_SubstructureSystemAccess(fesD_SubstructureSystem object) : gbb_ObjectAccess(object) {}
 };
 
+extern template class gbb_TypedLink<fesD_SubstructureSystem>;
+
 template <>
 struct gbb_ChildTable<fesD_SubstructureSystemTraits> {
   using Children = std::tuple<gbb_ChildMember<"damping", 0, static_cast<fesD_SubDamp (fesD_SubstructureSystem::*)() const>(&fesD_SubstructureSystem::damping)>>;

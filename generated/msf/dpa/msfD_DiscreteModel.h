@@ -145,6 +145,8 @@ public:
   explicit msfD_DiscreteModelAccess(msfD_DiscreteModel object) : gbb_ObjectAccess(object) {}
 };
 
+extern template class gbb_TypedLink<msfD_DiscreteModel>;
+
 template <>
 struct gbb_ChildTable<msfD_DiscreteModelTraits> {
   using Children = std::tuple<gbb_ChildMember<"mesh", 6, static_cast<msfD_Mesh (msfD_DiscreteModel::*)() const>(&msfD_DiscreteModel::mesh)>>;

@@ -179,6 +179,8 @@ public:
   explicit msfD_MeshAccess(msfD_Mesh object) : gbb_ObjectAccess(object) {}
 };
 
+extern template class gbb_TypedLink<msfD_Mesh>;
+
 template <>
 struct gbb_ChildTable<msfD_MeshTraits> {
   using Children = std::tuple<gbb_ChildMember<"systems", 18, static_cast<gbb_Array<fesD_FESystem, fesD_FESystemHolder, gbb_Repository, msfD_Mesh> (msfD_Mesh::*)() const>(&msfD_Mesh::systems)>>;

@@ -9,6 +9,7 @@ template class gbb_HolderBase<fesD_FESystemTraits>;
 template class gbb_ObjectHolder<fesD_FESystemTraits>;
 template class gbb_ObjectAccess<fesD_FESystemTraits>;
 template class gbb_ObjectImpl<fesD_FESystemTraits>;
+template class gbb_TypedLink<fesD_FESystem>;
 
 gbb_Class fesD_FESystemInterface::StaticClass() {
   return gbb_DefineClass<fesD_FESystemTraits>(&gbb_OpenObject<fesD_FESystemTraits>);

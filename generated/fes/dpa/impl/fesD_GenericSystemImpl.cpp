@@ -9,6 +9,7 @@ template class gbb_HolderBase<fesD_GenericSystemTraits>;
 template class gbb_ObjectHolder<fesD_GenericSystemTraits>;
 template class gbb_ObjectAccess<fesD_GenericSystemTraits>;
 template class gbb_ObjectImpl<fesD_GenericSystemTraits>;
+template class gbb_TypedLink<fesD_GenericSystem>;
 
 gbb_Class fesD_GenericSystemInterface::StaticClass() {
   return gbb_DefineClass<fesD_GenericSystemTraits>(&gbb_OpenObject<fesD_GenericSystemTraits>);

@@ -9,6 +9,7 @@ template class gbb_HolderBase<fesD_ModalEventTraits>;
 template class gbb_ObjectHolder<fesD_ModalEventTraits>;
 template class gbb_ObjectAccess<fesD_ModalEventTraits>;
 template class gbb_ObjectImpl<fesD_ModalEventTraits>;
+template class gbb_TypedLink<fesD_ModalEvent>;
 
 gbb_Class fesD_ModalEventInterface::StaticClass() {
   return gbb_DefineClass<fesD_ModalEventTraits>(&gbb_OpenObject<fesD_ModalEventTraits>);

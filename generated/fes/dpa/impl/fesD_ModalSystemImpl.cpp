@@ -9,6 +9,7 @@ template class gbb_HolderBase<fesD_ModalSystemTraits>;
 template class gbb_ObjectHolder<fesD_ModalSystemTraits>;
 template class gbb_ObjectAccess<fesD_ModalSystemTraits>;
 template class gbb_ObjectImpl<fesD_ModalSystemTraits>;
+template class gbb_TypedLink<fesD_ModalSystem>;
 
 gbb_Class fesD_ModalSystemInterface::StaticClass() {
   return gbb_DefineClass<fesD_ModalSystemTraits>(&gbb_OpenObject<fesD_ModalSystemTraits>);

@@ -9,6 +9,7 @@ template class gbb_HolderBase<fesD_SubDampTraits>;
 template class gbb_ObjectHolder<fesD_SubDampTraits>;
 template class gbb_ObjectAccess<fesD_SubDampTraits>;
 template class gbb_ObjectImpl<fesD_SubDampTraits>;
+template class gbb_TypedLink<fesD_SubDamp>;
 
 gbb_Class fesD_SubDampInterface::StaticClass() {
   return gbb_DefineClass<fesD_SubDampTraits>(&gbb_OpenObject<fesD_SubDampTraits>);

@@ -9,6 +9,7 @@ template class gbb_HolderBase<fesD_SubstructureSystemTraits>;
 template class gbb_ObjectHolder<fesD_SubstructureSystemTraits>;
 template class gbb_ObjectAccess<fesD_SubstructureSystemTraits>;
 template class gbb_ObjectImpl<fesD_SubstructureSystemTraits>;
+template class gbb_TypedLink<fesD_SubstructureSystem>;
 
 gbb_Class fesD_SubstructureSystemInterface::StaticClass() {
   return gbb_DefineClass<fesD_SubstructureSystemTraits>(&gbb_OpenObject<fesD_SubstructureSystemTraits>);

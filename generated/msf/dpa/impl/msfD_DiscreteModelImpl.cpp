@@ -9,6 +9,7 @@ template class gbb_HolderBase<msfD_DiscreteModelTraits>;
 template class gbb_ObjectHolder<msfD_DiscreteModelTraits>;
 template class gbb_ObjectAccess<msfD_DiscreteModelTraits>;
 template class gbb_ObjectImpl<msfD_DiscreteModelTraits>;
+template class gbb_TypedLink<msfD_DiscreteModel>;
 
 gbb_Class msfD_DiscreteModelInterface::StaticClass() {
   return gbb_DefineClass<msfD_DiscreteModelTraits>(&gbb_OpenObject<msfD_DiscreteModelTraits>);

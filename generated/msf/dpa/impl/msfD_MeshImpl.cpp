@@ -9,6 +9,7 @@ template class gbb_HolderBase<msfD_MeshTraits>;
 template class gbb_ObjectHolder<msfD_MeshTraits>;
 template class gbb_ObjectAccess<msfD_MeshTraits>;
 template class gbb_ObjectImpl<msfD_MeshTraits>;
+template class gbb_TypedLink<msfD_Mesh>;
 
 gbb_Class msfD_MeshInterface::StaticClass() {
   return gbb_DefineClass<msfD_MeshTraits>(&gbb_OpenObject<msfD_MeshTraits>);
