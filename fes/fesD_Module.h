@@ -2,7 +2,7 @@
 
 #include <kda/kda_Export.h>
 
-// Threads: one at a time in the whole process.
+// Threads: any, at any time.
 
 /// Brings the module up on the first call.
 /// \param modules  the caller's counter of modules brought up.
