@@ -61,12 +61,7 @@ struct Ours {
     std::memcpy(copy.Extend(bytes.Length()), bytes.Data(), static_cast<std::size_t>(bytes.Length()));
     gbb_MemoryStream stream(copy, kContext);
     msfD_MeshMembers loaded;
-    while (stream.More()) {
-      int index = -1;
-      stream.Read(gbb_MemoryStream::kSingle, gbb_MemoryStream::kInt);
-      stream.Read(index);
-      gbb_Readers<msfD_MeshTraits>::Read(stream, index, loaded);
-    }
+    gbb_Readers<msfD_MeshTraits>::ReadAll(stream, loaded);
     return stream.GetError() == gbb_MemoryStream::kGood ? loaded.localNodeFields.count() : -1;
   }
 };

@@ -144,6 +144,37 @@ TEST_F(MemberStream, TrustsNoHeaderNoLengthAndNoCount) {
   EXPECT_EQ(errorOf<kda_MapString<ORXSimCSetID>>({1, 0, 0, 0, 1, 0, 0, 0, 'k', 9, 0, 0, 0}), 2);
 }
 
+TEST_F(MemberStream, PutsEveryEntryReadUnderItsKey) {
+  const auto entry = [](char key, unsigned char minor) {
+    return Raw{1, 0, 0, 0, static_cast<unsigned char>(key), 5, 0, 0, 0, 4, minor, 0, 0, 0};
+  };
+  const auto record = [](unsigned char count, const std::vector<Raw>& entries) {
+    Raw bytes{58, count, 0, 0, 0};
+    for (const Raw& one : entries)
+      bytes.insert(bytes.end(), one.begin(), one.end());
+    return bytes;
+  };
+  Raw records;
+  const std::vector<Raw> parts = {
+      record(3, {entry('d', 1), entry('f', 2), entry('h', 3)}), // ascending, as we write them
+      record(4, {entry('b', 4), entry('f', 5), entry('a', 6), entry('z', 7)}), record(0, {}),
+      record(3, {entry('y', 8), entry('c', 9)})}; // one entry short
+  for (const Raw& part : parts)
+    records.insert(records.end(), part.begin(), part.end());
+  gbb_MemoryStream stream(framed(records), kHere);
+  kda_MapString<ORXSimDistributionID> map;
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    EXPECT_EQ(stream.GetError(), 0) << i;
+    gbb_ReadMember(stream, map);
+  }
+  EXPECT_EQ(stream.GetError(), 2);
+  std::string found;
+  map.ForEach([&](const kda_string& key, ORXSimDistributionID id) {
+    found += key.cStr() + std::to_string(id.Minor()) + ' ';
+  });
+  EXPECT_EQ(found, "a6 b4 c9 d1 f5 h3 y8 z7 ") << "of all records, and what was read before the error";
+}
+
 TEST_F(AutoArray, TakesStorageOverAndDoubles) {
   Buffer a;
   for (int i = 0; i < 17; ++i)
