@@ -14,6 +14,7 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Inspect.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Journal.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_OpenDrawer.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Store.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Transfer.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Verification.h>
