@@ -25,13 +25,7 @@ gbb_MemoryStream::Buffer bufferOf(const std::uint8_t* data, std::size_t size) {
 // As an object of a file loads its members. The error that ended it is the answer.
 template <class Traits>
 int load(gbb_MemoryStream& stream, typename Traits::Members& members) {
-  while (stream.More()) {
-    int index = -1;
-    stream.Read(gbb_MemoryStream::kSingle, gbb_MemoryStream::kInt);
-    stream.Read(index);
-    if (stream.GetError() == gbb_MemoryStream::kGood)
-      gbb_Readers<Traits>::Read(stream, index, members);
-  }
+  gbb_Readers<Traits>::ReadAll(stream, members);
   return stream.GetError();
 }
 

@@ -46,54 +46,11 @@ void gbb_MemoryStream::Read(kda_string& value) {
     value = kda_string(reinterpret_cast<const char*>(from), length);
 }
 
-ORXSimIDExternal gbb_MemoryStream::GetExternal() {
-  int length = 0;
-  Read(length);
-  if (m_error == kGood && length > ORXSimIDExternal::kMaxLength)
-    m_error = kWrongIdentifier;
-  const unsigned char* const from = Take(length);
-  return ORXSimIDExternal(from, from == nullptr ? 0 : length);
-}
-
-void gbb_MemoryStream::Read(ORXSimCollectionID& value) {
-  const ORXSimIDExternal external = GetExternal();
-  if (m_error == kGood)
-    value = ORXSimCollectionID(m_context, external.CollectionIDMinor(m_context));
-}
-
-void gbb_MemoryStream::Read(ORXSimCSetID& value) {
-  const ORXSimIDExternal external = GetExternal();
-  int collection = -1;
-  const int minor = external.CSetIDMinor(m_context, collection);
-  if (m_error == kGood)
-    value = ORXSimCSetID(ORXSimCollectionID(m_context, collection), minor);
-}
-
-void gbb_MemoryStream::Read(ORXSimDSetID& value) {
-  const ORXSimIDExternal external = GetExternal();
-  if (m_error == kGood)
-    value = ORXSimDSetID(m_context, external.DSetIDMinor(m_context));
-}
-
-void gbb_MemoryStream::Read(ORXSimDistributionID& value) {
-  const ORXSimIDExternal external = GetExternal();
-  if (m_error == kGood)
-    value = ORXSimDistributionID(m_context, external.DistributionIDMinor(m_context));
-}
-
 void gbb_MemoryStream::Read(Shape shape, Base base) {
   unsigned char tag = 0;
   Read(tag);
   if (m_error == kGood && tag != Tag(shape, base))
     m_error = kWrongTag;
-}
-
-int gbb_MemoryStream::ReadCount(int entrySize) {
-  int count = 0;
-  Read(count);
-  if (m_error == kGood && (count < 0 || count > Left() / entrySize))
-    m_error = kPastLimit;
-  return m_error == kGood ? count : 0;
 }
 
 gbb_MemoryStream::Buffer gbb_MemoryStream::GetBuffer() {

@@ -173,16 +173,36 @@ class PDM_CORE_API gbb_MemoryStream {
   void Read(float& value) { GetNumber(value); }
   void Read(double& value) { GetNumber(value); }
   void Read(kda_string& value);
-  void Read(ORXSimCollectionID& value);
-  void Read(ORXSimCSetID& value);
-  void Read(ORXSimDSetID& value);
-  void Read(ORXSimDistributionID& value);
+  void Read(ORXSimCollectionID& value) { GetIdentifier(value); }
+  void Read(ORXSimCSetID& value) { GetIdentifier(value); }
+  void Read(ORXSimDSetID& value) { GetIdentifier(value); }
+  void Read(ORXSimDistributionID& value) { GetIdentifier(value); }
   /// Reads a type tag; another one than the expected is error 1.
   void Read(Shape shape, Base base);
+  /// Reads the head of a member record when it is the very one that comes next: its index and its type tag.
+  /// \return false, with nothing read, when something else comes, and after an error.
+  bool ReadHead(int index, Shape shape, Base base) {
+    if (m_error != kGood || m_limit - m_position < kHeadSize || m_swap)
+      return false;
+    unsigned char expected[kHeadSize] = {Tag(kSingle, kInt)};
+    gbb_StoreNumber(expected + 1, index, false);
+    expected[kHeadSize - 1] = Tag(shape, base);
+    if (std::memcmp(m_buffer.Data() + m_position, expected, kHeadSize) != 0)
+      return false;
+    m_position += kHeadSize;
+    return true;
+  }
   /// Reads the number of entries that follow. One that is negative, or that the bytes left cannot hold, is
   /// error 2 and gives 0.
   /// \param entrySize  the least bytes that an entry takes, at least 1.
-  int ReadCount(int entrySize);
+  int ReadCount(int entrySize) {
+    int count = 0;
+    GetNumber(count);
+    if (count == 0 || (count > 0 && count <= Left() / entrySize)) // 0 after an error
+      return count;
+    m_error = kPastLimit;
+    return 0;
+  }
 
   /// Completes the header and hands the buffer over; the stream starts again, empty, for writing.
   Buffer GetBuffer();
@@ -193,6 +213,7 @@ class PDM_CORE_API gbb_MemoryStream {
 
  private:
   static constexpr bool kReversedHost = std::endian::native == std::endian::big;
+  static constexpr int kHeadSize = 6; // of a member record: a tag, its index, the member's tag
 
   void Start();
   // Room for n more bytes, null after an error.
@@ -253,8 +274,33 @@ class PDM_CORE_API gbb_MemoryStream {
     }
     return m_error == kGood;
   }
-  // The external form that follows; of no kind after an error.
-  ORXSimIDExternal GetExternal();
+  template <class ID>
+  void GetIdentifier(ID& value) {
+    int length = 0;
+    GetNumber(length);
+    if (m_error == kGood && length > ORXSimIDExternal::kMaxLength) [[unlikely]]
+      m_error = kWrongIdentifier;
+    const unsigned char* const from = Take(length);
+    if (from == nullptr)
+      return;
+    // Forms of the usual length, which the compiler then knows, come to a few instructions.
+    constexpr int kUsual = std::is_same_v<ID, ORXSimCSetID> ? 9 : 5;
+    Become(value, length == kUsual ? ORXSimIDExternal(from, kUsual) : ORXSimIDExternal(from, length));
+  }
+  void Become(ORXSimCollectionID& value, const ORXSimIDExternal& form) const {
+    value = {m_context, form.CollectionIDMinor(m_context)};
+  }
+  void Become(ORXSimCSetID& value, const ORXSimIDExternal& form) const {
+    int collection = -1;
+    const int minor = form.CSetIDMinor(m_context, collection);
+    value = {ORXSimCollectionID(m_context, collection), minor};
+  }
+  void Become(ORXSimDSetID& value, const ORXSimIDExternal& form) const {
+    value = {m_context, form.DSetIDMinor(m_context)};
+  }
+  void Become(ORXSimDistributionID& value, const ORXSimIDExternal& form) const {
+    value = {m_context, form.DistributionIDMinor(m_context)};
+  }
 
   ORXSimContextID m_context;
   Buffer m_buffer;

@@ -1,10 +1,14 @@
 #pragma once
 
 #include <gbb/gbb_MemoryStream.h>
+#include <gbb/pattern/gbb_MemberTable.h>
 #include <kda/kda_List.h>
 #include <kda/kda_MapInt.h>
 #include <kda/kda_MapString.h>
 
+#include <array>
+#include <cstddef>
+#include <tuple>
 #include <utility>
 
 /// The base type of a value.
@@ -53,33 +57,39 @@ inline constexpr int gbb_kLeastSize = sizeof(T) < 4 ? sizeof(T) : 4;
 
 // Maps are written and read alike; only the type of the keys differs.
 template <class Map, class Key, class T>
-struct gbb_MapCodec {
+class gbb_MapCodec {
+ public:
   static constexpr auto kBase = gbb_BaseOf<T>::value;
   static void Write(gbb_MemoryStream& stream, const Map& map) {
     stream.WriteSize(map.count());
     map.ForEach([&](const Key& key, const T& value) { stream.WriteTogether(key, value); });
   }
+  /// Each entry read is inserted under its key, those before an error too.
   static void Read(gbb_MemoryStream& stream, Map& map) {
-    const int count = stream.ReadCount(gbb_kLeastSize<Key> + gbb_kLeastSize<T>);
-    Map read;
-    const Key* greatest = nullptr; // keys come in ascending order when we wrote them
+    if (const int count = stream.ReadCount(gbb_kLeastSize<Key> + gbb_kLeastSize<T>))
+      ReadEntries(stream, map, count);
+  }
+
+ private:
+  [[gnu::noinline]] static void ReadEntries(gbb_MemoryStream& stream, Map& map, int count) {
+    bool ascending = map.count() == 0; // as keys come when we wrote them
+    const Key* greatest = nullptr;
     for (int i = 0; i < count; ++i) {
       Key key{};
       T value{};
       stream.Read(key);
       stream.Read(value);
       if (stream.GetError() != gbb_MemoryStream::kGood)
-        break;
-      if constexpr (requires { read.append(std::move(key), value); }) {
-        if (greatest == nullptr ? i == 0 : BtreeCompare(key, *greatest) > 0) {
-          greatest = &read.append(std::move(key), value);
+        return;
+      if constexpr (requires { map.append(std::move(key), value); }) {
+        ascending = ascending && (greatest == nullptr || BtreeCompare(key, *greatest) > 0);
+        if (ascending) {
+          greatest = &map.append(std::move(key), value);
           continue;
         }
       }
-      read.insert(key, value);
-      greatest = nullptr; // the rest is inserted one by one
+      map.insert(key, value);
     }
-    map.swap(read);
   }
 };
 
@@ -130,3 +140,53 @@ void gbb_ReadMember(gbb_MemoryStream& stream, T& value) {
   if (stream.GetError() == gbb_MemoryStream::kGood)
     gbb_Codec<T>::Read(stream, value);
 }
+
+/// Reads the members of a class, by the indices of their records.
+template <class Traits>
+class gbb_Readers {
+ public:
+  using Members = typename Traits::Members;
+
+  /// Reads all records, in whatever order they stand, up to the first error.
+  static void ReadAll(gbb_MemoryStream& stream, Members& members) {
+    // In the order in which we write them nothing has to be looked up.
+    gbb_ForEach<Table>([&](auto member) {
+      auto& value = members.*member.kField;
+      using Codec = gbb_Codec<std::remove_reference_t<decltype(value)>>;
+      if (stream.ReadHead(member.kIndex, Codec::kShape, Codec::kBase))
+        Codec::Read(stream, value);
+    });
+    while (stream.More()) {
+      int index = -1;
+      stream.Read(gbb_MemoryStream::kSingle, gbb_MemoryStream::kInt);
+      stream.Read(index);
+      if (stream.GetError() == gbb_MemoryStream::kGood && index >= 0 && index < kCount &&
+          kReaders[static_cast<std::size_t>(index)] != nullptr)
+        kReaders[static_cast<std::size_t>(index)](stream, members);
+    }
+  }
+
+ private:
+  using Table = typename gbb_MemberTable<Traits>::Members;
+  using Reader = void (*)(gbb_MemoryStream&, Members&);
+
+  static constexpr int kCount = std::apply(
+      [](auto... member) {
+        int last = -1;
+        ((last = member.kIndex > last ? member.kIndex : last), ...);
+        return last + 1;
+      },
+      Table{});
+  // By index; null where no member is in the stream.
+  static constexpr auto kReaders = std::apply(
+      [](auto... member) {
+        std::array<Reader, static_cast<std::size_t>(kCount)> readers{};
+        ((readers[static_cast<std::size_t>(member.kIndex)] =
+              [](gbb_MemoryStream& stream, Members& members) {
+                gbb_ReadMember(stream, members.*decltype(member)::kField);
+              }),
+         ...);
+        return readers;
+      },
+      Table{});
+};

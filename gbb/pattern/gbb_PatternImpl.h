@@ -211,38 +211,6 @@ typename Traits::Members* gbb_ObjectImpl<Traits>::CopyMembers() const {
   return new Members(*m_members);
 }
 
-// Readers of the members by index; a null entry belongs to a member that is not in the stream.
-template <class Traits>
-struct gbb_Readers {
-  using Members = typename Traits::Members;
-  using Table = typename gbb_MemberTable<Traits>::Members;
-  using Reader = void (*)(gbb_MemoryStream&, Members&);
-
-  static constexpr int kCount = std::apply(
-      [](auto... member) {
-        int last = -1;
-        ((last = member.kIndex > last ? member.kIndex : last), ...);
-        return last + 1;
-      },
-      Table{});
-  static constexpr auto kReaders = std::apply(
-      [](auto... member) {
-        std::array<Reader, static_cast<std::size_t>(kCount)> readers{};
-        ((readers[static_cast<std::size_t>(member.kIndex)] =
-              [](gbb_MemoryStream& stream, Members& members) {
-                gbb_ReadMember(stream, members.*decltype(member)::kField);
-              }),
-         ...);
-        return readers;
-      },
-      Table{});
-
-  static void Read(gbb_MemoryStream& stream, int index, Members& members) {
-    if (index >= 0 && index < kCount && kReaders[static_cast<std::size_t>(index)] != nullptr)
-      kReaders[static_cast<std::size_t>(index)](stream, members);
-  }
-};
-
 template <class Traits>
 typename Traits::Members* gbb_ObjectImpl<Traits>::LoadMembers() {
   Trace<"LoadMembers: loading ", Traits::kName, "Members\n">();
@@ -252,13 +220,7 @@ typename Traits::Members* gbb_ObjectImpl<Traits>::LoadMembers() {
   const gbb_MemoryStream::Error error = m_group.ReadMembers(bytes, unread);
   m_damaged = error == gbb_MemoryStream::kDamaged;
   gbb_MemoryStream stream(bytes, Context(), error);
-  while (stream.More()) {
-    int index = -1;
-    stream.Read(gbb_MemoryStream::kSingle, gbb_MemoryStream::kInt);
-    stream.Read(index);
-    if (stream.GetError() == gbb_MemoryStream::kGood)
-      gbb_Readers<Traits>::Read(stream, index, *members);
-  }
+  gbb_Readers<Traits>::ReadAll(stream, *members);
   if (stream.GetError() != gbb_MemoryStream::kGood) {
     gbb_Print<"**ERROR ", Traits::kName, "Impl::LoadMembers: error ">();
     err_Write(stream.GetError());

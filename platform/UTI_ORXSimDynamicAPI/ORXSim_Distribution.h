@@ -2,6 +2,7 @@
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Array.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Drawer.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_OpenDrawer.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Verification.h>
 
 /// A distribution of a simulation file: numbers over member sets, in one or more drawers. Drawer k has the
@@ -48,6 +49,10 @@ class ORXSIM_API ORXSimDistributionRef {
   /// The rest of a block that is written for the first time becomes zero; a block that is only written in
   /// part and no longer matches its checksum is refused, and nothing is written.
   bool WriteItems(int drawer, int first, int count, const void* buffer, std::int64_t bytes) const;
+  /// Opens a drawer for moving its rows in several pieces, each of which then opens nothing.
+  /// \param drawer its number.
+  /// \return an empty one on failure.
+  ORXSimOpenDrawer OpenDrawer(int drawer) const;
   /// Holds a whole drawer against its checksums. Memory: 256 KiB, or one block where that is larger.
   ORXSimVerification Verify(int drawer) const;
 

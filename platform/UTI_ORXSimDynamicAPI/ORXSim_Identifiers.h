@@ -112,7 +112,8 @@ class ORXSimIDExternal {
   /// Takes over `length` stored bytes; a length outside [0, kMaxLength] gives a form of no kind.
   ORXSimIDExternal(const unsigned char* bytes, int length) {
     if (length > 0 && length <= kMaxLength) {
-      std::memcpy(m_bytes, bytes, static_cast<std::size_t>(length));
+      m_bytes[0] = bytes[0]; // by itself: a minor is then loaded again from one store, which is no wait
+      std::memcpy(m_bytes + 1, bytes + 1, static_cast<std::size_t>(length) - 1);
       m_length = length;
     }
   }

@@ -12,6 +12,7 @@
 #include <UTI_ORXSimDynamicAPI/ORXSim_Export.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Identifiers.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_OpenDrawer.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Store.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Transfer.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Verification.h>

@@ -166,18 +166,43 @@ TEST_F(MemberStream, TakesEveryFlagThatIsNotZeroAsTrue) {
 }
 
 // What was read before an error is there; the record with the error is not, and neither is what follows.
-TEST_F(MemberStream, KeepsWhatWasReadBeforeAnError) {
-  const Raw three = {3, 0, 0, 0, 1, 0, 0, 0, 'a', 1, 0, 0, 0, 'b', 3, 0, 0, 0, 'c', 'd'};
-  gbb_MemoryStream map(framed(three), kHere), list(framed(three), kHere);
-  kda_MapString<unsigned char> entries;
-  entries.insert("z", 9);
-  gbb_Codec<kda_MapString<unsigned char>>::Read(map, entries);
-  EXPECT_EQ(map.GetError(), 2);
-  EXPECT_TRUE(entries.count() == 1 && entries.get("a") == 1) << entries.count();
+TEST_F(MemberStream, KeepsTextsReadBeforeAnError) {
+  gbb_MemoryStream list(framed({3, 0, 0, 0, 1, 0, 0, 0, 'a', 1, 0, 0, 0, 'b', 3, 0, 0, 0, 'c', 'd'}), kHere);
   kda_List<kda_string> texts;
   gbb_Codec<kda_List<kda_string>>::Read(list, texts);
   EXPECT_EQ(list.GetError(), 2);
   EXPECT_TRUE(texts.count() == 2 && texts[1].cStr() == std::string("b"));
+}
+
+TEST_F(MemberStream, PutsEveryEntryReadUnderItsKey) {
+  const auto entry = [](char key, unsigned char minor) {
+    return Raw{1, 0, 0, 0, static_cast<unsigned char>(key), 5, 0, 0, 0, 4, minor, 0, 0, 0};
+  };
+  const auto record = [](unsigned char count, const std::vector<Raw>& entries) {
+    Raw bytes{58, count, 0, 0, 0};
+    for (const Raw& one : entries)
+      bytes.insert(bytes.end(), one.begin(), one.end());
+    return bytes;
+  };
+  Raw records;
+  const std::vector<Raw> parts = {
+      record(3, {entry('d', 1), entry('f', 2), entry('h', 3)}), // ascending, as we write them
+      record(4, {entry('b', 4), entry('f', 5), entry('a', 6), entry('z', 7)}), record(0, {}),
+      record(3, {entry('y', 8), entry('c', 9)})}; // one entry short
+  for (const Raw& part : parts)
+    records.insert(records.end(), part.begin(), part.end());
+  gbb_MemoryStream stream(framed(records), kHere);
+  kda_MapString<ORXSimDistributionID> map;
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    EXPECT_EQ(stream.GetError(), 0) << i;
+    gbb_ReadMember(stream, map);
+  }
+  EXPECT_EQ(stream.GetError(), 2);
+  std::string found;
+  map.ForEach([&](const kda_string& key, ORXSimDistributionID id) {
+    found += key.cStr() + std::to_string(id.Minor()) + ' ';
+  });
+  EXPECT_EQ(found, "a6 b4 c9 d1 f5 h3 y8 z7 ") << "of all records, and what was read before the error";
 }
 
 TEST_F(AutoArray, TakesStorageOverAndDoubles) {

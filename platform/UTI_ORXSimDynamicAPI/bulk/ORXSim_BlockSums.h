@@ -1,10 +1,11 @@
 #pragma once
 
-#include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
+#include <UTI_ORXSimDynamicAPI/objects/hdf_ObjectRep.h>
 
 #include <hdf5.h>
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 /// The checksums of a dataset of rows, one for each block of rows, and the attribute that keeps them. Private
@@ -20,10 +21,14 @@ class ORXSimBlockSums {
 
   /// Makes the attribute with the sums as they are.
   bool Create(hdf_Operation& operation, hid_t data) const;
-  /// Takes the sums from the attribute; when there is none, IsKept() answers false.
-  bool Load(hdf_Operation& operation, hid_t data);
+  /// Takes the sums from the attribute, unless nothing was written to the file since Settle(); when there is
+  /// none, IsKept() answers false.
+  bool Load(hdf_Operation& operation, const hdf_DatasetRep& data);
   /// Puts the sums into the attribute.
-  bool Store(hdf_Operation& operation, hid_t data) const;
+  bool Store(hdf_Operation& operation, const hdf_DatasetRep& data) const;
+  /// The sums are now those of the attribute: they hold until something is written to the file, or until the
+  /// next Load changes them.
+  void Settle(const hdf_DatasetRep& data) { m_writes = data.context->writes; }
   bool IsKept() const { return m_kept; }
 
   int Blocks() const { return static_cast<int>(m_sums.size()); }
@@ -47,5 +52,6 @@ class ORXSimBlockSums {
   int m_rows = 0, m_blockRows = 1;
   std::int64_t m_rowBytes = 0;
   bool m_kept = false;
+  std::optional<std::uint64_t> m_writes; // of the file when the sums were the attribute's
   std::vector<std::uint64_t> m_sums;
 };

@@ -50,7 +50,7 @@ OpenSet openSet(ORXSimStoreCall& call, ORXSimCSetID id) {
 }
 
 ORXSimRows rowsOf(const hdf_DatasetRep& stored) {
-  return {stored.id, H5T_NATIVE_INT, static_cast<int>(stored.space.Elements()), 1};
+  return {stored, H5T_NATIVE_INT, static_cast<int>(stored.space.Elements()), 1};
 }
 
 // Lists of other integers are another writer's and have no checksums.

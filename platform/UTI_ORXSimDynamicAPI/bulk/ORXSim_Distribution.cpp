@@ -33,12 +33,9 @@ bool createDrawers(ORXSimStoreCall& call, hid_t distribution, const ORXSimDrawer
 // Runs the work with an open drawer.
 template <class Work>
 auto onDrawer(const char* what, ORXSimDistributionID id, int number, Work work) {
-  using Result = std::invoke_result_t<Work, ORXSimStoreCall&, const ORXSimDrawerFile&>;
+  using Result = std::invoke_result_t<Work, ORXSimStoreCall&, ORXSimDrawerFile&>;
   return ORXSimStoreCall::Run(what, id.Context(), kKind, [&](ORXSimStoreCall& call) {
-    hdf_GroupHandle distribution = call.Open(id.Minor());
-    const ORXSimDrawerFile drawer =
-        distribution.IsOpen() ? ORXSimDrawerFile::Open(call, distribution.Get(), number) : ORXSimDrawerFile();
-    distribution = hdf_GroupHandle();
+    ORXSimDrawerFile drawer = ORXSimDrawerFile::OpenOf(call, id.Minor(), number);
     return drawer.IsOpen() ? work(call, drawer) : Result();
   });
 }
@@ -119,7 +116,7 @@ bool ORXSimDistributionRef::QueryDrawers(ORXSimArray<ORXSimPersistentDrawerDesc>
 }
 
 ORXSimPersistentDrawerDesc ORXSimDistributionRef::Drawer(int number) const {
-  return onDrawer("describe drawer", m_id, number, [&](auto& call, const auto& drawer) {
+  return onDrawer("describe drawer", m_id, number, [&](auto& call, auto& drawer) {
     ORXSimPersistentDrawerDesc description;
     drawer.Describe(call.Operation(), m_id.Context(), description);
     return description;
@@ -127,19 +124,19 @@ ORXSimPersistentDrawerDesc ORXSimDistributionRef::Drawer(int number) const {
 }
 
 int ORXSimDistributionRef::DataSizeItems(int number) const {
-  return onDrawer("size of a drawer", m_id, number, [](auto&, const auto& drawer) { return drawer.Items(); });
+  return onDrawer("size of a drawer", m_id, number, [](auto&, auto& drawer) { return drawer.Items(); });
 }
 
 bool ORXSimDistributionRef::ReadItems(int number, int first, int count, void* buffer,
                                       std::int64_t bytes) const {
-  return onDrawer("read drawer", m_id, number, [&](auto& call, const auto& drawer) {
+  return onDrawer("read drawer", m_id, number, [&](auto& call, auto& drawer) {
     return drawer.Move(call.Operation(), first, count, bytes, buffer, nullptr);
   });
 }
 
 bool ORXSimDistributionRef::WriteItems(int number, int first, int count, const void* buffer,
                                        std::int64_t bytes) const {
-  return onDrawer("write drawer", m_id, number, [&](auto& call, const auto& drawer) {
+  return onDrawer("write drawer", m_id, number, [&](auto& call, auto& drawer) {
     return call.Writable() && drawer.Move(call.Operation(), first, count, bytes, nullptr, buffer) &&
            call.Context()->EndWrite(call.Operation());
   });
@@ -147,5 +144,5 @@ bool ORXSimDistributionRef::WriteItems(int number, int first, int count, const v
 
 ORXSimVerification ORXSimDistributionRef::Verify(int number) const {
   return onDrawer("verify drawer", m_id, number,
-                  [](auto& call, const auto& drawer) { return drawer.Verify(call.Operation()); });
+                  [](auto& call, auto& drawer) { return drawer.Verify(call.Operation()); });
 }

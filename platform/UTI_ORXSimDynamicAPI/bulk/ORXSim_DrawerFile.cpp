@@ -1,7 +1,6 @@
 #include <UTI_ORXSimDynamicAPI/bulk/ORXSim_DrawerFile.h>
 
 #include <UTI_ORXSimDynamicAPI/bulk/ORXSim_CollectionFile.h>
-#include <UTI_ORXSimDynamicAPI/bulk/ORXSim_Rows.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Listing.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Shared.h>
 
@@ -44,6 +43,11 @@ std::int64_t chunkRows(const ORXSimDrawerDescription& description, int items) {
   const std::int64_t row = std::int64_t{description.components} * ORXSimItemSize(description.type);
   const std::int64_t wanted = description.chunkItems > 0 ? description.chunkItems : kChunkBytes / row;
   return std::clamp<std::int64_t>(std::min(wanted, kLargestChunk / row), 1, items);
+}
+
+ORXSimBlockSums sumsOf(const ORXSimDrawerDescription& description, int items) {
+  const std::int64_t row = std::int64_t{description.components} * ORXSimItemSize(description.type);
+  return {items, row, std::max<std::int64_t>(chunkRows(description, items), 1)};
 }
 
 hdf_PropertiesHandle creationProperties(const ORXSimDrawerDescription& description, int items) {
@@ -104,9 +108,7 @@ bool ORXSimDrawerFile::Create(ORXSimStoreCall& call, hid_t distribution, int dra
          ORXSimWriteNumbers(operation, data.Get(), "members", H5T_STD_I32LE, members, 2) &&
          writeText(operation, data.Get(), "unit", description.unit) &&
          writeText(operation, data.Get(), "long_name", description.longName) &&
-         ORXSimRows(data.Get(), memoryType(description.type), items, description.components)
-             .Sums()
-             .Create(operation, data.Get()) &&
+         sumsOf(description, items).Create(operation, data.Get()) &&
          operation.Check(
              H5Olink(data.Get(), distribution, ORXSimNumberName(drawer).text, H5P_DEFAULT, H5P_DEFAULT));
 }
@@ -121,6 +123,11 @@ ORXSimDrawerFile ORXSimDrawerFile::Open(ORXSimStoreCall& call, hid_t distributio
   if (!opened.Understand(call.Operation()) || (opened.m_data->unwritten && !opened.FillsItsSet(call)))
     opened.m_data = nullptr;
   return opened;
+}
+
+ORXSimDrawerFile ORXSimDrawerFile::OpenOf(ORXSimStoreCall& call, int distribution, int drawer) {
+  const hdf_GroupHandle group = call.Open(distribution);
+  return group.IsOpen() ? Open(call, group.Get(), drawer) : ORXSimDrawerFile();
 }
 
 bool ORXSimDrawerFile::Understand(hdf_Operation& operation) {
@@ -184,20 +191,26 @@ bool ORXSimDrawerFile::CheckRange(hdf_Operation& operation, int first, int count
 }
 
 bool ORXSimDrawerFile::Move(hdf_Operation& operation, int first, int count, std::int64_t bytes, void* target,
-                            const void* source) const {
+                            const void* source) {
   if (!CheckRange(operation, first, count, bytes))
     return false;
   if (count == 0)
     return true;
   if (target == nullptr && source == nullptr)
     return operation.Refuse("there is no buffer");
-  ORXSimRows rows(m_data->id, memoryType(m_type), m_items, m_components);
+  ORXSimRows& rows = Rows();
   const bool anew =
       source != nullptr && count == m_items && bytes >= kWorthAnew && m_data->context->Journalled();
   if (anew && HasOneName() && rows.IsWritten(operation))
     return Renew(operation, source);
   return target != nullptr ? rows.Read(operation, first, count, target)
                            : rows.Write(operation, first, count, source);
+}
+
+ORXSimRows& ORXSimDrawerFile::Rows() {
+  if (!m_rows.has_value())
+    m_rows.emplace(*m_data, memoryType(m_type), m_items, m_components);
+  return *m_rows;
 }
 
 bool ORXSimDrawerFile::HasOneName() const {
@@ -219,7 +232,7 @@ bool ORXSimDrawerFile::Renew(hdf_Operation& operation, const void* source) const
   const auto fresh = hdf_MakeRep<hdf_DatasetRep>(m_data->context, created);
   fresh->type = m_data->type;
   fresh->space = m_data->space;
-  ORXSimRows rows(created, memoryType(m_type), m_items, m_components);
+  ORXSimRows rows(*fresh, memoryType(m_type), m_items, m_components);
   if (!operation.Check(hdf_CopyAttributes(m_data->id, created) ? 0 : -1) ||
       !rows.Write(operation, 0, m_items, source) ||
       !operation.Check(H5Ldelete(file, path.c_str(), H5P_DEFAULT)) ||
@@ -227,8 +240,4 @@ bool ORXSimDrawerFile::Renew(hdf_Operation& operation, const void* source) const
     return false;
   hdf_DatasetRep::Replace(*m_data->context, m_data->Address(), *fresh);
   return true;
-}
-
-ORXSimVerification ORXSimDrawerFile::Verify(hdf_Operation& operation) const {
-  return ORXSimRows(m_data->id, memoryType(m_type), m_items, m_components).Verify(operation);
 }

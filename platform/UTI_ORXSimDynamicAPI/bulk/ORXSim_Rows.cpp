@@ -41,11 +41,11 @@ struct ORXSimRows::Edge {
   Bytes bytes;
 };
 
-ORXSimRows::ORXSimRows(hid_t data, hid_t number, int rows, int components)
-    : m_data(data), m_number(number), m_rows(rows), m_components(components),
+ORXSimRows::ORXSimRows(const hdf_DatasetRep& data, hid_t number, int rows, int components)
+    : m_data(&data), m_number(number), m_rows(rows), m_components(components),
       m_rowBytes(static_cast<std::int64_t>(H5Tget_size(number)) * components),
-      m_contiguous(hdf_DataOffset(data) != HADDR_UNDEF),
-      m_sums(rows, m_rowBytes, m_contiguous ? 1 : chunkRows(data)) {}
+      m_contiguous(hdf_DataOffset(data.id) != HADDR_UNDEF),
+      m_sums(rows, m_rowBytes, m_contiguous ? 1 : chunkRows(data.id)) {}
 
 bool ORXSimRows::Select(hdf_Operation& operation, int first, int end, hid_t& memory, hid_t& file) {
   memory = file = H5S_ALL;
@@ -59,7 +59,7 @@ bool ORXSimRows::Select(hdf_Operation& operation, int first, int end, hid_t& mem
     m_memoryRows = end - first;
   }
   if (!m_file.IsOpen())
-    m_file = hdf_SpaceHandle(H5Dget_space(m_data));
+    m_file = hdf_SpaceHandle(H5Dget_space(m_data->id));
   memory = m_memory.Get();
   file = m_file.Get();
   return operation.Check(H5Sselect_hyperslab(file, H5S_SELECT_SET, start, nullptr, extent, nullptr));
@@ -70,8 +70,9 @@ bool ORXSimRows::Transfer(hdf_Operation& operation, int first, int end, void* ta
   hid_t memory, file;
   if (!Select(operation, first, end, memory, file))
     return false;
-  return operation.Check(target != nullptr ? H5Dread(m_data, m_number, memory, file, H5P_DEFAULT, target)
-                                           : H5Dwrite(m_data, m_number, memory, file, H5P_DEFAULT, source));
+  return operation.Check(target != nullptr
+                             ? H5Dread(m_data->id, m_number, memory, file, H5P_DEFAULT, target)
+                             : H5Dwrite(m_data->id, m_number, memory, file, H5P_DEFAULT, source));
 }
 
 // Whole blocks, straight into the caller's rows.
@@ -98,11 +99,16 @@ bool ORXSimRows::ReadPart(hdf_Operation& operation, int first, int end, unsigned
 }
 
 bool ORXSimRows::Read(hdf_Operation& operation, int first, int count, void* target) {
-  if (!m_sums.Load(operation, m_data))
+  if (!m_sums.Load(operation, *m_data))
     return false;
-  const int wanted = first + count;
-  if (!m_sums.IsKept())
-    return Transfer(operation, first, wanted, target, nullptr);
+  const bool read = m_sums.IsKept()
+                        ? ReadRows(operation, first, first + count, static_cast<unsigned char*>(target))
+                        : Transfer(operation, first, first + count, target, nullptr);
+  m_sums.Settle(*m_data); // reading changes none of them
+  return read;
+}
+
+bool ORXSimRows::ReadRows(hdf_Operation& operation, int first, int wanted, unsigned char* target) {
   int end = 0;
   for (int row = first; row < wanted; row = end) {
     const int block = m_sums.BlockOf(row), tail = m_sums.BlockOf(wanted - 1);
@@ -110,7 +116,7 @@ bool ORXSimRows::Read(hdf_Operation& operation, int first, int count, void* targ
     end = part                           ? std::min(m_sums.EndRow(block), wanted)
           : wanted < m_sums.EndRow(tail) ? m_sums.FirstRow(tail)
                                          : wanted;
-    unsigned char* const rows = static_cast<unsigned char*>(target) + BytesOf(row - first);
+    unsigned char* const rows = target + BytesOf(row - first);
     if (!(part ? ReadPart(operation, row, end, rows) : ReadBlocks(operation, row, end, rows)))
       return false;
   }
@@ -161,16 +167,23 @@ bool ORXSimRows::WriteBlocks(hdf_Operation& operation, int first, int end, const
 
 // Chunks wait in a cache, and what fails when they leave it must not go unseen.
 bool ORXSimRows::Flush(hdf_Operation& operation) const {
-  return m_contiguous || operation.Check(H5Dflush(m_data));
+  return m_contiguous || operation.Check(H5Dflush(m_data->id));
 }
 
 bool ORXSimRows::Write(hdf_Operation& operation, int first, int count, const void* source) {
-  if (!m_sums.Load(operation, m_data))
+  if (!m_sums.Load(operation, *m_data))
     return false;
-  const int end = first + count;
-  if (!m_sums.IsKept())
-    return Transfer(operation, first, end, nullptr, source) && Flush(operation);
-  const auto* const bytes = static_cast<const unsigned char*>(source);
+  const bool written = m_sums.IsKept() ? WriteRows(operation, first, first + count,
+                                                   static_cast<const unsigned char*>(source)) &&
+                                             m_sums.Store(operation, *m_data)
+                                       : Transfer(operation, first, first + count, nullptr, source);
+  if (!written || !Flush(operation))
+    return false;
+  m_sums.Settle(*m_data);
+  return true;
+}
+
+bool ORXSimRows::WriteRows(hdf_Operation& operation, int first, int end, const unsigned char* source) {
   const int head = m_sums.BlockOf(first), tail = m_sums.BlockOf(end - 1);
   const bool cutAtFirst = first > m_sums.FirstRow(head), cutAtEnd = end < m_sums.EndRow(tail);
   Edge edges[2];
@@ -179,19 +192,18 @@ bool ORXSimRows::Write(hdf_Operation& operation, int first, int count, const voi
   if (cutAtEnd && head != tail)
     edges[1].block = tail;
   for (Edge& edge : edges)
-    if (edge.block >= 0 && !Complete(operation, edge, first, end, bytes))
+    if (edge.block >= 0 && !Complete(operation, edge, first, end, source))
       return false;
   for (const Edge& edge : edges)
-    if (edge.block >= 0 && !WriteEdge(operation, edge, first, end, bytes))
+    if (edge.block >= 0 && !WriteEdge(operation, edge, first, end, source))
       return false;
   const int from = edges[0].block >= 0 ? m_sums.EndRow(head) : first;
   const int to = edges[1].block >= 0 ? m_sums.FirstRow(tail) : end;
-  return WriteBlocks(operation, from, to, bytes + BytesOf(from - first)) && m_sums.Store(operation, m_data) &&
-         Flush(operation);
+  return WriteBlocks(operation, from, to, source + BytesOf(from - first));
 }
 
 bool ORXSimRows::IsWritten(hdf_Operation& operation) {
-  if (!m_sums.Load(operation, m_data) || !m_sums.IsKept())
+  if (!m_sums.Load(operation, *m_data) || !m_sums.IsKept())
     return false;
   for (int block = 0; block < m_sums.Blocks(); ++block)
     if (m_sums.IsWritten(block))
@@ -225,7 +237,7 @@ ORXSimVerification ORXSimRows::Verify(hdf_Operation& operation) {
   ORXSimVerification found;
   const int piece = m_rows == 0 ? 1 : m_sums.PieceRows(kVerifyPiece);
   const Bytes scratch = allocate(operation, BytesOf(std::min(piece, m_rows)));
-  if (scratch == nullptr || !m_sums.Load(operation, m_data))
+  if (scratch == nullptr || !m_sums.Load(operation, *m_data))
     return found;
   found.opened = true;
   found.hasChecksums = m_sums.IsKept();

@@ -5,12 +5,13 @@
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Handle.h>
 
 /// The numbers of an open dataset of rows, moved between memory and file and held against their checksums.
-/// Private to the module. Where the dataset keeps no checksums, data moves unchecked.
+/// Private to the module. Where the dataset keeps no checksums, data moves unchecked. An object may serve for many
+/// calls, until the dataset is closed.
 class ORXSimRows {
  public:
   /// \param data an open dataset [rows] or [rows, components], one that outlives this object.
   /// \param number the type of its numbers in memory, of the stored size.
-  ORXSimRows(hid_t data, hid_t number, int rows, int components);
+  ORXSimRows(const hdf_DatasetRep& data, hid_t number, int rows, int components);
 
   /// Reads `count` rows, and beyond them what belongs to their blocks. \param target undefined on failure.
   bool Read(hdf_Operation& operation, int first, int count, void* target);
@@ -21,11 +22,13 @@ class ORXSimRows {
   ORXSimVerification Verify(hdf_Operation& operation);
   /// True when some of the rows were written before, as far as the checksums tell.
   bool IsWritten(hdf_Operation& operation);
-  /// The checksums of rows that are yet to be written whole.
-  ORXSimBlockSums& Sums() { return m_sums; }
+  /// Rows of one checksum.
+  int BlockRows() const { return m_sums.BlockRows(); }
 
  private:
   struct Edge;
+  bool ReadRows(hdf_Operation& operation, int first, int end, unsigned char* target);
+  bool WriteRows(hdf_Operation& operation, int first, int end, const unsigned char* source);
   bool Transfer(hdf_Operation& operation, int first, int end, void* target, const void* source);
   bool Select(hdf_Operation& operation, int first, int end, hid_t& memory, hid_t& file);
   bool Complete(hdf_Operation& operation, Edge& edge, int first, int end, const unsigned char* source);
@@ -39,7 +42,8 @@ class ORXSimRows {
   bool AllWritten(int first, int end) const;
   std::int64_t BytesOf(int rows) const { return rows * m_rowBytes; }
 
-  hid_t m_data, m_number;
+  const hdf_DatasetRep* m_data;
+  hid_t m_number;
   int m_rows, m_components;
   std::int64_t m_rowBytes;
   bool m_contiguous;
