@@ -16,6 +16,11 @@ PDM_CORE_API ORXSimContextID gbb_ContextOf(const gbb_Path& path);
 /// The schema snapshot of the file that an object belongs to, by the link "#/schemaSnapshot".
 PDM_CORE_API gbb_SchemaSnapshot gbb_SnapshotOf(const gbb_Path& path);
 
+/// Writes the description of a class into the file of an object, as gbb_SchemaSnapshot::Describe; nothing for
+/// an object that is in no file.
+PDM_CORE_API void gbb_DescribeClass(const gbb_Path& path, ORXSimContextID context, const char* name,
+                                    const char* text);
+
 /// True when the file of an object may hold something else than it did at `seen`, a former
 /// ORXSimManager::Epochs(), and for an object that a rollback removed. Walks up the path: for the rare case
 /// that Epochs() has moved.

@@ -72,7 +72,8 @@ def text_of(table, key, where, default=""):
 
 def rows_of(table, key, where):
     rows = table.get(key, [])
-    require(isinstance(rows, list) and all(isinstance(row, dict) for row in rows), where, f"{key} is not a list of tables")
+    require(isinstance(rows, list) and all(isinstance(row, dict) for row in rows), where,
+            f"{key} is not a list of tables")
     return rows
 
 
@@ -196,7 +197,8 @@ class SchemaClass:
         require(isinstance(released, dict), self.name, "released is not a table")
         self._number(released)
         by_name, new = {m.name: m for m in self.members}, row.get("new", [])
-        require(isinstance(new, list), self.name, "new is not a list of names")
+        require(isinstance(new, list) and all(isinstance(name, str) for name in new), self.name,
+                "new is not a list of names")
         for i, name in enumerate(new):
             require(name in by_name, self.name, f"new takes '{name}', which is no simple member")
             require(name not in new[:i], self.name, f"new takes '{name}' twice")
@@ -214,12 +216,17 @@ class SchemaClass:
             require(indices[name] == index, self.name,
                     f"the index of released member '{name}' would move from {index} to {indices[name]}")
 
-    def link(self, classes):
+    def find_base(self, classes):
         self.base = classes.get(self.base_name)
         require(self.base_name is None or self.base, self.name, f"unknown base '{self.base_name}'")
         require(not self.base or self.base.embedded, self.name, f"base '{self.base_name}' is not marked embedded")
+
+    def link(self, classes):
         for member in self.members + self.children:
             member.link(classes)
+        inherited = {m.name for m in self.base.all_new} if self.base else set()
+        for member in self.new:
+            require(member.name not in inherited, self.name, f"new takes '{member.name}', which the base takes already")
 
     def check_bases(self):
         seen, at = set(), self
@@ -227,10 +234,6 @@ class SchemaClass:
             require(at.name not in seen, self.name, "is its own base")
             seen.add(at.name)
             at = at.base
-
-        inherited = {m.name for m in self.base.all_new} if self.base else set()
-        for member in self.new:
-            require(member.name not in inherited, self.name, f"new takes '{member.name}', which the base takes already")
 
     @property
     def short(self):
@@ -309,10 +312,9 @@ def load(paths, imports):
             classes[one.name] = one
             if path in paths:
                 own.append(one)
-    for one in classes.values():
-        one.link(classes)
-    for one in classes.values():
-        one.check_bases()
+    for step in (lambda one: one.find_base(classes), SchemaClass.check_bases, lambda one: one.link(classes)):
+        for one in classes.values():
+            step(one)
     return own
 
 

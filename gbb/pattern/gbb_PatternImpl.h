@@ -141,6 +141,7 @@ void gbb_ObjectImpl<Traits>::Bind(const gbb_Group& group) {
   m_group = group;
   if (m_group.WriteClass(m_interface->Class().ClassID()))
     BindMembers();
+  gbb_DescribeClass(Path(), Context(), Traits::kPersistentName, Traits::kDescription);
   m_base.Bind(m_group);
   m_children.Bind(Owner());
   m_connected = true;

@@ -25,9 +25,6 @@ class gbb_ClassHolder;
 /// Carries an object of a schema class from one holder to another.
 template <class Traits>
 class gbb_HolderMoveSrc {
- public:
-  explicit gbb_HolderMoveSrc(gbb_ObjectHolder<Traits>&& held) : m_held(std::move(held)) {}
-
  private:
   friend class gbb_ClassHolder<Traits>;
   gbb_ObjectHolder<Traits> m_held;
@@ -47,14 +44,19 @@ class gbb_ClassHolder : public gbb_ObjectHolder<Traits> {
   /// Takes over what the pattern's own operations answer.
   gbb_ClassHolder(gbb_ObjectHolder<Traits>&& held) : gbb_ObjectHolder<Traits>(std::move(held)) {}
   /// Hands the object over; this holder is empty afterwards.
-  operator MoveSrc() { return MoveSrc(std::move(*this)); }
+  operator MoveSrc() {
+    MoveSrc source;
+    source.m_held = std::move(*this);
+    return source;
+  }
 
   /// Opens a stored object of the class, or of one that descends from it.
   /// \param parent path of the parent object.
   /// \param index  the object's place under its parent.
   /// \param group  the object's group in the file.
   /// \param trace  0, or prints each operation.
-  /// \return an empty holder, after a line, when the file's schema snapshot does not know the stored class, or
+  /// \return an empty holder, after a line, when the file's schema snapshot does not know the stored class,
+  /// or
   ///         the class is another one.
   static Holder Open(const gbb_Path& parent, int index, const gbb_Group& group, int trace) {
     return gbb_ObjectHolder<Traits>::OpenStored(parent, index, group, trace);

@@ -91,7 +91,7 @@ public:
 };
 
 /// Carries an object from one holder to another.
-class PDM_CORE_API fesD_FESystemHolderMoveSrc : public gbb_HolderMoveSrc<fesD_FESystemTraits> { using gbb_HolderMoveSrc::gbb_HolderMoveSrc; };
+class PDM_CORE_API fesD_FESystemHolderMoveSrc : public gbb_HolderMoveSrc<fesD_FESystemTraits> {};
 
 /// Owns one fesD_FESystem. Moved, never copied.
 class PDM_CORE_API fesD_FESystemHolder : public gbb_ClassHolder<fesD_FESystemTraits> {

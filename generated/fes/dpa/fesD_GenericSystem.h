@@ -76,7 +76,7 @@ public:
 };
 
 /// Carries an object from one holder to another.
-class PDM_CORE_API fesD_GenericSystemHolderMoveSrc : public gbb_HolderMoveSrc<fesD_GenericSystemTraits> { using gbb_HolderMoveSrc::gbb_HolderMoveSrc; };
+class PDM_CORE_API fesD_GenericSystemHolderMoveSrc : public gbb_HolderMoveSrc<fesD_GenericSystemTraits> {};
 
 /// Owns one fesD_GenericSystem. Moved, never copied.
 class PDM_CORE_API fesD_GenericSystemHolder : public gbb_ClassHolder<fesD_GenericSystemTraits> {

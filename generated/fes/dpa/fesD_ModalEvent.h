@@ -99,7 +99,7 @@ public:
 };
 
 /// Carries an object from one holder to another.
-class PDM_CORE_API fesD_ModalEventHolderMoveSrc : public gbb_HolderMoveSrc<fesD_ModalEventTraits> { using gbb_HolderMoveSrc::gbb_HolderMoveSrc; };
+class PDM_CORE_API fesD_ModalEventHolderMoveSrc : public gbb_HolderMoveSrc<fesD_ModalEventTraits> {};
 
 /// Owns one fesD_ModalEvent. Moved, never copied.
 class PDM_CORE_API fesD_ModalEventHolder : public gbb_ClassHolder<fesD_ModalEventTraits> {

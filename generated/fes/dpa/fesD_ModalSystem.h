@@ -115,7 +115,7 @@ public:
 };
 
 /// Carries an object from one holder to another.
-class PDM_CORE_API fesD_ModalSystemHolderMoveSrc : public gbb_HolderMoveSrc<fesD_ModalSystemTraits> { using gbb_HolderMoveSrc::gbb_HolderMoveSrc; };
+class PDM_CORE_API fesD_ModalSystemHolderMoveSrc : public gbb_HolderMoveSrc<fesD_ModalSystemTraits> {};
 
 /// Owns one fesD_ModalSystem. Moved, never copied.
 class PDM_CORE_API fesD_ModalSystemHolder : public gbb_ClassHolder<fesD_ModalSystemTraits> {

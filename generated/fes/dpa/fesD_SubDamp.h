@@ -88,7 +88,7 @@ public:
 };
 
 /// Carries an object from one holder to another.
-class PDM_CORE_API fesD_SubDampHolderMoveSrc : public gbb_HolderMoveSrc<fesD_SubDampTraits> { using gbb_HolderMoveSrc::gbb_HolderMoveSrc; };
+class PDM_CORE_API fesD_SubDampHolderMoveSrc : public gbb_HolderMoveSrc<fesD_SubDampTraits> {};
 
 /// Owns one fesD_SubDamp. Moved, never copied.
 class PDM_CORE_API fesD_SubDampHolder : public gbb_ClassHolder<fesD_SubDampTraits> {

@@ -111,7 +111,7 @@ public:
 };
 
 /// Carries an object from one holder to another.
-class PDM_CORE_API fesD_SubstructureSystemHolderMoveSrc : public gbb_HolderMoveSrc<fesD_SubstructureSystemTraits> { using gbb_HolderMoveSrc::gbb_HolderMoveSrc; };
+class PDM_CORE_API fesD_SubstructureSystemHolderMoveSrc : public gbb_HolderMoveSrc<fesD_SubstructureSystemTraits> {};
 
 /// Owns one fesD_SubstructureSystem. Moved, never copied.
 class PDM_CORE_API fesD_SubstructureSystemHolder : public gbb_ClassHolder<fesD_SubstructureSystemTraits> {

@@ -122,7 +122,7 @@ public:
 };
 
 /// Carries an object from one holder to another.
-class PDM_CORE_API msfD_DiscreteModelHolderMoveSrc : public gbb_HolderMoveSrc<msfD_DiscreteModelTraits> { using gbb_HolderMoveSrc::gbb_HolderMoveSrc; };
+class PDM_CORE_API msfD_DiscreteModelHolderMoveSrc : public gbb_HolderMoveSrc<msfD_DiscreteModelTraits> {};
 
 /// Owns one msfD_DiscreteModel. Moved, never copied.
 class PDM_CORE_API msfD_DiscreteModelHolder : public gbb_ClassHolder<msfD_DiscreteModelTraits> {

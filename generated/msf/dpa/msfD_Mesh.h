@@ -167,7 +167,7 @@ public:
 };
 
 /// Carries an object from one holder to another.
-class PDM_CORE_API msfD_MeshHolderMoveSrc : public gbb_HolderMoveSrc<msfD_MeshTraits> { using gbb_HolderMoveSrc::gbb_HolderMoveSrc; };
+class PDM_CORE_API msfD_MeshHolderMoveSrc : public gbb_HolderMoveSrc<msfD_MeshTraits> {};
 
 /// Owns one msfD_Mesh. Moved, never copied.
 class PDM_CORE_API msfD_MeshHolder : public gbb_ClassHolder<msfD_MeshTraits> {
