@@ -227,9 +227,9 @@ class Generator(unittest.TestCase):
         blocks = re.findall(r"```toml\n(.*?)```", document, re.DOTALL)
         consumer = TREE / "tests/package/consumer"
         self.assertIn(blocks[0], (consumer / "host.toml").read_text())
-        for block in re.findall(r"```cpp\n(.*?)```", document, re.DOTALL):
-            for line in block.strip().splitlines():
-                self.assertIn(line.strip(), (consumer / "main.cpp").read_text())
+        program = "".join((consumer / "main.cpp").read_text().split())
+        for line in re.search(r"```cpp\n(.*?)```", document, re.DOTALL)[1].splitlines():
+            self.assertIn("".join(line.split()), program)
 
 
 if __name__ == "__main__":
