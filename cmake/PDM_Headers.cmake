@@ -4,25 +4,22 @@
 set(PDM_PUBLIC_HEADERS
   kda/kda_Export.h kda/kda_List.h kda/kda_List_Impl.h kda/kda_MapInt.h kda/kda_MapIntKey.h kda/kda_MapString.h
   kda/kda_Module.h kda/kda_ValueTypes.h kda/kda_none.h kda/kda_string.h
-  omi/omi_Btree.h omi/omi_BtreeIterator.h omi/omi_BtreeNode.h omi/omi_BtreeNodeLink.h omi/omi_BtreePath.h
-  omi/omi_BtreeNode_Impl.h omi/omi_Btree_Impl.h
-  gbb/gbb_AutoArray.h gbb/gbb_Call.h gbb/gbb_Class.h gbb/gbb_Context.h gbb/gbb_DistributionService.h
-  gbb/gbb_Freshness.h gbb/gbb_Group.h gbb/gbb_Handle.h gbb/gbb_Link.h gbb/gbb_MemoryStream.h gbb/gbb_Module.h
-  gbb/gbb_ObjectInterface.h gbb/gbb_Path.h gbb/gbb_SchemaSnapshot.h gbb/gbb_String.h gbb/gbb_TraverseContext.h
+  omi/omi_Btree.h omi/omi_BtreeIterator.h omi/omi_BtreeNode.h omi/omi_BtreeNodeLink.h omi/omi_BtreeNode_Impl.h
+  omi/omi_BtreePath.h omi/omi_Btree_Impl.h
+  gbb/gbb_AutoArray.h gbb/gbb_Call.h gbb/gbb_Class.h gbb/gbb_ClassTexts.h gbb/gbb_Context.h
+  gbb/gbb_DistributionService.h gbb/gbb_Freshness.h gbb/gbb_Group.h gbb/gbb_Handle.h gbb/gbb_Link.h
+  gbb/gbb_MemoryStream.h gbb/gbb_Module.h gbb/gbb_ObjectInterface.h gbb/gbb_Path.h gbb/gbb_SchemaSnapshot.h
+  gbb/gbb_String.h gbb/gbb_TraverseContext.h
   gbb/pattern/gbb_Array.h gbb/pattern/gbb_ArrayImpl.h gbb/pattern/gbb_Children.h gbb/pattern/gbb_Holder.h
   gbb/pattern/gbb_MemberCodec.h gbb/pattern/gbb_MemberTable.h gbb/pattern/gbb_ObjectAccess.h
   gbb/pattern/gbb_ObjectForward.h gbb/pattern/gbb_ObjectHandle.h gbb/pattern/gbb_ObjectHolder.h
   gbb/pattern/gbb_ObjectImpl.h gbb/pattern/gbb_Pattern.h gbb/pattern/gbb_PatternChildren.h
-  gbb/pattern/gbb_PatternHandle.h gbb/pattern/gbb_PatternHolder.h gbb/pattern/gbb_PatternImpl.h
-  gbb/pattern/gbb_Removed.h gbb/pattern/gbb_Repository.h gbb/pattern/gbb_Slots.h gbb/pattern/gbb_Text.h
+  gbb/pattern/gbb_PatternClass.h gbb/pattern/gbb_PatternHandle.h gbb/pattern/gbb_PatternHolder.h
+  gbb/pattern/gbb_PatternImpl.h gbb/pattern/gbb_Removed.h gbb/pattern/gbb_Repository.h
+  gbb/pattern/gbb_SchemaClass.h gbb/pattern/gbb_Slots.h gbb/pattern/gbb_Text.h
   fes/fesD_Module.h fes/fesD_Utilities.h
   msf/msfD_Module.h msf/msfD_Root.h msf/msfD_Sim.h
-  generated/fes/dpa/fesD_FESystem.h generated/fes/dpa/fesD_FESystemMembers.h
-  generated/fes/dpa/fesD_GenericSystem.h generated/fes/dpa/fesD_GenericSystemMembers.h
-  generated/fes/dpa/fesD_ModalEvent.h generated/fes/dpa/fesD_ModalEventMembers.h
-  generated/fes/dpa/fesD_ModalSystem.h generated/fes/dpa/fesD_ModalSystemMembers.h
-  generated/fes/dpa/fesD_NodalDofDefinition.h generated/fes/dpa/fesD_SubDamp.h
-  generated/fes/dpa/fesD_SubDampMembers.h generated/fes/dpa/fesD_SubstructureSystem.h
-  generated/fes/dpa/fesD_SubstructureSystemMembers.h generated/msf/dpa/msfD_DiscreteModel.h
-  generated/msf/dpa/msfD_DiscreteModelMembers.h generated/msf/dpa/msfD_Mesh.h
-  generated/msf/dpa/msfD_MeshMembers.h)
+  generated/fes/dpa/fesD_FESystem.h generated/fes/dpa/fesD_GenericSystem.h generated/fes/dpa/fesD_ModalEvent.h
+  generated/fes/dpa/fesD_ModalSystem.h generated/fes/dpa/fesD_NodalDofDefinition.h
+  generated/fes/dpa/fesD_SubDamp.h generated/fes/dpa/fesD_SubstructureSystem.h
+  generated/msf/dpa/msfD_DiscreteModel.h generated/msf/dpa/msfD_Mesh.h)

@@ -13,6 +13,11 @@ gbb_SchemaSnapshot gbb_SnapshotOf(const gbb_Path& path) {
   return gbb_SchemaSnapshot(gbb_SimpleLink(path, "#/schemaSnapshot").Get(0));
 }
 
+void gbb_DescribeClass(const gbb_Path& path, ORXSimContextID context, const char* name, const char* text) {
+  if (!context.IsNull()) // else a path without a root would be told
+    gbb_SnapshotOf(path).Describe(context, name, text);
+}
+
 void gbb_TakeBack(ORXSimContextID context) {
   if (!ORXSimContextRef(context).Barred())
     ORXSimUpdate(context).Rollback();

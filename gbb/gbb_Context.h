@@ -15,6 +15,12 @@ PDM_CORE_API ORXSimContextID gbb_ContextOf(const gbb_Path& path);
 
 /// The schema snapshot of the file that an object belongs to, by the link "#/schemaSnapshot".
 PDM_CORE_API gbb_SchemaSnapshot gbb_SnapshotOf(const gbb_Path& path);
+
+/// Writes the description of a class into the file of an object, as gbb_SchemaSnapshot::Describe; nothing for
+/// an object that is in no file.
+PDM_CORE_API void gbb_DescribeClass(const gbb_Path& path, ORXSimContextID context, const char* name,
+                                    const char* text);
+
 /// A write of an object has failed: what has not barred the context is rolled back, so that no open scope
 /// commits the rest without it.
 PDM_CORE_API void gbb_TakeBack(ORXSimContextID context);

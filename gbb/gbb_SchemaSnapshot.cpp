@@ -27,6 +27,11 @@ bool gbb_SchemaSnapshot::Register(gbb_Class added) const {
   return m_impl != nullptr && !!added && m_impl->m_classes.Insert(added.ClassID(), added);
 }
 
+void gbb_SchemaSnapshot::Describe(ORXSimContextID context, const char* name, const char* text) const {
+  if (m_impl != nullptr)
+    m_impl->m_texts.Write(context, name, text);
+}
+
 gbb_Class gbb_SchemaSnapshot::StaticClass() {
   static constinit gbb_ClassDescriptor s_class;
   return gbb_Class::Define(s_class, "com.vertana.SchemaSnapshot", {}, nullptr);

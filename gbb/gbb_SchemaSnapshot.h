@@ -1,6 +1,8 @@
 #pragma once
 
+#include <UTI_ORXSimDynamicAPI/ORXSim_Identifiers.h>
 #include <gbb/gbb_Class.h>
+#include <gbb/gbb_ClassTexts.h>
 #include <gbb/gbb_Handle.h>
 #include <gbb/gbb_Path.h>
 #include <kda/kda_Export.h>
@@ -27,6 +29,8 @@ class PDM_CORE_API gbb_SchemaSnapshot {
   /// it opens objects of them. An identifier that is present keeps its first class.
   /// \return true when added.
   bool Register(gbb_Class added) const;
+  /// Writes a class's description into the file, once: gbb_ClassTexts. An empty handle does nothing.
+  void Describe(ORXSimContextID context, const char* name, const char* text) const;
   /// "com.vertana.SchemaSnapshot".
   static gbb_Class StaticClass();
 
@@ -46,4 +50,5 @@ class gbb_SchemaSnapshotImpl {
   friend class gbb_SchemaSnapshot;
   gbb_PathImpl m_path;
   omi_Btree<gbb_ClassID, gbb_Class> m_classes;
+  gbb_ClassTexts m_texts;
 };

@@ -6,6 +6,12 @@
 #include <gbb/pattern/gbb_Pattern.h>
 #include <msf/dpa/msfD_Mesh.h>
 
+const char msfD_SimTraits::kDescription[] =
+    R"json({"format":1,"class":"com.vertana.Sim","doc":"One simulation: the root object of a file.","members":[
+],"children":[
+{"name":"discreteModel","index":0,"object":"com.vertana.DiscreteModel","doc":"The discretisation","null":"there is none yet"}
+]})json";
+
 template class gbb_InterfaceOf<msfD_SimTraits>;
 template class gbb_ObjectHandle<msfD_SimTraits>;
 template class gbb_HolderBase<msfD_SimTraits>;
@@ -123,6 +129,7 @@ void msfD_SimImpl::Bind(ORXSimContextID context, const gbb_Group& group) {
   m_context = context;
   m_group = group;
   m_group.WriteClass(m_interface->Class().ClassID());
+  SchemaSnapshot().Describe(context, msfD_SimTraits::kPersistentName, msfD_SimTraits::kDescription);
   m_children.Bind(Owner());
   m_connected = true;
   m_freshness.Keep();

@@ -29,6 +29,7 @@ struct PDM_CORE_API msfD_SimTraits {
   using Initial = std::tuple<>;
   static constexpr gbb_Text kName{"msfD_Sim"};
   static constexpr const char* kPersistentName = "com.vertana.Sim";
+  static const char kDescription[]; // as docs/file-format.md says
 };
 
 extern template class gbb_InterfaceOf<msfD_SimTraits>;

@@ -3,7 +3,7 @@
 #include "mesh_members.pb.h"
 
 #include <gbb/pattern/gbb_Pattern.h>
-#include <msf/dpa/impl/msfD_MeshImpl.h>
+#include <msf/dpa/msfD_Mesh.h>
 
 #include <benchmark/benchmark.h>
 #include <cereal/archives/binary.hpp>

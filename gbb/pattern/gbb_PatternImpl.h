@@ -132,6 +132,7 @@ void gbb_ObjectImpl<Traits>::Bind(const gbb_Group& group) {
   m_group = group;
   if (m_group.WriteClass(m_interface->Class().ClassID()))
     BindMembers(context);
+  gbb_DescribeClass(Path(), context, Traits::kPersistentName, Traits::kDescription);
   m_base.Bind(m_group);
   m_children.Bind(Owner());
   m_connected = true;

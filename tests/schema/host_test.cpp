@@ -8,6 +8,7 @@
 
 #include <climits>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 namespace {
@@ -158,6 +159,22 @@ TEST_F(HostClasses, KeepMembersOfEveryType) {
     ++members;
   });
   EXPECT_EQ(members, 44);
+}
+
+// A file for described_test.py, where the environment says.
+TEST_F(HostClasses, WriteAFileForOtherPrograms) {
+  const char* const named = std::getenv("PDM_HOST_FILE");
+  Model a(named != nullptr ? named : Path());
+  addTo(a.sim);
+  const hstD_Beam beam(a.mesh.systems().add(hstD_Beam::New("beam", {}, {}, 2.5, tagsOf({"x", "", "z"}), 0)));
+  for (const int x : {1, 2})
+    beam.parts().add(hstD_Part::New(0)).XInt(x);
+  hstD_EverythingAccess access(beam.Everything(hstD_Everything::New(0)));
+  const Filler fill{a.sim.distributionService().Context()};
+  gbb_ForEach<gbb_MemberTable<hstD_EverythingTraits>::Members>(
+      [&](auto member) { fill(access.members()->*member.kField); });
+  access.commit();
+  EXPECT_EQ(beam.everything().listString().count(), kMany);
 }
 
 TEST_F(HostClasses, TraceTheBasePartUnderItsOwnName) {

@@ -24,7 +24,7 @@ void LookInside(check_Report& report, ORXSimContextID context, const std::functi
       report.Add("", "more", "more findings than are listed");
   };
   check_Store store(finding);
-  check_Objects objects(store, finding, tick);
+  check_Objects objects(context, store, finding, tick);
   ORXSimInspectTotals totals;
   if (!ORXSimInspect::Walk(context, objects, totals))
     return report.Add("", "unreadable", ORXSimManager::LastError());

@@ -40,14 +40,18 @@ check_Objects::Place check_Objects::Under(const Place& parent, const ORXSimInspe
   Place place;
   switch (parent.role) {
   case kRoot:
-    place.role = !object.isGroup          ? kForeign
-                 : object.name == "sim"   ? kObject
-                 : object.name == "store" ? kStore
-                                          : kForeign;
+    place.role = !object.isGroup            ? kForeign
+                 : object.name == "sim"     ? kObject
+                 : object.name == "store"   ? kStore
+                 : object.name == "classes" ? kClasses
+                                            : kForeign;
     place.expected = kSim;
     return place;
   case kObject:
     return UnderObject(parent, object);
+  case kClasses:
+    place.role = kDescription;
+    return place;
   case kArray:
     place.role = object.isGroup && check_Store::Number(object.name) >= 0 ? kObject : kForeign;
     place.expected = parent.expected;
@@ -70,12 +74,12 @@ check_Objects::Place check_Objects::UnderObject(const Place& parent, const ORXSi
     return place;
   if (object.name == "#base") {
     place.role = parent.part != nullptr && parent.part->base.empty() ? kForeign : kObject;
-    place.part = parent.part == nullptr ? nullptr : check_Class::Find(parent.part->base);
+    place.part = parent.part == nullptr ? nullptr : m_classes.Find(parent.part->base);
     place.whole = parent.whole;
     place.isBase = true;
     return place;
   }
-  const check_Child* const child = parent.part == nullptr ? nullptr : parent.part->Child(object.name);
+  const show_ClassChild* const child = parent.part == nullptr ? nullptr : parent.part->Child(object.name);
   if (parent.part != nullptr && child == nullptr)
     return place;
   place.role = (child == nullptr ? IsArray(object) : child->isArray) ? kArray : kObject;
@@ -116,6 +120,8 @@ void check_Objects::Look(Place& place, const ORXSimInspected& object) {
     return LookAtArray(object);
   case kMembers:
     return LookAtMembers(place, object);
+  case kDescription:
+    return LookAtDescription(object);
   case kStore:
     return m_store.Group(object);
   case kCollection:
@@ -162,14 +168,34 @@ bool check_Objects::LookAtClass(Place& place, const ORXSimInspected& object) {
   if (name.empty() && place.isElement && object.links.empty())
     return false; // an empty element
   place.whole = name;
-  place.part = check_Class::Find(name);
-  if (place.part == nullptr)
-    Tell(object.path, "class.unknown", "an object of '" + name + "', a class that this program does not know",
-         true);
-  else if (!place.expected.empty() && !place.part->IsA(place.expected))
+  place.part = m_classes.Find(name);
+  LookForDescription(object, name);
+  if (place.part != nullptr && !place.expected.empty() && !m_classes.IsA(name, place.expected))
     Tell(object.path, "class.mismatch",
          "an object of '" + name + "' where '" + place.expected + "' is expected");
   return true;
+}
+
+void check_Objects::LookForDescription(const ORXSimInspected& object, const std::string& name) {
+  if (m_classes.Find(name) == nullptr)
+    return Tell(object.path, "class.unknown",
+                "an object of '" + name + "', a class that neither this program nor the file knows", true);
+  if (m_classes.Describes() && m_classes.Described(name) == show_FileClasses::kNone &&
+      m_undescribed.insert(name).second)
+    Tell(object.path, "description.missing", "the file does not describe the class '" + name + "'", true);
+}
+
+void check_Objects::LookAtDescription(const ORXSimInspected& object) {
+  const bool isText = object.isDataset && object.sound && object.type == ORXSimInspectedType::kInteger &&
+                      object.size == 1 && object.dims.size() == 1;
+  if (!isText)
+    return Tell(object.path, "description.form", "not a description of a class: no list of bytes");
+  m_tick(static_cast<double>(object.Bytes()));
+  if (m_classes.Described(object.name) == show_FileClasses::kDamaged)
+    Tell(object.path, "description.form", "not a description of a class: " + m_classes.Fault(object.name));
+  if (m_classes.Described(object.name) == show_FileClasses::kOther)
+    Tell(object.path, "description.mismatch",
+         "not the class that this program knows: " + m_classes.Fault(object.name));
 }
 
 void check_Objects::LookAtParts(const Place& place, const ORXSimInspected& object) {

@@ -87,7 +87,7 @@ void check_Stream::Record() {
   const unsigned char tag = m_bytes[Take(1)];
   if (!IsKnown(tag))
     Fail("member " + std::to_string(index) + " has a value of unknown type " + std::to_string(tag));
-  const check_Member* const member = m_class == nullptr ? nullptr : m_class->Member(index);
+  const show_Member* const member = m_class == nullptr ? nullptr : m_class->Member(index);
   const std::string name = member != nullptr ? member->name : "member " + std::to_string(index);
   if (m_class != nullptr && member == nullptr)
     m_tell("stream.member", "member " + std::to_string(index) + ", which " + m_class->name + " has not",

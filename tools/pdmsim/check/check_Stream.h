@@ -1,6 +1,6 @@
 #pragma once
 
-#include <pdmsim/check/check_Classes.h>
+#include <pdmsim/show/show_Class.h>
 
 #include <PDM_Core.h>
 
@@ -24,7 +24,7 @@ class check_Stream {
   using Refer = std::function<void(const std::string& member, const check_Reference& reference)>;
 
   /// \param known the class whose members these are, null when it is not known.
-  check_Stream(const std::vector<unsigned char>& bytes, const check_Class* known, const Tell& tell,
+  check_Stream(const std::vector<unsigned char>& bytes, const show_Class* known, const Tell& tell,
                const Refer& refer)
       : m_bytes(bytes), m_class(known), m_tell(tell), m_refer(refer) {}
   void Run();
@@ -44,7 +44,7 @@ class check_Stream {
   [[noreturn]] void Fail(const std::string& text);
 
   const std::vector<unsigned char>& m_bytes;
-  const check_Class* m_class;
+  const show_Class* m_class;
   const Tell& m_tell;
   const Refer& m_refer;
   std::size_t m_at = 0, m_limit = 0;

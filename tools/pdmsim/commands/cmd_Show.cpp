@@ -50,17 +50,15 @@ void CheckSim(const Options& options, ORXSimContextID context) {
     refuse("whose 'sim' is of another class");
 }
 
-show_Json DescribeAll(const Options& options, const msfD_Sim& sim) {
-  std::error_code ignored;
-  const auto bytes = std::filesystem::file_size(options.file, ignored);
-  show_Json description{{"file", options.file}, {"bytes", ignored ? 0 : bytes}};
-  description.update(show_Object(sim));
+show_Json DescribeAll(const Options& options, std::uintmax_t bytes, show_Objects& objects) {
+  show_Json description{{"file", options.file}, {"bytes", bytes}};
+  description.update(objects.Describe());
   return description;
 }
 
-show_Json DescribeOne(const Options& options, const msfD_Sim& sim, const cli_Library& library) {
+show_Json DescribeOne(const Options& options, show_Objects& objects, const cli_Library& library) {
   std::optional<show_Target> target =
-      show_Find(sim, std::string_view(options.path).substr(options.path[0] == '/'));
+      objects.Find(std::string_view(options.path).substr(options.path[0] == '/'));
   library.Check(options.file, kWhole); // what cannot be read is not what is not there
   if (!target)
     throw cli_Failure(cli_Exit::kNotThere, options.file + ": expected '" + options.path +
@@ -82,9 +80,13 @@ void Show(const Options& options) {
   library.Check(options.file, "a simulation file");
   if (!sim)
     throw cli_Failure(cli_Exit::kUnusable, options.file + ": expected a simulation file, found none");
-  CheckSim(options, sim.distributionService().Context());
+  const ORXSimContextID context = sim.distributionService().Context();
+  CheckSim(options, context);
+  std::error_code unknown;
+  const auto size = std::filesystem::file_size(options.file, unknown), bytes = unknown ? 0 : size;
+  show_Objects objects(options.file, bytes, context);
   const show_Json description =
-      options.path.empty() ? DescribeAll(options, sim) : DescribeOne(options, sim, library);
+      options.path.empty() ? DescribeAll(options, bytes, objects) : DescribeOne(options, objects, library);
   library.Check(options.file, kWhole);
   if (options.json)
     show_PrintJson(description);

@@ -1,4 +1,4 @@
-#include <pdmsim/check/check_Classes.h>
+#include <pdmsim/show/show_Class.h>
 
 #include <pdmsim/show/show_Classes.h>
 
@@ -33,8 +33,8 @@ struct ResultOf<R (Handle::*)() const> {
 };
 
 template <class Traits>
-check_Class Describe() {
-  check_Class described;
+show_Class Describe() {
+  show_Class described;
   described.name = Traits::kPersistentName;
   if constexpr (!std::is_void_v<typename Traits::Base>)
     described.base = Traits::Base::kPersistentName;
@@ -45,38 +45,34 @@ check_Class Describe() {
   });
   gbb_ForEach<typename gbb_ChildTable<Traits>::Children>([&](auto child) {
     using Child = ChildOf<typename ResultOf<std::remove_cv_t<decltype(child.kGetter)>>::Type>;
-    described.children.push_back({child.name(), Child::Element::Traits::kPersistentName, Child::kArray});
+    described.children.push_back(
+        {child.name(), Child::Element::Traits::kPersistentName, Child::kArray, child.kIndex});
   });
   return described;
 }
 
 template <class... Handles>
-std::vector<check_Class> DescribeAll(std::tuple<Handles...>*) {
+std::vector<show_Class> DescribeAll(std::tuple<Handles...>*) {
   return {Describe<typename Handles::Traits>()...};
 }
 
 } // namespace
 
-const check_Member* check_Class::Member(int index) const {
+const show_Member* show_Class::Member(int index) const {
   const auto found =
       std::find_if(members.begin(), members.end(), [&](const auto& member) { return member.index == index; });
   return found == members.end() ? nullptr : &*found;
 }
 
-const check_Child* check_Class::Child(const std::string& child) const {
+const show_ClassChild* show_Class::Child(const std::string& child) const {
   const auto found = std::find_if(children.begin(), children.end(),
                                   [&](const auto& candidate) { return candidate.name == child; });
   return found == children.end() ? nullptr : &*found;
 }
 
-const check_Class* check_Class::Find(const std::string& name) {
-  static const std::vector<check_Class> classes = DescribeAll(static_cast<show_Classes*>(nullptr));
+const show_Class* show_Class::Known(const std::string& name) {
+  static const std::vector<show_Class> classes = DescribeAll(static_cast<show_Classes*>(nullptr));
   const auto found =
       std::find_if(classes.begin(), classes.end(), [&](const auto& known) { return known.name == name; });
   return found == classes.end() ? nullptr : &*found;
-}
-
-bool check_Class::IsA(const std::string& other) const {
-  const check_Class* const parent = Find(base);
-  return name == other || (parent != nullptr && parent->IsA(other));
 }

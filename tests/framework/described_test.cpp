@@ -1,0 +1,95 @@
+// The descriptions of classes that a file carries: written once, with the first object, and taken back with
+// it.
+
+#include <framework/framework_Fixture.h>
+
+namespace {
+
+const std::string kSystem = "com.vertana.FESystem";
+
+class Described : public framework_Fixture {
+ protected:
+  Model m{Path()};
+
+  static hdf_Group Root(const msfD_Sim& sim) {
+    return ORXSimContextRef(sim.distributionService().Context()).File().RootGroup();
+  }
+  /// What the file says of a class, "" for nothing.
+  static std::string Text(const msfD_Sim& sim, const std::string& name = kSystem) {
+    const hdf_Group classes = Root(sim).GroupOpen("classes");
+    if (!classes.GetObjinfoExists(name.c_str()))
+      return "";
+    const hdf_Dataset dataset = classes.DatasetOpen(name.c_str());
+    std::string text(dataset.GetSpace().Elements(), '\0');
+    EXPECT_TRUE(dataset.Read(hdf_Datatype::NATIVE_UCHAR, text.data(), text.size()));
+    return text;
+  }
+  static void Put(const msfD_Sim& sim, const std::string& text) {
+    const std::uint64_t length = text.size();
+    EXPECT_TRUE(Root(sim)
+                    .GroupOpen("classes")
+                    .DatasetCreate(kSystem.c_str(), hdf_Datatype::NATIVE_UCHAR,
+                                   hdf_Dataspace::CreateSimple(1, &length))
+                    .Write(hdf_Datatype::NATIVE_UCHAR, text.data(), length));
+  }
+  /// Puts a text into the file and writes an object in a new session. \return what stands there then.
+  std::string After(const std::string& text) {
+    Put(m.sim, text);
+    m.root.closeSim(m.sim);
+    m.sim = m.root.openSim(Path().c_str(), "", -1);
+    EXPECT_TRUE(!!MeshOf(m.sim).systems().add(System("one more")));
+    return Text(m.sim);
+  }
+};
+
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+  return text.replace(text.find(from), from.size(), to);
+}
+
+} // namespace
+
+TEST_F(Described, OnceWithTheFirstObjectOfTheClass) {
+  EXPECT_NE(Text(m.sim, "com.vertana.Sim"), "");
+  EXPECT_EQ(Text(m.sim, "com.vertana.Mesh"), msfD_MeshTraits::kDescription);
+  EXPECT_EQ(Root(m.sim).GroupOpen("classes").NumLinks(), 3);
+  EXPECT_EQ(Text(m.sim), "");
+  m.mesh.systems().add(System("first"));
+  EXPECT_EQ(Text(m.sim), fesD_FESystemTraits::kDescription);
+
+  Put(m.sim, "ours no more");
+  m.mesh.systems().add(fesD_GenericSystem::New("second", {}, {}, {}, {}, 0));
+  EXPECT_EQ(Text(m.sim), "ours no more") << "the file is not asked again";
+  EXPECT_EQ(Text(m.sim, "com.vertana.GenericSystem"), fesD_GenericSystemTraits::kDescription);
+}
+
+TEST_F(Described, TakenBackWithTheObject) {
+  for (const bool again : {false, true}) {
+    ORXSimUpdate update(m.sim.distributionService().Context());
+    m.mesh.systems().add(System("never"));
+    EXPECT_NE(Text(m.sim), "") << again;
+    EXPECT_TRUE(update.Rollback());
+    EXPECT_EQ(Text(m.sim), "");
+  }
+  m.mesh.systems().add(System("first"));
+  EXPECT_EQ(Text(m.sim), fesD_FESystemTraits::kDescription);
+}
+
+TEST_F(Described, ByWhoKnowsMore) {
+  m.mesh.systems().add(System("first"));
+  const std::string own = Text(m.sim);
+  const std::string last = own.substr(own.rfind(",\n{\"name\""), own.find("\n]") - own.rfind(",\n{\"name\""));
+  for (const std::string& older :
+       {replaced(own, "The system's name", "a name"), replaced(own, last, ""), own.substr(0, own.size() / 2)})
+    EXPECT_EQ(After(older), own) << older;
+  for (const std::string& other : {replaced(own, last, last + replaced(last, "\"index\":4", "\"index\":9")),
+                                   replaced(own, "\"tag\":7", "\"tag\":3"),
+                                   replaced(own, kSystem, "com.vertana.Other"), std::string("{}")})
+    EXPECT_EQ(After(other), other);
+}
+
+TEST_F(Described, WhereSomethingElseHasTheNameNothing) {
+  m.root.closeSim(m.sim);
+  m.sim = m.root.openSim(Path().c_str(), "", -1);
+  EXPECT_TRUE(!!Root(m.sim).GroupOpen("classes").GroupCreate(kSystem.c_str(), 0));
+  EXPECT_TRUE(!!MeshOf(m.sim).systems().add(System("beside a group")));
+}
