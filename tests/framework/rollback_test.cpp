@@ -158,7 +158,7 @@ TEST_F(Rollback, ALiveSimMovesOnWithItsFile) {
 TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
   msfD_Root readers(0);
   ASSERT_TRUE(!!readers.openSimReadOnly(Path().c_str(), "", 3)) << LastError();
-  const std::string name(20000, 'n'); // some pages, written over
+  const std::string name(20000, 'n');  // some pages, written over
   m.mesh.systems().add(System("new")); // all of it in the journal
   for (const std::string& text : {std::string(20000, 'a'), name})
     m.mesh.systems().get(1).SystemName(text.c_str());
