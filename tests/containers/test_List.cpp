@@ -59,7 +59,8 @@ TYPED_TEST(List, ClearKeepsStorageThatWasNeverFilled) {
   list.clear();
   EXPECT_EQ(list.capacity(), 10);
   EXPECT_EQ(kda_List<TypeParam>(list).capacity(), 0);
-  list.append(makeValue<TypeParam>(1), 11);
+  while (list.count() < 11)
+    list.append(makeValue<TypeParam>(1), 1);
   EXPECT_EQ(list.capacity(), 20);
 }
 

@@ -8,10 +8,12 @@
 namespace {
 
 TEST(String, EmptyHasNoStorageHoweverItWasMade) {
-  kda_string moved("text");
+  kda_string moved("text"), given("more"), target("less");
+  target = std::move(given);
   const kda_string taken(std::move(moved));
-  const kda_string empties[] = {kda_string(), kda_string(nullptr), kda_string(""), kda_string(kda_string("")),
-                                moved};
+  const kda_string empties[] = {
+      kda_string(), kda_string(nullptr),    kda_string(""),         kda_string(kda_string("")), moved,
+      given,        kda_string(nullptr, 0), kda_string("text", -1), kda_string("", 3)};
   for (const kda_string& empty : empties) {
     const char* stored = "x";
     std::memcpy(static_cast<void*>(&stored), &empty, sizeof stored);
@@ -20,6 +22,8 @@ TEST(String, EmptyHasNoStorageHoweverItWasMade) {
     EXPECT_EQ(empty.byteCount(), 0);
   }
   EXPECT_STREQ(taken.cStr(), "text");
+  EXPECT_STREQ(kda_string("texture", 4).cStr(), "text");
+  EXPECT_STREQ(kda_string("text\0ure", 8).cStr(), "text");
 }
 
 TEST(String, CopiesShareNothing) {

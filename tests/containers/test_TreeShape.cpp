@@ -183,7 +183,8 @@ TEST(TreeShape, FollowsItsRulesThroughOneSidedHistories) {
 }
 
 TEST(TreeShape, NodeStepsLeaveTheirOwnRebalancingToTheCaller) {
-  omi_BtreeNode<kda_MapIntKey, int> node(1, 0), parent(0, 0);
+  using Node = omi_BtreeNode<kda_MapIntKey, int>;
+  Node node(1, 0), parent(0, 0);
   for (const int key : {2, 3, 4})
     EXPECT_TRUE(node.Insert(key, 0));
   EXPECT_FALSE(node.Insert(3, 9));
@@ -192,7 +193,7 @@ TEST(TreeShape, NodeStepsLeaveTheirOwnRebalancingToTheCaller) {
   EXPECT_TRUE(node.Remove(4, parent));
   EXPECT_FALSE(node.Remove(4, parent));
   EXPECT_EQ(node.Find(3)->ConstGetValue(), 0);
-  EXPECT_TRUE(const_cast<omi_BtreeNode<kda_MapIntKey, int>*>(node.Right())->Remove(3, node));
+  EXPECT_TRUE(const_cast<Node*>(node.Right())->Remove(3, node));
   EXPECT_EQ(node.Height(), 2); // as it was, until the next change passes
   EXPECT_TRUE(node.Insert(0, 0));
   EXPECT_EQ(node.Height(), 1);
