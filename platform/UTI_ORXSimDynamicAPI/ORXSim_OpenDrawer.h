@@ -41,14 +41,14 @@ class ORXSIM_API ORXSimOpenDrawer {
   /// \param buffer receives count x Components() numbers.
   /// \param bytes  its size, which must be exactly that.
   /// \return false on failure; the buffer's content is undefined then.
-  bool Read(int first, int count, void* buffer, std::int64_t bytes);
+  bool Read(int first, int count, void* buffer, std::int64_t bytes) const;
   /// Writes rows as ORXSimDistributionRef::WriteItems does: a commit point, unless an update scope is open.
   /// \param first  0-based row.
   /// \param count  number of rows.
   /// \param buffer count x Components() numbers.
   /// \param bytes  its size, which must be exactly that.
   /// \return false on failure.
-  bool Write(int first, int count, const void* buffer, std::int64_t bytes);
+  bool Write(int first, int count, const void* buffer, std::int64_t bytes) const;
 
  private:
   friend class ORXSimDistributionRef;

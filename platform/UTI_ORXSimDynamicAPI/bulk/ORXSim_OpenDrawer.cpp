@@ -75,13 +75,13 @@ int ORXSimOpenDrawer::BlockRows() const {
   return m_state == nullptr ? 1 : m_state->blockRows;
 }
 
-bool ORXSimOpenDrawer::Read(int first, int count, void* buffer, std::int64_t bytes) {
+bool ORXSimOpenDrawer::Read(int first, int count, void* buffer, std::int64_t bytes) const {
   return State::Run("read drawer", m_state.get(), [&](ORXSimStoreCall& call, ORXSimDrawerFile& drawer) {
     return drawer.Move(call.Operation(), first, count, bytes, buffer, nullptr);
   });
 }
 
-bool ORXSimOpenDrawer::Write(int first, int count, const void* buffer, std::int64_t bytes) {
+bool ORXSimOpenDrawer::Write(int first, int count, const void* buffer, std::int64_t bytes) const {
   return State::Run("write drawer", m_state.get(), [&](ORXSimStoreCall& call, ORXSimDrawerFile& drawer) {
     return call.Writable() && drawer.Move(call.Operation(), first, count, bytes, nullptr, buffer) &&
            call.Context()->EndWrite(call.Operation());

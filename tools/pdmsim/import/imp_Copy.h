@@ -5,14 +5,32 @@
 #include <pdmsim/import/imp_Store.h>
 
 #include <algorithm>
+#include <memory>
 #include <vector>
+
+/// Memory that one copy after the other uses.
+class imp_Room {
+ public:
+  /// Room for n numbers, whose values are undefined; valid until the next call.
+  template <class T>
+  T* For(std::size_t n) {
+    if (n * sizeof(T) > m_size) {
+      m_size = n * sizeof(T);
+      m_bytes = std::make_unique_for_overwrite<unsigned char[]>(m_size);
+    }
+    return reinterpret_cast<T*>(m_bytes.get());
+  }
+
+ private:
+  std::unique_ptr<unsigned char[]> m_bytes;
+  std::size_t m_size = 0;
+};
 
 /// Where a copy goes: rows of one drawer.
 struct imp_Target {
-  const imp_Store& store;
+  imp_Room& room;
   cli_Progress& progress;
-  ORXSimDistributionID distribution;
-  int drawer;
+  ORXSimOpenDrawer drawer;
 };
 
 /// Rows moved at a time: some 4 MiB of them.
@@ -26,14 +44,16 @@ std::size_t imp_RowsAtATime(std::size_t width) {
 template <class T, class Read>
 void imp_CopyRows(const imp_Target& target, std::size_t to, std::size_t rows, std::size_t width,
                   const Read& read) {
-  const std::size_t step = imp_RowsAtATime<T>(width);
-  std::vector<T> values;
-  for (std::size_t first = 0; first < rows; first += step) {
-    const std::size_t count = std::min(step, rows - first);
-    values.resize(count * width);
-    read(first, count, values.data());
-    target.store.Write(target.distribution, target.drawer, to + first, values, count);
-    target.progress.Advance(static_cast<double>(sizeof(T) * values.size()));
+  // Pieces end where rows of another checksum begin, so that nothing has to be looked at twice.
+  const auto block = static_cast<std::size_t>(target.drawer.BlockRows());
+  const std::size_t step = std::max(imp_RowsAtATime<T>(width) / block, std::size_t{1}) * block;
+  for (std::size_t first = 0; first < rows;) {
+    const std::size_t count = std::min(step - (to + first) % block, rows - first);
+    T* const values = target.room.For<T>(count * width);
+    read(first, count, values);
+    imp_Store::Write(target.drawer, to + first, count, values, sizeof(T) * count * width);
+    target.progress.Advance(static_cast<double>(sizeof(T) * count * width));
+    first += count;
   }
 }
 

@@ -1,7 +1,5 @@
 #include <pdmsim/import/imp_Fields.h>
 
-#include <pdmsim/import/imp_Copy.h>
-
 #include <climits>
 #include <numeric>
 
@@ -16,6 +14,8 @@ ORXSimItemType IntegerType(bool isLong) {
 
 /// True when some number of an integer series needs 64 bits.
 bool NeedsLong(const exo_Series& series, std::size_t size) {
+  if (series.Array().FitsInt())
+    return false;
   std::vector<long long> piece(std::min<std::size_t>(size, 1 << 19));
   for (std::size_t first = 0; first < size; first += piece.size()) {
     const std::size_t count = std::min(piece.size(), size - first);
@@ -43,6 +43,10 @@ imp_Fields::imp_Fields(const exo_File& mesh, const imp_Store& store, cli_Progres
                        const imp_Collections& collections)
     : m_exo(mesh), m_store(store), m_progress(progress), m_sets(sets), m_collections(collections) {
   MakeKeys();
+}
+
+imp_Target imp_Fields::Target(ORXSimDistributionID distribution, int drawer) {
+  return {m_room, m_progress, m_store.Open(distribution, drawer)};
 }
 
 void imp_Fields::MakeKeys() {
@@ -118,7 +122,7 @@ void imp_Fields::WriteCoordinates() {
   for (std::size_t axis = 0; axis < dimension && m_exo.Nodes() > 0; ++axis)
     axes.push_back(m_exo.Coordinate(axis));
   std::vector<double> values;
-  imp_CopyRows<double>({m_store, m_progress, id, 0}, 0, m_exo.Nodes(), dimension,
+  imp_CopyRows<double>(Target(id, 0), 0, m_exo.Nodes(), dimension,
                        [&](std::size_t first, std::size_t count, double* out) {
                          values.resize(count);
                          for (std::size_t axis = 0; axis < dimension; ++axis) {
@@ -133,7 +137,7 @@ ORXSimDistributionID imp_Fields::WriteNumbers(const std::string& name, ORXSimCol
                                               std::size_t size, const std::optional<exo_Series>& series) {
   const bool isLong = series && NeedsLong(*series, size);
   const auto id = m_store.Distribution(name, {imp_Drawer(m_store.Full(collection), IntegerType(isLong))});
-  const imp_Target target{m_store, m_progress, id, 0};
+  const imp_Target target = Target(id, 0);
   if (isLong)
     imp_CopyRows<long long>(target, 0, size, 1, [&](std::size_t first, std::size_t count, long long* out) {
       series->Read(first, count, out);
@@ -212,8 +216,7 @@ void imp_Fields::WriteConnectivity() {
   const ORXSimDistributionID id = m_element["connectivity"] = m_store.Distribution("connectivity", drawers);
   for (std::size_t i = 0; i < nodes.size(); ++i)
     if (auto& connectivity = nodes[i])
-      imp_CopyRows<int>({m_store, m_progress, id, static_cast<int>(i)}, 0, m_exo.Blocks()[i].elements,
-                        connectivity->Width(),
+      imp_CopyRows<int>(Target(id, static_cast<int>(i)), 0, m_exo.Blocks()[i].elements, connectivity->Width(),
                         [&](std::size_t, std::size_t count, int* out) { connectivity->Next(count, out); });
 }
 
@@ -233,7 +236,7 @@ void imp_Fields::WriteAttributes() {
   for (std::size_t i = 0; i < blocks.size(); ++i) {
     const exo_Series values = m_exo.Attributes(*blocks[i]);
     imp_CopyRows<double>(
-        {m_store, m_progress, id, static_cast<int>(i)}, 0, blocks[i]->elements, values.Width(),
+        Target(id, static_cast<int>(i)), 0, blocks[i]->elements, values.Width(),
         [&](std::size_t first, std::size_t count, double* out) { values.Read(first, count, out); });
   }
 }
@@ -248,7 +251,7 @@ void imp_Fields::WriteSurfaces() {
     const ORXSimDistributionID id = m_surfaces[out.key] = m_store.Distribution(out.key, drawers);
     std::vector<int> elements;
     for (std::size_t k = 0; k < out.columns.size(); ++k)
-      imp_CopyPiece<int>({m_store, m_progress, id, static_cast<int>(k)}, 0, out.columns[k].pieces[0], 1,
+      imp_CopyPiece<int>(Target(id, static_cast<int>(k)), 0, out.columns[k].pieces[0], 1,
                          [&](std::size_t first, std::size_t count, int* sides) {
                            elements.resize(count);
                            m_exo.ReadSet(sets[i], first, count, elements.data());

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <pdmsim/import/imp_Sets.h>
+#include <pdmsim/import/imp_Copy.h>
 
 #include <map>
 
@@ -38,6 +38,7 @@ class imp_Fields {
   };
 
   void MakeKeys();
+  imp_Target Target(ORXSimDistributionID distribution, int drawer);
   void WriteCoordinates();
   ORXSimDistributionID WriteNumbers(const std::string& name, ORXSimCollectionID collection, std::size_t size,
                                     const std::optional<exo_Series>& series);
@@ -61,6 +62,7 @@ class imp_Fields {
   cli_Progress& m_progress;
   imp_Sets& m_sets;
   const imp_Collections& m_collections;
+  imp_Room m_room;
   Keys m_keys;
   imp_FieldMap m_node, m_element, m_region, m_frame, m_mesh, m_surfaces, m_surface;
   std::vector<imp_Renamed> m_renamed;

@@ -1,4 +1,3 @@
-#include <pdmsim/import/imp_Copy.h>
 #include <pdmsim/import/imp_Fields.h>
 
 // The second half of imp_Fields: times, result variables, distribution factors.
@@ -106,6 +105,7 @@ void imp_Fields::WriteVariables(exo_Place place, imp_FieldMap& fields) {
     int drawer = 0;
     for (std::size_t step = 0; step < steps; ++step)
       for (const imp_Column& column : columns) {
+        const imp_Target target = Target(id, drawer++);
         std::size_t to = 0;
         for (const imp_Piece& piece : column.pieces) {
           if (piece.size == 0)
@@ -114,14 +114,12 @@ void imp_Fields::WriteVariables(exo_Place place, imp_FieldMap& fields) {
           const auto read = [&](std::size_t first, std::size_t count, auto* out) {
             values.Read(first, count, out);
           };
-          const imp_Target target{m_store, m_progress, id, drawer};
           if (isFloat)
             imp_CopyPiece<float>(target, to, piece, 1, read);
           else
             imp_CopyPiece<double>(target, to, piece, 1, read);
           to += piece.size;
         }
-        ++drawer;
       }
   }
 }
@@ -156,7 +154,7 @@ void imp_Fields::WriteFactors(exo_SetKind kind, imp_FieldMap& fields) {
   for (std::size_t i = 0; i < sources.size(); ++i) {
     const auto& [set, column, width] = sources[i];
     const exo_Series factors = m_exo.Factors(*set);
-    imp_CopyPiece<double>({m_store, m_progress, id, static_cast<int>(i)}, 0, column->pieces[0], width,
+    imp_CopyPiece<double>(Target(id, static_cast<int>(i)), 0, column->pieces[0], width,
                           [&, components = width](std::size_t first, std::size_t count, double* out) {
                             factors.Read(first * components, count * components, out);
                           });

@@ -34,12 +34,16 @@ ORXSimDistributionID imp_Store::Distribution(const std::string& name,
   return id;
 }
 
-void imp_Store::Write(ORXSimDistributionID distribution, int drawer, std::size_t first, std::size_t rows,
-                      const void* values, std::size_t bytes) const {
-  if (rows == 0)
-    return;
-  const ORXSimDistributionRef ref(distribution);
-  if (!ref.WriteItems(drawer, static_cast<int>(first), static_cast<int>(rows), values,
-                      static_cast<std::int64_t>(bytes)))
+ORXSimOpenDrawer imp_Store::Open(ORXSimDistributionID distribution, int drawer) const {
+  ORXSimOpenDrawer opened = ORXSimDistributionRef(distribution).OpenDrawer(drawer);
+  if (!opened)
+    Fail();
+  return opened;
+}
+
+void imp_Store::Write(const ORXSimOpenDrawer& drawer, std::size_t first, std::size_t rows, const void* values,
+                      std::size_t bytes) {
+  if (rows > 0 && !drawer.Write(static_cast<int>(first), static_cast<int>(rows), values,
+                                static_cast<std::int64_t>(bytes)))
     Fail();
 }

@@ -30,18 +30,18 @@ class imp_Store {
   ORXSimCSetID Set(ORXSimCollectionID collection, const std::vector<int>& members) const;
   ORXSimDistributionID Distribution(const std::string& name,
                                     const std::vector<ORXSimDrawerDescription>& drawers) const;
+  ORXSimOpenDrawer Open(ORXSimDistributionID distribution, int drawer) const;
   /// \param values whole rows of the drawer's components, in the drawer's type.
   template <class T>
   void Write(ORXSimDistributionID distribution, int drawer, std::size_t first, const std::vector<T>& values,
              std::size_t rows) const {
-    Write(distribution, drawer, first, rows, values.data(), sizeof(T) * values.size());
+    Write(Open(distribution, drawer), first, rows, values.data(), sizeof(T) * values.size());
   }
+  static void Write(const ORXSimOpenDrawer& drawer, std::size_t first, std::size_t rows, const void* values,
+                    std::size_t bytes);
 
   [[noreturn]] static void Fail();
 
  private:
-  void Write(ORXSimDistributionID distribution, int drawer, std::size_t first, std::size_t rows,
-             const void* values, std::size_t bytes) const;
-
   ORXSimContextID m_context;
 };

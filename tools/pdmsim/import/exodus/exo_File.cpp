@@ -186,12 +186,18 @@ void exo_Connectivity::NextPolygons(std::size_t count, int* out) {
 }
 
 void exo_Connectivity::CheckNodes(const exo_Array& array, int* nodes, std::size_t count) const {
-  const auto limit = static_cast<int>(m_file.Nodes());
+  const auto limit = static_cast<unsigned>(m_file.Nodes());
+  bool good = true; // asked only once, so that many nodes are checked at a time
   for (std::size_t i = 0; i < count; ++i) {
-    if (nodes[i] < 1 || nodes[i] > limit)
-      m_file.File().Fail("expected " + array.Name() + " (block " + std::to_string(m_block.id) +
-                         ") to hold nodes in 1.." + std::to_string(limit) + ", found " +
-                         std::to_string(nodes[i]));
-    --nodes[i];
+    const unsigned node = static_cast<unsigned>(nodes[i]) - 1;
+    good &= node < limit;
+    nodes[i] = static_cast<int>(node);
   }
+  if (good)
+    return;
+  const int* const wrong =
+      std::find_if(nodes, nodes + count, [&](int node) { return static_cast<unsigned>(node) >= limit; });
+  m_file.File().Fail("expected " + array.Name() + " (block " + std::to_string(m_block.id) +
+                     ") to hold nodes in 1.." + std::to_string(limit) + ", found " +
+                     std::to_string(static_cast<int>(static_cast<unsigned>(*wrong) + 1)));
 }

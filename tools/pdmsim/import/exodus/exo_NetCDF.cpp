@@ -20,6 +20,8 @@ namespace {
 constexpr std::size_t kSmallCache = 1 << 20, kGreatCache = 64 << 20,
                       kMostGreatCaches = 3; // the coordinates are read side by side
 
+constexpr std::size_t kReadAtATime = 256 << 10; // of the classic formats, which by default read 8 KiB
+
 /// Cuts a stored text at its first NUL and drops the blanks at its end.
 std::string Trimmed(const char* text, std::size_t length) {
   length = strnlen(text, length);
@@ -64,6 +66,9 @@ const char* TypeName(int type) {
 bool exo_Array::IsInteger() const {
   return m_type == NC_INT || m_type == NC_INT64 || m_type == NC_SHORT || m_type == NC_BYTE ||
          m_type == NC_UINT || m_type == NC_UINT64 || m_type == NC_USHORT || m_type == NC_UBYTE;
+}
+bool exo_Array::FitsInt() const {
+  return IsInteger() && m_type != NC_INT64 && m_type != NC_UINT && m_type != NC_UINT64;
 }
 bool exo_Array::IsReal() const {
   return m_type == NC_FLOAT || m_type == NC_DOUBLE;
@@ -173,7 +178,8 @@ std::string exo_Array::TextAttribute(const char* name) const {
 exo_NetCDF::exo_NetCDF(const std::string& path) : m_path(path), m_size(CheckedSize(path)) {
   exo_CheckClassicSize(path, m_size);
   nc_set_chunk_cache(kSmallCache, 521, 0.75F);
-  const int status = nc_open(Absolute(path).c_str(), NC_NOWRITE, &m_id);
+  std::size_t atATime = kReadAtATime;
+  const int status = nc__open(Absolute(path).c_str(), NC_NOWRITE, &atATime, &m_id);
   if (status == NC_ENOTNC)
     Fail("expected an Exodus II mesh, found a file that is not netCDF");
   if (status == NC_EHDFERR)

@@ -17,6 +17,7 @@ class exo_Array {
   const std::string& Name() const { return m_name; }
   const std::vector<std::size_t>& Shape() const { return m_shape; }
   bool IsInteger() const;
+  bool FitsInt() const; // of a type whose every value an int can hold
   bool IsReal() const;
   bool IsFloat() const; // stored with four bytes
   bool IsText() const;
