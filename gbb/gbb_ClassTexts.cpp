@@ -43,17 +43,16 @@ bool saysAllOf(std::string_view text, std::string_view old) {
   return true;
 }
 
-// Whether the text that is there is to be replaced. \return kUnreadable when nobody could look.
-ORXSimFound lookForOlder(const hdf_Group& group, const char* name, std::string_view text) {
+// True when what is there says the same, or something that the new text does not replace. What cannot be read
+// as a text is not ours to replace.
+bool mayStay(const hdf_Group& group, const char* name, std::string_view text) {
   const hdf_Dataset dataset = group.DatasetOpen(name);
   const std::uint64_t length = dataset.GetSpace().Elements();
-  ORXSimFound found = dataset.Found();
-  if (found != ORXSimFound::kFound || length > kLongest)
-    return found == ORXSimFound::kUnreadable ? found : ORXSimFound::kMissing;
+  if (!dataset || length > kLongest)
+    return true;
   std::string old(static_cast<std::size_t>(length), '\0');
-  found = dataset.Fetch(hdf_Datatype::NATIVE_UCHAR, old.data(), length);
-  return found == ORXSimFound::kFound && (old == text || !saysAllOf(text, old)) ? ORXSimFound::kMissing
-                                                                                : found;
+  return !dataset.Read(hdf_Datatype::NATIVE_UCHAR, old.data(), length) || old == text ||
+         !saysAllOf(text, old);
 }
 
 bool writeText(const hdf_Group& group, const char* name, std::string_view text) {
@@ -62,19 +61,18 @@ bool writeText(const hdf_Group& group, const char* name, std::string_view text) 
       .Write(hdf_Datatype::NATIVE_UCHAR, text.data(), length);
 }
 
+// \return false when a write failed.
 bool bring(ORXSimContextID context, const char* name, std::string_view text) {
   const ORXSimQuiet quiet;
   const hdf_Group root = ORXSimContextRef(context).File().RootGroup();
-  ORXSimFound found = root.Look(kGroup);
-  const bool creates = found == ORXSimFound::kMissing;
+  const bool creates = root.Look(kGroup) == ORXSimFound::kMissing;
   const hdf_Group group = creates ? root.GroupCreate(kGroup, 0) : root.GroupOpen(kGroup);
   if (!group) // something else may have the name
-    return !creates && group.Found() == ORXSimFound::kMissing;
-  found = creates ? found : group.Look(name);
-  if (found == ORXSimFound::kMissing)
-    return writeText(group, name, text);
-  found = found == ORXSimFound::kFound ? lookForOlder(group, name, text) : found;
-  return found == ORXSimFound::kFound ? writeText(group, name, text) : found == ORXSimFound::kMissing;
+    return !creates;
+  const ORXSimFound found = creates ? ORXSimFound::kMissing : group.Look(name);
+  if (found == ORXSimFound::kUnreadable || (found == ORXSimFound::kFound && mayStay(group, name, text)))
+    return true;
+  return writeText(group, name, text);
 }
 
 } // namespace

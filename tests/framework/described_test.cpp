@@ -87,9 +87,13 @@ TEST_F(Described, ByWhoKnowsMore) {
     EXPECT_EQ(After(other), other);
 }
 
-TEST_F(Described, WhereSomethingElseHasTheNameNothing) {
-  m.root.closeSim(m.sim);
-  m.sim = m.root.openSim(Path().c_str(), "", -1);
+TEST_F(Described, NothingWhereSomethingElseHasTheName) {
   EXPECT_TRUE(!!Root(m.sim).GroupOpen("classes").GroupCreate(kSystem.c_str(), 0));
-  EXPECT_TRUE(!!MeshOf(m.sim).systems().add(System("beside a group")));
+  EXPECT_TRUE(!!m.mesh.systems().add(System("beside a group")));
+  const std::uint64_t one = 1;
+  EXPECT_TRUE(Root(m.sim)
+                  .DatasetCreate("classes", hdf_Datatype::NATIVE_DOUBLE, hdf_Dataspace::CreateSimple(1, &one))
+                  .Write(hdf_Datatype::NATIVE_DOUBLE, "12345678", 1));
+  EXPECT_TRUE(!!m.mesh.systems().add(System("beside a number")));
+  EXPECT_EQ(MeshOf(m.sim).systems().count(), 2);
 }

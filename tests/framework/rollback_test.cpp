@@ -158,18 +158,22 @@ TEST_F(Rollback, ALiveSimMovesOnWithItsFile) {
 TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
   msfD_Root readers(0);
   ASSERT_TRUE(!!readers.openSimReadOnly(Path().c_str(), "", 3)) << LastError();
-  const std::string name(20000, 'n');  // some pages, written over
-  m.mesh.systems().add(System("new")); // all of it in the journal
+  const std::string name(20000, 'n'); // some pages, written over
   for (const std::string& text : {std::string(20000, 'a'), name})
-    m.mesh.systems().get(1).SystemName(text.c_str());
+    m.mesh.systems().get(0).SystemName(text.c_str());
   m.root.closeSim(m.sim);
   m.sim = m.root.openSim(Path().c_str(), "", -1);
   const auto systems = MeshOf(m.sim).systems();
-  const fesD_FESystem last = systems.get(1);
+  const fesD_FESystem first = systems.get(0);
   const std::string journal = Path() + "-journal", good = sys_Bytes(journal);
   const gbb_Group top(ORXSimContextRef(Context()).File().RootGroup());
   EXPECT_EQ(top.ReadSize(), 0) << "no array";
+  // The groups' headers are read before: of one that it reads only in part HDF5 keeps that part.
   const auto damage = [&](std::size_t from, std::size_t bytes) {
+    hdf_Group group = top.Object();
+    for (const char* const below : {"sim", "discreteModel", "mesh", "systems", "0"})
+      group = group.GroupOpen(below);
+    EXPECT_FALSE(group.GetObjinfoExists("nothing"));
     std::ofstream(journal, std::ios::binary) << std::string(good).replace(from, bytes, bytes, '\0');
   };
   const auto mend = [&] { std::ofstream(journal, std::ios::binary) << good; };
@@ -178,16 +182,16 @@ TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
       damage(512, good.size() - 512);
     else
       damage(good.rfind(name.substr(0, 4000)), 4000);
-    EXPECT_TRUE(NameOf(last).empty());
+    EXPECT_TRUE(NameOf(first).empty());
     EXPECT_THAT(LastError(), HasSubstr(whole ? "open dataset: " : "read dataset: "));
     mend();
-    EXPECT_TRUE(NameOf(last) == name) << "the next use looks again";
+    EXPECT_TRUE(NameOf(first) == name) << "the next use looks again";
     const ORXSimUpdate abandoned(Context());
     ORXSimCollectionRef::Create(Context(), "never", 3);
   }
   damage(512, good.size() - 512);
-  EXPECT_TRUE(NameOf(last).empty());
-  last.NodalLabels({});
+  EXPECT_TRUE(NameOf(first).empty());
+  first.NodalLabels({});
   EXPECT_THAT(Lines(),
               testing::ContainsRegex(
                   "ERROR fesD_FESystem::NodalLabels: .*: the journal has changed under its reader\n$"));
@@ -196,11 +200,11 @@ TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
     ORXSimCollectionRef::Create(Context(), "never", 3);
     EXPECT_FALSE(update.Rollback());
   }
-  EXPECT_EQ(systems.count(), 2);
+  EXPECT_EQ(systems.count(), 1);
   EXPECT_EQ(top.ReadSize(), -1) << "not known";
   mend();
   EXPECT_TRUE(ORXSimUpdate(Context()).Rollback()) << LastError();
-  EXPECT_TRUE(NameOf(last) == name);
-  EXPECT_TRUE(systems.count() == 2 && systems.get(1) == last);
+  EXPECT_TRUE(NameOf(first) == name);
+  EXPECT_TRUE(systems.count() == 1 && systems.get(0) == first);
   Lines();
 }

@@ -63,7 +63,7 @@ show_Json DescribeOne(const Options& options, show_Objects& objects, const cli_L
   if (!target)
     throw cli_Failure(cli_Exit::kNotThere, options.file + ": expected '" + options.path +
                                                "' in the simulation, found nothing of that name");
-  if (target->description["kind"] == "missing")
+  if (target->description.is_object() && target->description.value("kind", "") == "missing")
     return target->description;
   if (target->distribution && !target->distribution->IsNull())
     show_FieldData(*target->distribution, options.head,
