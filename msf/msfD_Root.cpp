@@ -110,9 +110,9 @@ bool msfD_Root::BindNew(const msfD_SimHolder& sim, ORXSimContextID context) {
   gbb_Call::Check(!context.IsNull()); // why there is none is the cause, whatever fails now
   ORXSimUpdate update(context);
   gbb_Group group(ORXSimContextRef(context).File().RootGroup().GroupCreate(kSimGroup, 0));
-  const bool stamped = group.Stamp(kSimStamp);
+  group.Stamp(kSimStamp);
   sim.Bind(context, group);
-  return stamped && gbb_CommitWhole(update, context);
+  return gbb_CommitWhole(update, context);
 }
 
 msfD_Sim msfD_Root::openSim(gbb_String fileName, gbb_String alias, int contextOption) {

@@ -82,6 +82,17 @@ TEST_F(Arrays, GrowBeyondAPageAndAreAddedToAfterReopening) {
   }
 }
 
+TEST_F(Arrays, ArePlacedWithTheirElements) {
+  const SystemsHolder array = SystemsHolder::New(0);
+  for (int i = 0; i < 257; ++i)
+    array.Get().add(System("s"));
+  const gbb_PathImpl owner;
+  array.SetPath(gbb_Path(&owner), 18);
+  for (const int i : {0, 255, 256})
+    EXPECT_EQ(array.Get().get(i).Path().Index(), i);
+  EXPECT_TRUE(array.Get().get(256).Path().Parent().Parent() == gbb_Path(&owner));
+}
+
 TEST_F(Arrays, ReportRangesAndNullItemsWhichKeepTheirPlace) {
   Model a(Path());
   const Systems systems = a.mesh.systems();

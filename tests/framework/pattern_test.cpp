@@ -161,16 +161,24 @@ TEST_F(Pattern, RefusesToBindTwiceAndToTakeASecondChild) {
 
 // Which file it is in, an object learns from its path, and from that of its owners.
 TEST_F(Pattern, FindsItsFileOnceItOrAnOwnerIsPlaced) {
-  Model a(Path());
+  Model a(Path()), b(Path("b.pdm"));
   const msfD_DiscreteModelHolder tree = msfD_DiscreteModel::New({}, {}, 0);
   const msfD_Mesh mesh = tree.Get().Mesh(msfD_Mesh::New({}, {}, 0));
   const fesD_ModalSystem modal(mesh.systems().add(fesD_ModalSystem::New("s", {}, {}, {}, {}, 0)));
   const fesD_ModalEvent event = modal.events().add(fesD_ModalEvent::New("e", 1, {}, {}, 0));
   tree.Bind(GroupOf(a.sim.distributionService().Context(), "loose"));
+  ORXSimContextRef(a.sim.distributionService().Context()).Commit(); // of what has no file no commit is made
   mesh.Regions(a.nodes);
   EXPECT_THAT(Lines(), testing::EndsWith("root is empty\n**ERROR msfD_MeshImpl::SaveMembers: error 3 saving "
                                          "class data\n"));
+  {
+    const ORXSimUpdate left(a.sim.distributionService().Context());
+    modal.PropertyEvaluation(2);
+  }
+  EXPECT_EQ(modal.propertyEvaluation(), 2) << "which file went back is not known";
   tree.SetPath(a.sim.Path(), 0);
+  Lines();
+  EXPECT_EQ(modal.propertyEvaluation(), 0);
   mesh.Regions(a.nodes);
   modal.Dofs(a.nodes);
   event.Frames(a.elements);
@@ -185,6 +193,13 @@ TEST_F(Pattern, FindsItsFileOnceItOrAnOwnerIsPlaced) {
     mesh.systems().add(System("never"));
   }
   EXPECT_TRUE(modal.dofs() == a.nodes && mesh.systems().count() == 2);
+  // In another place it is all of the file there.
+  tree.SetPath(b.sim.Path(), 3);
+  tree.Get().Vectors(b.nodes);
+  mesh.Regions(b.nodes);
+  modal.Dofs(b.nodes);
+  event.Frames(b.elements);
+  EXPECT_EQ(Lines(), "");
 }
 
 TEST_F(Pattern, RefusesForeignIdentifiersAndLeavesTheFileAlone) {

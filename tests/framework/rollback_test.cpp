@@ -99,13 +99,18 @@ TEST_F(Rollback, AChildThatWasGivenIsGoneAndMayBeGivenAgain) {
   const ORXSimContextID context = sim.distributionService().Context();
   msfD_DiscreteModel model;
   msfD_Mesh mesh;
+  msfD_MeshAccess access(m.mesh);
+  access.members()->faces = m.nodes;
+  gbb_SimpleLink link(m.mesh.Path(), "b#/discreteModel");
   {
     const ORXSimUpdate left(context);
     model = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
     mesh = model.Mesh(msfD_Mesh::New({}, {}, 0));
     EXPECT_EQ(mesh.systems().count(), 0);
+    EXPECT_TRUE(link.Get(0) == model);
   }
-  gbb_SimpleLink link(m.mesh.Path(), "b#/discreteModel");
+  access.commit();
+  EXPECT_EQ(m.mesh.faces(), m.nodes) << "nothing of the other Sim went back";
   EXPECT_TRUE(!link.Get(gbb_kUseCache));
   EXPECT_TRUE(!sim.discreteModel());
   EXPECT_TRUE(!model.Mesh(msfD_Mesh::New({}, {}, 0)) || model.mesh() == mesh);
@@ -115,6 +120,23 @@ TEST_F(Rollback, AChildThatWasGivenIsGoneAndMayBeGivenAgain) {
   EXPECT_FALSE(!again || again == model);
   EXPECT_TRUE(!again.mesh()) << "the mesh of the former one is not its mesh";
   Lines();
+}
+
+TEST_F(Rollback, AnObjectWithoutAnOwnerIsGoneForEver) {
+  const gbb_Group top(ORXSimContextRef(Context()).File().RootGroup());
+  const msfD_MeshHolder gone = msfD_Mesh::New({}, {}, 0), fresh = msfD_Mesh::New({}, {}, 0);
+  for (const msfD_MeshHolder* const mesh : {&gone, &fresh}) {
+    mesh->SetPath(m.sim.Path(), 0);
+    ORXSimUpdate update(Context());
+    mesh->Bind(GroupOf(Context(), "place"));
+    EXPECT_EQ(gone.Get().regions().IsNull(), true);
+    EXPECT_TRUE(mesh == &gone ? update.Rollback() : update.Commit());
+    Lines();
+    gone.Get().Regions(m.elements);
+    EXPECT_THAT(Lines(), HasSubstr("the object is not in the file any more"));
+  }
+  { msfD_MeshAccess(fresh.Get()).members(); }
+  EXPECT_TRUE(fresh.Get().regions().IsNull()) << "not written over";
 }
 
 TEST_F(Rollback, AnAddThatFailsLeavesNothing) {
@@ -158,6 +180,8 @@ TEST_F(Rollback, ALiveSimMovesOnWithItsFile) {
 TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
   msfD_Root readers(0);
   ASSERT_TRUE(!!readers.openSimReadOnly(Path().c_str(), "", 3)) << LastError();
+  m.mesh.systems().add(fesD_ModalSystem::New("modal", {}, {}, {}, {}, 0));
+  fesD_ModalSystem(m.mesh.systems().get(1)).events().add(fesD_ModalEvent::New("e", 1, {}, {}, 0));
   const std::string name(20000, 'n'); // some pages, written over
   for (const std::string& text : {std::string(20000, 'a'), name})
     m.mesh.systems().get(0).SystemName(text.c_str());
@@ -165,6 +189,7 @@ TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
   m.sim = m.root.openSim(Path().c_str(), "", -1);
   const auto systems = MeshOf(m.sim).systems();
   const fesD_FESystem first = systems.get(0);
+  const fesD_ModalSystem modal(systems.get(1));
   const std::string journal = Path() + "-journal", good = sys_Bytes(journal);
   const gbb_Group top(ORXSimContextRef(Context()).File().RootGroup());
   EXPECT_EQ(top.ReadSize(), 0) << "no array";
@@ -191,6 +216,8 @@ TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
   }
   damage(512, good.size() - 512);
   EXPECT_TRUE(NameOf(first).empty());
+  EXPECT_TRUE(modal.events().count() == 0 && !modal.events().add(fesD_ModalEvent::New("e", 1, {}, {}, 0)));
+  EXPECT_THAT(Lines(), HasSubstr("**ERROR gbb_Array::add: "));
   first.NodalLabels({});
   EXPECT_THAT(Lines(),
               testing::ContainsRegex(
@@ -200,11 +227,13 @@ TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
     ORXSimCollectionRef::Create(Context(), "never", 3);
     EXPECT_FALSE(update.Rollback());
   }
-  EXPECT_EQ(systems.count(), 1);
+  EXPECT_EQ(systems.count(), 2);
+  EXPECT_TRUE(!systems.add(System("to an array of which nobody knows how long it is")));
   EXPECT_EQ(top.ReadSize(), -1) << "not known";
   mend();
   EXPECT_TRUE(ORXSimUpdate(Context()).Rollback()) << LastError();
   EXPECT_TRUE(NameOf(first) == name);
-  EXPECT_TRUE(systems.count() == 1 && systems.get(0) == first);
+  EXPECT_TRUE(systems.count() == 2 && systems.get(0) == first);
+  EXPECT_EQ(modal.events().count(), 1);
   Lines();
 }

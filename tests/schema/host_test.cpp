@@ -9,6 +9,7 @@
 #include <climits>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 
 namespace {
@@ -146,6 +147,10 @@ TEST_F(HostClasses, KeepMembersOfEveryType) {
     gbb_ForEach<gbb_MemberTable<hstD_EverythingTraits>::Members>(
         [&](auto member) { fill(access.members()->*member.kField); });
     access.commit();
+    const unsigned char two = 2; // whatever a host has put there, a flag is true or false
+    std::memcpy(&access.members()->singleBool, &two, sizeof two);
+    const bool flag = beam.everything().singleBool();
+    EXPECT_EQ(std::memcmp(&flag, "\1", 1), 0);
   }
   a.root.closeSim(a.sim);
   const msfD_Sim sim = a.root.openSimReadOnly(Path().c_str(), "", -1);
