@@ -1,5 +1,7 @@
-#include "dof_Telling.h"
+#include "dof_Definition.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <support/err_Capture.h>
 #include <support/sys_Directory.h>
 
