@@ -100,6 +100,11 @@ TEST(DofDefinition, HasNothingWithoutNodesOrLabels) {
     fesD_NodalDofDefinition dofs(nullptr, nodes, 3, true);
     EXPECT_EQ(dofs.NumberOfNodes() + dofs.NumberOfDofs() + dofs.MaxNodalDof(), 0);
     EXPECT_EQ(dofs.SystemDofId(0), -1);
+    for (const int node : {-1, 0, 1}) {
+      int count = -1;
+      EXPECT_EQ(dofs.NodalDofIds(node, count), nullptr);
+      EXPECT_EQ(count, 0);
+    }
     dofs.SetupSolverDofs(nullptr, nullptr);
     dofs.SetupSolverDofs(0, nullptr);
     int count = -1;

@@ -77,9 +77,10 @@ class PDM_CORE_API fesD_NodalDofDefinition {
   }
   /// \return [NumberOfNodes()] the transformed masks; they stay the object's.
   const int* ActivityMasks() const { return m_activityMasks.get(); }
-  /// \param node  0 to NumberOfNodes() - 1.
-  /// \param count receives the number of DOF ids that are active at the node.
-  /// \return [count] these, ascending, in a buffer of the object that the next call overwrites.
+  /// \param node  any number.
+  /// \param count receives the number of DOF ids that are active at the node, 0 for a node that is not there.
+  /// \return [count] these, ascending, in a buffer of the object that the next call overwrites. Null for a
+  ///         node that is not there.
   const int* NodalDofIds(int node, int& count) const;
   /// \param systemDof 0 to NumberOfDofs() - 1.
   /// \return its node and its DOF id.

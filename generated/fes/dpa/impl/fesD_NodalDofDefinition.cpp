@@ -89,6 +89,9 @@ dof_System fesD_NodalDofDefinition::System() const {
 }
 
 const int* fesD_NodalDofDefinition::NodalDofIds(int node, int& count) const {
+  count = 0;
+  if (At(node) >= At(m_numNodes))
+    return nullptr;
   const auto mask = static_cast<unsigned>(m_activityMasks[At(node)]);
   count = dof_IdsOf(mask, m_dofIdByLabel.get(), m_dofIdScratch.get());
   return m_dofIdScratch.get();
