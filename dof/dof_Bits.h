@@ -1,13 +1,12 @@
 #pragma once
 
-#include <UTI_CoreUtils/mem_Allocation.h>
+#include <dof/dof_Memory.h>
 
 #include <cstdint>
 #include <cstring>
-#include <memory>
 
-/// Number of set bits, without a call where the machine's baseline has no instruction for it.
-constexpr int fesD_CountBits(std::uint64_t bits) {
+/// \return the number of set bits, without a call where the machine's baseline has no instruction for it.
+constexpr int dof_CountBits(std::uint64_t bits) {
   bits -= bits >> 1 & 0x5555555555555555u;
   bits = (bits & 0x3333333333333333u) + (bits >> 2 & 0x3333333333333333u);
   bits = (bits + (bits >> 4)) & 0x0f0f0f0f0f0f0f0fu;
@@ -15,41 +14,38 @@ constexpr int fesD_CountBits(std::uint64_t bits) {
 }
 
 /// A mark for each of n system DOFs, all clear at first.
-class fesD_DofBits {
+class dof_Bits {
  public:
-  explicit fesD_DofBits(int n)
-      : m_wordCount(static_cast<std::size_t>(n) / 64 + 2), // a run may reach one word past the last
+  explicit dof_Bits(int n)
+      : m_wordCount(dof_At(n) / 64 + 2), // a run may reach one word past the last
         m_words(
             static_cast<std::uint64_t*>(mem_OperatorNewThrowBuiltin(m_wordCount * sizeof(std::uint64_t)))) {
     std::memset(m_words.get(), 0, m_wordCount * sizeof(std::uint64_t));
   }
 
-  /// 1 where the DOF is marked, else 0.
+  /// \return 1 where the DOF is marked, else 0.
   unsigned Bit(int dof) const { return static_cast<unsigned>(Word(dof) >> (dof & 63)) & 1; }
-  std::uint64_t Word(int dof) const { return m_words[static_cast<std::size_t>(dof) >> 6]; }
-  void SetWord(int dof, std::uint64_t word) { m_words[static_cast<std::size_t>(dof) >> 6] = word; }
+  std::uint64_t Word(int dof) const { return m_words[dof_At(dof) >> 6]; }
+  void SetWord(int dof, std::uint64_t word) { m_words[dof_At(dof) >> 6] = word; }
 
   /// Marks count DOFs from first on, count below 32. Never branches.
   void SetRun(int first, int count) {
     const std::uint64_t run = (std::uint64_t{1} << count) - 1;
-    std::uint64_t* const word = &m_words[static_cast<std::size_t>(first) >> 6];
+    std::uint64_t* const word = &m_words[dof_At(first) >> 6];
     const int place = first & 63;
     word[0] |= run << place;
     word[1] |= run >> 1 >> (63 - place);
   }
 
-  /// Number of marks.
+  /// \return the number of marks.
   int Count() const {
     int count = 0;
     for (std::size_t i = 0; i < m_wordCount; ++i)
-      count += fesD_CountBits(m_words[i]);
+      count += dof_CountBits(m_words[i]);
     return count;
   }
 
  private:
-  struct Free {
-    void operator()(std::uint64_t* words) const { mem_Free(words); }
-  };
   std::size_t m_wordCount;
-  std::unique_ptr<std::uint64_t[], Free> m_words;
+  std::unique_ptr<std::uint64_t[], dof_Free> m_words;
 };

@@ -3,12 +3,9 @@
 #include <dof/dof_Bits.h>
 #include <dof/dof_Lanes.h>
 
-#include <UTI_CoreUtils/mem_Allocation.h>
-
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <memory>
 
 // A node's mask is taken eight labels at a time, which for most systems is all of it. A pattern gives by the
 // value of the eight bits the whole of what they bring to the node's row and to the code array, so that eight
@@ -42,10 +39,7 @@ struct Patterns {
   Eight eights[4];
 
  private:
-  struct Free {
-    void operator()(void* block) const { mem_Free(block); }
-  };
-  std::unique_ptr<void, Free> m_block;
+  std::unique_ptr<void, dof_Free> m_block;
 };
 
 void fill(Pattern& pattern, unsigned bits, unsigned labels, int column) {
@@ -73,7 +67,7 @@ Patterns::Patterns(unsigned labels) : count((static_cast<int>(std::bit_width(lab
       fill(patterns[bits], bits, of, columns);
     while ((bits = (bits - of) & of) != 0);
     eights[i] = {columns, patterns};
-    columns += fesD_CountBits(of);
+    columns += dof_CountBits(of);
   }
 }
 
@@ -88,15 +82,15 @@ struct Block {
 // by value, so that no store can be taken for a change of them; what counts up does so in all lanes.
 template <std::size_t Count>
 int rowsByPattern(Block block, std::array<Eight, Count> eights, std::ptrdiff_t columns, int* row) {
-  fesD_Lanes first = fesD_Lanes::Splat(block.dof);
+  dof_Lanes first = dof_Lanes::Splat(block.dof);
   for (; block.node < block.end; ++block.node, row += columns) {
     const auto mask = static_cast<unsigned>(block.masks[block.node]);
     for (std::size_t i = 0; i < Count; ++i) {
       const Pattern& pattern = eights[i].patterns[mask >> 8 * i & 255];
       for (int lane = 0; lane < 8; lane += 4)
-        ((first + fesD_Lanes::Load(pattern.ordinals + lane)) | fesD_Lanes::Load(pattern.absent + lane))
+        ((first + dof_Lanes::Load(pattern.ordinals + lane)) | dof_Lanes::Load(pattern.absent + lane))
             .Store(row + (i == 0 ? 0 : eights[i].column) + lane);
-      first = first + fesD_Lanes::Load(pattern.count);
+      first = first + dof_Lanes::Load(pattern.count);
     }
   }
   int reached[4];
@@ -106,14 +100,14 @@ int rowsByPattern(Block block, std::array<Eight, Count> eights, std::ptrdiff_t c
 
 template <std::size_t Count>
 void codesByPattern(Block block, std::array<Eight, Count> eights, int* code) {
-  const fesD_Lanes step = fesD_Lanes::Splat(128);
-  fesD_Lanes ofNode = fesD_Lanes::Splat(128 * (block.node + 1));
+  const dof_Lanes step = dof_Lanes::Splat(128);
+  dof_Lanes ofNode = dof_Lanes::Splat(128 * (block.node + 1));
   for (; block.node < block.end; ++block.node, ofNode = ofNode + step) {
     const auto mask = static_cast<unsigned>(block.masks[block.node]);
     for (std::size_t i = 0; i < Count; ++i) {
       const Pattern& pattern = eights[i].patterns[mask >> 8 * i & 255];
       for (int lane = 0; lane < 8; lane += 4)
-        (ofNode + fesD_Lanes::Load(pattern.ids + lane)).Store(code + lane);
+        (ofNode + dof_Lanes::Load(pattern.ids + lane)).Store(code + lane);
       code += pattern.count[0];
     }
   }
@@ -129,11 +123,11 @@ int rowsOneByOne(Block block, unsigned labels, int* row) {
 void codesOneByOne(Block block, unsigned labels, int* code) {
   for (; block.node < block.end; ++block.node)
     for (unsigned rest = static_cast<unsigned>(block.masks[block.node]); rest != 0; rest &= rest - 1)
-      *code++ = 128 * (block.node + 1) + fesD_CountBits(labels & ((rest & (0 - rest)) - 1));
+      *code++ = 128 * (block.node + 1) + dof_CountBits(labels & ((rest & (0 - rest)) - 1));
 }
 
 template <std::size_t Count>
-void fill(const int* masks, int n, fesD_MaskSums sums, const Patterns& patterns, fesD_DofTables tables) {
+void fill(const int* masks, int n, dof_MaskSums sums, const Patterns& patterns, dof_Tables tables) {
   std::array<Eight, Count> eights;
   std::copy_n(patterns.eights, Count, eights.begin());
   const int past = (8 + patterns.columns - 1) / patterns.columns; // rows into which a row's stores may reach
@@ -154,41 +148,7 @@ void fill(const int* masks, int n, fesD_MaskSums sums, const Patterns& patterns,
 
 } // namespace
 
-fesD_MaskSums fesD_SumMasks(const int* masks, int n) {
-  const fesD_Lanes ones = fesD_Lanes::Splat(0x55555555), twos = fesD_Lanes::Splat(0x33333333),
-                   fours = fesD_Lanes::Splat(0x0f0f0f0f), eights = fesD_Lanes::Splat(0x00ff00ff),
-                   sixteens = fesD_Lanes::Splat(0x0000ffff);
-  fesD_Lanes labels = fesD_Lanes::Splat(0), dofs = labels;
-  int i = 0;
-  while (i <= n - 4) {
-    const int end = std::min(n - 3, i + 4 * 31); // a byte holds the sum of 31 bytes' bits
-    fesD_Lanes bytes = fesD_Lanes::Splat(0);
-    for (; i < end; i += 4) {
-      fesD_Lanes bits = fesD_Lanes::Load(masks + i);
-      labels = labels | bits;
-      bits = bits - (bits.ShiftRight<1>() & ones);
-      bits = (bits & twos) + (bits.ShiftRight<2>() & twos);
-      bytes = bytes + ((bits + bits.ShiftRight<4>()) & fours);
-    }
-    bytes = (bytes & eights) + (bytes.ShiftRight<8>() & eights);
-    dofs = dofs + ((bytes + bytes.ShiftRight<16>()) & sixteens);
-  }
-  int each[8];
-  labels.Store(each);
-  dofs.Store(each + 4);
-  fesD_MaskSums sums;
-  for (int lane = 0; lane < 4; ++lane) {
-    sums.labels |= static_cast<unsigned>(each[lane]);
-    sums.dofs += each[lane + 4];
-  }
-  for (; i < n; ++i) {
-    sums.labels |= static_cast<unsigned>(masks[i]);
-    sums.dofs += fesD_CountBits(static_cast<unsigned>(masks[i]));
-  }
-  return sums;
-}
-
-void fesD_FillDofTables(const int* masks, int n, fesD_MaskSums sums, fesD_DofTables tables) {
+void dof_FillTables(const int* masks, int n, dof_MaskSums sums, dof_Tables tables) {
   if (sums.labels == 0)
     return;
   if (n <= kNodes) { // not worth the patterns

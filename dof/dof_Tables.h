@@ -1,20 +1,18 @@
 #pragma once
 
-/// What a system's activity masks come to.
-struct fesD_MaskSums {
-  unsigned labels = 0; // every label that occurs, as a mask
-  int dofs = 0;        // active (node, label) pairs
-};
+#include <dof/dof_Masks.h>
 
-/// \param masks [n] \return their union and the number of their set bits.
-fesD_MaskSums fesD_SumMasks(const int* masks, int n);
+// Threads: these functions share nothing.
 
 /// The tables of a system's numbering, which the caller has allocated.
-struct fesD_DofTables {
+struct dof_Tables {
   int* ordinals; // [n x labels in use] the system DOF of (node, DOF id), or -1
   int* codes;    // [DOFs] 128 x (node + 1) + DOF id
 };
 
 /// Numbers the DOFs of n nodes, node by node and by ascending label; writes every entry of both tables.
-/// \param masks [n] none has a label outside of sums, which must be theirs.
-void fesD_FillDofTables(const int* masks, int n, fesD_MaskSums sums, fesD_DofTables tables);
+/// \param masks  [n] bit 31 is clear in each.
+/// \param n      number of nodes, below 2^24.
+/// \param sums   what dof_SumMasks() says of the masks.
+/// \param tables receive the numbering.
+void dof_FillTables(const int* masks, int n, dof_MaskSums sums, dof_Tables tables);

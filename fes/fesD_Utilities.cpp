@@ -1,8 +1,8 @@
 #include <fes/fesD_Utilities.h>
 
 #include <UTI_CoreUtils/UTI_CoreUtils.h>
-#include <fes/dpa/impl/fesD_DofAssert.h>
-#include <fes/dpa/impl/fesD_DrawerInts.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Distribution.h>
+#include <fes/dpa/fesD_NodalDofDefinition.h>
 #include <gbb/gbb_Call.h>
 
 #include <algorithm>
@@ -15,9 +15,9 @@ int* fesD_Utilities::InternalToUserNodes(fesD_FESystem system, int& count) {
     err_Write("\n");
     err_Flush();
     count = 0;
-    return fesD_NewInts(0);
+    return static_cast<int*>(mem_OperatorNewThrowBuiltin(0));
   }
-  return fesD_ReadDrawerInts(ORXSimDistributionRef(labels), count);
+  return fesD_NodalDofDefinition::ReadInts(ORXSimDistributionRef(labels), count);
 }
 
 int* fesD_Utilities::UserToInternalNodes(fesD_FESystem system, int& count) {

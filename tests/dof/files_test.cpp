@@ -1,5 +1,7 @@
-#include "dof_Telling.h"
+#include "dof_Definition.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <support/err_Capture.h>
 #include <support/sys_Directory.h>
 
@@ -113,9 +115,14 @@ TEST_F(DofFile, MasksAndLabelsOfAnotherTypeAreToldWithTheirOwnCause) {
        {std::pair(none, "/0: query drawers: numbers of a type that is not supported"),
         std::pair(reals[0], "/0: check view: the drawer holds numbers of another type"),
         std::pair(reals[1], "/0: check view: the drawer holds numbers of another type")}) {
-    EXPECT_EQ(
-        Told([&, masks = wrong] { EXPECT_EQ(fesD_NodalDofDefinition(masks, 0, false).NumberOfNodes(), 0); }),
-        "fesD_NodalDofDefinition::fesD_NodalDofDefinition");
+    EXPECT_EQ(Told([&, masks = wrong] {
+                const fesD_NodalDofDefinition dofs(masks, 0, false);
+                int count = -1;
+                EXPECT_EQ(dofs.NumberOfNodes(), 0);
+                EXPECT_EQ(dofs.NodalDofIds(0, count), nullptr);
+                EXPECT_EQ(count, 0);
+              }),
+              "fesD_NodalDofDefinition::fesD_NodalDofDefinition");
     EXPECT_THAT(ORXSimManager::LastError(), EndsWith(cause));
     EXPECT_EQ(Told([&, labels = wrong] {
                 int count = -1;

@@ -1,66 +1,86 @@
-#include "dof_Telling.h"
+#include "dof_Arrays.h"
+
+#include <dof/dof_Order.h>
+#include <dof/dof_Selection.h>
 
 #include <memory>
 #include <numeric>
 
+using testing::ElementsAre;
+
 namespace {
 
-// What an order must come to, told from the solver's DOFs alone.
-void checkOrder(const fesD_NodalDofDefinition& ours, const dof_Telling& telling, const Ints& solver) {
-  Ints order = solver;
-  std::set<int> rest;
-  for (int dof = 0; dof < ours.NumberOfDofs(); ++dof)
-    rest.insert(dof);
-  for (const int dof : solver)
-    rest.erase(dof);
-  order.insert(order.end(), rest.begin(), rest.end());
-  ASSERT_EQ(ours.NumberOfSolverDofs(), static_cast<int>(solver.size()));
-  ASSERT_EQ(OrderOf(ours), order);
+// An order as it came about.
+struct Order {
+  explicit Order(const dof_Arrays& of) : places(of.codes.size(), kUnwritten) {}
 
-  std::set<int> used;
-  for (const int dof : solver)
+  Ints places; // the system DOFs, the solver's first
+  dof_Used used;
+};
+
+Order byNodes(const dof_Arrays& arrays, const int* ranks, const Ints& masks) {
+  Order order(arrays);
+  order.used = dof_OrderByNodes(arrays.System(), ranks, masks.data(), order.places.data());
+  return order;
+}
+
+Order byList(const dof_Arrays& arrays, int count, const int* list) {
+  Order order(arrays);
+  const dof_Fault fault = dof_OrderByList(arrays.System(), count, list, order.places.data(), order.used);
+  EXPECT_EQ(fault, nullptr);
+  return order;
+}
+
+// What an order must come to, told from the solver's DOFs alone.
+void checkOrder(const dof_Arrays& arrays, const dof_Telling& telling, const Ints& solver,
+                const Order& order) {
+  Ints expected = solver;
+  std::set<int> rest, used;
+  for (int dof = 0; dof < arrays.sums.dofs; ++dof)
+    rest.insert(dof);
+  for (const int dof : solver) {
+    rest.erase(dof);
     used.insert(telling.dofs[static_cast<std::size_t>(dof)].second);
-  int solverId = 0;
+  }
+  expected.insert(expected.end(), rest.begin(), rest.end());
+  ASSERT_EQ(order.used.count, static_cast<int>(solver.size()));
+  ASSERT_EQ(order.places, expected);
+
+  ASSERT_EQ(dof_Telling::LabelsOf(static_cast<int>(order.used.labels)), used);
+  Ints bySystem(arrays.labelById.size(), kUnwritten), bySolver(bySystem), toSolver, toSystem;
+  dof_NumberSolverLabels(arrays.sums.labels, order.used.labels, bySystem.data(), bySolver.data());
   for (const int label : telling.labels) {
     const bool isUsed = used.count(label) != 0;
-    EXPECT_EQ(ours.SolverDofIdFromSystemDofId(telling.Id(label)), isUsed ? solverId : -1);
-    if (isUsed) {
-      EXPECT_EQ(ours.SystemDofIdFromSolverDofId(solverId++), telling.Id(label));
-    }
+    toSolver.push_back(isUsed ? static_cast<int>(toSystem.size()) : -1);
+    if (isUsed)
+      toSystem.push_back(telling.Id(label));
   }
-  for (; solverId < ours.MaxNodalDof(); ++solverId)
-    EXPECT_EQ(ours.SystemDofIdFromSolverDofId(solverId), -1);
-
-  Ints places(order.size()), mapped(order);
-  ours.MappingToSolverDofs(places.data());
-  ours.MapToSolverDofs(mapped.data(), static_cast<int>(mapped.size()));
-  for (std::size_t place = 0; place < order.size(); ++place) {
-    ASSERT_EQ(places[static_cast<std::size_t>(order[place])], static_cast<int>(place));
-    ASSERT_EQ(mapped[place], static_cast<int>(place));
-    const fesD_NodeDof of = ours.NodeDofFromSolverDof(static_cast<int>(place));
-    ASSERT_EQ(telling.Ordinal({of.node, ours.DofLabel(of.dofId)}), order[place]);
-  }
+  toSystem.resize(toSolver.size(), -1);
+  ASSERT_EQ(bySystem, toSolver);
+  ASSERT_EQ(bySolver, toSystem);
 }
 
 // Selects some nodes, with all their DOFs.
-void checkSelection(const fesD_NodalDofDefinition& ours, const dof_Telling& telling, Random& random) {
+void checkSelection(const dof_Arrays& arrays, const dof_Telling& telling, const Order& order,
+                    Random& random) {
   const unsigned rarity = 1 + Draw(random) % (Draw(random) % 2 == 0 ? 2 : 60);
-  const auto selected = std::make_unique<bool[]>(static_cast<std::size_t>(ours.NumberOfNodes()));
-  for (int node = 0; node < ours.NumberOfNodes(); ++node)
-    selected[static_cast<std::size_t>(node)] = Draw(random) % rarity == 0;
+  const auto selected = std::make_unique<bool[]>(arrays.masks.size());
+  for (std::size_t node = 0; node < arrays.masks.size(); ++node)
+    selected[node] = Draw(random) % rarity == 0;
   const auto isSelected = [&](int dof) {
     return selected[static_cast<std::size_t>(telling.dofs[static_cast<std::size_t>(dof)].first)];
   };
-  Ints system, solver;
-  for (int i = 0; i < ours.NumberOfDofs(); ++i) {
+  Ints system, solver, found(order.places.size());
+  for (int i = 0; i < arrays.sums.dofs; ++i) {
     if (isSelected(i))
       system.push_back(i);
-    if (isSelected(ours.SystemDofFromSolverDof(i)))
+    if (isSelected(order.places[static_cast<std::size_t>(i)]))
       solver.push_back(i);
   }
-  int count;
-  ASSERT_EQ(Taken(ours.SystemDofsFromNodes(selected.get(), count), count), system);
-  ASSERT_EQ(Taken(ours.SolverDofsFromNodes(selected.get(), count), count), solver);
+  const auto taken = [&](int count) { return Ints(found.begin(), found.begin() + count); };
+  ASSERT_EQ(taken(dof_SelectSystemDofs(arrays.System(), selected.get(), found.data())), system);
+  ASSERT_EQ(taken(dof_SelectPlaces(arrays.System(), order.places.data(), selected.get(), found.data())),
+            solver);
 }
 
 int acousticIn(const dof_Telling& telling, const Ints& solver) {
@@ -71,69 +91,90 @@ int acousticIn(const dof_Telling& telling, const Ints& solver) {
 
 } // namespace
 
-TEST(DofOrder, OnlyListsCountAcousticDofs) {
-  fesD_NodalDofDefinition dofs = Number({0x81, 0x80, 0x01});
-  const int masks[] = {0x80, 0, 0};
-  dofs.SetupSolverDofs(nullptr, masks);
-  EXPECT_EQ(dofs.NumberOfSolverAcousticDofs(), 0);
-  const int list[] = {2, 1, 3};
-  dofs.SetupSolverDofs(3, list);
-  EXPECT_EQ(dofs.NumberOfSolverAcousticDofs(), 2);
-  dofs.SetupSolverDofs(nullptr, masks);
-  EXPECT_EQ(dofs.NumberOfSolverAcousticDofs(), 2) << "stays from the list before";
-  dofs.SetupSolverDofs(1, nullptr);
-  EXPECT_EQ(dofs.NumberOfSolverAcousticDofs(), 0);
-  EXPECT_EQ(dofs.SolverDofIdFromSystemDofId(dofs.SystemDofId(8)), -1) << "the earlier maps are gone";
+TEST(DofOrder, ListsMayBeShortAndEmpty) {
+  const dof_Arrays arrays({0b101, 0b110});
+  for (const auto& [list, expected] :
+       {std::pair(Ints{}, Ints{0, 1, 2, 3}), std::pair(Ints{0}, Ints{0, 1, 2, 3}),
+        std::pair(Ints{2}, Ints{2, 0, 1, 3}), std::pair(Ints{3}, Ints{3, 0, 1, 2}),
+        std::pair(Ints{2, 0}, Ints{2, 0, 1, 3})})
+    EXPECT_EQ(byList(arrays, static_cast<int>(list.size()), list.data()).places, expected);
+  EXPECT_EQ(byList(arrays, 1, Ints{2}.data()).used.labels, 0b10u);
+  const int reversed[] = {2, 1};
+  EXPECT_THAT(byNodes(arrays, reversed, {0b100, 0b110}).places, ElementsAre(2, 3, 1, 0));
+}
+
+TEST(DofOrder, FaultyListsAreTold) {
+  const dof_Arrays arrays({0b11, 0b11});
+  const auto faultOf = [&](int count, const Ints& list) {
+    Order order(arrays);
+    const dof_Fault fault = dof_OrderByList(arrays.System(), count, list.empty() ? nullptr : list.data(),
+                                            order.places.data(), order.used);
+    return std::string(fault == nullptr ? "none" : fault);
+  };
+  const std::string inactive = "ATTEMPTED TO SET SOLVER DOF THAT IS NOT AN ACTIVE MESH DOF.\n",
+                    inconsistent = "THE SOLVER AND FE MESH HAVE AN INCONSISTENT NUMBER OF DOFS.\n";
+  EXPECT_EQ(faultOf(2, {0, -1}), inactive);
+  EXPECT_EQ(faultOf(1, {4}), inactive);
+  EXPECT_EQ(faultOf(2, {1, 1}), inconsistent);
+  EXPECT_EQ(faultOf(3, {1, 1, -5}), inactive) << "entries are looked at before their number";
+  EXPECT_EQ(faultOf(6, {0, 1, 2, 3, 0, 1}), inconsistent) << "longer than the mesh has DOFs";
+  EXPECT_EQ(faultOf(6, {0, 1, 2, 3, 0, 4}), inactive);
+  EXPECT_EQ(faultOf(-1, {}), inconsistent);
+  EXPECT_EQ(faultOf(5, {}), inactive);
+  EXPECT_EQ(faultOf(4, {}), "none");
 }
 
 // A model of random masks a round, its numbering told slowly, and the solver's DOFs that `order` chooses.
-template <class Order>
-void compareOrders(unsigned seed, Order order) {
+template <class Choose>
+void compareOrders(unsigned seed, Choose choose) {
   Random random(seed);
   for (int round = 0; round < 250; ++round) {
     SCOPED_TRACE(testing::Message() << "round " << round);
-    const Ints masks = RandomMasks(random, static_cast<int>(Draw(random) % 120), Draw(random) & 0x7fffffff);
-    const dof_Telling telling(masks, 0, false);
-    fesD_NodalDofDefinition dofs = Number(masks);
-    checkOrder(dofs, telling, order(round, random, masks, telling, dofs));
-    checkSelection(dofs, telling, random);
+    const dof_Arrays arrays(
+        RandomMasks(random, static_cast<int>(Draw(random) % 120), Draw(random) & 0x7fffffff));
+    const dof_Telling telling(arrays.masks, 0, false);
+    Order order(arrays);
+    checkOrder(arrays, telling, choose(round, random, arrays, telling, order), order);
+    checkSelection(arrays, telling, order, random);
     if (testing::Test::HasFatalFailure())
       return;
   }
 }
 
 TEST(DofOrder, ListsAgreeWithTheSlowTelling) {
-  compareOrders(21, [](int round, Random& random, const Ints&, const dof_Telling& telling, auto& dofs) {
-    Ints list(telling.dofs.size());
-    std::iota(list.begin(), list.end(), 0);
-    const bool identity = round % 5 == 0;
-    if (!identity && round % 2 == 0)
-      std::shuffle(list.begin(), list.end(), random);
-    else if (!identity)
-      std::stable_partition(list.begin(), list.end(), [&](int dof) { return dof % 7 < 3; });
-    if (round % 3 != 0)
-      list.resize(Draw(random) % (list.size() + 1));
-    dofs.SetupSolverDofs(static_cast<int>(list.size()), identity ? nullptr : list.data());
-    EXPECT_EQ(dofs.NumberOfSolverAcousticDofs(), acousticIn(telling, list));
-    return list;
-  });
+  compareOrders(
+      21, [](int round, Random& random, const dof_Arrays& arrays, const dof_Telling& telling, Order& order) {
+        Ints list(telling.dofs.size());
+        std::iota(list.begin(), list.end(), 0);
+        const bool identity = round % 5 == 0;
+        if (!identity && round % 2 == 0)
+          std::shuffle(list.begin(), list.end(), random);
+        else if (!identity)
+          std::stable_partition(list.begin(), list.end(), [&](int dof) { return dof % 7 < 3; });
+        if (round % 3 != 0)
+          list.resize(Draw(random) % (list.size() + 1));
+        order = byList(arrays, static_cast<int>(list.size()), identity ? nullptr : list.data());
+        EXPECT_EQ(order.used.acoustic, acousticIn(telling, list));
+        return list;
+      });
 }
 
 TEST(DofOrder, RanksAndMasksAgreeWithTheSlowTelling) {
-  compareOrders(22, [](int round, Random& random, const Ints& masks, const dof_Telling& telling, auto& dofs) {
-    Ints byPlace(masks.size()), ranks(byPlace.size()), chosen, solver;
-    std::iota(byPlace.begin(), byPlace.end(), 0);
-    const bool ranked = round % 3 != 0;
-    if (ranked)
-      std::shuffle(byPlace.begin(), byPlace.end(), random);
-    for (std::size_t place = 0; place < byPlace.size(); ++place)
-      ranks[static_cast<std::size_t>(byPlace[place])] = static_cast<int>(place) + 1;
-    for (const int mask : masks)
-      chosen.push_back(round % 4 == 0 ? mask : mask & static_cast<int>(Draw(random)));
-    for (const int node : byPlace)
-      for (const int label : dof_Telling::LabelsOf(chosen[static_cast<std::size_t>(node)]))
-        solver.push_back(telling.Ordinal({node, label}));
-    dofs.SetupSolverDofs(ranked ? ranks.data() : nullptr, chosen.data());
-    return solver;
-  });
+  compareOrders(
+      22, [](int round, Random& random, const dof_Arrays& arrays, const dof_Telling& telling, Order& order) {
+        Ints byPlace(arrays.masks.size()), ranks(byPlace.size()), chosen, solver;
+        std::iota(byPlace.begin(), byPlace.end(), 0);
+        const bool ranked = round % 3 != 0;
+        if (ranked)
+          std::shuffle(byPlace.begin(), byPlace.end(), random);
+        for (std::size_t place = 0; place < byPlace.size(); ++place)
+          ranks[static_cast<std::size_t>(byPlace[place])] = static_cast<int>(place) + 1;
+        for (const int mask : arrays.masks)
+          chosen.push_back(round % 4 == 0 ? mask : mask & static_cast<int>(Draw(random)));
+        for (const int node : byPlace)
+          for (const int label : dof_Telling::LabelsOf(chosen[static_cast<std::size_t>(node)]))
+            solver.push_back(telling.Ordinal({node, label}));
+        order = byNodes(arrays, ranked ? ranks.data() : nullptr, chosen);
+        return solver;
+      });
 }

@@ -5,6 +5,7 @@ Usage: modal_test.py BIN_FOLDER PROJECT_FOLDER [unittest arguments]"""
 import json
 import math
 import pathlib
+import resource
 import shutil
 import subprocess
 import sys
@@ -272,6 +273,14 @@ class Dofs(Case):
                 data[1] = bad
             self.refused(2, says, "pdmsim", "dofs", self.pdm, "1")
             self.pdm.write_bytes(whole)
+
+    def test_a_long_order_takes_hardly_longer_than_none(self):
+        self.done("modal_systems_file", self.pdm, 30000)
+        spent = [resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime]
+        for system, solver in (("statics", None), ("modes", 209997)):
+            self.assertEqual(self.dofs(system)["solverDofs"], solver)
+            spent.append(resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime)
+        self.assertLess(spent[2] - spent[1], spent[1] - spent[0] + 1)
 
 
 class Systems(Case):

@@ -1,11 +1,15 @@
 // Writes a simulation file with one system of each kind, for a reader that knows nothing of this library.
-// Usage: modal_systems_file FILE
+// Usage: modal_systems_file FILE [THREES], where THREES repeats the systems' three nodes so many times.
 #include <PDM_Core.h>
+
+#include <cstdlib>
+#include <vector>
 
 namespace {
 
 struct Store {
   ORXSimContextID context;
+  int threes;
   ORXSimCollectionID Collection(const char* name, int items) const {
     return ORXSimCollectionRef::Create(context, name, items);
   }
@@ -17,12 +21,24 @@ struct Store {
   }
 };
 
-constexpr int kLabels[] = {10, 20, 40}, kMasks[] = {0b111, 0, 0b10000111};
+// Of each three nodes, node by node.
+ORXSimDistributionID Labels(const Store& store, const msfD_Mesh& mesh) {
+  std::vector<int> labels{10, 20, 40};
+  for (int node = 3; node < 3 * store.threes; ++node)
+    labels.push_back(50 + node);
+  return store.Ints(mesh.nodes(), "labels", labels.data(), 3 * store.threes);
+}
+ORXSimDistributionID Masks(const Store& store, const msfD_Mesh& mesh) {
+  std::vector<int> masks;
+  for (int i = 0; i < store.threes; ++i)
+    masks.insert(masks.end(), {0b111, 0, 0b10000111});
+  return store.Ints(mesh.nodes(), "masks", masks.data(), 3 * store.threes);
+}
 
 void AddGeneric(const Store& store, const msfD_Mesh& mesh) {
-  const fesD_GenericSystem generic(mesh.systems().add(fesD_GenericSystem::New(
-      "statics", store.Ints(mesh.nodes(), "labels", kLabels, 3), store.Ints(mesh.nodes(), "masks", kMasks, 3),
-      store.Collection("g dofs", 6), store.Collection("g loads", 2), 0)));
+  const fesD_GenericSystem generic(mesh.systems().add(
+      fesD_GenericSystem::New("statics", Labels(store, mesh), Masks(store, mesh),
+                              store.Collection("g dofs", 6), store.Collection("g loads", 2), 0)));
   kda_MapInt<ORXSimDistributionID> numbered;
   numbered.insert(-7, fesD_FESystem(gbb_Handle(generic)).nodalLabels());
   numbered.insert(70000, {});
@@ -41,12 +57,15 @@ void AddEvents(const Store& store, const fesD_ModalSystem& modal) {
 }
 
 void AddModal(const Store& store, const msfD_Mesh& mesh) {
-  const ORXSimCollectionID dofs = store.Collection("m dofs", 7), modes = store.Collection("m modes", 2);
+  const ORXSimCollectionID dofs = store.Collection("m dofs", 7 * store.threes),
+                           modes = store.Collection("m modes", 2);
   const fesD_ModalSystem modal(mesh.systems().add(
-      fesD_ModalSystem::New("modes", store.Ints(mesh.nodes(), "labels", kLabels, 3),
-                            store.Ints(mesh.nodes(), "masks", kMasks, 3), dofs, modes, 0)));
-  const int order[] = {6, 2, 0, 4};
-  modal.SolverDofOrdering(ORXSimCollectionRef(dofs).CreateOrderedCSet(order, 4));
+      fesD_ModalSystem::New("modes", Labels(store, mesh), Masks(store, mesh), dofs, modes, 0)));
+  std::vector<int> order{6, 2, 0, 4};
+  for (int dof = 7; dof < 7 * store.threes; ++dof)
+    order.push_back(dof);
+  modal.SolverDofOrdering(
+      ORXSimCollectionRef(dofs).CreateOrderedCSet(order.data(), static_cast<int>(order.size())));
   modal.PropertyEvaluation(2.5);
   AddEvents(store, modal);
 }
@@ -64,19 +83,19 @@ void AddSubstructure(const Store& store, const msfD_Mesh& mesh) {
 int main(int argc, char** argv) {
   int modules = 0;
   DDB_PDM_Core_initialize(modules);
-  if (argc == 2) {
+  if (argc > 1) {
     msfD_Root root(0);
     const msfD_Sim sim = root.createSim(argv[1], "", -1);
-    const Store store{sim.distributionService().Context()};
+    const Store store{sim.distributionService().Context(), argc > 2 ? std::atoi(argv[2]) : 1};
     ORXSimUpdate update(store.context);
-    const msfD_Mesh mesh =
-        sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0))
-            .Mesh(msfD_Mesh::New(store.Collection("nodes", 3), store.Collection("elements", 1), 0));
+    const msfD_Mesh mesh = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0))
+                               .Mesh(msfD_Mesh::New(store.Collection("nodes", 3 * store.threes),
+                                                    store.Collection("elements", 1), 0));
     AddGeneric(store, mesh);
     AddModal(store, mesh);
     AddSubstructure(store, mesh);
     update.Commit();
   }
   DDB_PDM_Core_finalize(modules);
-  return argc == 2 ? 0 : 1;
+  return argc > 1 ? 0 : 1;
 }

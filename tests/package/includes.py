@@ -17,7 +17,7 @@ SEES_ALL = ("tests", "benchmarks", "fuzz")  # they look behind what is public
 PLATFORM = ["platform/UTI_CoreUtils", "platform/UTI_BasicUtils", "platform/DDB_HdxInterface", f"{FILE}/*.h"]
 BELOW_FILE = PLATFORM[:2] + [f"{FILE}/*.h", JOURNAL]
 # A file's room is the first of these that its path begins with; beside it stands what it may include as well.
-LIBRARY = ["omi", "kda", "gbb", "gbb/pattern", "dof"]
+LIBRARY = ["omi", "kda", "gbb", "gbb/pattern"]
 USER = PLATFORM + LIBRARY + ["generated", "fes", "msf", "lib"]  # what stands on the library as a whole
 TOOLS = [f"tools/pdmsim/{room}" for room in ("cli", "show", "check", "dofs", "import", "import/exodus")]
 ROOMS = {
@@ -35,7 +35,7 @@ ROOMS = {
     "gbb/pattern": PLATFORM + ["omi", "kda", "gbb"],
     "gbb": PLATFORM + ["omi", "kda"],
     "dof": PLATFORM[:1],
-    "generated": PLATFORM + LIBRARY,
+    "generated": PLATFORM + LIBRARY + ["dof"],
     "fes": PLATFORM + LIBRARY + ["generated"],
     "msf": PLATFORM + LIBRARY + ["generated"],
     "lib": PLATFORM + LIBRARY + ["generated", "fes", "msf"],

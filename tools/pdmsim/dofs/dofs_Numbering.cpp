@@ -52,25 +52,31 @@ std::unique_ptr<fesD_NodalDofDefinition> NumberByMasks(const std::string& file, 
   return std::make_unique<fesD_NodalDofDefinition>(masks.release(), nodes, 0, false);
 }
 
-/// Sets the order up that the file has, after a look at it.
+/// The first entry that keeps a list from being an order of some of DOFs 0 to dofs - 1. The list must have
+/// one.
+int FirstWrong(const std::vector<int>& order, int dofs) {
+  std::vector<bool> seen(At(dofs));
+  std::size_t i = 0;
+  for (; order[i] >= 0 && order[i] < dofs && !seen[At(order[i])]; ++i)
+    seen[At(order[i])] = true;
+  return order[i];
+}
+
+/// Sets the order up that the file has.
 void SetupOrder(const std::string& file, ORXSimCSetID id, dofs_Numbering& numbering) {
   const ORXSimCSet set(id);
-  std::vector<int> order(At(set.Size()));
-  if (!set.OrderedMembers(order.data(), set.Size()))
+  const int count = set.Size(); // every call opens the set
+  std::vector<int> order(At(count));
+  if (!set.OrderedMembers(order.data(), count))
     FailToRead();
-  const int count = numbering.dofs->NumberOfDofs();
-  std::vector<bool> seen(At(count));
-  for (const int dof : order) {
-    if (dof < 0 || dof >= count || seen[At(dof)])
-      Refuse(file, "a solver order of DOFs 0 to " + std::to_string(count - 1) + ", each once",
-             "DOF " + std::to_string(dof));
-    seen[At(dof)] = true;
-  }
-  numbering.dofs->SetupSolverDofs(set.Size(), order.data());
+  fesD_NodalDofDefinition& dofs = *numbering.dofs;
+  if (!dofs.TrySetupSolverDofs(count, order.data()))
+    Refuse(file, "a solver order of DOFs 0 to " + std::to_string(dofs.NumberOfDofs() - 1) + ", each once",
+           "DOF " + std::to_string(FirstWrong(order, dofs.NumberOfDofs())));
   numbering.hasOrder = true;
-  numbering.places.assign(At(count), -1);
-  for (int i = 0; i < set.Size(); ++i)
-    numbering.places[At(order[At(i)])] = i;
+  numbering.places.assign(At(dofs.NumberOfDofs()), -1);
+  for (int place = 0; place < count; ++place)
+    numbering.places[At(order[At(place)])] = place;
 }
 
 /// The distance between the first and the last place of the nodes of one element.

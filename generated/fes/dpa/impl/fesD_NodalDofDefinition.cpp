@@ -1,120 +1,99 @@
 #include <fes/dpa/fesD_NodalDofDefinition.h>
 
-#include <fes/dpa/impl/fesD_DofAssert.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_CSet.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Collection.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Transfer.h>
+#include <dof/dof_Assert.h>
+#include <dof/dof_Memory.h>
+#include <dof/dof_Order.h>
+#include <dof/dof_Selection.h>
 #include <dof/dof_Tables.h>
-#include <dof/dof_Writer.h>
-#include <fes/dpa/impl/fesD_DrawerInts.h>
 #include <gbb/gbb_Call.h>
 
 #include <algorithm>
 #include <bit>
 #include <cstdint>
-#include <cstring>
+#include <cstdlib>
 
-// Construction and the queries on the system numbering; the solver order stands in fesD_SolverOrder.cpp.
+// Keeps the arrays and goes to the file; what is numbered is numbered in dof/.
 
 namespace {
-constexpr unsigned kAcousticMask = 1 << 7; // label 8
-constexpr unsigned kAcousticTwin = 1 << 9; // label 10
 constexpr int kLastLabel = 31;
 static_assert(fesD_NodalDofDefinition::kMaxNodes * 128LL + 63 <= INT32_MAX);
 static_assert(fesD_NodalDofDefinition::kMaxNodes * static_cast<long long>(kLastLabel) <= INT32_MAX,
               "no number of DOFs overflows");
 
-bool noneOfEight(const bool* selected) {
-  static_assert(sizeof(bool) == 1);
-  std::uint64_t flags;
-  std::memcpy(&flags, selected, sizeof flags);
-  return flags == 0;
-}
-
-// The places of the wanted DOFs, of which there are `all`, in an order; four at once without branches, for as
-// long as four more have room behind them.
-int placesOf(const fesD_DofBits& wanted, const int* order, int all, int* places) {
-  int count = 0, place = 0;
-  for (; count <= all - 4; place += 4) {
-    const int* const four = order + place;
-    const unsigned bits =
-        wanted.Bit(four[0]) | wanted.Bit(four[1]) << 1 | wanted.Bit(four[2]) << 2 | wanted.Bit(four[3]) << 3;
-    (fesD_Lanes::Splat(place) + fesD_Lanes::Load(fesD_kChosenOfFour[bits << 4 | 15].offsets))
-        .Store(places + count);
-    count += fesD_kBitsOfFour[bits];
-  }
-  for (; count < all; ++place)
-    if (wanted.Bit(order[place]) != 0)
-      places[count++] = place;
-  return count;
+// All of a drawer, as what it must be. Ends with the first thing that is wrong, which is the cause.
+bool readDrawer(const ORXSimDistributionRef& distribution, const ORXSimPersistentDrawerDesc& drawer,
+                int* ints) {
+  ORXSimTransfer transfer(distribution);
+  transfer.SetRead();
+  transfer.SetBufferPadding(false);
+  transfer.SetItemType(ORXSimItemType::kInt32);
+  transfer.SetDim(0, drawer.CSet());
+  if (!transfer.CheckView())
+    return false;
+  transfer.SetBuffer(0, ints, std::int64_t{drawer.Items()} * ORXSimItemSize(ORXSimItemType::kInt32));
+  const bool read = transfer.ExecRead();
+  transfer.RelinquishBuffers();
+  return read;
 }
 } // namespace
 
+int* fesD_NodalDofDefinition::ReadInts(const ORXSimDistributionRef& distribution, int& count) {
+  ORXSimArray<ORXSimPersistentDrawerDesc> drawers(1);
+  const bool known = distribution.QueryDrawers(drawers);
+  int* const ints = dof_NewInts(drawers[0].Items());
+  const bool read = gbb_Call::Check(known && readDrawer(distribution, drawers[0], ints));
+  count = read ? drawers[0].Items() : 0;
+  return ints;
+}
+
 fesD_NodalDofDefinition::fesD_NodalDofDefinition(ORXSimDistributionID masks, int shift, bool addLabel10) {
   const ORXSimDistributionRef distribution(masks);
-  FESD_DOF_ASSERT(distribution.NumDrawers() == 1);
+  DOF_ASSERT(distribution.NumDrawers() == 1);
   const gbb_Call call("**ERROR fesD_NodalDofDefinition::fesD_NodalDofDefinition: ");
-  m_activityMasks.reset(fesD_ReadDrawerInts(distribution, m_numNodes));
-  TransformMasks(shift, addLabel10);
-  BuildSystemDofTables();
+  m_activityMasks.reset(ReadInts(distribution, m_numNodes));
+  NumberSystem(shift, addLabel10);
 }
 
 fesD_NodalDofDefinition::fesD_NodalDofDefinition(int* masks, int numNodes, int shift, bool addLabel10)
     : m_numNodes(std::max(numNodes, 0)), m_activityMasks(masks) {
-  FESD_DOF_ASSERT(masks != nullptr || numNodes < 1);
-  TransformMasks(shift, addLabel10);
-  BuildSystemDofTables();
+  DOF_ASSERT(masks != nullptr || numNodes < 1);
+  NumberSystem(shift, addLabel10);
 }
 
-void fesD_NodalDofDefinition::TransformMasks(int shift, bool addLabel10) {
-  FESD_DOF_ASSERT(m_numNodes <= kMaxNodes);
-  shift &= 31;
-  if (shift == 0 && !addLabel10)
-    return; // shifted by nothing a mask is what it was
-  const unsigned twin = addLabel10 ? kAcousticTwin : 0;
-  for (int node = 0; node < m_numNodes; ++node) {
-    unsigned mask = Mask(node);
-    mask |= (mask & kAcousticMask) != 0 ? twin : 0;
-    m_activityMasks[At(node)] = static_cast<int>(mask | mask << shift);
-  }
-}
-
-void fesD_NodalDofDefinition::BuildSystemDofTables() {
-  const fesD_MaskSums sums = fesD_SumMasks(m_activityMasks.get(), m_numNodes);
+void fesD_NodalDofDefinition::NumberSystem(int shift, bool addLabel10) {
+  DOF_ASSERT(m_numNodes <= kMaxNodes);
+  int* const masks = m_activityMasks.get();
+  dof_TransformMasks(masks, m_numNodes, shift, addLabel10);
+  const dof_MaskSums sums = dof_SumMasks(masks, m_numNodes);
   const unsigned labels = sums.labels;
-  FESD_DOF_ASSERT((labels & 0x80000000) == 0);
+  DOF_ASSERT((labels & 0x80000000) == 0);
   m_numDofs = sums.dofs;
-  m_maxNodalDof = fesD_CountBits(labels);
-  BuildDofIds(labels);
-  m_systemOrdinals.reset(fesD_NewInts(static_cast<long long>(m_maxNodalDof) * m_numNodes));
-  m_systemDofCodes.reset(fesD_NewInts(m_numDofs));
-  fesD_FillDofTables(m_activityMasks.get(), m_numNodes, sums,
-                     {m_systemOrdinals.get(), m_systemDofCodes.get()});
+  m_maxNodalDof = std::popcount(labels);
+  m_dofIdScratch.reset(dof_NewInts(m_maxNodalDof));
+  m_dofIdByLabel.reset(dof_NewInts(static_cast<int>(std::bit_width(labels)) + 1));
+  m_labelByDofId.reset(dof_NewInts(m_maxNodalDof));
+  dof_NumberLabels(labels, m_dofIdByLabel.get(), m_labelByDofId.get());
+  m_systemOrdinals.reset(dof_NewInts(static_cast<long long>(m_maxNodalDof) * m_numNodes));
+  m_systemDofCodes.reset(dof_NewInts(m_numDofs));
+  dof_FillTables(masks, m_numNodes, sums, {m_systemOrdinals.get(), m_systemDofCodes.get()});
 }
 
-void fesD_NodalDofDefinition::BuildDofIds(unsigned labels) {
-  const int highest = static_cast<int>(std::bit_width(labels));
-  m_dofIdScratch.reset(fesD_NewInts(m_maxNodalDof));
-  m_dofIdByLabel.reset(fesD_NewInts(highest + 1));
-  m_labelByDofId.reset(fesD_NewInts(m_maxNodalDof));
-  m_dofIdByLabel[0] = -1;
-  int id = 0;
-  for (int label = 1; label <= highest; ++label) {
-    const bool used = (labels >> (label - 1) & 1) != 0;
-    m_dofIdByLabel[At(label)] = used ? id : -1;
-    if (used)
-      m_labelByDofId[At(id++)] = label;
-  }
-}
-
-unsigned fesD_NodalDofDefinition::Labels() const {
+dof_System fesD_NodalDofDefinition::System() const {
   unsigned labels = 0;
   for (int id = 0; id < m_maxNodalDof; ++id)
     labels |= 1u << (DofLabel(id) - 1);
-  return labels;
+  return {m_activityMasks.get(), m_numNodes, {labels, m_numDofs}, m_systemOrdinals.get()};
 }
 
 const int* fesD_NodalDofDefinition::NodalDofIds(int node, int& count) const {
   count = 0;
-  for (unsigned rest = Mask(node); rest != 0; rest &= rest - 1)
-    m_dofIdScratch[At(count++)] = SystemDofId(std::countr_zero(rest) + 1);
+  if (At(node) >= At(m_numNodes))
+    return nullptr;
+  const auto mask = static_cast<unsigned>(m_activityMasks[At(node)]);
+  count = dof_IdsOf(mask, m_dofIdByLabel.get(), m_dofIdScratch.get());
   return m_dofIdScratch.get();
 }
 
@@ -123,46 +102,96 @@ void fesD_NodalDofDefinition::MaxDofToSystemOrdinals(int* flat, int n) const {
     flat[i] = m_systemOrdinals[At(flat[i])];
 }
 
-// Calls take(mask, chosen, first) for the nodes in order, `first` the node's first system DOF and `chosen`
-// its mask or, where it is not selected, 0; take answers the DOF after the node's last. Eight nodes of which
-// none is selected are passed over, and their DOFs counted together with those of their like.
-template <class Take>
-void fesD_NodalDofDefinition::ForSelected(const bool* selected, Take take) const {
-  int first = 0, reached = 0; // the first DOF of node `reached`
-  for (int block = 0; block < m_numNodes; block += 8) {
-    const int end = std::min(block + 8, m_numNodes);
-    if (end == block + 8 && noneOfEight(selected + block))
-      continue;
-    if (reached < block)
-      first += fesD_SumMasks(&m_activityMasks[At(reached)], block - reached).dofs;
-    for (reached = block; reached < end; ++reached) {
-      const unsigned mask = Mask(reached);
-      first = take(mask, mask & (0u - static_cast<unsigned>(selected[reached])), first);
-    }
+int* fesD_NodalDofDefinition::SystemDofsFromNodes(const bool* selected, int& count) const {
+  fesD_IntArray dofs(dof_NewInts(m_numDofs));
+  count = dof_SelectSystemDofs(System(), selected, dofs.get());
+  return dofs.release();
+}
+
+// Orders are all of one size: the one before is overwritten, in memory that is there already.
+int* fesD_NodalDofDefinition::SolverOrderToFill() {
+  if (m_solverToSystemId == nullptr)
+    m_solverToSystemId.reset(dof_NewInts(m_numDofs));
+  return m_solverToSystemId.get();
+}
+
+void fesD_NodalDofDefinition::SetupSolverDofs(const int* nodeRank, const int* solverMasks) {
+  const dof_System system = System();
+  const dof_Used used = dof_OrderByNodes(system, nodeRank, solverMasks, SolverOrderToFill());
+  m_numSolverDofs = used.count;
+  NumberSolverLabels(system.sums.labels, used.labels);
+}
+
+const char* fesD_NodalDofDefinition::FaultOfOrder(int count, const int* systemDofs) {
+  const dof_System system = System();
+  dof_Used used;
+  if (const dof_Fault fault = dof_OrderByList(system, count, systemDofs, SolverOrderToFill(), used))
+    return fault;
+  m_numSolverDofs = used.count;
+  m_numSolverAcousticDofs = used.acoustic;
+  NumberSolverLabels(system.sums.labels, used.labels);
+  return nullptr;
+}
+
+void fesD_NodalDofDefinition::SetupSolverDofs(int count, const int* systemDofs) {
+  if (const char* const fault = FaultOfOrder(count, systemDofs)) [[unlikely]] {
+    err_Write(fault);
+    err_Flush();
+    std::abort();
   }
 }
 
-int* fesD_NodalDofDefinition::SystemDofsFromNodes(const bool* selected, int& count) const {
-  fesD_IntArray dofs(fesD_NewInts(m_numDofs));
-  fesD_DofWriter writer(dofs.get(), m_numDofs, Labels());
-  ForSelected(selected,
-              [&](unsigned mask, unsigned chosen, int first) { return writer.Append(mask, chosen, first); });
-  count = writer.Written();
-  return dofs.release();
+bool fesD_NodalDofDefinition::TrySetupSolverDofs(int count, const int* systemDofs) {
+  const bool good = FaultOfOrder(count, systemDofs) == nullptr;
+  if (!good)
+    m_solverToSystemId.reset();
+  return good;
 }
 
-// Marks the selected DOFs and takes them in the solver's order: no inverse, and nothing to sort.
+void fesD_NodalDofDefinition::SetupSolverDofs(ORXSimCSetID order) {
+  const gbb_Call call("**ERROR fesD_NodalDofDefinition::SetupSolverDofs: ");
+  const ORXSimCSet members(order);
+  int count = members.Size();
+  const fesD_IntArray dofs(dof_NewInts(count));
+  if (!gbb_Call::Check(members.OrderedMembers(dofs.get(), count)))
+    count = 0;
+  SetupSolverDofs(count, dofs.get());
+}
+
+void fesD_NodalDofDefinition::NumberSolverLabels(unsigned labels, unsigned solverLabels) {
+  m_systemIdToSolverId.reset(dof_NewInts(m_maxNodalDof));
+  m_solverIdToSystemId.reset(dof_NewInts(m_maxNodalDof));
+  dof_NumberSolverLabels(labels, solverLabels, m_systemIdToSolverId.get(), m_solverIdToSystemId.get());
+}
+
+void fesD_NodalDofDefinition::NoSolverOrder() {
+  dof_AssertFailed(L"m_solverToSystemId", __LINE__);
+}
+
+void fesD_NodalDofDefinition::MappingToSolverDofs(int* out) const {
+  const int* const order = WithOrder().m_solverToSystemId.get();
+  for (int solverDof = 0; solverDof < m_numDofs; ++solverDof)
+    out[order[solverDof]] = solverDof;
+}
+
+void fesD_NodalDofDefinition::MapToSolverDofs(int* dofs, int n) const {
+  const fesD_IntArray places(dof_NewInts(WithOrder().m_numDofs));
+  MappingToSolverDofs(places.get());
+  for (int i = 0; i < n; ++i)
+    dofs[i] = places[At(dofs[i])];
+}
+
 int* fesD_NodalDofDefinition::SolverDofsFromNodes(const bool* selected, int& count) const {
   const int* const order = WithOrder().m_solverToSystemId.get();
-  fesD_DofBits wanted(m_numDofs);
-  int all = 0;
-  ForSelected(selected, [&](unsigned mask, unsigned chosen, int first) {
-    const int chosenCount = fesD_CountBits(chosen);
-    wanted.SetRun(first, chosenCount);
-    all += chosenCount;
-    return first + fesD_CountBits(mask);
-  });
-  fesD_IntArray dofs(fesD_NewInts(m_numDofs));
-  count = placesOf(wanted, order, all, dofs.get());
-  return dofs.release();
+  fesD_IntArray places(dof_NewInts(m_numDofs));
+  count = dof_SelectPlaces(System(), order, selected, places.get());
+  return places.release();
+}
+
+ORXSimCSetID fesD_NodalDofDefinition::WritePermutation(ORXSimCollectionID collection) const {
+  const gbb_Call call("**ERROR fesD_NodalDofDefinition::WritePermutation: ");
+  const ORXSimCSetID written = ORXSimCollectionRef(collection)
+                                   .CreateOrderedCSet(WithOrder().m_solverToSystemId.get(), m_numSolverDofs);
+  gbb_Call::Check(!written.IsNull());
+  return written;
 }
