@@ -11,7 +11,8 @@
 // What the fuzzing programs share. Linking fuzz_Common.cpp brings the library up before the first input and
 // sends its error stream nowhere.
 
-/// Stops the program, which makes the input a finding, unless `good`. \param what was expected.
+/// Stops the program, which makes the input a finding, unless `good`.
+/// \param what was expected.
 void fuzz_Require(bool good, const char* what);
 
 /// From here on fuzz_NothingFailed() tells whether the file module has refused anything. What HDF5 makes of a

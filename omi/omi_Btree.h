@@ -30,7 +30,8 @@ class omi_Btree {
   /// \return true when it was added.
   bool InsertOrReplace(const Key& key, const Value& value);
   /// Adds an entry, to the same shape as Insert, but with no key compared. REQUIRES a key that is greater
-  /// than all others. Cost: O(height). \return the key in the tree; valid until it is removed.
+  /// than all others. Cost: O(height).
+  /// \return the key in the tree; valid until it is removed.
   const Key& Append(Key&& key, const Value& value);
   /// Removes an entry. Cost: O(height).
   /// \return false when the key is absent.

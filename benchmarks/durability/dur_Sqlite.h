@@ -9,7 +9,8 @@ struct sqlite3_stmt;
 /// The same objects as rows of an SQLite database with a write-ahead log.
 class dur_Sqlite {
  public:
-  /// Makes a database of n rows. \param full synchronous=FULL, else NORMAL.
+  /// Makes a database of n rows.
+  /// \param full synchronous=FULL, else NORMAL.
   dur_Sqlite(const std::string& path, int n, const std::vector<unsigned char>& bytes, bool full);
   ~dur_Sqlite();
   dur_Sqlite(const dur_Sqlite&) = delete;

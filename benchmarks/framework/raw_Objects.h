@@ -11,9 +11,11 @@ class raw_Objects {
 
   /// Makes a file with a group of n objects: a group, an 80-byte "class" attribute and a byte dataset each.
   void Create(const std::string& file, int n, const std::vector<unsigned char>& stream) const;
-  /// Reads the dataset of every object. \return bytes read.
+  /// Reads the dataset of every object.
+  /// \return bytes read.
   long long ReadAll(const std::string& file, int n) const { return Read(file, 0, n); }
-  /// Opens the file, reads the dataset of object i and closes the file. \return bytes read.
+  /// Opens the file, reads the dataset of object i and closes the file.
+  /// \return bytes read.
   long long ReadOne(const std::string& file, int i) const { return Read(file, i, i + 1); }
 
   /// An open file whose object 0 is rewritten.

@@ -22,7 +22,9 @@ struct modal_Beam {
   double Inertia(int k) const { return Area() * width[k] * width[k] / 12; }
 };
 
-/// The beam that a mesh is. \param volume of the solids. \param clamp the word that says what is fixed.
+/// The beam that a mesh is.
+/// \param volume of the solids.
+/// \param clamp the word that says what is fixed.
 /// \return none when it fills no box, is shorter than four widths, or is held elsewhere than at one end.
 std::optional<modal_Beam> modal_RecogniseBeam(const modal_Mesh& mesh, double volume, const std::string& clamp,
                                               const modal_Material& material);

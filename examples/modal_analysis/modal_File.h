@@ -40,9 +40,11 @@ msfD_Mesh modal_OpenMesh(msfD_Root& root, const std::string& file, bool readOnly
 
 // Bulk data by whole drawers; each throws with the store's own words when it cannot be done.
 
-/// Reads a drawer of integers, of 32 or 64 bits. \return [rows x components]
+/// Reads a drawer of integers, of 32 or 64 bits.
+/// \return [rows x components]
 /// \param what begins the message when a number does not fit.
 std::vector<int> modal_ReadInts(ORXSimDistributionID id, int drawer, const std::string& what);
-/// Reads a drawer of floating-point numbers of either width. \return [rows x components]
+/// Reads a drawer of floating-point numbers of either width.
+/// \return [rows x components]
 std::vector<double> modal_ReadReals(ORXSimDistributionID id, int drawer, const std::string& what);
 [[noreturn]] void modal_FailInStore();

@@ -10,9 +10,12 @@
 /// The labels 1, 2 and 3 of a node's mask: displacements along x, y and z.
 constexpr int modal_kDisplacements = 0b111;
 
-/// Masks of the nodes: displacements where a solid is, nothing elsewhere. \return [nodes]
+/// Masks of the nodes: displacements where a solid is, nothing elsewhere.
+/// \return [nodes]
 std::vector<int> modal_ActivityMasks(const modal_Mesh& mesh);
-/// What the solver uses of them: nothing at fixed nodes. \param fixed [nodes] \return [nodes]
+/// What the solver uses of them: nothing at fixed nodes.
+/// \param fixed [nodes]
+/// \return [nodes]
 std::vector<int> modal_SolverMasks(const modal_Mesh& mesh, const std::vector<bool>& fixed);
 
 /// For each node those that share an element with it, itself among them, ascending.
@@ -26,9 +29,10 @@ class modal_Neighbours {
   std::vector<std::vector<int>> m_lists;
 };
 
-/// The places of the nodes, from 1, in a reverse Cuthill-McKee order. \return [nodes]
+/// The places of the nodes, from 1, in a reverse Cuthill-McKee order.
+/// \return [nodes]
 /// \param start nodes that are taken together as the first level, such as one end of a long body; with none,
-///              each connected part starts at a node far out.
+///     each connected part starts at a node far out.
 std::vector<int> modal_ReverseCuthillMcKee(const modal_Neighbours& neighbours, const std::vector<int>& start);
 /// The nodes at the lower end of the longest side of the box around the solids.
 std::vector<int> modal_EndNodes(const modal_Mesh& mesh);
@@ -43,6 +47,7 @@ struct modal_Envelope {
 modal_Envelope modal_EnvelopeOf(const modal_Neighbours& neighbours, const fesD_NodalDofDefinition& dofs,
                                 const std::vector<int>& places);
 
-/// Rows of the solver's DOFs in the solver's order and in the system's. \return [system DOFs] -1 elsewhere.
+/// Rows of the solver's DOFs in the solver's order and in the system's.
+/// \return [system DOFs] -1 elsewhere.
 std::vector<int> modal_PlacesInSolverOrder(const fesD_NodalDofDefinition& dofs);
 std::vector<int> modal_PlacesInSystemOrder(const fesD_NodalDofDefinition& dofs);

@@ -30,7 +30,8 @@ inline constexpr char modal_kDensity[] = "density";
 bool modal_HasSystem(const msfD_Mesh& mesh, const std::string& name);
 
 /// Adds a modal system with labels and masks to the mesh. Call it, and modal_StoreResults, within one
-/// ORXSimUpdate. \param masks [nodes]
+/// ORXSimUpdate.
+/// \param masks [nodes]
 fesD_ModalSystem modal_AddSystem(const msfD_Mesh& mesh, const modal_Mesh& model, const std::string& name,
                                  const std::vector<int>& masks);
 

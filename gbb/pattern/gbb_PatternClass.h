@@ -2,6 +2,7 @@
 
 // What the source files of all schema classes share: the definitions of the pattern, and how New makes an
 // object.
+// Threads: as the templates' own headers say.
 
 #include <gbb/pattern/gbb_Pattern.h>
 

@@ -8,7 +8,9 @@
 
 // Threads: any, at any time.
 
-/// Brings the module up on the first call. \param modules the caller's counter of modules brought up.
+/// Brings the module up on the first call.
+/// \param modules the caller's counter of modules brought up.
 DDB_HDX_API void DDB_HdxInterface_initialize(int& modules);
-/// Takes the module down on the last call. \param modules the caller's counter of modules brought up.
+/// Takes the module down on the last call.
+/// \param modules the caller's counter of modules brought up.
 DDB_HDX_API void DDB_HdxInterface_finalize(int& modules);

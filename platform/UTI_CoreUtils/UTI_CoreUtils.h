@@ -7,9 +7,11 @@
 
 // Threads: any, at any time.
 
-/// Brings the module up on the first call. \param modules the caller's counter of modules brought up.
+/// Brings the module up on the first call.
+/// \param modules the caller's counter of modules brought up.
 UTI_CORE_API void UTI_CoreUtils_initialize(int& modules);
-/// Takes the module down on the last call. \param modules the caller's counter of modules brought up.
+/// Takes the module down on the last call.
+/// \param modules the caller's counter of modules brought up.
 UTI_CORE_API void UTI_CoreUtils_finalize(int& modules);
 
 #if !defined(_WIN32)

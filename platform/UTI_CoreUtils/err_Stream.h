@@ -10,8 +10,9 @@
 // the end of a line stay together: other threads wait until it ends, but not longer than half a second.
 
 /// Receives the pieces of the stream, in whatever thread writes, one call at a time.
-/// \param text NUL-terminated, valid during the call only. \param user the pointer given to err_InstallSink.
-/// A sink must call nothing of this library, and it must not wait for another thread that may.
+/// \param text NUL-terminated, valid during the call only.
+/// \param user the pointer given to err_InstallSink. A sink must call nothing of this library, and it must
+///     not wait for another thread that may.
 using err_Sink = void (*)(const char* text, void* user);
 
 /// Writes a NUL-terminated text; null writes nothing.

@@ -18,8 +18,8 @@ UTI_CORE_API void* mem_OperatorNewTinyThrow(std::size_t n);
 /// As mem_OperatorNewThrow, for arrays of built-in types.
 UTI_CORE_API void* mem_OperatorNewThrowBuiltin(std::size_t n);
 
-/// Grows or shrinks a block, moving its bytes. A null block allocates. \return the block's new place,
-/// or null on exhaustion, in which case the old block stays as it was.
+/// Grows or shrinks a block, moving its bytes. A null block allocates.
+/// \return the block's new place, or null on exhaustion, in which case the old block stays as it was.
 UTI_CORE_API void* mem_Realloc(void* block, std::size_t n);
 
 /// Releases a block; null is allowed.

@@ -13,7 +13,8 @@ class mod_Counter {
  public:
   constexpr mod_Counter() = default;
 
-  /// Counts one initialisation. \param modules the caller's counter, +1 when this was the first.
+  /// Counts one initialisation.
+  /// \param modules the caller's counter, +1 when this was the first.
   /// \return true when the module has to be brought up now.
   bool Initialize(int& modules) {
     if (m_count.fetch_add(1) != 0)
@@ -22,7 +23,8 @@ class mod_Counter {
     return true;
   }
 
-  /// Counts one finalisation. \param modules the caller's counter, -1 when this was the last.
+  /// Counts one finalisation.
+  /// \param modules the caller's counter, -1 when this was the last.
   /// \return true when the module has to be taken down now.
   bool Finalize(int& modules) {
     if (m_count.fetch_sub(1) != 1)

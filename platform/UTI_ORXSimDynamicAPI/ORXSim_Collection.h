@@ -16,7 +16,8 @@ class ORXSIM_API ORXSimCollectionRef {
   explicit ORXSimCollectionRef(ORXSimCollectionID id) : m_id(id) {}
 
   /// Makes a collection; one commit point. Names need not be unique.
-  /// \param items number of items, 0 or more. \return null on failure.
+  /// \param items number of items, 0 or more.
+  /// \return null on failure.
   static ORXSimCollectionID Create(ORXSimContextID context, const cow_String& name, int items);
 
   ORXSimCollectionID ID() const { return m_id; }

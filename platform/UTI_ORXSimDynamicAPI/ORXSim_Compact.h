@@ -17,11 +17,13 @@ class ORXSIM_API ORXSimCompact {
   /// \param moved is told the bytes of data that were copied or compared; what it throws ends the work.
   explicit ORXSimCompact(ORXSimContextID from, std::function<void(std::uint64_t)> moved = {});
 
-  /// One update; commits at its end. \param to a context made just now; attributes that its root group has
-  /// already stay as they are. \return false with the cause in ORXSimManager::LastError().
+  /// One update; commits at its end.
+  /// \param to a context made just now; attributes that its root group has already stay as they are.
+  /// \return false with the cause in ORXSimManager::LastError().
   bool Copy(ORXSimContextID to);
   /// Holds every group, attribute and byte of data of the file and its copy, committed or not, against each
-  /// other. \return false when they differ or cannot be read, with the place and cause in LastError().
+  /// other.
+  /// \return false when they differ or cannot be read, with the place and cause in LastError().
   bool Compare(ORXSimContextID copy);
 
  private:

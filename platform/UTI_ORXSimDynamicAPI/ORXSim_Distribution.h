@@ -17,7 +17,8 @@ class ORXSIM_API ORXSimDistributionRef {
   explicit ORXSimDistributionRef(ORXSimDistributionID id) : m_id(id) {}
 
   /// Makes a distribution with its drawers; their data is undefined until it is written. One commit point.
-  /// \param name, unit for people; may be empty. \param drawers [n] what to make; n may be 0.
+  /// \param name, unit for people; may be empty.
+  /// \param drawers [n] what to make; n may be 0.
   /// \return null on failure; a failed call leaves no distribution behind.
   static ORXSimDistributionID Create(ORXSimContextID context, const cow_String& name, const cow_String& unit,
                                      const ORXSimDrawerDescription* drawers, int n);
@@ -29,7 +30,8 @@ class ORXSIM_API ORXSimDistributionRef {
 
   /// Number of drawers; reads no drawer.
   int NumDrawers() const;
-  /// Adds a drawer; one commit point. \return its number, -1 on failure.
+  /// Adds a drawer; one commit point.
+  /// \return its number, -1 on failure.
   int AddDrawer(const ORXSimDrawerDescription& description) const;
   /// Fills the first min(drawers.Size(), NumDrawers()) elements; the others stay. Reads no data.
   bool QueryDrawers(ORXSimArray<ORXSimPersistentDrawerDesc>& drawers) const;
@@ -41,7 +43,8 @@ class ORXSIM_API ORXSimDistributionRef {
   /// Reads rows [first, first + count) of a drawer and checks them: every drawer keeps a checksum for each
   /// block of its rows (64 KiB, or 1/4096 of the drawer where that is more, in whole rows and chunks).
   /// Drawers without checksums, of older versions and other writers, are read unchecked.
-  /// \param buffer receives count x components numbers. \param bytes its size, which must be exactly that.
+  /// \param buffer receives count x components numbers.
+  /// \param bytes its size, which must be exactly that.
   /// \return false when a block does not match; LastError() names it and the buffer's content is undefined.
   /// Cost: of the blocks that the rows lie in.
   bool ReadItems(int drawer, int first, int count, void* buffer, std::int64_t bytes) const;

@@ -125,7 +125,8 @@ class ORXSimIDExternal {
   int CollectionIDMinor(ORXSimContextID) const { return Get(kCollection, kOne, 0); }
   int DSetIDMinor(ORXSimContextID) const { return Get(kDSet, kOne, 0); }
   int DistributionIDMinor(ORXSimContextID) const { return Get(kDistribution, kOne, 0); }
-  /// As the others; \param collection receives the collection's minor.
+  /// As the others;
+  /// \param collection receives the collection's minor.
   int CSetIDMinor(ORXSimContextID, int& collection) const {
     collection = Get(kCSet, kTwo, 0);
     return Get(kCSet, kTwo, 1);

@@ -51,8 +51,8 @@ class ORXSIM_API ORXSimInspected {
   std::uint64_t Bytes() const;
   /// A sound dataset's bytes as they are stored, filters undone, in blocks of some megabytes, in order. What
   /// was never written reads as zeros.
-  /// \param take returns false to end the reading. \return false when the data cannot be read, with the
-  /// cause in `cause`.
+  /// \param take returns false to end the reading.
+  /// \return false when the data cannot be read, with the cause in `cause`.
   bool Read(const std::function<bool(const unsigned char*, std::size_t)>& take, std::string& cause) const;
 
  private:

@@ -55,7 +55,8 @@ class ORXSIM_API ORXSimManager {
   static void SetWaitingTime(int milliseconds);
   /// Moves a context with option 3 on to the newest commit point of its writer. Objects open again by their
   /// paths when they are used; identifiers stay what they are. May be repeated after it failed; until it
-  /// succeeds the context shows nothing. \return false on failure, and for other contexts.
+  /// succeeds the context shows nothing.
+  /// \return false on failure, and for other contexts.
   static bool Refresh(ORXSimContextID context);
 
   /// Grows whenever the epoch of any context does, so while it stands still no object of any file has changed
@@ -92,7 +93,8 @@ class ORXSIM_API ORXSimContextRef {
   /// True when the context is open for reading only.
   bool ReadOnly() const;
   /// Ends one write: outside an update scope this is a commit point. One that fails for lack of room may be
-  /// tried again. \return false when it failed, or the context is barred or rolled back.
+  /// tried again.
+  /// \return false when it failed, or the context is barred or rolled back.
   bool Commit() const;
   /// Grows whenever what the file holds may have changed under its objects: by a rollback or a refresh. At
   /// least 1, and 0 when the context is not open.
@@ -135,9 +137,9 @@ class ORXSIM_API ORXSimUpdate {
   ORXSimUpdate(const ORXSimUpdate&) = delete;
   ORXSimUpdate& operator=(const ORXSimUpdate&) = delete;
   ~ORXSimUpdate();
-  /// Ends the scope; the outermost one makes the commit point. \return false when it failed: the scope is
-  /// still open then and may be committed again, rolled back or left. False also when a scope inside it was
-  /// rolled back.
+  /// Ends the scope; the outermost one makes the commit point.
+  /// \return false when it failed: the scope is still open then and may be committed again, rolled back or
+  ///     left. False also when a scope inside it was rolled back.
   bool Commit();
   /// Ends the scope and takes back everything since the last commit point. The scopes around it cannot commit
   /// any more, and nothing can be written before the outermost has ended. Lifts the bar after a failed write.

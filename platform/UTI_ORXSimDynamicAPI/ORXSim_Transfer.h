@@ -21,7 +21,8 @@ class ORXSIM_API ORXSimTransfer {
   void SetWrite() { m_mode = kWrite; }
   /// \param padding rows padded to some boundary; this store has none, so true fails in CheckView().
   void SetBufferPadding(bool padding) { m_padding = padding; }
-  /// \param dimension 0, the rows. \param members the set that the caller's rows belong to.
+  /// \param dimension 0, the rows.
+  /// \param members the set that the caller's rows belong to.
   void SetDim(int dimension, ORXSimCSetID members);
   /// The type of the caller's numbers; drawers of another one do not fit. Without it they are what the
   /// drawer's are.
@@ -37,8 +38,9 @@ class ORXSIM_API ORXSimTransfer {
   /// True when the transfer can take place: a direction is set, no padding, and the drawers that have
   /// buffers so far (drawer 0 when none has) belong to the set of SetDim() and hold numbers of the type.
   bool CheckView() const;
-  /// Reads every drawer that has a buffer. \return false, with the cause in LastError(), when the view does
-  /// not fit, a buffer has not exactly the drawer's size, or reading failed.
+  /// Reads every drawer that has a buffer.
+  /// \return false, with the cause in LastError(), when the view does not fit, a buffer has not exactly the
+  ///     drawer's size, or reading failed.
   bool ExecRead() const;
   /// Writes every drawer that has a buffer; one commit point. When one of them fails, none is written, unless
   /// an update scope is open, which then decides.

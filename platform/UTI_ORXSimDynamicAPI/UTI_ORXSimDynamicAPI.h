@@ -24,5 +24,6 @@
 /// \param modules the caller's counter of modules brought up.
 ORXSIM_API void UTI_ORXSimDynamicAPI_initialize(int& modules);
 /// Takes the module down on the last call: closes the contexts that are still open and gives back what the
-/// module keeps of HDF5. \param modules the caller's counter of modules brought up.
+/// module keeps of HDF5.
+/// \param modules the caller's counter of modules brought up.
 ORXSIM_API void UTI_ORXSimDynamicAPI_finalize(int& modules);

@@ -54,7 +54,8 @@ class ORXSIM_API hdf_Dataspace {
   hdf_Dataspace() = default;
   /// \param dims [rank] extents. A rank outside [1, kMaxRank] gives an empty dataspace.
   static hdf_Dataspace CreateSimple(int rank, const std::uint64_t* dims);
-  /// \param dims receives at most kMaxRank extents. \return the rank, -1 for an empty dataspace.
+  /// \param dims receives at most kMaxRank extents.
+  /// \return the rank, -1 for an empty dataspace.
   int GetDims(std::uint64_t* dims) const;
   /// Number of elements, 0 for an empty dataspace.
   std::uint64_t Elements() const;
@@ -71,7 +72,8 @@ class ORXSIM_API hdf_Group {
   /// True when there is no open group behind this value.
   bool operator!() const;
 
-  /// Creates a child group. Fails when the name is taken. \param sizeHint 0.
+  /// Creates a child group. Fails when the name is taken.
+  /// \param sizeHint 0.
   hdf_Group GroupCreate(const char* name, int sizeHint) const;
   hdf_Group GroupOpen(const char* name) const;
   hdf_Attribute AttributeCreate(const char* name, hdf_Datatype type, const hdf_Dataspace& space) const;
@@ -109,7 +111,8 @@ class ORXSIM_API hdf_Group {
 class ORXSIM_API hdf_Attribute {
  public:
   bool operator!() const;
-  /// Moves the whole attribute. \param data elements of `type`, as many as GetSpace() says.
+  /// Moves the whole attribute.
+  /// \param data elements of `type`, as many as GetSpace() says.
   bool Write(hdf_Datatype type, const void* data) const;
   /// \param capacity number of elements that fit into data; a larger or smaller attribute is refused.
   bool Read(hdf_Datatype type, void* data, std::uint64_t capacity) const {
@@ -144,7 +147,8 @@ class ORXSIM_API hdf_Dataset {
   /// Makes room for at least `count` elements, keeping what is there; never shrinks.
   bool Extend(std::uint64_t count);
   /// Reports that what was read here cannot be used: ORXSimManager::LastError() then names file, dataset and
-  /// cause. \return false
+  /// cause.
+  /// \return false
   bool Refuse(const char* cause) const;
 
  private:

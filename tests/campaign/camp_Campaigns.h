@@ -30,8 +30,8 @@ struct camp_Options {
   }
 };
 
-/// Runs `body(config, row)` for each configuration that is asked for, in a process of its own. \return a row
-/// for each.
+/// Runs `body(config, row)` for each configuration that is asked for, in a process of its own.
+/// \return a row for each.
 camp_Rows camp_ForEachConfig(const char* campaign, std::span<const camp_Config> configs,
                              const camp_Options& options,
                              const std::function<void(const camp_Config&, camp_Row&)>& body);

@@ -50,7 +50,8 @@ struct camp_Content {
   std::uint64_t Digest() const;
   /// The first item in which another content differs, "" when it is equal.
   std::string Difference(const camp_Content& other) const;
-  /// Reads all of an open file. \return false when something cannot be read.
+  /// Reads all of an open file.
+  /// \return false when something cannot be read.
   static bool Read(hid_t file, camp_Content& content);
 };
 

@@ -32,8 +32,8 @@ struct camp_Board {
 /// One process of a campaign, killed at the end of its life here if it still runs.
 class camp_Child {
  public:
-  /// Runs `body` in a child that leaves by _exit. \param patience seconds after which it hangs, and dies of
-  /// SIGALRM; 0 waits for ever.
+  /// Runs `body` in a child that leaves by _exit.
+  /// \param patience seconds after which it hangs, and dies of SIGALRM; 0 waits for ever.
   explicit camp_Child(const std::function<void()>& body, unsigned patience = 60);
   camp_Child(const camp_Child&) = delete;
   camp_Child& operator=(const camp_Child&) = delete;
@@ -41,7 +41,8 @@ class camp_Child {
 
   void Kill() const;
   bool Ended();
-  /// Waits for the end. \return its exit code, or -signal.
+  /// Waits for the end.
+  /// \return its exit code, or -signal.
   int Wait();
 
  private:
@@ -70,8 +71,8 @@ camp_Children camp_Readers(const std::string& file, const camp_Config& config, c
 /// How a file is looked at: opened for writing; closed as well, so that nothing is left; also read before
 /// anything is written, and by plain HDF5 at the end.
 enum class camp_Look { kOpen, kClose, kEveryWay };
-/// Reads a file with whatever recovery it needs. \return false with a message on the board when something
-/// fails.
+/// Reads a file with whatever recovery it needs.
+/// \return false with a message on the board when something fails.
 bool camp_Examine(const std::string& file, const camp_Config& config, camp_Look look, camp_Content& content,
                   camp_Board& board);
 
@@ -95,7 +96,8 @@ class camp_Trial {
   camp_Trial(const camp_Directory& directory, std::uint64_t seed, const camp_Config& config,
              camp_Board& board);
 
-  /// A child takes `steps` steps. \return as camp_Child::Wait.
+  /// A child takes `steps` steps.
+  /// \return as camp_Child::Wait.
   int Run(int steps, const camp_Fate& fate = {});
   /// A child opens the file and closes it.
   void Recover(const camp_Plan& io);

@@ -47,7 +47,8 @@ class platform_Fixture : public testing::Test {
     EXPECT_THAT(LastError(), testing::HasSubstr(words));
   }
 
-  /// Runs the h5py side. \return its exit code.
+  /// Runs the h5py side.
+  /// \return its exit code.
   static int Peer(const std::string& arguments) {
     return std::system((std::string(PDM_H5PY_PYTHON) + " " + PDM_H5PY_SCRIPT + " " + arguments).c_str());
   }

@@ -44,11 +44,11 @@ class PDM_CORE_API fesD_NodalDofDefinition {
   static constexpr int kMaxNodes = 16'777'215;
 
   /// Numbers what the masks in a file say. Masks that cannot be read, or are no ints, give a numbering
-  /// without nodes; a line and ORXSimManager::LastError() say why. \param masks      a distribution with one
-  /// drawer of one int a node. Another number of drawers fails an
-  ///                   assertion; the null distribution has none.
-  /// \param shift      each active label b also activates label b + (shift & 31). Labels beyond 32 fall away;
-  ///                   label 32 fails an assertion.
+  /// without nodes; a line and ORXSimManager::LastError() say why.
+  /// \param masks a distribution with one drawer of one int a node. Another number of drawers fails an
+  ///     assertion; the null distribution has none.
+  /// \param shift each active label b also activates label b + (shift & 31). Labels beyond 32 fall away;
+  ///     label 32 fails an assertion.
   /// \param addLabel10 before that, label 8 also activates label 10.
   /// Cost: one pass to read, two over the masks; holds (nodes x MaxNodalDof() + DOFs + nodes) ints.
   fesD_NodalDofDefinition(ORXSimDistributionID masks, int shift, bool addLabel10);
@@ -102,11 +102,11 @@ class PDM_CORE_API fesD_NodalDofDefinition {
   /// Sets the order up node by node, in each by ascending label.
   ///
   /// A mask that names a label that the mesh lacks at the node is reported and aborts the process. The count
-  /// of acoustic solver DOFs stays what it was. \param nodeRank    [NumberOfNodes()] each node's place in the
-  /// solver, from 1, a permutation (asserted).
-  ///                    Null takes the nodes as they come.
+  /// of acoustic solver DOFs stays what it was.
+  /// \param nodeRank [NumberOfNodes()] each node's place in the solver, from 1, a permutation (asserted).
+  ///     Null takes the nodes as they come.
   /// \param solverMasks [NumberOfNodes()] the labels that the solver uses at each node, by node and not by
-  ///                    rank.
+  ///     rank.
   /// Cost: O(nodes + DOFs); one table of nodes ints comes and goes when there are ranks.
   void SetupSolverDofs(const int* nodeRank, const int* solverMasks);
   /// Sets the order up from a list. Entries that are no system DOFs, entries given twice and an impossible

@@ -85,12 +85,12 @@ class vfd_Store {
   void EndClosing(bool good);
   /// HDF5 uses the store through this pointer from now on; it becomes null when HDF5 is cut off.
   void OpenedBy(vfd_Store** user);
-  /// HDF5 has closed the file that it used through that pointer. \return true when this is the end of the
-  /// store: without BeginClosing before it, as at exit().
+  /// HDF5 has closed the file that it used through that pointer.
+  /// \return true when this is the end of the store: without BeginClosing before it, as at exit().
   bool ClosedBy(vfd_Store** user, bool opening);
   /// Brings the main file up to date, removes the journal and lets go of the file. With live readers on the
-  /// file the journal stays for the next opening. \return false when it had to stay because of a failure; it
-  /// holds all commits then.
+  /// file the journal stays for the next opening.
+  /// \return false when it had to stay because of a failure; it holds all commits then.
   bool Finish();
 
   bool IsClosing() const { return m_closing != Closing::kNo; }
@@ -113,7 +113,8 @@ class vfd_Store {
   /// The id in the journal that was found; zeros when there was none.
   const vfd_FileId& JournalFileId() const { return m_journalFileId; }
   /// Takes space that the file has and HDF5 does not know to be free, for at least so many bytes at a
-  /// multiple of `alignment`. \return its address; 0 when there is none.
+  /// multiple of `alignment`.
+  /// \return its address; 0 when there is none.
   std::uint64_t TakeSpare(std::uint64_t bytes, std::uint64_t alignment);
   /// Where HDF5's superblock begins, for the mark in it that says "open for writing".
   void SetSuperblock(std::uint64_t address) { m_superblock = address; }

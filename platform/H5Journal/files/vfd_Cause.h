@@ -21,10 +21,12 @@ class vfd_Cause {
 
 /// The cause of the last failure in this thread.
 vfd_Cause& vfd_LastCause() noexcept;
-/// Sets it. \return false.
+/// Sets it.
+/// \return false.
 bool vfd_Refuse(const char* text) noexcept;
 bool vfd_Refuse(const std::string& text) noexcept;
-/// "what: what errno means", without the first where it is empty. \return false.
+/// "what: what errno means", without the first where it is empty.
+/// \return false.
 bool vfd_Fail(const char* what) noexcept;
 
 /// Copies a text into an array, cut where that ends.
@@ -34,7 +36,8 @@ void vfd_PutText(char (&target)[kBytes], std::string_view text) {
   target[count] = '\0';
 }
 
-/// Runs work that may lack memory; no exception leaves it. \return `failed` after std::bad_alloc.
+/// Runs work that may lack memory; no exception leaves it.
+/// \return `failed` after std::bad_alloc.
 template <class Result, class Work>
 Result vfd_Try(Result failed, Work work) noexcept {
   try {

@@ -18,7 +18,8 @@ class vfd_Mapping {
   }
   ~vfd_Mapping() { Close(); }
 
-  /// \param file open for reading and writing, at least kBytes long. \return false when there is no mapping.
+  /// \param file open for reading and writing, at least kBytes long.
+  /// \return false when there is no mapping.
   bool Open(int file) {
     if (m_base == nullptr)
       if (void* const base = ::mmap(nullptr, kBytes, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
@@ -30,7 +31,8 @@ class vfd_Mapping {
     if (m_base != nullptr)
       ::munmap(std::exchange(m_base, nullptr), kBytes);
   }
-  /// All eight bytes or none of them. \param at a multiple of 8.
+  /// All eight bytes or none of them.
+  /// \param at a multiple of 8.
   void Store(std::size_t at, std::uint64_t bytes) {
     std::atomic_ref(*reinterpret_cast<std::uint64_t*>(m_base + at)).store(bytes, std::memory_order_release);
   }

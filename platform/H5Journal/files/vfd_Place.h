@@ -10,13 +10,14 @@
 /// directory is. What is removed or renamed is told by its inode, never by its name alone.
 class vfd_Place {
  public:
-  /// The place of an existing file, links followed. \return false with errno set.
+  /// The place of an existing file, links followed.
+  /// \return false with errno set.
   bool Find(const std::string& path);
-  /// Where a new file of that name belongs; a link that points to nothing yet is followed. \return false with
-  /// errno set when there is no such place.
+  /// Where a new file of that name belongs; a link that points to nothing yet is followed.
+  /// \return false with errno set when there is no such place.
   bool FindNew(std::string path);
-  /// True when the file's name leaves room for those of its neighbours. \return false with errno
-  /// ENAMETOOLONG.
+  /// True when the file's name leaves room for those of its neighbours.
+  /// \return false with errno ENAMETOOLONG.
   bool HasRoom() const;
 
   const std::string& Name() const { return m_name; }
@@ -31,12 +32,13 @@ class vfd_Place {
   bool Status(const std::string& name, struct stat& status) const;
   /// True when the name stands for that file.
   bool Is(const std::string& name, const vfd_FileIdentity& file) const;
-  /// Removes the name if it stands for that file. \return true when the name does not stand for it any more.
+  /// Removes the name if it stands for that file.
+  /// \return true when the name does not stand for it any more.
   bool Remove(const std::string& name, const vfd_FileIdentity& file) const;
   /// With `mustBeNew` an existing file of the new name is left alone, errno EEXIST.
   bool Rename(const std::string& from, const std::string& to, bool mustBeNew) const;
-  /// Keeps the journal for people to look at, under a name with its generation. \param lost becomes that
-  /// name.
+  /// Keeps the journal for people to look at, under a name with its generation.
+  /// \param lost becomes that name.
   bool SetJournalAside(std::uint64_t generation, std::string& lost) const;
   /// Waits until the directory's names are on the disk.
   bool Sync() const;

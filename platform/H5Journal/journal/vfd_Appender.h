@@ -25,7 +25,8 @@ class vfd_Appender {
   /// Makes room for so many frames, or as many as go with one call, and a commit record. Throws
   /// std::bad_alloc.
   void Reserve(std::size_t frames);
-  /// A frame of that page. Throws std::bad_alloc. \return false with errno set when writing failed.
+  /// A frame of that page. Throws std::bad_alloc.
+  /// \return false with errno set when writing failed.
   bool Put(const vfd_NewPage& page, vfd_FrameRef& frame);
   /// The record that makes `frames` frames count; the last of them go in the same call. Throws
   /// std::bad_alloc.

@@ -29,8 +29,8 @@ struct vfd_JournalContent {
   std::uint64_t lostCommits = 0;      // whole ones behind the damaged place
   std::vector<std::uint64_t> sectors; // checksums of the header's sector in the commits
 
-  /// Reads and checks the whole journal. Throws std::bad_alloc. \return false with errno set when reading
-  /// failed.
+  /// Reads and checks the whole journal. Throws std::bad_alloc.
+  /// \return false with errno set when reading failed.
   bool Read(int journal);
   bool ReadOnce(int journal);
   bool HasHeader() const { return state == State::kSound || state == State::kDamaged; }

@@ -45,7 +45,8 @@ class vfd_Journal {
 
   /// Begins a generation with that header, whose salt it chooses. The records before it are gone.
   bool Start(vfd_Header header);
-  /// Frames of an update that goes on. \param frames where they are, in the order of the pages.
+  /// Frames of an update that goes on.
+  /// \param frames where they are, in the order of the pages.
   bool Spill(const std::vector<vfd_NewPage>& pages, std::vector<vfd_FrameRef>& frames);
   /// The last frames of an update and the record that makes all of them count, once it is accepted.
   /// \param direct the update has pages that are in the main file alone.
@@ -58,7 +59,8 @@ class vfd_Journal {
   void WriteAhead();
   /// Forgets frames that no commit followed.
   void Forget();
-  /// Cuts the file. \return false with errno set.
+  /// Cuts the file.
+  /// \return false with errno set.
   bool Cut(std::uint64_t end);
   bool Sync();
   bool ReadFrame(std::uint64_t page, const vfd_FrameRef& frame, unsigned char* bytes) const;

@@ -10,14 +10,16 @@
 /// the cause in vfd_LastCause().
 class vfd_MainFile {
  public:
-  /// Takes over an opened file. \return false with errno set.
+  /// Takes over an opened file.
+  /// \return false with errno set.
   bool Take(vfd_Descriptor file);
   void Close() {
     m_mapping.Close();
     m_file.Close();
   }
   vfd_Descriptor Release() { return std::move(m_file); }
-  /// Looks at its size again, which another process may change. \return false with errno set.
+  /// Looks at its size again, which another process may change.
+  /// \return false with errno set.
   bool LookAgain() { return vfd_GetSize(m_file.Get(), m_size); }
 
   bool IsOpen() const { return m_file.IsOpen(); }

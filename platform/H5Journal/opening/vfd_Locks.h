@@ -23,6 +23,7 @@ class vfd_Locks {
   static Result TryReaders(int descriptor);
   static void ReleaseReaders(int descriptor);
 
-  /// Another process that holds the file's lock. \return false when the system does not tell.
+  /// Another process that holds the file's lock.
+  /// \return false when the system does not tell.
   static bool HolderOf(int descriptor, vfd_Writer& who, bool& writes);
 };

@@ -34,7 +34,8 @@ struct vfd_Files {
 /// Opens the file and takes its lock; again, by the name it had, when the place is known already.
 bool vfd_OpenMain(const vfd_Options& options, bool again, vfd_Files& files);
 /// Opens and reads what lies beside the file under its journal's name. A live reader looks again for as long
-/// as a writer may be between two steps. \return false when reading failed; the verdict tells the rest.
+/// as a writer may be between two steps.
+/// \return false when reading failed; the verdict tells the rest.
 bool vfd_FindJournal(const vfd_Options& options, vfd_Files& files, vfd_JournalContent& content,
                      vfd_Verdict& verdict);
 /// Makes a new file under a name of its own, with the writer's lock on it, beside the place.

@@ -12,9 +12,11 @@ struct vfd_Superblock {
   std::uint64_t end = 0;   // where the file ended when it was last closed; 0 when not understood
 
   /// Looks for the signature at 0, 512, 1024, 2048 and so on.
-  /// \param read as vfd_Store::Read. \param size bytes of the file.
+  /// \param read as vfd_Store::Read.
+  /// \param size bytes of the file.
   static vfd_Superblock Read(std::uint64_t size,
                              const std::function<bool(std::uint64_t, std::size_t, void*)>& read);
-  /// Clears the mark "open for writing" of a superblock. \param available bytes from its start on.
+  /// Clears the mark "open for writing" of a superblock.
+  /// \param available bytes from its start on.
   static void StripOpenMark(unsigned char* block, std::size_t available);
 };

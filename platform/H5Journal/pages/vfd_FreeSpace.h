@@ -27,7 +27,8 @@ class vfd_FreeSpace {
   /// Takes space out, as far as it is there. Throws std::bad_alloc.
   void Remove(Range taken);
   /// Takes so many bytes out of the smallest range that has them, from a multiple of `alignment` on. Throws
-  /// std::bad_alloc. \return the address, 0 where there is no such range.
+  /// std::bad_alloc.
+  /// \return the address, 0 where there is no such range.
   std::uint64_t Take(std::uint64_t bytes, std::uint64_t alignment);
 
  private:

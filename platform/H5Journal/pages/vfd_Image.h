@@ -20,8 +20,8 @@ class vfd_Image {
 
   bool Read(std::uint64_t address, std::size_t count, unsigned char* target) const;
   bool ReadPage(std::uint64_t page, unsigned char* bytes) const;
-  /// The page in memory, null when it cannot be had. Throws std::bad_alloc. \param whole its former bytes do
-  /// not matter.
+  /// The page in memory, null when it cannot be had. Throws std::bad_alloc.
+  /// \param whole its former bytes do not matter.
   unsigned char* PageForWriting(std::uint64_t page, bool whole);
   /// Forgets written pages that are as at the last commit point, as long as all of that is in the main file.
   /// Throws std::bad_alloc.

@@ -38,7 +38,8 @@ class vfd_Overlay {
   void Spilled(std::uint64_t page, const vfd_FrameRef& frame);
   void Drop(std::uint64_t page);
   void DropFrom(std::uint64_t end);
-  /// The same. \param framed takes those that have frames. Throws std::bad_alloc.
+  /// The same.
+  /// \param framed takes those that have frames. Throws std::bad_alloc.
   void DropFrom(std::uint64_t end, std::vector<std::uint64_t>& framed);
   void Clear();
 

@@ -16,7 +16,8 @@
 class ORXSimBlockSums {
  public:
   ORXSimBlockSums() = default;
-  /// Cuts the rows into blocks. \param chunkRows rows that are stored together, 1 where that does not matter.
+  /// Cuts the rows into blocks.
+  /// \param chunkRows rows that are stored together, 1 where that does not matter.
   ORXSimBlockSums(int rows, std::int64_t rowBytes, std::int64_t chunkRows);
 
   /// Makes the attribute with the sums as they are.

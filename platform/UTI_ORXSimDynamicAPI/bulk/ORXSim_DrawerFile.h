@@ -10,7 +10,8 @@
 /// One drawer of an open distribution. Private to the module. Each call reports failures to the operation.
 class ORXSimDrawerFile {
  public:
-  /// Makes a drawer of that number. \param items rows, the size of the description's member set.
+  /// Makes a drawer of that number.
+  /// \param items rows, the size of the description's member set.
   static bool Create(ORXSimStoreCall& call, hid_t distribution, int drawer,
                      const ORXSimDrawerDescription& description, int items);
   /// Opens a drawer; a closed one on failure.
@@ -24,7 +25,8 @@ class ORXSimDrawerFile {
   ORXSimItemType Type() const { return m_type; }
   /// Bytes of that many rows.
   std::int64_t BytesOf(int rows) const { return std::int64_t{rows} * m_components * ORXSimItemSize(m_type); }
-  /// Everything about the drawer. \return false on failure.
+  /// Everything about the drawer.
+  /// \return false on failure.
   bool Describe(hdf_Operation& operation, ORXSimContextID context, ORXSimPersistentDrawerDesc& result) const;
   /// The member set of its rows, null on failure.
   ORXSimCSetID Members(hdf_Operation& operation, ORXSimContextID context) const;

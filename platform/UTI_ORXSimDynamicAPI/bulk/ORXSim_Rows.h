@@ -13,7 +13,8 @@ class ORXSimRows {
   /// \param number the type of its numbers in memory, of the stored size.
   ORXSimRows(const hdf_DatasetRep& data, hid_t number, int rows, int components);
 
-  /// Reads `count` rows, and beyond them what belongs to their blocks. \param target undefined on failure.
+  /// Reads `count` rows, and beyond them what belongs to their blocks.
+  /// \param target undefined on failure.
   bool Read(hdf_Operation& operation, int first, int count, void* target);
   /// Writes `count` rows. What a block still lacks is filled with zeros; what it has must match its checksum,
   /// or nothing is written, for a new checksum would hide the damage.

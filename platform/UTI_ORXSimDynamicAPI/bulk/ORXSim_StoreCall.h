@@ -15,7 +15,8 @@ class ORXSimStoreCall {
  public:
   enum Kind : unsigned char { kCollections, kDistributions };
 
-  /// Runs the work with a call. \return what it does, and an empty value when memory was lacking.
+  /// Runs the work with a call.
+  /// \return what it does, and an empty value when memory was lacking.
   template <class Work>
   static auto Run(const char* what, ORXSimContextID context, Kind kind, Work work) {
     return hdf_Try(std::invoke_result_t<Work, ORXSimStoreCall&>(), [&] {
@@ -23,7 +24,8 @@ class ORXSimStoreCall {
       return work(call);
     });
   }
-  /// As Run, with the opened object of `id`. \return an empty value also when it is not there.
+  /// As Run, with the opened object of `id`.
+  /// \return an empty value also when it is not there.
   template <class ID, class Work>
   static auto RunOn(const char* what, ID id, Kind kind, Work work) {
     using Result = std::invoke_result_t<Work, ORXSimStoreCall&, hid_t>;
@@ -50,7 +52,8 @@ class ORXSimStoreCall {
   int Find(const cow_String& name);
   /// A group without a name, to be filled and then linked.
   hdf_GroupHandle MakeObject();
-  /// Gives an object the next free minor and ends the write. \return the minor, -1 on failure.
+  /// Gives an object the next free minor and ends the write.
+  /// \return the minor, -1 on failure.
   int Link(const hdf_GroupHandle& object);
 
  private:
@@ -76,7 +79,8 @@ std::vector<int> ORXSimNumbersIn(hdf_Operation& operation, hid_t group);
 int ORXSimLinksIn(hdf_Operation& operation, hid_t group);
 /// The lowest free number from the number of links + first on.
 int ORXSimFreeNumber(hdf_Operation& operation, hid_t group, int first);
-/// Opens the dataset of that number in a group; null on failure. \param mayBeUnwritten see hdf_DatasetRep.
+/// Opens the dataset of that number in a group; null on failure.
+/// \param mayBeUnwritten see hdf_DatasetRep.
 std::shared_ptr<hdf_DatasetRep> ORXSimOpenNumbered(ORXSimStoreCall& call, hid_t group, int number,
                                                    bool mayBeUnwritten);
 /// Writes a fixed-length UTF-8 attribute; at most 60,000 bytes.

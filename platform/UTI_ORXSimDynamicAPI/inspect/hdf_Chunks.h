@@ -13,7 +13,8 @@ class hdf_Chunks {
   bool Find(hid_t dataset);
   /// True when the same of both was written.
   bool SameAs(const hdf_Chunks& other) const { return m_any == other.m_any && m_written == other.m_written; }
-  /// Calls f(block) for the blocks of what was written, whole chunks each. \return as hdf_ForEachBlock.
+  /// Calls f(block) for the blocks of what was written, whole chunks each.
+  /// \return as hdf_ForEachBlock.
   bool ForEachBlock(const std::function<bool(const hdf_Block&)>& f) const;
 
  private:

@@ -16,12 +16,14 @@ class hdf_Copy {
  public:
   enum Work : unsigned char { kCopy, kCompare };
 
-  /// \param skipped attributes of the root group that are left out. \param moved see ORXSimCompact.
+  /// \param skipped attributes of the root group that are left out.
+  /// \param moved see ORXSimCompact.
   hdf_Copy(hdf_Operation& operation, Work work, const std::set<std::string>& skipped,
            const std::function<void(std::uint64_t)>& moved)
       : m_operation(operation), m_work(work), m_skipped(skipped), m_moved(moved) {}
 
-  /// Both root groups. \return false with the cause reported.
+  /// Both root groups.
+  /// \return false with the cause reported.
   bool Run(hid_t from, hid_t to);
 
  private:

@@ -43,7 +43,8 @@ struct hdf_Context {
   /// Ends one write: a commit point unless an update scope is open.
   bool EndWrite(hdf_Operation& operation) { return scopes > 0 || CommitPoint(operation); }
   /// Closes every object and the file. What was not committed, or cannot be, is dropped where there is a
-  /// journal. \return false when anything of that was lost.
+  /// journal.
+  /// \return false when anything of that was lost.
   bool Close(hdf_Operation& operation) noexcept;
 
   /// False, with the cause reported, when nothing may be written.
@@ -59,7 +60,8 @@ struct hdf_Context {
   void AbandonScope() noexcept;
   /// Ends a scope: back to the last commit point. The scopes around it come to nothing.
   bool RollbackScope(hdf_Operation& operation);
-  /// Ends a scope; the outermost makes the commit point. \return false when the scope stays open.
+  /// Ends a scope; the outermost makes the commit point.
+  /// \return false when the scope stays open.
   bool CommitScope(hdf_Operation& operation);
 
   /// Back to the last commit point; costs nothing when nothing was written since.

@@ -14,7 +14,8 @@
 /// the context is open, Wake() opens it again where it was. Failed: no context, failure set.
 class hdf_ObjectRep {
  public:
-  /// A failed object that remembers the last error. \param unread nobody could look for it.
+  /// A failed object that remembers the last error.
+  /// \param unread nobody could look for it.
   explicit hdf_ObjectRep(bool unread)
       : failure(std::make_unique<std::string>(hdf_Operation::Last())), unreadable(unread) {}
   /// Takes over an open identifier.
@@ -29,8 +30,8 @@ class hdf_ObjectRep {
   void Close();
   /// Notes where the object is and gives the identifier back, so that Wake() finds it again.
   virtual void Leave() { Close(); }
-  /// Sees to it that an object of an open file has its identifier. \return false, with the cause reported,
-  /// when it is not there any more or HDF5 fails.
+  /// Sees to it that an object of an open file has its identifier.
+  /// \return false, with the cause reported, when it is not there any more or HDF5 fails.
   bool Wake(hdf_Operation& operation) { return id >= 0 ? Used() : OpenAgain(operation); }
   /// The path of the object, also while it has no identifier.
   virtual std::string Place() const;
@@ -59,7 +60,8 @@ class hdf_ObjectRep {
 
  protected:
   void TakeOver(hid_t opened, hdf_ObjectRep*& first);
-  /// A use of an object that has its identifier. \return true.
+  /// A use of an object that has its identifier.
+  /// \return true.
   virtual bool Used() { return true; }
   virtual bool OpenAgain(hdf_Operation&) { return false; }
 
@@ -136,7 +138,8 @@ class hdf_DatasetRep : public hdf_ObjectRep {
       : hdf_ObjectRep(owner, opened, owner->datasets) {}
 
   /// Makes a member dataset; one of that name is replaced, in every open value too.
-  /// \param content the first `held` elements, or null. \return null on failure.
+  /// \param content the first `held` elements, or null.
+  /// \return null on failure.
   static std::shared_ptr<hdf_DatasetRep> Create(hdf_Operation& operation, const hdf_ObjectRep& group,
                                                 const char* name, hdf_Datatype type,
                                                 const hdf_Dataspace& shape, const void* content = nullptr,
@@ -238,11 +241,14 @@ hdf_Dataspace hdf_ShapeOf(hid_t space);
 std::string hdf_PathOf(hid_t object);
 /// Refuses what is no name of one link: null, "", "." and anything with '/'.
 bool hdf_CheckLinkName(hdf_Operation& operation, const char* name);
-/// Looks a name up. \param address where the object lies; HADDR_UNDEF when there is no link of that name or
-/// it is not a hard link. \return false when HDF5 failed.
+/// Looks a name up.
+/// \param address where the object lies; HADDR_UNDEF when there is no link of that name or it is not a hard
+///     link.
+/// \return false when HDF5 failed.
 bool hdf_FindHardLink(hdf_Operation& operation, hid_t group, const char* name, haddr_t& address);
 /// As hdf_FindHardLink, and there must be one.
 bool hdf_RequireHardLink(hdf_Operation& operation, hid_t group, const char* name);
-/// Opens what a hard link leads to. \return a negative identifier after a failure.
+/// Opens what a hard link leads to.
+/// \return a negative identifier after a failure.
 hid_t hdf_OpenGroup(hdf_Operation& operation, hid_t group, const char* name);
 hid_t hdf_OpenDataset(hdf_Operation& operation, hid_t group, const char* name);

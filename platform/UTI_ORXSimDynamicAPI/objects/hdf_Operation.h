@@ -50,7 +50,8 @@ class hdf_Waiting {
 /// module.
 class hdf_Operation {
  public:
-  /// \param what the operation in words. \param name the link or attribute it is about, or null.
+  /// \param what the operation in words.
+  /// \param name the link or attribute it is about, or null.
   hdf_Operation(const char* what, hdf_ObjectRep* object, const char* name = nullptr);
   /// HDF5 may be called at once.
   hdf_Operation(const char* what, hdf_Context* context, const char* name = nullptr);
@@ -79,9 +80,11 @@ class hdf_Operation {
   }
   /// True when nobody could look: HDF5 failed, or the file is not open.
   bool Failed() const { return m_failed; }
-  /// Reports a cause of our own. \return false.
+  /// Reports a cause of our own.
+  /// \return false.
   bool Refuse(const std::string& cause);
-  /// Reports what errno means. \return false.
+  /// Reports what errno means.
+  /// \return false.
   bool RefuseErrno(int error);
   /// Moves the message to another object or name, for calls of several steps.
   void At(hid_t place, const char* name = nullptr);
@@ -122,7 +125,8 @@ std::invoke_result_t<Work> hdf_TryOr(Work work, Otherwise otherwise) {
   }
 }
 
-/// Runs work that may lack memory, which then is the last failure of the module. \return `failed` then.
+/// Runs work that may lack memory, which then is the last failure of the module.
+/// \return `failed` then.
 template <class Result, class Work>
 Result hdf_Try(Result failed, Work work) {
   return hdf_TryOr(std::move(work), [&] {
@@ -131,8 +135,8 @@ Result hdf_Try(Result failed, Work work) {
   });
 }
 
-/// One public call as an hdf_Operation on `place`, which the work is given. \return what the work does, and
-/// an empty value when memory was lacking.
+/// One public call as an hdf_Operation on `place`, which the work is given.
+/// \return what the work does, and an empty value when memory was lacking.
 template <class Place, class Work>
 auto hdf_Call(const char* what, Place* place, const char* name, Work work) {
   using Result = std::invoke_result_t<Work, hdf_Operation&>;

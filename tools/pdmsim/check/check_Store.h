@@ -23,7 +23,8 @@ class check_Store {
   void Refer(const std::string& path, const std::string& member, const check_Reference& reference);
 
   /// Looks at everything together once the walk is over: members of sets, rows of drawers, names that lead
-  /// nowhere, and what nobody names. Reads all of the sets and drawers. \param tick see check_File.
+  /// nowhere, and what nobody names. Reads all of the sets and drawers.
+  /// \param tick see check_File.
   void Finish(ORXSimContextID context, const std::function<void(double)>& tick);
 
   /// The number that a link's name stands for, -1 when it is none.
@@ -52,7 +53,8 @@ class check_Store {
   void CheckRows(const DrawerFacts& drawer);
   void Report(const std::string& path, const ORXSimVerification& verified) const;
   void CheckReferences();
-  /// Notes that a member speaks of it. \return false when it is not there.
+  /// Notes that a member speaks of it.
+  /// \return false when it is not there.
   bool Mark(const check_Reference& reference);
   void ReportOrphans();
   /// Size of a set, -1 when it is damaged; tells of one that is not there.

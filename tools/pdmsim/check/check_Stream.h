@@ -20,7 +20,8 @@ class check_Stream {
  public:
   /// What is wrong: kind and text. Kinds are those of docs/checking.md.
   using Tell = std::function<void(const char* kind, const std::string& text, bool note)>;
-  /// Each identifier that is not null. \param member what holds it, "nodeSets[base]".
+  /// Each identifier that is not null.
+  /// \param member what holds it, "nodeSets[base]".
   using Refer = std::function<void(const std::string& member, const check_Reference& reference)>;
 
   /// \param known the class whose members these are, null when it is not known.

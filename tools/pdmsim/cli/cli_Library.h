@@ -13,8 +13,9 @@ class cli_Library {
   ~cli_Library();
 
   /// Throws cli_Failure when the library has reported or the file API recorded a failure since this object
-  /// was made. \param file the simulation file in hand; \param expected what was being done, as
-  /// "a whole simulation file".
+  /// was made.
+  /// \param file the simulation file in hand.
+  /// \param expected what was being done, as "a whole simulation file".
   void Check(const std::string& file, const std::string& expected) const;
 
  private:

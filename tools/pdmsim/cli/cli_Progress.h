@@ -7,8 +7,8 @@
 /// one ends.
 class cli_Progress {
  public:
-  /// \param text what is going on. \param shown false keeps silent. On anything but a terminal it is silent
-  /// as well.
+  /// \param text what is going on.
+  /// \param shown false keeps silent. On anything but a terminal it is silent as well.
   cli_Progress(std::string text, bool shown);
   cli_Progress(const cli_Progress&) = delete;
   cli_Progress& operator=(const cli_Progress&) = delete;

@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-/// A drawer to be made. \param longName a name for people, "" for none.
+/// A drawer to be made.
+/// \param longName a name for people, "" for none.
 inline ORXSimDrawerDescription imp_Drawer(ORXSimCSetID members, ORXSimItemType type,
                                           std::size_t components = 1, const std::string& longName = {}) {
   ORXSimDrawerDescription drawer;

@@ -11,7 +11,8 @@
 /// ORXSimManager::LastError().
 class show_Objects {
  public:
-  /// \param file   the file's name, for messages. \param bytes its size.
+  /// \param file the file's name, for messages.
+  /// \param bytes its size.
   show_Objects(const std::string& file, unsigned long long bytes, ORXSimContextID context);
 
   /// The simulation with everything below it.

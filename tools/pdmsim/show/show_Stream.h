@@ -27,7 +27,8 @@ bool show_WithShape(int shape, F&& f) {
   }
 }
 
-/// Calls f(std::type_identity<T>()) with the type that a tag stands for. \return false for no known type.
+/// Calls f(std::type_identity<T>()) with the type that a tag stands for.
+/// \return false for no known type.
 template <class F>
 bool show_WithType(unsigned char tag, F&& f) {
   const int shape = tag >> 4;
@@ -63,8 +64,8 @@ inline bool show_IsTag(unsigned char tag) {
   return show_WithType(tag, [](auto) {});
 }
 
-/// Calls f(index, tag, value) for each record of a stream. \return the error that ended the reading, or
-/// gbb_MemoryStream::kGood.
+/// Calls f(index, tag, value) for each record of a stream.
+/// \return the error that ended the reading, or gbb_MemoryStream::kGood.
 template <class F>
 int show_Records(gbb_MemoryStream& stream, F&& f) {
   while (stream.More()) {

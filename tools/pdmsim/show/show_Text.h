@@ -6,7 +6,8 @@
 
 /// Writes a description for a person to read: what is null or empty is left out, control characters in
 /// names are written as \xNN.
-/// \param name what the line begins with. \param depth how far the line is indented.
+/// \param name what the line begins with.
+/// \param depth how far the line is indented.
 void show_Write(std::ostream& out, const std::string& name, const show_Json& value, int depth);
 
 /// A text with its control characters as \xNN, so that it stays on its line.

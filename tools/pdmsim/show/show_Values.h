@@ -89,7 +89,8 @@ show_Target show_MakeTarget(const T& value) {
   return target;
 }
 
-/// What a path leads to inside a member. \param rest what follows the member's name; none when nothing does.
+/// What a path leads to inside a member.
+/// \param rest what follows the member's name; none when nothing does.
 template <class T>
 std::optional<show_Target> show_Inside(const T& value, std::optional<std::string_view> rest) {
   if (!rest)

@@ -30,7 +30,8 @@ class exo_File {
   /// What the file holds beyond all this, one line each.
   const std::vector<std::string>& Notes() const { return m_notes; }
 
-  /// One coordinate of every node. \param axis in [0, Dimension()).
+  /// One coordinate of every node.
+  /// \param axis in [0, Dimension()).
   exo_Series Coordinate(std::size_t axis) const;
   /// The user's numbers; none when the file has no such map and the numbers are 1, 2, 3...
   std::optional<exo_Series> NodeNumbers() const;
@@ -41,9 +42,11 @@ class exo_File {
   /// The attributes of a block's elements; each row has as many as the block has attributes.
   exo_Series Attributes(const exo_Block& block) const;
 
-  /// Members [first, first + count) of a set: nodes, or elements. \param out [count], 0-based.
+  /// Members [first, first + count) of a set: nodes, or elements.
+  /// \param out [count], 0-based.
   void ReadSet(const exo_Set& set, std::size_t first, std::size_t count, int* out) const;
-  /// The sides of the elements of a side set. \param elements [count] as ReadSet gives them.
+  /// The sides of the elements of a side set.
+  /// \param elements [count] as ReadSet gives them.
   /// \param out [count], 0-based sides in the file format's order of the element type's sides.
   void ReadSides(const exo_Set& set, std::size_t first, std::size_t count, const int* elements,
                  int* out) const;
@@ -76,7 +79,8 @@ class exo_Connectivity {
   exo_Connectivity(const exo_File& file, const exo_Block& block);
   /// Nodes in a row: those of an element, or of the polygon with most corners.
   std::size_t Width() const { return m_width; }
-  /// The next `count` elements. \param out [count][Width()] 0-based nodes, -1 behind a polygon's last corner.
+  /// The next `count` elements.
+  /// \param out [count][Width()] 0-based nodes, -1 behind a polygon's last corner.
   void Next(std::size_t count, int* out);
 
  private:

@@ -28,7 +28,8 @@ class exo_Array {
   void Read(const std::vector<std::size_t>& first, const std::vector<std::size_t>& count, float* out) const;
   void Read(const std::vector<std::size_t>& first, const std::vector<std::size_t>& count, double* out) const;
 
-  /// All of an integer array. \param limit most entries that are accepted.
+  /// All of an integer array.
+  /// \param limit most entries that are accepted.
   std::vector<long long> Integers(std::size_t limit) const;
   /// The rows of a two-dimensional text array, each cut at its first NUL, without blanks at its end.
   std::vector<std::string> Texts(std::size_t limit) const;

@@ -16,7 +16,8 @@ class exo_Series {
   }
   const exo_Array& Array() const { return m_array; }
 
-  /// Reads rows [first, first + count). \param out [count][Width()]
+  /// Reads rows [first, first + count).
+  /// \param out [count][Width()]
   template <class T>
   void Read(std::size_t first, std::size_t count, T* out) const {
     std::vector<std::size_t> start = m_lead, extent(m_lead.size(), 1);
