@@ -93,8 +93,8 @@ TEST_F(Own, OpensWhatItStored) {
 }
 
 TEST_F(Own, IsOneObjectForEveryHandle) {
-  Model a(Path());
   fesD_ModalSystemInterface own;
+  Model a(Path());
   fesD_ModalSystemHolder holder = fesD_ModalSystem::New(&own, "modal", {}, {}, {}, {}, 0);
   const fesD_ModalSystem modal = holder.Get();
   const fesD_FESystem part = holder.FESystemSubobject().Get();
