@@ -76,4 +76,5 @@ class gbb_ClassHolder : public gbb_ObjectHolder<Traits> {
   kind template class gbb_ObjectHandle<Traits>;                                                              \
   kind template class gbb_HolderBase<Traits>;                                                                \
   kind template class gbb_ObjectHolder<Traits>;                                                              \
-  kind template class gbb_ObjectAccess<Traits>
+  kind template class gbb_ObjectAccess<Traits>;                                                              \
+  kind template class gbb_TypedLink<Traits::Handle>

@@ -59,8 +59,7 @@ class ORXSIM_API ORXSimManager {
   /// \return false on failure, and for other contexts.
   static bool Refresh(ORXSimContextID context);
 
-  /// Grows whenever the epoch of any context does, so while it stands still no object of any file has changed
-  /// under who holds it. Costs one load.
+  /// Changes when any open file is rolled back or refreshed; it never becomes smaller. Costs one load.
   static std::uint64_t Epochs() { return s_epochs.load(std::memory_order_relaxed); }
 
   /// The last failure of the module in this thread: "FILE: OBJECT PATH: operation: cause" in one line,

@@ -105,14 +105,10 @@ public:
   explicit fesD_FESystemAccess(fesD_FESystem object) : gbb_ObjectAccess(object) {}
 };
 
-extern template class gbb_TypedLink<fesD_FESystem>;
-
 template <> struct gbb_MemberTable<fesD_FESystemTraits> {
   using Members = std::tuple<
-      gbb_Member<"systemName", 3, &fesD_FESystemMembers::systemName>,
-      gbb_Member<"nodalLabels", 2, &fesD_FESystemMembers::nodalLabels>,
-      gbb_Member<"nodalActivityMask", 1, &fesD_FESystemMembers::nodalActivityMask>,
-      gbb_Member<"distributions", 0, &fesD_FESystemMembers::distributions>,
+      gbb_Member<"systemName", 3, &fesD_FESystemMembers::systemName>, gbb_Member<"nodalLabels", 2, &fesD_FESystemMembers::nodalLabels>,
+      gbb_Member<"nodalActivityMask", 1, &fesD_FESystemMembers::nodalActivityMask>, gbb_Member<"distributions", 0, &fesD_FESystemMembers::distributions>,
       gbb_Member<"userDistributions", 4, &fesD_FESystemMembers::userDistributions>>;
 };
 template <> struct gbb_ChildTable<fesD_FESystemTraits> {

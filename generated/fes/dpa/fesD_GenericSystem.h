@@ -94,12 +94,9 @@ public:
   explicit fesD_GenericSystemAccess(fesD_GenericSystem object) : gbb_ObjectAccess(object) {}
 };
 
-extern template class gbb_TypedLink<fesD_GenericSystem>;
-
 template <> struct gbb_MemberTable<fesD_GenericSystemTraits> {
   using Members = std::tuple<
-      gbb_Member<"dofs", 0, &fesD_GenericSystemMembers::dofs>,
-      gbb_Member<"loads", 1, &fesD_GenericSystemMembers::loads>>;
+      gbb_Member<"dofs", 0, &fesD_GenericSystemMembers::dofs>, gbb_Member<"loads", 1, &fesD_GenericSystemMembers::loads>>;
 };
 template <> struct gbb_ChildTable<fesD_GenericSystemTraits> {
   using Children = std::tuple<>;

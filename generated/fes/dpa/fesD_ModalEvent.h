@@ -113,16 +113,11 @@ public:
   explicit fesD_ModalEventAccess(fesD_ModalEvent object) : gbb_ObjectAccess(object) {}
 };
 
-extern template class gbb_TypedLink<fesD_ModalEvent>;
-
 template <> struct gbb_MemberTable<fesD_ModalEventTraits> {
   using Members = std::tuple<
-      gbb_Member<"eventName", 3, &fesD_ModalEventMembers::eventName>,
-      gbb_Member<"eventTypeID", 4, &fesD_ModalEventMembers::eventTypeID>,
-      gbb_Member<"activeModes", 0, &fesD_ModalEventMembers::activeModes>,
-      gbb_Member<"frames", 5, &fesD_ModalEventMembers::frames>,
-      gbb_Member<"cases", 1, &fesD_ModalEventMembers::cases>,
-      gbb_Member<"distributions", 2, &fesD_ModalEventMembers::distributions>,
+      gbb_Member<"eventName", 3, &fesD_ModalEventMembers::eventName>, gbb_Member<"eventTypeID", 4, &fesD_ModalEventMembers::eventTypeID>,
+      gbb_Member<"activeModes", 0, &fesD_ModalEventMembers::activeModes>, gbb_Member<"frames", 5, &fesD_ModalEventMembers::frames>,
+      gbb_Member<"cases", 1, &fesD_ModalEventMembers::cases>, gbb_Member<"distributions", 2, &fesD_ModalEventMembers::distributions>,
       gbb_Member<"userDistributions", 6, &fesD_ModalEventMembers::userDistributions>>;
 };
 template <> struct gbb_ChildTable<fesD_ModalEventTraits> {

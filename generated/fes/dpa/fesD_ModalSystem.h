@@ -133,18 +133,12 @@ public:
   explicit fesD_ModalSystemAccess(fesD_ModalSystem object) : gbb_ObjectAccess(object) {}
 };
 
-extern template class gbb_TypedLink<fesD_ModalSystem>;
-
 template <> struct gbb_MemberTable<fesD_ModalSystemTraits> {
   using Members = std::tuple<
-      gbb_Member<"dofs", 1, &fesD_ModalSystemMembers::dofs>,
-      gbb_Member<"modes", 3, &fesD_ModalSystemMembers::modes>,
-      gbb_Member<"propertyEvaluation", 4, &fesD_ModalSystemMembers::propertyEvaluation>,
-      gbb_Member<"solverDofOrdering", 8, &fesD_ModalSystemMembers::solverDofOrdering>,
-      gbb_Member<"selectiveRecoveryNodes", 7, &fesD_ModalSystemMembers::selectiveRecoveryNodes>,
-      gbb_Member<"residualModeDofs", 5, &fesD_ModalSystemMembers::residualModeDofs>,
-      gbb_Member<"residualModes", 6, &fesD_ModalSystemMembers::residualModes>,
-      gbb_Member<"structuralModes", 9, &fesD_ModalSystemMembers::structuralModes>,
+      gbb_Member<"dofs", 1, &fesD_ModalSystemMembers::dofs>, gbb_Member<"modes", 3, &fesD_ModalSystemMembers::modes>,
+      gbb_Member<"propertyEvaluation", 4, &fesD_ModalSystemMembers::propertyEvaluation>, gbb_Member<"solverDofOrdering", 8, &fesD_ModalSystemMembers::solverDofOrdering>,
+      gbb_Member<"selectiveRecoveryNodes", 7, &fesD_ModalSystemMembers::selectiveRecoveryNodes>, gbb_Member<"residualModeDofs", 5, &fesD_ModalSystemMembers::residualModeDofs>,
+      gbb_Member<"residualModes", 6, &fesD_ModalSystemMembers::residualModes>, gbb_Member<"structuralModes", 9, &fesD_ModalSystemMembers::structuralModes>,
       gbb_Member<"acousticModes", 0, &fesD_ModalSystemMembers::acousticModes>>;
 };
 template <> struct gbb_ChildTable<fesD_ModalSystemTraits> {

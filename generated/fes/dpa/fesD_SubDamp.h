@@ -102,14 +102,10 @@ public:
   explicit fesD_SubDampAccess(fesD_SubDamp object) : gbb_ObjectAccess(object) {}
 };
 
-extern template class gbb_TypedLink<fesD_SubDamp>;
-
 template <> struct gbb_MemberTable<fesD_SubDampTraits> {
   using Members = std::tuple<
-      gbb_Member<"alpha", 0, &fesD_SubDampMembers::alpha>,
-      gbb_Member<"beta", 1, &fesD_SubDampMembers::beta>,
-      gbb_Member<"structural", 3, &fesD_SubDampMembers::structural>,
-      gbb_Member<"mass", 2, &fesD_SubDampMembers::mass>,
+      gbb_Member<"alpha", 0, &fesD_SubDampMembers::alpha>, gbb_Member<"beta", 1, &fesD_SubDampMembers::beta>,
+      gbb_Member<"structural", 3, &fesD_SubDampMembers::structural>, gbb_Member<"mass", 2, &fesD_SubDampMembers::mass>,
       gbb_Member<"volume", 4, &fesD_SubDampMembers::volume>>;
 };
 template <> struct gbb_ChildTable<fesD_SubDampTraits> {

@@ -129,16 +129,11 @@ public:
   explicit fesD_SubstructureSystemAccess(fesD_SubstructureSystem object) : gbb_ObjectAccess(object) {}
 };
 
-extern template class gbb_TypedLink<fesD_SubstructureSystem>;
-
 template <> struct gbb_MemberTable<fesD_SubstructureSystemTraits> {
   using Members = std::tuple<
-      gbb_Member<"dofTypes", 1, &fesD_SubstructureSystemMembers::dofTypes>,
-      gbb_Member<"dofs", 2, &fesD_SubstructureSystemMembers::dofs>,
-      gbb_Member<"modes", 3, &fesD_SubstructureSystemMembers::modes>,
-      gbb_Member<"retainedNodes", 7, &fesD_SubstructureSystemMembers::retainedNodes>,
-      gbb_Member<"retainedDofs", 6, &fesD_SubstructureSystemMembers::retainedDofs>,
-      gbb_Member<"recoveryNodes", 5, &fesD_SubstructureSystemMembers::recoveryNodes>,
+      gbb_Member<"dofTypes", 1, &fesD_SubstructureSystemMembers::dofTypes>, gbb_Member<"dofs", 2, &fesD_SubstructureSystemMembers::dofs>,
+      gbb_Member<"modes", 3, &fesD_SubstructureSystemMembers::modes>, gbb_Member<"retainedNodes", 7, &fesD_SubstructureSystemMembers::retainedNodes>,
+      gbb_Member<"retainedDofs", 6, &fesD_SubstructureSystemMembers::retainedDofs>, gbb_Member<"recoveryNodes", 5, &fesD_SubstructureSystemMembers::recoveryNodes>,
       gbb_Member<"recoveryElements", 4, &fesD_SubstructureSystemMembers::recoveryElements>>;
 };
 template <> struct gbb_ChildTable<fesD_SubstructureSystemTraits> {

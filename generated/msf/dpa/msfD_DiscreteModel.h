@@ -136,18 +136,12 @@ public:
   explicit msfD_DiscreteModelAccess(msfD_DiscreteModel object) : gbb_ObjectAccess(object) {}
 };
 
-extern template class gbb_TypedLink<msfD_DiscreteModel>;
-
 template <> struct gbb_MemberTable<msfD_DiscreteModelTraits> {
   using Members = std::tuple<
-      gbb_Member<"vectors", 9, &msfD_DiscreteModelMembers::vectors>,
-      gbb_Member<"localNodes", 5, &msfD_DiscreteModelMembers::localNodes>,
-      gbb_Member<"localFaces", 3, &msfD_DiscreteModelMembers::localFaces>,
-      gbb_Member<"frames", 1, &msfD_DiscreteModelMembers::frames>,
-      gbb_Member<"integrationPoints", 2, &msfD_DiscreteModelMembers::integrationPoints>,
-      gbb_Member<"sectionPoints", 8, &msfD_DiscreteModelMembers::sectionPoints>,
-      gbb_Member<"components", 0, &msfD_DiscreteModelMembers::components>,
-      gbb_Member<"localNodeSets", 4, &msfD_DiscreteModelMembers::localNodeSets>,
+      gbb_Member<"vectors", 9, &msfD_DiscreteModelMembers::vectors>, gbb_Member<"localNodes", 5, &msfD_DiscreteModelMembers::localNodes>,
+      gbb_Member<"localFaces", 3, &msfD_DiscreteModelMembers::localFaces>, gbb_Member<"frames", 1, &msfD_DiscreteModelMembers::frames>,
+      gbb_Member<"integrationPoints", 2, &msfD_DiscreteModelMembers::integrationPoints>, gbb_Member<"sectionPoints", 8, &msfD_DiscreteModelMembers::sectionPoints>,
+      gbb_Member<"components", 0, &msfD_DiscreteModelMembers::components>, gbb_Member<"localNodeSets", 4, &msfD_DiscreteModelMembers::localNodeSets>,
       gbb_Member<"sectionPointSets", 7, &msfD_DiscreteModelMembers::sectionPointSets>>;
 };
 template <> struct gbb_ChildTable<msfD_DiscreteModelTraits> {

@@ -181,28 +181,17 @@ public:
   explicit msfD_MeshAccess(msfD_Mesh object) : gbb_ObjectAccess(object) {}
 };
 
-extern template class gbb_TypedLink<msfD_Mesh>;
-
 template <> struct gbb_MemberTable<msfD_MeshTraits> {
   using Members = std::tuple<
-      gbb_Member<"nodes", 12, &msfD_MeshMembers::nodes>,
-      gbb_Member<"elements", 2, &msfD_MeshMembers::elements>,
-      gbb_Member<"faces", 3, &msfD_MeshMembers::faces>,
-      gbb_Member<"instances", 6, &msfD_MeshMembers::instances>,
-      gbb_Member<"regions", 15, &msfD_MeshMembers::regions>,
-      gbb_Member<"lagrangeNodes", 7, &msfD_MeshMembers::lagrangeNodes>,
-      gbb_Member<"nodeSets", 11, &msfD_MeshMembers::nodeSets>,
-      gbb_Member<"elementSets", 1, &msfD_MeshMembers::elementSets>,
-      gbb_Member<"instanceSets", 5, &msfD_MeshMembers::instanceSets>,
-      gbb_Member<"regionSets", 14, &msfD_MeshMembers::regionSets>,
-      gbb_Member<"meshFields", 9, &msfD_MeshMembers::meshFields>,
-      gbb_Member<"surfaces", 17, &msfD_MeshMembers::surfaces>,
-      gbb_Member<"frameFields", 4, &msfD_MeshMembers::frameFields>,
-      gbb_Member<"nodeFields", 10, &msfD_MeshMembers::nodeFields>,
-      gbb_Member<"elementFields", 0, &msfD_MeshMembers::elementFields>,
-      gbb_Member<"surfaceFields", 16, &msfD_MeshMembers::surfaceFields>,
-      gbb_Member<"regionFields", 13, &msfD_MeshMembers::regionFields>,
-      gbb_Member<"localNodeFields", 8, &msfD_MeshMembers::localNodeFields>>;
+      gbb_Member<"nodes", 12, &msfD_MeshMembers::nodes>, gbb_Member<"elements", 2, &msfD_MeshMembers::elements>,
+      gbb_Member<"faces", 3, &msfD_MeshMembers::faces>, gbb_Member<"instances", 6, &msfD_MeshMembers::instances>,
+      gbb_Member<"regions", 15, &msfD_MeshMembers::regions>, gbb_Member<"lagrangeNodes", 7, &msfD_MeshMembers::lagrangeNodes>,
+      gbb_Member<"nodeSets", 11, &msfD_MeshMembers::nodeSets>, gbb_Member<"elementSets", 1, &msfD_MeshMembers::elementSets>,
+      gbb_Member<"instanceSets", 5, &msfD_MeshMembers::instanceSets>, gbb_Member<"regionSets", 14, &msfD_MeshMembers::regionSets>,
+      gbb_Member<"meshFields", 9, &msfD_MeshMembers::meshFields>, gbb_Member<"surfaces", 17, &msfD_MeshMembers::surfaces>,
+      gbb_Member<"frameFields", 4, &msfD_MeshMembers::frameFields>, gbb_Member<"nodeFields", 10, &msfD_MeshMembers::nodeFields>,
+      gbb_Member<"elementFields", 0, &msfD_MeshMembers::elementFields>, gbb_Member<"surfaceFields", 16, &msfD_MeshMembers::surfaceFields>,
+      gbb_Member<"regionFields", 13, &msfD_MeshMembers::regionFields>, gbb_Member<"localNodeFields", 8, &msfD_MeshMembers::localNodeFields>>;
 };
 template <> struct gbb_ChildTable<msfD_MeshTraits> {
   using Children = std::tuple<gbb_ChildMember<"systems", 18, &msfD_Mesh::systems>>;

@@ -24,7 +24,6 @@ public:
 
 GBB_SCHEMA_CLASS(, fesD_FESystemTraits);
 template class gbb_ObjectImpl<fesD_FESystemTraits>;
-template class gbb_TypedLink<fesD_FESystem>;
 
 gbb_Class fesD_FESystemInterface::StaticClass() { return gbb_DefineClass<fesD_FESystemTraits>(&gbb_OpenObject<fesD_FESystemTraits>); }
 

@@ -21,7 +21,6 @@ public:
 
 GBB_SCHEMA_CLASS(, fesD_GenericSystemTraits, fesD_FESystemInterface);
 template class gbb_ObjectImpl<fesD_GenericSystemTraits>;
-template class gbb_TypedLink<fesD_GenericSystem>;
 
 gbb_Class fesD_GenericSystemInterface::StaticClass() { return gbb_DefineClass<fesD_GenericSystemTraits>(&gbb_OpenObject<fesD_GenericSystemTraits>); }
 

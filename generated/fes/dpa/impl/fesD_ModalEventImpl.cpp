@@ -26,7 +26,6 @@ public:
 
 GBB_SCHEMA_CLASS(, fesD_ModalEventTraits);
 template class gbb_ObjectImpl<fesD_ModalEventTraits>;
-template class gbb_TypedLink<fesD_ModalEvent>;
 
 gbb_Class fesD_ModalEventInterface::StaticClass() { return gbb_DefineClass<fesD_ModalEventTraits>(&gbb_OpenObject<fesD_ModalEventTraits>); }
 

@@ -30,7 +30,6 @@ public:
 
 GBB_SCHEMA_CLASS(, fesD_ModalSystemTraits, fesD_FESystemInterface);
 template class gbb_ObjectImpl<fesD_ModalSystemTraits>;
-template class gbb_TypedLink<fesD_ModalSystem>;
 
 gbb_Class fesD_ModalSystemInterface::StaticClass() { return gbb_DefineClass<fesD_ModalSystemTraits>(&gbb_OpenObject<fesD_ModalSystemTraits>); }
 

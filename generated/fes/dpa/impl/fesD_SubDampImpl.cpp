@@ -24,7 +24,6 @@ public:
 
 GBB_SCHEMA_CLASS(, fesD_SubDampTraits);
 template class gbb_ObjectImpl<fesD_SubDampTraits>;
-template class gbb_TypedLink<fesD_SubDamp>;
 
 gbb_Class fesD_SubDampInterface::StaticClass() { return gbb_DefineClass<fesD_SubDampTraits>(&gbb_OpenObject<fesD_SubDampTraits>); }
 

@@ -27,7 +27,6 @@ public:
 
 GBB_SCHEMA_CLASS(, fesD_SubstructureSystemTraits, fesD_FESystemInterface);
 template class gbb_ObjectImpl<fesD_SubstructureSystemTraits>;
-template class gbb_TypedLink<fesD_SubstructureSystem>;
 
 gbb_Class fesD_SubstructureSystemInterface::StaticClass() { return gbb_DefineClass<fesD_SubstructureSystemTraits>(&gbb_OpenObject<fesD_SubstructureSystemTraits>); }
 

@@ -29,7 +29,6 @@ public:
 
 GBB_SCHEMA_CLASS(, msfD_DiscreteModelTraits);
 template class gbb_ObjectImpl<msfD_DiscreteModelTraits>;
-template class gbb_TypedLink<msfD_DiscreteModel>;
 
 gbb_Class msfD_DiscreteModelInterface::StaticClass() { return gbb_DefineClass<msfD_DiscreteModelTraits>(&gbb_OpenObject<msfD_DiscreteModelTraits>); }
 

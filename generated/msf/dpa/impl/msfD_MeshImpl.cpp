@@ -39,7 +39,6 @@ public:
 
 GBB_SCHEMA_CLASS(, msfD_MeshTraits);
 template class gbb_ObjectImpl<msfD_MeshTraits>;
-template class gbb_TypedLink<msfD_Mesh>;
 
 gbb_Class msfD_MeshInterface::StaticClass() { return gbb_DefineClass<msfD_MeshTraits>(&gbb_OpenObject<msfD_MeshTraits>); }
 
