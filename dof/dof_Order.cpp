@@ -40,11 +40,10 @@ dof_Ints nodesByRank(const int* nodeRank, int numNodes) {
 
 // A node's DOFs lie in its row from the column of its lowest label on.
 const int* rowOf(const dof_System& system, int node) {
-  return system.ordinals + dof_At(node) * dof_At(dof_CountBits(system.sums.labels));
+  return system.ordinals + dof_At(node) * dof_At(system.columns);
 }
 int firstDof(const dof_System& system, int node) {
-  const unsigned mask = system.Mask(node), below = (mask & (0 - mask)) - 1;
-  return rowOf(system, node)[dof_CountBits(system.sums.labels & below)];
+  return rowOf(system, node)[system.idByLabel[std::countr_zero(system.Mask(node)) + 1]];
 }
 
 void askForNode(const dof_System& system, const int* solverMasks, int node) {

@@ -69,3 +69,9 @@ void dof_KeepMemory() {
   mallopt(M_MMAP_MAX, 0);
   mallopt(M_TRIM_THRESHOLD, -1);
 }
+
+void dof_GiveMemoryBack() {
+  mallopt(M_MMAP_MAX, 65536);
+  mallopt(M_MMAP_THRESHOLD, 1 << 17);
+  malloc_trim(0);
+}

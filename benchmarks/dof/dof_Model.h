@@ -30,3 +30,6 @@ std::vector<char> dof_Selection(int n, int percent);
 
 /// Keeps what is freed, so that the memory of every run but the first is resident.
 void dof_KeepMemory();
+
+/// Gives back what is freed, so that the memory of every run is new, as a host's is that numbers once.
+void dof_GiveMemoryBack();

@@ -38,7 +38,9 @@ struct dof_Arrays {
     codes.assign(size(sums.dofs), kUnwritten);
     dof_FillTables(masks.data(), n, sums, {ordinals.data(), codes.data()});
   }
-  dof_System System() const { return {masks.data(), static_cast<int>(masks.size()), sums, ordinals.data()}; }
+  dof_System System() const {
+    return {masks.data(), static_cast<int>(masks.size()), sums, columns, idByLabel.data(), ordinals.data()};
+  }
 
   Ints masks, idByLabel, labelById, ordinals, codes;
   dof_MaskSums sums;

@@ -85,7 +85,8 @@ dof_System fesD_NodalDofDefinition::System() const {
   unsigned labels = 0;
   for (int id = 0; id < m_maxNodalDof; ++id)
     labels |= 1u << (DofLabel(id) - 1);
-  return {m_activityMasks.get(), m_numNodes, {labels, m_numDofs}, m_systemOrdinals.get()};
+  return {m_activityMasks.get(), m_numNodes,           {labels, m_numDofs},
+          m_maxNodalDof,         m_dofIdByLabel.get(), m_systemOrdinals.get()};
 }
 
 const int* fesD_NodalDofDefinition::NodalDofIds(int node, int& count) const {
