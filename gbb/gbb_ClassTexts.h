@@ -8,6 +8,8 @@
 /// The descriptions of classes in one file: group "classes", a dataset of bytes for each class. A file
 /// carries that of every class whose objects this library has written there; reading objects never depends on
 /// it.
+///
+/// Threads: one at a time for a file.
 class gbb_ClassTexts {
  public:
   /// Writes the description of a class, unless this session knows that the file has it. One that is there
