@@ -14,8 +14,8 @@ class gbb_ClassTexts {
  public:
   /// Writes the description of a class, unless this session knows that the file has it. One that is there
   /// already is replaced when it is of our form and all that it says of members and children is said by the
-  /// new one as well; else it stays. Something else in that place stays, too, and so do names that are no
-  /// link's. A write that fails is told by the gbb_Call under way.
+  /// new one as well; else it stays. Something else in that place stays, too. A class whose name no link may
+  /// have gets no description. A write that fails is told by the gbb_Call under way.
   /// \param context of the file; null for none, where nothing is done.
   /// \param name    the class's persistent name.
   /// \param text    the description, which must outlive this object; docs/file-format.md has its form.

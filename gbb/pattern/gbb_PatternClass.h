@@ -6,7 +6,7 @@
 
 #include <gbb/pattern/gbb_Pattern.h>
 
-/// A new object of the class, in memory only.
+/// A new object of the class, in memory only. Threads: any.
 /// \param flags     gbb_HolderFlags of the holder.
 /// \param outer     the caller's interface object, null for none.
 /// \param own       what the members are made from.
