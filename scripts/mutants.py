@@ -102,7 +102,7 @@ class Source:
             i += 1
         for i, token in enumerate(self.tokens):
             if token.kind == "name" and UNTOUCHED.fullmatch(token.text):
-                code.difference_update(range(i, self.partner.get(i + 1, i) + 1))
+                code.difference_update(range(i, self.partner[i + 1] + 1 if self.says(i + 1, "(") else i))
             if token.text in ("if", "[") and self.says(i + 1, "constexpr", "["):
                 first = i + 2 if token.text == "if" else i
                 code.difference_update(range(first, self.partner.get(first, first) + 1))

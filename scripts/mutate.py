@@ -51,7 +51,7 @@ NOTICED = [
 ]
 NOT_SANITIZED = ("modal", "campaign")  # neither the examples nor what stands between library and system
 SANITIZERS = {"ASAN_OPTIONS": "detect_leaks=1:strict_string_checks=1", "UBSAN_OPTIONS": "halt_on_error=1"}
-KNOWN = ("kda/kda_string.cpp", "containers")  # a comparison turned round there must be noticed here
+KNOWN = ("kda/kda_string.cpp", "containers")  # what turns a comparison round there must be noticed here
 
 HELP = """\
 Changes one place of the library's code at a time (a comparison, a constant, a condition, a statement), builds it, and runs
@@ -193,15 +193,15 @@ class Build:
     def test(self, room, limit, limit_of_all):
         """None when all tests of a room pass, else (outcome, test). Limits are seconds."""
         sanitized = self.preset == "asan"
-        memory = tempfile.mkdtemp(prefix="pdm_mutant.", dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
+        files = tempfile.mkdtemp(prefix="files.", dir=WORK)
         command = ["ctest", "--test-dir", self.directory / "tests" / room, "-j", str(self.jobs), "--stop-on-failure"]
         command += ["--no-tests=error", "--timeout", str(limit)]
-        environment = {**os.environ, **(SANITIZERS if sanitized else {}), "TMPDIR": memory}
+        environment = {**os.environ, **(SANITIZERS if sanitized else {}), "TMPDIR": files}
         bounds = limits if sanitized else limits_of_memory
         try:
             result = run(command, limit_of_all, self.log("test"), env=environment, preexec_fn=bounds)
         finally:
-            shutil.rmtree(memory, ignore_errors=True)
+            shutil.rmtree(files, ignore_errors=True)
         if result == 0:
             return None
         said = self.log("test").read_text(errors="replace")
@@ -255,17 +255,18 @@ def changed_lines(mutant):
     return [[line[1:].strip() for line in lines if line.startswith(sign)] for sign in "-+"]
 
 
-def try_one(mutant, builds):
-    """Judges a mutant in one build after another, and writes the result down."""
+def try_one(mutant, builds, tried=()):
+    """Judges a mutant in one build after another but those it survived before, and writes the result down."""
     start, was, now = time.monotonic(), *changed_lines(mutant)
-    for build in builds:
+    for build in (build for build in builds if build.preset not in tried):
         outcome, by = build.judge(mutant, rooms_for(mutant.file))
         if outcome != "survived":
             break
     if build.preset == "asan" and outcome != "survived":
         outcome = "sanitizers"
     result = {"id": mutant.id, "file": mutant.file, "line": mutant.line, "change": mutant.change, "was": was, "now": now,
-              "outcome": outcome, "by": by, "seconds": round(time.monotonic() - start), "tree": builds[0].tree}
+              "outcome": outcome, "by": by, "seconds": round(time.monotonic() - start), "tree": builds[0].tree,
+              "builds": [build.preset for build in builds]}
     with open(RESULTS, "a") as out:
         out.write(json.dumps(result) + "\n")
     return result
@@ -292,7 +293,8 @@ def list_survivors(only):
         for sign, lines in zip("-+", changed_lines(mutant)):
             for line in lines:
                 say(f"  {sign} {line}")
-    say(f"{len(survivors)} survived of {sum(r['outcome'] != 'did not compile' for r in last.values())} that were ever tried")
+    tried = sum(result["outcome"] != "did not compile" for result in last.values() if result["id"] in there)
+    say(f"{len(survivors)} survived of {tried} that were tried")
     return 0
 
 
@@ -301,7 +303,7 @@ def check_itself(build):
     if "known mutant" in build.clean:
         return
     file, room = KNOWN
-    known = [m for line in all_mutants(file) for m in line if m.now == "=="]
+    known = [m for line in all_mutants(file) for m in line if m.now == "!="]
     if not known or build.judge(known[0], [room])[0] != "killed":
         raise Broken(f"{room} does not notice a comparison turned round in {file}")
     build.note("known mutant", known[0].id)
@@ -314,7 +316,9 @@ def campaign(options, builds):
     for mutant in order:
         if counted == options.count:
             break
-        result = before.get(mutant.id) or try_one(mutant, builds)
+        result = before.get(mutant.id)
+        if result is None or (result["outcome"] == "survived" and len(result["builds"]) < len(builds)):
+            result = try_one(mutant, builds, result["builds"] if result else ())
         if result["outcome"] == "did not compile":
             continue
         counted += 1
