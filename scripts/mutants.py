@@ -22,7 +22,7 @@ SWAPPED.update({now: was for was, now in SWAPPED.items()})
 ALWAYS = {"++": "--", "--": "++", "true": "false", "false": "true"}
 CLOSES = {"(": ")", "[": "]", "{": "}"}
 # What follows in brackets is decided when the library is built, is a contract, or only saves time.
-UNTOUCHED = re.compile(r"static_assert|alignas|decltype|sizeof|noexcept|requires|reserve|\w*[Aa]ssert|\w*[Pp]refetch")
+UNTOUCHED = re.compile(r"static_assert|alignas|decltype|sizeof|noexcept|requires|reserve|\w*(?:[Aa]ssert|ASSERT|[Pp]refetch)")
 # A statement that begins so is no call and no assignment.
 KEYWORDS = """return using const constexpr auto static delete throw break continue goto case default typedef friend if else
     for while do switch try catch struct class enum union template namespace static_cast void""".split()
@@ -115,7 +115,7 @@ class Source:
             opener = next((o for o, c in self.partner.items() if c == i - 1), -1)
             if not self.says(opener - 1, "if", "for", "while", "constexpr"):
                 return None
-        elif not self.says(i - 1, ";", "{", "}", "else", "do", ":"):
+        elif not self.says(i - 1, ";", "{", "}", "else", "do"):
             return None
         if self.says(j, "*"):
             j += 1
