@@ -7,6 +7,8 @@
 #
 # Results lie in BUILD/campaigns, one .json a part. PDM_CAMPAIGN_SEED chooses other steps, kills and disks;
 # PDM_CAMPAIGN_LIMIT is the time limit of a part in seconds.
+#
+# The other long run is scripts/mutate.sh: campaigns look for faults in the library, it looks for holes in the tests.
 set -uo pipefail
 cd "$(dirname "$0")/.." || exit 2
 build=${1:-build/dev}
