@@ -152,6 +152,7 @@ bool live(std::uint64_t seed, int option, camp_Random& random, camp_Row& row) {
   camp_Watch(directory.Name(), {.calls = &board.calls});
   if (walk(file, seed, option, board) != 0 || board.done < kSteps)
     return row.Bad(std::string("without a fault: ") + board.message);
+  camp_Unwatch();
   directory.Clear();
   board.done = 0;
   for (const std::int64_t calls = board.calls; board.done < kSteps;) {
