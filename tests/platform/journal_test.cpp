@@ -13,7 +13,7 @@
 static bool s_syncFails = false;
 static std::map<ino_t, off_t> s_synced;
 extern "C" [[gnu::visibility("default")]] int fdatasync(int descriptor) {
-  static const auto s_system = reinterpret_cast<int (*)(int)>(::dlsym(RTLD_NEXT, "fdatasync"));
+  static const auto s_system = reinterpret_cast<decltype(&fdatasync)>(::dlsym(RTLD_NEXT, "fdatasync"));
   if (std::exchange(s_syncFails, false)) {
     errno = EIO;
     return -1;
@@ -28,8 +28,7 @@ extern "C" [[gnu::visibility("default")]] int fdatasync(int descriptor) {
 static std::map<ino_t, struct stat> s_atFirst;
 extern "C" [[gnu::visibility("default")]] ssize_t pwrite(int file, const void* bytes, size_t count,
                                                          off_t at) {
-  static const auto s_system =
-      reinterpret_cast<ssize_t (*)(int, const void*, size_t, off_t)>(::dlsym(RTLD_NEXT, "pwrite"));
+  static const auto s_system = reinterpret_cast<decltype(&pwrite)>(::dlsym(RTLD_NEXT, "pwrite"));
   struct stat status;
   if (::fstat(file, &status) == 0 && status.st_size == 0)
     s_atFirst[status.st_ino] = status;

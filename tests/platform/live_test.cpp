@@ -11,8 +11,7 @@
 // The same: something happens before a file is read.
 static std::function<void(int)> s_beforeRead;
 extern "C" [[gnu::visibility("default")]] ssize_t pread(int file, void* bytes, size_t count, off_t at) {
-  static const auto s_system =
-      reinterpret_cast<ssize_t (*)(int, void*, size_t, off_t)>(::dlsym(RTLD_NEXT, "pread"));
+  static const auto s_system = reinterpret_cast<decltype(&pread)>(::dlsym(RTLD_NEXT, "pread"));
   if (s_beforeRead)
     s_beforeRead(file);
   return s_system(file, bytes, count, at);

@@ -38,18 +38,6 @@ class Store : public platform_Fixture {
   ORXSimCollectionID m_nodes = ORXSimCollectionRef::Create(m_context, "nodes", 1000);
 };
 
-TEST_F(Store, SetsWithWrongMembersAreRefusedAndLeaveNothing) {
-  const ORXSimCollectionRef nodes(m_nodes);
-  for (const auto& [members, cause] :
-       std::vector<std::pair<std::vector<int>, std::string>>{{{0, 1000}, "member 1000 is not an item"},
-                                                             {{-1}, "member -1"},
-                                                             {{7, 64, 7}, "member 7 is given twice"}}) {
-    ExpectRefused(nodes.CreateOrderedCSet(members.data(), static_cast<int>(members.size())), cause);
-  }
-  EXPECT_TRUE(nodes.CreateOrderedCSet(nullptr, 3).IsNull());
-  EXPECT_EQ(nodes.NumCSets(), 0);
-}
-
 TEST_F(Store, ATransferMovesWholeDrawersOfTheSetInView) {
   std::vector<std::int64_t> values(3000), read(3000);
   std::iota(values.begin(), values.end(), 0);
@@ -148,8 +136,16 @@ TEST_F(Store, ListsAreInTheOrderOfTheirNumbers) {
   EXPECT_TRUE(store.FindCollection("d").IsNull());
 }
 
-TEST_F(Store, WrongDescriptionsLeaveNothingBehind) {
-  const ORXSimCSetID full = ORXSimCollectionRef(m_nodes).FullCSet();
+TEST_F(Store, WrongMembersAndDescriptionsLeaveNothingBehind) {
+  const ORXSimCollectionRef nodes(m_nodes);
+  for (const auto& [members, cause] :
+       std::vector<std::pair<std::vector<int>, std::string>>{{{0, 1000}, "member 1000 is not an item"},
+                                                             {{-1}, "member -1"},
+                                                             {{7, 64, 7}, "member 7 is given twice"}})
+    ExpectRefused(nodes.CreateOrderedCSet(members.data(), static_cast<int>(members.size())), cause);
+  EXPECT_TRUE(nodes.CreateOrderedCSet(nullptr, 3).IsNull());
+  EXPECT_EQ(nodes.NumCSets(), 0);
+  const ORXSimCSetID full = nodes.FullCSet();
   const ORXSimContextID other = Create(Path("b.pdm"));
   const ORXSimCollectionID foreign = ORXSimCollectionRef::Create(other, "x", 3);
   for (const auto& [members, components, chunk, deflate] :
