@@ -4,15 +4,6 @@
 
 #include <span>
 
-/// One line of a campaign's result.
-struct camp_Row {
-  std::string campaign, config;
-  std::int64_t runs = 0, bad = 0;
-  std::string note{};
-
-  /// Counts a bad run; the first few are told on standard error at once.
-  void Bad(const std::string& message);
-};
 using camp_Rows = std::vector<camp_Row>;
 
 /// What the command line asks of a campaign.
@@ -28,9 +19,10 @@ struct camp_Options {
   std::int64_t Share(std::int64_t usual, std::int64_t configs) const {
     return (count > 0 ? count : usual) / (config.empty() ? configs : 1);
   }
+  bool Enough(const camp_Row& row) const { return untilBad && row.bad > 0; }
 };
 
-/// Runs `body(config, row)` for each configuration that is asked for, in a process of its own.
+/// Runs `body(config, row)` for each configuration that is asked for.
 /// \return a row for each.
 camp_Rows camp_ForEachConfig(const char* campaign, std::span<const camp_Config> configs,
                              const camp_Options& options,

@@ -1,5 +1,6 @@
 #include <campaign/camp_Campaigns.h>
 
+#include <csignal>
 #include <unistd.h>
 
 namespace {
@@ -37,32 +38,31 @@ void writeOn(const std::string& file, std::uint64_t seed, int own, camp_Board& b
 camp_Rows camp_Contention(const camp_Options& options) {
   const std::int64_t commits = options.Share(2000, 1);
   return camp_ForEachConfig("contention", kConfigs, options, [&](const camp_Config& config, camp_Row& row) {
-    const camp_Directory directory;
-    camp_Board& board = camp_Board::New();
-    camp_Trial trial(directory, options.seed, config, board);
+    camp_Board& board = row.board;
+    camp_Trial trial(options.seed, config, row);
     if (!trial.RunsWell(1))
-      return row.Bad(trial.Message());
-    const camp_Children live = camp_Readers(directory.File(), config, camp_Reading::kHurry, board),
-                        waiting = camp_Readers(directory.File(), config, camp_Reading::kWait, board);
+      return;
+    const camp_Children live = camp_Readers(trial.File(), config, camp_Reading::kHurry, board),
+                        waiting = camp_Readers(trial.File(), config, camp_Reading::kWait, board);
     std::unique_ptr<camp_Child> writers[2];
     camp_Random random(options.seed);
     int kills = 0;
     for (int idle = 0; row.runs < commits && idle < 1000; ++kills) {
       for (int i = 0; i < 2; ++i)
-        if (writers[i] == nullptr || writers[i]->Ended())
+        if (writers[i] == nullptr)
           writers[i] = std::make_unique<camp_Child>(
-              [&, i] { writeOn(directory.File(), options.seed, kFirstWriter + i, board); }, 0);
+              [&, i] { writeOn(trial.File(), options.seed, kFirstWriter + i, board); }, 0);
       ::usleep(static_cast<useconds_t>(random.Between(5000, 80000)));
-      writers[random.Below(2)]->Kill();
+      std::unique_ptr<camp_Child>& victim = writers[random.Below(2)];
+      victim->Kill();
+      if (const int status = std::exchange(victim, nullptr)->Wait(); status != -SIGKILL)
+        board.Wrong("a writer ended with " + std::to_string(status));
       idle = row.runs == board.counter[kCommits] ? idle + 1 : 0;
-      row.runs = board.counter[kCommits];
+      row.runs = board.counter[kCommits].load();
     }
-    row.note = std::to_string(kills) + " kills, " + std::to_string(board.counter[camp_kSnapshots]) +
-               " read, " + std::to_string(board.counter[kRefused]) + " refused";
-    if (board.counter[camp_kWrong] > 0)
-      row.Bad(std::to_string(board.counter[camp_kWrong]) + " wrong: " + board.wrong);
-    for (const int own : {int{kFirstWriter}, int{kSecondWriter}, int{camp_kSnapshots}})
-      if (board.counter[own] == 0 || row.runs < commits)
-        return row.Bad("somebody did not come to the file");
+    row.note = std::to_string(kills) + " kills, " + std::to_string(board.counter[kRefused]) + " refused, ";
+    row.Conclude();
+    if (board.counter[kFirstWriter] == 0 || board.counter[kSecondWriter] == 0 || row.runs < commits)
+      row.Bad("somebody did not come to the file");
   });
 }

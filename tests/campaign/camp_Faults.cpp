@@ -31,31 +31,26 @@ camp_Rows sweep(const char* campaign, std::span<const camp_Config> configs, std:
                 const camp_Options& options) {
   return camp_ForEachConfig(campaign, configs, options, [&](const camp_Config& config, camp_Row& row) {
     constexpr int kSteps = 20, kFurther = 3;
-    const camp_Directory directory;
-    camp_Board& board = camp_Board::New();
     int died = 0;
     std::int64_t calls = 0; // without a fault
     const auto run = [&](const std::string& what, const camp_Fate& fate) {
-      camp_Trial trial(directory, options.seed, config, board);
+      camp_Trial trial(options.seed, config, row, what + ": ");
       ++row.runs;
-      camp_Children held = camp_Readers(directory.File(), config, camp_Reading::kHold, board);
+      camp_Children held = camp_Readers(trial.File(), config, camp_Reading::kHold, row.board);
       const int status = trial.Run(kSteps, fate);
       held.clear();
-      calls = calls == 0 ? board.*total : calls;
+      calls = calls == 0 ? row.board.*total : calls;
       died += status != 0;
-      const bool isFull = fate.io.error == camp_Plan::kFull;
       if (status == -SIGALRM || status == camp_kTerminated)
         row.Bad(what + (status == -SIGALRM ? ": hangs" : ": an exception came out of the library"));
       else if (status != 0 && fate.allocations.failAt == 0) // HDF5 does not survive every lack of memory
         row.Bad(what + ": ended with " + std::to_string(status));
-      else if (isFull &&
-               !trial.Check(camp_Look::kOpen, {.failAt = 1, .forGood = true, .error = camp_Plan::kFull}))
-        row.Bad(what + ", still full: " + trial.Message());
-      else if (!trial.Check() || !trial.RunsWell(kFurther))
-        row.Bad(what + ": " + trial.Message());
+      else if (fate.io.error != camp_Plan::kFull ||
+               trial.Check(camp_Look::kOpen, {.failAt = 1, .forGood = true, .error = camp_Plan::kFull}))
+        trial.Check() && trial.RunsWell(kFurther);
     };
     run("no fault", {});
-    for (std::int64_t n = 1; n <= calls && !(options.untilBad && row.bad > 0); n += options.stride)
+    for (std::int64_t n = 1; n <= calls && !options.Enough(row); n += options.stride)
       for (const Way& way : ways) {
         camp_Fate fate;
         (fate.*plan).failAt = n;

@@ -1,7 +1,5 @@
 #include <campaign/camp_File.h>
 
-#include <campaign/camp_Io.h>
-
 #include <algorithm>
 
 namespace {
@@ -61,15 +59,11 @@ std::uint64_t camp_Content::Digest() const {
 std::string camp_Content::Difference(const camp_Content& other) const {
   if (exists != other.exists)
     return exists ? "the file is gone" : "there is a file";
-  for (const auto& [name, item] : items)
-    if (const auto found = other.items.find(name); found == other.items.end())
-      return name + " is gone";
-    else if (!(found->second == item))
-      return name + " is another";
-  for (const auto& [name, item] : other.items)
-    if (items.count(name) == 0)
-      return name + " is there";
-  return "";
+  const auto [mine, theirs] =
+      std::mismatch(items.begin(), items.end(), other.items.begin(), other.items.end());
+  if (mine == items.end() && theirs == other.items.end())
+    return "";
+  return "differs at " + (mine != items.end() ? mine : theirs)->first;
 }
 
 bool camp_Content::Read(hid_t file, camp_Content& content) {
@@ -79,13 +73,8 @@ bool camp_Content::Read(hid_t file, camp_Content& content) {
 }
 
 hid_t camp_Session::AccessList(bool isLive) const {
-  H5J_options_t options{};
-  options.version = H5J_OPTIONS_VERSION;
-  options.durability = m_config.durability;
-  options.live = isLive;
-  options.waiting_time = m_waitingTime;
-  options.memory_limit = m_config.memory;
-  options.journal_limit = m_config.journal;
+  const H5J_options_t options{H5J_OPTIONS_VERSION, m_config.durability, isLive,
+                              m_waitingTime,       m_config.memory,     m_config.journal};
   const hid_t list = H5Pcreate(H5P_FILE_ACCESS);
   const bool isSet =
       m_config.Is(camp_Config::kOldFormat) || H5Pset_libver_bounds(list, H5F_LIBVER_V18, H5F_LIBVER_V18) >= 0;
@@ -111,31 +100,4 @@ bool camp_Session::Open(unsigned flags, bool isLive) {
   const camp_Handle access(AccessList(isLive), H5Pclose);
   m_id = H5Fopen(m_file.c_str(), flags, access);
   return IsOpen();
-}
-
-bool camp_Session::Commit() {
-  const camp_Armed armed;
-  return H5Jcommit(m_id) >= 0;
-}
-
-bool camp_Session::Rollback() {
-  const camp_Armed armed;
-  return (m_id = H5Jrollback(m_id)) >= 0;
-}
-
-bool camp_Session::Close() {
-  const camp_Armed armed;
-  return H5Jclose(std::exchange(m_id, -1)) >= 0;
-}
-
-void camp_Session::Drop() {
-  const camp_Armed armed;
-  if (IsOpen())
-    H5Fclose(std::exchange(m_id, -1));
-}
-
-H5J_info_t camp_Session::Info() const {
-  H5J_info_t info{};
-  H5Jget_info(m_id, &info);
-  return info;
 }

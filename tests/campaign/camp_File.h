@@ -1,6 +1,7 @@
 #pragma once
 
 #include <H5Journal/H5Journal.h>
+#include <campaign/camp_Io.h>
 
 #include <cstdint>
 #include <map>
@@ -82,19 +83,22 @@ class camp_Session {
 
   bool IsOpen() const { return m_id >= 0; }
   hid_t Id() const { return m_id; }
-  H5J_info_t Info() const;
+  H5J_info_t Info() const {
+    H5J_info_t info{};
+    return H5Jget_info(m_id, &info), info;
+  }
   static std::string Failure() { return H5Jlast_error(); }
 
   bool Create();
   bool Open(unsigned flags, bool isLive = false);
-  bool Commit();
+  bool Commit() { return camp_Armed(), H5Jcommit(m_id) >= 0; }
   /// False when the file is not open any more.
-  bool Rollback();
+  bool Rollback() { return camp_Armed(), (m_id = H5Jrollback(m_id)) >= 0; }
   bool Refresh() { return (m_id = H5Jrefresh(m_id)) >= 0; }
   /// Commits, and closes the file in any case.
-  bool Close();
+  bool Close() { return camp_Armed(), H5Jclose(std::exchange(m_id, -1)) >= 0; }
   /// Closes and leaves the last commit point.
-  void Drop();
+  void Drop() { camp_Armed(), IsOpen() && H5Fclose(std::exchange(m_id, -1)); }
 
  private:
   hid_t AccessList(bool isLive) const;

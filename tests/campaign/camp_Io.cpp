@@ -126,13 +126,9 @@ void noteName(const char* from, const char* to, bool keepsFrom) {
   camp_Record* const record = s_watch.plan.record;
   if (record == nullptr || from == nullptr || record->names.count(from) == 0)
     return;
+  const auto kind = to == nullptr ? camp_Event::kUnlink : camp_Event::kName;
   const int inode = record->names[from];
-  note({to == nullptr ? camp_Event::kUnlink : camp_Event::kName,
-        inode,
-        0,
-        to == nullptr ? from : to,
-        {},
-        keepsFrom ? "" : from});
+  note({kind, inode, 0, to == nullptr ? from : to, {}, keepsFrom ? "" : from});
   if (!keepsFrom)
     record->names.erase(from);
   if (to != nullptr)

@@ -14,24 +14,14 @@ constexpr camp_Config kConfigs[] = {{"kill-safe", H5J_PROCESS},
                                     {"unmarked", H5J_PROCESS, 0, 0, 0, camp_Config::kUnmarked},
                                     {"old-format", H5J_PROCESS, 0, 0, 0, camp_Config::kOldFormat}};
 
-// What readers on the board saw.
-void conclude(const camp_Board& board, camp_Row& row) {
-  row.note = std::to_string(board.counter[camp_kSnapshots]) + " snapshots, " +
-             std::to_string(board.counter[camp_kRefreshed]) + " refreshed";
-  if (board.counter[camp_kWrong] > 0)
-    row.Bad(std::to_string(board.counter[camp_kWrong]) + " wrong snapshots: " + board.wrong);
-  if (board.counter[camp_kSnapshots] == 0)
-    row.Bad("nobody could read");
-}
-
 // One file and its killers. Ends with the first damage.
-void live(const camp_Directory& directory, const camp_Config& config, std::int64_t calls,
-          std::int64_t microseconds, camp_Random& random, camp_Board& board, camp_Row& row) {
-  camp_Trial trial(directory, random.Next(), config, board);
+void live(const camp_Config& config, std::int64_t calls, std::int64_t microseconds, camp_Random& random,
+          camp_Row& row) {
+  camp_Trial trial(random.Next(), config, row);
   for (int round = 0; round < kRounds; ++round) {
     camp_Children readers;
     if (trial.Next() > 2)
-      readers = camp_Readers(directory.File(), config, camp_Reading::kHurry, board);
+      readers = camp_Readers(trial.File(), config, camp_Reading::kHurry, row.board);
     const int kind = random.Below(8);
     const int status = kind == 0 ? trial.Run(random.Between(1, kSteps), {.leaves = true})
                        : kind < 4
@@ -44,12 +34,12 @@ void live(const camp_Directory& directory, const camp_Config& config, std::int64
       else
         trial.Recover({.killAt = random.Between(1, kRecoveryCalls), .random = random});
     readers.clear();
-    if (status != 0 && status != -SIGKILL)
-      return row.Bad("ended with " + std::to_string(status));
-    if (board.refused > 0)
-      return row.Bad(std::string("refused without a fault: ") + board.message);
+    if ((status != 0 && status != -SIGKILL) || row.board.refused > 0) {
+      row.Bad("ended with " + std::to_string(status) + ", refused without a fault: " + row.board.message);
+      return;
+    }
     if (!trial.Check(random.OneIn(4) ? camp_Look::kEveryWay : camp_Look::kClose))
-      return row.Bad(trial.Message());
+      return;
   }
 }
 
@@ -59,18 +49,15 @@ camp_Rows camp_Kills(const camp_Options& options) {
   using Clock = std::chrono::steady_clock;
   const std::int64_t kills = options.Share(500, std::ssize(kConfigs));
   return camp_ForEachConfig("kills", kConfigs, options, [&](const camp_Config& config, camp_Row& row) {
-    const camp_Directory directory;
-    camp_Board& board = camp_Board::New();
     camp_Random random(options.seed, 77);
     const auto start = Clock::now();
-    camp_Trial(directory, 1, config, board).Run(kSteps);
-    const std::int64_t calls = board.calls,
+    camp_Trial(1, config, row).Run(kSteps);
+    const std::int64_t calls = row.board.calls,
                        microseconds = (Clock::now() - start) / std::chrono::microseconds(1);
-    while (row.runs < kills && !(options.untilBad && row.bad > 0)) {
-      live(directory, config, calls, microseconds, random, board, row);
-    }
+    while (row.runs < kills && !options.Enough(row))
+      live(config, calls, microseconds, random, row);
     if (config.readers > 0)
-      conclude(board, row);
+      row.Conclude();
   });
 }
 
@@ -80,20 +67,18 @@ camp_Rows camp_Live(const camp_Options& options) {
                                    {"durable", H5J_POWER, 0, 0, 3},
                                    {"tiny-limits", H5J_PROCESS, 64 << 10, 48 << 10, 3}};
   return camp_ForEachConfig("live", kLive, options, [&](const camp_Config& config, camp_Row& row) {
-    const camp_Directory directory;
-    camp_Board& board = camp_Board::New();
-    camp_Trial trial(directory, options.seed, config, board);
+    camp_Trial trial(options.seed, config, row);
     if (!trial.RunsWell(1))
-      return row.Bad(trial.Message());
-    camp_Children readers = camp_Readers(directory.File(), config, camp_Reading::kPause, board);
+      return;
+    camp_Children readers = camp_Readers(trial.File(), config, camp_Reading::kPause, row.board);
     const int status = trial.Run(camp_Board::kSteps, {.life = options.Share(9, std::ssize(kLive)) * 1000000});
     readers.clear();
-    row.runs = board.counter[camp_kSnapshots];
-    conclude(board, row);
-    row.note += ", " + std::to_string(board.done) + " steps";
+    row.runs = row.board.counter[camp_kSnapshots].load();
+    row.note = std::to_string(row.board.done) + " steps, ";
+    row.Conclude();
     if (status != -SIGKILL)
-      row.Bad(std::string("the writer was refused: ") + board.message);
-    else if (!trial.Check(camp_Look::kEveryWay))
-      row.Bad(trial.Message());
+      row.Bad(std::string("the writer was refused: ") + row.board.message);
+    else
+      trial.Check(camp_Look::kEveryWay);
   });
 }

@@ -118,9 +118,9 @@ std::uint64_t digestOf(const std::string& file) {
   return isRead ? content.Digest() : 0;
 }
 
-// The way through the steps in a process of its own, the first time with a look at the file after each.
-// \return as camp_Child::Wait.
-int walk(const std::string& file, std::uint64_t seed, int option, camp_Board& board, bool isFirst) {
+// The way through the steps in a process of its own, with a look at the closed file after each that nobody
+// took before. \return as camp_Child::Wait.
+int walk(const std::string& file, std::uint64_t seed, int option, camp_Board& board) {
   const auto host = [&] {
     for (std::unique_ptr<Model> model; board.done < kSteps;) {
       const int n = board.begun = board.done + 1;
@@ -128,51 +128,54 @@ int walk(const std::string& file, std::uint64_t seed, int option, camp_Board& bo
         model = std::make_unique<Model>(file, seed, option);
       if (!model->Step(n))
         return board.Say("step " + std::to_string(n) + " was refused: " + ORXSimManager::LastError());
-      if (isFirst) {
+      if (board.digest[n] == 0) {
         model.reset();
         if ((board.digest[n] = digestOf(file)) == 0)
           return board.Say("what was closed cannot be read");
       }
       board.done = n;
     }
+    return true;
   };
   return camp_Child(host).Wait();
 }
 
 // One file, and processes that are killed on their way; what it must hold after each step is known from a
-// file that nobody disturbed. \return what is wrong.
-std::string live(std::uint64_t seed, int option, camp_Random& random, camp_Board& board, camp_Row& row) {
-  const camp_Directory directory, other;
+// file that nobody disturbed.
+bool live(std::uint64_t seed, int option, camp_Random& random, camp_Row& row) {
+  const camp_Directory directory;
   const std::string file = directory.File();
+  camp_Board& board = row.board;
+  std::fill_n(board.digest, kSteps + 1, 0);
   board.Say("");
   board.done = 0;
-  camp_Watch(other.Name(), {.calls = &board.calls});
-  if (walk(other.File(), seed, option, board, true) != 0 || board.done < kSteps)
-    return std::string("without a fault: ") + board.message;
+  camp_Watch(directory.Name(), {.calls = &board.calls});
+  if (walk(file, seed, option, board) != 0 || board.done < kSteps)
+    return row.Bad(std::string("without a fault: ") + board.message);
+  camp_Unwatch();
+  directory.Clear();
   board.done = 0;
   for (const std::int64_t calls = board.calls; board.done < kSteps;) {
     ++row.runs;
     camp_Watch(directory.Name(), {.killAt = 1 + random.Below(calls), .random = random});
-    const int status = walk(file, seed, option, board, false);
+    const int status = walk(file, seed, option, board);
     camp_Unwatch();
     if (status != -SIGKILL && (status != 0 || board.done < kSteps))
-      return "ended with " + std::to_string(status) + ' ' + board.message;
+      return row.Bad("ended with " + std::to_string(status) + ' ' + board.message);
+    board.found = 0;
     const auto recover = [&] {
-      if (!std::filesystem::exists(file) && board.done == 0)
-        return;
-      msfD_Root root(0);
-      const bool isOpen = !!root.openSim(file.c_str(), "", option);
-      board.Say(isOpen ? "another model" : ORXSimManager::LastError());
+      board.Say("no file");
+      if (msfD_Root root(0); std::filesystem::exists(file) || board.done > 0)
+        board.Say(!root.openSim(file.c_str(), "", option) ? ORXSimManager::LastError() : "another model");
+      board.found = digestOf(file);
     };
-    board.Say("no file");
     const int ended = camp_Child(recover).Wait();
-    const std::uint64_t found = std::filesystem::exists(file) ? digestOf(file) : 0;
-    if (ended != 0 || (found != board.digest[board.begun] && found != board.digest[board.done]))
-      return "after step " + std::to_string(board.done) + ": " + board.message;
-    if (found == board.digest[board.begun])
+    if (ended != 0 || (board.found != board.digest[board.begun] && board.found != board.digest[board.done]))
+      return row.Bad("after step " + std::to_string(board.done) + ": " + board.message);
+    if (board.found == board.digest[board.begun])
       board.done = board.begun.load();
   }
-  return "";
+  return true;
 }
 
 } // namespace
@@ -180,12 +183,8 @@ std::string live(std::uint64_t seed, int option, camp_Random& random, camp_Board
 camp_Rows camp_Model(const camp_Options& options) {
   const std::int64_t kills = options.Share(200, std::ssize(kConfigs));
   return camp_ForEachConfig("model", kConfigs, options, [&](const camp_Config& config, camp_Row& row) {
-    camp_Board& board = camp_Board::New();
     camp_Random random(options.seed, 55);
-    while (row.runs < kills && !(options.untilBad && row.bad > 0)) {
-      if (const std::string message = live(random.Next(), config.durability, random, board, row);
-          !message.empty())
-        row.Bad(message);
-    }
+    while (row.runs < kills && !options.Enough(row))
+      live(random.Next(), config.durability, random, row);
   });
 }

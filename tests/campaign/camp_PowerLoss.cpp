@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iostream>
+#include <unistd.h>
 
 namespace {
 
@@ -60,9 +60,7 @@ void Disk::Platter::Apply(const camp_Event& event, camp_Random* tearing) {
   switch (event.kind) {
   case camp_Event::kWrite:
     for (std::size_t from = 0, size = 0; from < event.bytes.size(); from += size) {
-      size = event.bytes.size() - from;
-      if (tearing != nullptr)
-        size = std::min(size, kSector - (offset + from) % kSector);
+      size = std::min(event.bytes.size() - from, kSector - (offset + from) % kSector);
       if (tearing != nullptr && tearing->OneIn(2))
         continue;
       image.resize(std::max(image.size(), offset + from + size));
@@ -109,13 +107,13 @@ Files Disk::Crash(std::size_t mode, camp_Random& random) const {
   return files;
 }
 
-enum { kPoints, kBad, kAt, kShortened }; // counters on the board
+enum { kShortened }; // counter on the board: journals written anew
 
 // One recorded run, and the disks that a loss of power makes of it.
 class Recording {
  public:
-  Recording(std::uint64_t seed, const camp_Config& config, camp_Board& board)
-      : m_random(seed, 99), m_board(board), m_config(config) {
+  Recording(std::uint64_t seed, const camp_Config& config, camp_Row& row)
+      : m_random(seed, 99), m_row(row), m_board(row.board), m_config(config) {
     camp_Workload workload(seed, config);
     const int steps = config.Is(camp_Config::kRegrows) ? 16 : m_random.Between(6, 20);
     for (int n = 1; n <= steps; ++n, m_contents.push_back(workload.content))
@@ -123,39 +121,25 @@ class Recording {
     workload.content = {};
     camp_Session session(m_directory.File(), config);
     camp_Watch(m_directory.Name(), {.record = &m_record});
-    const camp_Children readers = camp_Readers(m_directory.File(), config, camp_Reading::kHold, board);
-    camp_Host(workload, session, 1, steps, board);
+    const camp_Children readers = camp_Readers(m_directory.File(), config, camp_Reading::kHold, m_board);
+    camp_Host(workload, session, 1, steps, m_board);
     session.Close();
     camp_Unwatch();
     for (const camp_Event& event : m_record.events)
       m_board.counter[kShortened] += event.kind == camp_Event::kName && event.from.ends_with("-next");
-    if (board.refused > 0)
-      Tell(std::string("refused without a fault: ") + board.message);
+    if (m_board.refused > 0)
+      Tell(std::string("refused without a fault: ") + m_board.message);
   }
 
   // Losses of power in all modes after every event, or after so many that about `points` disks are looked at.
-  // Others look at them, since damage may end a process: one child for some events, another one from where it
-  // died.
   void Examine(std::int64_t points) {
     const std::size_t events = m_record.events.size();
     const int every = static_cast<int>(events * std::size(kModes) / static_cast<std::size_t>(points + 1)) + 1;
     while (m_at < events) {
-      m_board.counter[kAt] = static_cast<std::int64_t>(m_at);
-      const auto look = [&] {
-        for (const std::size_t end = std::min(events, m_at + 40); m_at < end;) {
-          Advance();
-          m_board.counter[kAt] = static_cast<std::int64_t>(m_at);
-          for (std::size_t mode = m_random.OneIn(every) ? 0 : std::size(kModes); mode < std::size(kModes);
-               ++mode)
-            if (mode == kPrefix || !m_disk.Settled())
-              Try(m_disk.Crash(mode, m_random), kModes[mode], m_random.OneIn(16));
-        }
-      };
-      const int status = camp_Child(look).Wait();
-      while (m_at < static_cast<std::size_t>(m_board.counter[kAt]))
-        Advance();
-      if (status != 0)
-        Tell("the reader ended with " + std::to_string(status));
+      Advance();
+      for (std::size_t mode = m_random.OneIn(every) ? 0 : std::size(kModes); mode < std::size(kModes); ++mode)
+        if (mode == kPrefix || !m_disk.Settled())
+          Try(m_disk.Crash(mode, m_random), kModes[mode], m_random.OneIn(16));
     }
   }
 
@@ -169,15 +153,14 @@ class Recording {
       m_done = m_begun;
   }
 
-  void Tell(const std::string& message) {
-    constexpr int kTold = 5;
-    if (++m_board.counter[kBad] <= kTold)
-      std::cerr << "power, " << m_config.name << ", event " << m_at << " of " << m_record.events.size()
-                << ", " << message << '\n';
+  void Tell(const std::string& message) const {
+    m_row.Bad("event " + std::to_string(m_at) + " of " + std::to_string(m_record.events.size()) + ", " +
+              message);
   }
 
   // What is found in these files. A recovery that is recorded may be interrupted by another loss of power.
   void Try(const Files& files, const char* mode, bool records) {
+    ::alarm(60); // should it hang
     m_directory.Clear();
     camp_Record recovery;
     for (const auto& [name, bytes] : files) {
@@ -191,7 +174,7 @@ class Recording {
                                      !records && m_random.OneIn(4) ? camp_Look::kEveryWay : camp_Look::kClose,
                                      found, m_board);
     camp_Unwatch();
-    ++m_board.counter[kPoints];
+    ++m_row.runs;
     if (!isRead || !(found == m_contents[m_done] || found == m_contents[m_begun]))
       Tell(mode + std::string(": ") + (isRead ? m_contents[m_done].Difference(found) : m_board.message));
     Disk disk(files);
@@ -203,6 +186,7 @@ class Recording {
   }
 
   camp_Random m_random;
+  camp_Row& m_row;
   camp_Board& m_board;
   const camp_Config& m_config;
   camp_Directory m_directory;
@@ -218,15 +202,14 @@ camp_Rows camp_PowerLoss(const camp_Options& options) {
   constexpr std::int64_t kRecordings = 5; // at least
   const std::int64_t points = options.Share(3000, std::ssize(kConfigs));
   return camp_ForEachConfig("power", kConfigs, options, [&](const camp_Config& config, camp_Row& row) {
-    camp_Board& board = camp_Board::New();
+    camp_Board& board = row.board;
     int recordings = 0;
-    for (; row.runs < points && !(options.untilBad && row.bad > 0); ++recordings) {
+    for (; row.runs < points && !options.Enough(row); ++recordings) {
       const std::uint64_t seed = options.seed * 1000 + static_cast<std::uint64_t>(recordings);
       board.begun = board.done = board.refused = 0;
       const int status =
-          camp_Child([&] { Recording(seed, config, board).Examine(points / kRecordings); }, 0).Wait();
-      row.runs = std::max<std::int64_t>(row.runs + (status != 0), board.counter[kPoints]);
-      row.bad = board.counter[kBad];
+          camp_Child([&] { Recording(seed, config, row).Examine(points / kRecordings); }, 0).Wait();
+      row.runs += status != 0;
       if (status != 0)
         row.Bad("a recording ended with " + std::to_string(status));
     }

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <iostream>
 #include <new>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -53,11 +54,6 @@ void readOn(const std::string& file, const camp_Config& config, camp_Reading how
   }
 }
 
-bool refuse(camp_Board& board, const std::string& text) {
-  board.Say(text);
-  return false;
-}
-
 } // namespace
 
 camp_Board& camp_Board::New() {
@@ -72,13 +68,30 @@ bool camp_Board::Knows(std::uint64_t digestOfContent, int first, int last) const
   return std::find(digest + first, digest + last + 1, digestOfContent) < digest + last + 1;
 }
 
-void camp_Board::Say(const std::string& text) {
+bool camp_Board::Say(const std::string& text) {
   std::strncpy(message, text.c_str(), sizeof message - 1);
+  return false;
 }
 
 void camp_Board::Wrong(const std::string& text) {
   if (++counter[camp_kWrong] == 1)
     std::strncpy(wrong, text.c_str(), sizeof wrong - 1);
+}
+
+bool camp_Row::Bad(const std::string& message) {
+  constexpr int kTold = 5;
+  if (++bad <= kTold)
+    std::cerr << campaign << ", " << config << ", run " << runs << ": " << message << std::endl;
+  return false;
+}
+
+void camp_Row::Conclude() {
+  note += std::to_string(board.counter[camp_kSnapshots]) + " snapshots, " +
+          std::to_string(board.counter[camp_kRefreshed]) + " refreshed";
+  if (board.counter[camp_kWrong] > 0)
+    Bad(std::to_string(board.counter[camp_kWrong]) + " wrong: " + board.wrong);
+  if (board.counter[camp_kSnapshots] == 0)
+    Bad("nobody could read");
 }
 
 camp_Child::camp_Child(const std::function<void()>& body, unsigned patience) : m_pid(::fork()) {
@@ -92,11 +105,6 @@ camp_Child::camp_Child(const std::function<void()>& body, unsigned patience) : m
 void camp_Child::Kill() const {
   if (!m_ended)
     ::kill(m_pid, SIGKILL);
-}
-
-bool camp_Child::Ended() {
-  m_ended = m_ended || ::waitpid(m_pid, &m_status, WNOHANG) == m_pid;
-  return m_ended;
 }
 
 int camp_Child::Wait() {
@@ -132,24 +140,24 @@ bool camp_Examine(const std::string& file, const camp_Config& config, camp_Look 
   camp_Session session(file, config);
   camp_Content other;
   if (everyWay && !(session.Open(H5F_ACC_RDONLY) && camp_Content::Read(session.Id(), other)))
-    return refuse(board, "reading only: " + camp_Session::Failure());
+    return board.Say("reading only: " + camp_Session::Failure());
   if (!session.Open(H5F_ACC_RDWR))
-    return refuse(board, "does not open: " + camp_Session::Failure());
+    return board.Say("does not open: " + camp_Session::Failure());
   if (!camp_Content::Read(session.Id(), content))
-    return refuse(board, "cannot be read: " + camp_Session::Failure());
+    return board.Say("cannot be read: " + camp_Session::Failure());
   if (everyWay && !(content == other))
-    return refuse(board, "reading only showed something else: " + content.Difference(other));
+    return board.Say("reading only showed something else: " + content.Difference(other));
   if (look == camp_Look::kOpen)
     return true;
   if (!session.Close())
-    return refuse(board, "does not close: " + camp_Session::Failure());
+    return board.Say("does not close: " + camp_Session::Failure());
   const std::string next = sys_Bytes(file + "-journal-next"); // stays when it cannot be told whose it is
   if (std::filesystem::exists(file + "-journal") || (!next.empty() && next[0] != '\0'))
-    return refuse(board, "a journal is left behind");
+    return board.Say("a journal is left behind");
   if (everyWay) {
     const camp_Handle plain(H5Fopen(file.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT), H5Fclose);
     if (!camp_Content::Read(plain, other) || !(content == other))
-      return refuse(board, "plain HDF5 reads something else: " + content.Difference(other));
+      return board.Say("plain HDF5 reads something else: " + content.Difference(other));
   }
   return true;
 }
@@ -192,12 +200,6 @@ void camp_Host(camp_Workload& workload, camp_Session& session, int first, int co
   }
 }
 
-camp_Trial::camp_Trial(const camp_Directory& directory, std::uint64_t seed, const camp_Config& config,
-                       camp_Board& board)
-    : m_directory(directory), m_config(config), m_board(board), m_workload(seed, config) {
-  directory.Clear();
-}
-
 int camp_Trial::Run(int steps, const camp_Fate& fate) {
   m_board.digest[m_next - 1] = m_workload.content.Digest(); // before it is named, for readers already at work
   m_board.begun = m_board.done = m_next - 1;
@@ -210,7 +212,7 @@ int camp_Trial::Run(int steps, const camp_Fate& fate) {
     allocations.calls = &m_board.allocations;
     camp_Watch(m_directory.Name(), io);
     camp_WatchAllocations(allocations);
-    camp_Session session(m_directory.File(), m_config);
+    camp_Session session(File(), m_config);
     camp_Host(m_workload, session, m_next, steps, m_board);
     if (fate.leaves && session.IsOpen()) {
       H5Gcreate2(session.Id(), "never committed", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
@@ -229,7 +231,7 @@ int camp_Trial::Run(int steps, const camp_Fate& fate) {
 void camp_Trial::Recover(const camp_Plan& io) {
   camp_Child([&] {
     camp_Watch(m_directory.Name(), io);
-    camp_Session(m_directory.File(), m_config).Open(H5F_ACC_RDWR);
+    camp_Session(File(), m_config).Open(H5F_ACC_RDWR);
   }).Wait();
 }
 
@@ -242,26 +244,23 @@ bool camp_Trial::Check(camp_Look look, const camp_Plan& io) {
   camp_Workload other = m_workload;
   if (mayBeDone)
     other.Step(last, nullptr);
-  enum { kNothing, kAsItWas, kDone };
-  std::atomic<std::int64_t>& found = m_board.counter[15];
-  found = kNothing;
-  const int status =
-      camp_Child([&] {
-        camp_Watch(m_directory.Name(), io);
-        camp_Content content;
-        if (!camp_Examine(m_directory.File(), m_config, look, content, m_board))
-          return;
-        found = content == m_workload.content ? kAsItWas : content == other.content ? kDone : kNothing;
-        m_board.Say(m_workload.content.Difference(content));
-      }).Wait();
+  m_board.found = 0;
+  const int status = camp_Child([&] {
+                       camp_Watch(m_directory.Name(), io);
+                       camp_Content content;
+                       if (!camp_Examine(File(), m_config, look, content, m_board))
+                         return;
+                       m_board.Say(m_workload.content.Difference(content));
+                       m_board.found = content.Digest();
+                     }).Wait();
   if (status != 0)
-    return Fail("the checker died of signal " + std::to_string(-status));
-  if (found == kNothing)
-    return Fail("after step " + std::to_string(m_board.done) + " of " + std::to_string(last) + ": " +
-                m_board.message);
-  if (found == kDone)
+    return m_row.Bad(m_what + "the checker died of signal " + std::to_string(-status));
+  if (m_board.found == other.content.Digest())
     m_workload = other;
-  m_board.digest[last] = m_workload.content.Digest();
+  else if (m_board.found != m_workload.content.Digest())
+    return m_row.Bad(m_what + "after step " + std::to_string(m_board.done) + " of " + std::to_string(last) +
+                     ": " + m_board.message);
+  m_board.digest[last] = m_board.found.load();
   m_board.done = last; // what became of it is known now
   return true;
 }
@@ -269,12 +268,7 @@ bool camp_Trial::Check(camp_Look look, const camp_Plan& io) {
 bool camp_Trial::RunsWell(int steps) {
   const int status = Run(steps);
   if (status != 0 || m_board.refused > 0)
-    return Fail("a session without faults: " + std::string(m_board.message) + ", ended with " +
-                std::to_string(status));
+    return m_row.Bad(m_what + "a session without faults: " + m_board.message + ", ended with " +
+                     std::to_string(status));
   return Check();
-}
-
-bool camp_Trial::Fail(const std::string& message) {
-  m_message = message;
-  return false;
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <campaign/camp_Io.h>
 #include <campaign/camp_Workload.h>
 #include <support/sys_Directory.h>
 
@@ -16,17 +15,33 @@ struct camp_Board {
   std::atomic<int> begun, done, refused;     // last step that began, that ended well; how many did not
   std::atomic<std::uint64_t> digest[kSteps]; // of the content after each step
   std::atomic<Fate> fate[kSteps];
+  std::atomic<std::uint64_t> found; // digest of what was looked at last, 0 when it could not be read
+  std::atomic<std::int64_t> runs, bad;
   std::int64_t calls, allocations;
-  std::atomic<std::int64_t> counter[16]; // for whoever needs some
+  std::atomic<std::int64_t> counter[8]; // for whoever needs some
   char message[600], wrong[600];
 
   /// A board in memory that later children share; never released.
   static camp_Board& New();
-  void Say(const std::string& text);
+  /// \return false.
+  bool Say(const std::string& text);
   /// Counts something wrong, and says the first.
   void Wrong(const std::string& text);
   /// True for the digest of a content after one of these steps.
   bool Knows(std::uint64_t digestOfContent, int first, int last) const;
+};
+
+/// One line of a campaign's result. Copies and all processes share the board, which counts.
+struct camp_Row {
+  std::string campaign, config, note{};
+  camp_Board& board = camp_Board::New();
+  std::atomic<std::int64_t>&runs = board.runs, &bad = board.bad;
+
+  /// Counts a bad run; the first few are told on standard error at once.
+  /// \return false.
+  bool Bad(const std::string& message);
+  /// Judges what readers on the board saw.
+  void Conclude();
 };
 
 /// One process of a campaign, killed at the end of its life here if it still runs.
@@ -40,7 +55,6 @@ class camp_Child {
   ~camp_Child() { Kill(), Wait(); }
 
   void Kill() const;
-  bool Ended();
   /// Waits for the end.
   /// \return its exit code, or -signal.
   int Wait();
@@ -93,8 +107,8 @@ struct camp_Fate {
 /// One file and its life: processes that work on it and die, and what must be in it afterwards.
 class camp_Trial {
  public:
-  camp_Trial(const camp_Directory& directory, std::uint64_t seed, const camp_Config& config,
-             camp_Board& board);
+  camp_Trial(std::uint64_t seed, const camp_Config& config, camp_Row& row, std::string what = "")
+      : m_config(config), m_row(row), m_board(row.board), m_what(std::move(what)), m_workload(seed, config) {}
 
   /// A child takes `steps` steps.
   /// \return as camp_Child::Wait.
@@ -102,21 +116,20 @@ class camp_Trial {
   /// A child opens the file and closes it.
   void Recover(const camp_Plan& io);
   /// True when the file holds the last content that was acknowledged, or the one in flight; goes on from
-  /// there. Otherwise Message() says what is wrong.
+  /// there. Otherwise the row is told.
   bool Check(camp_Look look = camp_Look::kClose, const camp_Plan& io = {});
   /// As Run, and all steps must succeed and be there.
   bool RunsWell(int steps);
 
-  const std::string& Message() const { return m_message; }
+  std::string File() const { return m_directory.File(); }
   int Next() const { return m_next; }
 
  private:
-  bool Fail(const std::string& message);
-
-  const camp_Directory& m_directory;
+  const camp_Directory m_directory;
   const camp_Config& m_config;
+  camp_Row& m_row;
   camp_Board& m_board;
+  const std::string m_what; // begins every message
   camp_Workload m_workload; // with the content that the file must have
   int m_next = 1;           // the next step
-  std::string m_message;
 };

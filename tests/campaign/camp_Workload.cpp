@@ -1,7 +1,5 @@
 #include <campaign/camp_Workload.h>
 
-#include <campaign/camp_Io.h>
-
 #include <algorithm>
 #include <cstring>
 #include <functional>

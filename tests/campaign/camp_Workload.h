@@ -1,7 +1,6 @@
 #pragma once
 
 #include <campaign/camp_File.h>
-#include <campaign/camp_Random.h>
 
 /// A sequence of steps on plain HDF5: groups, attributes and datasets of all sizes and layouts that are made,
 /// overwritten, replaced and removed; updates rolled back; files closed, opened and made anew. What a step

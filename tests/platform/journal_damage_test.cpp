@@ -1,13 +1,9 @@
-// What a damaged journal, a full disk and long names leave of the commits that were acknowledged.
+// What a damaged journal and long names leave of the commits that were acknowledged.
 #include "platform_JournalFixture.h"
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Journal.h>
-#include <support/sys_NoRoom.h>
 
 #include <algorithm>
-#include <memory>
-#include <sys/mman.h>
-#include <sys/mount.h>
 
 namespace fs = std::filesystem;
 
@@ -49,7 +45,7 @@ TEST_F(Damage, AnyChangedByteAndAnyMissingEndIsFound) {
     ASSERT_FALSE(ORXSimJournal::Apply(path.c_str()));
     ASSERT_EQ(sys_Bytes(journal), damaged);
     ASSERT_TRUE(ORXSimJournal::Apply(path.c_str(), true)) << at << LastError();
-    ASSERT_THAT(LastError(), testing::HasSubstr("the damaged journal is kept as a.pdm-journal.lost-"));
+    ASSERT_THAT(LastError(), HasSubstr("the damaged journal is kept as a.pdm-journal.lost-"));
     ASSERT_EQ(Value(path), 1 + before) << at;
     for (const auto& [name, bytes] : All())
       fs::remove(Path(name));
@@ -60,13 +56,12 @@ TEST_F(Damage, AnyChangedByteAndAnyMissingEndIsFound) {
 TEST_F(Damage, AJournalWrittenAnewIsNothingWithoutItsFirstCommit) {
   const std::string path = Path("a.pdm"), journal = path + "-journal";
   Make(path, 1);
-  platform_Other writer([&](const auto& pause) {
+  sys_Process writer([&](const auto& pause) {
     const ORXSimContextID context = Open(path);
     pause();
     Set(context, 2);
     fs::copy_file(path, Path("old"));
-    std::vector<int> more(5000, 1);
-    RootOf(context).DatasetCreate("more", kInt, Line(5000)).Write(kInt, more.data(), 5000);
+    platform_Fixture::Put(RootOf(context), "more", std::vector<int>(5000, 1));
     std::int64_t before = 0, now = 0;
     for (int value = 3; now >= before; ++value) {
       Set(context, value);
@@ -92,41 +87,6 @@ TEST_F(Damage, AJournalWrittenAnewIsNothingWithoutItsFirstCommit) {
   EXPECT_GT(Value(path), 100);
 }
 
-TEST_F(Damage, WhatWasAcknowledgedOnAFullDiskIsThere) {
-  const std::string disk = Path("disk"), path = disk + "/a.pdm";
-  fs::create_directory(disk);
-  const bool small = ::mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=1m") == 0;
-  auto* const last = static_cast<int*>(
-      ::mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  for (const int option : {1, 2}) {
-    Make(path, 1);
-    *last = 1;
-    Die([&] {
-      const ORXSimContextID writer = Open(path, false, option);
-      const auto limited = small ? nullptr : std::make_unique<sys_NoRoom>(1 << 20);
-      for (int value = 2, failed = 0; failed < 20 && value < 10000; ++value) {
-        ORXSimUpdate update(writer);
-        platform_Fixture::Put(RootOf(writer), std::to_string(value).c_str(),
-                              std::vector<int>(700 * (value % 5)));
-        RootOf(writer).DatasetOpen("n").Write(kInt, &value, 1);
-        if (update.Commit())
-          *last = value;
-        else
-          ++failed;
-      }
-      *last = -*last; // it came to the end
-    });
-    ASSERT_LT(*last, -10);
-    const auto limited = small ? nullptr : std::make_unique<sys_NoRoom>(1 << 20);
-    EXPECT_EQ(Shown(path), -*last) << LastError();
-    EXPECT_EQ(Value(path), -*last) << LastError();
-    EXPECT_FALSE(fs::exists(path + "-journal"));
-    fs::remove(path);
-  }
-  ::munmap(last, sizeof *last);
-  EXPECT_EQ(small ? ::umount(disk.c_str()) : 0, 0);
-}
-
 TEST_F(Damage, NamesOfAnyLengthWorkOrAreRefusedBeforeAnythingIsMade) {
   for (const std::size_t length : {200, 225, 226, 239, 240, 255, 256}) {
     const std::string path = Path(std::string(length, 'n'));
@@ -137,11 +97,7 @@ TEST_F(Damage, NamesOfAnyLengthWorkOrAreRefusedBeforeAnythingIsMade) {
       continue;
     }
     EXPECT_TRUE(Set(context, 1) && Set(context, 2) && ORXSimManager::CloseContext(context)) << LastError();
-    Die([&] {
-      const ORXSimContextID writer = Open(path);
-      for (int value = 3; value < 7; ++value)
-        Set(writer, value);
-    });
+    DieAfter(path, {3, 4, 5, 6});
     std::string damaged = sys_Bytes(path + "-journal");
     damaged[damaged.size() / 2] ^= 1;
     Put(path + "-journal", damaged);

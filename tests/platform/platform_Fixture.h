@@ -6,8 +6,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
+
+using testing::ElementsAre, testing::HasSubstr, testing::StartsWith;
 
 inline constexpr hdf_Datatype kInt(hdf_Datatype::kInt), kByte(hdf_Datatype::kUChar);
 
@@ -37,14 +41,14 @@ class platform_Fixture : public testing::Test {
     return values;
   }
   static std::string LastError() { return ORXSimManager::LastError(); }
-  /// The call that gave this value refused, and said so in these words.
-  template <class Answer>
-  static void ExpectRefused(const Answer& answer, const std::string& words) {
+  /// The call that gave this value refused, and said so in all of these words.
+  template <class Answer, class... Words>
+  static void ExpectRefused(const Answer& answer, const Words&... words) {
     if constexpr (requires { answer.IsNull(); })
-      EXPECT_TRUE(answer.IsNull()) << words;
+      EXPECT_TRUE(answer.IsNull());
     else
-      EXPECT_TRUE(!answer) << words;
-    EXPECT_THAT(LastError(), testing::HasSubstr(words));
+      EXPECT_TRUE(!answer);
+    EXPECT_THAT(LastError(), testing::AllOf(HasSubstr(words)...));
   }
 
   /// Runs the h5py side.

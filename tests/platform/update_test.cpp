@@ -8,14 +8,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <functional>
-#include <memory>
-#include <vector>
-
-namespace {
-using testing::HasSubstr;
-} // namespace
-
 class Updates : public platform_Fixture {
  protected:
   Updates() : m_path(Path("a.pdm")), m_context(Create(m_path)), m_root(RootOf(m_context)) {
@@ -81,10 +73,8 @@ TEST_F(Updates, EveryValueThatIsHeldIsAsTheLastCommitPointAfterARollback) {
     for (const auto& use : std::vector<std::function<bool()>>{
              [&] { return added.GetObjinfoExists("n"); }, [&] { return !!added.GroupCreate("y", 0); },
              [&] { return addedNumber.GetSpace().Elements() != 0; },
-             [&] { return !Get(addedNumber).empty(); }}) {
-      ExpectRefused(use(), m_path + ": /group/more/x");
-      EXPECT_THAT(LastError(), HasSubstr("the object is not in the file any more"));
-    }
+             [&] { return !Get(addedNumber).empty(); }})
+      ExpectRefused(use(), m_path + ": /group/more/x", "the object is not in the file any more");
   }
   EXPECT_GT(context.Epoch(), epoch);
   EXPECT_EQ(context.LastCommit().sequence, sequence);
@@ -143,14 +133,11 @@ TEST_F(Updates, TheOutermostScopeDecides) {
 TEST_F(Updates, WithoutAJournalNothingIsTakenBack) {
   const ORXSimContextID context = Create(Path("scratch.pdm"), 0);
   EXPECT_TRUE(ORXSimContextRef(context).Commit());
-  {
+  for (const char* const name : {"left", "given up"}) {
     ORXSimUpdate update(context);
-    Put(RootOf(context), "a", {1});
-    ExpectRefused(update.Rollback(), "no journal");
-  }
-  {
-    ORXSimUpdate left(context);
-    Put(RootOf(context), "b", {1});
+    Put(RootOf(context), name, {1});
+    if (*name == 'g')
+      ExpectRefused(update.Rollback(), "no journal");
   }
   EXPECT_EQ(RootOf(context).NumLinks(), 2);
   EXPECT_TRUE(ORXSimManager::CloseContext(context));
@@ -183,8 +170,7 @@ TEST_F(Updates, AWriteThatFailsHalfwayBarsTheContextUntilItIsRolledBack) {
     EXPECT_TRUE(context.Barred()) << LastError();
   };
   fail();
-  ExpectRefused(m_root.GroupCreate("late", 0), "create group: barred since: ");
-  EXPECT_THAT(LastError(), HasSubstr("; roll back or close"));
+  ExpectRefused(m_root.GroupCreate("late", 0), "create group: barred since: ", "; roll back or close");
   EXPECT_FALSE(context.Commit());
   EXPECT_EQ(Get(m_number), (std::vector{1, 2, 3})) << "reading goes on";
   EXPECT_TRUE(ORXSimUpdate(m_context).Rollback()) << LastError();

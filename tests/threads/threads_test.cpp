@@ -1,7 +1,9 @@
 // Roots of their own in several threads at once. How long: the environment's PDM_THREADS_SECONDS, else a
 // second.
 
+#include <H5Journal/H5Journal.h>
 #include <PDM_Core.h>
+#include <support/err_Capture.h>
 #include <support/sys_Directory.h>
 
 #include <gmock/gmock.h>
@@ -21,29 +23,15 @@ using testing::StartsWith;
 namespace {
 constexpr int kThreads = 8;
 
-/// What the error stream was given, a line each; pieces that are not whole lines show.
-class Lines {
- public:
-  Lines() {
-    err_InstallSink([](const char* text, void* self) { static_cast<Lines*>(self)->m_text += text; }, this);
-  }
-  Lines(const Lines&) = delete;
-  Lines& operator=(const Lines&) = delete;
-  ~Lines() { err_RemoveSink(); }
-
-  std::vector<std::string> Take() {
-    err_RemoveSink();
-    std::vector<std::string> lines(1);
-    for (const char c : m_text)
-      c == '\n' ? lines.emplace_back() : lines.back() += c;
-    EXPECT_EQ(lines.back(), "");
-    lines.pop_back();
-    return lines;
-  }
-
- private:
-  std::string m_text; // no lock of ours: one call of a sink at a time
-};
+/// Its lines; pieces that are not whole lines show.
+std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines(1);
+  for (const char c : text)
+    c == '\n' ? lines.emplace_back() : lines.back() += c;
+  EXPECT_EQ(lines.back(), "");
+  lines.pop_back();
+  return lines;
+}
 
 /// Runs f(number of the thread) in kThreads threads that begin together.
 template <class F>
@@ -148,13 +136,35 @@ class Worker {
   const std::string m_first, m_second;
   std::vector<double> m_values;
 };
+
+// H5Journal alone, in a file of its own.
+void commitAndGoBack(const std::string& name) {
+  const hid_t fapl = H5Pcreate(H5P_FILE_ACCESS);
+  ASSERT_GE(H5Pset_fapl_journal(fapl, nullptr), 0);
+  for (int cycle = 0; cycle < 20; ++cycle) {
+    hid_t file = H5Fcreate(name.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, fapl);
+    H5Gclose(H5Gcreate2(file, "kept", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+    EXPECT_EQ(H5Jcommit(file), 0) << H5Jlast_error();
+    H5Gclose(H5Gcreate2(file, "gone", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+    file = H5Jrollback(file);
+    EXPECT_TRUE(H5Lexists(file, "kept", H5P_DEFAULT) == 1 && H5Lexists(file, "gone", H5P_DEFAULT) == 0);
+    H5J_journal_t journal;
+    EXPECT_LT(H5Jinspect((name + ".none").c_str(), &journal), 0);
+    EXPECT_STREQ(H5Jlast_error(), "look for the file: No such file or directory");
+    EXPECT_EQ(H5Jclose(file), 0) << H5Jlast_error();
+    file = H5Fopen(name.c_str(), H5F_ACC_RDONLY, fapl);
+    EXPECT_EQ(H5Lexists(file, "kept", H5P_DEFAULT), 1);
+    EXPECT_GE(H5Fclose(file), 0);
+  }
+  H5Pclose(fapl);
+}
 } // namespace
 
 TEST(Threads, HaveRootsOfTheirOwnWithoutALockOfTheHosts) {
   const char* const wanted = std::getenv("PDM_THREADS_SECONDS");
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(wanted ? std::atoi(wanted) : 1);
   const sys_Directory directory;
-  Lines lines;
+  err_Capture capture;
   std::atomic<int> cycles = 0, modules = 0;
   inThreads([&](int number) { // the first use of everything is in all of them at once
     int up = 0;
@@ -165,7 +175,7 @@ TEST(Threads, HaveRootsOfTheirOwnWithoutALockOfTheHosts) {
     for (int cycle = 0; cycle < 2 || std::chrono::steady_clock::now() < end; ++cycle, ++cycles)
       worker.Cycle(cycle);
   });
-  const auto told = lines.Take();
+  const auto told = linesOf(capture.Take());
   EXPECT_EQ(told.size(), static_cast<std::size_t>(cycles));
   EXPECT_THAT(told, testing::Each(AllOf(StartsWith("**ERROR msfD_Mesh::Regions: " + directory.Path("first")),
                                         testing::EndsWith("the file is open for reading only"))));
@@ -178,27 +188,8 @@ TEST(Threads, HaveRootsOfTheirOwnWithoutALockOfTheHosts) {
   ::testing::Test::RecordProperty("cycles", cycles);
 }
 
-TEST(Threads, KeepTheirLastErrorsToThemselves) {
-  std::barrier step(2);
-  const auto fail = [&](const std::string& name) {
-    EXPECT_TRUE(ORXSimManager::OpenContext(name.c_str(), 0, 102, false, 1).IsNull());
-    const char* const told = ORXSimManager::LastError();
-    const std::string before = told;
-    step.arrive_and_wait(); // both have failed
-    EXPECT_EQ(told, before);
-    EXPECT_STREQ(ORXSimManager::LastError(), told);
-    EXPECT_THAT(before, StartsWith(name + ": "));
-    step.arrive_and_wait();
-  };
-  std::thread other(fail, "/there/is/none/of/this/name");
-  fail("/nor/of/this");
-  other.join();
-  EXPECT_THAT(ORXSimManager::LastError(), StartsWith("/nor/of/this: "))
-      << "also when the other thread is gone";
-}
-
 TEST(Threads, WriteWholeLines) {
-  Lines lines;
+  err_Capture capture;
   inThreads([](int number) {
     for (int i = 0; i < 50; ++i) {
       err_Write("thread ");
@@ -208,10 +199,19 @@ TEST(Threads, WriteWholeLines) {
       err_Write('\n');
     }
   });
-  const auto told = lines.Take();
+  const auto told = linesOf(capture.Take());
   EXPECT_EQ(told.size(), 50u * kThreads);
   EXPECT_THAT(told, testing::Each(testing::MatchesRegex("thread [0-7]")));
   // A line that is never ended keeps nobody for long.
   std::thread([] { err_Write("unfinished"); }).join();
   err_Write(" and gone on with\n");
+}
+
+TEST(Threads, HaveJournalsOfTheirOwn) {
+  hbool_t able = false;
+  H5is_library_threadsafe(&able);
+  if (!able)
+    GTEST_SKIP() << "this HDF5 is not thread-safe";
+  const sys_Directory directory;
+  inThreads([&](int number) { commitAndGoBack(directory.Path(std::to_string(number))); });
 }

@@ -2,15 +2,14 @@
 
 #include <PDM_Core.h>
 #include <support/sys_Directory.h>
+#include <support/sys_Process.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <string>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -30,16 +29,11 @@ TEST(Threads, DoNotWaitWithOneThatWaitsForAFile) {
   const sys_Directory directory;
   const std::string held = directory.Path("held");
   ASSERT_TRUE(makeFile(held));
-  int taken[2], leave[2];
-  ASSERT_TRUE(::pipe(taken) == 0 && ::pipe(leave) == 0);
-  const pid_t holder = ::fork();
-  char byte = 0;
-  if (holder == 0) {
+  sys_Process holder([&](const auto& pause) {
     const ORXSimContextID context = ORXSimManager::OpenContext(held.c_str(), 0, 102, false, 1);
-    const bool good = !context.IsNull() && ::write(taken[1], "t", 1) == 1 && ::read(leave[0], &byte, 1) == 1;
-    ::_exit(ORXSimManager::CloseContext(context) && good ? 0 : 1);
-  }
-  ASSERT_EQ(::read(taken[0], &byte, 1), 1);
+    if (!context.IsNull())
+      pause();
+  });
   ORXSimManager::SetWaitingTime(10000);
   std::atomic<bool> begun = false;
   std::thread waiting([&] {
@@ -52,11 +46,9 @@ TEST(Threads, DoNotWaitWithOneThatWaitsForAFile) {
     std::this_thread::yield();
   ::usleep(50'000); // it is in the midst of its waiting
   EXPECT_TRUE(makeFile(directory.Path("other")));
-  EXPECT_EQ(::write(leave[1], "l", 1), 1); // only now the file becomes free
+  holder.GoOn(); // only now the file becomes free
   waiting.join();
   ORXSimManager::SetWaitingTime(0);
-  int status = 1;
-  EXPECT_TRUE(::waitpid(holder, &status, 0) == holder && status == 0);
 }
 
 TEST(Threads, MayBeInTheMidstOfACallWhenAChildIsMade) {
