@@ -140,7 +140,8 @@ TEST(DofOrder, ListsAgreeWithTheSlowTelling) {
         else if (!identity)
           std::stable_partition(list.begin(), list.end(), [&](int dof) { return dof % 7 < 3; });
         if (round % 3 != 0)
-          list.resize(Draw(random) % (list.size() + 1));
+          list.resize(Draw(random) %
+                      (round % 7 == 0 ? std::min<std::size_t>(list.size(), 2) + 1 : list.size() + 1));
         order = byList(arrays, static_cast<int>(list.size()), identity ? nullptr : list.data());
         EXPECT_EQ(order.used.acoustic, acousticIn(telling, list));
         return list;
