@@ -140,44 +140,12 @@ TYPED_TEST(Map, HasOneDefaultForEveryAbsentKey) {
   writeThroughDefault<TextKeys, TypeParam>();
 }
 
-template <class Key, class T, class Of>
-void expectFields(Of& map) {
-  struct TreeFields {
-    void* root;
-    int count;
-    alignas(T) unsigned char initial[sizeof(T)];
-  };
-  struct NodeFields {
-    alignas(T) unsigned char value[sizeof(T)];
-    alignas(Key) unsigned char key[sizeof(Key)];
-    void *left, *right;
-    int height;
-  };
-  static_assert(sizeof(TreeFields) == sizeof(Of) && sizeof(NodeFields) == sizeof(omi_BtreeNode<Key, T>));
-  TreeFields tree;
-  std::memcpy(&tree, static_cast<void*>(&map), sizeof tree);
-  const auto* const root = map.tree().Root();
-  EXPECT_EQ(tree.root, root);
-  EXPECT_EQ(tree.count, 3);
-  NodeFields node;
-  std::memcpy(&node, static_cast<const void*>(root), sizeof node);
-  EXPECT_EQ(static_cast<const void*>(&root->ConstGetValue()), root);
-  EXPECT_EQ(reinterpret_cast<const char*>(&root->ConstGetKey()) - reinterpret_cast<const char*>(root),
-            static_cast<std::ptrdiff_t>(offsetof(NodeFields, key)));
-  EXPECT_TRUE(node.left == root->Left() && node.right == root->Right() && node.height == 2);
-}
-
-TYPED_TEST(Map, FieldsLieAsDocumented) {
-  kda_MapInt<TypeParam> ints;
-  kda_MapString<TypeParam> texts;
-  for (int n = 1; n <= 3; ++n) {
-    ints.insert(n, makeValue<TypeParam>(n));
-    texts.insert(TextKeys::Make(n), makeValue<TypeParam>(n));
-  }
-  expectFields<kda_MapIntKey, TypeParam>(ints);
-  expectFields<kda_string, TypeParam>(texts);
-  static_assert(sizeof(kda_MapIntIterator<TypeParam>) == 2 * sizeof(void*) &&
-                sizeof(kda_MapStringIterator<TypeParam>) == 2 * sizeof(void*));
-}
+// Their order is that of tests/package/by_hand.cpp, which has none of our headers.
+static_assert(sizeof(kda_MapInt<int>) == 2 * sizeof(void*) &&
+              sizeof(kda_MapString<double>) == 3 * sizeof(void*) &&
+              sizeof(omi_BtreeNode<kda_MapIntKey, int>) == 4 * sizeof(void*) &&
+              sizeof(omi_BtreeNode<kda_string, double>) == 5 * sizeof(void*) &&
+              sizeof(kda_MapIntIterator<int>) == 2 * sizeof(void*) &&
+              sizeof(kda_MapStringIterator<double>) == 2 * sizeof(void*));
 
 } // namespace

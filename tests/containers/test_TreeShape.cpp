@@ -182,46 +182,32 @@ TEST(TreeShape, FollowsItsRulesThroughOneSidedHistories) {
   }
 }
 
-TEST(TreeShape, NodeStepsLeaveTheirOwnRebalancingToTheCaller) {
-  using Node = omi_BtreeNode<kda_MapIntKey, int>;
-  Node node(1, 0), parent(0, 0);
-  for (const int key : {2, 3, 4})
-    EXPECT_TRUE(node.Insert(key, 0));
-  EXPECT_FALSE(node.Insert(3, 9));
-  EXPECT_EQ(node.Height(), 3);
-  EXPECT_EQ(node.Right()->ConstGetKey().Value(), 2);
-  EXPECT_TRUE(node.Remove(4, parent));
-  EXPECT_FALSE(node.Remove(4, parent));
-  EXPECT_EQ(node.Find(3)->ConstGetValue(), 0);
-  EXPECT_TRUE(const_cast<Node*>(node.Right())->Remove(3, node));
-  EXPECT_EQ(node.Height(), 2); // as it was, until the next change passes
-  EXPECT_TRUE(node.Insert(0, 0));
-  EXPECT_EQ(node.Height(), 1);
-}
-
-// A child on either side of its parent, with every choice of children of its own, removes itself.
-TEST(TreeShape, ANodeThatRemovesItselfLeavesItsPlaceToTheNext) {
-  using Node = omi_BtreeNode<kda_MapIntKey, int>;
-  for (const int key : {-10, 10})
-    for (const int children : {0, 1, 2, 3}) {
-      Node parent(0, 0);
-      for (const int each : {-key, key, children & 1 ? key - 1 : key, children & 2 ? key + 1 : key})
-        parent.Insert(each, each);
-      auto* const self = const_cast<Node*>(key < 0 ? parent.Left() : parent.Right());
-      EXPECT_EQ(self->ConstGetKey().Value(), key);
-      EXPECT_TRUE(self->Remove(key, parent));
-      const Node* const next = key < 0 ? parent.Left() : parent.Right();
-      ASSERT_EQ(next != nullptr, children != 0);
-      if (next != nullptr) {
-        EXPECT_EQ(next->ConstGetValue(), children & 2 ? key + 1 : key - 1);
-        EXPECT_EQ(next->Height(), children == 3);
-        EXPECT_EQ(next->Left() != nullptr, children == 3);
+// A node's own balance is left to the caller, and so are the heights above the node that was called.
+TEST(TreeShape, StepsOfNodesFollowTheRulesBelowThem) {
+  for (unsigned seed = 0; seed < 300; ++seed) {
+    std::mt19937 random(seed);
+    Tree::Node node(0, 0), none(0, 0);
+    Ref model = keeping(0, 0, nullptr, nullptr);
+    for (int step = 0; step < 60; ++step) {
+      const int key = static_cast<int>(random() % 8) * 2 - 7, way = static_cast<int>(random() % 4);
+      const Ref below = key < 0 ? model->lesser : model->greater;
+      auto* const child = const_cast<Tree::Node*>(key < 0 ? node.Left() : node.Right());
+      if (way < 3 || child == nullptr) {
+        const auto result = way < 2 ? inserted(model, key) : removed(model, key);
+        ASSERT_EQ(way < 2 ? node.Insert(key, key / 2) : node.Remove(key, none), result.has_value());
+        model = result.value_or(model);
+      } else if (const auto result = removed(below, key)) { // by the child, which may be the one that goes
+        const bool itself = below->key == key;
+        EXPECT_TRUE(child->Remove(key, node));
+        const Ref& lesser = key < 0 ? *result : model->lesser;
+        const Ref& greater = key < 0 ? model->greater : *result;
+        model = itself ? measured(0, lesser, greater) : keeping(model->height, 0, lesser, greater);
+      } else {
+        EXPECT_FALSE(child->Remove(key, node));
       }
-      EXPECT_EQ(parent.Height(), children == 3 ? 2 : 1);
-      const Node* const other = key < 0 ? parent.Right() : parent.Left();
-      EXPECT_EQ(other->ConstGetValue(), -key);
-      EXPECT_EQ(parent.Find(key), nullptr);
+      ASSERT_TRUE(same(&node, model)) << "seed " << seed << ", step " << step << ", key " << key;
     }
+  }
 }
 
 TEST(TreeShape, AppendingOrderedKeysGivesTheShapeOfInserting) {

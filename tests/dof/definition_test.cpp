@@ -1,9 +1,6 @@
-#include "dof_Arrays.h"
 #include "dof_Definition.h"
 
 #include <type_traits>
-
-using testing::ElementsAre;
 
 static_assert(!std::is_copy_constructible_v<fesD_NodalDofDefinition> &&
               std::is_nothrow_move_constructible_v<fesD_NodalDofDefinition>);
@@ -28,17 +25,12 @@ TEST(DofDefinition, AnswersForTheSystem) {
   const fesD_NodalDofDefinition dofs = Number({0b1, 0x80, 0b10}, 2, true);
   EXPECT_THAT(Ints(dofs.ActivityMasks(), dofs.ActivityMasks() + 3), ElementsAre(0b101, 0xa80, 0b1010));
   EXPECT_THAT((Ints{dofs.NumberOfNodes(), dofs.NumberOfDofs(), dofs.MaxNodalDof()}), ElementsAre(3, 7, 7));
-  Ints ids, labels, ordinals;
-  for (int label = 0; label <= 12; ++label)
-    ids.push_back(dofs.SystemDofId(label));
-  EXPECT_THAT(ids, ElementsAre(-1, 0, 1, 2, 3, -1, -1, -1, 4, -1, 5, -1, 6))
+  EXPECT_THAT(Each(13, [&](int label) { return dofs.SystemDofId(label); }),
+              ElementsAre(-1, 0, 1, 2, 3, -1, -1, -1, 4, -1, 5, -1, 6))
       << "-1 for labels that are unused";
-  for (int id = 0; id < dofs.MaxNodalDof(); ++id) {
-    labels.push_back(dofs.DofLabel(id));
-    ordinals.push_back(dofs.SystemOrdinal(2, id));
-  }
-  EXPECT_THAT(labels, ElementsAre(1, 2, 3, 4, 8, 10, 12));
-  EXPECT_THAT(ordinals, ElementsAre(-1, 5, -1, 6, -1, -1, -1));
+  EXPECT_THAT(Each(7, [&](int id) { return dofs.DofLabel(id); }), ElementsAre(1, 2, 3, 4, 8, 10, 12));
+  EXPECT_THAT(Each(7, [&](int id) { return dofs.SystemOrdinal(2, id); }),
+              ElementsAre(-1, 5, -1, 6, -1, -1, -1));
   EXPECT_THAT(idsOf(dofs, 1), ElementsAre(4, 5, 6)) << "ids, not labels";
   EXPECT_THAT(idsOf(dofs, 2), ElementsAre(1, 3));
   EXPECT_EQ(pairOf(dofs.NodeDofFromSystemDof(4)), std::pair(1, 6));
@@ -56,13 +48,11 @@ TEST(DofDefinition, AnswersForTheSolver) {
   EXPECT_EQ(dofs.NumberOfSolverDofs(), 3);
   EXPECT_EQ(dofs.NumberOfSolverAcousticDofs(), 2);
   EXPECT_THAT(OrderOf(dofs), ElementsAre(5, 4, 1, 0, 2, 3));
-  Ints toSolver, toSystem, places(6);
-  for (int id = 0; id < dofs.MaxNodalDof(); ++id) {
-    toSolver.push_back(dofs.SolverDofIdFromSystemDofId(id));
-    toSystem.push_back(dofs.SystemDofIdFromSolverDofId(id));
-  }
-  EXPECT_THAT(toSolver, ElementsAre(0, -1, -1, 1));
-  EXPECT_THAT(toSystem, ElementsAre(0, 3, -1, -1));
+  EXPECT_THAT(Each(4, [&](int id) { return dofs.SolverDofIdFromSystemDofId(id); }),
+              ElementsAre(0, -1, -1, 1));
+  EXPECT_THAT(Each(4, [&](int id) { return dofs.SystemDofIdFromSolverDofId(id); }),
+              ElementsAre(0, 3, -1, -1));
+  Ints places(6);
   EXPECT_EQ(pairOf(dofs.NodeDofFromSolverDof(1)), std::pair(1, 3));
   dofs.MappingToSolverDofs(places.data());
   EXPECT_THAT(places, ElementsAre(3, 2, 4, 5, 1, 0));
@@ -144,7 +134,22 @@ TEST(DofDefinitionDeaths, SolverQueriesNeedAnOrder) {
   EXPECT_DEATH(dofs.WritePermutation({}), expected);
 }
 
-TEST(DofDefinitionDeaths, FaultyListsAndMasks) {
+TEST(DofDefinitionDeaths, FaultyListsRanksAndMasks) {
+  const auto ranked = [](const Ints& ranks, const Ints& masks) {
+    Number({3, 3}).SetupSolverDofs(ranks.empty() ? nullptr : ranks.data(), masks.data());
+  };
+  const auto invalid = [](const char* masks) {
+    return std::string("^ATTEMPTED TO ACTIVATE AN INVALID NODAL DOF\\.\nSOLVER/MESH DOF MASK: ")
+        .append(masks)
+        .append("\n$");
+  };
+  EXPECT_DEATH(ranked({}, {3, 7}), invalid("7 / 3"));
+  EXPECT_DEATH(ranked({}, {3, static_cast<int>(0x80000001u)}), invalid("-2147483647 / 3"));
+  EXPECT_DEATH(ranked({2, 1}, {7, 5}), invalid("5 / 3")) << "of the node that comes first by its rank";
+  const std::string inside = Assertion("nodeRank\\[node\\] >= 1 && nodeRank\\[node\\] <= numNodes");
+  EXPECT_DEATH(ranked({1, 0}, {1, 1}), inside);
+  EXPECT_DEATH(ranked({3, 1}, {1, 1}), inside);
+  EXPECT_DEATH(ranked({2, 2}, {1, 1}), Assertion("place == -1"));
   EXPECT_DEATH(Number({0b11}).SetupSolverDofs(2, Ints{1, 1}.data()),
                "^THE SOLVER AND FE MESH HAVE AN INCONSISTENT NUMBER OF DOFS\\.\n$");
   EXPECT_DEATH(Number({0b11}).SetupSolverDofs(3, nullptr),

@@ -10,18 +10,11 @@
 #include <bit>
 #include <random>
 #include <set>
-#include <string>
 #include <utility>
 #include <vector>
 
 using Ints = std::vector<int>;
 constexpr int kUnwritten = 0x5a5a5a5a;
-
-/// What a failed assertion of the numbering says, as a regular expression.
-inline std::string Assertion(const std::string& expression) {
-  return "^Assertion failed: " + expression +
-         ", file generated/fes/dpa/impl/fesD_NodalDofDefinition, line [0-9]+\n$";
-}
 
 /// A system's arrays, each of exactly the documented size.
 struct dof_Arrays {

@@ -2,10 +2,21 @@
 
 #include <PDM_Core.h>
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <string>
 #include <vector>
 
 using Ints = std::vector<int>;
+using testing::ElementsAre;
+
+/// What a failed assertion of the numbering says, as a regular expression.
+inline std::string Assertion(const std::string& expression) {
+  return "^Assertion failed: " + expression +
+         ", file generated/fes/dpa/impl/fesD_NodalDofDefinition, line [0-9]+\n$";
+}
 
 inline int* GiveAway(const Ints& masks) {
   void* const given = mem_OperatorNewThrowBuiltin(masks.size() * sizeof(int));
@@ -24,9 +35,15 @@ inline Ints Taken(int* array, const int& count) {
   return copy;
 }
 
+/// The answers for 0, 1, ..., count - 1.
+template <class Call>
+Ints Each(int count, Call call) {
+  Ints answers;
+  for (int i = 0; i < count; ++i)
+    answers.push_back(call(i));
+  return answers;
+}
+
 inline Ints OrderOf(const fesD_NodalDofDefinition& dofs) {
-  Ints order;
-  for (int i = 0; i < dofs.NumberOfDofs(); ++i)
-    order.push_back(dofs.SystemDofFromSolverDof(i));
-  return order;
+  return Each(dofs.NumberOfDofs(), [&](int i) { return dofs.SystemDofFromSolverDof(i); });
 }

@@ -1,18 +1,15 @@
 #include "dof_Definition.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <support/err_Capture.h>
 #include <support/sys_Directory.h>
 
-#include <string>
-
-using testing::ElementsAre;
-using testing::EndsWith;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 namespace {
+
+constexpr const char *kDefinition = "fesD_NodalDofDefinition::fesD_NodalDofDefinition",
+                     *kSetup = "fesD_NodalDofDefinition::SetupSolverDofs",
+                     *kWrite = "fesD_NodalDofDefinition::WritePermutation";
 
 /// A simulation file with a collection of nodes and one of DOFs.
 class DofFile : public testing::Test {
@@ -28,6 +25,7 @@ class DofFile : public testing::Test {
     ORXSimManager::CloseContext(m_context);
     m_context = ORXSimManager::OpenContext(m_directory.Path("a.pdm").c_str(), openFlags, 102, false, 0);
     m_nodes = {m_context, m_nodes.Minor()};
+    m_dofs = {m_context, m_dofs.Minor()};
   }
 
   /// A distribution of one drawer, in the given order of nodes.
@@ -52,14 +50,14 @@ class DofFile : public testing::Test {
     file[at] = static_cast<char>(file[at] ^ 2);
     std::ofstream(m_directory.Path("a.pdm"), std::ios::binary) << file;
   }
-  /// The call that the one line names; the rest of it must be the last error.
+  /// Expects one line of a function, with the last error, which says the cause.
   template <class Call>
-  static std::string Told(Call call) {
+  static void ExpectTold(const std::string& function, const std::string& cause, Call call) {
     err_Capture capture;
     call();
-    const std::string line = capture.Take(), end = std::string(": ") + ORXSimManager::LastError() + "\n";
-    EXPECT_TRUE(line.starts_with("**ERROR ") && line.ends_with(end)) << line;
-    return line.substr(8, line.size() - 8 - end.size());
+    const std::string line = capture.Take();
+    EXPECT_EQ(line, "**ERROR " + function + ": " + ORXSimManager::LastError() + "\n");
+    EXPECT_THAT(line, HasSubstr(cause));
   }
   static fesD_FESystemHolder System(ORXSimDistributionID labels) {
     return fesD_FESystem::New("s", labels, ORXSimDistributionID(), 0);
@@ -92,8 +90,7 @@ TEST_F(DofFile, MasksComeFromADistribution) {
 
 TEST_F(DofFile, MasksHaveOneDrawer) {
   const ORXSimCSetID all = ORXSimCollectionRef(m_nodes).FullCSet();
-  const std::string drawers = "Assertion failed: distribution\\.NumDrawers\\(\\) == 1, file "
-                              "generated/fes/dpa/impl/fesD_NodalDofDefinition, line [0-9]+\n";
+  const std::string drawers = Assertion("distribution\\.NumDrawers\\(\\) == 1");
   const ORXSimDistributionID two = Store(Ints{1, 1, 1});
   ORXSimDistributionRef(two).AddDrawer({all, ORXSimItemType::kInt32});
   EXPECT_DEATH(fesD_NodalDofDefinition(two, 0, false), drawers);
@@ -112,24 +109,18 @@ TEST_F(DofFile, MasksAndLabelsOfAnotherTypeAreToldWithTheirOwnCause) {
   const ORXSimDistributionID reals[] = {Store(std::vector<float>{1, 2, 3}, all, ORXSimItemType::kFloat),
                                         Store(std::vector<double>{1, 2, 3}, all, ORXSimItemType::kDouble)};
   for (const auto& [wrong, cause] :
-       {std::pair(none, "/0: query drawers: numbers of a type that is not supported"),
-        std::pair(reals[0], "/0: check view: the drawer holds numbers of another type"),
-        std::pair(reals[1], "/0: check view: the drawer holds numbers of another type")}) {
-    EXPECT_EQ(Told([&, masks = wrong] {
-                const fesD_NodalDofDefinition dofs(masks, 0, false);
-                int count = -1;
-                EXPECT_EQ(dofs.NumberOfNodes(), 0);
-                EXPECT_EQ(dofs.NodalDofIds(0, count), nullptr);
-                EXPECT_EQ(count, 0);
-              }),
-              "fesD_NodalDofDefinition::fesD_NodalDofDefinition");
-    EXPECT_THAT(ORXSimManager::LastError(), EndsWith(cause));
-    EXPECT_EQ(Told([&, labels = wrong] {
-                int count = -1;
-                EXPECT_THAT(Internal(System(labels), count), ElementsAre(-1));
-              }),
-              "fesD_Utilities::UserToInternalNodes");
-    EXPECT_THAT(ORXSimManager::LastError(), EndsWith(cause));
+       {std::pair(none, "/0: query drawers: numbers of a type that is not supported\n"),
+        std::pair(reals[0], "/0: check view: the drawer holds numbers of another type\n"),
+        std::pair(reals[1], "/0: check view: the drawer holds numbers of another type\n")}) {
+    int count = -1;
+    ExpectTold(kDefinition, cause, [&, masks = wrong] {
+      const fesD_NodalDofDefinition dofs(masks, 0, false);
+      EXPECT_EQ(dofs.NumberOfNodes(), 0);
+      EXPECT_EQ(dofs.NodalDofIds(0, count), nullptr);
+      EXPECT_EQ(count, 0);
+    });
+    ExpectTold("fesD_Utilities::UserToInternalNodes", cause,
+               [&, labels = wrong] { EXPECT_THAT(Internal(System(labels), count), ElementsAre(-1)); });
   }
 }
 
@@ -144,20 +135,16 @@ TEST_F(DofFile, WhatIsDamagedIsTold) {
   Damage(order);
   Reopen();
   stored = {m_context, stored.Minor()};
-  m_dofs = {m_context, m_dofs.Minor()};
-  EXPECT_EQ(Told([&] { EXPECT_EQ(fesD_NodalDofDefinition(stored, 0, false).NumberOfNodes(), 0); }),
-            "fesD_NodalDofDefinition::fesD_NodalDofDefinition");
-  EXPECT_THAT(ORXSimManager::LastError(), HasSubstr("/0: read drawer: the data is damaged"));
+  ExpectTold(kDefinition, "/0: read drawer: the data is damaged",
+             [&] { EXPECT_EQ(fesD_NodalDofDefinition(stored, 0, false).NumberOfNodes(), 0); });
   int count = -1;
-  EXPECT_EQ(Told([&] { mem_Free(fesD_Utilities::InternalToUserNodes(System(stored).Get(), count)); }),
-            "fesD_Utilities::InternalToUserNodes");
+  ExpectTold("fesD_Utilities::InternalToUserNodes", "the data is damaged",
+             [&] { mem_Free(fesD_Utilities::InternalToUserNodes(System(stored).Get(), count)); });
   EXPECT_EQ(count, 0);
-  EXPECT_EQ(Told([&] { dofs.SetupSolverDofs(ORXSimCSetID(m_dofs, permutation)); }),
-            "fesD_NodalDofDefinition::SetupSolverDofs");
+  ExpectTold(kSetup, "", [&] { dofs.SetupSolverDofs(ORXSimCSetID(m_dofs, permutation)); });
   EXPECT_EQ(dofs.NumberOfSolverDofs(), 0);
-  EXPECT_EQ(Told([&] { EXPECT_TRUE(dofs.WritePermutation(m_dofs).IsNull()); }),
-            "fesD_NodalDofDefinition::WritePermutation");
-  EXPECT_THAT(ORXSimManager::LastError(), HasSubstr("the file is open for reading only"));
+  ExpectTold(kWrite, "the file is open for reading only",
+             [&] { EXPECT_TRUE(dofs.WritePermutation(m_dofs).IsNull()); });
 
   // Of a store that cannot be read it is not said that there is nothing in it.
   Reopen(0);
@@ -166,11 +153,8 @@ TEST_F(DofFile, WhatIsDamagedIsTold) {
       ORXSimContextRef(m_context).File().RootGroup().GroupOpen("store").AttributeOpen("version").Write(
           hdf_Datatype::NATIVE_INT, &later));
   Reopen();
-  EXPECT_EQ(Told([&] {
-              dofs.SetupSolverDofs(ORXSimCSetID({m_context, m_dofs.Minor()}, permutation));
-            }),
-            "fesD_NodalDofDefinition::SetupSolverDofs");
-  EXPECT_THAT(ORXSimManager::LastError(), EndsWith("version 2 of the store is not known"));
+  ExpectTold(kSetup, "version 2 of the store is not known\n",
+             [&] { dofs.SetupSolverDofs(ORXSimCSetID(m_dofs, permutation)); });
 }
 
 TEST_F(DofFile, APermutationGoesToTheFileAndBack) {
@@ -186,16 +170,15 @@ TEST_F(DofFile, APermutationGoesToTheFileAndBack) {
 
   Reopen();
   fesD_NodalDofDefinition read = Number({0x83, 0x83});
-  read.SetupSolverDofs(ORXSimCSetID(ORXSimCollectionID(m_context, m_dofs.Minor()), stored.Minor()));
+  read.SetupSolverDofs(ORXSimCSetID(m_dofs, stored.Minor()));
   EXPECT_EQ(read.NumberOfSolverDofs(), 3);
   EXPECT_EQ(read.NumberOfSolverAcousticDofs(), 2);
   EXPECT_THAT(OrderOf(read), ElementsAre(5, 0, 2, 1, 3, 4));
-  EXPECT_EQ(Told([&] { EXPECT_TRUE(read.WritePermutation({}).IsNull()); }),
-            "fesD_NodalDofDefinition::WritePermutation");
-  EXPECT_EQ(Told([&] { read.SetupSolverDofs(ORXSimCSetID()); }), "fesD_NodalDofDefinition::SetupSolverDofs");
+  ExpectTold(kWrite, "", [&] { EXPECT_TRUE(read.WritePermutation({}).IsNull()); });
+  ExpectTold(kSetup, "", [&] { read.SetupSolverDofs(ORXSimCSetID()); });
   EXPECT_EQ(read.NumberOfSolverDofs(), 0);
   EXPECT_THAT(OrderOf(read), ElementsAre(0, 1, 2, 3, 4, 5));
-  const ORXSimCSetID tooMany = ORXSimCollectionRef({m_context, m_dofs.Minor()}).FullCSet();
+  const ORXSimCSetID tooMany = ORXSimCollectionRef(m_dofs).FullCSet();
   EXPECT_DEATH(read.SetupSolverDofs(tooMany), "NOT AN ACTIVE MESH DOF");
 }
 

@@ -91,18 +91,6 @@ int acousticIn(const dof_Telling& telling, const Ints& solver) {
 
 } // namespace
 
-TEST(DofOrder, ListsMayBeShortAndEmpty) {
-  const dof_Arrays arrays({0b101, 0b110});
-  for (const auto& [list, expected] :
-       {std::pair(Ints{}, Ints{0, 1, 2, 3}), std::pair(Ints{0}, Ints{0, 1, 2, 3}),
-        std::pair(Ints{2}, Ints{2, 0, 1, 3}), std::pair(Ints{3}, Ints{3, 0, 1, 2}),
-        std::pair(Ints{2, 0}, Ints{2, 0, 1, 3})})
-    EXPECT_EQ(byList(arrays, static_cast<int>(list.size()), list.data()).places, expected);
-  EXPECT_EQ(byList(arrays, 1, Ints{2}.data()).used.labels, 0b10u);
-  const int reversed[] = {2, 1};
-  EXPECT_THAT(byNodes(arrays, reversed, {0b100, 0b110}).places, ElementsAre(2, 3, 1, 0));
-}
-
 TEST(DofOrder, FaultyListsAreTold) {
   const dof_Arrays arrays({0b11, 0b11});
   const auto faultOf = [&](int count, const Ints& list) {
@@ -152,7 +140,8 @@ TEST(DofOrder, ListsAgreeWithTheSlowTelling) {
         else if (!identity)
           std::stable_partition(list.begin(), list.end(), [&](int dof) { return dof % 7 < 3; });
         if (round % 3 != 0)
-          list.resize(Draw(random) % (list.size() + 1));
+          list.resize(Draw(random) %
+                      (round % 7 == 0 ? std::min<std::size_t>(list.size(), 2) + 1 : list.size() + 1));
         order = byList(arrays, static_cast<int>(list.size()), identity ? nullptr : list.data());
         EXPECT_EQ(order.used.acoustic, acousticIn(telling, list));
         return list;

@@ -15,12 +15,9 @@ class Described : public framework_Fixture {
  protected:
   Model m{Path()};
 
-  static hdf_Group Root(const msfD_Sim& sim) {
-    return ORXSimContextRef(sim.distributionService().Context()).File().RootGroup();
-  }
   /// What the file says of a class, "" for nothing.
   static std::string Text(const msfD_Sim& sim, const std::string& name = kSystem) {
-    const hdf_Group classes = Root(sim).GroupOpen("classes");
+    const hdf_Group classes = GroupAt(sim, {"classes"}).Object();
     if (!classes.GetObjinfoExists(name.c_str()))
       return "";
     const hdf_Dataset dataset = classes.DatasetOpen(name.c_str());
@@ -30,8 +27,8 @@ class Described : public framework_Fixture {
   }
   static void Put(const msfD_Sim& sim, const std::string& text) {
     const std::uint64_t length = text.size();
-    EXPECT_TRUE(Root(sim)
-                    .GroupOpen("classes")
+    EXPECT_TRUE(GroupAt(sim, {"classes"})
+                    .Object()
                     .DatasetCreate(kSystem.c_str(), hdf_Datatype::NATIVE_UCHAR,
                                    hdf_Dataspace::CreateSimple(1, &length))
                     .Write(hdf_Datatype::NATIVE_UCHAR, text.data(), length));
@@ -39,9 +36,8 @@ class Described : public framework_Fixture {
   /// Puts a text into the file and writes an object in a new session. \return what stands there then.
   std::string After(const std::string& text) {
     Put(m.sim, text);
-    m.root.closeSim(m.sim);
-    m.sim = m.root.openSim(Path().c_str(), "", -1);
-    EXPECT_TRUE(!!MeshOf(m.sim).systems().add(System("one more")));
+    m.Reopen();
+    EXPECT_TRUE(!!m.mesh.systems().add(System("one more")));
     return Text(m.sim);
   }
 };
@@ -51,7 +47,7 @@ class Described : public framework_Fixture {
 TEST_F(Described, OnceWithTheFirstObjectOfTheClass) {
   EXPECT_NE(Text(m.sim, "com.vertana.Sim"), "");
   EXPECT_EQ(Text(m.sim, "com.vertana.Mesh"), msfD_MeshTraits::kDescription);
-  EXPECT_EQ(Root(m.sim).GroupOpen("classes").NumLinks(), 3);
+  EXPECT_EQ(GroupAt(m.sim, {"classes"}).Object().NumLinks(), 3);
   EXPECT_EQ(Text(m.sim), "");
   m.mesh.systems().add(System("first"));
   EXPECT_EQ(Text(m.sim), fesD_FESystemTraits::kDescription);
@@ -89,10 +85,11 @@ TEST_F(Described, ByWhoKnowsMore) {
 }
 
 TEST_F(Described, NothingWhereSomethingElseHasTheName) {
-  EXPECT_TRUE(!!Root(m.sim).GroupOpen("classes").GroupCreate(kSystem.c_str(), 0));
+  EXPECT_TRUE(!!GroupAt(m.sim, {"classes"}).Object().GroupCreate(kSystem.c_str(), 0));
   EXPECT_TRUE(!!m.mesh.systems().add(System("beside a group")));
   const std::uint64_t one = 1;
-  EXPECT_TRUE(Root(m.sim)
+  EXPECT_TRUE(RootOf(m.sim)
+                  .Object()
                   .DatasetCreate("classes", hdf_Datatype::NATIVE_DOUBLE, hdf_Dataspace::CreateSimple(1, &one))
                   .Write(hdf_Datatype::NATIVE_DOUBLE, "12345678", 1));
   EXPECT_TRUE(!!m.mesh.systems().add(fesD_GenericSystem::New("beside a number", {}, {}, {}, {}, 0)));

@@ -2,8 +2,6 @@
 
 #include <framework/framework_Fixture.h>
 
-#include <gbb/pattern/gbb_Holder.h>
-
 #include <functional>
 
 namespace {
@@ -50,8 +48,6 @@ bool endsWalk(const Holder& where) {
       CALL(Class, Setter, (Class().Setter(Class::Traits::Members().getter), true))
 
 TEST_F(EmptyCalls, PrintTheirLineAndAnswerNull) {
-  using Systems = decltype(msfD_Mesh().systems());
-  using SystemsHolder = gbb_Holder<Systems, Systems::Impl>;
   const Case cases[] = {
       CALL(msfD_Sim, Path, !msfD_Sim().Path()),
       CALL(msfD_Sim, distributionService, isNull(msfD_Sim().distributionService().Context())),

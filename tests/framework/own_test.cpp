@@ -15,13 +15,6 @@ class Own : public framework_Fixture {
   struct Mesh : msfD_MeshInterface {
     gbb_Class Class() const override { return MeshClass(); }
   };
-  /// The group at a path of names below the Sim's.
-  static gbb_Group GroupAt(const msfD_Sim& sim, std::initializer_list<const char*> names) {
-    gbb_Group at(ORXSimContextRef(sim.distributionService().Context()).File().RootGroup());
-    for (const char* const name : names)
-      at = gbb_Group::Open(at, name);
-    return at;
-  }
   static bool AllEqual(const std::vector<gbb_Handle>& handles) {
     bool equal = true;
     for (const gbb_Handle& a : handles)
@@ -34,14 +27,11 @@ class Own : public framework_Fixture {
 } // namespace
 
 TEST_F(Own, OpensNoObjectOfADerivedClassAsItsBase) {
-  {
-    Model a(Path());
-    a.mesh.systems().add(fesD_ModalSystem::New("modal", {}, {}, a.nodes, a.elements, 0));
-  }
-  msfD_Root root(0);
-  const msfD_Sim sim = root.openSim(Path().c_str(), "", -1);
-  const gbb_Group group = GroupAt(sim, {"sim", "discreteModel", "mesh", "systems", "0"});
-  const gbb_Path place = MeshOf(sim).systems().get(0).Path().Parent();
+  Model a(Path());
+  a.mesh.systems().add(fesD_ModalSystem::New("modal", {}, {}, a.nodes, a.elements, 0));
+  a.Reopen();
+  const gbb_Group group = GroupAt(a.sim, {"sim", "discreteModel", "mesh", "systems", "0"});
+  const gbb_Path place = a.mesh.systems().get(0).Path().Parent();
   fesD_FESystemInterface base;
   for (const gbb_Group& each : {group, gbb_Group::Open(group, "#base")}) {
     const fesD_FESystemHolder holder = fesD_FESystemHolder::Open(&base, place, 0, each, 0);
@@ -68,18 +58,25 @@ TEST_F(Own, OpensNoObjectOfADerivedClassAsItsBase) {
   EXPECT_NE(Lines(), "");
 }
 
-TEST_F(Own, OpensWhatItStored) {
-  const std::string file = Path();
+TEST_F(Own, StoresItsClassAndOpensWhatItStored) {
   Mesh own;
   msfD_MeshInterface plain;
   {
     msfD_Root root(0);
-    const msfD_Sim sim = root.createSim(file.c_str(), "", -1);
+    const msfD_Sim sim = root.createSim(Path().c_str(), "", -1);
     const msfD_DiscreteModel model = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
-    model.Mesh(msfD_Mesh::New(&own, ORXSimCollectionID(sim.distributionService().Context(), 3), {}, 0));
+    msfD_MeshHolder holder = msfD_Mesh::New(&own, ORXSimCollectionID(ContextOf(sim), 3), {}, 0);
+    EXPECT_EQ(holder.Flags(), 3u);
+    const msfD_Mesh mesh = model.Mesh(std::move(holder));
+    const gbb_Handle handle = mesh;
+    EXPECT_EQ(handle.Object(), static_cast<gbb_ObjectInterface*>(&own));
+    EXPECT_TRUE(handle.Class() == MeshClass() && msfD_Mesh(handle) == mesh && mesh.nodes().Minor() == 3);
+    EXPECT_TRUE(own.Path() == mesh.Path() && own.Path().Index() == 6);
   }
   msfD_Root root(0);
-  const msfD_Sim sim = root.openSim(file.c_str(), "", -1);
+  const msfD_Sim sim = root.openSim(Path().c_str(), "", -1);
+  EXPECT_TRUE(!MeshOf(sim));
+  EXPECT_EQ(Lines(), "**ERROR msfD_MeshHolder::Open: class com.vertana.OwnMesh is not registered\n");
   sim.schemaSnapshot().Register(MeshClass());
   const gbb_Group group = GroupAt(sim, {"sim", "discreteModel", "mesh"});
   const gbb_Path place = sim.discreteModel().Path();

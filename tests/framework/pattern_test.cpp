@@ -6,7 +6,6 @@ namespace {
 
 using Pattern = framework_Fixture;
 using Access = framework_Fixture;
-using OwnInterface = framework_Fixture;
 using Holders = framework_Fixture;
 
 } // namespace
@@ -15,9 +14,7 @@ TEST_F(Pattern, ValuesSetBeforeBindingAndAfterComeBack) {
   {
     msfD_Root root(0);
     const msfD_Sim sim = root.createSim(Path().c_str(), "", -1);
-    const auto id = [context = sim.distributionService().Context()](int minor) {
-      return ORXSimCollectionID(context, minor);
-    };
+    const auto id = [&sim](int minor) { return ORXSimCollectionID(ContextOf(sim), minor); };
     // The whole tree is made in memory and bound from the top.
     msfD_DiscreteModelHolder holder = msfD_DiscreteModel::New(id(1), {}, 0);
     const msfD_DiscreteModel model = holder.Get();
@@ -42,9 +39,7 @@ TEST_F(Pattern, ValuesSetBeforeBindingAndAfterComeBack) {
   }
   msfD_Root root(0);
   const msfD_Sim sim = root.openSim(Path().c_str(), "", -1);
-  const auto id = [context = sim.distributionService().Context()](int minor) {
-    return ORXSimCollectionID(context, minor);
-  };
+  const auto id = [&sim](int minor) { return ORXSimCollectionID(ContextOf(sim), minor); };
   const msfD_DiscreteModel model = sim.discreteModel();
   EXPECT_TRUE(model.vectors() == id(1) && model.frames() == id(5) && model.components().IsNull());
   const msfD_Mesh mesh = model.mesh();
@@ -94,69 +89,60 @@ TEST_F(Pattern, TracesEveryOperationInOrder) {
 }
 
 // An empty holder has nothing to be placed and bound, and says so where its owner would do that.
-TEST_F(Pattern, TakesNoEmptyHolderSilently) {
+TEST_F(Pattern, RefusesEmptyHoldersAndSecondChildren) {
   const msfD_SimHolder loose = msfD_Sim::New(0);
-  const msfD_DiscreteModelHolder unbound = msfD_DiscreteModel::New({}, {}, 0);
-  EXPECT_TRUE(!loose.Get().DiscreteModel({}) && !unbound.Get().Mesh({}));
+  msfD_DiscreteModelHolder holder = msfD_DiscreteModel::New({}, {}, 0);
+  const msfD_DiscreteModel model = holder.Get();
+  EXPECT_TRUE(!loose.Get().DiscreteModel({}) && !model.Mesh({}));
   const std::string place = "**ERROR msfD_DiscreteModelHolder::SetPath: called on an empty holder\n";
   EXPECT_EQ(Lines(), place);
+  const std::string meshExists = "**ERROR:msfD_DiscreteModelImpl::Mesh: already exists\n",
+                    modelExists = "**ERROR:msfD_SimImpl::DiscreteModel: already exists\n";
   msfD_Root root(0);
   const msfD_Sim sim = root.createSim(Path().c_str(), "", -1);
   EXPECT_TRUE(!sim.DiscreteModel({}));
   EXPECT_EQ(Lines(), place + "**ERROR msfD_DiscreteModelHolder::Bind: called on an empty holder\n");
-  const msfD_DiscreteModel model = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
-  EXPECT_TRUE(!!model && !model.Mesh({})) << "the place is still free";
-  EXPECT_EQ(Lines(), "**ERROR msfD_MeshHolder::Bind: called on an empty holder\n");
-  EXPECT_TRUE(!!model.Mesh(msfD_Mesh::New({}, {}, 0)));
-  EXPECT_TRUE(!!model.Mesh({}) && sim.DiscreteModel({}) == model);
-  EXPECT_EQ(Lines(), "**ERROR:msfD_DiscreteModelImpl::Mesh: already exists\n"
-                     "**ERROR:msfD_SimImpl::DiscreteModel: already exists\n");
-}
-
-TEST_F(Pattern, RefusesToBindTwiceAndToTakeASecondChild) {
-  msfD_Root root(0);
-  const msfD_Sim sim = root.createSim(Path().c_str(), "", -1);
-  msfD_DiscreteModelHolder holder = msfD_DiscreteModel::New({}, {}, 0);
-  const msfD_DiscreteModel model = holder.Get();
   const msfD_Mesh mesh = model.Mesh(msfD_Mesh::New({}, {}, 0));
   for (const bool bound : {false, true}) {
-    if (bound)
-      sim.DiscreteModel(std::move(holder));
+    EXPECT_TRUE(!bound || sim.DiscreteModel(std::move(holder)) == model) << "the place is still free";
     msfD_MeshHolder second = msfD_Mesh::New({}, {}, 0);
-    EXPECT_TRUE(model.Mesh(std::move(second)) == mesh && !second);
-    EXPECT_EQ(Lines(), "**ERROR:msfD_DiscreteModelImpl::Mesh: already exists\n");
+    EXPECT_TRUE(model.Mesh(std::move(second)) == mesh && !second && model.Mesh({}) == mesh);
+    EXPECT_EQ(Lines(), meshExists + meshExists);
   }
   EXPECT_TRUE(sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)) == model);
-  EXPECT_EQ(Lines(), "**ERROR:msfD_SimImpl::DiscreteModel: already exists\n");
+  EXPECT_TRUE(sim.DiscreteModel({}) == model);
+  EXPECT_EQ(Lines(), modelExists + modelExists);
   root.closeSim(sim);
 
   // After reopening, without a look at the first one.
-  const msfD_DiscreteModel reopened = root.openSim(Path().c_str(), "", -1).discreteModel();
-  EXPECT_TRUE(!!reopened.Mesh(msfD_Mesh::New({}, {}, 0)));
-  EXPECT_EQ(Lines(), "**ERROR:msfD_DiscreteModelImpl::Mesh: already exists\n");
+  EXPECT_TRUE(!!root.openSim(Path().c_str(), "", -1).discreteModel().Mesh(msfD_Mesh::New({}, {}, 0)));
+  EXPECT_EQ(Lines(), meshExists);
 
   // Over a child that is there and cannot be opened.
-  const std::string file = Path("b.pdm");
-  const msfD_Sim other = root.createSim(file.c_str(), "", -1);
-  const gbb_Group top(ORXSimContextRef(other.distributionService().Context()).File().RootGroup());
-  gbb_Group::Create(gbb_Group::Open(top, "sim"), "discreteModel").WriteClass(gbb_ClassID("unknown"));
+  const msfD_Sim other = root.createSim(Path("b.pdm").c_str(), "", -1);
+  gbb_Group::Create(GroupAt(other, {"sim"}), "discreteModel").WriteClass(gbb_ClassID("unknown"));
   EXPECT_TRUE(!other.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)));
-  EXPECT_EQ(Lines(), "**ERROR msfD_DiscreteModelHolder::Open: class unknown is not registered\n"
-                     "**ERROR:msfD_SimImpl::DiscreteModel: already exists\n");
+  EXPECT_EQ(Lines(),
+            "**ERROR msfD_DiscreteModelHolder::Open: class unknown is not registered\n" + modelExists);
 
-  // Bind on what is bound.
-  const gbb_Group place = GroupOf(other.distributionService().Context(), "place");
-  msfD_MeshHolder bound = msfD_Mesh::New({}, {}, 1);
-  bound.SetPath(other.Path(), 0);
-  bound.Bind(place);
+  // A bound model without a mesh: an empty holder leaves the place free.
+  const msfD_DiscreteModel third =
+      root.createSim(Path("c.pdm").c_str(), "", -1).DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
+  EXPECT_TRUE(!third.Mesh({}));
+  EXPECT_EQ(Lines(), "**ERROR msfD_MeshHolder::Bind: called on an empty holder\n");
+  EXPECT_TRUE(!!third.Mesh(msfD_Mesh::New({}, {}, 0)));
+}
+
+TEST_F(Pattern, BindsOnce) {
+  Model a(Path());
+  const msfD_MeshHolder bound = msfD_Mesh::New(a.nodes, {}, 1);
+  bound.SetPath(a.sim.Path(), 0);
+  bound.Bind(GroupOf(ContextOf(a.sim), "place"));
   Lines();
-  const auto before = bound.Get().nodes();
-  bound.Bind(GroupOf(other.distributionService().Context(), "elsewhere"));
+  bound.Bind(GroupOf(ContextOf(a.sim), "elsewhere"));
   EXPECT_EQ(Lines(), "msfD_MeshImpl::Bind\n** ERROR msfD_MeshImpl::Bind: called for a connected object\n");
-  EXPECT_TRUE(bound.Get().nodes() == before);
-  const msfD_SimHolder sims = msfD_SimHolder::Open(gbb_Root(), 0, ORXSimContextID(), place, 0);
-  sims.Bind(ORXSimContextID(), place);
-  EXPECT_EQ(Lines(), "** ERROR msfD_SimImpl::Bind: called for a connected object\n");
+  EXPECT_TRUE(bound.Get().nodes() == a.nodes &&
+              !GroupAt(a.sim, {"elsewhere"}).HasChild("#simpleTypeMembers"));
 }
 
 // Which file it is in, an object learns from its path, and from that of its owners.
@@ -166,13 +152,13 @@ TEST_F(Pattern, FindsItsFileOnceItOrAnOwnerIsPlaced) {
   const msfD_Mesh mesh = tree.Get().Mesh(msfD_Mesh::New({}, {}, 0));
   const fesD_ModalSystem modal(mesh.systems().add(fesD_ModalSystem::New("s", {}, {}, {}, {}, 0)));
   const fesD_ModalEvent event = modal.events().add(fesD_ModalEvent::New("e", 1, {}, {}, 0));
-  tree.Bind(GroupOf(a.sim.distributionService().Context(), "loose"));
-  ORXSimContextRef(a.sim.distributionService().Context()).Commit(); // of what has no file no commit is made
+  tree.Bind(GroupOf(ContextOf(a.sim), "loose"));
+  ORXSimContextRef(ContextOf(a.sim)).Commit(); // of what has no file no commit is made
   mesh.Regions(a.nodes);
   EXPECT_THAT(Lines(), testing::EndsWith("root is empty\n**ERROR msfD_MeshImpl::SaveMembers: error 3 saving "
                                          "class data\n"));
   {
-    const ORXSimUpdate left(a.sim.distributionService().Context());
+    const ORXSimUpdate left(ContextOf(a.sim));
     modal.PropertyEvaluation(2);
   }
   EXPECT_EQ(modal.propertyEvaluation(), 2) << "which file went back is not known";
@@ -188,7 +174,7 @@ TEST_F(Pattern, FindsItsFileOnceItOrAnOwnerIsPlaced) {
   EXPECT_TRUE(mesh.regions() == a.nodes && mesh.systems().count() == 2);
   // A rollback is seen as well.
   {
-    const ORXSimUpdate left(a.sim.distributionService().Context());
+    const ORXSimUpdate left(ContextOf(a.sim));
     modal.Dofs(a.elements);
     mesh.systems().add(System("never"));
   }
@@ -203,7 +189,7 @@ TEST_F(Pattern, FindsItsFileOnceItOrAnOwnerIsPlaced) {
 }
 
 TEST_F(Pattern, RefusesForeignIdentifiersAndLeavesTheFileAlone) {
-  Model a(Path("a.pdm")), b(Path("b.pdm"));
+  Model a(Path()), b(Path("b.pdm"));
   const char* const line = "**ERROR msfD_MeshImpl::SaveMembers: error 3 saving class data\n";
   kda_MapString<ORXSimCSetID> sets;
   for (const auto& [key, id] : {std::pair{"own", a.nodes}, {"z none", {}}, {"foreign", b.nodes}})
@@ -219,11 +205,9 @@ TEST_F(Pattern, RefusesForeignIdentifiersAndLeavesTheFileAlone) {
   a.mesh.NodeSets(sets);
   a.mesh.Regions(b.nodes);
   EXPECT_EQ(Lines(), line);
-  a.root.closeSim(a.sim);
-  const msfD_Sim again = a.root.openSim(Path("a.pdm").c_str(), "", -1);
-  EXPECT_TRUE(MeshOf(again).regions().IsNull() && MeshOf(again).nodeSets().count() == 2);
-  EXPECT_EQ(MeshOf(again).faces().Minor(), a.nodes.Minor());
-  EXPECT_EQ(MeshOf(again).instances().Minor(), a.elements.Minor());
+  a.Reopen();
+  EXPECT_TRUE(a.mesh.regions().IsNull() && a.mesh.nodeSets().count() == 2);
+  EXPECT_TRUE(a.mesh.faces() == a.nodes && a.mesh.instances() == a.elements);
 }
 
 TEST_F(Access, CommitsOnceAndDiscardsWithoutACommit) {
@@ -275,42 +259,6 @@ TEST_F(Access, OutlivesTheMembersThatAnotherOneDiscarded) {
   EXPECT_THAT(Lines(), testing::StartsWith("**ERROR msfD_Mesh::Regions: " + Path()));
   access.commit();
   EXPECT_EQ(mesh.nodes().Minor(), a.nodes.Minor());
-}
-
-TEST_F(OwnInterface, AnswersForItsObject) {
-  static gbb_ClassDescriptor s_own;
-  static int s_paths;
-  struct Own : msfD_MeshInterface {
-    gbb_Class Class() const override {
-      return gbb_Class::Define(
-          s_own, "com.vertana.OwnMesh", msfD_MeshInterface::StaticClass(),
-          [](const gbb_Path&, int, const gbb_Group&, int) -> gbb_ObjectInterface* { return nullptr; });
-    }
-    gbb_Path Path() const override {
-      ++s_paths;
-      return msfD_MeshInterface::Path();
-    }
-  } own;
-  s_paths = 0;
-  msfD_Root root(0);
-  const msfD_Sim sim = root.createSim(Path("b.pdm").c_str(), "", -1);
-  const msfD_DiscreteModel model = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
-  {
-    const ORXSimCollectionID nodes = ORXSimCollectionRef::Create(sim.distributionService().Context(), "n", 1);
-    msfD_MeshHolder holder = msfD_Mesh::New(&own, nodes, {}, 0);
-    EXPECT_EQ(holder.Flags(), 3u);
-    const msfD_Mesh mesh = model.Mesh(std::move(holder));
-    const gbb_Handle handle = mesh;
-    EXPECT_EQ(handle.Object(), static_cast<gbb_ObjectInterface*>(&own));
-    EXPECT_TRUE(handle.Class() == own.Class());
-    EXPECT_TRUE(msfD_Mesh(handle) == mesh && mesh.nodes() == nodes);
-    EXPECT_TRUE(own.Path() == mesh.Path() && s_paths > 0);
-  }
-  root.closeSim(sim);
-  // The stored class is the interface's own.
-  const msfD_Sim again = root.openSim(Path("b.pdm").c_str(), "", -1);
-  EXPECT_TRUE(!MeshOf(again));
-  EXPECT_EQ(Lines(), "**ERROR msfD_MeshHolder::Open: class com.vertana.OwnMesh is not registered\n");
 }
 
 TEST_F(Holders, MoveAndNameWhatTheyHold) {

@@ -13,7 +13,7 @@ class Rollback : public framework_Fixture {
     m.mesh.systems().add(System("first"));
     m.mesh.Regions(m.elements);
   }
-  ORXSimContextID Context() const { return m.sim.distributionService().Context(); }
+  ORXSimContextID Context() const { return ContextOf(m.sim); }
   static std::string NameOf(const fesD_FESystem& system) { return system.systemName().cStr(); }
   static std::string LastError() { return ORXSimManager::LastError(); }
 
@@ -49,8 +49,8 @@ TEST_F(Rollback, HandlesThatWereHeldAreAsTheLastCommitPoint) {
   // And what comes then is kept.
   EXPECT_EQ(NameOf(systems.add(System("third"))), "third");
   first.SystemName("renamed");
-  m.root.closeSim(m.sim);
-  const auto read = MeshOf(m.root.openSimReadOnly(Path().c_str(), "", -1)).systems();
+  m.Reopen();
+  const auto read = m.mesh.systems();
   ASSERT_EQ(read.count(), 2);
   EXPECT_EQ(NameOf(read.get(0)), "renamed");
   EXPECT_EQ(NameOf(read.get(1)), "third");
@@ -96,14 +96,13 @@ TEST_F(Rollback, WhatItRemovedAnswersNothingAndNeverBecomesAnotherObject) {
 
 TEST_F(Rollback, AChildThatWasGivenIsGoneAndMayBeGivenAgain) {
   const msfD_Sim sim = m.root.createSim(Path("b.pdm").c_str(), "b", -1);
-  const ORXSimContextID context = sim.distributionService().Context();
   msfD_DiscreteModel model;
   msfD_Mesh mesh;
   msfD_MeshAccess access(m.mesh);
   access.members()->faces = m.nodes;
   gbb_SimpleLink link(m.mesh.Path(), "b#/discreteModel");
   {
-    const ORXSimUpdate left(context);
+    const ORXSimUpdate left(ContextOf(sim));
     model = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
     mesh = model.Mesh(msfD_Mesh::New({}, {}, 0));
     EXPECT_EQ(mesh.systems().count(), 0);
@@ -123,7 +122,6 @@ TEST_F(Rollback, AChildThatWasGivenIsGoneAndMayBeGivenAgain) {
 }
 
 TEST_F(Rollback, AnObjectWithoutAnOwnerIsGoneForEver) {
-  const gbb_Group top(ORXSimContextRef(Context()).File().RootGroup());
   const msfD_MeshHolder gone = msfD_Mesh::New({}, {}, 0), fresh = msfD_Mesh::New({}, {}, 0);
   for (const msfD_MeshHolder* const mesh : {&gone, &fresh}) {
     mesh->SetPath(m.sim.Path(), 0);
@@ -185,20 +183,16 @@ TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
   const std::string name(20000, 'n'); // some pages, written over
   for (const std::string& text : {std::string(20000, 'a'), name})
     m.mesh.systems().get(0).SystemName(text.c_str());
-  m.root.closeSim(m.sim);
-  m.sim = m.root.openSim(Path().c_str(), "", -1);
-  const auto systems = MeshOf(m.sim).systems();
+  m.Reopen();
+  const auto systems = m.mesh.systems();
   const fesD_FESystem first = systems.get(0);
   const fesD_ModalSystem modal(systems.get(1));
   const std::string journal = Path() + "-journal", good = sys_Bytes(journal);
-  const gbb_Group top(ORXSimContextRef(Context()).File().RootGroup());
+  const gbb_Group top = RootOf(m.sim);
   EXPECT_EQ(top.ReadSize(), 0) << "no array";
   // The groups' headers are read before: of one that it reads only in part HDF5 keeps that part.
   const auto damage = [&](std::size_t from, std::size_t bytes) {
-    hdf_Group group = top.Object();
-    for (const char* const below : {"sim", "discreteModel", "mesh", "systems", "0"})
-      group = group.GroupOpen(below);
-    EXPECT_FALSE(group.GetObjinfoExists("nothing"));
+    EXPECT_FALSE(GroupAt(m.sim, {"sim", "discreteModel", "mesh", "systems", "0"}).HasChild("nothing"));
     std::ofstream(journal, std::ios::binary) << std::string(good).replace(from, bytes, bytes, '\0');
   };
   const auto mend = [&] { std::ofstream(journal, std::ios::binary) << good; };

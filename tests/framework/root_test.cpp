@@ -167,8 +167,12 @@ TEST_F(Failing, CreationGivesASimThatHoldsNothing) {
   for (const rlim_t room : {0, 1, 1000}) {
     const std::string file = Path(room == 0 ? "no/such/folder/y.pdm" : "full" + std::to_string(room));
     const sys_NoRoom full(room);
-    EXPECT_FALSE(!traced.createSim(file.c_str(), "", -1));
+    const msfD_Sim never = traced.createSim(file.c_str(), "", -1);
+    EXPECT_TRUE(!!never && !never.distributionService());
     EXPECT_THAT(Lines(), testing::StartsWith("msfD_Root::createSim " + file +
                                              "\nmsfD_SimImpl::Bind\n**ERROR msfD_Root::createSim: " + file));
   }
+  for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(Path()).parent_path()))
+    EXPECT_THAT(entry.path().filename().string(), testing::MatchesRegex("folder|held.pdm.*"))
+        << "no new file";
 }

@@ -2,7 +2,6 @@
 
 #include "framework_Fixture.h"
 
-#include <gbb/pattern/gbb_Holder.h>
 #include <support/sys_NoRoom.h>
 
 using testing::HasSubstr;
@@ -12,9 +11,6 @@ constexpr auto kByte = hdf_Datatype(hdf_Datatype::kUChar);
 
 class Told : public framework_Fixture {
  protected:
-  using Systems = decltype(msfD_Mesh().systems());
-  using SystemsHolder = gbb_Holder<Systems, Systems::Impl>;
-
   /// A file with a whole model and one with an empty Sim, each with a group that nobody has.
   void Open(bool readOnly) {
     {
@@ -32,10 +28,6 @@ class Told : public framework_Fixture {
     whole = (root.*open)(Path().c_str(), "", -1);
     empty = (root.*open)(Path("b.pdm").c_str(), "", -1);
     mesh = MeshOf(whole);
-  }
-  static ORXSimContextID ContextOf(const msfD_Sim& sim) { return sim.distributionService().Context(); }
-  static gbb_Group RootOf(const msfD_Sim& sim) {
-    return gbb_Group(ORXSimContextRef(ContextOf(sim)).File().RootGroup());
   }
   static msfD_MeshHolder Tree() {
     msfD_MeshHolder tree = msfD_Mesh::New({}, {}, 0);
@@ -102,14 +94,6 @@ TEST_F(Told, WritesThatFindNoRoomAndThoseAfterOneThatFailedHalfway) {
   {
     const sys_NoRoom full;
     WriteInEveryWay("File too large");
-    const msfD_Sim never = root.createSim(Path("c.pdm").c_str(), "", -1);
-    Expect("msfD_Root::createSim", "File too large");
-    EXPECT_TRUE(!!never && !never.distributionService());
-    EXPECT_TRUE(!never.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)));
-    Expect("msfD_Sim::DiscreteModel", "c.pdm");
-    root.closeSim(never);
-    for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(Path()).parent_path()))
-      EXPECT_THAT(entry.path().filename().string(), testing::MatchesRegex("[ab].pdm.*")) << "no new file";
     ORXSimUpdate update(ContextOf(whole));
     mesh.Regions({});
     EXPECT_FALSE(update.Commit());

@@ -57,7 +57,8 @@ static bool stringOfItsOwn() {
   own.characters = static_cast<char*>(std::memcpy(mem_OperatorNewThrowBuiltin(8), "name\0xyz", 8));
   kda_MapString<int> map;
   map.insert(other, 7);
-  if (BtreeCompare(own, other) != 0 || BtreeCompare(other, own) != 0 || map.get(own) != 7)
+  if (BtreeCompare(own, other) != 0 || BtreeCompare(other, own) != 0 || map.get(own) != 7 ||
+      &map.get("absent") != &map.initial || map.count != 1 || map.root == nullptr)
     return false;
   other.swap(own);
   const kda_string longer("name of ten"), copy(longer);

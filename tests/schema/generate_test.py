@@ -37,14 +37,23 @@ GOOD = MODULE + one_class(body=members(A, B))
 CHILD = '{ name = "c", array = "tD_A", doc = "d"%s }'
 
 
+def body(text):
+    return MODULE + one_class(body=text)
+
+
+def called(name):
+    return body(members(A.replace('"a"', f'"{name}"')))
+
+
 def member(keys):
-    return MODULE + one_class(body=members('{ name = "a", %s }' % keys))
+    return body(members('{ name = "a", %s }' % keys))
 
 
 def text(key, where):
     return f"{where}: {key} is not a text"
 
 
+NEW_A = members(A) + '\nnew = ["a"]'
 BAD = {  # schema: message after "generate.py: "
     MODULE + "[[class]": "bad.toml: ",
     "extra = 1": "bad.toml: unknown key 'extra'",
@@ -57,23 +66,19 @@ BAD = {  # schema: message after "generate.py: "
     MODULE + "class = 1": "bad.toml: unknown key 'class'",  # it stands in the module
     "class = 1\n" + MODULE: "bad.toml: class is not a list of tables",
     MODULE + one_class(name="1A"): "bad.toml: class name '1A' is not an identifier",
-    MODULE + one_class(body="extra = 1"): "tD_A: unknown key 'extra'",
+    body("extra = 1"): "tD_A: unknown key 'extra'",
     MODULE + one_class(persistent=""): "tD_A: the persistent name must have 1 to 80 bytes",
     MODULE + one_class(persistent="x" * 81): "tD_A: the persistent name must have 1 to 80 bytes",
     MODULE + one_class(persistent="a/b"): "tD_A: the persistent name holds a character that no name may have",
     MODULE + one_class(persistent="a\\nb"): "tD_A: the persistent name holds a character that no name may have",
     MODULE + one_class(doc=""): "tD_A: has no doc",
     MODULE + one_class(doc="doc = 1"): text("doc", "tD_A"),
-    MODULE + one_class(body="base = 1"): text("base", "tD_A"),
-    MODULE + one_class(body="embedded = 1"): "tD_A: embedded is neither true nor false",
-    MODULE + one_class(body="members = 1"): "tD_A: members is not a list of tables",
-    MODULE + one_class(body='children = ["c"]'): "tD_A: children is not a list of tables",
-    MODULE + one_class(body="released = 1"): "tD_A: released is not a table",
-    MODULE + one_class(body='new = "a"'): "tD_A: new is not a list of names",
-    MODULE + one_class(body=members('{ name = "Big", type = "int", doc = "d" }')):
-        "tD_A: member name 'Big' is not an identifier that starts with a lower-case letter",
-    MODULE + one_class(body=members('{ name = "a b", type = "int", doc = "d" }')):
-        "tD_A: member name 'a b' is not an identifier that starts with a lower-case letter",
+    body("base = 1"): text("base", "tD_A"),
+    body("embedded = 1"): "tD_A: embedded is neither true nor false",
+    body("members = 1"): "tD_A: members is not a list of tables",
+    body('children = ["c"]'): "tD_A: children is not a list of tables",
+    body("released = 1"): "tD_A: released is not a table",
+    body('new = "a"'): "tD_A: new is not a list of names",
     member('doc = "d"'): "tD_A.a: has not exactly one of type, object and array",
     member('type = "int", array = "tD_A", doc = "d"'): "tD_A.a: has not exactly one of type, object and array",
     member('type = "int"'): "tD_A.a: has no doc",
@@ -88,35 +93,28 @@ BAD = {  # schema: message after "generate.py: "
     member('type = "collection", doc = "d", over = "a"'): "tD_A.a: a collection is over nothing",
     member('type = "cset", doc = "d", over = "b"'): "tD_A.a: over names 'b', which is no collection",
     member('type = "cset", doc = "d", over = "tD_B.b"'): "tD_A.a: over names 'tD_B.b', which is no collection",
-    MODULE + one_class(body='embedded = true\nbase = "tD_A"\n' + members('{ name = "a", type = "cset", doc = "d", over = "b" }')):
-        "tD_A: is its own base",
-    MODULE + one_class(body=members('{ name = "a", object = "tD_A", doc = "d" }')):
-        "tD_A: a child stands among the members",
-    MODULE + one_class(body=f"children = [{A}]"): "tD_A: a simple member stands among the children",
-    MODULE + one_class(body=f"children = [{CHILD % ', over = 1'}]"): text("over", "tD_A.c"),
-    MODULE + one_class(body=f"children = [{CHILD % ', base = 0'}]"): "tD_A.c: unknown key 'base'",
-    MODULE + one_class(body=members(A, A)): "tD_A: a member name stands twice",
-    MODULE + one_class(body=members(A) + '\nnew = ["b"]'): "tD_A: new takes 'b', which is no simple member",
-    MODULE + one_class(body=members(A) + '\nnew = ["a", "a"]'): "tD_A: new takes 'a' twice",
-    MODULE + one_class(body=members(A) + '\nnew = ["a"]\nembedded = true')
-           + one_class("tD_B", "org.B", body='base = "tD_A"\n' + members(A) + '\nnew = ["a"]'):
+    body('embedded = true\nbase = "tD_A"\n' + members(A.replace('"int"', '"cset", over = "b"'))): "tD_A: is its own base",
+    body(members('{ name = "a", object = "tD_A", doc = "d" }')): "tD_A: a child stands among the members",
+    body(f"children = [{A}]"): "tD_A: a simple member stands among the children",
+    body(f"children = [{CHILD % ', over = 1'}]"): text("over", "tD_A.c"),
+    body(f"children = [{CHILD % ', base = 0'}]"): "tD_A.c: unknown key 'base'",
+    body(members(A, A)): "tD_A: a member name stands twice",
+    body(members(A) + '\nnew = ["b"]'): "tD_A: new takes 'b', which is no simple member",
+    body(members(A) + '\nnew = ["a", "a"]'): "tD_A: new takes 'a' twice",
+    body(f'{NEW_A}\nembedded = true') + one_class("tD_B", "org.B", body=f'base = "tD_A"\n{NEW_A}'):
         "tD_B: new takes 'a', which the base takes already",
-    MODULE + one_class(body=members(A, B) + "\nreleased = { b = 0 }"):
-        "tD_A: the index of released member 'b' would move from 0 to 1",
-    MODULE + one_class(body=members(A) + "\nreleased = { a = 0, b = 1 }"):
-        "tD_A: released member 'b' is gone; files still hold it",
-    MODULE + one_class(body='base = "tD_B"'): "tD_A: unknown base 'tD_B'",
-    MODULE + one_class() + one_class("tD_B", "org.B", body='base = "tD_A"'):
-        "tD_B: base 'tD_A' is not marked embedded",
-    MODULE + one_class(body='base = "tD_A"\nembedded = true'): "tD_A: is its own base",
-    MODULE + one_class(body='children = [{ name = "c", object = "tD_C", doc = "d" }]'):
-        "tD_A.c: unknown class 'tD_C'",
+    body(members(A, B) + "\nreleased = { b = 0 }"): "tD_A: the index of released member 'b' would move from 0 to 1",
+    body(members(A) + "\nreleased = { a = 0, b = 1 }"): "tD_A: released member 'b' is gone; files still hold it",
+    body('base = "tD_B"'): "tD_A: unknown base 'tD_B'",
+    body("") + one_class("tD_B", "org.B", body='base = "tD_A"'): "tD_B: base 'tD_A' is not marked embedded",
+    body('children = [{ name = "c", object = "tD_C", doc = "d" }]'): "tD_A.c: unknown class 'tD_C'",
     MODULE + one_class() + one_class(persistent="org.B"): "tD_A: stands twice",
     MODULE + one_class() + one_class("tD_B"): "tD_B: persistent name 'org.A' stands twice",
 } | {
-    MODULE + one_class(body=members(A.replace('"a"', f'"{name}"'))):
-        f"tD_A.{name}: this name is taken by the class pattern or by C++"
-    for name in TAKEN
+    called(name): f"tD_A.{name}: this name is taken by the class pattern or by C++" for name in TAKEN
+} | {
+    called(name): f"tD_A: member name '{name}' is not an identifier that starts with a lower-case letter"
+    for name in ("Big", "a b")
 }
 
 
@@ -169,28 +167,16 @@ class Generator(unittest.TestCase):
         self.assertEqual(self.check(), [])
         self.assertTrue((self.out / "t/by_hand.h").exists())
         self.assertFalse((self.out / "t/tD_Gone.h").exists())
+        self.assertEqual(self.check(GOOD.replace('folder = "t"', 'folder = "u"')),
+                         [f"missing: u/{name[2:]}" for name in names] + [f"orphaned: {name}" for name in names])
 
-    def test_check_finds_the_files_of_a_folder_that_was_left(self):
-        self.run_it("--fix", GOOD)
-        moved = self.check(GOOD.replace('folder = "t"', 'folder = "u"'))
-        self.assertEqual([line for line in moved if line.startswith("orphaned")],
-                         ["orphaned: t/impl/tD_AImpl.cpp", "orphaned: t/tD_A.h"])
-
-    def test_indices_follow_byte_order(self):
-        names = ["b", "aB", "ab", "a_", "a1"]
-        rows = [A.replace('"a"', f'"{name}"') for name in names]
-        child = 'children = [{ name = "aZ", object = "tD_A", doc = "d" }]'
-        self.run_it("--fix", MODULE + one_class(body=members(*rows) + "\n" + child))
-        text = (self.out / "t/tD_A.h").read_text()
-        order = sorted([*names, "aZ"], key=str.encode)
-        for name in names:
-            self.assertIn(f'"{name}", {order.index(name)},', text)
-
-    def test_says_above_getter_and_setter_what_the_schema_says(self):
+    def test_numbers_members_and_says_above_getter_and_setter_what_the_schema_says(self):
         rows = ('{ name = "parts", type = "collection", base = 0, doc = "the parts", null = "it has none" }',
                 '{ name = "some", type = "map<string, cset>", over = "parts", doc = "sets. By name." }',
                 '{ name = "x", type = "list<double>", unit = "N", shape = "[n]", over = "tD_A.parts", doc = "forces" }')
-        self.run_it("--fix", MODULE + one_class(body=members(*rows)))
+        names = ["b", "aB", "ab", "a_", "a1"]
+        child = '\nchildren = [{ name = "aZ", object = "tD_A", doc = "d" }]'
+        self.run_it("--fix", body(members(*rows, *(A.replace('"a"', f'"{name}"') for name in names)) + child))
         header = (self.out / "t/tD_A.h").read_text()
         setter = "Writes the member to the file. Outside an update scope this is a commit point. Prints a line when the write fails."
         for said in ("The parts. Items are numbered from 0. Null when it has none.\n  ORXSimCollectionID parts() const",
@@ -198,8 +184,11 @@ class Generator(unittest.TestCase):
                      "Sets. By name. Over parts(). Valid until the object's next change.\n  const kda_MapString",
                      "Forces [N]. Shape [n]. Over parts(). Valid until"):
             self.assertIn(f"  /// {said}", header)
+        order = sorted([*names, "aZ", "parts", "some", "x"], key=str.encode)
+        for name in names:
+            self.assertIn(f'"{name}", {order.index(name)},', header)
         text = (self.out / "t/impl/tD_AImpl.cpp").read_text().split('R"json(')[1].split(')json"')[0]
-        self.assertEqual(json.loads(text)["members"][2], {"name": "x", "index": 2, "tag": 22, "doc": "forces",
+        self.assertEqual(json.loads(text)["members"][2], {"name": "x", "index": 8, "tag": 22, "doc": "forces",
                                                           "unit": "N", "shape": "[n]", "over": "parts"})
 
     def test_the_library_says_all_that_its_users_ask(self):
