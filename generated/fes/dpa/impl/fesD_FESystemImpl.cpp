@@ -3,8 +3,7 @@
 
 #include <gbb/pattern/gbb_PatternClass.h>
 
-const char fesD_FESystemTraits::kDescription[] =
-    R"json({"format":1,"class":"com.vertana.FESystem","doc":"A finite-element system of a mesh: which nodes carry which degrees of freedom. Base of all systems.","members":[
+const char fesD_FESystemTraits::kDescription[] = R"json({"format":1,"class":"com.vertana.FESystem","doc":"A finite-element system of a mesh: which nodes carry which degrees of freedom. Base of all systems.","members":[
 {"name":"systemName","index":3,"tag":7,"doc":"The system's name","null":"it has none"},
 {"name":"nodalLabels","index":2,"tag":10,"doc":"The user's label of each node, an int32","shape":"[nodes]","over":"com.vertana.Mesh/nodes","null":"the nodes have no labels"},
 {"name":"nodalActivityMask","index":1,"tag":10,"doc":"The active degrees of freedom of each node, an int32: bit b-1 is set when degree of freedom b is active there","base":1,"shape":"[nodes]","over":"com.vertana.Mesh/nodes","null":"no activity is stored"},
@@ -13,73 +12,41 @@ const char fesD_FESystemTraits::kDescription[] =
 ],"children":[
 ]})json";
 
-template <>
-struct gbb_ChildrenOf<fesD_FESystemTraits> {
+template <> struct gbb_ChildrenOf<fesD_FESystemTraits> {
   using Type = std::tuple<>;
 };
 
 class fesD_FESystemImpl final : public gbb_ObjectImpl<fesD_FESystemTraits> {
- public:
+public:
   template <class... Rest>
-  fesD_FESystemImpl(fesD_FESystemInterface* outer, Rest&&... rest)
-      : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) {
-    AttachTo(outer);
-  }
+  fesD_FESystemImpl(fesD_FESystemInterface* outer, Rest&&... rest) : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) { AttachTo(outer); }
 };
 
 GBB_SCHEMA_CLASS(, fesD_FESystemTraits);
 template class gbb_ObjectImpl<fesD_FESystemTraits>;
 
-gbb_Class fesD_FESystemInterface::StaticClass() {
-  return gbb_DefineClass<fesD_FESystemTraits>(&gbb_OpenObject<fesD_FESystemTraits>);
-}
+gbb_Class fesD_FESystemInterface::StaticClass() { return gbb_DefineClass<fesD_FESystemTraits>(&gbb_OpenObject<fesD_FESystemTraits>); }
 
 fesD_FESystemMembers::fesD_FESystemMembers() = default;
-fesD_FESystemMembers::fesD_FESystemMembers(kda_string systemName_, ORXSimDistributionID nodalLabels_,
-                                           ORXSimDistributionID nodalActivityMask_)
+fesD_FESystemMembers::fesD_FESystemMembers(kda_string systemName_, ORXSimDistributionID nodalLabels_, ORXSimDistributionID nodalActivityMask_)
     : systemName(systemName_), nodalLabels(nodalLabels_), nodalActivityMask(nodalActivityMask_) {}
 fesD_FESystemMembers::~fesD_FESystemMembers() = default;
 void fesD_FESystemMembers::verify() {}
 
-fesD_FESystemHolder fesD_FESystem::New(kda_string systemName, ORXSimDistributionID nodalLabels,
-                                       ORXSimDistributionID nodalActivityMask, int trace) {
-  return gbb_NewObject<fesD_FESystemTraits>(gbb_kHolds | gbb_kDirect, nullptr,
-                                            {systemName, nodalLabels, nodalActivityMask}, {}, trace);
+fesD_FESystemHolder fesD_FESystem::New(kda_string systemName, ORXSimDistributionID nodalLabels, ORXSimDistributionID nodalActivityMask, int trace) {
+  return gbb_NewObject<fesD_FESystemTraits>(gbb_kHolds | gbb_kDirect, nullptr, { systemName, nodalLabels, nodalActivityMask }, {  }, trace);
 }
-fesD_FESystemHolder fesD_FESystem::New(fesD_FESystemInterface* outer, kda_string systemName,
-                                       ORXSimDistributionID nodalLabels,
-                                       ORXSimDistributionID nodalActivityMask, int trace) {
-  return gbb_NewObject<fesD_FESystemTraits>(gbb_kHolds | gbb_kDirect, outer,
-                                            {systemName, nodalLabels, nodalActivityMask}, {}, trace);
+fesD_FESystemHolder fesD_FESystem::New(fesD_FESystemInterface* outer, kda_string systemName, ORXSimDistributionID nodalLabels, ORXSimDistributionID nodalActivityMask, int trace) {
+  return gbb_NewObject<fesD_FESystemTraits>(gbb_kHolds | gbb_kDirect, outer, { systemName, nodalLabels, nodalActivityMask }, {  }, trace);
 }
 
-kda_string fesD_FESystem::systemName() const {
-  return Get<gbb_Text("systemName"), &Traits::Members::systemName>();
-}
-void fesD_FESystem::SystemName(kda_string systemName) const {
-  Set<gbb_Text("systemName"), &Traits::Members::systemName>(systemName);
-}
-ORXSimDistributionID fesD_FESystem::nodalLabels() const {
-  return Get<gbb_Text("nodalLabels"), &Traits::Members::nodalLabels>();
-}
-void fesD_FESystem::NodalLabels(ORXSimDistributionID nodalLabels) const {
-  Set<gbb_Text("nodalLabels"), &Traits::Members::nodalLabels>(nodalLabels);
-}
-ORXSimDistributionID fesD_FESystem::nodalActivityMask() const {
-  return Get<gbb_Text("nodalActivityMask"), &Traits::Members::nodalActivityMask>();
-}
-void fesD_FESystem::NodalActivityMask(ORXSimDistributionID nodalActivityMask) const {
-  Set<gbb_Text("nodalActivityMask"), &Traits::Members::nodalActivityMask>(nodalActivityMask);
-}
-const kda_MapInt<ORXSimDistributionID>& fesD_FESystem::distributions() const {
-  return Get<gbb_Text("distributions"), &Traits::Members::distributions>();
-}
-void fesD_FESystem::Distributions(const kda_MapInt<ORXSimDistributionID>& distributions) const {
-  Set<gbb_Text("distributions"), &Traits::Members::distributions>(distributions);
-}
-const kda_MapString<ORXSimDistributionID>& fesD_FESystem::userDistributions() const {
-  return Get<gbb_Text("userDistributions"), &Traits::Members::userDistributions>();
-}
-void fesD_FESystem::UserDistributions(const kda_MapString<ORXSimDistributionID>& userDistributions) const {
-  Set<gbb_Text("userDistributions"), &Traits::Members::userDistributions>(userDistributions);
-}
+kda_string fesD_FESystem::systemName() const { return Get<gbb_Text("systemName"), &Traits::Members::systemName>(); }
+void fesD_FESystem::SystemName(kda_string systemName) const { Set<gbb_Text("systemName"), &Traits::Members::systemName>(systemName); }
+ORXSimDistributionID fesD_FESystem::nodalLabels() const { return Get<gbb_Text("nodalLabels"), &Traits::Members::nodalLabels>(); }
+void fesD_FESystem::NodalLabels(ORXSimDistributionID nodalLabels) const { Set<gbb_Text("nodalLabels"), &Traits::Members::nodalLabels>(nodalLabels); }
+ORXSimDistributionID fesD_FESystem::nodalActivityMask() const { return Get<gbb_Text("nodalActivityMask"), &Traits::Members::nodalActivityMask>(); }
+void fesD_FESystem::NodalActivityMask(ORXSimDistributionID nodalActivityMask) const { Set<gbb_Text("nodalActivityMask"), &Traits::Members::nodalActivityMask>(nodalActivityMask); }
+const kda_MapInt<ORXSimDistributionID>& fesD_FESystem::distributions() const { return Get<gbb_Text("distributions"), &Traits::Members::distributions>(); }
+void fesD_FESystem::Distributions(const kda_MapInt<ORXSimDistributionID>& distributions) const { Set<gbb_Text("distributions"), &Traits::Members::distributions>(distributions); }
+const kda_MapString<ORXSimDistributionID>& fesD_FESystem::userDistributions() const { return Get<gbb_Text("userDistributions"), &Traits::Members::userDistributions>(); }
+void fesD_FESystem::UserDistributions(const kda_MapString<ORXSimDistributionID>& userDistributions) const { Set<gbb_Text("userDistributions"), &Traits::Members::userDistributions>(userDistributions); }

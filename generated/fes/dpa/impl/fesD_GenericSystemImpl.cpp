@@ -3,33 +3,26 @@
 
 #include <gbb/pattern/gbb_PatternClass.h>
 
-const char fesD_GenericSystemTraits::kDescription[] =
-    R"json({"format":1,"class":"com.vertana.GenericSystem","base":"com.vertana.FESystem","doc":"The simplest system: its degrees of freedom and its loads.","members":[
+const char fesD_GenericSystemTraits::kDescription[] = R"json({"format":1,"class":"com.vertana.GenericSystem","base":"com.vertana.FESystem","doc":"The simplest system: its degrees of freedom and its loads.","members":[
 {"name":"dofs","index":0,"tag":8,"doc":"Collection of the system's degrees of freedom","base":0,"null":"they are not stored"},
 {"name":"loads","index":1,"tag":8,"doc":"Collection of the system's loads","base":0,"null":"there are none"}
 ],"children":[
 ]})json";
 
-template <>
-struct gbb_ChildrenOf<fesD_GenericSystemTraits> {
+template <> struct gbb_ChildrenOf<fesD_GenericSystemTraits> {
   using Type = std::tuple<>;
 };
 
 class fesD_GenericSystemImpl final : public gbb_ObjectImpl<fesD_GenericSystemTraits> {
- public:
+public:
   template <class... Rest>
-  fesD_GenericSystemImpl(fesD_GenericSystemInterface* outer, Rest&&... rest)
-      : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) {
-    AttachTo(outer);
-  }
+  fesD_GenericSystemImpl(fesD_GenericSystemInterface* outer, Rest&&... rest) : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) { AttachTo(outer); }
 };
 
 GBB_SCHEMA_CLASS(, fesD_GenericSystemTraits, fesD_FESystemInterface);
 template class gbb_ObjectImpl<fesD_GenericSystemTraits>;
 
-gbb_Class fesD_GenericSystemInterface::StaticClass() {
-  return gbb_DefineClass<fesD_GenericSystemTraits>(&gbb_OpenObject<fesD_GenericSystemTraits>);
-}
+gbb_Class fesD_GenericSystemInterface::StaticClass() { return gbb_DefineClass<fesD_GenericSystemTraits>(&gbb_OpenObject<fesD_GenericSystemTraits>); }
 
 fesD_GenericSystemMembers::fesD_GenericSystemMembers() = default;
 fesD_GenericSystemMembers::fesD_GenericSystemMembers(ORXSimCollectionID dofs_, ORXSimCollectionID loads_)
@@ -37,34 +30,17 @@ fesD_GenericSystemMembers::fesD_GenericSystemMembers(ORXSimCollectionID dofs_, O
 fesD_GenericSystemMembers::~fesD_GenericSystemMembers() = default;
 void fesD_GenericSystemMembers::verify() {}
 
-fesD_GenericSystemHolder fesD_GenericSystem::New(kda_string systemName, ORXSimDistributionID nodalLabels,
-                                                 ORXSimDistributionID nodalActivityMask,
-                                                 ORXSimCollectionID dofs, ORXSimCollectionID loads,
-                                                 int trace) {
-  return gbb_NewObject<fesD_GenericSystemTraits>(gbb_kHolds, nullptr, {dofs, loads},
-                                                 {systemName, nodalLabels, nodalActivityMask}, trace);
+fesD_GenericSystemHolder fesD_GenericSystem::New(kda_string systemName, ORXSimDistributionID nodalLabels, ORXSimDistributionID nodalActivityMask, ORXSimCollectionID dofs, ORXSimCollectionID loads, int trace) {
+  return gbb_NewObject<fesD_GenericSystemTraits>(gbb_kHolds, nullptr, { dofs, loads }, { systemName, nodalLabels, nodalActivityMask }, trace);
 }
-fesD_GenericSystemHolder fesD_GenericSystem::New(fesD_GenericSystemInterface* outer, kda_string systemName,
-                                                 ORXSimDistributionID nodalLabels,
-                                                 ORXSimDistributionID nodalActivityMask,
-                                                 ORXSimCollectionID dofs, ORXSimCollectionID loads,
-                                                 int trace) {
-  return gbb_NewObject<fesD_GenericSystemTraits>(gbb_kHolds | gbb_kDirect, outer, {dofs, loads},
-                                                 {systemName, nodalLabels, nodalActivityMask}, trace);
+fesD_GenericSystemHolder fesD_GenericSystem::New(fesD_GenericSystemInterface* outer, kda_string systemName, ORXSimDistributionID nodalLabels, ORXSimDistributionID nodalActivityMask, ORXSimCollectionID dofs, ORXSimCollectionID loads, int trace) {
+  return gbb_NewObject<fesD_GenericSystemTraits>(gbb_kHolds | gbb_kDirect, outer, { dofs, loads }, { systemName, nodalLabels, nodalActivityMask }, trace);
 }
 
-ORXSimCollectionID fesD_GenericSystem::dofs() const {
-  return Get<gbb_Text("dofs"), &Traits::Members::dofs>();
-}
-void fesD_GenericSystem::Dofs(ORXSimCollectionID dofs) const {
-  Set<gbb_Text("dofs"), &Traits::Members::dofs>(dofs);
-}
-ORXSimCollectionID fesD_GenericSystem::loads() const {
-  return Get<gbb_Text("loads"), &Traits::Members::loads>();
-}
-void fesD_GenericSystem::Loads(ORXSimCollectionID loads) const {
-  Set<gbb_Text("loads"), &Traits::Members::loads>(loads);
-}
+ORXSimCollectionID fesD_GenericSystem::dofs() const { return Get<gbb_Text("dofs"), &Traits::Members::dofs>(); }
+void fesD_GenericSystem::Dofs(ORXSimCollectionID dofs) const { Set<gbb_Text("dofs"), &Traits::Members::dofs>(dofs); }
+ORXSimCollectionID fesD_GenericSystem::loads() const { return Get<gbb_Text("loads"), &Traits::Members::loads>(); }
+void fesD_GenericSystem::Loads(ORXSimCollectionID loads) const { Set<gbb_Text("loads"), &Traits::Members::loads>(loads); }
 
 const fesD_FESystemHolder& fesD_GenericSystemHolder::FESystemSubobject() const {
   return BaseSubobject<fesD_FESystemTraits, gbb_Text("FESystemSubobject")>();

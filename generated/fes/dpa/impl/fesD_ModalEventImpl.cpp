@@ -3,8 +3,7 @@
 
 #include <gbb/pattern/gbb_PatternClass.h>
 
-const char fesD_ModalEventTraits::kDescription[] =
-    R"json({"format":1,"class":"com.vertana.ModalEvent","doc":"One event of a modal analysis: its active modes, frames, cases and distributions.","members":[
+const char fesD_ModalEventTraits::kDescription[] = R"json({"format":1,"class":"com.vertana.ModalEvent","doc":"One event of a modal analysis: its active modes, frames, cases and distributions.","members":[
 {"name":"eventName","index":3,"tag":7,"doc":"The event's name","null":"it has none"},
 {"name":"eventTypeID","index":4,"tag":3,"doc":"The kind of event, by a numbering of the caller's"},
 {"name":"activeModes","index":0,"tag":9,"doc":"The modes that take part","over":"com.vertana.ModalSystem/modes","null":"all do"},
@@ -15,85 +14,45 @@ const char fesD_ModalEventTraits::kDescription[] =
 ],"children":[
 ]})json";
 
-template <>
-struct gbb_ChildrenOf<fesD_ModalEventTraits> {
+template <> struct gbb_ChildrenOf<fesD_ModalEventTraits> {
   using Type = std::tuple<>;
 };
 
 class fesD_ModalEventImpl final : public gbb_ObjectImpl<fesD_ModalEventTraits> {
- public:
+public:
   template <class... Rest>
-  fesD_ModalEventImpl(fesD_ModalEventInterface* outer, Rest&&... rest)
-      : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) {
-    AttachTo(outer);
-  }
+  fesD_ModalEventImpl(fesD_ModalEventInterface* outer, Rest&&... rest) : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) { AttachTo(outer); }
 };
 
 GBB_SCHEMA_CLASS(, fesD_ModalEventTraits);
 template class gbb_ObjectImpl<fesD_ModalEventTraits>;
 
-gbb_Class fesD_ModalEventInterface::StaticClass() {
-  return gbb_DefineClass<fesD_ModalEventTraits>(&gbb_OpenObject<fesD_ModalEventTraits>);
-}
+gbb_Class fesD_ModalEventInterface::StaticClass() { return gbb_DefineClass<fesD_ModalEventTraits>(&gbb_OpenObject<fesD_ModalEventTraits>); }
 
 fesD_ModalEventMembers::fesD_ModalEventMembers() = default;
-fesD_ModalEventMembers::fesD_ModalEventMembers(kda_string eventName_, int eventTypeID_,
-                                               ORXSimCollectionID frames_, ORXSimCollectionID cases_)
+fesD_ModalEventMembers::fesD_ModalEventMembers(kda_string eventName_, int eventTypeID_, ORXSimCollectionID frames_, ORXSimCollectionID cases_)
     : eventName(eventName_), eventTypeID(eventTypeID_), frames(frames_), cases(cases_) {}
 fesD_ModalEventMembers::~fesD_ModalEventMembers() = default;
 void fesD_ModalEventMembers::verify() {}
 
-fesD_ModalEventHolder fesD_ModalEvent::New(kda_string eventName, int eventTypeID, ORXSimCollectionID frames,
-                                           ORXSimCollectionID cases, int trace) {
-  return gbb_NewObject<fesD_ModalEventTraits>(gbb_kHolds, nullptr, {eventName, eventTypeID, frames, cases},
-                                              {}, trace);
+fesD_ModalEventHolder fesD_ModalEvent::New(kda_string eventName, int eventTypeID, ORXSimCollectionID frames, ORXSimCollectionID cases, int trace) {
+  return gbb_NewObject<fesD_ModalEventTraits>(gbb_kHolds, nullptr, { eventName, eventTypeID, frames, cases }, {  }, trace);
 }
-fesD_ModalEventHolder fesD_ModalEvent::New(fesD_ModalEventInterface* outer, kda_string eventName,
-                                           int eventTypeID, ORXSimCollectionID frames,
-                                           ORXSimCollectionID cases, int trace) {
-  return gbb_NewObject<fesD_ModalEventTraits>(gbb_kHolds | gbb_kDirect, outer,
-                                              {eventName, eventTypeID, frames, cases}, {}, trace);
+fesD_ModalEventHolder fesD_ModalEvent::New(fesD_ModalEventInterface* outer, kda_string eventName, int eventTypeID, ORXSimCollectionID frames, ORXSimCollectionID cases, int trace) {
+  return gbb_NewObject<fesD_ModalEventTraits>(gbb_kHolds | gbb_kDirect, outer, { eventName, eventTypeID, frames, cases }, {  }, trace);
 }
 
-kda_string fesD_ModalEvent::eventName() const {
-  return Get<gbb_Text("eventName"), &Traits::Members::eventName>();
-}
-void fesD_ModalEvent::EventName(kda_string eventName) const {
-  Set<gbb_Text("eventName"), &Traits::Members::eventName>(eventName);
-}
-int fesD_ModalEvent::eventTypeID() const {
-  return Get<gbb_Text("eventTypeID"), &Traits::Members::eventTypeID>();
-}
-void fesD_ModalEvent::EventTypeID(int eventTypeID) const {
-  Set<gbb_Text("eventTypeID"), &Traits::Members::eventTypeID>(eventTypeID);
-}
-ORXSimCSetID fesD_ModalEvent::activeModes() const {
-  return Get<gbb_Text("activeModes"), &Traits::Members::activeModes>();
-}
-void fesD_ModalEvent::ActiveModes(ORXSimCSetID activeModes) const {
-  Set<gbb_Text("activeModes"), &Traits::Members::activeModes>(activeModes);
-}
-ORXSimCollectionID fesD_ModalEvent::frames() const {
-  return Get<gbb_Text("frames"), &Traits::Members::frames>();
-}
-void fesD_ModalEvent::Frames(ORXSimCollectionID frames) const {
-  Set<gbb_Text("frames"), &Traits::Members::frames>(frames);
-}
-ORXSimCollectionID fesD_ModalEvent::cases() const {
-  return Get<gbb_Text("cases"), &Traits::Members::cases>();
-}
-void fesD_ModalEvent::Cases(ORXSimCollectionID cases) const {
-  Set<gbb_Text("cases"), &Traits::Members::cases>(cases);
-}
-const kda_MapInt<ORXSimDistributionID>& fesD_ModalEvent::distributions() const {
-  return Get<gbb_Text("distributions"), &Traits::Members::distributions>();
-}
-void fesD_ModalEvent::Distributions(const kda_MapInt<ORXSimDistributionID>& distributions) const {
-  Set<gbb_Text("distributions"), &Traits::Members::distributions>(distributions);
-}
-const kda_MapString<ORXSimDistributionID>& fesD_ModalEvent::userDistributions() const {
-  return Get<gbb_Text("userDistributions"), &Traits::Members::userDistributions>();
-}
-void fesD_ModalEvent::UserDistributions(const kda_MapString<ORXSimDistributionID>& userDistributions) const {
-  Set<gbb_Text("userDistributions"), &Traits::Members::userDistributions>(userDistributions);
-}
+kda_string fesD_ModalEvent::eventName() const { return Get<gbb_Text("eventName"), &Traits::Members::eventName>(); }
+void fesD_ModalEvent::EventName(kda_string eventName) const { Set<gbb_Text("eventName"), &Traits::Members::eventName>(eventName); }
+int fesD_ModalEvent::eventTypeID() const { return Get<gbb_Text("eventTypeID"), &Traits::Members::eventTypeID>(); }
+void fesD_ModalEvent::EventTypeID(int eventTypeID) const { Set<gbb_Text("eventTypeID"), &Traits::Members::eventTypeID>(eventTypeID); }
+ORXSimCSetID fesD_ModalEvent::activeModes() const { return Get<gbb_Text("activeModes"), &Traits::Members::activeModes>(); }
+void fesD_ModalEvent::ActiveModes(ORXSimCSetID activeModes) const { Set<gbb_Text("activeModes"), &Traits::Members::activeModes>(activeModes); }
+ORXSimCollectionID fesD_ModalEvent::frames() const { return Get<gbb_Text("frames"), &Traits::Members::frames>(); }
+void fesD_ModalEvent::Frames(ORXSimCollectionID frames) const { Set<gbb_Text("frames"), &Traits::Members::frames>(frames); }
+ORXSimCollectionID fesD_ModalEvent::cases() const { return Get<gbb_Text("cases"), &Traits::Members::cases>(); }
+void fesD_ModalEvent::Cases(ORXSimCollectionID cases) const { Set<gbb_Text("cases"), &Traits::Members::cases>(cases); }
+const kda_MapInt<ORXSimDistributionID>& fesD_ModalEvent::distributions() const { return Get<gbb_Text("distributions"), &Traits::Members::distributions>(); }
+void fesD_ModalEvent::Distributions(const kda_MapInt<ORXSimDistributionID>& distributions) const { Set<gbb_Text("distributions"), &Traits::Members::distributions>(distributions); }
+const kda_MapString<ORXSimDistributionID>& fesD_ModalEvent::userDistributions() const { return Get<gbb_Text("userDistributions"), &Traits::Members::userDistributions>(); }
+void fesD_ModalEvent::UserDistributions(const kda_MapString<ORXSimDistributionID>& userDistributions) const { Set<gbb_Text("userDistributions"), &Traits::Members::userDistributions>(userDistributions); }

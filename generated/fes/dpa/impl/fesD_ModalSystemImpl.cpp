@@ -3,8 +3,7 @@
 
 #include <gbb/pattern/gbb_PatternClass.h>
 
-const char fesD_ModalSystemTraits::kDescription[] =
-    R"json({"format":1,"class":"com.vertana.ModalSystem","base":"com.vertana.FESystem","doc":"The system of a modal analysis: its degrees of freedom and modes, the sets that classify them, and its events.","members":[
+const char fesD_ModalSystemTraits::kDescription[] = R"json({"format":1,"class":"com.vertana.ModalSystem","base":"com.vertana.FESystem","doc":"The system of a modal analysis: its degrees of freedom and modes, the sets that classify them, and its events.","members":[
 {"name":"dofs","index":1,"tag":8,"doc":"Collection of the system's degrees of freedom","base":0,"null":"they are not stored"},
 {"name":"modes","index":3,"tag":8,"doc":"Collection of the modes","base":0,"null":"there are none"},
 {"name":"propertyEvaluation","index":4,"tag":6,"doc":"Where frequency-dependent properties were evaluated","unit":"the caller's"},
@@ -18,27 +17,21 @@ const char fesD_ModalSystemTraits::kDescription[] =
 {"name":"events","index":2,"array":"com.vertana.ModalEvent","doc":"The events of the analysis"}
 ]})json";
 
-template <>
-struct gbb_ChildrenOf<fesD_ModalSystemTraits> {
+template <> struct gbb_ChildrenOf<fesD_ModalSystemTraits> {
   using Events = gbb_Array<fesD_ModalEvent, fesD_ModalEventHolder, gbb_Repository, fesD_ModalSystem>;
   using Type = std::tuple<gbb_Child<"events", 2, gbb_Holder<Events, Events::Impl>>>;
 };
 
 class fesD_ModalSystemImpl final : public gbb_ObjectImpl<fesD_ModalSystemTraits> {
- public:
+public:
   template <class... Rest>
-  fesD_ModalSystemImpl(fesD_ModalSystemInterface* outer, Rest&&... rest)
-      : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) {
-    AttachTo(outer);
-  }
+  fesD_ModalSystemImpl(fesD_ModalSystemInterface* outer, Rest&&... rest) : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) { AttachTo(outer); }
 };
 
 GBB_SCHEMA_CLASS(, fesD_ModalSystemTraits, fesD_FESystemInterface);
 template class gbb_ObjectImpl<fesD_ModalSystemTraits>;
 
-gbb_Class fesD_ModalSystemInterface::StaticClass() {
-  return gbb_DefineClass<fesD_ModalSystemTraits>(&gbb_OpenObject<fesD_ModalSystemTraits>);
-}
+gbb_Class fesD_ModalSystemInterface::StaticClass() { return gbb_DefineClass<fesD_ModalSystemTraits>(&gbb_OpenObject<fesD_ModalSystemTraits>); }
 
 fesD_ModalSystemMembers::fesD_ModalSystemMembers() = default;
 fesD_ModalSystemMembers::fesD_ModalSystemMembers(ORXSimCollectionID dofs_, ORXSimCollectionID modes_)
@@ -46,78 +39,32 @@ fesD_ModalSystemMembers::fesD_ModalSystemMembers(ORXSimCollectionID dofs_, ORXSi
 fesD_ModalSystemMembers::~fesD_ModalSystemMembers() = default;
 void fesD_ModalSystemMembers::verify() {}
 
-fesD_ModalSystemHolder fesD_ModalSystem::New(kda_string systemName, ORXSimDistributionID nodalLabels,
-                                             ORXSimDistributionID nodalActivityMask, ORXSimCollectionID dofs,
-                                             ORXSimCollectionID modes, int trace) {
-  return gbb_NewObject<fesD_ModalSystemTraits>(gbb_kHolds, nullptr, {dofs, modes},
-                                               {systemName, nodalLabels, nodalActivityMask}, trace);
+fesD_ModalSystemHolder fesD_ModalSystem::New(kda_string systemName, ORXSimDistributionID nodalLabels, ORXSimDistributionID nodalActivityMask, ORXSimCollectionID dofs, ORXSimCollectionID modes, int trace) {
+  return gbb_NewObject<fesD_ModalSystemTraits>(gbb_kHolds, nullptr, { dofs, modes }, { systemName, nodalLabels, nodalActivityMask }, trace);
 }
-fesD_ModalSystemHolder fesD_ModalSystem::New(fesD_ModalSystemInterface* outer, kda_string systemName,
-                                             ORXSimDistributionID nodalLabels,
-                                             ORXSimDistributionID nodalActivityMask, ORXSimCollectionID dofs,
-                                             ORXSimCollectionID modes, int trace) {
-  return gbb_NewObject<fesD_ModalSystemTraits>(gbb_kHolds | gbb_kDirect, outer, {dofs, modes},
-                                               {systemName, nodalLabels, nodalActivityMask}, trace);
+fesD_ModalSystemHolder fesD_ModalSystem::New(fesD_ModalSystemInterface* outer, kda_string systemName, ORXSimDistributionID nodalLabels, ORXSimDistributionID nodalActivityMask, ORXSimCollectionID dofs, ORXSimCollectionID modes, int trace) {
+  return gbb_NewObject<fesD_ModalSystemTraits>(gbb_kHolds | gbb_kDirect, outer, { dofs, modes }, { systemName, nodalLabels, nodalActivityMask }, trace);
 }
 
-ORXSimCollectionID fesD_ModalSystem::dofs() const {
-  return Get<gbb_Text("dofs"), &Traits::Members::dofs>();
-}
-void fesD_ModalSystem::Dofs(ORXSimCollectionID dofs) const {
-  Set<gbb_Text("dofs"), &Traits::Members::dofs>(dofs);
-}
-ORXSimCollectionID fesD_ModalSystem::modes() const {
-  return Get<gbb_Text("modes"), &Traits::Members::modes>();
-}
-void fesD_ModalSystem::Modes(ORXSimCollectionID modes) const {
-  Set<gbb_Text("modes"), &Traits::Members::modes>(modes);
-}
-double fesD_ModalSystem::propertyEvaluation() const {
-  return Get<gbb_Text("propertyEvaluation"), &Traits::Members::propertyEvaluation>();
-}
-void fesD_ModalSystem::PropertyEvaluation(double propertyEvaluation) const {
-  Set<gbb_Text("propertyEvaluation"), &Traits::Members::propertyEvaluation>(propertyEvaluation);
-}
-ORXSimCSetID fesD_ModalSystem::solverDofOrdering() const {
-  return Get<gbb_Text("solverDofOrdering"), &Traits::Members::solverDofOrdering>();
-}
-void fesD_ModalSystem::SolverDofOrdering(ORXSimCSetID solverDofOrdering) const {
-  Set<gbb_Text("solverDofOrdering"), &Traits::Members::solverDofOrdering>(solverDofOrdering);
-}
-ORXSimCSetID fesD_ModalSystem::selectiveRecoveryNodes() const {
-  return Get<gbb_Text("selectiveRecoveryNodes"), &Traits::Members::selectiveRecoveryNodes>();
-}
-void fesD_ModalSystem::SelectiveRecoveryNodes(ORXSimCSetID selectiveRecoveryNodes) const {
-  Set<gbb_Text("selectiveRecoveryNodes"), &Traits::Members::selectiveRecoveryNodes>(selectiveRecoveryNodes);
-}
-ORXSimCSetID fesD_ModalSystem::residualModeDofs() const {
-  return Get<gbb_Text("residualModeDofs"), &Traits::Members::residualModeDofs>();
-}
-void fesD_ModalSystem::ResidualModeDofs(ORXSimCSetID residualModeDofs) const {
-  Set<gbb_Text("residualModeDofs"), &Traits::Members::residualModeDofs>(residualModeDofs);
-}
-ORXSimCSetID fesD_ModalSystem::residualModes() const {
-  return Get<gbb_Text("residualModes"), &Traits::Members::residualModes>();
-}
-void fesD_ModalSystem::ResidualModes(ORXSimCSetID residualModes) const {
-  Set<gbb_Text("residualModes"), &Traits::Members::residualModes>(residualModes);
-}
-ORXSimCSetID fesD_ModalSystem::structuralModes() const {
-  return Get<gbb_Text("structuralModes"), &Traits::Members::structuralModes>();
-}
-void fesD_ModalSystem::StructuralModes(ORXSimCSetID structuralModes) const {
-  Set<gbb_Text("structuralModes"), &Traits::Members::structuralModes>(structuralModes);
-}
-ORXSimCSetID fesD_ModalSystem::acousticModes() const {
-  return Get<gbb_Text("acousticModes"), &Traits::Members::acousticModes>();
-}
-void fesD_ModalSystem::AcousticModes(ORXSimCSetID acousticModes) const {
-  Set<gbb_Text("acousticModes"), &Traits::Members::acousticModes>(acousticModes);
-}
-gbb_Array<fesD_ModalEvent, fesD_ModalEventHolder, gbb_Repository, fesD_ModalSystem>
-fesD_ModalSystem::events() const {
-  return GetChild<gbb_Text("events"), 2>();
-}
+ORXSimCollectionID fesD_ModalSystem::dofs() const { return Get<gbb_Text("dofs"), &Traits::Members::dofs>(); }
+void fesD_ModalSystem::Dofs(ORXSimCollectionID dofs) const { Set<gbb_Text("dofs"), &Traits::Members::dofs>(dofs); }
+ORXSimCollectionID fesD_ModalSystem::modes() const { return Get<gbb_Text("modes"), &Traits::Members::modes>(); }
+void fesD_ModalSystem::Modes(ORXSimCollectionID modes) const { Set<gbb_Text("modes"), &Traits::Members::modes>(modes); }
+double fesD_ModalSystem::propertyEvaluation() const { return Get<gbb_Text("propertyEvaluation"), &Traits::Members::propertyEvaluation>(); }
+void fesD_ModalSystem::PropertyEvaluation(double propertyEvaluation) const { Set<gbb_Text("propertyEvaluation"), &Traits::Members::propertyEvaluation>(propertyEvaluation); }
+ORXSimCSetID fesD_ModalSystem::solverDofOrdering() const { return Get<gbb_Text("solverDofOrdering"), &Traits::Members::solverDofOrdering>(); }
+void fesD_ModalSystem::SolverDofOrdering(ORXSimCSetID solverDofOrdering) const { Set<gbb_Text("solverDofOrdering"), &Traits::Members::solverDofOrdering>(solverDofOrdering); }
+ORXSimCSetID fesD_ModalSystem::selectiveRecoveryNodes() const { return Get<gbb_Text("selectiveRecoveryNodes"), &Traits::Members::selectiveRecoveryNodes>(); }
+void fesD_ModalSystem::SelectiveRecoveryNodes(ORXSimCSetID selectiveRecoveryNodes) const { Set<gbb_Text("selectiveRecoveryNodes"), &Traits::Members::selectiveRecoveryNodes>(selectiveRecoveryNodes); }
+ORXSimCSetID fesD_ModalSystem::residualModeDofs() const { return Get<gbb_Text("residualModeDofs"), &Traits::Members::residualModeDofs>(); }
+void fesD_ModalSystem::ResidualModeDofs(ORXSimCSetID residualModeDofs) const { Set<gbb_Text("residualModeDofs"), &Traits::Members::residualModeDofs>(residualModeDofs); }
+ORXSimCSetID fesD_ModalSystem::residualModes() const { return Get<gbb_Text("residualModes"), &Traits::Members::residualModes>(); }
+void fesD_ModalSystem::ResidualModes(ORXSimCSetID residualModes) const { Set<gbb_Text("residualModes"), &Traits::Members::residualModes>(residualModes); }
+ORXSimCSetID fesD_ModalSystem::structuralModes() const { return Get<gbb_Text("structuralModes"), &Traits::Members::structuralModes>(); }
+void fesD_ModalSystem::StructuralModes(ORXSimCSetID structuralModes) const { Set<gbb_Text("structuralModes"), &Traits::Members::structuralModes>(structuralModes); }
+ORXSimCSetID fesD_ModalSystem::acousticModes() const { return Get<gbb_Text("acousticModes"), &Traits::Members::acousticModes>(); }
+void fesD_ModalSystem::AcousticModes(ORXSimCSetID acousticModes) const { Set<gbb_Text("acousticModes"), &Traits::Members::acousticModes>(acousticModes); }
+gbb_Array<fesD_ModalEvent, fesD_ModalEventHolder, gbb_Repository, fesD_ModalSystem> fesD_ModalSystem::events() const { return GetChild<gbb_Text("events"), 2>(); }
 
 const fesD_FESystemHolder& fesD_ModalSystemHolder::FESystemSubobject() const {
   return BaseSubobject<fesD_FESystemTraits, gbb_Text("FESystemSubobject")>();

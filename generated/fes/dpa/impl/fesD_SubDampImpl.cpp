@@ -3,8 +3,7 @@
 
 #include <gbb/pattern/gbb_PatternClass.h>
 
-const char fesD_SubDampTraits::kDescription[] =
-    R"json({"format":1,"class":"com.vertana.SubDamp","doc":"The damping of a substructure: five coefficients.","members":[
+const char fesD_SubDampTraits::kDescription[] = R"json({"format":1,"class":"com.vertana.SubDamp","doc":"The damping of a substructure: five coefficients.","members":[
 {"name":"alpha","index":0,"tag":6,"doc":"Rayleigh coefficient of the mass matrix","unit":"1/time"},
 {"name":"beta","index":1,"tag":6,"doc":"Rayleigh coefficient of the stiffness matrix","unit":"time"},
 {"name":"structural","index":3,"tag":6,"doc":"Structural damping coefficient","unit":"1"},
@@ -13,65 +12,39 @@ const char fesD_SubDampTraits::kDescription[] =
 ],"children":[
 ]})json";
 
-template <>
-struct gbb_ChildrenOf<fesD_SubDampTraits> {
+template <> struct gbb_ChildrenOf<fesD_SubDampTraits> {
   using Type = std::tuple<>;
 };
 
 class fesD_SubDampImpl final : public gbb_ObjectImpl<fesD_SubDampTraits> {
- public:
+public:
   template <class... Rest>
-  fesD_SubDampImpl(fesD_SubDampInterface* outer, Rest&&... rest)
-      : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) {
-    AttachTo(outer);
-  }
+  fesD_SubDampImpl(fesD_SubDampInterface* outer, Rest&&... rest) : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) { AttachTo(outer); }
 };
 
 GBB_SCHEMA_CLASS(, fesD_SubDampTraits);
 template class gbb_ObjectImpl<fesD_SubDampTraits>;
 
-gbb_Class fesD_SubDampInterface::StaticClass() {
-  return gbb_DefineClass<fesD_SubDampTraits>(&gbb_OpenObject<fesD_SubDampTraits>);
-}
+gbb_Class fesD_SubDampInterface::StaticClass() { return gbb_DefineClass<fesD_SubDampTraits>(&gbb_OpenObject<fesD_SubDampTraits>); }
 
 fesD_SubDampMembers::fesD_SubDampMembers() = default;
 fesD_SubDampMembers::~fesD_SubDampMembers() = default;
 void fesD_SubDampMembers::verify() {}
 
 fesD_SubDampHolder fesD_SubDamp::New(int trace) {
-  return gbb_NewObject<fesD_SubDampTraits>(gbb_kHolds, nullptr, {}, {}, trace);
+  return gbb_NewObject<fesD_SubDampTraits>(gbb_kHolds, nullptr, {  }, {  }, trace);
 }
 fesD_SubDampHolder fesD_SubDamp::New(fesD_SubDampInterface* outer, int trace) {
-  return gbb_NewObject<fesD_SubDampTraits>(gbb_kHolds | gbb_kDirect, outer, {}, {}, trace);
+  return gbb_NewObject<fesD_SubDampTraits>(gbb_kHolds | gbb_kDirect, outer, {  }, {  }, trace);
 }
 
-double fesD_SubDamp::alpha() const {
-  return Get<gbb_Text("alpha"), &Traits::Members::alpha>();
-}
-void fesD_SubDamp::Alpha(double alpha) const {
-  Set<gbb_Text("alpha"), &Traits::Members::alpha>(alpha);
-}
-double fesD_SubDamp::beta() const {
-  return Get<gbb_Text("beta"), &Traits::Members::beta>();
-}
-void fesD_SubDamp::Beta(double beta) const {
-  Set<gbb_Text("beta"), &Traits::Members::beta>(beta);
-}
-double fesD_SubDamp::structural() const {
-  return Get<gbb_Text("structural"), &Traits::Members::structural>();
-}
-void fesD_SubDamp::Structural(double structural) const {
-  Set<gbb_Text("structural"), &Traits::Members::structural>(structural);
-}
-double fesD_SubDamp::mass() const {
-  return Get<gbb_Text("mass"), &Traits::Members::mass>();
-}
-void fesD_SubDamp::Mass(double mass) const {
-  Set<gbb_Text("mass"), &Traits::Members::mass>(mass);
-}
-double fesD_SubDamp::volume() const {
-  return Get<gbb_Text("volume"), &Traits::Members::volume>();
-}
-void fesD_SubDamp::Volume(double volume) const {
-  Set<gbb_Text("volume"), &Traits::Members::volume>(volume);
-}
+double fesD_SubDamp::alpha() const { return Get<gbb_Text("alpha"), &Traits::Members::alpha>(); }
+void fesD_SubDamp::Alpha(double alpha) const { Set<gbb_Text("alpha"), &Traits::Members::alpha>(alpha); }
+double fesD_SubDamp::beta() const { return Get<gbb_Text("beta"), &Traits::Members::beta>(); }
+void fesD_SubDamp::Beta(double beta) const { Set<gbb_Text("beta"), &Traits::Members::beta>(beta); }
+double fesD_SubDamp::structural() const { return Get<gbb_Text("structural"), &Traits::Members::structural>(); }
+void fesD_SubDamp::Structural(double structural) const { Set<gbb_Text("structural"), &Traits::Members::structural>(structural); }
+double fesD_SubDamp::mass() const { return Get<gbb_Text("mass"), &Traits::Members::mass>(); }
+void fesD_SubDamp::Mass(double mass) const { Set<gbb_Text("mass"), &Traits::Members::mass>(mass); }
+double fesD_SubDamp::volume() const { return Get<gbb_Text("volume"), &Traits::Members::volume>(); }
+void fesD_SubDamp::Volume(double volume) const { Set<gbb_Text("volume"), &Traits::Members::volume>(volume); }

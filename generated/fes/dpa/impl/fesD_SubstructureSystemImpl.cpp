@@ -3,8 +3,7 @@
 
 #include <gbb/pattern/gbb_PatternClass.h>
 
-const char fesD_SubstructureSystemTraits::kDescription[] =
-    R"json({"format":1,"class":"com.vertana.SubstructureSystem","base":"com.vertana.FESystem","doc":"The system of a substructure, a reduced model: its degrees of freedom and modes, what is retained and recovered, and its damping.","members":[
+const char fesD_SubstructureSystemTraits::kDescription[] = R"json({"format":1,"class":"com.vertana.SubstructureSystem","base":"com.vertana.FESystem","doc":"The system of a substructure, a reduced model: its degrees of freedom and modes, what is retained and recovered, and its damping.","members":[
 {"name":"dofTypes","index":1,"tag":8,"doc":"Collection of the types of degrees of freedom, such as displacement along an axis","base":0,"null":"types are not listed"},
 {"name":"dofs","index":2,"tag":8,"doc":"Collection of the substructure's degrees of freedom","base":0,"null":"they are not stored"},
 {"name":"modes","index":3,"tag":8,"doc":"Collection of the modes that the substructure is reduced to","base":0,"null":"there are none"},
@@ -16,100 +15,50 @@ const char fesD_SubstructureSystemTraits::kDescription[] =
 {"name":"damping","index":0,"object":"com.vertana.SubDamp","doc":"The damping of the substructure","null":"it has none"}
 ]})json";
 
-template <>
-struct gbb_ChildrenOf<fesD_SubstructureSystemTraits> {
+template <> struct gbb_ChildrenOf<fesD_SubstructureSystemTraits> {
   using Type = std::tuple<gbb_Child<"damping", 0, fesD_SubDampHolder>>;
 };
 
 class fesD_SubstructureSystemImpl final : public gbb_ObjectImpl<fesD_SubstructureSystemTraits> {
- public:
+public:
   template <class... Rest>
-  fesD_SubstructureSystemImpl(fesD_SubstructureSystemInterface* outer, Rest&&... rest)
-      : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) {
-    AttachTo(outer);
-  }
+  fesD_SubstructureSystemImpl(fesD_SubstructureSystemInterface* outer, Rest&&... rest) : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) { AttachTo(outer); }
 };
 
 GBB_SCHEMA_CLASS(, fesD_SubstructureSystemTraits, fesD_FESystemInterface);
 template class gbb_ObjectImpl<fesD_SubstructureSystemTraits>;
 
-gbb_Class fesD_SubstructureSystemInterface::StaticClass() {
-  return gbb_DefineClass<fesD_SubstructureSystemTraits>(&gbb_OpenObject<fesD_SubstructureSystemTraits>);
-}
+gbb_Class fesD_SubstructureSystemInterface::StaticClass() { return gbb_DefineClass<fesD_SubstructureSystemTraits>(&gbb_OpenObject<fesD_SubstructureSystemTraits>); }
 
 fesD_SubstructureSystemMembers::fesD_SubstructureSystemMembers() = default;
-fesD_SubstructureSystemMembers::fesD_SubstructureSystemMembers(ORXSimCollectionID dofTypes_,
-                                                               ORXSimCollectionID dofs_,
-                                                               ORXSimCollectionID modes_)
+fesD_SubstructureSystemMembers::fesD_SubstructureSystemMembers(ORXSimCollectionID dofTypes_, ORXSimCollectionID dofs_, ORXSimCollectionID modes_)
     : dofTypes(dofTypes_), dofs(dofs_), modes(modes_) {}
 fesD_SubstructureSystemMembers::~fesD_SubstructureSystemMembers() = default;
 void fesD_SubstructureSystemMembers::verify() {}
 
-fesD_SubstructureSystemHolder
-fesD_SubstructureSystem::New(kda_string systemName, ORXSimDistributionID nodalLabels,
-                             ORXSimDistributionID nodalActivityMask, ORXSimCollectionID dofTypes,
-                             ORXSimCollectionID dofs, ORXSimCollectionID modes, int trace) {
-  return gbb_NewObject<fesD_SubstructureSystemTraits>(gbb_kHolds, nullptr, {dofTypes, dofs, modes},
-                                                      {systemName, nodalLabels, nodalActivityMask}, trace);
+fesD_SubstructureSystemHolder fesD_SubstructureSystem::New(kda_string systemName, ORXSimDistributionID nodalLabels, ORXSimDistributionID nodalActivityMask, ORXSimCollectionID dofTypes, ORXSimCollectionID dofs, ORXSimCollectionID modes, int trace) {
+  return gbb_NewObject<fesD_SubstructureSystemTraits>(gbb_kHolds, nullptr, { dofTypes, dofs, modes }, { systemName, nodalLabels, nodalActivityMask }, trace);
 }
-fesD_SubstructureSystemHolder
-fesD_SubstructureSystem::New(fesD_SubstructureSystemInterface* outer, kda_string systemName,
-                             ORXSimDistributionID nodalLabels, ORXSimDistributionID nodalActivityMask,
-                             ORXSimCollectionID dofTypes, ORXSimCollectionID dofs, ORXSimCollectionID modes,
-                             int trace) {
-  return gbb_NewObject<fesD_SubstructureSystemTraits>(gbb_kHolds | gbb_kDirect, outer,
-                                                      {dofTypes, dofs, modes},
-                                                      {systemName, nodalLabels, nodalActivityMask}, trace);
+fesD_SubstructureSystemHolder fesD_SubstructureSystem::New(fesD_SubstructureSystemInterface* outer, kda_string systemName, ORXSimDistributionID nodalLabels, ORXSimDistributionID nodalActivityMask, ORXSimCollectionID dofTypes, ORXSimCollectionID dofs, ORXSimCollectionID modes, int trace) {
+  return gbb_NewObject<fesD_SubstructureSystemTraits>(gbb_kHolds | gbb_kDirect, outer, { dofTypes, dofs, modes }, { systemName, nodalLabels, nodalActivityMask }, trace);
 }
 
-ORXSimCollectionID fesD_SubstructureSystem::dofTypes() const {
-  return Get<gbb_Text("dofTypes"), &Traits::Members::dofTypes>();
-}
-void fesD_SubstructureSystem::DofTypes(ORXSimCollectionID dofTypes) const {
-  Set<gbb_Text("dofTypes"), &Traits::Members::dofTypes>(dofTypes);
-}
-ORXSimCollectionID fesD_SubstructureSystem::dofs() const {
-  return Get<gbb_Text("dofs"), &Traits::Members::dofs>();
-}
-void fesD_SubstructureSystem::Dofs(ORXSimCollectionID dofs) const {
-  Set<gbb_Text("dofs"), &Traits::Members::dofs>(dofs);
-}
-ORXSimCollectionID fesD_SubstructureSystem::modes() const {
-  return Get<gbb_Text("modes"), &Traits::Members::modes>();
-}
-void fesD_SubstructureSystem::Modes(ORXSimCollectionID modes) const {
-  Set<gbb_Text("modes"), &Traits::Members::modes>(modes);
-}
-ORXSimCSetID fesD_SubstructureSystem::retainedNodes() const {
-  return Get<gbb_Text("retainedNodes"), &Traits::Members::retainedNodes>();
-}
-void fesD_SubstructureSystem::RetainedNodes(ORXSimCSetID retainedNodes) const {
-  Set<gbb_Text("retainedNodes"), &Traits::Members::retainedNodes>(retainedNodes);
-}
-ORXSimCSetID fesD_SubstructureSystem::retainedDofs() const {
-  return Get<gbb_Text("retainedDofs"), &Traits::Members::retainedDofs>();
-}
-void fesD_SubstructureSystem::RetainedDofs(ORXSimCSetID retainedDofs) const {
-  Set<gbb_Text("retainedDofs"), &Traits::Members::retainedDofs>(retainedDofs);
-}
-ORXSimCSetID fesD_SubstructureSystem::recoveryNodes() const {
-  return Get<gbb_Text("recoveryNodes"), &Traits::Members::recoveryNodes>();
-}
-void fesD_SubstructureSystem::RecoveryNodes(ORXSimCSetID recoveryNodes) const {
-  Set<gbb_Text("recoveryNodes"), &Traits::Members::recoveryNodes>(recoveryNodes);
-}
-ORXSimCSetID fesD_SubstructureSystem::recoveryElements() const {
-  return Get<gbb_Text("recoveryElements"), &Traits::Members::recoveryElements>();
-}
-void fesD_SubstructureSystem::RecoveryElements(ORXSimCSetID recoveryElements) const {
-  Set<gbb_Text("recoveryElements"), &Traits::Members::recoveryElements>(recoveryElements);
-}
-fesD_SubDamp fesD_SubstructureSystem::damping() const {
-  return GetChild<gbb_Text("damping"), 0>();
-}
-fesD_SubDamp fesD_SubstructureSystem::Damping(fesD_SubDampHolder damping) const {
-  return SetChild<gbb_Text("damping"), 0>(damping);
-}
+ORXSimCollectionID fesD_SubstructureSystem::dofTypes() const { return Get<gbb_Text("dofTypes"), &Traits::Members::dofTypes>(); }
+void fesD_SubstructureSystem::DofTypes(ORXSimCollectionID dofTypes) const { Set<gbb_Text("dofTypes"), &Traits::Members::dofTypes>(dofTypes); }
+ORXSimCollectionID fesD_SubstructureSystem::dofs() const { return Get<gbb_Text("dofs"), &Traits::Members::dofs>(); }
+void fesD_SubstructureSystem::Dofs(ORXSimCollectionID dofs) const { Set<gbb_Text("dofs"), &Traits::Members::dofs>(dofs); }
+ORXSimCollectionID fesD_SubstructureSystem::modes() const { return Get<gbb_Text("modes"), &Traits::Members::modes>(); }
+void fesD_SubstructureSystem::Modes(ORXSimCollectionID modes) const { Set<gbb_Text("modes"), &Traits::Members::modes>(modes); }
+ORXSimCSetID fesD_SubstructureSystem::retainedNodes() const { return Get<gbb_Text("retainedNodes"), &Traits::Members::retainedNodes>(); }
+void fesD_SubstructureSystem::RetainedNodes(ORXSimCSetID retainedNodes) const { Set<gbb_Text("retainedNodes"), &Traits::Members::retainedNodes>(retainedNodes); }
+ORXSimCSetID fesD_SubstructureSystem::retainedDofs() const { return Get<gbb_Text("retainedDofs"), &Traits::Members::retainedDofs>(); }
+void fesD_SubstructureSystem::RetainedDofs(ORXSimCSetID retainedDofs) const { Set<gbb_Text("retainedDofs"), &Traits::Members::retainedDofs>(retainedDofs); }
+ORXSimCSetID fesD_SubstructureSystem::recoveryNodes() const { return Get<gbb_Text("recoveryNodes"), &Traits::Members::recoveryNodes>(); }
+void fesD_SubstructureSystem::RecoveryNodes(ORXSimCSetID recoveryNodes) const { Set<gbb_Text("recoveryNodes"), &Traits::Members::recoveryNodes>(recoveryNodes); }
+ORXSimCSetID fesD_SubstructureSystem::recoveryElements() const { return Get<gbb_Text("recoveryElements"), &Traits::Members::recoveryElements>(); }
+void fesD_SubstructureSystem::RecoveryElements(ORXSimCSetID recoveryElements) const { Set<gbb_Text("recoveryElements"), &Traits::Members::recoveryElements>(recoveryElements); }
+fesD_SubDamp fesD_SubstructureSystem::damping() const { return GetChild<gbb_Text("damping"), 0>(); }
+fesD_SubDamp fesD_SubstructureSystem::Damping(fesD_SubDampHolder damping) const { return SetChild<gbb_Text("damping"), 0>(damping); }
 
 const fesD_FESystemHolder& fesD_SubstructureSystemHolder::FESystemSubobject() const {
   return BaseSubobject<fesD_FESystemTraits, gbb_Text("FESystemSubobject")>();

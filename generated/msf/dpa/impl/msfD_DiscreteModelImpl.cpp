@@ -3,8 +3,7 @@
 
 #include <gbb/pattern/gbb_PatternClass.h>
 
-const char msfD_DiscreteModelTraits::kDescription[] =
-    R"json({"format":1,"class":"com.vertana.DiscreteModel","doc":"The discretisation of one simulation: its collections, two families of named sets, and the mesh.","members":[
+const char msfD_DiscreteModelTraits::kDescription[] = R"json({"format":1,"class":"com.vertana.DiscreteModel","doc":"The discretisation of one simulation: its collections, two families of named sets, and the mesh.","members":[
 {"name":"vectors","index":9,"tag":8,"doc":"Collection of the axes of space: vectors have their components along them","base":0,"null":"the model has none"},
 {"name":"localNodes","index":5,"tag":8,"doc":"Collection of the places of nodes within an element, as many as the largest element has nodes","base":0,"null":"the model has none"},
 {"name":"localFaces","index":3,"tag":8,"doc":"Collection of the places of faces within an element","base":0,"null":"the model has none"},
@@ -18,102 +17,51 @@ const char msfD_DiscreteModelTraits::kDescription[] =
 {"name":"mesh","index":6,"object":"com.vertana.Mesh","doc":"The mesh","null":"the model has none yet"}
 ]})json";
 
-template <>
-struct gbb_ChildrenOf<msfD_DiscreteModelTraits> {
+template <> struct gbb_ChildrenOf<msfD_DiscreteModelTraits> {
   using Type = std::tuple<gbb_Child<"mesh", 6, msfD_MeshHolder>>;
 };
 
 class msfD_DiscreteModelImpl final : public gbb_ObjectImpl<msfD_DiscreteModelTraits> {
- public:
+public:
   template <class... Rest>
-  msfD_DiscreteModelImpl(msfD_DiscreteModelInterface* outer, Rest&&... rest)
-      : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) {
-    AttachTo(outer);
-  }
+  msfD_DiscreteModelImpl(msfD_DiscreteModelInterface* outer, Rest&&... rest) : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) { AttachTo(outer); }
 };
 
 GBB_SCHEMA_CLASS(, msfD_DiscreteModelTraits);
 template class gbb_ObjectImpl<msfD_DiscreteModelTraits>;
 
-gbb_Class msfD_DiscreteModelInterface::StaticClass() {
-  return gbb_DefineClass<msfD_DiscreteModelTraits>(&gbb_OpenObject<msfD_DiscreteModelTraits>);
-}
+gbb_Class msfD_DiscreteModelInterface::StaticClass() { return gbb_DefineClass<msfD_DiscreteModelTraits>(&gbb_OpenObject<msfD_DiscreteModelTraits>); }
 
 msfD_DiscreteModelMembers::msfD_DiscreteModelMembers() = default;
-msfD_DiscreteModelMembers::msfD_DiscreteModelMembers(ORXSimCollectionID vectors_,
-                                                     ORXSimCollectionID localNodes_)
+msfD_DiscreteModelMembers::msfD_DiscreteModelMembers(ORXSimCollectionID vectors_, ORXSimCollectionID localNodes_)
     : vectors(vectors_), localNodes(localNodes_) {}
 msfD_DiscreteModelMembers::~msfD_DiscreteModelMembers() = default;
 void msfD_DiscreteModelMembers::verify() {}
 
-msfD_DiscreteModelHolder msfD_DiscreteModel::New(ORXSimCollectionID vectors, ORXSimCollectionID localNodes,
-                                                 int trace) {
-  return gbb_NewObject<msfD_DiscreteModelTraits>(gbb_kHolds, nullptr, {vectors, localNodes}, {}, trace);
+msfD_DiscreteModelHolder msfD_DiscreteModel::New(ORXSimCollectionID vectors, ORXSimCollectionID localNodes, int trace) {
+  return gbb_NewObject<msfD_DiscreteModelTraits>(gbb_kHolds, nullptr, { vectors, localNodes }, {  }, trace);
 }
-msfD_DiscreteModelHolder msfD_DiscreteModel::New(msfD_DiscreteModelInterface* outer,
-                                                 ORXSimCollectionID vectors, ORXSimCollectionID localNodes,
-                                                 int trace) {
-  return gbb_NewObject<msfD_DiscreteModelTraits>(gbb_kHolds | gbb_kDirect, outer, {vectors, localNodes}, {},
-                                                 trace);
+msfD_DiscreteModelHolder msfD_DiscreteModel::New(msfD_DiscreteModelInterface* outer, ORXSimCollectionID vectors, ORXSimCollectionID localNodes, int trace) {
+  return gbb_NewObject<msfD_DiscreteModelTraits>(gbb_kHolds | gbb_kDirect, outer, { vectors, localNodes }, {  }, trace);
 }
 
-ORXSimCollectionID msfD_DiscreteModel::vectors() const {
-  return Get<gbb_Text("vectors"), &Traits::Members::vectors>();
-}
-void msfD_DiscreteModel::Vectors(ORXSimCollectionID vectors) const {
-  Set<gbb_Text("vectors"), &Traits::Members::vectors>(vectors);
-}
-ORXSimCollectionID msfD_DiscreteModel::localNodes() const {
-  return Get<gbb_Text("localNodes"), &Traits::Members::localNodes>();
-}
-void msfD_DiscreteModel::LocalNodes(ORXSimCollectionID localNodes) const {
-  Set<gbb_Text("localNodes"), &Traits::Members::localNodes>(localNodes);
-}
-ORXSimCollectionID msfD_DiscreteModel::localFaces() const {
-  return Get<gbb_Text("localFaces"), &Traits::Members::localFaces>();
-}
-void msfD_DiscreteModel::LocalFaces(ORXSimCollectionID localFaces) const {
-  Set<gbb_Text("localFaces"), &Traits::Members::localFaces>(localFaces);
-}
-ORXSimCollectionID msfD_DiscreteModel::frames() const {
-  return Get<gbb_Text("frames"), &Traits::Members::frames>();
-}
-void msfD_DiscreteModel::Frames(ORXSimCollectionID frames) const {
-  Set<gbb_Text("frames"), &Traits::Members::frames>(frames);
-}
-ORXSimCollectionID msfD_DiscreteModel::integrationPoints() const {
-  return Get<gbb_Text("integrationPoints"), &Traits::Members::integrationPoints>();
-}
-void msfD_DiscreteModel::IntegrationPoints(ORXSimCollectionID integrationPoints) const {
-  Set<gbb_Text("integrationPoints"), &Traits::Members::integrationPoints>(integrationPoints);
-}
-ORXSimCollectionID msfD_DiscreteModel::sectionPoints() const {
-  return Get<gbb_Text("sectionPoints"), &Traits::Members::sectionPoints>();
-}
-void msfD_DiscreteModel::SectionPoints(ORXSimCollectionID sectionPoints) const {
-  Set<gbb_Text("sectionPoints"), &Traits::Members::sectionPoints>(sectionPoints);
-}
-ORXSimCollectionID msfD_DiscreteModel::components() const {
-  return Get<gbb_Text("components"), &Traits::Members::components>();
-}
-void msfD_DiscreteModel::Components(ORXSimCollectionID components) const {
-  Set<gbb_Text("components"), &Traits::Members::components>(components);
-}
-const kda_MapString<ORXSimCSetID>& msfD_DiscreteModel::localNodeSets() const {
-  return Get<gbb_Text("localNodeSets"), &Traits::Members::localNodeSets>();
-}
-void msfD_DiscreteModel::LocalNodeSets(const kda_MapString<ORXSimCSetID>& localNodeSets) const {
-  Set<gbb_Text("localNodeSets"), &Traits::Members::localNodeSets>(localNodeSets);
-}
-const kda_MapString<ORXSimCSetID>& msfD_DiscreteModel::sectionPointSets() const {
-  return Get<gbb_Text("sectionPointSets"), &Traits::Members::sectionPointSets>();
-}
-void msfD_DiscreteModel::SectionPointSets(const kda_MapString<ORXSimCSetID>& sectionPointSets) const {
-  Set<gbb_Text("sectionPointSets"), &Traits::Members::sectionPointSets>(sectionPointSets);
-}
-msfD_Mesh msfD_DiscreteModel::mesh() const {
-  return GetChild<gbb_Text("mesh"), 6>();
-}
-msfD_Mesh msfD_DiscreteModel::Mesh(msfD_MeshHolder mesh) const {
-  return SetChild<gbb_Text("mesh"), 6>(mesh);
-}
+ORXSimCollectionID msfD_DiscreteModel::vectors() const { return Get<gbb_Text("vectors"), &Traits::Members::vectors>(); }
+void msfD_DiscreteModel::Vectors(ORXSimCollectionID vectors) const { Set<gbb_Text("vectors"), &Traits::Members::vectors>(vectors); }
+ORXSimCollectionID msfD_DiscreteModel::localNodes() const { return Get<gbb_Text("localNodes"), &Traits::Members::localNodes>(); }
+void msfD_DiscreteModel::LocalNodes(ORXSimCollectionID localNodes) const { Set<gbb_Text("localNodes"), &Traits::Members::localNodes>(localNodes); }
+ORXSimCollectionID msfD_DiscreteModel::localFaces() const { return Get<gbb_Text("localFaces"), &Traits::Members::localFaces>(); }
+void msfD_DiscreteModel::LocalFaces(ORXSimCollectionID localFaces) const { Set<gbb_Text("localFaces"), &Traits::Members::localFaces>(localFaces); }
+ORXSimCollectionID msfD_DiscreteModel::frames() const { return Get<gbb_Text("frames"), &Traits::Members::frames>(); }
+void msfD_DiscreteModel::Frames(ORXSimCollectionID frames) const { Set<gbb_Text("frames"), &Traits::Members::frames>(frames); }
+ORXSimCollectionID msfD_DiscreteModel::integrationPoints() const { return Get<gbb_Text("integrationPoints"), &Traits::Members::integrationPoints>(); }
+void msfD_DiscreteModel::IntegrationPoints(ORXSimCollectionID integrationPoints) const { Set<gbb_Text("integrationPoints"), &Traits::Members::integrationPoints>(integrationPoints); }
+ORXSimCollectionID msfD_DiscreteModel::sectionPoints() const { return Get<gbb_Text("sectionPoints"), &Traits::Members::sectionPoints>(); }
+void msfD_DiscreteModel::SectionPoints(ORXSimCollectionID sectionPoints) const { Set<gbb_Text("sectionPoints"), &Traits::Members::sectionPoints>(sectionPoints); }
+ORXSimCollectionID msfD_DiscreteModel::components() const { return Get<gbb_Text("components"), &Traits::Members::components>(); }
+void msfD_DiscreteModel::Components(ORXSimCollectionID components) const { Set<gbb_Text("components"), &Traits::Members::components>(components); }
+const kda_MapString<ORXSimCSetID>& msfD_DiscreteModel::localNodeSets() const { return Get<gbb_Text("localNodeSets"), &Traits::Members::localNodeSets>(); }
+void msfD_DiscreteModel::LocalNodeSets(const kda_MapString<ORXSimCSetID>& localNodeSets) const { Set<gbb_Text("localNodeSets"), &Traits::Members::localNodeSets>(localNodeSets); }
+const kda_MapString<ORXSimCSetID>& msfD_DiscreteModel::sectionPointSets() const { return Get<gbb_Text("sectionPointSets"), &Traits::Members::sectionPointSets>(); }
+void msfD_DiscreteModel::SectionPointSets(const kda_MapString<ORXSimCSetID>& sectionPointSets) const { Set<gbb_Text("sectionPointSets"), &Traits::Members::sectionPointSets>(sectionPointSets); }
+msfD_Mesh msfD_DiscreteModel::mesh() const { return GetChild<gbb_Text("mesh"), 6>(); }
+msfD_Mesh msfD_DiscreteModel::Mesh(msfD_MeshHolder mesh) const { return SetChild<gbb_Text("mesh"), 6>(mesh); }

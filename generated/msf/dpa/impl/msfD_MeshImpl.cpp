@@ -3,8 +3,7 @@
 
 #include <gbb/pattern/gbb_PatternClass.h>
 
-const char msfD_MeshTraits::kDescription[] =
-    R"json({"format":1,"class":"com.vertana.Mesh","doc":"One finite-element mesh: its collections, named sets and fields, and the systems built on it.","members":[
+const char msfD_MeshTraits::kDescription[] = R"json({"format":1,"class":"com.vertana.Mesh","doc":"One finite-element mesh: its collections, named sets and fields, and the systems built on it.","members":[
 {"name":"nodes","index":12,"tag":8,"doc":"Collection of the mesh's nodes; node numbers elsewhere are 0-based items of it","null":"the mesh has none"},
 {"name":"elements","index":2,"tag":8,"doc":"Collection of the mesh's elements; element numbers elsewhere are 0-based items of it","null":"the mesh has none"},
 {"name":"faces","index":3,"tag":8,"doc":"Collection of the faces between and around the elements","base":0,"null":"faces are not listed"},
@@ -27,27 +26,21 @@ const char msfD_MeshTraits::kDescription[] =
 {"name":"systems","index":18,"array":"com.vertana.FESystem","doc":"The finite-element systems built on the mesh"}
 ]})json";
 
-template <>
-struct gbb_ChildrenOf<msfD_MeshTraits> {
+template <> struct gbb_ChildrenOf<msfD_MeshTraits> {
   using Systems = gbb_Array<fesD_FESystem, fesD_FESystemHolder, gbb_Repository, msfD_Mesh>;
   using Type = std::tuple<gbb_Child<"systems", 18, gbb_Holder<Systems, Systems::Impl>>>;
 };
 
 class msfD_MeshImpl final : public gbb_ObjectImpl<msfD_MeshTraits> {
- public:
+public:
   template <class... Rest>
-  msfD_MeshImpl(msfD_MeshInterface* outer, Rest&&... rest)
-      : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) {
-    AttachTo(outer);
-  }
+  msfD_MeshImpl(msfD_MeshInterface* outer, Rest&&... rest) : gbb_ObjectImpl(outer, std::forward<Rest>(rest)...) { AttachTo(outer); }
 };
 
 GBB_SCHEMA_CLASS(, msfD_MeshTraits);
 template class gbb_ObjectImpl<msfD_MeshTraits>;
 
-gbb_Class msfD_MeshInterface::StaticClass() {
-  return gbb_DefineClass<msfD_MeshTraits>(&gbb_OpenObject<msfD_MeshTraits>);
-}
+gbb_Class msfD_MeshInterface::StaticClass() { return gbb_DefineClass<msfD_MeshTraits>(&gbb_OpenObject<msfD_MeshTraits>); }
 
 msfD_MeshMembers::msfD_MeshMembers() = default;
 msfD_MeshMembers::msfD_MeshMembers(ORXSimCollectionID nodes_, ORXSimCollectionID elements_)
@@ -56,121 +49,46 @@ msfD_MeshMembers::~msfD_MeshMembers() = default;
 void msfD_MeshMembers::verify() {}
 
 msfD_MeshHolder msfD_Mesh::New(ORXSimCollectionID nodes, ORXSimCollectionID elements, int trace) {
-  return gbb_NewObject<msfD_MeshTraits>(gbb_kHolds, nullptr, {nodes, elements}, {}, trace);
+  return gbb_NewObject<msfD_MeshTraits>(gbb_kHolds, nullptr, { nodes, elements }, {  }, trace);
 }
-msfD_MeshHolder msfD_Mesh::New(msfD_MeshInterface* outer, ORXSimCollectionID nodes,
-                               ORXSimCollectionID elements, int trace) {
-  return gbb_NewObject<msfD_MeshTraits>(gbb_kHolds | gbb_kDirect, outer, {nodes, elements}, {}, trace);
+msfD_MeshHolder msfD_Mesh::New(msfD_MeshInterface* outer, ORXSimCollectionID nodes, ORXSimCollectionID elements, int trace) {
+  return gbb_NewObject<msfD_MeshTraits>(gbb_kHolds | gbb_kDirect, outer, { nodes, elements }, {  }, trace);
 }
 
-ORXSimCollectionID msfD_Mesh::nodes() const {
-  return Get<gbb_Text("nodes"), &Traits::Members::nodes>();
-}
-void msfD_Mesh::Nodes(ORXSimCollectionID nodes) const {
-  Set<gbb_Text("nodes"), &Traits::Members::nodes>(nodes);
-}
-ORXSimCollectionID msfD_Mesh::elements() const {
-  return Get<gbb_Text("elements"), &Traits::Members::elements>();
-}
-void msfD_Mesh::Elements(ORXSimCollectionID elements) const {
-  Set<gbb_Text("elements"), &Traits::Members::elements>(elements);
-}
-ORXSimCollectionID msfD_Mesh::faces() const {
-  return Get<gbb_Text("faces"), &Traits::Members::faces>();
-}
-void msfD_Mesh::Faces(ORXSimCollectionID faces) const {
-  Set<gbb_Text("faces"), &Traits::Members::faces>(faces);
-}
-ORXSimCollectionID msfD_Mesh::instances() const {
-  return Get<gbb_Text("instances"), &Traits::Members::instances>();
-}
-void msfD_Mesh::Instances(ORXSimCollectionID instances) const {
-  Set<gbb_Text("instances"), &Traits::Members::instances>(instances);
-}
-ORXSimCollectionID msfD_Mesh::regions() const {
-  return Get<gbb_Text("regions"), &Traits::Members::regions>();
-}
-void msfD_Mesh::Regions(ORXSimCollectionID regions) const {
-  Set<gbb_Text("regions"), &Traits::Members::regions>(regions);
-}
-ORXSimCSetID msfD_Mesh::lagrangeNodes() const {
-  return Get<gbb_Text("lagrangeNodes"), &Traits::Members::lagrangeNodes>();
-}
-void msfD_Mesh::LagrangeNodes(ORXSimCSetID lagrangeNodes) const {
-  Set<gbb_Text("lagrangeNodes"), &Traits::Members::lagrangeNodes>(lagrangeNodes);
-}
-const kda_MapString<ORXSimCSetID>& msfD_Mesh::nodeSets() const {
-  return Get<gbb_Text("nodeSets"), &Traits::Members::nodeSets>();
-}
-void msfD_Mesh::NodeSets(const kda_MapString<ORXSimCSetID>& nodeSets) const {
-  Set<gbb_Text("nodeSets"), &Traits::Members::nodeSets>(nodeSets);
-}
-const kda_MapString<ORXSimCSetID>& msfD_Mesh::elementSets() const {
-  return Get<gbb_Text("elementSets"), &Traits::Members::elementSets>();
-}
-void msfD_Mesh::ElementSets(const kda_MapString<ORXSimCSetID>& elementSets) const {
-  Set<gbb_Text("elementSets"), &Traits::Members::elementSets>(elementSets);
-}
-const kda_MapString<ORXSimCSetID>& msfD_Mesh::instanceSets() const {
-  return Get<gbb_Text("instanceSets"), &Traits::Members::instanceSets>();
-}
-void msfD_Mesh::InstanceSets(const kda_MapString<ORXSimCSetID>& instanceSets) const {
-  Set<gbb_Text("instanceSets"), &Traits::Members::instanceSets>(instanceSets);
-}
-const kda_MapString<ORXSimCSetID>& msfD_Mesh::regionSets() const {
-  return Get<gbb_Text("regionSets"), &Traits::Members::regionSets>();
-}
-void msfD_Mesh::RegionSets(const kda_MapString<ORXSimCSetID>& regionSets) const {
-  Set<gbb_Text("regionSets"), &Traits::Members::regionSets>(regionSets);
-}
-const kda_MapString<ORXSimDistributionID>& msfD_Mesh::meshFields() const {
-  return Get<gbb_Text("meshFields"), &Traits::Members::meshFields>();
-}
-void msfD_Mesh::MeshFields(const kda_MapString<ORXSimDistributionID>& meshFields) const {
-  Set<gbb_Text("meshFields"), &Traits::Members::meshFields>(meshFields);
-}
-const kda_MapString<ORXSimDistributionID>& msfD_Mesh::surfaces() const {
-  return Get<gbb_Text("surfaces"), &Traits::Members::surfaces>();
-}
-void msfD_Mesh::Surfaces(const kda_MapString<ORXSimDistributionID>& surfaces) const {
-  Set<gbb_Text("surfaces"), &Traits::Members::surfaces>(surfaces);
-}
-const kda_MapString<ORXSimDistributionID>& msfD_Mesh::frameFields() const {
-  return Get<gbb_Text("frameFields"), &Traits::Members::frameFields>();
-}
-void msfD_Mesh::FrameFields(const kda_MapString<ORXSimDistributionID>& frameFields) const {
-  Set<gbb_Text("frameFields"), &Traits::Members::frameFields>(frameFields);
-}
-const kda_MapString<ORXSimDistributionID>& msfD_Mesh::nodeFields() const {
-  return Get<gbb_Text("nodeFields"), &Traits::Members::nodeFields>();
-}
-void msfD_Mesh::NodeFields(const kda_MapString<ORXSimDistributionID>& nodeFields) const {
-  Set<gbb_Text("nodeFields"), &Traits::Members::nodeFields>(nodeFields);
-}
-const kda_MapString<ORXSimDistributionID>& msfD_Mesh::elementFields() const {
-  return Get<gbb_Text("elementFields"), &Traits::Members::elementFields>();
-}
-void msfD_Mesh::ElementFields(const kda_MapString<ORXSimDistributionID>& elementFields) const {
-  Set<gbb_Text("elementFields"), &Traits::Members::elementFields>(elementFields);
-}
-const kda_MapString<ORXSimDistributionID>& msfD_Mesh::surfaceFields() const {
-  return Get<gbb_Text("surfaceFields"), &Traits::Members::surfaceFields>();
-}
-void msfD_Mesh::SurfaceFields(const kda_MapString<ORXSimDistributionID>& surfaceFields) const {
-  Set<gbb_Text("surfaceFields"), &Traits::Members::surfaceFields>(surfaceFields);
-}
-const kda_MapString<ORXSimDistributionID>& msfD_Mesh::regionFields() const {
-  return Get<gbb_Text("regionFields"), &Traits::Members::regionFields>();
-}
-void msfD_Mesh::RegionFields(const kda_MapString<ORXSimDistributionID>& regionFields) const {
-  Set<gbb_Text("regionFields"), &Traits::Members::regionFields>(regionFields);
-}
-const kda_MapString<ORXSimDistributionID>& msfD_Mesh::localNodeFields() const {
-  return Get<gbb_Text("localNodeFields"), &Traits::Members::localNodeFields>();
-}
-void msfD_Mesh::LocalNodeFields(const kda_MapString<ORXSimDistributionID>& localNodeFields) const {
-  Set<gbb_Text("localNodeFields"), &Traits::Members::localNodeFields>(localNodeFields);
-}
-gbb_Array<fesD_FESystem, fesD_FESystemHolder, gbb_Repository, msfD_Mesh> msfD_Mesh::systems() const {
-  return GetChild<gbb_Text("systems"), 18>();
-}
+ORXSimCollectionID msfD_Mesh::nodes() const { return Get<gbb_Text("nodes"), &Traits::Members::nodes>(); }
+void msfD_Mesh::Nodes(ORXSimCollectionID nodes) const { Set<gbb_Text("nodes"), &Traits::Members::nodes>(nodes); }
+ORXSimCollectionID msfD_Mesh::elements() const { return Get<gbb_Text("elements"), &Traits::Members::elements>(); }
+void msfD_Mesh::Elements(ORXSimCollectionID elements) const { Set<gbb_Text("elements"), &Traits::Members::elements>(elements); }
+ORXSimCollectionID msfD_Mesh::faces() const { return Get<gbb_Text("faces"), &Traits::Members::faces>(); }
+void msfD_Mesh::Faces(ORXSimCollectionID faces) const { Set<gbb_Text("faces"), &Traits::Members::faces>(faces); }
+ORXSimCollectionID msfD_Mesh::instances() const { return Get<gbb_Text("instances"), &Traits::Members::instances>(); }
+void msfD_Mesh::Instances(ORXSimCollectionID instances) const { Set<gbb_Text("instances"), &Traits::Members::instances>(instances); }
+ORXSimCollectionID msfD_Mesh::regions() const { return Get<gbb_Text("regions"), &Traits::Members::regions>(); }
+void msfD_Mesh::Regions(ORXSimCollectionID regions) const { Set<gbb_Text("regions"), &Traits::Members::regions>(regions); }
+ORXSimCSetID msfD_Mesh::lagrangeNodes() const { return Get<gbb_Text("lagrangeNodes"), &Traits::Members::lagrangeNodes>(); }
+void msfD_Mesh::LagrangeNodes(ORXSimCSetID lagrangeNodes) const { Set<gbb_Text("lagrangeNodes"), &Traits::Members::lagrangeNodes>(lagrangeNodes); }
+const kda_MapString<ORXSimCSetID>& msfD_Mesh::nodeSets() const { return Get<gbb_Text("nodeSets"), &Traits::Members::nodeSets>(); }
+void msfD_Mesh::NodeSets(const kda_MapString<ORXSimCSetID>& nodeSets) const { Set<gbb_Text("nodeSets"), &Traits::Members::nodeSets>(nodeSets); }
+const kda_MapString<ORXSimCSetID>& msfD_Mesh::elementSets() const { return Get<gbb_Text("elementSets"), &Traits::Members::elementSets>(); }
+void msfD_Mesh::ElementSets(const kda_MapString<ORXSimCSetID>& elementSets) const { Set<gbb_Text("elementSets"), &Traits::Members::elementSets>(elementSets); }
+const kda_MapString<ORXSimCSetID>& msfD_Mesh::instanceSets() const { return Get<gbb_Text("instanceSets"), &Traits::Members::instanceSets>(); }
+void msfD_Mesh::InstanceSets(const kda_MapString<ORXSimCSetID>& instanceSets) const { Set<gbb_Text("instanceSets"), &Traits::Members::instanceSets>(instanceSets); }
+const kda_MapString<ORXSimCSetID>& msfD_Mesh::regionSets() const { return Get<gbb_Text("regionSets"), &Traits::Members::regionSets>(); }
+void msfD_Mesh::RegionSets(const kda_MapString<ORXSimCSetID>& regionSets) const { Set<gbb_Text("regionSets"), &Traits::Members::regionSets>(regionSets); }
+const kda_MapString<ORXSimDistributionID>& msfD_Mesh::meshFields() const { return Get<gbb_Text("meshFields"), &Traits::Members::meshFields>(); }
+void msfD_Mesh::MeshFields(const kda_MapString<ORXSimDistributionID>& meshFields) const { Set<gbb_Text("meshFields"), &Traits::Members::meshFields>(meshFields); }
+const kda_MapString<ORXSimDistributionID>& msfD_Mesh::surfaces() const { return Get<gbb_Text("surfaces"), &Traits::Members::surfaces>(); }
+void msfD_Mesh::Surfaces(const kda_MapString<ORXSimDistributionID>& surfaces) const { Set<gbb_Text("surfaces"), &Traits::Members::surfaces>(surfaces); }
+const kda_MapString<ORXSimDistributionID>& msfD_Mesh::frameFields() const { return Get<gbb_Text("frameFields"), &Traits::Members::frameFields>(); }
+void msfD_Mesh::FrameFields(const kda_MapString<ORXSimDistributionID>& frameFields) const { Set<gbb_Text("frameFields"), &Traits::Members::frameFields>(frameFields); }
+const kda_MapString<ORXSimDistributionID>& msfD_Mesh::nodeFields() const { return Get<gbb_Text("nodeFields"), &Traits::Members::nodeFields>(); }
+void msfD_Mesh::NodeFields(const kda_MapString<ORXSimDistributionID>& nodeFields) const { Set<gbb_Text("nodeFields"), &Traits::Members::nodeFields>(nodeFields); }
+const kda_MapString<ORXSimDistributionID>& msfD_Mesh::elementFields() const { return Get<gbb_Text("elementFields"), &Traits::Members::elementFields>(); }
+void msfD_Mesh::ElementFields(const kda_MapString<ORXSimDistributionID>& elementFields) const { Set<gbb_Text("elementFields"), &Traits::Members::elementFields>(elementFields); }
+const kda_MapString<ORXSimDistributionID>& msfD_Mesh::surfaceFields() const { return Get<gbb_Text("surfaceFields"), &Traits::Members::surfaceFields>(); }
+void msfD_Mesh::SurfaceFields(const kda_MapString<ORXSimDistributionID>& surfaceFields) const { Set<gbb_Text("surfaceFields"), &Traits::Members::surfaceFields>(surfaceFields); }
+const kda_MapString<ORXSimDistributionID>& msfD_Mesh::regionFields() const { return Get<gbb_Text("regionFields"), &Traits::Members::regionFields>(); }
+void msfD_Mesh::RegionFields(const kda_MapString<ORXSimDistributionID>& regionFields) const { Set<gbb_Text("regionFields"), &Traits::Members::regionFields>(regionFields); }
+const kda_MapString<ORXSimDistributionID>& msfD_Mesh::localNodeFields() const { return Get<gbb_Text("localNodeFields"), &Traits::Members::localNodeFields>(); }
+void msfD_Mesh::LocalNodeFields(const kda_MapString<ORXSimDistributionID>& localNodeFields) const { Set<gbb_Text("localNodeFields"), &Traits::Members::localNodeFields>(localNodeFields); }
+gbb_Array<fesD_FESystem, fesD_FESystemHolder, gbb_Repository, msfD_Mesh> msfD_Mesh::systems() const { return GetChild<gbb_Text("systems"), 18>(); }
