@@ -81,12 +81,14 @@ void gbb_ClassTexts::Write(ORXSimContextID context, const char* name, const char
   if (context.IsNull() || gbb_Call::Failed())
     return;
   const std::uint64_t epoch = ORXSimContextRef(context).Epoch();
-  auto seen = std::find_if(m_seen.begin(), m_seen.end(), [&](const Seen& one) { return one.text == text; });
-  if (seen != m_seen.end() && seen->epoch == epoch)
+  int place = 0;
+  while (place < m_seen.Length() && m_seen[place].text != text)
+    ++place;
+  if (place < m_seen.Length() && m_seen[place].epoch == epoch)
     return;
   if (isLinkName(name) && !gbb_Call::Check(bring(context, name, text)))
     return;
-  if (seen == m_seen.end())
-    seen = m_seen.insert(seen, {text, 0});
-  seen->epoch = epoch;
+  if (place == m_seen.Length())
+    m_seen.Append({text, 0});
+  m_seen[place].epoch = epoch;
 }

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Identifiers.h>
+#include <gbb/gbb_AutoArray.h>
 
 #include <cstdint>
-#include <vector>
 
 /// The descriptions of classes in one file: group "classes", a dataset of bytes for each class. A file
 /// carries that of every class whose objects this library has written there; reading objects never depends on
@@ -26,5 +26,5 @@ class gbb_ClassTexts {
     const char* text;
     std::uint64_t epoch; // of the context when the file had it: a rollback or a refresh makes us look again
   };
-  std::vector<Seen> m_seen;
+  gbb_AutoArray<Seen, gbb_ClassTexts> m_seen;
 };

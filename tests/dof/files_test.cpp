@@ -178,7 +178,22 @@ TEST_F(DofFile, APermutationGoesToTheFileAndBack) {
   ExpectTold(kSetup, "", [&] { read.SetupSolverDofs(ORXSimCSetID()); });
   EXPECT_EQ(read.NumberOfSolverDofs(), 0);
   EXPECT_THAT(OrderOf(read), ElementsAre(0, 1, 2, 3, 4, 5));
-  const ORXSimCSetID tooMany = ORXSimCollectionRef(m_dofs).FullCSet();
+  Reopen(0);
+  const int foreign[] = {5, 0, 99}; // of which the last is no item of the collection
+  EXPECT_TRUE(ORXSimContextRef(m_context)
+                  .File()
+                  .RootGroup()
+                  .GroupOpen("store")
+                  .GroupOpen("collections")
+                  .GroupOpen(std::to_string(m_dofs.Minor()).c_str())
+                  .GroupOpen("sets")
+                  .DatasetOpen(std::to_string(stored.Minor()).c_str())
+                  .Write(hdf_Datatype::NATIVE_INT, foreign, 3));
+  ExpectTold(kSetup, "", [&] {
+    read.SetupSolverDofs(ORXSimCSetID({m_context, m_dofs.Minor()}, stored.Minor()));
+  });
+  EXPECT_EQ(read.NumberOfSolverDofs(), 0);
+  const ORXSimCSetID tooMany = ORXSimCollectionRef({m_context, m_dofs.Minor()}).FullCSet();
   EXPECT_DEATH(read.SetupSolverDofs(tooMany), "NOT AN ACTIVE MESH DOF");
 }
 
