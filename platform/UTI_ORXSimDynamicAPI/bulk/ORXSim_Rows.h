@@ -5,8 +5,8 @@
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Handle.h>
 
 /// The numbers of an open dataset of rows, moved between memory and file and held against their checksums.
-/// Private to the module. Where the dataset keeps no checksums, data moves unchecked. An object may serve for many
-/// calls, until the dataset is closed.
+/// Private to the module. Where the dataset keeps no checksums, data moves unchecked. An object may serve for
+/// many calls, until the dataset is closed.
 class ORXSimRows {
  public:
   /// \param data an open dataset [rows] or [rows, components], one that outlives this object.
