@@ -168,7 +168,7 @@ TEST_F(Drawers, HoldWhatIsWrittenAndWhatIsTakenBackInEveryLayout) {
     Numbers held = m_all;
     const ORXSimContextID reader = Open(m_file, true, 3);
     ORXSimOpenDrawer seen = FieldOf(reader).OpenDrawer(0);
-    for (int round = 2; round < 40; ++round) {
+    for (int round = 2; round < 22; ++round) {
       const auto before = m_all;
       const bool scoped = random() % 2 == 0, takenBack = scoped && random() % 2 == 0;
       {

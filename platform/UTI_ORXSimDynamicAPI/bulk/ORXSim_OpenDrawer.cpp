@@ -13,6 +13,11 @@ struct ORXSimOpenDrawer::State {
   ORXSimDrawerFile file;
   int blockRows;
 
+  ~State() {
+    const hdf_Silence silence; // HDF5 is called, and other threads may be in it
+    file = ORXSimDrawerFile();
+  }
+
   // Sees to it that the drawer is open.
   bool Wake(ORXSimStoreCall& call) {
     if (!call.Operation().Usable())
