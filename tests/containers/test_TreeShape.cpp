@@ -184,12 +184,12 @@ TEST(TreeShape, FollowsItsRulesThroughOneSidedHistories) {
 
 // A node's own balance is left to the caller, and so are the heights above the node that was called.
 TEST(TreeShape, StepsOfNodesFollowTheRulesBelowThem) {
-  for (unsigned seed = 0; seed < 300; ++seed) {
+  for (unsigned seed = 0; seed < 200; ++seed) {
     std::mt19937 random(seed);
     Tree::Node node(0, 0), none(0, 0);
     Ref model = keeping(0, 0, nullptr, nullptr);
-    for (int step = 0; step < 60; ++step) {
-      const int key = static_cast<int>(random() % 8) * 2 - 7, way = static_cast<int>(random() % 4);
+    for (int step = 0; step < 120; ++step) {
+      const int key = static_cast<int>(random() % 20) * 2 - 19, way = static_cast<int>(random() % 4);
       const Ref below = key < 0 ? model->lesser : model->greater;
       auto* const child = const_cast<Tree::Node*>(key < 0 ? node.Left() : node.Right());
       if (way < 3 || child == nullptr) {

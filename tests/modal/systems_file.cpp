@@ -36,9 +36,10 @@ ORXSimDistributionID Masks(const Store& store, const msfD_Mesh& mesh) {
 }
 
 void AddGeneric(const Store& store, const msfD_Mesh& mesh) {
-  const fesD_GenericSystem generic(mesh.systems().add(
-      fesD_GenericSystem::New("statics", Labels(store, mesh), Masks(store, mesh),
-                              store.Collection("g dofs", 6), store.Collection("g loads", 2), 0)));
+  const ORXSimCollectionID loads = store.Collection("g loads", 2), dofs = store.Collection("g dofs", 6);
+  const ORXSimDistributionID masks = Masks(store, mesh), labels = Labels(store, mesh);
+  const fesD_GenericSystem generic(
+      mesh.systems().add(fesD_GenericSystem::New("statics", labels, masks, dofs, loads, 0)));
   kda_MapInt<ORXSimDistributionID> numbered;
   numbered.insert(-7, fesD_FESystem(gbb_Handle(generic)).nodalLabels());
   numbered.insert(70000, {});
@@ -46,8 +47,9 @@ void AddGeneric(const Store& store, const msfD_Mesh& mesh) {
 }
 
 void AddEvents(const Store& store, const fesD_ModalSystem& modal) {
-  const fesD_ModalEvent crash = modal.events().add(fesD_ModalEvent::New(
-      "crash", 11, store.Collection("crash frames", 3), store.Collection("crash cases", 4), 0));
+  const ORXSimCollectionID cases = store.Collection("crash cases", 4),
+                           frames = store.Collection("crash frames", 3);
+  const fesD_ModalEvent crash = modal.events().add(fesD_ModalEvent::New("crash", 11, frames, cases, 0));
   crash.ActiveModes(ORXSimCollectionRef(modal.modes()).FullCSet());
   kda_MapString<ORXSimDistributionID> fields;
   const int gains[] = {5, 6};
@@ -59,8 +61,9 @@ void AddEvents(const Store& store, const fesD_ModalSystem& modal) {
 void AddModal(const Store& store, const msfD_Mesh& mesh) {
   const ORXSimCollectionID dofs = store.Collection("m dofs", 7 * store.threes),
                            modes = store.Collection("m modes", 2);
-  const fesD_ModalSystem modal(mesh.systems().add(
-      fesD_ModalSystem::New("modes", Labels(store, mesh), Masks(store, mesh), dofs, modes, 0)));
+  const ORXSimDistributionID masks = Masks(store, mesh), labels = Labels(store, mesh);
+  const fesD_ModalSystem modal(
+      mesh.systems().add(fesD_ModalSystem::New("modes", labels, masks, dofs, modes, 0)));
   std::vector<int> order{6, 2, 0, 4};
   for (int dof = 7; dof < 7 * store.threes; ++dof)
     order.push_back(dof);
@@ -71,9 +74,10 @@ void AddModal(const Store& store, const msfD_Mesh& mesh) {
 }
 
 void AddSubstructure(const Store& store, const msfD_Mesh& mesh) {
-  const fesD_SubstructureSystem substructure(mesh.systems().add(
-      fesD_SubstructureSystem::New("part", {}, {}, store.Collection("s types", 3),
-                                   store.Collection("s dofs", 5), store.Collection("s modes", 4), 0)));
+  const ORXSimCollectionID modes = store.Collection("s modes", 4), dofs = store.Collection("s dofs", 5),
+                           types = store.Collection("s types", 3);
+  const fesD_SubstructureSystem substructure(
+      mesh.systems().add(fesD_SubstructureSystem::New("part", {}, {}, types, dofs, modes, 0)));
   substructure.RecoveryElements(ORXSimCollectionRef(mesh.elements()).FullCSet());
   substructure.Damping(fesD_SubDamp::New(0)).Volume(4.5);
 }
@@ -88,9 +92,10 @@ int main(int argc, char** argv) {
     const msfD_Sim sim = root.createSim(argv[1], "", -1);
     const Store store{sim.distributionService().Context(), argc > 2 ? std::atoi(argv[2]) : 1};
     ORXSimUpdate update(store.context);
-    const msfD_Mesh mesh = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0))
-                               .Mesh(msfD_Mesh::New(store.Collection("nodes", 3 * store.threes),
-                                                    store.Collection("elements", 1), 0));
+    const ORXSimCollectionID elements = store.Collection("elements", 1),
+                             nodes = store.Collection("nodes", 3 * store.threes);
+    const msfD_Mesh mesh =
+        sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0)).Mesh(msfD_Mesh::New(nodes, elements, 0));
     AddGeneric(store, mesh);
     AddModal(store, mesh);
     AddSubstructure(store, mesh);

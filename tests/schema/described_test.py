@@ -9,12 +9,14 @@ import shutil
 import struct
 import subprocess
 import sys
-import tempfile
 import tomllib
 import unittest
 
 import h5py
 import numpy as np
+
+sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "tools"))
+import programs  # noqa: E402
 
 PDMSIM, HOST, *SCHEMAS = sys.argv[1:]
 BASES = ["bool", "uchar", "int", "longlong", "float", "double", "string", "collection", "cset", "distribution", "dset"]
@@ -55,21 +57,19 @@ def expected():
 
 
 def run(*args):
-    env = os.environ | {"ASAN_OPTIONS": "detect_leaks=0"}
-    return subprocess.run([PDMSIM, *map(str, args)], capture_output=True, timeout=60, env=env)
+    return programs.run(PDMSIM, *args, ASAN_OPTIONS="detect_leaks=0")
 
 
-class Described(unittest.TestCase):
+class Described(programs.Case):
     @classmethod
     def setUpClass(cls):
-        cls.home = pathlib.Path(tempfile.mkdtemp(prefix="described-"))
-        cls.addClassCleanup(shutil.rmtree, cls.home)
-        cls.whole = cls.home / "whole.pdm"
-        subprocess.run([HOST, "--gtest_filter=*.WriteAFileForOtherPrograms"], check=True, stdout=subprocess.DEVNULL,
+        cls.whole = programs.folder(cls.addClassCleanup) / "whole.pdm"
+        subprocess.run([HOST, "--gtest_filter=*.KeepMembersOfEveryType"], check=True, stdout=subprocess.DEVNULL,
                        env=os.environ | {"PDM_HOST_FILE": str(cls.whole)})
 
     def setUp(self):
-        self.file = pathlib.Path(shutil.copy(self.whole, self.home / "file.pdm"))
+        super().setUp()
+        self.file = pathlib.Path(shutil.copy(self.whole, self.dir / "file.pdm"))
 
     def change(self, apply):
         shutil.copy(self.whole, self.file)
@@ -87,9 +87,7 @@ class Described(unittest.TestCase):
             return json.loads(file["classes"][name][()].tobytes())
 
     def show(self, *path):
-        done = run("show", self.file, *path, "--json")
-        self.assertEqual((done.returncode, done.stderr), (0, b""), done)
-        return json.loads(done.stdout)
+        return json.loads(self.done(PDMSIM, "show", self.file, *path, "--json", ASAN_OPTIONS="detect_leaks=0"))
 
     def findings(self):
         """But identifiers that lead nowhere, of which the file is full."""

@@ -77,20 +77,11 @@ bool same(const T& a, const T& b) {
 
 } // namespace
 
-TEST_F(HostClasses, DescendFromTheirBase) {
-  const gbb_Class beam = hstD_BeamInterface::StaticClass();
-  EXPECT_TRUE(beam.IsA(fesD_FESystemInterface::StaticClass()) &&
-              !fesD_FESystemInterface::StaticClass().IsA(beam));
-  EXPECT_EQ(beam.ClassID().text[79], 'h') << "80 bytes, no terminator";
-
-  EXPECT_TRUE(!hstD_BeamHolder().FESystemSubobject());
-  EXPECT_EQ(Lines(), "**ERROR hstD_BeamHolder::FESystemSubobject: called on an empty holder\n");
-}
-
 TEST_F(HostClasses, AreStoredAndOpenedAsWhatTheyAre) {
+  const gbb_Class beamClass = hstD_BeamInterface::StaticClass();
+  Model a(Path());
+  addTo(a.sim);
   {
-    Model a(Path());
-    addTo(a.sim);
     hstD_BeamHolder holder = hstD_Beam::New("beam", {}, {}, 2.5, tagsOf({"x", "", "z"}), 0);
     const hstD_Beam beam = holder.Get();
     EXPECT_STREQ(holder.FESystemSubobject().Get().systemName().cStr(), "beam");
@@ -98,7 +89,7 @@ TEST_F(HostClasses, AreStoredAndOpenedAsWhatTheyAre) {
     const fesD_FESystem system = a.mesh.systems().add(std::move(holder));
     EXPECT_TRUE(!holder && hstD_Beam(system) == beam);
     EXPECT_TRUE(gbb_Handle(system) == gbb_Handle(beam));
-    EXPECT_TRUE(gbb_Handle(system).Class() == hstD_BeamInterface::StaticClass()) << "most derived";
+    EXPECT_TRUE(gbb_Handle(system).Class() == beamClass) << "most derived";
     a.mesh.systems().add(System("plain"));
     EXPECT_TRUE(!hstD_Beam(a.mesh.systems().get(1))) << "unrelated: empty, without a line";
     // Bound by now.
@@ -108,14 +99,14 @@ TEST_F(HostClasses, AreStoredAndOpenedAsWhatTheyAre) {
     part.XInt(INT_MIN);
     beam.parts().add(hstD_Part::New(0)).XInt(2);
   }
-  msfD_Root root(0);
-  const msfD_Sim sim = root.openSim(Path().c_str(), "", -1);
-  EXPECT_TRUE(!MeshOf(sim).systems().get(0));
-  EXPECT_EQ(Lines(), "**ERROR fesD_FESystemHolder::Open: class " +
-                         std::string(hstD_BeamInterface::StaticClass().ClassID().text, 80) +
-                         " is not registered\n");
+  a.Reopen();
+  const msfD_Sim& sim = a.sim;
+  EXPECT_TRUE(!a.mesh.systems().get(0));
+  EXPECT_EQ(Lines(), "**ERROR fesD_FESystemHolder::Open: class " + std::string(beamClass.ClassID().text, 80) +
+                         " is not registered\n")
+      << "80 bytes, no terminator";
   addTo(sim);
-  const fesD_FESystem system = MeshOf(sim).systems().get(0);
+  const fesD_FESystem system = a.mesh.systems().get(0);
   EXPECT_STREQ(system.systemName().cStr(), "renamed");
   const hstD_Beam beam(system);
   ASSERT_FALSE(!beam);
@@ -137,13 +128,17 @@ TEST_F(HostClasses, AreStoredAndOpenedAsWhatTheyAre) {
   EXPECT_TRUE(!hstD_Frame::New(0).Get().only());
 }
 
+// Into a file that described_test.py reads, where the environment says.
 TEST_F(HostClasses, KeepMembersOfEveryType) {
-  Model a(Path());
+  const char* const named = std::getenv("PDM_HOST_FILE");
+  Model a(named != nullptr ? named : Path());
   addTo(a.sim);
-  const hstD_Beam beam(a.mesh.systems().add(hstD_Beam::New("beam", {}, {}, 1, {}, 0)));
+  const hstD_Beam beam(a.mesh.systems().add(hstD_Beam::New("beam", {}, {}, 2.5, tagsOf({"x", "", "z"}), 0)));
+  for (const int x : {1, 2})
+    beam.parts().add(hstD_Part::New(0)).XInt(x);
   {
     hstD_EverythingAccess access(beam.Everything(hstD_Everything::New(0)));
-    const Filler fill{a.sim.distributionService().Context()};
+    const Filler fill{ContextOf(a.sim)};
     gbb_ForEach<gbb_MemberTable<hstD_EverythingTraits>::Members>(
         [&](auto member) { fill(access.members()->*member.kField); });
     access.commit();
@@ -152,40 +147,30 @@ TEST_F(HostClasses, KeepMembersOfEveryType) {
     const bool flag = beam.everything().singleBool();
     EXPECT_EQ(std::memcmp(&flag, "\1", 1), 0);
   }
-  a.root.closeSim(a.sim);
-  const msfD_Sim sim = a.root.openSimReadOnly(Path().c_str(), "", -1);
-  addTo(sim);
-  const hstD_Everything everything = hstD_Beam(MeshOf(sim).systems().get(0)).everything();
+  a.Reopen();
+  addTo(a.sim);
+  const hstD_Everything everything = hstD_Beam(a.mesh.systems().get(0)).everything();
   int members = 0;
   gbb_ForEachMember(everything, [&](auto member, const auto& value) {
     std::remove_cvref_t<decltype(value)> wanted{};
-    Filler{sim.distributionService().Context()}(wanted);
+    Filler{ContextOf(a.sim)}(wanted);
     EXPECT_TRUE(same(wanted, value)) << member.name();
     ++members;
   });
   EXPECT_EQ(members, 44);
 }
 
-// A file for described_test.py, where the environment says.
-TEST_F(HostClasses, WriteAFileForOtherPrograms) {
-  const char* const named = std::getenv("PDM_HOST_FILE");
-  Model a(named != nullptr ? named : Path());
-  addTo(a.sim);
-  const hstD_Beam beam(a.mesh.systems().add(hstD_Beam::New("beam", {}, {}, 2.5, tagsOf({"x", "", "z"}), 0)));
-  for (const int x : {1, 2})
-    beam.parts().add(hstD_Part::New(0)).XInt(x);
-  hstD_EverythingAccess access(beam.Everything(hstD_Everything::New(0)));
-  const Filler fill{a.sim.distributionService().Context()};
-  gbb_ForEach<gbb_MemberTable<hstD_EverythingTraits>::Members>(
-      [&](auto member) { fill(access.members()->*member.kField); });
-  access.commit();
-  EXPECT_EQ(beam.everything().listString().count(), kMany);
-}
+TEST_F(HostClasses, MoveWholeOrNotAtAllAndTraceTheBasePartUnderItsOwnName) {
+  hstD_BeamHolder holder = hstD_Beam::New("beam", {}, {}, 1, {}, 0);
+  EXPECT_EQ(holder.Flags(), 1u);
+  fesD_FESystemHolder base = holder;
+  EXPECT_TRUE(!holder && !!base && !fesD_FESystemHolder(hstD_BeamHolder()));
+  EXPECT_STREQ(base.Get().systemName().cStr(), "beam");
+  base.Close(); // destroys the beam, not only its part
+  EXPECT_TRUE(!holder.FESystemSubobject());
+  EXPECT_EQ(Lines(), "**ERROR hstD_BeamHolder::FESystemSubobject: called on an empty holder\n");
 
-TEST_F(HostClasses, TraceTheBasePartUnderItsOwnName) {
-  Model a(Path());
-  addTo(a.sim);
-  a.mesh.systems().add(hstD_Beam::New("beam", {}, {}, 1, {}, 1));
+  Model(Path()).mesh.systems().add(hstD_Beam::New("beam", {}, {}, 1, {}, 1));
   EXPECT_EQ(Lines(), "hstD_BeamImpl::Bind\n"
                      "hstD_BeamImpl::CreateMembers: creating hstD_BeamMembers\n"
                      "hstD_BeamImpl::BindMembers: saving hstD_BeamMembers\n"
@@ -193,16 +178,4 @@ TEST_F(HostClasses, TraceTheBasePartUnderItsOwnName) {
                      "fesD_FESystemImpl::CreateMembers: creating fesD_FESystemMembers\n"
                      "fesD_FESystemImpl::BindMembers: saving fesD_FESystemMembers\n"
                      "gbb_ArrayImpl::Bind\n");
-}
-
-TEST_F(HostClasses, MoveWholeOrNotAtAll) {
-  Model a(Path());
-  addTo(a.sim);
-  hstD_BeamHolder holder = hstD_Beam::New("beam", {}, {}, 1, {}, 0);
-  EXPECT_EQ(holder.Flags(), 1u);
-  fesD_FESystemHolder base = holder;
-  EXPECT_TRUE(!holder && !!base);
-  EXPECT_STREQ(base.Get().systemName().cStr(), "beam");
-  base.Close(); // destroys the beam, not only its part
-  EXPECT_TRUE(!fesD_FESystemHolder(hstD_BeamHolder()));
 }

@@ -11,36 +11,34 @@ import stat
 import struct
 import subprocess
 import sys
-import tempfile
 import unittest
 
 import h5py
 import numpy as np
 
 import exo_make
+import programs
 from pdm_reader import content
 
 PDMSIM, DYING = sys.argv[1:3]
 MESH = "sim/discreteModel/mesh"
 
 
-def run(*args, timeout=60):
+def run(*args):
     # HDF5 loses memory of its own on damaged files, which a build with sanitizers would tell.
-    env = os.environ | {"ASAN_OPTIONS": "detect_leaks=0"}
-    return subprocess.run([PDMSIM, *map(str, args)], capture_output=True, timeout=timeout, env=env)
+    return programs.run(PDMSIM, *args, ASAN_OPTIONS="detect_leaks=0")
 
 
-class Case(unittest.TestCase):
+class Case(programs.Case):
     @classmethod
     def setUpClass(cls):
-        cls.home = pathlib.Path(tempfile.mkdtemp(prefix="pdmsim-check-"))
-        cls.addClassCleanup(shutil.rmtree, cls.home)
+        cls.home = programs.folder(cls.addClassCleanup)
         mesh = exo_make.write(cls.home / "mesh.exo", width=200, **exo_make.everything())
         cls.sound = cls.home / "sound.pdm"
-        done = run("import", mesh, cls.sound, "--quiet")
-        assert done.returncode == 0, done.stderr
+        assert run("import", mesh, cls.sound, "--quiet").returncode == 0
 
     def setUp(self):
+        super().setUp()
         self.file = pathlib.Path(shutil.copy(self.sound, self.home / "file.pdm"))
         self.addCleanup(self.file.unlink, missing_ok=True)
 
@@ -62,11 +60,9 @@ class Check(Case):
 
     def test_what_cannot_be_read(self):
         self.file.write_bytes(self.sound.read_bytes()[:-2000])
-        for name, says in (("none", b"No such file"), ("file.pdm", b"truncated"), ("", b"directory")):
+        for name, says in (("none", "No such file"), ("file.pdm", "truncated"), ("", "directory")):
             for command in (("check",), ("check", "--untrusted"), ("compact",), ("recover",)):
-                done = run(*command, self.home / name)
-                self.assertEqual((done.returncode, done.stdout, done.stderr.count(b"\n")), (2, b"", 1), done)
-                self.assertIn(says, done.stderr)
+                self.refused(2, PDMSIM, *command, self.home / name, says=[says])
 
     def test_damage_has_a_kind_and_a_place(self):
         def stream(path, at, data, keep_sum=False):
@@ -239,13 +235,10 @@ class Compact(Case):
         self.assertEqual(run("compact", self.file, "-o", tight).returncode, 0)
         self.assertEqual(run("compact", self.file, "-o", tight).returncode, 2)  # not without --force
         self.assertEqual((self.file.stat().st_size, content(self.file)), (before, wanted))
-        done = run("compact", self.file, "--json")
-        self.assertEqual((done.returncode, done.stderr), (0, b""))
-        report = json.loads(done.stdout)
+        report = json.loads(self.done(PDMSIM, "compact", self.file, "--json"))
         self.assertEqual((report["before"], report["after"]), (before, self.file.stat().st_size))
         for file in (self.file, tight):
-            found = content(file)
-            self.assertEqual(found, wanted)
+            self.assertEqual(content(file), wanted)
             self.assertLess(file.stat().st_size, self.sound.stat().st_size * 1.02 + 2048)
         self.assertEqual(stat.S_IMODE(self.file.stat().st_mode), 0o640)
         self.assertEqual(self.check(), (0, set()))
@@ -266,8 +259,7 @@ class Compact(Case):
         for flags in ((), ("--untrusted",)):
             self.assertEqual(self.check(*flags), (0, notes))
         wanted = content(self.file)
-        done = run("compact", self.file)
-        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.done(PDMSIM, "compact", self.file)
         self.assertEqual((content(self.file) == wanted, chunks(), self.check()), (True, before, (0, notes)))
         # A file that says to hold what it does not is another matter.
         with h5py.File(self.file, "r+", libver=("v108", "v108")) as file:
@@ -284,8 +276,7 @@ class Compact(Case):
                 with h5py.File(self.file, "r+", libver=("v108", "v108")) as file:
                     del file["store/distributions/2"]
             before = self.file.read_bytes()
-            done = subprocess.run([*before_it, PDMSIM, "compact", self.file], capture_output=True, timeout=60)
-            self.assertEqual((done.returncode, done.stderr.count(b"\n")), (code, 1), done)
+            self.refused(code, *before_it, PDMSIM, "compact", self.file)
             self.assertEqual(self.file.read_bytes(), before)
             self.assertEqual(sorted(os.listdir(self.home)), ["file.pdm", "mesh.exo", "sound.pdm"])
 

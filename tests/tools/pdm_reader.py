@@ -197,11 +197,6 @@ class System(Store):
         self.base = members(group["#base"], "FESystem")
         self.name = self.base["systemName"].decode()
 
-    def collection(self, member):
-        """Name and items of a collection."""
-        collection = self.own[member]
-        return self.file[f"store/collections/{collection}"].attrs["name"].decode(), self.items(collection)
-
     def order(self):
         return self.set_data(self.own["solverDofOrdering"])
 

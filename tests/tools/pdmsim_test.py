@@ -9,7 +9,6 @@ import shutil
 import signal
 import subprocess
 import sys
-import tempfile
 import time
 import unittest
 
@@ -18,13 +17,15 @@ import netCDF4
 import numpy as np
 
 import exo_make
+import programs
 from pdm_reader import Sim
 
 PDMSIM, MESHES = sys.argv[1], pathlib.Path(sys.argv[2])
+QUAD = [{"id": 1, "type": "QUAD4", "conn": [[1, 2, 3, 4]]}]
 
 
-def run(*args, **kw):
-    return subprocess.run([PDMSIM, *map(str, args)], capture_output=True, timeout=120, **kw)
+def run(*args):
+    return programs.run(PDMSIM, *args)
 
 
 def names_of(nc, variable, count):
@@ -33,10 +34,9 @@ def names_of(nc, variable, count):
     return [row.tobytes().split(b"\0")[0].rstrip() for row in nc[variable][:]]
 
 
-class Case(unittest.TestCase):
+class Case(programs.Case):
     def setUp(self):
-        self.dir = pathlib.Path(tempfile.mkdtemp(prefix="pdmsim-"))
-        self.addCleanup(shutil.rmtree, self.dir)
+        super().setUp()
         self.out = self.dir / "out.pdm"
 
     def import_(self, mesh, notes=b""):
@@ -51,20 +51,13 @@ class Case(unittest.TestCase):
         return exo_make.write(self.dir / name, **kw)
 
     def refused(self, code, *args, says=()):
-        """One line on stderr, nothing on stdout, and nobody's file is touched."""
-        before = sorted(os.listdir(self.dir))
-        done = run(*args)
-        self.assertEqual(done.returncode, code, done)
-        self.assertEqual(done.stdout, b"")
-        self.assertEqual(done.stderr.count(b"\n"), 1, done.stderr)
-        for text in says:
-            self.assertIn(text, done.stderr.decode(errors="replace"))
-        self.assertEqual(sorted(os.listdir(self.dir)), before)
+        super().refused(code, PDMSIM, *args, says=says)
 
 
 class Import(Case):
-    def compare(self, path):
-        """The simulation file, decoded by h5py, against the mesh, read by netCDF4."""
+    def compare(self, path, notes=b""):
+        """Imports the mesh: the simulation file, decoded by h5py, against the mesh, read by netCDF4."""
+        summary = self.import_(path, notes)
         nc = netCDF4.Dataset(path)
         self.addCleanup(nc.close)
         nc.set_auto_mask(False)
@@ -167,16 +160,15 @@ class Import(Case):
                 same(drawer.members, nc["node_ns2"][:] - 1)
         for k, name in enumerate(names_of(nc, "nmap_names", size("num_node_maps")), 1):
             same(one(mesh.nodeFields[name]), nc[f"node_map{k}"][:])
-        return sim
+        return sim, summary
 
     def test_real_meshes(self):
         # Counts as the README of the mesh folder has them.
         for name, counts in {"FourBrickHex-large.exo": (125, 64, 4, 0), "annulus-20.exo": (684, 621, 1, 2),
                              "block.exo": (525, 320, 1, 0)}.items():
             with self.subTest(name):
-                summary = self.import_(MESHES / name)
+                sim, summary = self.compare(MESHES / name)
                 self.assertEqual(tuple(summary[k] for k in ("nodes", "elements", "blocks", "sideSets")), counts)
-                sim = self.compare(MESHES / name)
                 if name == "annulus-20.exo":
                     self.assertEqual(set(sim.mesh.surfaces), {b"Inner.Wall", b"Outer.Wall"})
 
@@ -186,27 +178,24 @@ class Import(Case):
                            ("NETCDF3_CLASSIC", {"old_forms": True})):
             with self.subTest(format, **kw):
                 path = self.make(f"{len(os.listdir(self.dir))}.exo", format=format, width=200, **exo_make.everything(), **kw)
-                self.assertEqual([(r["from"], r["to"]) for r in self.import_(path, b"is taken")["renamed"]],
+                _, summary = self.compare(path, b"is taken")
+                self.assertEqual([(r["from"], r["to"]) for r in summary["renamed"]],
                                  [("coordinates", "coordinates_2"), ("time", "time_2")])
-                self.compare(path)
 
     def test_few_dimensions_few_things(self):
         line = [{"id": 1, "type": "BAR2", "conn": [[1, 2], [2, 3]]}]
         for name, mesh in {"line": {"nodes": np.zeros((3, 1)), "blocks": line},
-                           "plane": {"nodes": np.eye(4, 2), "blocks": [{"id": 1, "type": "QUAD4", "conn": [[1, 2, 3, 4]]}]},
+                           "plane": {"nodes": np.eye(4, 2), "blocks": QUAD},
                            "points": {"nodes": np.ones((5, 3))},
                            "void": {"nodes": np.zeros((0, 3)), "blocks": [{"id": 4, "type": "HEX8", "conn": []}]},
                            "steps": {"nodes": np.zeros((3, 1)), "times": [1.0, 2.0]}}.items():
             with self.subTest(name):
-                path = self.make(name + ".exo", **mesh)
-                self.import_(path)
-                self.compare(path)
+                self.compare(self.make(name + ".exo", **mesh))
 
     def test_wide_numbers_and_polygons(self):
         path = self.make(ints="i8", nodes=np.zeros((4, 2)), node_labels=[1, 2, 3, 2**40],
                          blocks=[{"id": 2**35, "type": "QUAD4", "conn": [[1, 2, 3, 4]]}])
-        self.import_(path)
-        self.assertEqual(self.compare(path).mesh.elementSets.keys(), {b"block_34359738368"})
+        self.assertEqual(self.compare(path)[0].mesh.elementSets.keys(), {b"block_34359738368"})
         path = self.make("poly.exo", nodes=np.zeros((6, 2)), blocks=[
             {"id": 1, "type": "nsided", "corners": [3, 5, 4], "conn": [1, 2, 3, 4, 5, 6, 1, 2, 3, 4, 6, 5]}])
         self.import_(path)
@@ -245,8 +234,7 @@ class Import(Case):
         # Found bad only when most is written already: the old file stays.
         self.import_(mesh)
         old = self.out.read_bytes()
-        bad = self.make(nodes=np.zeros((4, 2)), blocks=[{"id": 1, "type": "QUAD4", "conn": [[1, 2, 3, 4]]}],
-                        side_sets=[{"id": 1, "members": [1], "sides": [77]}])
+        bad = self.make(nodes=np.zeros((4, 2)), blocks=QUAD, side_sets=[{"id": 1, "members": [1], "sides": [77]}])
         self.refused(2, "import", bad, self.out, "--force", says=["side_ss1", "77"])
         self.assertEqual(self.out.read_bytes(), old)
 
@@ -280,8 +268,7 @@ class BadMeshes(Case):
         self.refused(2, "import", self.dir / "none", self.out, says=["No such file"])
 
     def test_meshes_that_contradict_themselves(self):
-        mesh = lambda **kw: dict(dict(nodes=np.zeros((4, 2)), blocks=[
-            {"id": 1, "type": "QUAD4", "conn": [[1, 2, 3, 4]]}]), **kw)
+        mesh = lambda **kw: dict(dict(nodes=np.zeros((4, 2)), blocks=QUAD), **kw)
         times = dict(times=[0.0, 1.0], elem_vars={"s": {0: np.zeros((2, 1))}})
 
         def retype(nc, name, kind, dims):
@@ -316,12 +303,10 @@ class Show(Case):
     def setUp(self):
         super().setUp()
         self.mesh = exo_make.everything()
-        self.assertEqual(run("import", self.make(width=200, **self.mesh), self.out, "--quiet").returncode, 0)
+        self.done(PDMSIM, "import", self.make(width=200, **self.mesh), self.out, "--quiet")
 
     def show(self, *args):
-        done = run("show", self.out, *args, "--json")
-        self.assertEqual((done.returncode, done.stderr), (0, b""))
-        return json.loads(done.stdout)
+        return json.loads(self.done(PDMSIM, "show", self.out, *args, "--json"))
 
     def test_tree(self):
         tree = self.show()

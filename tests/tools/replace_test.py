@@ -4,18 +4,17 @@ Usage: replace_test.py PDMSIM PROGRAM_THAT_DIES WATCH_LIBRARY [unittest argument
 
 import fcntl
 import os
-import pathlib
 import shutil
 import stat
 import struct
 import subprocess
 import sys
-import tempfile
 import unittest
 
 import numpy as np
 
 import exo_make
+import programs
 from pdm_reader import content
 
 PDMSIM, DYING, WATCH = sys.argv[1:4]
@@ -24,15 +23,14 @@ ROUNDS = 12  # kills of each command
 
 
 def run(*args, **env):
-    return subprocess.run([PDMSIM, *map(str, args)], capture_output=True, timeout=60, env=os.environ | env)
+    return programs.run(PDMSIM, *args, **env)
 
 
-class Replace(unittest.TestCase):
+class Replace(programs.Case):
     @classmethod
     def setUpClass(cls):
         os.umask(0)  # what is not kept shut is open
-        cls.home = pathlib.Path(tempfile.mkdtemp(prefix="pdmsim-replace-")).resolve()
-        cls.addClassCleanup(shutil.rmtree, cls.home)
+        cls.home = programs.folder(cls.addClassCleanup)
         cls.place = cls.home / "place"
         cls.file, cls.journal = cls.place / "file.pdm", cls.place / "file.pdm-journal"
         mesh = exo_make.write(cls.home / "old.exo", width=200, **exo_make.everything())
@@ -64,8 +62,7 @@ class Replace(unittest.TestCase):
             old = self.look(target)
             self.prepare()
             told = self.home / "told"
-            done = run(*command, LD_PRELOAD=WATCH, PDM_WATCH=str(self.place), PDM_TOLD=str(told))
-            self.assertEqual((done.returncode, done.stderr), (0, b""))
+            self.done(PDMSIM, *command, LD_PRELOAD=WATCH, PDM_WATCH=str(self.place), PDM_TOLD=str(told))
             new = self.look(target)
             calls, *events = told.read_text().split("\n")
             self.check_order([event.split(" ") for event in events if event], target.name)
@@ -79,8 +76,7 @@ class Replace(unittest.TestCase):
                         status = left.stat()
                         self.assertFalse(status.st_size and stat.S_IMODE(status.st_mode) & ~MODE, left)
                     self.assertIn(self.look(target), (old, new))
-                    done = run(*command, *(["--force"] if "-o" in command else []))
-                    self.assertEqual((done.returncode, done.stderr), (0, b""))
+                    self.done(PDMSIM, *command, *(["--force"] if "-o" in command else []))
                     self.assertEqual(sorted(os.listdir(self.place)), sorted({"file.pdm", target.name}))
                     self.assertEqual(self.look(target), new)
                     # One that was killed before it opened a new file for others leaves it closed.
@@ -92,31 +88,28 @@ class Replace(unittest.TestCase):
         of_file = [e[0] for e in events[:renamed] if e[1] == inode]
         self.assertEqual((of_file[-1], events[renamed + 1][0]), ("sync", "directory"))
 
+    def refused(self, command):
+        """In one line, and what is there stays as it is."""
+        now = lambda: {one.name: (one.read_bytes(), one.stat().st_ino) for one in self.place.iterdir()}
+        before, done = now(), run(*command)
+        self.assertEqual((done.returncode, done.stderr.count(b"\n"), now() == before), (2, 1, True), done)
+        return done.stderr
+
     def test_somebody_else_has_it_open(self):
         live = (1 << 62) + 1  # the byte that live readers share
         for lock in (lambda fd: fcntl.flock(fd, fcntl.LOCK_SH), lambda fd: fcntl.flock(fd, fcntl.LOCK_EX),
                      lambda fd: fcntl.fcntl(fd, fcntl.F_OFD_SETLK, struct.pack("hhqqi4x", fcntl.F_RDLCK, 0, live, 1, 0))):
             for command in self.commands[:2]:
                 self.prepare(hot=False)
-                before = self.file.read_bytes(), self.file.stat().st_ino
                 with open(self.file, "r+b") as held:
                     lock(held)
-                    done = run(*command)
-                    self.assertEqual((done.returncode, done.stderr.count(b"\n")), (2, 1), done)
-                    self.assertIn(b"open", done.stderr)
-                self.assertEqual(os.listdir(self.place), ["file.pdm"])
-                self.assertEqual((self.file.read_bytes(), self.file.stat().st_ino), before)
+                    self.assertIn(b"open", self.refused(command))
 
     def test_journal_that_cannot_be_applied(self):
         for command in self.commands[:2]:
             self.prepare()
-            junk = b"no journal at all" * 500
-            self.journal.write_bytes(junk)
-            before = self.file.read_bytes()
-            done = run(*command)
-            self.assertEqual((done.returncode, done.stderr.count(b"\n")), (2, 1), done)
-            self.assertEqual((self.file.read_bytes(), self.journal.read_bytes()), (before, junk))
-            self.assertEqual(len(os.listdir(self.place)), 2)
+            self.journal.write_bytes(b"no journal at all" * 500)
+            self.refused(command)
 
 
 if __name__ == "__main__":
