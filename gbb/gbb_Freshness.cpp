@@ -12,7 +12,10 @@ gbb_Freshness::Answer gbb_Freshness::Look(const gbb_Path& path, const hdf_Group&
   if (!path.IsRemoved()) {
     if (!path.Root())
       return kSame;
-    if (ORXSimContextRef(gbb_ContextOf(path)).Epoch() <= m_seen) {
+    const ORXSimContextID context = gbb_ContextOf(path);
+    if (context.IsNull()) // nothing is known yet
+      return kSame;
+    if (ORXSimContextRef(context).Epoch() <= m_seen) {
       Keep();
       return kSame;
     }

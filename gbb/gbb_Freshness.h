@@ -30,6 +30,9 @@ class PDM_CORE_API gbb_Freshness {
   bool Holds() const { return m_seen == ORXSimManager::Epochs(); }
   /// What is kept is what the file says now.
   void Keep() { m_seen = ORXSimManager::Epochs(); }
+  /// What is kept is what the file was when Epochs() had that number: a bind takes it before its first write,
+  /// so that what a part of it took back is not missed.
+  void KeepOf(std::uint64_t epochs) { m_seen = epochs; }
   /// What is kept is not known to be what the file says: the next use looks.
   void Doubt() { m_seen = 0; }
   /// True between Doubt() and the look that ends it, and for ever after kGone.

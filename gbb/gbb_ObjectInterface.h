@@ -57,6 +57,11 @@ class PDM_CORE_API gbb_InterfaceOf : public Base {
     if (interface != nullptr)
       interface->m_implementation = implementation;
   }
+  /// The end of an implementation: an interface that speaks for another one by now goes on doing so.
+  static void Detach(gbb_InterfaceOf& interface, const typename Traits::Impl* implementation) {
+    if (interface.m_implementation == implementation)
+      interface.m_implementation = nullptr;
+  }
 
  private:
   typename Traits::Impl* m_implementation = nullptr;

@@ -93,7 +93,7 @@ msfD_SimImpl::msfD_SimImpl(msfD_SimInterface* outer, gbb_Root root, int index, O
 }
 
 msfD_SimImpl::~msfD_SimImpl() {
-  Attach(m_interface, nullptr);
+  Detach(*m_interface, this);
   m_children = {};
   ORXSimManager::CloseContext(m_context);
 }
@@ -126,13 +126,14 @@ void msfD_SimImpl::Bind(ORXSimContextID context, const gbb_Group& group) {
   }
   const gbb_Call call(gbb_HeadOf<msfD_SimTraits, "Impl::Bind">());
   ORXSimUpdate update(context);
+  const std::uint64_t before = ORXSimManager::Epochs();
   m_context = context;
   m_group = group;
   m_group.WriteClass(m_interface->Class().ClassID());
   SchemaSnapshot().Describe(context, msfD_SimTraits::kPersistentName, msfD_SimTraits::kDescription);
   m_children.Bind(Owner());
   m_connected = true;
-  m_freshness.Keep();
+  m_freshness.KeepOf(before);
   gbb_CommitBound(update, context);
 }
 

@@ -90,6 +90,7 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
       err_Write("** ERROR gbb_ArrayImpl::Bind: called for a connected object\n");
       return;
     }
+    const std::uint64_t before = ORXSimManager::Epochs();
     m_group = group;
     for (int i = 0; i < m_slots.Length(); ++i) {
       const gbb_Group element = CreateElement(i);
@@ -98,7 +99,7 @@ class gbb_ArrayImpl : public mem_AllocationOperatorsTiny {
     }
     m_group.UpdateSize(m_slots.Length());
     m_connected = true;
-    m_freshness.Keep();
+    m_freshness.KeepOf(before);
   }
 
   /// Goes on with a walk: the next component is an element's number.

@@ -63,7 +63,7 @@ void gbb_ObjectImpl<Traits>::AttachTo(InterfaceType* outer) {
 
 template <class Traits>
 gbb_ObjectImpl<Traits>::~gbb_ObjectImpl() {
-  InterfaceType::Attach(m_interface, nullptr);
+  InterfaceType::Detach(*m_interface, static_cast<typename Traits::Impl*>(this));
   delete m_members;
 }
 
@@ -129,6 +129,7 @@ void gbb_ObjectImpl<Traits>::Bind(const gbb_Group& group) {
   const ORXSimQuiet quiet;
   const ORXSimContextID context = Context();
   ORXSimUpdate update(context);
+  const std::uint64_t before = ORXSimManager::Epochs();
   m_group = group;
   if (m_group.WriteClass(m_interface->Class().ClassID()))
     BindMembers(context);
@@ -136,7 +137,7 @@ void gbb_ObjectImpl<Traits>::Bind(const gbb_Group& group) {
   m_base.Bind(m_group);
   m_children.Bind(Owner());
   m_connected = true;
-  m_freshness.Keep();
+  m_freshness.KeepOf(before);
   gbb_CommitBound(update, context);
 }
 

@@ -152,3 +152,13 @@ TEST_F(Own, SpeaksForASim) {
   opened.Bind(again, stored);
   EXPECT_EQ(Lines(), "** ERROR msfD_SimImpl::Bind: called for a connected object\n");
 }
+
+TEST_F(Own, SpeaksForTheObjectThatItOpenedLast) {
+  Model a(Path());
+  const gbb_Group group = GroupAt(a.sim, {"sim", "discreteModel", "mesh"});
+  msfD_MeshInterface own;
+  msfD_MeshHolder holder = msfD_MeshHolder::Open(&own, a.mesh.Path().Parent(), 6, group, 0);
+  holder = msfD_MeshHolder::Open(&own, a.mesh.Path().Parent(), 6, group, 0);
+  EXPECT_TRUE(!!holder.Get() && msfD_Mesh(gbb_Handle(holder.Get())) == holder.Get());
+  EXPECT_TRUE(own.Path() == holder.Get().Path());
+}

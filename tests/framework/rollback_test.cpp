@@ -231,3 +231,18 @@ TEST_F(Rollback, WhatCannotBeReadForAMomentIsNotForgotten) {
   EXPECT_TRUE(systems.count() == 2 && systems.get(0) == first);
   Lines();
 }
+
+// The child's name is taken, and what the child takes back is the whole bind.
+TEST_F(Rollback, ABindWhosePartFailedKeepsNothing) {
+  ORXSimUpdate update(Context());
+  const gbb_Group group = GroupOf(Context(), "taken");
+  EXPECT_TRUE(!!group.Object().GroupCreate("mesh", 0));
+  EXPECT_TRUE(update.Commit());
+  msfD_DiscreteModelHolder holder = msfD_DiscreteModel::New(m.nodes, {}, 0);
+  holder.Get().Mesh(msfD_Mesh::New({}, {}, 0));
+  holder.SetPath(m.model.Path().Parent(), 0);
+  holder.Bind(group);
+  EXPECT_THAT(Lines(), HasSubstr("**ERROR msfD_DiscreteModelHolder::Bind: "));
+  EXPECT_TRUE(holder.Get().vectors().IsNull());
+  EXPECT_THAT(Lines(), HasSubstr("LoadMembers: error 2"));
+}
