@@ -57,8 +57,9 @@ class PDM_CORE_API gbb_InterfaceOf : public Base {
     if (interface != nullptr)
       interface->m_implementation = implementation;
   }
-  /// The end of an implementation: an interface that speaks for another one by now goes on doing so.
-  static void Detach(gbb_InterfaceOf& interface, const typename Traits::Impl* implementation) {
+  /// The end of an implementation: an interface that speaks for another one by now goes on doing so. The
+  /// derived parts of the implementation may be gone already, so it comes as what every object is.
+  static void Detach(gbb_InterfaceOf& interface, const gbb_ObjectInterface* implementation) {
     if (interface.m_implementation == implementation)
       interface.m_implementation = nullptr;
   }

@@ -63,7 +63,7 @@ void gbb_ObjectImpl<Traits>::AttachTo(InterfaceType* outer) {
 
 template <class Traits>
 gbb_ObjectImpl<Traits>::~gbb_ObjectImpl() {
-  InterfaceType::Detach(*m_interface, static_cast<typename Traits::Impl*>(this));
+  InterfaceType::Detach(*m_interface, this);
   delete m_members;
 }
 
