@@ -19,17 +19,19 @@ BELOW_FILE = PLATFORM[:2] + [f"{FILE}/*.h", JOURNAL]
 # A file's room is the first of these that its path begins with; beside it stands what it may include as well.
 LIBRARY = ["omi", "kda", "gbb", "gbb/pattern"]
 USER = PLATFORM + LIBRARY + ["generated", "fes", "msf", "lib"]  # what stands on the library as a whole
+JOURNAL_ROOMS = [f"{JOURNAL}/{room}" for room in ("files", "journal", "pages", "opening", "commit", "driver")]
 TOOLS = [f"tools/pdmsim/{room}" for room in ("cli", "show", "check", "dofs", "import", "import/exodus")]
 ROOMS = {
     "platform/UTI_CoreUtils": [],
     "platform/UTI_BasicUtils": PLATFORM[:1],
     "platform/DDB_HdxInterface": PLATFORM[:1],
+    **{room: [JOURNAL, *JOURNAL_ROOMS[:place]] for place, room in enumerate(JOURNAL_ROOMS)},
     JOURNAL: [],
     f"{FILE}/objects": BELOW_FILE,
     f"{FILE}/bulk": BELOW_FILE + [f"{FILE}/objects"],
     f"{FILE}/inspect": BELOW_FILE + [f"{FILE}/objects"],
+    f"{FILE}/contexts": BELOW_FILE + [f"{FILE}/objects", f"{FILE}/bulk", f"{FILE}/inspect"],
     f"{FILE}/*.h": PLATFORM[:2],
-    f"{FILE}/*.cpp": BELOW_FILE + [f"{FILE}/objects", f"{FILE}/bulk", f"{FILE}/inspect"],
     "omi": PLATFORM,
     "kda": PLATFORM + ["omi"],
     "gbb/pattern": PLATFORM + ["omi", "kda", "gbb"],
@@ -80,7 +82,7 @@ def wrong(path, target, name):
         knows_hdf5 = here.startswith((FILE, JOURNAL)) and here != f"{FILE}/*.h"
         return "no HDF5 header" if HDF5.match(name) and not knows_hdf5 else None
     there = room_of(target)
-    if there == JOURNAL != here and name != "H5Journal/H5Journal.h":
+    if there.startswith(JOURNAL) and not here.startswith(JOURNAL) and name != "H5Journal/H5Journal.h":
         return "H5Journal/H5Journal.h alone"
     return None if there == here or there in ROOMS[here] else "only " + (", ".join(ROOMS[here]) or "its own room")
 

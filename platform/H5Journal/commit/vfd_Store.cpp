@@ -15,16 +15,12 @@ constexpr std::size_t kLargeCall = std::size_t{256}
 } // namespace
 
 vfd_Store::vfd_Store(const vfd_Options& options)
-    : m_options(options), m_owner(::getpid()), m_forks(vfd_Forks()), m_image(m_files.main, m_files.journal),
-      m_spillAt(SpillLimit()), m_registered(*this) {}
+    : m_options(options), m_image(m_files.main, m_files.journal), m_spillAt(SpillLimit()),
+      m_registered(options.readOnly, options.live) {}
 
 vfd_Store::~vfd_Store() {
   CutOff();
   Finish();
-}
-
-bool vfd_Store::Forked() const {
-  return vfd_Forks() != m_forks || ::getpid() != m_owner;
 }
 
 bool vfd_Store::Read(std::uint64_t address, std::size_t count, void* bytes) const {
@@ -76,7 +72,7 @@ bool vfd_Store::WriteMain(std::uint64_t address, std::size_t count, const void* 
 }
 
 bool vfd_Store::Write(std::uint64_t address, std::size_t count, const void* bytes) {
-  if (m_closing == Closing::kDiscard || vfd_Forks() != m_forks)
+  if (m_closing == Closing::kDiscard || m_owner.ForkedAsFarAsTold())
     return true;
   if (m_options.readOnly || address + count > kVfdLargest) {
     errno = m_options.readOnly ? EROFS : EFBIG;
@@ -137,7 +133,7 @@ void vfd_Store::CutWritten() {
 }
 
 bool vfd_Store::SetEnd(std::uint64_t end) {
-  if (m_closing == Closing::kDiscard || m_options.readOnly || vfd_Forks() != m_forks)
+  if (m_closing == Closing::kDiscard || m_options.readOnly || m_owner.ForkedAsFarAsTold())
     return true;
   m_eof = end;
   if (!m_options.Scratch()) {

@@ -97,7 +97,7 @@ class vfd_Store {
   bool IsNew() const { return !m_temporary.empty(); } // no commit point yet
   bool ReadOnly() const { return m_options.readOnly; }
   bool Live() const { return m_options.live; }
-  bool Forked() const;
+  bool Forked() const { return m_owner.Forked(); }
   const vfd_FileIdentity& Identity() const { return m_files.main.Identity(); }
   const vfd_Place& Place() const { return m_files.place; }
   const vfd_MainFile& Main() const { return m_files.main; }
@@ -126,7 +126,7 @@ class vfd_Store {
 
   explicit vfd_Store(const vfd_Options& options);
 
-  // opening/vfd_StoreOpen.cpp
+  // vfd_StoreOpen.cpp
   bool OpenMain(bool again);
   bool ShowJournal(bool upToDamage);
   void ReadSpare();
@@ -189,8 +189,7 @@ class vfd_Store {
   void NoteSpare();
 
   vfd_Options m_options;
-  pid_t m_owner;
-  unsigned m_forks;        // vfd_Forks() of the owner
+  vfd_Owner m_owner;
   std::string m_temporary; // the main file's name until the first commit point; "" afterwards
   vfd_Files m_files;
   vfd_Descriptor m_replaced;                   // the locked file that the first commit point replaces

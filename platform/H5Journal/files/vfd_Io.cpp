@@ -41,11 +41,18 @@ bool fillWithZeros(int descriptor, std::uint64_t end) {
 }
 } // namespace
 
-// Counted, since asking the system at every write would cost more than all other checks together.
-unsigned vfd_Forks() {
+// Forks are counted, since asking the system at every write would cost more than all other checks together.
+vfd_Owner::vfd_Owner() : m_process(::getpid()), m_forks(s_forks) {
   static const bool s_counts = ::pthread_atfork(nullptr, nullptr, [] { ++s_forks; }) == 0;
   static_cast<void>(s_counts);
-  return s_forks;
+}
+
+bool vfd_Owner::Forked() const {
+  return ForkedAsFarAsTold() || ::getpid() != m_process;
+}
+
+bool vfd_Owner::ForkedAsFarAsTold() const {
+  return s_forks != m_forks;
 }
 
 std::uint64_t vfd_Random() {

@@ -38,8 +38,19 @@ struct vfd_FileIdentity {
   static bool Of(int descriptor, vfd_FileIdentity& identity);
 };
 
-/// How often this process has become another one by fork(), as far as the system's libraries tell. Cheap.
-unsigned vfd_Forks();
+/// The process that made this, which a child made by fork() is not.
+class vfd_Owner {
+ public:
+  vfd_Owner();
+  /// Exact.
+  bool Forked() const;
+  /// The same as far as the system's libraries tell; cheap enough to be asked at every write.
+  bool ForkedAsFarAsTold() const;
+
+ private:
+  pid_t m_process;
+  unsigned m_forks; // how often the process had become another one
+};
 
 /// A number that nobody can guess, and not 0.
 std::uint64_t vfd_Random();

@@ -1,7 +1,5 @@
 #include <H5Journal/opening/vfd_Registry.h>
 
-#include <H5Journal/commit/vfd_Store.h>
-
 #include <mutex>
 #include <new>
 #include <pthread.h>
@@ -18,7 +16,7 @@ void beginAnew() {
 }
 } // namespace
 
-vfd_Registered::vfd_Registered(const vfd_Store& store) : m_store(store) {
+vfd_Registered::vfd_Registered(bool readOnly, bool live) : m_readOnly(readOnly), m_live(live) {
   static const bool s_child = ::pthread_atfork(nullptr, nullptr, &beginAnew) == 0;
   static_cast<void>(s_child);
   const std::lock_guard lock(s_guard);
@@ -43,8 +41,7 @@ void vfd_Registered::Has(const vfd_FileIdentity& file) {
 bool vfd_Registered::InTheWay(const vfd_FileIdentity& file, bool readOnly, bool live) {
   const std::lock_guard lock(s_guard);
   for (const vfd_Registered* at = s_first; at != nullptr; at = at->m_next)
-    if (at->m_file == file && !at->m_store.Forked() && !(at->m_store.ReadOnly() && readOnly) &&
-        !at->m_store.Live() && !live)
+    if (at->m_file == file && !at->m_owner.Forked() && !(at->m_readOnly && readOnly) && !at->m_live && !live)
       return true;
   return false;
 }

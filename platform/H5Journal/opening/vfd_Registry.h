@@ -2,13 +2,11 @@
 
 #include <H5Journal/files/vfd_Io.h>
 
-class vfd_Store;
-
 /// A store's place among the files that this process has open: the system's locks do not keep a process from
 /// itself. Threads come and go with stores of their own at any time.
 class vfd_Registered {
  public:
-  explicit vfd_Registered(const vfd_Store& store);
+  vfd_Registered(bool readOnly, bool live);
   vfd_Registered(const vfd_Registered&) = delete;
   vfd_Registered& operator=(const vfd_Registered&) = delete;
   ~vfd_Registered();
@@ -20,7 +18,8 @@ class vfd_Registered {
   static bool InTheWay(const vfd_FileIdentity& file, bool readOnly, bool live);
 
  private:
-  const vfd_Store& m_store; // its options and owner never change
+  const vfd_Owner m_owner;
+  const bool m_readOnly, m_live;
   vfd_FileIdentity m_file;
   vfd_Registered* m_next;
 };
