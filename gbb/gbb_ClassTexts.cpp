@@ -65,11 +65,11 @@ bool writeText(const hdf_Group& group, const char* name, std::string_view text) 
 bool bring(ORXSimContextID context, const char* name, std::string_view text) {
   const ORXSimQuiet quiet;
   const hdf_Group root = ORXSimContextRef(context).File().RootGroup();
-  const bool creates = root.Look(kGroup) == ORXSimFound::kMissing;
+  const bool creates = root.LookForLink(kGroup) == ORXSimFound::kMissing;
   const hdf_Group group = creates ? root.GroupCreate(kGroup, 0) : root.GroupOpen(kGroup);
   if (!group) // something else may have the name
     return !creates;
-  const ORXSimFound found = creates ? ORXSimFound::kMissing : group.Look(name);
+  const ORXSimFound found = creates ? ORXSimFound::kMissing : group.LookForLink(name);
   if (found == ORXSimFound::kUnreadable || (found == ORXSimFound::kFound && mayStay(group, name, text)))
     return true;
   return writeText(group, name, text);

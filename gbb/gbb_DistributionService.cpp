@@ -5,6 +5,8 @@
 gbb_DistributionService::gbb_DistributionService(const gbb_Handle& handle) {
   if (handle.Class().IsA(StaticClass()))
     std::memcpy(static_cast<void*>(this), handle.Data(), sizeof *this);
+  if (m_context.Value() == 0) // a handle of nothing: no context has this number
+    m_context = {};
 }
 
 gbb_DistributionService::operator gbb_Handle() const {

@@ -18,7 +18,8 @@ class PDM_CORE_API gbb_ObjectAccess {
   /// The members to change, the same ones until the commit. Null, after a line, when there is no object.
   typename Traits::Members* members();
   /// Hands the members over: a connected object writes all of them to the file at once. Prints a line when
-  /// the write fails; the members are dropped then.
+  /// the write fails; the members are dropped then. So does a commit of members that a rollback, a refresh or
+  /// another access has discarded since members() gave them: nothing is written.
   void commit();
 
  private:

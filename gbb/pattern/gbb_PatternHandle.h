@@ -132,6 +132,9 @@ typename Traits::Members* gbb_ObjectAccess<Traits>::members() {
 template <class Traits>
 void gbb_ObjectAccess<Traits>::commit() {
   const gbb_Call call(gbb_HeadOf<Traits, "Access::commit">());
+  if (m_impl != nullptr && m_members != nullptr && Stale())
+    gbb_Print<"**ERROR ", Traits::kName,
+              "Access::commit: the members have been discarded or taken back since they were asked for\n">();
   Commit();
 }
 

@@ -89,6 +89,8 @@ class ORXSIM_API hdf_Group {
   bool GetObjinfoExists(const char* name) const { return Look(name) == ORXSimFound::kFound; }
   /// As GetObjinfoExists(), and tells a missing link from one that could not be looked for.
   ORXSimFound Look(const char* name) const;
+  /// As Look(), for a link of any kind: one that is not followed takes its name, too.
+  ORXSimFound LookForLink(const char* name) const;
   /// True when the group has an attribute of that name.
   bool AttributeExists(const char* name) const;
   /// Number of child links, -1 on failure.

@@ -83,6 +83,20 @@ class Files(programs.Case):
                         self.put(name, shuffle, **how)
                         self.assertEqual(self.show(), (wanted, ""))
 
+    def test_a_link_in_the_place_of_a_description_is_left_alone(self):
+        for place in ("classes", "classes/com.vertana.FESystem"):
+            for link in (h5py.SoftLink("/nowhere"), h5py.SoftLink("/store"), h5py.ExternalLink("none.h5", "/")):
+                with self.subTest(place, link=type(link)):
+                    self.put("first_model")
+                    with h5py.File(self.file, "a") as file:
+                        file.pop("classes", None)
+                        file[place] = link
+                    run = subprocess.run([PROGRAM, "add", self.file], capture_output=True, timeout=60, text=True)
+                    self.assertEqual((run.returncode, run.stderr), (0, ""))
+                    with h5py.File(self.file) as file:
+                        self.assertEqual(len(file[SYSTEMS]), 2)
+                        self.assertIsInstance(file.get(place, getlink=True), type(link))
+
     def damaged(self, damage):
         """Of the damaged file: what is said, the mesh's nodes, and whether there is a system."""
         self.put("first_model")

@@ -110,7 +110,8 @@ TEST_F(Own, IsOneObjectForEveryHandle) {
   EXPECT_TRUE(!msfD_Mesh(gbb_Handle(nullptr, msfD_MeshInterface::StaticClass())) &&
               !msfD_Sim(gbb_Handle(nullptr, msfD_SimInterface::StaticClass())) &&
               !fesD_FESystem(gbb_Handle(nullptr, fesD_ModalSystemInterface::StaticClass())) &&
-              !gbb_SchemaSnapshot(gbb_Handle(nullptr, gbb_SchemaSnapshot::StaticClass())));
+              !gbb_SchemaSnapshot(gbb_Handle(nullptr, gbb_SchemaSnapshot::StaticClass())) &&
+              !gbb_DistributionService(gbb_Handle(nullptr, gbb_DistributionService::StaticClass())));
 }
 
 TEST_F(Own, SpeaksForASim) {

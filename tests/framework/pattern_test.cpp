@@ -251,6 +251,9 @@ TEST_F(Access, OutlivesTheMembersThatAnotherOneDiscarded) {
   first.members()->faces = a.nodes;
   { msfD_MeshAccess(a.mesh).members(); }
   first.commit();
+  EXPECT_EQ(Lines(),
+            "**ERROR msfD_MeshAccess::commit: the members have been discarded or taken back since they were "
+            "asked for\n");
   a.root.closeSim(a.sim);
   const msfD_Mesh mesh = MeshOf(a.root.openSimReadOnly(Path().c_str(), "", -1));
   msfD_MeshAccess access(mesh);
@@ -258,6 +261,7 @@ TEST_F(Access, OutlivesTheMembersThatAnotherOneDiscarded) {
   mesh.Regions({}); // cannot be written
   EXPECT_THAT(Lines(), testing::StartsWith("**ERROR msfD_Mesh::Regions: " + Path()));
   access.commit();
+  EXPECT_THAT(Lines(), testing::EndsWith("since they were asked for\n"));
   EXPECT_EQ(mesh.nodes().Minor(), a.nodes.Minor());
 }
 

@@ -43,7 +43,9 @@ TEST_F(Rollback, HandlesThatWereHeldAreAsTheLastCommitPoint) {
     EXPECT_EQ(systems.count(), 1);
     EXPECT_TRUE(systems.get(0) == first) << "the same handle";
     EXPECT_TRUE(m.sim.discreteModel() == m.model && m.model.mesh() == m.mesh);
+    EXPECT_EQ(Lines(), "");
     access.commit();
+    EXPECT_THAT(Lines(), testing::StartsWith("**ERROR fesD_FESystemAccess::commit: the members have been"));
     EXPECT_EQ(NameOf(first), "first") << "an access of before the rollback is worth nothing";
   }
   // And what comes then is kept.

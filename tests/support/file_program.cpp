@@ -99,6 +99,8 @@ bool use(const std::string& how, const char* file) {
     return false;
   if (how == "grow")
     grow(sim);
+  if (how == "add")
+    return !!sim.discreteModel().mesh().systems().add(fesD_FESystem::New("added", {}, {}, 0));
   if (how == "die") {
     const msfD_Mesh mesh = sim.discreteModel().mesh();
     mesh.Faces(mesh.nodes());

@@ -14,7 +14,9 @@ namespace {
 using Place = std::shared_ptr<hdf_Context>;
 constexpr std::size_t kFirst = 8;
 constinit std::atomic<Place*> s_blocks[29] = {}; // enough for every int
-constinit std::size_t s_used = 0;                // places given away; under the module's lock
+// Places given away; under the module's lock. The first one is nobody's: an identifier that is all zeros, as
+// in a handle of nothing, means no context.
+constinit std::size_t s_used = 1;
 
 std::size_t blockOf(std::size_t number) {
   return static_cast<std::size_t>(std::bit_width((number + kFirst) / kFirst)) - 1;

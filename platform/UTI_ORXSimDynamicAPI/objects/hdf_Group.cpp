@@ -87,6 +87,15 @@ ORXSimFound hdf_Group::Look(const char* name) const {
   });
 }
 
+ORXSimFound hdf_Group::LookForLink(const char* name) const {
+  return hdf_Look("look up", m_rep.get(), name, [&](hdf_Operation& operation) {
+    if (!operation.Usable() || !hdf_CheckLinkName(operation, name))
+      return false;
+    const htri_t exists = H5Lexists(m_rep->id, name, H5P_DEFAULT);
+    return operation.Check(exists) && exists > 0;
+  });
+}
+
 bool hdf_Group::AttributeExists(const char* name) const {
   return hdf_Call("look up attribute", m_rep.get(), name, [&](hdf_Operation& operation) {
     if (!operation.Usable())
