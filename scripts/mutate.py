@@ -31,7 +31,7 @@ ROOMS = {
     "containers": [],
     "dof": [],
     "framework": ["file_program"],
-    "schema": [],
+    "schema": ["pdmsim"],
     "tools": ["pdmsim", "file_program"],
     "golden": ["pdmsim", "file_program"],
     "modal": ["pdmsim", "modal_analysis", "modal_read"],
