@@ -79,7 +79,7 @@ void hdf_Contexts::Remove(ORXSimContextID id) {
 }
 
 void hdf_Contexts::CloseAll() {
-  for (std::size_t number = 0; number < s_used; ++number)
+  for (std::size_t number = 1; number < s_used; ++number)
     if (Place& context = *placeOf(number); context != nullptr) {
       hdf_Operation operation("close file", context.get());
       context->Close(operation);
