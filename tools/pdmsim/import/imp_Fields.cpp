@@ -13,13 +13,13 @@ ORXSimItemType IntegerType(bool isLong) {
 }
 
 /// True when some number of an integer series needs 64 bits.
-bool NeedsLong(const exo_Series& series, std::size_t size) {
-  if (series.Array().FitsInt())
+bool NeedsLong(const mesh_Numbers& numbers, std::size_t size) {
+  if (numbers.NumberType() == mesh_Numbers::Type::kInt)
     return false;
   std::vector<long long> piece(std::min<std::size_t>(size, 1 << 19));
   for (std::size_t first = 0; first < size; first += piece.size()) {
     const std::size_t count = std::min(piece.size(), size - first);
-    series.Read(first, count, piece.data());
+    numbers.Read(first, count, piece.data());
     for (std::size_t i = 0; i < count; ++i)
       if (piece[i] < INT_MIN || piece[i] > INT_MAX)
         return true;
@@ -39,9 +39,9 @@ std::string Joined(const std::vector<std::string>& names) {
 
 } // namespace
 
-imp_Fields::imp_Fields(const exo_File& mesh, const imp_Store& store, cli_Progress& progress, imp_Sets& sets,
-                       const imp_Collections& collections)
-    : m_exo(mesh), m_store(store), m_progress(progress), m_sets(sets), m_collections(collections) {
+imp_Fields::imp_Fields(const mesh_Source& mesh, const imp_Store& store, cli_Progress& progress,
+                       imp_Sets& sets, const imp_Collections& collections)
+    : m_source(mesh), m_store(store), m_progress(progress), m_sets(sets), m_collections(collections) {
   MakeKeys();
 }
 
@@ -50,13 +50,13 @@ imp_Target imp_Fields::Target(ORXSimDistributionID distribution, int drawer) {
 }
 
 void imp_Fields::MakeKeys() {
-  const auto maps = [](std::vector<imp_Wanted>& wanted, const std::vector<exo_Map>& from, const char* word) {
-    for (const exo_Map& map : from)
+  const auto maps = [](std::vector<imp_Wanted>& wanted, const std::vector<mesh_Map>& from, const char* word) {
+    for (const mesh_Map& map : from)
       wanted.push_back({map.name, map.id, word});
   };
-  const auto variables = [this](std::vector<imp_Wanted>& wanted, exo_Place place) {
+  const auto variables = [this](std::vector<imp_Wanted>& wanted, mesh_Place place) {
     long long number = 0;
-    for (const std::string& name : m_exo.Variables(place).names)
+    for (const std::string& name : m_source.Variables(place).names)
       wanted.push_back({name, ++number, kVariableWords[static_cast<std::size_t>(place)]});
   };
   // Takes the keys of one map and deals them out again in the order in which they were wanted.
@@ -72,61 +72,64 @@ void imp_Fields::MakeKeys() {
       from += static_cast<std::ptrdiff_t>(size);
     }
   };
-  const auto keysOf = [this](exo_Place place) {
-    return std::pair{&m_keys.variables[static_cast<std::size_t>(place)], m_exo.Variables(place).names.size()};
+  const auto keysOf = [this](mesh_Place place) {
+    return std::pair{&m_keys.variables[static_cast<std::size_t>(place)],
+                     m_source.Variables(place).names.size()};
   };
 
   std::vector<imp_Wanted> node, element, frame, surface;
-  maps(node, m_exo.NodeMaps(), "node_map");
-  variables(node, exo_Place::kNodes);
-  variables(node, exo_Place::kNodeSets);
-  take(
-      {"coordinates", "label", "distributionFactor"}, node,
-      {{&m_keys.nodeMaps, m_exo.NodeMaps().size()}, keysOf(exo_Place::kNodes), keysOf(exo_Place::kNodeSets)});
-  maps(element, m_exo.ElementMaps(), "element_map");
-  variables(element, exo_Place::kBlocks);
-  variables(element, exo_Place::kElementSets);
+  maps(node, m_source.NodeMaps(), "node_map");
+  variables(node, mesh_Place::kNodes);
+  variables(node, mesh_Place::kNodeSets);
+  take({"coordinates", "label", "distributionFactor"}, node,
+       {{&m_keys.nodeMaps, m_source.NodeMaps().size()},
+        keysOf(mesh_Place::kNodes),
+        keysOf(mesh_Place::kNodeSets)});
+  maps(element, m_source.ElementMaps(), "element_map");
+  variables(element, mesh_Place::kBlocks);
+  variables(element, mesh_Place::kElementSets);
   take({"connectivity", "label", "attribute", "distributionFactor"}, element,
-       {{&m_keys.elementMaps, m_exo.ElementMaps().size()},
-        keysOf(exo_Place::kBlocks),
-        keysOf(exo_Place::kElementSets)});
-  variables(frame, exo_Place::kGlobal);
-  take({"time"}, frame, {keysOf(exo_Place::kGlobal)});
-  variables(surface, exo_Place::kSideSets);
-  take({"distributionFactor"}, surface, {keysOf(exo_Place::kSideSets)});
+       {{&m_keys.elementMaps, m_source.ElementMaps().size()},
+        keysOf(mesh_Place::kBlocks),
+        keysOf(mesh_Place::kElementSets)});
+  variables(frame, mesh_Place::kGlobal);
+  take({"time"}, frame, {keysOf(mesh_Place::kGlobal)});
+  variables(surface, mesh_Place::kSideSets);
+  take({"distributionFactor"}, surface, {keysOf(mesh_Place::kSideSets)});
 }
 
 void imp_Fields::WriteMesh() {
   WriteCoordinates();
-  m_node["label"] = WriteNumbers("label", m_collections.nodes, m_exo.Nodes(), m_exo.NodeNumbers());
+  m_node["label"] = WriteNumbers("label", m_collections.nodes, m_source.Nodes(), m_source.NodeNumbers());
   m_element["label"] =
-      WriteNumbers("label", m_collections.elements, m_exo.Elements(), m_exo.ElementNumbers());
+      WriteNumbers("label", m_collections.elements, m_source.Elements(), m_source.ElementNumbers());
   WriteConnectivity();
   WriteAttributes();
   for (std::size_t i = 0; i < m_keys.nodeMaps.size(); ++i)
     m_node[m_keys.nodeMaps[i]] =
-        WriteNumbers(m_keys.nodeMaps[i], m_collections.nodes, m_exo.Nodes(), m_exo.Map(m_exo.NodeMaps()[i]));
+        WriteNumbers(m_keys.nodeMaps[i], m_collections.nodes, m_source.Nodes(), m_source.NodeMap(i));
   for (std::size_t i = 0; i < m_keys.elementMaps.size(); ++i)
     m_element[m_keys.elementMaps[i]] = WriteNumbers(m_keys.elementMaps[i], m_collections.elements,
-                                                    m_exo.Elements(), m_exo.Map(m_exo.ElementMaps()[i]));
+                                                    m_source.Elements(), m_source.ElementMap(i));
   WriteSurfaces();
   WriteAllSetLabels();
 }
 
 void imp_Fields::WriteCoordinates() {
-  const std::size_t dimension = m_exo.Dimension();
+  const std::size_t dimension = m_source.Dimension();
   const ORXSimDistributionID id = m_node["coordinates"] = m_store.Distribution(
       "coordinates", {imp_Drawer(m_store.Full(m_collections.nodes), ORXSimItemType::kDouble, dimension,
-                                 Joined(m_exo.AxisNames()))});
-  std::vector<exo_Series> axes;
-  for (std::size_t axis = 0; axis < dimension && m_exo.Nodes() > 0; ++axis)
-    axes.push_back(m_exo.Coordinate(axis));
+                                 Joined(m_source.AxisNames()))},
+      m_source.LengthUnit());
+  std::vector<mesh_NumbersPtr> axes;
+  for (std::size_t axis = 0; axis < dimension && m_source.Nodes() > 0; ++axis)
+    axes.push_back(m_source.Coordinate(axis));
   std::vector<double> values;
-  imp_CopyRows<double>(Target(id, 0), 0, m_exo.Nodes(), dimension,
+  imp_CopyRows<double>(Target(id, 0), 0, m_source.Nodes(), dimension,
                        [&](std::size_t first, std::size_t count, double* out) {
                          values.resize(count);
                          for (std::size_t axis = 0; axis < dimension; ++axis) {
-                           axes[axis].Read(first, count, values.data());
+                           axes[axis]->Read(first, count, values.data());
                            for (std::size_t i = 0; i < count; ++i)
                              out[i * dimension + axis] = values[i];
                          }
@@ -134,18 +137,18 @@ void imp_Fields::WriteCoordinates() {
 }
 
 ORXSimDistributionID imp_Fields::WriteNumbers(const std::string& name, ORXSimCollectionID collection,
-                                              std::size_t size, const std::optional<exo_Series>& series) {
-  const bool isLong = series && NeedsLong(*series, size);
+                                              std::size_t size, const mesh_NumbersPtr& numbers) {
+  const bool isLong = numbers != nullptr && NeedsLong(*numbers, size);
   const auto id = m_store.Distribution(name, {imp_Drawer(m_store.Full(collection), IntegerType(isLong))});
   const imp_Target target = Target(id, 0);
   if (isLong)
     imp_CopyRows<long long>(target, 0, size, 1, [&](std::size_t first, std::size_t count, long long* out) {
-      series->Read(first, count, out);
+      numbers->Read(first, count, out);
     });
   else
     imp_CopyRows<int>(target, 0, size, 1, [&](std::size_t first, std::size_t count, int* out) {
-      if (series)
-        series->Read(first, count, out);
+      if (numbers != nullptr)
+        numbers->Read(first, count, out);
       else
         std::iota(out, out + count, static_cast<int>(first) + 1);
     });
@@ -179,35 +182,35 @@ void imp_Fields::WriteSetLabels(const char* field, const char* collection,
 }
 
 void imp_Fields::WriteAllSetLabels() {
-  const auto labels = [this](exo_SetKind kind) {
+  const auto labels = [this](mesh_SetKind kind) {
     std::map<std::string, long long> ids;
-    for (std::size_t i = 0; i < m_exo.Sets(kind).size(); ++i)
-      ids[m_sets.Sets(kind)[i].key] = m_exo.Sets(kind)[i].id;
+    for (std::size_t i = 0; i < m_source.Sets(kind).size(); ++i)
+      ids[m_sets.Sets(kind)[i].key] = m_source.Sets(kind)[i].id;
     return ids;
   };
-  auto elementSets = labels(exo_SetKind::kElements);
+  auto elementSets = labels(mesh_SetKind::kElements);
   std::vector<long long> blocks;
-  for (std::size_t i = 0; i < m_exo.Blocks().size(); ++i) {
-    blocks.push_back(m_exo.Blocks()[i].id);
+  for (std::size_t i = 0; i < m_source.Blocks().size(); ++i) {
+    blocks.push_back(m_source.Blocks()[i].id);
     elementSets[m_sets.Blocks()[i].key] = blocks.back();
   }
   m_region["label"] = WriteIds("label", m_collections.regions, blocks);
-  WriteSetLabels("nodeSetLabel", "nodeSets", labels(exo_SetKind::kNodes));
+  WriteSetLabels("nodeSetLabel", "nodeSets", labels(mesh_SetKind::kNodes));
   WriteSetLabels("elementSetLabel", "elementSets", elementSets);
-  WriteSetLabels("surfaceLabel", "surfaces", labels(exo_SetKind::kSides));
+  WriteSetLabels("surfaceLabel", "surfaces", labels(mesh_SetKind::kSides));
 }
 
 void imp_Fields::WriteConnectivity() {
   std::vector<ORXSimDrawerDescription> drawers; // drawer k is block k, with or without elements
-  std::vector<std::optional<exo_Connectivity>> nodes;
-  for (const exo_Block& block : m_exo.Blocks()) {
+  std::vector<std::unique_ptr<mesh_Connectivity>> nodes;
+  for (const mesh_Block& block : m_source.Blocks()) {
     auto& connectivity = nodes.emplace_back();
-    if (block.elements && block.nodesPerElement && block.shape != exo_Block::Shape::kPolyhedra)
-      connectivity.emplace(m_exo, block);
+    if (block.elements && block.nodesPerElement && block.shape != mesh_Block::Shape::kPolyhedra)
+      connectivity = m_source.Connectivity(block);
     const auto number = static_cast<std::size_t>(block.number - 1);
     const bool any = connectivity && connectivity->Width() > 0;
     const ORXSimCSetID members = any ? m_sets.Blocks()[number].columns[0].members
-                                     : m_sets.Elements(std::vector<bool>(m_exo.Blocks().size()));
+                                     : m_sets.Elements(std::vector<bool>(m_source.Blocks().size()));
     drawers.push_back(
         imp_Drawer(members, ORXSimItemType::kInt32, any ? connectivity->Width() : 1, block.type));
     if (!any)
@@ -216,14 +219,15 @@ void imp_Fields::WriteConnectivity() {
   const ORXSimDistributionID id = m_element["connectivity"] = m_store.Distribution("connectivity", drawers);
   for (std::size_t i = 0; i < nodes.size(); ++i)
     if (auto& connectivity = nodes[i])
-      imp_CopyRows<int>(Target(id, static_cast<int>(i)), 0, m_exo.Blocks()[i].elements, connectivity->Width(),
+      imp_CopyRows<int>(Target(id, static_cast<int>(i)), 0, m_source.Blocks()[i].elements,
+                        connectivity->Width(),
                         [&](std::size_t, std::size_t count, int* out) { connectivity->Next(count, out); });
 }
 
 void imp_Fields::WriteAttributes() {
-  std::vector<const exo_Block*> blocks;
+  std::vector<const mesh_Block*> blocks;
   std::vector<ORXSimDrawerDescription> drawers;
-  for (const exo_Block& block : m_exo.Blocks())
+  for (const mesh_Block& block : m_source.Blocks())
     if (!block.attributes.empty()) {
       const imp_SetOut& out = m_sets.Blocks()[static_cast<std::size_t>(block.number - 1)];
       blocks.push_back(&block);
@@ -234,17 +238,17 @@ void imp_Fields::WriteAttributes() {
     return;
   const ORXSimDistributionID id = m_element["attribute"] = m_store.Distribution("attribute", drawers);
   for (std::size_t i = 0; i < blocks.size(); ++i) {
-    const exo_Series values = m_exo.Attributes(*blocks[i]);
+    const mesh_NumbersPtr values = m_source.Attributes(*blocks[i]);
     imp_CopyRows<double>(
-        Target(id, static_cast<int>(i)), 0, blocks[i]->elements, values.Width(),
-        [&](std::size_t first, std::size_t count, double* out) { values.Read(first, count, out); });
+        Target(id, static_cast<int>(i)), 0, blocks[i]->elements, values->Width(),
+        [&](std::size_t first, std::size_t count, double* out) { values->Read(first, count, out); });
   }
 }
 
 void imp_Fields::WriteSurfaces() {
-  const auto& sets = m_exo.Sets(exo_SetKind::kSides);
+  const auto& sets = m_source.Sets(mesh_SetKind::kSides);
   for (std::size_t i = 0; i < sets.size(); ++i) {
-    const imp_SetOut& out = m_sets.Sets(exo_SetKind::kSides)[i];
+    const imp_SetOut& out = m_sets.Sets(mesh_SetKind::kSides)[i];
     std::vector<ORXSimDrawerDescription> drawers;
     for (const imp_Column& column : out.columns)
       drawers.push_back(imp_Drawer(column.members, ORXSimItemType::kInt32));
@@ -254,8 +258,8 @@ void imp_Fields::WriteSurfaces() {
       imp_CopyPiece<int>(Target(id, static_cast<int>(k)), 0, out.columns[k].pieces[0], 1,
                          [&](std::size_t first, std::size_t count, int* sides) {
                            elements.resize(count);
-                           m_exo.ReadSet(sets[i], first, count, elements.data());
-                           m_exo.ReadSides(sets[i], first, count, elements.data(), sides);
+                           m_source.ReadSet(sets[i], first, count, elements.data());
+                           m_source.ReadSides(sets[i], first, count, elements.data(), sides);
                          });
   }
 }

@@ -14,7 +14,7 @@ struct imp_Collections {
 /// Writes the mesh's numbers as distributions, in the layout that docs/import.md describes.
 class imp_Fields {
  public:
-  imp_Fields(const exo_File& mesh, const imp_Store& store, cli_Progress& progress, imp_Sets& sets,
+  imp_Fields(const mesh_Source& mesh, const imp_Store& store, cli_Progress& progress, imp_Sets& sets,
              const imp_Collections& collections);
 
   /// Everything but results: coordinates, labels, connectivity, further maps, surfaces.
@@ -41,7 +41,7 @@ class imp_Fields {
   imp_Target Target(ORXSimDistributionID distribution, int drawer);
   void WriteCoordinates();
   ORXSimDistributionID WriteNumbers(const std::string& name, ORXSimCollectionID collection, std::size_t size,
-                                    const std::optional<exo_Series>& series);
+                                    const mesh_NumbersPtr& numbers);
   ORXSimDistributionID WriteIds(const std::string& name, ORXSimCollectionID collection,
                                 const std::vector<long long>& ids);
   void WriteSetLabels(const char* field, const char* collection,
@@ -53,11 +53,11 @@ class imp_Fields {
 
   void WriteTimes();
   void WriteGlobals();
-  void WriteVariables(exo_Place place, imp_FieldMap& fields);
-  std::vector<imp_Column> Columns(exo_Place place, std::size_t variable);
-  void WriteFactors(exo_SetKind kind, imp_FieldMap& fields);
+  void WriteVariables(mesh_Place place, imp_FieldMap& fields);
+  std::vector<imp_Column> Columns(mesh_Place place, std::size_t variable);
+  void WriteFactors(mesh_SetKind kind, imp_FieldMap& fields);
 
-  const exo_File& m_exo;
+  const mesh_Source& m_source;
   const imp_Store& m_store;
   cli_Progress& m_progress;
   imp_Sets& m_sets;

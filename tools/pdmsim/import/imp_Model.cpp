@@ -11,17 +11,17 @@
 namespace {
 
 /// A rough number of bytes to be written.
-double Work(const exo_File& mesh) {
+double Work(const mesh_Source& mesh) {
   const auto size = [](std::size_t n) { return static_cast<double>(n); };
   double bytes = size(mesh.Nodes()) * (8.0 * size(mesh.Dimension()) + 4) + 4.0 * size(mesh.Elements());
-  for (const exo_Block& block : mesh.Blocks())
+  for (const mesh_Block& block : mesh.Blocks())
     bytes += 4.0 * size(block.elements) * size(1 + block.nodesPerElement);
-  for (const exo_SetKind kind : {exo_SetKind::kNodes, exo_SetKind::kElements, exo_SetKind::kSides})
-    for (const exo_Set& set : mesh.Sets(kind))
+  for (const mesh_SetKind kind : {mesh_SetKind::kNodes, mesh_SetKind::kElements, mesh_SetKind::kSides})
+    for (const mesh_Set& set : mesh.Sets(kind))
       bytes += 8.0 * size(set.size + set.factors);
-  for (const exo_Place place : {exo_Place::kNodes, exo_Place::kBlocks, exo_Place::kNodeSets,
-                                exo_Place::kElementSets, exo_Place::kSideSets}) {
-    const exo_Variables& variables = mesh.Variables(place);
+  for (const mesh_Place place : {mesh_Place::kNodes, mesh_Place::kBlocks, mesh_Place::kNodeSets,
+                                 mesh_Place::kElementSets, mesh_Place::kSideSets}) {
+    const mesh_Variables& variables = mesh.Variables(place);
     for (std::size_t entity = 0; entity < variables.present.size(); ++entity)
       bytes += 8.0 * size(mesh.Times().size()) * size(variables.entitySizes[entity]) *
                static_cast<double>(
@@ -31,17 +31,17 @@ double Work(const exo_File& mesh) {
 }
 
 /// The greatest number of nodes that an element of the mesh has.
-std::size_t LocalNodes(const exo_File& mesh) {
+std::size_t LocalNodes(const mesh_Source& mesh) {
   std::size_t most = 0;
-  for (const exo_Block& block : mesh.Blocks())
-    if (block.shape == exo_Block::Shape::kPolygons)
-      most = std::max(most, block.elements ? exo_Connectivity(mesh, block).Width() : 0);
-    else if (block.shape == exo_Block::Shape::kFixed)
+  for (const mesh_Block& block : mesh.Blocks())
+    if (block.shape == mesh_Block::Shape::kPolygons)
+      most = std::max(most, block.elements ? mesh.Connectivity(block)->Width() : 0);
+    else if (block.shape == mesh_Block::Shape::kFixed)
       most = std::max(most, block.nodesPerElement);
   return most;
 }
 
-imp_Collections MakeCollections(const exo_File& mesh, const imp_Store& store) {
+imp_Collections MakeCollections(const mesh_Source& mesh, const imp_Store& store) {
   return {store.Collection("vectors", mesh.Dimension()),   store.Collection("localNodes", LocalNodes(mesh)),
           store.Collection("frames", mesh.Times().size()), store.Collection("nodes", mesh.Nodes()),
           store.Collection("elements", mesh.Elements()),   store.Collection("regions", mesh.Blocks().size())};
@@ -65,9 +65,9 @@ void SetMembers(const msfD_Mesh& mesh, const imp_Collections& collections, const
   msfD_MeshAccess access(mesh);
   msfD_MeshMembers& members = *access.members();
   members.regions = collections.regions;
-  AddSets(members.nodeSets, sets.Sets(exo_SetKind::kNodes));
+  AddSets(members.nodeSets, sets.Sets(mesh_SetKind::kNodes));
   AddSets(members.elementSets, sets.Blocks());
-  AddSets(members.elementSets, sets.Sets(exo_SetKind::kElements));
+  AddSets(members.elementSets, sets.Sets(mesh_SetKind::kElements));
   for (std::size_t i = 0; i < sets.Blocks().size(); ++i)
     members.regionSets.insert(sets.Blocks()[i].key.c_str(), sets.Region(i));
   members.meshFields = ToMap(fields.MeshFields());
@@ -85,13 +85,13 @@ void Append(std::vector<T>& to, const std::vector<T>& from) {
   to.insert(to.end(), from.begin(), from.end());
 }
 
-imp_Counts Count(const exo_File& mesh, const imp_Sets& sets, const imp_Fields& fields) {
+imp_Counts Count(const mesh_Source& mesh, const imp_Sets& sets, const imp_Fields& fields) {
   imp_Counts counts{mesh.Nodes(),
                     mesh.Elements(),
                     mesh.Blocks().size(),
-                    mesh.Sets(exo_SetKind::kNodes).size(),
-                    mesh.Sets(exo_SetKind::kElements).size(),
-                    mesh.Sets(exo_SetKind::kSides).size(),
+                    mesh.Sets(mesh_SetKind::kNodes).size(),
+                    mesh.Sets(mesh_SetKind::kElements).size(),
+                    mesh.Sets(mesh_SetKind::kSides).size(),
                     0,
                     mesh.Times().size(),
                     sets.Renamed(),
@@ -107,7 +107,7 @@ imp_Counts Count(const exo_File& mesh, const imp_Sets& sets, const imp_Fields& f
 
 } // namespace
 
-imp_Counts imp_WriteModel(const exo_File& mesh, const std::string& path, bool force,
+imp_Counts imp_WriteModel(const mesh_Source& mesh, const std::string& path, bool force,
                           const cli_Library& library, cli_Progress& progress) {
   progress.Total(Work(mesh));
   const ORXSimContextID context = cli_CreateFile(path, force);

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-class exo_File;
+class mesh_Source;
 class cli_Library;
 class cli_Progress;
 
@@ -19,7 +19,7 @@ struct imp_Counts {
 };
 
 /// Writes a mesh as a new simulation file, in one update. Throws cli_Failure when something cannot be written
-/// and exo_Error when the mesh turns out to be bad; there is no file then.
+/// and mesh_Error when the mesh turns out to be bad; there is no file then.
 /// \param force see cli_CreateFile.
-imp_Counts imp_WriteModel(const exo_File& mesh, const std::string& path, bool force,
+imp_Counts imp_WriteModel(const mesh_Source& mesh, const std::string& path, bool force,
                           const cli_Library& library, cli_Progress& progress);

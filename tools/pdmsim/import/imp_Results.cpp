@@ -4,10 +4,10 @@
 
 namespace {
 
-exo_SetKind SetsOf(exo_Place place) {
-  return place == exo_Place::kNodeSets      ? exo_SetKind::kNodes
-         : place == exo_Place::kElementSets ? exo_SetKind::kElements
-                                            : exo_SetKind::kSides;
+mesh_SetKind SetsOf(mesh_Place place) {
+  return place == mesh_Place::kNodeSets      ? mesh_SetKind::kNodes
+         : place == mesh_Place::kElementSets ? mesh_SetKind::kElements
+                                             : mesh_SetKind::kSides;
 }
 
 } // namespace
@@ -15,18 +15,18 @@ exo_SetKind SetsOf(exo_Place place) {
 void imp_Fields::WriteResults() {
   WriteTimes();
   WriteGlobals();
-  WriteVariables(exo_Place::kNodes, m_node);
-  WriteVariables(exo_Place::kNodeSets, m_node);
-  WriteVariables(exo_Place::kBlocks, m_element);
-  WriteVariables(exo_Place::kElementSets, m_element);
-  WriteVariables(exo_Place::kSideSets, m_surface);
-  WriteFactors(exo_SetKind::kNodes, m_node);
-  WriteFactors(exo_SetKind::kElements, m_element);
-  WriteFactors(exo_SetKind::kSides, m_surface);
+  WriteVariables(mesh_Place::kNodes, m_node);
+  WriteVariables(mesh_Place::kNodeSets, m_node);
+  WriteVariables(mesh_Place::kBlocks, m_element);
+  WriteVariables(mesh_Place::kElementSets, m_element);
+  WriteVariables(mesh_Place::kSideSets, m_surface);
+  WriteFactors(mesh_SetKind::kNodes, m_node);
+  WriteFactors(mesh_SetKind::kElements, m_element);
+  WriteFactors(mesh_SetKind::kSides, m_surface);
 }
 
 void imp_Fields::WriteTimes() {
-  const std::vector<double>& times = m_exo.Times();
+  const std::vector<double>& times = m_source.Times();
   if (times.empty())
     return;
   m_frame["time"] =
@@ -35,8 +35,8 @@ void imp_Fields::WriteTimes() {
 }
 
 void imp_Fields::WriteGlobals() {
-  const auto& keys = m_keys.variables[static_cast<std::size_t>(exo_Place::kGlobal)];
-  const std::size_t steps = m_exo.Times().size(), width = keys.size();
+  const auto& keys = m_keys.variables[static_cast<std::size_t>(mesh_Place::kGlobal)];
+  const std::size_t steps = m_source.Times().size(), width = keys.size();
   if (steps == 0)
     return;
   std::vector<ORXSimDistributionID> ids;
@@ -50,7 +50,7 @@ void imp_Fields::WriteGlobals() {
     const std::size_t count = std::min(atATime, steps - first);
     block.resize(count * width);
     for (std::size_t i = 0; i < count; ++i) {
-      m_exo.Values(exo_Place::kGlobal, 0, 0, first + i).Read(0, width, row.data());
+      m_source.Values(mesh_Place::kGlobal, 0, 0, first + i)->Read(0, width, row.data());
       for (std::size_t variable = 0; variable < width; ++variable)
         block[variable * count + i] = row[variable];
     }
@@ -63,17 +63,17 @@ void imp_Fields::WriteGlobals() {
   }
 }
 
-std::vector<imp_Column> imp_Fields::Columns(exo_Place place, std::size_t variable) {
-  const exo_Variables& variables = m_exo.Variables(place);
-  if (place == exo_Place::kNodes)
-    return {{m_store.Full(m_collections.nodes), "", {{0, m_exo.Nodes(), {}}}}};
+std::vector<imp_Column> imp_Fields::Columns(mesh_Place place, std::size_t variable) {
+  const mesh_Variables& variables = m_source.Variables(place);
+  if (place == mesh_Place::kNodes)
+    return {{m_store.Full(m_collections.nodes), "", {{0, m_source.Nodes(), {}}}}};
   std::vector<imp_Column> columns;
   std::vector<bool> blocks;
   imp_Column all; // of the blocks that have the variable
   for (std::size_t entity = 0; entity < variables.present.size(); ++entity) {
     const bool present = variables.present[entity][variable];
     blocks.push_back(present);
-    if (present && place == exo_Place::kBlocks)
+    if (present && place == mesh_Place::kBlocks)
       all.pieces.push_back({entity, variables.entitySizes[entity], {}});
     else if (present)
       for (const imp_Column& column : m_sets.Sets(SetsOf(place))[entity].columns)
@@ -86,22 +86,25 @@ std::vector<imp_Column> imp_Fields::Columns(exo_Place place, std::size_t variabl
   return columns;
 }
 
-void imp_Fields::WriteVariables(exo_Place place, imp_FieldMap& fields) {
-  const std::size_t steps = m_exo.Times().size();
+void imp_Fields::WriteVariables(mesh_Place place, imp_FieldMap& fields) {
+  const std::size_t steps = m_source.Times().size();
   const auto& keys = m_keys.variables[static_cast<std::size_t>(place)];
   for (std::size_t variable = 0; variable < keys.size(); ++variable) {
+    const std::size_t width = m_source.Variables(place).Components(variable);
     const std::vector<imp_Column> columns = steps ? Columns(place, variable) : std::vector<imp_Column>();
     bool isFloat = true;
     for (const imp_Column& column : columns)
       for (const imp_Piece& piece : column.pieces)
         isFloat =
-            isFloat && (piece.size == 0 || m_exo.Values(place, variable, piece.entity, 0).Array().IsFloat());
+            isFloat && (piece.size == 0 || m_source.Values(place, variable, piece.entity, 0)->NumberType() ==
+                                               mesh_Numbers::Type::kFloat);
     std::vector<ORXSimDrawerDescription> drawers;
     for (std::size_t step = 0; step < steps; ++step)
       for (const imp_Column& column : columns)
         drawers.push_back(imp_Drawer(
-            column.members, isFloat ? ORXSimItemType::kFloat : ORXSimItemType::kDouble, 1, column.key));
-    const ORXSimDistributionID id = fields[keys[variable]] = m_store.Distribution(keys[variable], drawers);
+            column.members, isFloat ? ORXSimItemType::kFloat : ORXSimItemType::kDouble, width, column.key));
+    const ORXSimDistributionID id = fields[keys[variable]] =
+        m_store.Distribution(keys[variable], drawers, m_source.Variables(place).Unit(variable));
     int drawer = 0;
     for (std::size_t step = 0; step < steps; ++step)
       for (const imp_Column& column : columns) {
@@ -110,34 +113,34 @@ void imp_Fields::WriteVariables(exo_Place place, imp_FieldMap& fields) {
         for (const imp_Piece& piece : column.pieces) {
           if (piece.size == 0)
             continue;
-          const exo_Series values = m_exo.Values(place, variable, piece.entity, step);
+          const mesh_NumbersPtr values = m_source.Values(place, variable, piece.entity, step);
           const auto read = [&](std::size_t first, std::size_t count, auto* out) {
-            values.Read(first, count, out);
+            values->Read(first, count, out);
           };
           if (isFloat)
-            imp_CopyPiece<float>(target, to, piece, 1, read);
+            imp_CopyPiece<float>(target, to, piece, width, read);
           else
-            imp_CopyPiece<double>(target, to, piece, 1, read);
+            imp_CopyPiece<double>(target, to, piece, width, read);
           to += piece.size;
         }
       }
   }
 }
 
-void imp_Fields::WriteFactors(exo_SetKind kind, imp_FieldMap& fields) {
+void imp_Fields::WriteFactors(mesh_SetKind kind, imp_FieldMap& fields) {
   struct Source {
-    const exo_Set* set;
+    const mesh_Set* set;
     const imp_Column* column;
     std::size_t width;
   };
   std::vector<Source> sources;
   std::vector<ORXSimDrawerDescription> drawers;
-  for (const exo_Set& set : m_exo.Sets(kind)) {
+  for (const mesh_Set& set : m_source.Sets(kind)) {
     const imp_SetOut& out = m_sets.Sets(kind)[static_cast<std::size_t>(set.number - 1)];
     if (set.factors == 0 || set.size == 0)
       continue;
     const std::size_t width = set.factors / set.size;
-    if (set.factors % set.size != 0 || (kind != exo_SetKind::kSides && width != 1)) {
+    if (set.factors % set.size != 0 || (kind != mesh_SetKind::kSides && width != 1)) {
       m_notes.push_back("the " + std::to_string(set.factors) + " distribution factors of " + out.key +
                         " with " + std::to_string(set.size) + " entries");
       continue;
@@ -153,10 +156,10 @@ void imp_Fields::WriteFactors(exo_SetKind kind, imp_FieldMap& fields) {
       m_store.Distribution("distributionFactor", drawers);
   for (std::size_t i = 0; i < sources.size(); ++i) {
     const auto& [set, column, width] = sources[i];
-    const exo_Series factors = m_exo.Factors(*set);
+    const mesh_NumbersPtr factors = m_source.Factors(*set);
     imp_CopyPiece<double>(Target(id, static_cast<int>(i)), 0, column->pieces[0], width,
                           [&, components = width](std::size_t first, std::size_t count, double* out) {
-                            factors.Read(first * components, count * components, out);
+                            factors->Read(first * components, count * components, out);
                           });
   }
 }

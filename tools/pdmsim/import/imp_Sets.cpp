@@ -1,6 +1,6 @@
 #include <pdmsim/import/imp_Sets.h>
 
-#include <pdmsim/import/exodus/exo_Error.h>
+#include <pdmsim/mesh/mesh_Error.h>
 
 #include <algorithm>
 #include <numeric>
@@ -27,18 +27,18 @@ std::size_t imp_Column::Rows() const {
   return rows;
 }
 
-imp_Sets::imp_Sets(const exo_File& mesh, const imp_Store& store, cli_Progress& progress,
+imp_Sets::imp_Sets(const mesh_Source& mesh, const imp_Store& store, cli_Progress& progress,
                    ORXSimCollectionID nodes, ORXSimCollectionID elements, ORXSimCollectionID regions)
     : m_mesh(mesh), m_store(store), m_progress(progress), m_elements(elements) {
   MakeKeys();
   MakeBlocks(regions);
-  for (const exo_SetKind kind : {exo_SetKind::kNodes, exo_SetKind::kElements, exo_SetKind::kSides}) {
+  for (const mesh_SetKind kind : {mesh_SetKind::kNodes, mesh_SetKind::kElements, mesh_SetKind::kSides}) {
     auto& sets = m_sets[static_cast<std::size_t>(kind)];
-    for (const exo_Set& set : mesh.Sets(kind)) {
+    for (const mesh_Set& set : mesh.Sets(kind)) {
       imp_SetOut& out = sets[static_cast<std::size_t>(set.number - 1)];
-      out = kind == exo_SetKind::kSides
+      out = kind == mesh_SetKind::kSides
                 ? Sides(set, out.key)
-                : WithoutRepetitions(set, out.key, kind == exo_SetKind::kNodes ? nodes : elements);
+                : WithoutRepetitions(set, out.key, kind == mesh_SetKind::kNodes ? nodes : elements);
     }
   }
 }
@@ -46,20 +46,20 @@ imp_Sets::imp_Sets(const exo_File& mesh, const imp_Store& store, cli_Progress& p
 void imp_Sets::MakeKeys() {
   imp_Names nodeSets(m_renamed), elementSets(m_renamed), surfaces(m_renamed);
   std::vector<imp_Wanted> wanted;
-  for (const exo_Block& block : m_mesh.Blocks())
+  for (const mesh_Block& block : m_mesh.Blocks())
     wanted.push_back({block.name, block.id, "block"});
-  const auto want = [&](exo_SetKind kind) {
-    for (const exo_Set& set : m_mesh.Sets(kind))
+  const auto want = [&](mesh_SetKind kind) {
+    for (const mesh_Set& set : m_mesh.Sets(kind))
       wanted.push_back({set.name, set.id, kWords[static_cast<std::size_t>(kind)]});
   };
-  want(exo_SetKind::kElements); // blocks and element sets share one map
+  want(mesh_SetKind::kElements); // blocks and element sets share one map
   const auto keys = imp_TakeAll(elementSets, wanted);
   const std::size_t blocks = m_mesh.Blocks().size();
   for (std::size_t i = 0; i < keys.size(); ++i)
-    (i < blocks ? m_blocks : m_sets[static_cast<std::size_t>(exo_SetKind::kElements)])
+    (i < blocks ? m_blocks : m_sets[static_cast<std::size_t>(mesh_SetKind::kElements)])
         .push_back({keys[i], {}});
   for (const auto& [kind, names] :
-       {std::pair{exo_SetKind::kNodes, &nodeSets}, {exo_SetKind::kSides, &surfaces}}) {
+       {std::pair{mesh_SetKind::kNodes, &nodeSets}, {mesh_SetKind::kSides, &surfaces}}) {
     wanted.clear();
     want(kind);
     for (auto& key : imp_TakeAll(*names, wanted))
@@ -89,14 +89,14 @@ ORXSimCSetID imp_Sets::Elements(const std::vector<bool>& blocks) {
 
 ORXSimCSetID imp_Sets::MakeElements(const std::vector<bool>& blocks) {
   std::vector<int> members;
-  for (const exo_Block& block : m_mesh.Blocks())
+  for (const mesh_Block& block : m_mesh.Blocks())
     if (blocks[static_cast<std::size_t>(block.number - 1)])
       AppendRange(members, block.firstElement, block.elements);
   m_progress.Advance(4.0 * static_cast<double>(members.size()));
   return m_store.Set(m_elements, members);
 }
 
-std::vector<int> imp_Sets::Read(const exo_Set& set) const {
+std::vector<int> imp_Sets::Read(const mesh_Set& set) const {
   std::vector<int> members(set.size);
   for (std::size_t first = 0; first < set.size; first += kPiece) {
     const std::size_t count = std::min(kPiece, set.size - first);
@@ -106,9 +106,9 @@ std::vector<int> imp_Sets::Read(const exo_Set& set) const {
   return members;
 }
 
-imp_SetOut imp_Sets::WithoutRepetitions(const exo_Set& set, std::string key, ORXSimCollectionID collection) {
+imp_SetOut imp_Sets::WithoutRepetitions(const mesh_Set& set, std::string key, ORXSimCollectionID collection) {
   std::vector<int> members = Read(set), rows;
-  std::vector<bool> seen(set.kind == exo_SetKind::kNodes ? m_mesh.Nodes() : m_mesh.Elements());
+  std::vector<bool> seen(set.kind == mesh_SetKind::kNodes ? m_mesh.Nodes() : m_mesh.Elements());
   std::size_t kept = 0;
   for (std::size_t i = 0; i < members.size(); ++i) {
     const auto member = static_cast<std::size_t>(members[i]);
@@ -130,7 +130,7 @@ imp_SetOut imp_Sets::WithoutRepetitions(const exo_Set& set, std::string key, ORX
   return {std::move(key), {std::move(column)}};
 }
 
-imp_SetOut imp_Sets::Sides(const exo_Set& set, std::string key) {
+imp_SetOut imp_Sets::Sides(const mesh_Set& set, std::string key) {
   constexpr std::size_t kMostSides = 1000;
   imp_SetOut out{std::move(key), {}};
   std::vector<int> members = Read(set), rows(members.size()), again, againRows;
@@ -139,9 +139,9 @@ imp_SetOut imp_Sets::Sides(const exo_Set& set, std::string key) {
   // left once, so that round k holds the (k+1)-th side of the elements that have so many.
   do {
     if (out.columns.size() == kMostSides)
-      throw exo_Error(m_mesh.Path(), "expected side set " + std::to_string(set.id) +
-                                         " to hold each side once, found element " +
-                                         std::to_string(members.front() + 1) + " more than 1000 times");
+      throw mesh_Error(m_mesh.Path(), "expected side set " + std::to_string(set.id) +
+                                          " to hold each side once, found element " +
+                                          std::to_string(members.front() + 1) + " more than 1000 times");
     std::vector<bool> seen(m_mesh.Elements());
     again.clear();
     againRows.clear();

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <pdmsim/cli/cli_Progress.h>
-#include <pdmsim/import/exodus/exo_File.h>
 #include <pdmsim/import/imp_Names.h>
 #include <pdmsim/import/imp_Store.h>
+#include <pdmsim/mesh/mesh_Source.h>
 
 #include <map>
 
@@ -31,12 +31,12 @@ struct imp_SetOut {
 /// Writes the blocks and sets of a mesh as member sets.
 class imp_Sets {
  public:
-  imp_Sets(const exo_File& mesh, const imp_Store& store, cli_Progress& progress, ORXSimCollectionID nodes,
+  imp_Sets(const mesh_Source& mesh, const imp_Store& store, cli_Progress& progress, ORXSimCollectionID nodes,
            ORXSimCollectionID elements, ORXSimCollectionID regions);
 
   /// In the order of the mesh.
   const std::vector<imp_SetOut>& Blocks() const { return m_blocks; }
-  const std::vector<imp_SetOut>& Sets(exo_SetKind kind) const {
+  const std::vector<imp_SetOut>& Sets(mesh_SetKind kind) const {
     return m_sets[static_cast<std::size_t>(kind)];
   }
   ORXSimCSetID Region(std::size_t block) const { return m_regions[block]; }
@@ -52,11 +52,11 @@ class imp_Sets {
   void MakeBlocks(ORXSimCollectionID regions);
   ORXSimCSetID MakeElements(const std::vector<bool>& blocks);
   void MakeKeys();
-  std::vector<int> Read(const exo_Set& set) const;
-  imp_SetOut WithoutRepetitions(const exo_Set& set, std::string key, ORXSimCollectionID collection);
-  imp_SetOut Sides(const exo_Set& set, std::string key);
+  std::vector<int> Read(const mesh_Set& set) const;
+  imp_SetOut WithoutRepetitions(const mesh_Set& set, std::string key, ORXSimCollectionID collection);
+  imp_SetOut Sides(const mesh_Set& set, std::string key);
 
-  const exo_File& m_mesh;
+  const mesh_Source& m_mesh;
   const imp_Store& m_store;
   cli_Progress& m_progress;
   ORXSimCollectionID m_elements;

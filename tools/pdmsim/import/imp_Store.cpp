@@ -26,9 +26,11 @@ ORXSimCSetID imp_Store::Set(ORXSimCollectionID collection, const std::vector<int
 }
 
 ORXSimDistributionID imp_Store::Distribution(const std::string& name,
-                                             const std::vector<ORXSimDrawerDescription>& drawers) const {
-  const auto id = ORXSimDistributionRef::Create(m_context, cow_String(name.data(), name.size()), cow_String(),
-                                                drawers.data(), static_cast<int>(drawers.size()));
+                                             const std::vector<ORXSimDrawerDescription>& drawers,
+                                             const std::string& unit) const {
+  const auto id = ORXSimDistributionRef::Create(m_context, cow_String(name.data(), name.size()),
+                                                cow_String(unit.data(), unit.size()), drawers.data(),
+                                                static_cast<int>(drawers.size()));
   if (id.IsNull())
     Fail();
   return id;

@@ -30,7 +30,8 @@ class imp_Store {
   /// Members each once, 0-based. The list of all items in their order becomes the full set.
   ORXSimCSetID Set(ORXSimCollectionID collection, const std::vector<int>& members) const;
   ORXSimDistributionID Distribution(const std::string& name,
-                                    const std::vector<ORXSimDrawerDescription>& drawers) const;
+                                    const std::vector<ORXSimDrawerDescription>& drawers,
+                                    const std::string& unit = {}) const;
   ORXSimOpenDrawer Open(ORXSimDistributionID distribution, int drawer) const;
   /// \param values whole rows of the drawer's components, in the drawer's type.
   template <class T>

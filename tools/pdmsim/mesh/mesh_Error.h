@@ -4,7 +4,7 @@
 #include <string>
 
 /// The mesh cannot be read. The text is one line: FILE: what was expected, what was found.
-class exo_Error : public std::runtime_error {
+class mesh_Error : public std::runtime_error {
  public:
-  exo_Error(const std::string& file, const std::string& what) : std::runtime_error(file + ": " + what) {}
+  mesh_Error(const std::string& file, const std::string& what) : std::runtime_error(file + ": " + what) {}
 };

@@ -5,10 +5,10 @@
 #include <vector>
 
 /// A block of elements of one shape. Blocks number the mesh's elements one after the other.
-struct exo_Block {
-  int number = 0;                      // place in the file, from 1
+struct mesh_Block {
+  int number = 0;                      // place in the mesh, from 1
   long long id = 0;                    // the user's number
-  std::string name;                    // "" when the file gives none
+  std::string name;                    // "" when the mesh gives none
   std::string type;                    // the element type's text, as HEX8
   std::size_t elements = 0;            // 0: an empty block
   std::size_t nodesPerElement = 0;     // of polygons: the sum over all elements
@@ -17,33 +17,38 @@ struct exo_Block {
   enum class Shape { kFixed, kPolygons, kPolyhedra } shape = Shape::kFixed;
 };
 
-enum class exo_SetKind { kNodes, kElements, kSides };
+enum class mesh_SetKind { kNodes, kElements, kSides };
 
 /// A set of nodes, of elements, or of element sides.
-struct exo_Set {
-  exo_SetKind kind = exo_SetKind::kNodes;
-  int number = 0; // place in the file among the sets of its kind, from 1
-  long long id = 0;
-  std::string name;
+struct mesh_Set {
+  mesh_SetKind kind = mesh_SetKind::kNodes;
+  int number = 0;   // place in the mesh among the sets of its kind, from 1
+  long long id = 0; // the user's number
+  std::string name; // "" when the mesh gives none
   std::size_t size = 0;
   std::size_t factors = 0; // number of distribution factors
 };
 
-/// A number for every node or element of the mesh, beside the user's numbers.
-struct exo_Map {
-  std::string variable; // the netCDF variable
+/// An integer for every node or element of the mesh, beside the user's numbers.
+struct mesh_Map {
   std::string name;
   long long id = 0;
 };
 
 /// What result variables belong to.
-enum class exo_Place { kGlobal, kNodes, kBlocks, kNodeSets, kElementSets, kSideSets };
+enum class mesh_Place { kGlobal, kNodes, kBlocks, kNodeSets, kElementSets, kSideSets };
+inline constexpr std::size_t mesh_kPlaces = 6;
 
 /// The result variables of one place. A variable has values on some of the place's entities (blocks, sets)
 /// only; nodes and the whole mesh count as one entity.
-struct exo_Variables {
-  exo_Place place = exo_Place::kGlobal;
+struct mesh_Variables {
+  mesh_Place place = mesh_Place::kGlobal;
   std::vector<std::string> names;
-  std::vector<std::size_t> entitySizes;   // number of values on each entity
+  std::vector<std::size_t> components;    // [variable] numbers in a row; empty: 1 each
+  std::vector<std::string> units;         // [variable]; empty: none is known
+  std::vector<std::size_t> entitySizes;   // number of rows on each entity
   std::vector<std::vector<bool>> present; // [entity][variable]
+
+  std::size_t Components(std::size_t variable) const { return components.empty() ? 1 : components[variable]; }
+  std::string Unit(std::size_t variable) const { return units.empty() ? std::string() : units[variable]; }
 };

@@ -1,6 +1,6 @@
 #include <pdmsim/import/exodus/exo_ClassicSize.h>
 
-#include <pdmsim/import/exodus/exo_Error.h>
+#include <pdmsim/mesh/mesh_Error.h>
 
 #include <algorithm>
 #include <array>
@@ -62,15 +62,15 @@ class Header {
   Count List(Count tag) {
     const Count found = Word(4), entries = Size();
     if (found != tag && (found != 0 || entries != 0))
-      throw exo_Error(m_path, "expected a netCDF header, found a damaged one");
+      throw mesh_Error(m_path, "expected a netCDF header, found a damaged one");
     if (entries > m_size)
       CutShort();
     return entries;
   }
 
   [[noreturn]] void CutShort() const {
-    throw exo_Error(m_path, "expected a whole netCDF header, found the end of the file after " +
-                                std::to_string(m_size) + " bytes");
+    throw mesh_Error(m_path, "expected a whole netCDF header, found the end of the file after " +
+                                 std::to_string(m_size) + " bytes");
   }
 
  private:
@@ -163,7 +163,7 @@ void exo_CheckClassicSize(const std::string& path, unsigned long long size) {
   if (extent.recordVariables && records)
     expected = std::max(expected, Plus(extent.recordBegin, Times(records - 1, extent.recordBytes)));
   if (expected > size)
-    throw exo_Error(path, "expected " + std::to_string(expected) +
-                              " bytes as its netCDF header says, found " + std::to_string(size) +
-                              " (a truncated file?)");
+    throw mesh_Error(path, "expected " + std::to_string(expected) +
+                               " bytes as its netCDF header says, found " + std::to_string(size) +
+                               " (a truncated file?)");
 }

@@ -1,7 +1,7 @@
 #include <pdmsim/import/exodus/exo_NetCDF.h>
 
 #include <pdmsim/import/exodus/exo_ClassicSize.h>
-#include <pdmsim/import/exodus/exo_Error.h>
+#include <pdmsim/mesh/mesh_Error.h>
 
 #include <netcdf.h>
 
@@ -39,13 +39,13 @@ unsigned long long CheckedSize(const std::string& path) {
   if (descriptor >= 0)
     close(descriptor);
   if (!known)
-    throw exo_Error(path, std::string("expected a readable mesh file, found: ") + std::strerror(cause));
+    throw mesh_Error(path, std::string("expected a readable mesh file, found: ") + std::strerror(cause));
   if (S_ISDIR(status.st_mode))
-    throw exo_Error(path, "expected a mesh file, found a directory");
+    throw mesh_Error(path, "expected a mesh file, found a directory");
   if (!S_ISREG(status.st_mode))
-    throw exo_Error(path, "expected a mesh file, found a device, a pipe or a socket");
+    throw mesh_Error(path, "expected a mesh file, found a device, a pipe or a socket");
   if (status.st_size == 0)
-    throw exo_Error(path, "expected an Exodus II mesh, found an empty file");
+    throw mesh_Error(path, "expected an Exodus II mesh, found an empty file");
   return static_cast<unsigned long long>(status.st_size);
 }
 
@@ -195,7 +195,7 @@ exo_NetCDF::~exo_NetCDF() {
 }
 
 void exo_NetCDF::Fail(const std::string& what) const {
-  throw exo_Error(m_path, what);
+  throw mesh_Error(m_path, what);
 }
 
 std::optional<std::size_t> exo_NetCDF::Dimension(const std::string& name) const {

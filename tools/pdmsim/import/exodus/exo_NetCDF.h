@@ -11,7 +11,7 @@ class exo_NetCDF;
 ///
 /// The Read functions take the hyperslab [first, first + count) of every dimension and fill `out` row by
 /// row; integers only from integer variables, reals only from float and double ones. A value outside the
-/// range of the target throws, as every failure does, an exo_Error.
+/// range of the target throws, as every failure does, an mesh_Error.
 class exo_Array {
  public:
   const std::string& Name() const { return m_name; }
@@ -58,7 +58,7 @@ class exo_Array {
 /// A netCDF file of any format, open for reading. Opening reads its header only.
 class exo_NetCDF {
  public:
-  /// Throws exo_Error for everything that is not a whole, readable netCDF file on this machine.
+  /// Throws mesh_Error for everything that is not a whole, readable netCDF file on this machine.
   explicit exo_NetCDF(const std::string& path);
   exo_NetCDF(const exo_NetCDF&) = delete;
   exo_NetCDF& operator=(const exo_NetCDF&) = delete;

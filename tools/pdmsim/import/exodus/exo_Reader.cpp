@@ -16,7 +16,7 @@ std::string N(const char* name, std::size_t number) {
 
 } // namespace
 
-const exo_SetNames& exo_NamesOf(exo_SetKind kind) {
+const exo_SetNames& exo_NamesOf(mesh_SetKind kind) {
   static constexpr exo_SetNames names[] = {{"num_node_sets", "ns_prop1", "ns_names", "ns_status", "node_ns",
                                             "num_nod_ns", nullptr, "dist_fact_ns"},
                                            {"num_elem_sets", "els_prop1", "els_names", "els_status",
@@ -26,7 +26,7 @@ const exo_SetNames& exo_NamesOf(exo_SetKind kind) {
   return names[static_cast<std::size_t>(kind)];
 }
 
-const exo_VariableNames& exo_NamesOf(exo_Place place) {
+const exo_VariableNames& exo_NamesOf(mesh_Place place) {
   static constexpr exo_VariableNames names[] = {
       {"num_glo_var", "name_glo_var", nullptr, "vals_glo_var", nullptr},
       {"num_nod_var", "name_nod_var", nullptr, "vals_nod_var", nullptr},
@@ -41,10 +41,10 @@ void exo_Reader::ReadAll() {
   CheckFormat();
   ReadSizes();
   ReadBlocks();
-  for (const exo_SetKind kind : {exo_SetKind::kNodes, exo_SetKind::kElements, exo_SetKind::kSides})
+  for (const mesh_SetKind kind : {mesh_SetKind::kNodes, mesh_SetKind::kElements, mesh_SetKind::kSides})
     ReadSets(kind);
-  ReadMaps("node", m_mesh.m_nodeMaps, m_mesh.m_nodes);
-  ReadMaps("elem", m_mesh.m_elementMaps, m_mesh.m_elements);
+  ReadMaps("node", m_mesh.m_nodeMaps, m_mesh.m_nodeMapVariables, m_mesh.m_nodes);
+  ReadMaps("elem", m_mesh.m_elementMaps, m_mesh.m_elementMapVariables, m_mesh.m_elements);
   ReadTimes();
   ReadVariables();
   NoteTheRest();
@@ -135,7 +135,7 @@ void exo_Reader::ReadBlocks() {
   const auto used = Used("eb_status", count);
   std::size_t elements = 0;
   for (std::size_t i = 0; i < count; ++i) {
-    exo_Block block;
+    mesh_Block block;
     block.number = static_cast<int>(i + 1);
     block.id = ids[i];
     block.name = names[i];
@@ -150,7 +150,7 @@ void exo_Reader::ReadBlocks() {
                 " elements, found " + std::to_string(elements));
 }
 
-void exo_Reader::ReadBlock(exo_Block& block) {
+void exo_Reader::ReadBlock(mesh_Block& block) {
   const auto number = static_cast<std::size_t>(block.number);
   block.elements = m_file.Dimension(N("num_el_in_blk", number)).value_or(0);
   block.nodesPerElement = m_file.Dimension(N("num_nod_per_el", number)).value_or(0);
@@ -162,13 +162,13 @@ void exo_Reader::ReadBlock(exo_Block& block) {
     ReadAttributes(block);
 }
 
-void exo_Reader::ReadConnectivity(exo_Block& block) {
+void exo_Reader::ReadConnectivity(mesh_Block& block) {
   const std::string variable = N("connect", static_cast<std::size_t>(block.number));
   const auto connect = m_file.Find(variable);
   if (connect)
     block.type = connect->TextAttribute("elem_type");
   if (strcasecmp(block.type.c_str(), "nfaced") == 0) {
-    block.shape = exo_Block::Shape::kPolyhedra;
+    block.shape = mesh_Block::Shape::kPolyhedra;
     m_mesh.m_notes.push_back("the faces of the polyhedra of block " + std::to_string(block.id));
     return;
   }
@@ -180,14 +180,14 @@ void exo_Reader::ReadConnectivity(exo_Block& block) {
     m_file.Fail("expected the connectivity of block " + std::to_string(block.id) + " in " + variable +
                 ", found no such variable");
   if (strcasecmp(block.type.c_str(), "nsided") == 0) {
-    block.shape = exo_Block::Shape::kPolygons;
+    block.shape = mesh_Block::Shape::kPolygons;
     connect->Require({block.nodesPerElement}, exo_Array::Kind::kInteger);
   } else {
     connect->Require({block.elements, block.nodesPerElement}, exo_Array::Kind::kInteger);
   }
 }
 
-void exo_Reader::ReadAttributes(exo_Block& block) {
+void exo_Reader::ReadAttributes(mesh_Block& block) {
   const auto number = static_cast<std::size_t>(block.number);
   const auto attributes = m_file.Find(N("attrib", number));
   if (!attributes)
@@ -197,7 +197,7 @@ void exo_Reader::ReadAttributes(exo_Block& block) {
   block.attributes = Names(N("attrib_name", number), count);
 }
 
-void exo_Reader::ReadSets(exo_SetKind kind) {
+void exo_Reader::ReadSets(mesh_SetKind kind) {
   const exo_SetNames& name = exo_NamesOf(kind);
   const std::size_t count = Count(name.count);
   if (count == 0)
@@ -206,14 +206,14 @@ void exo_Reader::ReadSets(exo_SetKind kind) {
   const auto names = Names(name.names, count);
   const auto used = Used(name.status, count);
   for (std::size_t i = 0; i < count; ++i) {
-    exo_Set set{kind, static_cast<int>(i + 1), ids[i], names[i]};
+    mesh_Set set{kind, static_cast<int>(i + 1), ids[i], names[i]};
     if (used[i])
       ReadSet(set);
     m_mesh.m_sets[static_cast<std::size_t>(kind)].push_back(std::move(set));
   }
 }
 
-void exo_Reader::ReadSet(exo_Set& set) {
+void exo_Reader::ReadSet(mesh_Set& set) {
   const exo_SetNames& name = exo_NamesOf(set.kind);
   const auto number = static_cast<std::size_t>(set.number);
   const std::string variable = N(name.entries, number);
@@ -243,7 +243,8 @@ void exo_Reader::ReadSet(exo_Set& set) {
   }
 }
 
-void exo_Reader::ReadMaps(const char* kind, std::vector<exo_Map>& maps, std::size_t size) {
+void exo_Reader::ReadMaps(const char* kind, std::vector<mesh_Map>& maps, std::vector<std::string>& variables,
+                          std::size_t size) {
   const std::string node(kind), prefix(node.substr(0, 1));
   const std::size_t count = Count("num_" + node + "_maps");
   if (count == 0 || size == 0)
@@ -251,10 +252,11 @@ void exo_Reader::ReadMaps(const char* kind, std::vector<exo_Map>& maps, std::siz
   const auto ids = Ids(prefix + "m_prop1", count);
   const auto names = Names(prefix + "map_names", count);
   for (std::size_t i = 0; i < count; ++i) {
-    exo_Map map{node + "_map" + std::to_string(i + 1), names[i], ids[i]};
-    if (const auto array = m_file.Find(map.variable)) {
+    const std::string variable = node + "_map" + std::to_string(i + 1);
+    if (const auto array = m_file.Find(variable)) {
       array->Require({size}, exo_Array::Kind::kInteger);
-      maps.push_back(std::move(map));
+      maps.push_back({names[i], ids[i]});
+      variables.push_back(variable);
     }
   }
 }
@@ -277,25 +279,25 @@ void exo_Reader::ReadTimes() {
 }
 
 void exo_Reader::ReadVariables() {
-  ReadVariables(exo_Place::kGlobal, {1});
-  ReadVariables(exo_Place::kNodes, {m_mesh.m_nodes});
+  ReadVariables(mesh_Place::kGlobal, {1});
+  ReadVariables(mesh_Place::kNodes, {m_mesh.m_nodes});
   std::vector<std::size_t> blocks;
-  for (const exo_Block& block : m_mesh.m_blocks)
+  for (const mesh_Block& block : m_mesh.m_blocks)
     blocks.push_back(block.elements);
-  ReadVariables(exo_Place::kBlocks, std::move(blocks));
-  for (const auto& [place, kind] : {std::pair{exo_Place::kNodeSets, exo_SetKind::kNodes},
-                                    {exo_Place::kElementSets, exo_SetKind::kElements},
-                                    {exo_Place::kSideSets, exo_SetKind::kSides}}) {
+  ReadVariables(mesh_Place::kBlocks, std::move(blocks));
+  for (const auto& [place, kind] : {std::pair{mesh_Place::kNodeSets, mesh_SetKind::kNodes},
+                                    {mesh_Place::kElementSets, mesh_SetKind::kElements},
+                                    {mesh_Place::kSideSets, mesh_SetKind::kSides}}) {
     std::vector<std::size_t> sizes;
-    for (const exo_Set& set : m_mesh.Sets(kind))
+    for (const mesh_Set& set : m_mesh.Sets(kind))
       sizes.push_back(set.size);
     ReadVariables(place, std::move(sizes));
   }
 }
 
-void exo_Reader::ReadVariables(exo_Place place, std::vector<std::size_t> entitySizes) {
+void exo_Reader::ReadVariables(mesh_Place place, std::vector<std::size_t> entitySizes) {
   const exo_VariableNames& name = exo_NamesOf(place);
-  exo_Variables& variables = m_mesh.m_variables[static_cast<std::size_t>(place)];
+  mesh_Variables& variables = m_mesh.m_variables[static_cast<std::size_t>(place)];
   variables.place = place;
   variables.entitySizes = std::move(entitySizes);
   const std::size_t count = Count(name.count), entities = variables.entitySizes.size();
@@ -323,7 +325,7 @@ void exo_Reader::ReadVariables(exo_Place place, std::vector<std::size_t> entityS
   CheckValues(variables);
 }
 
-void exo_Reader::CheckValues(const exo_Variables& variables) const {
+void exo_Reader::CheckValues(const mesh_Variables& variables) const {
   for (std::size_t entity = 0; entity < variables.present.size(); ++entity)
     for (std::size_t variable = 0; variable < variables.names.size(); ++variable)
       if (variables.present[entity][variable])

@@ -12,16 +12,17 @@ class exo_Reader {
   void CheckFormat() const;
   void ReadSizes();
   void ReadBlocks();
-  void ReadBlock(exo_Block& block);
-  void ReadConnectivity(exo_Block& block);
-  void ReadAttributes(exo_Block& block);
-  void ReadSets(exo_SetKind kind);
-  void ReadSet(exo_Set& set);
-  void ReadMaps(const char* kind, std::vector<exo_Map>& maps, std::size_t size);
+  void ReadBlock(mesh_Block& block);
+  void ReadConnectivity(mesh_Block& block);
+  void ReadAttributes(mesh_Block& block);
+  void ReadSets(mesh_SetKind kind);
+  void ReadSet(mesh_Set& set);
+  void ReadMaps(const char* kind, std::vector<mesh_Map>& maps, std::vector<std::string>& variables,
+                std::size_t size);
   void ReadTimes();
   void ReadVariables();
-  void ReadVariables(exo_Place place, std::vector<std::size_t> entitySizes);
-  void CheckValues(const exo_Variables& variables) const;
+  void ReadVariables(mesh_Place place, std::vector<std::size_t> entitySizes);
+  void CheckValues(const mesh_Variables& variables) const;
   void NoteTheRest();
 
   std::size_t Count(const std::string& dimension) const;
@@ -39,10 +40,10 @@ class exo_Reader {
 struct exo_SetNames {
   const char *count, *ids, *names, *status, *entries, *entryCount, *sides, *factors;
 };
-const exo_SetNames& exo_NamesOf(exo_SetKind kind);
+const exo_SetNames& exo_NamesOf(mesh_SetKind kind);
 
 /// The same for result variables; a value variable is values<N> or values<N><entity><M>.
 struct exo_VariableNames {
   const char *count, *names, *table, *values, *entity;
 };
-const exo_VariableNames& exo_NamesOf(exo_Place place);
+const exo_VariableNames& exo_NamesOf(mesh_Place place);
