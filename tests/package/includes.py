@@ -20,7 +20,8 @@ BELOW_FILE = PLATFORM[:2] + [f"{FILE}/*.h", JOURNAL]
 LIBRARY = ["omi", "kda", "gbb", "gbb/pattern"]
 USER = PLATFORM + LIBRARY + ["generated", "fes", "msf", "lib"]  # what stands on the library as a whole
 JOURNAL_ROOMS = [f"{JOURNAL}/{room}" for room in ("files", "journal", "pages", "opening", "commit", "driver")]
-TOOLS = [f"tools/pdmsim/{room}" for room in ("cli", "show", "check", "dofs", "mesh", "import", "import/exodus")]
+IMPORTS = [f"tools/pdmsim/import/{room}" for room in ("exodus",)]
+TOOLS = [f"tools/pdmsim/{room}" for room in ("cli", "show", "check", "dofs", "mesh", "import", "stored")]
 ROOMS = {
     "platform/UTI_CoreUtils": [],
     "platform/UTI_BasicUtils": PLATFORM[:1],
@@ -46,8 +47,9 @@ ROOMS = {
     "tools/pdmsim/check": USER + ["tools/pdmsim/cli", "tools/pdmsim/show"],
     "tools/pdmsim/dofs": USER + ["tools/pdmsim/cli"],
     "tools/pdmsim/mesh": USER,
-    "tools/pdmsim/import/exodus": USER + ["tools/pdmsim/mesh"],
-    "tools/pdmsim/import": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
+    **{room: USER + ["tools/pdmsim/mesh"] for room in IMPORTS},
+    "tools/pdmsim/import": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", *IMPORTS],
+    "tools/pdmsim/stored": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
     "tools/pdmsim/commands": USER + TOOLS,
     "tools/pdmsim/*.cpp": USER + TOOLS + ["tools/pdmsim/commands"],
     "examples": USER,

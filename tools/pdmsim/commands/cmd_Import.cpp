@@ -3,7 +3,7 @@
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/cli/cli_Library.h>
 #include <pdmsim/cli/cli_Progress.h>
-#include <pdmsim/import/exodus/exo_File.h>
+#include <pdmsim/import/imp_Formats.h>
 #include <pdmsim/import/imp_Model.h>
 #include <pdmsim/show/show_Text.h>
 
@@ -15,6 +15,7 @@ namespace {
 
 struct Options {
   std::string mesh, file;
+  mesh_Reading reading;
   bool force = false, quiet = false, json = false;
 };
 
@@ -84,13 +85,13 @@ void Warn(const Options& options, const imp_Counts& counts) {
 void Import(const Options& options) {
   cli_CatchSignals();
   CheckDistinct(options);
-  const exo_File mesh(options.mesh);
+  const std::unique_ptr<mesh_Source> mesh = imp_OpenMesh(options.mesh, options.reading);
   imp_Counts counts;
   double seconds = 0;
   {
     cli_Progress progress("importing " + options.mesh, !options.quiet);
     const cli_Library library;
-    counts = imp_WriteModel(mesh, options.file, options.force, library, progress);
+    counts = imp_WriteModel(*mesh, options.file, options.force, library, progress);
     seconds = progress.Seconds();
   }
   const unsigned long long bytes = std::filesystem::file_size(options.file);
@@ -110,6 +111,11 @@ void cmd_AddImport(CLI::App& program) {
   CLI::App* command = program.add_subcommand("import", "Turn a mesh into a simulation file");
   command->add_option("MESH", options->mesh, "Exodus II mesh to read")->required();
   command->add_option("FILE", options->file, "simulation file to write")->required();
+  std::vector<std::string> formats;
+  for (const mesh_Format& format : imp_Formats())
+    formats.emplace_back(format.name);
+  command->add_option("--format", options->reading.format, "what MESH is (default: its content tells)")
+      ->check(CLI::IsMember(formats));
   command->add_flag("--force", options->force, "replace FILE if it is there");
   command->add_flag("--quiet", options->quiet, "no progress, notes and summary; errors only");
   command->add_flag("--json", options->json, "print the summary as JSON");

@@ -117,10 +117,11 @@ void imp_Fields::WriteMesh() {
 
 void imp_Fields::WriteCoordinates() {
   const std::size_t dimension = m_source.Dimension();
-  const ORXSimDistributionID id = m_node["coordinates"] = m_store.Distribution(
-      "coordinates", {imp_Drawer(m_store.Full(m_collections.nodes), ORXSimItemType::kDouble, dimension,
-                                 Joined(m_source.AxisNames()))},
-      m_source.LengthUnit());
+  const ORXSimDistributionID id = m_node["coordinates"] =
+      m_store.Distribution("coordinates",
+                           {imp_Drawer(m_store.Full(m_collections.nodes), ORXSimItemType::kDouble, dimension,
+                                       Joined(m_source.AxisNames()))},
+                           m_source.LengthUnit());
   std::vector<mesh_NumbersPtr> axes;
   for (std::size_t axis = 0; axis < dimension && m_source.Nodes() > 0; ++axis)
     axes.push_back(m_source.Coordinate(axis));

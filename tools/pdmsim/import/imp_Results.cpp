@@ -87,10 +87,10 @@ std::vector<imp_Column> imp_Fields::Columns(mesh_Place place, std::size_t variab
 }
 
 void imp_Fields::WriteVariables(mesh_Place place, imp_FieldMap& fields) {
-  const std::size_t steps = m_source.Times().size();
   const auto& keys = m_keys.variables[static_cast<std::size_t>(place)];
   for (std::size_t variable = 0; variable < keys.size(); ++variable) {
     const std::size_t width = m_source.Variables(place).Components(variable);
+    const std::size_t steps = m_source.Variables(place).Constant(variable) ? 1 : m_source.Times().size();
     const std::vector<imp_Column> columns = steps ? Columns(place, variable) : std::vector<imp_Column>();
     bool isFloat = true;
     for (const imp_Column& column : columns)

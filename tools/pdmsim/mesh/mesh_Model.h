@@ -46,9 +46,11 @@ struct mesh_Variables {
   std::vector<std::string> names;
   std::vector<std::size_t> components;    // [variable] numbers in a row; empty: 1 each
   std::vector<std::string> units;         // [variable]; empty: none is known
+  std::vector<bool> constant;             // [variable] has one value for all time: step 0; empty: none has
   std::vector<std::size_t> entitySizes;   // number of rows on each entity
   std::vector<std::vector<bool>> present; // [entity][variable]
 
   std::size_t Components(std::size_t variable) const { return components.empty() ? 1 : components[variable]; }
+  bool Constant(std::size_t variable) const { return !constant.empty() && constant[variable]; }
   std::string Unit(std::size_t variable) const { return units.empty() ? std::string() : units[variable]; }
 };

@@ -91,12 +91,12 @@ class mesh_Source {
   /// \param out [count], 0-based sides in the side order of Exodus II.
   virtual void ReadSides(const mesh_Set& set, std::size_t first, std::size_t count, const int* elements,
                          int* out) const = 0;
-  /// The distribution factors of a set that has some.
+  /// The distribution factors of a set that has some: `factors` rows of one number, those of an entry
+  /// together.
   virtual mesh_NumbersPtr Factors(const mesh_Set& set) const = 0;
 
-  /// The values of a variable on one entity at one step. Of global variables all come at once, a row for each,
-  /// whatever `variable` says.
-  /// REQUIRES Variables(place).present[entity][variable].
+  /// The values of a variable on one entity at one step. Of global variables all come at once, a row for
+  /// each, whatever `variable` says. REQUIRES Variables(place).present[entity][variable].
   virtual mesh_NumbersPtr Values(mesh_Place place, std::size_t variable, std::size_t entity,
                                  std::size_t step) const = 0;
 

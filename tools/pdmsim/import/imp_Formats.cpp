@@ -1,0 +1,71 @@
+#include <pdmsim/import/imp_Formats.h>
+
+#include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/import/exodus/exo_Format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+// The first that knows a content as its own reads it. Exodus II takes every HDF5 file that comes to it.
+constexpr mesh_Format kFormats[] = {
+    {"exodus", "Exodus II", ".exo .e .g .ex2 .exoII .nc", &exo_IsOne, &exo_Open},
+};
+
+mesh_Head headOf(const std::string& path) {
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error))
+    throw cli_Failure(cli_Exit::kUnusable, path + ": expected a mesh, found a directory");
+  std::ifstream file(path, std::ios::binary);
+  if (!file)
+    throw cli_Failure(cli_Exit::kUnusable, path + ": " + std::strerror(errno));
+  mesh_Head head{path, std::string(std::size_t{64} << 10, '\0')};
+  file.read(head.bytes.data(), static_cast<std::streamsize>(head.bytes.size()));
+  head.bytes.resize(static_cast<std::size_t>(file.gcount()));
+  return head;
+}
+
+bool hasEnding(const mesh_Format& format, const std::string& path) {
+  std::string ending = std::filesystem::path(path).extension();
+  std::transform(ending.begin(), ending.end(), ending.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  std::istringstream endings(format.endings);
+  for (std::string one; endings >> one;)
+    if (one == ending)
+      return true;
+  return false;
+}
+
+const mesh_Format& formatOf(const std::string& path, const mesh_Reading& reading) {
+  const auto formats = imp_Formats();
+  if (!reading.format.empty())
+    for (const mesh_Format& format : formats)
+      if (reading.format == format.name)
+        return format;
+  const mesh_Head head = headOf(path);
+  for (const mesh_Format& format : formats)
+    if (format.isOne(head))
+      return format;
+  for (const mesh_Format& format : formats)
+    if (hasEnding(format, path))
+      return format;
+  std::string known;
+  for (const mesh_Format& format : formats)
+    known += (known.empty() ? "" : ", ") + std::string(format.title);
+  throw cli_Failure(cli_Exit::kUnusable, path + ": expected a mesh (" + known + "), found no such file");
+}
+
+} // namespace
+
+std::span<const mesh_Format> imp_Formats() {
+  return kFormats;
+}
+
+std::unique_ptr<mesh_Source> imp_OpenMesh(const std::string& path, const mesh_Reading& reading) {
+  return formatOf(path, reading).open(path, reading);
+}
