@@ -263,7 +263,7 @@ class BadMeshes(Case):
         for name in os.listdir(self.dir):
             with self.subTest(name):
                 self.refused(2, "import", self.dir / name, self.out, says=[name, "expected", "found"])
-        self.refused(2, "import", MESHES / "block.mesh", self.out, says=["not netCDF"])
+        self.refused(2, "import", MESHES / "README.md", self.out, says=["expected a mesh"])
         self.refused(2, "import", self.dir, self.out, says=["directory"])
         self.refused(2, "import", self.dir / "none", self.out, says=["No such file"])
 

@@ -57,7 +57,7 @@ const mesh_Format& formatOf(const std::string& path, const mesh_Reading& reading
   std::string known;
   for (const mesh_Format& format : formats)
     known += (known.empty() ? "" : ", ") + std::string(format.title);
-  throw cli_Failure(cli_Exit::kUnusable, path + ": expected a mesh (" + known + "), found no such file");
+  throw cli_Failure(cli_Exit::kUnusable, path + ": expected a mesh (" + known + "), found something else");
 }
 
 } // namespace
