@@ -179,7 +179,8 @@ TEST_F(Journal, WhatIsMadeBesideAFileIsItsOwnersFromTheFirstByte) {
     Set(context, 4);
     ORXSimManager::CloseContext(context);
     ::umask(before);
-    EXPECT_EQ(s_atFirst.size(), 2u) << "journals may have the number of one that is gone";
+    EXPECT_GE(s_atFirst.size(), 2u)
+        << "the new file and a journal; the second journal may have the first one's number";
     s_atFirst[0] = journal;
     for (const auto& [number, made] : s_atFirst) {
       EXPECT_EQ(made.st_mode & 07777, static_cast<mode_t>(mode)) << mask;

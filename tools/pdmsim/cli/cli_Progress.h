@@ -3,8 +3,8 @@
 #include <chrono>
 #include <string>
 
-/// The line that tells a person at a terminal how far a long import is, and the place where an interrupted
-/// one ends.
+/// The line that tells a person at a terminal how far long work is, and the place where what was interrupted
+/// ends.
 class cli_Progress {
  public:
   /// \param text what is going on.

@@ -10,7 +10,7 @@
 
 #include <tuple>
 
-/// The classes that `pdmsim show` knows, derived ones before their bases. One word here is all that a new
-/// schema class needs.
+/// The classes that `pdmsim show` knows without their description in a file, derived ones before their bases.
+/// A class of the library is a word here.
 using show_Classes = std::tuple<msfD_Sim, msfD_DiscreteModel, msfD_Mesh, fesD_GenericSystem, fesD_ModalSystem,
                                 fesD_ModalEvent, fesD_SubstructureSystem, fesD_SubDamp, fesD_FESystem>;
