@@ -111,6 +111,12 @@ class Import(Case):
         self.assertEqual(set(mesh.nodeSets), set(node_keys))
         if node_keys:
             same(one(mesh.meshFields[b"nodeSetLabel"]), [i for _, i in sorted(zip(node_keys, nc["ns_prop1"][:]))])
+        factors = {key: nc[f"dist_fact_ns{k}"][:] for k, key in enumerate(node_keys, 1) if f"dist_fact_ns{k}" in nc.variables}
+        found = sim.drawers(mesh.nodeFields[b"distributionFactor"]) if factors else []
+        self.assertEqual([drawer.long_name for drawer in found], list(factors))
+        for drawer in found:
+            same(drawer.members, sim.members(mesh.nodeSets[drawer.long_name]))
+            same(drawer.values, factors[drawer.long_name])
         side_keys = keys("ss_prop1", "ss_names", "num_side_sets", "sideset")
         self.assertEqual(set(mesh.surfaces), set(side_keys))
 
