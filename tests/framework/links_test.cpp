@@ -209,6 +209,13 @@ TEST_F(Links, OfATypeGiveObjectsOfThatTypeOnly) {
 
   gbb_LinkHolder toSim(new gbb_SimpleLink(a.mesh.Path(), "#"));
   EXPECT_TRUE(gbb_TypedLink<msfD_Sim>(toSim).get(0) == a.sim);
+  gbb_LinkImpl* const moved = toSim.Link();
+  holder = std::move(toSim);
+  EXPECT_TRUE(holder.Link() == moved && toSim.Link() == nullptr);
+  gbb_LinkHolder& itself = holder;
+  holder = std::move(itself);
+  EXPECT_EQ(holder.Link(), moved);
+  toSim = std::move(holder);
   toSim.Delete();
   EXPECT_EQ(toSim.Link(), nullptr);
   EXPECT_TRUE(!gbb_TypedLink<msfD_Sim>(toSim).get(0));
