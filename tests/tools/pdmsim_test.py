@@ -118,6 +118,11 @@ class Import(Case):
             same(drawer.members, sim.members(mesh.nodeSets[drawer.long_name]))
             same(drawer.values, factors[drawer.long_name])
         side_keys = keys("ss_prop1", "ss_names", "num_side_sets", "sideset")
+        element_keys = block_keys + keys("els_prop1", "els_names", "num_elem_sets", "elementset")
+        for field, names, ids in (("elementSetLabel", element_keys, [*var("eb_prop1", ()), *var("els_prop1", ())]),
+                                  ("surfaceLabel", side_keys, var("ss_prop1", ()))):
+            if names:
+                same(one(mesh.meshFields[field.encode()]), [i for _, i in sorted(zip(names, ids))])
         self.assertEqual(set(mesh.surfaces), set(side_keys))
 
         def of_sides(distribution, k, rows, per_set=None):
