@@ -3,6 +3,7 @@
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/import/exodus/exo_Format.h>
 #include <pdmsim/import/gmsh/gms_Format.h>
+#include <pdmsim/import/medit/mdt_Format.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -17,6 +18,7 @@ namespace {
 constexpr mesh_Format kFormats[] = {
     {"exodus", "Exodus II", ".exo .e .g .ex2 .exoII .nc", &exo_IsOne, &exo_Open},
     {"gmsh", "Gmsh", ".msh .msh2 .msh4", &gms_IsOne, &gms_Open},
+    {"medit", "Medit", ".mesh .meshb", &mdt_IsOne, &mdt_Open},
 };
 
 mesh_Head headOf(const std::string& path) {

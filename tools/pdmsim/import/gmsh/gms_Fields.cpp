@@ -113,7 +113,7 @@ void gms_Fields::Finish(gms_Builder& mesh) {
   if (m_interpolated)
     mesh.Note("the interpolation schemes of fields");
   for (const auto& [name, steps] : m_byElementNode)
-    mesh.Note("the field " + name + " of the nodes of elements (" + std::to_string(steps) + " steps)");
+    mesh.Note("the field " + name + ", one value a node of an element (" + std::to_string(steps) + ")");
   // Steps are told apart by their time, and by their number where times are equal.
   using Key = std::pair<double, long long>;
   std::map<std::tuple<On, std::string, double>, long long> numbers;

@@ -24,10 +24,10 @@ class Reader {
     if (m_fields)
       m_fields->Finish(m_mesh);
     if (m_mesh.partitions > 1)
-      m_mesh.Note("which of " + std::to_string(m_mesh.partitions) + " partitions elements are in");
+      m_mesh.Note("partitions (" + std::to_string(m_mesh.partitions) + ")");
     if (!m_mesh.aliases.empty())
-      m_mesh.Note("the labels of " + std::to_string(m_mesh.aliases.size()) +
-                  " elements that the mesh has once for each of their groups");
+      m_mesh.Note("second labels of elements that the mesh has once for each of their groups (" +
+                  std::to_string(m_mesh.aliases.size()) + ")");
     return std::move(m_mesh.raw);
   }
 
