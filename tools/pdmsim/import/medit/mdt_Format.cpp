@@ -75,10 +75,8 @@ class Reader {
     const mdt_Section* section = nullptr;
     std::string word;
     if (!m_binary) {
-      if (!NextKeyword(word)) {
-        m_raw.notes.push_back("what may have stood behind the last section: the file has no End");
+      if (!NextKeyword(word)) // many texts have no End
         return nullptr;
-      }
       section = mdt_FindSection(word);
       if (!section)
         m_in.Fail("a keyword of the format", "'" + word.substr(0, 40) + "'");
