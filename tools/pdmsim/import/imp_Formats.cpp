@@ -2,6 +2,8 @@
 
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/import/exodus/exo_Format.h>
+#include <pdmsim/import/gmsh/gms_Format.h>
+#include <pdmsim/import/medit/mdt_Format.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -15,6 +17,8 @@ namespace {
 // The first that knows a content as its own reads it. Exodus II takes every HDF5 file that comes to it.
 constexpr mesh_Format kFormats[] = {
     {"exodus", "Exodus II", ".exo .e .g .ex2 .exoII .nc", &exo_IsOne, &exo_Open},
+    {"gmsh", "Gmsh", ".msh .msh2 .msh4", &gms_IsOne, &gms_Open},
+    {"medit", "Medit", ".mesh .meshb", &mdt_IsOne, &mdt_Open},
 };
 
 mesh_Head headOf(const std::string& path) {
