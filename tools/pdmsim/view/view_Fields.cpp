@@ -46,6 +46,8 @@ void view_Fields::Steps(On on, const std::string& name, std::size_t width, bool 
     }
   hdf_ViewShape shape{hdf_ViewType::kDouble, steps.size() * Items(on), width};
   shape.fill = !parts.empty() && isReal(parts.front().rows) ? kNone : -1;
+  if (on == kPoints && steps.size() == 1 && width == 3 && constant)
+    shape.fill = 0; // the missing component of a vector in the plane
   const std::string path = Take(on, name);
   m_output.Rows(path, shape, parts, constant);
   m_arrays.push_back({path, steps.size() == 1});

@@ -71,7 +71,7 @@ bool view_Output::CanMap(const hdf_ViewShape& shape, const std::vector<view_Part
     const auto drawer = ORXSimDistributionRef(part.rows.distribution).Drawer(part.rows.drawer);
     const auto width = size(drawer.Components());
     return part.rows.order.empty() && typeOf(drawer.Type()) == shape.type &&
-           (shape.width == 1 || width == shape.width);
+           (shape.width == 1 || width <= shape.width);
   });
 }
 
