@@ -56,6 +56,11 @@ class ORXSIM_API ORXSimDistributionRef {
   /// \param drawer its number.
   /// \return an empty one on failure.
   ORXSimOpenDrawer OpenDrawer(int drawer) const;
+  /// Where other programs find a drawer in the file: the path of its dataset, [rows] or [rows][components].
+  /// They see what the file itself holds, without what a journal beside it has, and unchecked.
+  /// \param drawer  its number.
+  /// \return "" on failure, and for a file that is open live or for writing: its content may not stand in it.
+  cow_String DatasetPath(int drawer) const;
   /// Holds a whole drawer against its checksums. Memory: 256 KiB, or one block where that is larger.
   ORXSimVerification Verify(int drawer) const;
 

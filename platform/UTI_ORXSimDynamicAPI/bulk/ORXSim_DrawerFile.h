@@ -44,6 +44,8 @@ class ORXSimDrawerFile {
   bool IsLike(const ORXSimDrawerFile& other) const {
     return m_type == other.m_type && m_items == other.m_items && m_components == other.m_components;
   }
+  /// Its place in the file.
+  std::string Path() const { return hdf_PathOf(m_data->id); }
   /// What fails next is told of this drawer.
   void Name(hdf_Operation& operation) const { operation.At(m_data->id); }
 

@@ -4,6 +4,7 @@
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/cli/cli_Progress.h>
 #include <pdmsim/show/show_Text.h>
+#include <pdmsim/view/view_Sidecar.h>
 
 #include <filesystem>
 #include <iostream>
@@ -66,9 +67,20 @@ check_Report Look(const Options& options) {
   return check_File(options.file, [&](double read) { progress.Advance(read); });
 }
 
+/// A view is held against the files that it shows.
+check_Report LookAtView(const Options& options) {
+  check_Report report;
+  report.file = options.file;
+  report.readable = true;
+  report.bytes = report.used = std::filesystem::file_size(options.file);
+  for (const std::string& finding : view_CheckSources(options.file))
+    report.Add("", "view.source", finding);
+  return report;
+}
+
 void Check(const Options& options) {
   cli_CatchSignals();
-  check_Report report = Look(options);
+  check_Report report = view_IsView(options.file) ? LookAtView(options) : Look(options);
   if (std::error_code ignored; std::filesystem::is_regular_file(options.file, ignored))
     check_Beside(report);
   if (options.json)

@@ -35,6 +35,14 @@ class sto_Mesh : public mesh_Source {
   std::vector<Rows> RowsOf(mesh_Place place, std::size_t variable, std::size_t entity,
                            std::size_t step) const;
   ORXSimDistributionID CoordinateField() const { return m_coordinates; }
+  ORXSimDistributionID NodeNumberField() const { return m_nodeLabels; } // null: none
+  ORXSimDistributionID ElementNumberField() const { return m_elementLabels; }
+  ORXSimDistributionID NodeMapField(std::size_t map) const { return m_nodeMapFields[map]; }
+  ORXSimDistributionID ElementMapField(std::size_t map) const { return m_elementMapFields[map]; }
+  /// Where the rows of a field with one row an element are, in the order of the elements.
+  std::vector<Rows> ElementRows(ORXSimDistributionID field) const {
+    return {{field, 0, 0, m_elements, m_items}};
+  }
   ORXSimDistributionID ConnectivityField() const { return m_connectivity; } // drawer k is block k
 
   mesh_NumbersPtr Coordinate(std::size_t axis) const override;

@@ -1,0 +1,214 @@
+"""Drives pdmsim view: what VTK shows by a view against what stands in the simulation file, number by number.
+
+Usage: view_test.py PDMSIM MODAL_ANALYSIS MESH_FOLDER [unittest arguments]; MODAL_ANALYSIS "-" for none."""
+
+import itertools
+import json
+import pathlib
+import shutil
+import sys
+import unittest
+
+import h5py
+import numpy as np
+import vtk
+from vtk.util.numpy_support import vtk_to_numpy
+
+import exo_make
+import programs
+from pdm_reader import Sim, systems
+
+PDMSIM, MODAL, MESHES = sys.argv[1], sys.argv[2], pathlib.Path(sys.argv[3])
+same = np.testing.assert_array_equal
+
+# Corners and edges of Exodus II's elements on the unit cube, square and line; a face's corners for its middle.
+HEX = [(0, 0, 0), (1, 0, 0), (1, 1, 0), (0, 1, 0), (0, 0, 1), (1, 0, 1), (1, 1, 1), (0, 1, 1)]
+TET, WEDGE = [HEX[i] for i in (0, 1, 3, 4)], [HEX[i] for i in (0, 1, 3, 4, 5, 7)]
+PYRAMID, TRI = HEX[:4] + [(0.5, 0.5, 1)], [HEX[i] for i in (0, 1, 3)]
+RING4, RING3 = [(0, 1), (1, 2), (2, 3), (3, 0)], [(0, 1), (1, 2), (2, 0)]
+HEX_EDGES = RING4 + [(0, 4), (1, 5), (2, 6), (3, 7), (4, 5), (5, 6), (6, 7), (7, 4)]
+HEX_FACES = [tuple(range(8)), (0, 1, 2, 3), (4, 5, 6, 7), (0, 3, 4, 7), (1, 2, 5, 6), (0, 1, 4, 5), (2, 3, 6, 7)]
+WEDGE_EDGES = RING3 + [(0, 3), (1, 4), (2, 5), (3, 4), (4, 5), (5, 3)]
+# Name: corners, middles, volume or area.
+ELEMENTS = {
+    "HEX8": (HEX, [], 1), "HEX20": (HEX, HEX_EDGES, 1), "HEX27": (HEX, HEX_EDGES + HEX_FACES, 1),
+    "TETRA4": (TET, [], 1 / 6), "TETRA10": (TET, RING3 + [(0, 3), (1, 3), (2, 3)], 1 / 6),
+    "WEDGE6": (WEDGE, [], 1 / 2), "WEDGE15": (WEDGE, WEDGE_EDGES, 1 / 2), "PYRAMID5": (PYRAMID, [], 1 / 3),
+    "PYRAMID13": (PYRAMID, RING4 + [(0, 4), (1, 4), (2, 4), (3, 4)], 1 / 3),
+    "HEX9": (HEX, [tuple(range(8))], 1),  # which VTK has not
+    "SHELL8": (HEX[:4], RING4, 1), "SHELL9": (HEX[:4], RING4 + [(0, 1, 2, 3)], 1), "TRI6": (TRI, RING3, 1 / 2),
+    "BAR3": (HEX[:2], [(0, 1)], 1), "SPHERE": (HEX[:1], [], 0)}
+VTK_ORDER = {15: [3, 4, 5, 0, 1, 2, 12, 13, 14, 6, 7, 8, 9, 10, 11]}
+
+
+class Grid:
+    """What VTK reads."""
+    def __init__(self, path):
+        reader = vtk.vtkHDFReader()
+        reader.SetFileName(str(path))
+        reader.Update()
+        self.vtk = grid = reader.GetOutput()
+        self.points = vtk_to_numpy(grid.GetPoints().GetData())
+        self.types = vtk_to_numpy(grid.GetCellTypesArray())
+        cells = grid.GetCells()
+        self.cells = np.split(vtk_to_numpy(cells.GetConnectivityArray()),
+                              vtk_to_numpy(cells.GetOffsetsArray())[1:-1])
+        self.point, self.cell, self.field = (
+            {d.GetArrayName(i): vtk_to_numpy(d.GetArray(i)) for i in range(d.GetNumberOfArrays())}
+            for d in (grid.GetPointData(), grid.GetCellData(), grid.GetFieldData()))
+
+
+class View(programs.Case):
+    def setUp(self):
+        super().setUp()
+        vtk.vtkObject.GlobalWarningDisplayOff()  # of versions that VTK 9.1 does not know
+        self.pdm = self.dir / "100%b" / "out.pdm"
+        self.pdm.parent.mkdir()
+
+    def view(self, mesh, *flags, notes=()):
+        if mesh:
+            self.done(PDMSIM, "import", mesh, self.pdm, "--quiet", "--force")
+        done = programs.run(PDMSIM, "view", self.pdm, "--json", *flags)
+        self.assertEqual(done.returncode, 0, done)
+        summary = json.loads(done.stdout)
+        self.assertEqual(len(summary["notes"]), len(notes), summary["notes"])
+        for note in notes:
+            self.assertIn(note, done.stderr.decode())
+        self.assertEqual(summary["bytes"], sum(pathlib.Path(p).stat().st_size for p in summary["views"]))
+        return summary
+
+    def test_everything(self):
+        """Each step of a series, and the same by the one file that has them all."""
+        mesh = exo_make.everything()
+        summary = self.view(exo_make.write(self.dir / "mesh.exo", width=200, **mesh), "--series", notes=("flux",))
+        listed = json.loads(pathlib.Path(summary["views"][0]).read_text())
+        self.assertEqual([(f["name"], f["time"]) for f in listed["files"]],
+                         [("out_0.hdf", 0.0), ("out_1.hdf", 0.5), ("out_2.hdf", 2.25)])
+        grids = [Grid(self.pdm.with_name(f["name"])) for f in listed["files"]]
+        sim = Sim(self.pdm)
+        one = lambda fields, name, drawer=0: sim.drawers(fields[name])[drawer].values
+        blocks = sim.drawers(sim.mesh.elementFields[b"connectivity"])
+        cells = [row[VTK_ORDER.get(len(row), range(len(row)))] for block in blocks for row in block.values]
+        ids = np.concatenate([[b["id"]] * len(d.values) for b, d in zip(mesh["blocks"], blocks)])
+        masks = {"wall": [0, 1, 5, 11], "sideset_2": [2], "picked": [11, 0, 6]}
+        for step, grid in enumerate(grids):
+            same(grid.points, mesh["nodes"])
+            self.assertTrue(len(cells) == len(grid.cells) and all(map(np.array_equal, cells, grid.cells)))
+            same(grid.types, [12] * 5 + [10] * 4 + [26] * 3)
+            same(grid.cell["block"], ids)
+            same(grid.point["label"], mesh["node_labels"])
+            same(grid.point["origin"], mesh["node_maps"]["origin"])
+            same(grid.cell["label"], mesh["elem_labels"])
+            same(grid.field["TimeValue"], [mesh["times"][step]])
+            same(grid.field["energy"], [mesh["glob_vars"]["energy"][step]])
+            for name in ("temperature", exo_make.LONG):
+                self.assertIn(mesh["node_vars"][name][step].tolist(), [a.tolist() for a in grid.point.values()])
+            stress, every = (mesh["elem_vars"][name] for name in ("stress", "all"))
+            same(grid.cell["stress"], np.concatenate([stress[0][step], [np.nan] * 4, stress[3][step]]))
+            same(grid.cell["all"], np.concatenate([every[k][step] for k in (0, 1, 3)]))
+            for name, members in masks.items():
+                same(np.flatnonzero(grid.cell[name]), sorted(members))
+            for one_set in mesh["node_sets"]:
+                found = grid.point[(one_set["name"] or "nodeset_103").replace("/", "_")
+                                   if one_set["name"] != exo_make.LONG else exo_make.LONG]
+                if found.dtype == np.uint8:
+                    same(np.flatnonzero(found), sorted(np.unique(one_set["members"]) - 1))
+            (reaction,) = (a for n, a in grid.point.items() if n.startswith("reaction"))
+            expected = np.full(40, np.nan)
+            expected[mesh["node_sets"][1]["members"] - 1] = mesh["nset_vars"]["reaction"][1][step]
+            same(reaction, expected)
+        self.view(None, notes=("flux", "series"))
+        whole = Grid(self.pdm.with_suffix(".hdf"))  # VTK 9.1 shows step 0
+        same(whole.point["temperature"], grids[0].point["temperature"])
+        with h5py.File(self.pdm.with_suffix(".hdf")) as file:
+            root = file["VTKHDF"]
+            same(root.attrs["Version"], [2, 0])
+            self.assertEqual((root["Steps"].attrs["NSteps"], list(root["Steps/Values"])), (3, mesh["times"]))
+            for (kind, n, of), (step, grid) in itertools.product((("Point", 40, "point"), ("Cell", 12, "cell")),
+                                                                 enumerate(grids)):
+                self.assertEqual(set(root[kind + "Data"]), set(root[f"Steps/{kind}DataOffsets"]))
+                for name, data in root[kind + "Data"].items():
+                    first = root[f"Steps/{kind}DataOffsets"][name][step]
+                    same(data[first:first + n], getattr(grid, of)[name])
+
+    def test_elements(self):
+        """Each type as VTK understands it: middles between their corners, faces outwards, the volume."""
+        nodes, blocks = [], []
+        for k, (name, (corners, middles, _)) in enumerate(ELEMENTS.items()):
+            corners = np.array(corners, float) * [2, 3, 5] + [10 * k, 0, 0]
+            every = [*corners, *(corners[list(m)].mean(axis=0) for m in middles)]
+            blocks.append({"id": k + 1, "name": "", "type": name,
+                           "conn": [np.arange(len(every)) + len(nodes) + 1]})
+            nodes += every
+        self.view(exo_make.write(self.dir / "mesh.exo", nodes=nodes, blocks=blocks), notes=("HEX9",))
+        grid = Grid(self.pdm.with_suffix(".hdf"))
+        for k, (name, (corners, middles, size)) in enumerate(ELEMENTS.items()):
+            with self.subTest(name):
+                cell = grid.vtk.GetCell(k)
+                at = lambda part: vtk_to_numpy(part.GetPoints().GetData()).copy()
+                self.assertEqual(len(at(cell)), len(corners) + (len(middles) if name != "HEX9" else 0))
+                for edge in ([cell] if name == "BAR3" else map(cell.GetEdge, range(cell.GetNumberOfEdges()))):
+                    points = at(edge)
+                    if len(points) == 3:
+                        np.testing.assert_allclose(points[2], points[:2].mean(axis=0))
+                volume = 0
+                for i in range(cell.GetNumberOfFaces()):
+                    points = at(cell.GetFace(i))
+                    n = 3 if len(points) in (3, 6) else 4
+                    if len(points) == 9:
+                        np.testing.assert_allclose(points[8], points[:4].mean(axis=0))
+                    volume += sum(np.dot(points[0], np.cross(points[j], points[j + 1])) / 6 for j in range(1, n - 1))
+                if cell.GetCellDimension() == 3:
+                    self.assertAlmostEqual(volume, size * 30)
+                if name == "HEX27":
+                    np.testing.assert_allclose(at(cell)[26], at(cell)[:8].mean(axis=0))
+
+    def test_plane(self):
+        """Polygons without their padding; z is 0; blocks whose nodes keep their order are mapped."""
+        mesh = dict(nodes=np.random.default_rng(3).random((9, 2)), blocks=[
+            {"id": 4, "type": "QUAD4", "conn": [[1, 2, 5, 4]]},
+            {"id": 2, "type": "nsided", "conn": [2, 3, 6, 5, 8, 4, 5, 7], "corners": [5, 3]}])
+        self.view(exo_make.write(self.dir / "mesh.exo", **mesh))
+        grid = Grid(self.pdm.with_suffix(".hdf"))
+        same(grid.points, np.c_[mesh["nodes"], np.zeros(9)])
+        self.assertEqual([list(c) for c in grid.cells], [[0, 1, 4, 3], [1, 2, 5, 4, 7], [3, 4, 6]])
+        same(grid.types, [9, 7, 7])
+        mesh["blocks"].pop()
+        arrays = self.view(exo_make.write(self.dir / "mesh.exo", **mesh), "--force")["arrays"]
+        self.assertLessEqual({"Points", "Connectivity", "PointData/label"}, {a["path"] for a in arrays if a["mapped"]})
+
+    @unittest.skipIf(MODAL == "-", "without the examples")
+    def test_modes(self):
+        self.done(PDMSIM, "import", MESHES / "block.exo", self.pdm, "--quiet")
+        for name in ("clamped", "free"):
+            self.done(MODAL, self.pdm, "--modes", 3, "--name", name, *(["--clamp", "none"] if name == "free" else []))
+        self.refused(1, PDMSIM, "view", self.pdm, "--system", "loose", says=("'loose'", "'clamped', 'free'"))
+        self.view(None, "--system", "clamped", "-o", self.dir / "modes.hdf")
+        grid = Grid(self.dir / "modes.hdf")
+        with h5py.File(self.pdm) as file:
+            system = systems(file)[0]
+            modes = [f"mode {k + 1} ({f:.4g} Hz)" for k, f in enumerate(system.field("frequencies"))]
+            self.assertEqual(sorted(n for n in grid.point if n.startswith("mode")), modes)
+            for k, name in enumerate(modes):
+                same(grid.point[name], system.field("modeShapes", k))
+
+    def test_refused(self):
+        """What viewers would show wrongly, or what would be lost."""
+        self.view(MESHES / "block.exo")
+        view, other = self.pdm.with_suffix(".hdf"), self.dir / "other.hdf"
+        self.refused(2, PDMSIM, "view", self.pdm, says=("--force",))
+        shutil.copy(self.pdm, other)
+        self.refused(2, PDMSIM, "view", self.pdm, "-o", other, "--force", says=("another file",))
+        self.refused(1, PDMSIM, "view", self.pdm, "-o", self.dir / "a.vtu", says=(".hdf",))
+        self.done(PDMSIM, "check", view)
+        moved = self.pdm.rename(self.dir / "away.pdm")
+        gone = programs.run(PDMSIM, "check", view)
+        self.assertEqual((gone.returncode, b"out.pdm is not there" in gone.stdout), (1, True), gone)
+        journal = pathlib.Path(f"{moved}-journal")
+        journal.write_bytes(b"no journal at all" * 100)
+        self.assertEqual(programs.run(PDMSIM, "view", moved, "-o", self.dir / "b.hdf").returncode, 2)
+        self.assertFalse((self.dir / "b.hdf").exists())
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], *sys.argv[4:]], verbosity=2)

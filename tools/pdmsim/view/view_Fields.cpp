@@ -1,0 +1,230 @@
+#include <pdmsim/view/view_Fields.h>
+
+#include <algorithm>
+#include <limits>
+#include <numeric>
+
+namespace {
+
+constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+constexpr const char* kGroups[] = {"PointData/", "CellData/"};
+
+std::vector<int> readSet(const sto_Mesh& mesh, const mesh_Set& set) {
+  std::vector<int> items(set.size);
+  if (!items.empty())
+    mesh.ReadSet(set, 0, items.size(), items.data());
+  return items;
+}
+
+bool isReal(const sto_Mesh::Rows& rows) {
+  const auto type = ORXSimDistributionRef(rows.distribution).Drawer(rows.drawer).Type();
+  return type == ORXSimItemType::kFloat || type == ORXSimItemType::kDouble;
+}
+
+} // namespace
+
+std::string view_Fields::Take(On on, const std::string& name) {
+  return kGroups[on] + m_names[on].Take(name);
+}
+
+std::vector<std::size_t> view_Fields::Shown(bool constant) const {
+  if (m_step || constant || m_mesh.Times().empty())
+    return {constant ? 0 : m_step.value_or(0)};
+  std::vector<std::size_t> all(m_mesh.Times().size());
+  std::iota(all.begin(), all.end(), 0);
+  return all;
+}
+
+template <class PartsOf>
+void view_Fields::Steps(On on, const std::string& name, std::size_t width, bool constant, PartsOf partsOf) {
+  std::vector<view_Part> parts;
+  const std::vector<std::size_t> steps = Shown(constant);
+  for (std::size_t k = 0; k < steps.size(); ++k)
+    for (view_Part& part : partsOf(steps[k])) {
+      part.target += k * Items(on);
+      parts.push_back(std::move(part));
+    }
+  hdf_ViewShape shape{hdf_ViewType::kDouble, steps.size() * Items(on), width};
+  shape.fill = !parts.empty() && isReal(parts.front().rows) ? kNone : -1;
+  if (on == kPoints && steps.size() == 1 && width == 3 && constant)
+    shape.fill = 0; // the missing component of a vector in the plane
+  const std::string path = Take(on, name);
+  m_output.Rows(path, shape, parts, constant);
+  m_arrays.push_back({path, steps.size() == 1});
+}
+
+void view_Fields::Constant(On on, const std::string& name, ORXSimDistributionID field) {
+  Steps(on, name, 1, true, [&](std::size_t) {
+    std::vector<view_Part> parts;
+    if (on == kCells)
+      parts.push_back({m_mesh.ElementRows(field).front(), 0});
+    else
+      parts.push_back({{field, 0, 0, m_mesh.Nodes(), {}}, 0});
+    return parts;
+  });
+}
+
+void view_Fields::WriteLabels() {
+  if (!m_mesh.NodeNumberField().IsNull())
+    Constant(kPoints, "label", m_mesh.NodeNumberField());
+  if (!m_mesh.ElementNumberField().IsNull())
+    Constant(kCells, "label", m_mesh.ElementNumberField());
+  for (std::size_t i = 0; i < m_mesh.NodeMaps().size(); ++i)
+    Constant(kPoints, m_mesh.NodeMaps()[i].name, m_mesh.NodeMapField(i));
+  for (std::size_t i = 0; i < m_mesh.ElementMaps().size(); ++i)
+    Constant(kCells, m_mesh.ElementMaps()[i].name, m_mesh.ElementMapField(i));
+}
+
+void view_Fields::WriteSets() {
+  for (const mesh_SetKind kind : {mesh_SetKind::kNodes, mesh_SetKind::kElements, mesh_SetKind::kSides})
+    for (const mesh_Set& set : m_mesh.Sets(kind))
+      WriteMask(set);
+}
+
+void view_Fields::WriteMask(const mesh_Set& set) {
+  const On on = set.kind == mesh_SetKind::kNodes ? kPoints : kCells;
+  std::vector<std::uint8_t> mask(Items(on));
+  for (const int item : readSet(m_mesh, set))
+    if (item >= 0 && static_cast<std::size_t>(item) < mask.size())
+      mask[static_cast<std::size_t>(item)] = 1;
+  const std::string path = Take(on, set.name);
+  m_output.Values(path, {hdf_ViewType::kUInt8, mask.size()}, mask);
+  m_arrays.push_back({path, true});
+}
+
+void view_Fields::WriteResults() {
+  for (const mesh_Place place : {mesh_Place::kNodes, mesh_Place::kBlocks}) {
+    const mesh_Variables& variables = m_mesh.Variables(place);
+    for (std::size_t i = 0; i < variables.names.size(); ++i)
+      WriteVariable(variables, i);
+  }
+  for (const mesh_Place place : {mesh_Place::kNodeSets, mesh_Place::kElementSets}) {
+    const mesh_Variables& variables = m_mesh.Variables(place);
+    for (std::size_t i = 0; i < variables.names.size(); ++i)
+      for (std::size_t entity = 0; entity < variables.present.size(); ++entity)
+        if (variables.present[entity][i])
+          WriteSetVariable(variables, i, entity);
+  }
+  for (const std::string& name : m_mesh.Variables(mesh_Place::kSideSets).names)
+    m_notes.push_back("the field " + name + " on sides of elements is not shown");
+  WriteGlobals();
+}
+
+void view_Fields::WriteVariable(const mesh_Variables& variables, std::size_t variable) {
+  const On on = variables.place == mesh_Place::kNodes ? kPoints : kCells;
+  Steps(on, variables.names[variable], variables.Components(variable), variables.Constant(variable),
+        [&](std::size_t step) {
+          std::vector<view_Part> parts;
+          for (std::size_t entity = 0; entity < variables.present.size(); ++entity) {
+            if (!variables.present[entity][variable])
+              continue;
+            std::size_t target = on == kCells ? m_mesh.Blocks()[entity].firstElement : 0;
+            for (sto_Mesh::Rows& rows : m_mesh.RowsOf(variables.place, variable, entity, step)) {
+              const std::size_t count = rows.count;
+              parts.push_back({std::move(rows), target});
+              target += count;
+            }
+          }
+          return parts;
+        });
+}
+
+/// A field on a set is an array of its own, since another set may have other values at the same items.
+void view_Fields::WriteSetVariable(const mesh_Variables& variables, std::size_t variable,
+                                   std::size_t entity) {
+  const bool nodes = variables.place == mesh_Place::kNodeSets;
+  const mesh_Set& set = m_mesh.Sets(nodes ? mesh_SetKind::kNodes : mesh_SetKind::kElements)[entity];
+  const std::vector<int> items = readSet(m_mesh, set);
+  Steps(nodes ? kPoints : kCells, variables.names[variable] + " (" + set.name + ")",
+        variables.Components(variable), variables.Constant(variable), [&](std::size_t step) {
+          std::vector<view_Part> parts;
+          std::size_t member = 0;
+          for (const sto_Mesh::Rows& rows : m_mesh.RowsOf(variables.place, variable, entity, step))
+            for (std::size_t i = 0; i < rows.count; ++i, ++member) {
+              const auto item = static_cast<std::size_t>(items[member]);
+              if (i > 0 && item == parts.back().target + parts.back().rows.count) {
+                ++parts.back().rows.count;
+                continue;
+              }
+              parts.push_back({{rows.distribution, rows.drawer, rows.first + i, 1, {}}, item});
+            }
+          return parts;
+        });
+}
+
+void view_Fields::WriteGlobals() {
+  const mesh_Variables& variables = m_mesh.Variables(mesh_Place::kGlobal);
+  if (variables.names.empty())
+    return;
+  if (!m_step) {
+    m_notes.push_back("fields of the whole mesh are shown with --series only");
+    return;
+  }
+  std::vector<double> values(variables.names.size());
+  m_mesh.Values(mesh_Place::kGlobal, 0, 0, *m_step)->Read(0, values.size(), values.data());
+  view_Names names;
+  names.Take("TimeValue");
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const std::string path = "FieldData/" + names.Take(variables.names[i]);
+    if (m_output.Begin(path, {hdf_ViewType::kDouble, 1}, false))
+      m_output.Write(path, 0, 1, &values[i], sizeof values[i]);
+  }
+}
+
+void view_Fields::WriteModes(const sto_ModalSystem& system) {
+  const std::size_t width = system.components == 1 ? 1 : 3;
+  if (system.components > 3)
+    m_notes.push_back("of the " + std::to_string(system.components) +
+                      " components of the mode shapes the first three are shown");
+  if (system.shapeCount < system.Modes())
+    m_notes.push_back(std::to_string(system.Modes() - system.shapeCount) +
+                      " modes without a shape are not shown");
+  for (std::size_t mode = 0; mode < system.shapeCount; ++mode) {
+    const sto_ModalSystem::Shape& place = system.shapePlaces[mode];
+    if (place.rows.empty()) {
+      Steps(kPoints, sto_ModeTitle(system, mode), width, true, [&](std::size_t) {
+        return std::vector<view_Part>{{{system.shapes, place.drawer, 0, m_mesh.Nodes(), {}}, 0}};
+      });
+      continue;
+    }
+    const std::string path = Take(kPoints, sto_ModeTitle(system, mode));
+    const std::vector<double> shape = sto_ModeShape(m_mesh.Path(), system, mode, 0, m_mesh.Nodes());
+    std::vector<double> shown(m_mesh.Nodes() * width);
+    const std::size_t kept = std::min(width, system.components);
+    for (std::size_t i = 0; i < m_mesh.Nodes(); ++i)
+      std::copy_n(&shape[i * system.components], kept, &shown[i * width]);
+    m_output.Values(path, {hdf_ViewType::kDouble, m_mesh.Nodes(), width}, shown);
+    m_arrays.push_back({path, true});
+  }
+}
+
+void view_Fields::WriteSteps() {
+  const std::vector<double>& times = m_mesh.Times();
+  if (m_step) {
+    if (m_output.Begin("FieldData/TimeValue", {hdf_ViewType::kDouble, 1}, false))
+      m_output.Write("FieldData/TimeValue", 0, 1, &times[*m_step], sizeof(double));
+    return;
+  }
+  if (times.empty())
+    return;
+  const std::size_t count = times.size();
+  m_output.StepCount(count);
+  m_output.Values("Steps/Values", {hdf_ViewType::kDouble, count}, times);
+  const std::vector<std::int64_t> zeros(count), ones(count, 1);
+  const hdf_ViewShape line{hdf_ViewType::kInt64, count}, table{hdf_ViewType::kInt64, count, 1, true};
+  m_output.Values("Steps/PartOffsets", line, zeros);
+  m_output.Values("Steps/NumberOfParts", line, ones);
+  m_output.Values("Steps/PointOffsets", line, zeros);
+  m_output.Values("Steps/CellOffsets", table, zeros);
+  m_output.Values("Steps/ConnectivityIdOffsets", table, zeros);
+  m_arrays.push_back({"CellData/block", true});
+  for (const Array& array : m_arrays) {
+    const On on = array.path.starts_with("Point") ? kPoints : kCells;
+    std::vector<std::int64_t> offsets(count);
+    for (std::size_t k = 0; k < count && !array.constant; ++k)
+      offsets[k] = static_cast<std::int64_t>(k * Items(on));
+    const std::size_t slash = array.path.find('/');
+    m_output.Values("Steps/" + array.path.substr(0, slash) + "Offsets" + array.path.substr(slash), line,
+                    offsets);
+  }
+}

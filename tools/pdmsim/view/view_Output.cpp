@@ -1,0 +1,168 @@
+#include <pdmsim/view/view_Output.h>
+
+#include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/stored/sto_Numbers.h>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace {
+
+constexpr std::size_t kPiece = std::size_t{1} << 18; // rows
+
+const std::string kRoot = "/VTKHDF/";
+
+hdf_ViewType typeOf(ORXSimItemType type) {
+  switch (type) {
+  case ORXSimItemType::kInt32:
+    return hdf_ViewType::kInt32;
+  case ORXSimItemType::kInt64:
+    return hdf_ViewType::kInt64;
+  case ORXSimItemType::kFloat:
+    return hdf_ViewType::kFloat;
+  case ORXSimItemType::kDouble:
+    break;
+  }
+  return hdf_ViewType::kDouble;
+}
+
+std::string relative(const std::string& file, const std::string& folderOf) {
+  namespace fs = std::filesystem;
+  const fs::path folder = fs::absolute(folderOf).parent_path();
+  std::error_code ignored;
+  const fs::path name = fs::proximate(fs::canonical(file, ignored), fs::canonical(folder, ignored), ignored);
+  return name.empty() ? fs::absolute(file).string() : name.string();
+}
+
+std::size_t size(int n) {
+  return static_cast<std::size_t>(std::max(0, n));
+}
+
+} // namespace
+
+view_Output::view_Output(const std::string& path, const std::string& source, const std::string& first,
+                         cli_Progress& progress)
+    : m_source(source), m_mapped(relative(source, path)), m_first(first), m_progress(progress),
+      m_file(path.c_str()) {
+  Check(m_file.Group("/VTKHDF"));
+}
+
+void view_Output::Check(bool done) {
+  if (!done)
+    throw cli_Failure(cli_Exit::kUnusable, ORXSimManager::LastError());
+}
+
+void view_Output::Text(const char* name, const std::string& text) {
+  Check(m_file.Text("/VTKHDF", name, text));
+}
+
+void view_Output::Numbers(const char* name, std::vector<std::int64_t> numbers) {
+  Check(m_file.Numbers("/VTKHDF", name, numbers));
+}
+
+void view_Output::StepCount(std::size_t steps) {
+  const auto count = static_cast<std::int64_t>(steps);
+  Check(m_file.Group("/VTKHDF/Steps"));
+  Check(m_file.Numbers("/VTKHDF/Steps", "NSteps", {&count, 1}, true));
+}
+
+bool view_Output::CanMap(const hdf_ViewShape& shape, const std::vector<view_Part>& parts) {
+  return std::all_of(parts.begin(), parts.end(), [&](const view_Part& part) {
+    const auto drawer = ORXSimDistributionRef(part.rows.distribution).Drawer(part.rows.drawer);
+    const auto width = size(drawer.Components());
+    return part.rows.order.empty() && typeOf(drawer.Type()) == shape.type &&
+           (shape.width == 1 || width <= shape.width);
+  });
+}
+
+std::vector<hdf_ViewPiece> view_Output::Pieces(const std::vector<view_Part>& parts) const {
+  std::vector<hdf_ViewPiece> pieces;
+  for (const view_Part& part : parts) {
+    const ORXSimDistributionRef distribution(part.rows.distribution);
+    const auto drawer = distribution.Drawer(part.rows.drawer);
+    const cow_String path = distribution.DatasetPath(part.rows.drawer);
+    Check(!path.Empty());
+    pieces.push_back({m_mapped, path.CStr(), size(drawer.Items()), size(drawer.Components()), part.rows.first,
+                      part.rows.count, part.target});
+  }
+  return pieces;
+}
+
+template <class T>
+void view_Output::Copy(const std::string& path, const hdf_ViewShape& shape,
+                       const std::vector<view_Part>& parts) {
+  for (const view_Part& part : parts) {
+    const sto_Mesh::Rows& rows = part.rows;
+    const auto numbers = rows.order.empty()
+                             ? sto_Numbers(m_source, rows.distribution, rows.drawer, rows.first, rows.count)
+                             : sto_Numbers(m_source, rows.distribution, rows.drawer, rows.order);
+    const std::size_t width = numbers.Width(), kept = std::min<std::size_t>(width, shape.width);
+    for (std::size_t first = 0; first < rows.count; first += kPiece) {
+      const std::size_t count = std::min(kPiece, rows.count - first);
+      std::vector<T> stored(count * width), wanted(count * shape.width, static_cast<T>(shape.fill));
+      numbers.Read(first, count, stored.data());
+      for (std::size_t i = 0; i < count; ++i)
+        std::copy_n(&stored[i * width], kept, &wanted[i * shape.width]);
+      Write(path, part.target + first, count, wanted.data(), sizeof(T) * wanted.size());
+    }
+  }
+}
+
+void view_Output::Rows(const std::string& path, hdf_ViewShape shape, const std::vector<view_Part>& parts,
+                       bool shared) {
+  shape.type = hdf_ViewType::kInt32; // the widest of the drawers' types
+  for (const view_Part& part : parts)
+    shape.type = std::max(
+        shape.type, typeOf(ORXSimDistributionRef(part.rows.distribution).Drawer(part.rows.drawer).Type()));
+  if (CanMap(shape, parts)) {
+    Check(m_file.Map(kRoot + path, shape, Pieces(parts)));
+    m_arrays.push_back({path, true});
+    m_progress.Advance(0);
+    return;
+  }
+  if (!Begin(path, shape, shared))
+    return;
+  switch (shape.type) {
+  case hdf_ViewType::kUInt8:
+  case hdf_ViewType::kInt32:
+    return Copy<int>(path, shape, parts);
+  case hdf_ViewType::kInt64:
+    return Copy<long long>(path, shape, parts);
+  case hdf_ViewType::kFloat:
+    return Copy<float>(path, shape, parts);
+  case hdf_ViewType::kDouble:
+    return Copy<double>(path, shape, parts);
+  }
+}
+
+bool view_Output::Begin(const std::string& path, const hdf_ViewShape& shape, bool shared) {
+  if (shared && !m_first.empty()) {
+    const hdf_ViewPiece whole{m_first, kRoot + path, shape.rows, shape.width, 0, shape.rows, 0};
+    Check(m_file.Map(kRoot + path, shape, {&whole, 1}));
+    m_arrays.push_back({path, true});
+    return false;
+  }
+  Check(m_file.Create(kRoot + path, shape));
+  m_arrays.push_back({path, false});
+  return true;
+}
+
+void view_Output::Write(const std::string& path, std::size_t first, std::size_t count, const void* values,
+                        std::size_t bytes) {
+  Check(m_file.Write(kRoot + path, first, count, values));
+  m_progress.Advance(static_cast<double>(bytes));
+}
+
+void view_Output::Finish() {
+  Check(m_file.Finish());
+}
+
+std::string view_Names::Take(std::string wanted) {
+  std::replace(wanted.begin(), wanted.end(), '/', '_');
+  if (wanted.empty() || wanted == ".")
+    wanted += '_';
+  std::string name = wanted;
+  for (int i = 2; !m_taken.insert(name).second; ++i)
+    name = wanted + '_' + std::to_string(i);
+  return name;
+}

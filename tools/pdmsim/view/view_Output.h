@@ -1,0 +1,83 @@
+#pragma once
+
+#include <pdmsim/cli/cli_Progress.h>
+#include <pdmsim/stored/sto_Mesh.h>
+
+#include <UTI_ORXSimDynamicAPI/hdf_View.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+/// Rows of a drawer, and the row of a view's dataset that the first of them becomes.
+struct view_Part {
+  sto_Mesh::Rows rows;
+  std::size_t target = 0;
+};
+
+/// One dataset of a view, as a summary names it.
+struct view_Array {
+  std::string path;
+  bool mapped = false;
+};
+
+/// One file of a view being written. Datasets are mapped onto the simulation file where its rows follow each
+/// other, and copied where they do not. Every failure throws cli_Failure.
+class view_Output {
+ public:
+  /// \param path    of the new file.
+  /// \param source  of the simulation file.
+  /// \param first   the first file of the series that this one belongs to, "" for none: what that holds is
+  ///                mapped from there instead of being copied again.
+  view_Output(const std::string& path, const std::string& source, const std::string& first,
+              cli_Progress& progress);
+
+  void Text(const char* name, const std::string& text);
+  void Numbers(const char* name, std::vector<std::int64_t> numbers);
+  void StepCount(std::size_t steps);
+
+  /// A dataset made of rows of drawers; `fill` stands where no part is. Its type is that of the drawers.
+  /// \param path   below the view's root group, "PointData/label".
+  /// \param shape  without the type.
+  /// \param shared whether every file of a series has the same.
+  void Rows(const std::string& path, hdf_ViewShape shape, const std::vector<view_Part>& parts, bool shared);
+  /// A dataset of given numbers.
+  template <class T>
+  void Values(const std::string& path, hdf_ViewShape shape, const std::vector<T>& values) {
+    if (Begin(path, shape, true))
+      Write(path, 0, shape.rows, values.data(), sizeof(T) * values.size());
+  }
+  /// Makes a dataset to be written in pieces.
+  /// \return false when it is there already, from the first of the series.
+  bool Begin(const std::string& path, const hdf_ViewShape& shape, bool shared);
+  void Write(const std::string& path, std::size_t first, std::size_t count, const void* values,
+             std::size_t bytes);
+
+  /// Gives the file its name.
+  void Finish();
+  const std::vector<view_Array>& Arrays() const { return m_arrays; }
+
+ private:
+  static void Check(bool done);
+  static bool CanMap(const hdf_ViewShape& shape, const std::vector<view_Part>& parts);
+  std::vector<hdf_ViewPiece> Pieces(const std::vector<view_Part>& parts) const;
+  template <class T>
+  void Copy(const std::string& path, const hdf_ViewShape& shape, const std::vector<view_Part>& parts);
+
+  std::string m_source; // for messages
+  std::string m_mapped; // as the view names it
+  std::string m_first;
+  cli_Progress& m_progress;
+  hdf_View m_file;
+  std::vector<view_Array> m_arrays;
+};
+
+/// The names of arrays, each once, as viewers can show them.
+class view_Names {
+ public:
+  /// A name that is free: the wanted one without slashes, or with "_2", "_3"... behind it.
+  std::string Take(std::string wanted);
+
+ private:
+  std::set<std::string> m_taken;
+};
