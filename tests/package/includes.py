@@ -21,7 +21,9 @@ LIBRARY = ["omi", "kda", "gbb", "gbb/pattern"]
 USER = PLATFORM + LIBRARY + ["generated", "fes", "msf", "lib"]  # what stands on the library as a whole
 JOURNAL_ROOMS = [f"{JOURNAL}/{room}" for room in ("files", "journal", "pages", "opening", "commit", "driver")]
 IMPORTS = [f"tools/pdmsim/import/{room}" for room in ("exodus",)]
-TOOLS = [f"tools/pdmsim/{room}" for room in ("cli", "show", "check", "dofs", "mesh", "import", "stored")]
+EXPORT = "tools/pdmsim/export"
+EXPORTS = [f"{EXPORT}/{room}" for room in ("exodus", "vtu", "gmsh", "csv")]
+TOOLS = [f"tools/pdmsim/{room}" for room in ("cli", "show", "check", "dofs", "mesh", "import", "stored", "export", "export/out")]
 ROOMS = {
     "platform/UTI_CoreUtils": [],
     "platform/UTI_BasicUtils": PLATFORM[:1],
@@ -50,6 +52,9 @@ ROOMS = {
     **{room: USER + ["tools/pdmsim/mesh"] for room in IMPORTS},
     "tools/pdmsim/import": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", *IMPORTS],
     "tools/pdmsim/stored": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
+    f"{EXPORT}/out": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
+    **{room: USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", f"{EXPORT}/out", *IMPORTS] for room in EXPORTS},
+    EXPORT: USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", f"{EXPORT}/out", *EXPORTS],
     "tools/pdmsim/commands": USER + TOOLS,
     "tools/pdmsim/*.cpp": USER + TOOLS + ["tools/pdmsim/commands"],
     "examples": USER,
