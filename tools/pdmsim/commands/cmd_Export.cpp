@@ -100,6 +100,8 @@ void Export(const Options& options) {
     throw cli_Failure(cli_Exit::kNotThere,
                       options.wanted.out + ": expected --field NAME with csv and no other format, found " +
                           (format.oneField ? "none" : "it with " + std::string(format.name)));
+  exp_Files files(options.force);
+  files.CheckName(options.wanted.out);
   std::vector<std::string> losses;
   show_Json summary;
   {
@@ -116,7 +118,6 @@ void Export(const Options& options) {
     if (!options.lossy && !losses.empty())
       Refuse(options, format, losses);
     progress.Total(Work(mesh));
-    exp_Files files(options.force);
     format.write(task, files);
     file.Check();
     cli_CheckSignals();

@@ -2,6 +2,7 @@
 
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/export/exodus/exw_Format.h>
+#include <pdmsim/export/vtu/vtu_Format.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -11,6 +12,7 @@ namespace {
 
 constexpr exp_Format kFormats[] = {
     {"exodus", "Exodus II", ".exo .e .g .ex2 .exoII .nc", false, &exw_Losses, &exw_Write},
+    {"vtu", "VTU", ".vtu .pvd", false, &vtu_Losses, &vtu_Write},
 };
 
 std::string lower(std::string text) {

@@ -37,7 +37,7 @@ exp_Files::~exp_Files() {
       unlink(file.written.c_str());
 }
 
-std::string exp_Files::Add(const std::string& path) {
+void exp_Files::CheckName(const std::string& path) const {
   struct stat status {};
   if (stat(path.c_str(), &status) == 0) {
     if (!S_ISREG(status.st_mode))
@@ -46,6 +46,10 @@ std::string exp_Files::Add(const std::string& path) {
     if (!m_force)
       fail(path, "expected no such file, found one (--force replaces it)");
   }
+}
+
+std::string exp_Files::Add(const std::string& path) {
+  CheckName(path);
   const std::string written = path + ".new-" + std::to_string(getpid());
   unlink(written.c_str()); // of a process of that number that was killed
   const int descriptor = open(written.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);

@@ -14,6 +14,8 @@ class exp_Files {
   /// Removes what has not got its name.
   ~exp_Files();
 
+  /// Throws where no file of that name may be made.
+  void CheckName(const std::string& path) const;
   /// Begins one, empty.
   /// \return where to write it.
   std::string Add(const std::string& path);

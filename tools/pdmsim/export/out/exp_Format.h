@@ -23,6 +23,9 @@ struct exp_Task {
   cli_Progress& progress;
 };
 
+/// The step that the user asks for, 0 where he asks for none. Throws cli_Failure when the mesh has no such.
+std::size_t exp_Step(const exp_Task& task);
+
 /// One format that simulation files are exported to. A new one is a folder below export/ and a line in
 /// exp_Formats.cpp.
 struct exp_Format {
