@@ -2,6 +2,7 @@
 
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/export/exodus/exw_Format.h>
+#include <pdmsim/export/gmsh/gmsh_Format.h>
 #include <pdmsim/export/vtu/vtu_Format.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@ namespace {
 
 constexpr exp_Format kFormats[] = {
     {"exodus", "Exodus II", ".exo .e .g .ex2 .exoII .nc", false, &exw_Losses, &exw_Write},
+    {"gmsh", "Gmsh 4.1", ".msh", false, &gmsh_Losses, &gmsh_Write},
     {"vtu", "VTU", ".vtu .pvd", false, &vtu_Losses, &vtu_Write},
 };
 
