@@ -140,7 +140,7 @@ void sto_Mesh::ReadBlocks() {
 
 void sto_Mesh::NameBlocks() {
   m_mesh.regionSets().ForEach([&](const kda_string& key, ORXSimCSetID set) {
-    const std::vector<int> regions = Members(set);
+    const std::vector<int> regions = set.IsNull() ? std::vector<int>() : Members(set);
     if (regions.size() == 1 && size(regions[0]) < m_blocks.size() && m_blocks[size(regions[0])].name.empty())
       m_blocks[size(regions[0])].name = key.cStr();
   });
@@ -157,8 +157,10 @@ void sto_Mesh::CountElements() {
   for (std::size_t k = 0; k < m_blocks.size(); ++k) {
     mesh_Block& block = m_blocks[k];
     // Elements without nodes have no row of connectivity, and are in the block's element set only.
-    if (block.elements == 0 && !block.name.empty() && m_mesh.elementSets().isMember(block.name.c_str())) {
-      m_storedBlocks[k].members = m_mesh.elementSets().get(block.name.c_str());
+    const bool named = !block.name.empty() && m_mesh.elementSets().isMember(block.name.c_str());
+    const ORXSimCSetID set = named ? m_mesh.elementSets().get(block.name.c_str()) : ORXSimCSetID();
+    if (block.elements == 0 && !set.IsNull()) {
+      m_storedBlocks[k].members = set;
       block.elements = size(ORXSimCSet(m_storedBlocks[k].members).Size());
     }
     block.firstElement = m_elements;
@@ -222,6 +224,8 @@ void sto_Mesh::AddSets(mesh_SetKind kind, const SetMap& sets, const char* label)
   sets.ForEach([&](const kda_string& key, ORXSimCSetID) { keys.emplace_back(key.cStr()); });
   const auto labels = Labels(label, keys);
   sets.ForEach([&](const kda_string& key, ORXSimCSetID members) {
+    if (members.IsNull())
+      return m_notes.push_back("the set " + std::string(key.cStr()) + ", which is null");
     if (kind == mesh_SetKind::kElements)
       for (std::size_t k = 0; k < m_blocks.size(); ++k)
         if (m_storedBlocks[k].members == members && m_blocks[k].name == key.cStr())
@@ -241,6 +245,8 @@ void sto_Mesh::AddSurfaces() {
       [&](const kda_string& key, ORXSimDistributionID) { keys.emplace_back(key.cStr()); });
   const auto labels = Labels("surfaceLabel", keys);
   m_mesh.surfaces().ForEach([&](const kda_string& key, ORXSimDistributionID id) {
+    if (id.IsNull())
+      return m_notes.push_back("the surface " + std::string(key.cStr()) + ", which is null");
     auto& list = m_sets[static_cast<std::size_t>(mesh_SetKind::kSides)];
     const auto found = labels.find(key.cStr());
     const int number = static_cast<int>(list.size()) + 1;
@@ -279,6 +285,8 @@ void sto_Mesh::FindFactors(mesh_SetKind kind, const FieldMap& fields) {
 }
 
 mesh_NumbersPtr sto_Mesh::Coordinate(std::size_t axis) const {
+  if (m_coordinates.IsNull())
+    Fail("expected coordinates of the nodes, found none");
   auto numbers = std::make_unique<sto_Numbers>(m_path, m_coordinates, 0, 0, m_nodes);
   numbers->Only(axis);
   return numbers;

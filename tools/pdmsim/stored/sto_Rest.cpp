@@ -49,7 +49,7 @@ class Rest {
 
   void RegionSets() {
     m_mesh.regionSets().ForEach([&](const kda_string& key, ORXSimCSetID set) {
-      if (ORXSimCSet(set).Size() != 1)
+      if (set.IsNull() || ORXSimCSet(set).Size() != 1)
         m_lines.push_back("the set of regions " + std::string(key.cStr()));
     });
   }

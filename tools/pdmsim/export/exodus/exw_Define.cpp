@@ -55,11 +55,6 @@ bool hasLongVariables(const mesh_Source& mesh) {
   return most > kMostClassicBytes;
 }
 
-/// What the components of a field are called, as readers join them to vectors.
-std::string suffix(std::size_t component, std::size_t components) {
-  return components <= 3 ? std::string("_") + "xyz"[component] : "_" + std::to_string(component + 1);
-}
-
 } // namespace
 
 std::vector<double> exw_Times(const mesh_Source& mesh) {
@@ -94,10 +89,9 @@ void exw_Writer::FindColumns(mesh_Place place) {
   for (std::size_t i = 0; i < variables.names.size(); ++i) {
     const std::size_t components = variables.Components(i);
     for (std::size_t component = 0; component < components; ++component) {
-      std::string name = variables.names[i];
-      if (components > 1)
-        for (name += suffix(component, components); !taken.insert(name).second;)
-          name += "_";
+      std::string name = exp_ComponentName(variables.names[i], component, components);
+      while (components > 1 && !taken.insert(name).second)
+        name += "_";
       m_columns[static_cast<std::size_t>(place)].push_back({i, component, std::move(name)});
     }
   }

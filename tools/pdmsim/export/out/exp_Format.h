@@ -26,6 +26,10 @@ struct exp_Task {
 /// The step that the user asks for, 0 where he asks for none. Throws cli_Failure when the mesh has no such.
 std::size_t exp_Step(const exp_Task& task);
 
+/// What a component of a field is called by itself: NAME_x, _y and _z of up to three, NAME_1, NAME_2... of
+/// more, and NAME of one.
+std::string exp_ComponentName(const std::string& name, std::size_t component, std::size_t components);
+
 /// One format that simulation files are exported to. A new one is a folder below export/ and a line in
 /// exp_Formats.cpp.
 struct exp_Format {
