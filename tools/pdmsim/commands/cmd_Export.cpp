@@ -50,7 +50,7 @@ void CheckNames(const Options& options) {
 /// Ends the export with what would be lost, in one line.
 [[noreturn]] void Refuse(const Options& options, const exp_Format& format,
                          const std::vector<std::string>& losses) {
-  constexpr std::size_t kMostListed = 12;
+  constexpr std::size_t kMostListed = 100;
   std::string list;
   for (std::size_t i = 0; i < std::min(losses.size(), kMostListed); ++i)
     list += (i == 0 ? "" : "; ") + losses[i];
