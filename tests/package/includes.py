@@ -21,7 +21,12 @@ LIBRARY = ["omi", "kda", "gbb", "gbb/pattern"]
 USER = PLATFORM + LIBRARY + ["generated", "fes", "msf", "lib"]  # what stands on the library as a whole
 JOURNAL_ROOMS = [f"{JOURNAL}/{room}" for room in ("files", "journal", "pages", "opening", "commit", "driver")]
 IMPORTS = [f"tools/pdmsim/import/{room}" for room in ("exodus", "gmsh", "medit")]
-TOOLS = [f"tools/pdmsim/{room}" for room in ("cli", "show", "check", "dofs", "mesh", "import", "stored", "view")]
+EXPORT = "tools/pdmsim/export"
+EXPORTS = [f"{EXPORT}/{room}" for room in ("exodus", "vtu", "gmsh", "csv")]
+TOOLS = [
+    f"tools/pdmsim/{room}"
+    for room in ("cli", "show", "check", "dofs", "mesh", "import", "stored", "view", "export", "export/out")
+]
 ROOMS = {
     "platform/UTI_CoreUtils": [],
     "platform/UTI_BasicUtils": PLATFORM[:1],
@@ -51,6 +56,9 @@ ROOMS = {
     "tools/pdmsim/import": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", *IMPORTS],
     "tools/pdmsim/stored": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
     "tools/pdmsim/view": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", "tools/pdmsim/stored"],
+    f"{EXPORT}/out": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
+    **{room: USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", f"{EXPORT}/out", *IMPORTS] for room in EXPORTS},
+    EXPORT: USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", f"{EXPORT}/out", *EXPORTS],
     "tools/pdmsim/commands": USER + TOOLS,
     "tools/pdmsim/*.cpp": USER + TOOLS + ["tools/pdmsim/commands"],
     "examples": USER,

@@ -77,6 +77,8 @@ def write(path, format="NETCDF4", ints="i4", reals="f8", width=33, zlib=False, o
             if "attributes" in block:
                 nc.createDimension(f"num_att_in_blk{k}", block["attributes"].shape[1])
                 nc.createVariable(f"attrib{k}", reals, (dims[0], f"num_att_in_blk{k}"))[:] = block["attributes"]
+            if "attribute_names" in block:
+                _text(nc, f"attrib_name{k}", (f"num_att_in_blk{k}", "len_name"), block["attribute_names"], width)
             var = nc.createVariable(f"connect{k}", ints, dims[1:] if corners else dims, **pack)
             var[:] = conn
             var.elem_type = block["type"]

@@ -3,6 +3,7 @@
 #include <pdmsim/commands/cmd_Check.h>
 #include <pdmsim/commands/cmd_Compact.h>
 #include <pdmsim/commands/cmd_Dofs.h>
+#include <pdmsim/commands/cmd_Export.h>
 #include <pdmsim/commands/cmd_Import.h>
 #include <pdmsim/commands/cmd_Recover.h>
 #include <pdmsim/commands/cmd_Show.h>
@@ -17,6 +18,7 @@ namespace {
 
 constexpr char kFooter[] = R"(Examples:
   pdmsim import beam.exo beam.pdm             a mesh into a simulation file
+  pdmsim export beam.pdm beam.vtu             a simulation file into a mesh format
   pdmsim show beam.pdm                        what is in it
   pdmsim show beam.pdm discreteModel/mesh/nodeFields/coordinates
   pdmsim dofs beam.pdm 0                       how its first system numbers its DOFs
@@ -51,6 +53,7 @@ int main(int argc, char** argv) {
   program.require_subcommand(1);
   program.footer(kFooter);
   cmd_AddImport(program);
+  cmd_AddExport(program);
   cmd_AddShow(program);
   cmd_AddDofs(program);
   cmd_AddView(program);

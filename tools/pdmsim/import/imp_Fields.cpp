@@ -30,9 +30,9 @@ bool NeedsLong(const mesh_Numbers& numbers, std::size_t size) {
 /// Names one after the other, as "x, y, z"; "" when all are empty.
 std::string Joined(const std::vector<std::string>& names) {
   std::string text, named;
-  for (const std::string& name : names) {
-    text += (text.empty() ? "" : ", ") + name;
-    named += name;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    text += (i == 0 ? "" : ", ") + names[i];
+    named += names[i];
   }
   return named.empty() ? named : text;
 }

@@ -6,20 +6,23 @@
 
 #include <algorithm>
 #include <numeric>
-#include <sstream>
+#include <strings.h>
 
 namespace {
 
-/// The names of a long name, "x, y, z".
+/// The names of a long name, "x, y, z". Of more names than that the last takes the rest.
 std::vector<std::string> split(const cow_String& text, std::size_t count) {
   std::vector<std::string> names;
   std::string rest(text.CStr());
-  for (std::size_t at = 0; !rest.empty(); rest.erase(0, at == std::string::npos ? at : at + 2)) {
-    at = rest.find(", ");
+  for (std::size_t at = 0; names.size() < count; rest.erase(0, at == std::string::npos ? at : at + 2)) {
+    at = names.size() + 1 == count ? std::string::npos : rest.find(", ");
     names.push_back(rest.substr(0, at));
   }
-  names.resize(count);
   return names;
+}
+
+bool isCalled(const std::string& type, const char* name) {
+  return strcasecmp(type.c_str(), name) == 0;
 }
 
 std::size_t size(int n) {
@@ -112,15 +115,16 @@ void sto_Mesh::ReadBlocks() {
     block.id = block.number;
     block.type = drawer.LongName().CStr();
     block.elements = size(drawer.Items());
-    block.nodesPerElement = size(drawer.Components());
-    block.firstElement = m_elements;
-    if (block.type.starts_with("nsided") || block.type.starts_with("NSIDED"))
+    block.nodesPerElement = block.elements > 0 ? size(drawer.Components()) : 0;
+    if (isCalled(block.type, "nsided"))
       block.shape = mesh_Block::Shape::kPolygons;
-    m_elements += block.elements;
+    if (isCalled(block.type, "nfaced"))
+      block.shape = mesh_Block::Shape::kPolyhedra;
     m_blocks.push_back(std::move(block));
     m_storedBlocks.push_back({drawer.CSet(), {}, -1});
   }
   NameBlocks();
+  CountElements();
   OrderElements();
   if (m_attributes.IsNull())
     return;
@@ -136,7 +140,7 @@ void sto_Mesh::ReadBlocks() {
 
 void sto_Mesh::NameBlocks() {
   m_mesh.regionSets().ForEach([&](const kda_string& key, ORXSimCSetID set) {
-    const std::vector<int> regions = Members(set);
+    const std::vector<int> regions = set.IsNull() ? std::vector<int>() : Members(set);
     if (regions.size() == 1 && size(regions[0]) < m_blocks.size() && m_blocks[size(regions[0])].name.empty())
       m_blocks[size(regions[0])].name = key.cStr();
   });
@@ -147,6 +151,38 @@ void sto_Mesh::NameBlocks() {
   sto_Numbers(m_path, labels, 0, 0, ids.size()).Read(0, ids.size(), ids.data());
   for (std::size_t k = 0; k < ids.size(); ++k)
     m_blocks[k].id = ids[k];
+}
+
+void sto_Mesh::CountElements() {
+  for (std::size_t k = 0; k < m_blocks.size(); ++k) {
+    mesh_Block& block = m_blocks[k];
+    // Elements without nodes have no row of connectivity, and are in the block's element set only.
+    const bool named = !block.name.empty() && m_mesh.elementSets().isMember(block.name.c_str());
+    const ORXSimCSetID set = named ? m_mesh.elementSets().get(block.name.c_str()) : ORXSimCSetID();
+    if (block.elements == 0 && !set.IsNull()) {
+      m_storedBlocks[k].members = set;
+      block.elements = size(ORXSimCSet(m_storedBlocks[k].members).Size());
+    }
+    block.firstElement = m_elements;
+    m_elements += block.elements;
+    if (block.shape == mesh_Block::Shape::kPolygons && block.nodesPerElement > 0)
+      block.nodesPerElement = Corners(block);
+  }
+}
+
+std::size_t sto_Mesh::Corners(const mesh_Block& block) const {
+  const auto nodes = Connectivity(block);
+  const std::size_t atATime = std::max<std::size_t>(1, (std::size_t{1} << 20) / nodes->Width());
+  std::vector<int> piece;
+  std::size_t corners = 0;
+  for (std::size_t first = 0; first < block.elements; first += atATime) {
+    const std::size_t count = std::min(atATime, block.elements - first);
+    piece.resize(count * nodes->Width());
+    nodes->Next(count, piece.data());
+    corners += static_cast<std::size_t>(
+        std::count_if(piece.begin(), piece.end(), [](int node) { return node >= 0; }));
+  }
+  return corners;
 }
 
 void sto_Mesh::OrderElements() {
@@ -188,6 +224,8 @@ void sto_Mesh::AddSets(mesh_SetKind kind, const SetMap& sets, const char* label)
   sets.ForEach([&](const kda_string& key, ORXSimCSetID) { keys.emplace_back(key.cStr()); });
   const auto labels = Labels(label, keys);
   sets.ForEach([&](const kda_string& key, ORXSimCSetID members) {
+    if (members.IsNull())
+      return m_notes.push_back("the set " + std::string(key.cStr()) + ", which is null");
     if (kind == mesh_SetKind::kElements)
       for (std::size_t k = 0; k < m_blocks.size(); ++k)
         if (m_storedBlocks[k].members == members && m_blocks[k].name == key.cStr())
@@ -207,6 +245,8 @@ void sto_Mesh::AddSurfaces() {
       [&](const kda_string& key, ORXSimDistributionID) { keys.emplace_back(key.cStr()); });
   const auto labels = Labels("surfaceLabel", keys);
   m_mesh.surfaces().ForEach([&](const kda_string& key, ORXSimDistributionID id) {
+    if (id.IsNull())
+      return m_notes.push_back("the surface " + std::string(key.cStr()) + ", which is null");
     auto& list = m_sets[static_cast<std::size_t>(mesh_SetKind::kSides)];
     const auto found = labels.find(key.cStr());
     const int number = static_cast<int>(list.size()) + 1;
@@ -245,6 +285,8 @@ void sto_Mesh::FindFactors(mesh_SetKind kind, const FieldMap& fields) {
 }
 
 mesh_NumbersPtr sto_Mesh::Coordinate(std::size_t axis) const {
+  if (m_coordinates.IsNull())
+    Fail("expected coordinates of the nodes, found none");
   auto numbers = std::make_unique<sto_Numbers>(m_path, m_coordinates, 0, 0, m_nodes);
   numbers->Only(axis);
   return numbers;
@@ -312,7 +354,12 @@ void sto_Mesh::ReadSet(const mesh_Set& set, std::size_t first, std::size_t count
     const std::vector<int> members = Members(part.members);
     const std::size_t here = std::min(count, part.size - first);
     std::transform(&members[first], &members[first] + here, out, [&](int item) {
-      return set.kind == mesh_SetKind::kNodes || m_places.empty() ? item : m_places[size(item)];
+      const bool ofNodes = set.kind == mesh_SetKind::kNodes;
+      const int place = ofNodes || m_places.empty() ? item : m_places[size(item)];
+      if (!ofNodes && (place < 0 || size(place) >= m_elements))
+        Fail("expected the set " + set.name + " to have elements of the blocks, found element " +
+             std::to_string(item));
+      return place;
     });
     out += here;
     count -= here;

@@ -90,6 +90,8 @@ class sto_Mesh : public mesh_Source {
   void ReadNodes();
   void ReadBlocks();
   void NameBlocks();
+  void CountElements();
+  std::size_t Corners(const mesh_Block& block) const;
   void OrderElements();
   void ReadSets();
   void AddSets(mesh_SetKind kind, const SetMap& sets, const char* label);
@@ -98,6 +100,9 @@ class sto_Mesh : public mesh_Source {
   void ReadTimes();
   void ReadFields();
   void AddField(const std::string& name, ORXSimDistributionID id, const std::vector<mesh_Place>& places);
+  /// A field that has no drawer yet.
+  void AddEmptyField(const std::string& name, ORXSimDistributionID id, mesh_Place place);
+  bool IsSet(mesh_SetKind kind, const std::string& name) const;
   int Columns(const std::vector<ORXSimPersistentDrawerDesc>& drawers, bool& constant) const;
   bool AddVariable(mesh_Place place, const std::string& name, ORXSimDistributionID id,
                    const std::vector<ORXSimPersistentDrawerDesc>& drawers, int columns, bool constant);

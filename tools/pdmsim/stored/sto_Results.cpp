@@ -75,7 +75,7 @@ void sto_Mesh::AddField(const std::string& name, ORXSimDistributionID id,
                         const std::vector<mesh_Place>& places) {
   const auto drawers = Drawers(id);
   if (drawers.empty())
-    return;
+    return AddEmptyField(name, id, m_times.empty() ? places.front() : places.back());
   const ORXSimPersistentDrawerDesc& first = drawers.front();
   if (places.front() == mesh_Place::kGlobal) {
     mesh_Variables& variables = m_variables[static_cast<std::size_t>(mesh_Place::kGlobal)];
@@ -109,14 +109,34 @@ void sto_Mesh::AddField(const std::string& name, ORXSimDistributionID id,
   m_notes.push_back("the field " + name);
 }
 
+void sto_Mesh::AddEmptyField(const std::string& name, ORXSimDistributionID id, mesh_Place place) {
+  mesh_Variables& variables = m_variables[static_cast<std::size_t>(place)];
+  if (place == mesh_Place::kGlobal) {
+    m_notes.push_back("the frame field " + name + ", which has no values");
+    return;
+  }
+  variables.names.push_back(name);
+  variables.components.push_back(1);
+  variables.units.emplace_back(ORXSimDistributionRef(id).Unit().CStr());
+  variables.constant.push_back(false);
+  for (auto& present : variables.present)
+    present.push_back(false);
+  Field field{id, 0, {}};
+  field.entities.resize(variables.present.size());
+  m_fields[static_cast<std::size_t>(place)].push_back(std::move(field));
+}
+
 /// Drawers of one step: every step has drawers over the same sets. 0 when they have not.
 int sto_Mesh::Columns(const std::vector<ORXSimPersistentDrawerDesc>& drawers, bool& constant) const {
   const std::size_t count = drawers.size(), steps = m_times.size();
   constant = steps == 0 || count % steps != 0 || (count == 1 && steps > 1);
-  const std::size_t columns = constant ? count : count / steps;
+  std::size_t columns = constant ? count : count / steps;
+  for (std::size_t i = columns; i < count && !constant; ++i)
+    constant = drawers[i].CSet() != drawers[i - columns].CSet();
+  if (constant)
+    columns = count;
   for (std::size_t i = columns; i < count; ++i)
-    if (drawers[i].CSet() != drawers[i - columns].CSet() ||
-        drawers[i].Components() != drawers[i - columns].Components())
+    if (drawers[i].Components() != drawers[i - columns].Components())
       return 0;
   return static_cast<int>(columns);
 }
@@ -150,10 +170,17 @@ bool sto_Mesh::AddVariable(mesh_Place place, const std::string& name, ORXSimDist
   return true;
 }
 
+bool sto_Mesh::IsSet(mesh_SetKind kind, const std::string& name) const {
+  const auto& sets = Sets(kind);
+  return !name.empty() &&
+         std::any_of(sets.begin(), sets.end(), [&](const mesh_Set& set) { return set.name == name; });
+}
+
 bool sto_Mesh::PlaceColumn(mesh_Place place, Field& field, int column,
                            const ORXSimPersistentDrawerDesc& drawer) const {
   if (place == mesh_Place::kNodes) {
-    if (column > 0 || drawer.CSet().Minor() != 0 || size(drawer.Items()) != m_nodes)
+    if (column > 0 || drawer.CSet().Minor() != 0 || size(drawer.Items()) != m_nodes ||
+        IsSet(mesh_SetKind::kNodes, drawer.LongName().CStr()))
       return false;
     field.entities[0].push_back({field.id, column, 0, m_nodes, {}});
     return true;
@@ -174,10 +201,8 @@ bool sto_Mesh::PlaceColumn(mesh_Place place, Field& field, int column,
 }
 
 bool sto_Mesh::PlaceOnBlocks(Field& field, int column, const ORXSimPersistentDrawerDesc& drawer) const {
-  if (drawer.LongName().CStr()[0] != '\0' && !Sets(mesh_SetKind::kElements).empty())
-    for (const mesh_Set& set : Sets(mesh_SetKind::kElements))
-      if (set.name == drawer.LongName().CStr())
-        return false; // of that set
+  if (IsSet(mesh_SetKind::kElements, drawer.LongName().CStr()))
+    return false;
   for (std::size_t k = 0; k < m_blocks.size(); ++k)
     if (m_storedBlocks[k].members == drawer.CSet() && m_blocks[k].elements > 0) {
       if (!field.entities[k].empty())

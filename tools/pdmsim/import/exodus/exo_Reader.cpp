@@ -18,22 +18,25 @@ std::string N(const char* name, std::size_t number) {
 
 const exo_SetNames& exo_NamesOf(mesh_SetKind kind) {
   static constexpr exo_SetNames names[] = {{"num_node_sets", "ns_prop1", "ns_names", "ns_status", "node_ns",
-                                            "num_nod_ns", nullptr, "dist_fact_ns"},
+                                            "num_nod_ns", nullptr, "dist_fact_ns", "num_df_ns"},
                                            {"num_elem_sets", "els_prop1", "els_names", "els_status",
-                                            "elem_els", "num_ele_els", nullptr, "dist_fact_els"},
+                                            "elem_els", "num_ele_els", nullptr, "dist_fact_els",
+                                            "num_df_els"},
                                            {"num_side_sets", "ss_prop1", "ss_names", "ss_status", "elem_ss",
-                                            "num_side_ss", "side_ss", "dist_fact_ss"}};
+                                            "num_side_ss", "side_ss", "dist_fact_ss", "num_df_ss"}};
   return names[static_cast<std::size_t>(kind)];
 }
 
 const exo_VariableNames& exo_NamesOf(mesh_Place place) {
   static constexpr exo_VariableNames names[] = {
-      {"num_glo_var", "name_glo_var", nullptr, "vals_glo_var", nullptr},
-      {"num_nod_var", "name_nod_var", nullptr, "vals_nod_var", nullptr},
-      {"num_elem_var", "name_elem_var", "elem_var_tab", "vals_elem_var", "eb"},
-      {"num_nset_var", "name_nset_var", "nset_var_tab", "vals_nset_var", "ns"},
-      {"num_elset_var", "name_elset_var", "elset_var_tab", "vals_elset_var", "es"},
-      {"num_sset_var", "name_sset_var", "sset_var_tab", "vals_sset_var", "ss"}};
+      {"num_glo_var", "name_glo_var", nullptr, "vals_glo_var", nullptr, nullptr, nullptr},
+      {"num_nod_var", "name_nod_var", nullptr, "vals_nod_var", nullptr, nullptr, nullptr},
+      {"num_elem_var", "name_elem_var", "elem_var_tab", "vals_elem_var", "eb", "num_el_blk", "num_el_in_blk"},
+      {"num_nset_var", "name_nset_var", "nset_var_tab", "vals_nset_var", "ns", "num_node_sets", "num_nod_ns"},
+      {"num_elset_var", "name_elset_var", "elset_var_tab", "vals_elset_var", "es", "num_elem_sets",
+       "num_ele_els"},
+      {"num_sset_var", "name_sset_var", "sset_var_tab", "vals_sset_var", "ss", "num_side_sets",
+       "num_side_ss"}};
   return names[static_cast<std::size_t>(place)];
 }
 

@@ -38,12 +38,13 @@ class exo_Reader {
 
 /// The names under which the format keeps the sets of a kind; numbers from 1 follow the last five.
 struct exo_SetNames {
-  const char *count, *ids, *names, *status, *entries, *entryCount, *sides, *factors;
+  const char *count, *ids, *names, *status, *entries, *entryCount, *sides, *factors, *factorCount;
 };
 const exo_SetNames& exo_NamesOf(mesh_SetKind kind);
 
-/// The same for result variables; a value variable is values<N> or values<N><entity><M>.
+/// The same for result variables; a value variable is values<N> or values<N><entity><M>. `entities` counts
+/// the blocks or sets, and rows<M> the rows of one.
 struct exo_VariableNames {
-  const char *count, *names, *table, *values, *entity;
+  const char *count, *names, *table, *values, *entity, *entities, *rows;
 };
 const exo_VariableNames& exo_NamesOf(mesh_Place place);

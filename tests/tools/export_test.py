@@ -1,0 +1,371 @@
+"""Drives pdmsim export: what it writes, read by other eyes; what comes back by import; what it refuses.
+
+Usage: export_test.py PDMSIM MESH_FOLDER GOLDEN_FOLDER [unittest arguments]"""
+
+import csv
+import itertools
+import json
+import math
+import pathlib
+import resource
+import signal
+import subprocess
+import sys
+import time
+import unittest
+import xml.etree.ElementTree
+
+import h5py
+import numpy as np
+from vtkmodules.util.numpy_support import vtk_to_numpy
+from vtkmodules.vtkCommonCore import reference, vtkObject
+from vtkmodules.vtkFiltersVerdict import vtkCellSizeFilter
+from vtkmodules.vtkIOXML import vtkXMLUnstructuredGridReader
+
+import exo_make
+import gmsh_reader
+import programs
+from export_meshes import CORNERS, GMSH, TYPES, edit, one_of_each, whole
+from pdm_reader import Sim
+
+PDMSIM, MESHES, GOLDEN = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
+
+
+class Case(programs.Case):
+    def setUp(self):
+        super().setUp()
+        self.pdm = self.dir / "in.pdm"
+
+    def import_(self, mesh, out=None):
+        """Warnings of names and entries that are not kept are those of the first import."""
+        done = programs.run(PDMSIM, "import", mesh, out or self.pdm, "--force", "--quiet")
+        self.assertEqual(done.returncode, 0, done)
+        return out or self.pdm
+
+    def make(self, name="mesh.exo", **kw):
+        return exo_make.write(self.dir / name, **kw)
+
+    def export(self, out, *options):
+        return json.loads(self.done(PDMSIM, "export", self.pdm, self.dir / out, "--json", *options))
+
+    def refused(self, code, *args, says=()):
+        super().refused(code, PDMSIM, "export", *args, says=says)
+
+    def lossy(self, out, *options, losses):
+        """Without --lossy refused with a line that has all of them; with it each is told twice."""
+        self.refused(2, self.pdm, self.dir / out, *options, says=losses)
+        done = programs.run(PDMSIM, "export", self.pdm, self.dir / out, "--json", "--lossy", *options)
+        self.assertEqual(done.returncode, 0, done)
+        told = json.loads(done.stdout)["losses"]
+        self.assertEqual(done.stderr.decode().splitlines(),
+                         [f"{self.dir / out}: not exported: {line}" for line in told])
+        for loss in losses:
+            self.assertIn(loss, "\n".join(told))
+        return told
+
+
+class Exodus(Case):
+    def round_trip(self, pdm):
+        self.pdm = pdm
+        self.assertEqual(self.export("back.exo", "--force")["losses"], [])
+        back, first = whole(self.import_(self.dir / "back.exo", self.dir / "back.pdm")), whole(pdm)
+        for name in first:
+            self.assertEqual(first[name], back[name], name)
+
+    def test_an_import_of_the_export_has_no_difference(self):
+        meshes = sorted(MESHES.glob("*.exo"))
+        self.assertEqual(len(meshes), 3)
+        for pdm in [self.import_(mesh, self.dir / (mesh.stem + ".pdm")) for mesh in meshes] + sorted(
+                GOLDEN.glob("*/import.pdm")):
+            with self.subTest(pdm=pdm):
+                self.round_trip(pdm)
+
+    def test_everything_there_is_comes_back(self):
+        r = np.random.default_rng(2)
+        tet = [[1, 2, 3, 4]]
+        everything = exo_make.everything()
+        blocks = everything["blocks"]
+        blocks[1]["attribute_names"] = ["", "b, c"]
+        meshes = {
+            "all": everything, "float": everything | {"reals": "f4"},
+            "no steps": everything | {"times": [], **{k: {n: {e: x[:0] for e, x in v.items()} if isinstance(v, dict)
+                                                          else v[:0] for n, v in everything[k].items()}
+                                                      for k in ("node_vars", "elem_vars", "nset_vars", "sset_vars",
+                                                                "glob_vars")}},
+            "long": everything | {"ints": "i8", "node_labels": np.arange(40) + (1 << 40)},
+            "nothing": {"nodes": np.zeros((0, 2))}, "nodes": {"nodes": r.random((7, 2))},
+            # Sets of all nodes or elements look like fields of the whole mesh.
+            "full sets": dict(nodes=r.random((4, 3)), blocks=[{"id": 1, "type": "TET4", "conn": tet}], times=[1.0, 2.0],
+                              node_sets=[{"id": 1, "name": "all", "members": [1, 2, 3, 4]}],
+                              elem_sets=[{"id": 2, "name": "every", "members": [1]}],
+                              node_vars={"u": r.random((2, 4))}, nset_vars={"v": {0: r.random((2, 4))}, "none": {}}),
+            "polygons": dict(nodes=r.random((6, 2)), blocks=[
+                {"id": 4, "type": "nsided", "conn": [1, 2, 3, 4, 5, 6, 1], "corners": [3, 4]},
+                {"id": 2, "type": "NSIDED", "conn": [3, 2, 1], "corners": [3]}])}
+        for name, mesh in meshes.items():
+            with self.subTest(name=name):
+                self.round_trip(self.import_(self.make(width=200, **mesh), self.dir / f"{name}.pdm"))
+
+    def test_structure_that_the_format_lacks_is_told(self):
+        self.import_(self.make(width=200, **exo_make.everything()))
+        vector, values = np.arange(120.0).reshape(40, 3), np.arange(40, dtype="i4")
+        edit(self.pdm, b"temperature", [vector], "K")
+        edit(self.pdm, b"coordinates_2", [values, values + 1, values + 2])
+        edit(self.pdm, b"coordinates", unit="mm")
+        told = self.lossy("back.exo", losses=(
+            "the unit of length mm", "the unit K of the field temperature", "field temperature is the same at all times",
+            "the 3 components of the field temperature are one", "the field coordinates_2 is of integers"))
+        self.assertEqual(len(told), 5)
+        back = Sim(self.import_(self.dir / "back.exo"))
+        for axis, name in enumerate("xyz"):
+            for drawer in back.drawers(back.mesh.nodeFields[b"temperature_" + name.encode()]):
+                np.testing.assert_array_equal(drawer.values, vector[:, axis])
+        steps = back.drawers(back.mesh.nodeFields[b"coordinates_2"])
+        self.assertEqual([d.values.tolist() for d in steps], [(values + i).tolist() for i in range(3)])
+        back.file.close()
+
+    def test_blocks_whose_elements_are_mixed(self):
+        r = np.random.default_rng(3)
+        conn = r.integers(1, 10, (3, 4))
+        blocks = [{"id": 1, "name": "a", "type": "TET4", "conn": conn[:2]}, {"id": 2, "name": "b", "type": "TET4",
+                                                                              "conn": conn[2:]}]
+        self.import_(self.make(nodes=r.random((9, 3)), blocks=blocks, times=[1.0], elem_labels=[10, 20, 30],
+                               elem_sets=[{"id": 7, "name": "some", "members": [3, 2]}],
+                               elem_vars={"p": {0: [[1.0, 2.0]], 1: [[3.0]]}}))
+        sim = Sim(self.pdm)
+        sets = [sim.set_data(sim.mesh.elementSets[name]).name for name in (b"a", b"b")]
+        sim.file.close()
+        with h5py.File(self.pdm, "r+") as file:  # elements 0 and 2 are of a, 1 of b
+            for name, members in zip(sets, ([0, 2], [1])):
+                file[name][...] = members
+                del file[name].attrs["checksums"]
+        self.export("back.exo")
+        back = Sim(self.import_(self.dir / "back.exo"))
+        label, p = (back.drawers(back.mesh.elementFields[k])[0].values.tolist() for k in (b"label", b"p"))
+        self.assertEqual((label, p), ([10, 30, 20], [1.0, 3.0, 2.0]))
+        self.assertEqual(back.members(back.mesh.elementSets[b"some"]).tolist(), [1, 2])
+        back.file.close()
+
+    def test_what_is_no_whole_mesh_is_refused_in_a_line(self):
+        for name, code, says in (("first_model", 2, ("the system statics", "the unit of length m")),
+                                 ("modal", 2, ("the system modal analysis",)), ("systems", 2, ("no coordinates",)),
+                                 ("store", 2, ("which is null",))):
+            (golden,) = GOLDEN.glob(f"*/{name}.pdm")
+            self.refused(code, golden, self.dir / "out.exo", says=says)
+        self.refused(2, golden.with_name("systems.pdm"), self.dir / "out.exo", "--lossy",
+                     says=("expected coordinates of the nodes, found none",))
+        pdm, out = golden.with_name("import.pdm"), self.dir / "out.exo"
+        self.refused(1, pdm, self.dir / "out.xyz", says=("ends with", ".msh", ".vtu"))
+        self.refused(1, pdm, "-", says=("a dash",))
+        self.refused(1, pdm, pdm, "--format", "exodus", "--force", says=("another file",))
+        self.refused(1, pdm, out, "--field", "label", says=("--field",))
+        self.refused(1, pdm, self.dir / "out.csv", says=("--field",))
+        self.refused(2, pdm, self.dir / "no" / "out.exo", says=("No such file",))
+        self.refused(2, self.dir / "none.pdm", out)
+        out.write_text("mine")
+        self.refused(2, pdm, out, says=("--force",))
+        self.assertEqual(out.read_text(), "mine")
+
+
+class Vtu(Case):
+    def read(self, path):
+        reader = vtkXMLUnstructuredGridReader()
+        reader.SetFileName(str(path))
+        reader.Update()
+        self.assertEqual(reader.GetErrorCode(), 0)
+        return reader.GetOutput()
+
+    def arrays(self, data):
+        return {data.GetArrayName(i): vtk_to_numpy(data.GetArray(i)) for i in range(data.GetNumberOfArrays())}
+
+    def test_cells_have_their_nodes_where_vtk_looks_for_them(self):
+        mesh, sizes = one_of_each()
+        self.import_(self.make(**mesh))
+        self.assertEqual(self.export("out.vtu")["losses"], [])
+        grid = self.read(self.dir / "out.vtu")
+        vtkObject.GlobalWarningDisplayOff()  # of HEX27
+        measure = vtkCellSizeFilter()
+        measure.SetInputData(grid)
+        measure.Update()
+        found = self.arrays(measure.GetOutput().GetCellData())
+        found = found["Volume"] + found["Area"] + found["Length"]
+        found[2] = sizes[2]  # it has no formula for HEX27
+        np.testing.assert_allclose(found, sizes, rtol=1e-12)
+        for i, (name, (of, middles, faces)) in enumerate(TYPES.items()):
+            cell = grid.GetCell(i)
+            for k in range(cell.GetNumberOfEdges() if middles else 0):
+                points = [np.array(cell.GetEdge(k).GetPoints().GetPoint(p)) for p in range(3)]
+                np.testing.assert_allclose(points[2], (points[0] + points[1]) / 2, err_msg=name)
+            for k in range(6 if name == "HEX27" else 0):
+                points = [np.array(cell.GetFace(k).GetPoints().GetPoint(p)) for p in range(9)]
+                np.testing.assert_allclose(points[8], np.mean(points[:4], 0))
+            center = [0.0] * 3
+            cell.GetParametricCenter(center)
+            point, weights = [0.0] * 3, [0.0] * cell.GetNumberOfPoints()
+            cell.EvaluateLocation(reference(0), center, point, weights)
+            if not name.startswith("PYR"):
+                corners = np.array(mesh["nodes"])[np.array(mesh["blocks"][i]["conn"][0])[: len(of[0])] - 1]
+                np.testing.assert_allclose(point, corners.mean(0), err_msg=name)
+
+    def test_sets_and_values_of_every_step(self):
+        mesh = exo_make.everything() | {"node_sets": [{"id": 8, "name": "temperature", "members": [2, 3, 9]}],
+                                        "nset_vars": {}, "elem_sets": [{"id": 5, "name": 'a<"&', "members": [1, 7]}]}
+        self.import_(self.make(width=200, **mesh))
+        self.lossy("out.pvd", losses=("the side set wall", "the 2 attributes of block block_7", "is called temperature_set"))
+        self.refused(1, self.pdm, self.dir / "out.vtu", "--lossy", says=("3 steps",))
+        listed = xml.etree.ElementTree.parse(self.dir / "out.pvd").findall(".//DataSet")
+        self.assertEqual([float(one.get("timestep")) for one in listed], mesh["times"])
+        for step, one in enumerate(listed):
+            grid = self.read(self.dir / one.get("file"))
+            nodes, cells, field = (self.arrays(d) for d in (grid.GetPointData(), grid.GetCellData(), grid.GetFieldData()))
+            np.testing.assert_array_equal(vtk_to_numpy(grid.GetPoints().GetData()), mesh["nodes"])
+            np.testing.assert_array_equal(nodes["label"], mesh["node_labels"])
+            np.testing.assert_array_equal(nodes["temperature"], mesh["node_vars"]["temperature"][step])
+            np.testing.assert_array_equal(np.flatnonzero(nodes["temperature_set"]), [1, 2, 8])
+            np.testing.assert_array_equal(nodes["origin"], mesh["node_maps"]["origin"])
+            np.testing.assert_array_equal(np.flatnonzero(cells['a<"&']), [0, 6])
+            np.testing.assert_array_equal(cells["block"], [10] * 5 + [7] * 4 + [3] * 3)
+            stress = mesh["elem_vars"]["stress"]
+            np.testing.assert_array_equal(cells["stress"], np.r_[stress[0][step], [math.nan] * 4, stress[3][step]])
+            self.assertEqual([field[k][0] for k in ("TimeValue", "global energy", "node set temperature", "block void")],
+                             [mesh["times"][step], mesh["glob_vars"]["energy"][step], 8, 99])
+        self.assertFalse(list(self.dir.glob("*.new-*")))
+
+    def test_polygons_and_vectors(self):
+        self.import_(self.make(nodes=np.arange(12.0).reshape(6, 2), times=[4.0], node_vars={"u": np.zeros((1, 6))}, blocks=[
+            {"id": 4, "name": "p", "type": "nsided", "conn": [1, 2, 3, 4, 5, 6, 1], "corners": [3, 4]}]))
+        vector = np.arange(12.0).reshape(6, 2).astype("f4")
+        edit(self.pdm, b"u", [vector])
+        self.export("out.vtu")
+        grid = self.read(self.dir / "out.vtu")
+        u = self.arrays(grid.GetPointData())["u"]
+        np.testing.assert_array_equal(u, vector)
+        self.assertEqual(u.dtype, np.float32)
+        self.assertEqual([[grid.GetCell(c).GetPointId(i) for i in range(grid.GetCell(c).GetNumberOfPoints())]
+                          for c in range(2)], [[0, 1, 2], [3, 4, 5, 0]])
+
+
+class Gmsh(Case):
+    def check_middles(self, mesh):
+        """Every node on an edge or a face is where Gmsh's order says."""
+        for of in mesh.elements.values():
+            for kind, elements in of.items():
+                for nodes in elements.values():
+                    points = [mesh.points[n] for n in nodes]
+                    for point, edge in itertools.zip_longest(points[CORNERS[kind]:], GMSH.get(kind, [])):
+                        np.testing.assert_allclose(point, np.mean([points[k] for k in edge], 0), err_msg=str(kind))
+
+    def test_elements_and_their_sides_have_all_their_nodes(self):
+        names = [name for name in TYPES if name != "TRI7"]
+        mesh, _ = one_of_each(names)
+        labels = np.arange(len(mesh["nodes"]))[::-1] * 2 + 5
+        faces = {"HEX": 6, "TET": 4, "WED": 5, "PYR": 5, "QUA": 4, "TRI": 3, "BAR": 2}
+        sides = [(e + 1, s + 1) for e, name in enumerate(names) for s in range(faces[name[:3]])]
+        self.import_(self.make(node_labels=labels, elem_labels=np.arange(len(names)) + 100, **mesh, side_sets=[
+            {"id": 9, "name": "hull", "members": [e for e, _ in sides], "sides": [s for _, s in sides]}]))
+        found = []
+        for options in ((), ("--ascii",)):
+            self.assertEqual(self.export("out.msh", "--force", *options)["losses"], [])
+            found.append(gmsh_reader.read(self.dir / "out.msh"))
+        self.assertEqual(found[0].elements, found[1].elements)
+        np.testing.assert_array_equal(*[list(one.points.values()) for one in found])
+        one = found[0]
+        self.check_middles(one)
+        self.assertEqual([one.points[n].tolist() for n in labels], [list(p) for p in mesh["nodes"]])
+        owners = {}
+        for i, name in enumerate(names):
+            dimension = {"Q": 2, "T": 2, "B": 1}.get(name[0], 3) if not name.startswith("TET") else 3
+            self.assertEqual(one.groups[dimension, name.lower()], i + 3)
+            ((tag, nodes),) = [item for of in one.elements[dimension, name.lower()].values() for item in of.items()]
+            self.assertEqual((tag, sorted(nodes)), (100 + i, sorted(labels[np.array(mesh["blocks"][i]["conn"][0]) - 1])))
+            owners.update({node: (name, nodes) for node in nodes})
+        hull = [(kind, nodes) for d in range(3) for kind, of in one.elements[d, "hull"].items() for nodes in of.values()]
+        self.assertEqual(len(hull), len(sides))
+        self.assertEqual([one.groups[d, "hull"] for d in range(3)], [9, 9, 9 if 9 not in [
+            number for (d, n), number in one.groups.items() if d == 2 and n != "hull"] else one.groups[2, "hull"]])
+        for kind, nodes in hull:
+            name, own = owners[nodes[0]]
+            self.assertLess(set(nodes), set(own))
+            points = np.array([one.points[n] for n in nodes[: CORNERS[kind]]])
+            if kind not in (1, 8, 15):
+                out = points.mean(0) - np.mean([one.points[n] for n in own], 0)
+                self.assertGreater(np.cross(points[1] - points[0], points[2] - points[0]) @ out, 0, name)
+            self.assertEqual(len(nodes) > CORNERS[kind] or kind == 15, TYPES[name][1] == 1 or kind == 15, name)
+
+    def test_values_of_every_step(self):
+        mesh = exo_make.everything()
+        self.import_(self.make(width=200, **mesh))
+        edit(self.pdm, b"temperature", [np.arange(80.0).reshape(40, 2) + i for i in range(3)])
+        self.lossy("out.msh", losses=("the node set plain", "the element set picked", "the empty block void",
+                                      "has 2 components; 3 are written", "the distribution factors of side set wall"))
+        found = gmsh_reader.read(self.dir / "out.msh")
+        (name,) = [k for k in found.node_data if k.startswith("coord")]
+        for step, time in enumerate(mesh["times"]):
+            values = found.node_data[name][step, time]
+            self.assertEqual([values[n] for n in mesh["node_labels"]], [[x] for x in mesh["node_vars"]["coordinates"][step]])
+            self.assertEqual(found.node_data["temperature"][step, time][mesh["node_labels"][1]], [2.0 + step, 3.0 + step, 0])
+            values, stress = found.element_data["stress"][step, time], mesh["elem_vars"]["stress"]
+            self.assertEqual([values.get(n) for n in mesh["elem_labels"]],
+                             [[x] for x in stress[0][step]] + [None] * 4 + [[x] for x in stress[3][step]])
+
+
+class Csv(Case):
+    def table(self, field, *options):
+        self.export("out.csv", "--field", field, "--force", *options)
+        with open(self.dir / "out.csv", newline="", encoding="utf-8") as file:
+            header, *rows = csv.reader(file)
+        return header, [[float(x) if x[0] in "0123456789-" else x for x in row] for row in rows]
+
+    def test_one_field_with_labels_steps_and_units(self):
+        mesh = exo_make.everything()
+        self.import_(self.make(width=200, **mesh))
+        edit(self.pdm, b"temperature", [np.arange(120.0).reshape(40, 3) + i for i in range(3)], "K, abs")
+        header, rows = self.table("temperature")
+        self.assertEqual(header, ["node", "step", "time"] + [f"temperature_{c} [K, abs]" for c in "xyz"])
+        self.assertEqual(rows, [[label, step, mesh["times"][step]] + [3.0 * i + c + step for c in range(3)]
+                                for step in range(3) for i, label in enumerate(mesh["node_labels"])])
+        stress = mesh["elem_vars"]["stress"]
+        header, rows = self.table("elementFields/stress", "--step", "2")
+        self.assertEqual(header, ["block", "element", "step", "time", "stress"])
+        self.assertEqual(rows, [["fluid/inner part" if k < 5 else exo_make.LONG, mesh["elem_labels"][k], 2, 2.25, x]
+                                for k, x in zip([0, 1, 2, 3, 4, 9, 10, 11], [*stress[0][2], *stress[3][2]])])
+        header, rows = self.table("flux", "--step", "0")
+        self.assertEqual(header, ["set", "element", "side", "step", "time", "flux"])
+        labels, wall = mesh["elem_labels"], mesh["side_sets"][0]
+        self.assertEqual(sorted(r[1:3] + r[5:] for r in rows if r[0] == "wall"), sorted(
+            [float(labels[e - 1]), s, x] for e, s, x in zip(wall["members"], wall["sides"], mesh["sset_vars"]["flux"][0][0])))
+        self.assertEqual(self.table("coordinates"), (["node", "x", "y", "z"], [
+            [label, *xyz] for label, xyz in zip(mesh["node_labels"], mesh["nodes"].tolist())]))
+        self.assertEqual([r[2] for r in self.table("energy")[1]], mesh["glob_vars"]["energy"].tolist())
+        out = self.dir / "no.csv"
+        self.refused(1, self.pdm, out, "--field", "nothing", says=("'nothing', found nodeFields/coordinates, ", "stress"))
+        self.refused(1, self.pdm, out, "--field", "flux", "--step", "3", says=("0..2", "found 3"))
+
+
+class Whole(Case):
+    def test_nothing_is_left_of_what_did_not_end(self):
+        r = np.random.default_rng(5)
+        self.import_(self.make(nodes=r.random((60000, 3)), times=np.arange(30.0), node_vars={"u": r.random((30, 60000))}))
+        outs = [("out.csv", "--field", "u"), ("out.exo",), ("out.pvd",), ("out.msh",)]
+        for name, *options in outs:
+            out = self.dir / name
+            out.write_text("mine")
+            before = sorted(p.name for p in self.dir.iterdir())
+            command = [PDMSIM, "export", self.pdm, out, "--force", *options]
+            small = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 20, 1 << 20))
+            done = subprocess.run(command, capture_output=True, restore_signals=False, preexec_fn=small, timeout=100)
+            self.assertEqual((done.returncode, done.stderr.count(b"\n")), (2, 1), done)
+            self.assertIn(name.encode(), done.stderr)
+            self.assertEqual((out.read_text(), sorted(p.name for p in self.dir.iterdir())), ("mine", before), name)
+            process = subprocess.Popen(command, stdout=subprocess.DEVNULL)
+            while not any(p.name.endswith(f".new-{process.pid}") for p in self.dir.iterdir()):
+                self.assertIsNone(process.poll(), "it ended too soon")
+            process.send_signal(signal.SIGTERM)
+            self.assertEqual(process.wait(60), -signal.SIGTERM, name)
+            self.assertEqual((out.read_text(), sorted(p.name for p in self.dir.iterdir())), ("mine", before), name)
+            self.done(*command, "--quiet")
+            self.assertFalse(list(self.dir.glob("*.new-*")))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1] + sys.argv[4:])

@@ -1,0 +1,43 @@
+#include <pdmsim/export/exodus/exw_Format.h>
+
+#include <pdmsim/export/exodus/exw_Writer.h>
+#include <pdmsim/export/out/exp_Losses.h>
+
+namespace {
+
+constexpr exp_Holds kHolds{.nodeSets = true,
+                           .elementSets = true,
+                           .sideSets = true,
+                           .setOrder = true,
+                           .factors = true,
+                           .attributes = true,
+                           .maps = true,
+                           .polygons = true,
+                           .shells = true,
+                           .globals = true,
+                           .setVariables = true};
+
+} // namespace
+
+std::vector<std::string> exw_Losses(const exp_Task& task) {
+  std::vector<std::string> losses = exp_Losses(task.mesh, kHolds);
+  // Names end with their last letter: the format fills up with blanks.
+  const auto name = [&](const std::string& what, const std::string& text) {
+    if (text.empty() || text.back() == ' ')
+      losses.push_back(what + (text.empty() ? " has no name" : " '" + text + "' ends with a blank"));
+  };
+  for (const mesh_SetKind kind : {mesh_SetKind::kNodes, mesh_SetKind::kElements, mesh_SetKind::kSides})
+    for (const mesh_Set& set : task.mesh.Sets(kind))
+      name("that a set", set.name);
+  for (std::size_t place = 0; place < mesh_kPlaces; ++place)
+    for (const std::string& one : task.mesh.Variables(static_cast<mesh_Place>(place)).names)
+      name("that a field", one);
+  for (const mesh_Block& block : task.mesh.Blocks())
+    if (block.nodesPerElement == 0 && !block.type.empty())
+      losses.push_back("the type " + block.type + " of block " + block.name + ", which has no nodes");
+  return losses;
+}
+
+void exw_Write(const exp_Task& task, exp_Files& files) {
+  exw_Writer(task, files.Add(task.wanted.out)).Write();
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <pdmsim/mesh/mesh_Source.h>
+
+#include <string>
+#include <vector>
+
+/// What a format keeps of a mesh beside its nodes and elements.
+struct exp_Holds {
+  bool nodeSets = false, elementSets = false, sideSets = false;
+  bool setOrder = false, factors = false; // of the sets that it keeps
+  bool attributes = false, maps = false, polygons = false, shells = false;
+  bool globals = false, setVariables = false;
+  bool units = false, components = false, integers = false, constants = false; // of variables
+};
+
+/// The variables of a place, or the members of a set, in words: "node sets".
+const char* exp_PlaceName(mesh_Place place);
+
+/// What a format that keeps this much loses of the mesh, one line each, Notes() among them.
+std::vector<std::string> exp_Losses(const mesh_Source& mesh, const exp_Holds& holds);
+
+/// True when a variable has integers on some entity.
+bool exp_HasIntegers(const mesh_Source& mesh, mesh_Place place, std::size_t variable);
