@@ -5,6 +5,7 @@
 #include <pdmsim/commands/cmd_Dofs.h>
 #include <pdmsim/commands/cmd_Import.h>
 #include <pdmsim/commands/cmd_Recover.h>
+#include <pdmsim/commands/cmd_Report.h>
 #include <pdmsim/commands/cmd_Show.h>
 #include <pdmsim/show/show_Text.h>
 
@@ -19,6 +20,7 @@ constexpr char kFooter[] = R"(Examples:
   pdmsim show beam.pdm                        what is in it
   pdmsim show beam.pdm discreteModel/mesh/nodeFields/coordinates
   pdmsim dofs beam.pdm 0                       how its first system numbers its DOFs
+  pdmsim report beam.pdm -o beam.html          a page for somebody who has no viewer
   pdmsim check beam.pdm                       is everything in it as it should be?
   pdmsim compact beam.pdm                     the file without its unused space
   pdmsim COMMAND --help                       more on one command
@@ -51,6 +53,7 @@ int main(int argc, char** argv) {
   cmd_AddImport(program);
   cmd_AddShow(program);
   cmd_AddDofs(program);
+  cmd_AddReport(program);
   cmd_AddCheck(program);
   cmd_AddRecover(program);
   cmd_AddCompact(program);

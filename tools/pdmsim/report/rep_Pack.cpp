@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 #include <zlib.h>
 
 namespace {
@@ -82,8 +83,9 @@ rep_Plane rep_PackPlane(std::span<const double> values) {
   std::vector<std::uint8_t> bytes(2 * values.size());
   unsigned before = 0;
   for (std::size_t i = 0; i < values.size(); ++i) {
-    const unsigned here =
-        std::isfinite(values[i]) ? static_cast<unsigned>(std::lround((values[i] - plane.least) * scale)) : 65535;
+    const unsigned here = std::isfinite(values[i])
+                              ? static_cast<unsigned>(std::lround((values[i] - plane.least) * scale))
+                              : 65535;
     const unsigned difference = here - std::exchange(before, here);
     bytes[i] = static_cast<std::uint8_t>(difference);
     bytes[values.size() + i] = static_cast<std::uint8_t>(difference >> 8);

@@ -1,7 +1,10 @@
 #include <pdmsim/report/rep_Skin.h>
 
+#include <pdmsim/mesh/mesh_Elements.h>
+
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <limits>
 #include <map>
 #include <tuple>

@@ -23,9 +23,9 @@ struct rep_Skin {
   std::vector<std::string> notes; // what is not drawn, one line each
 };
 
-/// The faces of solids that one solid alone has, or two of different blocks; surfaces, lines and points whole.
-/// Quadratic elements have their corners only; corners that are one node count once, and faces with fewer than
-/// three corners left do not count.
+/// The faces of solids that one solid alone has, or two of different blocks; surfaces, lines and points
+/// whole. Quadratic elements have their corners only; corners that are one node count once, and faces with
+/// fewer than three corners left do not count.
 ///
 /// Cost: O(elements); 16 bytes for every face of a solid, and the corners of the solids, meanwhile.
 /// \return faces with three owners or more are left out.
