@@ -57,6 +57,18 @@ show_Json SystemsOf(const msfD_Mesh& mesh, const std::vector<sto_ModalSystem>& m
   return list;
 }
 
+/// About what a page's tables and lists take.
+std::size_t SizeOfWords(const mesh_Source& mesh, const std::vector<sto_ModalSystem>& modal) {
+  std::size_t rows = mesh.Blocks().size(), modes = 0;
+  for (const auto kind : {mesh_SetKind::kNodes, mesh_SetKind::kElements, mesh_SetKind::kSides})
+    rows += mesh.Sets(kind).size();
+  for (std::size_t place = 0; place < mesh_kPlaces; ++place)
+    rows += 3 * mesh.Variables(static_cast<mesh_Place>(place)).names.size();
+  for (const sto_ModalSystem& system : modal)
+    modes += system.Modes();
+  return 100'000 + 300 * rows + 40 * mesh.Times().size() + 100 * modes;
+}
+
 show_Json Summary(const Options& options, const sto_Mesh& mesh, const rep_Content& content, std::size_t bytes,
                   double seconds) {
   std::size_t faces = 0;
@@ -97,8 +109,7 @@ void Report(Options& options) {
     const msfD_Mesh stored = file.Mesh();
     const sto_Mesh mesh(options.opening.file, stored);
     const auto modal = sto_ModalSystems(options.opening.file, stored);
-    constexpr std::size_t kWords = 300'000; // at most a few hundred rows a table, and lists of names
-    const std::size_t fixed = rep_FixedSize() + kWords;
+    const std::size_t fixed = rep_FixedSize() + SizeOfWords(mesh, modal);
     rep_Content content(options.choice.most - std::min(options.choice.most, fixed), progress);
     content.about = {{"dimension", mesh.Dimension()},
                      {"axes", mesh.AxisNames()},

@@ -34,7 +34,7 @@ std::vector<int> facesWith(const std::vector<int>& members, const std::vector<re
                            std::size_t elements) {
   std::vector<bool> isMember(elements);
   for (const int member : members)
-    if (member >= 0)
+    if (member >= 0 && static_cast<std::size_t>(member) < elements)
       isMember[static_cast<std::size_t>(member)] = true;
   std::vector<int> places;
   int place = 0;
@@ -61,8 +61,10 @@ show_Json setOf(const sto_Mesh& mesh, const mesh_Set& set, const rep_Skin& skin,
       const std::vector<int> faces = facesWith(members, skin.faces, mesh.Elements());
       json["faces"] = {{"count", faces.size()}, {"places", content.Add(rep_PackAscending(faces))}};
     } else {
-      if (members.size() > kNodesInside)
-        std::erase_if(members, [&](int node) { return !corners.Has(node); });
+      std::erase_if(members, [&](int node) {
+        return node < 0 || static_cast<std::size_t>(node) >= mesh.Nodes() ||
+               (set.size > kNodesInside && !corners.Has(node));
+      });
       rep_Faces points;
       points.corners = 1;
       points.nodes = std::move(members);
@@ -82,7 +84,7 @@ void addCoordinates(const sto_Mesh& mesh, const std::vector<int>& used, rep_Cont
       some[i] = all[static_cast<std::size_t>(used[i])];
     planes.push_back(rep_PackPlane(some));
   }
-  content.about["coordinates"] = content.AddPlanes(std::move(planes));
+  content.about["coordinates"] = used.empty() ? show_Json() : content.AddPlanes(std::move(planes));
   drawn.isThere = !content.about["coordinates"].is_null();
 }
 
@@ -127,7 +129,8 @@ rep_Drawn rep_AddMesh(const sto_Mesh& mesh, rep_Content& content) {
   content.about["blocks"] = std::move(blocks);
   rep_Corners corners(mesh.Nodes());
   rep_Skin skin;
-  bool isDrawn = mesh.Nodes() > 0 && !mesh.CoordinateField().IsNull();
+  const bool hasCoordinates = mesh.Nodes() > 0 && !mesh.CoordinateField().IsNull();
+  bool isDrawn = hasCoordinates;
   if (isDrawn) {
     skin = rep_FindSkin(mesh);
     for (std::string& note : skin.notes)
@@ -143,7 +146,9 @@ rep_Drawn rep_AddMesh(const sto_Mesh& mesh, rep_Content& content) {
   content.about["sets"] = std::move(sets);
   if (isDrawn)
     addCoordinates(mesh, corners.Used(), content, drawn);
-  if (!drawn.isThere && mesh.Nodes() > 0 && !mesh.CoordinateField().IsNull())
+  if (isDrawn && corners.Used().empty())
+    content.Note("the mesh is not drawn: it has no elements that can be");
+  else if (!drawn.isThere && hasCoordinates)
     content.Note("the mesh is not drawn: its faces need more room than the page may have (--most)");
   drawn.nodes = corners.Used();
   addElements(skin, drawn);

@@ -85,6 +85,7 @@ class Page {
     });
     this.hasShapes = about.modal.some(system => system.shapes.some(shape => shape));
     if (this.hasShapes) option("mode", "Displacement of the mode", element("field"));
+    element("play-mode").hidden = !this.hasShapes;
     element("deforming").hidden = element("deform").options.length < 2;
     const steps = about.fields.some(field => !field.constant) ? about.kept.length : 0;
     element("stepping").hidden = steps < 2;
@@ -115,6 +116,8 @@ class Page {
     on("view-side", "click", () => look.turnTo(0, 0));
     on("view-top", "click", () => look.turnTo(-90, 90));
     on("view-oblique", "click", () => look.turnTo(-60, 25));
+    on("view-nearer", "click", () => look.zoomBy(1.2));
+    on("view-farther", "click", () => look.zoomBy(1 / 1.2));
     on("controls", "submit", event => event.preventDefault());
     on("canvas", "keydown", event => this.key(event));
     this.mouse(element("canvas"));
@@ -312,7 +315,9 @@ class Page {
     const list = mode ? mode.shape : field ? field.steps[this.stepOf(field)] : null;
     if (list !== this.deformedBy) {
       this.deformedBy = list;
-      this.shift = list && await planes(list);
+      const shift = list && await planes(list);
+      if (list !== this.deformedBy) return; // another one came in between
+      this.shift = shift;
       for (const shape of [this.shape, ...this.sets.values()]) shape.setShift(this.shift);
     }
     let most = 0;

@@ -24,7 +24,11 @@ varying vec3 vView, vTint; varying float vValue, vNone;
 void main() {
   vec3 colour = !byValue ? vTint : vNone > 0.001 ? vec3(0.6) : texture2D(scale, vec2(vValue, 0.5)).rgb;
   vec3 across = cross(dFdx(vView), dFdy(vView));
-  float light = shaded && dot(across, across) > 0.0 ? 0.45 + 0.55 * abs(normalize(across).z) : 1.0;
+  float light = 1.0;
+  if (shaded && dot(across, across) > 0.0) {
+    vec3 normal = normalize(across);
+    light = 0.5 + 0.5 * max(0.0, dot(normal * sign(normal.z), vec3(0.2, 0.5, 0.84)));
+  }
   gl_FragColor = vec4(colour * light, 1.0);
 }`;
 
