@@ -1,9 +1,10 @@
 // The library's side of tests in Python. Usage: file_program COMMAND FILE
 //   read, live, write, scratch: prints all that the file holds, opened so, in the words of golden_text.py
 //   grow: changes a little first     die: commits a change and is killed
-//   gaps: adds a distribution of which little is written
+//   gaps: adds a distribution of which little is written     modes: adds a system of two modes
 #include <support/sys_ObjectText.h>
 
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <numeric>
@@ -84,6 +85,33 @@ bool makeGaps(const char* file) {
          !ORXSimManager::OpenContext(file, 1 | 2, 102, false, 1).IsNull(); // from anywhere
 }
 
+// Two modes of 12.5 Hz and an unknown frequency: a node goes by its place among the nodes, along z and along x.
+bool addModes(const msfD_Sim& sim) {
+  const msfD_Mesh mesh = sim.discreteModel().mesh();
+  const ORXSimContextID context = mesh.nodes().Context();
+  ORXSimUpdate update(context);
+  const ORXSimCollectionRef nodes(mesh.nodes()), modes(ORXSimCollectionRef::Create(context, "modes", 2));
+  const int count = nodes.NumItems();
+  const double frequencies[2] = {12.5, std::nan("")};
+  const ORXSimDrawerDescription one{.members = modes.FullCSet()};
+  const ORXSimDrawerDescription shape{.members = nodes.FullCSet(), .components = 3}, two[2] = {shape, shape};
+  const ORXSimDistributionRef hertz(ORXSimDistributionRef::Create(context, "frequencies", "Hz", &one, 1)),
+      shapes(ORXSimDistributionRef::Create(context, "mode shapes", "mm", two, 2));
+  bool written = hertz.WriteItems(0, 0, 2, frequencies, sizeof frequencies);
+  for (const int mode : {0, 1}) {
+    std::vector<double> values(3 * static_cast<std::size_t>(count));
+    for (std::size_t node = 0; node < static_cast<std::size_t>(count); ++node)
+      values[3 * node + (mode == 0 ? 2 : 0)] = static_cast<double>(node) / count;
+    written = written && shapes.WriteItems(mode, 0, count, values.data(), 24 * std::int64_t{count});
+  }
+  kda_MapString<ORXSimDistributionID> fields;
+  fields.insert("frequencies", hertz.ID());
+  fields.insert("modeShapes", shapes.ID());
+  const fesD_FESystem system = mesh.systems().add(fesD_ModalSystem::New("swing", {}, {}, {}, {}, 0));
+  system.UserDistributions(fields);
+  return written && update.Commit();
+}
+
 msfD_Sim open(msfD_Root& root, const std::string& how, const char* file) {
   if (how == "read" || how == "live")
     return root.openSimReadOnly(file, "", how == "live" ? 3 : -1);
@@ -99,6 +127,8 @@ bool use(const std::string& how, const char* file) {
     return false;
   if (how == "grow")
     grow(sim);
+  if (how == "modes")
+    return addModes(sim);
   if (how == "add")
     return !!sim.discreteModel().mesh().systems().add(fesD_FESystem::New("added", {}, {}, 0));
   if (how == "die") {

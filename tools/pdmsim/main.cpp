@@ -6,6 +6,7 @@
 #include <pdmsim/commands/cmd_Export.h>
 #include <pdmsim/commands/cmd_Import.h>
 #include <pdmsim/commands/cmd_Recover.h>
+#include <pdmsim/commands/cmd_Report.h>
 #include <pdmsim/commands/cmd_Show.h>
 #include <pdmsim/commands/cmd_View.h>
 #include <pdmsim/show/show_Text.h>
@@ -23,6 +24,7 @@ constexpr char kFooter[] = R"(Examples:
   pdmsim show beam.pdm discreteModel/mesh/nodeFields/coordinates
   pdmsim dofs beam.pdm 0                       how its first system numbers its DOFs
   pdmsim view beam.pdm                        beam.hdf, by which ParaView shows it
+  pdmsim report beam.pdm -o beam.html          a page for somebody who has no viewer
   pdmsim check beam.pdm                       is everything in it as it should be?
   pdmsim compact beam.pdm                     the file without its unused space
   pdmsim COMMAND --help                       more on one command
@@ -57,6 +59,7 @@ int main(int argc, char** argv) {
   cmd_AddShow(program);
   cmd_AddDofs(program);
   cmd_AddView(program);
+  cmd_AddReport(program);
   cmd_AddCheck(program);
   cmd_AddRecover(program);
   cmd_AddCompact(program);
