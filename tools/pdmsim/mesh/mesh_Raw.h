@@ -13,10 +13,11 @@ struct mesh_RawCells {
   const mesh_Element* type = nullptr;
   std::vector<int> nodes;        // [cells][type->nodes] 0-based, in the node order of Exodus II
   std::vector<long long> labels; // [cells]; empty: the mesh has none
-  std::vector<int> families;     // [cells] places in mesh_Raw::families; empty: no cell is in a group
+  std::vector<int> families;     // [cells] places in mesh_Raw::families, -1 for none; empty: all -1
 };
 
-/// A named group of cells of one dimension, or of nodes.
+/// A named group of cells of one dimension, or of nodes. Cells of other dimensions are in no such group, even
+/// where their family names it: what spans dimensions is a group for each.
 struct mesh_RawGroup {
   int dimension = 0; // of its cells; -1: of nodes, and `nodes` are its members
   std::string name;  // "" when the mesh gives only a number
@@ -37,7 +38,7 @@ struct mesh_RawField {
 /// A mesh as most formats have it: nodes, cells of all dimensions in one list, groups of any of them.
 struct mesh_Raw {
   std::string path;
-  std::size_t dimension = 3;         // 2 when every third coordinate is 0
+  std::size_t dimension = 3;         // of the coordinates; 3 become 2 where no solid is and every third is 0
   std::string lengthUnit;            // "" for unknown
   std::vector<double> coordinates;   // [nodes][dimension]
   std::vector<long long> nodeLabels; // [nodes]; empty: the mesh has none
@@ -47,12 +48,21 @@ struct mesh_Raw {
   std::vector<double> times;              // of the steps; empty: fields have no steps
   std::vector<mesh_RawField> nodeFields, cellFields;
   std::vector<std::string> notes; // what could not be kept, one line each
+  bool keepSides = false;         // true: cells without group stay elements though they are sides of others
 };
 
-/// Makes a mesh of what a format has: a block for each group of the highest dimension and element type; a
-/// surface for each group of a lower dimension whose cells are sides of the solids, and an element set where
-/// they are not; node groups become node sets. Every name is kept or named in a note.
+/// Makes a mesh of what a format has.
 ///
-/// The cells that only name sides of others are no elements of the mesh. Throws mesh_Error for nodes out of
-/// range.
+/// Blocks: one for each group of the highest dimension and element type. It has the group's name and id where
+/// it is all of the group, else NAME_TYPE, and the group is an element set besides. A cell of several such
+/// groups is in the block of the first. Cells without group make blocks by type, which have no name.
+///
+/// A group one dimension lower is a side set where each of its cells is a side of a cell of the highest
+/// dimension, by its corners: the side that is seen from outside as the cell is, if two elements share it.
+/// Those cells are no elements of the mesh, and neither are lower cells without group that are sides of
+/// others (but see keepSides). All further cells are elements, in blocks as above. Node groups become node
+/// sets.
+///
+/// In space triangles and quadrilaterals are SHELLs, in the plane TRI and QUAD. Throws mesh_Error for what
+/// does not fit together. Keeps the arrays of `raw`, and 4 bytes a cell besides.
 std::unique_ptr<mesh_Source> mesh_Assemble(mesh_Raw raw);
