@@ -20,7 +20,8 @@ BELOW_FILE = PLATFORM[:2] + [f"{FILE}/*.h", JOURNAL]
 LIBRARY = ["omi", "kda", "gbb", "gbb/pattern"]
 USER = PLATFORM + LIBRARY + ["generated", "fes", "msf", "lib"]  # what stands on the library as a whole
 JOURNAL_ROOMS = [f"{JOURNAL}/{room}" for room in ("files", "journal", "pages", "opening", "commit", "driver")]
-IMPORTS = [f"tools/pdmsim/import/{room}" for room in ("exodus",)]
+IMPORTS = [f"tools/pdmsim/import/{room}" for room in ("exodus", "vtk", "xdmf", "med")]
+BYTES = "tools/pdmsim/import/bytes"  # what several of them read with
 TOOLS = [f"tools/pdmsim/{room}" for room in ("cli", "show", "check", "dofs", "mesh", "import", "stored")]
 ROOMS = {
     "platform/UTI_CoreUtils": [],
@@ -47,7 +48,8 @@ ROOMS = {
     "tools/pdmsim/check": USER + ["tools/pdmsim/cli", "tools/pdmsim/show"],
     "tools/pdmsim/dofs": USER + ["tools/pdmsim/cli"],
     "tools/pdmsim/mesh": USER,
-    **{room: USER + ["tools/pdmsim/mesh"] for room in IMPORTS},
+    BYTES: USER + ["tools/pdmsim/mesh"],
+    **{room: USER + ["tools/pdmsim/mesh", BYTES] for room in IMPORTS},
     "tools/pdmsim/import": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", *IMPORTS],
     "tools/pdmsim/stored": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
     "tools/pdmsim/commands": USER + TOOLS,

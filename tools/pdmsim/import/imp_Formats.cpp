@@ -2,6 +2,7 @@
 
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/import/exodus/exo_Format.h>
+#include <pdmsim/import/vtk/vtk_Format.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -14,6 +15,8 @@ namespace {
 
 // The first that knows a content as its own reads it. Exodus II takes every HDF5 file that comes to it.
 constexpr mesh_Format kFormats[] = {
+    {"vtk", "VTK legacy", ".vtk", &vtk_IsLegacy, &vtk_OpenLegacy},
+    {"vtu", "VTK XML", ".vtu", &vtk_IsXml, &vtk_OpenXml},
     {"exodus", "Exodus II", ".exo .e .g .ex2 .exoII .nc", &exo_IsOne, &exo_Open},
 };
 
