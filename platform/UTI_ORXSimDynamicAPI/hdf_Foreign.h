@@ -20,7 +20,7 @@ enum class hdf_ForeignKind : unsigned char { kMissing, kGroup, kDataset };
 enum class hdf_ForeignType : unsigned char { kInteger, kFloat, kText, kOther };
 
 /// The numbers or texts of a dataset.
-struct hdf_ForeignShape {
+struct ORXSIM_API hdf_ForeignShape {
   hdf_ForeignType type = hdf_ForeignType::kOther;
   int bytes = 0;                   // of one number or text
   std::vector<std::uint64_t> dims; // those of elements that are arrays last; empty: one number

@@ -2,7 +2,9 @@
 
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/import/exodus/exo_Format.h>
+#include <pdmsim/import/med/med_Format.h>
 #include <pdmsim/import/vtk/vtk_Format.h>
+#include <pdmsim/import/xdmf/xdmf_Format.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -17,6 +19,8 @@ namespace {
 constexpr mesh_Format kFormats[] = {
     {"vtk", "VTK legacy", ".vtk", &vtk_IsLegacy, &vtk_OpenLegacy},
     {"vtu", "VTK XML", ".vtu", &vtk_IsXml, &vtk_OpenXml},
+    {"xdmf", "XDMF", ".xdmf .xmf", &xdmf_IsOne, &xdmf_Open},
+    {"med", "MED", ".med .rmed .mmed", &med_IsOne, &med_Open},
     {"exodus", "Exodus II", ".exo .e .g .ex2 .exoII .nc", &exo_IsOne, &exo_Open},
 };
 

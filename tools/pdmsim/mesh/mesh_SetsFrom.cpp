@@ -60,32 +60,50 @@ void groupNodes(mesh_Raw& raw, const mesh_RawField& field) {
       raw.groups[static_cast<std::size_t>(group)].nodes.push_back(static_cast<int>(node));
 }
 
-void groupCells(mesh_Raw& raw, const mesh_RawField& field) {
-  std::size_t rows = 0;
-  for (const mesh_RawCells& list : raw.cells)
-    rows += list.nodes.size() / static_cast<std::size_t>(list.type->nodes);
-  const std::vector<double> values = valuesOf(raw, field, rows);
-  Groups groups(raw, field.name);
-  std::map<std::pair<int, int>, int> families; // of the family before and the group
-  auto next = values.begin();
-  for (mesh_RawCells& list : raw.cells) {
-    list.families.resize(list.nodes.size() / static_cast<std::size_t>(list.type->nodes), -1);
-    for (int& family : list.families) {
-      const int group = groups.Of(list.type->dimension, *next++);
-      if (group < 0)
-        continue;
-      const auto [found, isNew] =
-          families.try_emplace({family, group}, static_cast<int>(raw.families.size()));
-      if (isNew) {
-        std::vector<int> members;
-        if (family >= 0)
-          members = raw.families[static_cast<std::size_t>(family)];
-        members.push_back(group);
-        raw.families.push_back(std::move(members));
-      }
-      family = found->second;
-    }
+/// Puts cells into one group more.
+class Families {
+ public:
+  explicit Families(mesh_Raw& raw) : m_raw(raw) {
+    for (mesh_RawCells& list : raw.cells)
+      list.families.resize(CellsOf(list), -1);
   }
+  static std::size_t CellsOf(const mesh_RawCells& list) {
+    return list.nodes.size() / static_cast<std::size_t>(list.type->nodes);
+  }
+  void Add(int& family, int group) {
+    const auto [found, isNew] =
+        m_families.try_emplace({family, group}, static_cast<int>(m_raw.families.size()));
+    if (isNew) {
+      std::vector<int> members;
+      if (family >= 0)
+        members = m_raw.families[static_cast<std::size_t>(family)];
+      members.push_back(group);
+      m_raw.families.push_back(std::move(members));
+    }
+    family = found->second;
+  }
+
+ private:
+  mesh_Raw& m_raw;
+  std::map<std::pair<int, int>, int> m_families; // of the family before and the group
+};
+
+std::size_t cellsOf(const mesh_Raw& raw) {
+  std::size_t cells = 0;
+  for (const mesh_RawCells& list : raw.cells)
+    cells += Families::CellsOf(list);
+  return cells;
+}
+
+void groupCells(mesh_Raw& raw, const mesh_RawField& field) {
+  const std::vector<double> values = valuesOf(raw, field, cellsOf(raw));
+  Groups groups(raw, field.name);
+  Families families(raw);
+  auto next = values.begin();
+  for (mesh_RawCells& list : raw.cells)
+    for (int& family : list.families)
+      if (const int group = groups.Of(list.type->dimension, *next++); group >= 0)
+        families.Add(family, group);
 }
 
 } // namespace
@@ -109,4 +127,31 @@ void mesh_SetsFrom(mesh_Raw& raw, const std::string& name) {
     groupNodes(raw, *onNodes);
   if (onCells != raw.cellFields.end())
     groupCells(raw, *onCells);
+}
+
+void mesh_AddCellSet(mesh_Raw& raw, const std::string& name, const std::vector<int>& members,
+                     const std::vector<int>& order) {
+  std::vector<bool> isMember(cellsOf(raw));
+  for (const int member : members) {
+    if (member < 0 || (order.empty() && static_cast<std::size_t>(member) >= isMember.size()))
+      throw mesh_Error(raw.path, "expected cells in the set " + name + ", found " + std::to_string(member));
+    if (static_cast<std::size_t>(member) >= isMember.size())
+      isMember.resize(static_cast<std::size_t>(member) + 1);
+    isMember[static_cast<std::size_t>(member)] = true;
+  }
+  std::map<int, int> groups; // of a dimension
+  Families families(raw);
+  std::size_t cell = 0;
+  for (mesh_RawCells& list : raw.cells)
+    for (int& family : list.families) {
+      const std::size_t place = order.empty() ? cell : static_cast<std::size_t>(order[cell]);
+      ++cell;
+      if (place >= isMember.size() || !isMember[place])
+        continue;
+      const auto [group, isNew] =
+          groups.try_emplace(list.type->dimension, static_cast<int>(raw.groups.size()));
+      if (isNew)
+        raw.groups.push_back({list.type->dimension, name, 0, {}});
+      families.Add(family, group->second);
+    }
 }

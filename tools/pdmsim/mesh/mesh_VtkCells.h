@@ -28,6 +28,12 @@ std::vector<double> mesh_InOrder(std::vector<double> values, const std::vector<i
 /// \return false when they are not as many, or not all different: then nothing is changed.
 bool mesh_TakeLabels(mesh_Raw& raw, bool cells, const std::vector<long long>& labels);
 
+/// Adds a group of cells, one for each dimension among them. Throws mesh_Error for cells that are not there.
+/// \param members places of cells in the list.
+/// \param order as above.
+void mesh_AddCellSet(mesh_Raw& raw, const std::string& name, const std::vector<int>& members,
+                     const std::vector<int>& order);
+
 /// A field of integers becomes groups, one a value, called NAME_VALUE. What has no value is in no group. The
 /// field stays as well. Throws mesh_Error when no field of nodes or cells has that name, or it is no single
 /// integer.

@@ -23,5 +23,6 @@ struct byt_XmlNode {
 /// Reads the elements of an XML file, without their text.
 ///
 /// \param last the name of an element that is the last: it and what follows need not be XML. "" for none.
-/// \return the root element; the text of one named `last` begins behind its tag. Throws mesh_Error for what is not well-formed, or of absurd depth.
+/// \return the root element; the text of one named `last` begins behind its tag. Throws mesh_Error for what
+/// is not well-formed, or of absurd depth.
 byt_XmlNode byt_ReadXml(const byt_File& file, std::string_view last = {});
