@@ -39,7 +39,8 @@ class Formats(programs.Case):
         self.out = self.dir / "out.pdm"
 
     def import_(self, path, *options, notes=b""):
-        done = run("import", path, self.out, "--json", "--force", *options)
+        self.out.unlink(missing_ok=True)  # which the case before may have open
+        done = run("import", path, self.out, "--json", *options)
         self.assertEqual((done.returncode, bool(done.stderr)), (0, bool(notes)), done.stderr)
         self.assertIn(notes, done.stderr)
         return Sim(self.out)
@@ -108,10 +109,10 @@ class Formats(programs.Case):
         for binary, version in itertools.product((False, True), (2, 5)):
             flat = mesh | {"points": points[:9]}
             sim = self.import_(mesh_make.vtk(self.dir / "p.vtk", flat, binary, version, "POLYDATA"))
-            parts = {d.long_name: (d.values.tolist(), d.members)
+            parts = {d.long_name: (d.values.ravel().tolist(), d.members)
                      for d in sim.drawers(sim.mesh.elementFields[b"connectivity"])}
             self.assertEqual({k: v for k, (v, _) in parts.items()},
-                             {b"SPHERE": [0, 4], b"BAR2": [0, 1, 1, 2], b"TRI3": [0, 1, 3, 1, 4, 3, 0, 1, 4],
+                             {b"SPHERE": [0, 4], b"BAR2": [0, 1, 1, 2], b"TRI3": [0, 1, 4, 0, 1, 3, 1, 4, 3],
                               b"QUAD4": [4, 5, 8, 7]})
             c = self.rows(sim, sim.mesh.elementFields[b"c"])
             # Polydata lists vertices, lines, polygons, strips; the array follows that order.
@@ -121,7 +122,7 @@ class Formats(programs.Case):
         mesh["cells"] = [(11, [0, 1, 3, 4, 9, 10, 12, 13]), (8, [4, 5, 7, 8]), (0, [])]
         mesh["cell"] = {}
         sim = self.import_(mesh_make.vtk(self.dir / "v.vtk", mesh))
-        self.assertEqual({d.long_name: d.values.tolist() for d in sim.drawers(sim.mesh.elementFields[b"connectivity"])},
+        self.assertEqual({d.long_name: d.values.ravel().tolist() for d in sim.drawers(sim.mesh.elementFields[b"connectivity"])},
                          {b"HEX8": [0, 1, 4, 3, 9, 10, 13, 12], b"SHELL4": [4, 5, 8, 7]})
 
     def test_vtu(self):
@@ -130,14 +131,14 @@ class Formats(programs.Case):
                 ways, (False, True), ("UInt32", "UInt64"), ("LittleEndian", "BigEndian"))):
             mesh = mesh_make.solids((LINEAR, QUADRATIC, [29], [12])[k % 4])
             sim = self.compare(mesh_make.vtu(self.dir / "m.vtu", mesh, *way, packed, header, order), mesh)
-            same(sim.drawers(sim.mesh.frameFields[b"time"])[0].values, [2.5])
+            same(sim.drawers(sim.mesh.frameFields[b"time"])[0].values.ravel(), [2.5])
         mesh = mesh_make.solids(LINEAR)
         sim = self.import_(mesh_make.vtu(self.dir / "m.vtu", mesh, "appended", pieces=2))
         n, m = len(mesh["points"]), len(LINEAR)
         self.assertEqual([sim.items(sim.mesh.nodes), sim.items(sim.mesh.elements)], [2 * n, 2 * m])
-        nodes = np.concatenate([d.values for d in sim.drawers(sim.mesh.elementFields[b"connectivity"])])
+        nodes = np.concatenate([d.values.ravel() for d in sim.drawers(sim.mesh.elementFields[b"connectivity"])])
         same(np.sort(nodes), np.arange(2 * n))
-        same(sim.drawers(sim.mesh.nodeFields[b"temperature"])[0].values, np.tile(mesh["point"]["temperature"], 2))
+        same(sim.drawers(sim.mesh.nodeFields[b"temperature"])[0].values.ravel(), np.tile(mesh["point"]["temperature"], 2))
 
     def test_sets_from(self):
         mesh = mesh_make.solids(LINEAR)
@@ -162,7 +163,7 @@ class Formats(programs.Case):
             sim = self.compare(mesh_make.xdmf(self.dir / "m.xdmf", mesh, hdf, times, form), mesh,
                                steps=len(times) or 1, shift=1)
             if times:
-                same(sim.drawers(sim.mesh.frameFields[b"time"])[0].values, times)
+                same(sim.drawers(sim.mesh.frameFields[b"time"])[0].values.ravel(), times)
         sets = "".join(f'<Set Name="{name}" SetType="{kind}"><DataItem Dimensions="2" NumberType="Int" Format="XML">'
                        f'{members}</DataItem></Set>' for name, kind, members in
                        (("pins", "Node", "3 5"), ("core", "Cell", "0 3")))
@@ -186,9 +187,9 @@ class Formats(programs.Case):
             NumberType="Int">1 0 1 1 1 4</DataItem><DataItem Format="HDF" Dimensions="2 4">s.h5:/t</DataItem></DataItem>
             </Attribute></Grid></Domain></Xdmf>""")
         sim = self.import_(self.dir / "s.xmf")
-        same(sim.drawers(sim.mesh.nodeFields[b"coordinates"])[0].values, np.arange(16).reshape(8, 2)[1::2].ravel())
-        same(sim.drawers(sim.mesh.nodeFields[b"t"])[0].values, [1, 2, 3, 4])
-        self.assertEqual(sim.drawers(sim.mesh.elementFields[b"connectivity"])[0].values.tolist(), [0, 1, 2, 3])
+        same(sim.drawers(sim.mesh.nodeFields[b"coordinates"])[0].values.ravel(), np.arange(16).reshape(8, 2)[1::2].ravel())
+        same(sim.drawers(sim.mesh.nodeFields[b"t"])[0].values.ravel(), [1, 2, 3, 4])
+        self.assertEqual(sim.drawers(sim.mesh.elementFields[b"connectivity"])[0].values.ravel().tolist(), [0, 1, 2, 3])
 
     def test_med(self):
         for types in (LINEAR, QUADRATIC, [29], [12, 12]):
@@ -201,15 +202,15 @@ class Formats(programs.Case):
             path = mesh_make.med(self.dir / "m.med", mesh, {"fixed": {0, 2}, "all": set(range(n))},
                                  {"core": {0}, "shell": {0, m - 1}}, fields)
             sim = self.compare(path, mesh, ids=[5 * k + 1 for k in range(m)])
-            same(sim.drawers(sim.mesh.nodeFields[b"label"])[0].values, np.arange(n) * 3 + 2)
+            same(sim.drawers(sim.mesh.nodeFields[b"label"])[0].values.ravel(), np.arange(n) * 3 + 2)
             same(sim.members(sim.mesh.nodeSets[b"fixed"]), [0, 2])
             same(sim.members(sim.mesh.nodeSets[b"all"]), np.arange(n))
             found = self.elements(sim, [5 * k + 1 for k in range(m)])
             for name, cells in (("core", {0}), ("shell", {0, m - 1})):
                 same(sim.members(sim.mesh.elementSets[name.encode()]), sorted(found[k][0] for k in cells))
-            same(sim.drawers(sim.mesh.frameFields[b"time"])[0].values, [0, .5])
+            same(sim.drawers(sim.mesh.frameFields[b"time"])[0].values.ravel(), [0, .5])
             for step in (0, 1):
-                same(sim.drawers(sim.mesh.nodeFields[b"velocity"])[step].values, (point["velocity"] + step).ravel())
+                same(sim.drawers(sim.mesh.nodeFields[b"velocity"])[step].values.ravel(), (point["velocity"] + step).ravel())
             stress = [self.rows(sim, sim.mesh.elementFields[b"stress"], step) for step in (0, 1)]
             self.assertTrue(np.isnan(list(stress[0].values())).all())
             same([stress[1][found[k][0]] for k in range(m)], cell["stress"])
@@ -231,7 +232,7 @@ class Formats(programs.Case):
         self.assertEqual(set(sim.mesh.surfaces), {b"skin"})
         self.assertEqual(sum(len(d.members) for d in sim.drawers(sim.mesh.surfaces[b"skin"])), 2)
         self.assertEqual(len(sim.members(sim.mesh.elementSets[b"rod"])), 1)
-        t = sim.drawers(sim.mesh.nodeFields[b"t"])[0].values
+        t = sim.drawers(sim.mesh.nodeFields[b"t"])[0].values.ravel()
         same(t[::2], point["temperature"][::2])
         self.assertTrue(np.isnan(t[1::2]).all())
 
@@ -247,11 +248,11 @@ class Formats(programs.Case):
         hdf = mesh_make.xdmf(self.dir / "h.xdmf", mesh).read_bytes()
         med = mesh_make.med(self.dir / "m.med", mesh).read_bytes()
         n, m = len(mesh["points"]), len(LINEAR)
-        start = raw.index(b"_") + 1
+        start = raw.index(b"\n _") + 3
         cases = [
             ("a.vtk", ascii_vtk.replace(b"UNSTRUCTURED", b"STRUCTURED"), "structured_grid"),
-            ("a.vtk", ascii_vtk.replace(b"POINTS %d" % n, b"POINTS 99999999999"), "POINTS" and "hold"),
-            ("a.vtk", ascii_vtk.replace(b"POINTS %d" % n, b"POINTS 9999"), "bytes"),
+            ("a.vtk", ascii_vtk.replace(b"POINTS %d" % n, b"POINTS 99999999999"), "hold"),
+            ("a.vtk", ascii_vtk.replace(b"POINTS %d" % n, b"POINTS 999"), "number"),
             ("a.vtk", ascii_vtk.replace(b"CELL_TYPES 5\n10", b"CELL_TYPES 5\n42"), "42"),
             ("a.vtk", ascii_vtk.replace(b"CELL_TYPES 5\n10", b"CELL_TYPES 5\n12"), "nodes"),
             ("a.vtk", ascii_vtk.replace(b"0.25", b"0.2x", 1), "'0.2x'"),

@@ -146,7 +146,8 @@ def vtu(path, mesh, mode="ascii", encoding="raw", compressed=False, header="UInt
 
 
 XDMF_CODES = {10: 6, 14: 7, 13: 8, 12: 9, 24: 38, 27: 39, 26: 40, 25: 48, 29: 50, 5: 4, 9: 5}
-XDMF_NAMES = {10: "Tetrahedron", 14: "Pyramid", 13: "Wedge", 12: "Hexahedron", 24: "Tetrahedron_10", 25: "Hexahedron_20"}
+XDMF_NAMES = {10: "Tetrahedron", 14: "Pyramid", 13: "Wedge", 12: "Hexahedron", 24: "Tetrahedron_10", 25: "Hexahedron_20",
+              29: "Hexahedron_27"}
 
 
 def xdmf(path, mesh, hdf=True, times=(), form="own", sets=""):

@@ -86,10 +86,10 @@ class Legacy {
     m_cursor.SkipTo(at);
     return lower(bytes) == word;
   }
-  /// A number of things each of which takes at least a byte of what is left.
+  /// A number of things each of which takes at least a byte.
   std::uint64_t Count() {
     const long long count = m_cursor.Integer();
-    if (count < 0 || static_cast<std::uint64_t>(count) > m_cursor.Left())
+    if (count < 0 || static_cast<std::uint64_t>(count) > m_data.file.Size())
       Fail("expected a count that the file can hold, found " + std::to_string(count));
     return static_cast<std::uint64_t>(count);
   }
