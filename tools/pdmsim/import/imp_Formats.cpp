@@ -2,7 +2,9 @@
 
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/import/exodus/exo_Format.h>
+#include <pdmsim/import/gmsh/gms_Format.h>
 #include <pdmsim/import/med/med_Format.h>
+#include <pdmsim/import/medit/mdt_Format.h>
 #include <pdmsim/import/vtk/vtk_Format.h>
 #include <pdmsim/import/xdmf/xdmf_Format.h>
 
@@ -22,6 +24,8 @@ constexpr mesh_Format kFormats[] = {
     {"xdmf", "XDMF", ".xdmf .xmf", &xdmf_IsOne, &xdmf_Open},
     {"med", "MED", ".med .rmed .mmed", &med_IsOne, &med_Open},
     {"exodus", "Exodus II", ".exo .e .g .ex2 .exoII .nc", &exo_IsOne, &exo_Open},
+    {"gmsh", "Gmsh", ".msh .msh2 .msh4", &gms_IsOne, &gms_Open},
+    {"medit", "Medit", ".mesh .meshb", &mdt_IsOne, &mdt_Open},
 };
 
 mesh_Head headOf(const std::string& path) {

@@ -132,7 +132,7 @@ void mesh_Assembly::LeaveOutSides(int dimension) {
   const std::vector<mesh_SideOf> found = mesh_FindSides(m_raw, dimension);
   if (dimension == m_highest - 1)
     FindSurfaces(dimension, found);
-  std::size_t place = 0, nameless = 0, left = 0, labels = 0;
+  std::size_t place = 0, nameless = 0, labels = 0;
   ForCells(dimension, [&](std::size_t cell, const mesh_RawCells& list, std::size_t i) {
     const int family = list.families.empty() ? -1 : list.families[i];
     const bool isSide = found[place++].cell >= 0, named = IsIn(family, dimension, true);
@@ -140,17 +140,15 @@ void mesh_Assembly::LeaveOutSides(int dimension) {
       return;
     m_leftOut[cell] = true;
     nameless += !named;
-    ++left;
-    labels += !list.labels.empty();
+    labels += named && !list.labels.empty();
   });
-  auto& notes = m_mesh->m_notes;
   constexpr const char* words[] = {"points", "lines", "faces"};
-  if (nameless)
-    notes.push_back(std::to_string(nameless) + " " + words[dimension] +
-                    " without group that are sides of other elements");
-  if (labels > nameless)
-    notes.push_back("the labels of " + std::to_string(left - nameless) + " " + words[dimension] +
-                    " that became sides in surfaces");
+  const auto note = [&](const std::string& text, std::size_t count) {
+    if (count)
+      m_mesh->m_notes.push_back(text + " (" + std::to_string(count) + ")");
+  };
+  note(std::string(words[dimension]) + " without group that are sides of other elements", nameless);
+  note(std::string("labels of ") + words[dimension] + " that became sides in surfaces", labels);
 }
 
 void mesh_Assembly::FindSurfaces(int dimension, const std::vector<mesh_SideOf>& found) {
