@@ -20,12 +20,13 @@ BELOW_FILE = PLATFORM[:2] + [f"{FILE}/*.h", JOURNAL]
 LIBRARY = ["omi", "kda", "gbb", "gbb/pattern"]
 USER = PLATFORM + LIBRARY + ["generated", "fes", "msf", "lib"]  # what stands on the library as a whole
 JOURNAL_ROOMS = [f"{JOURNAL}/{room}" for room in ("files", "journal", "pages", "opening", "commit", "driver")]
-IMPORTS = [f"tools/pdmsim/import/{room}" for room in ("exodus", "gmsh", "medit")]
+BYTES = "tools/pdmsim/import/bytes"  # what several of them read with
+IMPORTS = [f"tools/pdmsim/import/{room}" for room in ("exodus", "gmsh", "medit", "vtk", "xdmf", "med")]
 EXPORT = "tools/pdmsim/export"
 EXPORTS = [f"{EXPORT}/{room}" for room in ("exodus", "vtu", "gmsh", "csv")]
 TOOLS = [
     f"tools/pdmsim/{room}"
-    for room in ("cli", "show", "check", "dofs", "mesh", "import", "stored", "view", "export", "export/out")
+    for room in "cli show check dofs mesh import stored view report diff export export/out".split()
 ]
 ROOMS = {
     "platform/UTI_CoreUtils": [],
@@ -52,10 +53,14 @@ ROOMS = {
     "tools/pdmsim/check": USER + ["tools/pdmsim/cli", "tools/pdmsim/show"],
     "tools/pdmsim/dofs": USER + ["tools/pdmsim/cli"],
     "tools/pdmsim/mesh": USER,
-    **{room: USER + ["tools/pdmsim/mesh"] for room in IMPORTS},
+    BYTES: USER + ["tools/pdmsim/mesh"],
+    **{room: USER + ["tools/pdmsim/mesh", BYTES] for room in IMPORTS},
     "tools/pdmsim/import": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", *IMPORTS],
     "tools/pdmsim/stored": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
-    "tools/pdmsim/view": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", "tools/pdmsim/stored"],
+    **{
+        f"tools/pdmsim/{room}": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", "tools/pdmsim/stored"]
+        for room in ("view", "report")
+    },
     f"{EXPORT}/out": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
     **{room: USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", f"{EXPORT}/out", *IMPORTS] for room in EXPORTS},
     EXPORT: USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", f"{EXPORT}/out", *EXPORTS],
@@ -94,7 +99,7 @@ def wrong(path, target, name):
         knows_hdf5 = here.startswith((FILE, JOURNAL)) and here != f"{FILE}/*.h"
         return "no HDF5 header" if HDF5.match(name) and not knows_hdf5 else None
     there = room_of(target)
-    if there.startswith(JOURNAL) and not here.startswith(JOURNAL) and name != "H5Journal/H5Journal.h":
+    if (there or "").startswith(JOURNAL) and not here.startswith(JOURNAL) and name != "H5Journal/H5Journal.h":
         return "H5Journal/H5Journal.h alone"
     return None if there == here or there in ROOMS[here] else "only " + (", ".join(ROOMS[here]) or "its own room")
 

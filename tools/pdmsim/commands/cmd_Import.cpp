@@ -117,6 +117,10 @@ void cmd_AddImport(CLI::App& program) {
     formats.emplace_back(format.name);
   command->add_option("--format", options->reading.format, "what MESH is (default: its content tells)")
       ->check(CLI::IsMember(formats));
+  command
+      ->add_option("--sets-from", options->reading.setsFrom,
+                   "an array of integers on nodes or cells: a set NAME_VALUE for each of its values")
+      ->type_name("NAME");
   command->add_flag("--force", options->force, "replace FILE if it is there");
   command->add_flag("--quiet", options->quiet, "no progress, notes and summary; errors only");
   command->add_flag("--json", options->json, "print the summary as JSON");

@@ -3,7 +3,10 @@
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/import/exodus/exo_Format.h>
 #include <pdmsim/import/gmsh/gms_Format.h>
+#include <pdmsim/import/med/med_Format.h>
 #include <pdmsim/import/medit/mdt_Format.h>
+#include <pdmsim/import/vtk/vtk_Format.h>
+#include <pdmsim/import/xdmf/xdmf_Format.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -16,6 +19,10 @@ namespace {
 
 // The first that knows a content as its own reads it. Exodus II takes every HDF5 file that comes to it.
 constexpr mesh_Format kFormats[] = {
+    {"vtk", "VTK legacy", ".vtk", &vtk_IsLegacy, &vtk_OpenLegacy},
+    {"vtu", "VTK XML", ".vtu", &vtk_IsXml, &vtk_OpenXml},
+    {"xdmf", "XDMF", ".xdmf .xmf", &xdmf_IsOne, &xdmf_Open},
+    {"med", "MED", ".med .rmed .mmed", &med_IsOne, &med_Open},
     {"exodus", "Exodus II", ".exo .e .g .ex2 .exoII .nc", &exo_IsOne, &exo_Open},
     {"gmsh", "Gmsh", ".msh .msh2 .msh4", &gms_IsOne, &gms_Open},
     {"medit", "Medit", ".mesh .meshb", &mdt_IsOne, &mdt_Open},

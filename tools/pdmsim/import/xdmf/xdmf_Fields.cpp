@@ -1,0 +1,82 @@
+#include <pdmsim/import/xdmf/xdmf_Reader.h>
+
+#include <algorithm>
+
+void xdmf_Reader::ReadAttribute(const byt_XmlNode& reference, double time) {
+  const byt_XmlNode& node = m_document->Resolved(reference);
+  const std::string& center = node["Center"];
+  const std::string& name = node["Name"];
+  const bool onNodes = center.empty() || center == "Node", onCells = center == "Cell";
+  const byt_XmlNode* const data = node.Child("DataItem");
+  if ((!onNodes && !onCells) || !node["ItemType"].empty() || data == nullptr)
+    return Note("the attribute " + name + " on " +
+                (node["ItemType"].empty() ? byt_Quoted(center) : byt_Quoted(node["ItemType"])));
+  const xdmf_Item item = m_document->Item(*data);
+  const std::size_t rows = onNodes ? m_nodes : m_cells;
+  if (rows == 0 || item.Count() == 0 || item.Count() % rows != 0)
+    m_document->Fail("expected values of the attribute " + name + " for " + std::to_string(rows) +
+                     " rows, found " + std::to_string(item.Count()));
+  const bool isId = node["AttributeType"] == "GlobalId" || name == "label";
+  if (isId && item.Count() == rows && !item.IsReal()) {
+    const std::vector<long long> ids = item.Read<long long>(m_document->File());
+    std::vector<long long> sorted;
+    for (const int row : onNodes ? std::vector<int>() : m_order)
+      sorted.push_back(ids[static_cast<std::size_t>(row)]);
+    if (mesh_TakeLabels(m_raw, onCells, onNodes || m_order.empty() ? ids : sorted))
+      return;
+  }
+  auto& fields = onNodes ? m_nodeFields : m_cellFields;
+  auto field =
+      std::find_if(fields.begin(), fields.end(), [&](const Steps& one) { return one.field.name == name; });
+  if (field == fields.end()) {
+    field = fields.emplace(fields.end());
+    field->field.name = name;
+    field->field.components = item.Count() / rows;
+    field->field.isFloat = item.IsFloat();
+  }
+  if (field->field.components != item.Count() / rows)
+    m_document->Fail("expected " + std::to_string(field->field.components) + " components of the attribute " +
+                     name + " at all times, found " + std::to_string(item.Count() / rows));
+  field->field.isFloat = field->field.isFloat && item.IsFloat();
+  field->items.insert_or_assign(time, item);
+}
+
+void xdmf_Reader::ReadSet(const byt_XmlNode& reference) {
+  const byt_XmlNode& node = m_document->Resolved(reference);
+  const std::string& kind = node["SetType"];
+  const std::string& name = node["Name"];
+  const byt_XmlNode* const data = node.Child("DataItem");
+  if ((kind != "Node" && kind != "Cell" && !kind.empty()) || data == nullptr)
+    return Note("the set " + name + " of the type " + byt_Quoted(kind));
+  const bool known = std::any_of(m_raw.groups.begin(), m_raw.groups.end(),
+                                 [&](const mesh_RawGroup& one) { return one.name == name; });
+  if (known) // of the step before
+    return;
+  std::vector<int> members = m_document->Item(*data).Read<int>(m_document->File());
+  if (kind == "Cell")
+    return mesh_AddCellSet(m_raw, name, members, m_order);
+  for (const int member : members)
+    if (member < 0 || static_cast<std::size_t>(member) >= m_nodes)
+      m_document->Fail("expected nodes in the set " + name + ", found " + std::to_string(member));
+  m_raw.groups.push_back({-1, name, 0, std::move(members)});
+}
+
+void xdmf_Reader::FinishFields(std::vector<Steps>& from, std::vector<mesh_RawField>& to,
+                               const std::vector<int>& order) {
+  const bool onNodes = &from == &m_nodeFields;
+  for (Steps& steps : from) {
+    const std::size_t components = steps.field.components, rows = onNodes ? m_nodes : m_cells;
+    steps.field.read = [=, document = m_document, items = steps.items,
+                        times = m_raw.times](std::size_t step) {
+      auto found = step < times.size() ? items.find(times[step]) : items.end();
+      if (found == items.end()) // the same at all times, or not there
+        found = items.find(kNoTime);
+      std::vector<double> values(found == items.end() ? rows * components : 0,
+                                 std::numeric_limits<double>::quiet_NaN());
+      if (found != items.end())
+        values = found->second.Read<double>(document->File());
+      return mesh_InOrder(std::move(values), order, components);
+    };
+    to.push_back(std::move(steps.field));
+  }
+}
