@@ -58,7 +58,7 @@ ROOMS = {
     "tools/pdmsim/import": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", *IMPORTS],
     "tools/pdmsim/stored": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
     **{
-        f"tools/pdmsim/{room}": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", "tools/pdmsim/stored"]
+        f"tools/pdmsim/{room}": USER + [f"tools/pdmsim/{below}" for below in ("cli", "mesh", "stored", "show")]
         for room in ("view", "report")
     },
     f"{EXPORT}/out": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
