@@ -126,13 +126,13 @@ void cli_RefuseSimulation(const std::string& path) {
     Refuse(path, "a mesh", "a simulation file: 'pdmsim show' says what is in it");
 }
 
-std::string cli_LastError() {
+std::string cli_LastError(bool live) {
   constexpr std::string_view kHint = ": close it there, set a waiting time";
   const std::string line = ORXSimManager::LastError();
   const std::size_t at = line.find(kHint);
   if (at == std::string::npos)
     return line;
-  const bool reads = line.find("read live", at) != std::string::npos;
+  const bool reads = live && line.find("read live", at) != std::string::npos;
   return line.substr(0, at) + ": --wait SECONDS waits for it" +
          (reads ? ", --live reads beside it" : ", or work on a copy");
 }

@@ -26,4 +26,5 @@ void cli_RefuseSimulation(const std::string& path);
 
 /// The library's last failure in the words of the command line: who holds a file is followed by the options
 /// that help.
-std::string cli_LastError();
+/// \param live  whether the command has --live.
+std::string cli_LastError(bool live = true);

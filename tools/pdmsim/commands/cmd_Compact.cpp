@@ -53,7 +53,7 @@ Exit codes:
 
 void Require(bool done) {
   if (!done)
-    Fail(cli_LastError());
+    Fail(cli_LastError(false));
 }
 
 struct stat StatusOf(const std::string& path) {

@@ -15,7 +15,9 @@ namespace {
 void Help(const CLI::App& program, const std::string& command) {
   if (!command.empty())
     cmd_ExpectCommand(program, command);
-  std::cout << (command.empty() ? program.help() : cmd_FindCommand(program, command)->help("pdmsim"));
+  std::cout << (command.empty()
+                    ? program.get_formatter()->make_help(&program, "pdmsim", CLI::AppFormatMode::Normal)
+                    : cmd_FindCommand(program, command)->help("pdmsim"));
   show_Flush();
 }
 

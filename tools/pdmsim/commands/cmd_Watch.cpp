@@ -117,7 +117,8 @@ show_Json Look(const Options& options, const sto_File& file) {
   const show_NamesInUse inUse(names);
   const ORXSimCommitInfo commit = ORXSimContextRef(file.Context()).LastCommit();
   const std::vector<Field> all = !model || !model.mesh() ? std::vector<Field>() : FieldsOf(model.mesh());
-  const int step = LastStep(all, names);
+  const std::vector<Field> fields = Chosen(options, all);
+  const int step = LastStep(fields, names);
   show_Json json{{"commit", commit.sequence},
                  {"bytes", commit.imageBytes},
                  {"step", step < 0 ? show_Json() : show_Json(step)},
@@ -125,7 +126,7 @@ show_Json Look(const Options& options, const sto_File& file) {
                               ? show_Json()
                               : show_Json(names.Times()[static_cast<std::size_t>(step)])},
                  {"fields", show_Json::object()}};
-  for (const Field& field : Chosen(options, all)) {
+  for (const Field& field : fields) {
     const cow_String unit = ORXSimDistributionRef(field.id).Unit();
     json["fields"][field.name] = {{"values", ValueOf(options.opening.file, field, step)},
                                   {"unit", unit.Empty() ? show_Json() : show_Json(show_Text(unit))}};
