@@ -17,17 +17,21 @@ class ORXSIM_API ORXSimCompact {
   /// \param moved is told the bytes of data that were copied or compared; what it throws ends the work.
   explicit ORXSimCompact(ORXSimContextID from, std::function<void(std::uint64_t)> moved = {});
 
+  /// Copies all but these objects and what is below them, as "/store/distributions/7". Numbers of others stay
+  /// as they are, so that identifiers lead where they did. The caller sees to it that nothing names them.
+  void LeaveOut(std::set<std::string> paths) { m_leftOut = std::move(paths); }
   /// One update; commits at its end.
   /// \param to a context made just now; attributes that its root group has already stay as they are.
   /// \return false with the cause in ORXSimManager::LastError().
   bool Copy(ORXSimContextID to);
-  /// Holds every group, attribute and byte of data of the file and its copy, committed or not, against each
-  /// other.
-  /// \return false when they differ or cannot be read, with the place and cause in LastError().
+  /// Holds every group, attribute and byte of data of the file and its copy, but for what was left out,
+  /// committed or not, against each other. \return false when they differ or cannot be read, with the place
+  /// and cause in LastError().
   bool Compare(ORXSimContextID copy);
 
  private:
   ORXSimContextID m_from;
   std::function<void(std::uint64_t)> m_moved;
   std::set<std::string> m_own; // attributes that the new file had of itself
+  std::set<std::string> m_leftOut;
 };

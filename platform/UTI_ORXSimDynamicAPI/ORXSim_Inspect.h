@@ -98,4 +98,7 @@ class ORXSIM_API ORXSimInspect {
   /// True when no process has the file open, neither to write nor to read it nor as a live reader.
   /// \return false otherwise, and when its journal cannot be applied, with the cause in LastError().
   static bool IsFree(const cow_String& fileName);
+
+  /// The version of HDF5 that reads and writes the files, as "1.10.8".
+  static cow_String HDF5Version();
 };

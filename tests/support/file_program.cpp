@@ -2,6 +2,7 @@
 //   read, live, write, scratch: prints all that the file holds, opened so, in the words of golden_text.py
 //   grow: changes a little first     die: commits a change and is killed
 //   gaps: adds a distribution of which little is written     modes: adds a system of two modes
+//   follow: a solver: the node field "load" has a step more for each line that comes in, and says so
 #include <support/sys_ObjectText.h>
 
 #include <cmath>
@@ -112,6 +113,26 @@ bool addModes(const msfD_Sim& sim) {
   return written && update.Commit();
 }
 
+void follow(const msfD_Sim& sim) {
+  const ORXSimContextID file = sim.distributionService().Context();
+  const msfD_Mesh mesh = sim.discreteModel().mesh();
+  const ORXSimCollectionRef nodes(mesh.nodes());
+  const ORXSimDistributionRef load(ORXSimDistributionRef::Create(file, "load", "N", nullptr, 0));
+  kda_MapString<ORXSimDistributionID> fields = mesh.nodeFields();
+  fields.insert("load", load.ID());
+  mesh.NodeFields(fields);
+  std::vector<double> values(static_cast<std::size_t>(nodes.NumItems()));
+  do {
+    ORXSimUpdate update(file);
+    std::iota(values.begin(), values.end(), 100.0 * load.NumDrawers());
+    const int step = load.AddDrawer({.members = nodes.FullCSet()});
+    load.WriteItems(step, 0, nodes.NumItems(), values.data(), 8 * nodes.NumItems());
+    update.Commit();
+    std::printf("step %d\n", step);
+    std::fflush(stdout);
+  } while (std::getchar() != EOF);
+}
+
 msfD_Sim open(msfD_Root& root, const std::string& how, const char* file) {
   if (how == "read" || how == "live")
     return root.openSimReadOnly(file, "", how == "live" ? 3 : -1);
@@ -136,6 +157,8 @@ bool use(const std::string& how, const char* file) {
     mesh.Faces(mesh.nodes());
     std::raise(SIGKILL);
   }
+  if (how == "follow")
+    return follow(sim), true;
   print(sim);
   return true;
 }

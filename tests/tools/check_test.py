@@ -7,6 +7,7 @@ import os
 import pathlib
 import random
 import shutil
+import signal
 import stat
 import struct
 import subprocess
@@ -190,6 +191,56 @@ class Check(Case):
         self.assertGreater(found_some, 150)
 
 
+class Beside(Case):
+    """A program has the file open for writing."""
+
+    def setUp(self):
+        super().setUp()
+        self.solver = subprocess.Popen([DYING, "follow", self.file], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.addCleanup(self.finish)
+        self.assertEqual(self.solver.stdout.readline(), b"step 0\n")
+
+    def finish(self):
+        self.solver.communicate(timeout=60)
+
+    def test_readers_are_told_what_helps_and_get_it(self):
+        for command in ("show", "info", "dofs", "check"):
+            self.refused(2, PDMSIM, command, self.file, says=["has the file open for writing: --wait SECONDS", "--live"])
+        done = run("compact", self.file)
+        self.assertEqual((done.returncode, b"--wait" in done.stderr, b"--live" in done.stderr), (2, True, False), done)
+        field = ("discreteModel/mesh/nodeFields/load", "--json", "--head", "1")
+        self.assertEqual(json.loads(self.done(PDMSIM, "show", self.file, *field, "--live"))["head"]["rows"], [[0.0]])
+        info = json.loads(self.done(PDMSIM, "info", self.file, "--json", "--live"))
+        self.assertEqual((info["journal"]["writerAtWork"], info["journal"]["process"]), (True, self.solver.pid))
+        self.assertIn(b"sound", self.done(PDMSIM, "check", self.file, "--live"))
+        waiting = subprocess.Popen([PDMSIM, "show", self.file, *field, "--wait", "60"], stdout=subprocess.PIPE)
+        self.assertRaises(subprocess.TimeoutExpired, waiting.wait, 0.3)
+        self.finish()
+        self.assertEqual(json.loads(waiting.communicate(timeout=60)[0])["drawers"][0]["range"][0]["min"], 0)
+        info = json.loads(self.done(PDMSIM, "info", self.file, "--json"))
+        self.assertEqual((info["journal"], info["layout"]["format"], info["unused"] < info["bytes"]), (None, 2, True))
+
+    def test_watch(self):
+        watch = subprocess.Popen([PDMSIM, "watch", self.file, "--json", "--field", "load", "--interval", "0.05"],
+                                 stdout=subprocess.PIPE)
+        self.addCleanup(watch.stdout.close)
+        commits = []
+        for step, time in ((0, 0.0), (1, 0.5), (2, 2.25), (3, None)):  # more steps than were planned
+            line = json.loads(watch.stdout.readline())
+            self.assertEqual((line["step"], line["time"]), (step, time), line)
+            self.assertEqual(line["fields"]["load"]["values"], [{"min": 100.0 * step, "max": 100.0 * step + 39}])
+            commits.append(line["commit"])
+            if step < 3:
+                self.solver.stdin.write(b"\n")
+                self.solver.stdin.flush()
+        self.assertEqual(commits, sorted(set(commits)))
+        watch.send_signal(signal.SIGINT)
+        self.assertEqual((watch.wait(60), watch.stdout.read()), (0, b""))
+        self.assertRegex(self.done(PDMSIM, "watch", self.file, "--once", "--field", "load"),
+                         rb"^commit \d+  step 3  load 300 .. 339 N\n$")
+        self.refused(1, PDMSIM, "watch", self.file, "--once", "--field", "laod", says=["did you mean 'load'?"])
+
+
 class Recover(Case):
     def test_what_a_dead_writer_left(self):
         journal = pathlib.Path(f"{self.file}-journal")
@@ -255,7 +306,8 @@ class Compact(Case):
 
         path, written = before = chunks()
         self.assertEqual([len(w) for w in written], [7, 7, 0])
-        notes = {("data.unwritten", f"{path}/{i}") for i in range(3)} | {("orphan", path)}
+        notes = {("data.unwritten", f"{path}/{i}") for i in range(3)}
+        notes |= {("orphan", path), ("orphan", "/store/collections/10")}  # which only the orphan names
         for flags in ((), ("--untrusted",)):
             self.assertEqual(self.check(*flags), (0, notes))
         wanted = content(self.file)
@@ -265,6 +317,26 @@ class Compact(Case):
         with h5py.File(self.file, "r+", libver=("v108", "v108")) as file:
             del file[f"{path}/0"].attrs["checksums"]
         self.assertIn(("dataset.size", f"{path}/0"), self.check()[1])
+
+    def test_orphans_are_listed_and_left_out(self):
+        # An analysis that is run twice, and a field over a collection of its own.
+        for how in ("follow", "gaps", "follow"):
+            subprocess.run([DYING, how, self.file], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, check=True)
+        shown = lambda: {k: v for k, v in json.loads(self.done(PDMSIM, "show", self.file, "--json")).items() if k != "bytes"}
+        before, whole = shown(), self.file.read_bytes()
+        orphans = {p for kind, p in self.check()[1] if kind == "orphan"}
+        self.assertEqual({p.rpartition("/")[0] for p in orphans}, {"/store/distributions", "/store/collections"})
+        listed = json.loads(self.done(PDMSIM, "compact", self.file, "--list-orphans", "--json"))
+        self.assertEqual({o["path"] for o in listed["orphans"]}, orphans)
+        self.assertEqual({o["name"] for o in listed["orphans"]}, {"load", "gaps", "sparse"})
+        self.assertEqual((self.file.read_bytes() == whole, listed["dropped"]), (True, 0))
+        text = self.done(PDMSIM, "compact", self.file, "--drop-orphans").decode()
+        self.assertTrue(all(p + ": " in text for p in orphans), text)
+        self.assertEqual((shown(), self.check()), (before, (0, set())))
+        with h5py.File(self.file) as file:  # the last one keeps its number, which is not the number of links
+            self.assertNotIn(len(file["store/distributions"]), map(int, file["store/distributions"]))
+        subprocess.run([DYING, "follow", self.file], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, check=True)
+        self.assertEqual({p.rpartition("/")[0] for kind, p in self.check()[1]}, {"/store/distributions"})
 
     def test_failure_leaves_the_original(self):
         # A disk that is full; python ignores SIGXFSZ and so does the child.

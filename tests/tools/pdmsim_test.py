@@ -5,6 +5,7 @@ Usage: pdmsim_test.py PDMSIM MESH_FOLDER [unittest arguments]"""
 import json
 import os
 import pathlib
+import re
 import shutil
 import signal
 import subprocess
@@ -239,7 +240,8 @@ class Import(Case):
         self.refused(2, "import", mesh, self.dir, says=["directory"])
         self.refused(2, "import", mesh, self.dir / "no" / "such", says=["such"])
         copy = shutil.copy(mesh, self.dir / "copy.exo")
-        self.refused(1, "import", copy, copy, "--force", says=["the mesh"])
+        self.refused(2, "import", copy, copy, "--force", says=["the mesh"])
+        self.refused(1, "import", mesh, "-", says=["standard output"])
         self.refused(2, "import", mesh, self.out, "--force", says=["not an HDF5 file"])
         self.assertEqual(self.out.read_bytes(), b"precious")
         # Found bad only when most is written already: the old file stays.
@@ -352,7 +354,58 @@ class Show(Case):
         self.assertEqual([d["drawer"] for d in last], [2])
         for path in ("nothing", base + "nodeSets/none", base + "systems/0", base + "nodes/3", base + "nodeFields/"):
             self.refused(1, "show", self.out, path, says=[path, "nothing of that name"])
-        self.refused(1, "show", self.out, base + "elementFields/stress", "--drawer", "3", says=["0..2"])
+        for path, says in {"mesh/nodes": "did you mean 'discreteModel/mesh/nodes'?", base + "systems/0": "systems' has nothing in it",
+                           base + "nodeField/label": "'discreteModel/mesh' has no 'nodeField': did you mean 'nodeFields'?",
+                           base + "nodeFields/temprature": f"'{base}nodeFields' has no 'temprature': did you mean 'temperature'?",
+                           base + "nodeSets/42": "has no '42'; there are "}.items():
+            self.refused(1, "show", self.out, path, says=[says])
+        stress = base + "elementFields/stress"
+        for option in ("--drawer", "--step"):
+            self.refused(1, "show", self.out, stress, option, "3", says=[f"{self.out}: {stress}: expected a {option[2:]} in 0..2"])
+            self.refused(1, "show", self.out, base, option, "0", says=["a field for"])
+        self.refused(1, "show", self.out, base + "nodeFields/coordinates", "--step", "0", says=["without: --drawer"])
+        self.assertEqual(self.done(PDMSIM, "show", self.out, base + "faces"), f"{base}faces: nothing is set\n".encode())
+
+    def test_people_know_things_by_names(self):
+        base = "discreteModel/mesh/"
+        lines = lambda *args: self.done(PDMSIM, "show", self.out, *args).decode().splitlines()
+        tree = lines()
+        self.assertRegex(tree[0], r": 3-D, 40 nodes, .* in 4 blocks, 5 node sets, \d+ surfaces, \d+ fields, 3 steps \(")
+        shown = lambda text: self.assertTrue([one for one in tree if re.search(text, one)], (text, tree))
+        for text in ("wall +\\d+ sides of \\d+ elements$", "localNodes .*within one element", "temperature +3 drawers of 3 steps"):
+            shown(text)
+        summary = self.show()["summary"]
+        again = self.import_(self.make("again.exo", width=200, **self.mesh), b"is taken")
+        self.assertEqual([summary[k] for k in ("nodes", "blocks", "nodeSets", "surfaces", "fields", "steps")],
+                         [again[k] for k in ("nodes", "blocks", "nodeSets", "sideSets", "results", "steps")])
+        # Every drawer that was chosen with its first rows, their labels and its time; numbers stand in columns.
+        labels = list(self.mesh.get("node_labels", range(1, 41)))
+        last = self.show(base + "nodeFields/temperature", "--step", "2", "--head", "2")
+        self.assertEqual([(d["step"], d["time"], d["head"]["labels"]) for d in last["drawers"]], [(2, 2.25, labels[:2])])
+        text = lines(base + "nodeFields/coordinates", "--head", "4", "--digits", "3")
+        rows = [one for one in text if f"label {labels[0]} " in one or one.lstrip().startswith("item")]
+        self.assertEqual((len({len(one) for one in rows}), len(rows), text[-1].strip()), (1, 4, "… 36 more"), text)
+        self.assertTrue(all(len(n.strip("-").replace(".", "").lstrip("0")) <= 3 for one in rows for n in one.split()[-3:]))
+        set_ = self.show(base + "nodeSets/" + exo_make.LONG)
+        self.assertEqual(set_["head"]["labels"], [labels[i] for i in set_["head"]["items"]])
+        self.assertEqual(self.show(base + "frameFields/time")["head"]["times"], [0.0, 0.5, 2.25])
+        drawers = self.show(base + "elementFields/connectivity")["drawers"]
+        self.assertIn("fluid/inner part", [d.get("set") for d in drawers])
+
+    def test_units(self):
+        path = self.make("units.exo", width=200, **self.mesh)
+        self.done(PDMSIM, "import", path, self.out, "--force", "--quiet", "--unit", "LENGTH=mm", "--unit", "temperature=K")
+        text = run("show", self.out).stdout.decode()
+        for name, unit in (("coordinates", "mm"), ("temperature", "K")):
+            self.assertRegex(text, rf"\n +{name} .*\[{unit}\]")
+        self.refused(1, "import", path, self.dir / "x", "--unit", "heat=W", says=["LENGTH or a variable", "'heat'"])
+        self.refused(1, "import", path, self.dir / "x", "--unit", "LENGTH", says=["WHAT=UNIT"])
+
+    def test_damage_is_told_by_its_cause(self):
+        bad = self.dir / "bad.pdm"
+        with h5py.File(shutil.copy(self.out, bad), "r+") as file:
+            del file["store/distributions/1/0"].attrs["members"]
+        self.refused(2, "show", bad, says=[f"{bad}: /store/distributions/1/0: "])
 
     def without(self, name):
         path = self.dir / name.replace("/", "_")
@@ -386,13 +439,48 @@ class Show(Case):
 
 class CommandLine(Case):
     def test_use(self):
-        self.assertRegex(run("--version").stdout, rb"^pdmsim \d+\.\d+\.\d+\n$")
+        self.assertRegex(run("--version").stdout, rb"^pdmsim \d+\.\d+\.\d+\nHDF5 1\.\d+\.\d+\nfile layout 102, format 2\n$")
         done = run("show", "--help")
         self.assertEqual((done.returncode, done.stderr, b"Examples:" in done.stdout), (0, b"", True))
         for args in ((), ("frobnicate",), ("import", "a"), ("show", "a", "--head", "-1"), ("show", "a", "b", "c")):
             done = run(*args)
-            self.assertEqual((done.returncode, done.stdout), (1, b""), args)
-            self.assertTrue(done.stderr)
+            self.assertEqual((done.returncode, done.stdout, done.stderr.count(b"\n")), (1, b"", 1), args)
+
+    def test_words_that_are_nearly_right(self):
+        for word, guess in (("shwo", "did you mean 'show'?"), ("imp", "'import'"), ("frobnicate", "there are import"),
+                            ("generat", "there are import")):
+            for args in ((word,), ("help", word), (word, "file")):
+                self.refused(1, *args, says=[f"found '{word}'", guess])
+        self.assertEqual(run("help", "show").stdout, run("show", "--help").stdout)
+        self.assertEqual(run("help").stdout, run("--help").stdout)
+        self.assertNotIn(b"generate", run("help").stdout)
+        self.refused(1, "show", "a", "--head", "-1", says=["--head", "found -1", "pdmsim help show"])
+
+    def test_one_wording_for_what_is_no_simulation(self):
+        mesh, classic = MESHES / "block.exo", self.make(nodes=np.eye(4, 2), blocks=QUAD, format="NETCDF3_CLASSIC")
+        (self.dir / "empty").touch()
+        (self.dir / "text").write_text("nothing\n")
+        run("import", mesh, self.out)
+        for name, says in ((mesh, "found an Exodus mesh: 'pdmsim import' makes"), (classic, "found an Exodus mesh"),
+                           ("none", "found none: No such file"), (self.dir, "found a directory"),
+                           (self.dir / "empty", "found an empty file"), (self.dir / "text", "found something else")):
+            for command in ("show", "info", "check", "recover", "compact", "dofs", "watch"):
+                self.refused(2, command, name, says=[f"pdmsim: {name}: expected a simulation file, {says}"])
+        self.refused(2, "import", "none", self.dir / "new", says=["none: expected a mesh, found none: No such file"])
+        self.refused(2, "import", self.out, self.dir / "new", says=["expected a mesh, found a simulation file: 'pdmsim show'"])
+
+    def test_man_pages_and_completions_say_what_help_says(self):
+        self.done(PDMSIM, "generate", self.dir)
+        page = (self.dir / "pdmsim-show.1").read_text()
+        for text in ("pdmsim\\-show \\- Print what", "\\fB\\-\\-digits\\fR \\fIN\\fR", "nodeSets/inlet"):
+            self.assertIn(text, page)
+        complete = ("source {}; COMP_WORDS=({}); COMP_CWORD={}; _pdmsim; echo ${{COMPREPLY[@]}}").format
+        for words, wanted in (("pdmsim sh", "show"), ("pdmsim show f --dr", "--drawer"), ("pdmsim help comp", "compact")):
+            script = complete(self.dir / "pdmsim.bash", words, len(words.split()) - 1)
+            self.assertEqual(self.done("bash", "-c", script).decode().split(), [wanted])
+        self.assertIn("-l digits", (self.dir / "pdmsim.fish").read_text())
+        if shutil.which("groff"):
+            self.assertIn(b"--digits N", self.done("groff", "-man", "-Tascii", "-P-cbou", self.dir / "pdmsim-show.1"))
 
     def test_output_that_cannot_be_written(self):
         run("import", MESHES / "block.exo", self.out)

@@ -1,14 +1,19 @@
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/cli/cli_Progress.h>
 #include <pdmsim/commands/cmd_Check.h>
+#include <pdmsim/commands/cmd_Commands.h>
 #include <pdmsim/commands/cmd_Compact.h>
 #include <pdmsim/commands/cmd_Dofs.h>
 #include <pdmsim/commands/cmd_Export.h>
+#include <pdmsim/commands/cmd_Generate.h>
+#include <pdmsim/commands/cmd_Help.h>
 #include <pdmsim/commands/cmd_Import.h>
+#include <pdmsim/commands/cmd_Info.h>
 #include <pdmsim/commands/cmd_Recover.h>
 #include <pdmsim/commands/cmd_Report.h>
 #include <pdmsim/commands/cmd_Show.h>
 #include <pdmsim/commands/cmd_View.h>
+#include <pdmsim/commands/cmd_Watch.h>
 #include <pdmsim/show/show_Text.h>
 
 #include <csignal>
@@ -20,14 +25,16 @@ namespace {
 constexpr char kFooter[] = R"(Examples:
   pdmsim import beam.exo beam.pdm             a mesh into a simulation file
   pdmsim export beam.pdm beam.vtu             a simulation file into a mesh format
+  pdmsim info beam.pdm                        what it is, on one screen
   pdmsim show beam.pdm                        what is in it
   pdmsim show beam.pdm discreteModel/mesh/nodeFields/coordinates
-  pdmsim dofs beam.pdm 0                       how its first system numbers its DOFs
+  pdmsim watch beam.pdm                       follow the solver that writes it
+  pdmsim dofs beam.pdm                        how its system numbers its DOFs
   pdmsim view beam.pdm                        beam.hdf, by which ParaView shows it
-  pdmsim report beam.pdm -o beam.html          a page for somebody who has no viewer
+  pdmsim report beam.pdm -o beam.html         a page for somebody who has no viewer
   pdmsim check beam.pdm                       is everything in it as it should be?
   pdmsim compact beam.pdm                     the file without its unused space
-  pdmsim COMMAND --help                       more on one command
+  pdmsim help COMMAND                         more on one command
 
 Exit codes:
   0  done
@@ -35,7 +42,7 @@ Exit codes:
   2  an input cannot be read, or the output cannot be written
 Errors are one line on standard error: the file, what was expected, what was found.)";
 
-int Report(cli_Exit code, const char* text) {
+int Report(cli_Exit code, const std::string& text) {
   std::cerr << "pdmsim: " << show_Printable(text) << '\n';
   return static_cast<int>(code);
 }
@@ -47,27 +54,43 @@ int Die(int signal) {
   return 128 + signal;
 }
 
+/// What is wrong with the command line, in one line.
+int ReportUse(const CLI::App& program, const CLI::ParseError& error, const std::string& command) {
+  std::string text = error.what();
+  text.resize(text.find_last_not_of(" \n") + 1);
+  const bool known = cmd_FindCommand(program, command) != nullptr;
+  return Report(cli_Exit::kNotThere, text + "; 'pdmsim help" + (known ? " " + command : "") + "' says more");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
   CLI::App program("Simulation files of PDM_Core from the command line.", "pdmsim");
-  program.set_version_flag("--version", "pdmsim " PDM_VERSION);
   program.require_subcommand(1);
   program.footer(kFooter);
+  cmd_AddVersion(program);
   cmd_AddImport(program);
   cmd_AddExport(program);
+  cmd_AddInfo(program);
   cmd_AddShow(program);
+  cmd_AddWatch(program);
   cmd_AddDofs(program);
   cmd_AddView(program);
   cmd_AddReport(program);
   cmd_AddCheck(program);
   cmd_AddRecover(program);
   cmd_AddCompact(program);
+  cmd_AddHelp(program);
+  cmd_AddGenerate(program);
   try {
+    if (argc > 1)
+      cmd_ExpectCommand(program, argv[1]);
     program.parse(argc, argv);
     return 0;
+  } catch (const CLI::Success& shown) { // help or the version
+    return program.exit(shown);
   } catch (const CLI::ParseError& error) {
-    return program.exit(error) == 0 ? 0 : static_cast<int>(cli_Exit::kNotThere);
+    return ReportUse(program, error, argc > 1 ? argv[1] : "");
   } catch (const cli_Failure& failure) {
     return Report(failure.Code(), failure.what());
   } catch (const cli_Quiet& quiet) {

@@ -9,7 +9,8 @@
 namespace {
 // The work on both root groups; failures speak of the first file.
 bool goThrough(const char* what, hdf_Copy::Work work, ORXSimContextID from, ORXSimContextID to,
-               std::set<std::string>& own, const std::function<void(std::uint64_t)>& moved) {
+               std::set<std::string>& own, const std::set<std::string>& leftOut,
+               const std::function<void(std::uint64_t)>& moved) {
   const auto source = hdf_Contexts::Find(from), target = hdf_Contexts::Find(to);
   hdf_Operation writing(what, target.get());
   hdf_Operation operation(what, source.get());
@@ -21,7 +22,7 @@ bool goThrough(const char* what, hdf_Copy::Work work, ORXSimContextID from, ORXS
     return false;
   if (work == hdf_Copy::kCopy && !hdf_ListAttributes(there.Get(), own))
     return writing.Check(-1);
-  return hdf_Copy(operation, work, own, moved).Run(here.Get(), there.Get());
+  return hdf_Copy(operation, work, own, leftOut, moved).Run(here.Get(), there.Get());
 }
 } // namespace
 
@@ -30,9 +31,9 @@ ORXSimCompact::ORXSimCompact(ORXSimContextID from, std::function<void(std::uint6
 
 bool ORXSimCompact::Copy(ORXSimContextID to) {
   ORXSimUpdate update(to);
-  return goThrough("copy", hdf_Copy::kCopy, m_from, to, m_own, m_moved) && update.Commit();
+  return goThrough("copy", hdf_Copy::kCopy, m_from, to, m_own, m_leftOut, m_moved) && update.Commit();
 }
 
 bool ORXSimCompact::Compare(ORXSimContextID copy) {
-  return goThrough("compare", hdf_Copy::kCompare, m_from, copy, m_own, m_moved);
+  return goThrough("compare", hdf_Copy::kCompare, m_from, copy, m_own, m_leftOut, m_moved);
 }

@@ -69,3 +69,11 @@ bool ORXSimInspect::IsFree(const cow_String& fileName) {
     return hold != nullptr || operation.Refuse(H5Jlast_error());
   });
 }
+
+cow_String ORXSimInspect::HDF5Version() {
+  unsigned major = 0, minor = 0, release = 0;
+  H5get_libversion(&major, &minor, &release);
+  const std::string text =
+      std::to_string(major) + '.' + std::to_string(minor) + '.' + std::to_string(release);
+  return {text.data(), text.size()};
+}

@@ -49,9 +49,14 @@ bool hdf_Copy::Group(hid_t from, hid_t to, int depth) {
   for (const hdf_Link& link : links)
     if (link.type != H5L_TYPE_HARD)
       return m_operation.Refuse("a link that is not a hard one cannot be copied");
-  for (const hdf_Link& link : links)
+  std::erase_if(links, [&](const hdf_Link& link) { return m_leftOut.contains(m_path + '/' + link.name); });
+  const std::size_t length = m_path.size();
+  for (const hdf_Link& link : links) {
+    m_path += '/' + link.name;
     if (!Child(from, to, link.name, depth + 1))
       return false;
+    m_path.resize(length);
+  }
   if (m_work == kCopy)
     return true;
   return hdf_ListLinks(to, copied) ? copied.size() == links.size() || Differs("its number of links")

@@ -17,10 +17,11 @@ class hdf_Copy {
   enum Work : unsigned char { kCopy, kCompare };
 
   /// \param skipped attributes of the root group that are left out.
+  /// \param leftOut paths of objects that are left out, with all below them.
   /// \param moved see ORXSimCompact.
   hdf_Copy(hdf_Operation& operation, Work work, const std::set<std::string>& skipped,
-           const std::function<void(std::uint64_t)>& moved)
-      : m_operation(operation), m_work(work), m_skipped(skipped), m_moved(moved) {}
+           const std::set<std::string>& leftOut, const std::function<void(std::uint64_t)>& moved)
+      : m_operation(operation), m_work(work), m_skipped(skipped), m_leftOut(leftOut), m_moved(moved) {}
 
   /// Both root groups.
   /// \return false with the cause reported.
@@ -43,8 +44,9 @@ class hdf_Copy {
 
   hdf_Operation& m_operation;
   const Work m_work;
-  const std::set<std::string>& m_skipped;
+  const std::set<std::string>&m_skipped, &m_leftOut;
   const std::function<void(std::uint64_t)>& m_moved;
   std::set<haddr_t> m_visited;
+  std::string m_path; // of the group in hand
   std::vector<unsigned char> m_first, m_second;
 };

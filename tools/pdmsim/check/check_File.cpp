@@ -1,6 +1,8 @@
 #include <pdmsim/check/check_File.h>
 
 #include <pdmsim/check/check_Objects.h>
+#include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Input.h>
 #include <pdmsim/cli/cli_Library.h>
 #include <pdmsim/show/show_Values.h>
 
@@ -82,21 +84,28 @@ check_Report check_Open(const std::string& file, ORXSimContextID context,
   return report;
 }
 
-check_Report check_File(const std::string& file, const std::function<void(double)>& tick) {
+check_Report check_File(const std::string& file, bool live, const std::function<void(double)>& tick) {
   const cli_Library library;
-  const cli_Context context(ORXSimManager::OpenContext(file.c_str(), 1, 102, false, 1));
-  if (!context.ID().IsNull())
+  check_Report unreadable{file, false, {}, 0, 0, 0};
+  try {
+    cli_ExpectSimulation(file);
+    const cli_Context context(ORXSimManager::OpenContext(file.c_str(), 1, 102, false, live ? 3 : 1));
+    if (context.ID().IsNull())
+      throw cli_Failure(cli_Exit::kUnusable, cli_LastError());
+    cli_RefuseMesh(file, context.ID());
     return check_Open(file, context.ID(), tick);
-  check_Report report{file, false, {}, 0, 0, 0};
-  report.Add("", "file", WithoutName(ORXSimManager::LastError(), file));
-  return report;
+  } catch (const cli_Failure& failure) {
+    unreadable.Add("", "file", WithoutName(failure.what(), file));
+  }
+  return unreadable;
 }
 
-check_Report check_FileUntrusted(const std::string& file, const std::function<void()>& tick) {
+check_Report check_FileUntrusted(const std::string& file, bool live, const std::function<void()>& tick) {
   std::error_code ignored;
   const auto bytes = std::filesystem::file_size(file, ignored);
   const auto work = [&](const prc_Child::Say& say) {
-    say(Pack(check_File(file, [](double) {})).dump(-1, ' ', false, show_Json::error_handler_t::replace));
+    say(Pack(check_File(file, live, [](double) {
+        })).dump(-1, ' ', false, show_Json::error_handler_t::replace));
   };
   const prc_Child::Outcome outcome =
       prc_Child::Run(prc_ChildLimits::ForFile(ignored ? 0 : bytes), work, tick);

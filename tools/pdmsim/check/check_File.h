@@ -23,13 +23,14 @@ struct check_Report {
 
 /// Looks at everything that a simulation file holds. Writes nothing.
 /// \param tick is told bytes that were read and is called for every object; what it throws ends the work.
-check_Report check_File(const std::string& file, const std::function<void(double)>& tick);
+/// \param live  beside a writer, at its last commit point.
+check_Report check_File(const std::string& file, bool live, const std::function<void(double)>& tick);
 /// The same for a file that is open.
 check_Report check_Open(const std::string& file, ORXSimContextID context,
                         const std::function<void(double)>& tick);
 /// The same in a child process with limits; one that dies is a finding.
 /// \param tick called some ten times a second.
-check_Report check_FileUntrusted(const std::string& file, const std::function<void()>& tick);
+check_Report check_FileUntrusted(const std::string& file, bool live, const std::function<void()>& tick);
 
 /// Adds what lies beside the file: journals and unfinished files.
 void check_Beside(check_Report& report);

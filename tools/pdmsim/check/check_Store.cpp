@@ -91,8 +91,8 @@ void check_Store::Refer(const std::string& path, const std::string& member,
 
 void check_Store::Finish(ORXSimContextID context, const std::function<void(double)>& tick) {
   CheckSets(context, tick);
+  CheckReferences(); // before drawers, which count where a member names their distribution
   CheckDrawers(context, tick);
-  CheckReferences();
   ReportOrphans();
 }
 
@@ -157,7 +157,8 @@ void check_Store::CheckRows(const DrawerFacts& drawer) {
       "set " + std::to_string(drawer.set) + " of collection " + std::to_string(drawer.collection);
   if (!there)
     return Tell(drawer.path, "dangling", "its rows belong to " + name + ", which is not in the store");
-  m_namedSets.insert({static_cast<int>(drawer.collection), static_cast<int>(drawer.set)});
+  if (m_distributions[drawer.distribution])
+    m_namedSets.insert({static_cast<int>(drawer.collection), static_cast<int>(drawer.set)});
   if (size >= 0 && size != drawer.rows)
     Tell(drawer.path, "drawer.rows",
          std::to_string(drawer.rows) + " rows where " + name + " has " + std::to_string(size) + " members");
@@ -223,9 +224,11 @@ void check_Store::ReportOrphans() {
   for (const auto& [collection, facts] : m_collections) {
     const auto first = m_namedSets.lower_bound({collection, 0});
     if (first == m_namedSets.end() || first->first != collection)
-      Tell(PathOf(collection, 0), "orphan", "neither a member nor a drawer names this collection", true);
+      Tell(PathOf(collection, 0), "orphan",
+           "no member names this collection, nor does a distribution that one names", true);
     for (const auto& [minor, size] : facts.sets)
       if (!m_namedSets.contains({collection, minor}))
-        Tell(PathOf(collection, minor), "orphan", "neither a member nor a drawer names this set", true);
+        Tell(PathOf(collection, minor), "orphan",
+             "no member names this set, nor does a distribution that one names", true);
   }
 }

@@ -1,6 +1,7 @@
 #include <pdmsim/cli/cli_Library.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Input.h>
 
 #include <PDM_Core.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Inspect.h>
@@ -27,9 +28,8 @@ void cli_Library::Keep(const char* text, void* self) {
 }
 
 void cli_Library::Check(const std::string& file, const std::string& expected) const {
-  const std::string lastError = ORXSimManager::LastError();
-  if (lastError != m_lastError)
-    throw cli_Failure(cli_Exit::kUnusable, lastError);
+  if (ORXSimManager::LastError() != m_lastError)
+    throw cli_Failure(cli_Exit::kUnusable, cli_LastError());
   if (m_lines.empty())
     return;
   const std::string line = m_lines.substr(0, m_lines.find('\n'));
@@ -38,6 +38,10 @@ void cli_Library::Check(const std::string& file, const std::string& expected) co
 
 ORXSimContextID cli_CreateFile(const std::string& path, bool force) {
   constexpr int kOnlyNew = 1, kNotUnasked = 2, kPowerSafe = 2;
+  if (path == "-")
+    throw cli_Failure(cli_Exit::kNotThere,
+                      "-: expected the name of a file, found '-': a simulation file cannot go to standard "
+                      "output (./- is a file of that name)");
   std::error_code ignored;
   const bool exists = std::filesystem::is_regular_file(path, ignored);
   if (exists && !force)
@@ -47,6 +51,6 @@ ORXSimContextID cli_CreateFile(const std::string& path, bool force) {
     context = ORXSimManager::CreateContext(path.c_str(), kNotUnasked + (force ? 0 : kOnlyNew), 102, false,
                                            kPowerSafe);
   if (context.IsNull())
-    throw cli_Failure(cli_Exit::kUnusable, ORXSimManager::LastError());
+    throw cli_Failure(cli_Exit::kUnusable, cli_LastError());
   return context;
 }

@@ -3,6 +3,7 @@
 #include <pdmsim/check/check_File.h>
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/cli/cli_Progress.h>
+#include <pdmsim/commands/cmd_Opening.h>
 #include <pdmsim/show/show_Text.h>
 #include <pdmsim/view/view_Sidecar.h>
 
@@ -13,7 +14,7 @@
 namespace {
 
 struct Options {
-  std::string file;
+  sto_Opening opening;
   bool untrusted = false, json = false;
 };
 
@@ -58,30 +59,31 @@ void Print(const check_Report& report) {
 }
 
 check_Report Look(const Options& options) {
-  cli_Progress progress("checking " + show_Printable(options.file), true);
+  cli_Progress progress("checking " + show_Printable(options.opening.file), true);
   std::error_code ignored;
-  const auto bytes = std::filesystem::file_size(options.file, ignored);
+  const auto bytes = std::filesystem::file_size(options.opening.file, ignored);
   progress.Total(ignored ? 0 : static_cast<double>(bytes));
   if (options.untrusted)
-    return check_FileUntrusted(options.file, [&] { progress.Advance(0); });
-  return check_File(options.file, [&](double read) { progress.Advance(read); });
+    return check_FileUntrusted(options.opening.file, options.opening.live, [&] { progress.Advance(0); });
+  return check_File(options.opening.file, options.opening.live, [&](double read) { progress.Advance(read); });
 }
 
 /// A view is held against the files that it shows.
 check_Report LookAtView(const Options& options) {
   check_Report report;
-  report.file = options.file;
+  report.file = options.opening.file;
   report.readable = true;
-  report.bytes = report.used = std::filesystem::file_size(options.file);
-  for (const std::string& finding : view_CheckSources(options.file))
+  report.bytes = report.used = std::filesystem::file_size(options.opening.file);
+  for (const std::string& finding : view_CheckSources(options.opening.file))
     report.Add("", "view.source", finding);
   return report;
 }
 
 void Check(const Options& options) {
   cli_CatchSignals();
-  check_Report report = view_IsView(options.file) ? LookAtView(options) : Look(options);
-  if (std::error_code ignored; std::filesystem::is_regular_file(options.file, ignored))
+  ORXSimManager::SetWaitingTime(1000 * options.opening.wait);
+  check_Report report = view_IsView(options.opening.file) ? LookAtView(options) : Look(options);
+  if (std::error_code ignored; std::filesystem::is_regular_file(options.opening.file, ignored))
     check_Beside(report);
   if (options.json)
     show_PrintJson(Describe(report));
@@ -101,7 +103,7 @@ void Check(const Options& options) {
 void cmd_AddCheck(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand("check", "See whether a simulation file is sound");
-  command->add_option("FILE", options->file, "simulation file")->required();
+  cmd_AddOpening(*command, options->opening);
   command->add_flag("--untrusted", options->untrusted, "read the file in a child process with limits");
   command->add_flag("--json", options->json, "print JSON, for scripts");
   command->footer(kFooter);

@@ -1,9 +1,10 @@
 #include <pdmsim/commands/cmd_Dofs.h>
 
 #include <pdmsim/cli/cli_Failure.h>
-#include <pdmsim/cli/cli_Library.h>
+#include <pdmsim/commands/cmd_Opening.h>
 #include <pdmsim/dofs/dofs_Numbering.h>
 #include <pdmsim/show/show_Text.h>
+#include <pdmsim/stored/sto_File.h>
 
 #include <algorithm>
 #include <iostream>
@@ -11,32 +12,63 @@
 namespace {
 
 struct Options {
-  std::string file, system;
+  sto_Opening opening;
+  std::string system;
   std::optional<int> node;
   bool json = false;
 };
 
 constexpr char kFooter[] = R"(Examples:
-  pdmsim dofs beam.pdm 0                      the numbering of the mesh's first system
+  pdmsim dofs beam.pdm                        the numbering of the mesh's only system
+  pdmsim dofs beam.pdm 0                      the same of its first one
   pdmsim dofs beam.pdm "modal analysis" --node 17
   pdmsim dofs beam.pdm 0 --json | jq .bandwidth
 
 Labels are 1 to 31, as in the activity masks; DOFs and nodes are numbered from 0 inside, nodes by the
 user's labels for --node. Bandwidth is the greatest distance from the diagonal, in DOFs, of a matrix that
-couples all DOFs of each element: the solver's DOFs as the system numbers them, then in the solver's order.)";
+couples all DOFs of each element: the solver's DOFs as the system numbers them, then in the solver's order.
+A bandwidth that grows is no failure: orders are chosen for few entries in the factored matrix, or for one
+solver's own needs, and a mesh that was numbered along its length has little bandwidth to begin with.)";
 
-/// The system of a name, or else of a number.
+/// What systems there are, as "0 'statics', 1 'modal analysis'".
+std::string Listed(const std::vector<std::string>& names, int count) {
+  constexpr std::size_t kMost = 8;
+  std::string text;
+  for (std::size_t i = 0; i < std::min(names.size(), kMost); ++i)
+    text += (text.empty() ? "" : ", ") + std::to_string(i) + " '" + names[i] + "'";
+  const int left = count - static_cast<int>(std::min(names.size(), kMost));
+  return left > 0 ? text + " " + show_More(left) : text;
+}
+
+/// The system of a name, or else of a number; the only one when none is named.
 fesD_FESystem FindSystem(const Options& options, const msfD_Mesh& mesh) {
   const auto systems = mesh.systems();
-  for (int i = 0; i < systems.count(); ++i)
-    if (options.system == systems.get(i).systemName().cStr())
-      return systems.get(i);
+  const int count = systems.count();
+  const auto refuse = [&](const std::string& expected, const std::string& found) {
+    throw cli_Failure(cli_Exit::kNotThere,
+                      options.opening.file + ": expected " + expected + ", found " + found);
+  };
+  if (count == 0)
+    refuse("a system in the mesh", "none; a mesh has systems when a solver has put them there");
+  if (options.system.empty() && count == 1)
+    return systems.get(0);
   const int number = std::atoi(options.system.c_str());
-  if (std::to_string(number) == options.system && number >= 0 && number < systems.count())
+  const bool isNumber = std::to_string(number) == options.system;
+  constexpr int kMost = 1000; // of which names are looked at for a list
+  std::vector<std::string> names;
+  for (int i = 0; i < count && (!isNumber || i < kMost); ++i) {
+    names.emplace_back(systems.get(i).systemName().cStr());
+    if (!options.system.empty() && options.system == names.back())
+      return systems.get(i);
+  }
+  if (isNumber && number >= 0 && number < count)
     return systems.get(number);
-  throw cli_Failure(cli_Exit::kNotThere, options.file + ": expected a system '" + options.system +
-                                             "', found none of that name among " +
-                                             std::to_string(systems.count()));
+  const std::string there = Listed(names, count);
+  if (options.system.empty())
+    refuse("SYSTEM", "none, and several systems: " + there);
+  refuse("a system '" + options.system + "'",
+         std::string("none of that name or number: there ") + (count == 1 ? "is " : "are ") + there);
+  return {};
 }
 
 show_Json LabelsOf(const fesD_NodalDofDefinition& dofs) {
@@ -50,7 +82,7 @@ show_Json DescribeNode(const Options& options, const dofs_Numbering& numbering) 
   const auto& labels = numbering.labels;
   const auto found = std::find(labels.begin(), labels.end(), *options.node);
   if (found == labels.end())
-    throw cli_Failure(cli_Exit::kNotThere, options.file + ": expected a node with the label " +
+    throw cli_Failure(cli_Exit::kNotThere, options.opening.file + ": expected a node with the label " +
                                                std::to_string(*options.node) + ", found " +
                                                (labels.empty() ? "no labels in the system" : "none"));
   const fesD_NodalDofDefinition& dofs = *numbering.dofs;
@@ -69,12 +101,12 @@ show_Json DescribeNode(const Options& options, const dofs_Numbering& numbering) 
 }
 
 show_Json Describe(const Options& options, const msfD_Mesh& mesh, const fesD_FESystem& system) {
-  const dofs_Numbering numbering = dofs_Number(options.file, system);
+  const dofs_Numbering numbering = dofs_Number(options.opening.file, system);
   const fesD_NodalDofDefinition& dofs = *numbering.dofs;
-  const auto bandwidth = dofs_FindBandwidth(options.file, mesh, numbering);
+  const auto bandwidth = dofs_FindBandwidth(options.opening.file, mesh, numbering);
   const auto number = [](const std::optional<int>& value) { return value ? show_Json(*value) : show_Json(); };
   show_Json json{
-      {"file", options.file},
+      {"file", options.opening.file},
       {"system", system.systemName().cStr()},
       {"nodes", dofs.NumberOfNodes()},
       {"labels", LabelsOf(dofs)},
@@ -94,6 +126,17 @@ std::string Text(const show_Json& value, const char* without) {
   return value.is_null() ? without : value.dump();
 }
 
+template <class Line>
+void PrintBandwidth(const show_Json& bandwidth, const Line& line) {
+  if (bandwidth.is_null())
+    return line("bandwidth", "the mesh has no connectivity");
+  const show_Json &numbered = bandwidth["system"], &ordered = bandwidth["solver"];
+  line("bandwidth", numbered.dump() + " as numbered" +
+                        (ordered.is_null() ? "" : ", " + ordered.dump() + " in solver order"));
+  if (!ordered.is_null() && ordered.get<int>() > numbered.get<int>())
+    line("", "(no failure: an order may serve the factored matrix rather than the bandwidth)");
+}
+
 void Print(const show_Json& json) {
   const auto line = [](const char* name, const std::string& text) {
     std::cout << "  " << name << std::string(24 - std::string(name).size(), ' ') << text << '\n';
@@ -108,12 +151,7 @@ void Print(const show_Json& json) {
   line("DOFs", json["dofs"].dump());
   line("solver DOFs", Text(json["solverDofs"], "no solver order"));
   line("acoustic solver DOFs", Text(json["acousticDofs"], "-"));
-  const show_Json& bandwidth = json["bandwidth"];
-  line("bandwidth", bandwidth.is_null() ? "the mesh has no connectivity"
-                                        : bandwidth["system"].dump() + " as numbered" +
-                                              (bandwidth["solver"].is_null()
-                                                   ? ""
-                                                   : ", " + bandwidth["solver"].dump() + " in solver order"));
+  PrintBandwidth(json["bandwidth"], line);
   if (!json.contains("node"))
     return;
   const show_Json& node = json["node"];
@@ -125,20 +163,10 @@ void Print(const show_Json& json) {
 }
 
 void Dofs(const Options& options) {
-  const cli_Library library;
-  msfD_Root root(0);
-  const msfD_Sim sim = root.openSimReadOnly(options.file.c_str(), "", -1);
-  library.Check(options.file, "a simulation file");
-  if (!sim)
-    throw cli_Failure(cli_Exit::kUnusable, options.file + ": expected a simulation file, found none");
-  const msfD_DiscreteModel model = sim.discreteModel();
-  const msfD_Mesh mesh = !model ? msfD_Mesh() : model.mesh();
-  library.Check(options.file, "a simulation with a mesh");
-  if (!mesh)
-    throw cli_Failure(cli_Exit::kUnusable,
-                      options.file + ": expected a simulation with a mesh, found one without");
+  const sto_File file(options.opening);
+  const msfD_Mesh mesh = file.Mesh();
   const show_Json json = Describe(options, mesh, FindSystem(options, mesh));
-  library.Check(options.file, "a whole simulation file");
+  file.Check();
   if (options.json)
     show_PrintJson(json);
   else
@@ -151,8 +179,8 @@ void Dofs(const Options& options) {
 void cmd_AddDofs(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand("dofs", "Print how a system numbers its degrees of freedom");
-  command->add_option("FILE", options->file, "simulation file")->required();
-  command->add_option("SYSTEM", options->system, "name or number of the system")->required();
+  cmd_AddOpening(*command, options->opening);
+  command->add_option("SYSTEM", options->system, "name or number of the system (default: the only one)");
   command->add_option("--node", options->node, "label of a node whose DOFs to print");
   command->add_flag("--json", options->json, "print JSON, for scripts");
   command->footer(kFooter);

@@ -1,6 +1,7 @@
 #include <pdmsim/commands/cmd_Import.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Input.h>
 #include <pdmsim/cli/cli_Library.h>
 #include <pdmsim/cli/cli_Progress.h>
 #include <pdmsim/import/imp_Formats.h>
@@ -16,12 +17,14 @@ namespace {
 struct Options {
   std::string mesh, file;
   mesh_Reading reading;
+  std::vector<std::string> units;
   bool force = false, quiet = false, json = false;
 };
 
 constexpr char kFooter[] = R"(Examples:
   pdmsim import beam.exo beam.pdm
   pdmsim import beam.exo beam.pdm --force --quiet && pdmsim show beam.pdm
+  pdmsim import beam.exo beam.pdm --unit LENGTH=mm --unit temperature=K
   pdmsim import beam.exo beam.pdm --json | jq .nodes
 
 MESH is Exodus II in any netCDF format, Gmsh 2.2 or 4.1, or Medit. Blocks become element sets and regions,
@@ -35,8 +38,31 @@ file.)";
 void CheckDistinct(const Options& options) {
   std::error_code ignored;
   if (std::filesystem::equivalent(options.mesh, options.file, ignored))
-    throw cli_Failure(cli_Exit::kNotThere,
+    throw cli_Failure(cli_Exit::kUnusable,
                       options.file + ": expected another file than the mesh, found the mesh");
+}
+
+/// Refuses what is no mesh but a simulation file already.
+void CheckKind(const Options& options) {
+  cli_ExpectFile(options.mesh, "a mesh");
+  const cli_Library library;
+  cli_RefuseSimulation(options.mesh);
+}
+
+/// Gives coordinates and variables the units that the command line names, as LENGTH=mm.
+void SetUnits(const Options& options, mesh_Source& mesh) {
+  for (const std::string& unit : options.units) {
+    const std::size_t at = unit.rfind('=');
+    const std::string what = unit.substr(0, at);
+    if (at == std::string::npos || at + 1 == unit.size())
+      throw cli_Failure(cli_Exit::kNotThere,
+                        "--unit: expected WHAT=UNIT, as LENGTH=mm, found '" + unit + "'");
+    if (!mesh.SetUnit(what, unit.substr(at + 1)))
+      throw cli_Failure(cli_Exit::kNotThere, options.mesh +
+                                                 ": expected LENGTH or a variable of the mesh for "
+                                                 "--unit, found '" +
+                                                 what + "'");
+  }
 }
 
 show_Json Summary(const Options& options, const imp_Counts& counts, unsigned long long bytes,
@@ -53,6 +79,7 @@ show_Json Summary(const Options& options, const imp_Counts& counts, unsigned lon
           {"elementSets", counts.elementSets},
           {"sideSets", counts.sideSets},
           {"fields", counts.fields},
+          {"results", counts.results},
           {"steps", counts.steps},
           {"bytes", bytes},
           {"seconds", seconds},
@@ -69,8 +96,8 @@ void Print(const show_Json& s) {
   std::snprintf(seconds, sizeof seconds, "%.2f s", s["seconds"].get<double>());
   std::cout << s["file"].get<std::string>() << ": " << n("nodes", "node") << ", " << n("elements", "element")
             << " in " << n("blocks", "block") << "\n  " << n("nodeSets", "node set") << ", "
-            << n("elementSets", "element set") << ", " << n("sideSets", "side set") << ", "
-            << n("fields", "field") << ", " << n("steps", "step") << "\n  "
+            << n("elementSets", "element set") << " beside the blocks, " << n("sideSets", "surface") << ", "
+            << n("results", "field") << " beside coordinates and labels, " << n("steps", "step") << "\n  "
             << show_Size(s["bytes"].get<unsigned long long>()) << " in " << seconds << "\n";
 }
 
@@ -86,7 +113,9 @@ void Warn(const Options& options, const imp_Counts& counts) {
 void Import(const Options& options) {
   cli_CatchSignals();
   CheckDistinct(options);
+  CheckKind(options);
   const std::unique_ptr<mesh_Source> mesh = imp_OpenMesh(options.mesh, options.reading);
+  SetUnits(options, *mesh);
   imp_Counts counts;
   double seconds = 0;
   {
@@ -121,6 +150,12 @@ void cmd_AddImport(CLI::App& program) {
       ->add_option("--sets-from", options->reading.setsFrom,
                    "an array of integers on nodes or cells: a set NAME_VALUE for each of its values")
       ->type_name("NAME");
+  command
+      ->add_option("--unit", options->units,
+                   "the unit of the coordinates (LENGTH=mm) or of a variable (NAME=UNIT); may be repeated")
+      ->type_name("WHAT=UNIT")
+      ->expected(1)
+      ->take_all();
   command->add_flag("--force", options->force, "replace FILE if it is there");
   command->add_flag("--quiet", options->quiet, "no progress, notes and summary; errors only");
   command->add_flag("--json", options->json, "print the summary as JSON");

@@ -1,16 +1,14 @@
 #include <pdmsim/commands/cmd_Recover.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Input.h>
 #include <pdmsim/cli/cli_Library.h>
 #include <pdmsim/show/show_Text.h>
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Journal.h>
 
-#include <cerrno>
-#include <cstring>
 #include <iostream>
 #include <memory>
-#include <sys/stat.h>
 
 namespace {
 
@@ -39,19 +37,11 @@ Exit codes:
   throw cli_Failure(code, text);
 }
 
-void CheckFile(const std::string& file) {
-  struct stat status {};
-  const std::string expected = file + ": expected a simulation file, found ";
-  if (stat(file.c_str(), &status) != 0)
-    Fail(cli_Exit::kUnusable, expected + "none: " + std::strerror(errno));
-  if (!S_ISREG(status.st_mode))
-    Fail(cli_Exit::kUnusable, expected + (S_ISDIR(status.st_mode) ? "a directory" : "a special file"));
-}
-
 void CheckOpens(const std::string& file) {
   const cli_Context context(ORXSimManager::OpenContext(file.c_str(), 1, 102, false, 1));
   if (context.ID().IsNull())
-    Fail(cli_Exit::kUnusable, ORXSimManager::LastError());
+    Fail(cli_Exit::kUnusable, cli_LastError());
+  cli_RefuseMesh(file, context.ID());
 }
 
 /// There is a journal, or one should be.
@@ -125,7 +115,7 @@ std::string Tell(const Options& options, const ORXSimJournalInfo& info) {
 }
 
 void Recover(const Options& options) {
-  CheckFile(options.file);
+  cli_ExpectSimulation(options.file);
   const cli_Library library;
   const ORXSimJournalInfo info = ORXSimJournal::Read(options.file.c_str());
   if (!Stands(info) && !info.cause.empty())
@@ -144,7 +134,7 @@ void Recover(const Options& options) {
   const bool done = !changes || (Applies(options) ? ORXSimJournal::Apply(options.file.c_str(), partly)
                                                   : ORXSimJournal::Discard(options.file.c_str()));
   if (!done)
-    Fail(cli_Exit::kUnusable, ORXSimManager::LastError());
+    Fail(cli_Exit::kUnusable, cli_LastError());
   const std::string note = changes ? Note() : "";
   if (options.json)
     show_PrintJson(Describe(options, info, note));

@@ -1,10 +1,14 @@
 #include <pdmsim/commands/cmd_Show.h>
 
 #include <pdmsim/cli/cli_Failure.h>
-#include <pdmsim/cli/cli_Library.h>
+#include <pdmsim/cli/cli_Guess.h>
+#include <pdmsim/commands/cmd_Opening.h>
 #include <pdmsim/show/show_Data.h>
+#include <pdmsim/show/show_Names.h>
 #include <pdmsim/show/show_Objects.h>
+#include <pdmsim/show/show_Summary.h>
 #include <pdmsim/show/show_Text.h>
+#include <pdmsim/stored/sto_File.h>
 
 #include <PDM_Core.h>
 
@@ -15,87 +19,108 @@
 namespace {
 
 struct Options {
-  std::string file, path;
-  int head = 10, drawer = -1;
-  bool json = false;
+  sto_Opening opening;
+  std::string path;
+  show_Choice choice;
+  show_Format format;
+  bool json = false, all = false;
 };
 
-constexpr char kWhole[] = "a whole simulation file";
 constexpr char kFooter[] = R"(Examples:
   pdmsim show beam.pdm                        the whole tree, without reading bulk data
   pdmsim show beam.pdm discreteModel/mesh     one object
   pdmsim show beam.pdm discreteModel/mesh/nodeFields/coordinates --head 3
+  pdmsim show beam.pdm discreteModel/mesh/nodeFields/temperature --step 2
   pdmsim show beam.pdm discreteModel/mesh/nodeSets/inlet
+  pdmsim show beam.pdm discreteModel/mesh/surfaces/wall
   pdmsim show beam.pdm discreteModel/mesh/systems/0 --json
 
 PATH descends by member name; an array takes an element's number. In a map the whole rest of PATH is
-the key, so names with '/' in them need no quoting of their own. Items are numbered from 0; the user's
-own numbers are the field 'label'.)";
+the key, so names with '/' in them need no quoting of their own. Items, drawers and steps are numbered from
+0; the user's own numbers are the field 'label' and stand beside the items. A field's values lie in drawers:
+one for each step, or for each block or part of a set that has the field.)";
 
-/// Refuses a file that is HDF5 but holds no simulation.
-void CheckSim(const Options& options, ORXSimContextID context) {
-  const hdf_Group root = ORXSimContextRef(context).File().RootGroup();
-  const auto refuse = [&](const char* found) {
-    throw cli_Failure(cli_Exit::kUnusable,
-                      options.file + ": expected a simulation file, found an HDF5 file " + found);
-  };
-  if (!root.GetObjinfoExists("sim"))
-    refuse("without a group 'sim'");
-  const hdf_Group sim = root.GroupOpen("sim");
-  gbb_ClassID id;
-  if (!sim || !sim.AttributeExists("class") ||
-      !sim.AttributeOpen("class").Read(hdf_Datatype::NATIVE_UCHAR, id.text, gbb_ClassID::kSize))
-    refuse("whose 'sim' is no object");
-  if (!(id == gbb_ClassID("com.vertana.Sim")))
-    refuse("whose 'sim' is of another class");
-}
+constexpr char kModel[] = "discreteModel/", kMesh[] = "discreteModel/mesh/";
 
-show_Json DescribeAll(const Options& options, std::uintmax_t bytes, show_Objects& objects) {
-  show_Json description{{"file", options.file}, {"bytes", bytes}};
-  description.update(objects.Describe());
+show_Json DescribeAll(const Options& options, std::uintmax_t bytes, show_Objects& objects,
+                      ORXSimContextID context) {
+  show_Json description{{"file", options.opening.file}, {"bytes", bytes}};
+  const show_Json simulation = objects.Describe();
+  description["summary"] = show_Summarize(simulation, context);
+  description.update(simulation);
   return description;
 }
 
-show_Json DescribeOne(const Options& options, show_Objects& objects, const cli_Library& library) {
+/// Where the path ends and what is there instead; or the whole path, when only its beginning is missing.
+[[noreturn]] void FailToFind(const Options& options, show_Objects& objects) {
+  const auto stop = objects.Stopped();
+  std::string where;
+  const std::string rest = options.path.substr(options.path[0] == '/');
+  for (const char* const above : {kModel, kMesh})
+    if (where.empty() && !rest.starts_with("discreteModel") && objects.Find(above + rest))
+      where = ": did you mean '" + (above + rest) + "'?";
+  if (where.empty() && stop)
+    where = ": " + (stop->at.empty() ? "the simulation" : "'" + stop->at + "'") + " has " +
+            (stop->names.empty() ? "nothing in it"
+                                 : "no '" + stop->name + "'" + cli_Guess(stop->name, stop->names));
+  throw cli_Failure(cli_Exit::kNotThere, options.opening.file + ": expected '" + options.path +
+                                             "' in the simulation, found nothing of that name" + where);
+}
+
+show_Json DescribeOne(const Options& options, show_Objects& objects, const sto_File& file) {
   std::optional<show_Target> target =
       objects.Find(std::string_view(options.path).substr(options.path[0] == '/'));
-  library.Check(options.file, kWhole); // what cannot be read is not what is not there
+  file.Check(); // what cannot be read is not what is not there
   if (!target)
-    throw cli_Failure(cli_Exit::kNotThere, options.file + ": expected '" + options.path +
-                                               "' in the simulation, found nothing of that name");
+    FailToFind(options, objects);
+  const bool isField = target->distribution && !target->distribution->IsNull();
   if (target->description.is_object() && target->description.value("kind", "") == "missing")
     return target->description;
-  if (target->distribution && !target->distribution->IsNull())
-    show_FieldData(*target->distribution, options.head,
-                   options.drawer < 0 ? std::nullopt : std::optional(options.drawer), target->description);
+  if ((options.choice.drawer || options.choice.step) && !isField)
+    throw cli_Failure(cli_Exit::kNotThere, options.opening.file +
+                                               ": expected a field for --drawer and --step, found '" +
+                                               options.path + "', which is none");
+  if (isField) {
+    if (target->member == "surfaces")
+      show_AddSides(*target->distribution, target->description);
+    show_FieldData(options.opening.file + ": " + options.path, *target->distribution, options.choice,
+                   target->description);
+  }
   if (target->set && !target->set->IsNull())
-    show_SetData(*target->set, options.head, target->description);
+    show_SetData(*target->set, options.choice.head, target->description);
   return target->description;
 }
 
-void Show(const Options& options) {
-  const cli_Library library;
-  msfD_Root root(0);
-  const msfD_Sim sim = root.openSimReadOnly(options.file.c_str(), "", -1);
-  library.Check(options.file, "a simulation file");
-  if (!sim)
-    throw cli_Failure(cli_Exit::kUnusable, options.file + ": expected a simulation file, found none");
-  const ORXSimContextID context = sim.distributionService().Context();
-  CheckSim(options, context);
+void Print(const Options& options, const show_Json& description) {
+  if (options.path.empty()) {
+    std::cout << show_Printable(options.opening.file) << ": " << show_SummaryLine(description["summary"])
+              << " (" << show_Size(description["bytes"].get<unsigned long long>()) << ")\n";
+    show_Write(std::cout, "simulation", description, 0, options.format);
+  } else if (description.is_null()) {
+    std::cout << show_Printable(options.path) << ": nothing is set\n";
+  } else {
+    show_Write(std::cout, options.path, description, 0, options.format);
+  }
+}
+
+void Show(Options options) {
+  if (options.all)
+    options.format.most = 0;
+  options.choice.most = options.json ? 0 : options.format.most;
+  const sto_File file(options.opening);
   std::error_code unknown;
-  const auto size = std::filesystem::file_size(options.file, unknown), bytes = unknown ? 0 : size;
-  show_Objects objects(options.file, bytes, context);
-  const show_Json description =
-      options.path.empty() ? DescribeAll(options, bytes, objects) : DescribeOne(options, objects, library);
-  library.Check(options.file, kWhole);
+  const auto size = std::filesystem::file_size(options.opening.file, unknown), bytes = unknown ? 0 : size;
+  const show_Names names(file.Sim().discreteModel());
+  file.Check();
+  const show_NamesInUse inUse(names);
+  show_Objects objects(options.opening.file, bytes, file.Context(), options.choice.most);
+  const show_Json description = options.path.empty() ? DescribeAll(options, bytes, objects, file.Context())
+                                                     : DescribeOne(options, objects, file);
+  file.Check();
   if (options.json)
     show_PrintJson(description);
-  else if (options.path.empty())
-    show_Write(std::cout,
-               options.file + " (" + show_Size(description["bytes"].get<unsigned long long>()) + ")",
-               description, 0);
   else
-    show_Write(std::cout, options.path, description, 0);
+    Print(options, description);
   show_Flush();
 }
 
@@ -104,13 +129,33 @@ void Show(const Options& options) {
 void cmd_AddShow(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand("show", "Print what is in a simulation file");
-  command->add_option("FILE", options->file, "simulation file")->required();
+  cmd_AddOpening(*command, options->opening);
+  constexpr int kMost = 1'000'000'000;
   command->add_option("PATH", options->path, "an object, a set or a field in it");
-  command->add_option("--head", options->head, "rows of a field, or members of a set, to print")
-      ->check(CLI::NonNegativeNumber)
-      ->capture_default_str();
-  command->add_option("--drawer", options->drawer, "the only drawer of a field to look at (default: all)")
-      ->check(CLI::NonNegativeNumber);
+  command->add_option("--head", options->choice.head, "rows of a field, or members of a set, to print")
+      ->check(cmd_Between(0, kMost))
+      ->capture_default_str()
+      ->type_name("N");
+  CLI::Option* drawer = command
+                            ->add_option("--drawer", options->choice.drawer,
+                                         "the only drawer of a field to look at (default: all)")
+                            ->type_name("N")
+                            ->check(cmd_Between(0, kMost));
+  command->add_option("--step", options->choice.step, "the only step of a field to look at (default: all)")
+      ->type_name("N")
+      ->check(cmd_Between(0, kMost))
+      ->excludes(drawer);
+  command->add_option("--digits", options->format.digits, "digits of a real number")
+      ->check(cmd_Between(1, 17))
+      ->capture_default_str()
+      ->type_name("N");
+  command
+      ->add_option("--most", options->format.most,
+                   "lines of a list before the rest is counted; ten times as many of named things")
+      ->check(cmd_Between(1, kMost))
+      ->capture_default_str()
+      ->type_name("N");
+  command->add_flag("--all", options->all, "print lists to their end");
   command->add_flag("--json", options->json, "print JSON, complete and for scripts");
   command->footer(kFooter);
   command->callback([options] { Show(*options); });

@@ -1,6 +1,7 @@
 #include <pdmsim/dofs/dofs_Numbering.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Input.h>
 
 #include <algorithm>
 #include <numeric>
@@ -16,7 +17,7 @@ std::size_t At(int index) {
 }
 
 [[noreturn]] void FailToRead() {
-  throw cli_Failure(cli_Exit::kUnusable, ORXSimManager::LastError());
+  throw cli_Failure(cli_Exit::kUnusable, cli_LastError());
 }
 
 /// One drawer of one int a row.

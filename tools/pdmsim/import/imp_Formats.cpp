@@ -1,6 +1,7 @@
 #include <pdmsim/import/imp_Formats.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Input.h>
 #include <pdmsim/import/exodus/exo_Format.h>
 #include <pdmsim/import/gmsh/gms_Format.h>
 #include <pdmsim/import/med/med_Format.h>
@@ -9,8 +10,6 @@
 #include <pdmsim/import/xdmf/xdmf_Format.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -29,12 +28,8 @@ constexpr mesh_Format kFormats[] = {
 };
 
 mesh_Head headOf(const std::string& path) {
-  std::error_code error;
-  if (std::filesystem::is_directory(path, error))
-    throw cli_Failure(cli_Exit::kUnusable, path + ": expected a mesh, found a directory");
+  cli_ExpectFile(path, "a mesh");
   std::ifstream file(path, std::ios::binary);
-  if (!file)
-    throw cli_Failure(cli_Exit::kUnusable, path + ": " + std::strerror(errno));
   mesh_Head head{path, std::string(std::size_t{64} << 10, '\0')};
   file.read(head.bytes.data(), static_cast<std::streamsize>(head.bytes.size()));
   head.bytes.resize(static_cast<std::size_t>(file.gcount()));

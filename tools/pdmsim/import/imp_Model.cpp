@@ -99,6 +99,9 @@ imp_Counts Count(const mesh_Source& mesh, const imp_Sets& sets, const imp_Fields
   for (const imp_FieldMap* map : {&fields.NodeFields(), &fields.ElementFields(), &fields.RegionFields(),
                                   &fields.FrameFields(), &fields.MeshFields(), &fields.SurfaceFields()})
     counts.fields += map->size();
+  counts.results = mesh.NodeMaps().size() + mesh.ElementMaps().size();
+  for (std::size_t place = 0; place < mesh_kPlaces; ++place)
+    counts.results += mesh.Variables(static_cast<mesh_Place>(place)).names.size();
   Append(counts.renamed, fields.Renamed());
   Append(counts.notImported, sets.Notes());
   Append(counts.notImported, fields.Notes());

@@ -16,6 +16,7 @@ struct imp_Counts {
               steps = 0;
   std::vector<imp_Renamed> renamed;
   std::vector<std::string> notImported;
+  std::size_t results = 0; // fields that are no coordinates, labels and the like
 };
 
 /// Writes a mesh as a new simulation file, in one update. Throws cli_Failure when something cannot be written

@@ -54,6 +54,9 @@ class mesh_Source {
   std::size_t Elements() const { return m_elements; }
   const std::vector<std::string>& AxisNames() const { return m_axisNames; } // [Dimension()]
   const std::string& LengthUnit() const { return m_lengthUnit; } // of the coordinates, "" for unknown
+  /// Gives a unit to the coordinates (`what` is LENGTH) or to the variables of a name.
+  /// \return false when there is nothing of that name.
+  bool SetUnit(const std::string& what, const std::string& unit);
   const std::vector<mesh_Block>& Blocks() const { return m_blocks; }
   const std::vector<mesh_Set>& Sets(mesh_SetKind kind) const {
     return m_sets[static_cast<std::size_t>(kind)];

@@ -1,6 +1,8 @@
 #include <pdmsim/show/show_Data.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Input.h>
+#include <pdmsim/show/show_Names.h>
 
 #include <algorithm>
 #include <cmath>
@@ -9,7 +11,7 @@
 namespace {
 
 [[noreturn]] void FailToRead() {
-  throw cli_Failure(cli_Exit::kUnusable, ORXSimManager::LastError());
+  throw cli_Failure(cli_Exit::kUnusable, cli_LastError());
 }
 
 template <class T>
@@ -56,6 +58,23 @@ std::vector<int> FirstMembers(ORXSimCSetID id, int count) {
   return members;
 }
 
+/// The first members with what people know them by.
+show_Json Items(ORXSimCSetID set, int count) {
+  const show_Names& names = show_NamesInUse::Get();
+  const std::vector<int> items = FirstMembers(set, count);
+  show_Json head{{"items", items}};
+  if (const auto labels = names.Labels(set.Collection(), items); !labels.empty())
+    head["labels"] = labels;
+  if (!names.IsFrames(set.Collection()) || names.Times().empty())
+    return head;
+  show_Json times = show_Json::array();
+  for (const int item : items)
+    if (item >= 0 && static_cast<std::size_t>(item) < names.Times().size())
+      times.push_back(names.Times()[static_cast<std::size_t>(item)]);
+  head["times"] = std::move(times);
+  return head;
+}
+
 template <class T>
 class Sweep {
  public:
@@ -88,9 +107,9 @@ class Sweep {
     for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i)
       rows.push_back(std::vector<T>(m_values.begin() + static_cast<std::ptrdiff_t>(i * m_width),
                                     m_values.begin() + static_cast<std::ptrdiff_t>((i + 1) * m_width)));
-    return {{"drawer", m_drawer},
-            {"items", FirstMembers(m_description.CSet(), count)},
-            {"rows", std::move(rows)}};
+    show_Json head = Items(m_description.CSet(), count);
+    head["rows"] = std::move(rows);
+    return head;
   }
 
  private:
@@ -125,29 +144,70 @@ show_Json WithType(ORXSimItemType type, F&& f) {
 
 } // namespace
 
-void show_FieldData(ORXSimDistributionID id, int head, std::optional<int> drawer, show_Json& description) {
+namespace {
+
+/// The drawers that were chosen, [first, second).
+std::pair<int, int> Chosen(const std::string& what, int drawers, const show_Choice& choice) {
+  const auto refuse = [&](const char* kind, int end, int found) {
+    throw cli_Failure(cli_Exit::kNotThere, what + ": expected a " + kind + " in 0.." +
+                                               std::to_string(end - 1) + ", found " + std::to_string(found));
+  };
+  if (choice.drawer) {
+    if (*choice.drawer < 0 || *choice.drawer >= drawers)
+      refuse("drawer", drawers, *choice.drawer);
+    return {*choice.drawer, *choice.drawer + 1};
+  }
+  if (!choice.step)
+    return {0, choice.most > 0 ? std::min(drawers, choice.most) : drawers};
+  const show_Names& names = show_NamesInUse::Get();
+  const int steps = names.Step(0, drawers) && drawers > 0 ? static_cast<int>(names.Times().size()) : 0;
+  if (steps == 0)
+    throw cli_Failure(cli_Exit::kNotThere,
+                      what + ": expected a field with a drawer for each step, found one without: --drawer");
+  if (*choice.step < 0 || *choice.step >= steps)
+    refuse("step", steps, *choice.step);
+  const int each = drawers / steps;
+  return {*choice.step * each, (*choice.step + 1) * each};
+}
+
+show_Json Describe(ORXSimDistributionID id, int number, int drawers) {
+  const ORXSimPersistentDrawerDesc desc = ORXSimDistributionRef(id).Drawer(number);
+  if (desc.Components() < 1 || desc.CSet().IsNull())
+    FailToRead();
+  show_Json one{{"drawer", number}};
+  if (const auto step = show_NamesInUse::Get().Step(number, drawers); step && drawers > 1) {
+    one["step"] = *step;
+    one["time"] = show_NamesInUse::Get().Times()[static_cast<std::size_t>(*step)];
+  }
+  one.update(show_Drawer(desc));
+  one["range"] = WithType(desc.Type(), [&]<class T>(T) { return Sweep<T>(id, number).Ranges(); });
+  return one;
+}
+
+} // namespace
+
+void show_FieldData(const std::string& what, ORXSimDistributionID id, const show_Choice& choice,
+                    show_Json& description) {
   const ORXSimDistributionRef distribution(id);
   const int drawers = distribution.NumDrawers();
-  if (drawer && (*drawer < 0 || *drawer >= drawers))
-    throw cli_Failure(cli_Exit::kNotThere, "expected a drawer in 0.." + std::to_string(drawers - 1) +
-                                               ", found " + std::to_string(*drawer));
-  const int first = drawer.value_or(0), end = drawer ? first + 1 : drawers;
+  const auto [first, end] = Chosen(what, drawers, choice);
   show_Json list = show_Json::array();
   for (int i = first; i < end; ++i) {
-    const ORXSimPersistentDrawerDesc desc = distribution.Drawer(i);
-    if (desc.Components() < 1 || desc.CSet().IsNull())
-      FailToRead();
-    show_Json one{{"drawer", i}};
-    one.update(show_Drawer(desc));
-    one["range"] = WithType(desc.Type(), [&]<class T>(T) { return Sweep<T>(id, i).Ranges(); });
-    if (i == first)
-      description["head"] = WithType(desc.Type(), [&]<class T>(T) { return Sweep<T>(id, i).Head(head); });
+    show_Json one = Describe(id, i, drawers);
+    if (i == first || choice.drawer || choice.step)
+      one["head"] = WithType(distribution.Drawer(i).Type(),
+                             [&]<class T>(T) { return Sweep<T>(id, i).Head(choice.head); });
+    if (i == first) {
+      description["head"] = {{"drawer", i}};
+      description["head"].update(one["head"]);
+    }
     list.push_back(std::move(one));
   }
   description.erase("first");
   description["drawers"] = std::move(list);
+  description["count"] = drawers;
 }
 
 void show_SetData(ORXSimCSetID id, int head, show_Json& description) {
-  description["head"] = {{"items", FirstMembers(id, head)}};
+  description["head"] = Items(id, head);
 }

@@ -1,14 +1,11 @@
-#include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/show/show_Text.h>
 
 #include <algorithm>
-#include <array>
-#include <charconv>
-#include <cmath>
-#include <iostream>
 #include <ostream>
 
 namespace {
+
+constexpr std::size_t kColumn = 32;
 
 /// Columns that a UTF-8 text takes, near enough.
 std::size_t Columns(const std::string& text) {
@@ -16,93 +13,27 @@ std::size_t Columns(const std::string& text) {
       text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
 }
 
-/// The text of a JSON value that is a string, a number or null.
-std::string Plain(const show_Json& value) {
-  if (value.is_string())
-    return show_Printable(value.get_ref<const std::string&>());
-  if (value.is_null())
-    return "-";
-  if (!value.is_number_float())
-    return value.dump();
-  std::array<char, 32> text{};
-  const double number = value.get<double>();
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), number);
-  return {text.data(), end.ptr};
-}
+/// What members mean whose names say little to those who meet them first.
+struct Meaning {
+  const char *member, *text;
+};
+constexpr Meaning kMeanings[] = {
+    {"vectors", "the axes of space"},
+    {"localNodes", "the nodes within one element"},
+    {"frames", "the steps"},
+    {"regions", "the blocks"},
+    {"elementSets", "the blocks among them"},
+    {"regionSets", "the blocks' names, each with its item of regions"},
+    {"surfaces", "sets of element sides"},
+    {"dofs", "degrees of freedom, as the system numbers them"},
+    {"solverDofOrdering", "the DOFs that the solver uses, in its order"},
+};
 
-std::string Counted(long long count, const std::string& what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
-std::string OfDrawer(const show_Json& drawer) {
-  std::string text = std::to_string(drawer["rows"].get<long long>()) + " x ";
-  if (drawer["components"] != 1)
-    text += drawer["components"].dump() + " ";
-  text += drawer["type"].get<std::string>() + (drawer["all"] == true ? " over all " : " over some ") +
-          show_Printable(drawer["collection"].get<std::string>());
-  if (drawer.contains("unit"))
-    text += " [" + Plain(drawer["unit"]) + "]";
-  if (drawer.contains("longName"))
-    text += "  (" + Plain(drawer["longName"]) + ")";
-  return text;
-}
-
-std::string OfField(const show_Json& field) {
-  const bool summary = field["drawers"].is_number();
-  const long long drawers = summary ? field["drawers"].get<long long>() : std::ssize(field["drawers"]);
-  std::string text = summary && drawers == 1 ? OfDrawer(field["first"]) : Counted(drawers, "drawer");
-  if (field.contains("unit"))
-    text += " [" + Plain(field["unit"]) + "]";
-  return summary && drawers > 1 ? text + ", the first " + OfDrawer(field["first"]) : text;
-}
-
-std::string OfSet(const show_Json& set) {
-  const std::string collection = Plain(set["collection"]), size = set["size"].dump();
-  return set["all"] == true ? "all of " + collection : size + " of " + collection;
-}
-
-void Line(std::ostream& out, const std::string& name, const std::string& text, int depth) {
-  constexpr std::size_t kColumn = 32;
-  const std::string shown = std::string(static_cast<std::size_t>(2 * depth), ' ') + show_Printable(name);
-  const std::size_t columns = Columns(shown);
-  out << shown << std::string(columns + 2 < kColumn ? kColumn - columns : 2, ' ') << text << '\n';
-}
-
-void WriteRange(std::ostream& out, const show_Json& range, int depth) {
-  std::string text;
-  for (const show_Json& one : range) {
-    text += (text.empty() ? "" : "   ") + Plain(one["min"]) + " .. " + Plain(one["max"]);
-    if (one.contains("nan"))
-      text += " (" + one["nan"].dump() + " NaN)";
-  }
-  Line(out, "range", text, depth);
-}
-
-void WriteHead(std::ostream& out, const show_Json& head, int depth) {
-  const show_Json& items = head["items"];
-  if (!head.contains("rows")) {
-    for (const show_Json& item : items)
-      Line(out, "", item.dump(), depth);
-    return;
-  }
-  for (std::size_t i = 0; i < head["rows"].size(); ++i) {
-    std::string values;
-    for (const show_Json& value : head["rows"][i])
-      values += (values.empty() ? "" : "  ") + Plain(value);
-    Line(out, items.size() > i ? "item " + items[i].dump() : "row " + std::to_string(i), values, depth);
-  }
-}
-
-void WriteField(std::ostream& out, const std::string& name, const show_Json& field, int depth) {
-  Line(out, name, OfField(field), depth);
-  if (field["drawers"].is_number())
-    return;
-  for (const show_Json& drawer : field["drawers"]) {
-    Line(out, "drawer " + drawer["drawer"].dump(), OfDrawer(drawer), depth + 1);
-    WriteRange(out, drawer["range"], depth + 2);
-    if (field.contains("head") && field["head"]["drawer"] == drawer["drawer"])
-      WriteHead(out, field["head"], depth + 2);
-  }
+std::string MeaningOf(const std::string& member) {
+  for (const Meaning& meaning : kMeanings)
+    if (member == meaning.member)
+      return std::string("  (") + meaning.text + ")";
+  return "";
 }
 
 bool Nothing(const show_Json& value) {
@@ -110,78 +41,214 @@ bool Nothing(const show_Json& value) {
          (value.is_object() && value.contains("count") && value["count"] == 0);
 }
 
-void WriteObject(std::ostream& out, const std::string& name, const show_Json& object, int depth) {
+/// Writes one description; knows how far numbers are told and where lists are cut.
+class Writer {
+ public:
+  Writer(std::ostream& out, const show_Format& format) : m_out(out), m_format(format) {}
+
+  void Write(const std::string& name, const show_Json& value, int depth, const std::string& meaning = "");
+
+ private:
+  std::string Plain(const show_Json& value) const;
+  std::string OfDrawer(const show_Json& drawer, bool isSides) const;
+  std::string OfField(const show_Json& field) const;
+  std::string OfSet(const std::string& key, const show_Json& set) const;
+  void Line(const std::string& name, const std::string& text, int depth);
+  void WriteRange(const show_Json& range, int depth);
+  void WriteHead(const show_Json& head, long long size, int depth);
+  void WriteField(const std::string& name, const show_Json& field, int depth);
+  void WriteObject(const std::string& name, const show_Json& object, int depth);
+  void WriteMap(const std::string& name, const show_Json& map, int depth, const std::string& meaning);
+  void WriteArray(const std::string& name, const show_Json& array, int depth);
+  void WriteList(const std::string& name, const show_Json& list, int depth);
+  long long Cut(long long count, int times = 1) const {
+    return m_format.most == 0 ? count : std::min(count, static_cast<long long>(m_format.most) * times);
+  }
+  void More(long long count, int depth) {
+    if (count > 0)
+      m_out << std::string(static_cast<std::size_t>(2 * depth), ' ') << show_More(count) << '\n';
+  }
+
+  std::ostream& m_out;
+  const show_Format& m_format;
+};
+
+/// The text of a JSON value that is a string, a number or null.
+std::string Writer::Plain(const show_Json& value) const {
+  if (value.is_string())
+    return show_Printable(value.get_ref<const std::string&>());
+  if (value.is_null())
+    return "-";
+  return value.is_number_float() ? show_Number(value.get<double>(), m_format.digits) : value.dump();
+}
+
+std::string Writer::OfDrawer(const show_Json& drawer, bool isSides) const {
+  std::string text = std::to_string(drawer["rows"].get<long long>()) + " x ";
+  if (drawer["components"] != 1)
+    text += drawer["components"].dump() + " ";
+  text += drawer["type"].get<std::string>();
+  if (isSides)
+    text += ", the side's number from 0,";
+  const std::string collection = drawer.contains("collection") ? Plain(drawer["collection"]) : "?";
+  if (drawer.contains("set"))
+    text += " over " + collection + " of " + Plain(drawer["set"]);
+  else
+    text += " over " + (drawer.value("all", false) ? "all " : drawer["rows"].dump() + " of ") + collection;
+  if (drawer.contains("unit"))
+    text += " [" + Plain(drawer["unit"]) + "]";
+  if (drawer.contains("longName"))
+    text += "  (" + Plain(drawer["longName"]) + ")";
+  return text;
+}
+
+std::string Writer::OfField(const show_Json& field) const {
+  const std::string unit = field.contains("unit") ? " [" + Plain(field["unit"]) + "]" : "";
+  if (field.contains("sides"))
+    return show_Counted(field["sides"].get<long long>(), "side") + " of " +
+           show_Counted(field["elements"].get<long long>(), "element") + unit;
+  const bool summary = field["drawers"].is_number();
+  const long long drawers = summary ? field["drawers"].get<long long>() : field["count"].get<long long>();
+  if (summary && drawers == 1)
+    return OfDrawer(field["first"], false) + unit;
+  const std::string steps =
+      field.contains("steps") ? " of " + show_Counted(field["steps"].get<long long>(), "step") : "";
+  const std::string text = show_Counted(drawers, "drawer") + steps + unit;
+  return summary && drawers > 1 ? text + ", the first " + OfDrawer(field["first"], false) : text;
+}
+
+/// \param key  what the line begins with, which need not be said again.
+std::string Writer::OfSet(const std::string& key, const show_Json& set) const {
+  const std::string collection = Plain(set["collection"]), size = set["size"].dump();
+  const std::string name = set.contains("set") && set["set"] != key ? "  (" + Plain(set["set"]) + ")" : "";
+  return set["all"] == true ? "all of " + collection : size + " of " + collection + name;
+}
+
+void Writer::Line(const std::string& name, const std::string& text, int depth) {
+  const std::string shown = std::string(static_cast<std::size_t>(2 * depth), ' ') + show_Printable(name);
+  const std::size_t columns = Columns(shown);
+  m_out << shown << std::string(columns + 2 < kColumn ? kColumn - columns : 2, ' ') << text << '\n';
+}
+
+void Writer::WriteRange(const show_Json& range, int depth) {
+  std::string text;
+  for (const show_Json& one : range) {
+    text += (text.empty() ? "" : "   ") + Plain(one["min"]) + " .. " + Plain(one["max"]);
+    if (one.contains("nan"))
+      text += " (" + one["nan"].dump() + " NaN)";
+  }
+  Line("range", text, depth);
+}
+
+/// Rows with what people know them by; numbers stand in columns.
+void Writer::WriteHead(const show_Json& head, long long size, int depth) {
+  const show_Json none = show_Json::array();
+  const show_Json& items = head["items"];
+  const show_Json& rows = head.contains("rows") ? head["rows"] : none;
+  std::vector<std::vector<std::string>> table(std::max(items.size(), rows.size()));
+  std::vector<std::size_t> widths;
+  for (std::size_t i = 0; i < rows.size(); ++i)
+    for (const show_Json& value : rows[i]) {
+      table[i].push_back(Plain(value));
+      widths.resize(std::max(widths.size(), table[i].size()));
+      widths[table[i].size() - 1] = std::max(widths[table[i].size() - 1], table[i].back().size());
+    }
+  for (std::size_t i = 0; i < table.size(); ++i) {
+    std::string name = i < items.size() ? "item " + items[i].dump() : "row " + std::to_string(i);
+    if (head.contains("labels"))
+      name += "  label " + head["labels"][i].dump();
+    if (head.contains("times"))
+      name += "  time " + Plain(head["times"][i]);
+    std::string values;
+    for (std::size_t k = 0; k < table[i].size(); ++k)
+      values += std::string(widths[k] - table[i][k].size() + (k == 0 ? 0 : 2), ' ') + table[i][k];
+    Line(name, values, depth);
+  }
+  More(size - static_cast<long long>(table.size()), depth);
+}
+
+void Writer::WriteField(const std::string& name, const show_Json& field, int depth) {
+  Line(name, OfField(field), depth);
+  if (field["drawers"].is_number())
+    return;
+  for (const show_Json& drawer : field["drawers"]) {
+    const std::string step =
+        drawer.contains("step") ? "  step " + drawer["step"].dump() + ", time " + Plain(drawer["time"]) : "";
+    Line("drawer " + drawer["drawer"].dump() + step, OfDrawer(drawer, field.contains("sides")), depth + 1);
+    WriteRange(drawer["range"], depth + 2);
+    if (drawer.contains("head"))
+      WriteHead(drawer["head"], drawer["rows"].get<long long>(), depth + 2);
+  }
+  const long long left = field["count"].get<long long>() - std::ssize(field["drawers"]);
+  if (left > 0)
+    m_out << std::string(static_cast<std::size_t>(2 * depth + 2), ' ') << show_More(left)
+          << (field.contains("steps") ? " (--step, --drawer)" : " (--drawer)") << '\n';
+}
+
+void Writer::WriteObject(const std::string& name, const show_Json& object, int depth) {
   const std::string full = object["class"].get<std::string>();
-  Line(out, name, full.substr(full.rfind('.') + 1), depth);
+  Line(name, full.substr(full.rfind('.') + 1), depth);
   for (const char* part : {"members", "children"})
     if (object.contains(part))
       for (const auto& [key, value] : object[part].items())
         if (!Nothing(value))
-          show_Write(out, key, value, depth + 1);
+          Write(key, value, depth + 1, MeaningOf(key));
+}
+
+void Writer::WriteMap(const std::string& name, const show_Json& map, int depth, const std::string& meaning) {
+  const auto count = map["count"].get<long long>(), shown = Cut(count, 10);
+  Line(name, std::to_string(count) + meaning, depth);
+  long long i = 0;
+  for (const auto& [key, entry] : map["entries"].items())
+    if (i++ < shown)
+      Write(key, entry, depth + 1);
+  More(count - shown, depth + 1);
+}
+
+void Writer::WriteArray(const std::string& name, const show_Json& array, int depth) {
+  const auto count = array["count"].get<long long>();
+  const long long shown = Cut(std::ssize(array["elements"]));
+  Line(name, std::to_string(count), depth);
+  for (long long i = 0; i < shown; ++i)
+    Write(std::to_string(i), array["elements"][static_cast<std::size_t>(i)], depth + 1);
+  More(count - shown, depth + 1);
+}
+
+void Writer::WriteList(const std::string& name, const show_Json& list, int depth) {
+  const long long count = std::ssize(list), shown = Cut(count);
+  Line(name, show_Counted(count, "value"), depth);
+  for (long long i = 0; i < shown; ++i)
+    Write("", list[static_cast<std::size_t>(i)], depth + 1);
+  More(count - shown, depth + 1);
+}
+
+void Writer::Write(const std::string& name, const show_Json& value, int depth, const std::string& meaning) {
+  const std::string kind = value.is_object() ? value.value("kind", "") : "";
+  if (kind == "object")
+    return WriteObject(name, value, depth);
+  if (kind == "field")
+    return WriteField(name, value, depth);
+  if (kind == "map")
+    return WriteMap(name, value, depth, meaning);
+  if (kind == "array")
+    return WriteArray(name, value, depth);
+  if (value.is_array())
+    return WriteList(name, value, depth);
+  if (kind == "missing") {
+    Line(name, "missing: the file has no " + Plain(value["what"]) + " " + value["id"].dump(), depth);
+  } else if (kind == "collection") {
+    Line(name, show_Counted(value["items"].get<long long>(), "item") + meaning, depth);
+  } else if (kind == "set") {
+    Line(name, OfSet(name, value) + meaning, depth);
+    if (value.contains("head"))
+      WriteHead(value["head"], value["size"].get<long long>(), depth + 1);
+  } else {
+    Line(name, (value.is_object() ? kind : Plain(value)) + meaning, depth);
+  }
 }
 
 } // namespace
 
-std::string show_Printable(const std::string& text) {
-  constexpr char digits[] = "0123456789abcdef";
-  std::string printable;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7f)
-      printable += c;
-    else
-      printable += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
-  }
-  return printable;
-}
-
-void show_Write(std::ostream& out, const std::string& name, const show_Json& value, int depth) {
-  const std::string kind = value.is_object() ? value.value("kind", "") : "";
-  if (kind == "object")
-    return WriteObject(out, name, value, depth);
-  if (kind == "field")
-    return WriteField(out, name, value, depth);
-  if (kind == "missing") {
-    Line(out, name, "missing: the file has no " + Plain(value["what"]) + " " + value["id"].dump(), depth);
-  } else if (kind == "collection") {
-    Line(out, name, Counted(value["items"].get<long long>(), "item"), depth);
-  } else if (kind == "set") {
-    Line(out, name, OfSet(value), depth);
-    if (value.contains("head"))
-      WriteHead(out, value["head"], depth + 1);
-  } else if (kind == "map") {
-    Line(out, name, std::to_string(value["count"].get<long long>()), depth);
-    for (const auto& [key, entry] : value["entries"].items())
-      show_Write(out, key, entry, depth + 1);
-  } else if (kind == "array") {
-    Line(out, name, std::to_string(value["count"].get<long long>()), depth);
-    for (std::size_t i = 0; i < value["elements"].size(); ++i)
-      show_Write(out, std::to_string(i), value["elements"][i], depth + 1);
-  } else if (value.is_array()) {
-    Line(out, name, Counted(std::ssize(value), "value"), depth);
-    for (const show_Json& one : value)
-      show_Write(out, "", one, depth + 1);
-  } else {
-    Line(out, name, value.is_object() ? kind : Plain(value), depth);
-  }
-}
-
-std::string show_Size(unsigned long long bytes) {
-  constexpr const char* units[] = {"bytes", "kB", "MB", "GB", "TB"};
-  double size = static_cast<double>(bytes);
-  std::size_t unit = 0;
-  for (; size >= 999.5 && unit + 1 < std::size(units); ++unit)
-    size /= 1000;
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), unit && size < 99.95 ? "%.1f %s" : "%.0f %s", size, units[unit]);
-  return text.data();
-}
-
-void show_PrintJson(const show_Json& json) {
-  std::cout << json.dump(2, ' ', false, show_Json::error_handler_t::replace) << '\n';
-}
-
-void show_Flush() {
-  if (!std::cout.flush())
-    throw cli_Failure(cli_Exit::kUnusable, "standard output: expected to write, found it closed or full");
+void show_Write(std::ostream& out, const std::string& name, const show_Json& value, int depth,
+                const show_Format& format) {
+  Writer(out, format).Write(name, value, depth);
 }

@@ -63,6 +63,7 @@ struct show_Target {
   show_Json description;
   std::optional<ORXSimCSetID> set;
   std::optional<ORXSimDistributionID> distribution;
+  std::string member; // whose value it is or is in, "" for an object
 };
 
 /// The entry of a map; the whole rest of a path is its key, slashes and all. None when there is no such key.
@@ -81,7 +82,7 @@ std::optional<T> show_Entry(const kda_MapInt<T>& map, std::string_view key) {
 
 template <class T>
 show_Target show_MakeTarget(const T& value) {
-  show_Target target{show_Value(value), {}, {}};
+  show_Target target{show_Value(value), {}, {}, ""};
   if constexpr (std::is_same_v<T, ORXSimCSetID>)
     target.set = value;
   if constexpr (std::is_same_v<T, ORXSimDistributionID>)
@@ -101,8 +102,12 @@ std::optional<show_Target> show_Inside(const T& value, std::optional<std::string
   return std::nullopt;
 }
 
+/// True when the file has the field. Leaves no error behind.
+bool show_Exists(ORXSimDistributionID id);
 /// The name of a type of numbers.
 const char* show_TypeName(ORXSimItemType type);
+/// Adds "sides" and "elements" to the description of a field that is a surface.
+void show_AddSides(ORXSimDistributionID id, show_Json& description);
 /// A drawer without its data.
 show_Json show_Drawer(const ORXSimPersistentDrawerDesc& drawer);
 inline std::string show_Text(const cow_String& text) {

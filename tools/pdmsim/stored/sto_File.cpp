@@ -1,31 +1,30 @@
 #include <pdmsim/stored/sto_File.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Input.h>
 
 sto_File::sto_File(const sto_Opening& opening) : m_opening(opening) {
+  cli_ExpectSimulation(opening.file);
   ORXSimManager::SetWaitingTime(1000 * opening.wait);
   m_sim = m_root.openSimReadOnly(opening.file.c_str(), "", opening.live ? 3 : -1);
+  if (!m_sim || m_sim.distributionService().Context().IsNull())
+    CheckContent();
+  else
+    cli_CheckSimulation(Path(), Context());
   m_library.Check(opening.file, "a simulation file");
   if (!m_sim)
     throw cli_Failure(cli_Exit::kUnusable, opening.file + ": expected a simulation file, found none");
-  CheckSim();
 }
 
-void sto_File::CheckSim() const {
-  const hdf_Group root = ORXSimContextRef(Context()).File().RootGroup();
-  const auto refuse = [&](const char* found) {
-    throw cli_Failure(cli_Exit::kUnusable,
-                      Path() + ": expected a simulation file, found an HDF5 file " + found);
-  };
-  if (!root.GetObjinfoExists("sim"))
-    refuse("without a group 'sim'");
-  const hdf_Group sim = root.GroupOpen("sim");
-  gbb_ClassID id;
-  if (!sim || !sim.AttributeExists("class") ||
-      !sim.AttributeOpen("class").Read(hdf_Datatype::NATIVE_UCHAR, id.text, gbb_ClassID::kSize))
-    refuse("whose 'sim' is no object");
-  if (!(id == gbb_ClassID("com.vertana.Sim")))
-    refuse("whose 'sim' is of another class");
+/// Says of a file that has no simulation what it is instead.
+void sto_File::CheckContent() const {
+  const std::string cause = cli_LastError();
+  const cli_Context context(
+      ORXSimManager::OpenContext(Path().c_str(), 1, 102, false, m_opening.live ? 3 : 1));
+  if (!context.ID().IsNull())
+    cli_CheckSimulation(Path(), context.ID());
+  if (!cause.empty())
+    throw cli_Failure(cli_Exit::kUnusable, cause);
 }
 
 msfD_Mesh sto_File::Mesh() const {

@@ -33,7 +33,7 @@ class sto_File {
   bool Refresh() { return m_root.refreshSim(m_sim); }
 
  private:
-  void CheckSim() const;
+  void CheckContent() const;
 
   sto_Opening m_opening;
   cli_Library m_library;

@@ -1,0 +1,6 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+/// Adds `pdmsim info` to the program.
+void cmd_AddInfo(CLI::App& program);

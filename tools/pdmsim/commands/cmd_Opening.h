@@ -1,0 +1,16 @@
+#pragma once
+
+#include <pdmsim/stored/sto_File.h>
+
+#include <CLI/CLI.hpp>
+
+/// Adds FILE, --wait and --live to a command that reads a simulation file.
+/// \param opening  receives them; must live as long as the command.
+void cmd_AddOpening(CLI::App& command, sto_Opening& opening);
+
+/// Refuses numbers outside of a range. Unlike CLI11's own it keeps the range out of the help.
+CLI::Validator cmd_Between(double least, double greatest);
+
+/// Adds --wait alone, for a command that needs the file for itself.
+/// \param seconds  receives it.
+void cmd_AddWaiting(CLI::App& command, int& seconds);
