@@ -2,6 +2,7 @@
 #include <pdmsim/cli/cli_Progress.h>
 #include <pdmsim/commands/cmd_Check.h>
 #include <pdmsim/commands/cmd_Compact.h>
+#include <pdmsim/commands/cmd_Diff.h>
 #include <pdmsim/commands/cmd_Dofs.h>
 #include <pdmsim/commands/cmd_Import.h>
 #include <pdmsim/commands/cmd_Recover.h>
@@ -19,6 +20,7 @@ constexpr char kFooter[] = R"(Examples:
   pdmsim show beam.pdm                        what is in it
   pdmsim show beam.pdm discreteModel/mesh/nodeFields/coordinates
   pdmsim dofs beam.pdm 0                       how its first system numbers its DOFs
+  pdmsim diff old.pdm new.pdm                 in what do two results differ?
   pdmsim check beam.pdm                       is everything in it as it should be?
   pdmsim compact beam.pdm                     the file without its unused space
   pdmsim COMMAND --help                       more on one command
@@ -51,6 +53,7 @@ int main(int argc, char** argv) {
   cmd_AddImport(program);
   cmd_AddShow(program);
   cmd_AddDofs(program);
+  cmd_AddDiff(program);
   cmd_AddCheck(program);
   cmd_AddRecover(program);
   cmd_AddCompact(program);

@@ -47,6 +47,7 @@ show_Json show_Value(ORXSimCSetID id) {
     return Missing("set", id.Minor());
   return {{"kind", "set"},
           {"id", id.Minor()},
+          {"collectionId", id.CollectionMinor()},
           {"collection", show_Text(ORXSimCollectionRef(id.Collection()).Name())},
           {"all", id.Minor() == 0},
           {"size", ORXSimCSet(id).Size()}};
