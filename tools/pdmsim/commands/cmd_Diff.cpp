@@ -38,20 +38,31 @@ name; * goes over slashes.
 
 Exit codes: 0 the same, 1 different, 2 one of them cannot be read.)";
 
-/// Refuses a mesh, which is no simulation file yet.
-void RefuseMesh(const std::string& path) {
-  std::error_code error;
+/// The title of the format that knows a content as its own; HDF5 may be anything. None: "".
+std::string MeshTitle(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  if (!file || std::filesystem::is_directory(path, error))
-    return;
   mesh_Head head{path, std::string(std::size_t{64} << 10, '\0')};
   file.read(head.bytes.data(), static_cast<std::streamsize>(head.bytes.size()));
-  head.bytes.resize(static_cast<std::size_t>(file.gcount()));
+  head.bytes.resize(static_cast<std::size_t>(std::max<std::streamsize>(0, file.gcount())));
+  if (head.bytes.empty() || head.bytes.starts_with("\x89HDF"))
+    return "";
   for (const mesh_Format& format : imp_Formats())
     if (format.isOne(head))
-      throw cli_Failure(cli_Exit::kUnusable, path + ": expected a simulation file, found a mesh (" +
-                                                 format.title +
-                                                 "); `pdmsim import` makes a simulation file of it");
+      return format.title;
+  return "";
+}
+
+std::unique_ptr<sto_File> Open(const sto_Opening& opening, std::shared_ptr<const cli_Library> library) try {
+  return std::make_unique<sto_File>(opening, std::move(library));
+} catch (const cli_Failure& failure) {
+  constexpr char kImport[] = "`pdmsim import` makes a simulation file of it";
+  const std::string title = MeshTitle(opening.file), text = failure.what();
+  if (!title.empty())
+    throw cli_Failure(failure.Code(), opening.file + ": expected a simulation file, found a mesh (" + title +
+                                          "); " + kImport);
+  if (text.ends_with("without a group 'sim'"))
+    throw cli_Failure(failure.Code(), text + "; if it is a mesh, " + kImport);
+  throw;
 }
 
 diff_Wishes WishesOf(const Options& options) {
@@ -78,19 +89,17 @@ double SizeOf(const std::string& path) {
 void Diff(const Options& options) {
   cli_CatchSignals();
   const diff_Wishes wishes = WishesOf(options);
-  for (const sto_Opening& opening : options.files)
-    RefuseMesh(opening.file);
   const std::string &a = options.files[0].file, &b = options.files[1].file;
   diff_Report report(a, b, wishes.tolerances);
   {
     const auto library = std::make_shared<const cli_Library>();
-    const sto_File first(options.files[0], library), second(options.files[1], library);
+    const auto first = Open(options.files[0], library), second = Open(options.files[1], library);
     cli_Progress progress("comparing " + a + " and " + b, !options.quiet);
     progress.Total(SizeOf(a) + SizeOf(b));
-    diff_Files files(first, second, wishes, report, progress);
+    diff_Files files(*first, *second, wishes, report, progress);
     diff_Objects(files).Compare();
-    first.Check();
-    second.Check();
+    first->Check();
+    second->Check();
   }
   if (!options.writeTolerances.empty())
     report.WriteTolerances(options.writeTolerances);

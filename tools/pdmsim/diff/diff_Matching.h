@@ -40,7 +40,7 @@ class diff_Matching {
   void Pair(int a, int b);
 
   int m_count[2] = {0, 0}, m_only[2] = {0, 0};
-  std::vector<int> m_to[2];           // both empty: identity
+  std::vector<int> m_to[2];              // both empty: identity
   std::vector<std::int64_t> m_labels[2]; // [1] empty: as [0]
   std::vector<std::string> m_keys[2];
 };

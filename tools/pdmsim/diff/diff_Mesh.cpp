@@ -32,8 +32,8 @@ diff_Mesh::diff_Mesh(diff_Files& files) : m_files(files) {
   const msfD_Mesh &a = m_mesh[0], &b = m_mesh[1];
   if (!a || !b)
     return;
-  MatchByLabel("nodes", a.nodes(), b.nodes(), a.nodeFields(), b.nodeFields());
-  MatchByLabel("elements", a.elements(), b.elements(), a.elementFields(), b.elementFields());
+  MatchByLabel(a.nodes(), b.nodes(), a.nodeFields(), b.nodeFields());
+  MatchByLabel(a.elements(), b.elements(), a.elementFields(), b.elementFields());
   MatchRegions();
   MatchSteps();
   MatchKeys("nodeSetLabel", keysOf(a.nodeSets()), keysOf(b.nodeSets()));
@@ -45,7 +45,8 @@ diff_Mesh::diff_Mesh(diff_Files& files) : m_files(files) {
 }
 
 /// The user's numbers: 1, 2, 3... where there are none.
-std::vector<std::int64_t> diff_Mesh::Labels(int side, const FieldMap& fields, ORXSimCollectionID items) const {
+std::vector<std::int64_t> diff_Mesh::Labels(int side, const FieldMap& fields,
+                                            ORXSimCollectionID items) const {
   std::vector<std::int64_t> labels(diff_Size(ORXSimCollectionRef(items).NumItems()));
   const ORXSimDistributionID id = fields.get("label");
   if (isPlain(id, items)) {
@@ -61,15 +62,14 @@ std::vector<std::int64_t> diff_Mesh::Labels(int side, const FieldMap& fields, OR
   return labels;
 }
 
-void diff_Mesh::MatchByLabel(const char* what, ORXSimCollectionID a, ORXSimCollectionID b,
-                             const FieldMap& fieldsA, const FieldMap& fieldsB) {
+void diff_Mesh::MatchByLabel(ORXSimCollectionID a, ORXSimCollectionID b, const FieldMap& fieldsA,
+                             const FieldMap& fieldsB) {
   if (a.IsNull() || b.IsNull())
     return;
   const bool labels = !m_files.Wishes().byItem && (fieldsA.isMember("label") || fieldsB.isMember("label"));
   m_files.Match(a, b,
                 labels ? diff_Matching(Labels(0, fieldsA, a), Labels(1, fieldsB, b))
                        : diff_Matching(ORXSimCollectionRef(a).NumItems(), ORXSimCollectionRef(b).NumItems()));
-  (void)what;
 }
 
 /// Regions go together by the names of the sets that have one region alone.

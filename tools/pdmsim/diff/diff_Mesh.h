@@ -24,7 +24,7 @@ class diff_Mesh {
   using SetMap = kda_MapString<ORXSimCSetID>;
 
   std::vector<std::int64_t> Labels(int side, const FieldMap& fields, ORXSimCollectionID items) const;
-  void MatchByLabel(const char* what, ORXSimCollectionID a, ORXSimCollectionID b, const FieldMap& fieldsA,
+  void MatchByLabel(ORXSimCollectionID a, ORXSimCollectionID b, const FieldMap& fieldsA,
                     const FieldMap& fieldsB);
   void MatchRegions();
   void MatchSteps();

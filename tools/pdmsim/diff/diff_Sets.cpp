@@ -1,7 +1,7 @@
+#include <pdmsim/diff/diff_Connectivity.h>
 #include <pdmsim/diff/diff_Mesh.h>
 
 #include <algorithm>
-#include <set>
 
 // The second half of diff_Mesh: sets, surfaces and connectivity.
 
@@ -154,92 +154,13 @@ void diff_Mesh::CompareSurface(const std::string& path, ORXSimDistributionID a, 
 }
 
 void diff_Mesh::CompareConnectivity(const std::string& path, ORXSimDistributionID a, ORXSimDistributionID b) {
-  const std::vector<ORXSimPersistentDrawerDesc> drawers[2] = {m_files.Drawers(a), m_files.Drawers(b)};
-  const ORXSimCollectionID nodes[2] = {m_mesh[0].nodes(), m_mesh[1].nodes()};
-  const diff_Matching* const matching =
-      nodes[0].IsNull() || nodes[1].IsNull() ? nullptr : m_files.Matching(nodes[0], nodes[1]);
-  bool integers = matching != nullptr;
-  for (const auto& list : drawers)
-    for (const ORXSimPersistentDrawerDesc& drawer : list)
-      integers = integers && drawer.Type() == ORXSimItemType::kInt32;
-  const diff_Steps none{&m_frames, {}, true};
-  if (!integers)
-    return diff_Field(m_files, path, "connectivity", a, b, none, [](auto&&...) {}).Compare();
-  ++m_files.Report().counts.fields;
-  std::vector<diff_Column> columns[2];
-  for (const int side : {0, 1})
-    for (const ORXSimPersistentDrawerDesc& drawer : drawers[side])
-      columns[side].push_back({static_cast<int>(columns[side].size()), drawer.CSet(), "", {}});
-  const diff_RowPlan plan = diff_PlanRows(m_files, columns[0], columns[1]);
-  for (const int side : {0, 1})
-    if (plan.only[side] > 0)
-      m_files.Report().Differ(path, "rows", {{side == 0 ? "onlyInA" : "onlyInB", plan.only[side]}},
-                              {std::to_string(plan.only[side]) + " elements, as " + plan.first[side] +
-                               ", have nodes only in " + m_files.File(side).Path()});
-  const diff_Matching* const elements = m_files.Matching(m_mesh[0].elements(), m_mesh[1].elements());
-  const diff_Matching* const regions = m_mesh[0].regions().IsNull() || m_mesh[1].regions().IsNull()
-                                           ? nullptr
-                                           : m_files.Matching(m_mesh[0].regions(), m_mesh[1].regions());
-  const bool byRegion = regions != nullptr && diff_Size(regions->Count(0)) == drawers[0].size() &&
-                        diff_Size(regions->Count(1)) == drawers[1].size();
-  std::size_t others = 0, moved = 0;
-  std::vector<std::string> first[2];
-  std::string firstMoved, element;
-  const auto named = [&](const diff_Run& run, std::size_t row) {
-    const int item = m_files.Members(drawers[0][run.a].CSet())[row];
-    return "element " + (elements == nullptr ? std::to_string(item) : elements->Name(0, item));
-  };
-  for (const diff_Run& run : plan.runs) {
-    const ORXSimPersistentDrawerDesc &mine = drawers[0][run.a], &its = drawers[1][run.b];
-    const std::size_t rows = run.rows.empty() ? diff_Size(mine.Items()) : run.rows.size();
-    if (rows == 0)
-      continue;
-    if (byRegion && regions->Other(0, static_cast<int>(run.a)) != static_cast<int>(run.b)) {
-      if (moved == 0)
-        firstMoved = named(run, run.rows.empty() ? 0 : diff_Size(run.rows[0]));
-      moved += rows;
-    }
-    if (mine.LongName() != its.LongName())
-      m_files.Report().Differ(path, "type",
-                              {{"a", mine.LongName().CStr()},
-                               {"b", its.LongName().CStr()},
-                               {"elements", rows},
-                               {"drawer", run.a}},
-                              {std::to_string(rows) + " elements of block " + std::to_string(run.a) +
-                               " are of type '" + mine.LongName().CStr() + "' against '" +
-                               its.LongName().CStr() + "'"});
-    const diff_Reader readA(a, static_cast<int>(run.a)), readB(b, static_cast<int>(run.b));
-    const std::size_t widths[2] = {readA.Width(), readB.Width()};
-    const bool same = widths[0] == widths[1] && matching->Identity();
-    diff_ForEachPiece<std::int32_t>(
-        run, readA, readB, m_files.Progress(),
-        [&](const std::int32_t* x, const std::int32_t* y, std::size_t count, const auto& rowOf) {
-          m_files.Report().counts.values += count * widths[0];
-          if (same && std::memcmp(x, y, count * widths[0] * sizeof *x) == 0)
-            return;
-          for (std::size_t i = 0; i < count; ++i, x += widths[0], y += widths[1]) {
-            bool equal = true;
-            for (std::size_t k = 0; equal && k < std::max(widths[0], widths[1]); ++k) {
-              const int node = k < widths[0] ? x[k] : -1, other = k < widths[1] ? y[k] : -1;
-              equal = node < 0 || other < 0 ? node == other : matching->Other(0, node) == other;
-            }
-            if (equal || others++ > 0)
-              continue;
-            element = named(run, rowOf(i));
-            for (std::size_t k = 0; k < widths[0]; ++k)
-              first[0].push_back(x[k] < 0 ? "-" : matching->Name(0, x[k]));
-            for (std::size_t k = 0; k < widths[1]; ++k)
-              first[1].push_back(y[k] < 0 ? "-" : matching->Name(1, y[k]));
-          }
-        });
-  }
-  if (others > 0)
-    m_files.Report().Differ(path, "",
-                            {{"elements", others}, {"first", element}, {"a", first[0]}, {"b", first[1]}},
-                            {std::to_string(others) + " elements have other nodes",
-                             "first: " + element + ": " + listed(first[0], first[0].size()) + " against " +
-                                 listed(first[1], first[1].size())});
-  if (moved > 0)
-    m_files.Report().Differ(path, "block", {{"elements", moved}, {"first", firstMoved}},
-                            {std::to_string(moved) + " elements are in another block, as " + firstMoved});
+  const msfD_Mesh &first = m_mesh[0], &second = m_mesh[1];
+  diff_Connectivity connectivity(m_files, path, a, b,
+                                 {m_files.Matching(first.nodes(), second.nodes()),
+                                  m_files.Matching(first.elements(), second.elements()),
+                                  m_files.Matching(first.regions(), second.regions())});
+  if (connectivity.IsOne())
+    return connectivity.Compare();
+  const diff_Steps constant{&m_frames, {}, true};
+  diff_Field(m_files, path, "connectivity", a, b, constant, [](auto&&...) {}).Compare();
 }

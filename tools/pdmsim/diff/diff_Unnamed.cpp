@@ -77,14 +77,12 @@ void diff_Objects::CompareUnnamed() {
     for (const int i : matching.Only(side))
       if (!m_files.Report().Ignores(path(side, i), names[side][diff_Size(i)]))
         m_files.Report().Only(side, path(side, i), "field");
-  const std::size_t named = m_collections[0].size();
   for (const auto& [a, b] : m_paired) {
     const std::string name = ORXSimCollectionRef(a).Name().CStr(), at = "store/collections/" + name;
     if (m_collections[0].contains({0, a.Minor()}) || m_files.Report().Ignores(at, name))
       continue;
     Collection({at, "", ""}, a, b);
   }
-  (void)named;
   for (const int side : {0, 1}) // rows are over sets that have no other name
     for (const ORXSimDistributionID id : ORXSimStore(Context(side)).Distributions())
       for (const ORXSimPersistentDrawerDesc& drawer : m_files.Drawers(id))
