@@ -153,8 +153,7 @@ class Mesh(Case):
              {"- field nodeFields/temperature", "+ field nodeFields/heat"}),
             (at("times", value=[0.0, 0.6, 2.25]), {"- step 1 (time 0.5) of discreteModel/frames",
                                                    "+ step 1 (time 0.6) of discreteModel/frames"}),
-            (at("node_labels", 3, do=lambda label: label + 1), {"content nodes", "content elementFields/connectivity",
-                                                              "content nodeSets/plain"}),
+            (at("node_labels", 3, do=lambda label: label + 1), {"content nodes", "content elementFields/connectivity"}),
             (moved, {"content elementSets/fluid/inner part", "content elementSets/void",
                      "block elementFields/connectivity"}),
         ]
@@ -304,9 +303,9 @@ class Tolerances(Case):
                 ([0, 1, 3], [0, 1, 3], [], {"- step 2 (time 2) of discreteModel/frames"}),
                 ([0, 1, 1.5, 2, 3], [0, 1, 0, 2, 3], [], {"+ step 2 (time 1.5) of discreteModel/frames"}),
                 ([0, 1 + 1e-12, 2, 3], [0, 1, 2, 3], [], set()),
-                ([0, 1.2, 2, 3], [0, 1, 2, 3], ["--time-tolerance", "0.2", "--ignore", "time"], set()),
-                ([0.3, 0.9, 2, 3], [0, 1, 2, 3], ["--time-tolerance", "0.5", "--ignore", "time"], set()),
-                ([0, 0.8, 1.1, 2, 3], [0, 0, 1, 2, 3], ["--time-tolerance", "0.5", "--ignore", "time"],
+                ([0, 1.2, 2, 3], [0, 1, 2, 3], ["--time-tolerance", "0.2"], set()),
+                ([0.3, 0.9, 2, 3], [0, 1, 2, 3], ["--time-tolerance", "0.5"], set()),
+                ([0, 0.8, 1.1, 2, 3], [0, 0, 1, 2, 3], ["--time-tolerance", "0.5"],
                  {"+ step 1 (time 0.8) of discreteModel/frames"})):
             b = self.make("b", line(values[rows], times=times))
             self.assertEqual(self.diff(a, b, *options), expected, times)
@@ -319,24 +318,43 @@ class Files(Case):
         golden = pathlib.Path(shutil.copy(GOLDEN / "systems.pdm", self.dir / "a"))
         self.assertEqual(self.diff(golden, golden), set())
         self.assertEqual(self.report["compared"]["systems"], 3)
-        with h5py.File(golden) as file:
-            systems = file["sim/discreteModel/mesh/systems"]
-            streams = {}
-            systems.visititems(lambda n, g: streams.__setitem__(n, g[()].tobytes()) if n.endswith("TypeMembers") else None)
-        seen = 0
-        for name, stream in streams.items():  # every number and text in them counts
-            length = struct.unpack_from("<i", stream)[0]
-            for old, new in ((b"event", b"Event"), (b"system", b"System"), (struct.pack("<d", 0.5), struct.pack("<d", 0.75))):
-                at = stream[:length].find(old)
-                if at < 0:
-                    continue
-                seen += 1
-                b = pathlib.Path(shutil.copy(golden, self.dir / "b"))
-                with h5py.File(b, "r+") as file:
-                    data = stream[:at] + new + stream[at + len(old) : length]
-                    file["sim/discreteModel/mesh/systems"][name][...] = np.frombuffer(data.ljust(len(stream), b"\0"), "u1")
-                self.assertTrue(self.diff(golden, b), (name, old))
-        self.assertGreater(seen, 2)
+        systems = "sim/discreteModel/mesh/systems/"
+
+        def edited(name, *edits, klass=None):
+            """A copy with these bytes for those in member streams, and another class of an event."""
+            shutil.copy(golden, self.dir / name)
+            with h5py.File(self.dir / name, "r+") as file:
+                for path, old, new in edits:
+                    dataset = file[systems + path + "/#simpleTypeMembers"]
+                    data = dataset[()].tobytes()
+                    length = struct.unpack_from("<i", data)[0]
+                    self.assertEqual(data[:length].count(old), 1)
+                    data = data[:length].replace(old, new)
+                    dataset[...] = np.frombuffer(data.ljust(len(dataset), b"\0"), "u1")
+                if klass:
+                    file[systems + "1/events/0"].attrs["class"] = np.frombuffer(klass.ljust(80, b"\0"), "u1")
+            return self.dir / name
+
+        number, events = lambda value: struct.pack("<d", value), "systems/modes/events"
+        type_id = lambda value: b"\x03\4\0\0\0\3" + bytes([value])
+        for (path, old, new), expected in (
+                (("0/#base", b"statics", b"Statics"),
+                 {"- GenericSystem systems/statics", "+ GenericSystem systems/Statics"}),
+                (("0/#base", b"\xf9\xff\xff\xff", b"\xfa\xff\xff\xff"),
+                 {"- field systems/statics/distributions/-7", "+ field systems/statics/distributions/-6"}),
+                (("1", number(2.5), number(3.5)), {"values systems/modes/propertyEvaluation"}),
+                (("1/events/0", b"crash", b"Crash"), {f"- ModalEvent {events}/crash", f"+ ModalEvent {events}/Crash"}),
+                (("1/events/0", type_id(11), type_id(13)), {f"values {events}/crash/eventTypeID"}),
+                (("1/events/0", b"\2\6" + bytes(7), b"\2" + 8 * b"\xff"), {f"- set {events}/crash/activeModes"}),
+                (("1/events/0", b"gain", b"Gain"), {f"- field {events}/crash/userDistributions/gain",
+                                                   f"+ field {events}/crash/userDistributions/Gain"}),
+                (("2/damping", number(4.5), number(5.5)), {"values systems/part/damping/volume"})):
+            self.assertEqual(self.diff(golden, edited("b", (path, old, new)), "--abs", "0.5"), expected)
+        self.assertEqual(self.diff(golden, edited("b", ("1", number(2.5), number(3.5))), "--abs", "1"), set())
+        nobody = edited("nobody", klass=b"com.vertana.Nobody")
+        self.assertIn(f"- ModalEvent {events}/crash", self.diff(golden, nobody))
+        self.assertEqual(self.diff(nobody, edited("b", ("1/events/0", type_id(11), type_id(13)),
+                                                  klass=b"com.vertana.Nobody")), {f"values {events}/0/member 4"})
         self.assertTrue(self.diff(golden, GOLDEN / "modal.pdm"))
         self.assertTrue(any(o["kind"] == "ModalSystem" for o in self.report["onlyInB"]))
 

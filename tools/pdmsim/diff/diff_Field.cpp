@@ -30,7 +30,9 @@ diff_Field::diff_Field(diff_Files& files, std::string path, std::string name, OR
                        ORXSimDistributionID b, const diff_Steps& steps, const diff_Grouping& grouping)
     : m_files(files), m_path(std::move(path)), m_name(std::move(name)), m_id{a, b}, m_steps(steps),
       m_grouping(grouping), m_tolerance{files.Wishes().tolerances.Of(m_path, m_name, false),
-                                        files.Wishes().tolerances.Of(m_path, m_name, true)} {}
+                                        files.Wishes().tolerances.Of(m_path, m_name, true)} {
+  m_tolerance[0].abs = std::max(m_tolerance[0].abs, steps.abs);
+}
 
 /// Says once for the field that both have a part otherwise.
 void diff_Field::Part(const char* part, const std::string& a, const std::string& b, int drawer) {

@@ -9,6 +9,7 @@
 struct diff_Steps {
   const diff_Matching* frames = nullptr; // null: each drawer goes with the drawer of its number
   std::vector<double> times;             // of the first file's steps
+  double abs = 0;                        // a difference that passes in any case
   bool constant = false;                 // one value for all time, whatever number of drawers it has
 };
 

@@ -110,7 +110,8 @@ void diff_Mesh::MatchSteps() {
                          ORXSimCollectionRef(frames[1]).NumItems()};
   const bool timed = m_times[0].size() == diff_Size(counts[0]) && m_times[1].size() == diff_Size(counts[1]);
   const double asked = m_files.Wishes().timeTolerance;
-  m_frames = timed ? diff_Matching::ByTime(m_times[0], m_times[1], asked < 0 ? 1e-9 * greatest : asked)
+  m_timeTolerance = asked < 0 ? 1e-9 * greatest : asked;
+  m_frames = timed ? diff_Matching::ByTime(m_times[0], m_times[1], m_timeTolerance)
                    : diff_Matching(counts[0], counts[1]);
   m_files.Match(frames[0], frames[1], m_frames);
   m_files.Report().counts.steps = counts[0] - std::ssize(m_frames.Only(0));
@@ -169,7 +170,8 @@ void diff_Mesh::CompareField(const std::string& path, const std::string& member,
     return CompareConnectivity(path, a, b);
   const bool overSteps = member == "nodeFields" || member == "elementFields" || member == "surfaceFields" ||
                          member == "regionFields" || member == "localNodeFields";
-  diff_Steps steps{overSteps ? &m_frames : nullptr, m_times[0], false};
+  diff_Steps steps{overSteps ? &m_frames : nullptr, m_times[0],
+                   member == "frameFields" && name == "time" ? m_timeTolerance : 0};
   for (const char* own : {"coordinates", "label", "attribute", "distributionFactor"})
     steps.constant = steps.constant || name == own;
   const diff_Grouping grouping = [&](int side, const ORXSimPersistentDrawerDesc& drawer,

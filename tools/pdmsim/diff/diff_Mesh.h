@@ -40,4 +40,5 @@ class diff_Mesh {
   msfD_Mesh m_mesh[2];
   diff_Matching m_frames{0, 0};
   std::vector<double> m_times[2];
+  double m_timeTolerance = 0;
 };

@@ -161,6 +161,6 @@ void diff_Mesh::CompareConnectivity(const std::string& path, ORXSimDistributionI
                                   m_files.Matching(first.regions(), second.regions())});
   if (connectivity.IsOne())
     return connectivity.Compare();
-  const diff_Steps constant{&m_frames, {}, true};
+  const diff_Steps constant{&m_frames, {}, 0, true};
   diff_Field(m_files, path, "connectivity", a, b, constant, [](auto&&...) {}).Compare();
 }

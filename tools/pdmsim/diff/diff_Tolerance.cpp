@@ -93,8 +93,9 @@ void diff_Tolerances::Read(const std::string& file) {
       if (!rule.ignore && !terms.is_object())
         refuse(file, "{\"abs\": ..., \"rel\": ..., \"floor\": ...} or \"ignore\" for " + pattern,
                terms.dump());
-      for (const auto& [key, value] : (rule.ignore ? nlohmann::ordered_json::object() : terms).items())
-        AddTerm(file, rule, key, value.dump());
+      if (!rule.ignore)
+        for (const auto& [key, value] : terms.items())
+          AddTerm(file, rule, key, value.dump());
       m_rules.push_back(std::move(rule));
     }
     return;

@@ -2,10 +2,17 @@
 
 #include <pdmsim/cli/cli_Failure.h>
 
+#include <string_view>
+
 sto_File::sto_File(const sto_Opening& opening, std::shared_ptr<const cli_Library> library)
     : m_opening(opening), m_library(std::move(library)) {
   ORXSimManager::SetWaitingTime(1000 * opening.wait);
   m_sim = m_root.openSimReadOnly(opening.file.c_str(), "", opening.live ? 3 : -1);
+  constexpr std::string_view kNoSim = "/sim: open group: there is no object of that name";
+  if (!m_sim && std::string_view(ORXSimManager::LastError()).ends_with(kNoSim))
+    throw cli_Failure(cli_Exit::kUnusable,
+                      opening.file +
+                          ": expected a simulation file, found an HDF5 file without a group 'sim'");
   m_library->Check(opening.file, "a simulation file");
   if (!m_sim)
     throw cli_Failure(cli_Exit::kUnusable, opening.file + ": expected a simulation file, found none");
