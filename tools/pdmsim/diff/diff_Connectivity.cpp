@@ -25,16 +25,16 @@ void diff_Connectivity::Compare() {
   for (const int side : {0, 1})
     for (const ORXSimPersistentDrawerDesc& drawer : m_drawers[side])
       columns[side].push_back({static_cast<int>(columns[side].size()), drawer.CSet(), "", {}});
-  const diff_RowPlan plan = diff_PlanRows(m_files, columns[0], columns[1]);
-  if (plan.apart)
+  const auto plan = diff_PlanRows(m_files, columns[0], columns[1]);
+  if (plan->apart)
     m_files.Report().Differ(m_path, "collection", show_Json::object(),
                             {"is of other collections, which do not go together"});
   for (const int side : {0, 1})
-    if (plan.only[side] > 0)
-      m_files.Report().Differ(m_path, "rows", {{side == 0 ? "onlyInA" : "onlyInB", plan.only[side]}},
-                              {std::to_string(plan.only[side]) + " elements, as " + plan.first[side] +
+    if (plan->only[side] > 0)
+      m_files.Report().Differ(m_path, "rows", {{side == 0 ? "onlyInA" : "onlyInB", plan->only[side]}},
+                              {std::to_string(plan->only[side]) + " elements, as " + plan->first[side] +
                                ", have nodes only in " + m_files.File(side).Path()});
-  for (const diff_Run& run : plan.runs)
+  for (const diff_Run& run : plan->runs)
     CompareRun(run);
   Finish();
 }

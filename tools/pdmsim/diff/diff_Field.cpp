@@ -128,18 +128,18 @@ void diff_Field::CompareStep(int step, std::size_t firstA, std::size_t countA, s
   if (sets != m_planned || sets.empty()) {
     m_plan = diff_PlanRows(m_files, Columns(0, firstA, countA), Columns(1, firstB, countB));
     m_planned = std::move(sets);
-    if (m_plan.apart)
+    if (m_plan->apart)
       Part("collection", ORXSimCollectionRef(m_shape[0].drawers[firstA].CSet().Collection()).Name().CStr(),
            "another, " +
                std::string(ORXSimCollectionRef(m_shape[1].drawers[firstB].CSet().Collection()).Name().CStr()),
            static_cast<int>(firstA));
     for (const int side : {0, 1})
-      if (m_plan.only[side] > 0 && m_told.insert("rows" + std::to_string(side)).second)
-        m_files.Report().Differ(m_path, "rows", {{side == 0 ? "onlyInA" : "onlyInB", m_plan.only[side]}},
-                                {"values for " + std::to_string(m_plan.only[side]) + " more, as for " +
-                                 m_plan.first[side] + ", only in " + m_files.File(side).Path()});
+      if (m_plan->only[side] > 0 && m_told.insert("rows" + std::to_string(side)).second)
+        m_files.Report().Differ(m_path, "rows", {{side == 0 ? "onlyInA" : "onlyInB", m_plan->only[side]}},
+                                {"values for " + std::to_string(m_plan->only[side]) + " more, as for " +
+                                 m_plan->first[side] + ", only in " + m_files.File(side).Path()});
   }
-  for (const diff_Run& run : m_plan.runs) {
+  for (const diff_Run& run : m_plan->runs) {
     const std::size_t a = firstA + run.a, b = firstB + run.b;
     CompareDrawers(m_shape[0].drawers[a], m_shape[1].drawers[b], static_cast<int>(a));
     CompareRun(run, step, static_cast<int>(a), static_cast<int>(b));

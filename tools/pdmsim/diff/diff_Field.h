@@ -57,7 +57,7 @@ class diff_Field {
   diff_Tolerance m_tolerance[2]; // of real numbers, of integers
   Shape m_shape[2];
   std::vector<ORXSimCSetID> m_planned; // the sets that the plan is for
-  diff_RowPlan m_plan;
+  std::shared_ptr<const diff_RowPlan> m_plan;
   diff_Tally m_tally;
   bool m_integers = true;
   Place m_worst;

@@ -9,6 +9,8 @@
 #include <map>
 #include <memory>
 
+struct diff_RowPlan;
+
 /// What is asked of a comparison.
 struct diff_Wishes {
   diff_Tolerances tolerances;
@@ -47,6 +49,13 @@ class diff_Files {
   /// the whole of collections that go together item by item. Remembers what it found.
   bool SameRows(ORXSimCSetID a, ORXSimCSetID b);
 
+  /// The plan that was made last, which mostly is the next field's too, and the sets that it is for.
+  struct Planned {
+    std::vector<ORXSimCSetID> a, b;
+    std::shared_ptr<const diff_RowPlan> plan;
+  };
+  Planned& LastPlan() { return m_planned; }
+
  private:
   struct Pair {
     int other; // minor number of the collection of the second file
@@ -56,6 +65,7 @@ class diff_Files {
   const diff_Wishes& m_wishes;
   diff_Report& m_report;
   cli_Progress& m_progress;
+  Planned m_planned;
   std::map<int, Pair> m_matchings; // by the minor number in the first file
   std::map<std::array<int, 4>, bool> m_same;
 };

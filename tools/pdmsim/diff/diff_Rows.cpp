@@ -54,10 +54,26 @@ bool alike(diff_Files& files, const std::vector<diff_Column>& a, const std::vect
   return same;
 }
 
-} // namespace
+std::vector<ORXSimCSetID> setsOf(const std::vector<diff_Column>& columns) {
+  std::vector<ORXSimCSetID> sets;
+  for (const diff_Column& column : columns)
+    sets.push_back(column.set);
+  return sets;
+}
 
-diff_RowPlan diff_PlanRows(diff_Files& files, const std::vector<diff_Column>& a,
-                           const std::vector<diff_Column>& b) {
+/// The whole of both collections, in one drawer each.
+diff_Run wholeRun(const diff_Matching& matching) {
+  diff_Run run;
+  for (int item = 0; item < matching.Count(0); ++item)
+    if (const int other = matching.Other(0, item); other >= 0) {
+      run.rows.push_back(item);
+      run.other.push_back(other);
+    }
+  return run;
+}
+
+diff_RowPlan makePlan(diff_Files& files, const std::vector<diff_Column>& a,
+                      const std::vector<diff_Column>& b) {
   diff_RowPlan plan;
   if (alike(files, a, b)) {
     for (std::size_t i = 0; i < a.size(); ++i)
@@ -75,6 +91,15 @@ diff_RowPlan diff_PlanRows(diff_Files& files, const std::vector<diff_Column>& a,
   plan.apart = matching == nullptr || elsewhere(a) || elsewhere(b);
   if (plan.apart)
     return plan;
+  const auto whole = [](const std::vector<diff_Column>& columns) {
+    return columns.size() == 1 && columns[0].set.Minor() == 0 && columns[0].sides.empty();
+  };
+  if (whole(a) && whole(b) && a[0].group == b[0].group) {
+    plan.runs.push_back(wholeRun(*matching));
+    if (plan.runs.back().rows.empty())
+      plan.runs.clear();
+    return plan;
+  }
   std::vector<std::string> groups;
   for (const auto* columns : {&a, &b})
     for (const diff_Column& column : *columns)
@@ -102,6 +127,20 @@ diff_RowPlan diff_PlanRows(diff_Files& files, const std::vector<diff_Column>& a,
   std::sort(pairs.begin(), pairs.end(), [&](const auto& x, const auto& y) { return place(x) < place(y); });
   addRuns(pairs, plan);
   return plan;
+}
+
+} // namespace
+
+std::shared_ptr<const diff_RowPlan> diff_PlanRows(diff_Files& files, const std::vector<diff_Column>& a,
+                                                  const std::vector<diff_Column>& b) {
+  const auto plain = [](const diff_Column& column) { return column.group.empty() && column.sides.empty(); };
+  if (!std::all_of(a.begin(), a.end(), plain) || !std::all_of(b.begin(), b.end(), plain))
+    return std::make_shared<const diff_RowPlan>(makePlan(files, a, b));
+  diff_Files::Planned& last = files.LastPlan();
+  std::vector<ORXSimCSetID> setsA = setsOf(a), setsB = setsOf(b);
+  if (last.plan == nullptr || last.a != setsA || last.b != setsB)
+    last = {std::move(setsA), std::move(setsB), std::make_shared<const diff_RowPlan>(makePlan(files, a, b))};
+  return last.plan;
 }
 
 diff_Reader::diff_Reader(ORXSimDistributionID id, int drawer)

@@ -2,7 +2,7 @@
 
 #include <pdmsim/diff/diff_Files.h>
 
-#include <optional>
+#include <algorithm>
 
 /// One drawer of a step: a part of the rows that a field has there.
 struct diff_Column {
@@ -27,8 +27,8 @@ struct diff_RowPlan {
 };
 
 /// Matches the rows of a step by the items that they are for, drawers in any division.
-diff_RowPlan diff_PlanRows(diff_Files& files, const std::vector<diff_Column>& a,
-                           const std::vector<diff_Column>& b);
+std::shared_ptr<const diff_RowPlan> diff_PlanRows(diff_Files& files, const std::vector<diff_Column>& a,
+                                                  const std::vector<diff_Column>& b);
 
 /// Reads a drawer in pieces.
 class diff_Reader {
@@ -50,6 +50,20 @@ class diff_Reader {
 
   ORXSimOpenDrawer m_drawer;
 };
+
+/// The rows of those numbers, one after the other.
+/// \param begin  the number of the row that `from` begins with.
+template <class T>
+void diff_Gather(const T* from, std::size_t begin, std::size_t width, const int* rows, std::size_t count,
+                 std::vector<T>& out) {
+  out.resize(count * width);
+  if (width == 1)
+    for (std::size_t i = 0; i < count; ++i)
+      out[i] = from[diff_Size(rows[i]) - begin];
+  else
+    for (std::size_t i = 0; i < count; ++i)
+      std::copy_n(from + (diff_Size(rows[i]) - begin) * width, width, out.data() + i * width);
+}
 
 /// Hands out two drawers' rows that go together, piece by piece.
 /// \param f  gets the numbers of both, [rows][width of each], how many rows they are, and a function that
@@ -74,16 +88,16 @@ void diff_ForEachPiece(const diff_Run& run, const diff_Reader& a, const diff_Rea
     const std::size_t begin = diff_Size(run.rows[at]) / piece * piece,
                       count = std::min(piece, a.Rows() - begin);
     a.Read(begin, count, first, progress);
-    std::size_t end = at;
-    gathered.clear();
-    second.clear();
-    for (; end < run.rows.size() && diff_Size(run.rows[end]) < begin + count; ++end) {
-      const T* const mine = first.data() + (diff_Size(run.rows[end]) - begin) * width;
-      const T* const its = whole.data() + diff_Size(run.other[end]) * other;
-      gathered.insert(gathered.end(), mine, mine + width);
-      second.insert(second.end(), its, its + other);
+    const auto after = std::lower_bound(run.rows.begin() + static_cast<std::ptrdiff_t>(at), run.rows.end(),
+                                        static_cast<int>(begin + count));
+    const auto end = static_cast<std::size_t>(after - run.rows.begin());
+    const T* mine = first.data(); // as it stands, where no row of the piece is missing
+    if (end - at < count) {
+      diff_Gather(first.data(), begin, width, &run.rows[at], end - at, gathered);
+      mine = gathered.data();
     }
-    f(gathered.data(), second.data(), end - at, [&](std::size_t i) { return diff_Size(run.rows[at + i]); });
+    diff_Gather(whole.data(), 0, other, &run.other[at], end - at, second);
+    f(mine, second.data(), end - at, [&](std::size_t i) { return diff_Size(run.rows[at + i]); });
     at = end;
   }
 }

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 #include <type_traits>
 
 /// The value that differs most of those that were compared.
@@ -42,27 +41,54 @@ bool Passes(T a, T b, const diff_Tolerance& tolerance, bool nanEqual) {
   const double x = std::fabs(static_cast<double>(a)), y = std::fabs(static_cast<double>(b));
   const double most = x > y ? x : y, scaled = tolerance.rel * most;
   const double limit = tolerance.abs > scaled ? tolerance.abs : scaled;
-  bool passes = (a == b) | ((distance <= limit) & (distance < std::numeric_limits<double>::infinity())) |
+  bool passes = (a == b) | ((distance <= limit) & (distance < HUGE_VAL)) |
                 ((x < tolerance.floor) & (y < tolerance.floor));
   if constexpr (std::is_floating_point_v<T>)
     passes |= nanEqual & (a != a) & (b != b);
   return passes;
 }
 
-/// True when the first is worse; what is not finite is worst of all.
-inline bool Worse(const diff_Worst& one, const diff_Worst& other) {
-  const auto rank = [](double difference) { return std::isfinite(difference) ? difference : HUGE_VAL; };
-  return one.exists && (!other.exists || rank(one.difference) > rank(other.difference));
+/// How bad a difference is; what is not finite is worst of all.
+inline double Rank(double difference) {
+  return difference < HUGE_VAL ? difference : HUGE_VAL; // NaN is not below
+}
+
+constexpr std::size_t kBlock = 1024; // loops over so many have no rest, and work on several numbers at once
+
+template <class T>
+bool AllEqual(const T* a, const T* b) {
+  std::size_t equal = 0;
+  for (std::size_t i = 0; i < kBlock; ++i)
+    equal += a[i] == b[i];
+  return equal == kBlock;
 }
 
 template <class T>
-void Note(T a, T b, std::size_t index, diff_Tally& tally) {
-  const double distance = Distance(a, b);
-  ++tally.different;
-  tally.hopeless += !std::isfinite(distance);
-  const diff_Worst found{true, index, static_cast<double>(a), static_cast<double>(b), distance};
-  if (Worse(found, tally.worst))
-    tally.worst = found;
+void CompareBlock(const T* a, const T* b, std::size_t first, const diff_Tolerance& tolerance, bool nanEqual,
+                  diff_Tally& tally) {
+  if ((!std::is_floating_point_v<T> || nanEqual) && std::memcmp(a, b, kBlock * sizeof(T)) == 0)
+    return;
+  if (AllEqual(a, b))
+    return;
+  std::uint64_t different = 0, hopeless = 0;
+  double most = -1;
+  for (std::size_t i = 0; i < kBlock; ++i) {
+    const bool fails = !Passes(a[i], b[i], tolerance, nanEqual);
+    const double rank = Rank(Distance(a[i], b[i])), counted = fails ? rank : -1;
+    different += fails;
+    hopeless += counted == HUGE_VAL;
+    most = counted > most ? counted : most;
+  }
+  tally.different += different;
+  tally.hopeless += hopeless;
+  if (different == 0 || (tally.worst.exists && most <= Rank(tally.worst.difference)))
+    return;
+  for (std::size_t i = 0; i < kBlock; ++i)
+    if (const double distance = Distance(a[i], b[i]);
+        Rank(distance) == most && !Passes(a[i], b[i], tolerance, nanEqual)) {
+      tally.worst = {true, first + i, static_cast<double>(a[i]), static_cast<double>(b[i]), distance};
+      return;
+    }
 }
 
 } // namespace diff_values
@@ -72,27 +98,17 @@ void Note(T a, T b, std::size_t index, diff_Tally& tally) {
 template <class T>
 void diff_Compare(const T* a, const T* b, std::size_t count, const diff_Tolerance& tolerance, bool nanEqual,
                   diff_Tally& tally) {
-  constexpr std::size_t kBlock = 2048;
+  using diff_values::kBlock;
   tally.compared += count;
-  for (std::size_t at = 0; at < count; at += kBlock) {
-    const std::size_t end = at + kBlock < count ? at + kBlock : count;
-    if ((!std::is_floating_point_v<T> || nanEqual) &&
-        std::memcmp(a + at, b + at, (end - at) * sizeof(T)) == 0)
-      continue;
-    std::size_t equal = 0;
-    for (std::size_t i = at; i < end; ++i)
-      equal += a[i] == b[i];
-    if (equal == end - at)
-      continue;
-    std::size_t passed = 0;
-    for (std::size_t i = at; i < end; ++i)
-      passed += diff_values::Passes(a[i], b[i], tolerance, nanEqual);
-    if (passed == end - at)
-      continue;
-    for (std::size_t i = at; i < end; ++i)
-      if (!diff_values::Passes(a[i], b[i], tolerance, nanEqual))
-        diff_values::Note(a[i], b[i], i, tally);
-  }
+  std::size_t at = 0;
+  for (; at + kBlock <= count; at += kBlock)
+    diff_values::CompareBlock(a + at, b + at, at, tolerance, nanEqual, tally);
+  if (at == count)
+    return;
+  T first[kBlock] = {}, second[kBlock] = {}; // behind the rest all is equal
+  std::memcpy(first, a + at, (count - at) * sizeof(T));
+  std::memcpy(second, b + at, (count - at) * sizeof(T));
+  diff_values::CompareBlock(first, second, at, tolerance, nanEqual, tally);
 }
 
 /// Adds what was found elsewhere.
@@ -101,7 +117,9 @@ inline bool diff_Join(diff_Tally& tally, const diff_Tally& other) {
   tally.compared += other.compared;
   tally.different += other.different;
   tally.hopeless += other.hopeless;
-  const bool worse = diff_values::Worse(other.worst, tally.worst);
+  using diff_values::Rank;
+  const bool worse = other.worst.exists &&
+                     (!tally.worst.exists || Rank(other.worst.difference) > Rank(tally.worst.difference));
   if (worse)
     tally.worst = other.worst;
   return worse;
