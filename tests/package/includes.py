@@ -64,6 +64,7 @@ ROOMS = {
     f"{EXPORT}/out": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
     **{room: USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", f"{EXPORT}/out", *IMPORTS] for room in EXPORTS},
     EXPORT: USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", f"{EXPORT}/out", *EXPORTS],
+    "tools/pdmsim/diff": USER + ["tools/pdmsim/cli", "tools/pdmsim/show", "tools/pdmsim/dofs", "tools/pdmsim/stored"],
     "tools/pdmsim/commands": USER + TOOLS,
     "tools/pdmsim/*.cpp": USER + TOOLS + ["tools/pdmsim/commands"],
     "examples": USER,

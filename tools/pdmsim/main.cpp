@@ -3,6 +3,7 @@
 #include <pdmsim/commands/cmd_Check.h>
 #include <pdmsim/commands/cmd_Commands.h>
 #include <pdmsim/commands/cmd_Compact.h>
+#include <pdmsim/commands/cmd_Diff.h>
 #include <pdmsim/commands/cmd_Dofs.h>
 #include <pdmsim/commands/cmd_Export.h>
 #include <pdmsim/commands/cmd_Generate.h>
@@ -32,6 +33,7 @@ constexpr char kFooter[] = R"(Examples:
   pdmsim dofs beam.pdm                        how its system numbers its DOFs
   pdmsim view beam.pdm                        beam.hdf, by which ParaView shows it
   pdmsim report beam.pdm -o beam.html         a page for somebody who has no viewer
+  pdmsim diff old.pdm new.pdm                 in what do two results differ?
   pdmsim check beam.pdm                       is everything in it as it should be?
   pdmsim compact beam.pdm                     the file without its unused space
   pdmsim help COMMAND                         more on one command
@@ -77,6 +79,7 @@ int main(int argc, char** argv) {
   cmd_AddDofs(program);
   cmd_AddView(program);
   cmd_AddReport(program);
+  cmd_AddDiff(program);
   cmd_AddCheck(program);
   cmd_AddRecover(program);
   cmd_AddCompact(program);

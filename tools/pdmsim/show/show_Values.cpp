@@ -75,7 +75,7 @@ show_Json show_Value(ORXSimCSetID id) {
     return nullptr;
   if (!Exists(id))
     return Missing("set", id.Minor());
-  show_Json json{{"kind", "set"}, {"id", id.Minor()}};
+  show_Json json{{"kind", "set"}, {"id", id.Minor()}, {"collectionId", id.CollectionMinor()}};
   AddSet(id, json);
   json["size"] = ORXSimCSet(id).Size();
   return json;

@@ -3,7 +3,8 @@
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/cli/cli_Input.h>
 
-sto_File::sto_File(const sto_Opening& opening) : m_opening(opening) {
+sto_File::sto_File(const sto_Opening& opening, std::shared_ptr<const cli_Library> library)
+    : m_opening(opening), m_library(std::move(library)) {
   cli_ExpectSimulation(opening.file);
   ORXSimManager::SetWaitingTime(1000 * opening.wait);
   m_sim = m_root.openSimReadOnly(opening.file.c_str(), "", opening.live ? 3 : -1);
@@ -11,7 +12,7 @@ sto_File::sto_File(const sto_Opening& opening) : m_opening(opening) {
     CheckContent();
   else
     cli_CheckSimulation(Path(), Context());
-  m_library.Check(opening.file, "a simulation file");
+  m_library->Check(opening.file, "a simulation file");
   if (!m_sim)
     throw cli_Failure(cli_Exit::kUnusable, opening.file + ": expected a simulation file, found none");
 }
@@ -37,5 +38,5 @@ msfD_Mesh sto_File::Mesh() const {
 }
 
 void sto_File::Check() const {
-  m_library.Check(Path(), "a whole simulation file");
+  m_library->Check(Path(), "a whole simulation file");
 }

@@ -4,6 +4,7 @@
 
 #include <PDM_Core.h>
 
+#include <memory>
 #include <string>
 
 /// How a command opens the simulation file that it reads.
@@ -17,7 +18,9 @@ struct sto_Opening {
 class sto_File {
  public:
   /// Throws cli_Failure for what is no simulation file, in one line that says what it is.
-  explicit sto_File(const sto_Opening& opening);
+  /// \param library  shared by files that are open at the same time.
+  explicit sto_File(const sto_Opening& opening,
+                    std::shared_ptr<const cli_Library> library = std::make_shared<const cli_Library>());
   sto_File(const sto_File&) = delete;
   sto_File& operator=(const sto_File&) = delete;
 
@@ -36,7 +39,7 @@ class sto_File {
   void CheckContent() const;
 
   sto_Opening m_opening;
-  cli_Library m_library;
+  std::shared_ptr<const cli_Library> m_library;
   msfD_Root m_root{0};
   msfD_Sim m_sim;
 };

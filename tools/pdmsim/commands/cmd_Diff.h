@@ -1,0 +1,6 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+/// `pdmsim diff A B`
+void cmd_AddDiff(CLI::App& program);
