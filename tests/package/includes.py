@@ -20,7 +20,7 @@ BELOW_FILE = PLATFORM[:2] + [f"{FILE}/*.h", JOURNAL]
 LIBRARY = ["omi", "kda", "gbb", "gbb/pattern"]
 USER = PLATFORM + LIBRARY + ["generated", "fes", "msf", "lib"]  # what stands on the library as a whole
 JOURNAL_ROOMS = [f"{JOURNAL}/{room}" for room in ("files", "journal", "pages", "opening", "commit", "driver")]
-IMPORTS = [f"tools/pdmsim/import/{room}" for room in ("exodus", "gmsh", "medit")]
+IMPORTS = [f"tools/pdmsim/import/{room}" for room in ("exodus", "gmsh", "medit", "meshio")]
 TOOLS = [f"tools/pdmsim/{room}" for room in ("cli", "show", "check", "dofs", "mesh", "import", "stored")]
 ROOMS = {
     "platform/UTI_CoreUtils": [],
