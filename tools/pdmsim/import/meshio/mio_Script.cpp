@@ -57,7 +57,7 @@ def abaqus():
             lost += [given["NSET"]] if "NSET" in given else []
         elif keyword == "ELEMENT":
             kind = given.get("TYPE", "")
-            if kind not in meshio.abaqus._abaqus.abaqus_to_meshio_type:
+            if meshio.abaqus._abaqus.abaqus_to_meshio_type.get(kind) not in meshio._mesh.topological_dimension:
                 fail(f"line {number}: expected elements that meshio knows, found {kind}")
             if "ELSET" in given:
                 elsets.append(given["ELSET"])
@@ -155,6 +155,8 @@ try:
     points = np.asarray(mesh.points, dtype="=f8")
     if points.ndim != 2 or points.shape[1] not in (2, 3):
         raise ValueError("nodes with 2 or 3 coordinates each, found others")
+except KeyError as error:
+    fail(f"expected nodes and elements that meshio knows, found {error}")
 except Exception as error:
     fail(f"expected a mesh that meshio reads, found none: {type(error).__name__} {error}")
 
