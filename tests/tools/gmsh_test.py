@@ -142,7 +142,7 @@ class Gmsh(Case):
                 middle = lambda text: corners[[int(c) for c in text]].mean(axis=0)
                 corners = corners @ [[2, 0.1, 0], [0, 3, 0.2], [0.3, 0, 1]] + 0.125
                 at = [*corners, *map(middle, gmsh)]
-                nodes = [(5 * i + 2, tuple(x)) for i, x in enumerate(at)]
+                nodes = [(3 * i + 2, tuple(x)) for i, x in enumerate(at)]
                 path = gmsh_make.write(self.dir / "q.msh", {
                     "nodes": nodes, "entities": {(gmsh_make.dimension(kind), 1): []},
                     "elements": [(9, kind, 1, [n for n, _ in nodes])]})
@@ -153,16 +153,19 @@ class Gmsh(Case):
                 np.testing.assert_allclose(xyz[np.ravel(drawer.values)], [*corners, *map(middle, exodus)])
 
     def test_groups_of_edges_points_and_the_plane(self):
-        flat = [(i + 1, (float(i % 3), float(i // 3), 0.0)) for i in range(6)]
+        label = [1, 2, 3, 4, 5, 2**40]
+        flat = [(n, (float(i % 3), float(i // 3), 0.0)) for i, n in enumerate(label)]
         path = gmsh_make.write(self.dir / "flat.msh", {
             "nodes": flat, "names": {(2, 1): "plate", (1, 1): "left", (1, 2): "loose"},
             "entities": {(2, 1): [1], (1, 1): [1], (1, 2): [2], (0, 1): []},
-            "elements": [(1, 3, 1, [1, 2, 5, 4]), (2, 2, 1, [2, 3, 6]), (3, 2, 1, [2, 6, 5]), (4, 1, 1, [4, 1]),
-                         (5, 1, 2, [1, 6]), (6, 15, 1, [1])]})
+            "elements": [(1, 3, 1, [1, 2, 5, 4]), (2, 2, 1, [2, 3, 2**40]), (3, 2, 1, [2, 2**40, 5]), (4, 1, 1, [4, 1]),
+                         (2**41, 1, 2, [1, 2**40]), (6, 15, 1, [1])]})
         sim = self.import_(path, ["points without group that are sides of other elements (1)",
                                   "labels of lines that became sides in surfaces (1)"])
         m = sim.mesh
         self.assertEqual(one(sim, m.nodeFields[b"coordinates"]).size, 12)  # of two axes
+        self.assertEqual(list(one(sim, m.nodeFields[b"label"])), label)
+        self.assertEqual(list(one(sim, m.elementFields[b"label"])), [1, 2, 3, 2**41])
         self.assertEqual({k.decode(): list(sim.members(v)) for k, v in m.elementSets.items()},
                          {"plate_QUAD4": [0], "plate_TRI3": [1, 2], "plate": [0, 1, 2], "loose": [3]})
         side = sim.drawers(m.surfaces[b"left"])[0]
@@ -194,7 +197,9 @@ class BadGmsh(Case):
                     ("$Elements\n1", "$Elements\n400000", "400000"), ('3 1 "v"', "3 1 v", "quotes"),
                     ('3 1 "v"', '7 1 "v"', "dimension"), ("\n1 1.0\n$EndN", "\n8 1.0\n$EndN", "8"),
                     ("3\n0\n1\n1\n1 1.0", "3\n0\n1\n99\n1 1.0", "99"), ("1 1.0\n$EndN", "1 one\n$EndN", "one"),
-                    ("$Nodes", "$Knoten", "$EndKnoten")],
+                    ("$Nodes", "$Knoten", "$EndKnoten"),
+                    ("3\n0\n1\n1\n1 1.0", "3\n0\n65\n1\n1 1.0", "1..64"), ("$Elements", "4 Elements", "line 15"),
+                    ("$Elements", "$MeshFormat", "another")],
             "4.1": [("4.1 0 8", "4.1 0 3", "4 or 8"), ("3 1 4 1\n", "3 1 44 1\n", "type 44"),
                     ("3 1 4 1\n", "2 1 4 1\n", "TET4"), ("3 1 4 1\n", "3 1 4 2\n", "elements"),
                     ("$Nodes\n2 4 1 4", "$Nodes\n2 5 1 4", "5 nodes"), ("1 1 2 3 4\n$", "1 1 2 3 5\n$", "5"),

@@ -13,11 +13,13 @@ class Reader {
 
   mesh_Raw Read() {
     std::string line;
-    while (m_input->NextLine(line)) {
+    for (auto place = m_input->Here(); m_input->NextLine(line); place = m_input->Here()) {
       if (line.empty())
         continue;
-      if (line[0] != '$' || line.size() > 40)
+      if (line[0] != '$' || line.size() > 40) {
+        m_input->Go(place);
         m_input->Fail("a section's name", "'" + line.substr(0, 40) + "'");
+      }
       ReadSection(line.substr(1));
     }
     m_mesh.RequireNodes();
@@ -75,6 +77,8 @@ class Reader {
 
   void ReadFormat() {
     mesh_Input& in = *m_input;
+    if (m_version != 0)
+      in.Fail("one section $MeshFormat", "another");
     std::string version;
     in.NextWord(version);
     if (version == "2" || version == "2.0" || version == "2.1" || version == "2.2")
