@@ -7,9 +7,10 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests" 
 import gmsh_make
 import gmsh_test
 import medit_test
+import mesh_make
 
 corpus = pathlib.Path(sys.argv[1])
-for name in ("Gmsh", "Medit"):
+for name in ("Gmsh", "Medit", "VtkLegacy", "VtkXml", "Xdmf", "Med"):
     (corpus / name).mkdir(parents=True, exist_ok=True)
 for version, order, wide in gmsh_make.VARIANTS:
     ending = {None: "text", "<": f"little{wide}", ">": f"big{wide}"}[order]
@@ -19,3 +20,13 @@ for version, order, wide in gmsh_make.VARIANTS:
 for version in (1, 2, 3, 4):
     for order, ending in (("<", "little"), (">", "big")):
         (corpus / "Medit" / f"{version}-{ending}").write_bytes(medit_test.binary(medit_test.MESH, version, order))
+mesh = mesh_make.solids([10, 24, 12])
+for version, binary in ((2, False), (2, True), (5, False), (5, True)):
+    mesh_make.vtk(corpus / "VtkLegacy" / f"{version}-{'binary' if binary else 'text'}", mesh, binary, version)
+for mode, encoding, packed in (("ascii", "", 0), ("binary", "", 0), ("binary", "", 1), ("appended", "raw", 0),
+                               ("appended", "raw", 1), ("appended", "base64", 1)):
+    mesh_make.vtu(corpus / "VtkXml" / f"{mode}{encoding}{packed}", mesh, mode, encoding, bool(packed))
+mesh_make.xdmf(corpus / "Xdmf" / "mixed", mesh, False)
+mesh_make.xdmf(corpus / "Xdmf" / "steps", mesh_make.solids([12]), False, (0.0, 1.0), "include")
+mesh_make.med(corpus / "Med" / "groups", mesh, {"pins": {1}}, {"core": {0, 2}},
+              [("t", "NOE", {0.0: mesh["point"]["temperature"]}, ["K"])])

@@ -11,7 +11,7 @@ if [[ ${1:-} =~ ^[0-9]+$ ]]; then
   shift
 fi
 names=("$@")
-[ ${#names[@]} -gt 0 ] || names=(MemberStream Identifiers Link File Journal Gmsh Medit)
+[ ${#names[@]} -gt 0 ] || names=(MemberStream Identifiers Link File Journal Gmsh Medit VtkLegacy VtkXml Xdmf Med)
 bin=${PDM_FUZZ_BUILD:-build/fuzz}
 brief_of_all=out/log/fuzz-findings.txt # .ci/run ends with it
 : >"$brief_of_all"

@@ -63,7 +63,8 @@ class Sorter {
 
   // Then the list of nodes is the mesh's, but for the order within each.
   bool AllOfOneType() {
-    const auto& [types, ends, nodes] = m_cells;
+    const std::vector<unsigned char>& types = m_cells.types;
+    const std::vector<long long>& ends = m_cells.ends;
     const mesh_Element* const type = types.empty() ? nullptr : m_elements[types[0]];
     if (type == nullptr || std::any_of(types.begin(), types.end(), [&](int t) { return t != types[0]; }))
       return false;

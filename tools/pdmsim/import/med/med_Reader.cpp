@@ -158,7 +158,7 @@ void med_Reader::ReadCells() {
     for (const std::string& group : groups)
       if (std::none_of(m_raw.groups.begin(), m_raw.groups.end(),
                        [&](const mesh_RawGroup& one) { return one.dimension >= 0 && one.name == group; }))
-        Note("the group " + group + ", which has no cells");
+        Group(3, group); // an empty group keeps its name
 }
 
 // The first nodes of all cells come first.

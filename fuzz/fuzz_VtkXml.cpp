@@ -1,0 +1,12 @@
+// Meshes of the format: everything that is read is in its range, or one mesh_Error says why not.
+//
+// Input: the file.
+
+#include "fuzz_Mesh.h"
+
+#include <pdmsim/import/vtk/vtk_Format.h>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  fuzz_ReadMesh(data, size, &vtk_OpenXml);
+  return 0;
+}
