@@ -3,14 +3,17 @@
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/cli/cli_Progress.h>
 #include <pdmsim/export/exp_Formats.h>
+#include <pdmsim/export/out/exp_OneStep.h>
 #include <pdmsim/show/show_Text.h>
 #include <pdmsim/stored/sto_File.h>
 #include <pdmsim/stored/sto_Mesh.h>
 #include <pdmsim/stored/sto_Rest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 
 namespace {
 
@@ -18,6 +21,7 @@ struct Options {
   sto_Opening opening;
   exp_Wanted wanted;
   std::string format;
+  std::optional<std::size_t> step;
   bool lossy = false, force = false, quiet = false, json = false;
 };
 
@@ -28,6 +32,7 @@ constexpr char kFooter[] = R"(Examples:
   pdmsim export beam.pdm beam.msh --lossy          Gmsh 4.1; what it does not hold is said and left out
   pdmsim export beam.pdm t.csv --field temperature
   pdmsim export beam.pdm t.csv --field elementFields/stress --step 0
+  pdmsim export beam.pdm last.exo --step 9         a mesh with only the tenth step
   pdmsim export beam.pdm beam.exo --json | jq .losses
 
 The name of OUT tells the format, or --format does. Nodes and elements keep the user's numbers, blocks and
@@ -45,6 +50,17 @@ void CheckNames(const Options& options) {
   if (std::filesystem::equivalent(options.opening.file, out, ignored))
     throw cli_Failure(cli_Exit::kNotThere,
                       out + ": expected another file than the simulation file, found that");
+}
+
+/// Refuses options that mean nothing to the format.
+void CheckOptions(const Options& options, const exp_Format& format) {
+  if (format.oneField == options.wanted.field.empty())
+    throw cli_Failure(cli_Exit::kNotThere,
+                      options.wanted.out + ": expected --field NAME with csv and no other format, found " +
+                          (format.oneField ? "none" : "it with " + std::string(format.name)));
+  if (options.wanted.ascii && std::string(format.name) != "gmsh")
+    throw cli_Failure(cli_Exit::kNotThere,
+                      options.wanted.out + ": expected --ascii with gmsh only, found it with " + format.name);
 }
 
 /// Ends the export with what would be lost, in one line.
@@ -92,14 +108,22 @@ void Print(const show_Json& s) {
             << ", " << show_Size(s["bytes"].get<unsigned long long>()) << " in " << seconds << "\n";
 }
 
+void Tell(const Options& options, const std::vector<std::string>& losses, const show_Json& summary) {
+  for (const std::string& line : losses)
+    if (!options.quiet)
+      std::cerr << show_Printable(options.wanted.out + ": not exported: " + line) << '\n';
+  if (options.json)
+    show_PrintJson(summary);
+  else if (!options.quiet)
+    Print(summary);
+  show_Flush();
+}
+
 void Export(const Options& options) {
   cli_CatchSignals();
   CheckNames(options);
   const exp_Format& format = exp_FormatOf(options.wanted.out, options.format);
-  if (format.oneField == options.wanted.field.empty())
-    throw cli_Failure(cli_Exit::kNotThere,
-                      options.wanted.out + ": expected --field NAME with csv and no other format, found " +
-                          (format.oneField ? "none" : "it with " + std::string(format.name)));
+  CheckOptions(options, format);
   exp_Files files(options.force);
   files.CheckName(options.wanted.out);
   std::vector<std::string> losses;
@@ -108,8 +132,12 @@ void Export(const Options& options) {
     cli_Progress progress("exporting " + options.opening.file, !options.quiet);
     const sto_File file(options.opening);
     const msfD_Mesh stored = file.Mesh();
-    const sto_Mesh mesh(file.Path(), stored);
+    const sto_Mesh all(file.Path(), stored);
     file.Check();
+    std::optional<exp_OneStep> one;
+    if (options.step)
+      one.emplace(all, *options.step);
+    const mesh_Source& mesh = one ? static_cast<const mesh_Source&>(*one) : all;
     const exp_Task task{mesh, options.wanted, progress};
     if (!format.oneField)
       losses = sto_Rest(file);
@@ -124,14 +152,7 @@ void Export(const Options& options) {
     files.Commit();
     summary = Summary(options, format, mesh, files.Bytes(), progress.Seconds(), losses);
   }
-  for (const std::string& line : losses)
-    if (!options.quiet)
-      std::cerr << show_Printable(options.wanted.out + ": not exported: " + line) << '\n';
-  if (options.json)
-    show_PrintJson(summary);
-  else if (!options.quiet)
-    Print(summary);
-  show_Flush();
+  Tell(options, losses, summary);
 }
 
 } // namespace
@@ -148,12 +169,15 @@ void cmd_AddExport(CLI::App& program) {
   command->add_option("--format", options->format, "what OUT becomes (default: its ending tells)")
       ->check(CLI::IsMember(formats));
   command->add_option("--field", options->wanted.field, "csv: the field to write, NAME or PLACE/NAME");
-  command->add_option("--step", options->wanted.step, "only this step, counted from 0");
+  command->add_option("--step", options->step, "only this step, counted from 0");
   command->add_flag("--ascii", options->wanted.ascii, "gmsh: text instead of binary numbers");
   command->add_flag("--lossy", options->lossy, "leave out what the format does not hold, and say it");
   command->add_flag("--force", options->force, "replace OUT if it is there");
   command->add_flag("--quiet", options->quiet, "no progress, losses and summary; errors only");
   command->add_flag("--json", options->json, "print the summary as JSON");
   command->footer(kFooter);
-  command->callback([options] { Export(*options); });
+  command->callback([options] {
+    options->wanted.firstStep = options->step.value_or(0);
+    Export(*options);
+  });
 }

@@ -27,9 +27,7 @@ bool isOfNodes(mesh_Place place) {
 
 csv_Table::csv_Table(const exp_Task& task, const csv_Field& field, const std::string& written)
     : m_task(task), m_mesh(task.mesh), m_field(field), m_out(written, task.wanted.out),
-      m_labels(isOfNodes(field.place) ? task.mesh.NodeNumbers() : task.mesh.ElementNumbers()) {
-  exp_Step(task);
-}
+      m_labels(isOfNodes(field.place) ? task.mesh.NodeNumbers() : task.mesh.ElementNumbers()) {}
 
 bool csv_Table::HasSteps() const {
   return !m_field.isCoordinates && !m_mesh.Times().empty() &&
@@ -67,10 +65,9 @@ void csv_Table::Write() {
     WriteCoordinates();
     return m_out.Close();
   }
-  const std::size_t first = HasSteps() ? exp_Step(m_task) : 0;
-  const std::size_t end = !HasSteps() || m_task.wanted.step ? first + 1 : m_mesh.Times().size();
+  const std::size_t steps = HasSteps() ? m_mesh.Times().size() : 1;
   const mesh_Variables& variables = m_mesh.Variables(m_field.place);
-  for (std::size_t step = first; step < end; ++step)
+  for (std::size_t step = 0; step < steps; ++step)
     if (m_field.place == mesh_Place::kGlobal)
       WriteGlobal(step);
     else
@@ -121,7 +118,7 @@ void csv_Table::BeginRow(std::size_t row, std::size_t step) {
   if (m_field.place == mesh_Place::kSideSets)
     m_out << m_sides[row] + 1 << ',';
   if (HasSteps())
-    m_out << step << ',' << m_mesh.Times()[step] << ',';
+    m_out << m_task.wanted.firstStep + step << ',' << m_mesh.Times()[step] << ',';
 }
 
 void csv_Table::WriteEntity(std::size_t entity, std::size_t step) {
@@ -149,7 +146,7 @@ void csv_Table::WriteGlobal(std::size_t step) {
   std::vector<double> values(m_mesh.Variables(mesh_Place::kGlobal).names.size());
   exp_ReadRows(*m_mesh.Values(mesh_Place::kGlobal, 0, 0, step), 0, values.size(), values.data());
   if (HasSteps())
-    m_out << step << ',' << m_mesh.Times()[step] << ',';
+    m_out << m_task.wanted.firstStep + step << ',' << m_mesh.Times()[step] << ',';
   m_out << values[m_field.variable] << '\n';
 }
 

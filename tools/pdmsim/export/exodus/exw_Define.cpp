@@ -4,6 +4,7 @@
 #include <pdmsim/import/exodus/exo_Reader.h>
 
 #include <climits>
+#include <filesystem>
 #include <set>
 
 // The first half of exw_Writer: what the file will hold.
@@ -131,6 +132,7 @@ void exw_Writer::DefineSizes() {
     for (const Column& column : columns)
       widen(column.name);
 
+  m_file.Attribute("", "title", std::filesystem::path(m_mesh.Path()).filename().string().substr(0, 80));
   m_file.Attribute("api_version", 8.11F);
   m_file.Attribute("version", 8.11F);
   m_file.Attribute("floating_point_word_size", 8);

@@ -263,7 +263,7 @@ void gmsh_Writer::BeginField(const std::string& name, std::size_t step, std::siz
   m_out << "1\n"
         << quoted(name) << "\n1\n"
         << (m_mesh.Times().empty() ? 0.0 : m_mesh.Times()[step]) << "\n3\n"
-        << step << '\n'
+        << m_task.wanted.firstStep + step << '\n'
         << components << '\n'
         << rows << '\n';
 }

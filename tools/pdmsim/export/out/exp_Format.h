@@ -4,16 +4,15 @@
 #include <pdmsim/export/out/exp_Files.h>
 #include <pdmsim/mesh/mesh_Source.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
 /// What the user asks of an export.
 struct exp_Wanted {
-  std::string out;                 // the file to write
-  std::string field;               // of formats for one field: its name, or PLACE/NAME
-  std::optional<std::size_t> step; // only this one, from 0
-  bool ascii = false;              // text, where the format leaves the choice
+  std::string out;           // the file to write
+  std::string field;         // of formats for one field: its name, or PLACE/NAME
+  std::size_t firstStep = 0; // the number of the mesh's step 0 in the file, where only one is exported
+  bool ascii = false;        // text, where the format leaves the choice
 };
 
 /// One export at work.
@@ -22,9 +21,6 @@ struct exp_Task {
   const exp_Wanted& wanted;
   cli_Progress& progress;
 };
-
-/// The step that the user asks for, 0 where he asks for none. Throws cli_Failure when the mesh has no such.
-std::size_t exp_Step(const exp_Task& task);
 
 /// What a component of a field is called by itself: NAME_x, _y and _z of up to three, NAME_1, NAME_2... of
 /// more, and NAME of one.

@@ -39,6 +39,11 @@ exp_Stream& exp_Stream::operator<<(long long number) {
   return *this << std::string_view(text.data(), std::to_chars(text.begin(), text.end(), number).ptr);
 }
 
+std::string exp_Shortest(double number) {
+  std::array<char, 32> text{};
+  return {text.begin(), std::to_chars(text.begin(), text.end(), number).ptr};
+}
+
 exp_Stream& exp_Stream::operator<<(double number) {
   std::array<char, 32> text{};
   return *this << std::string_view(text.data(), std::to_chars(text.begin(), text.end(), number).ptr);

@@ -4,6 +4,9 @@
 #include <string>
 #include <string_view>
 
+/// The shortest text that reads as the same number.
+std::string exp_Shortest(double number);
+
 /// A file that is written from its beginning to its end. Every failure throws a cli_Failure.
 class exp_Stream {
  public:
@@ -20,7 +23,7 @@ class exp_Stream {
   exp_Stream& operator<<(long long number);
   exp_Stream& operator<<(std::size_t number) { return *this << static_cast<long long>(number); }
   exp_Stream& operator<<(int number) { return *this << static_cast<long long>(number); }
-  /// The shortest text that reads as the same number.
+  /// As exp_Shortest.
   exp_Stream& operator<<(double number);
   exp_Stream& operator<<(float number);
   /// Bytes so far.

@@ -5,6 +5,7 @@
 #include <pdmsim/export/vtu/vtu_Writer.h>
 #include <pdmsim/mesh/mesh_Elements.h>
 
+#include <algorithm>
 #include <filesystem>
 
 namespace {
@@ -18,25 +19,10 @@ constexpr exp_Holds kHolds{.nodeSets = true,
                            .integers = true,
                            .constants = true};
 
-/// The steps that are written; one for a mesh without steps.
-std::vector<std::size_t> steps(const exp_Task& task, bool series) {
-  const std::size_t count = task.mesh.Times().size();
-  if (task.wanted.step)
-    return {exp_Step(task)};
-  if (!series && count > 1)
-    throw cli_Failure(cli_Exit::kNotThere, task.wanted.out +
-                                               ": expected --step or a name that ends with .pvd for " +
-                                               std::to_string(count) + " steps, found neither");
-  std::vector<std::size_t> all(std::max<std::size_t>(1, count));
-  for (std::size_t i = 0; i < all.size(); ++i)
-    all[i] = i;
-  return all;
-}
-
-/// The name of a step's file beside that of the list.
-std::string pieceName(const std::string& list, std::size_t step, std::size_t last) {
+/// The name of a step's file beside that of the list: all numbers have as many digits.
+std::string pieceName(const std::string& list, std::size_t step, std::size_t end) {
   std::string number = std::to_string(step);
-  number.insert(0, std::to_string(last).size() - number.size(), '0');
+  number.insert(0, std::to_string(end > 0 ? end - 1 : 0).size() - number.size(), '0');
   return std::filesystem::path(list).replace_extension().string() + "_" + number + ".vtu";
 }
 
@@ -54,23 +40,25 @@ std::vector<std::string> vtu_Losses(const exp_Task& task) {
 }
 
 void vtu_Write(const exp_Task& task, exp_Files& files) {
-  const bool series = std::filesystem::path(task.wanted.out).extension() == ".pvd";
-  const std::vector<std::size_t> all = steps(task, series);
+  const std::string& out = task.wanted.out;
+  const std::vector<double>& times = task.mesh.Times();
   const vtu_Arrays arrays(task.mesh);
-  if (!series)
-    return vtu_Writer(task, arrays, all.front(), files.Add(task.wanted.out)).Write();
-  std::vector<std::string> names;
-  for (const std::size_t step : all) {
-    names.push_back(pieceName(task.wanted.out, step, all.back()));
-    vtu_Writer(task, arrays, step, files.Add(names.back())).Write();
+  if (std::filesystem::path(out).extension() != ".pvd") {
+    if (times.size() > 1)
+      throw cli_Failure(cli_Exit::kNotThere, out + ": expected --step or a name that ends with .pvd for " +
+                                                 std::to_string(times.size()) + " steps, found neither");
+    return vtu_Writer(task, arrays, 0, files.Add(out)).Write();
   }
-  exp_Stream list(files.Add(task.wanted.out), task.wanted.out);
-  list << "<?xml version=\"1.0\"?>\n<VTKFile type=\"Collection\" version=\"0.1\" "
-          "byte_order=\"LittleEndian\">\n<Collection>\n";
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    list << "<DataSet timestep=\"" << (task.mesh.Times().empty() ? 0.0 : task.mesh.Times()[all[i]])
-         << "\" part=\"0\" file=\"" << vtu_Escaped(std::filesystem::path(names[i]).filename()) << "\"/>\n";
+  std::string list = "<?xml version=\"1.0\"?>\n<VTKFile type=\"Collection\" version=\"0.1\" "
+                     "byte_order=\"LittleEndian\">\n<Collection>\n";
+  for (std::size_t step = 0; step < std::max<std::size_t>(1, times.size()); ++step) {
+    const std::string piece =
+        pieceName(out, task.wanted.firstStep + step, task.wanted.firstStep + times.size());
+    vtu_Writer(task, arrays, step, files.Add(piece)).Write();
+    list += "<DataSet timestep=\"" + exp_Shortest(times.empty() ? 0.0 : times[step]) +
+            "\" part=\"0\" file=\"" + vtu_Escaped(std::filesystem::path(piece).filename()) + "\"/>\n";
   }
-  list << "</Collection>\n</VTKFile>\n";
-  list.Close();
+  exp_Stream file(files.Add(out), out);
+  file << list << "</Collection>\n</VTKFile>\n";
+  file.Close();
 }
