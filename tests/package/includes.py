@@ -21,7 +21,7 @@ LIBRARY = ["omi", "kda", "gbb", "gbb/pattern"]
 USER = PLATFORM + LIBRARY + ["generated", "fes", "msf", "lib"]  # what stands on the library as a whole
 JOURNAL_ROOMS = [f"{JOURNAL}/{room}" for room in ("files", "journal", "pages", "opening", "commit", "driver")]
 IMPORTS = [f"tools/pdmsim/import/{room}" for room in ("exodus",)]
-TOOLS = [f"tools/pdmsim/{room}" for room in ("cli", "show", "check", "dofs", "mesh", "import", "stored", "view")]
+TOOLS = [f"tools/pdmsim/{room}" for room in ("cli", "show", "check", "dofs", "mesh", "import", "stored", "view", "draw")]
 ROOMS = {
     "platform/UTI_CoreUtils": [],
     "platform/UTI_BasicUtils": PLATFORM[:1],
@@ -51,6 +51,7 @@ ROOMS = {
     "tools/pdmsim/import": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", *IMPORTS],
     "tools/pdmsim/stored": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
     "tools/pdmsim/view": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", "tools/pdmsim/stored"],
+    "tools/pdmsim/draw": USER + [f"tools/pdmsim/{room}" for room in ("cli", "mesh", "stored", "dofs")],
     "tools/pdmsim/commands": USER + TOOLS,
     "tools/pdmsim/*.cpp": USER + TOOLS + ["tools/pdmsim/commands"],
     "examples": USER,

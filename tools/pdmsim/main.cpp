@@ -3,6 +3,7 @@
 #include <pdmsim/commands/cmd_Check.h>
 #include <pdmsim/commands/cmd_Compact.h>
 #include <pdmsim/commands/cmd_Dofs.h>
+#include <pdmsim/commands/cmd_Draw.h>
 #include <pdmsim/commands/cmd_Import.h>
 #include <pdmsim/commands/cmd_Recover.h>
 #include <pdmsim/commands/cmd_Show.h>
@@ -21,6 +22,7 @@ constexpr char kFooter[] = R"(Examples:
   pdmsim show beam.pdm discreteModel/mesh/nodeFields/coordinates
   pdmsim dofs beam.pdm 0                       how its first system numbers its DOFs
   pdmsim view beam.pdm                        beam.hdf, by which ParaView shows it
+  pdmsim draw beam.pdm temperature -o heat.png
   pdmsim check beam.pdm                       is everything in it as it should be?
   pdmsim compact beam.pdm                     the file without its unused space
   pdmsim COMMAND --help                       more on one command
@@ -54,6 +56,7 @@ int main(int argc, char** argv) {
   cmd_AddShow(program);
   cmd_AddDofs(program);
   cmd_AddView(program);
+  cmd_AddDraw(program);
   cmd_AddCheck(program);
   cmd_AddRecover(program);
   cmd_AddCompact(program);

@@ -34,7 +34,8 @@ Refused while a writer or its journal is beside FILE: viewers do not see the jou
 show_Json Summary(const Options& options, const view_Summary& view, double seconds) {
   show_Json arrays = show_Json::array();
   for (const view_Array& array : view.arrays)
-    arrays.push_back({{"path", array.path}, {"mapped", array.mapped}});
+    arrays.push_back(
+        {{"path", array.path}, {"mapped", array.mapped}, {"shows", array.origin}, {"unit", array.unit}});
   return {{"file", options.file}, {"views", view.files}, {"arrays", std::move(arrays)},
           {"bytes", view.bytes},  {"seconds", seconds},  {"notes", view.notes}};
 }
