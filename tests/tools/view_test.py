@@ -10,6 +10,7 @@ import sys
 import unittest
 
 import h5py
+import matplotlib.image
 import numpy as np
 import vtk
 from vtk.util.numpy_support import vtk_to_numpy
@@ -208,6 +209,55 @@ class View(programs.Case):
         journal.write_bytes(b"no journal at all" * 100)
         self.assertEqual(programs.run(PDMSIM, "view", moved, "-o", self.dir / "b.hdf").returncode, 2)
         self.assertFalse((self.dir / "b.hdf").exists())
+
+
+class Draw(programs.Case):
+    def draw(self, pdm, *args, **env):
+        out = self.dir / "out.png"
+        self.done(PDMSIM, "draw", pdm, *args, "-o", out, "--force", **env)
+        picture = (matplotlib.image.imread(out)[..., :3] * 255).round().astype(int)
+        return picture.shape[:2], lambda *colour: int((abs(picture - colour).max(axis=2) < 30).sum())
+
+    def test_pictures(self):
+        """By VTK and by Matplotlib: the colours that must be there are, and no others."""
+        pdm = self.dir / "out.pdm"
+        ring = [[1, 2, 3, 4], [2, 5, 6, 3]]
+        nodes = [[0, 0], [1, 0], [1, 1], [0, 1], [2, 0], [2, 1]]
+        mesh = exo_make.write(
+            self.dir / "mesh.exo", nodes=nodes, times=[0.0, 1.0],
+            blocks=[{"id": k + 1, "type": "QUAD4", "name": "", "conn": [c]} for k, c in enumerate(ring)],
+            elem_sets=[{"id": 1, "name": "picked", "members": [2]}],
+            elem_vars={"heat": {0: [[0.0], [1.0]], 1: [[0.0], [2.0]]}})
+        self.done(PDMSIM, "import", mesh, pdm, "--quiet")
+        yellow, violet, red, blue, orange = (253, 231, 37), (68, 1, 84), (209, 73, 91), (78, 121, 167), (242, 142, 43)
+        for drawer in ("vtk", "matplotlib"):
+            with self.subTest(drawer):
+                size, count = self.draw(pdm, "--with", drawer, "--size", "600x400")
+                self.assertEqual(size, (400, 600))
+                self.assertAlmostEqual(count(*blue) / count(*orange), 1, delta=0.1)
+                _, count = self.draw(pdm, "picked", "--with", drawer)
+                self.assertTrue(count(*red) > 50000 and count(*blue) < 1000)
+                _, count = self.draw(pdm, "discreteModel/mesh/elementFields/heat", "--with", drawer)
+                self.assertAlmostEqual(count(*violet) / count(*yellow), 1, delta=0.2)
+                _, first = self.draw(pdm, "heat", "--step", 0, "--with", drawer)
+                self.assertLess(first(*yellow), count(*yellow) / 10)
+        self.refused(1, PDMSIM, "draw", pdm, "cold", "-o", self.dir / "x.png", says=("'cold'", "elementFields/heat"))
+        self.refused(1, PDMSIM, "draw", pdm, "--mode", 1, "-o", self.dir / "x.png", says=("mode shapes",))
+        self.refused(2, PDMSIM, "draw", pdm, "heat", "--component", 1, "-o", self.dir / "x.png", says=("component",))
+        self.refused(2, PDMSIM, "draw", pdm, "-o", self.dir / "no" / "x.png", says=("No such file",))
+        self.refused(2, PDMSIM, "draw", pdm, "-o", self.dir / "out.png", says=("--force",))
+
+    @unittest.skipIf(MODAL == "-", "without the examples")
+    def test_modes(self):
+        """The deformed shape covers other pixels than the body at rest; a matrix has its band."""
+        pdm = self.dir / "out.pdm"
+        self.done(PDMSIM, "import", MESHES / "block.exo", pdm, "--quiet")
+        self.done(MODAL, pdm, "--modes", 2)
+        for drawer in ("vtk", "matplotlib"):
+            white = [self.draw(pdm, "--mode", 1, "--scale", s, "--with", drawer)[1](255, 255, 255) for s in (0, 500)]
+            self.assertGreater(abs(white[0] - white[1]), 5000)
+        _, count = self.draw(pdm, "--spy", "modal analysis")
+        self.assertTrue(5000 < count(78, 121, 167) < 200000)
 
 
 if __name__ == "__main__":

@@ -60,10 +60,10 @@ class Look:
         self.is_set = self.kind in ("nodeSets", "elementSets", "surfaces")
         self.is_block = job["shows"] == "block"
         self.on_points = job["array"].startswith("PointData/")
+        component, count = job.get("component"), values.shape[1] if values.ndim == 2 else 1
+        if component is not None and component >= count:
+            raise ValueError(f"expected a component below {count}, found {component}")
         if values.ndim == 2:
-            component = job.get("component")
-            if component is not None and component >= values.shape[1]:
-                raise ValueError(f"expected a component below {values.shape[1]}, found {component}")
             values = (values[:, component] if component is not None else
                       np.linalg.norm(values, axis=1) if values.shape[1] in (2, 3) else values[:, 0])
         self.values = np.asarray(values, float)
@@ -71,6 +71,7 @@ class Look:
             order = {b["id"]: i for i, b in enumerate(job["blocks"])}
             self.values = np.array([order.get(int(v), 0) for v in values], float)
         known = self.values[np.isfinite(self.values)]
+        self.note = "grey: no values" if known.size < len(self.values) else ""
         self.low, self.high = (float(known.min()), float(known.max())) if known.size else (0.0, 1.0)
         if self.is_block or self.is_set:
             self.low, self.high = -0.5, (len(job["blocks"]) if self.is_block else 2) - 0.5
@@ -83,7 +84,8 @@ class Look:
     def legend(self):
         """Colours and their names, of what has no scale."""
         if self.is_set:
-            return [(PICKED, self.job["shows"].split("/", 1)[1])]
+            name = self.job["shows"].split("/", 1)[1]
+            return [(PICKED, f"elements at {name}" if self.kind == "surfaces" else name)]
         names = [(c, b["name"] or f"block {b['id']}") for c, b in zip(self.colours(), self.job["blocks"])]
         return names if len(names) <= 12 else names[:11] + [("#ffffff", f"... {len(names) - 11} more")]
 
@@ -95,6 +97,16 @@ def deformed(job, points, shape, numpy):
     size = numpy.linalg.norm(numpy.ptp(points, axis=0))
     factor = job["scale"] if job.get("scale") is not None else 0.1 * size / most if most > 0 else 1
     return points + factor * shape, factor
+
+
+def camera_of(points, numpy):
+    """Where the camera looks from, and the directions to the right and upwards of the picture."""
+    flat = numpy.ptp(points[:, 2]) == 0
+    eye = numpy.array((0, 0, 1) if flat else EYE, float)
+    eye /= numpy.linalg.norm(eye)
+    right = numpy.cross((0, 1, 0) if flat else UP, eye)
+    right /= numpy.linalg.norm(right)
+    return eye, numpy.array([right, numpy.cross(eye, right)])
 
 
 # VTK
@@ -118,7 +130,7 @@ def draw_vtk(job):
     look = Look(job, values, np)
     renderer = vtk.vtkRenderer()
     renderer.SetBackground(*rgb(BACKGROUND))
-    note = ""
+    note = look.note
 
     def surface(of):
         skin = vtk.vtkDataSetSurfaceFilter()
@@ -133,8 +145,8 @@ def draw_vtk(job):
         mapper.SetScalarVisibility(colour is None)
         actor.SetMapper(mapper)
         of_actor = actor.GetProperty()
-        of_actor.SetAmbient(0.25)
-        of_actor.SetDiffuse(0.8)
+        of_actor.SetAmbient(0.5)
+        of_actor.SetDiffuse(0.55)
         of_actor.SetOpacity(opacity)
         if colour:
             of_actor.SetColor(*rgb(colour))
@@ -211,26 +223,37 @@ def draw_vtk(job):
         actor.SetPosition(x, y)
         renderer.AddActor2D(actor)
 
+    def stroke(x, y, length, colour, thickness):
+        line, mapper, actor = vtk.vtkLineSource(), vtk.vtkPolyDataMapper2D(), vtk.vtkActor2D()
+        line.SetPoint1(x, y, 0)
+        line.SetPoint2(x + length, y, 0)
+        mapper.SetInputConnection(line.GetOutputPort())
+        actor.SetMapper(mapper)
+        actor.GetProperty().SetColor(*rgb(colour))
+        actor.GetProperty().SetLineWidth(thickness)
+        renderer.AddActor2D(actor)
+
     text(title(job), 20, height - 36, 20)
     if note:
         text(note, 20, height - 62, 15)
     if look.is_set or look.is_block:
         for i, (colour, words) in enumerate(look.legend()):
-            text("\u25a0", width - 200, height - 90 - 26 * i, 22, colour=colour if colour != BACKGROUND else LINES)
+            stroke(width - 200, height - 82 - 26 * i, 14, colour, 14)
             text(words[:24], width - 176, height - 88 - 26 * i, 15)
     else:
         bar = vtk.vtkScalarBarActor()
         bar.SetLookupTable(table)
         bar.SetNumberOfLabels(6)
         bar.SetLabelFormat("%.4g")
-        bar.SetTitle(name_of(job))
+        text(name_of(job), width - 20, 0.82 * height, right=True)
+        bar.SetMaximumNumberOfColors(256)
         bar.UnconstrainedFontSizeOn()
-        for part, size in ((bar.GetTitleTextProperty(), 16), (bar.GetLabelTextProperty(), 14)):
-            part.SetColor(*rgb(LINES))
-            part.SetFontSize(size)
-            part.ItalicOff()
-            part.BoldOff()
-            part.ShadowOff()
+        label = bar.GetLabelTextProperty()
+        label.SetColor(*rgb(LINES))
+        label.SetFontSize(14)
+        label.ItalicOff()
+        label.BoldOff()
+        label.ShadowOff()
         bar.SetPosition(0.86, 0.2)
         bar.SetWidth(0.1)
         bar.SetHeight(0.6)
@@ -238,23 +261,20 @@ def draw_vtk(job):
 
     camera = renderer.GetActiveCamera()
     camera.ParallelProjectionOn()
-    flat = np.ptp(vtk_to_numpy(grid.GetPoints().GetData())[:, 2]) == 0
-    camera.SetPosition(*((0, 0, 1) if flat else EYE))
-    camera.SetViewUp(*((0, 1, 0) if flat else UP))
-    renderer.ResetCamera()
-    camera.Zoom(1.15)
-    camera.SetWindowCenter(0.08, 0)
+    seen = vtk_to_numpy(grid.GetPoints().GetData())
+    eye, axes = camera_of(seen, np)
+    low, high = (seen @ axes.T).min(axis=0), (seen @ axes.T).max(axis=0)
+    camera.SetParallelScale(max((high - low)[1] / 0.76, (high - low)[0] / 0.76 * height / width) / 2 or 1)
+    middle = (low + high) / 2 @ axes + seen.mean(axis=0) @ eye * eye
+    camera.SetFocalPoint(*middle)
+    camera.SetPosition(*(middle + eye * (np.linalg.norm(np.ptp(seen, axis=0)) or 1)))
+    camera.SetViewUp(*axes[1])
+    renderer.ResetCameraClippingRange()
+    camera.SetWindowCenter(0.12, 0)
     # The bar: a round length, a fifth of the picture at most.
     length = round_length(2 * camera.GetParallelScale() * width / height / 5)
     pixels = length * height / (2 * camera.GetParallelScale())
-    line, mapper, actor = vtk.vtkLineSource(), vtk.vtkPolyDataMapper2D(), vtk.vtkActor2D()
-    line.SetPoint1(24, 40, 0)
-    line.SetPoint2(24 + pixels, 40, 0)
-    mapper.SetInputConnection(line.GetOutputPort())
-    actor.SetMapper(mapper)
-    actor.GetProperty().SetColor(*rgb(LINES))
-    actor.GetProperty().SetLineWidth(4)
-    renderer.AddActor2D(actor)
+    stroke(24, 40, pixels, LINES, 4)
     text(f"{length:g} {job['lengthUnit']}".strip(), 24, 50)
 
     window = vtk.vtkRenderWindow()
@@ -321,17 +341,14 @@ def draw_matplotlib(job):
         root = file["VTKHDF"]
         points, ids, offsets, types = (root[n][()] for n in ("Points", "Connectivity", "Offsets", "Types"))
         values = root[job["array"]][()]
-    look, note, rest = Look(job, values, np), "", None
+    look, rest = Look(job, values, np), None
+    note = look.note
     if "mode" in job:
         rest = points
         points, factor = deformed(job, points, values, np)
         note = f"deformed {factor:.4g} times; grey: at rest"
     flat = np.ptp(points[:, 2]) == 0
-    eye = np.array((0, 0, 1) if flat else EYE, float)
-    eye /= np.linalg.norm(eye)
-    right = np.cross((0, 1, 0) if flat else UP, eye)
-    right /= np.linalg.norm(right)
-    axes = np.array([right, np.cross(eye, right)])
+    eye, axes = camera_of(points, np)
     colours = look.colours()
     scale = ListedColormap(colours) if look.is_set or look.is_block else LinearSegmentedColormap.from_list(
         "scale", colours)
@@ -449,5 +466,7 @@ def main():
 
 try:
     main()
-except (OSError, ValueError, KeyError, MemoryError) as error:
+except OSError as error:
+    sys.exit(error.strerror or " ".join(str(error).split()))
+except (ValueError, KeyError, MemoryError) as error:
     sys.exit(" ".join(str(error).split()) or type(error).__name__)
