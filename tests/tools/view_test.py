@@ -1,6 +1,6 @@
 """Drives pdmsim view: what VTK shows by a view against what stands in the simulation file, number by number.
 
-Usage: view_test.py PDMSIM MODAL_ANALYSIS MESH_FOLDER [unittest arguments]; MODAL_ANALYSIS "-" for none."""
+Usage: view_test.py PDMSIM MODAL_ANALYSIS PROGRAM_THAT_DIES MESH_FOLDER [unittest arguments]; MODAL_ANALYSIS "-" for none."""
 
 import itertools
 import json
@@ -19,7 +19,7 @@ import exo_make
 import programs
 from pdm_reader import Sim, systems
 
-PDMSIM, MODAL, MESHES = sys.argv[1], sys.argv[2], pathlib.Path(sys.argv[3])
+PDMSIM, MODAL, DYING, MESHES = *sys.argv[1:4], pathlib.Path(sys.argv[4])
 same = np.testing.assert_array_equal
 
 # Corners and edges of Exodus II's elements on the unit cube, square and line; a face's corners for its middle.
@@ -184,6 +184,7 @@ class View(programs.Case):
         for name in ("clamped", "free"):
             self.done(MODAL, self.pdm, "--modes", 3, "--name", name, *(["--clamp", "none"] if name == "free" else []))
         self.refused(1, PDMSIM, "view", self.pdm, "--system", "loose", says=("'loose'", "'clamped', 'free'"))
+        self.view(None, notes=("--system",))
         self.view(None, "--system", "clamped", "-o", self.dir / "modes.hdf")
         grid = Grid(self.dir / "modes.hdf")
         with h5py.File(self.pdm) as file:
@@ -202,13 +203,14 @@ class View(programs.Case):
         self.refused(2, PDMSIM, "view", self.pdm, "-o", other, "--force", says=("another file",))
         self.refused(1, PDMSIM, "view", self.pdm, "-o", self.dir / "a.vtu", says=(".hdf",))
         self.done(PDMSIM, "check", view)
-        moved = self.pdm.rename(self.dir / "away.pdm")
+        self.pdm.rename(self.dir / "away.pdm")
         gone = programs.run(PDMSIM, "check", view)
         self.assertEqual((gone.returncode, b"out.pdm is not there" in gone.stdout), (1, True), gone)
-        journal = pathlib.Path(f"{moved}-journal")
-        journal.write_bytes(b"no journal at all" * 100)
-        self.assertEqual(programs.run(PDMSIM, "view", moved, "-o", self.dir / "b.hdf").returncode, 2)
-        self.assertFalse((self.dir / "b.hdf").exists())
+        self.view(exo_make.write(self.dir / "mesh.exo", width=200, **exo_make.everything()), "--force",
+                  notes=("flux", "--series"))
+        self.assertEqual(programs.run(DYING, "die", self.pdm).returncode, -9)
+        self.refused(2, PDMSIM, "view", self.pdm, "-o", self.dir / "b.hdf", says=("pdmsim recover",))
+        self.assertIn(b"has a journal", programs.run(PDMSIM, "check", view).stdout)
 
 
 class Draw(programs.Case):
@@ -261,4 +263,4 @@ class Draw(programs.Case):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0], *sys.argv[4:]], verbosity=2)
+    unittest.main(argv=[sys.argv[0], *sys.argv[5:]], verbosity=2)
