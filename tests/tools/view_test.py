@@ -178,6 +178,30 @@ class View(programs.Case):
         arrays = self.view(exo_make.write(self.dir / "mesh.exo", **mesh), "--force")["arrays"]
         self.assertLessEqual({"Points", "Connectivity", "PointData/label"}, {a["path"] for a in arrays if a["mapped"]})
 
+    def test_mixed_blocks(self):
+        """A host's blocks need not follow each other in the file: cells go by block, all that is theirs with them."""
+        r = np.random.default_rng(8)
+        conn, heat, order = r.permuted(np.tile(np.arange(1, 9), (6, 1)), axis=1)[:, :4], r.random((2, 6)), [4, 0, 5, 2, 1, 3]
+        mesh = exo_make.write(
+            self.dir / "mesh.exo", nodes=r.random((8, 3)), times=[0.0, 1.0], elem_labels=np.arange(6) + 100,
+            blocks=[{"id": k, "type": "TETRA4", "conn": conn[3 * k - 3:3 * k]} for k in (1, 2)],
+            elem_sets=[{"id": 9, "name": "some", "members": [5, 2]}],
+            elem_vars={"heat": {0: heat[:, :3], 1: heat[:, 3:]}})
+        self.done(PDMSIM, "import", mesh, self.pdm, "--quiet")
+        with h5py.File(self.pdm, "r+") as file:
+            data = file[f"store/distributions/{Sim(self.pdm).mesh.elementFields[b'connectivity']}"]
+            for drawer, items in (("0", order[:3]), ("1", order[3:])):
+                members = file["store/collections/{}/sets/{}".format(*data[drawer].attrs["members"])]
+                members[:] = items
+                for name in list(members.attrs):  # the checksums
+                    del members.attrs[name]
+        self.view(None)
+        grid = Grid(self.pdm.with_suffix(".hdf"))
+        same(np.array(grid.cells), conn - 1)
+        same(grid.cell["label"], np.array(order) + 100)
+        same(grid.cell["heat"], heat[0][order])
+        same(np.array(order)[grid.cell["some"] > 0], [4, 1])
+
     @unittest.skipIf(MODAL == "-", "without the examples")
     def test_modes(self):
         self.done(PDMSIM, "import", MESHES / "block.exo", self.pdm, "--quiet")
