@@ -26,7 +26,7 @@ EXPORT = "tools/pdmsim/export"
 EXPORTS = [f"{EXPORT}/{room}" for room in ("exodus", "vtu", "gmsh", "csv")]
 TOOLS = [
     f"tools/pdmsim/{room}"
-    for room in "cli show check dofs mesh import stored view report diff export export/out".split()
+    for room in "cli show check dofs mesh import stored view draw report diff export export/out".split()
 ]
 ROOMS = {
     "platform/UTI_CoreUtils": [],
@@ -65,6 +65,7 @@ ROOMS = {
     **{room: USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", f"{EXPORT}/out", *IMPORTS] for room in EXPORTS},
     EXPORT: USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", f"{EXPORT}/out", *EXPORTS],
     "tools/pdmsim/diff": USER + ["tools/pdmsim/cli", "tools/pdmsim/show", "tools/pdmsim/dofs", "tools/pdmsim/stored"],
+    "tools/pdmsim/draw": USER + [f"tools/pdmsim/{room}" for room in ("cli", "mesh", "stored", "dofs")],
     "tools/pdmsim/commands": USER + TOOLS,
     "tools/pdmsim/*.cpp": USER + TOOLS + ["tools/pdmsim/commands"],
     "examples": USER,

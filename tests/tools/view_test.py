@@ -1,6 +1,6 @@
 """Drives pdmsim view: what VTK shows by a view against what stands in the simulation file, number by number.
 
-Usage: view_test.py PDMSIM MODAL_ANALYSIS MESH_FOLDER [unittest arguments]; MODAL_ANALYSIS "-" for none."""
+Usage: view_test.py PDMSIM MODAL_ANALYSIS PROGRAM_THAT_DIES MESH_FOLDER [unittest arguments]; MODAL_ANALYSIS "-" for none."""
 
 import itertools
 import json
@@ -10,6 +10,7 @@ import sys
 import unittest
 
 import h5py
+import matplotlib.image
 import numpy as np
 import vtk
 from vtk.util.numpy_support import vtk_to_numpy
@@ -18,7 +19,7 @@ import exo_make
 import programs
 from pdm_reader import Sim, systems
 
-PDMSIM, MODAL, MESHES = sys.argv[1], sys.argv[2], pathlib.Path(sys.argv[3])
+PDMSIM, MODAL, DYING, MESHES = *sys.argv[1:4], pathlib.Path(sys.argv[4])
 same = np.testing.assert_array_equal
 
 # Corners and edges of Exodus II's elements on the unit cube, square and line; a face's corners for its middle.
@@ -177,12 +178,37 @@ class View(programs.Case):
         arrays = self.view(exo_make.write(self.dir / "mesh.exo", **mesh), "--force")["arrays"]
         self.assertLessEqual({"Points", "Connectivity", "PointData/label"}, {a["path"] for a in arrays if a["mapped"]})
 
+    def test_mixed_blocks(self):
+        """A host's blocks need not follow each other in the file: cells go by block, all that is theirs with them."""
+        r = np.random.default_rng(8)
+        conn, heat, order = r.permuted(np.tile(np.arange(1, 9), (6, 1)), axis=1)[:, :4], r.random((2, 6)), [4, 0, 5, 2, 1, 3]
+        mesh = exo_make.write(
+            self.dir / "mesh.exo", nodes=r.random((8, 3)), times=[0.0, 1.0], elem_labels=np.arange(6) + 100,
+            blocks=[{"id": k, "type": "TETRA4", "conn": conn[3 * k - 3:3 * k]} for k in (1, 2)],
+            elem_sets=[{"id": 9, "name": "some", "members": [5, 2]}],
+            elem_vars={"heat": {0: heat[:, :3], 1: heat[:, 3:]}})
+        self.done(PDMSIM, "import", mesh, self.pdm, "--quiet")
+        with h5py.File(self.pdm, "r+") as file:
+            data = file[f"store/distributions/{Sim(self.pdm).mesh.elementFields[b'connectivity']}"]
+            for drawer, items in (("0", order[:3]), ("1", order[3:])):
+                members = file["store/collections/{}/sets/{}".format(*data[drawer].attrs["members"])]
+                members[:] = items
+                for name in list(members.attrs):  # the checksums
+                    del members.attrs[name]
+        self.view(None)
+        grid = Grid(self.pdm.with_suffix(".hdf"))
+        same(np.array(grid.cells), conn - 1)
+        same(grid.cell["label"], np.array(order) + 100)
+        same(grid.cell["heat"], heat[0][order])
+        same(np.array(order)[grid.cell["some"] > 0], [4, 1])
+
     @unittest.skipIf(MODAL == "-", "without the examples")
     def test_modes(self):
         self.done(PDMSIM, "import", MESHES / "block.exo", self.pdm, "--quiet")
         for name in ("clamped", "free"):
             self.done(MODAL, self.pdm, "--modes", 3, "--name", name, *(["--clamp", "none"] if name == "free" else []))
         self.refused(1, PDMSIM, "view", self.pdm, "--system", "loose", says=("'loose'", "'clamped', 'free'"))
+        self.view(None, notes=("--system",))
         self.view(None, "--system", "clamped", "-o", self.dir / "modes.hdf")
         grid = Grid(self.dir / "modes.hdf")
         with h5py.File(self.pdm) as file:
@@ -201,14 +227,64 @@ class View(programs.Case):
         self.refused(2, PDMSIM, "view", self.pdm, "-o", other, "--force", says=("another file",))
         self.refused(1, PDMSIM, "view", self.pdm, "-o", self.dir / "a.vtu", says=(".hdf",))
         self.done(PDMSIM, "check", view)
-        moved = self.pdm.rename(self.dir / "away.pdm")
+        self.pdm.rename(self.dir / "away.pdm")
         gone = programs.run(PDMSIM, "check", view)
         self.assertEqual((gone.returncode, b"out.pdm is not there" in gone.stdout), (1, True), gone)
-        journal = pathlib.Path(f"{moved}-journal")
-        journal.write_bytes(b"no journal at all" * 100)
-        self.assertEqual(programs.run(PDMSIM, "view", moved, "-o", self.dir / "b.hdf").returncode, 2)
-        self.assertFalse((self.dir / "b.hdf").exists())
+        self.view(exo_make.write(self.dir / "mesh.exo", width=200, **exo_make.everything()), "--force",
+                  notes=("flux", "--series"))
+        self.assertEqual(programs.run(DYING, "die", self.pdm).returncode, -9)
+        self.refused(2, PDMSIM, "view", self.pdm, "-o", self.dir / "b.hdf", says=("pdmsim recover",))
+        self.assertIn(b"has a journal", programs.run(PDMSIM, "check", view).stdout)
+
+
+class Draw(programs.Case):
+    def draw(self, pdm, *args, **env):
+        out = self.dir / "out.png"
+        self.done(PDMSIM, "draw", pdm, *args, "-o", out, "--force", **env)
+        picture = (matplotlib.image.imread(out)[..., :3] * 255).round().astype(int)
+        return picture.shape[:2], lambda *colour: int((abs(picture - colour).max(axis=2) < 30).sum())
+
+    def test_pictures(self):
+        """By VTK and by Matplotlib: the colours that must be there are, and no others."""
+        pdm = self.dir / "out.pdm"
+        ring = [[1, 2, 3, 4], [2, 5, 6, 3]]
+        nodes = [[0, 0], [1, 0], [1, 1], [0, 1], [2, 0], [2, 1]]
+        mesh = exo_make.write(
+            self.dir / "mesh.exo", nodes=nodes, times=[0.0, 1.0],
+            blocks=[{"id": k + 1, "type": "QUAD4", "name": "", "conn": [c]} for k, c in enumerate(ring)],
+            elem_sets=[{"id": 1, "name": "picked", "members": [2]}],
+            elem_vars={"heat": {0: [[0.0], [1.0]], 1: [[0.0], [2.0]]}})
+        self.done(PDMSIM, "import", mesh, pdm, "--quiet")
+        yellow, violet, red, blue, orange = (253, 231, 37), (68, 1, 84), (209, 73, 91), (78, 121, 167), (242, 142, 43)
+        for drawer in ("vtk", "matplotlib"):
+            with self.subTest(drawer):
+                size, count = self.draw(pdm, "--with", drawer, "--size", "600x400")
+                self.assertEqual(size, (400, 600))
+                self.assertAlmostEqual(count(*blue) / count(*orange), 1, delta=0.1)
+                _, count = self.draw(pdm, "picked", "--with", drawer)
+                self.assertTrue(count(*red) > 50000 and count(*blue) < 1000)
+                _, count = self.draw(pdm, "discreteModel/mesh/elementFields/heat", "--with", drawer)
+                self.assertAlmostEqual(count(*violet) / count(*yellow), 1, delta=0.2)
+                _, first = self.draw(pdm, "heat", "--step", 0, "--with", drawer)
+                self.assertLess(first(*yellow), count(*yellow) / 10)
+        self.refused(1, PDMSIM, "draw", pdm, "cold", "-o", self.dir / "x.png", says=("'cold'", "elementFields/heat"))
+        self.refused(1, PDMSIM, "draw", pdm, "--mode", 1, "-o", self.dir / "x.png", says=("mode shapes",))
+        self.refused(2, PDMSIM, "draw", pdm, "heat", "--component", 1, "-o", self.dir / "x.png", says=("component",))
+        self.refused(2, PDMSIM, "draw", pdm, "-o", self.dir / "no" / "x.png", says=("No such file",))
+        self.refused(2, PDMSIM, "draw", pdm, "-o", self.dir / "out.png", says=("--force",))
+
+    @unittest.skipIf(MODAL == "-", "without the examples")
+    def test_modes(self):
+        """The deformed shape covers other pixels than the body at rest; a matrix has its band."""
+        pdm = self.dir / "out.pdm"
+        self.done(PDMSIM, "import", MESHES / "block.exo", pdm, "--quiet")
+        self.done(MODAL, pdm, "--modes", 2)
+        for drawer in ("vtk", "matplotlib"):
+            white = [self.draw(pdm, "--mode", 1, "--scale", s, "--with", drawer)[1](255, 255, 255) for s in (0, 500)]
+            self.assertGreater(abs(white[0] - white[1]), 5000)
+        _, count = self.draw(pdm, "--spy", "modal analysis")
+        self.assertTrue(5000 < count(78, 121, 167) < 200000)
 
 
 if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0], *sys.argv[4:]], verbosity=2)
+    unittest.main(argv=[sys.argv[0], *sys.argv[5:]], verbosity=2)

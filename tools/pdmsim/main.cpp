@@ -8,6 +8,7 @@
 #include <pdmsim/commands/cmd_Export.h>
 #include <pdmsim/commands/cmd_Generate.h>
 #include <pdmsim/commands/cmd_Help.h>
+#include <pdmsim/commands/cmd_Draw.h>
 #include <pdmsim/commands/cmd_Import.h>
 #include <pdmsim/commands/cmd_Info.h>
 #include <pdmsim/commands/cmd_Recover.h>
@@ -34,6 +35,7 @@ constexpr char kFooter[] = R"(Examples:
   pdmsim view beam.pdm                        beam.hdf, by which ParaView shows it
   pdmsim report beam.pdm -o beam.html         a page for somebody who has no viewer
   pdmsim diff old.pdm new.pdm                 in what do two results differ?
+  pdmsim draw beam.pdm temperature -o heat.png  a picture of a field, a set, a mode or a matrix
   pdmsim check beam.pdm                       is everything in it as it should be?
   pdmsim compact beam.pdm                     the file without its unused space
   pdmsim help COMMAND                         more on one command
@@ -80,6 +82,7 @@ int main(int argc, char** argv) {
   cmd_AddView(program);
   cmd_AddReport(program);
   cmd_AddDiff(program);
+  cmd_AddDraw(program);
   cmd_AddCheck(program);
   cmd_AddRecover(program);
   cmd_AddCompact(program);

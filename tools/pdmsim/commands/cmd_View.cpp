@@ -4,6 +4,7 @@
 #include <pdmsim/show/show_Text.h>
 #include <pdmsim/view/view_Sidecar.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -34,7 +35,8 @@ Refused while a writer or its journal is beside FILE: viewers do not see the jou
 show_Json Summary(const Options& options, const view_Summary& view, double seconds) {
   show_Json arrays = show_Json::array();
   for (const view_Array& array : view.arrays)
-    arrays.push_back({{"path", array.path}, {"mapped", array.mapped}});
+    arrays.push_back(
+        {{"path", array.path}, {"mapped", array.mapped}, {"shows", array.origin}, {"unit", array.unit}});
   return {{"file", options.file}, {"views", view.files}, {"arrays", std::move(arrays)},
           {"bytes", view.bytes},  {"seconds", seconds},  {"notes", view.notes}};
 }
@@ -66,6 +68,8 @@ void View(const Options& options) {
   const sto_File file({options.file, options.wait, false});
   const std::vector<sto_ModalSystem> systems = sto_ModalSystems(options.file, file.Mesh());
   request.system = view_FindSystem(options.file, systems, options.system);
+  const auto withShapes = std::count_if(systems.begin(), systems.end(),
+                                        [](const sto_ModalSystem& system) { return system.shapeCount > 0; });
   view_Summary view;
   double seconds = 0;
   {
@@ -73,6 +77,9 @@ void View(const Options& options) {
     view = view_Write(file, request, progress);
     seconds = progress.Seconds();
   }
+  if (request.system == nullptr && withShapes > 1)
+    view.notes.push_back("modes are not shown, since " + std::to_string(withShapes) +
+                         " systems have some; --system chooses one");
   if (!options.quiet)
     for (const std::string& note : view.notes)
       std::cerr << show_Printable(options.file + ": " + note) << '\n';

@@ -51,7 +51,7 @@ class Shapes {
       const ORXSimPersistentDrawerDesc drawer = shapes.Drawer(i);
       if (drawer.CSet().IsNull())
         throw mesh_Error(m_file, ORXSimManager::LastError());
-      if (!Fits(drawer))
+      if (!Fits(drawer) || drawer.Items() != ORXSimCSet(drawer.CSet()).Size())
         break;
       m_system.components = size(drawer.Components());
       m_system.shapePlaces.push_back({i, Rows(drawer.CSet())});

@@ -51,6 +51,7 @@ void view_Fields::Steps(On on, const std::string& name, std::size_t width, bool 
   const std::string path = Take(on, name);
   m_output.Rows(path, shape, parts, constant);
   m_arrays.push_back({path, steps.size() == 1});
+  m_output.Shows((on == kPoints ? "nodeFields/" : "elementFields/") + name, {});
 }
 
 void view_Fields::Constant(On on, const std::string& name, ORXSimDistributionID field) {
@@ -89,6 +90,8 @@ void view_Fields::WriteMask(const mesh_Set& set) {
       mask[static_cast<std::size_t>(item)] = 1;
   const std::string path = Take(on, set.name);
   m_output.Values(path, {hdf_ViewType::kUInt8, mask.size()}, mask);
+  constexpr const char* kMaps[] = {"nodeSets/", "elementSets/", "surfaces/"};
+  m_output.Shows(kMaps[static_cast<std::size_t>(set.kind)] + set.name, {});
   m_arrays.push_back({path, true});
 }
 
@@ -127,6 +130,8 @@ void view_Fields::WriteVariable(const mesh_Variables& variables, std::size_t var
           }
           return parts;
         });
+  m_output.Shows((on == kPoints ? "nodeFields/" : "elementFields/") + variables.names[variable],
+                 variables.Unit(variable));
 }
 
 /// A field on a set is an array of its own, since another set may have other values at the same items.
@@ -185,6 +190,7 @@ void view_Fields::WriteModes(const sto_ModalSystem& system) {
       Steps(kPoints, sto_ModeTitle(system, mode), width, true, [&](std::size_t) {
         return std::vector<view_Part>{{{system.shapes, place.drawer, 0, m_mesh.Nodes(), {}}, 0}};
       });
+      m_output.Shows("modes/" + std::to_string(mode + 1), system.unit);
       continue;
     }
     const std::string path = Take(kPoints, sto_ModeTitle(system, mode));
@@ -194,6 +200,7 @@ void view_Fields::WriteModes(const sto_ModalSystem& system) {
     for (std::size_t i = 0; i < m_mesh.Nodes(); ++i)
       std::copy_n(&shape[i * system.components], kept, &shown[i * width]);
     m_output.Values(path, {hdf_ViewType::kDouble, m_mesh.Nodes(), width}, shown);
+    m_output.Shows("modes/" + std::to_string(mode + 1), system.unit);
     m_arrays.push_back({path, true});
   }
 }

@@ -129,6 +129,7 @@ void view_Grid::WriteTypes() {
   else
     m_output.Values("CellData/block", {hdf_ViewType::kInt32, cells},
                     std::vector<int>(blocks.begin(), blocks.end()));
+  m_output.Shows("block", {});
 }
 
 template <class T>

@@ -116,7 +116,7 @@ void view_Output::Rows(const std::string& path, hdf_ViewShape shape, const std::
         shape.type, typeOf(ORXSimDistributionRef(part.rows.distribution).Drawer(part.rows.drawer).Type()));
   if (CanMap(shape, parts)) {
     Check(m_file.Map(kRoot + path, shape, Pieces(parts)));
-    m_arrays.push_back({path, true});
+    m_arrays.push_back({path, true, {}, {}});
     m_progress.Advance(0);
     return;
   }
@@ -139,11 +139,11 @@ bool view_Output::Begin(const std::string& path, const hdf_ViewShape& shape, boo
   if (shared && !m_first.empty()) {
     const hdf_ViewPiece whole{m_first, kRoot + path, shape.rows, shape.width, 0, shape.rows, 0};
     Check(m_file.Map(kRoot + path, shape, {&whole, 1}));
-    m_arrays.push_back({path, true});
+    m_arrays.push_back({path, true, {}, {}});
     return false;
   }
   Check(m_file.Create(kRoot + path, shape));
-  m_arrays.push_back({path, false});
+  m_arrays.push_back({path, false, {}, {}});
   return true;
 }
 
@@ -151,6 +151,11 @@ void view_Output::Write(const std::string& path, std::size_t first, std::size_t 
                         std::size_t bytes) {
   Check(m_file.Write(kRoot + path, first, count, values));
   m_progress.Advance(static_cast<double>(bytes));
+}
+
+void view_Output::Shows(std::string origin, std::string unit) {
+  m_arrays.back().origin = std::move(origin);
+  m_arrays.back().unit = std::move(unit);
 }
 
 void view_Output::Finish() {

@@ -19,6 +19,8 @@ struct view_Part {
 struct view_Array {
   std::string path;
   bool mapped = false;
+  std::string origin = {}; // what of the mesh it shows, "nodeFields/label"; "" for the grid itself
+  std::string unit = {};
 };
 
 /// One file of a view being written. Datasets are mapped onto the simulation file where its rows follow each
@@ -53,6 +55,8 @@ class view_Output {
   void Write(const std::string& path, std::size_t first, std::size_t count, const void* values,
              std::size_t bytes);
 
+  /// Says what of the mesh the array made last shows.
+  void Shows(std::string origin, std::string unit);
   /// Gives the file its name.
   void Finish();
   const std::vector<view_Array>& Arrays() const { return m_arrays; }

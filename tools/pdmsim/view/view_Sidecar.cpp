@@ -148,7 +148,7 @@ view_Summary view_Write(const sto_File& file, const view_Request& request, cli_P
     WriteSeries(writer, mesh, request, summary);
   } else {
     CheckTarget(request.out, request);
-    writer.Write(request.out, mesh.Times().size() == 1 ? std::optional<std::size_t>(0) : std::nullopt);
+    writer.Write(request.out, mesh.Times().size() == 1 ? std::optional<std::size_t>(0) : request.step);
   }
   file.Check();
   unfinished.Keep();

@@ -4,9 +4,12 @@
 #include <pdmsim/stored/sto_Modes.h>
 #include <pdmsim/view/view_Output.h>
 
+#include <optional>
+
 /// What a view shall be.
 struct view_Request {
   std::string out;                         // "NAME.hdf"
+  std::optional<std::size_t> step;         // the only one to show; none: all
   bool series = false;                     // a file a step, and "NAME.hdf.series", which lists them
   bool force = false;                      // replace a view that is there
   const sto_ModalSystem* system = nullptr; // whose modes are shown; null: none

@@ -1,0 +1,64 @@
+#include <pdmsim/draw/draw_Script.h>
+
+#include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Program.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kNothingToDrawWith = 3; // the script's exit code
+
+std::string FindScript() {
+  std::error_code ignored;
+  const fs::path here = fs::read_symlink("/proc/self/exe", ignored).parent_path();
+  const fs::path script = here / ".." / PDM_SCRIPT_FOLDER / "pdmsim_draw.py";
+  if (fs::exists(script, ignored))
+    return script.lexically_normal().string();
+  throw cli_Failure(cli_Exit::kUnusable, "pdmsim_draw.py: expected beside the program in " PDM_SCRIPT_FOLDER
+                                         ", found none; the installation is not whole");
+}
+
+/// The picture until it is whole.
+class Unfinished {
+ public:
+  explicit Unfinished(std::string name) : m_name(std::move(name)) {}
+  Unfinished(const Unfinished&) = delete;
+  Unfinished& operator=(const Unfinished&) = delete;
+  ~Unfinished() { ::unlink(m_name.c_str()); }
+  const std::string& Name() const { return m_name; }
+
+ private:
+  std::string m_name;
+};
+
+} // namespace
+
+void draw_Run(const nlohmann::json& job) {
+  const std::string out = job["out"], script = FindScript();
+  const Unfinished picture(out + ".new-" + std::to_string(::getpid()) + ".png");
+  const cli_Scratch scratch;
+  nlohmann::json told = job;
+  told["out"] = picture.Name();
+  std::ofstream(scratch.At("job.json")) << told;
+  cli_Ended ended{kNothingToDrawWith, {}};
+  const char* const wanted = std::getenv("PDM_PYTHON");
+  for (const char* python : {wanted, "python3", "/usr/bin/python3"})
+    if (python != nullptr && (ended.code == kNothingToDrawWith || ended.code < 0))
+      ended = cli_Run({python, "-B", script, scratch.At("job.json")});
+  if (ended.code == kNothingToDrawWith || ended.code < 0)
+    throw cli_Failure(
+        cli_Exit::kUnusable,
+        out + ": expected Python with VTK, or with Matplotlib and h5py, to draw with, found none; "
+              "PDM_PYTHON names another Python");
+  if (ended.code != 0)
+    throw cli_Failure(cli_Exit::kUnusable, out + ": " + ended.said);
+  if (std::rename(picture.Name().c_str(), out.c_str()) != 0)
+    throw cli_Failure(cli_Exit::kUnusable, out + ": cannot be written");
+}
