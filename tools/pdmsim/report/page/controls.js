@@ -250,7 +250,7 @@ class Page {
       option("", "Magnitude", list);
       field.components.forEach((name, k) => option(k, name, list));
     }
-    list.disabled = !list.options.length;
+    list.disabled = list.hidden = element("component-label").hidden = !list.options.length;
     await this.recolour();
   }
 
@@ -340,6 +340,7 @@ class Page {
     this.shared.phase.value = 1;
     this.look.redraw();
     if (this.playing) this.run(this.playing);
+    else this.tell(); // which was silent while steps went on
   }
 
   async run(button) {
