@@ -86,7 +86,7 @@ bool makeGaps(const char* file) {
          !ORXSimManager::OpenContext(file, 1 | 2, 102, false, 1).IsNull(); // from anywhere
 }
 
-// Two modes of 12.5 Hz and an unknown frequency: a node goes by its place among the nodes, along z and along x.
+// Modes of 12.5 Hz and of an unknown frequency: a node moves by its place among the nodes, along z and x.
 bool addModes(const msfD_Sim& sim) {
   const msfD_Mesh mesh = sim.discreteModel().mesh();
   const ORXSimContextID context = mesh.nodes().Context();

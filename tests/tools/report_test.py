@@ -56,18 +56,22 @@ def written(case, name="mesh", **mesh):
 
 
 def two_blocks(n=4, steps=3, noise=0):
-    """A cube in two blocks, with sets and fields; the element field has no numbers in the first half of each."""
+    """A cube in two blocks, in no order, with sets and fields; the element field has no numbers in the first half of each."""
     nodes, hexes = grid(n, n, n)
     half, times = len(hexes) // 2, np.arange(steps) / 4
-    values = nodes[:, 0] * nodes[:, 1] + np.random.default_rng(1).random((steps, len(nodes))) * noise
+    random = np.random.default_rng(1)
+    for part in (hexes[:half], hexes[half:]):
+        random.shuffle(part)
+    low, front = (1 + np.flatnonzero(nodes[hexes].min(1)[:, axis] == 0)[:2] for axis in (2, 1))
+    values = nodes[:, 0] * nodes[:, 1] + random.random((steps, len(nodes))) * noise
     stress = np.tile(hexes.sum(1) * 1.0, (steps, 1)) + times[:, None]
     stress[:, :half // 2] = stress[:, half: half + half // 2] = np.nan
     return dict(
         nodes=nodes, times=times, blocks=[{"id": 1, "name": "left", "type": "HEX8", "conn": hexes[:half] + 1},
                                           {"id": 2, "name": EVIL, "type": "HEX8", "conn": hexes[half:] + 1}],
         node_sets=[{"id": 1, "name": "points", "members": [1, 2, 3]}],
-        elem_sets=[{"id": 1, "name": "picked", "members": [1, 2, len(hexes)]}],
-        side_sets=[{"id": 1, "name": "wall", "members": [1, 2], "sides": [5, 5]}],
+        elem_sets=[{"id": 1, "name": "picked", "members": front}],
+        side_sets=[{"id": 1, "name": "wall", "members": low, "sides": [5, 5]}],
         node_vars={"heat": values, **{f"u_{a}": times[:, None] * nodes[:, k] for k, a in enumerate("xyz")}},
         elem_vars={"stress": {0: stress[:, :half], 1: stress[:, half:]}})
 

@@ -110,6 +110,7 @@ void Report(Options& options) {
     const sto_Mesh mesh(options.opening.file, stored);
     const auto modal = sto_ModalSystems(options.opening.file, stored);
     const std::size_t fixed = rep_FixedSize() + SizeOfWords(mesh, modal);
+    progress.Total(static_cast<double>(options.choice.most)); // what the page may have
     rep_Content content(options.choice.most - std::min(options.choice.most, fixed), progress);
     content.about = {{"dimension", mesh.Dimension()},
                      {"axes", mesh.AxisNames()},

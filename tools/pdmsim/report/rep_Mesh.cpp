@@ -1,5 +1,7 @@
 #include <pdmsim/report/rep_Content.h>
 
+#include <pdmsim/report/rep_Order.h>
+
 #include <algorithm>
 
 namespace {
@@ -12,15 +14,40 @@ std::string kindOf(mesh_SetKind kind) {
                                            : "side set";
 }
 
-show_Json facesOf(const std::vector<rep_Faces>& groups, rep_Corners& corners, rep_Content& content) {
+std::vector<std::string> pack(const std::vector<rep_Faces>& groups, rep_Corners& corners) {
+  std::vector<std::string> texts;
+  for (const rep_Faces& faces : groups)
+    texts.push_back(corners.Pack(faces.nodes));
+  return texts;
+}
+
+/// Packs the skin. Where the order of the mesh makes that large, the faces get a better one first.
+std::vector<std::string> packSkin(const mesh_Source& mesh, std::vector<rep_Faces>& groups,
+                                  rep_Corners& corners) {
+  std::vector<std::string> texts = pack(groups, corners);
+  std::size_t taken = 0, count = 0;
+  for (std::size_t i = 0; i < groups.size(); ++i) {
+    taken += texts[i].size();
+    count += groups[i].nodes.size();
+  }
+  if (taken <= count) // a byte a corner
+    return texts;
+  rep_OrderByNeighbours(mesh.Nodes(), groups);
+  corners = rep_Corners(mesh.Nodes());
+  return pack(groups, corners);
+}
+
+show_Json facesOf(const std::vector<rep_Faces>& groups, std::vector<std::string> texts,
+                  rep_Content& content) {
   show_Json list = show_Json::array();
-  for (const rep_Faces& faces : groups) {
+  for (std::size_t i = 0; i < groups.size(); ++i) {
+    const rep_Faces& faces = groups[i];
     const std::size_t count = faces.nodes.size() / static_cast<std::size_t>(faces.corners);
     list.push_back({{"block", faces.block},
                     {"other", faces.other},
                     {"corners", faces.corners},
                     {"count", count},
-                    {"nodes", content.Add(corners.Pack(faces.nodes))}});
+                    {"nodes", content.Add(std::move(texts[i]))}});
   }
   return list;
 }
@@ -53,7 +80,8 @@ show_Json setOf(const sto_Mesh& mesh, const mesh_Set& set, const rep_Skin& skin,
   if (!isDrawn || set.size == 0)
     return json;
   if (set.kind == mesh_SetKind::kSides) {
-    json["groups"] = facesOf(rep_FindSides(mesh, set), corners, content);
+    const std::vector<rep_Faces> sides = rep_FindSides(mesh, set);
+    json["groups"] = facesOf(sides, pack(sides, corners), content);
   } else {
     std::vector<int> members(set.size);
     mesh.ReadSet(set, 0, set.size, members.data());
@@ -68,7 +96,7 @@ show_Json setOf(const sto_Mesh& mesh, const mesh_Set& set, const rep_Skin& skin,
       rep_Faces points;
       points.corners = 1;
       points.nodes = std::move(members);
-      json["groups"] = facesOf({points}, corners, content);
+      json["groups"] = facesOf({points}, {corners.Pack(points.nodes)}, content);
     }
   }
   return json;
@@ -135,7 +163,7 @@ rep_Drawn rep_AddMesh(const sto_Mesh& mesh, rep_Content& content) {
     skin = rep_FindSkin(mesh);
     for (std::string& note : skin.notes)
       content.Note(std::move(note));
-    content.about["faces"] = facesOf(skin.faces, corners, content);
+    content.about["faces"] = facesOf(skin.faces, packSkin(mesh, skin.faces, corners), content);
     isDrawn = isWhole(content.about["faces"]);
   } else {
     content.Note("the mesh is not drawn: it has no coordinates");

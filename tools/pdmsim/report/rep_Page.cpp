@@ -46,7 +46,7 @@ std::string filled(std::string_view from, std::size_t size,
 
 std::size_t rep_FixedSize() {
   return rep_kPage.size() + rep_kStyle.size() + rep_kNumbers.size() + rep_kScene.size() +
-         rep_kControls.size() + rep_kThree.size() + rep_kLicence.size();
+         rep_kTurning.size() + rep_kControls.size() + rep_kThree.size() + rep_kLicence.size();
 }
 
 std::string rep_Escaped(std::string_view text) {
@@ -101,6 +101,6 @@ std::string rep_MakePage(const std::string& title, const rep_Content& content) {
     else if (name == "three")
       out += rep_kThree;
     else if (name == "script")
-      ((out += rep_kNumbers) += rep_kScene) += rep_kControls;
+      (((out += rep_kNumbers) += rep_kScene) += rep_kTurning) += rep_kControls;
   });
 }

@@ -119,49 +119,11 @@ class Page {
     on("view-nearer", "click", () => look.zoomBy(1.2));
     on("view-farther", "click", () => look.zoomBy(1 / 1.2));
     on("controls", "submit", event => event.preventDefault());
-    on("canvas", "keydown", event => this.key(event));
-    this.mouse(element("canvas"));
+    turnByKeys(look);
+    turnByPointers(look);
     look.onDraw = m => this.drawAxes(m);
     new ResizeObserver(() => look.redraw()).observe(element("stage"));
     matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => this.theme());
-  }
-
-  key(event) {
-    if (event.ctrlKey || event.altKey || event.metaKey) return;
-    const arrows = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, 1], ArrowDown: [0, -1] }[event.key];
-    const { look } = this;
-    if (arrows && event.shiftKey) look.move(20 * arrows[0], -20 * arrows[1]);
-    else if (arrows) look.turn(-10 * arrows[0], 10 * arrows[1]);
-    else if (event.key === "+" || event.key === "=") look.zoomBy(1.2);
-    else if (event.key === "-") look.zoomBy(1 / 1.2);
-    else if (event.key === "0" || event.key === "Home") look.whole();
-    else return;
-    event.preventDefault();
-  }
-
-  // Drags of one pointer turn, with Shift or another button move; two pointers zoom.
-  mouse(canvas) {
-    const down = new Map();
-    const apart = () => { const [a, b] = [...down.values()]; return Math.hypot(a.x - b.x, a.y - b.y) || 1; };
-    canvas.addEventListener("pointerdown", event => {
-      canvas.setPointerCapture(event.pointerId);
-      down.set(event.pointerId, { x: event.clientX, y: event.clientY });
-    });
-    canvas.addEventListener("pointermove", event => {
-      const before = down.get(event.pointerId);
-      if (!before) return;
-      const far = down.size === 2 ? apart() : 0, x = event.clientX - before.x, y = event.clientY - before.y;
-      down.set(event.pointerId, { x: event.clientX, y: event.clientY });
-      if (down.size === 2) this.look.zoomBy(apart() / far);
-      else if (event.shiftKey || event.buttons > 1) this.look.move(x, y);
-      else this.look.turn(-0.4 * x, 0.4 * y);
-    });
-    for (const end of ["pointerup", "pointercancel"]) canvas.addEventListener(end, event => down.delete(event.pointerId));
-    canvas.addEventListener("contextmenu", event => event.preventDefault());
-    canvas.addEventListener("wheel", event => {
-      event.preventDefault();
-      this.look.zoomBy(Math.exp(-Math.max(-200, Math.min(200, event.deltaY)) / 500));
-    }, { passive: false });
   }
 
   theme() {
@@ -250,7 +212,7 @@ class Page {
       option("", "Magnitude", list);
       field.components.forEach((name, k) => option(k, name, list));
     }
-    list.disabled = !list.options.length;
+    list.disabled = list.hidden = element("component-label").hidden = !list.options.length;
     await this.recolour();
   }
 
@@ -340,6 +302,7 @@ class Page {
     this.shared.phase.value = 1;
     this.look.redraw();
     if (this.playing) this.run(this.playing);
+    else this.tell(); // which was silent while steps went on
   }
 
   async run(button) {

@@ -7,7 +7,7 @@ const kScale = ["#440154", "#482878", "#3e4a89", "#31688e", "#26828e", "#1f9e89"
 
 const kVertex = `
 attribute float value; attribute vec3 shift; attribute vec3 tint;
-uniform float amount, phase, pointSize; uniform vec2 range, nudge;
+uniform float amount, phase, pointSize, nearer; uniform vec2 range, nudge;
 varying vec3 vView, vTint; varying float vValue, vNone;
 void main() {
   vec4 view = modelViewMatrix * vec4(position + shift * amount * phase, 1.0);
@@ -16,6 +16,7 @@ void main() {
   vValue = vNone > 0.5 ? 0.0 : clamp((value - range.x) / max(range.y - range.x, 1e-37), 0.0, 1.0);
   gl_Position = projectionMatrix * view;
   gl_Position.xy += nudge * gl_Position.w;
+  gl_Position.z -= nearer * gl_Position.w;
   gl_PointSize = pointSize;
 }`;
 const kFragment = `
@@ -63,7 +64,7 @@ class Shape {
     this.tint = new THREE.BufferAttribute(new Uint8Array(3 * vertices), 3, true);
     this.shift = null;
     this.spread(this.position.array, positions);
-    const uniforms = (own) => ({ ...shared, pointSize: { value: 1 }, nudge: { value: new THREE.Vector2() }, ...own });
+    const uniforms = (own) => ({ ...shared, pointSize: { value: 1 }, nearer: { value: isSet ? 2e-4 : 0 }, nudge: { value: new THREE.Vector2() }, ...own });
     const material = (own, more = {}) => new THREE.ShaderMaterial({
       vertexShader: kVertex, fragmentShader: kFragment, side: THREE.DoubleSide, uniforms: uniforms(own),
       extensions: { derivatives: true }, ...more });
