@@ -26,7 +26,7 @@ def image(path):
         if kind == 1:
             waiting[number] = records[at + HEAD : at + HEAD + PAGE]
             at += HEAD + PAGE
-        elif kind == 2:
+        elif kind in (2, 3):  # 3: some of its pages are in the main file
             pages.update(waiting)
             end, waiting = number, {}
             at += COMMIT
