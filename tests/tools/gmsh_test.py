@@ -174,11 +174,12 @@ class Gmsh(Case):
     def test_partitions_and_their_parents(self):
         text = gmsh_make.write(self.dir / "p.msh", mesh()).read_text()
         head, rest = text.split("$EndEntities\n")
-        parts = ("$PartitionedEntities\n2\n1\n9 2\n0 0 0 2\n11 3 1 1 1 0 0 0 0 0 0 0 0\n"
+        parts = ("$PartitionedEntities\n2\n1\n9 2\n0 0 1 2\n21 3 1 2 1 2 0 0 0 0 0 0 1 3 1 4\n11 3 1 1 1 0 0 0 0 0 0 0 0\n"
                  "12 2 1 2 1 2 0 0 0 0 0 0 1 3 1 4\n$EndPartitionedEntities\n")
         (self.dir / "p.msh").write_text(head + "$EndEntities\n" + parts + rest.replace("\n3 1 5 1\n", "\n3 11 5 1\n")
-                                        .replace("\n3 2 5 1\n", "\n3 12 5 1\n"))
+                                        .replace("\n3 2 5 1\n", "\n3 12 5 1\n").replace("\n2 5 3 1\n", "\n2 21 3 1\n"))
         sim = self.import_(self.dir / "p.msh")
+        self.assertEqual(set(sim.mesh.surfaces), {b"inlet", b"middle/wall"})  # not a face between parts
         self.assertEqual([list(sim.members(sim.mesh.elementSets[k])) for k in (b"solid", b"both of them")],
                          [[0], [1, 2]])  # the second brick's own group counts
 
@@ -199,7 +200,8 @@ class BadGmsh(Case):
                     ("3\n0\n1\n1\n1 1.0", "3\n0\n1\n99\n1 1.0", "99"), ("1 1.0\n$EndN", "1 one\n$EndN", "one"),
                     ("$Nodes", "$Knoten", "$EndKnoten"),
                     ("3\n0\n1\n1\n1 1.0", "3\n0\n65\n1\n1 1.0", "1..64"), ("$Elements", "4 Elements", "line 15"),
-                    ("$Elements", "$MeshFormat", "another")],
+                    ("$Elements", "$MeshFormat", "line 15", "another"),
+                    ("$MeshFormat", "$NOD", "line 1:", "$NOD")],
             "4.1": [("4.1 0 8", "4.1 0 3", "4 or 8"), ("3 1 4 1\n", "3 1 44 1\n", "type 44"),
                     ("3 1 4 1\n", "2 1 4 1\n", "TET4"), ("3 1 4 1\n", "3 1 4 2\n", "elements"),
                     ("$Nodes\n2 4 1 4", "$Nodes\n2 5 1 4", "5 nodes"), ("1 1 2 3 4\n$", "1 1 2 3 5\n$", "5"),
