@@ -57,7 +57,7 @@ def mesh():
         "data": [("NodeData", "T", 0.5, 0, {n: [1.5 * n] for n, _ in nodes}),
                  ("NodeData", "T", 1.5, 1, {n: [-2.5 * n] for n, _ in nodes[:3]}),
                  ("NodeData", "U", 1.5, 1, {n: [n, 0.25, 1e-300] for n, _ in nodes}),
-                 ("ElementData", "s", 0.5, 0, {50: [1.0], 29: [2.0], 40: [4.0]}),
+                 ("ElementData", "s", 0.5, 0, {50: [1.0], 29: [2.0], 40: [4.0], 1: [8.0]}),
                  ("ElementNodeData", "en", 0.5, 0, {50: [1.0]})],
         "more": "$Periodic\n1\n2 1 2\n0\n$EndPeriodic\n",
         "parametric": True}
@@ -120,7 +120,7 @@ class Gmsh(Case):
         same(one(sim, m.elementFields[b"s"]), [1, 2, 4, nan, nan, nan, nan])
 
     def test_the_same_mesh_in_every_variant(self):
-        always = ["section $Periodic", "the field en, one value a node of an element (1)",
+        always = ["section $Periodic", "values of s on what became sides", "the field en, one value a node of an element (1)",
                   "faces without group that are sides of other elements (1)",
                   "lines without group that are sides of other elements (1)",
                   "labels of faces that became sides in surfaces (3)"]
