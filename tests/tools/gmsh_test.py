@@ -154,7 +154,12 @@ class Gmsh(Case):
 
     def test_groups_of_edges_points_and_the_plane(self):
         label = [1, 2, 3, 4, 5, 2**40]
-        flat = [(n, (float(i % 3), float(i // 3), 0.0)) for i, n in enumerate(label)]
+        for z, quad, tri, edge in ((0.0, "QUAD4", "TRI3", 3), (1.0, "SHELL4", "SHELL3", 5)):
+            with self.subTest(z=z):
+                self.plane(label, z, quad, tri, edge)
+
+    def plane(self, label, z, quad, tri, edge):
+        flat = [(n, (float(i % 3), float(i // 3), z)) for i, n in enumerate(label)]
         path = gmsh_make.write(self.dir / "flat.msh", {
             "nodes": flat, "names": {(2, 1): "plate", (1, 1): "left", (1, 2): "loose"},
             "entities": {(2, 1): [1], (1, 1): [1], (1, 2): [2], (0, 1): []},
@@ -163,13 +168,13 @@ class Gmsh(Case):
         sim = self.import_(path, ["points without group that are sides of other elements (1)",
                                   "labels of lines that became sides in surfaces (1)"])
         m = sim.mesh
-        self.assertEqual(one(sim, m.nodeFields[b"coordinates"]).size, 12)  # of two axes
+        self.assertEqual(one(sim, m.nodeFields[b"coordinates"]).size, 18 if z else 12)
         self.assertEqual(list(one(sim, m.nodeFields[b"label"])), label)
         self.assertEqual(list(one(sim, m.elementFields[b"label"])), [1, 2, 3, 2**41])
         self.assertEqual({k.decode(): list(sim.members(v)) for k, v in m.elementSets.items()},
-                         {"plate_QUAD4": [0], "plate_TRI3": [1, 2], "plate": [0, 1, 2], "loose": [3]})
+                         {"plate_" + quad: [0], "plate_" + tri: [1, 2], "plate": [0, 1, 2], "loose": [3]})
         side = sim.drawers(m.surfaces[b"left"])[0]
-        self.assertEqual((list(side.members), list(side.values)), ([0], [3]))
+        self.assertEqual((list(side.members), list(side.values)), ([0], [edge]))
 
     def test_partitions_and_their_parents(self):
         text = gmsh_make.write(self.dir / "p.msh", mesh()).read_text()
