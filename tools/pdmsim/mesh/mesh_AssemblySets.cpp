@@ -136,7 +136,7 @@ void mesh_Assembly::MakeVariables() {
       }
   }
   if (!lost.empty())
-    m_mesh->m_notes.push_back("the values of " + lost + " on what became sides");
+    m_mesh->m_notes.push_back("values of " + lost + " on what became sides");
 }
 
 std::unique_ptr<mesh_Source> mesh_Assemble(mesh_Raw raw) {
