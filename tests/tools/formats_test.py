@@ -155,6 +155,8 @@ class Formats(programs.Case):
         for name, says in (("no such", "temperature"), ("velocity", "one integer a row"), ("temperature", "integers")):
             self.refused(2, PDMSIM, "import", path, self.dir / "no.pdm", "--sets-from", name, says=[str(path), says])
 
+        self.refused(1, PDMSIM, "import", path, self.dir / "no.pdm", "--format", "gmsh", "--sets-from", "part", says=["Gmsh"])
+
     def test_xdmf(self):
         for types, hdf, (times, form) in itertools.product(
                 (LINEAR, QUADRATIC, [29], [12, 12]), (True, False),

@@ -19,10 +19,10 @@ namespace {
 
 // The first that knows a content as its own reads it. Exodus II takes every HDF5 file that comes to it.
 constexpr mesh_Format kFormats[] = {
-    {"vtk", "VTK legacy", ".vtk", &vtk_IsLegacy, &vtk_OpenLegacy},
-    {"vtu", "VTK XML", ".vtu", &vtk_IsXml, &vtk_OpenXml},
-    {"xdmf", "XDMF", ".xdmf .xmf", &xdmf_IsOne, &xdmf_Open},
-    {"med", "MED", ".med .rmed .mmed", &med_IsOne, &med_Open},
+    {"vtk", "VTK legacy", ".vtk", &vtk_IsLegacy, &vtk_OpenLegacy, true},
+    {"vtu", "VTK XML", ".vtu", &vtk_IsXml, &vtk_OpenXml, true},
+    {"xdmf", "XDMF", ".xdmf .xmf", &xdmf_IsOne, &xdmf_Open, true},
+    {"med", "MED", ".med .rmed .mmed", &med_IsOne, &med_Open, true},
     {"exodus", "Exodus II", ".exo .e .g .ex2 .exoII .nc", &exo_IsOne, &exo_Open},
     {"gmsh", "Gmsh", ".msh .msh2 .msh4", &gms_IsOne, &gms_Open},
     {"medit", "Medit", ".mesh .meshb", &mdt_IsOne, &mdt_Open},
@@ -76,5 +76,9 @@ std::span<const mesh_Format> imp_Formats() {
 }
 
 std::unique_ptr<mesh_Source> imp_OpenMesh(const std::string& path, const mesh_Reading& reading) {
-  return formatOf(path, reading).open(path, reading);
+  const mesh_Format& format = formatOf(path, reading);
+  if (!reading.setsFrom.empty() && !format.takesSetsFrom)
+    throw cli_Failure(cli_Exit::kNotThere,
+                      path + ": expected VTK, XDMF or MED to make sets of an array, found " + format.title);
+  return format.open(path, reading);
 }

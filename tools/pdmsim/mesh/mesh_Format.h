@@ -26,4 +26,5 @@ struct mesh_Format {
   bool (*isOne)(const mesh_Head& head);
   /// Throws mesh_Error.
   std::unique_ptr<mesh_Source> (*open)(const std::string& path, const mesh_Reading& reading);
+  bool takesSetsFrom = false; // makes sets of the array that the reading names
 };

@@ -12,10 +12,13 @@ struct mesh_VtkCells {
   std::vector<int> nodes;           // those of all cells, one cell after the other; 0-based
 };
 
-/// Gives the mesh the cells, type by type, without the empty ones. Pixels and voxels become quadrilaterals
-/// and hexahedra; lines, strips and points of many nodes become several cells; polygons of three and four
-/// corners triangles and quadrilaterals. Throws mesh_Error for types that cannot be kept, and for ends that
-/// do not ascend. \return [raw cells] the cell of the list that each came of; empty: they are the same.
+/// Gives the mesh the cells, type by type, without the empty ones.
+///
+/// Pixels and voxels become quadrilaterals and hexahedra. Lines, strips and points of many nodes become
+/// several cells. Polygons of three and four corners become triangles and quadrilaterals. Throws mesh_Error
+/// for types that cannot be kept, and for ends that do not ascend.
+///
+/// \return [raw cells] the cell of the list that each came of; empty: they are the same.
 std::vector<int> mesh_AddVtkCells(mesh_Raw& raw, mesh_VtkCells cells);
 
 /// A field's values, a row for each cell of the list, become rows of the mesh's cells.

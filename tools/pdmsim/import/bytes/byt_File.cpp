@@ -130,6 +130,8 @@ std::string_view byt_Cursor::Line() {
 }
 
 void byt_Cursor::Bytes(char* to, std::size_t count) {
+  if (count == 0) // and perhaps no room
+    return;
   if (count > Left())
     m_file.Fail("expected " + std::to_string(count) + " bytes at byte " + std::to_string(At()) + ", found " +
                 std::to_string(Left()));
