@@ -2,6 +2,8 @@
 
 import h5py
 import numpy as np
+from vtkmodules.util.numpy_support import vtk_to_numpy
+from vtkmodules.vtkIOXML import vtkXMLUnstructuredGridReader
 
 from pdm_reader import Sim
 
@@ -71,17 +73,30 @@ def one_of_each(names=TYPES):
     return dict(nodes=nodes, blocks=blocks), sizes
 
 
-def edit(path, field, drawers=None, unit=None, key="nodeFields"):
-    """Gives a field of an imported mesh what only other programs write."""
+def edit(path, field, drawers=None, unit=None, keep=None):
+    """Gives a node field of an imported mesh what only other programs write."""
     sim = Sim(path)
-    number = getattr(sim.mesh, key)[field]
+    number = sim.mesh.nodeFields[field]
     sim.file.close()
     with h5py.File(path, "r+") as file:
         group = file[f"store/distributions/{number}"]
         members = group["0"].attrs["members"]
         if unit:
             group.attrs["unit"] = np.bytes_(unit)
-        for name in list(group) if drawers else ():
-            del group[name]
+        for name in list(group):
+            if drawers or (keep and int(name) >= keep):
+                del group[name]
         for i, values in enumerate(drawers or ()):
             group.create_dataset(str(i), data=values).attrs["members"] = members
+
+
+def read_vtu(path):
+    reader = vtkXMLUnstructuredGridReader()
+    reader.SetFileName(str(path))
+    reader.Update()
+    assert reader.GetErrorCode() == 0
+    return reader.GetOutput()
+
+
+def arrays(data):
+    return {data.GetArrayName(i): vtk_to_numpy(data.GetArray(i)) for i in range(data.GetNumberOfArrays())}

@@ -19,12 +19,11 @@ import numpy as np
 from vtkmodules.util.numpy_support import vtk_to_numpy
 from vtkmodules.vtkCommonCore import reference, vtkObject
 from vtkmodules.vtkFiltersVerdict import vtkCellSizeFilter
-from vtkmodules.vtkIOXML import vtkXMLUnstructuredGridReader
 
 import exo_make
 import gmsh_reader
 import programs
-from export_meshes import CORNERS, GMSH, TYPES, edit, one_of_each, whole
+from export_meshes import CORNERS, GMSH, TYPES, arrays, edit, one_of_each, read_vtu, whole
 from pdm_reader import Sim
 
 PDMSIM, MESHES, GOLDEN = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
@@ -140,6 +139,17 @@ class Exodus(Case):
         self.assertEqual([d.values.tolist() for d in steps], [(values + i).tolist() for i in range(3)])
         back.file.close()
 
+        values = np.arange(6.0).reshape(2, 3)
+        self.import_(self.make(nodes=np.ones((4, 3)), times=[1.0, 2.0], node_sets=[
+            {"id": 1, "name": "a", "members": [1, 2, 3]}, {"id": 2, "name": "b", "members": [2, 3, 4]}],
+            nset_vars={"v": {0: values, 1: values + 9}}))
+        edit(self.pdm, b"v", keep=2)  # both sets, once for all times
+        self.lossy("sets.exo", losses=("that the field v is the same at all times",))
+        back = Sim(self.import_(self.dir / "sets.exo"))
+        self.assertEqual([d.values.tolist() for d in back.drawers(back.mesh.nodeFields[b"v"])],
+                         [values[0].tolist(), (values[0] + 9).tolist()] * 2)
+        back.file.close()
+
     def test_blocks_whose_elements_are_mixed(self):
         r = np.random.default_rng(3)
         conn = r.integers(1, 10, (3, 4))
@@ -176,6 +186,7 @@ class Exodus(Case):
         self.refused(1, pdm, pdm, "--format", "exodus", "--force", says=("another file",))
         self.refused(1, pdm, out, "--field", "label", says=("--field",))
         self.refused(1, pdm, out, "--ascii", says=("gmsh only",))
+        self.refused(1, pdm, out, "--compress", says=("vtu only",))
         self.refused(1, pdm, self.dir / "out.csv", says=("--field",))
         self.refused(2, pdm, self.dir / "no" / "out.exo", says=("No such file",))
         self.refused(2, self.dir / "none.pdm", out)
@@ -185,26 +196,16 @@ class Exodus(Case):
 
 
 class Vtu(Case):
-    def read(self, path):
-        reader = vtkXMLUnstructuredGridReader()
-        reader.SetFileName(str(path))
-        reader.Update()
-        self.assertEqual(reader.GetErrorCode(), 0)
-        return reader.GetOutput()
-
-    def arrays(self, data):
-        return {data.GetArrayName(i): vtk_to_numpy(data.GetArray(i)) for i in range(data.GetNumberOfArrays())}
-
     def test_cells_have_their_nodes_where_vtk_looks_for_them(self):
         mesh, sizes = one_of_each()
         self.import_(self.make(**mesh))
         self.assertEqual(self.export("out.vtu")["losses"], [])
-        grid = self.read(self.dir / "out.vtu")
+        grid = read_vtu(self.dir / "out.vtu")
         vtkObject.GlobalWarningDisplayOff()  # of HEX27
         measure = vtkCellSizeFilter()
         measure.SetInputData(grid)
         measure.Update()
-        found = self.arrays(measure.GetOutput().GetCellData())
+        found = arrays(measure.GetOutput().GetCellData())
         found = found["Volume"] + found["Area"] + found["Length"]
         found[2] = sizes[2]  # it has no formula for HEX27
         np.testing.assert_allclose(found, sizes, rtol=1e-12)
@@ -228,13 +229,13 @@ class Vtu(Case):
         mesh = exo_make.everything() | {"node_sets": [{"id": 8, "name": "temperature", "members": [2, 3, 9]}],
                                         "nset_vars": {}, "elem_sets": [{"id": 5, "name": 'a<"&', "members": [1, 7]}]}
         self.import_(self.make(width=200, **mesh))
-        self.lossy("out.pvd", losses=("the side set wall", "the 2 attributes of block block_7", "is called temperature_set"))
+        self.lossy("out.pvd", "--compress", losses=("the side set wall", "the 2 attributes of block block_7", "is called temperature_set"))
         self.refused(1, self.pdm, self.dir / "out.vtu", "--lossy", says=("3 steps",))
         listed = xml.etree.ElementTree.parse(self.dir / "out.pvd").findall(".//DataSet")
         self.assertEqual([float(one.get("timestep")) for one in listed], mesh["times"])
         for step, one in enumerate(listed):
-            grid = self.read(self.dir / one.get("file"))
-            nodes, cells, field = (self.arrays(d) for d in (grid.GetPointData(), grid.GetCellData(), grid.GetFieldData()))
+            grid = read_vtu(self.dir / one.get("file"))
+            nodes, cells, field = (arrays(d) for d in (grid.GetPointData(), grid.GetCellData(), grid.GetFieldData()))
             np.testing.assert_array_equal(vtk_to_numpy(grid.GetPoints().GetData()), mesh["nodes"])
             np.testing.assert_array_equal(nodes["label"], mesh["node_labels"])
             np.testing.assert_array_equal(nodes["temperature"], mesh["node_vars"]["temperature"][step])
@@ -253,9 +254,10 @@ class Vtu(Case):
             {"id": 4, "name": "p", "type": "nsided", "conn": [1, 2, 3, 4, 5, 6, 1], "corners": [3, 4]}]))
         vector = np.arange(12.0).reshape(6, 2).astype("f4")
         edit(self.pdm, b"u", [vector])
-        self.export("out.vtu")
-        grid = self.read(self.dir / "out.vtu")
-        u = self.arrays(grid.GetPointData())["u"]
+        self.export("out.vtu", "--compress")
+        self.assertIn(b"vtkZLibDataCompressor", (self.dir / "out.vtu").read_bytes())
+        grid = read_vtu(self.dir / "out.vtu")
+        u = arrays(grid.GetPointData())["u"]
         np.testing.assert_array_equal(u, vector)
         self.assertEqual(u.dtype, np.float32)
         self.assertEqual([[grid.GetCell(c).GetPointId(i) for i in range(grid.GetCell(c).GetNumberOfPoints())]
@@ -362,8 +364,9 @@ class Csv(Case):
 class Whole(Case):
     def test_nothing_is_left_of_what_did_not_end(self):
         r = np.random.default_rng(5)
-        self.import_(self.make(nodes=r.random((60000, 3)), times=np.arange(30.0), node_vars={"u": r.random((30, 60000))}))
-        outs = [("out.csv", "--field", "u"), ("out.exo",), ("out.pvd",), ("out.msh",)]
+        mesh = dict(nodes=r.random((60000, 3)), times=np.arange(30.0), node_vars={"u": r.random((30, 60000))})
+        self.import_(self.make(**mesh))
+        outs = [("out.csv", "--field", "u"), ("out.exo",), ("out.msh",), ("out.pvd", "--compress")]
         for name, *options in outs:
             out = self.dir / name
             out.write_text("mine")
@@ -388,6 +391,9 @@ class Whole(Case):
             self.assertEqual((out.read_text(), sorted(p.name for p in self.dir.iterdir())), ("mine", before), name)
             self.done(*command, "--quiet")
             self.assertFalse(list(self.dir.glob("*.new-*")))
+        grid = read_vtu(self.dir / "out_29.vtu")
+        np.testing.assert_array_equal(vtk_to_numpy(grid.GetPoints().GetData()), mesh["nodes"])
+        np.testing.assert_array_equal(arrays(grid.GetPointData())["u"], mesh["node_vars"]["u"][29])
 
 
 if __name__ == "__main__":
