@@ -4,7 +4,6 @@ Usage: export_test.py PDMSIM MESH_FOLDER GOLDEN_FOLDER [unittest arguments]"""
 
 import csv
 import itertools
-import json
 import math
 import pathlib
 import resource
@@ -22,44 +21,10 @@ from vtkmodules.vtkFiltersVerdict import vtkCellSizeFilter
 
 import exo_make
 import gmsh_reader
-import programs
-from export_meshes import CORNERS, GMSH, TYPES, arrays, edit, one_of_each, read_vtu, whole
+from export_meshes import CORNERS, GMSH, PDMSIM, TYPES, Case, arrays, edit, one_of_each, read_vtu, whole
 from pdm_reader import Sim
 
-PDMSIM, MESHES, GOLDEN = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
-
-
-class Case(programs.Case):
-    def setUp(self):
-        super().setUp()
-        self.pdm = self.dir / "in.pdm"
-
-    def import_(self, mesh, out=None):
-        """Warnings of names and entries that are not kept are those of the first import."""
-        done = programs.run(PDMSIM, "import", mesh, out or self.pdm, "--force", "--quiet")
-        self.assertEqual(done.returncode, 0, done)
-        return out or self.pdm
-
-    def make(self, name="mesh.exo", **kw):
-        return exo_make.write(self.dir / name, **kw)
-
-    def export(self, out, *options):
-        return json.loads(self.done(PDMSIM, "export", self.pdm, self.dir / out, "--json", *options))
-
-    def refused(self, code, *args, says=()):
-        super().refused(code, PDMSIM, "export", *args, says=says)
-
-    def lossy(self, out, *options, losses):
-        """Without --lossy refused with a line that has all of them; with it each is told twice."""
-        self.refused(2, self.pdm, self.dir / out, *options, says=losses)
-        done = programs.run(PDMSIM, "export", self.pdm, self.dir / out, "--json", "--lossy", *options)
-        self.assertEqual(done.returncode, 0, done)
-        told = json.loads(done.stdout)["losses"]
-        self.assertEqual(done.stderr.decode().splitlines(),
-                         [f"{self.dir / out}: not exported: {line}" for line in told])
-        for loss in losses:
-            self.assertIn(loss, "\n".join(told))
-        return told
+MESHES, GOLDEN = pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
 
 
 class Exodus(Case):
@@ -300,8 +265,6 @@ class Gmsh(Case):
             owners.update({node: (name, nodes) for node in nodes})
         hull = [(kind, nodes) for d in range(3) for kind, of in one.elements[d, "hull"].items() for nodes in of.values()]
         self.assertEqual(len(hull), len(sides))
-        self.assertEqual([one.groups[d, "hull"] for d in range(3)], [9, 9, 9 if 9 not in [
-            number for (d, n), number in one.groups.items() if d == 2 and n != "hull"] else one.groups[2, "hull"]])
         for kind, nodes in hull:
             name, own = owners[nodes[0]]
             self.assertLess(set(nodes), set(own))
@@ -310,6 +273,19 @@ class Gmsh(Case):
                 out = points.mean(0) - np.mean([one.points[n] for n in own], 0)
                 self.assertGreater(np.cross(points[1] - points[0], points[2] - points[0]) @ out, 0, name)
             self.assertEqual(len(nodes) > CORNERS[kind] or kind == 15, TYPES[name][1] == 1 or kind == 15, name)
+
+    def test_what_has_no_element_of_gmsh_is_told(self):
+        mesh, _ = one_of_each(["TRI7", "QUAD4", "BAR2", "QUAD8"])
+        mesh["blocks"][3]["id"] = 4
+        self.import_(self.make(**mesh, node_labels=np.r_[0, 2 : len(mesh["nodes"]) + 1], side_sets=[
+            {"id": 9, "name": "rim", "members": [1, 2, 1], "sides": [1, 3, 2]}, {"id": 1, "name": "no", "members": []}]))
+        self.lossy("out.msh", losses=("the elements of block tri7, of type 'TRI7'", "2 sides of side set rim", "set no",
+                                      "the user's numbers of the nodes", "the number 4 of block quad8; it is 5"))
+        found = gmsh_reader.read(self.dir / "out.msh")
+        self.assertEqual(found.elements, {(2, "quad4"): {3: {2: [8, 9, 10, 11]}}, (1, "rim"): {1: {5: [10, 11]}},
+                                          (1, "bar2"): {1: {3: [12, 13]}},
+                                          (2, "quad8"): {16: {4: list(range(14, 22))}}})
+        self.assertEqual(found.groups, {(2, "quad4"): 4, (1, "bar2"): 5, (2, "quad8"): 5, (1, "rim"): 9})
 
     def test_values_of_every_step(self):
         mesh = exo_make.everything()
