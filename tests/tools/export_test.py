@@ -115,6 +115,21 @@ class Exodus(Case):
                          [values[0].tolist(), (values[0] + 9).tolist()] * 2)
         back.file.close()
 
+    def test_elements_without_nodes(self):
+        self.pdm = self.import_(self.make(nodes=np.eye(3), blocks=[{"id": 4, "type": "NFACED", "conn": [[1, 2], [3, 1]]},
+                                                                   {"id": 5, "type": "TRI3", "conn": [[1, 2, 3]]}],
+                                          elem_labels=[7, 8, 9]), self.dir / "in.pdm")
+        for out, loss in (("back.exo", "the type NFACED of block block_4, which has no nodes"),
+                          ("out.vtu", "the type NFACED of the elements of block block_4"),
+                          ("out.msh", "the elements of block block_4")):
+            self.assertEqual(len(self.lossy(out, losses=(loss,))), 1)
+        back, first = whole(self.import_(self.dir / "back.exo", self.dir / "back.pdm")), whole(self.pdm)
+        self.assertEqual((back["elementSets"], back["elementFields"][b"label"]),
+                         (first["elementSets"], first["elementFields"][b"label"]))
+        grid = read_vtu(self.dir / "out.vtu")
+        self.assertEqual([grid.GetCellType(i) for i in range(3)], [0, 0, 5])
+        self.assertEqual(gmsh_reader.read(self.dir / "out.msh").elements, {(2, "block_5"): {2: {9: [1, 2, 3]}}})
+
     def test_blocks_whose_elements_are_mixed(self):
         r = np.random.default_rng(3)
         conn = r.integers(1, 10, (3, 4))

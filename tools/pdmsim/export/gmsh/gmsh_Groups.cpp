@@ -13,7 +13,7 @@ gmsh_Groups::gmsh_Groups(const mesh_Source& mesh) {
       Add(elements.back().ours->dimension, name, block.id, "block " + name);
     else
       groups.push_back({});
-    if (elements.back().ours == nullptr && block.elements > 0 && block.shape == mesh_Block::Shape::kFixed)
+    if (elements.back().ours == nullptr && block.elements > 0 && block.shape != mesh_Block::Shape::kPolygons)
       losses.push_back("the elements of block " + name + ", of type '" + block.type + "' with " +
                        std::to_string(block.nodesPerElement) + " nodes");
     else if (block.elements == 0)
