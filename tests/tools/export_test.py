@@ -48,7 +48,8 @@ class Exodus(Case):
         tet = [[1, 2, 3, 4]]
         everything = exo_make.everything()
         blocks = everything["blocks"]
-        blocks[1]["attribute_names"] = ["", "b, c"]
+        blocks[1]["attribute_names"] = ["", "b"]
+        blocks[3] |= {"attributes": r.random((3, 1)), "attribute_names": ["b, c"]}
         meshes = {
             "all": everything, "float": everything | {"reals": "f4"},
             "no steps": everything | {"times": [], **{k: {n: {e: x[:0] for e, x in v.items()} if isinstance(v, dict)
