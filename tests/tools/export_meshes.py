@@ -1,9 +1,18 @@
-"""Meshes for the tests of exports, and simulation files as whole things."""
+"""What the tests of exports share: meshes, simulation files as whole things, runs of the built program."""
+
+import json
+import sys
 
 import h5py
 import numpy as np
+from vtkmodules.util.numpy_support import vtk_to_numpy
+from vtkmodules.vtkIOXML import vtkXMLUnstructuredGridReader
 
+import exo_make
+import programs
 from pdm_reader import Sim
+
+PDMSIM = sys.argv[1]
 
 
 def whole(path):
@@ -71,17 +80,63 @@ def one_of_each(names=TYPES):
     return dict(nodes=nodes, blocks=blocks), sizes
 
 
-def edit(path, field, drawers=None, unit=None, key="nodeFields"):
-    """Gives a field of an imported mesh what only other programs write."""
+def edit(path, field, drawers=None, unit=None, keep=None):
+    """Gives a node field of an imported mesh what only other programs write."""
     sim = Sim(path)
-    number = getattr(sim.mesh, key)[field]
+    number = sim.mesh.nodeFields[field]
     sim.file.close()
     with h5py.File(path, "r+") as file:
         group = file[f"store/distributions/{number}"]
         members = group["0"].attrs["members"]
         if unit:
             group.attrs["unit"] = np.bytes_(unit)
-        for name in list(group) if drawers else ():
-            del group[name]
+        for name in list(group):
+            if drawers or (keep and int(name) >= keep):
+                del group[name]
         for i, values in enumerate(drawers or ()):
             group.create_dataset(str(i), data=values).attrs["members"] = members
+
+
+def read_vtu(path):
+    reader = vtkXMLUnstructuredGridReader()
+    reader.SetFileName(str(path))
+    reader.Update()
+    assert reader.GetErrorCode() == 0
+    return reader.GetOutput()
+
+
+def arrays(data):
+    return {data.GetArrayName(i): vtk_to_numpy(data.GetArray(i)) for i in range(data.GetNumberOfArrays())}
+
+
+class Case(programs.Case):
+    def setUp(self):
+        super().setUp()
+        self.pdm = self.dir / "in.pdm"
+
+    def import_(self, mesh, out=None):
+        """Warnings of names and entries that are not kept are those of the first import."""
+        done = programs.run(PDMSIM, "import", mesh, out or self.pdm, "--force", "--quiet")
+        self.assertEqual(done.returncode, 0, done)
+        return out or self.pdm
+
+    def make(self, name="mesh.exo", **kw):
+        return exo_make.write(self.dir / name, **kw)
+
+    def export(self, out, *options):
+        return json.loads(self.done(PDMSIM, "export", self.pdm, self.dir / out, "--json", *options))
+
+    def refused(self, code, *args, says=()):
+        super().refused(code, PDMSIM, "export", *args, says=says)
+
+    def lossy(self, out, *options, losses):
+        """Without --lossy refused with a line that has all of them; with it each is told twice."""
+        self.refused(2, self.pdm, self.dir / out, *options, says=losses)
+        done = programs.run(PDMSIM, "export", self.pdm, self.dir / out, "--json", "--lossy", *options)
+        self.assertEqual(done.returncode, 0, done)
+        told = json.loads(done.stdout)["losses"]
+        self.assertEqual(done.stderr.decode().splitlines(),
+                         [f"{self.dir / out}: not exported: {line}" for line in told])
+        for loss in losses:
+            self.assertIn(loss, "\n".join(told))
+        return told

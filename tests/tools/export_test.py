@@ -4,7 +4,6 @@ Usage: export_test.py PDMSIM MESH_FOLDER GOLDEN_FOLDER [unittest arguments]"""
 
 import csv
 import itertools
-import json
 import math
 import pathlib
 import resource
@@ -19,48 +18,13 @@ import numpy as np
 from vtkmodules.util.numpy_support import vtk_to_numpy
 from vtkmodules.vtkCommonCore import reference, vtkObject
 from vtkmodules.vtkFiltersVerdict import vtkCellSizeFilter
-from vtkmodules.vtkIOXML import vtkXMLUnstructuredGridReader
 
 import exo_make
 import gmsh_reader
-import programs
-from export_meshes import CORNERS, GMSH, TYPES, edit, one_of_each, whole
+from export_meshes import CORNERS, GMSH, PDMSIM, TYPES, Case, arrays, edit, one_of_each, read_vtu, whole
 from pdm_reader import Sim
 
-PDMSIM, MESHES, GOLDEN = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
-
-
-class Case(programs.Case):
-    def setUp(self):
-        super().setUp()
-        self.pdm = self.dir / "in.pdm"
-
-    def import_(self, mesh, out=None):
-        """Warnings of names and entries that are not kept are those of the first import."""
-        done = programs.run(PDMSIM, "import", mesh, out or self.pdm, "--force", "--quiet")
-        self.assertEqual(done.returncode, 0, done)
-        return out or self.pdm
-
-    def make(self, name="mesh.exo", **kw):
-        return exo_make.write(self.dir / name, **kw)
-
-    def export(self, out, *options):
-        return json.loads(self.done(PDMSIM, "export", self.pdm, self.dir / out, "--json", *options))
-
-    def refused(self, code, *args, says=()):
-        super().refused(code, PDMSIM, "export", *args, says=says)
-
-    def lossy(self, out, *options, losses):
-        """Without --lossy refused with a line that has all of them; with it each is told twice."""
-        self.refused(2, self.pdm, self.dir / out, *options, says=losses)
-        done = programs.run(PDMSIM, "export", self.pdm, self.dir / out, "--json", "--lossy", *options)
-        self.assertEqual(done.returncode, 0, done)
-        told = json.loads(done.stdout)["losses"]
-        self.assertEqual(done.stderr.decode().splitlines(),
-                         [f"{self.dir / out}: not exported: {line}" for line in told])
-        for loss in losses:
-            self.assertIn(loss, "\n".join(told))
-        return told
+MESHES, GOLDEN = pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
 
 
 class Exodus(Case):
@@ -84,7 +48,8 @@ class Exodus(Case):
         tet = [[1, 2, 3, 4]]
         everything = exo_make.everything()
         blocks = everything["blocks"]
-        blocks[1]["attribute_names"] = ["", "b, c"]
+        blocks[1]["attribute_names"] = ["", "b"]
+        blocks[3] |= {"attributes": r.random((3, 1)), "attribute_names": ["b, c"]}
         meshes = {
             "all": everything, "float": everything | {"reals": "f4"},
             "no steps": everything | {"times": [], **{k: {n: {e: x[:0] for e, x in v.items()} if isinstance(v, dict)
@@ -140,6 +105,32 @@ class Exodus(Case):
         self.assertEqual([d.values.tolist() for d in steps], [(values + i).tolist() for i in range(3)])
         back.file.close()
 
+        values = np.arange(6.0).reshape(2, 3)
+        self.import_(self.make(nodes=np.ones((4, 3)), times=[1.0, 2.0], node_sets=[
+            {"id": 1, "name": "a", "members": [1, 2, 3]}, {"id": 2, "name": "b", "members": [2, 3, 4]}],
+            nset_vars={"v": {0: values, 1: values + 9}}))
+        edit(self.pdm, b"v", keep=2)  # both sets, once for all times
+        self.lossy("sets.exo", losses=("that the field v is the same at all times",))
+        back = Sim(self.import_(self.dir / "sets.exo"))
+        self.assertEqual([d.values.tolist() for d in back.drawers(back.mesh.nodeFields[b"v"])],
+                         [values[0].tolist(), (values[0] + 9).tolist()] * 2)
+        back.file.close()
+
+    def test_elements_without_nodes(self):
+        self.pdm = self.import_(self.make(nodes=np.eye(3), blocks=[{"id": 4, "type": "NFACED", "conn": [[1, 2], [3, 1]]},
+                                                                   {"id": 5, "type": "TRI3", "conn": [[1, 2, 3]]}],
+                                          elem_labels=[7, 8, 9]), self.dir / "in.pdm")
+        for out, loss in (("back.exo", "the type NFACED of block block_4, which has no nodes"),
+                          ("out.vtu", "the type NFACED of the elements of block block_4"),
+                          ("out.msh", "the elements of block block_4")):
+            self.assertEqual(len(self.lossy(out, losses=(loss,))), 1)
+        back, first = whole(self.import_(self.dir / "back.exo", self.dir / "back.pdm")), whole(self.pdm)
+        self.assertEqual((back["elementSets"], back["elementFields"][b"label"]),
+                         (first["elementSets"], first["elementFields"][b"label"]))
+        grid = read_vtu(self.dir / "out.vtu")
+        self.assertEqual([grid.GetCellType(i) for i in range(3)], [0, 0, 5])
+        self.assertEqual(gmsh_reader.read(self.dir / "out.msh").elements, {(2, "block_5"): {2: {9: [1, 2, 3]}}})
+
     def test_blocks_whose_elements_are_mixed(self):
         r = np.random.default_rng(3)
         conn = r.integers(1, 10, (3, 4))
@@ -176,6 +167,7 @@ class Exodus(Case):
         self.refused(1, pdm, pdm, "--format", "exodus", "--force", says=("another file",))
         self.refused(1, pdm, out, "--field", "label", says=("--field",))
         self.refused(1, pdm, out, "--ascii", says=("gmsh only",))
+        self.refused(1, pdm, out, "--compress", says=("vtu only",))
         self.refused(1, pdm, self.dir / "out.csv", says=("--field",))
         self.refused(2, pdm, self.dir / "no" / "out.exo", says=("No such file",))
         self.refused(2, self.dir / "none.pdm", out)
@@ -185,26 +177,16 @@ class Exodus(Case):
 
 
 class Vtu(Case):
-    def read(self, path):
-        reader = vtkXMLUnstructuredGridReader()
-        reader.SetFileName(str(path))
-        reader.Update()
-        self.assertEqual(reader.GetErrorCode(), 0)
-        return reader.GetOutput()
-
-    def arrays(self, data):
-        return {data.GetArrayName(i): vtk_to_numpy(data.GetArray(i)) for i in range(data.GetNumberOfArrays())}
-
     def test_cells_have_their_nodes_where_vtk_looks_for_them(self):
         mesh, sizes = one_of_each()
         self.import_(self.make(**mesh))
         self.assertEqual(self.export("out.vtu")["losses"], [])
-        grid = self.read(self.dir / "out.vtu")
+        grid = read_vtu(self.dir / "out.vtu")
         vtkObject.GlobalWarningDisplayOff()  # of HEX27
         measure = vtkCellSizeFilter()
         measure.SetInputData(grid)
         measure.Update()
-        found = self.arrays(measure.GetOutput().GetCellData())
+        found = arrays(measure.GetOutput().GetCellData())
         found = found["Volume"] + found["Area"] + found["Length"]
         found[2] = sizes[2]  # it has no formula for HEX27
         np.testing.assert_allclose(found, sizes, rtol=1e-12)
@@ -228,13 +210,13 @@ class Vtu(Case):
         mesh = exo_make.everything() | {"node_sets": [{"id": 8, "name": "temperature", "members": [2, 3, 9]}],
                                         "nset_vars": {}, "elem_sets": [{"id": 5, "name": 'a<"&', "members": [1, 7]}]}
         self.import_(self.make(width=200, **mesh))
-        self.lossy("out.pvd", losses=("the side set wall", "the 2 attributes of block block_7", "is called temperature_set"))
+        self.lossy("out.pvd", "--compress", losses=("the side set wall", "the 2 attributes of block block_7", "is called temperature_set"))
         self.refused(1, self.pdm, self.dir / "out.vtu", "--lossy", says=("3 steps",))
         listed = xml.etree.ElementTree.parse(self.dir / "out.pvd").findall(".//DataSet")
         self.assertEqual([float(one.get("timestep")) for one in listed], mesh["times"])
         for step, one in enumerate(listed):
-            grid = self.read(self.dir / one.get("file"))
-            nodes, cells, field = (self.arrays(d) for d in (grid.GetPointData(), grid.GetCellData(), grid.GetFieldData()))
+            grid = read_vtu(self.dir / one.get("file"))
+            nodes, cells, field = (arrays(d) for d in (grid.GetPointData(), grid.GetCellData(), grid.GetFieldData()))
             np.testing.assert_array_equal(vtk_to_numpy(grid.GetPoints().GetData()), mesh["nodes"])
             np.testing.assert_array_equal(nodes["label"], mesh["node_labels"])
             np.testing.assert_array_equal(nodes["temperature"], mesh["node_vars"]["temperature"][step])
@@ -253,9 +235,10 @@ class Vtu(Case):
             {"id": 4, "name": "p", "type": "nsided", "conn": [1, 2, 3, 4, 5, 6, 1], "corners": [3, 4]}]))
         vector = np.arange(12.0).reshape(6, 2).astype("f4")
         edit(self.pdm, b"u", [vector])
-        self.export("out.vtu")
-        grid = self.read(self.dir / "out.vtu")
-        u = self.arrays(grid.GetPointData())["u"]
+        self.export("out.vtu", "--compress")
+        self.assertIn(b"vtkZLibDataCompressor", (self.dir / "out.vtu").read_bytes())
+        grid = read_vtu(self.dir / "out.vtu")
+        u = arrays(grid.GetPointData())["u"]
         np.testing.assert_array_equal(u, vector)
         self.assertEqual(u.dtype, np.float32)
         self.assertEqual([[grid.GetCell(c).GetPointId(i) for i in range(grid.GetCell(c).GetNumberOfPoints())]
@@ -298,8 +281,6 @@ class Gmsh(Case):
             owners.update({node: (name, nodes) for node in nodes})
         hull = [(kind, nodes) for d in range(3) for kind, of in one.elements[d, "hull"].items() for nodes in of.values()]
         self.assertEqual(len(hull), len(sides))
-        self.assertEqual([one.groups[d, "hull"] for d in range(3)], [9, 9, 9 if 9 not in [
-            number for (d, n), number in one.groups.items() if d == 2 and n != "hull"] else one.groups[2, "hull"]])
         for kind, nodes in hull:
             name, own = owners[nodes[0]]
             self.assertLess(set(nodes), set(own))
@@ -308,6 +289,19 @@ class Gmsh(Case):
                 out = points.mean(0) - np.mean([one.points[n] for n in own], 0)
                 self.assertGreater(np.cross(points[1] - points[0], points[2] - points[0]) @ out, 0, name)
             self.assertEqual(len(nodes) > CORNERS[kind] or kind == 15, TYPES[name][1] == 1 or kind == 15, name)
+
+    def test_what_has_no_element_of_gmsh_is_told(self):
+        mesh, _ = one_of_each(["TRI7", "QUAD4", "BAR2", "QUAD8"])
+        mesh["blocks"][3]["id"] = 4
+        self.import_(self.make(**mesh, node_labels=np.r_[0, 2 : len(mesh["nodes"]) + 1], side_sets=[
+            {"id": 9, "name": "rim", "members": [1, 2, 1], "sides": [1, 3, 2]}, {"id": 1, "name": "no", "members": []}]))
+        self.lossy("out.msh", losses=("the elements of block tri7, of type 'TRI7'", "2 sides of side set rim", "set no",
+                                      "the user's numbers of the nodes", "the number 4 of block quad8; it is 5"))
+        found = gmsh_reader.read(self.dir / "out.msh")
+        self.assertEqual(found.elements, {(2, "quad4"): {3: {2: [8, 9, 10, 11]}}, (1, "rim"): {1: {5: [10, 11]}},
+                                          (1, "bar2"): {1: {3: [12, 13]}},
+                                          (2, "quad8"): {16: {4: list(range(14, 22))}}})
+        self.assertEqual(found.groups, {(2, "quad4"): 4, (1, "bar2"): 5, (2, "quad8"): 5, (1, "rim"): 9})
 
     def test_values_of_every_step(self):
         mesh = exo_make.everything()
@@ -362,8 +356,9 @@ class Csv(Case):
 class Whole(Case):
     def test_nothing_is_left_of_what_did_not_end(self):
         r = np.random.default_rng(5)
-        self.import_(self.make(nodes=r.random((60000, 3)), times=np.arange(30.0), node_vars={"u": r.random((30, 60000))}))
-        outs = [("out.csv", "--field", "u"), ("out.exo",), ("out.pvd",), ("out.msh",)]
+        mesh = dict(nodes=r.random((60000, 3)), times=np.arange(30.0), node_vars={"u": r.random((30, 60000))})
+        self.import_(self.make(**mesh))
+        outs = [("out.csv", "--field", "u"), ("out.exo",), ("out.msh",), ("out.pvd", "--compress")]
         for name, *options in outs:
             out = self.dir / name
             out.write_text("mine")
@@ -388,6 +383,9 @@ class Whole(Case):
             self.assertEqual((out.read_text(), sorted(p.name for p in self.dir.iterdir())), ("mine", before), name)
             self.done(*command, "--quiet")
             self.assertFalse(list(self.dir.glob("*.new-*")))
+        grid = read_vtu(self.dir / "out_29.vtu")
+        np.testing.assert_array_equal(vtk_to_numpy(grid.GetPoints().GetData()), mesh["nodes"])
+        np.testing.assert_array_equal(arrays(grid.GetPointData())["u"], mesh["node_vars"]["u"][29])
 
 
 if __name__ == "__main__":

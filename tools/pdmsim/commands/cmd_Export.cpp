@@ -29,6 +29,7 @@ constexpr char kFooter[] = R"(Examples:
   pdmsim export beam.pdm beam.exo                  Exodus II, with all sets and results
   pdmsim export beam.pdm beam.vtu --step 3         one step for VTK and ParaView
   pdmsim export beam.pdm beam.pvd                  all steps: beam.pvd, beam_0.vtu, beam_1.vtu...
+  pdmsim export beam.pdm beam.pvd --compress       the same, smaller and slower
   pdmsim export beam.pdm beam.msh --lossy          Gmsh 4.1; what it does not hold is said and left out
   pdmsim export beam.pdm t.csv --field temperature
   pdmsim export beam.pdm t.csv --field elementFields/stress --step 0
@@ -58,9 +59,13 @@ void CheckOptions(const Options& options, const exp_Format& format) {
     throw cli_Failure(cli_Exit::kNotThere,
                       options.wanted.out + ": expected --field NAME with csv and no other format, found " +
                           (format.oneField ? "none" : "it with " + std::string(format.name)));
-  if (options.wanted.ascii && std::string(format.name) != "gmsh")
-    throw cli_Failure(cli_Exit::kNotThere,
-                      options.wanted.out + ": expected --ascii with gmsh only, found it with " + format.name);
+  const auto only = [&](bool given, const char* option, const char* name) {
+    if (given && std::string(format.name) != name)
+      throw cli_Failure(cli_Exit::kNotThere, options.wanted.out + ": expected " + option + " with " + name +
+                                                 " only, found it with " + format.name);
+  };
+  only(options.wanted.ascii, "--ascii", "gmsh");
+  only(options.wanted.packed, "--compress", "vtu");
 }
 
 /// Ends the export with what would be lost, in one line.
@@ -171,6 +176,7 @@ void cmd_AddExport(CLI::App& program) {
   command->add_option("--field", options->wanted.field, "csv: the field to write, NAME or PLACE/NAME");
   command->add_option("--step", options->step, "only this step, counted from 0");
   command->add_flag("--ascii", options->wanted.ascii, "gmsh: text instead of binary numbers");
+  command->add_flag("--compress", options->wanted.packed, "vtu: numbers packed by zlib");
   command->add_flag("--lossy", options->lossy, "leave out what the format does not hold, and say it");
   command->add_flag("--force", options->force, "replace OUT if it is there");
   command->add_flag("--quiet", options->quiet, "no progress, losses and summary; errors only");

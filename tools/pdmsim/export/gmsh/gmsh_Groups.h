@@ -8,7 +8,7 @@
 
 /// A physical group with an entity of its own: a block, or the sides of one dimension of a side set.
 struct gmsh_Group {
-  int dimension = 0, entity = 0, physical = 0; // entities of a dimension count from 1
+  int dimension = -1, entity = 0, physical = 0; // entities of a dimension count from 1; -1: not written
   std::string name;
 };
 

@@ -96,9 +96,12 @@ void gmsh_Writer::Write() {
 }
 
 void gmsh_Writer::WriteGroups() {
-  m_out << "$PhysicalNames\n" << m_groups.groups.size() << '\n';
+  const auto count = std::count_if(m_groups.groups.begin(), m_groups.groups.end(),
+                                   [](const gmsh_Group& group) { return group.dimension >= 0; });
+  m_out << "$PhysicalNames\n" << static_cast<std::size_t>(count) << '\n';
   for (const gmsh_Group& group : m_groups.groups)
-    m_out << group.dimension << ' ' << group.physical << ' ' << quoted(group.name) << '\n';
+    if (group.dimension >= 0)
+      m_out << group.dimension << ' ' << group.physical << ' ' << quoted(group.name) << '\n';
   m_out << "$EndPhysicalNames\n";
 }
 
@@ -116,7 +119,8 @@ void gmsh_Writer::WriteEntities() {
   }
   std::array<std::size_t, 4> counts{};
   for (const gmsh_Group& group : m_groups.groups)
-    ++counts[static_cast<std::size_t>(group.dimension)];
+    if (group.dimension >= 0)
+      ++counts[static_cast<std::size_t>(group.dimension)];
   m_out << "$Entities\n";
   for (const std::size_t count : counts)
     Size(count);
@@ -141,10 +145,12 @@ void gmsh_Writer::WriteNodes() {
   const std::size_t nodes = m_mesh.Nodes(), step = exp_RowsAtATime(3 * sizeof(double));
   const auto [least, greatest] = range(m_nodeTags, nodes);
   // All nodes are in the first entity of the highest dimension.
-  gmsh_Group home{static_cast<int>(m_mesh.Dimension()), 1, 0, {}};
-  for (std::size_t i = 0; i < m_groups.groups.size(); ++i)
-    if (i == 0 || m_groups.groups[i].dimension > home.dimension)
-      home = m_groups.groups[i];
+  gmsh_Group home;
+  for (const gmsh_Group& group : m_groups.groups)
+    if (group.dimension > home.dimension)
+      home = group;
+  if (home.dimension < 0)
+    home = {static_cast<int>(m_mesh.Dimension()), 1, 0, {}};
   m_out << "$Nodes\n";
   Size(nodes > 0 ? 1 : 0);
   Size(nodes);

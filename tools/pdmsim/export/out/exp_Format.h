@@ -13,6 +13,7 @@ struct exp_Wanted {
   std::string field;         // of formats for one field: its name, or PLACE/NAME
   std::size_t firstStep = 0; // the number of the mesh's step 0 in the file, where only one is exported
   bool ascii = false;        // text, where the format leaves the choice
+  bool packed = false;       // numbers that take less room, where it does
 };
 
 /// One export at work.

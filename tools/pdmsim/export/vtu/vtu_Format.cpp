@@ -31,7 +31,7 @@ std::string pieceName(const std::string& list, std::size_t step, std::size_t end
 std::vector<std::string> vtu_Losses(const exp_Task& task) {
   std::vector<std::string> losses = exp_Losses(task.mesh, kHolds);
   for (const mesh_Block& block : task.mesh.Blocks())
-    if (block.elements > 0 && block.shape == mesh_Block::Shape::kFixed &&
+    if (block.elements > 0 && block.shape != mesh_Block::Shape::kPolygons &&
         mesh_FindElement(block.type, block.nodesPerElement) == nullptr)
       losses.push_back("the type " + block.type + " of the elements of block " + block.name);
   const vtu_Arrays arrays(task.mesh);

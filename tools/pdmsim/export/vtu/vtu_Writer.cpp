@@ -61,11 +61,14 @@ int vtu_CellType(const mesh_Block& block) {
 
 vtu_Writer::vtu_Writer(const exp_Task& task, const vtu_Arrays& arrays, std::size_t step,
                        const std::string& written)
-    : m_task(task), m_mesh(task.mesh), m_arrays(arrays), m_step(step), m_out(written, task.wanted.out) {}
+    : m_task(task), m_mesh(task.mesh), m_arrays(arrays), m_step(step), m_out(written, task.wanted.out),
+      m_sink(m_out, task.wanted.packed) {}
 
 void vtu_Writer::Write() {
   m_out << "<?xml version=\"1.0\"?>\n<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" "
-           "byte_order=\"LittleEndian\" header_type=\"UInt64\">\n<UnstructuredGrid>\n<FieldData>\n";
+           "byte_order=\"LittleEndian\" header_type=\"UInt64\""
+        << (m_task.wanted.packed ? " compressor=\"vtkZLibDataCompressor\"" : "")
+        << ">\n<UnstructuredGrid>\n<FieldData>\n";
   AddFieldData();
   m_out << "</FieldData>\n<Piece NumberOfPoints=\"" << m_mesh.Nodes() << "\" NumberOfCells=\""
         << m_mesh.Elements() << "\">\n<PointData>\n";
@@ -83,9 +86,9 @@ void vtu_Writer::Write() {
   std::vector<unsigned long long> offsets;
   for (const Data& data : m_data) {
     offsets.push_back(m_out.Position() - begin);
-    const std::uint64_t bytes = data.bytes;
-    m_out.Bytes(&bytes, sizeof bytes);
+    m_sink.Begin(data.bytes);
     data.write();
+    m_sink.End();
   }
   m_out << "\n</AppendedData>\n</VTKFile>\n";
   for (std::size_t i = 0; i < offsets.size(); ++i)
@@ -109,17 +112,17 @@ void vtu_Writer::WriteEach(std::size_t rows, const std::function<T(std::size_t)>
     piece.resize(std::min(step, rows - first));
     for (std::size_t i = 0; i < piece.size(); ++i)
       piece[i] = number(first + i);
-    m_out.Bytes(piece.data(), piece.size() * sizeof(T));
+    m_sink.Bytes(piece.data(), piece.size() * sizeof(T));
     m_task.progress.Advance(static_cast<double>(piece.size() * sizeof(T)));
   }
 }
 
 void vtu_Writer::AddFieldData() {
   const auto real = [&](const std::string& name, double value) {
-    Add(name, "Float64", sizeof value, 1, 1, [this, value] { m_out.Bytes(&value, sizeof value); });
+    Add(name, "Float64", sizeof value, 1, 1, [this, value] { m_sink.Bytes(&value, sizeof value); });
   };
   const auto id = [&](const std::string& name, long long value) {
-    Add(name, "Int64", sizeof value, 1, 1, [this, value] { m_out.Bytes(&value, sizeof value); });
+    Add(name, "Int64", sizeof value, 1, 1, [this, value] { m_sink.Bytes(&value, sizeof value); });
   };
   if (!m_mesh.Times().empty()) {
     real("TimeValue", m_mesh.Times()[m_step]);
@@ -154,7 +157,7 @@ void vtu_Writer::AddPoints() {
         for (std::size_t i = 0; i < count; ++i)
           points[3 * i + axis] = column[i];
       }
-      m_out.Bytes(points.data(), points.size() * sizeof(double));
+      m_sink.Bytes(points.data(), points.size() * sizeof(double));
       m_task.progress.Advance(static_cast<double>(points.size() * sizeof(double)));
     }
   });
@@ -181,7 +184,7 @@ void vtu_Writer::AddCells() {
                                  end += std::count_if(nodes + i * width, nodes + (i + 1) * width,
                                                       [](int node) { return node >= 0; });
                                  const T offset = static_cast<T>(end);
-                                 m_out.Bytes(&offset, sizeof offset);
+                                 m_sink.Bytes(&offset, sizeof offset);
                                }
                              });
       WriteEach<T>(block.elements, [&](std::size_t i) {
@@ -213,7 +216,7 @@ void vtu_Writer::WriteCorners(const mesh_Block& block) {
                         if (const int node = nodes[order.empty() ? k : static_cast<std::size_t>(order[k])];
                             node >= 0)
                           corners.push_back(static_cast<T>(node));
-                    m_out.Bytes(corners.data(), corners.size() * sizeof(T));
+                    m_sink.Bytes(corners.data(), corners.size() * sizeof(T));
                   });
   };
   m_longIndices ? write(std::int64_t()) : write(std::int32_t());
@@ -222,7 +225,7 @@ void vtu_Writer::WriteCorners(const mesh_Block& block) {
 void vtu_Writer::WriteNumbers(const mesh_Numbers& numbers) {
   const auto write = [&]<class T>(T) {
     exp_EachPiece<T>(numbers, m_task.progress, [&](std::size_t, std::size_t count, const T* values) {
-      m_out.Bytes(values, count * numbers.Width() * sizeof(T));
+      m_sink.Bytes(values, count * numbers.Width() * sizeof(T));
     });
   };
   switch (numbers.NumberType()) {
@@ -255,7 +258,7 @@ void vtu_Writer::AddSet(const std::string& name, const mesh_Set& set, std::size_
     std::vector<std::uint8_t> inside(rows);
     for (const int member : exp_Members(m_mesh, set))
       inside[static_cast<std::size_t>(member)] = 1;
-    m_out.Bytes(inside.data(), inside.size());
+    m_sink.Bytes(inside.data(), inside.size());
     m_task.progress.Advance(static_cast<double>(rows));
   });
 }
@@ -319,7 +322,7 @@ void vtu_Writer::AddCellVariable(const vtu_Array& array) {
       if (of.present[entity][variable])
         exp_EachPiece<T>(*m_mesh.Values(mesh_Place::kBlocks, variable, entity, m_step), m_task.progress,
                          [&](std::size_t, std::size_t count, const T* values) {
-                           m_out.Bytes(values, count * width * sizeof(T));
+                           m_sink.Bytes(values, count * width * sizeof(T));
                          });
       else
         WriteEach<T>(of.entitySizes[entity] * width, [&](std::size_t) { return none; });

@@ -3,6 +3,7 @@
 #include <pdmsim/export/out/exp_Format.h>
 #include <pdmsim/export/out/exp_Stream.h>
 #include <pdmsim/export/vtu/vtu_Arrays.h>
+#include <pdmsim/export/vtu/vtu_Sink.h>
 
 #include <functional>
 
@@ -44,6 +45,7 @@ class vtu_Writer {
   std::size_t m_step;
   bool m_longIndices = false;
   exp_Stream m_out;
+  vtu_Sink m_sink;
   std::vector<Data> m_data;
 };
 
