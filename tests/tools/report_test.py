@@ -56,12 +56,13 @@ def written(case, name="mesh", **mesh):
 
 
 def two_blocks(n=4, steps=3, noise=0):
-    """A cube in two blocks, in no order, with sets and fields; the element field has no numbers in the first half of each."""
+    """A cube in two blocks, its nodes in no order, with sets and fields; the element field has no numbers in the first half of each."""
     nodes, hexes = grid(n, n, n)
     half, times = len(hexes) // 2, np.arange(steps) / 4
     random = np.random.default_rng(1)
-    for part in (hexes[:half], hexes[half:]):
-        random.shuffle(part)
+    new = random.permutation(len(nodes))
+    nodes, hexes = nodes[np.argsort(new)], new[hexes]
+    edge = 1 + np.flatnonzero((nodes[:, :2] == 0).all(1))
     low, front = (1 + np.flatnonzero(nodes[hexes].min(1)[:, axis] == 0)[:2] for axis in (2, 1))
     values = nodes[:, 0] * nodes[:, 1] + random.random((steps, len(nodes))) * noise
     stress = np.tile(hexes.sum(1) * 1.0, (steps, 1)) + times[:, None]
@@ -69,7 +70,7 @@ def two_blocks(n=4, steps=3, noise=0):
     return dict(
         nodes=nodes, times=times, blocks=[{"id": 1, "name": "left", "type": "HEX8", "conn": hexes[:half] + 1},
                                           {"id": 2, "name": EVIL, "type": "HEX8", "conn": hexes[half:] + 1}],
-        node_sets=[{"id": 1, "name": "points", "members": [1, 2, 3]}],
+        node_sets=[{"id": 1, "name": "points", "members": edge}],
         elem_sets=[{"id": 1, "name": "picked", "members": front}],
         side_sets=[{"id": 1, "name": "wall", "members": low, "sides": [5, 5]}],
         node_vars={"heat": values, **{f"u_{a}": times[:, None] * nodes[:, k] for k, a in enumerate("xyz")}},
@@ -132,12 +133,12 @@ class Pages(programs.Case):
                                 [(last + 1, -1, 3)] + [(last + 1, -1, 4)] * 3))
 
     def test_numbers_are_those_of_the_file(self):
-        mesh = two_blocks()
+        mesh = two_blocks(7)  # so many that faces get another order
         file = written(self, **mesh)
         summary = self.report(file)
         page, about = self.page, self.page.about
-        self.assertEqual(summary["holds"], "3-D, 125 nodes, 64 hexahedra in 2 blocks, 3 steps")
-        self.assertIn("<p>3-D, 125 nodes", page.html)
+        self.assertEqual(summary["holds"], "3-D, 512 nodes, 343 hexahedra in 2 blocks, 3 steps")
+        self.assertIn("<p>3-D, 512 nodes", page.html)
         places = {tuple(p): i for i, p in enumerate(mesh["nodes"])}
         number = [places[tuple(p)] for p in np.round(page.coordinates, 3)]
         self.assertEqual({f["name"]: (f["vector"], f["components"]) for f in about["fields"]},
@@ -159,7 +160,8 @@ class Pages(programs.Case):
                   for face in faces for cell, value in of[b] if {number[n] for n in face} <= cell]
         np.testing.assert_allclose(stress, wanted, atol=np.nanmax(wanted) / 65534)
         self.assertTrue(np.isnan(wanted).any())
-        self.assertEqual(sorted(np.array(number)[page.sets["points"][0].ravel()]), [0, 1, 2])
+        self.assertEqual(sorted(np.array(number)[page.sets["points"][0].ravel()] + 1),
+                         list(mesh["node_sets"][0]["members"]))
         self.assertEqual([f.shape for f in page.sets["wall"]], [(2, 4)])
 
     def test_room_is_kept_and_what_has_none_is_told(self):
