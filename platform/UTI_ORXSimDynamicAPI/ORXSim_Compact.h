@@ -19,14 +19,15 @@ class ORXSIM_API ORXSimCompact {
 
   /// Copies all but these objects and what is below them, as "/store/distributions/7". Numbers of others stay
   /// as they are, so that identifiers lead where they did. The caller sees to it that nothing names them.
+  /// \param paths  of groups or datasets; those that are not there mean nothing.
   void LeaveOut(std::set<std::string> paths) { m_leftOut = std::move(paths); }
   /// One update; commits at its end.
   /// \param to a context made just now; attributes that its root group has already stay as they are.
   /// \return false with the cause in ORXSimManager::LastError().
   bool Copy(ORXSimContextID to);
-  /// Holds every group, attribute and byte of data of the file and its copy, but for what was left out,
-  /// committed or not, against each other. \return false when they differ or cannot be read, with the place
-  /// and cause in LastError().
+  /// Holds every group, attribute and byte of data of the file and its copy, committed or not, against each
+  /// other, but for what was left out.
+  /// \return false when they differ or cannot be read, with the place and cause in LastError().
   bool Compare(ORXSimContextID copy);
 
  private:

@@ -208,6 +208,8 @@ class Beside(Case):
             self.refused(2, PDMSIM, command, self.file, says=["has the file open for writing: --wait SECONDS", "--live"])
         done = run("compact", self.file)
         self.assertEqual((done.returncode, b"--wait" in done.stderr, b"--live" in done.stderr), (2, True, False), done)
+        self.refused(2, PDMSIM, "import", self.home / "mesh.exo", self.file, "--force", says=["for writing: close it there first"])
+        self.refused(2, PDMSIM, "import", self.file, self.home / "new", says=["expected a mesh, found a simulation file"])
         field = ("discreteModel/mesh/nodeFields/load", "--json", "--head", "1")
         self.assertEqual(json.loads(self.done(PDMSIM, "show", self.file, *field, "--live"))["head"]["rows"], [[0.0]])
         info = json.loads(self.done(PDMSIM, "info", self.file, "--json", "--live"))

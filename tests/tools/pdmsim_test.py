@@ -401,6 +401,24 @@ class Show(Case):
         self.refused(1, "import", path, self.dir / "x", "--unit", "heat=W", says=["LENGTH or a variable", "'heat'"])
         self.refused(1, "import", path, self.dir / "x", "--unit", "LENGTH", says=["WHAT=UNIT"])
 
+    def test_systems_are_named_counted_and_chosen(self):
+        golden = pathlib.Path(__file__).parent.parent / "golden" / "0.2"
+        modal, several = (shutil.copy(golden / name, self.dir) for name in ("modal.pdm", "systems.pdm"))
+        self.assertEqual(self.done(PDMSIM, "dofs", modal), self.done(PDMSIM, "dofs", modal, "modal analysis"))
+        self.refused(1, "dofs", modal, "modal", says=["none of that name or number: there is 0 'modal analysis'"])
+        self.refused(1, "dofs", self.out, says=["expected a system in the mesh, found none;"])
+        info = json.loads(self.done(PDMSIM, "info", several, "--json"))
+        count, names = info["summary"]["systems"], [s["name"] for s in info["systems"]]
+        self.assertEqual((count, len(names)), (3, 3))
+        self.refused(1, "dofs", several, says=["several systems: " + ", ".join(f"{i} '{n}'" for i, n in enumerate(names))])
+        path = "discreteModel/mesh/systems"
+        self.assertEqual(len(json.loads(self.done(PDMSIM, "show", several, path, "--json", "--most", "1"))["elements"]), 3)
+        cut = self.done(PDMSIM, "show", several, path, "--most", "2").decode().splitlines()
+        self.assertEqual((cut[0].split(), cut[-1].strip()), ([path, "3"], "… 1 more"))
+        self.assertNotIn("more", self.done(PDMSIM, "show", several, path, "--all").decode().split())
+        self.assertRegex(self.done(PDMSIM, "info", modal).decode(),
+                         r"^.*: 3-D, 125 nodes, 64 hexahedra in 4 blocks, 1 system\n(.*\n)+  systems +0 'modal analysis', ModalSystem, 3 modes\n$")
+
     def test_damage_is_told_by_its_cause(self):
         bad = self.dir / "bad.pdm"
         with h5py.File(shutil.copy(self.out, bad), "r+") as file:

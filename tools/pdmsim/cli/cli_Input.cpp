@@ -119,20 +119,25 @@ void cli_CheckSimulation(const std::string& path, ORXSimContextID context) {
 }
 
 void cli_RefuseSimulation(const std::string& path) {
-  if (!IsHdf5(Beginning(path)))
+  constexpr std::string_view kMark = "\x93H5J\r\n\x1a\n"; // of a file with a journal, which may be held
+  const std::string bytes = Beginning(path);
+  if (!IsHdf5(bytes))
     return;
   const cli_Context context(ORXSimManager::OpenContext(path.c_str(), 1, 102, false, 1));
-  if (!context.ID().IsNull() && ORXSimContextRef(context.ID()).File().RootGroup().GetObjinfoExists("sim"))
+  if (context.ID().IsNull() ? bytes.starts_with(kMark)
+                            : ORXSimContextRef(context.ID()).File().RootGroup().GetObjinfoExists("sim"))
     Refuse(path, "a mesh", "a simulation file: 'pdmsim show' says what is in it");
 }
 
-std::string cli_LastError(bool live) {
+std::string cli_LastError(cli_Offer offer) {
   constexpr std::string_view kHint = ": close it there, set a waiting time";
   const std::string line = ORXSimManager::LastError();
   const std::size_t at = line.find(kHint);
   if (at == std::string::npos)
     return line;
-  const bool reads = live && line.find("read live", at) != std::string::npos;
-  return line.substr(0, at) + ": --wait SECONDS waits for it" +
-         (reads ? ", --live reads beside it" : ", or work on a copy");
+  const std::string who = line.substr(0, at);
+  if (offer == cli_Offer::kNothing)
+    return who + ": close it there first";
+  const bool live = offer == cli_Offer::kWaitAndLive && line.find("read live", at) != std::string::npos;
+  return who + ": --wait SECONDS waits for it" + (live ? ", --live reads beside it" : "");
 }

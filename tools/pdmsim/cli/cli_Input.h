@@ -24,7 +24,9 @@ void cli_CheckSimulation(const std::string& path, ORXSimContextID context);
 /// Refuses a simulation file where a mesh is expected. Needs the library.
 void cli_RefuseSimulation(const std::string& path);
 
+/// What a command has for a file that another program holds.
+enum class cli_Offer { kNothing, kWait, kWaitAndLive };
+
 /// The library's last failure in the words of the command line: who holds a file is followed by the options
 /// that help.
-/// \param live  whether the command has --live.
-std::string cli_LastError(bool live = true);
+std::string cli_LastError(cli_Offer offer = cli_Offer::kWaitAndLive);

@@ -51,6 +51,6 @@ ORXSimContextID cli_CreateFile(const std::string& path, bool force) {
     context = ORXSimManager::CreateContext(path.c_str(), kNotUnasked + (force ? 0 : kOnlyNew), 102, false,
                                            kPowerSafe);
   if (context.IsNull())
-    throw cli_Failure(cli_Exit::kUnusable, cli_LastError());
+    throw cli_Failure(cli_Exit::kUnusable, cli_LastError(cli_Offer::kNothing));
   return context;
 }

@@ -53,7 +53,7 @@ Exit codes:
 
 void Require(bool done) {
   if (!done)
-    Fail(cli_LastError(false));
+    Fail(cli_LastError(cli_Offer::kWait));
 }
 
 struct stat StatusOf(const std::string& path) {

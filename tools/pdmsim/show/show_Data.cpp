@@ -2,6 +2,7 @@
 
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/cli/cli_Input.h>
+#include <pdmsim/cli/cli_Progress.h>
 #include <pdmsim/show/show_Names.h>
 
 #include <algorithm>
@@ -82,7 +83,7 @@ class Sweep {
       : m_distribution(id), m_drawer(drawer), m_description(m_distribution.Drawer(drawer)),
         m_width(static_cast<std::size_t>(std::max(1, m_description.Components()))) {}
 
-  show_Json Ranges() {
+  show_Json Ranges(cli_Progress& progress) {
     std::vector<Range<T>> ranges(m_width);
     const int rows = m_description.Items();
     const int step =
@@ -92,6 +93,7 @@ class Sweep {
       for (std::size_t i = 0; i < m_values.size(); i += m_width)
         for (std::size_t k = 0; k < m_width; ++k)
           ranges[k].Add(m_values[i + k]);
+      progress.Advance(static_cast<double>(sizeof(T) * m_values.size()));
     }
     show_Json json = show_Json::array();
     for (const Range<T>& range : ranges)
@@ -170,7 +172,7 @@ std::pair<int, int> Chosen(const std::string& what, int drawers, const show_Choi
   return {*choice.step * each, (*choice.step + 1) * each};
 }
 
-show_Json Describe(ORXSimDistributionID id, int number, int drawers) {
+show_Json Describe(ORXSimDistributionID id, int number, int drawers, cli_Progress& progress) {
   const ORXSimPersistentDrawerDesc desc = ORXSimDistributionRef(id).Drawer(number);
   if (desc.Components() < 1 || desc.CSet().IsNull())
     FailToRead();
@@ -180,7 +182,7 @@ show_Json Describe(ORXSimDistributionID id, int number, int drawers) {
     one["time"] = show_NamesInUse::Get().Times()[static_cast<std::size_t>(*step)];
   }
   one.update(show_Drawer(desc));
-  one["range"] = WithType(desc.Type(), [&]<class T>(T) { return Sweep<T>(id, number).Ranges(); });
+  one["range"] = WithType(desc.Type(), [&]<class T>(T) { return Sweep<T>(id, number).Ranges(progress); });
   return one;
 }
 
@@ -191,9 +193,12 @@ void show_FieldData(const std::string& what, ORXSimDistributionID id, const show
   const ORXSimDistributionRef distribution(id);
   const int drawers = distribution.NumDrawers();
   const auto [first, end] = Chosen(what, drawers, choice);
+  cli_Progress progress("reading " + what, true);
+  if (first < end) // as if all were as the first
+    progress.Total(static_cast<double>(distribution.Drawer(first).Bytes()) * (end - first));
   show_Json list = show_Json::array();
   for (int i = first; i < end; ++i) {
-    show_Json one = Describe(id, i, drawers);
+    show_Json one = Describe(id, i, drawers, progress);
     if (i == first || choice.drawer || choice.step)
       one["head"] = WithType(distribution.Drawer(i).Type(),
                              [&]<class T>(T) { return Sweep<T>(id, i).Head(choice.head); });
