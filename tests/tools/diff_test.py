@@ -294,6 +294,11 @@ class Tolerances(Case):
         self.assertEqual(self.diff(a, b, "--abs", "10", "--rel", "1"), {"values nodeFields/m"})  # integers are exact
         self.assertEqual(self.diff(a, b, "--write-tolerances", rules), differ)
         self.assertEqual(self.diff(a, b, "--tolerances", rules), set())
+        self.assertEqual(self.diff(a, b, "--write-tolerances", rules), differ)  # again
+        for taken in (b, self.dir):  # never over anything else
+            before = b.read_bytes()
+            self.refused(2, PDMSIM, "diff", a, b, "--write-tolerances", taken, says=[taken.name])
+            self.assertEqual(b.read_bytes(), before)
         self.assertEqual(len([r for r in rules.read_text().splitlines() if r[0] != "#"]), 3)
 
     def test_steps_go_together_by_time(self):
