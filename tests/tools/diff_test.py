@@ -294,6 +294,11 @@ class Tolerances(Case):
         self.assertEqual(self.diff(a, b, "--abs", "10", "--rel", "1"), {"values nodeFields/m"})  # integers are exact
         self.assertEqual(self.diff(a, b, "--write-tolerances", rules), differ)
         self.assertEqual(self.diff(a, b, "--tolerances", rules), set())
+        self.assertEqual(self.diff(a, b, "--write-tolerances", rules), differ)  # again
+        for taken in (b, self.dir):  # never over anything else
+            before = b.read_bytes()
+            self.refused(2, PDMSIM, "diff", a, b, "--write-tolerances", taken, says=[taken.name])
+            self.assertEqual(b.read_bytes(), before)
         self.assertEqual(len([r for r in rules.read_text().splitlines() if r[0] != "#"]), 3)
 
     def test_steps_go_together_by_time(self):
@@ -357,6 +362,30 @@ class Files(Case):
                                                   klass=b"com.vertana.Nobody")), {f"values {events}/0/member 4"})
         self.assertTrue(self.diff(golden, GOLDEN / "modal.pdm"))
         self.assertTrue(any(o["kind"] == "ModalSystem" for o in self.report["onlyInB"]))
+
+    def test_a_renumbered_modal_analysis_is_the_same(self):
+        a, b = (pathlib.Path(shutil.copy(GOLDEN / "modal.pdm", self.dir / name)) for name in "ab")
+        place = np.random.default_rng(5).permutation(125).astype("i4")  # of each node of a, in b
+        with h5py.File(b, "r+") as file:
+            for name in file["store/distributions"]:
+                field = file["store/distributions"][name]
+                for drawer in field.values():
+                    values = drawer[()]
+                    if list(drawer.attrs["members"]) == [4, 0]:
+                        drawer[...] = values[np.argsort(place)]
+                    elif field.attrs["name"] == b"connectivity":
+                        drawer[...] = place[values]
+                    else:
+                        continue
+                    del drawer.attrs["checksums"]
+            order = file["store/collections/8/sets/1"]
+            order[...] = 3 * place[order[()] // 3] + order[()] % 3
+            del order.attrs["checksums"]
+        self.assertEqual(self.diff(a, b), set())
+        with h5py.File(b, "r+") as file:
+            order = file["store/collections/8/sets/1"]
+            order[...] = order[()][::-1]
+        self.assertEqual(self.diff(a, b), {"order systems/modal analysis/solverDofOrdering"})
 
     def test_bad_files(self):
         a = self.make("a", line([1, 2]))

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Which items of a collection of one file are which of the other.
@@ -16,6 +17,13 @@ class diff_Matching {
   diff_Matching(const std::vector<std::string>& a, const std::vector<std::string>& b);
   /// By times: each with the nearest, as far as that is within the tolerance.
   static diff_Matching ByTime(const std::vector<double>& a, const std::vector<double>& b, double tolerance);
+
+  /// The same, whose items go by their numbers in texts.
+  diff_Matching Nameless() && {
+    m_labels[0].clear();
+    m_labels[1].clear();
+    return std::move(*this);
+  }
 
   /// True when equal numbers are equal items, as far as both go.
   bool Identity() const { return m_to[0].empty() && m_to[1].empty(); }

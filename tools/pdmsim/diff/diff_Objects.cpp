@@ -1,5 +1,6 @@
 #include <pdmsim/diff/diff_Objects.h>
 
+#include <pdmsim/diff/diff_Dofs.h>
 #include <pdmsim/show/show_Objects.h>
 
 #include <algorithm>
@@ -138,6 +139,8 @@ void diff_Objects::WalkObject(const Where& where, const show_Json& a, const show
           below(where.path, "class"), "", {{"a", a["class"]}, {"b", b["class"]}},
           {"is '" + a["class"].get<std::string>() + "' against '" + b["class"].get<std::string>() + "'"});
   }
+  if (m_matching)
+    MatchDofs(a["members"], b["members"]);
   for (const char* part : {"members", "children"}) {
     for (const auto& [key, value] : a[part].items())
       Walk({below(where.path, key), where.path + "/" == kMesh ? key : "", ""}, value,
@@ -146,6 +149,26 @@ void diff_Objects::WalkObject(const Where& where, const show_Json& a, const show
       if (!a[part].contains(key))
         Walk({below(where.path, key), where.path + "/" == kMesh ? key : "", ""}, show_Json(), value);
   }
+}
+
+/// The degrees of freedom of two systems follow their nodes.
+void diff_Objects::MatchDofs(const show_Json& a, const show_Json& b) {
+  for (const show_Json* members : {&a, &b})
+    for (const char* needed : {"systemName", "dofs", "nodalActivityMask"})
+      if (!members->contains(needed) || nothing((*members)[needed]) ||
+          kindOf((*members)[needed]) == "missing")
+        return;
+  const ORXSimCollectionID dofs[2] = {{Context(0), a["dofs"]["id"].get<int>()},
+                                      {Context(1), b["dofs"]["id"].get<int>()}};
+  const diff_Matching* const nodes =
+      m_files.Matching(m_files.File(0).Mesh().nodes(), m_files.File(1).Mesh().nodes());
+  if (nodes == nullptr || m_files.HasMatch(dofs[0]))
+    return;
+  auto matching =
+      diff_MatchDofs(m_files.File(0), m_files.File(1), *nodes, a["systemName"].get<std::string>());
+  if (matching && matching->Count(0) == ORXSimCollectionRef(dofs[0]).NumItems() &&
+      matching->Count(1) == ORXSimCollectionRef(dofs[1]).NumItems())
+    m_files.Match(dofs[0], dofs[1], std::move(*matching));
 }
 
 void diff_Objects::WalkArray(const Where& where, const show_Json& a, const show_Json& b) {

@@ -21,6 +21,7 @@ class diff_Objects {
 
   void Walk(const Where& where, const show_Json& a, const show_Json& b);
   void WalkObject(const Where& where, const show_Json& a, const show_Json& b);
+  void MatchDofs(const show_Json& a, const show_Json& b);
   void WalkArray(const Where& where, const show_Json& a, const show_Json& b);
   void WalkEntries(const Where& where, const show_Json& a, const show_Json& b);
   void WalkKind(const Where& where, const std::string& kind, const show_Json& a, const show_Json& b);

@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr char kTolerances[] = "# Tolerances of pdmsim diff with which these values pass:";
+
 std::string counted(std::uint64_t count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
@@ -131,9 +133,12 @@ void diff_Report::Print(std::ostream& out, bool summary) const {
 }
 
 void diff_Report::WriteTolerances(const std::string& file) const {
+  std::string line;
+  if (std::ifstream there(file); there && (!std::getline(there, line) || line != kTolerances))
+    throw cli_Failure(cli_Exit::kUnusable,
+                      file + ": expected no such file, or one that --write-tolerances wrote, found another");
   std::ofstream out(file);
-  out << "# Tolerances of pdmsim diff with which these values pass:\n# " << show_Printable(m_files[0])
-      << "\n# " << show_Printable(m_files[1]) << "\n";
+  out << kTolerances << "\n# " << show_Printable(m_files[0]) << "\n# " << show_Printable(m_files[1]) << "\n";
   for (const Wanted& one : m_wanted) {
     if (one.hopeless > 0)
       out << "# no tolerance lets " << one.hopeless << " of the next pass: NaN or infinite\n";
