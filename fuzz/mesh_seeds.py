@@ -15,7 +15,9 @@ for name in ("Gmsh", "Medit", "VtkLegacy", "VtkXml", "Xdmf", "Med"):
 for version, order, wide in gmsh_make.VARIANTS:
     ending = {None: "text", "<": f"little{wide}", ">": f"big{wide}"}[order]
     gmsh_make.write(corpus / "Gmsh" / f"{version}-{ending}", gmsh_test.mesh(), version, order, wide)
+gmsh_make.write(corpus / "Gmsh" / "nothing", {"nodes": [(1, (0.0, 0.0, 0.0))], "entities": {}, "elements": []}, "4.1", "<")
 (corpus / "Medit" / "text").write_text(medit_test.text(medit_test.MESH))
+(corpus / "Medit" / "nothing").write_text(medit_test.text([("Vertices", 4, [])]))
 for version in (1, 2, 3, 4):
     for order, ending in (("<", "little"), (">", "big")):
         (corpus / "Medit" / f"{version}-{ending}").write_bytes(medit_test.binary(medit_test.MESH, version, order))

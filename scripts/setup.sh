@@ -10,7 +10,8 @@ mkdir -p out/log
 declare -A PDM_PACKAGES=(
   [build]="g++ cmake ninja-build pkg-config ccache libhdf5-dev libxxhash-dev libnetcdf-dev libcli11-dev nlohmann-json3-dev
     libeigen3-dev libspectra-dev libboost-graph-dev libexpat1-dev zlib1g-dev"
-  [test]="libgtest-dev libgmock-dev clang-14 hdf5-tools python3-jinja2 python3-h5py python3-netcdf4 python3-matplotlib"
+  [test]="libgtest-dev libgmock-dev clang-14 hdf5-tools python3-jinja2 python3-h5py python3-netcdf4 python3-matplotlib
+    python3-meshio"
   [draw]="python3-h5py python3-matplotlib"
   [format]="clang-format-14"
   [bench]="libbenchmark-dev libabsl-dev libprotobuf-dev protobuf-compiler libcereal-dev libsqlite3-dev"

@@ -21,7 +21,7 @@ LIBRARY = ["omi", "kda", "gbb", "gbb/pattern"]
 USER = PLATFORM + LIBRARY + ["generated", "fes", "msf", "lib"]  # what stands on the library as a whole
 JOURNAL_ROOMS = [f"{JOURNAL}/{room}" for room in ("files", "journal", "pages", "opening", "commit", "driver")]
 BYTES = "tools/pdmsim/import/bytes"  # what several of them read with
-IMPORTS = [f"tools/pdmsim/import/{room}" for room in ("exodus", "gmsh", "medit", "vtk", "xdmf", "med")]
+IMPORTS = [f"tools/pdmsim/import/{room}" for room in ("exodus", "gmsh", "medit", "meshio", "vtk", "xdmf", "med")]
 TOOLS = [f"tools/pdmsim/{room}" for room in ("cli", "show", "check", "dofs", "mesh", "import", "stored")]
 ROOMS = {
     "platform/UTI_CoreUtils": [],

@@ -57,7 +57,7 @@ def mesh():
         "data": [("NodeData", "T", 0.5, 0, {n: [1.5 * n] for n, _ in nodes}),
                  ("NodeData", "T", 1.5, 1, {n: [-2.5 * n] for n, _ in nodes[:3]}),
                  ("NodeData", "U", 1.5, 1, {n: [n, 0.25, 1e-300] for n, _ in nodes}),
-                 ("ElementData", "s", 0.5, 0, {50: [1.0], 29: [2.0], 40: [4.0]}),
+                 ("ElementData", "s", 0.5, 0, {50: [1.0], 29: [2.0], 40: [4.0], 1: [8.0]}),
                  ("ElementNodeData", "en", 0.5, 0, {50: [1.0]})],
         "more": "$Periodic\n1\n2 1 2\n0\n$EndPeriodic\n",
         "parametric": True}
@@ -120,7 +120,7 @@ class Gmsh(Case):
         same(one(sim, m.elementFields[b"s"]), [1, 2, 4, nan, nan, nan, nan])
 
     def test_the_same_mesh_in_every_variant(self):
-        always = ["section $Periodic", "the field en, one value a node of an element (1)",
+        always = ["section $Periodic", "values of s on what became sides", "the field en, one value a node of an element (1)",
                   "faces without group that are sides of other elements (1)",
                   "lines without group that are sides of other elements (1)",
                   "labels of faces that became sides in surfaces (3)"]
@@ -142,7 +142,7 @@ class Gmsh(Case):
                 middle = lambda text: corners[[int(c) for c in text]].mean(axis=0)
                 corners = corners @ [[2, 0.1, 0], [0, 3, 0.2], [0.3, 0, 1]] + 0.125
                 at = [*corners, *map(middle, gmsh)]
-                nodes = [(5 * i + 2, tuple(x)) for i, x in enumerate(at)]
+                nodes = [(3 * i + 2, tuple(x)) for i, x in enumerate(at)]
                 path = gmsh_make.write(self.dir / "q.msh", {
                     "nodes": nodes, "entities": {(gmsh_make.dimension(kind), 1): []},
                     "elements": [(9, kind, 1, [n for n, _ in nodes])]})
@@ -153,29 +153,38 @@ class Gmsh(Case):
                 np.testing.assert_allclose(xyz[np.ravel(drawer.values)], [*corners, *map(middle, exodus)])
 
     def test_groups_of_edges_points_and_the_plane(self):
-        flat = [(i + 1, (float(i % 3), float(i // 3), 0.0)) for i in range(6)]
+        label = [1, 2, 3, 4, 5, 2**40]
+        for z, quad, tri, edge in ((0.0, "QUAD4", "TRI3", 3), (1.0, "SHELL4", "SHELL3", 5)):
+            with self.subTest(z=z):
+                self.plane(label, z, quad, tri, edge)
+
+    def plane(self, label, z, quad, tri, edge):
+        flat = [(n, (float(i % 3), float(i // 3), z)) for i, n in enumerate(label)]
         path = gmsh_make.write(self.dir / "flat.msh", {
             "nodes": flat, "names": {(2, 1): "plate", (1, 1): "left", (1, 2): "loose"},
             "entities": {(2, 1): [1], (1, 1): [1], (1, 2): [2], (0, 1): []},
-            "elements": [(1, 3, 1, [1, 2, 5, 4]), (2, 2, 1, [2, 3, 6]), (3, 2, 1, [2, 6, 5]), (4, 1, 1, [4, 1]),
-                         (5, 1, 2, [1, 6]), (6, 15, 1, [1])]})
+            "elements": [(1, 3, 1, [1, 2, 5, 4]), (2, 2, 1, [2, 3, 2**40]), (3, 2, 1, [2, 2**40, 5]), (4, 1, 1, [4, 1]),
+                         (2**41, 1, 2, [1, 2**40]), (6, 15, 1, [1])]})
         sim = self.import_(path, ["points without group that are sides of other elements (1)",
                                   "labels of lines that became sides in surfaces (1)"])
         m = sim.mesh
-        self.assertEqual(one(sim, m.nodeFields[b"coordinates"]).size, 12)  # of two axes
+        self.assertEqual(one(sim, m.nodeFields[b"coordinates"]).size, 18 if z else 12)
+        self.assertEqual(list(one(sim, m.nodeFields[b"label"])), label)
+        self.assertEqual(list(one(sim, m.elementFields[b"label"])), [1, 2, 3, 2**41])
         self.assertEqual({k.decode(): list(sim.members(v)) for k, v in m.elementSets.items()},
-                         {"plate_QUAD4": [0], "plate_TRI3": [1, 2], "plate": [0, 1, 2], "loose": [3]})
+                         {"plate_" + quad: [0], "plate_" + tri: [1, 2], "plate": [0, 1, 2], "loose": [3]})
         side = sim.drawers(m.surfaces[b"left"])[0]
-        self.assertEqual((list(side.members), list(side.values)), ([0], [3]))
+        self.assertEqual((list(side.members), list(side.values)), ([0], [edge]))
 
     def test_partitions_and_their_parents(self):
         text = gmsh_make.write(self.dir / "p.msh", mesh()).read_text()
         head, rest = text.split("$EndEntities\n")
-        parts = ("$PartitionedEntities\n2\n1\n9 2\n0 0 0 2\n11 3 1 1 1 0 0 0 0 0 0 0 0\n"
+        parts = ("$PartitionedEntities\n2\n1\n9 2\n0 0 1 2\n21 3 1 2 1 2 0 0 0 0 0 0 1 3 1 4\n11 3 1 1 1 0 0 0 0 0 0 0 0\n"
                  "12 2 1 2 1 2 0 0 0 0 0 0 1 3 1 4\n$EndPartitionedEntities\n")
         (self.dir / "p.msh").write_text(head + "$EndEntities\n" + parts + rest.replace("\n3 1 5 1\n", "\n3 11 5 1\n")
-                                        .replace("\n3 2 5 1\n", "\n3 12 5 1\n"))
+                                        .replace("\n3 2 5 1\n", "\n3 12 5 1\n").replace("\n2 5 3 1\n", "\n2 21 3 1\n"))
         sim = self.import_(self.dir / "p.msh")
+        self.assertEqual(set(sim.mesh.surfaces), {b"inlet", b"middle/wall"})  # not a face between parts
         self.assertEqual([list(sim.members(sim.mesh.elementSets[k])) for k in (b"solid", b"both of them")],
                          [[0], [1, 2]])  # the second brick's own group counts
 
@@ -194,7 +203,10 @@ class BadGmsh(Case):
                     ("$Elements\n1", "$Elements\n400000", "400000"), ('3 1 "v"', "3 1 v", "quotes"),
                     ('3 1 "v"', '7 1 "v"', "dimension"), ("\n1 1.0\n$EndN", "\n8 1.0\n$EndN", "8"),
                     ("3\n0\n1\n1\n1 1.0", "3\n0\n1\n99\n1 1.0", "99"), ("1 1.0\n$EndN", "1 one\n$EndN", "one"),
-                    ("$Nodes", "$Knoten", "$EndKnoten")],
+                    ("$Nodes", "$Knoten", "$EndKnoten"),
+                    ("3\n0\n1\n1\n1 1.0", "3\n0\n65\n1\n1 1.0", "1..64"), ("$Elements", "4 Elements", "line 15"),
+                    ("$Elements", "$MeshFormat", "line 15", "another"),
+                    ("$MeshFormat", "$NOD", "line 1:", "$NOD")],
             "4.1": [("4.1 0 8", "4.1 0 3", "4 or 8"), ("3 1 4 1\n", "3 1 44 1\n", "type 44"),
                     ("3 1 4 1\n", "2 1 4 1\n", "TET4"), ("3 1 4 1\n", "3 1 4 2\n", "elements"),
                     ("$Nodes\n2 4 1 4", "$Nodes\n2 5 1 4", "5 nodes"), ("1 1 2 3 4\n$", "1 1 2 3 5\n$", "5"),

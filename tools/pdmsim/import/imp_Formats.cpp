@@ -5,6 +5,7 @@
 #include <pdmsim/import/gmsh/gms_Format.h>
 #include <pdmsim/import/med/med_Format.h>
 #include <pdmsim/import/medit/mdt_Format.h>
+#include <pdmsim/import/meshio/mio_Format.h>
 #include <pdmsim/import/vtk/vtk_Format.h>
 #include <pdmsim/import/xdmf/xdmf_Format.h>
 
@@ -26,6 +27,8 @@ constexpr mesh_Format kFormats[] = {
     {"exodus", "Exodus II", ".exo .e .g .ex2 .exoII .nc", &exo_IsOne, &exo_Open},
     {"gmsh", "Gmsh", ".msh .msh2 .msh4", &gms_IsOne, &gms_Open},
     {"medit", "Medit", ".mesh .meshb", &mdt_IsOne, &mdt_Open},
+    {"abaqus", "Abaqus", ".inp", &mio_IsAbaqus, &mio_OpenAbaqus},
+    {"nastran", "Nastran", ".bdf .nas", &mio_IsNastran, &mio_OpenNastran},
 };
 
 mesh_Head headOf(const std::string& path) {

@@ -82,7 +82,7 @@ class NodesOf : public mesh_Connectivity {
 mesh_Assembled::mesh_Assembled(mesh_Raw raw) : mesh_Source(raw.path), m_raw(std::move(raw)) {}
 
 mesh_NumbersPtr mesh_Assembled::Coordinate(std::size_t axis) const {
-  return std::make_unique<Array<double>>(m_path, m_raw.coordinates.data() + axis,
+  return std::make_unique<Array<double>>(m_path, m_nodes ? &m_raw.coordinates[axis] : nullptr,
                                          Array<double>::Layout{m_nodes, 1, m_dimension});
 }
 

@@ -115,7 +115,8 @@ bool mesh_Assembly::IsIn(int family, int dimension, bool surfaces) const {
   const auto& groups = m_raw.families[static_cast<std::size_t>(family)];
   return std::any_of(groups.begin(), groups.end(), [&](int group) {
     const auto g = static_cast<std::size_t>(group);
-    return m_raw.groups[g].dimension == dimension && m_isSurface[g] == surfaces;
+    const int of = m_raw.groups[g].dimension;
+    return (of == dimension || of == mesh_kAnyDimension) && m_isSurface[g] == surfaces;
   });
 }
 

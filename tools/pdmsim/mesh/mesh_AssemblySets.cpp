@@ -33,7 +33,9 @@ void mesh_Assembly::MakeElementSets() {
         continue;
       for (const int group : m_raw.families[static_cast<std::size_t>(of.families[cell - m_starts[list]])]) {
         const auto g = static_cast<std::size_t>(group);
-        if (m_raw.groups[g].dimension == of.type->dimension && !m_isSurface[g] && !m_isBlock[g] &&
+        const int dimension = m_raw.groups[g].dimension;
+        if ((dimension == of.type->dimension || dimension == mesh_kAnyDimension) && !m_isSurface[g] &&
+            !m_isBlock[g] &&
             (members[g].items.empty() || members[g].items.back() != static_cast<int>(element)))
           members[g].items.push_back(static_cast<int>(element));
       }
@@ -134,7 +136,7 @@ void mesh_Assembly::MakeVariables() {
       }
   }
   if (!lost.empty())
-    m_mesh->m_notes.push_back("the values of " + lost + " on what became sides");
+    m_mesh->m_notes.push_back("values of " + lost + " on what became sides");
 }
 
 std::unique_ptr<mesh_Source> mesh_Assemble(mesh_Raw raw) {

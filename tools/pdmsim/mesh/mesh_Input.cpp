@@ -191,14 +191,12 @@ void mesh_Input::SkipLines(std::size_t count, const char* what) {
 
 void mesh_Input::Bytes(void* out, std::size_t count, const char* what) {
   auto* to = static_cast<char*>(out);
-  for (;;) {
+  while (count > 0) {
     const std::size_t here = std::min(count, static_cast<std::size_t>(m_end - m_at));
     std::memcpy(to, m_at, here);
     m_at += here;
     to += here;
     count -= here;
-    if (count == 0)
-      return;
     if (count >= kBuffer) { // past the buffer, which is empty
       const ssize_t got = pread(m_file, to, count, static_cast<off_t>(m_offset));
       if (got > 0) {
@@ -208,8 +206,9 @@ void mesh_Input::Bytes(void* out, std::size_t count, const char* what) {
         continue;
       }
     }
-    Fill();
-    if (m_at == m_end)
+    if (count > 0)
+      Fill();
+    if (count > 0 && m_at == m_end)
       Fail(what, "the end of the file");
   }
 }

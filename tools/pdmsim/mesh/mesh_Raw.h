@@ -16,8 +16,11 @@ struct mesh_RawCells {
   std::vector<int> families;     // [cells] places in mesh_Raw::families, -1 for none; empty: all -1
 };
 
-/// A named group of cells of one dimension, or of nodes. Cells of other dimensions are in no such group, even
-/// where their family names it: what spans dimensions is a group for each.
+/// The dimension of a group whose cells have several: always an element set.
+inline constexpr int mesh_kAnyDimension = 4;
+
+/// A named group of cells, or of nodes. Cells of other dimensions are not in it, even where their family
+/// names it.
 struct mesh_RawGroup {
   int dimension = 0; // of its cells; -1: of nodes, and `nodes` are its members
   std::string name;  // "" when the mesh gives only a number

@@ -8,6 +8,8 @@
 
 namespace {
 
+constexpr int kMostComponents = 64; // every node has as many, and one row is enough to say so
+
 std::string unquoted(const std::string& line) {
   const std::size_t first = line.find('"'), last = line.rfind('"');
   return first < last ? line.substr(first + 1, last - first - 1) : line;
@@ -39,7 +41,7 @@ gms_Fields::Section gms_Fields::ReadHead() {
       section.time = real;
   const long long integers = in.Int("a number of integers", 3, 1 << 20);
   section.step = in.Int("a step");
-  section.components = static_cast<std::size_t>(in.Int("a number of components", 1, 1 << 20));
+  section.components = static_cast<std::size_t>(in.Int("a number of components", 1, kMostComponents));
   section.rows = static_cast<std::size_t>(in.Int("a number of rows", 0, INT_MAX));
   for (long long i = 3; i < integers; ++i)
     in.Int("an integer");

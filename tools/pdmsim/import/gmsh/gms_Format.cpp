@@ -13,11 +13,11 @@ class Reader {
 
   mesh_Raw Read() {
     std::string line;
-    while (m_input->NextLine(line)) {
+    for (m_place = m_input->Here(); m_input->NextLine(line); m_place = m_input->Here()) {
       if (line.empty())
         continue;
       if (line[0] != '$' || line.size() > 40)
-        m_input->Fail("a section's name", "'" + line.substr(0, 40) + "'");
+        Unexpected("a section's name", "'" + line.substr(0, 40) + "'");
       ReadSection(line.substr(1));
     }
     m_mesh.RequireNodes();
@@ -39,7 +39,7 @@ class Reader {
     else if (name == "Comments")
       return SkipSection(name);
     else if (m_version == 0)
-      in.Fail("$MeshFormat", "$" + name);
+      Unexpected("$MeshFormat of version 2.2 or 4.1", "$" + name);
     else if (name == "PhysicalNames")
       ReadNames();
     else if ((name == "Entities" || name == "PartitionedEntities") && m_version == 4)
@@ -67,6 +67,12 @@ class Reader {
     in.NextLine(end);
   }
 
+  /// Refuses what the line that was read last begins.
+  [[noreturn]] void Unexpected(const std::string& expected, const std::string& found) {
+    m_input->Go(m_place);
+    m_input->Fail(expected, found);
+  }
+
   void SkipSection(const std::string& name) {
     m_input->SkipTo("$End" + name);
     std::string rest;
@@ -75,6 +81,8 @@ class Reader {
 
   void ReadFormat() {
     mesh_Input& in = *m_input;
+    if (m_version != 0)
+      Unexpected("one section $MeshFormat", "another");
     std::string version;
     in.NextWord(version);
     if (version == "2" || version == "2.0" || version == "2.1" || version == "2.2")
@@ -120,7 +128,7 @@ class Reader {
 
   void ReadNodes() {
     if (m_mesh.tags)
-      m_input->Fail("one section $Nodes", "another");
+      Unexpected("one section $Nodes", "another");
     m_version == 2 ? gms_ReadNodes2(m_mesh, m_binary) : m_reader4->ReadNodes();
   }
 
@@ -128,6 +136,7 @@ class Reader {
   gms_Builder m_mesh;
   std::optional<gms_Reader4> m_reader4;
   std::optional<gms_Fields> m_fields;
+  mesh_Input::Place m_place; // of the section's first line
   int m_version = 0;
   bool m_binary = false;
 };

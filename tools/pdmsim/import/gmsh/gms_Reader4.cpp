@@ -67,6 +67,8 @@ void gms_Reader4::ReadEntity(int dimension, bool partitioned) {
   for (int i = 0; i < (dimension ? 6 : 3); ++i) // its box, or the point
     Real("a coordinate");
   entity.physicals = Ints("physical groups");
+  if (entity.parentDimension > dimension) // between parts: the groups are those of what was cut
+    entity.physicals.clear();
   if (dimension)
     Ints("bounding entities");
   m_entities[{dimension, tag}] = std::move(entity);
