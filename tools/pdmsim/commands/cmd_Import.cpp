@@ -28,9 +28,9 @@ constexpr char kFooter[] = R"(Examples:
   pdmsim import beam.exo beam.pdm --json | jq .nodes
   pdmsim import parts.vtu parts.pdm --sets-from material
 
-MESH is Exodus II in any netCDF format, Gmsh 2.2 or 4.1, Medit, VTK legacy, .vtu, XDMF or MED; Abaqus and Nastran,
-which Debian's python3-meshio reads, are experimental. Blocks become element sets and regions, side sets
-surfaces, result variables fields with one drawer a step; node and element numbers are kept in the fields
+MESH is Exodus II in any netCDF format, Gmsh 2.2 or 4.1, Medit, VTK legacy, .vtu, XDMF or MED; Abaqus and
+Nastran, which Debian's python3-meshio reads, are experimental. Blocks become element sets and regions, side
+sets surfaces, result variables fields with one drawer a step; node and element numbers are kept in the fields
 'label'.
 FILE appears only when it is whole and on the disk; until then its bytes are in FILE.new-PID. --force replaces
 a simulation file, with what its journal holds, unless a program has it open, and nothing that is no HDF5

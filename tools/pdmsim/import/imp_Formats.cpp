@@ -6,9 +6,9 @@
 #include <pdmsim/import/gmsh/gms_Format.h>
 #include <pdmsim/import/med/med_Format.h>
 #include <pdmsim/import/medit/mdt_Format.h>
+#include <pdmsim/import/meshio/mio_Format.h>
 #include <pdmsim/import/vtk/vtk_Format.h>
 #include <pdmsim/import/xdmf/xdmf_Format.h>
-#include <pdmsim/import/meshio/mio_Format.h>
 
 #include <algorithm>
 #include <filesystem>

@@ -98,8 +98,10 @@ std::string_view byt_Cursor::Word() {
       if (!Fill())
         return std::string_view(m_buffer).substr(std::exchange(m_next, end), end);
     }
-    if (isSpace(m_buffer[end]))
-      return std::string_view(m_buffer).substr(std::exchange(m_next, end), end - m_next);
+    if (isSpace(m_buffer[end])) {
+      const std::size_t begin = std::exchange(m_next, end);
+      return std::string_view(m_buffer).substr(begin, end - begin);
+    }
   }
 }
 
