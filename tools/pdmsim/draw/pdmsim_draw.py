@@ -148,6 +148,7 @@ def draw_vtk(job):
         of_actor.SetAmbient(0.5)
         of_actor.SetDiffuse(0.55)
         of_actor.SetOpacity(opacity)
+        of_actor.SetPointSize(6)  # of cells that are points
         if colour:
             of_actor.SetColor(*rgb(colour))
         if lines_only:
@@ -303,6 +304,7 @@ _PYRAMID = [[0, 3, 2, 1], [0, 1, 4], [1, 2, 4], [2, 3, 4], [3, 0, 4]]
 SOLIDS = {10: _TET, 24: _TET, 12: _HEX, 25: _HEX, 29: _HEX, 13: _WEDGE, 26: _WEDGE, 14: _PYRAMID, 27: _PYRAMID}
 SURFACES = {5: 3, 22: 3, 34: 3, 9: 4, 23: 4, 28: 4}  # corners
 LINE_TYPES = (3, 21)
+POINTS = (1, 2)
 
 
 def faces_of(types, ids, offsets, np):
@@ -357,7 +359,7 @@ def draw_matplotlib(job):
     dots = look.is_set and look.on_points
     seen = faces_of(types, ids, offsets, np)
     faces = sum(len(corners) for corners, _ in seen)
-    polygons, fill, depth, wires = [], [], [], []
+    polygons, fill, depth, wires, bars = [], [], [], [], []
     for corners, cells in seen:
         at = points[corners]
         if corners.shape[1] > 2:
@@ -376,7 +378,9 @@ def draw_matplotlib(job):
         light = 1 if flat else (0.65 + 0.35 * np.abs(facing))[:, None]
         polygons += list((at @ axes.T)[front])
         fill.append((colour * light)[front])
+        bars += [corners.shape[1] == 2] * int(front.sum())
         depth.append((at @ eye).mean(axis=1)[front])
+    spots = np.flatnonzero(np.isin(types, POINTS))  # cells that are points
     width, height = (int(n) / 100 for n in job["size"].split("x"))
     figure = plt.figure(figsize=(width, height), dpi=100)
     plot = figure.add_axes([0.02, 0.06, 0.8, 0.84])
@@ -385,12 +389,16 @@ def draw_matplotlib(job):
     if polygons:
         order = np.argsort(np.concatenate(depth), kind="stable")
         fill = np.concatenate(fill)[order]
-        edges = LINES if faces <= MANY_EDGES else fill
+        bars = np.array(bars)[order]
+        edges = np.where((bars | (faces > MANY_EDGES))[:, None], fill, to_rgb(LINES))
         if wires:
             plot.add_collection(PolyCollection(wires, facecolors="none", edgecolors=MISSING, linewidths=0.5))
         plot.add_collection(PolyCollection([polygons[i] for i in order], facecolors=fill, edgecolors=edges,
-                                           linewidths=0.4))
+                                           linewidths=np.where(bars, 1.5, 0.4)))
     flattened = points @ axes.T
+    if len(spots) and not dots:
+        at = ids[offsets[spots]]
+        plot.scatter(*flattened[at].T, c=look.values[at if look.on_points else spots], cmap=scale, norm=norm, s=25)
     if dots:
         plot.plot(*flattened[look.values > 0].T, "o", color=PICKED, markersize=5)
     around = np.concatenate([flattened] + ([rest @ axes.T] if rest is not None else []))
