@@ -7,109 +7,21 @@ Exit codes: 0 drawn; 1 failed, the last line on standard error says why; 3 nothi
 
 import importlib.util
 import json
-import math
 import os
 import shutil
 import subprocess
 import sys
 
+from pdmsim_draw_look import BODY, BACKGROUND, LINES, MANY_EDGES, MISSING, PICKED, Look, camera_of, deformed, name_of, rgb
+from pdmsim_draw_look import round_length, title
+from pdmsim_draw_matplotlib import draw_matplotlib, draw_spy
+
 NOTHING_TO_DRAW_WITH = 3
-BACKGROUND, BODY, PICKED, LINES, MISSING = "#ffffff", "#d3d8de", "#d1495b", "#2b2f36", "#a9aeb5"
-BLOCKS = ["#4e79a7", "#f28e2b", "#76b7b2", "#edc948", "#b07aa1", "#59a14f", "#9c755f", "#ff9da7", "#86bcb6", "#bab0ac"]
-SCALE = ["#440154", "#482878", "#3e4989", "#31688e", "#26828e", "#1f9e89", "#35b779", "#6ece58", "#b5de2b", "#fde725"]
-MANY_EDGES = 40000  # faces; beyond, their edges would cover everything
-EYE, UP = (0.55, -0.72, 0.42), (0, 0, 1)  # where the camera stands, of solids
-
-
-def rgb(text):
-    return tuple(int(text[i : i + 2], 16) / 255 for i in (1, 3, 5))
-
-
-def round_length(most):
-    """The greatest of 1, 2 and 5 times a power of ten that is not more."""
-    power = 10.0 ** math.floor(math.log10(most))
-    return next(f * power for f in (5, 2, 1) if f * power <= most * (1 + 1e-9))
 
 
 def has(*modules):
     return all(importlib.util.find_spec(name) for name in modules)
 
-
-def title(job):
-    if "mode" in job:
-        what = f"{job['mode']['title']} of {job['mode']['system'] or 'the only system'}"
-    else:
-        what = job["shows"].replace("block", "blocks", 1) if job["shows"] == "block" else job["shows"]
-    when = f", step {job['step']} (time {job['time']:.6g})" if "time" in job and "mode" not in job else ""
-    return f"{job['file']}: {what}{when}"
-
-
-def name_of(job):
-    """What the colours mean, with the unit."""
-    name = "displacement" if "mode" in job else job["shows"].split("/", 1)[-1]
-    if "mode" not in job and job.get("component") is not None:
-        name += f"[{job['component']}]"
-    return f"{name} [{job['unit']}]" if job["unit"] else name
-
-
-class Look:
-    """What an array is drawn as."""
-    def __init__(self, job, values, numpy):
-        np = self.np = numpy
-        self.job, self.kind = job, job["shows"].split("/")[0]
-        self.is_set = self.kind in ("nodeSets", "elementSets", "surfaces")
-        self.is_block = job["shows"] == "block"
-        self.on_points = job["array"].startswith("PointData/")
-        component, count = job.get("component"), values.shape[1] if values.ndim == 2 else 1
-        if component is not None and component >= count:
-            raise ValueError(f"expected a component below {count}, found {component}")
-        if values.ndim == 2:
-            values = (values[:, component] if component is not None else
-                      np.linalg.norm(values, axis=1) if values.shape[1] in (2, 3) else values[:, 0])
-        self.values = np.asarray(values, float)
-        if self.is_block:
-            order = {b["id"]: i for i, b in enumerate(job["blocks"])}
-            self.values = np.array([order.get(int(v), 0) for v in values], float)
-        known = self.values[np.isfinite(self.values)]
-        self.note = "grey: no values" if known.size < len(self.values) else ""
-        self.low, self.high = (float(known.min()), float(known.max())) if known.size else (0.0, 1.0)
-        if self.is_block or self.is_set:
-            self.low, self.high = -0.5, (len(job["blocks"]) if self.is_block else 2) - 0.5
-
-    def colours(self):
-        if self.is_set:
-            return [BODY, PICKED]
-        return [BLOCKS[i % len(BLOCKS)] for i in range(len(self.job["blocks"]))] if self.is_block else SCALE
-
-    def legend(self):
-        """Colours and their names, of what has no scale."""
-        if self.is_set:
-            name = self.job["shows"].split("/", 1)[1]
-            return [(PICKED, f"elements at {name}" if self.kind == "surfaces" else name)]
-        names = [(c, b["name"] or f"block {b['id']}") for c, b in zip(self.colours(), self.job["blocks"])]
-        return names if len(names) <= 12 else names[:11] + [("#ffffff", f"... {len(names) - 11} more")]
-
-
-def deformed(job, points, shape, numpy):
-    """The points of a mode, and by what its shape was multiplied."""
-    shape = numpy.nan_to_num(shape if shape.ndim == 2 else shape[:, None] * [[0, 0, 1]])
-    most = numpy.linalg.norm(shape, axis=1).max(initial=0)
-    size = numpy.linalg.norm(numpy.ptp(points, axis=0))
-    factor = job["scale"] if job.get("scale") is not None else 0.1 * size / most if most > 0 else 1
-    return points + factor * shape, factor
-
-
-def camera_of(points, numpy):
-    """Where the camera looks from, and the directions to the right and upwards of the picture."""
-    flat = numpy.ptp(points[:, 2]) == 0
-    eye = numpy.array((0, 0, 1) if flat else EYE, float)
-    eye /= numpy.linalg.norm(eye)
-    right = numpy.cross((0, 1, 0) if flat else UP, eye)
-    right /= numpy.linalg.norm(right)
-    return eye, numpy.array([right, numpy.cross(eye, right)])
-
-
-# VTK
 
 def draw_vtk(job):
     import numpy as np
@@ -148,6 +60,7 @@ def draw_vtk(job):
         of_actor.SetAmbient(0.5)
         of_actor.SetDiffuse(0.55)
         of_actor.SetOpacity(opacity)
+        of_actor.SetPointSize(6)  # of cells that are points
         if colour:
             of_actor.SetColor(*rgb(colour))
         if lines_only:
@@ -291,147 +204,6 @@ def draw_vtk(job):
     writer.Write()
     if not os.path.exists(job["out"]):
         raise OSError("the picture cannot be written")
-
-
-# Matplotlib
-
-_HEX = [[0, 3, 2, 1], [4, 5, 6, 7], [0, 1, 5, 4], [1, 2, 6, 5], [2, 3, 7, 6], [3, 0, 4, 7]]
-_TET = [[0, 1, 3], [1, 2, 3], [2, 0, 3], [0, 2, 1]]
-_WEDGE = [[0, 1, 2], [3, 5, 4], [0, 3, 4, 1], [1, 4, 5, 2], [2, 5, 3, 0]]
-_PYRAMID = [[0, 3, 2, 1], [0, 1, 4], [1, 2, 4], [2, 3, 4], [3, 0, 4]]
-# The faces of VTK's solids by their corners, seen from outside.
-SOLIDS = {10: _TET, 24: _TET, 12: _HEX, 25: _HEX, 29: _HEX, 13: _WEDGE, 26: _WEDGE, 14: _PYRAMID, 27: _PYRAMID}
-SURFACES = {5: 3, 22: 3, 34: 3, 9: 4, 23: 4, 28: 4}  # corners
-LINE_TYPES = (3, 21)
-
-
-def faces_of(types, ids, offsets, np):
-    """What is seen of a mesh from outside: lists of (corners [n, k], their cells)."""
-    solids, flat = {3: [], 4: []}, []
-    for kind in np.unique(types):
-        cells = np.flatnonzero(types == kind)
-        for face in SOLIDS.get(kind, ()):
-            solids[len(face)].append((ids[offsets[cells][:, None] + face], cells))
-        if kind in SURFACES:
-            flat.append((ids[offsets[cells][:, None] + np.arange(SURFACES[kind])], cells))
-        if kind == 7:
-            flat += [(ids[offsets[c] : offsets[c + 1]][None], np.array([c])) for c in cells]
-        if kind in LINE_TYPES:
-            flat.append((ids[offsets[cells][:, None] + [0, 1]], cells))
-    for parts in solids.values():
-        if parts:
-            corners, cells = (np.concatenate(p) for p in zip(*parts))
-            _, first, count = np.unique(np.sort(corners, 1), axis=0, return_index=True, return_counts=True)
-            flat.append((corners[first[count == 1]], cells[first[count == 1]]))
-    return flat
-
-
-def draw_matplotlib(job):
-    import h5py
-    import matplotlib
-    import numpy as np
-
-    matplotlib.use("Agg")
-    import matplotlib.pyplot as plt
-    from matplotlib.collections import PolyCollection
-    from matplotlib.colors import LinearSegmentedColormap, ListedColormap, Normalize, to_rgb
-    from matplotlib.lines import Line2D
-
-    with h5py.File(job["view"], "r") as file:
-        root = file["VTKHDF"]
-        points, ids, offsets, types = (root[n][()] for n in ("Points", "Connectivity", "Offsets", "Types"))
-        values = root[job["array"]][()]
-    look, rest = Look(job, values, np), None
-    note = look.note
-    if "mode" in job:
-        rest = points
-        points, factor = deformed(job, points, values, np)
-        note = f"deformed {factor:.4g} times; grey: at rest"
-    flat = np.ptp(points[:, 2]) == 0
-    eye, axes = camera_of(points, np)
-    colours = look.colours()
-    scale = ListedColormap(colours) if look.is_set or look.is_block else LinearSegmentedColormap.from_list(
-        "scale", colours)
-    scale.set_bad(MISSING)
-    norm = Normalize(look.low, look.high if look.high > look.low else look.low + 1)
-    dots = look.is_set and look.on_points
-    seen = faces_of(types, ids, offsets, np)
-    faces = sum(len(corners) for corners, _ in seen)
-    polygons, fill, depth, wires = [], [], [], []
-    for corners, cells in seen:
-        at = points[corners]
-        if corners.shape[1] > 2:
-            normal = np.cross(at[:, 1] - at[:, 0], at[:, 2] - at[:, 0])
-            length = np.linalg.norm(normal, axis=1)
-            facing = (normal @ eye) / np.where(length > 0, length, 1)
-        else:
-            facing = np.ones(len(at))
-        solid = np.isin(types[cells], list(SOLIDS))
-        front = ~solid | (facing > 0)
-        if rest is not None and faces <= MANY_EDGES:
-            wires += list((rest[corners[front]] @ axes.T))
-        with np.errstate(invalid="ignore"):
-            shown = look.values[corners].mean(axis=1) if look.on_points else look.values[cells]
-        colour = np.array([to_rgb(BODY)] * len(at)) if dots else scale(norm(np.ma.masked_invalid(shown)))[:, :3]
-        light = 1 if flat else (0.65 + 0.35 * np.abs(facing))[:, None]
-        polygons += list((at @ axes.T)[front])
-        fill.append((colour * light)[front])
-        depth.append((at @ eye).mean(axis=1)[front])
-    width, height = (int(n) / 100 for n in job["size"].split("x"))
-    figure = plt.figure(figsize=(width, height), dpi=100)
-    plot = figure.add_axes([0.02, 0.06, 0.8, 0.84])
-    plot.set_aspect("equal")
-    plot.axis("off")
-    if polygons:
-        order = np.argsort(np.concatenate(depth), kind="stable")
-        fill = np.concatenate(fill)[order]
-        edges = LINES if faces <= MANY_EDGES else fill
-        if wires:
-            plot.add_collection(PolyCollection(wires, facecolors="none", edgecolors=MISSING, linewidths=0.5))
-        plot.add_collection(PolyCollection([polygons[i] for i in order], facecolors=fill, edgecolors=edges,
-                                           linewidths=0.4))
-    flattened = points @ axes.T
-    if dots:
-        plot.plot(*flattened[look.values > 0].T, "o", color=PICKED, markersize=5)
-    around = np.concatenate([flattened] + ([rest @ axes.T] if rest is not None else []))
-    low, high = around.min(axis=0), around.max(axis=0)
-    extent = max(high - low) or 1
-    plot.set_xlim(low[0] - 0.03 * extent, high[0] + 0.03 * extent)
-    plot.set_ylim(low[1] - 0.12 * extent, high[1] + 0.03 * extent)
-    length = round_length(extent / 4)
-    plot.plot([low[0], low[0] + length], [low[1] - 0.08 * extent] * 2, color=LINES, linewidth=3)
-    plot.text(low[0], low[1] - 0.065 * extent, f"{length:g} {job['lengthUnit']}".strip(), color=LINES)
-    figure.text(0.02, 0.95, title(job), fontsize=13, color=LINES)
-    figure.text(0.02, 0.92, note, fontsize=10, color=LINES)
-    if look.is_set or look.is_block:
-        figure.legend(handles=[Line2D([], [], marker="s", linestyle="", color=c, label=n[:24])
-                               for c, n in look.legend()], loc="upper right", frameon=False)
-    else:
-        bar = figure.colorbar(matplotlib.cm.ScalarMappable(norm, scale), cax=figure.add_axes([0.86, 0.2, 0.025, 0.6]),
-                              ticks=np.linspace(norm.vmin, norm.vmax, 6), format="%.4g")
-        bar.ax.set_title(name_of(job), fontsize=11, pad=10)
-    figure.savefig(job["out"])
-
-
-def draw_spy(job):
-    import matplotlib
-    import numpy as np
-
-    matplotlib.use("Agg")
-    import matplotlib.pyplot as plt
-    from matplotlib.colors import ListedColormap
-
-    spy = job["spy"]
-    figure, plots = plt.subplots(1, len(spy["orders"]), figsize=(6 * len(spy["orders"]), 6.6), dpi=100, squeeze=False)
-    for plot, order in zip(plots[0], spy["orders"]):
-        raster = np.array([[c == "1" for c in row] for row in order["rows"]])
-        plot.imshow(raster, cmap=ListedColormap([BACKGROUND, BLOCKS[0]]), interpolation="nearest",
-                    extent=(0, spy["size"], spy["size"], 0))
-        plot.set_title(f"{order['name']}\nbandwidth {order['bandwidth']}", fontsize=11)
-        plot.set_xlabel("DOF")
-    figure.suptitle(f"{job['file']}: matrix of {spy['system'] or 'the system'}, {spy['size']} DOFs", fontsize=13)
-    figure.tight_layout()
-    figure.savefig(job["out"])
 
 
 def run_vtk(job_file):

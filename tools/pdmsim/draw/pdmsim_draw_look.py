@@ -1,0 +1,93 @@
+"""What pictures have in common, whoever draws them: colours, titles, lengths, the camera."""
+
+import math
+
+BACKGROUND, BODY, PICKED, LINES, MISSING = "#ffffff", "#d3d8de", "#d1495b", "#2b2f36", "#a9aeb5"
+BLOCKS = ["#4e79a7", "#f28e2b", "#76b7b2", "#edc948", "#b07aa1", "#59a14f", "#9c755f", "#ff9da7", "#86bcb6", "#bab0ac"]
+SCALE = ["#440154", "#482878", "#3e4989", "#31688e", "#26828e", "#1f9e89", "#35b779", "#6ece58", "#b5de2b", "#fde725"]
+MANY_EDGES = 40000  # faces; beyond, their edges would cover everything
+EYE, UP = (0.55, -0.72, 0.42), (0, 0, 1)  # where the camera stands, of solids
+
+
+def rgb(text):
+    return tuple(int(text[i : i + 2], 16) / 255 for i in (1, 3, 5))
+
+
+def round_length(most):
+    """The greatest of 1, 2 and 5 times a power of ten that is not more."""
+    power = 10.0 ** math.floor(math.log10(most))
+    return next(f * power for f in (5, 2, 1) if f * power <= most * (1 + 1e-9))
+
+
+def title(job):
+    if "mode" in job:
+        what = f"{job['mode']['title']} of {job['mode']['system'] or 'the only system'}"
+    else:
+        what = job["shows"].replace("block", "blocks", 1) if job["shows"] == "block" else job["shows"]
+    when = f", step {job['step']} (time {job['time']:.6g})" if "time" in job and "mode" not in job else ""
+    return f"{job['file']}: {what}{when}"
+
+
+def name_of(job):
+    """What the colours mean, with the unit."""
+    name = "displacement" if "mode" in job else job["shows"].split("/", 1)[-1]
+    if "mode" not in job and job.get("component") is not None:
+        name += f"[{job['component']}]"
+    return f"{name} [{job['unit']}]" if job["unit"] else name
+
+
+class Look:
+    """What an array is drawn as."""
+    def __init__(self, job, values, numpy):
+        np = self.np = numpy
+        self.job, self.kind = job, job["shows"].split("/")[0]
+        self.is_set = self.kind in ("nodeSets", "elementSets", "surfaces")
+        self.is_block = job["shows"] == "block"
+        self.on_points = job["array"].startswith("PointData/")
+        component, count = job.get("component"), values.shape[1] if values.ndim == 2 else 1
+        if component is not None and component >= count:
+            raise ValueError(f"expected a component below {count}, found {component}")
+        if values.ndim == 2:
+            values = (values[:, component] if component is not None else
+                      np.linalg.norm(values, axis=1) if values.shape[1] in (2, 3) else values[:, 0])
+        self.values = np.asarray(values, float)
+        if self.is_block:
+            order = {b["id"]: i for i, b in enumerate(job["blocks"])}
+            self.values = np.array([order.get(int(v), 0) for v in values], float)
+        known = self.values[np.isfinite(self.values)]
+        self.note = "grey: no values" if known.size < len(self.values) else ""
+        self.low, self.high = (float(known.min()), float(known.max())) if known.size else (0.0, 1.0)
+        if self.is_block or self.is_set:
+            self.low, self.high = -0.5, (len(job["blocks"]) if self.is_block else 2) - 0.5
+
+    def colours(self):
+        if self.is_set:
+            return [BODY, PICKED]
+        return [BLOCKS[i % len(BLOCKS)] for i in range(len(self.job["blocks"]))] if self.is_block else SCALE
+
+    def legend(self):
+        """Colours and their names, of what has no scale."""
+        if self.is_set:
+            name = self.job["shows"].split("/", 1)[1]
+            return [(PICKED, f"elements at {name}" if self.kind == "surfaces" else name)]
+        names = [(c, b["name"] or f"block {b['id']}") for c, b in zip(self.colours(), self.job["blocks"])]
+        return names if len(names) <= 12 else names[:11] + [("#ffffff", f"... {len(names) - 11} more")]
+
+
+def deformed(job, points, shape, numpy):
+    """The points of a mode, and by what its shape was multiplied."""
+    shape = numpy.nan_to_num(shape if shape.ndim == 2 else shape[:, None] * [[0, 0, 1]])
+    most = numpy.linalg.norm(shape, axis=1).max(initial=0)
+    size = numpy.linalg.norm(numpy.ptp(points, axis=0))
+    factor = job["scale"] if job.get("scale") is not None else 0.1 * size / most if most > 0 else 1
+    return points + factor * shape, factor
+
+
+def camera_of(points, numpy):
+    """Where the camera looks from, and the directions to the right and upwards of the picture."""
+    flat = numpy.ptp(points[:, 2]) == 0
+    eye = numpy.array((0, 0, 1) if flat else EYE, float)
+    eye /= numpy.linalg.norm(eye)
+    right = numpy.cross((0, 1, 0) if flat else UP, eye)
+    right /= numpy.linalg.norm(right)
+    return eye, numpy.array([right, numpy.cross(eye, right)])
