@@ -12,5 +12,6 @@ show_Json show_Summarize(const show_Json& simulation, ORXSimContextID context);
 std::string show_SummaryLine(const show_Json& summary);
 
 /// The names that a simulation's fields of a map have but for those that the layout gives itself:
-/// coordinates, labels and the like, which are no results. \param map  its description.
+/// coordinates, labels and the like, which are no results.
+/// \param map  its description.
 std::vector<std::string> show_ResultNames(const show_Json& map);
