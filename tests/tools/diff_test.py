@@ -144,6 +144,7 @@ class Mesh(Case):
             (both(at("node_sets", 0, "members", do=del_last), at("node_sets", 0, "factors", do=del_last)),
              {"content nodeSets/plain", "rows nodeFields/distributionFactor"}),
             (at("elem_sets", 0, "members", value=[12, 1, 8]), {"content elementSets/picked"}),
+            (at("elem_sets", 0, "members", value=[1, 7, 12]), {"order elementSets/picked"}),
             (at("node_sets", 4, "name", value="somebody"),
              {"- node set nodeSets/nobody", "+ node set nodeSets/somebody", "content store/collections/nodeSets"}),
             (at("node_sets", 4, "id", value=7), {"values meshFields/nodeSetLabel"}),
