@@ -357,6 +357,9 @@ class Files(Case):
                 (("2/damping", number(4.5), number(5.5)), {"values systems/part/damping/volume"})):
             self.assertEqual(self.diff(golden, edited("b", (path, old, new)), "--abs", "0.5"), expected)
         self.assertEqual(self.diff(golden, edited("b", ("1", number(2.5), number(3.5))), "--abs", "1"), set())
+        kind = edited("b", ("1/events/0", type_id(11), type_id(13)))  # integers need a rule of their own
+        self.assertEqual(self.diff(golden, kind, "--abs", "9"), {f"values {events}/crash/eventTypeID"})
+        self.assertEqual(self.diff(golden, kind, "--tol", "eventTypeID=abs:2"), set())
         nobody = edited("nobody", klass=b"com.vertana.Nobody")
         self.assertIn(f"- ModalEvent {events}/crash", self.diff(golden, nobody))
         self.assertEqual(self.diff(nobody, edited("b", ("1/events/0", type_id(11), type_id(13)),
