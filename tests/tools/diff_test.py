@@ -144,6 +144,7 @@ class Mesh(Case):
             (both(at("node_sets", 0, "members", do=del_last), at("node_sets", 0, "factors", do=del_last)),
              {"content nodeSets/plain", "rows nodeFields/distributionFactor"}),
             (at("elem_sets", 0, "members", value=[12, 1, 8]), {"content elementSets/picked"}),
+            (at("elem_sets", 0, "members", value=[1, 7, 12]), {"order elementSets/picked"}),
             (at("node_sets", 4, "name", value="somebody"),
              {"- node set nodeSets/nobody", "+ node set nodeSets/somebody", "content store/collections/nodeSets"}),
             (at("node_sets", 4, "id", value=7), {"values meshFields/nodeSetLabel"}),
@@ -356,6 +357,9 @@ class Files(Case):
                 (("2/damping", number(4.5), number(5.5)), {"values systems/part/damping/volume"})):
             self.assertEqual(self.diff(golden, edited("b", (path, old, new)), "--abs", "0.5"), expected)
         self.assertEqual(self.diff(golden, edited("b", ("1", number(2.5), number(3.5))), "--abs", "1"), set())
+        kind = edited("b", ("1/events/0", type_id(11), type_id(13)))  # integers need a rule of their own
+        self.assertEqual(self.diff(golden, kind, "--abs", "9"), {f"values {events}/crash/eventTypeID"})
+        self.assertEqual(self.diff(golden, kind, "--tol", "eventTypeID=abs:2"), set())
         nobody = edited("nobody", klass=b"com.vertana.Nobody")
         self.assertIn(f"- ModalEvent {events}/crash", self.diff(golden, nobody))
         self.assertEqual(self.diff(nobody, edited("b", ("1/events/0", type_id(11), type_id(13)),
