@@ -5,10 +5,10 @@
 #include <pdmsim/commands/cmd_Compact.h>
 #include <pdmsim/commands/cmd_Diff.h>
 #include <pdmsim/commands/cmd_Dofs.h>
+#include <pdmsim/commands/cmd_Draw.h>
 #include <pdmsim/commands/cmd_Export.h>
 #include <pdmsim/commands/cmd_Generate.h>
 #include <pdmsim/commands/cmd_Help.h>
-#include <pdmsim/commands/cmd_Draw.h>
 #include <pdmsim/commands/cmd_Import.h>
 #include <pdmsim/commands/cmd_Info.h>
 #include <pdmsim/commands/cmd_Recover.h>

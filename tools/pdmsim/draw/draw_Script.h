@@ -6,6 +6,6 @@
 
 /// Has the drawing script make a picture. The script stands beside this program where it is installed and
 /// where it was built; the first Python of PDM_PYTHON, python3 and /usr/bin/python3 that has VTK or
-/// Matplotlib runs it. \param job  what the script is told; "out" is the picture, which appears whole or not
-/// at all. Throws cli_Failure.
+/// Matplotlib runs it. Throws cli_Failure.
+/// \param job  what the script is told; "out" is the picture, which appears whole or not at all.
 void draw_Run(const nlohmann::json& job);
