@@ -406,8 +406,8 @@ class Files(Case):
         flipped.write_bytes(data)
         classic = exo_make.write(self.dir / "classic.exo", format="NETCDF3_CLASSIC", **line([1, 2]))
         for name, says in (("cut", ["cut: "]), ("text", ["text: "]), ("none", ["No such file"]), ("flipped", ["checksum"]),
-                           ("a.exo", ["`pdmsim import`"]), ("foreign", ["`pdmsim import`"]),
-                           (pathlib.Path(classic).name, ["a mesh", "`pdmsim import`"])):
+                           ("a.exo", ["'pdmsim import'"]), ("foreign", ["'pdmsim import'"]),
+                           (pathlib.Path(classic).name, ["a mesh", "'pdmsim import'"])):
             for files in ((a, self.dir / name), (self.dir / name, a)):
                 self.refused(2, PDMSIM, "diff", *files, says=says)
 

@@ -55,7 +55,7 @@ std::string MeshTitle(const std::string& path) {
 std::unique_ptr<sto_File> Open(const sto_Opening& opening, std::shared_ptr<const cli_Library> library) try {
   return std::make_unique<sto_File>(opening, std::move(library));
 } catch (const cli_Failure& failure) {
-  constexpr char kImport[] = "`pdmsim import` makes a simulation file of it";
+  constexpr char kImport[] = "'pdmsim import' makes a simulation file of it";
   const std::string title = MeshTitle(opening.file), text = failure.what();
   if (!title.empty())
     throw cli_Failure(failure.Code(), opening.file + ": expected a simulation file, found a mesh (" + title +

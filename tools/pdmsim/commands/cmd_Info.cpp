@@ -234,7 +234,7 @@ void Print(const show_Json& json) {
 
 void Info(const Options& options) {
   const sto_File file(options.opening);
-  const show_Names names(file.Sim().discreteModel());
+  const show_Names names(file.Sim().discreteModel(), file.Context());
   const show_NamesInUse inUse(names);
   const show_Json json = Describe(options, file);
   file.Check();

@@ -110,7 +110,7 @@ void Show(Options options) {
   const sto_File file(options.opening);
   std::error_code unknown;
   const auto size = std::filesystem::file_size(options.opening.file, unknown), bytes = unknown ? 0 : size;
-  const show_Names names(file.Sim().discreteModel());
+  const show_Names names(file.Sim().discreteModel(), file.Context());
   file.Check();
   const show_NamesInUse inUse(names);
   show_Objects objects(options.opening.file, bytes, file.Context(), options.choice.most);

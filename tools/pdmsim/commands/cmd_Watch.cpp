@@ -113,7 +113,7 @@ show_Json ValueOf(const std::string& file, const Field& field, int step) {
 /// Where the writer is now.
 show_Json Look(const Options& options, const sto_File& file) {
   const msfD_DiscreteModel model = file.Sim().discreteModel();
-  const show_Names names(model);
+  const show_Names names(model, file.Context());
   const show_NamesInUse inUse(names);
   const ORXSimCommitInfo commit = ORXSimContextRef(file.Context()).LastCommit();
   const std::vector<Field> all = !model || !model.mesh() ? std::vector<Field>() : FieldsOf(model.mesh());

@@ -185,6 +185,11 @@ show_FileClasses::Found& show_FileClasses::Entry(const std::string& name) {
   return found;
 }
 
+bool show_FileClasses::HasGrown(const std::string& name) {
+  const show_Class* const own = show_Class::Known(name);
+  return own != nullptr && Find(name)->members.size() > own->members.size();
+}
+
 bool show_FileClasses::IsA(const std::string& name, const std::string& other) {
   std::set<std::string> seen; // a description may say that a class is its own base
   for (std::string at = name; !at.empty() && seen.insert(at).second;) {

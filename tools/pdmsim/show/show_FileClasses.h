@@ -33,6 +33,8 @@ class show_FileClasses {
     return Entry(name).known ? &*Entry(name).known : nullptr;
   }
   Description Described(const std::string& name) { return Entry(name).description; }
+  /// True when the file describes members of the class that this program does not know.
+  bool HasGrown(const std::string& name);
   /// What is wrong with a description that is kDamaged or kOther.
   const std::string& Fault(const std::string& name) { return Entry(name).fault; }
   /// True when the file describes any classes.

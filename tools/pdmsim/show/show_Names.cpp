@@ -1,5 +1,6 @@
 #include <pdmsim/show/show_Names.h>
 
+#include <pdmsim/show/show_FileClasses.h>
 #include <pdmsim/show/show_Values.h>
 
 #include <algorithm>
@@ -26,8 +27,10 @@ long long ReadOne(const ORXSimOpenDrawer& drawer, int row) {
 
 } // namespace
 
-show_Names::show_Names(const msfD_DiscreteModel& model) {
-  if (!model || !model.mesh())
+show_Names::show_Names(const msfD_DiscreteModel& model, ORXSimContextID context) {
+  show_FileClasses classes(context);
+  if (!model || classes.HasGrown(msfD_DiscreteModelTraits::kPersistentName) ||
+      classes.HasGrown(msfD_MeshTraits::kPersistentName) || !model.mesh())
     return;
   const msfD_Mesh mesh = model.mesh();
   m_frames = model.frames();

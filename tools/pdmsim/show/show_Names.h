@@ -14,8 +14,9 @@
 class show_Names {
  public:
   show_Names() = default;
+  /// Nothing is taken from objects that a newer program has written: this one cannot read them whole.
   /// \param model  may be empty; its file stays open as long as this object is used.
-  explicit show_Names(const msfD_DiscreteModel& model);
+  show_Names(const msfD_DiscreteModel& model, ORXSimContextID context);
 
   /// The name that the mesh has for a set, "" for none.
   std::string Set(ORXSimCSetID id) const;
