@@ -69,6 +69,7 @@ int ReportUse(const CLI::App& program, const CLI::ParseError& error, const std::
 } // namespace
 
 int main(int argc, char** argv) {
+  std::signal(SIGXFSZ, SIG_IGN); // a file that grows too large is a failed write like others
   CLI::App program("Simulation files of PDM_Core from the command line.", "pdmsim");
   program.require_subcommand(1);
   program.footer(kFooter);

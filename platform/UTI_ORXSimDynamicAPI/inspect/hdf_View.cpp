@@ -138,6 +138,20 @@ herr_t addSources(hid_t root, const char* name, const H5O_info_t* info, void* da
   }
   return 0;
 }
+/// \return false with errno set; what was written is there then.
+bool writeWhole(const char* name, const std::vector<char>& bytes) {
+  std::FILE* const file = std::fopen(name, "wb");
+  if (file == nullptr)
+    return false;
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() &&
+                       std::fflush(file) == 0 && ::fsync(::fileno(file)) == 0;
+  const int cause = errno;
+  const bool closed = std::fclose(file) == 0;
+  if (!written)
+    errno = cause;
+  return written && closed;
+}
+
 } // namespace
 
 // Every call: nothing more after the first failure.
@@ -156,9 +170,10 @@ bool hdf_View::Do(const char* what, Work work) {
 hdf_View::hdf_View(const cow_String& fileName)
     : m_name(fileName.CStr()), m_unfinished(m_name + ".new-" + std::to_string(::getpid())) {
   Do("create", [&](hdf_Operation& operation) {
-    m_file = H5Fcreate(m_unfinished.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
-    if (m_file < 0)
-      m_unfinished.clear();
+    // In memory: HDF5 does not outlive a file that it cannot write to the end, as on a full disk.
+    const hdf_PropertiesHandle access(H5Pcreate(H5P_FILE_ACCESS));
+    H5Pset_fapl_core(access.Get(), kChunkBytes, false);
+    m_file = H5Fcreate(m_unfinished.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, access.Get());
     return operation.Check(m_file);
   });
 }
@@ -234,12 +249,15 @@ bool hdf_View::Map(const std::string& path, const hdf_ViewShape& shape,
 
 bool hdf_View::Finish() {
   return Do("finish", [&](hdf_Operation& operation) {
-    if (!operation.Check(H5Fclose(std::exchange(m_file, -1))))
+    const ssize_t size = H5Fflush(m_file, H5F_SCOPE_GLOBAL) < 0 ? -1 : H5Fget_file_image(m_file, nullptr, 0);
+    if (!operation.Check(size))
       return false;
-    if (std::rename(m_unfinished.c_str(), m_name.c_str()) != 0)
-      return operation.RefuseErrno(errno);
-    m_unfinished.clear();
-    return true;
+    std::vector<char> bytes(static_cast<std::size_t>(size));
+    if (!operation.Check(H5Fget_file_image(m_file, bytes.data(), bytes.size())))
+      return false;
+    return writeWhole(m_unfinished.c_str(), bytes) && std::rename(m_unfinished.c_str(), m_name.c_str()) == 0
+               ? (m_unfinished.clear(), true)
+               : operation.RefuseErrno(errno);
   });
 }
 

@@ -1,6 +1,7 @@
 #include <pdmsim/commands/cmd_Diff.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Numbers.h>
 #include <pdmsim/diff/diff_Objects.h>
 #include <pdmsim/import/imp_Formats.h>
 #include <pdmsim/show/show_Text.h>
@@ -119,10 +120,10 @@ void cmd_AddDiff(CLI::App& program) {
   CLI::App* command = program.add_subcommand("diff", "Say in what two simulation files differ");
   command->add_option("A", options->files[0].file, "simulation file")->required();
   command->add_option("B", options->files[1].file, "simulation file to compare it with")->required();
-  command->add_option("--abs", options->abs, "difference that passes")->check(CLI::NonNegativeNumber);
+  command->add_option("--abs", options->abs, "difference that passes")->check(cli_AtLeast(0));
   command->add_option("--rel", options->rel, "difference that passes, as a part of the greater value")
-      ->check(CLI::NonNegativeNumber);
-  command->add_option("--floor", options->floor, "values below this all pass")->check(CLI::NonNegativeNumber);
+      ->check(cli_AtLeast(0));
+  command->add_option("--floor", options->floor, "values below this all pass")->check(cli_AtLeast(0));
   command->add_option("--tol", options->rules, "'PATTERN=rel:1e-4,abs:1e-9,floor:1e-12': for what fits")
       ->take_all()
       ->allow_extra_args(false);
@@ -133,7 +134,7 @@ void cmd_AddDiff(CLI::App& program) {
       ->take_all()
       ->allow_extra_args(false);
   command->add_option("--time-tolerance", options->time, "how far times of one step may be apart")
-      ->check(CLI::NonNegativeNumber);
+      ->check(cli_AtLeast(0));
   command->add_flag("--nan-equal", options->nanEqual, "NaN equals NaN");
   command->add_flag("--by-item", options->byItem, "nodes, elements and blocks by their place, not by label");
   command->add_flag("--json", options->json, "print JSON, for scripts");

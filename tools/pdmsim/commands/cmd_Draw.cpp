@@ -1,6 +1,7 @@
 #include <pdmsim/commands/cmd_Draw.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Numbers.h>
 #include <pdmsim/cli/cli_Program.h>
 #include <pdmsim/dofs/dofs_Numbering.h>
 #include <pdmsim/draw/draw_Script.h>
@@ -161,11 +162,11 @@ void cmd_AddDraw(CLI::App& program) {
   command->add_option("PATH", options->path, "field or set to colour by (default: the blocks)");
   command->add_option("-o,--out", options->out, "picture to write, a .png")->required();
   command->add_option("--step", options->step, "step to show, from 0 (default: the last)")
-      ->check(CLI::NonNegativeNumber);
+      ->check(cli_AtLeast(0));
   command->add_option("--component", options->component, "of a vector, from 0 (default: its length)")
-      ->check(CLI::NonNegativeNumber);
+      ->check(cli_AtLeast(0));
   command->add_option("--system", options->system, "name or number of the system whose mode to show");
-  command->add_option("--mode", options->mode, "mode to show, from 1, deformed")->check(CLI::PositiveNumber);
+  command->add_option("--mode", options->mode, "mode to show, from 1, deformed")->check(cli_AtLeast(1));
   command->add_option("--scale", options->scale, "factor of the deformation (default: a tenth of the mesh)");
   command->add_option("--spy", options->spy, "draw the pattern of this system's matrix instead");
   command->add_option("--with", options->with, "what draws: auto, vtk, matplotlib")

@@ -1,6 +1,7 @@
 #include <pdmsim/commands/cmd_Report.h>
 
 #include <pdmsim/cli/cli_NewFile.h>
+#include <pdmsim/cli/cli_Numbers.h>
 #include <pdmsim/cli/cli_Progress.h>
 #include <pdmsim/report/rep_Page.h>
 #include <pdmsim/report/rep_Words.h>
@@ -145,14 +146,14 @@ void cmd_AddReport(CLI::App& program) {
   command->add_option("FILE", options->opening.file, "simulation file to read")->required();
   command->add_option("-o,--output", options->out, "page to write, as OUT.html")->required();
   command->add_option("--steps", options->steps, "at most so many steps (default: as there is room for)")
-      ->check(CLI::PositiveNumber);
+      ->check(cli_AtLeast(1));
   command->add_option("--fields", options->fields, "names of the fields to draw, with commas (default: all)")
       ->delimiter(',');
   command->add_option("--most", options->most, "greatest size of the page in MB")
       ->check(CLI::Range(1.0, 2000.0))
       ->capture_default_str();
   command->add_option("--wait", options->opening.wait, "seconds to wait for a writer to close FILE")
-      ->check(CLI::NonNegativeNumber);
+      ->check(cli_AtLeast(0));
   command->add_flag("--live", options->opening.live, "read beside a writer, at its newest commit point");
   command->add_flag("--force", options->force, "replace OUT if it is a page");
   command->add_flag("--quiet", options->quiet, "no progress, notes and summary; errors only");

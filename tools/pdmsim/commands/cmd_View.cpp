@@ -1,6 +1,7 @@
 #include <pdmsim/commands/cmd_View.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Numbers.h>
 #include <pdmsim/show/show_Text.h>
 #include <pdmsim/view/view_Sidecar.h>
 
@@ -101,7 +102,7 @@ void cmd_AddView(CLI::App& program) {
   command->add_option("--system", options->system,
                       "name or number of the system whose modes to show (default: the only one)");
   command->add_option("--wait", options->wait, "seconds to wait for a writer to close FILE")
-      ->check(CLI::NonNegativeNumber);
+      ->check(cli_AtLeast(0));
   command->add_flag("--force", options->force, "replace a view that is there");
   command->add_flag("--quiet", options->quiet, "no progress, notes and summary; errors only");
   command->add_flag("--json", options->json, "print the summary as JSON");

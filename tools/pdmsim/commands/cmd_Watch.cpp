@@ -90,7 +90,7 @@ int LastStep(const std::vector<Field>& fields, const show_Names& names) {
   for (const Field& field : fields) {
     const int drawers = ORXSimDistributionRef(field.id).NumDrawers();
     if (!field.ofFrames && drawers > 0)
-      last = std::max(last, names.Step(drawers - 1, drawers).value_or(drawers - 1));
+      last = std::max(last, names.Step(field.id, drawers - 1, drawers).value_or(drawers - 1));
   }
   return last >= 0 ? last : static_cast<int>(names.Times().size()) - 1;
 }

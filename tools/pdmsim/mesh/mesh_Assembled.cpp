@@ -10,7 +10,7 @@ namespace {
 
 /// Rows of an array in memory.
 template <class T>
-class Array : public mesh_Numbers {
+class Array : public mesh_NumbersBy<Array<T>> {
  public:
   struct Layout {
     std::size_t rows, width, stride;
@@ -20,19 +20,15 @@ class Array : public mesh_Numbers {
   Array(std::string path, const T* values, Layout layout, std::shared_ptr<const void> holder = nullptr)
       : m_path(std::move(path)), m_values(values), m_layout(layout), m_holder(std::move(holder)) {}
 
-  Type NumberType() const override {
-    return std::is_integral_v<T> ? Type::kLong : m_layout.isFloat ? Type::kFloat : Type::kDouble;
+  mesh_Numbers::Type NumberType() const override {
+    using enum mesh_Numbers::Type;
+    return std::is_integral_v<T> ? kLong : m_layout.isFloat ? kFloat : kDouble;
   }
   std::size_t Rows() const override { return m_layout.rows; }
   std::size_t Width() const override { return m_layout.width; }
-  void Read(std::size_t first, std::size_t count, int* out) const override { ReadAs(first, count, out); }
-  void Read(std::size_t first, std::size_t count, long long* out) const override {
-    ReadAs(first, count, out);
-  }
-  void Read(std::size_t first, std::size_t count, float* out) const override { ReadAs(first, count, out); }
-  void Read(std::size_t first, std::size_t count, double* out) const override { ReadAs(first, count, out); }
 
  private:
+  friend class mesh_NumbersBy<Array<T>>;
   template <class To>
   void ReadAs(std::size_t first, std::size_t count, To* out) const {
     for (std::size_t i = first; i < first + count; ++i) {

@@ -243,7 +243,10 @@ void mesh_Assembly::AddBlock(int group, const mesh_Element& type, std::size_t el
   if (group >= 0) {
     const mesh_RawGroup& of = m_raw.groups[static_cast<std::size_t>(group)];
     m_isBlock[static_cast<std::size_t>(group)] = whole;
-    block.id = whole ? of.id : 0;
+    const auto& known = m_mesh->m_blocks;
+    const bool taken =
+        std::any_of(known.begin(), known.end(), [&](const mesh_Block& one) { return one.id == of.id; });
+    block.id = whole && !taken ? of.id : 0; // groups of other dimensions may have the same number
     block.name = whole || of.name.empty() ? of.name : of.name + "_" + type.name;
   }
   m_mesh->m_elements += elements;

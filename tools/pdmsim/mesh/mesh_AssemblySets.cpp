@@ -128,12 +128,14 @@ void mesh_Assembly::MakeVariables() {
     return;
   std::string lost;
   for (const mesh_RawField& field : m_raw.cellFields) {
-    const std::vector<double> values = field.read(0);
-    for (std::size_t i = 0; i < values.size(); ++i)
-      if (m_leftOut[i / field.components] && !std::isnan(values[i])) {
-        lost += (lost.empty() ? "" : ", ") + field.name;
-        break;
-      }
+    bool has = false;
+    for (std::size_t step = 0; step < std::max<std::size_t>(1, m_raw.times.size()) && !has; ++step) {
+      const std::vector<double> values = field.read(step);
+      for (std::size_t i = 0; i < values.size() && !has; ++i)
+        has = m_leftOut[i / field.components] && !std::isnan(values[i]);
+    }
+    if (has)
+      lost += (lost.empty() ? "" : ", ") + field.name;
   }
   if (!lost.empty())
     m_mesh->m_notes.push_back("values of " + lost + " on what became sides");

@@ -25,6 +25,23 @@ class mesh_Numbers {
   virtual void Read(std::size_t first, std::size_t count, float* out) const = 0;
   virtual void Read(std::size_t first, std::size_t count, double* out) const = 0;
 };
+
+/// Numbers whose reading is one template: `ReadAs(first, count, out)` of the class, which is a friend of this
+/// one.
+template <class Self>
+class mesh_NumbersBy : public mesh_Numbers {
+ public:
+  void Read(std::size_t first, std::size_t count, int* out) const override { As(first, count, out); }
+  void Read(std::size_t first, std::size_t count, long long* out) const override { As(first, count, out); }
+  void Read(std::size_t first, std::size_t count, float* out) const override { As(first, count, out); }
+  void Read(std::size_t first, std::size_t count, double* out) const override { As(first, count, out); }
+
+ private:
+  template <class T>
+  void As(std::size_t first, std::size_t count, T* out) const {
+    static_cast<const Self*>(this)->ReadAs(first, count, out);
+  }
+};
 using mesh_NumbersPtr = std::unique_ptr<const mesh_Numbers>;
 
 /// The connectivity of one block, read once from its first element to its last.

@@ -149,7 +149,8 @@ show_Json WithType(ORXSimItemType type, F&& f) {
 namespace {
 
 /// The drawers that were chosen, [first, second).
-std::pair<int, int> Chosen(const std::string& what, int drawers, const show_Choice& choice) {
+std::pair<int, int> Chosen(const std::string& what, ORXSimDistributionID id, int drawers,
+                           const show_Choice& choice) {
   const auto refuse = [&](const char* kind, int end, int found) {
     throw cli_Failure(cli_Exit::kNotThere, what + ": expected a " + kind + " in 0.." +
                                                std::to_string(end - 1) + ", found " + std::to_string(found));
@@ -162,7 +163,7 @@ std::pair<int, int> Chosen(const std::string& what, int drawers, const show_Choi
   if (!choice.step)
     return {0, choice.most > 0 ? std::min(drawers, choice.most) : drawers};
   const show_Names& names = show_NamesInUse::Get();
-  const int steps = names.Step(0, drawers) && drawers > 0 ? static_cast<int>(names.Times().size()) : 0;
+  const int steps = names.Step(id, 0, drawers) ? static_cast<int>(names.Times().size()) : 0;
   if (steps == 0)
     throw cli_Failure(cli_Exit::kNotThere,
                       what + ": expected a field with a drawer for each step, found one without: --drawer");
@@ -177,7 +178,7 @@ show_Json Describe(ORXSimDistributionID id, int number, int drawers, cli_Progres
   if (desc.Components() < 1 || desc.CSet().IsNull())
     FailToRead();
   show_Json one{{"drawer", number}};
-  if (const auto step = show_NamesInUse::Get().Step(number, drawers); step && drawers > 1) {
+  if (const auto step = show_NamesInUse::Get().Step(id, number, drawers); step && drawers > 1) {
     one["step"] = *step;
     one["time"] = show_NamesInUse::Get().Times()[static_cast<std::size_t>(*step)];
   }
@@ -192,7 +193,7 @@ void show_FieldData(const std::string& what, ORXSimDistributionID id, const show
                     show_Json& description) {
   const ORXSimDistributionRef distribution(id);
   const int drawers = distribution.NumDrawers();
-  const auto [first, end] = Chosen(what, drawers, choice);
+  const auto [first, end] = Chosen(what, id, drawers, choice);
   cli_Progress progress("reading " + what, true);
   if (first < end) // as if all were as the first
     progress.Total(static_cast<double>(distribution.Drawer(first).Bytes()) * (end - first));

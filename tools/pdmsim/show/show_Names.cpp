@@ -102,9 +102,14 @@ std::vector<long long> show_Names::Labels(ORXSimCollectionID collection,
   return labels;
 }
 
-std::optional<int> show_Names::Step(int drawer, int drawers) const {
+std::optional<int> show_Names::Step(ORXSimDistributionID field, int drawer, int drawers) const {
   const int steps = static_cast<int>(m_times.size());
-  if (steps == 0 || drawers % steps != 0)
+  if (steps == 0 || drawers == 0 || drawers % steps != 0)
     return std::nullopt;
-  return drawer / (drawers / steps);
+  // The first drawers tell: those of one step are over different sets, and every step has the same sets.
+  const int each = drawers / steps;
+  const auto set = [&](int number) { return ORXSimDistributionRef(field).Drawer(number).CSet(); };
+  if ((each > 1 && set(0) == set(1)) || (steps > 1 && set(0) != set(each)))
+    return std::nullopt;
+  return drawer / each;
 }

@@ -27,7 +27,7 @@ class show_Names {
   /// The time of every step, empty when none are known.
   const std::vector<double>& Times() const { return m_times; }
   /// The step that a drawer of a field with so many belongs to; none where drawers are no steps.
-  std::optional<int> Step(int drawer, int drawers) const;
+  std::optional<int> Step(ORXSimDistributionID field, int drawer, int drawers) const;
 
  private:
   void AddSets(const kda_MapString<ORXSimCSetID>& sets);

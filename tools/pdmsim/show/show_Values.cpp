@@ -114,7 +114,7 @@ show_Json show_Value(ORXSimDistributionID id) {
   if (!distribution.Unit().Empty())
     json["unit"] = show_Text(distribution.Unit());
   json["drawers"] = drawers;
-  if (drawers > 1 && show_NamesInUse::Get().Step(0, drawers))
+  if (drawers > 1 && show_NamesInUse::Get().Step(id, 0, drawers))
     json["steps"] = show_NamesInUse::Get().Times().size();
   if (drawers > 0) // one tells enough here: a field may have thousands
     json["first"] = show_Drawer(distribution.Drawer(0));

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 /// The rows of several, one after the other, all of one width.
-class sto_Joined : public mesh_Numbers {
+class sto_Joined : public mesh_NumbersBy<sto_Joined> {
  public:
   explicit sto_Joined(std::vector<mesh_NumbersPtr> parts) : m_parts(std::move(parts)) {}
 
@@ -22,14 +22,9 @@ class sto_Joined : public mesh_Numbers {
     return rows;
   }
   std::size_t Width() const override { return m_parts.empty() ? 1 : m_parts.front()->Width(); }
-  void Read(std::size_t first, std::size_t count, int* out) const override { ReadAs(first, count, out); }
-  void Read(std::size_t first, std::size_t count, long long* out) const override {
-    ReadAs(first, count, out);
-  }
-  void Read(std::size_t first, std::size_t count, float* out) const override { ReadAs(first, count, out); }
-  void Read(std::size_t first, std::size_t count, double* out) const override { ReadAs(first, count, out); }
 
  private:
+  friend class mesh_NumbersBy<sto_Joined>;
   template <class T>
   void ReadAs(std::size_t first, std::size_t count, T* out) const {
     for (const auto& part : m_parts) {
@@ -46,21 +41,16 @@ class sto_Joined : public mesh_Numbers {
 };
 
 /// Each number of another one's rows as a row of its own.
-class sto_Flat : public mesh_Numbers {
+class sto_Flat : public mesh_NumbersBy<sto_Flat> {
  public:
   explicit sto_Flat(mesh_NumbersPtr rows) : m_rows(std::move(rows)) {}
 
   Type NumberType() const override { return m_rows->NumberType(); }
   std::size_t Rows() const override { return m_rows->Rows() * m_rows->Width(); }
   std::size_t Width() const override { return 1; }
-  void Read(std::size_t first, std::size_t count, int* out) const override { ReadAs(first, count, out); }
-  void Read(std::size_t first, std::size_t count, long long* out) const override {
-    ReadAs(first, count, out);
-  }
-  void Read(std::size_t first, std::size_t count, float* out) const override { ReadAs(first, count, out); }
-  void Read(std::size_t first, std::size_t count, double* out) const override { ReadAs(first, count, out); }
 
  private:
+  friend class mesh_NumbersBy<sto_Flat>;
   template <class T>
   void ReadAs(std::size_t first, std::size_t count, T* out) const {
     const std::size_t width = m_rows->Width(), row = first / width,

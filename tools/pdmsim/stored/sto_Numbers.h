@@ -5,7 +5,7 @@
 #include <UTI_ORXSimDynamicAPI/UTI_ORXSimDynamicAPI.h>
 
 /// Rows of one drawer of a simulation file.
-class sto_Numbers : public mesh_Numbers {
+class sto_Numbers : public mesh_NumbersBy<sto_Numbers> {
  public:
   /// Rows [first, first + count) of the drawer. Throws mesh_Error when it cannot be opened.
   sto_Numbers(std::string file, ORXSimDistributionID distribution, int drawer, std::size_t first,
@@ -18,14 +18,9 @@ class sto_Numbers : public mesh_Numbers {
   Type NumberType() const override;
   std::size_t Rows() const override { return m_count; }
   std::size_t Width() const override;
-  void Read(std::size_t first, std::size_t count, int* out) const override { ReadAs(first, count, out); }
-  void Read(std::size_t first, std::size_t count, long long* out) const override {
-    ReadAs(first, count, out);
-  }
-  void Read(std::size_t first, std::size_t count, float* out) const override { ReadAs(first, count, out); }
-  void Read(std::size_t first, std::size_t count, double* out) const override { ReadAs(first, count, out); }
 
  private:
+  friend class mesh_NumbersBy<sto_Numbers>;
   template <class T>
   void ReadAs(std::size_t first, std::size_t count, T* out) const;
   template <class Stored, class T>

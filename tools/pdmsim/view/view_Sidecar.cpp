@@ -32,13 +32,19 @@ void CheckJournal(const std::string& file) {
                  "pdmsim recover brings it into the file");
 }
 
+bool isSeries(const std::string& path) {
+  std::ifstream file(path);
+  const nlohmann::json list = nlohmann::json::parse(file, nullptr, false);
+  return list.is_object() && list.contains("file-series-version");
+}
+
 void CheckTarget(const std::string& path, const view_Request& request) {
   std::error_code ignored;
   if (!fs::exists(fs::symlink_status(path, ignored)))
     return;
   if (!request.force)
     Refuse(path, "expected no file of that name, found one; --force replaces a view");
-  if (!path.ends_with(".series") && !view_IsView(path))
+  if (path.ends_with(".series") ? !isSeries(path) : !view_IsView(path))
     Refuse(path, "expected a view to replace, found another file");
 }
 

@@ -92,7 +92,7 @@ void vtu_Writer::Write() {
   }
   m_out << "\n</AppendedData>\n</VTKFile>\n";
   for (std::size_t i = 0; i < offsets.size(); ++i)
-    m_out.Patch(m_data[i].offsetAt, std::to_string(offsets[i]));
+    m_out.Patch(m_data[i].offsetAt, std::to_string(offsets[i]) + '"');
   m_out.Close();
 }
 
@@ -101,7 +101,7 @@ void vtu_Writer::Add(const std::string& name, const char* type, std::size_t type
   m_out << "<DataArray type=\"" << type << "\" Name=\"" << vtu_Escaped(name) << "\" NumberOfComponents=\""
         << components << "\" NumberOfTuples=\"" << rows << "\" format=\"appended\" offset=\"";
   m_data.push_back({m_out.Position(), typeBytes * components * rows, std::move(write)});
-  m_out << std::string(kOffsetDigits, ' ') << "\"/>\n";
+  m_out << std::string(kOffsetDigits + 1, ' ') << "/>\n"; // the quote comes behind the offset
 }
 
 template <class T>

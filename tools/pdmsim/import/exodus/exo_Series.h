@@ -4,7 +4,7 @@
 #include <pdmsim/mesh/mesh_Source.h>
 
 /// A run of equal rows inside a variable: a vector of numbers, a table, or one step of a table over time.
-class exo_Series : public mesh_Numbers {
+class exo_Series : public mesh_NumbersBy<exo_Series> {
  public:
   /// \param array of rank lead.size() + 1 (rows of one number) or lead.size() + 2 (rows of many).
   /// \param lead  the fixed places in the leading dimensions.
@@ -23,14 +23,8 @@ class exo_Series : public mesh_Numbers {
   }
   const exo_Array& Array() const { return m_array; }
 
-  void Read(std::size_t first, std::size_t count, int* out) const override { ReadAs(first, count, out); }
-  void Read(std::size_t first, std::size_t count, long long* out) const override {
-    ReadAs(first, count, out);
-  }
-  void Read(std::size_t first, std::size_t count, float* out) const override { ReadAs(first, count, out); }
-  void Read(std::size_t first, std::size_t count, double* out) const override { ReadAs(first, count, out); }
-
  private:
+  friend class mesh_NumbersBy<exo_Series>;
   template <class T>
   void ReadAs(std::size_t first, std::size_t count, T* out) const {
     std::vector<std::size_t> start = m_lead, extent(m_lead.size(), 1);

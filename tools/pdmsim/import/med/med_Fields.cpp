@@ -71,10 +71,28 @@ void med_Reader::ReadField(const std::string& name) {
     m_cellFields.push_back(std::move(cells));
 }
 
+// Where several steps have one time, as those of modes have, their numbers stand for it.
+void med_Reader::FindTimes() {
+  for (const std::string& name : m_file->LinksIfAny("CHA")) {
+    std::set<double> times, numbers;
+    for (const std::string& step : m_file->Links("CHA/" + name)) {
+      const std::string place = "CHA/" + name + "/" + step;
+      const double number = static_cast<double>(m_file->Integer(place, "NDT", -1));
+      if (number < 0)
+        continue;
+      if (!numbers.insert(number).second)
+        m_file->Fail("expected one iteration of each step of the field " + name + ", found several");
+      m_byNumber = !times.insert(m_file->Real(place, "PDT", number)).second || m_byNumber;
+    }
+  }
+  if (m_byNumber)
+    Note("times of steps: several have the same, and their numbers stand for them");
+}
+
 void med_Reader::ReadStep(const std::string& field, const std::string& step, FieldSteps& nodes,
                           FieldSteps& cells) {
   const double number = static_cast<double>(m_file->Integer(step, "NDT", -1));
-  const double time = number < 0 ? kNoTime : m_file->Real(step, "PDT", number);
+  const double time = number < 0 ? kNoTime : m_byNumber ? number : m_file->Real(step, "PDT", number);
   for (const std::string& link : m_file->Links(step)) {
     const std::string place = step + "/" + link;
     const auto type = link.starts_with("MAI.") ? m_cells.find(link.substr(4)) : m_cells.end();

@@ -56,6 +56,7 @@ mesh_Raw med_Reader::Read() {
   FindMesh();
   ReadNodes();
   ReadCells();
+  FindTimes();
   for (const std::string& field : m_file->LinksIfAny("CHA"))
     ReadField(field);
   FinishFields();

@@ -49,6 +49,7 @@ class med_Reader {
   std::vector<int> GroupCells(const std::vector<long long>& numbers, int dimension);
   int Group(int dimension, const std::string& name);
 
+  void FindTimes();
   void ReadField(const std::string& name);
   void ReadStep(const std::string& field, const std::string& step, FieldSteps& nodes, FieldSteps& cells);
   void ReadPart(const std::string& place, double time, std::size_t first, std::size_t rows, FieldSteps& to);
@@ -61,6 +62,7 @@ class med_Reader {
   std::size_t m_nodes = 0;
   std::map<std::string, std::pair<std::size_t, std::size_t>> m_cells; // of a type: first and number among all
   std::size_t m_allCells = 0;
+  bool m_byNumber = false; // steps are told by their numbers, not by their times
   Families m_cellFamilies;
   std::map<std::pair<int, long long>, int> m_familyOf;  // of dimension and number in the file
   std::map<std::pair<int, std::string>, int> m_groupOf; // of dimension and name

@@ -139,8 +139,12 @@ class Legacy {
   bool ReadPolyCells(const std::string& keyword) {
     constexpr std::pair<std::string_view, unsigned char> kinds[] = {
         {"vertices", 2}, {"lines", 4}, {"polygons", 7}, {"triangle_strips", 6}};
-    for (const auto& [name, type] : kinds)
-      if (keyword == name) {
+    for (int place = 0; place < 4; ++place)
+      if (const auto& [name, type] = kinds[place]; keyword == name) {
+        if (place < m_polyKind) // the values of cells come in the order of the kinds
+          Fail("expected vertices, lines, polygons and triangle strips in this order, found " + keyword +
+               " behind others");
+        m_polyKind = place;
         ReadCells(type);
         return true;
       }
@@ -341,6 +345,7 @@ class Legacy {
 
   vtk_Dataset m_data;
   byt_Cursor m_cursor;
+  int m_polyKind = 0;
   bool m_isBinary = false, m_isPoly = false;
   std::vector<vtk_Array>* m_attributes = nullptr; // of points or cells
   std::uint64_t m_rows = 0;

@@ -38,7 +38,9 @@ void xdmf_Reader::ReadAttribute(const byt_XmlNode& reference, double time) {
     m_document->Fail("expected " + std::to_string(field->field.components) + " components of the attribute " +
                      name + " at all times, found " + std::to_string(item.Count() / rows));
   field->field.isFloat = field->field.isFloat && item.IsFloat();
-  field->items.insert_or_assign(time, item);
+  if (!field->items.emplace(time, item).second)
+    m_document->Fail("expected the attribute " + name + " once at each time, found it twice at " +
+                     std::to_string(time));
 }
 
 void xdmf_Reader::ReadSet(const byt_XmlNode& reference) {
@@ -48,8 +50,9 @@ void xdmf_Reader::ReadSet(const byt_XmlNode& reference) {
   const byt_XmlNode* const data = node.Child("DataItem");
   if ((kind != "Node" && kind != "Cell" && !kind.empty()) || data == nullptr)
     return Note("the set " + name + " of the type " + byt_Quoted(kind));
-  const bool known = std::any_of(m_raw.groups.begin(), m_raw.groups.end(),
-                                 [&](const mesh_RawGroup& one) { return one.name == name; });
+  const bool known = std::any_of(m_raw.groups.begin(), m_raw.groups.end(), [&](const mesh_RawGroup& one) {
+    return one.name == name && (one.dimension < 0) == (kind != "Cell");
+  });
   if (known) // of the step before
     return;
   std::vector<int> members = m_document->Item(*data).Read<int>(m_document->File());
