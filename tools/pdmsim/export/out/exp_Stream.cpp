@@ -24,7 +24,7 @@ void exp_Stream::Fail() const {
 }
 
 void exp_Stream::Bytes(const void* bytes, std::size_t size) {
-  if (std::fwrite(bytes, 1, size, m_file) != size)
+  if (size > 0 && std::fwrite(bytes, 1, size, m_file) != size)
     Fail();
   m_position += size;
 }
