@@ -227,19 +227,19 @@ class Beside(Case):
                                  stdout=subprocess.PIPE)
         self.addCleanup(watch.stdout.close)
         commits = []
-        for step, time in ((0, 0.0), (1, 0.5), (2, 2.25), (3, None)):  # more steps than were planned
+        for step, time in ((0, 0.0), (1, 0.5), (2, 2.25), (3, None), (4, None), (5, None)):  # more steps than were planned
             line = json.loads(watch.stdout.readline())
             self.assertEqual((line["step"], line["time"]), (step, time), line)
             self.assertEqual(line["fields"]["load"]["values"], [{"min": 100.0 * step, "max": 100.0 * step + 39}])
             commits.append(line["commit"])
-            if step < 3:
+            if step < 5:
                 self.solver.stdin.write(b"\n")
                 self.solver.stdin.flush()
         self.assertEqual(commits, sorted(set(commits)))
         watch.send_signal(signal.SIGINT)
         self.assertEqual((watch.wait(60), watch.stdout.read()), (0, b""))
         self.assertRegex(self.done(PDMSIM, "watch", self.file, "--once", "--field", "load"),
-                         rb"^commit \d+  step 3  load 300 .. 339 N\n$")
+                         rb"^commit \d+  step 5  load 500 .. 539 N\n$")
         self.refused(1, PDMSIM, "watch", self.file, "--once", "--field", "laod", says=["did you mean 'load'?"])
 
 

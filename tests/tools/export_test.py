@@ -181,6 +181,7 @@ class Vtu(Case):
         mesh, sizes = one_of_each()
         self.import_(self.make(**mesh))
         self.assertEqual(self.export("out.vtu")["losses"], [])
+        self.import_(self.dir / "out.vtu")
         grid = read_vtu(self.dir / "out.vtu")
         vtkObject.GlobalWarningDisplayOff()  # of HEX27
         measure = vtkCellSizeFilter()

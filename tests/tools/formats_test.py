@@ -219,6 +219,18 @@ class Formats(programs.Case):
             mass = self.rows(sim, sim.mesh.elementFields[b"mass"])
             same([mass[found[k][0]][0] for k in range(m)], cell["stress"][:, 0])
 
+    def test_med_steps_of_one_time_keep_their_values(self):
+        mesh = mesh_make.solids([12])
+        value, mesh["point"], mesh["cell"] = mesh["point"]["temperature"], {}, {}
+        path = mesh_make.med(self.dir / "m.med", mesh, fields=[("t", "NOE", {1.0: value, 2.0: value + 10, 3.0: value + 20}, ["K"])])
+        with h5py.File(path, "a") as file:
+            for step in file["CHA/t"].values():
+                step.attrs["PDT"] = 0.0
+        sim = self.import_(path, notes=b"times of steps")
+        for step, drawer in enumerate(sim.drawers(sim.mesh.nodeFields[b"t"])):
+            same(drawer.values.ravel(), value + 10 * step)
+        self.assertEqual(len(sim.drawers(sim.mesh.nodeFields[b"t"])), 3)
+
     def test_med_faces_profiles_and_what_is_left_out(self):
         mesh = mesh_make.solids([12, 12])
         mesh["cells"] += [(9, [0, 3, 2, 1]), (9, [8, 9, 10, 11]), (3, [0, 8])]
@@ -258,6 +270,9 @@ class Formats(programs.Case):
             ("a.vtk", ascii_vtk.replace(b"CELL_TYPES 5\n10", b"CELL_TYPES 5\n42"), "42"),
             ("a.vtk", ascii_vtk.replace(b"CELL_TYPES 5\n10", b"CELL_TYPES 5\n12"), "nodes"),
             ("a.vtk", ascii_vtk.replace(b"0.25", b"0.2x", 1), "'0.2x'"),
+            ("p.vtk", b"# vtk DataFile Version 3.0\n\nASCII\nDATASET POLYDATA\nPOINTS 3 float\n0 0 0 1 0 0 0 1 0\n"
+                      b"POLYGONS 1 4\n3 0 1 2\nVERTICES 1 2\n1 0\nCELL_DATA 2\nSCALARS s int\nLOOKUP_TABLE default\n10 20\n",
+             "in this order"),
             ("a.vtk", ascii_vtk[: len(ascii_vtk) // 3], "found"),
             ("b.vtk", big.replace(b"POINTS %d" % n, b"POINTS 2000"), "bytes"),
             ("b.vtk", big[:-300], "found"),

@@ -81,6 +81,13 @@ class Medit(Case):
                 middle = corners[[int(c) for c in edge]].mean(axis=0)[:axes]
                 np.testing.assert_allclose(xyz[len(corners) + k], middle)
 
+    def test_refs_of_several_dimensions_are_blocks_of_different_numbers(self):
+        path = self.dir / "m.mesh"
+        path.write_text(text([("Vertices", 4, NODES), ("Tetrahedra", 8, [(1, 2, 3, 5, 7)]), ("Edges", 8, [(7, 9, 7)])]))
+        sim = self.import_(path)
+        numbers = sim.drawers(sim.mesh.regionFields[b"label"])[0].values.ravel().tolist()
+        self.assertEqual((len(numbers), len(set(numbers))), (2, 2))
+
     def test_meshes_that_contradict_themselves(self):
         good = text([("Vertices", 4, NODES), ("Tetrahedra", 8, [(1, 2, 3, 5, 7)])])
         path = self.dir / "bad.mesh"

@@ -6,6 +6,7 @@ import itertools
 import json
 import pathlib
 import shutil
+import subprocess
 import sys
 import unittest
 
@@ -226,12 +227,20 @@ class View(programs.Case):
         shutil.copy(self.pdm, other)
         self.refused(2, PDMSIM, "view", self.pdm, "-o", other, "--force", says=("another file",))
         self.refused(1, PDMSIM, "view", self.pdm, "-o", self.dir / "a.vtu", says=(".hdf",))
+        small = subprocess.run(["bash", "-c", 'ulimit -f 4; exec "$@"', "-", PDMSIM, "view", self.pdm, "-o", self.dir / "small.hdf"],
+                               capture_output=True, timeout=60)
+        self.assertEqual((small.returncode, small.stderr.count(b"\n")), (2, 1), small)
+        self.assertEqual(list(self.dir.glob("small*")), [])
         self.done(PDMSIM, "check", view)
         self.pdm.rename(self.dir / "away.pdm")
         gone = programs.run(PDMSIM, "check", view)
         self.assertEqual((gone.returncode, b"out.pdm is not there" in gone.stdout), (1, True), gone)
         self.view(exo_make.write(self.dir / "mesh.exo", width=200, **exo_make.everything()), "--force",
                   notes=("flux", "--series"))
+        notes = self.dir / "notes.hdf.series"
+        notes.write_text("mine")
+        self.refused(2, PDMSIM, "view", self.pdm, "--series", "-o", self.dir / "notes.hdf", "--force", says=("another file",))
+        self.assertEqual(notes.read_text(), "mine")
         self.assertEqual(programs.run(DYING, "die", self.pdm).returncode, -9)
         self.refused(2, PDMSIM, "view", self.pdm, "-o", self.dir / "b.hdf", says=("pdmsim recover",))
         self.assertIn(b"has a journal", programs.run(PDMSIM, "check", view).stdout)
