@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the tool and the examples, imports the meshes of examples/meshes, shows what
-# is in the files, runs the program of the README, and ends with a modal analysis of the block and a picture of
-# its first modes. The files are left in out/demo.
+# is in the files, runs the program of the README, makes a modal analysis of the block with a page and a picture of
+# it, and ends with an export and what it lost. The files are left in out/demo.
 set -euo pipefail
 source "$(dirname "$0")/setup.sh" build draw
 
@@ -22,8 +22,9 @@ say() {
 }
 
 heading "Meshes into simulation files"
-for mesh in "$examples"/meshes/*.exo; do
-  say "$bin/pdmsim" import "$mesh" "$(basename "$mesh" .exo).pdm"
+for mesh in "$examples"/meshes/*.exo "$examples"/meshes/*.msh; do
+  name=$(basename "$mesh")
+  say "$bin/pdmsim" import "$mesh" "${name%.*}.pdm"
 done
 
 heading "What is in them"
@@ -40,7 +41,13 @@ heading "A modal analysis of the block, kept in its file"
 say "$bin/modal_analysis" block.pdm
 say "$bin/modal_read" block.pdm
 say "$bin/pdmsim" dofs block.pdm 0 --node 1
+say "$bin/pdmsim" report block.pdm -o block.html
 say /usr/bin/python3 "$examples/modal_analysis/draw_modes.py" block.pdm modes.png
+
+heading "Out again, and what was lost on the way"
+say "$bin/pdmsim" export block.pdm block.exo --lossy
+say "$bin/pdmsim" import block.exo again.pdm
+say "$bin/pdmsim" diff block.pdm again.pdm || [ $? -eq 1 ]
 
 heading "The files are in out/demo"
 ls -l
