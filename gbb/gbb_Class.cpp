@@ -14,6 +14,8 @@ constinit std::mutex s_filling; // taken by those who fill a descriptor
 void freeInChild() {
   new (&s_filling) std::mutex;
 }
+// Told as the library is loaded: at first use a child could be made before it is told.
+[[maybe_unused]] const bool s_child = ::pthread_atfork(nullptr, nullptr, &freeInChild) == 0;
 } // namespace
 
 gbb_ClassID::gbb_ClassID(const char* name) {
@@ -39,8 +41,6 @@ gbb_Class gbb_Class::Define(gbb_ClassDescriptor& descriptor, const char* name, g
                             gbb_ClassDescriptor::OpenFunction open) {
   if (descriptor.initialised.load(std::memory_order_acquire))
     return gbb_Class(&descriptor);
-  static const bool s_child = ::pthread_atfork(nullptr, nullptr, &freeInChild) == 0;
-  static_cast<void>(s_child);
   const std::lock_guard lock(s_filling);
   if (!descriptor.initialised.load(std::memory_order_relaxed)) {
     descriptor.classID = gbb_ClassID(name);

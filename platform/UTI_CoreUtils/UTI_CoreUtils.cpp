@@ -1,7 +1,5 @@
 #include <UTI_CoreUtils/UTI_CoreUtils.h>
 
-#include <UTI_CoreUtils/mem_Allocation.h>
-
 #include <cstdlib>
 
 namespace {
@@ -16,8 +14,6 @@ void writeWide(const wchar_t* text) {
 
 void UTI_CoreUtils_initialize(int& modules) {
   s_counter.Initialize(modules);
-  // The allocator learns of this thread before there are others, so that it knows of every fork().
-  mem_Free(mem_OperatorNewThrow(1));
 }
 
 void UTI_CoreUtils_finalize(int& modules) {

@@ -29,6 +29,8 @@ void freeInChild() {
   new (&s_mutex) std::mutex;
   s_writer = nullptr;
 }
+// Told as the library is loaded: at first use a child could be made before it is told.
+[[maybe_unused]] const bool s_child = ::pthread_atfork(nullptr, nullptr, &freeInChild) == 0;
 
 void writeToDescriptor(const char* text) {
   for (std::size_t left = std::strlen(text); left > 0;) {
@@ -45,8 +47,6 @@ void writeToDescriptor(const char* text) {
 // The stream, to this thread alone and at the beginning of a line or within its own.
 std::unique_lock<std::mutex> take() {
   using Clock = std::chrono::steady_clock;
-  static const bool s_child = ::pthread_atfork(nullptr, nullptr, &freeInChild) == 0;
-  static_cast<void>(s_child);
   std::unique_lock lock(s_mutex);
   unsigned line = s_lines - 1;
   Clock::time_point end;

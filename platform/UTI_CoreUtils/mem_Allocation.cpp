@@ -140,11 +140,11 @@ void forgetOtherThreads() {
   for (FreeBlock*& orphans : s_orphans)
     orphans = nullptr;
 }
+// Told as the library is loaded: at first use a child could be made before it is told.
+[[maybe_unused]] const bool s_child = ::pthread_atfork(nullptr, nullptr, &forgetOtherThreads) == 0;
 
 // REQUIRES the lock.
 void knowThisThread() {
-  static const bool s_child = ::pthread_atfork(nullptr, nullptr, &forgetOtherThreads) == 0;
-  static_cast<void>(s_child);
   static thread_local ThreadEnd atThreadEnd;
   static_cast<void>(atThreadEnd);
   if (t_thread == 0)

@@ -11,7 +11,10 @@
 #include <unistd.h>
 
 namespace {
+// Forks are counted, since asking the system at every write would cost more than all other checks together.
 constinit unsigned s_forks = 0;
+// Told as the library is loaded: at first use a child could be made before it is told.
+[[maybe_unused]] const bool s_counts = ::pthread_atfork(nullptr, nullptr, [] { ++s_forks; }) == 0;
 
 constexpr std::size_t kLargestCall = std::size_t{1} << 30; // Linux moves at most 2 GiB at once
 
@@ -41,11 +44,7 @@ bool fillWithZeros(int descriptor, std::uint64_t end) {
 }
 } // namespace
 
-// Forks are counted, since asking the system at every write would cost more than all other checks together.
-vfd_Owner::vfd_Owner() : m_process(::getpid()), m_forks(s_forks) {
-  static const bool s_counts = ::pthread_atfork(nullptr, nullptr, [] { ++s_forks; }) == 0;
-  static_cast<void>(s_counts);
-}
+vfd_Owner::vfd_Owner() : m_process(::getpid()), m_forks(s_forks) {}
 
 bool vfd_Owner::Forked() const {
   return ForkedAsFarAsTold() || ::getpid() != m_process;

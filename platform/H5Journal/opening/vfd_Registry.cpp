@@ -14,11 +14,11 @@ void beginAnew() {
   new (&s_guard) std::mutex;
   s_first = nullptr;
 }
+// Told as the library is loaded: at first use a child could be made before it is told.
+[[maybe_unused]] const bool s_child = ::pthread_atfork(nullptr, nullptr, &beginAnew) == 0;
 } // namespace
 
 vfd_Registered::vfd_Registered(bool readOnly, bool live) : m_readOnly(readOnly), m_live(live) {
-  static const bool s_child = ::pthread_atfork(nullptr, nullptr, &beginAnew) == 0;
-  static_cast<void>(s_child);
   const std::lock_guard lock(s_guard);
   m_next = s_first;
   s_first = this;

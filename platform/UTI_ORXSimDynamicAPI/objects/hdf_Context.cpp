@@ -29,14 +29,17 @@ Place* placeOf(std::size_t number) {
   return places == nullptr ? nullptr : places + (number + kFirst - (kFirst << block));
 }
 
+// No static of a function: a child made in the midst of its first use would wait for ever. Never destroyed.
+const Place& s_none = *new const Place;
 constinit std::atomic<int> s_waitingTime = 0;
-} // namespace
 
 // Counted, since asking the system at every write would cost more than all other checks together.
+constinit unsigned s_forks = 0;
+// Told as the library is loaded: at first use a child could be made before it is told.
+[[maybe_unused]] const bool s_counts = ::pthread_atfork(nullptr, nullptr, [] { ++s_forks; }) == 0;
+} // namespace
+
 unsigned hdf_Context::Forks() {
-  static constinit unsigned s_forks = 0;
-  static const bool s_counts = ::pthread_atfork(nullptr, nullptr, [] { ++s_forks; }) == 0;
-  static_cast<void>(s_counts);
   return s_forks;
 }
 
@@ -56,7 +59,6 @@ void hdf_SetWaitingTime(int milliseconds) {
 }
 
 const std::shared_ptr<hdf_Context>& hdf_Contexts::Find(ORXSimContextID id) {
-  static const auto& s_none = *new const std::shared_ptr<hdf_Context>;
   const Place* const place = id.Value() < 0 ? nullptr : placeOf(static_cast<std::size_t>(id.Value()));
   return place == nullptr ? s_none : *place;
 }

@@ -87,10 +87,10 @@ void unlockAfterFork() {
   if (!t_share.silent)
     s_lock.unlock();
 }
+// Told as the library is loaded: at first use a child could be made before it is told.
+[[maybe_unused]] const bool s_forks = ::pthread_atfork(&lockForFork, &unlockAfterFork, &unlockAfterFork) == 0;
 
 void beSilent() {
-  static const bool s_forks = ::pthread_atfork(&lockForFork, &unlockAfterFork, &unlockAfterFork) == 0;
-  static_cast<void>(s_forks);
   s_lock.lock();
   t_share.silent = true;
 #ifndef H5_NO_DEPRECATED_SYMBOLS
