@@ -255,7 +255,9 @@ class Formats(programs.Case):
         mesh = mesh_make.solids(LINEAR)
         ascii_vtk = mesh_make.vtk(self.dir / "a.vtk", mesh).read_bytes()
         big = mesh_make.vtk(self.dir / "b.vtk", mesh, True).read_bytes()
+        flat = b"# vtk DataFile Version 3.0\n\nASCII\nDATASET POLYDATA\nPOINTS 3 float\n0 0 0 1 0 0 0 1 0\n"
         plain = mesh_make.vtu(self.dir / "a.vtu", mesh).read_bytes()
+        two = mesh_make.vtu(self.dir / "a.vtu", mesh, pieces=2).read_bytes()
         raw = mesh_make.vtu(self.dir / "r.vtu", mesh, "appended").read_bytes()
         packed = mesh_make.vtu(self.dir / "z.vtu", mesh, "appended", "raw", True).read_bytes()
         text = mesh_make.xdmf(self.dir / "x.xdmf", mesh, False).read_bytes()
@@ -271,8 +273,7 @@ class Formats(programs.Case):
             ("a.vtk", ascii_vtk.replace(b"CELL_TYPES 5\n10", b"CELL_TYPES 5\n12"), "nodes"),
             ("a.vtk", ascii_vtk.replace(b"0.25", b"0.2x", 1), "'0.2x'"),
             ("t.xdmf", mesh_make.xdmf(self.dir / "t.xdmf", mesh, False, (0.0, 1.0, 1.0)).read_bytes(), "twice at 1"),
-            ("p.vtk", b"# vtk DataFile Version 3.0\n\nASCII\nDATASET POLYDATA\nPOINTS 3 float\n0 0 0 1 0 0 0 1 0\n"
-                      b"POLYGONS 1 4\n3 0 1 2\nVERTICES 1 2\n1 0\nCELL_DATA 2\nSCALARS s int\nLOOKUP_TABLE default\n10 20\n",
+            ("p.vtk", flat + b"POLYGONS 1 4\n3 0 1 2\nVERTICES 1 2\n1 0\nCELL_DATA 2\nSCALARS s int\nLOOKUP_TABLE default\n10 20\n",
              "in this order"),
             ("a.vtk", ascii_vtk[: len(ascii_vtk) // 3], "found"),
             ("b.vtk", big.replace(b"POINTS %d" % n, b"POINTS 2000"), "bytes"),
@@ -281,6 +282,9 @@ class Formats(programs.Case):
             ("a.vtu", plain.replace(b"UnstructuredGrid", b"PolyData"), "PolyData"),
             ("a.vtu", plain.replace(b"</Piece>", b""), "mismatched tag"),
             ("a.vtu", plain.replace(b'NumberOfPoints="', b'NumberOfPoints="9999999999999'), "hold"),
+            ("a.vtu", plain.replace(b'="3" format="ascii">\n', b'="3" format="ascii">\n 7.5', 1), "found another: '"),
+            ("a.vtu", two.replace(b"  0 1 2", b"  0 1 %d" % n, 1), "found point %d" % n),
+            ("p.vtk", flat + b"POLYGONS 1 8\n3 0 1 2 3 0 2 1\n", "4 numbers more"),
             ("r.vtu", raw.replace(b'header_type="UInt32"', b'header_type="UInt32" compressor="vtkLZ4DataCompressor"'), "LZ4"),
             ("r.vtu", raw[:start] + b"\xff\xff\xff\x7f" + raw[start + 4 :], "hold"),
             ("r.vtu", raw.replace(b'offset="0"', b'offset="99999"'), "offset"),
@@ -290,6 +294,7 @@ class Formats(programs.Case):
             ("x.xdmf", text.replace(b"Mixed", b"3DCoRectMesh"), "3DCoRectMesh"),
             ("x.xdmf", text.replace(b'Dimensions="%d 3"' % n, b'Dimensions="4294967296 4294967296"'), "Dimensions"),
             ("x.xdmf", text.replace(b'Dimensions="%d 3"' % n, b'Dimensions="%d 3"' % (n + 1)), "number"),
+            ("x.xdmf", text.replace(b'Dimensions="%d 3"' % n, b'Dimensions="%d 3"' % (n - 1)), "found another: '"),
             ("h.xdmf", hdf.replace(b"h.h5", b"none.h5"), "none.h5"),
             ("h.xdmf", hdf.replace(b"/g/d1\n", b"/g/none\n"), "g/none"),
             ("m.med", med[: len(med) // 2], "file"),

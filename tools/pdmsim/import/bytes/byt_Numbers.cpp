@@ -88,6 +88,9 @@ void readWords(const byt_Numbers& numbers, const byt_File& file, std::vector<To>
                   std::to_string(value));
       out.push_back(static_cast<To>(value));
     }
+  if (const std::string_view more = cursor.Word(); !more.empty())
+    file.Fail("expected " + std::to_string(numbers.count) + " numbers before byte " +
+              std::to_string(cursor.At() - more.size()) + ", found another: " + byt_Quoted(more));
 }
 
 } // namespace

@@ -28,8 +28,8 @@ struct byt_Numbers {
   std::function<byt_Source()> bytes;
   byt_Range text;
 
-  /// Reads all of them. Throws mesh_Error for what is no number, or does not fit.
-  /// \param as double, int or long long. A real number is an integer only when it is whole.
+  /// Reads all of them. Throws mesh_Error for what is no number, or does not fit, and for words behind the
+  /// last. \param as double, int or long long. A real number is an integer only when it is whole.
   template <class T>
   std::vector<T> Read(const byt_File& file) const;
 };
