@@ -140,6 +140,25 @@ class Formats(programs.Case):
         same(np.sort(nodes), np.arange(2 * n))
         same(sim.drawers(sim.mesh.nodeFields[b"temperature"])[0].values.ravel(), np.tile(mesh["point"]["temperature"], 2))
 
+    def test_integers_that_no_double_holds(self):
+        """Exact values, wide ones and labels; what 64 bits with a sign do not hold is said to be rounded."""
+        mesh = mesh_make.solids(LINEAR)
+        n, m = len(mesh["points"]), len(LINEAR)
+        mesh["point"] = {"seed": 2**53 + 1 + 2 * np.arange(n), "few": np.arange(n)}
+        mesh["cell"] = {"label": 2**60 + 1 + np.arange(m)[::-1], "pair": np.array([[-2**62 - k, k] for k in range(m)])}
+        for make, *way in ([mesh_make.vtk, False, 5], [mesh_make.vtk, True, 2], [mesh_make.vtu], [mesh_make.vtu, "appended"],
+                           [mesh_make.xdmf, True, (1., 2.)], [mesh_make.xdmf, False]):
+            sim = self.import_(make(self.dir / "m.vtk", mesh, *way))
+            found = self.elements(sim, mesh["cell"]["label"].tolist())
+            for step in range(len(way[-1]) if make == mesh_make.xdmf and way[0] else 1):
+                seed = sim.drawers(sim.mesh.nodeFields[b"seed"])[step].values
+                self.assertEqual((seed.dtype, sim.drawers(sim.mesh.nodeFields[b"few"])[step].values.dtype), ("i8", "f8"))
+                same(seed.ravel(), mesh["point"]["seed"])
+                pair = self.rows(sim, sim.mesh.elementFields[b"pair"], step)
+                same([pair[found[k][0]] for k in range(m)], mesh["cell"]["pair"])
+        mesh["point"]["seed"] = mesh["point"]["seed"].astype("u8") + np.uint64(2**63)
+        self.import_(mesh_make.vtu(self.dir / "m.vtu", mesh), notes=b"the last digits of integers in seed")
+
     def test_sets_from(self):
         mesh = mesh_make.solids(LINEAR)
         path = mesh_make.vtu(self.dir / "m.vtu", mesh)

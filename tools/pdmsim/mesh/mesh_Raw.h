@@ -36,6 +36,8 @@ struct mesh_RawField {
   /// The values at one step, [rows][components]: NaN where there are none. Rows are nodes, or cells in the
   /// order of mesh_Raw::cells. A field of a mesh without times has its values at step 0.
   std::function<std::vector<double>(std::size_t step)> read;
+  /// The same as integers, of a field that has some which a double does not hold. Else null.
+  std::function<std::vector<long long>(std::size_t step)> readIntegers = nullptr;
 };
 
 /// A mesh as most formats have it: nodes, cells of all dimensions in one list, groups of any of them.

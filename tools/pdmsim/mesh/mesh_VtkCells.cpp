@@ -3,6 +3,7 @@
 #include <pdmsim/mesh/mesh_Error.h>
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 
 namespace {
@@ -192,17 +193,38 @@ std::vector<int> mesh_AddVtkCells(mesh_Raw& raw, mesh_VtkCells cells) {
   return Sorter(raw, std::move(cells)).Sort();
 }
 
-std::vector<double> mesh_InOrder(std::vector<double> values, const std::vector<int>& order,
-                                 std::size_t components) {
+template <class T>
+std::vector<T> mesh_InOrder(std::vector<T> values, const std::vector<int>& order, std::size_t components) {
   if (order.empty())
     return values;
-  std::vector<double> sorted;
+  std::vector<T> sorted;
   sorted.reserve(order.size() * components);
   for (const int row : order) {
     const auto from = values.begin() + row * static_cast<std::ptrdiff_t>(components);
     sorted.insert(sorted.end(), from, from + static_cast<std::ptrdiff_t>(components));
   }
   return sorted;
+}
+
+template std::vector<double> mesh_InOrder(std::vector<double>, const std::vector<int>&, std::size_t);
+template std::vector<long long> mesh_InOrder(std::vector<long long>, const std::vector<int>&, std::size_t);
+
+void mesh_KeepIntegers(mesh_Raw& raw, mesh_RawField& field, std::size_t steps,
+                       std::function<std::vector<long long>(std::size_t step)> read) {
+  constexpr double kExact = 0x1p53, kMost = 0x1p63;
+  double greatest = 0;
+  bool all = true;
+  for (std::size_t step = 0; step < steps; ++step)
+    for (const double one : field.read(step)) {
+      all = all && !std::isnan(one);
+      greatest = std::max(greatest, std::abs(one));
+    }
+  if (greatest < kExact)
+    return;
+  if (all && greatest < kMost)
+    field.readIntegers = std::move(read);
+  else
+    raw.notes.push_back("the last digits of integers in " + field.name + ", which are kept as reals");
 }
 
 bool mesh_TakeLabels(mesh_Raw& raw, bool cells, const std::vector<long long>& labels) {

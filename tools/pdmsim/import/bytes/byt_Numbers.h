@@ -28,6 +28,10 @@ struct byt_Numbers {
   std::function<byt_Source()> bytes;
   byt_Range text;
 
+  /// True for integers of 64 bits, and for those in words, which may have as many digits.
+  bool IsLong() const {
+    return type == byt_Type::kInt64 || type == byt_Type::kUInt64 || (!bytes && !byt_IsReal(type));
+  }
   /// Reads all of them. Throws mesh_Error for what is no number, or does not fit, and for words behind the
   /// last. \param as double, int or long long. A real number is an integer only when it is whole.
   template <class T>

@@ -18,6 +18,7 @@ struct vtk_Array {
 
   std::uint64_t Count() const;
   bool IsReal() const { return !parts.empty() && byt_IsReal(parts[0].type); }
+  bool IsLong() const; // perhaps of integers that a double does not hold
   /// Throws mesh_Error.
   template <class T>
   std::vector<T> Read(const byt_File& file) const {

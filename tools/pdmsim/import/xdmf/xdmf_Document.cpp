@@ -189,6 +189,7 @@ xdmf_Item xdmf_Document::HdfItem(const std::string& place) const {
   item.m_count = shape.Elements();
   item.m_isReal = shape.type == hdf_ForeignType::kFloat;
   item.m_isFloat = item.m_isReal && shape.bytes == 4;
+  item.m_isLong = !item.m_isReal && shape.bytes == 8;
   return item;
 }
 
@@ -240,6 +241,7 @@ xdmf_Item xdmf_Document::Item(const byt_XmlNode& reference) const {
     item.m_count = *dimensions;
     item.m_isReal = byt_IsReal(type);
     item.m_isFloat = type == byt_Type::kFloat;
+    item.m_isLong = item.m_numbers.IsLong();
   } else {
     Fail("expected a DataItem in XML or HDF, found " + byt_Quoted(format));
   }

@@ -17,6 +17,7 @@ class xdmf_Item {
   std::uint64_t Count() const { return m_count; }
   bool IsReal() const { return m_isReal; }
   bool IsFloat() const { return m_isFloat; } // of 4 bytes
+  bool IsLong() const { return m_isLong; }   // perhaps of integers that a double does not hold
   /// Throws mesh_Error.
   /// \param as double, int or long long.
   template <class T>
@@ -27,7 +28,7 @@ class xdmf_Item {
  private:
   friend class xdmf_Document;
   std::uint64_t m_count = 0;
-  bool m_isReal = false, m_isFloat = false;
+  bool m_isReal = false, m_isFloat = false, m_isLong = false;
   byt_Numbers m_numbers; // in the XML file, unless there is an m_hdf
   std::shared_ptr<hdf_ForeignFile> m_hdf;
   std::string m_hdfPath, m_dataset;      // in m_hdf
