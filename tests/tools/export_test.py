@@ -87,6 +87,16 @@ class Exodus(Case):
                          [((2, 2.25), [[x] for x in mesh["node_vars"]["temperature"][2]])])
         self.refused(1, self.pdm, self.dir / "no.exo", "--step", "3", says=("0..2", "found 3"))
 
+    def test_ids_that_two_have_are_refused_or_new(self):
+        tet, sets = {"id": 3, "type": "TET4", "conn": [[1, 2, 3, 4]]}, [
+            {"id": i, "name": n, "members": [1]} for i, n in ((5, "a"), (5, "b"), (1, "c"))]
+        self.import_(self.make(nodes=np.eye(4, 3), blocks=[tet, tet], node_sets=sets))
+        self.lossy("back.exo", losses=("the id 3 of the block block_3_3, which another has; 1 is written",
+                                       "the id 5 of the node set b, which another has; 2 is written"))
+        back = Sim(self.import_(self.dir / "back.exo"))
+        self.assertEqual([list(back.drawers(f)[0].values) for f in (back.mesh.regionFields[b"label"],
+                          back.mesh.meshFields[b"nodeSetLabel"])], [[3, 1], [5, 2, 1]])
+
     def test_structure_that_the_format_lacks_is_told(self):
         self.import_(self.make(width=200, **exo_make.everything()))
         vector, values = np.arange(120.0).reshape(40, 3), np.arange(40, dtype="i4")

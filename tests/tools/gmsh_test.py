@@ -176,6 +176,18 @@ class Gmsh(Case):
         side = sim.drawers(m.surfaces[b"left"])[0]
         self.assertEqual((list(side.members), list(side.values)), ([0], [edge]))
 
+    def test_groups_of_one_number(self):
+        """Of lower dimensions, beside the solid: two element sets. Their names are kept, their ids differ."""
+        at = [(i + 1, (float(i), i * i * 1.0, i**3 * 1.0)) for i in range(9)]
+        sim = self.import_(gmsh_make.write(self.dir / "n.msh", {
+            "nodes": at, "names": {(2, 5): "fin", (1, 5): "rod", (1, 6): "rope"},
+            "entities": {(3, 1): [1], (2, 1): [5], (1, 1): [5], (1, 2): [6, 5]},
+            "elements": [(1, 4, 1, [1, 2, 3, 4]), (2, 2, 1, [4, 5, 6]), (3, 3, 1, [5, 6, 7, 8]), (4, 1, 1, [8, 9]),
+                         (5, 1, 2, [1, 9])]}))
+        ids = dict(zip(sorted(sim.mesh.elementSets), one(sim, sim.mesh.meshFields[b"elementSetLabel"])))
+        self.assertLessEqual({b"fin", b"rod", b"rope"}, set(ids))
+        self.assertEqual(len(set(ids.values())), len(ids), ids)
+
     def test_partitions_and_their_parents(self):
         text = gmsh_make.write(self.dir / "p.msh", mesh()).read_text()
         head, rest = text.split("$EndEntities\n")
