@@ -23,6 +23,8 @@ std::unique_ptr<mesh_Source> mesh_Assembly::Make() {
     m_mesh->m_axisNames.emplace_back(1, "xyz"[axis]);
   m_mesh->m_times = m_raw.times;
   m_mesh->m_notes = m_raw.notes;
+  if (m_raw.pointsAreNodes && m_highest > 0)
+    MakePointsNodes();
   for (int dimension = m_highest - 1; dimension >= 0; --dimension)
     LeaveOutSides(dimension);
   m_mesh->m_cells.resize(static_cast<std::size_t>(std::count(m_leftOut.begin(), m_leftOut.end(), false)));
@@ -129,6 +131,29 @@ int mesh_Assembly::FirstGroup(int family, int dimension) const {
   return -1;
 }
 
+void mesh_Assembly::Note(const std::string& text, std::size_t count) {
+  if (count)
+    m_mesh->m_notes.push_back(text + " (" + std::to_string(count) + ")");
+}
+
+void mesh_Assembly::MakePointsNodes() {
+  std::size_t labels = 0;
+  ForCells(0, [&](std::size_t cell, const mesh_RawCells& list, std::size_t i) {
+    if (list.families.empty() || list.families[i] < 0)
+      return;
+    for (const int group : m_raw.families[static_cast<std::size_t>(list.families[i])])
+      if (mesh_RawGroup& of = m_raw.groups[static_cast<std::size_t>(group)]; of.dimension == 0) {
+        of.nodes.push_back(list.nodes[i]);
+        m_leftOut[cell] = true;
+      }
+    labels += m_leftOut[cell] && !list.labels.empty();
+  });
+  for (mesh_RawGroup& group : m_raw.groups)
+    if (group.dimension == 0)
+      group.dimension = -1;
+  Note("labels of points that became nodes of sets", labels);
+}
+
 void mesh_Assembly::LeaveOutSides(int dimension) {
   const std::vector<mesh_SideOf> found = mesh_FindSides(m_raw, dimension);
   if (dimension == m_highest - 1)
@@ -137,19 +162,15 @@ void mesh_Assembly::LeaveOutSides(int dimension) {
   ForCells(dimension, [&](std::size_t cell, const mesh_RawCells& list, std::size_t i) {
     const int family = list.families.empty() ? -1 : list.families[i];
     const bool isSide = found[place++].cell >= 0, named = IsIn(family, dimension, true);
-    if (IsIn(family, dimension, false) || (!named && (!isSide || m_raw.keepSides)))
+    if (m_leftOut[cell] || IsIn(family, dimension, false) || (!named && (!isSide || m_raw.keepSides)))
       return;
     m_leftOut[cell] = true;
     nameless += !named;
     labels += named && !list.labels.empty();
   });
   constexpr const char* words[] = {"points", "lines", "faces"};
-  const auto note = [&](const std::string& text, std::size_t count) {
-    if (count)
-      m_mesh->m_notes.push_back(text + " (" + std::to_string(count) + ")");
-  };
-  note(std::string(words[dimension]) + " without group that are sides of other elements", nameless);
-  note(std::string("labels of ") + words[dimension] + " that became sides in surfaces", labels);
+  Note(std::string(words[dimension]) + " without group that are sides of other elements", nameless);
+  Note(std::string("labels of ") + words[dimension] + " that became sides in surfaces", labels);
 }
 
 void mesh_Assembly::FindSurfaces(int dimension, const std::vector<mesh_SideOf>& found) {

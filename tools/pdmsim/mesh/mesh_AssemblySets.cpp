@@ -143,7 +143,8 @@ void mesh_Assembly::MakeVariables() {
       lost += (lost.empty() ? "" : ", ") + field.name;
   }
   if (!lost.empty())
-    m_mesh->m_notes.push_back("values of " + lost + " on what became sides");
+    m_mesh->m_notes.push_back("values of " + lost + " on what became sides" +
+                              (m_raw.pointsAreNodes ? " or nodes of sets" : ""));
 }
 
 std::unique_ptr<mesh_Source> mesh_Assemble(mesh_Raw raw) {

@@ -54,6 +54,7 @@ struct mesh_Raw {
   std::vector<mesh_RawField> nodeFields, cellFields;
   std::vector<std::string> notes; // what could not be kept, one line each
   bool keepSides = false;         // true: cells without group stay elements though they are sides of others
+  bool pointsAreNodes = false;    // true: beside other cells, groups of points are groups of nodes
 };
 
 /// Makes a mesh of what a format has.
@@ -66,7 +67,8 @@ struct mesh_Raw {
 /// dimension, by its corners: the side that is seen from outside as the cell is, if two elements share it.
 /// Those cells are no elements of the mesh, and neither are lower cells without group that are sides of
 /// others (but see keepSides). All further cells are elements, in blocks as above. Node groups become node
-/// sets.
+/// sets,
+/// and so do groups of points where `pointsAreNodes`.
 ///
 /// In space triangles and quadrilaterals are SHELLs, in the plane TRI and QUAD. Throws mesh_Error for what
 /// does not fit together. Keeps the arrays of `raw`, and 4 bytes a cell besides.

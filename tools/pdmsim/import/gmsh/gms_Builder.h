@@ -10,7 +10,7 @@
 
 /// What both versions of the format fill.
 struct gms_Builder {
-  explicit gms_Builder(mesh_Input& input) : in(input) { raw.path = input.Path(); }
+  explicit gms_Builder(mesh_Input& input) : in(input) { raw.path = input.Path(), raw.pointsAreNodes = true; }
 
   /// The type, or a failure that names it.
   const gms_Type& Type(long long number) const;
