@@ -304,15 +304,17 @@ class Gmsh(Case):
     def test_what_has_no_element_of_gmsh_is_told(self):
         mesh, _ = one_of_each(["TRI7", "QUAD4", "BAR2", "QUAD8"])
         mesh["blocks"][3]["id"] = 4
+        mesh["blocks"].append({"id": 6, "name": "dot", "type": "SPHERE", "conn": [[9]]})
         self.import_(self.make(**mesh, node_labels=np.r_[0, 2 : len(mesh["nodes"]) + 1], side_sets=[
             {"id": 9, "name": "rim", "members": [1, 2, 1], "sides": [1, 3, 2]}, {"id": 1, "name": "no", "members": []}]))
         self.lossy("out.msh", losses=("the elements of block tri7, of type 'TRI7'", "2 sides of side set rim", "set no",
-                                      "the user's numbers of the nodes", "the number 4 of block quad8; it is 5"))
+                                      "the user's numbers of the nodes", "the number 4 of block quad8; it is 5",
+                                      "that the points of block dot are elements"))
         found = gmsh_reader.read(self.dir / "out.msh")
-        self.assertEqual(found.elements, {(2, "quad4"): {3: {2: [8, 9, 10, 11]}}, (1, "rim"): {1: {5: [10, 11]}},
-                                          (1, "bar2"): {1: {3: [12, 13]}},
+        self.assertEqual(found.elements, {(2, "quad4"): {3: {2: [8, 9, 10, 11]}}, (1, "rim"): {1: {6: [10, 11]}},
+                                          (1, "bar2"): {1: {3: [12, 13]}}, (0, "dot"): {15: {5: [9]}},
                                           (2, "quad8"): {16: {4: list(range(14, 22))}}})
-        self.assertEqual(found.groups, {(2, "quad4"): 4, (1, "bar2"): 5, (2, "quad8"): 5, (1, "rim"): 9})
+        self.assertEqual(found.groups, {(2, "quad4"): 4, (1, "bar2"): 5, (2, "quad8"): 5, (1, "rim"): 9, (0, "dot"): 6})
 
     def test_values_of_every_step(self):
         mesh = exo_make.everything()

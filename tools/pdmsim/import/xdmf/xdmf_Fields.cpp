@@ -36,8 +36,7 @@ void xdmf_Reader::ReadAttribute(const byt_XmlNode& reference, double time) {
                      name + " at all times, found " + std::to_string(item.Count() / rows));
   field->field.isFloat = field->field.isFloat && item.IsFloat();
   if (!field->items.emplace(time, item).second)
-    m_document->Fail("expected the attribute " + name + " once at each time, found it twice at " +
-                     std::to_string(time));
+    m_document->Fail("expected the attribute " + name + " once at each time, found it twice" + Text(time));
 }
 
 void xdmf_Reader::ReadSet(const byt_XmlNode& reference) {
