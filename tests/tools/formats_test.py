@@ -125,6 +125,37 @@ class Formats(programs.Case):
         self.assertEqual({d.long_name: d.values.ravel().tolist() for d in sim.drawers(sim.mesh.elementFields[b"connectivity"])},
                          {b"HEX8": [0, 1, 4, 3, 9, 10, 13, 12], b"SHELL4": [4, 5, 8, 7]})
 
+    def test_polygons(self):
+        """Of more than four corners: in rows of the longest, filled up with -1, beside other cells and as Exodus II has them."""
+        cells = [(7, [0, 1, 2, 3, 4]), (9, [0, 1, 6, 5]), (7, [1, 2, 3, 4, 5, 6]), (7, [2, 3, 4]), (7, [6, 5, 4, 3, 2])]
+        points = np.array([(np.cos(k), np.sin(k), k % 2) for k in range(7)])
+        mesh = {"points": points, "point": {}, "cell": {"c": np.arange(5.0), "label": np.arange(5) * 3 + 2}, "cells": cells}
+        path = mesh_make.med(self.dir / "m.med", mesh | {"cells": cells[1:2]}, {}, {"quad": {0}})
+        with h5py.File(path, "a") as file:
+            file["ENS_MAA/box"].attrs["UNI"], (step,) = np.string_(""), file["ENS_MAA/box"].values()
+            step["MAI/QU4/NUM"][:] = 5
+            pog = step.create_group("MAI/POG")
+            pog["INN"], pog["NUM"] = np.cumsum([1, 5, 6, 3, 5]), mesh["cell"]["label"][[0, 2, 3, 4]]
+            pog["NOD"] = np.array([i for k in (0, 2, 3, 4) for i in cells[k][1]]) + 1
+            pog["FAM"] = np.array([0, -1, -1, 0])
+        for make, *way in ([mesh_make.vtk, False, 2], [mesh_make.vtk, True, 5], [mesh_make.vtu], [lambda *_: path]):
+            sim = self.import_(make(self.dir / "m.vtk", mesh, *way))
+            label, seen = self.rows(sim, sim.mesh.elementFields[b"label"]), {}
+            for drawer in sim.drawers(sim.mesh.elementFields[b"connectivity"]):
+                seen |= {label[item][0]: (drawer.long_name, row.tolist()) for item, row in zip(
+                    drawer.members, drawer.values.reshape(len(drawer.members), -1))}
+            tri = (b"nsided", [2, 3, 4, -1, -1, -1]) if way == [] and make != mesh_make.vtu else (b"SHELL3", [2, 3, 4])
+            self.assertEqual(seen, {2: (b"nsided", cells[0][1] + [-1]), 5: (b"SHELL4", cells[1][1]), 11: tri,
+                                    8: (b"nsided", cells[2][1]), 14: (b"nsided", cells[4][1] + [-1])})
+            if b"c" in sim.mesh.elementFields:
+                self.assertEqual({label[i][0]: c for i, (c,) in self.rows(sim, sim.mesh.elementFields[b"c"]).items()},
+                                 {3 * k + 2: k for k in range(5)})
+            else:
+                self.assertEqual([label[i][0] for i in sim.members(sim.mesh.elementSets[b"quad_nsided"])], [8, 11])
+        self.done(PDMSIM, "export", self.out, self.dir / "x.exo")
+        self.done(PDMSIM, "import", self.dir / "x.exo", self.dir / "x.pdm")
+        self.done(PDMSIM, "diff", self.out, self.dir / "x.pdm", "--quiet")
+
     def test_vtu(self):
         ways = [("ascii", ""), ("binary", ""), ("appended", "raw"), ("appended", "base64")]
         for k, (way, packed, header, order) in enumerate(itertools.product(
@@ -288,7 +319,9 @@ class Formats(programs.Case):
             ("a.vtk", ascii_vtk.replace(b"UNSTRUCTURED", b"STRUCTURED"), "structured_grid"),
             ("a.vtk", ascii_vtk.replace(b"POINTS %d" % n, b"POINTS 99999999999"), "hold"),
             ("a.vtk", ascii_vtk.replace(b"POINTS %d" % n, b"POINTS 999"), "number"),
-            ("a.vtk", ascii_vtk.replace(b"CELL_TYPES 5\n10", b"CELL_TYPES 5\n42"), "42"),
+            ("a.vtk", ascii_vtk.replace(b"CELL_TYPES 5\n10 14 13", b"CELL_TYPES 5\n32 14 32"), "2 of VTK's type 32 (prisms of 18"),
+            ("p.vtk", flat + b"POLYGONS 1 3\n2 0 1\n", "found one of 2"),
+            ("p.vtk", flat + b"POLYGONS 1 6\n5 0 1 2 -1 0\n", "node -1"),
             ("a.vtk", ascii_vtk.replace(b"CELL_TYPES 5\n10", b"CELL_TYPES 5\n12"), "nodes"),
             ("a.vtk", ascii_vtk.replace(b"0.25", b"0.2x", 1), "'0.2x'"),
             ("t.xdmf", mesh_make.xdmf(self.dir / "t.xdmf", mesh, False, (0.0, 1e-9, 1e-9)).read_bytes(), "temperature once at each time, found it twice at time 1e-09"),
@@ -341,7 +374,9 @@ class Formats(programs.Case):
                  (replaced(f"{step}/MAI/HE8/NOD", np.arange(16) * 2**40), "NOD"),
                  (replaced(f"{step}/MAI/HE8/FAM", np.full(2, -77)), "-77"),
                  (replaced(f"{step}/NOE/FAM", np.zeros(3, int)), "FAM"),
-                 (lambda file: file.move(f"{step}/MAI/HE8", f"{step}/MAI/POE"), "POE"),
+                 (lambda file: file.move(f"{step}/MAI/HE8", f"{step}/MAI/POE"), "POE (polyhedra)"),
+                 (lambda file: file.move(f"{step}/MAI/HE8", f"{step}/MAI/SE4"), "4 of SE4 (lines of 4 nodes)"),
+                 (lambda file: file.move(f"{step}/MAI/HE8", f"{step}/MAI/POG"), "INN"),
                  (lambda file: file["ENS_MAA/box"].attrs.update(TYP=np.int32(1)), "TYP"),
                  (external, "COO")]
         for change, says in cases:

@@ -210,7 +210,7 @@ class BadGmsh(Case):
                   "data": [("NodeData", "T", 0.0, 0, {1: [1.0]})]}
         cases = {
             "2.2": [("$MeshFormat\n2.2", "$MeshFormat\n3", "2.2 or 4.1"), ("2.2 0 8", "2.2 0 4", "8 bytes"),
-                    ("1 4 2 1 1", "1 13 2 1 1", "line 17: ", "type 13"), ("1 4 2 1 1", "1 4 2 1 x", "'x'"),
+                    ("1 4 2 1 1", "1 13 2 1 1", "line 17: ", "1 of type 13 (prisms of 18 nodes)"), ("1 4 2 1 1", "1 4 2 1 x", "'x'"),
                     ("1 2 3 4\n", "1 2 3 9\n", "line 17", "9"), ("$Nodes\n4", "$Nodes\n5", "line 14"),
                     ("$Nodes\n4", "$Nodes\n999999999999", "at most", "999999999999"), ("$Nodes\n4", "$Nodes\n-4", "-4"),
                     ("\n2 2.0", "\n1 2.0", "node 1 twice"), ("1 4 2 1 1", "1 4 999999 1 1", "tags"),
@@ -221,7 +221,7 @@ class BadGmsh(Case):
                     ("3\n0\n1\n1\n1 1.0", "3\n0\n65\n1\n1 1.0", "1..64"), ("$Elements", "4 Elements", "line 15"),
                     ("$Elements", "$MeshFormat", "line 15", "another"),
                     ("$MeshFormat", "$NOD", "line 1:", "$NOD")],
-            "4.1": [("4.1 0 8", "4.1 0 3", "4 or 8"), ("3 1 4 1\n", "3 1 44 1\n", "type 44"),
+            "4.1": [("4.1 0 8", "4.1 0 3", "4 or 8"), ("3 1 4 1\n", "3 1 44 1\n", "1 of type 44"),
                     ("3 1 4 1\n", "2 1 4 1\n", "TET4"), ("3 1 4 1\n", "3 1 4 2\n", "elements"),
                     ("$Nodes\n2 4 1 4", "$Nodes\n2 5 1 4", "5 nodes"), ("1 1 2 3 4\n$", "1 1 2 3 5\n$", "5"),
                     ("$Entities\n0 0 0 1", "$Entities\n0 0 99999999 1", "99999999"),

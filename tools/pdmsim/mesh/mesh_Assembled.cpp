@@ -97,7 +97,10 @@ mesh_NumbersPtr mesh_Assembled::ElementNumbers() const {
 }
 
 std::unique_ptr<mesh_Connectivity> mesh_Assembled::Connectivity(const mesh_Block& block) const {
-  return std::make_unique<NodesOf>(m_raw, m_starts, block.nodesPerElement, &m_cells[block.firstElement]);
+  const int* const cells = &m_cells[block.firstElement];
+  const auto list = std::upper_bound(m_starts.begin(), m_starts.end(), static_cast<std::size_t>(*cells)) - 1;
+  const mesh_Element& type = *m_raw.cells[static_cast<std::size_t>(list - m_starts.begin())].type;
+  return std::make_unique<NodesOf>(m_raw, m_starts, static_cast<std::size_t>(type.nodes), cells);
 }
 
 void mesh_Assembled::ReadSet(const mesh_Set& set, std::size_t first, std::size_t count, int* out) const {

@@ -1,6 +1,7 @@
 #include <pdmsim/mesh/mesh_Assembly.h>
 
 #include <pdmsim/mesh/mesh_Error.h>
+#include <pdmsim/mesh/mesh_Polygons.h>
 
 #include <algorithm>
 #include <climits>
@@ -82,9 +83,11 @@ void mesh_Assembly::CheckSizes() {
 
 void mesh_Assembly::CheckNodes(const mesh_RawCells& cells) const {
   const auto nodes = static_cast<unsigned>(m_mesh->m_nodes);
+  const unsigned none = mesh_ArePolygons(*cells.type) ? 1 : 0; // -1 is 0 then, and a node one more
   unsigned greatest = 0;
   for (const int node : cells.nodes)
-    greatest = std::max(greatest, static_cast<unsigned>(node));
+    greatest = std::max(greatest, static_cast<unsigned>(node) + none);
+  greatest -= greatest > 0 ? none : 0;
   if (!cells.nodes.empty() && greatest >= nodes)
     Fail("expected " + std::string(cells.type->name) + " elements of nodes in 1.." + std::to_string(nodes) +
          ", found " + std::to_string(static_cast<long long>(static_cast<int>(greatest)) + 1));
@@ -107,7 +110,7 @@ void mesh_Assembly::Flatten() {
 
 void mesh_Assembly::ChooseTypes() {
   for (mesh_RawCells& cells : m_raw.cells)
-    if (m_raw.dimension == 3 && cells.type->dimension == 2)
+    if (m_raw.dimension == 3 && cells.type->dimension == 2 && !mesh_ArePolygons(*cells.type))
       cells.type = mesh_FindElement("SHELL", static_cast<std::size_t>(cells.type->nodes));
 }
 
@@ -252,6 +255,20 @@ void mesh_Assembly::MakeBlocks(int dimension) {
     }
   forKept(
       [&](std::size_t cell, int, std::size_t key) { m_mesh->m_cells[next[key]++] = static_cast<int>(cell); });
+  for (mesh_Block& block : m_mesh->m_blocks)
+    if (block.shape == mesh_Block::Shape::kPolygons && block.nodesPerElement == 0)
+      block.nodesPerElement = Corners(block);
+}
+
+std::size_t mesh_Assembly::Corners(const mesh_Block& block) const {
+  const auto nodes = m_mesh->Connectivity(block);
+  std::vector<int> row(nodes->Width());
+  std::size_t corners = 0;
+  for (std::size_t element = 0; element < block.elements; ++element) {
+    nodes->Next(1, row.data());
+    corners += static_cast<std::size_t>(std::find(row.begin(), row.end(), -1) - row.begin());
+  }
+  return corners;
 }
 
 void mesh_Assembly::AddBlock(int group, const mesh_Element& type, std::size_t elements, bool whole) {
@@ -259,7 +276,10 @@ void mesh_Assembly::AddBlock(int group, const mesh_Element& type, std::size_t el
   block.number = static_cast<int>(m_mesh->m_blocks.size()) + 1;
   block.type = type.name;
   block.elements = elements;
-  block.nodesPerElement = static_cast<std::size_t>(type.nodes);
+  if (mesh_ArePolygons(type)) // their corners are counted when all of them are known
+    block.shape = mesh_Block::Shape::kPolygons;
+  else
+    block.nodesPerElement = static_cast<std::size_t>(type.nodes);
   block.firstElement = m_mesh->m_elements;
   if (group >= 0) {
     const mesh_RawGroup& of = m_raw.groups[static_cast<std::size_t>(group)];

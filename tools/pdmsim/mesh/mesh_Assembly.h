@@ -29,6 +29,7 @@ class mesh_Assembly {
 
   void MakeBlocks(int dimension);
   void AddBlock(int group, const mesh_Element& type, std::size_t elements, bool whole);
+  std::size_t Corners(const mesh_Block& block) const; // of polygons
   void NumberBlocks();
   void MakeElementSets();
   void MakeSideSets();

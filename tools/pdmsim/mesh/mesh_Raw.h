@@ -11,9 +11,10 @@
 /// Cells of one type, in the order of the mesh's file.
 struct mesh_RawCells {
   const mesh_Element* type = nullptr;
-  std::vector<int> nodes;        // [cells][type->nodes] 0-based, in the node order of Exodus II
-  std::vector<long long> labels; // [cells]; empty: the mesh has none
-  std::vector<int> families;     // [cells] places in mesh_Raw::families, -1 for none; empty: all -1
+  std::shared_ptr<const mesh_Element> own; // the type, where it is of these cells alone
+  std::vector<int> nodes;                  // [cells][type->nodes] 0-based, in the node order of Exodus II
+  std::vector<long long> labels;           // [cells]; empty: the mesh has none
+  std::vector<int> families;               // [cells] places in mesh_Raw::families, -1 for none; empty: all -1
 };
 
 /// The dimension of a group whose cells have several: always an element set.

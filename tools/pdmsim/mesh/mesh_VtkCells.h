@@ -15,8 +15,8 @@ struct mesh_VtkCells {
 /// Gives the mesh the cells, type by type, without the empty ones.
 ///
 /// Pixels and voxels become quadrilaterals and hexahedra. Lines, strips and points of many nodes become
-/// several cells. Polygons of three and four corners become triangles and quadrilaterals. Throws mesh_Error
-/// for types that cannot be kept, and for ends that do not ascend.
+/// several cells. Polygons of three and four corners become triangles and quadrilaterals, others stay
+/// polygons. Throws mesh_Error for types that cannot be kept, and for ends that do not ascend.
 ///
 /// \return [raw cells] the cell of the list that each came of; empty: they are the same.
 std::vector<int> mesh_AddVtkCells(mesh_Raw& raw, mesh_VtkCells cells);
