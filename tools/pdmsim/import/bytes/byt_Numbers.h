@@ -1,6 +1,6 @@
 #pragma once
 
-#include <pdmsim/import/bytes/byt_File.h>
+#include <pdmsim/import/bytes/byt_Cursor.h>
 
 #include <functional>
 #include <memory>
@@ -35,5 +35,5 @@ struct byt_Numbers {
   /// Reads all of them. Throws mesh_Error for what is no number, or does not fit, and for words behind the
   /// last. \param as double, int or long long. A real number is an integer only when it is whole.
   template <class T>
-  std::vector<T> Read(const byt_File& file) const;
+  std::vector<T> Read(const mesh_File& file) const;
 };

@@ -72,7 +72,7 @@ const byt_XmlNode* findBelow(const byt_XmlNode& node, const Step& step) {
 } // namespace
 
 template <class T>
-std::vector<T> xdmf_Item::Read(const byt_File& file) const {
+std::vector<T> xdmf_Item::Read(const mesh_File& file) const {
   if (!m_hdf)
     return m_numbers.Read<T>(file);
   std::vector<T> numbers(m_count);
@@ -86,9 +86,9 @@ std::vector<T> xdmf_Item::Read(const byt_File& file) const {
   return numbers;
 }
 
-template std::vector<int> xdmf_Item::Read(const byt_File&) const;
-template std::vector<long long> xdmf_Item::Read(const byt_File&) const;
-template std::vector<double> xdmf_Item::Read(const byt_File&) const;
+template std::vector<int> xdmf_Item::Read(const mesh_File&) const;
+template std::vector<long long> xdmf_Item::Read(const mesh_File&) const;
+template std::vector<double> xdmf_Item::Read(const mesh_File&) const;
 
 bool xdmf_Item::IsSame(const xdmf_Item& other) const {
   if (m_hdf || other.m_hdf)
