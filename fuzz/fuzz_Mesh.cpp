@@ -35,8 +35,13 @@ void readBlocks(const mesh_Source& mesh) {
     elements += block.elements;
     if (block.elements == 0 || block.nodesPerElement == 0)
       continue;
-    std::vector<int> nodes(block.elements * block.nodesPerElement);
-    mesh.Connectivity(block)->Next(block.elements, nodes.data());
+    const auto connectivity = mesh.Connectivity(block);
+    std::vector<int> nodes(block.elements * connectivity->Width());
+    connectivity->Next(block.elements, nodes.data());
+    if (block.shape == mesh_Block::Shape::kPolygons) {
+      nodes.erase(std::remove(nodes.begin(), nodes.end(), -1), nodes.end());
+      fuzz_Require(nodes.size() == block.nodesPerElement, "as many corners as are told");
+    }
     requireRange(nodes, mesh.Nodes(), "nodes in range");
   }
   fuzz_Require(elements == mesh.Elements(), "every element in a block");

@@ -4,6 +4,8 @@ import pathlib
 import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests" / "tools"))
+import numpy as np
+
 import gmsh_make
 import gmsh_test
 import medit_test
@@ -27,6 +29,10 @@ for version, binary in ((2, False), (2, True), (5, False), (5, True)):
 for mode, encoding, packed in (("ascii", "", 0), ("binary", "", 0), ("binary", "", 1), ("appended", "raw", 0),
                                ("appended", "raw", 1), ("appended", "base64", 1)):
     mesh_make.vtu(corpus / "VtkXml" / f"{mode}{encoding}{packed}", mesh, mode, encoding, bool(packed))
+polygons = {"points": np.arange(21.0).reshape(7, 3), "cells": [(7, [0, 1, 2, 3, 4]), (9, [0, 1, 2, 3]), (7, [*range(1, 7)])],
+            "point": {"wide": 2**60 + np.arange(7)}, "cell": {"c": np.arange(3.0)}}
+mesh_make.vtk(corpus / "VtkLegacy" / "polygons", polygons, False, 5)
+mesh_make.vtu(corpus / "VtkXml" / "polygons", polygons)
 mesh_make.xdmf(corpus / "Xdmf" / "mixed", mesh, False)
 mesh_make.xdmf(corpus / "Xdmf" / "steps", mesh_make.solids([12]), False, (0.0, 1.0), "include")
 mesh_make.med(corpus / "Med" / "groups", mesh, {"pins": {1}}, {"core": {0, 2}},

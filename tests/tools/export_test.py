@@ -83,9 +83,16 @@ class Exodus(Case):
             self.done(PDMSIM, "export", self.pdm, self.dir / out, "--lossy", "--quiet", "--step", "2")
         self.assertIn('timestep="2.25" part="0" file="out_2.vtu"', (self.dir / "out.pvd").read_text())
         found = gmsh_reader.read(self.dir / "out.msh").node_data["temperature"]
-        self.assertEqual([(key, list(of.values())) for key, of in found.items()],
-                         [((2, 2.25), [[x] for x in mesh["node_vars"]["temperature"][2]])])
+        self.assertEqual({k: list(v.values()) for k, v in found.items()}, {(2, 2.25): [[x] for x in mesh["node_vars"]["temperature"][2]]})
         self.refused(1, self.pdm, self.dir / "no.exo", "--step", "3", says=("0..2", "found 3"))
+
+    def test_ids_that_two_have_are_refused_or_new(self):
+        blocks, sets = [{"id": 3, "type": "TET4", "conn": [[1, 2, 3, 4]]}] * 2, [{"id": i, "members": [1]} for i in (5, 5, 1)]
+        self.import_(self.make(nodes=np.eye(4, 3), blocks=blocks, node_sets=sets))
+        self.lossy("back.exo", losses=("id 3 of the block block_3_3, which another has", "id 5 of the node set"))
+        m = (back := Sim(self.import_(self.dir / "back.exo"))).mesh
+        for f, ids in ((m.regionFields[b"label"], [3, 1]), (m.meshFields[b"nodeSetLabel"], [1, 5, 2])):
+            self.assertEqual(back.drawers(f)[0].values.tolist(), ids)
 
     def test_structure_that_the_format_lacks_is_told(self):
         self.import_(self.make(width=200, **exo_make.everything()))
@@ -293,16 +300,16 @@ class Gmsh(Case):
 
     def test_what_has_no_element_of_gmsh_is_told(self):
         mesh, _ = one_of_each(["TRI7", "QUAD4", "BAR2", "QUAD8"])
-        mesh["blocks"][3]["id"] = 4
+        mesh["blocks"] += [mesh["blocks"].pop() | {"id": 4}, {"id": 6, "name": "dot", "type": "SPHERE", "conn": [[9]]}]
         self.import_(self.make(**mesh, node_labels=np.r_[0, 2 : len(mesh["nodes"]) + 1], side_sets=[
             {"id": 9, "name": "rim", "members": [1, 2, 1], "sides": [1, 3, 2]}, {"id": 1, "name": "no", "members": []}]))
-        self.lossy("out.msh", losses=("the elements of block tri7, of type 'TRI7'", "2 sides of side set rim", "set no",
-                                      "the user's numbers of the nodes", "the number 4 of block quad8; it is 5"))
+        self.lossy("out.msh", losses=("the elements of block tri7, of type 'TRI7'", "points of block dot", "2 sides of side set rim",
+                                      "set no", "the user's numbers of the nodes", "the number 4 of block quad8; it is 5"))
         found = gmsh_reader.read(self.dir / "out.msh")
-        self.assertEqual(found.elements, {(2, "quad4"): {3: {2: [8, 9, 10, 11]}}, (1, "rim"): {1: {5: [10, 11]}},
-                                          (1, "bar2"): {1: {3: [12, 13]}},
+        self.assertEqual(found.elements, {(2, "quad4"): {3: {2: [8, 9, 10, 11]}}, (1, "rim"): {1: {6: [10, 11]}},
+                                          (1, "bar2"): {1: {3: [12, 13]}}, (0, "dot"): {15: {5: [9]}},
                                           (2, "quad8"): {16: {4: list(range(14, 22))}}})
-        self.assertEqual(found.groups, {(2, "quad4"): 4, (1, "bar2"): 5, (2, "quad8"): 5, (1, "rim"): 9})
+        self.assertEqual(found.groups, {(2, "quad4"): 4, (1, "bar2"): 5, (2, "quad8"): 5, (1, "rim"): 9, (0, "dot"): 6})
 
     def test_values_of_every_step(self):
         mesh = exo_make.everything()

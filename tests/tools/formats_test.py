@@ -125,6 +125,37 @@ class Formats(programs.Case):
         self.assertEqual({d.long_name: d.values.ravel().tolist() for d in sim.drawers(sim.mesh.elementFields[b"connectivity"])},
                          {b"HEX8": [0, 1, 4, 3, 9, 10, 13, 12], b"SHELL4": [4, 5, 8, 7]})
 
+    def test_polygons(self):
+        """Of more than four corners: in rows of the longest, filled up with -1, beside other cells and as Exodus II has them."""
+        cells = [(7, [0, 1, 2, 3, 4]), (9, [0, 1, 6, 5]), (7, [1, 2, 3, 4, 5, 6]), (7, [2, 3, 4]), (7, [6, 5, 4, 3, 2])]
+        points = np.array([(np.cos(k), np.sin(k), k % 2) for k in range(7)])
+        mesh = {"points": points, "point": {}, "cell": {"c": np.arange(5.0), "label": np.arange(5) * 3 + 2}, "cells": cells}
+        path = mesh_make.med(self.dir / "m.med", mesh | {"cells": cells[1:2]}, {}, {"quad": {0}})
+        with h5py.File(path, "a") as file:
+            file["ENS_MAA/box"].attrs["UNI"], (step,) = np.string_(""), file["ENS_MAA/box"].values()
+            step["MAI/QU4/NUM"][:] = 5
+            pog = step.create_group("MAI/POG")
+            pog["INN"], pog["NUM"] = np.cumsum([1, 5, 6, 3, 5]), mesh["cell"]["label"][[0, 2, 3, 4]]
+            pog["NOD"] = np.array([i for k in (0, 2, 3, 4) for i in cells[k][1]]) + 1
+            pog["FAM"] = np.array([0, -1, -1, 0])
+        for make, *way in ([mesh_make.vtk, False, 2], [mesh_make.vtk, True, 5], [mesh_make.vtu], [lambda *_: path]):
+            sim = self.import_(make(self.dir / "m.vtk", mesh, *way))
+            label, seen = self.rows(sim, sim.mesh.elementFields[b"label"]), {}
+            for drawer in sim.drawers(sim.mesh.elementFields[b"connectivity"]):
+                seen |= {label[item][0]: (drawer.long_name, row.tolist()) for item, row in zip(
+                    drawer.members, drawer.values.reshape(len(drawer.members), -1))}
+            tri = (b"nsided", [2, 3, 4, -1, -1, -1]) if way == [] and make != mesh_make.vtu else (b"SHELL3", [2, 3, 4])
+            self.assertEqual(seen, {2: (b"nsided", cells[0][1] + [-1]), 5: (b"SHELL4", cells[1][1]), 11: tri,
+                                    8: (b"nsided", cells[2][1]), 14: (b"nsided", cells[4][1] + [-1])})
+            if b"c" in sim.mesh.elementFields:
+                self.assertEqual({label[i][0]: c for i, (c,) in self.rows(sim, sim.mesh.elementFields[b"c"]).items()},
+                                 {3 * k + 2: k for k in range(5)})
+            else:
+                self.assertEqual([label[i][0] for i in sim.members(sim.mesh.elementSets[b"quad_nsided"])], [8, 11])
+        self.done(PDMSIM, "export", self.out, self.dir / "x.exo")
+        self.done(PDMSIM, "import", self.dir / "x.exo", self.dir / "x.pdm")
+        self.done(PDMSIM, "diff", self.out, self.dir / "x.pdm", "--quiet")
+
     def test_vtu(self):
         ways = [("ascii", ""), ("binary", ""), ("appended", "raw"), ("appended", "base64")]
         for k, (way, packed, header, order) in enumerate(itertools.product(
@@ -139,6 +170,25 @@ class Formats(programs.Case):
         nodes = np.concatenate([d.values.ravel() for d in sim.drawers(sim.mesh.elementFields[b"connectivity"])])
         same(np.sort(nodes), np.arange(2 * n))
         same(sim.drawers(sim.mesh.nodeFields[b"temperature"])[0].values.ravel(), np.tile(mesh["point"]["temperature"], 2))
+
+    def test_integers_that_no_double_holds(self):
+        """Exact values, wide ones and labels; what 64 bits with a sign do not hold is said to be rounded."""
+        mesh = mesh_make.solids(LINEAR)
+        n, m = len(mesh["points"]), len(LINEAR)
+        mesh["point"] = {"seed": 2**53 + 1 + 2 * np.arange(n), "few": np.arange(n)}
+        mesh["cell"] = {"label": 2**60 + 1 + np.arange(m)[::-1], "pair": np.array([[-2**62 - k, k] for k in range(m)])}
+        for make, *way in ([mesh_make.vtk, False, 5], [mesh_make.vtk, True, 2], [mesh_make.vtu], [mesh_make.vtu, "appended"],
+                           [mesh_make.xdmf, True, (1., 2.)], [mesh_make.xdmf, False]):
+            sim = self.import_(make(self.dir / "m.vtk", mesh, *way))
+            found = self.elements(sim, mesh["cell"]["label"].tolist())
+            for step in range(len(way[-1]) if make == mesh_make.xdmf and way[0] else 1):
+                seed = sim.drawers(sim.mesh.nodeFields[b"seed"])[step].values
+                self.assertEqual((seed.dtype, sim.drawers(sim.mesh.nodeFields[b"few"])[step].values.dtype), ("i8", "f8"))
+                same(seed.ravel(), mesh["point"]["seed"])
+                pair = self.rows(sim, sim.mesh.elementFields[b"pair"], step)
+                same([pair[found[k][0]] for k in range(m)], mesh["cell"]["pair"])
+        mesh["point"]["seed"] = mesh["point"]["seed"].astype("u8") + np.uint64(2**63)
+        self.import_(mesh_make.vtu(self.dir / "m.vtu", mesh), notes=b"the last digits of integers in seed")
 
     def test_sets_from(self):
         mesh = mesh_make.solids(LINEAR)
@@ -255,7 +305,9 @@ class Formats(programs.Case):
         mesh = mesh_make.solids(LINEAR)
         ascii_vtk = mesh_make.vtk(self.dir / "a.vtk", mesh).read_bytes()
         big = mesh_make.vtk(self.dir / "b.vtk", mesh, True).read_bytes()
+        flat = b"# vtk DataFile Version 3.0\n\nASCII\nDATASET POLYDATA\nPOINTS 3 float\n0 0 0 1 0 0 0 1 0\n"
         plain = mesh_make.vtu(self.dir / "a.vtu", mesh).read_bytes()
+        two = mesh_make.vtu(self.dir / "a.vtu", mesh, pieces=2).read_bytes()
         raw = mesh_make.vtu(self.dir / "r.vtu", mesh, "appended").read_bytes()
         packed = mesh_make.vtu(self.dir / "z.vtu", mesh, "appended", "raw", True).read_bytes()
         text = mesh_make.xdmf(self.dir / "x.xdmf", mesh, False).read_bytes()
@@ -267,12 +319,13 @@ class Formats(programs.Case):
             ("a.vtk", ascii_vtk.replace(b"UNSTRUCTURED", b"STRUCTURED"), "structured_grid"),
             ("a.vtk", ascii_vtk.replace(b"POINTS %d" % n, b"POINTS 99999999999"), "hold"),
             ("a.vtk", ascii_vtk.replace(b"POINTS %d" % n, b"POINTS 999"), "number"),
-            ("a.vtk", ascii_vtk.replace(b"CELL_TYPES 5\n10", b"CELL_TYPES 5\n42"), "42"),
+            ("a.vtk", ascii_vtk.replace(b"CELL_TYPES 5\n10 14 13", b"CELL_TYPES 5\n32 14 32"), "2 of VTK's type 32 (prisms of 18"),
+            ("p.vtk", flat + b"POLYGONS 1 3\n2 0 1\n", "found one of 2"),
+            ("p.vtk", flat + b"POLYGONS 1 6\n5 0 1 2 -1 0\n", "node -1"),
             ("a.vtk", ascii_vtk.replace(b"CELL_TYPES 5\n10", b"CELL_TYPES 5\n12"), "nodes"),
             ("a.vtk", ascii_vtk.replace(b"0.25", b"0.2x", 1), "'0.2x'"),
-            ("t.xdmf", mesh_make.xdmf(self.dir / "t.xdmf", mesh, False, (0.0, 1.0, 1.0)).read_bytes(), "twice at 1"),
-            ("p.vtk", b"# vtk DataFile Version 3.0\n\nASCII\nDATASET POLYDATA\nPOINTS 3 float\n0 0 0 1 0 0 0 1 0\n"
-                      b"POLYGONS 1 4\n3 0 1 2\nVERTICES 1 2\n1 0\nCELL_DATA 2\nSCALARS s int\nLOOKUP_TABLE default\n10 20\n",
+            ("t.xdmf", mesh_make.xdmf(self.dir / "t.xdmf", mesh, False, (0.0, 1e-9, 1e-9)).read_bytes(), "temperature once at each time, found it twice at time 1e-09"),
+            ("p.vtk", flat + b"POLYGONS 1 4\n3 0 1 2\nVERTICES 1 2\n1 0\nCELL_DATA 2\nSCALARS s int\nLOOKUP_TABLE default\n10 20\n",
              "in this order"),
             ("a.vtk", ascii_vtk[: len(ascii_vtk) // 3], "found"),
             ("b.vtk", big.replace(b"POINTS %d" % n, b"POINTS 2000"), "bytes"),
@@ -281,6 +334,9 @@ class Formats(programs.Case):
             ("a.vtu", plain.replace(b"UnstructuredGrid", b"PolyData"), "PolyData"),
             ("a.vtu", plain.replace(b"</Piece>", b""), "mismatched tag"),
             ("a.vtu", plain.replace(b'NumberOfPoints="', b'NumberOfPoints="9999999999999'), "hold"),
+            ("a.vtu", plain.replace(b'="3" format="ascii">\n', b'="3" format="ascii">\n 7.5', 1), "found another: '"),
+            ("a.vtu", two.replace(b"  0 1 2", b"  0 1 %d" % n, 1), "found point %d" % n),
+            ("p.vtk", flat + b"POLYGONS 1 8\n3 0 1 2 3 0 2 1\n", "4 numbers more"),
             ("r.vtu", raw.replace(b'header_type="UInt32"', b'header_type="UInt32" compressor="vtkLZ4DataCompressor"'), "LZ4"),
             ("r.vtu", raw[:start] + b"\xff\xff\xff\x7f" + raw[start + 4 :], "hold"),
             ("r.vtu", raw.replace(b'offset="0"', b'offset="99999"'), "offset"),
@@ -290,6 +346,7 @@ class Formats(programs.Case):
             ("x.xdmf", text.replace(b"Mixed", b"3DCoRectMesh"), "3DCoRectMesh"),
             ("x.xdmf", text.replace(b'Dimensions="%d 3"' % n, b'Dimensions="4294967296 4294967296"'), "Dimensions"),
             ("x.xdmf", text.replace(b'Dimensions="%d 3"' % n, b'Dimensions="%d 3"' % (n + 1)), "number"),
+            ("x.xdmf", text.replace(b'Dimensions="%d 3"' % n, b'Dimensions="%d 3"' % (n - 1)), "found another: '"),
             ("h.xdmf", hdf.replace(b"h.h5", b"none.h5"), "none.h5"),
             ("h.xdmf", hdf.replace(b"/g/d1\n", b"/g/none\n"), "g/none"),
             ("m.med", med[: len(med) // 2], "file"),
@@ -317,7 +374,9 @@ class Formats(programs.Case):
                  (replaced(f"{step}/MAI/HE8/NOD", np.arange(16) * 2**40), "NOD"),
                  (replaced(f"{step}/MAI/HE8/FAM", np.full(2, -77)), "-77"),
                  (replaced(f"{step}/NOE/FAM", np.zeros(3, int)), "FAM"),
-                 (lambda file: file.move(f"{step}/MAI/HE8", f"{step}/MAI/POE"), "POE"),
+                 (lambda file: file.move(f"{step}/MAI/HE8", f"{step}/MAI/POE"), "POE (polyhedra)"),
+                 (lambda file: file.move(f"{step}/MAI/HE8", f"{step}/MAI/SE4"), "4 of SE4 (lines of 4 nodes)"),
+                 (lambda file: file.move(f"{step}/MAI/HE8", f"{step}/MAI/POG"), "INN"),
                  (lambda file: file["ENS_MAA/box"].attrs.update(TYP=np.int32(1)), "TYP"),
                  (external, "COO")]
         for change, says in cases:

@@ -48,10 +48,10 @@ def mesh():
     return {
         "nodes": nodes,
         "names": {(3, 1): "solid", (3, 2): "cap", (3, 3): "both of them", (2, 1): "inlet", (2, 7): "middle/wall",
-                  (2, 9): "shell", (1, 4): "beam", (0, 5): "probe", (2, 8): "mixed", (3, 77): "nobody"},
+                  (2, 9): "shell", (1, 4): "beam", (0, 5): "probe", (0, 6): "end", (2, 8): "mixed", (3, 77): "nobody"},
         "entities": {(3, 1): [1], (3, 2): [1, 3], (3, 3): [2, 3], (2, 1): [1], (2, 2): [7], (2, 3): [9, 8], (2, 4): [],
-                     (2, 5): [12], (2, 6): [8], (1, 1): [4], (1, 2): [], (0, 1): [5]},
-        "elements": [(50, 5, 1, on(0, 1, 4, 3, 6, 7, 10, 9)), (40, 7, 3, on(6, 7, 10, 9, 12)), (30, 15, 1, on(12)),
+                     (2, 5): [12], (2, 6): [8], (1, 1): [4], (1, 2): [], (0, 1): [5], (0, 2): [6]},
+        "elements": [(50, 5, 1, on(0, 1, 4, 3, 6, 7, 10, 9)), (40, 7, 3, on(6, 7, 10, 9, 12)), (30, 15, 1, on(12)), (31, 15, 2, on(5)),
                      (29, 5, 2, on(1, 2, 5, 4, 7, 8, 11, 10)), (28, 1, 1, on(5, 14)), (27, 1, 2, on(0, 6)),
                      *((i, 3, i, on(*faces[i])) for i in faces)],
         "data": [("NodeData", "T", 0.5, 0, {n: [1.5 * n] for n, _ in nodes}),
@@ -93,16 +93,18 @@ class Gmsh(Case):
         same(one(sim, m.nodeFields[b"label"]), [n for n, _ in wanted["nodes"]])
         same(one(sim, m.nodeFields[b"coordinates"]).reshape(-1, 3), [x for _, x in wanted["nodes"]])
         blocks = [("HEX8", [[0, 1, 4, 3, 6, 7, 10, 9], [1, 2, 5, 4, 7, 8, 11, 10]]), ("PYRAMID5", [[6, 7, 10, 9, 12]]),
-                  ("SHELL4", [[2, 13, 14, 5]]), ("SHELL4", [[0, 6, 9, 3]]), ("BAR2", [[5, 14]]), ("SPHERE", [[12]])]
+                  ("SHELL4", [[2, 13, 14, 5]]), ("SHELL4", [[0, 6, 9, 3]]), ("BAR2", [[5, 14]])]
         drawers = sim.drawers(m.elementFields[b"connectivity"])
         self.assertEqual([d.long_name.decode() for d in drawers], [t for t, _ in blocks])
         for drawer, (_, nodes) in zip(drawers, blocks):
             same(np.array(drawer.values).reshape(len(nodes), -1), nodes)
         # `middle/wall` is seen from outside of the second brick. The group `mixed` has cells of which one is no side, and the first group of that cell is `shell`.
-        same(one(sim, m.elementFields[b"label"]), [50, 29, 40, 3, 6, 28, 30])
+        same(one(sim, m.elementFields[b"label"]), [50, 29, 40, 3, 6, 28])
+        self.assertEqual({k: list(sim.members(v)) for k, v in m.nodeSets.items()}, {b"probe": [12], b"end": [5]})
+        self.assertEqual(list(one(sim, m.meshFields[b"nodeSetLabel"])), [6, 5])
         self.assertEqual({k.decode(): list(sim.members(v)) for k, v in m.elementSets.items()},
                          {"solid": [0, 1], "cap": [2], "both of them": [1, 2], "shell": [3], "mixed": [3, 4],
-                          "mixed_SHELL4": [4], "beam": [5], "probe": [6], "nobody": []})
+                          "mixed_SHELL4": [4], "beam": [5], "nobody": []})
         self.assertEqual({k.decode(): [(int(e), int(s)) for d in sim.drawers(v) for e, s in zip(d.members, d.values)]
                           for k, v in m.surfaces.items()},
                          {"inlet": [(0, 3)], "middle/wall": [(1, 3)], "sideset_12": [(0, 4)]})
@@ -117,13 +119,13 @@ class Gmsh(Case):
         u = sim.drawers(m.nodeFields[b"U"])
         self.assertTrue(np.isnan(u[0].values).all())
         same(np.reshape(u[1].values, (-1, 3)), [(n, 0.25, 1e-300) for n in labels])
-        same(one(sim, m.elementFields[b"s"]), [1, 2, 4, nan, nan, nan, nan])
+        same(one(sim, m.elementFields[b"s"]), [1, 2, 4, nan, nan, nan])
 
     def test_the_same_mesh_in_every_variant(self):
-        always = ["section $Periodic", "values of s on what became sides", "the field en, one value a node of an element (1)",
+        always = ["section $Periodic", "values of s on what became sides or nodes of sets", "the field en, one value a node of an element (1)",
                   "faces without group that are sides of other elements (1)",
                   "lines without group that are sides of other elements (1)",
-                  "labels of faces that became sides in surfaces (3)"]
+                  "labels of faces that became sides in surfaces (3)", "labels of points that became nodes of sets (2)"]
         more = {"2.2": ["second labels of elements that the mesh has once for each of their groups (3)"],
                 "4.1": ["the parameters of nodes on their geometric entities"]}
         for version, order, wide in gmsh_make.VARIANTS:
@@ -176,6 +178,18 @@ class Gmsh(Case):
         side = sim.drawers(m.surfaces[b"left"])[0]
         self.assertEqual((list(side.members), list(side.values)), ([0], [edge]))
 
+    def test_groups_of_one_number(self):
+        """Of lower dimensions, beside the solid: two element sets. Their names are kept, their ids differ."""
+        at = [(i + 1, (float(i), i * i * 1.0, i**3 * 1.0)) for i in range(9)]
+        sim = self.import_(gmsh_make.write(self.dir / "n.msh", {
+            "nodes": at, "names": {(2, 5): "fin", (1, 5): "rod", (1, 6): "rope"},
+            "entities": {(3, 1): [1], (2, 1): [5], (1, 1): [5], (1, 2): [6, 5]},
+            "elements": [(1, 4, 1, [1, 2, 3, 4]), (2, 2, 1, [4, 5, 6]), (3, 3, 1, [5, 6, 7, 8]), (4, 1, 1, [8, 9]),
+                         (5, 1, 2, [1, 9])]}))
+        ids = dict(zip(sorted(sim.mesh.elementSets), one(sim, sim.mesh.meshFields[b"elementSetLabel"])))
+        self.assertLessEqual({b"fin", b"rod", b"rope"}, set(ids))
+        self.assertEqual(len(set(ids.values())), len(ids), ids)
+
     def test_partitions_and_their_parents(self):
         text = gmsh_make.write(self.dir / "p.msh", mesh()).read_text()
         head, rest = text.split("$EndEntities\n")
@@ -196,7 +210,7 @@ class BadGmsh(Case):
                   "data": [("NodeData", "T", 0.0, 0, {1: [1.0]})]}
         cases = {
             "2.2": [("$MeshFormat\n2.2", "$MeshFormat\n3", "2.2 or 4.1"), ("2.2 0 8", "2.2 0 4", "8 bytes"),
-                    ("1 4 2 1 1", "1 13 2 1 1", "line 17: ", "type 13"), ("1 4 2 1 1", "1 4 2 1 x", "'x'"),
+                    ("1 4 2 1 1", "1 13 2 1 1", "line 17: ", "1 of type 13 (prisms of 18 nodes)"), ("1 4 2 1 1", "1 4 2 1 x", "'x'"),
                     ("1 2 3 4\n", "1 2 3 9\n", "line 17", "9"), ("$Nodes\n4", "$Nodes\n5", "line 14"),
                     ("$Nodes\n4", "$Nodes\n999999999999", "at most", "999999999999"), ("$Nodes\n4", "$Nodes\n-4", "-4"),
                     ("\n2 2.0", "\n1 2.0", "node 1 twice"), ("1 4 2 1 1", "1 4 999999 1 1", "tags"),
@@ -207,7 +221,7 @@ class BadGmsh(Case):
                     ("3\n0\n1\n1\n1 1.0", "3\n0\n65\n1\n1 1.0", "1..64"), ("$Elements", "4 Elements", "line 15"),
                     ("$Elements", "$MeshFormat", "line 15", "another"),
                     ("$MeshFormat", "$NOD", "line 1:", "$NOD")],
-            "4.1": [("4.1 0 8", "4.1 0 3", "4 or 8"), ("3 1 4 1\n", "3 1 44 1\n", "type 44"),
+            "4.1": [("4.1 0 8", "4.1 0 3", "4 or 8"), ("3 1 4 1\n", "3 1 44 1\n", "1 of type 44"),
                     ("3 1 4 1\n", "2 1 4 1\n", "TET4"), ("3 1 4 1\n", "3 1 4 2\n", "elements"),
                     ("$Nodes\n2 4 1 4", "$Nodes\n2 5 1 4", "5 nodes"), ("1 1 2 3 4\n$", "1 1 2 3 5\n$", "5"),
                     ("$Entities\n0 0 0 1", "$Entities\n0 0 99999999 1", "99999999"),

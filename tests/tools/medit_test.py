@@ -55,7 +55,7 @@ class Medit(Case):
         path.write_text(text(MESH))
         self.check(self.import_(path, notes))
         path.write_text(text(MESH)[:-4])
-        self.check(self.import_(path, notes))
+        self.check(self.import_(path, notes + ["what may have followed: the text has no End"]))
         path.write_text(text(MESH).replace("2\nDimension\n3", "2 Dimension 3").replace("\n", "\r\n"))
         self.check(self.import_(path, notes))
         for version in (1, 2, 3, 4):
@@ -101,6 +101,10 @@ class Medit(Case):
                 self.assertEqual(good.count(old), 1, old)
                 path.write_text(good.replace(old, new))
                 self.refused(path, *says)
+        for at in range(len(good) - 2, good.index("Tetra") - 9, -1):  # within words, numbers and lines
+            path.write_text(good[:at])
+            if not good[:at].strip("\n").endswith(("0.0 0", "3 5 7")) or good[at - 1] != "\n":
+                self.refused(path)
         whole = binary(MESH, 3, ">")
         for at in range(len(whole) - 20, 12, -61):
             path.write_bytes(whole[:at])

@@ -32,8 +32,8 @@ void diff_Connectivity::Compare() {
   for (const int side : {0, 1})
     if (plan->only[side] > 0)
       m_files.Report().Differ(m_path, "rows", {{side == 0 ? "onlyInA" : "onlyInB", plan->only[side]}},
-                              {std::to_string(plan->only[side]) + " elements, as " + plan->first[side] +
-                               ", have nodes only in " + m_files.File(side).Path()});
+                              {diff_Counted(plan->only[side], "element") + ", as " + plan->first[side] +
+                               ", with nodes only in " + m_files.File(side).Path()});
   for (const diff_Run& run : plan->runs)
     CompareRun(run);
   Finish();
@@ -50,8 +50,8 @@ void diff_Connectivity::CompareBlocks(const diff_Run& run, std::size_t rows) {
   const std::string a(m_drawers[0][run.a].LongName().CStr()), b(m_drawers[1][run.b].LongName().CStr());
   if (a != b)
     m_files.Report().Differ(m_path, "type", {{"a", a}, {"b", b}, {"elements", rows}, {"drawer", run.a}},
-                            {std::to_string(rows) + " elements of drawer " + std::to_string(run.a) +
-                             " are of type '" + a + "' against '" + b + "'"});
+                            {diff_Counted(rows, "element") + " of drawer " + std::to_string(run.a) +
+                             " of type '" + a + "' against '" + b + "'"});
   if (!m_byRegion || m_topology.regions->Other(0, static_cast<int>(run.a)) == static_cast<int>(run.b))
     return;
   if (m_moved == 0)
@@ -112,10 +112,9 @@ void diff_Connectivity::Finish() {
   if (m_different > 0)
     m_files.Report().Differ(
         m_path, "", {{"elements", m_different}, {"first", m_first}, {"a", m_nodes[0]}, {"b", m_nodes[1]}},
-        {std::to_string(m_different) + (m_different == 1 ? " element has" : " elements have") +
-             " other nodes",
+        {diff_Counted(m_different, "element") + " with other nodes",
          "first: " + m_first + ":" + list(m_nodes[0]) + " against" + list(m_nodes[1])});
   if (m_moved > 0)
     m_files.Report().Differ(m_path, "block", {{"elements", m_moved}, {"first", m_firstMoved}},
-                            {std::to_string(m_moved) + " elements are in another block, as " + m_firstMoved});
+                            {diff_Counted(m_moved, "element") + " in another block, as " + m_firstMoved});
 }

@@ -13,11 +13,11 @@ namespace {
 
 constexpr char kTolerances[] = "# Tolerances of pdmsim diff with which these values pass:";
 
-std::string counted(std::uint64_t count, const std::string& what) {
+} // namespace
+
+std::string diff_Counted(std::uint64_t count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
-
-} // namespace
 
 show_Json diff_JsonNumber(double number) {
   return std::isfinite(number) ? show_Json(number) : show_Json(diff_Number(number));
@@ -48,6 +48,7 @@ void diff_Report::DifferInValues(const std::string& path, const std::string& nam
                   {"what", "values"},
                   {"different", tally.different},
                   {"compared", tally.compared},
+                  {"bothNaN", tally.bothNaN},
                   {"worst",
                    {{"a", diff_JsonNumber(worst.a)},
                     {"b", diff_JsonNumber(worst.b)},
@@ -61,12 +62,13 @@ void diff_Report::DifferInValues(const std::string& path, const std::string& nam
   m_differences.push_back(
       {std::move(facts),
        {diff_Short(path) + ": " + std::to_string(tally.different) + " of " +
-            counted(tally.compared, "value") + (tally.different == 1 ? " differs" : " differ"),
+            diff_Counted(tally.compared, "value") + (tally.different == 1 ? " differs" : " differ"),
         line + (text.empty() ? "" : ", " + text)}});
   diff_Tolerance tolerance = m_tolerances.Of(path, name, integers);
   if (std::isfinite(worst.difference))
     tolerance.abs = std::max(tolerance.abs, worst.difference);
   m_wanted.push_back({path, tolerance, tally.hopeless});
+  m_onlyNaN += tally.bothNaN == tally.different;
 }
 
 void diff_Report::Only(int side, const std::string& path, const std::string& kind) {
@@ -74,16 +76,16 @@ void diff_Report::Only(int side, const std::string& path, const std::string& kin
 }
 
 std::string diff_Report::Compared() const {
-  std::string text = counted(static_cast<std::uint64_t>(counts.nodes), "node");
+  std::string text = diff_Counted(static_cast<std::uint64_t>(counts.nodes), "node");
   const auto add = [&](long long count, const char* what) {
-    text += ", " + counted(static_cast<std::uint64_t>(count), what);
+    text += ", " + diff_Counted(static_cast<std::uint64_t>(count), what);
   };
   add(counts.elements, "element");
   add(counts.fields, "field");
-  text += " x " + counted(static_cast<std::uint64_t>(counts.steps), "step");
+  text += " x " + diff_Counted(static_cast<std::uint64_t>(counts.steps), "step");
   add(counts.sets, "set");
   add(counts.systems, "system");
-  text += "; " + counted(counts.values, "value");
+  text += "; " + diff_Counted(counts.values, "value");
   if (!m_ignored.empty())
     text += "; " + std::to_string(m_ignored.size()) + " left out as asked";
   return text;
@@ -127,9 +129,13 @@ void diff_Report::Print(std::ostream& out, bool summary) const {
   if (Same())
     out << "no differences in " << Compared() << '\n';
   else
-    out << counted(m_differences.size(), "difference") << ", " << m_only[0].size() << " only in "
+    out << diff_Counted(m_differences.size(), "difference") << ", " << m_only[0].size() << " only in "
         << show_Printable(m_files[0]) << ", " << m_only[1].size() << " only in " << show_Printable(m_files[1])
-        << "; compared: " << Compared() << '\n';
+        << "; compared: " << Compared()
+        << (m_onlyNaN == m_differences.size() + m_only[0].size() + m_only[1].size()
+                ? "; all are NaN against NaN, which --nan-equal lets pass"
+                : "")
+        << '\n';
 }
 
 void diff_Report::WriteTolerances(const std::string& file) const {
@@ -148,7 +154,7 @@ void diff_Report::WriteTolerances(const std::string& file) const {
   }
   const auto others = m_differences.size() - m_wanted.size() + m_only[0].size() + m_only[1].size();
   if (others > 0)
-    out << "# no tolerance lets " << counted(others, "other difference") << " pass\n";
+    out << "# no tolerance lets " << diff_Counted(others, "other difference") << " pass\n";
   if (!out.flush())
     throw cli_Failure(cli_Exit::kUnusable, file + ": " + std::strerror(errno));
 }

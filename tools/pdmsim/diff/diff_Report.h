@@ -64,7 +64,10 @@ class diff_Report {
   std::vector<std::pair<std::string, std::string>> m_only[2]; // path, kind
   std::set<std::string> m_ignored;
   std::vector<Wanted> m_wanted;
+  std::size_t m_onlyNaN = 0; // differences that would be none if NaN equalled NaN
 };
 
+/// As "1 node" and "2 nodes".
+std::string diff_Counted(std::uint64_t count, const std::string& what);
 /// A number as JSON, what is not finite as a text.
 show_Json diff_JsonNumber(double number);

@@ -9,6 +9,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <fnmatch.h>
 #include <fstream>
 #include <sstream>
@@ -80,8 +81,9 @@ void diff_Tolerances::Add(const std::string& where, const std::string& text) {
 
 void diff_Tolerances::Read(const std::string& file) {
   std::ifstream in(file);
-  if (!in)
-    throw cli_Failure(cli_Exit::kUnusable, file + ": " + std::strerror(errno));
+  std::error_code unknown;
+  if (!in || std::filesystem::is_directory(file, unknown))
+    throw cli_Failure(cli_Exit::kUnusable, file + ": " + std::strerror(in ? EISDIR : errno));
   const std::string text{std::istreambuf_iterator<char>(in), {}};
   const auto first = text.find_first_not_of(" \t\r\n");
   if (first != std::string::npos && text[first] == '{') {
@@ -90,7 +92,7 @@ void diff_Tolerances::Read(const std::string& file) {
       refuse(file, "JSON", "something that is none");
     for (const auto& [pattern, terms] : json.items()) {
       Rule rule{pattern, {}, {}, {}, terms == "ignore"};
-      if (!rule.ignore && !terms.is_object())
+      if (!rule.ignore && (!terms.is_object() || terms.empty()))
         refuse(file, "{\"abs\": ..., \"rel\": ..., \"floor\": ...} or \"ignore\" for " + pattern,
                terms.dump());
       if (!rule.ignore)

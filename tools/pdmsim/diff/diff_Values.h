@@ -19,6 +19,7 @@ struct diff_Worst {
 struct diff_Tally {
   std::uint64_t compared = 0, different = 0;
   std::uint64_t hopeless = 0; // of those, how many no tolerance lets pass: one is NaN or infinite
+  std::uint64_t bothNaN = 0;  // of those, how many would pass if NaN equalled NaN
   diff_Worst worst;
 };
 
@@ -70,17 +71,19 @@ void CompareBlock(const T* a, const T* b, std::size_t first, const diff_Toleranc
     return;
   if (AllEqual(a, b))
     return;
-  std::uint64_t different = 0, hopeless = 0;
+  std::uint64_t different = 0, hopeless = 0, bothNaN = 0;
   double most = -1;
   for (std::size_t i = 0; i < kBlock; ++i) {
     const bool fails = !Passes(a[i], b[i], tolerance, nanEqual);
     const double rank = Rank(Distance(a[i], b[i])), counted = fails ? rank : -1;
     different += fails;
     hopeless += counted == HUGE_VAL;
+    bothNaN += fails & (a[i] != a[i]) & (b[i] != b[i]);
     most = counted > most ? counted : most;
   }
   tally.different += different;
   tally.hopeless += hopeless;
+  tally.bothNaN += bothNaN;
   if (different == 0 || (tally.worst.exists && most <= Rank(tally.worst.difference)))
     return;
   for (std::size_t i = 0; i < kBlock; ++i)
@@ -117,6 +120,7 @@ inline bool diff_Join(diff_Tally& tally, const diff_Tally& other) {
   tally.compared += other.compared;
   tally.different += other.different;
   tally.hopeless += other.hopeless;
+  tally.bothNaN += other.bothNaN;
   using diff_values::Rank;
   const bool worse = other.worst.exists &&
                      (!tally.worst.exists || Rank(other.worst.difference) > Rank(tally.worst.difference));

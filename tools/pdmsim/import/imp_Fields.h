@@ -53,6 +53,8 @@ class imp_Fields {
 
   void WriteTimes();
   void WriteGlobals();
+  ORXSimItemType ResultType(mesh_Place place, std::size_t variable,
+                            const std::vector<imp_Column>& columns) const;
   void WriteVariables(mesh_Place place, imp_FieldMap& fields);
   std::vector<imp_Column> Columns(mesh_Place place, std::size_t variable);
   void WriteFactors(mesh_SetKind kind, imp_FieldMap& fields);

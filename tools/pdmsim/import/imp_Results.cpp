@@ -86,23 +86,31 @@ std::vector<imp_Column> imp_Fields::Columns(mesh_Place place, std::size_t variab
   return columns;
 }
 
+/// The narrowest type that the numbers of the first step have on all entities.
+ORXSimItemType imp_Fields::ResultType(mesh_Place place, std::size_t variable,
+                                      const std::vector<imp_Column>& columns) const {
+  bool isFloat = true, isLong = false;
+  for (const imp_Column& column : columns)
+    for (const imp_Piece& piece : column.pieces)
+      if (piece.size > 0) {
+        const auto type = m_source.Values(place, variable, piece.entity, 0)->NumberType();
+        isFloat = isFloat && type == mesh_Numbers::Type::kFloat;
+        isLong = type == mesh_Numbers::Type::kLong; // then of all entities
+      }
+  return isLong ? ORXSimItemType::kInt64 : isFloat ? ORXSimItemType::kFloat : ORXSimItemType::kDouble;
+}
+
 void imp_Fields::WriteVariables(mesh_Place place, imp_FieldMap& fields) {
   const auto& keys = m_keys.variables[static_cast<std::size_t>(place)];
   for (std::size_t variable = 0; variable < keys.size(); ++variable) {
     const std::size_t width = m_source.Variables(place).Components(variable);
     const std::size_t steps = m_source.Variables(place).Constant(variable) ? 1 : m_source.Times().size();
     const std::vector<imp_Column> columns = steps ? Columns(place, variable) : std::vector<imp_Column>();
-    bool isFloat = true;
-    for (const imp_Column& column : columns)
-      for (const imp_Piece& piece : column.pieces)
-        isFloat =
-            isFloat && (piece.size == 0 || m_source.Values(place, variable, piece.entity, 0)->NumberType() ==
-                                               mesh_Numbers::Type::kFloat);
+    const ORXSimItemType type = ResultType(place, variable, columns);
     std::vector<ORXSimDrawerDescription> drawers;
     for (std::size_t step = 0; step < steps; ++step)
       for (const imp_Column& column : columns)
-        drawers.push_back(imp_Drawer(
-            column.members, isFloat ? ORXSimItemType::kFloat : ORXSimItemType::kDouble, width, column.key));
+        drawers.push_back(imp_Drawer(column.members, type, width, column.key));
     const ORXSimDistributionID id = fields[keys[variable]] =
         m_store.Distribution(keys[variable], drawers, m_source.Variables(place).Unit(variable));
     int drawer = 0;
@@ -117,8 +125,10 @@ void imp_Fields::WriteVariables(mesh_Place place, imp_FieldMap& fields) {
           const auto read = [&](std::size_t first, std::size_t count, auto* out) {
             values->Read(first, count, out);
           };
-          if (isFloat)
+          if (type == ORXSimItemType::kFloat)
             imp_CopyPiece<float>(target, to, piece, width, read);
+          else if (type == ORXSimItemType::kInt64)
+            imp_CopyPiece<long long>(target, to, piece, width, read);
           else
             imp_CopyPiece<double>(target, to, piece, width, read);
           to += piece.size;

@@ -97,7 +97,10 @@ mesh_NumbersPtr mesh_Assembled::ElementNumbers() const {
 }
 
 std::unique_ptr<mesh_Connectivity> mesh_Assembled::Connectivity(const mesh_Block& block) const {
-  return std::make_unique<NodesOf>(m_raw, m_starts, block.nodesPerElement, &m_cells[block.firstElement]);
+  const int* const cells = &m_cells[block.firstElement];
+  const auto list = std::upper_bound(m_starts.begin(), m_starts.end(), static_cast<std::size_t>(*cells)) - 1;
+  const mesh_Element& type = *m_raw.cells[static_cast<std::size_t>(list - m_starts.begin())].type;
+  return std::make_unique<NodesOf>(m_raw, m_starts, static_cast<std::size_t>(type.nodes), cells);
 }
 
 void mesh_Assembled::ReadSet(const mesh_Set& set, std::size_t first, std::size_t count, int* out) const {
@@ -113,14 +116,13 @@ void mesh_Assembled::ReadSides(const mesh_Set& set, std::size_t first, std::size
   std::copy_n(members.sides.begin() + static_cast<std::ptrdiff_t>(first), count, out);
 }
 
-mesh_NumbersPtr mesh_Assembled::Values(mesh_Place place, std::size_t variable, std::size_t entity,
-                                       std::size_t step) const {
-  const bool onNodes = place == mesh_Place::kNodes;
-  const mesh_RawField& field = (onNodes ? m_raw.nodeFields : m_raw.cellFields)[variable];
+template <class T>
+std::shared_ptr<const std::vector<T>>
+mesh_Assembled::Read(const mesh_RawField& field, const std::function<std::vector<T>(std::size_t)>& read,
+                     std::size_t rows, std::size_t step) const {
   if (!m_values || m_valuesOf != &field || m_valuesStep != step) {
     m_values.reset(); // never two of them at a time, unless the caller holds one
-    auto values = std::make_shared<std::vector<double>>(field.read(step));
-    const std::size_t rows = onNodes ? m_nodes : m_starts.back();
+    auto values = std::make_shared<std::vector<T>>(read(step));
     if (values->size() != rows * field.components)
       throw mesh_Error(m_path, "expected " + std::to_string(rows * field.components) + " values of " +
                                    field.name + ", found " + std::to_string(values->size()));
@@ -128,10 +130,23 @@ mesh_NumbersPtr mesh_Assembled::Values(mesh_Place place, std::size_t variable, s
     m_valuesOf = &field;
     m_valuesStep = step;
   }
-  Array<double>::Layout layout{m_nodes, field.components, field.components, nullptr, field.isFloat};
-  if (!onNodes) {
-    layout.rows = m_blocks[entity].elements;
-    layout.order = &m_cells[m_blocks[entity].firstElement];
-  }
-  return std::make_unique<Array<double>>(m_path, m_values->data(), layout, m_values);
+  return std::static_pointer_cast<const std::vector<T>>(m_values);
+}
+
+mesh_NumbersPtr mesh_Assembled::Values(mesh_Place place, std::size_t variable, std::size_t entity,
+                                       std::size_t step) const {
+  const bool onNodes = place == mesh_Place::kNodes;
+  const mesh_RawField& field = (onNodes ? m_raw.nodeFields : m_raw.cellFields)[variable];
+  const auto make = [&]<class T>(const std::function<std::vector<T>(std::size_t)>& read) {
+    typename Array<T>::Layout layout{m_nodes, field.components, field.components, nullptr, field.isFloat};
+    if (!onNodes) {
+      layout.rows = m_blocks[entity].elements;
+      layout.order = &m_cells[m_blocks[entity].firstElement];
+    }
+    const auto values = Read(field, read, onNodes ? m_nodes : m_starts.back(), step);
+    return std::make_unique<Array<T>>(m_path, values->data(), layout, values);
+  };
+  if (field.readIntegers)
+    return make(field.readIntegers);
+  return make(field.read);
 }

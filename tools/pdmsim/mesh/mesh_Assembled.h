@@ -32,8 +32,13 @@ class mesh_Assembled : public mesh_Source {
   std::vector<int> m_cells;                // [element] place of its cell among all
   std::vector<long long> m_elementNumbers; // [element]; empty: none
   std::vector<Members> m_members[3];       // [kind][set]
-  // The field that was read last: entities ask one after the other.
-  mutable std::shared_ptr<const std::vector<double>> m_values;
+  template <class T>
+  std::shared_ptr<const std::vector<T>> Read(const mesh_RawField& field,
+                                             const std::function<std::vector<T>(std::size_t)>& read,
+                                             std::size_t rows, std::size_t step) const;
+
+  // The field that was read last, as integers or reals: entities ask one after the other.
+  mutable std::shared_ptr<const void> m_values;
   mutable const mesh_RawField* m_valuesOf = nullptr;
   mutable std::size_t m_valuesStep = 0;
 };

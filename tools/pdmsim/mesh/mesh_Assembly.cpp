@@ -1,6 +1,7 @@
 #include <pdmsim/mesh/mesh_Assembly.h>
 
 #include <pdmsim/mesh/mesh_Error.h>
+#include <pdmsim/mesh/mesh_Polygons.h>
 
 #include <algorithm>
 #include <climits>
@@ -23,6 +24,8 @@ std::unique_ptr<mesh_Source> mesh_Assembly::Make() {
     m_mesh->m_axisNames.emplace_back(1, "xyz"[axis]);
   m_mesh->m_times = m_raw.times;
   m_mesh->m_notes = m_raw.notes;
+  if (m_raw.pointsAreNodes && m_highest > 0)
+    MakePointsNodes();
   for (int dimension = m_highest - 1; dimension >= 0; --dimension)
     LeaveOutSides(dimension);
   m_mesh->m_cells.resize(static_cast<std::size_t>(std::count(m_leftOut.begin(), m_leftOut.end(), false)));
@@ -80,9 +83,11 @@ void mesh_Assembly::CheckSizes() {
 
 void mesh_Assembly::CheckNodes(const mesh_RawCells& cells) const {
   const auto nodes = static_cast<unsigned>(m_mesh->m_nodes);
+  const unsigned none = mesh_ArePolygons(*cells.type) ? 1 : 0; // -1 is 0 then, and a node one more
   unsigned greatest = 0;
   for (const int node : cells.nodes)
-    greatest = std::max(greatest, static_cast<unsigned>(node));
+    greatest = std::max(greatest, static_cast<unsigned>(node) + none);
+  greatest -= greatest > 0 ? none : 0;
   if (!cells.nodes.empty() && greatest >= nodes)
     Fail("expected " + std::string(cells.type->name) + " elements of nodes in 1.." + std::to_string(nodes) +
          ", found " + std::to_string(static_cast<long long>(static_cast<int>(greatest)) + 1));
@@ -105,7 +110,7 @@ void mesh_Assembly::Flatten() {
 
 void mesh_Assembly::ChooseTypes() {
   for (mesh_RawCells& cells : m_raw.cells)
-    if (m_raw.dimension == 3 && cells.type->dimension == 2)
+    if (m_raw.dimension == 3 && cells.type->dimension == 2 && !mesh_ArePolygons(*cells.type))
       cells.type = mesh_FindElement("SHELL", static_cast<std::size_t>(cells.type->nodes));
 }
 
@@ -129,6 +134,29 @@ int mesh_Assembly::FirstGroup(int family, int dimension) const {
   return -1;
 }
 
+void mesh_Assembly::Note(const std::string& text, std::size_t count) {
+  if (count)
+    m_mesh->m_notes.push_back(text + " (" + std::to_string(count) + ")");
+}
+
+void mesh_Assembly::MakePointsNodes() {
+  std::size_t labels = 0;
+  ForCells(0, [&](std::size_t cell, const mesh_RawCells& list, std::size_t i) {
+    if (list.families.empty() || list.families[i] < 0)
+      return;
+    for (const int group : m_raw.families[static_cast<std::size_t>(list.families[i])])
+      if (mesh_RawGroup& of = m_raw.groups[static_cast<std::size_t>(group)]; of.dimension == 0) {
+        of.nodes.push_back(list.nodes[i]);
+        m_leftOut[cell] = true;
+      }
+    labels += m_leftOut[cell] && !list.labels.empty();
+  });
+  for (mesh_RawGroup& group : m_raw.groups)
+    if (group.dimension == 0)
+      group.dimension = -1;
+  Note("labels of points that became nodes of sets", labels);
+}
+
 void mesh_Assembly::LeaveOutSides(int dimension) {
   const std::vector<mesh_SideOf> found = mesh_FindSides(m_raw, dimension);
   if (dimension == m_highest - 1)
@@ -137,19 +165,15 @@ void mesh_Assembly::LeaveOutSides(int dimension) {
   ForCells(dimension, [&](std::size_t cell, const mesh_RawCells& list, std::size_t i) {
     const int family = list.families.empty() ? -1 : list.families[i];
     const bool isSide = found[place++].cell >= 0, named = IsIn(family, dimension, true);
-    if (IsIn(family, dimension, false) || (!named && (!isSide || m_raw.keepSides)))
+    if (m_leftOut[cell] || IsIn(family, dimension, false) || (!named && (!isSide || m_raw.keepSides)))
       return;
     m_leftOut[cell] = true;
     nameless += !named;
     labels += named && !list.labels.empty();
   });
   constexpr const char* words[] = {"points", "lines", "faces"};
-  const auto note = [&](const std::string& text, std::size_t count) {
-    if (count)
-      m_mesh->m_notes.push_back(text + " (" + std::to_string(count) + ")");
-  };
-  note(std::string(words[dimension]) + " without group that are sides of other elements", nameless);
-  note(std::string("labels of ") + words[dimension] + " that became sides in surfaces", labels);
+  Note(std::string(words[dimension]) + " without group that are sides of other elements", nameless);
+  Note(std::string("labels of ") + words[dimension] + " that became sides in surfaces", labels);
 }
 
 void mesh_Assembly::FindSurfaces(int dimension, const std::vector<mesh_SideOf>& found) {
@@ -231,6 +255,20 @@ void mesh_Assembly::MakeBlocks(int dimension) {
     }
   forKept(
       [&](std::size_t cell, int, std::size_t key) { m_mesh->m_cells[next[key]++] = static_cast<int>(cell); });
+  for (mesh_Block& block : m_mesh->m_blocks)
+    if (block.shape == mesh_Block::Shape::kPolygons && block.nodesPerElement == 0)
+      block.nodesPerElement = Corners(block);
+}
+
+std::size_t mesh_Assembly::Corners(const mesh_Block& block) const {
+  const auto nodes = m_mesh->Connectivity(block);
+  std::vector<int> row(nodes->Width());
+  std::size_t corners = 0;
+  for (std::size_t element = 0; element < block.elements; ++element) {
+    nodes->Next(1, row.data());
+    corners += static_cast<std::size_t>(std::find(row.begin(), row.end(), -1) - row.begin());
+  }
+  return corners;
 }
 
 void mesh_Assembly::AddBlock(int group, const mesh_Element& type, std::size_t elements, bool whole) {
@@ -238,7 +276,10 @@ void mesh_Assembly::AddBlock(int group, const mesh_Element& type, std::size_t el
   block.number = static_cast<int>(m_mesh->m_blocks.size()) + 1;
   block.type = type.name;
   block.elements = elements;
-  block.nodesPerElement = static_cast<std::size_t>(type.nodes);
+  if (mesh_ArePolygons(type)) // their corners are counted when all of them are known
+    block.shape = mesh_Block::Shape::kPolygons;
+  else
+    block.nodesPerElement = static_cast<std::size_t>(type.nodes);
   block.firstElement = m_mesh->m_elements;
   if (group >= 0) {
     const mesh_RawGroup& of = m_raw.groups[static_cast<std::size_t>(group)];

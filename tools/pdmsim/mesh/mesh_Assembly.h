@@ -21,6 +21,7 @@ class mesh_Assembly {
   void Flatten();
   void ChooseTypes();
 
+  void MakePointsNodes();
   void LeaveOutSides(int dimension);
   void FindSurfaces(int dimension, const std::vector<mesh_SideOf>& found);
   bool IsIn(int family, int dimension, bool surfaces) const;
@@ -28,6 +29,7 @@ class mesh_Assembly {
 
   void MakeBlocks(int dimension);
   void AddBlock(int group, const mesh_Element& type, std::size_t elements, bool whole);
+  std::size_t Corners(const mesh_Block& block) const; // of polygons
   void NumberBlocks();
   void MakeElementSets();
   void MakeSideSets();
@@ -35,6 +37,7 @@ class mesh_Assembly {
   void AddSet(mesh_SetKind kind, const mesh_RawGroup& group, mesh_Assembled::Members members);
   void MakeLabels();
   void MakeVariables();
+  void Note(const std::string& text, std::size_t count); // unless the count is 0
   mesh_Variables Variables(mesh_Place place, const std::vector<mesh_RawField>& fields,
                            std::vector<std::size_t> sizes) const;
   /// Calls use(cell, list, place in the list) for every cell of a dimension, -1 for all.

@@ -13,7 +13,12 @@ void mesh_Assembly::AddSet(mesh_SetKind kind, const mesh_RawGroup& group, mesh_A
   if (members.items.size() > INT_MAX)
     Fail("expected at most 2147483647 members of the group " + group.name + ", found " +
          std::to_string(members.items.size()));
-  sets.push_back({kind, static_cast<int>(sets.size()) + 1, group.id ? group.id : ++m_lastId, group.name,
+  // Groups of other dimensions may have the same number. Blocks are element sets, too.
+  const auto has = [&](const auto& one) { return one.id == group.id; };
+  const auto& blocks = m_mesh->m_blocks;
+  const bool taken = group.id == 0 || std::any_of(sets.begin(), sets.end(), has) ||
+                     (kind == mesh_SetKind::kElements && std::any_of(blocks.begin(), blocks.end(), has));
+  sets.push_back({kind, static_cast<int>(sets.size()) + 1, taken ? ++m_lastId : group.id, group.name,
                   members.items.size(), 0});
   m_mesh->m_members[static_cast<std::size_t>(kind)].push_back(std::move(members));
 }
@@ -138,7 +143,8 @@ void mesh_Assembly::MakeVariables() {
       lost += (lost.empty() ? "" : ", ") + field.name;
   }
   if (!lost.empty())
-    m_mesh->m_notes.push_back("values of " + lost + " on what became sides");
+    m_mesh->m_notes.push_back("values of " + lost + " on what became sides" +
+                              (m_raw.pointsAreNodes ? " or nodes of sets" : ""));
 }
 
 std::unique_ptr<mesh_Source> mesh_Assemble(mesh_Raw raw) {

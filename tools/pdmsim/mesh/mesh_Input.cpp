@@ -1,13 +1,7 @@
 #include <pdmsim/mesh/mesh_Input.h>
 
-#include <pdmsim/mesh/mesh_Error.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -18,21 +12,8 @@ constexpr std::size_t kLongestLine = 1 << 16;
 } // namespace
 
 mesh_Input::mesh_Input(const std::string& path)
-    : m_path(path), m_file(open(path.c_str(), O_RDONLY | O_CLOEXEC)),
-      m_buffer(std::make_unique_for_overwrite<char[]>(kBuffer)), m_at(m_buffer.get()), m_end(m_buffer.get()) {
-  struct stat status;
-  if (m_file < 0 || fstat(m_file, &status) != 0) {
-    const std::string why = std::strerror(errno);
-    if (m_file >= 0)
-      close(m_file);
-    throw mesh_Error(path, why);
-  }
-  m_size = static_cast<std::size_t>(status.st_size);
-}
-
-mesh_Input::~mesh_Input() {
-  close(m_file);
-}
+    : m_file(path), m_buffer(std::make_unique_for_overwrite<char[]>(kBuffer)), m_at(m_buffer.get()),
+      m_end(m_buffer.get()) {}
 
 void mesh_Input::Go(const Place& place) {
   m_offset = place.offset;
@@ -43,15 +24,11 @@ void mesh_Input::Go(const Place& place) {
 void mesh_Input::Fill() {
   const auto left = static_cast<std::size_t>(m_end - m_at);
   std::memmove(m_buffer.get(), m_at, left);
-  ssize_t got;
-  do
-    got = pread(m_file, m_buffer.get() + left, kBuffer - left, static_cast<off_t>(m_offset));
-  while (got < 0 && errno == EINTR);
-  if (got < 0)
-    throw mesh_Error(m_path, std::strerror(errno));
+  const std::size_t got = std::min<std::size_t>(kBuffer - left, m_file.Size() - m_offset);
+  m_file.Read(m_offset, m_buffer.get() + left, got);
   m_at = m_buffer.get();
   m_end = m_at + left + got;
-  m_offset += static_cast<std::size_t>(got);
+  m_offset += got;
 }
 
 void mesh_Input::Require(std::size_t count, std::size_t bytes, const char* what) const {
@@ -90,11 +67,9 @@ bool mesh_Input::ToWord() {
     if (m_end - m_at >= kLongestNumber)
       return true;
     const std::ptrdiff_t left = m_end - m_at;
-    if (m_offset >= m_size)
+    if (m_offset >= m_file.Size())
       return left > 0;
     Fill();
-    if (m_end - m_at == left) // shorter than it was said to be
-      return left > 0;
     if (left > 0)
       return true;
   }
@@ -197,14 +172,10 @@ void mesh_Input::Bytes(void* out, std::size_t count, const char* what) {
     m_at += here;
     to += here;
     count -= here;
-    if (count >= kBuffer) { // past the buffer, which is empty
-      const ssize_t got = pread(m_file, to, count, static_cast<off_t>(m_offset));
-      if (got > 0) {
-        m_offset += static_cast<std::size_t>(got);
-        to += got;
-        count -= static_cast<std::size_t>(got);
-        continue;
-      }
+    if (count >= kBuffer && count <= Left()) { // past the buffer, which is empty
+      m_file.Read(m_offset, to, count);
+      m_offset += count;
+      return;
     }
     if (count > 0)
       Fill();
@@ -223,7 +194,7 @@ void mesh_Input::Skip(std::size_t bytes, const char* what) {
 }
 
 void mesh_Input::Fail(const std::string& expected, const std::string& found) const {
-  throw mesh_Error(m_path,
+  throw mesh_Error(m_file.Path(),
                    (m_binary ? "byte " + std::to_string(Here().offset) : "line " + std::to_string(m_line)) +
                        ": expected " + expected + ", found " + found);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <pdmsim/mesh/mesh_File.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -21,12 +23,13 @@ class mesh_Input {
   explicit mesh_Input(const std::string& path);
   mesh_Input(const mesh_Input&) = delete;
   mesh_Input& operator=(const mesh_Input&) = delete;
-  ~mesh_Input();
 
-  const std::string& Path() const { return m_path; }
+  const std::string& Path() const { return m_file.Path(); }
   Place Here() const { return {m_offset - static_cast<std::size_t>(m_end - m_at), m_line}; }
   void Go(const Place& place);
-  std::size_t Left() const { return m_size - std::min(m_size, Here().offset); } // bytes
+  std::size_t Left() const {
+    return m_file.Size() - std::min<std::size_t>(m_file.Size(), Here().offset);
+  } // bytes
   /// Refuses a number of things that cannot be in the rest of the file.
   /// \param bytes  that each of them takes at least.
   void Require(std::size_t count, std::size_t bytes, const char* what) const;
@@ -91,9 +94,8 @@ class mesh_Input {
   bool ToWord(); // with the whole of it in the buffer, if it is no longer than a number
   const char* WordEnd() const;
 
-  std::string m_path;
-  int m_file;
-  std::size_t m_size = 0, m_offset = 0, m_line = 1; // m_offset: of what follows the buffer
+  mesh_File m_file;
+  std::size_t m_offset = 0, m_line = 1; // m_offset: of what follows the buffer
   std::unique_ptr<char[]> m_buffer;
   const char *m_at, *m_end;
   bool m_binary = false, m_swapped = false;

@@ -11,9 +11,10 @@
 /// Cells of one type, in the order of the mesh's file.
 struct mesh_RawCells {
   const mesh_Element* type = nullptr;
-  std::vector<int> nodes;        // [cells][type->nodes] 0-based, in the node order of Exodus II
-  std::vector<long long> labels; // [cells]; empty: the mesh has none
-  std::vector<int> families;     // [cells] places in mesh_Raw::families, -1 for none; empty: all -1
+  std::shared_ptr<const mesh_Element> own; // the type, where it is of these cells alone
+  std::vector<int> nodes;                  // [cells][type->nodes] 0-based, in the node order of Exodus II
+  std::vector<long long> labels;           // [cells]; empty: the mesh has none
+  std::vector<int> families;               // [cells] places in mesh_Raw::families, -1 for none; empty: all -1
 };
 
 /// The dimension of a group whose cells have several: always an element set.
@@ -36,6 +37,8 @@ struct mesh_RawField {
   /// The values at one step, [rows][components]: NaN where there are none. Rows are nodes, or cells in the
   /// order of mesh_Raw::cells. A field of a mesh without times has its values at step 0.
   std::function<std::vector<double>(std::size_t step)> read;
+  /// The same as integers, of a field that has some which a double does not hold. Else null.
+  std::function<std::vector<long long>(std::size_t step)> readIntegers = nullptr;
 };
 
 /// A mesh as most formats have it: nodes, cells of all dimensions in one list, groups of any of them.
@@ -52,6 +55,7 @@ struct mesh_Raw {
   std::vector<mesh_RawField> nodeFields, cellFields;
   std::vector<std::string> notes; // what could not be kept, one line each
   bool keepSides = false;         // true: cells without group stay elements though they are sides of others
+  bool pointsAreNodes = false;    // true: beside other cells, groups of points are groups of nodes
 };
 
 /// Makes a mesh of what a format has.
@@ -64,7 +68,8 @@ struct mesh_Raw {
 /// dimension, by its corners: the side that is seen from outside as the cell is, if two elements share it.
 /// Those cells are no elements of the mesh, and neither are lower cells without group that are sides of
 /// others (but see keepSides). All further cells are elements, in blocks as above. Node groups become node
-/// sets.
+/// sets,
+/// and so do groups of points where `pointsAreNodes`.
 ///
 /// In space triangles and quadrilaterals are SHELLs, in the plane TRI and QUAD. Throws mesh_Error for what
 /// does not fit together. Keeps the arrays of `raw`, and 4 bytes a cell besides.

@@ -1,5 +1,7 @@
 #include <pdmsim/mesh/mesh_Sides.h>
 
+#include <pdmsim/mesh/mesh_Polygons.h>
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -74,7 +76,9 @@ class Lookup {
  private:
   void Add(const mesh_RawCells& cells) {
     const auto width = static_cast<std::size_t>(cells.type->nodes);
-    const auto corners = static_cast<std::size_t>(cells.type->corners);
+    // Polygons are sides of nothing: no key is theirs.
+    const auto corners =
+        mesh_ArePolygons(*cells.type) ? std::size_t{0} : static_cast<std::size_t>(cells.type->corners);
     for (std::size_t at = 0; at + width <= cells.nodes.size(); at += width) {
       const Corners key = sorted({&cells.nodes[at], corners});
       for (std::size_t i = 0; i < corners; ++i)

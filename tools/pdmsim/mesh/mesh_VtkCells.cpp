@@ -1,8 +1,10 @@
 #include <pdmsim/mesh/mesh_VtkCells.h>
 
 #include <pdmsim/mesh/mesh_Error.h>
+#include <pdmsim/mesh/mesh_Polygons.h>
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 
 namespace {
@@ -20,6 +22,11 @@ constexpr Known kKnown[] = {{1, "SPHERE", 1}, {3, "BAR", 2},       {21, "BAR", 3
                             {13, "WEDGE", 6}, {27, "PYRAMID", 13}, {26, "WEDGE", 15}, {12, "HEX", 8},
                             {25, "HEX", 20},  {29, "HEX", 27}};
 constexpr std::size_t kTypes = 256;
+// In words, what has no type of ours.
+constexpr std::pair<int, const char*> kUnknown[] = {
+    {30, "quadrilaterals of 6 nodes"}, {31, "prisms of 12 nodes"}, {32, "prisms of 18 nodes"},
+    {33, "hexahedra of 24 nodes"},     {35, "lines of 4 nodes"},   {36, "polygons of second degree"},
+    {37, "pyramids of 19 nodes"},      {41, "convex point sets"},  {42, "polyhedra"}};
 
 /// What stands for a type of cells here: [VTK's number], null where nothing does.
 std::vector<const mesh_Element*> elementsByVtk() {
@@ -42,11 +49,21 @@ class Sorter {
     ForAll([&](int type, std::size_t, std::span<const int>) { ++counts[static_cast<std::size_t>(type)]; });
     Reserve(counts);
     ForAll([&](int type, std::size_t cell, std::span<const int> nodes) { Add(type, cell, nodes); });
+    if (counts[kPolygon] > 0)
+      mesh_SetPolygons(m_raw.cells[m_listOf[kPolygon]], m_raw.path, m_polygonEnds, m_polygonNodes);
     return Order();
   }
 
  private:
   [[noreturn]] void Fail(const std::string& what) const { throw mesh_Error(m_raw.path, what); }
+
+  [[noreturn]] void FailWithType(int type) const {
+    const auto* const name = std::find_if(std::begin(kUnknown), std::end(kUnknown),
+                                          [&](const auto& one) { return one.first == type; });
+    Fail("expected cells of known types, found " +
+         std::to_string(std::count(m_cells.types.begin(), m_cells.types.end(), type)) + " of VTK's type " +
+         std::to_string(type) + (name == std::end(kUnknown) ? "" : " (" + std::string(name->second) + ")"));
+  }
 
   void Check() const {
     if (m_cells.types.size() != m_cells.ends.size())
@@ -90,8 +107,9 @@ class Sorter {
       if (counts[type] > 0) {
         m_listOf[type] = m_raw.cells.size();
         mesh_RawCells& list = m_raw.cells.emplace_back();
-        list.type = m_elements[type];
-        list.nodes.reserve(counts[type] * static_cast<std::size_t>(list.type->nodes));
+        list.type = m_elements[type]; // null for polygons until all are known
+        if (list.type != nullptr)
+          list.nodes.reserve(counts[type] * static_cast<std::size_t>(list.type->nodes));
         m_places.emplace_back().reserve(counts[type]);
       }
   }
@@ -138,14 +156,11 @@ class Sorter {
       return use(type == kPixel ? 9 : 12, std::span<const int>(turned, count));
     }
     case kPolygon:
-      if (n.size() != 3 && n.size() != 4)
-        Fail("expected polygons of 3 or 4 corners, found one of " + std::to_string(n.size()));
-      return use(n.size() == 3 ? 5 : 9, n);
+      return use(n.size() == 3 ? 5 : n.size() == 4 ? 9 : kPolygon, n);
     default: {
       const mesh_Element* const element = m_elements[static_cast<std::size_t>(type)];
       if (element == nullptr)
-        Fail("expected cells of known types, found VTK's type " + std::to_string(type) +
-             (type == 42 ? " (polyhedra)" : ""));
+        FailWithType(type);
       if (static_cast<std::size_t>(element->nodes) == n.size())
         return use(type, n);
     }
@@ -157,11 +172,16 @@ class Sorter {
   void Add(int type, std::size_t cell, std::span<const int> n) {
     const std::size_t list = m_listOf[static_cast<std::size_t>(type)];
     mesh_RawCells& to = m_raw.cells[list];
+    m_places[list - m_first].push_back(static_cast<int>(cell));
+    if (type == kPolygon) {
+      m_polygonNodes.insert(m_polygonNodes.end(), n.begin(), n.end());
+      m_polygonEnds.push_back(static_cast<long long>(m_polygonNodes.size()));
+      return;
+    }
     const std::size_t first = to.nodes.size();
     to.nodes.insert(to.nodes.end(), n.begin(), n.end());
     for (std::size_t k = 0; k < to.type->toVtk.size(); ++k)
       to.nodes[first + static_cast<std::size_t>(to.type->toVtk[k])] = n[k];
-    m_places[list - m_first].push_back(static_cast<int>(cell));
   }
 
   std::vector<int> Order() const {
@@ -179,6 +199,8 @@ class Sorter {
   const std::vector<const mesh_Element*> m_elements = elementsByVtk();
   std::vector<std::size_t> m_listOf = std::vector<std::size_t>(kTypes); // [VTK's type] in raw.cells
   std::vector<std::vector<int>> m_places;                               // [list from the first][its cells]
+  std::vector<long long> m_polygonEnds;
+  std::vector<int> m_polygonNodes;
   std::size_t m_first = 0;
 };
 
@@ -192,17 +214,38 @@ std::vector<int> mesh_AddVtkCells(mesh_Raw& raw, mesh_VtkCells cells) {
   return Sorter(raw, std::move(cells)).Sort();
 }
 
-std::vector<double> mesh_InOrder(std::vector<double> values, const std::vector<int>& order,
-                                 std::size_t components) {
+template <class T>
+std::vector<T> mesh_InOrder(std::vector<T> values, const std::vector<int>& order, std::size_t components) {
   if (order.empty())
     return values;
-  std::vector<double> sorted;
+  std::vector<T> sorted;
   sorted.reserve(order.size() * components);
   for (const int row : order) {
     const auto from = values.begin() + row * static_cast<std::ptrdiff_t>(components);
     sorted.insert(sorted.end(), from, from + static_cast<std::ptrdiff_t>(components));
   }
   return sorted;
+}
+
+template std::vector<double> mesh_InOrder(std::vector<double>, const std::vector<int>&, std::size_t);
+template std::vector<long long> mesh_InOrder(std::vector<long long>, const std::vector<int>&, std::size_t);
+
+void mesh_KeepIntegers(mesh_Raw& raw, mesh_RawField& field, std::size_t steps,
+                       std::function<std::vector<long long>(std::size_t step)> read) {
+  constexpr double kExact = 0x1p53, kMost = 0x1p63;
+  double greatest = 0;
+  bool all = true;
+  for (std::size_t step = 0; step < steps; ++step)
+    for (const double one : field.read(step)) {
+      all = all && !std::isnan(one);
+      greatest = std::max(greatest, std::abs(one));
+    }
+  if (greatest < kExact)
+    return;
+  if (all && greatest < kMost)
+    field.readIntegers = std::move(read);
+  else
+    raw.notes.push_back("the last digits of integers in " + field.name + ", which are kept as reals");
 }
 
 bool mesh_TakeLabels(mesh_Raw& raw, bool cells, const std::vector<long long>& labels) {

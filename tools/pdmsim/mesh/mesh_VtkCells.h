@@ -15,16 +15,24 @@ struct mesh_VtkCells {
 /// Gives the mesh the cells, type by type, without the empty ones.
 ///
 /// Pixels and voxels become quadrilaterals and hexahedra. Lines, strips and points of many nodes become
-/// several cells. Polygons of three and four corners become triangles and quadrilaterals. Throws mesh_Error
-/// for types that cannot be kept, and for ends that do not ascend.
+/// several cells. Polygons of three and four corners become triangles and quadrilaterals, others stay
+/// polygons. Throws mesh_Error for types that cannot be kept, and for ends that do not ascend.
 ///
 /// \return [raw cells] the cell of the list that each came of; empty: they are the same.
 std::vector<int> mesh_AddVtkCells(mesh_Raw& raw, mesh_VtkCells cells);
 
 /// A field's values, a row for each cell of the list, become rows of the mesh's cells.
 /// \param order as mesh_AddVtkCells gives it.
-std::vector<double> mesh_InOrder(std::vector<double> values, const std::vector<int>& order,
-                                 std::size_t components);
+/// Defined for double and long long.
+template <class T>
+std::vector<T> mesh_InOrder(std::vector<T> values, const std::vector<int>& order, std::size_t components);
+
+/// Keeps the values of a field as integers, where they are integers of 64 bits that a double does not hold. A
+/// field that has no value at some place stays of reals, and a note says so.
+/// \param steps those at which the field can be read.
+/// \param read the same values as field.read, which are integers.
+void mesh_KeepIntegers(mesh_Raw& raw, mesh_RawField& field, std::size_t steps,
+                       std::function<std::vector<long long>(std::size_t step)> read);
 
 /// The numbers of the mesh's nodes or cells become their labels.
 /// \param cells true: [raw cells]; false: [nodes].

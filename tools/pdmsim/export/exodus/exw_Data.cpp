@@ -97,11 +97,10 @@ void exw_Writer::WriteNodes() {
 }
 
 void exw_Writer::WriteBlocks() {
-  std::vector<long long> ids;
+  const std::vector<long long> ids = exw_Ids(m_mesh.Blocks());
   std::vector<int> used;
   std::vector<std::string> names;
   for (const mesh_Block& block : m_mesh.Blocks()) {
-    ids.push_back(block.id);
     used.push_back(block.elements > 0);
     names.push_back(block.name);
     if (block.shape == mesh_Block::Shape::kPolygons)
@@ -148,11 +147,9 @@ void exw_Writer::WritePolygons(const mesh_Block& block) {
 
 void exw_Writer::WriteSets(mesh_SetKind kind) {
   const exo_SetNames& name = exo_NamesOf(kind);
-  std::vector<long long> ids;
   std::vector<int> used;
   std::vector<std::string> names;
   for (const mesh_Set& set : m_mesh.Sets(kind)) {
-    ids.push_back(set.id);
     used.push_back(set.size > 0);
     names.push_back(set.name);
     if (set.size == 0)
@@ -173,9 +170,9 @@ void exw_Writer::WriteSets(mesh_SetKind kind) {
                             m_file.Write(numbered(name.factors, set.number), {first}, {count}, values);
                           });
   }
-  if (ids.empty())
+  if (names.empty())
     return;
-  WriteIds(name.ids, ids);
+  WriteIds(name.ids, exw_Ids(m_mesh.Sets(kind)));
   m_file.Write(name.status, {0}, {used.size()}, used.data());
   m_file.Write(name.names, names, m_nameWidth);
 }

@@ -26,9 +26,19 @@ std::vector<std::string> exw_Losses(const exp_Task& task) {
     if (text.empty() || text.back() == ' ')
       losses.push_back(what + (text.empty() ? " has no name" : " '" + text + "' ends with a blank"));
   };
-  for (const mesh_SetKind kind : {mesh_SetKind::kNodes, mesh_SetKind::kElements, mesh_SetKind::kSides})
+  const auto ids = [&](const char* what, const auto& list) {
+    const std::vector<long long> written = exw_Ids(list);
+    for (std::size_t i = 0; i < list.size(); ++i)
+      if (written[i] != list[i].id)
+        losses.push_back("the id " + std::to_string(list[i].id) + " of the " + what + " " + list[i].name +
+                         ", which another has; " + std::to_string(written[i]) + " is written");
+  };
+  ids("block", task.mesh.Blocks());
+  for (const mesh_SetKind kind : {mesh_SetKind::kNodes, mesh_SetKind::kElements, mesh_SetKind::kSides}) {
+    ids(exp_SetName(kind), task.mesh.Sets(kind));
     for (const mesh_Set& set : task.mesh.Sets(kind))
       name("that a set", set.name);
+  }
   for (std::size_t place = 0; place < mesh_kPlaces; ++place)
     for (const std::string& one : task.mesh.Variables(static_cast<mesh_Place>(place)).names)
       name("that a field", one);

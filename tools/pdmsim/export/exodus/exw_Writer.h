@@ -3,6 +3,8 @@
 #include <pdmsim/export/exodus/exw_NetCDF.h>
 #include <pdmsim/export/out/exp_Format.h>
 
+#include <set>
+
 /// Writes a mesh as Exodus II: everything is defined first, then written a few MiB at a time.
 class exw_Writer {
  public:
@@ -51,6 +53,23 @@ class exw_Writer {
   bool m_longIds = false, m_longMaps = false;
   exw_NetCDF m_file;
 };
+
+/// The ids of blocks or sets as they are written: an id that another has before is a new one.
+template <class List>
+std::vector<long long> exw_Ids(const List& list) {
+  std::set<long long> taken, given;
+  for (const auto& one : list)
+    taken.insert(one.id);
+  std::vector<long long> ids;
+  for (const auto& one : list) {
+    long long id = one.id;
+    if (!given.insert(id).second)
+      for (id = 1; !taken.insert(id).second;)
+        ++id;
+    ids.push_back(id);
+  }
+  return ids;
+}
 
 /// The times of the steps that are written: a mesh without steps has one at 0 where a field needs it.
 std::vector<double> exw_Times(const mesh_Source& mesh);

@@ -1,48 +1,10 @@
 #include <pdmsim/export/gmsh/gmsh_Elements.h>
 
-#include <pdmsim/mesh/mesh_Elements.h>
+#include <pdmsim/import/gmsh/gms_Types.h>
 
 #include <algorithm>
-#include <string_view>
 
 namespace {
-
-constexpr int kTet10[] = {0, 1, 2, 3, 4, 5, 6, 7, 9, 8};
-constexpr int kPyramid13[] = {0, 1, 2, 3, 4, 5, 8, 9, 6, 10, 7, 11, 12};
-constexpr int kWedge15[] = {0, 1, 2, 3, 4, 5, 6, 8, 9, 7, 10, 11, 12, 14, 13};
-constexpr int kHex20[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 11, 12, 9, 13, 10, 14, 15, 16, 19, 17, 18};
-constexpr int kHex27[] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  11, 12, 9,  13, 10,
-                          14, 15, 16, 19, 17, 18, 21, 25, 23, 24, 26, 22, 20};
-
-struct Type {
-  std::string_view name;
-  int type;
-  std::span<const int> order;
-};
-constexpr Type kTypes[] = {
-    {"SPHERE", 15, {}},
-    {"BAR2", 1, {}},
-    {"BAR3", 8, {}},
-    {"TRI3", 2, {}},
-    {"TRI6", 9, {}},
-    {"QUAD4", 3, {}},
-    {"QUAD8", 16, {}},
-    {"QUAD9", 10, {}},
-    {"SHELL3", 2, {}},
-    {"SHELL6", 9, {}},
-    {"SHELL4", 3, {}},
-    {"SHELL8", 16, {}},
-    {"SHELL9", 10, {}},
-    {"TET4", 4, {}},
-    {"TET10", 11, kTet10},
-    {"PYRAMID5", 7, {}},
-    {"PYRAMID13", 19, kPyramid13},
-    {"WEDGE6", 6, {}},
-    {"WEDGE15", 18, kWedge15},
-    {"HEX8", 5, {}},
-    {"HEX20", 17, kHex20},
-    {"HEX27", 12, kHex27},
-};
 
 struct Edge {
   int from, to;
@@ -92,11 +54,8 @@ gmsh_Element gmsh_ElementOf(const mesh_Block& block) {
   const mesh_Element* const ours = block.shape == mesh_Block::Shape::kFixed
                                        ? mesh_FindElement(block.type, block.nodesPerElement)
                                        : nullptr;
-  if (ours != nullptr)
-    for (const Type& type : kTypes)
-      if (type.name == ours->name)
-        return {ours, type.type, type.order};
-  return {};
+  const gms_Type* const type = ours ? gms_FindType(ours->dimension, block.nodesPerElement) : nullptr;
+  return type ? gmsh_Element{ours, type->number, type->toOurs} : gmsh_Element();
 }
 
 std::vector<int> gmsh_SideNodes(const mesh_Element& element, std::size_t side) {
@@ -115,11 +74,6 @@ std::vector<int> gmsh_SideNodes(const mesh_Element& element, std::size_t side) {
 }
 
 gmsh_Side gmsh_SideOf(std::size_t nodes, std::size_t corners) {
-  if (corners == 1)
-    return {15, 0};
-  if (corners == 2)
-    return {nodes == 3 ? 8 : 1, 1};
-  if (corners == 3)
-    return {nodes == 6 ? 9 : 2, 2};
-  return {nodes == 9 ? 10 : nodes == 8 ? 16 : 3, 2};
+  const int dimension = std::min(static_cast<int>(corners) - 1, 2);
+  return {gms_FindType(dimension, nodes)->number, dimension};
 }

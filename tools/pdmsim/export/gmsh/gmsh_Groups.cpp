@@ -6,18 +6,26 @@
 #include <climits>
 
 gmsh_Groups::gmsh_Groups(const mesh_Source& mesh) {
+  int highest = 0;
   for (const mesh_Block& block : mesh.Blocks()) {
     elements.push_back(gmsh_ElementOf(block));
+    if (elements.back().ours != nullptr && block.elements > 0)
+      highest = std::max(highest, elements.back().ours->dimension);
+  }
+  for (const mesh_Block& block : mesh.Blocks()) {
+    const mesh_Element* const type = elements[static_cast<std::size_t>(block.number - 1)].ours;
     const std::string name = block.name.empty() ? "block_" + std::to_string(block.id) : block.name;
-    if (elements.back().ours != nullptr)
-      Add(elements.back().ours->dimension, name, block.id, "block " + name);
+    if (type != nullptr)
+      Add(type->dimension, name, block.id, "block " + name);
     else
       groups.push_back({});
-    if (elements.back().ours == nullptr && block.elements > 0 && block.shape != mesh_Block::Shape::kPolygons)
+    if (type == nullptr && block.elements > 0 && block.shape != mesh_Block::Shape::kPolygons)
       losses.push_back("the elements of block " + name + ", of type '" + block.type + "' with " +
                        std::to_string(block.nodesPerElement) + " nodes");
     else if (block.elements == 0)
       losses.push_back("the empty block " + name);
+    else if (type != nullptr && type->dimension == 0 && highest > 0) // readers take them for marks on nodes
+      losses.push_back("that the points of block " + name + " are elements");
   }
 }
 

@@ -52,7 +52,7 @@ class Losses {
   }
 
   void Set(const mesh_Set& set, bool held) {
-    const std::string name = kSets[static_cast<std::size_t>(set.kind)] + (" " + set.name);
+    const std::string name = exp_SetName(set.kind) + (" " + set.name);
     if (!held)
       return Add("the " + name);
     if (!m_holds.factors && set.factors > 0)
@@ -90,6 +90,10 @@ class Losses {
 
 const char* exp_PlaceName(mesh_Place place) {
   return kPlaces[static_cast<std::size_t>(place)];
+}
+
+const char* exp_SetName(mesh_SetKind kind) {
+  return kSets[static_cast<std::size_t>(kind)];
 }
 
 std::vector<std::string> exp_Losses(const mesh_Source& mesh, const exp_Holds& holds) {

@@ -16,6 +16,8 @@ struct exp_Holds {
 
 /// The variables of a place, or the members of a set, in words: "node sets".
 const char* exp_PlaceName(mesh_Place place);
+/// A set of the kind, in words: "node set".
+const char* exp_SetName(mesh_SetKind kind);
 
 /// What a format that keeps this much loses of the mesh, one line each, Notes() among them.
 std::vector<std::string> exp_Losses(const mesh_Source& mesh, const exp_Holds& holds);

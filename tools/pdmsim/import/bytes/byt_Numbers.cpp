@@ -59,7 +59,7 @@ Convert<To> conversionOf(byt_Type type) {
 }
 
 template <class To>
-void readBytes(const byt_Numbers& numbers, const byt_File& file, std::vector<To>& out) {
+void readBytes(const byt_Numbers& numbers, const mesh_File& file, std::vector<To>& out) {
   const byt_Source source = numbers.bytes();
   const Convert<To> to = conversionOf<To>(numbers.type);
   const std::size_t size = byt_Size(numbers.type), piece = kPiece / size;
@@ -76,7 +76,7 @@ void readBytes(const byt_Numbers& numbers, const byt_File& file, std::vector<To>
 }
 
 template <class To>
-void readWords(const byt_Numbers& numbers, const byt_File& file, std::vector<To>& out) {
+void readWords(const byt_Numbers& numbers, const mesh_File& file, std::vector<To>& out) {
   byt_Cursor cursor(file, numbers.text);
   for (std::uint64_t i = 0; i < numbers.count; ++i)
     if constexpr (std::is_floating_point_v<To>) {
@@ -88,6 +88,9 @@ void readWords(const byt_Numbers& numbers, const byt_File& file, std::vector<To>
                   std::to_string(value));
       out.push_back(static_cast<To>(value));
     }
+  if (const std::string_view more = cursor.Word(); !more.empty())
+    file.Fail("expected " + std::to_string(numbers.count) + " numbers before byte " +
+              std::to_string(cursor.At() - more.size()) + ", found another: " + byt_Quoted(more));
 }
 
 } // namespace
@@ -98,7 +101,7 @@ std::size_t byt_Size(byt_Type type) {
 }
 
 template <class T>
-std::vector<T> byt_Numbers::Read(const byt_File& file) const {
+std::vector<T> byt_Numbers::Read(const mesh_File& file) const {
   std::vector<T> out;
   // Words are not believed before they are there; bytes were held against the file by their maker.
   out.reserve(bytes ? count : std::min<std::uint64_t>(count, (text.end - text.begin) / 2 + 1));
@@ -109,6 +112,6 @@ std::vector<T> byt_Numbers::Read(const byt_File& file) const {
   return out;
 }
 
-template std::vector<int> byt_Numbers::Read(const byt_File&) const;
-template std::vector<long long> byt_Numbers::Read(const byt_File&) const;
-template std::vector<double> byt_Numbers::Read(const byt_File&) const;
+template std::vector<int> byt_Numbers::Read(const mesh_File&) const;
+template std::vector<long long> byt_Numbers::Read(const mesh_File&) const;
+template std::vector<double> byt_Numbers::Read(const mesh_File&) const;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <pdmsim/import/bytes/byt_File.h>
+#include <pdmsim/import/bytes/byt_Cursor.h>
 
 #include <functional>
 #include <memory>
@@ -28,8 +28,12 @@ struct byt_Numbers {
   std::function<byt_Source()> bytes;
   byt_Range text;
 
-  /// Reads all of them. Throws mesh_Error for what is no number, or does not fit.
-  /// \param as double, int or long long. A real number is an integer only when it is whole.
+  /// True for integers of 64 bits, and for those in words, which may have as many digits.
+  bool IsLong() const {
+    return type == byt_Type::kInt64 || type == byt_Type::kUInt64 || (!bytes && !byt_IsReal(type));
+  }
+  /// Reads all of them. Throws mesh_Error for what is no number, or does not fit, and for words behind the
+  /// last. \param as double, int or long long. A real number is an integer only when it is whole.
   template <class T>
-  std::vector<T> Read(const byt_File& file) const;
+  std::vector<T> Read(const mesh_File& file) const;
 };

@@ -94,7 +94,7 @@ const byt_XmlNode* byt_XmlNode::Child(std::string_view child) const {
   return found == children.end() ? nullptr : &*found;
 }
 
-byt_XmlNode byt_ReadXml(const byt_File& file, std::string_view last) {
+byt_XmlNode byt_ReadXml(const mesh_File& file, std::string_view last) {
   const Parser parser(XML_ParserCreate(nullptr));
   if (!parser)
     throw std::bad_alloc();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <pdmsim/import/bytes/byt_File.h>
+#include <pdmsim/import/bytes/byt_Cursor.h>
 
 #include <string>
 #include <string_view>
@@ -25,4 +25,4 @@ struct byt_XmlNode {
 /// \param last the name of an element that is the last: it and what follows need not be XML. "" for none.
 /// \return the root element; the text of one named `last` begins behind its tag. Throws mesh_Error for what
 /// is not well-formed, or of absurd depth.
-byt_XmlNode byt_ReadXml(const byt_File& file, std::string_view last = {});
+byt_XmlNode byt_ReadXml(const mesh_File& file, std::string_view last = {});

@@ -3,10 +3,14 @@
 #include <algorithm>
 #include <climits>
 
-const gms_Type& gms_Builder::Type(long long number) const {
+const gms_Type& gms_Builder::Type(long long number, std::size_t count) const {
   const gms_Type* const type = gms_FindType(number);
   if (!type)
-    in.Fail("elements of a type from 1 to 12 or 15 to 19", "type " + std::to_string(number));
+    in.Fail("elements of a type from 1 to 12 or 15 to 19",
+            (count ? std::to_string(count) + " of type " : "type ") + std::to_string(number) +
+                (number == 13   ? " (prisms of 18 nodes)"
+                 : number == 14 ? " (pyramids of 14 nodes)"
+                                : ""));
   return *type;
 }
 

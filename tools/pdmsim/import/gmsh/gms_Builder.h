@@ -10,10 +10,11 @@
 
 /// What both versions of the format fill.
 struct gms_Builder {
-  explicit gms_Builder(mesh_Input& input) : in(input) { raw.path = input.Path(); }
+  explicit gms_Builder(mesh_Input& input) : in(input) { raw.path = input.Path(), raw.pointsAreNodes = true; }
 
   /// The type, or a failure that names it.
-  const gms_Type& Type(long long number) const;
+  /// \param count  of its elements, 0 for unknown.
+  const gms_Type& Type(long long number, std::size_t count = 0) const;
   /// The cells of a type, with room for `count` more of perhaps `total`.
   mesh_RawCells& Cells(const gms_Type& type, std::size_t count, std::size_t total);
   /// The physical group, which is made where it is new.

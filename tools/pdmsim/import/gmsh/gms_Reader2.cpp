@@ -86,6 +86,22 @@ class Elements {
   int m_entity = 0, m_lastPhysical = 0, m_lastDimension = -1, m_lastFamily = -1;
 };
 
+/// The type of element i, behind its label. One without a type of ours is counted in the rest of them.
+const gms_Type& typeOf(mesh_Input& in, const gms_Builder& mesh, std::size_t i, std::size_t count) {
+  const long long number = in.Int("a type of element");
+  if (gms_FindType(number))
+    return mesh.Type(number);
+  const mesh_Input::Place here = in.Here();
+  std::size_t found = 1;
+  std::string line;
+  for (in.NextLine(line); ++i < count && in.NextLine(line);) {
+    const std::size_t second = line.find(' ');
+    found += second != line.npos && std::strtoll(line.c_str() + second, nullptr, 10) == number;
+  }
+  in.Go(here);
+  return mesh.Type(number, found);
+}
+
 void readText(gms_Builder& mesh, std::size_t count) {
   mesh_Input& in = mesh.in;
   Elements elements(mesh, count);
@@ -93,7 +109,7 @@ void readText(gms_Builder& mesh, std::size_t count) {
   std::vector<long long> nodes;
   for (std::size_t i = 0; i < count; ++i) {
     const long long label = in.Int("the number of an element");
-    const gms_Type& type = mesh.Type(in.Int("a type of element"));
+    const gms_Type& type = typeOf(in, mesh, i, count);
     const int tagCount = in.Int("a number of tags", 0, 1 << 20);
     in.Require(static_cast<std::size_t>(tagCount), 2, "tags");
     tags.resize(static_cast<std::size_t>(tagCount));
@@ -113,7 +129,7 @@ void readBytes(gms_Builder& mesh, std::size_t count) {
   for (std::size_t done = 0; done < count;) {
     int header[3]; // type, number of elements, number of tags
     in.Numbers(header, 3, "the head of some elements");
-    const gms_Type& type = mesh.Type(header[0]);
+    const gms_Type& type = mesh.Type(header[0], header[1] > 0 ? static_cast<std::size_t>(header[1]) : 0);
     if (header[1] < 1 || static_cast<std::size_t>(header[1]) > count - done)
       in.Fail("1 to " + std::to_string(count - done) + " elements", header[1]);
     if (header[2] < 0 || static_cast<std::size_t>(header[2]) > in.Left() / 4)

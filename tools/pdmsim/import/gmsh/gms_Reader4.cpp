@@ -151,8 +151,9 @@ void gms_Reader4::ReadElements() {
   std::size_t known = 0;
   for (std::size_t block = 0; block < blocks; ++block) {
     const int dimension = Int("the dimension of an entity"), tag = Int("the number of an entity");
-    const gms_Type& type = m_mesh.Type(Int("a type of element"));
+    const int number = Int("a type of element");
     const std::size_t count = Size("a number of elements");
+    const gms_Type& type = m_mesh.Type(number, count);
     if (type.element->dimension != dimension)
       m_in.Fail("elements of dimension " + std::to_string(dimension), type.element->name);
     const auto width = static_cast<std::size_t>(type.element->nodes);

@@ -1,6 +1,6 @@
 #include <pdmsim/import/gmsh/gms_Types.h>
 
-#include <array>
+#include <algorithm>
 
 namespace {
 
@@ -26,18 +26,36 @@ constexpr Row kRows[] = {
     {"QUAD", 8, {}},     {"HEX", 20, kHex20}, {"WEDGE", 15, kWedge15}, {"PYRAMID", 13, kPyramid13},
 };
 
+std::vector<gms_Type> makeTypes() {
+  std::vector<gms_Type> types;
+  for (std::size_t number = 0; number < std::size(kRows); ++number) {
+    const Row& row = kRows[number];
+    if (!row.name)
+      continue;
+    gms_Type& type = types.emplace_back();
+    type = {static_cast<int>(number), mesh_FindElement(row.name, row.nodes), row.order, {}};
+    type.toOurs.resize(row.order.size());
+    for (std::size_t i = 0; i < row.order.size(); ++i)
+      type.toOurs[static_cast<std::size_t>(row.order[i])] = static_cast<int>(i);
+  }
+  return types;
+}
+
+template <class Is>
+const gms_Type* find(const Is& is) {
+  static const std::vector<gms_Type> s_types = makeTypes();
+  const auto found = std::find_if(s_types.begin(), s_types.end(), is);
+  return found == s_types.end() ? nullptr : &*found;
+}
+
 } // namespace
 
 const gms_Type* gms_FindType(long long number) {
-  static const auto s_types = [] {
-    std::array<gms_Type, std::size(kRows)> types{};
-    for (std::size_t i = 0; i < types.size(); ++i)
-      if (kRows[i].name)
-        types[i] = {mesh_FindElement(kRows[i].name, kRows[i].nodes), kRows[i].order};
-    return types;
-  }();
-  if (number < 0 || static_cast<std::size_t>(number) >= s_types.size())
-    return nullptr;
-  const gms_Type& type = s_types[static_cast<std::size_t>(number)];
-  return type.element ? &type : nullptr;
+  return find([&](const gms_Type& type) { return type.number == number; });
+}
+
+const gms_Type* gms_FindType(int dimension, std::size_t nodes) {
+  return find([&](const gms_Type& type) {
+    return type.element->dimension == dimension && static_cast<std::size_t>(type.element->nodes) == nodes;
+  });
 }

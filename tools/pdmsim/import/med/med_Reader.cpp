@@ -1,5 +1,7 @@
 #include <pdmsim/import/med/med_Reader.h>
 
+#include <pdmsim/mesh/mesh_Polygons.h>
+
 #include <algorithm>
 #include <climits>
 
@@ -35,6 +37,17 @@ constexpr med_Type kTypes[] = {{"PO1", "SPHERE", 1, {}},
                                {"HE8", "HEX", 8, kHex8},
                                {"H20", "HEX", 20, kHex20},
                                {"H27", "HEX", 27, kHex27}};
+
+// What has no type of ours.
+constexpr struct {
+  std::string_view name;
+  const char* words;
+  std::size_t nodes; // 0: any number
+} kUnknown[] = {{"P18", "prisms of 18 nodes", 18},
+                {"O12", "prisms with six sides", 12},
+                {"SE4", "lines of 4 nodes", 4},
+                {"POE", "polyhedra", 0},
+                {"PO2", "polygons of second degree", 0}};
 
 const med_Type* typeOf(const std::string& name) {
   const auto* const found = std::find_if(std::begin(kTypes), std::end(kTypes),
@@ -153,13 +166,27 @@ void med_Reader::ReadCells() {
   for (const std::string& link : m_file->LinksIfAny(cells))
     if (const med_Type* const type = typeOf(link))
       ReadType(*type, cells + "/" + link);
+    else if (link == "POG")
+      ReadPolygons(cells + "/" + link);
     else
-      m_file->Fail("expected cells of known types, found " + link);
+      FailWithType(link, cells + "/" + link);
   for (const auto& [number, groups] : m_cellFamilies)
     for (const std::string& group : groups)
       if (std::none_of(m_raw.groups.begin(), m_raw.groups.end(),
                        [&](const mesh_RawGroup& one) { return one.dimension >= 0 && one.name == group; }))
         Group(3, group); // an empty group keeps its name
+}
+
+void med_Reader::FailWithType(const std::string& type, const std::string& place) const {
+  const auto* const known = std::find_if(std::begin(kUnknown), std::end(kUnknown),
+                                         [&](const auto& one) { return one.name == type; });
+  std::string found = type;
+  if (known != std::end(kUnknown)) {
+    if (known->nodes > 0 && m_file->IsDataset(place + "/NOD"))
+      found = std::to_string(m_file->Count(place + "/NOD") / known->nodes) + " of " + type;
+    found += " (" + std::string(known->words) + ")";
+  }
+  m_file->Fail("expected cells of known types, found " + found);
 }
 
 // The first nodes of all cells come first.
@@ -180,11 +207,34 @@ void med_Reader::ReadType(const med_Type& type, const std::string& place) {
       cells.nodes[cell * width + ours] = node < 1 ? -1 : node - 1;
     }
   }
+  FinishCells(type.name, place, count);
+}
+
+// Where each polygon begins, from 1, and where the last ends; then the nodes of all.
+void med_Reader::ReadPolygons(const std::string& place) {
+  std::vector<long long> ends = m_file->Longs(place + "/INN", m_file->Count(place + "/INN"));
+  std::vector<int> nodes = m_file->Ints(place + "/NOD", m_file->Count(place + "/NOD"));
+  const auto end = static_cast<long long>(nodes.size()) + 1;
+  if (ends.empty() || ends.front() != 1 || !std::is_sorted(ends.begin(), ends.end()) || ends.back() != end)
+    m_file->Fail("expected INN of polygons to ascend from 1 to " + std::to_string(end) +
+                 ", found something else");
+  ends.erase(ends.begin());
+  for (long long& one : ends)
+    --one;
+  for (int& node : nodes)
+    node = node < 1 ? -1 : node - 1;
+  mesh_SetPolygons(m_raw.cells.emplace_back(), m_raw.path, ends, nodes);
+  FinishCells("POG", place, ends.size());
+}
+
+/// Labels and families of the cells that were read last.
+void med_Reader::FinishCells(const std::string& type, const std::string& place, std::size_t count) {
+  mesh_RawCells& cells = m_raw.cells.back();
   if (m_file->IsDataset(place + "/NUM"))
     cells.labels = m_file->Longs(place + "/NUM", count);
   if (m_file->IsDataset(place + "/FAM"))
     cells.families = GroupCells(m_file->Longs(place + "/FAM", count), cells.type->dimension);
-  m_cells[type.name] = {m_allCells, count};
+  m_cells[type] = {m_allCells, count};
   m_allCells += count;
 }
 

@@ -44,6 +44,9 @@ class med_Reader {
   void ReadNodes();
   void ReadCells();
   void ReadType(const med_Type& type, const std::string& place);
+  void ReadPolygons(const std::string& place);
+  void FinishCells(const std::string& type, const std::string& place, std::size_t count);
+  [[noreturn]] void FailWithType(const std::string& type, const std::string& place) const;
   Families ReadFamilies(const char* kind) const;
   void GroupNodes(const std::vector<long long>& numbers, const Families& families);
   std::vector<int> GroupCells(const std::vector<long long>& numbers, int dimension);

@@ -75,8 +75,10 @@ class Reader {
     const mdt_Section* section = nullptr;
     std::string word;
     if (!m_binary) {
-      if (!NextKeyword(word)) // many texts have no End
+      if (!NextKeyword(word)) {
+        EndWithoutKeyword();
         return nullptr;
+      }
       section = mdt_FindSection(word);
       if (!section)
         m_in.Fail("a keyword of the format", "'" + word.substr(0, 40) + "'");
@@ -96,6 +98,16 @@ class Reader {
           return nullptr;
       }
     return section->kind == mdt_Section::Kind::kEnd ? nullptr : section;
+  }
+
+  /// Many texts have no End, but their last line ends; one that was cut ends anywhere.
+  void EndWithoutKeyword() {
+    char last = 0;
+    m_in.Go({m_in.Here().offset - 1, m_in.Here().line});
+    m_in.Bytes(&last, 1, "a line");
+    if (last != '\n')
+      m_in.Fail("End", "the end of the file within a line");
+    m_raw.notes.push_back("what may have followed: the text has no End");
   }
 
   void GoTo(std::size_t place) {

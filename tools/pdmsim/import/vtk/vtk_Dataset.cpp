@@ -20,20 +20,19 @@ void addFields(mesh_Raw& raw, const vtk_Dataset& dataset, bool cells, const std:
       dataset.file.Fail("expected " + std::to_string(rows * array.components) + " numbers in the array " +
                         array.name + ", found " + std::to_string(array.Count()));
     if (areLabels(array)) {
-      std::vector<long long> labels = array.Read<long long>(dataset.file);
-      std::vector<long long> sorted;
-      for (const int row : order)
-        sorted.push_back(labels[static_cast<std::size_t>(row)]);
-      if (mesh_TakeLabels(raw, cells, order.empty() ? labels : sorted))
+      if (mesh_TakeLabels(raw, cells, mesh_InOrder(array.Read<long long>(dataset.file), order, 1)))
         continue;
     }
     mesh_RawField field;
     field.name = array.name;
     field.components = array.components;
     field.isFloat = !array.parts.empty() && array.parts[0].type == byt_Type::kFloat;
-    field.read = [array, file = dataset.file, order](std::size_t) {
-      return mesh_InOrder(array.Read<double>(file), order, array.components);
+    const auto read = [array, file = dataset.file, order]<class T>(T) {
+      return mesh_InOrder(array.Read<T>(file), order, array.components);
     };
+    field.read = [read](std::size_t) { return read(double()); };
+    if (array.IsLong())
+      mesh_KeepIntegers(raw, field, 1, [read](std::size_t) { return read(0LL); });
     (cells ? raw.cellFields : raw.nodeFields).push_back(std::move(field));
   }
 }
@@ -45,6 +44,12 @@ std::uint64_t vtk_Array::Count() const {
   for (const byt_Numbers& part : parts)
     count += part.count;
   return count;
+}
+
+bool vtk_Array::IsLong() const {
+  return std::any_of(parts.begin(), parts.end(), [](const byt_Numbers& part) { return part.IsLong(); }) &&
+         std::none_of(parts.begin(), parts.end(),
+                      [](const byt_Numbers& part) { return byt_IsReal(part.type); });
 }
 
 std::unique_ptr<mesh_Source> vtk_Assemble(vtk_Dataset dataset, const mesh_Reading& reading) {

@@ -18,9 +18,10 @@ struct vtk_Array {
 
   std::uint64_t Count() const;
   bool IsReal() const { return !parts.empty() && byt_IsReal(parts[0].type); }
+  bool IsLong() const; // perhaps of integers that a double does not hold
   /// Throws mesh_Error.
   template <class T>
-  std::vector<T> Read(const byt_File& file) const {
+  std::vector<T> Read(const mesh_File& file) const {
     std::vector<T> all;
     for (const byt_Numbers& part : parts) {
       std::vector<T> numbers = part.Read<T>(file);
@@ -37,7 +38,7 @@ struct vtk_Array {
 struct vtk_Dataset {
   explicit vtk_Dataset(const std::string& path) : file(path) {}
 
-  byt_File file;
+  mesh_File file;
   vtk_Array points; // three components
   mesh_VtkCells cells;
   std::vector<vtk_Array> pointData, cellData;

@@ -214,6 +214,10 @@ class Legacy {
              std::to_string(starts[i]));
       cells.ends.push_back(before + starts[i]);
     }
+    if (const long long last = starts.empty() ? 0 : starts.back();
+        last != static_cast<long long>(nodes.size()))
+      Fail("expected OFFSETS that end at " + std::to_string(nodes.size()) + ", found " +
+           std::to_string(last));
     if (before == 0)
       cells.nodes = std::move(nodes);
     else
@@ -238,6 +242,9 @@ class Legacy {
       to += static_cast<std::size_t>(points);
       cells.ends.push_back(static_cast<long long>(before + to));
     }
+    if (next != all.size())
+      Fail("expected " + std::to_string(count) + " cells in " + std::to_string(all.size()) +
+           " numbers, found " + std::to_string(all.size() - next) + " numbers more");
     all.resize(to);
     if (before == 0)
       cells.nodes = std::move(all);

@@ -24,7 +24,7 @@ int sextet(char c) {
 /// it.
 class Base64 {
  public:
-  Base64(const byt_File& file, byt_Range range) : m_cursor(file, range) {}
+  Base64(const mesh_File& file, byt_Range range) : m_cursor(file, range) {}
 
   void operator()(char* to, std::size_t bytes) {
     while (bytes > 0) {
@@ -106,7 +106,7 @@ std::uint64_t headerNumber(const byt_Source& source, const vtk_Packing& packing)
   return number;
 }
 
-Blocks readBlocks(const byt_File& file, const vtk_Packing& packing, const byt_Source& source,
+Blocks readBlocks(const mesh_File& file, const vtk_Packing& packing, const byt_Source& source,
                   std::uint64_t room) {
   Blocks blocks;
   const std::uint64_t count = headerNumber(source, packing);
@@ -130,7 +130,7 @@ Blocks readBlocks(const byt_File& file, const vtk_Packing& packing, const byt_So
 /// Gives the blocks as they were before they were compressed.
 class Inflated {
  public:
-  Inflated(byt_File file, Blocks blocks, byt_Source source)
+  Inflated(mesh_File file, Blocks blocks, byt_Source source)
       : m_file(std::move(file)), m_blocks(std::move(blocks)), m_source(std::move(source)) {}
 
   void operator()(char* to, std::size_t bytes) {
@@ -162,14 +162,14 @@ class Inflated {
     ++m_block;
   }
 
-  byt_File m_file;
+  mesh_File m_file;
   Blocks m_blocks;
   byt_Source m_source;
   std::vector<char> m_bytes;
   std::size_t m_block = 0, m_next = 0;
 };
 
-std::uint64_t wholeNumbers(const byt_File& file, std::uint64_t bytes, byt_Type type) {
+std::uint64_t wholeNumbers(const mesh_File& file, std::uint64_t bytes, byt_Type type) {
   if (bytes % byt_Size(type) != 0)
     file.Fail("expected numbers of " + std::to_string(byt_Size(type)) + " bytes, found " +
               std::to_string(bytes) + " bytes");
@@ -178,19 +178,19 @@ std::uint64_t wholeNumbers(const byt_File& file, std::uint64_t bytes, byt_Type t
 
 } // namespace
 
-byt_Source vtk_Raw(const byt_File& file, byt_Range range) {
+byt_Source vtk_Raw(const mesh_File& file, byt_Range range) {
   return [cursor = std::make_shared<byt_Cursor>(file, range)](char* to, std::size_t bytes) {
     cursor->Bytes(to, bytes);
   };
 }
 
-byt_Source vtk_Base64(const byt_File& file, byt_Range range) {
+byt_Source vtk_Base64(const mesh_File& file, byt_Range range) {
   return [decoder = std::make_shared<Base64>(file, range)](char* to, std::size_t bytes) {
     (*decoder)(to, bytes);
   };
 }
 
-byt_Numbers vtk_Unpack(const byt_File& file, const vtk_Packing& packing, byt_Type type,
+byt_Numbers vtk_Unpack(const mesh_File& file, const vtk_Packing& packing, byt_Type type,
                        const std::function<byt_Source()>& makeSource, std::uint64_t room) {
   byt_Numbers numbers;
   numbers.type = type;

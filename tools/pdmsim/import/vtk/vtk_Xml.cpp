@@ -137,7 +137,7 @@ class Xml {
       Fail("expected as many points and cells as the file can hold, found " + std::to_string(points) +
            " and " + std::to_string(cells));
     ReadPoints(piece, points);
-    ReadCells(piece, cells);
+    ReadCells(piece, cells, points);
     ReadData(piece.Child("PointData"), points, m_data.pointData);
     ReadData(piece.Child("CellData"), cells, m_data.cellData);
     m_points += points;
@@ -165,11 +165,10 @@ class Xml {
     Fail("expected the array " + std::string(name) + " in Cells, found none");
   }
 
-  void ReadCells(const byt_XmlNode& piece, std::uint64_t count) {
+  void ReadCells(const byt_XmlNode& piece, std::uint64_t count, std::uint64_t points) {
     const byt_XmlNode* const node = piece.Child("Cells");
     mesh_VtkCells& cells = m_data.cells;
     const auto before = static_cast<long long>(cells.nodes.size());
-    const auto points = static_cast<long long>(m_points);
     std::vector<long long> ends = CellArray<long long>(node, "offsets", count);
     for (const int type : CellArray<int>(node, "types", count)) {
       if (type < 0 || type > 255)
@@ -180,6 +179,10 @@ class Xml {
     if (used < 0 || static_cast<std::uint64_t>(used) > m_data.file.Size() * 1032)
       Fail("expected offsets of cells, found " + std::to_string(used));
     std::vector<int> nodes = CellArray<int>(node, "connectivity", static_cast<std::uint64_t>(used));
+    for (const int one : nodes) // of this piece only
+      if (one < 0 || static_cast<std::uint64_t>(one) >= points || m_points + points > INT32_MAX)
+        Fail("expected cells of the " + std::to_string(points) + " points of their Piece, found point " +
+             std::to_string(one));
     if (m_pieces == 0) {
       cells.ends = std::move(ends);
       cells.nodes = std::move(nodes);
@@ -187,11 +190,8 @@ class Xml {
     }
     for (const long long end : ends)
       cells.ends.push_back(before + end);
-    for (const int one : nodes) { // of this piece only
-      if (one < 0 || one + points > INT32_MAX)
-        Fail("expected points in a Piece, found " + std::to_string(one));
-      cells.nodes.push_back(static_cast<int>(one + points));
-    }
+    for (const int one : nodes)
+      cells.nodes.push_back(one + static_cast<int>(m_points));
   }
 
   /// Arrays of one name in several pieces become one.

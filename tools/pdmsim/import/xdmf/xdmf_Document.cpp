@@ -72,7 +72,7 @@ const byt_XmlNode* findBelow(const byt_XmlNode& node, const Step& step) {
 } // namespace
 
 template <class T>
-std::vector<T> xdmf_Item::Read(const byt_File& file) const {
+std::vector<T> xdmf_Item::Read(const mesh_File& file) const {
   if (!m_hdf)
     return m_numbers.Read<T>(file);
   std::vector<T> numbers(m_count);
@@ -86,9 +86,9 @@ std::vector<T> xdmf_Item::Read(const byt_File& file) const {
   return numbers;
 }
 
-template std::vector<int> xdmf_Item::Read(const byt_File&) const;
-template std::vector<long long> xdmf_Item::Read(const byt_File&) const;
-template std::vector<double> xdmf_Item::Read(const byt_File&) const;
+template std::vector<int> xdmf_Item::Read(const mesh_File&) const;
+template std::vector<long long> xdmf_Item::Read(const mesh_File&) const;
+template std::vector<double> xdmf_Item::Read(const mesh_File&) const;
 
 bool xdmf_Item::IsSame(const xdmf_Item& other) const {
   if (m_hdf || other.m_hdf)
@@ -189,6 +189,7 @@ xdmf_Item xdmf_Document::HdfItem(const std::string& place) const {
   item.m_count = shape.Elements();
   item.m_isReal = shape.type == hdf_ForeignType::kFloat;
   item.m_isFloat = item.m_isReal && shape.bytes == 4;
+  item.m_isLong = !item.m_isReal && shape.bytes == 8;
   return item;
 }
 
@@ -240,6 +241,7 @@ xdmf_Item xdmf_Document::Item(const byt_XmlNode& reference) const {
     item.m_count = *dimensions;
     item.m_isReal = byt_IsReal(type);
     item.m_isFloat = type == byt_Type::kFloat;
+    item.m_isLong = item.m_numbers.IsLong();
   } else {
     Fail("expected a DataItem in XML or HDF, found " + byt_Quoted(format));
   }

@@ -17,17 +17,18 @@ class xdmf_Item {
   std::uint64_t Count() const { return m_count; }
   bool IsReal() const { return m_isReal; }
   bool IsFloat() const { return m_isFloat; } // of 4 bytes
+  bool IsLong() const { return m_isLong; }   // perhaps of integers that a double does not hold
   /// Throws mesh_Error.
   /// \param as double, int or long long.
   template <class T>
-  std::vector<T> Read(const byt_File& file) const;
+  std::vector<T> Read(const mesh_File& file) const;
   /// True when both are the same place of the same file.
   bool IsSame(const xdmf_Item& other) const;
 
  private:
   friend class xdmf_Document;
   std::uint64_t m_count = 0;
-  bool m_isReal = false, m_isFloat = false;
+  bool m_isReal = false, m_isFloat = false, m_isLong = false;
   byt_Numbers m_numbers; // in the XML file, unless there is an m_hdf
   std::shared_ptr<hdf_ForeignFile> m_hdf;
   std::string m_hdfPath, m_dataset;      // in m_hdf
@@ -39,7 +40,7 @@ class xdmf_Document {
  public:
   explicit xdmf_Document(const std::string& path);
 
-  const byt_File& File() const { return m_file; }
+  const mesh_File& File() const { return m_file; }
   const byt_XmlNode& Root() const { return m_root; }
   [[noreturn]] void Fail(const std::string& what) const { m_file.Fail(what); }
 
@@ -59,7 +60,7 @@ class xdmf_Document {
   std::optional<std::uint64_t> Dimensions(const byt_XmlNode& node) const;
   byt_Type Type(const byt_XmlNode& node) const;
 
-  byt_File m_file;
+  mesh_File m_file;
   byt_XmlNode m_root;
   mutable std::map<std::string, std::shared_ptr<hdf_ForeignFile>> m_hdf; // by path
 };

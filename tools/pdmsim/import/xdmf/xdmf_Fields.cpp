@@ -19,10 +19,7 @@ void xdmf_Reader::ReadAttribute(const byt_XmlNode& reference, double time) {
   const bool isId = node["AttributeType"] == "GlobalId" || name == "label";
   if (isId && item.Count() == rows && !item.IsReal()) {
     const std::vector<long long> ids = item.Read<long long>(m_document->File());
-    std::vector<long long> sorted;
-    for (const int row : onNodes ? std::vector<int>() : m_order)
-      sorted.push_back(ids[static_cast<std::size_t>(row)]);
-    if (mesh_TakeLabels(m_raw, onCells, onNodes || m_order.empty() ? ids : sorted))
+    if (mesh_TakeLabels(m_raw, onCells, onNodes ? ids : mesh_InOrder(ids, m_order, 1)))
       return;
   }
   auto& fields = onNodes ? m_nodeFields : m_cellFields;
@@ -39,8 +36,7 @@ void xdmf_Reader::ReadAttribute(const byt_XmlNode& reference, double time) {
                      name + " at all times, found " + std::to_string(item.Count() / rows));
   field->field.isFloat = field->field.isFloat && item.IsFloat();
   if (!field->items.emplace(time, item).second)
-    m_document->Fail("expected the attribute " + name + " once at each time, found it twice at " +
-                     std::to_string(time));
+    m_document->Fail("expected the attribute " + name + " once at each time, found it twice" + Text(time));
 }
 
 void xdmf_Reader::ReadSet(const byt_XmlNode& reference) {
@@ -69,17 +65,22 @@ void xdmf_Reader::FinishFields(std::vector<Steps>& from, std::vector<mesh_RawFie
   const bool onNodes = &from == &m_nodeFields;
   for (Steps& steps : from) {
     const std::size_t components = steps.field.components, rows = onNodes ? m_nodes : m_cells;
-    steps.field.read = [=, document = m_document, items = steps.items,
-                        times = m_raw.times](std::size_t step) {
+    const auto read = [=, document = m_document, items = steps.items,
+                       times = m_raw.times]<class T>(std::size_t step, T none) {
       auto found = step < times.size() ? items.find(times[step]) : items.end();
       if (found == items.end()) // the same at all times, or not there
         found = items.find(kNoTime);
-      std::vector<double> values(found == items.end() ? rows * components : 0,
-                                 std::numeric_limits<double>::quiet_NaN());
+      std::vector<T> values(found == items.end() ? rows * components : 0, none);
       if (found != items.end())
-        values = found->second.Read<double>(document->File());
+        values = found->second.Read<T>(document->File());
       return mesh_InOrder(std::move(values), order, components);
     };
+    steps.field.read = [=](std::size_t step) { return read(step, std::numeric_limits<double>::quiet_NaN()); };
+    const auto& items = steps.items;
+    if (std::any_of(items.begin(), items.end(), [](const auto& one) { return one.second.IsLong(); }) &&
+        std::none_of(items.begin(), items.end(), [](const auto& one) { return one.second.IsReal(); }))
+      mesh_KeepIntegers(m_raw, steps.field, std::max<std::size_t>(1, m_raw.times.size()),
+                        [=](std::size_t step) { return read(step, 0LL); });
     to.push_back(std::move(steps.field));
   }
 }

@@ -121,6 +121,12 @@ double xdmf_Reader::Real(const std::string& text) const {
   return value;
 }
 
+std::string xdmf_Reader::Text(double time) {
+  char text[32];
+  const auto [end, error] = std::to_chars(text, text + sizeof text, time);
+  return time == kNoTime || error != std::errc() ? "" : " at time " + std::string(text, end);
+}
+
 double xdmf_Reader::TimeOf(const byt_XmlNode& grid) const {
   const byt_XmlNode* const time = grid.Child("Time");
   return time == nullptr || (*time)["Value"].empty() ? kNoTime : Real((*time)["Value"]);
@@ -182,8 +188,7 @@ bool xdmf_Reader::IsOfMesh(const Grid& grid) {
   const std::string name = (*grid.node)["Name"];
   if (topology != nullptr && !AreSame(*topology, *m_topology)) {
     if (grid.time != kNoTime)
-      m_document->Fail("expected the cells of the first step in all of them, found others at time " +
-                       std::to_string(grid.time));
+      m_document->Fail("expected the cells of the first step in all of them, found others" + Text(grid.time));
     Note("the grid " + name + ", which has other cells");
     return false;
   }

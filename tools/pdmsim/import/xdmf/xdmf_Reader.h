@@ -30,6 +30,7 @@ class xdmf_Reader {
   std::vector<double> CollectionTimes(const byt_XmlNode& collection) const;
   double TimeOf(const byt_XmlNode& grid) const;
   double Real(const std::string& text) const;
+  static std::string Text(double time); // " at time 0.5", "" for none
   std::uint64_t Number(const byt_XmlNode& node, const char* attribute, std::uint64_t otherwise) const;
 
   const byt_XmlNode* Part(const byt_XmlNode& grid, const char* name) const;

@@ -1,11 +1,8 @@
-#include <pdmsim/import/bytes/byt_File.h>
+#include <pdmsim/import/bytes/byt_Cursor.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <cstring>
-#include <filesystem>
-#include <unistd.h>
 #include <utility>
 
 namespace {
@@ -25,34 +22,7 @@ std::string byt_Quoted(std::string_view word) {
   return "'" + text + (word.size() > 40 ? "...'" : "'");
 }
 
-byt_File::byt_File(const std::string& path) : m_path(path) {
-  std::FILE* const file = std::fopen(path.c_str(), "rb");
-  if (file == nullptr)
-    Fail(std::strerror(errno));
-  m_file = std::shared_ptr<std::FILE>(file, [](std::FILE* open) { std::fclose(open); });
-  std::error_code error;
-  m_size = std::filesystem::file_size(path, error);
-  if (error)
-    Fail("expected a file, found none of a known size");
-}
-
-void byt_File::Read(std::uint64_t at, void* to, std::size_t bytes) const {
-  if (at > m_size || bytes > m_size - at)
-    Fail("expected " + std::to_string(bytes) + " bytes at " + std::to_string(at) + ", found a file of " +
-         std::to_string(m_size));
-  for (auto* next = static_cast<char*>(to); bytes > 0;) {
-    const ssize_t got = ::pread(fileno(m_file.get()), next, bytes, static_cast<off_t>(at));
-    if (got < 0 && errno == EINTR)
-      continue;
-    if (got <= 0)
-      Fail(got < 0 ? std::strerror(errno) : "the file became shorter while it was read");
-    next += got;
-    at += static_cast<std::uint64_t>(got);
-    bytes -= static_cast<std::size_t>(got);
-  }
-}
-
-byt_Cursor::byt_Cursor(const byt_File& file, byt_Range range)
+byt_Cursor::byt_Cursor(const mesh_File& file, byt_Range range)
     : m_file(file), m_end(std::min(range.end, file.Size())), m_bufferAt(std::min(range.begin, m_end)) {}
 
 // Drops what was taken and reads on. False at the end.
