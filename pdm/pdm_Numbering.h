@@ -1,0 +1,169 @@
+#pragma once
+
+#include <PDM_Core.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace pdm {
+
+/// The places of a sparse matrix that are not zero, by rows (CSR).
+/// Threads: a value; each thread uses values of its own.
+struct Pattern {
+  std::vector<std::int64_t> begin; ///< [rows + 1] where each row begins in `columns`
+  std::vector<int> columns;        ///< ascending within a row
+};
+
+/// The equations of a system: its active degrees of freedom, numbered from 0.
+///
+/// Equations are numbered node by node and by ascending label within a node. A solver's order takes some or
+/// all of them in an order of its own; without one every equation stands at its own place. The numbering
+/// keeps nothing of the file and outlives it. Threads: any number may read one; none changes it.
+class Numbering {
+ public:
+  Numbering() = default;
+  /// Throws std::invalid_argument when a mask has label 32, or there are more nodes than a numbering can
+  /// have. \param masks  [nodes] bit b-1 is set where the degree of freedom with label b is active, 1 to 31.
+  explicit Numbering(std::span<const int> masks) : m_nodes(static_cast<int>(masks.size())) {
+    if (masks.size() > static_cast<std::size_t>(fesD_NodalDofDefinition::kMaxNodes))
+      throw std::invalid_argument("more nodes than a numbering can have");
+    const auto negative = std::find_if(masks.begin(), masks.end(), [](int mask) { return mask < 0; });
+    if (negative != masks.end())
+      throw std::invalid_argument("label 32 is active at node " + std::to_string(negative - masks.begin()));
+    auto* const own =
+        static_cast<int*>(mem_OperatorNewThrowBuiltin(std::max<std::size_t>(1, masks.size_bytes())));
+    std::copy(masks.begin(), masks.end(), own);
+    m_dofs = std::make_shared<fesD_NodalDofDefinition>(own, m_nodes, 0, false);
+    for (int label = 0, id = 0; id < m_dofs->MaxNodalDof(); ++id)
+      m_labels.push_back(label = m_dofs->DofLabel(id));
+  }
+  /// As above, with a solver's order. Throws std::invalid_argument when it is none.
+  /// \param masks  [nodes]
+  /// \param order  [n] the equation at each of the solver's places, none twice.
+  Numbering(std::span<const int> masks, std::span<const int> order) : Numbering(masks) {
+    if (!m_dofs->TrySetupSolverDofs(static_cast<int>(order.size()), order.data()))
+      throw std::invalid_argument("the solver's order is no order of equations 0 to " +
+                                  std::to_string(equation_count() - 1) + ", each once");
+    m_order.assign(order.begin(), order.end());
+    m_ordered = true;
+  }
+
+  int node_count() const noexcept { return m_nodes; }
+  int equation_count() const noexcept { return m_dofs == nullptr ? 0 : m_dofs->NumberOfDofs(); }
+  /// \return the labels that are active anywhere, ascending.
+  const std::vector<int>& labels() const noexcept { return m_labels; }
+  bool has_order() const noexcept { return m_ordered; }
+
+  /// \param node   0-based.
+  /// \param label  from 1.
+  /// \return the equation, -1 where there is none.
+  int equation(int node, int label) const noexcept {
+    const auto found = std::lower_bound(m_labels.begin(), m_labels.end(), label);
+    if (node < 0 || node >= m_nodes || found == m_labels.end() || *found != label)
+      return -1;
+    return m_dofs->SystemOrdinal(node, static_cast<int>(found - m_labels.begin()));
+  }
+  /// \return [nodes][labels()] the equations, -1 where there is none.
+  std::vector<int> equations() const {
+    std::vector<int> all;
+    all.reserve(static_cast<std::size_t>(m_nodes) * m_labels.size());
+    for (int node = 0; node < m_nodes; ++node)
+      for (int id = 0; id < static_cast<int>(m_labels.size()); ++id)
+        all.push_back(m_dofs->SystemOrdinal(node, id));
+    return all;
+  }
+  /// \return [equations] the node of each.
+  std::vector<int> equation_nodes() const {
+    std::vector<int> all;
+    for (int i = 0; i < equation_count(); ++i)
+      all.push_back(m_dofs->NodeDofFromSystemDof(i).node);
+    return all;
+  }
+  /// \return [equations] the label of each.
+  std::vector<int> equation_labels() const {
+    std::vector<int> all;
+    for (int i = 0; i < equation_count(); ++i)
+      all.push_back(m_labels[static_cast<std::size_t>(m_dofs->NodeDofFromSystemDof(i).dofId)]);
+    return all;
+  }
+  /// \return [solver's places] the equation at each; all in their own order where the solver has none.
+  std::vector<int> order() const {
+    std::vector<int> all = m_order;
+    for (int i = 0; !m_ordered && i < equation_count(); ++i)
+      all.push_back(i);
+    return all;
+  }
+  /// \return [equations] the solver's place of each, -1 for those that it does not use.
+  std::vector<int> places() const {
+    std::vector<int> all(static_cast<std::size_t>(equation_count()), -1);
+    int place = 0;
+    for (const int equation : order())
+      all[static_cast<std::size_t>(equation)] = place++;
+    return all;
+  }
+  /// Which places of a matrix are not zero whose elements couple all equations of their nodes. Rows and
+  /// columns are the solver's places. \param elements  of each drawer of a connectivity [elements][nodes],
+  /// nodes below 0 left out. \param widths    [elements.size()] nodes an element of each drawer. Throws
+  /// std::invalid_argument for nodes that are not there. Cost: O(entries x log), and memory of the entries
+  /// that elements share.
+  Pattern pattern(const std::vector<std::vector<int>>& elements, const std::vector<int>& widths) const;
+
+ private:
+  std::vector<int> element_places(std::span<const int> nodes, const std::vector<int>& places) const;
+
+  int m_nodes = 0;
+  std::shared_ptr<fesD_NodalDofDefinition> m_dofs; // not changed any more
+  std::vector<int> m_labels, m_order;
+  bool m_ordered = false;
+};
+
+inline std::vector<int> Numbering::element_places(std::span<const int> nodes,
+                                                  const std::vector<int>& places) const {
+  std::vector<int> used;
+  for (const int node : nodes) {
+    if (node >= m_nodes)
+      throw std::invalid_argument("the connectivity has node " + std::to_string(node) + ", the numbering " +
+                                  std::to_string(m_nodes) + " nodes");
+    for (int id = 0; node >= 0 && id < static_cast<int>(m_labels.size()); ++id)
+      if (const int equation = m_dofs->SystemOrdinal(node, id); equation >= 0)
+        if (const int place = places[static_cast<std::size_t>(equation)]; place >= 0)
+          used.push_back(place);
+  }
+  std::sort(used.begin(), used.end());
+  used.erase(std::unique(used.begin(), used.end()), used.end());
+  return used;
+}
+
+inline Pattern Numbering::pattern(const std::vector<std::vector<int>>& elements,
+                                  const std::vector<int>& widths) const {
+  const std::vector<int> at = places();
+  std::vector<std::vector<int>> rows(order().size());
+  for (std::size_t i = 0; i < rows.size(); ++i)
+    rows[i].push_back(static_cast<int>(i)); // the diagonal
+  for (std::size_t drawer = 0; drawer < elements.size(); ++drawer) {
+    const auto width = static_cast<std::size_t>(std::max(1, widths[drawer]));
+    for (std::size_t first = 0; first + width <= elements[drawer].size(); first += width) {
+      const std::vector<int> used = element_places({&elements[drawer][first], width}, at);
+      for (const int row : used) {
+        auto& columns = rows[static_cast<std::size_t>(row)];
+        columns.insert(columns.end(), used.begin(), used.end());
+      }
+    }
+  }
+  Pattern pattern{{0}, {}};
+  for (auto& columns : rows) {
+    std::sort(columns.begin(), columns.end());
+    columns.erase(std::unique(columns.begin(), columns.end()), columns.end());
+    pattern.columns.insert(pattern.columns.end(), columns.begin(), columns.end());
+    pattern.begin.push_back(static_cast<std::int64_t>(pattern.columns.size()));
+    std::vector<int>().swap(columns);
+  }
+  return pattern;
+}
+
+} // namespace pdm
