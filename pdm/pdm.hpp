@@ -2,8 +2,8 @@
 
 // A simulation file in a few words of C++20: open a file, read and write its mesh, sets, fields and systems.
 // Everything stands on the plain calls of PDM_Core.h and shows their handles; what fails throws pdm::Error,
-// and nothing is printed. Threads: one at a time for all objects of a Sim; different Sims may be used in
-// different threads at the same time.
+// and nothing is printed.
+// Threads: one at a time for all objects of a Sim; different Sims in different threads at the same time.
 
 #include <pdm/pdm_Block.h>
 #include <pdm/pdm_Error.h>

@@ -11,8 +11,8 @@
 #include <utility>
 
 // What every call of this layer goes through: it asks whether the file is still open, keeps what the library
-// says meanwhile off the error stream, and turns a failure into pdm::Error. Threads: one at a time for all
-// objects of a Sim.
+// says meanwhile off the error stream, and turns a failure into pdm::Error.
+// Threads: one at a time for all objects of a Sim.
 
 namespace pdm::detail {
 

@@ -42,9 +42,8 @@ class Drawer {
   Set set() const;
   /// \return the level it was compressed with, 0 for none.
   int deflate() const { return described().Deflate(); }
-  /// \return where other programs find it in the file, "" for a file that is open live or for writing: its
-  /// content may
-  ///         stand in the journal.
+  /// \return where other programs find it in the file: the path of its dataset, as
+  ///         ORXSimDistributionRef::DatasetPath says; "" for a file that is open live or for writing.
   std::string dataset_path() const;
 
   /// Reads the drawer, checked against its checksums.
@@ -96,7 +95,8 @@ class Drawer {
 };
 
 /// Numbers over sets of items, in drawers: of a result a drawer each step, of a connectivity a drawer each
-/// block, else one. Threads: one at a time for all objects of a Sim.
+/// block, else one.
+/// Threads: one at a time for all objects of a Sim.
 class Field : public detail::Entry<ORXSimDistributionID> {
  public:
   using Source = detail::Source<ORXSimDistributionID>;
@@ -115,7 +115,7 @@ class Field : public detail::Entry<ORXSimDistributionID> {
                        [&] { return ORXSimDistributionRef(id("count the drawers")).NumDrawers(); });
   }
   bool empty() const { return size() == 0; }
-  /// \param index  0-based drawer. Throws Error when there is none of that number.
+  /// \param index  0-based. Throws Error when there is none of that number.
   Drawer operator[](int index) const;
   /// \return the rows of the only drawer.
   int rows() const { return only("count the rows").rows(); }
@@ -132,8 +132,7 @@ class Field : public detail::Entry<ORXSimDistributionID> {
   int steps() const { return empty() ? 0 : size() / drawers_a_step(); }
   /// \return the drawer of a step. Throws Error when there is no such step, or it has several.
   Drawer step(int step) const;
-  /// \param time  one of the model's times, to a billionth of their range. Throws Error, with the nearest
-  /// one.
+  /// \param time  one of the model's times, to a billionth of their range. Throws Error with the nearest.
   Drawer at(double time) const;
 
   /// Reads the only drawer.
@@ -153,8 +152,7 @@ class Field : public detail::Entry<ORXSimDistributionID> {
   void write(const Numbers& values) const { only("write a field").write(values); }
   /// Adds a drawer, such as the next step of a result. One commit point, unless an update is open.
   /// \param values   [rows][components] numbers.
-  /// \param options  its set and components are the first drawer's unless they are given; `replace` is not
-  /// used.
+  /// \param options  set and components are the first drawer's unless they are given. `replace` is not used.
   Drawer append(const Numbers& values, const FieldOptions& options = {}) const;
 
   /// Goes over the drawers as they were when it began.

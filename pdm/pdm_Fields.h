@@ -22,8 +22,9 @@ class Fields : public detail::Map<ORXSimDistributionID, Field> {
     return make(name, &values, options);
   }
   /// Stores a new field without drawers, for `append` to fill step by step. One commit point, unless an
-  /// update is open. \param name     of the new field. \param options  its unit, and whether it may replace
-  /// another.
+  /// update is open.
+  /// \param name     of the new field.
+  /// \param options  its unit, and whether it may replace another.
   Field create_empty(std::string_view name, const FieldOptions& options = {}) const {
     return make(name, nullptr, options);
   }

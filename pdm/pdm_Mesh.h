@@ -106,7 +106,8 @@ class Mesh : public detail::Part {
   /// \param times  [steps] in ascending order.
   void set_times(std::span<const double> times) const;
   /// Adds a step. One commit point, unless an update is open. Cost: O(steps); a solver that knows its times
-  /// sets them all at once. \param time  greater than all before.
+  /// sets them all at once.
+  /// \param time  greater than all before.
   void append_time(double time) const {
     std::vector<double> all = times();
     all.push_back(time);

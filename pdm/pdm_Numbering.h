@@ -23,12 +23,14 @@ struct Pattern {
 ///
 /// Equations are numbered node by node and by ascending label within a node. A solver's order takes some or
 /// all of them in an order of its own; without one every equation stands at its own place. The numbering
-/// keeps nothing of the file and outlives it. Threads: any number may read one; none changes it.
+/// keeps nothing of the file and outlives it.
+/// Threads: any number may read one; none changes it.
 class Numbering {
  public:
   Numbering() = default;
   /// Throws std::invalid_argument when a mask has label 32, or there are more nodes than a numbering can
-  /// have. \param masks  [nodes] bit b-1 is set where the degree of freedom with label b is active, 1 to 31.
+  /// have.
+  /// \param masks  [nodes] bit b-1 is set where the degree of freedom with label b is active, 1 to 31.
   explicit Numbering(std::span<const int> masks) : m_nodes(static_cast<int>(masks.size())) {
     if (masks.size() > static_cast<std::size_t>(fesD_NodalDofDefinition::kMaxNodes))
       throw std::invalid_argument("more nodes than a numbering can have");
@@ -107,10 +109,10 @@ class Numbering {
     return all;
   }
   /// Which places of a matrix are not zero whose elements couple all equations of their nodes. Rows and
-  /// columns are the solver's places. \param elements  of each drawer of a connectivity [elements][nodes],
-  /// nodes below 0 left out. \param widths    [elements.size()] nodes an element of each drawer. Throws
-  /// std::invalid_argument for nodes that are not there. Cost: O(entries x log), and memory of the entries
-  /// that elements share.
+  /// columns are the solver's places. Throws std::invalid_argument for nodes that are not there.
+  /// \param elements  of each drawer of a connectivity [elements][nodes]; nodes below 0 are left out.
+  /// \param widths    [elements.size()] nodes an element of each drawer.
+  /// Cost: O(entries x log), and memory of the entries that elements share.
   Pattern pattern(const std::vector<std::vector<int>>& elements, const std::vector<int>& widths) const;
 
  private:

@@ -78,7 +78,8 @@ static_assert(item_type(Type::int32) == ORXSimItemType::kInt32 &&
 } // namespace detail
 
 /// Numbers to be written: a span, vector or array of numbers or of rows (`double[3]`, `std::array<double,
-/// 3>`). Borrowed; nothing is copied. Threads: a value; each thread uses values of its own.
+/// 3>`). Borrowed; nothing is copied.
+/// Threads: a value; each thread uses values of its own.
 class Numbers {
  public:
   /// \param values  contiguous; they must live as long as this.

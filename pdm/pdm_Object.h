@@ -58,9 +58,10 @@ class Ref : public detail::Part {
     detail::require_open(*this, "take the handle");
     return m_handle;
   }
-  /// Makes one plain call: `ref.call(&msfD_Mesh::nodes)`, `ref.call(&hostD_ControlSystem::Gain, 2.5)`. What
-  /// it answers by reference is copied. \param method     a member function of the handle, or a function that
-  /// takes the handle first. \param arguments  of it.
+  /// Makes one plain call: `ref.call(&msfD_Mesh::nodes)`, `ref.call(&hostD_ControlSystem::Gain, 2.5)`.
+  /// \param method     a member function of the handle, or a function that takes the handle first.
+  /// \param arguments  of it.
+  /// \return what it answers; a copy of what it answers by reference.
   template <class Method, class... Arguments>
   auto call(Method&& method, Arguments&&... arguments) const {
     return detail::run(
@@ -76,9 +77,8 @@ class Ref : public detail::Part {
       gbb_ForEachMember(m_handle, [&](auto member, const auto& value) { visit(member.name(), value); });
     });
   }
-  /// \return a map of sets of the object: `ref.sets<&X::parts, &X::Parts>("parts")`. New sets are stored by
-  /// the plain
-  ///         calls and inserted.
+  /// \return a map of sets of the object: `ref.sets<&X::parts, &X::Parts>("parts")`. New sets are stored
+  ///         elsewhere and inserted.
   /// \param member  its name.
   template <auto Get, auto Set>
   Sets sets(std::string_view member) const {

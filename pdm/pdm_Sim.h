@@ -37,7 +37,8 @@ struct CreateOptions {
 
 /// Joins the writes of its lifetime into one commit point. Left without a successful commit() it takes back
 /// everything since the last commit point, also what updates around it have written; those cannot be
-/// committed any more. Moved, never copied. Threads: one at a time for all objects of a Sim.
+/// committed any more. Moved, never copied.
+/// Threads: one at a time for all objects of a Sim.
 class [[nodiscard]] Update : public detail::Part {
  public:
   Update() = default;
@@ -127,8 +128,8 @@ class Model : public Ref<msfD_DiscreteModel> {
 };
 
 /// One simulation file, open. Closed at its end; whatever was made of it throws from then on and never
-/// crashes. Moved, never copied. Threads: one at a time for all objects of a Sim; different Sims may be used
-/// in different threads at the same time.
+/// crashes. Moved, never copied.
+/// Threads: one at a time for all objects of a Sim; different Sims in different threads at the same time.
 class Sim {
  public:
   /// A Sim of no file; every call throws.

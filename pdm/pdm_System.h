@@ -81,8 +81,7 @@ class System : public Ref<fesD_FESystem> {
   void set_order(std::span<const int> equations) const;
 
   /// \return [modes] in Hz, from "frequencies" or else "eigenvalues" ((rad/s)^2); negative for unstable
-  /// modes, none when
-  ///         neither is stored.
+  ///         modes. None when neither is stored.
   std::vector<double> frequencies() const;
   /// Stores frequencies and, of a modal system, as many modes. One commit point, unless an update is open.
   /// \param hertz  [modes]
