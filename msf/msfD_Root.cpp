@@ -127,8 +127,20 @@ msfD_Sim msfD_Root::OpenSim(const char* operation, const gbb_String& fileName, c
                             int openFlags, int contextOption) {
   if (!MayOpen(operation, fileName, alias))
     return {};
-  const ORXSimContextID context =
-      ORXSimManager::OpenContext(fileName, openFlags, kLayoutVersion, false, contextOptionFor(contextOption));
+  return TakeSim(
+      ORXSimManager::OpenContext(fileName, openFlags, kLayoutVersion, false, contextOptionFor(contextOption)),
+      fileName, alias);
+}
+
+msfD_Sim msfD_Root::openSimIn(ORXSimContextID context, gbb_String fileName, gbb_String alias) {
+  if (MayOpen("openSimIn", fileName, alias))
+    return TakeSim(context, fileName, alias);
+  ORXSimManager::CloseContext(context);
+  return {};
+}
+
+// The Sim of an open file, which goes with it when there is none.
+msfD_Sim msfD_Root::TakeSim(ORXSimContextID context, const gbb_String& fileName, const gbb_String& alias) {
   if (context.IsNull())
     return {};
   const gbb_Group group(ORXSimContextRef(context).File().RootGroup().GroupOpen(kSimGroup));

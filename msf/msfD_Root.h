@@ -50,6 +50,9 @@ class PDM_CORE_API msfD_Root : public gbb_RootImpl {
   /// \param contextOption  also 3: live reading while another program writes; the Sim is as at that program's
   ///                       last commit point when it was opened or refreshed.
   msfD_Sim openSimReadOnly(gbb_String fileName, gbb_String alias, int contextOption);
+  /// The same in a context that the caller opened by ORXSimManager::OpenContext, such as one of unknown
+  /// origin. It belongs to the Sim from then on and is closed when there is none.
+  msfD_Sim openSimIn(ORXSimContextID context, gbb_String fileName, gbb_String alias);
   /// Moves a Sim that was opened for live reading on to the newest commit point. Handles stay valid and are
   /// as the file says from then on; references that getters gave are not.
   /// \return false, with the cause in ORXSimManager::LastError(), when that failed or the Sim is no live one.
@@ -64,6 +67,7 @@ class PDM_CORE_API msfD_Root : public gbb_RootImpl {
   bool MayOpen(const char* operation, const gbb_String& fileName, const gbb_String& alias) const;
   msfD_Sim OpenSim(const char* operation, const gbb_String& fileName, const gbb_String& alias, int openFlags,
                    int contextOption);
+  msfD_Sim TakeSim(ORXSimContextID context, const gbb_String& fileName, const gbb_String& alias);
   msfD_Sim MakeSim(ORXSimContextID context, const gbb_String& fileName, const gbb_String& alias);
   static bool BindNew(const msfD_SimHolder& sim, ORXSimContextID context);
   msfD_Sim File(msfD_SimHolder sim, const gbb_String& fileName, const gbb_String& alias);

@@ -1,51 +1,29 @@
 // A first model: four nodes and one tetrahedron go into a simulation file and come back out of it.
-#include <PDM_Core.h>
+#include <pdm/pdm.hpp>
 
 #include <cstdio>
 
-static const char kFile[] = "first_model.pdm";
-
-static void build(msfD_Root& root) {
-  msfD_Sim sim = root.createSim(kFile, "first", -1);
-  const ORXSimContextID file = sim.distributionService().Context();
-  ORXSimUpdate update(file); // everything up to Commit() reaches the file as one change
-
-  const ORXSimCollectionID nodes = ORXSimCollectionRef::Create(file, "nodes", 4);
-  const ORXSimCollectionID elements = ORXSimCollectionRef::Create(file, "elements", 1);
-  msfD_DiscreteModel model = sim.DiscreteModel(msfD_DiscreteModel::New({}, {}, 0));
-  msfD_Mesh mesh = model.Mesh(msfD_Mesh::New(nodes, elements, 0));
-
-  const int base[] = {0, 1, 2};
-  kda_MapString<ORXSimCSetID> sets;
-  sets.insert("base", ORXSimCollectionRef(nodes).CreateOrderedCSet(base, 3));
-  mesh.NodeSets(sets); // every setter is one committed write
-
+static void build(const char* file) {
+  const auto sim = pdm::create(file, {.replace = true});
+  auto update = sim.update(); // left without commit(), as by an exception: taken back
+  const auto mesh = sim.create_mesh(4, 1);
   const double xyz[4][3] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-  const ORXSimDrawerDescription drawer{ORXSimCollectionRef(nodes).FullCSet(), ORXSimItemType::kDouble, 3};
-  kda_MapString<ORXSimDistributionID> fields;
-  fields.insert("coordinates", ORXSimDistributionRef::Create(file, "coordinates", "m", &drawer, 1));
-  ORXSimDistributionRef(fields.get("coordinates")).WriteItems(0, 0, 4, xyz, sizeof xyz);
-  mesh.NodeFields(fields);
-
-  mesh.systems().add(fesD_FESystem::New("statics", {}, {}, 0));
-  update.Commit();
-  root.closeSim(sim);
+  mesh.node_fields().create("coordinates", xyz, {.unit = "m"});
+  mesh.node_sets().create("base", {0, 1, 2});
+  mesh.systems().create("statics");
+  update.commit();
 }
 
 int main() {
-  int modules = 0;
-  DDB_PDM_Core_initialize(modules);
-  {
-    msfD_Root root(0);
-    build(root);
-    msfD_Sim sim = root.openSimReadOnly(kFile, "", -1);
-    if (!sim) {
-      std::fprintf(stderr, "%s\n", ORXSimManager::LastError());
-      return 1;
-    }
-    msfD_Mesh mesh = sim.discreteModel().mesh();
-    std::printf("%d nodes, system \"%s\"\n", ORXSimCollectionRef(mesh.nodes()).NumItems(),
-                mesh.systems().get(0).systemName().cStr());
+  try {
+    build("first_model.pdm");
+    const auto sim = pdm::open("first_model.pdm");
+    const auto mesh = sim.model().mesh();
+    const std::vector<double> x = mesh.node_fields()["coordinates"].read<double>(); // [nodes][3], checked
+    std::printf("%d nodes, the last at z = %g, system \"%s\"\n", mesh.node_count(), x[11],
+                mesh.systems()[0].name().c_str());
+  } catch (const pdm::Error& error) { // has file(), path(), operation() and cause()
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
   }
-  DDB_PDM_Core_finalize(modules);
 }

@@ -23,6 +23,7 @@ constinit const char* s_writer = nullptr; // the mark of the thread in the middl
 constinit unsigned s_lines = 0;           // begun so far
 
 constinit thread_local char t_mark = 0; // only its place counts
+[[gnu::tls_model("initial-exec")]] constinit thread_local err_ThreadSink t_own;
 
 // A child made by fork() finds the stream free, whatever other threads of its parent were at.
 void freeInChild() {
@@ -74,6 +75,8 @@ void noteLine(bool ended) {
 void err_Write(const char* text) {
   if (text == nullptr || *text == '\0')
     return;
+  if (t_own.sink != nullptr)
+    return t_own.sink(text, t_own.user);
   const auto lock = take();
   if (s_sink != nullptr)
     s_sink(text, s_user);
@@ -94,6 +97,8 @@ void err_Write(char character) {
 }
 
 void err_Flush() {
+  if (t_own.sink != nullptr)
+    return t_own.sink("", t_own.user);
   const auto lock = take();
   if (s_sink != nullptr)
     s_sink("", s_user);
@@ -108,4 +113,8 @@ void err_InstallSink(err_Sink sink, void* user) {
 
 void err_RemoveSink() {
   err_InstallSink(nullptr, nullptr);
+}
+
+err_ThreadSink err_ExchangeThreadSink(err_ThreadSink next) {
+  return std::exchange(t_own, next);
 }

@@ -30,3 +30,14 @@ UTI_CORE_API void err_Flush();
 UTI_CORE_API void err_InstallSink(err_Sink sink, void* user);
 /// Sends the stream to descriptor 2 again.
 UTI_CORE_API void err_RemoveSink();
+
+/// Where one thread's part of the stream goes; without a sink it goes where everybody's does.
+struct err_ThreadSink {
+  err_Sink sink = nullptr;
+  void* user = nullptr;
+};
+/// Sends what the calling thread writes to a sink of its own, which stands before the host's: for a caller
+/// that wants the lines of its own calls and nobody else's. No other thread is concerned or waited for.
+/// \param next  handed out until the next exchange in this thread; its `user` stays the caller's.
+/// \return the one before, to be put back.
+UTI_CORE_API err_ThreadSink err_ExchangeThreadSink(err_ThreadSink next);

@@ -66,6 +66,9 @@ class ORXSIM_API ORXSimManager {
   /// without the path where the whole file is meant; "" when none was. Valid until the next failing call in
   /// this thread.
   static const char* LastError();
+  /// How often the module has failed in this thread: compare before and after a call whose answer does not
+  /// say whether it failed. That something is not there is no failure. Costs one load.
+  static std::uint64_t Failures();
 
  private:
   friend struct hdf_Context;

@@ -68,7 +68,8 @@ ROOMS = {
     "tools/pdmsim/draw": USER + [f"tools/pdmsim/{room}" for room in ("cli", "mesh", "stored", "dofs")],
     "tools/pdmsim/commands": USER + TOOLS,
     "tools/pdmsim/*.cpp": USER + TOOLS + ["tools/pdmsim/commands"],
-    "examples": USER,
+    "pdm": USER,
+    "examples": USER + ["pdm"],
 }
 ROOMS["schema/templates"] = ROOMS["generated"] + ["generated"]
 
@@ -108,7 +109,7 @@ def wrong(path, target, name):
 
 def main():
     known, errors = 0, []
-    for source in sorted(p for end in ("h", "cpp", "j2") for p in ROOT.rglob(f"*.{end}")):
+    for source in sorted(p for end in ("h", "hpp", "cpp", "j2") for p in ROOT.rglob(f"*.{end}")):
         path = source.relative_to(ROOT).as_posix()
         top = path.split("/")[0]
         if top in SEES_ALL or top.startswith((".", "build")):

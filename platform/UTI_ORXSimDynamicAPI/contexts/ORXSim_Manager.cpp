@@ -103,6 +103,10 @@ const char* ORXSimManager::LastError() {
   return hdf_Operation::Last();
 }
 
+std::uint64_t ORXSimManager::Failures() {
+  return hdf_Operation::Failures();
+}
+
 // Nobody gives the null context away but a call that has failed: its cause is the one to keep.
 hdf_File ORXSimContextRef::File() const {
   const auto context = hdf_Contexts::Find(m_context);

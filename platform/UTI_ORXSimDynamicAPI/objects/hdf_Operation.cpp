@@ -35,6 +35,7 @@ struct Failure {
 };
 constinit thread_local Failure* t_last = nullptr; // null: there was none
 constinit thread_local bool t_noMemory = false;   // and this one is it
+constinit thread_local std::uint64_t t_failures = 0;
 constexpr char kNoMemory[] = "out of memory";
 
 // Objects of the host may fail after this: then it is made once more and stays.
@@ -43,6 +44,7 @@ struct ThreadEnd {
 };
 
 void setLast(std::string line, std::size_t causeAt) {
+  ++t_failures;
   static thread_local ThreadEnd atThreadEnd;
   static_cast<void>(atThreadEnd);
   if (t_last == nullptr)
@@ -258,5 +260,10 @@ std::string hdf_Operation::LastCause() {
 }
 
 void hdf_Operation::OutOfMemory() noexcept {
+  ++t_failures;
   t_noMemory = true;
+}
+
+std::uint64_t hdf_Operation::Failures() {
+  return t_failures;
 }

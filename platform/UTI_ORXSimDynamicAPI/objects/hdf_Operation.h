@@ -93,6 +93,8 @@ class hdf_Operation {
   static const char* Last();
   /// The same without the file.
   static std::string LastCause();
+  /// How many failures there were in this thread.
+  static std::uint64_t Failures();
   /// Makes an exhausted memory the last failure. Needs none.
   static void OutOfMemory() noexcept;
 

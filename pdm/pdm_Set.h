@@ -1,0 +1,143 @@
+#pragma once
+
+#include <pdm/pdm_Map.h>
+
+#include <numeric>
+#include <span>
+
+namespace pdm {
+
+/// A collection of items, such as the nodes of a mesh; items are known by their 0-based numbers.
+/// Threads: one at a time for all objects of a Sim.
+class Collection : public detail::Part {
+ public:
+  Collection() = default;
+  /// For a collection of the plain calls.
+  Collection(detail::File file, std::string path, ORXSimCollectionID id)
+      : Part(std::move(file), std::move(path)), m_id(id) {}
+
+  /// \return whether there is one; the other calls answer 0 and "" otherwise.
+  explicit operator bool() const noexcept { return m_state != nullptr && !m_id.IsNull(); }
+  /// \return the number of items.
+  int size() const {
+    return detail::run(*this, "count the items",
+                       [&] { return m_id.IsNull() ? 0 : ORXSimCollectionRef(m_id).NumItems(); });
+  }
+  /// \return the collection's name.
+  std::string name() const {
+    return detail::run(*this, "read the name", [&] {
+      return m_id.IsNull() ? std::string() : std::string(ORXSimCollectionRef(m_id).Name().CStr());
+    });
+  }
+  /// \return the identifier that the plain calls take, null when there is no collection.
+  ORXSimCollectionID handle() const {
+    return detail::run(*this, "take the identifier", [&] { return m_id; });
+  }
+
+ private:
+  ORXSimCollectionID m_id;
+};
+
+/// An ordered list of items of a collection.
+/// Threads: one at a time for all objects of a Sim.
+class Set : public detail::Entry<ORXSimCSetID> {
+ public:
+  using Source = detail::Source<ORXSimCSetID>;
+  Set() = default;
+  /// For a set of the plain calls.
+  Set(std::shared_ptr<const Source> source, std::string name, ORXSimCSetID id)
+      : Entry(std::move(source), std::move(name), id) {}
+
+  /// \return the number of items.
+  int size() const {
+    return detail::run(*this, "count a set's items", [&] { return count("count a set's items"); });
+  }
+  /// \return [size()] the 0-based items in the set's order, checked.
+  std::vector<int> items() const {
+    return detail::run(*this, "read a set", [&] {
+      std::vector<int> items(detail::size(count("read a set")));
+      fill(items);
+      return items;
+    });
+  }
+  /// Reads the items into memory of the caller.
+  /// \param items  [size()] receives the 0-based items in the set's order.
+  void read(std::span<int> items) const {
+    detail::run(*this, "read a set", [&] {
+      if (const std::size_t members = detail::size(count("read a set")); items.size() != members)
+        detail::refuse(state().get(), path(), "read a set",
+                       "the buffer has room for " + std::to_string(items.size()) + " items, the set has " +
+                           std::to_string(members));
+      fill(items);
+    });
+  }
+  /// \return whether the set is all items of its collection, in order.
+  bool is_full() const {
+    return detail::run(*this, "use a set", [&] { return id("use a set").Minor() == 0; });
+  }
+  /// \return the collection that the items are of.
+  Collection collection() const {
+    return detail::run(*this, "use a set",
+                       [&] { return Collection(state(), path(), id("use a set").Collection()); });
+  }
+
+ private:
+  int count(const char* operation) const {
+    const ORXSimCSetID set = id(operation);
+    return set.IsNull()       ? 0
+           : set.Minor() == 0 ? ORXSimCollectionRef(set.Collection()).NumItems()
+                              : ORXSimCSet(set).Size();
+  }
+  // REQUIRES as many items as the set has.
+  void fill(std::span<int> items) const {
+    if (m_id.Minor() == 0)
+      std::iota(items.begin(), items.end(), 0);
+    else if (!items.empty())
+      ORXSimCSet(m_id).OrderedMembers(items.data(), static_cast<int>(items.size()));
+  }
+};
+
+/// Sets of an object by name.
+/// Threads: one at a time for all objects of a Sim.
+class Sets : public detail::Map<ORXSimCSetID, Set> {
+ public:
+  Sets() = default;
+  /// For a map of the plain calls.
+  explicit Sets(Set::Source source) : Map(std::move(source)) {}
+
+  /// Stores a new set. One commit point, unless an update is open.
+  /// \param name     of the new set.
+  /// \param items    0-based items of the collection in any order, none twice.
+  /// \param replace  false: a set of that name that is there already is an error.
+  Set create(std::string_view name, std::span<const int> items, bool replace = false) const {
+    constexpr const char* kOperation = "create a set";
+    return detail::run(*this, kOperation, [&] {
+      const kda_string key = new_key(name, replace, kOperation);
+      if (m_source->collection == nullptr)
+        detail::refuse(state().get(), path(), kOperation,
+                       "there is no collection that its items could be of");
+      const ORXSimCollectionID over = m_source->collection(*m_source);
+      if (over.IsNull())
+        detail::refuse(state().get(), path(), kOperation, "the collection of its items is not there");
+      ORXSimUpdate update(state()->context);
+      const ORXSimCSetID id =
+          ORXSimCollectionRef(over).CreateOrderedCSet(items.data(), static_cast<int>(items.size()));
+      if (!id.IsNull()) {
+        Map::insert(key, id);
+        update.Commit();
+      }
+      return Set(m_source, std::string(name), id);
+    });
+  }
+  /// As above, `create("base", {0, 1, 2})`.
+  Set create(std::string_view name, std::initializer_list<int> items, bool replace = false) const {
+    return create(name, std::span(items.begin(), items.size()), replace);
+  }
+  /// Gives a set another name, too.
+  void insert(std::string_view name, const Set& set, bool replace = false) const {
+    const ORXSimCSetID id = set.handle();
+    detail::run(*this, "name a set", [&] { Map::insert(new_key(name, replace, "name a set"), id); });
+  }
+};
+
+} // namespace pdm
