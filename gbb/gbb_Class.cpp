@@ -1,11 +1,12 @@
 #include <gbb/gbb_Class.h>
 
+#include <UTI_CoreUtils/mem_AtFork.h>
+
 #include <UTI_CoreUtils/err_Stream.h>
 
 #include <cstring>
 #include <mutex>
 #include <new>
-#include <pthread.h>
 
 namespace {
 constinit std::mutex s_filling; // taken by those who fill a descriptor
@@ -14,8 +15,7 @@ constinit std::mutex s_filling; // taken by those who fill a descriptor
 void freeInChild() {
   new (&s_filling) std::mutex;
 }
-// Told as the library is loaded: at first use a child could be made before it is told.
-[[maybe_unused]] const bool s_child = ::pthread_atfork(nullptr, nullptr, &freeInChild) == 0;
+constinit mem_AtFork s_fork(nullptr, nullptr, &freeInChild);
 } // namespace
 
 gbb_ClassID::gbb_ClassID(const char* name) {
@@ -41,6 +41,7 @@ gbb_Class gbb_Class::Define(gbb_ClassDescriptor& descriptor, const char* name, g
                             gbb_ClassDescriptor::OpenFunction open) {
   if (descriptor.initialised.load(std::memory_order_acquire))
     return gbb_Class(&descriptor);
+  s_fork.Tell();
   const std::lock_guard lock(s_filling);
   if (!descriptor.initialised.load(std::memory_order_relaxed)) {
     descriptor.classID = gbb_ClassID(name);

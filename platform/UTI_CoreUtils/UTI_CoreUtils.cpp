@@ -1,5 +1,7 @@
 #include <UTI_CoreUtils/UTI_CoreUtils.h>
 
+#include <UTI_CoreUtils/mem_AtFork.h>
+
 #include <cstdlib>
 
 namespace {
@@ -14,6 +16,8 @@ void writeWide(const wchar_t* text) {
 
 void UTI_CoreUtils_initialize(int& modules) {
   s_counter.Initialize(modules);
+  mem_TellForks();
+  err_TellForks();
 }
 
 void UTI_CoreUtils_finalize(int& modules) {

@@ -1,12 +1,13 @@
 #include <UTI_CoreUtils/err_Stream.h>
 
+#include <UTI_CoreUtils/mem_AtFork.h>
+
 #include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cstring>
 #include <mutex>
 #include <new>
-#include <pthread.h>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -30,8 +31,7 @@ void freeInChild() {
   new (&s_mutex) std::mutex;
   s_writer = nullptr;
 }
-// Told as the library is loaded: at first use a child could be made before it is told.
-[[maybe_unused]] const bool s_child = ::pthread_atfork(nullptr, nullptr, &freeInChild) == 0;
+constinit mem_AtFork s_fork(nullptr, nullptr, &freeInChild);
 
 void writeToDescriptor(const char* text) {
   for (std::size_t left = std::strlen(text); left > 0;) {
@@ -48,6 +48,7 @@ void writeToDescriptor(const char* text) {
 // The stream, to this thread alone and at the beginning of a line or within its own.
 std::unique_lock<std::mutex> take() {
   using Clock = std::chrono::steady_clock;
+  s_fork.Tell();
   std::unique_lock lock(s_mutex);
   unsigned line = s_lines - 1;
   Clock::time_point end;
@@ -71,6 +72,10 @@ void noteLine(bool ended) {
   s_writer = ended ? nullptr : &t_mark;
 }
 } // namespace
+
+void err_TellForks() noexcept {
+  s_fork.Tell();
+}
 
 void err_Write(const char* text) {
   if (text == nullptr || *text == '\0')

@@ -1,12 +1,13 @@
 #include <UTI_CoreUtils/mem_Allocation.h>
 
+#include <UTI_CoreUtils/mem_AtFork.h>
+
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <new>
-#include <pthread.h>
 #include <sys/mman.h>
 #include <utility>
 
@@ -140,10 +141,9 @@ void forgetOtherThreads() {
   for (FreeBlock*& orphans : s_orphans)
     orphans = nullptr;
 }
-// Told as the library is loaded: at first use a child could be made before it is told.
-[[maybe_unused]] const bool s_child = ::pthread_atfork(nullptr, nullptr, &forgetOtherThreads) == 0;
+constinit mem_AtFork s_fork(nullptr, nullptr, &forgetOtherThreads);
 
-// REQUIRES the lock.
+// REQUIRES the lock, which is taken after s_fork.Tell().
 void knowThisThread() {
   static thread_local ThreadEnd atThreadEnd;
   static_cast<void>(atThreadEnd);
@@ -173,6 +173,7 @@ void useAfresh(Bin& bin, Span& span) {
 
 // Takes blocks that threads now ended have left, or a new span; false when there is neither.
 bool refillFromAll(std::size_t sizeClass) {
+  s_fork.Tell();
   const std::lock_guard lock(s_mutex);
   knowThisThread();
   Bin& bin = t_bins[sizeClass];
@@ -216,6 +217,7 @@ bool refill(std::size_t sizeClass) {
 // Takes back a block of a span of another thread.
 [[gnu::noinline, gnu::cold]] void freeForeign(Span& span, void* block) {
   if (t_thread == 0) {
+    s_fork.Tell();
     const std::lock_guard lock(s_mutex);
     knowThisThread();
   }
@@ -262,6 +264,8 @@ void* allocate(std::size_t n) {
 
 #if MEM_PLAIN_MALLOC
 
+void mem_TellForks() noexcept {}
+
 void* mem_OperatorNewThrow(std::size_t n) {
   return mallocOrThrow(n);
 }
@@ -275,6 +279,10 @@ void mem_Free(void* block) {
 }
 
 #else
+
+void mem_TellForks() noexcept {
+  s_fork.Tell();
+}
 
 void* mem_OperatorNewThrow(std::size_t n) {
   return allocate(n);

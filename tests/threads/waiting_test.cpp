@@ -52,6 +52,8 @@ TEST(Threads, DoNotWaitWithOneThatWaitsForAFile) {
 }
 
 TEST(Threads, MayBeInTheMidstOfACallWhenAChildIsMade) {
+  int modules = 0;
+  DDB_PDM_Core_initialize(modules); // as every host does, so that the first child is a sound one, too
   const sys_Directory directory;
   std::atomic<bool> stop = false;
   std::vector<std::thread> threads;
@@ -75,4 +77,5 @@ TEST(Threads, MayBeInTheMidstOfACallWhenAChildIsMade) {
   stop = true;
   for (std::thread& thread : threads)
     thread.join();
+  DDB_PDM_Core_finalize(modules);
 }

@@ -1,6 +1,7 @@
 #include <H5Journal/files/vfd_Io.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -13,8 +14,7 @@
 namespace {
 // Forks are counted, since asking the system at every write would cost more than all other checks together.
 constinit unsigned s_forks = 0;
-// Told as the library is loaded: at first use a child could be made before it is told.
-[[maybe_unused]] const bool s_counts = ::pthread_atfork(nullptr, nullptr, [] { ++s_forks; }) == 0;
+constinit std::atomic<bool> s_told = false; // the system, that they are to be counted
 
 constexpr std::size_t kLargestCall = std::size_t{1} << 30; // Linux moves at most 2 GiB at once
 
@@ -44,7 +44,16 @@ bool fillWithZeros(int descriptor, std::uint64_t end) {
 }
 } // namespace
 
-vfd_Owner::vfd_Owner() : m_process(::getpid()), m_forks(s_forks) {}
+vfd_Owner::vfd_Owner() : m_process(::getpid()), m_forks(s_forks) {
+  vfd_TellForks(s_told, [] { ++s_forks; });
+}
+
+void vfd_TellForks(std::atomic<bool>& told, void (*child)()) noexcept {
+  if (told.load(std::memory_order_acquire))
+    return;
+  ::pthread_atfork(nullptr, nullptr, child);
+  told.store(true, std::memory_order_release);
+}
 
 bool vfd_Owner::Forked() const {
   return ForkedAsFarAsTold() || ::getpid() != m_process;

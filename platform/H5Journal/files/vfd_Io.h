@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -51,6 +52,11 @@ class vfd_Owner {
   pid_t m_process;
   unsigned m_forks; // how often the process had become another one
 };
+
+/// Tells the system what a child made by fork() does first, once, at first use: nothing runs as the library
+/// is loaded. No lock or guard is taken that a child could find taken: two threads at once may tell it twice.
+/// \param told  false at first, and true from then on.
+void vfd_TellForks(std::atomic<bool>& told, void (*child)()) noexcept;
 
 /// A number that nobody can guess, and not 0.
 std::uint64_t vfd_Random();

@@ -1,8 +1,8 @@
 #include <H5Journal/opening/vfd_Registry.h>
 
+#include <atomic>
 #include <mutex>
 #include <new>
-#include <pthread.h>
 
 namespace {
 constinit std::mutex s_guard; // of the list and of what its members say; taken last, for moments
@@ -14,11 +14,11 @@ void beginAnew() {
   new (&s_guard) std::mutex;
   s_first = nullptr;
 }
-// Told as the library is loaded: at first use a child could be made before it is told.
-[[maybe_unused]] const bool s_child = ::pthread_atfork(nullptr, nullptr, &beginAnew) == 0;
+constinit std::atomic<bool> s_told = false;
 } // namespace
 
 vfd_Registered::vfd_Registered(bool readOnly, bool live) : m_readOnly(readOnly), m_live(live) {
+  vfd_TellForks(s_told, &beginAnew);
   const std::lock_guard lock(s_guard);
   m_next = s_first;
   s_first = this;

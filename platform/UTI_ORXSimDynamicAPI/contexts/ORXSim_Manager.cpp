@@ -3,6 +3,7 @@
 #include <UTI_ORXSimDynamicAPI/inspect/hdf_WalkUntrusted.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_ObjectRep.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_OpenFile.h>
+#include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Shared.h>
 
 #include <UTI_CoreUtils/mod_Counter.h>
@@ -39,6 +40,7 @@ std::shared_ptr<hdf_Context> makeContext(const cow_String& fileName, int flags, 
 
 void UTI_ORXSimDynamicAPI_initialize(int& modules) {
   s_counter.Initialize(modules);
+  hdf_TellForks();
 }
 
 void UTI_ORXSimDynamicAPI_finalize(int& modules) {

@@ -1,11 +1,12 @@
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Context.h>
 
+#include <UTI_CoreUtils/mem_AtFork.h>
+
 #include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 
 #include <atomic>
 #include <bit>
-#include <pthread.h>
 
 namespace {
 // Numbers are never reused, so the list only grows; a closed context leaves an empty place. It lives for
@@ -29,17 +30,16 @@ Place* placeOf(std::size_t number) {
   return places == nullptr ? nullptr : places + (number + kFirst - (kFirst << block));
 }
 
-// No static of a function: a child made in the midst of its first use would wait for ever. Never destroyed.
-const Place& s_none = *new const Place;
+constinit std::atomic<const Place*> s_none = nullptr; // never destroyed
 constinit std::atomic<int> s_waitingTime = 0;
 
 // Counted, since asking the system at every write would cost more than all other checks together.
 constinit unsigned s_forks = 0;
-// Told as the library is loaded: at first use a child could be made before it is told.
-[[maybe_unused]] const bool s_counts = ::pthread_atfork(nullptr, nullptr, [] { ++s_forks; }) == 0;
+constinit mem_AtFork s_fork(nullptr, nullptr, [] { ++s_forks; });
 } // namespace
 
 unsigned hdf_Context::Forks() {
+  s_fork.Tell();
   return s_forks;
 }
 
@@ -58,9 +58,18 @@ void hdf_SetWaitingTime(int milliseconds) {
   s_waitingTime = milliseconds < 0 ? 0 : milliseconds;
 }
 
+// A static of this function would have a guard, which a child could find taken.
+const Place& none() {
+  const Place* known = s_none.load(std::memory_order_acquire);
+  if (known != nullptr)
+    return *known;
+  auto made = std::make_unique<const Place>();
+  return s_none.compare_exchange_strong(known, made.get()) ? *made.release() : *known;
+}
+
 const std::shared_ptr<hdf_Context>& hdf_Contexts::Find(ORXSimContextID id) {
   const Place* const place = id.Value() < 0 ? nullptr : placeOf(static_cast<std::size_t>(id.Value()));
-  return place == nullptr ? s_none : *place;
+  return place == nullptr ? none() : *place;
 }
 
 void hdf_Contexts::Reserve() {

@@ -1,5 +1,7 @@
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 
+#include <UTI_CoreUtils/mem_AtFork.h>
+
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Context.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_ObjectRep.h>
 
@@ -8,7 +10,6 @@
 #include <cstring>
 #include <exception>
 #include <mutex>
-#include <pthread.h>
 #include <system_error>
 
 namespace {
@@ -16,6 +17,7 @@ namespace {
 struct Share {
   int holds = 0;       // pieces of work that want silence, or may want it
   bool silent = false; // has the lock, and the host's handler is kept here
+  int forking = 0;     // handlers of fork() under way
 };
 [[gnu::tls_model("initial-exec")]] constinit thread_local Share t_share;
 
@@ -82,17 +84,17 @@ std::string nameOf(hid_t place) {
 // A child made by fork() finds the lock free and HDF5 between two calls: no other thread is within them then.
 // Where this thread has the lock itself the child has it, too.
 void lockForFork() {
-  if (!t_share.silent)
+  if (!t_share.silent && t_share.forking++ == 0)
     s_lock.lock();
 }
 void unlockAfterFork() {
-  if (!t_share.silent)
+  if (!t_share.silent && --t_share.forking == 0)
     s_lock.unlock();
 }
-// Told as the library is loaded: at first use a child could be made before it is told.
-[[maybe_unused]] const bool s_forks = ::pthread_atfork(&lockForFork, &unlockAfterFork, &unlockAfterFork) == 0;
+constinit mem_AtFork s_fork(&lockForFork, &unlockAfterFork, &unlockAfterFork);
 
 void beSilent() {
+  s_fork.Tell();
   s_lock.lock();
   t_share.silent = true;
 #ifndef H5_NO_DEPRECATED_SYMBOLS
@@ -123,6 +125,11 @@ void endSilence() {
   s_lock.unlock();
 }
 } // namespace
+
+void hdf_TellForks() noexcept {
+  s_fork.Tell();
+  hdf_Context::Forks();
+}
 
 hdf_Silence::hdf_Silence() {
   Hold();

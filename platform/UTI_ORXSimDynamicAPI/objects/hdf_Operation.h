@@ -14,6 +14,9 @@
 class hdf_ObjectRep;
 struct hdf_Context;
 
+/// For the module's initialiser: the system learns what is to be done at a fork().
+void hdf_TellForks() noexcept;
+
 /// The module's lock, and HDF5 kept from printing while it lives. One thread at a time is in HDF5 and at what
 /// belongs to the whole process, so that it does not matter whether HDF5 is thread-safe: no call of HDF5's,
 /// none of the library beside it that leads there, and no use of hdf_Shared without one. The host's handler
