@@ -74,8 +74,6 @@ class ORXSIM_API hdf_View {
   static bool Sources(const cow_String& fileName, std::vector<Source>& sources);
   /// True when there is an HDF5 file with a group of that name at its root.
   static bool Has(const cow_String& fileName, const char* group);
-  /// True when there is an HDF5 file with that dataset.
-  static bool HasDataset(const cow_String& fileName, const char* path);
 
  private:
   template <class Work>

@@ -219,6 +219,50 @@ class View(programs.Case):
             for k, name in enumerate(modes):
                 same(grid.point[name], system.field("modeShapes", k))
 
+    def test_stale(self):
+        """A view that was made of another mesh, or of datasets that are other ones now, is told in a line."""
+        view, r = self.pdm.with_suffix(".hdf"), np.random.default_rng(6)
+
+        def made(nodes, *flags):
+            mesh = dict(nodes=r.random((nodes, 3)), times=[0.0, 1.0], node_vars={"heat": r.random((2, nodes))},
+                        blocks=[{"id": 1, "type": "TETRA4", "conn": [[1, 2, 3, 4], [4, 3, 2, 1]]}],
+                        elem_vars={"load": {0: r.random((2, 2))}})
+            self.done(PDMSIM, "import", exo_make.write(self.dir / "mesh.exo", **mesh), self.pdm, "--quiet", "--force")
+            if flags:
+                self.done(PDMSIM, "view", self.pdm, "--quiet", *flags)
+
+        def check(path, *says):
+            done = programs.run(PDMSIM, "check", path)
+            self.assertEqual((done.returncode, done.stdout.count(b"\n"), done.stderr), (1 if says else 0, 1, b""), done)
+            for text in says:
+                self.assertIn(text, done.stdout.decode())
+
+        made(6, "--force")
+        check(view)
+        made(5)
+        check(view, "it has 5 nodes, and had 6", f"pdmsim view {self.pdm} --force makes it anew")
+        made(5, "--series")
+        check(view.with_name("out_1.hdf"))
+        self.done(PDMSIM, "compact", self.pdm)
+        self.assertIn(b"note: its source out.pdm has been made anew since", programs.run(PDMSIM, "check", view.with_name("out_1.hdf")).stdout)
+        made(4)
+        check(view.with_name("out_1.hdf"), "4 nodes", f"pdmsim view {self.pdm} --series --force")
+        made(5, "--force")
+        sim = Sim(self.pdm)
+        heat, load = sim.mesh.nodeFields[b"heat"], sim.mesh.elementFields[b"load"]
+        sim.file.close()
+        whole = self.pdm.read_bytes()
+        for edit, *says in ((lambda d: d.move(f"{heat}/1", f"{heat}/9"), f"{heat}/1 any more"),
+                            (lambda d: (d.move(f"{heat}", "x"), d.move(f"{load}", f"{heat}"), d.move("x", f"{load}")),
+                             "is 'load', float64 2, and was 'heat', float64 5", "and 3 more"),
+                            (lambda d: d[f"{heat}/1"].write_direct(np.ones(5)),)):
+            with h5py.File(self.pdm, "r+") as file:
+                edit(file["store/distributions"])
+            check(view, *says)
+            self.pdm.write_bytes(whole)
+        self.pdm.write_bytes(b"no simulation")
+        check(view, "expected a simulation file, found something else")
+
     def test_refused(self):
         """What viewers would show wrongly, or what would be lost."""
         self.view(MESHES / "block.exo")

@@ -278,9 +278,3 @@ bool hdf_View::Has(const cow_String& fileName, const char* group) {
   const FileHandle file = openToRead(fileName);
   return file.IsOpen() && hdf_GroupHandle(H5Gopen2(file.Get(), group, H5P_DEFAULT)).IsOpen();
 }
-
-bool hdf_View::HasDataset(const cow_String& fileName, const char* path) {
-  const hdf_Silence silence;
-  const FileHandle file = openToRead(fileName);
-  return file.IsOpen() && hdf_DatasetHandle(H5Dopen2(file.Get(), path, H5P_DEFAULT)).IsOpen();
-}

@@ -52,6 +52,14 @@ void view_Output::Check(bool done) {
     throw cli_Failure(cli_Exit::kUnusable, ORXSimManager::LastError());
 }
 
+void view_Output::Remember(std::size_t nodes, std::size_t elements, bool series) {
+  m_record.file = m_mapped;
+  m_record.id = view_FileId(m_source);
+  m_record.nodes = static_cast<std::int64_t>(nodes);
+  m_record.elements = static_cast<std::int64_t>(elements);
+  m_record.series = series;
+}
+
 void view_Output::Text(const char* name, const std::string& text) {
   Check(m_file.Text("/VTKHDF", name, text));
 }
@@ -75,13 +83,16 @@ bool view_Output::CanMap(const hdf_ViewShape& shape, const std::vector<view_Part
   });
 }
 
-std::vector<hdf_ViewPiece> view_Output::Pieces(const std::vector<view_Part>& parts) const {
+std::vector<hdf_ViewPiece> view_Output::Pieces(const std::vector<view_Part>& parts) {
   std::vector<hdf_ViewPiece> pieces;
   for (const view_Part& part : parts) {
     const ORXSimDistributionRef distribution(part.rows.distribution);
     const auto drawer = distribution.Drawer(part.rows.drawer);
     const cow_String path = distribution.DatasetPath(part.rows.drawer);
     Check(!path.Empty());
+    m_record.Add(m_mapped, path.CStr(),
+                 view_Describe(distribution.Name().CStr(), typeOf(drawer.Type()), size(drawer.Items()),
+                               size(drawer.Components())));
     pieces.push_back({m_mapped, path.CStr(), size(drawer.Items()), size(drawer.Components()), part.rows.first,
                       part.rows.count, part.target});
   }
@@ -139,6 +150,7 @@ bool view_Output::Begin(const std::string& path, const hdf_ViewShape& shape, boo
   if (shared && !m_first.empty()) {
     const hdf_ViewPiece whole{m_first, kRoot + path, shape.rows, shape.width, 0, shape.rows, 0};
     Check(m_file.Map(kRoot + path, shape, {&whole, 1}));
+    m_record.Add(m_first, whole.dataset, view_Describe({}, shape.type, shape.rows, shape.width));
     m_arrays.push_back({path, true, {}, {}});
     return false;
   }
@@ -159,7 +171,7 @@ void view_Output::Shows(std::string origin, std::string unit) {
 }
 
 void view_Output::Finish() {
-  Check(m_file.Finish());
+  Check(m_record.Write(m_file) && m_file.Finish());
 }
 
 std::string view_Names::Take(std::string wanted) {

@@ -2,6 +2,7 @@
 
 #include <pdmsim/cli/cli_Progress.h>
 #include <pdmsim/stored/sto_Mesh.h>
+#include <pdmsim/view/view_Record.h>
 
 #include <UTI_ORXSimDynamicAPI/hdf_View.h>
 
@@ -34,6 +35,8 @@ class view_Output {
   view_Output(const std::string& path, const std::string& source, const std::string& first,
               cli_Progress& progress);
 
+  /// Notes what the simulation file is now, for view_CheckSources.
+  void Remember(std::size_t nodes, std::size_t elements, bool series);
   void Text(const char* name, const std::string& text);
   void Numbers(const char* name, std::vector<std::int64_t> numbers);
   void StepCount(std::size_t steps);
@@ -57,14 +60,14 @@ class view_Output {
 
   /// Says what of the mesh the array made last shows.
   void Shows(std::string origin, std::string unit);
-  /// Gives the file its name.
+  /// Writes down what was mapped, and gives the file its name.
   void Finish();
   const std::vector<view_Array>& Arrays() const { return m_arrays; }
 
  private:
   static void Check(bool done);
   static bool CanMap(const hdf_ViewShape& shape, const std::vector<view_Part>& parts);
-  std::vector<hdf_ViewPiece> Pieces(const std::vector<view_Part>& parts) const;
+  std::vector<hdf_ViewPiece> Pieces(const std::vector<view_Part>& parts);
   template <class T>
   void Copy(const std::string& path, const hdf_ViewShape& shape, const std::vector<view_Part>& parts);
 
@@ -74,6 +77,7 @@ class view_Output {
   cli_Progress& m_progress;
   hdf_View m_file;
   std::vector<view_Array> m_arrays;
+  view_Record m_record;
 };
 
 /// The names of arrays, each once, as viewers can show them.

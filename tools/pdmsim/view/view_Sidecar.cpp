@@ -75,6 +75,7 @@ class Writer {
   void Write(const std::string& path, std::optional<std::size_t> step) {
     const bool first = m_first.empty();
     view_Output output(path, m_mesh.Path(), m_first, m_progress);
+    output.Remember(m_mesh.Nodes(), m_mesh.Elements(), m_request.series);
     std::vector<std::string> notes;
     const bool steps = !step && !m_mesh.Times().empty();
     output.Numbers("Version", {steps ? 2 : 1, 0});
@@ -188,30 +189,4 @@ const sto_ModalSystem* view_FindSystem(const std::string& file, const std::vecto
 
 bool view_IsView(const std::string& path) {
   return hdf_View::Has(path.c_str(), "VTKHDF") && !hdf_View::Has(path.c_str(), "sim");
-}
-
-std::vector<std::string> view_CheckSources(const std::string& path) {
-  std::vector<hdf_View::Source> sources;
-  if (!hdf_View::Sources(path.c_str(), sources))
-    return {ORXSimManager::LastError()};
-  std::vector<std::string> findings;
-  std::string last;
-  bool there = false;
-  for (const hdf_View::Source& source : sources) {
-    const std::string file = (fs::path(path).parent_path() / source.file).string();
-    if (file != last) {
-      last = file;
-      std::error_code ignored;
-      there = fs::is_regular_file(file, ignored);
-      if (!there)
-        findings.push_back("its source " + source.file +
-                           " is not there: all that is mapped from it reads as zeros");
-      else if (!view_IsView(file) && ORXSimJournal::Read(file.c_str()).exists)
-        findings.push_back("its source " + source.file + " has a journal, which viewers do not see");
-    }
-    if (there && !hdf_View::HasDataset(file.c_str(), source.dataset.c_str()))
-      findings.push_back("its source " + source.file + " has no dataset " + source.dataset +
-                         " any more, which reads as zeros");
-  }
-  return findings;
 }

@@ -35,5 +35,3 @@ const sto_ModalSystem* view_FindSystem(const std::string& file, const std::vecto
 
 /// True for a file that view_Write has made.
 bool view_IsView(const std::string& path);
-/// What is wrong with the sources of a view, one line each.
-std::vector<std::string> view_CheckSources(const std::string& path);
