@@ -169,7 +169,7 @@ class Exodus(Case):
         self.refused(1, pdm, out, "--ascii", says=("gmsh only",))
         self.refused(1, pdm, out, "--compress", says=("vtu only",))
         self.refused(1, pdm, self.dir / "out.csv", says=("--field",))
-        self.refused(2, pdm, self.dir / "no" / "out.exo", says=("No such file",))
+        self.refused(2, pdm, self.dir / "no" / "out.exo", says=(f"the directory {self.dir}/no to write it in",))
         self.refused(2, self.dir / "none.pdm", out)
         out.write_text("mine")
         self.refused(2, pdm, out, says=("--force",))
@@ -387,6 +387,15 @@ class Whole(Case):
         grid = read_vtu(self.dir / "out_29.vtu")
         np.testing.assert_array_equal(vtk_to_numpy(grid.GetPoints().GetData()), mesh["nodes"])
         np.testing.assert_array_equal(arrays(grid.GetPointData())["u"], mesh["node_vars"]["u"][29])
+        first, second = self.dir / "out_00.vtu", self.dir / "out_01.vtu"  # a name that cannot be had takes the others back
+        first.write_text("mine")
+        second.unlink()
+        process = subprocess.Popen([*command, "--quiet"], stderr=subprocess.PIPE)
+        while process.poll() is None and not list(self.dir.glob("out_02.vtu.new-*")):
+            pass
+        second.mkdir()
+        self.assertIn(b"out_01.vtu: expected to write it, found: ", process.communicate(timeout=60)[1])
+        self.assertEqual((process.returncode, first.read_text(), list(self.dir.glob("*.*-*"))), (2, "mine", []))
 
 
 if __name__ == "__main__":

@@ -263,6 +263,27 @@ class View(programs.Case):
         self.pdm.write_bytes(b"no simulation")
         check(view, "expected a simulation file, found something else")
 
+    def test_whole_or_not_at_all(self):
+        """Where room is lacking nothing is left of a view or a series, and nothing gone of the one that it replaces."""
+        def series(steps, limit, *flags):
+            if steps:
+                self.done(PDMSIM, "import", exo_make.write(self.dir / "mesh.exo", nodes=np.eye(3), times=np.arange(steps) * 1.0),
+                          self.pdm, "--quiet", "--force")
+            return subprocess.run(["bash", "-c", f'ulimit -f {limit}; exec "$@"', "-", PDMSIM, "view", self.pdm, "--quiet", *flags],
+                                  capture_output=True, timeout=60)
+
+        there = lambda: {p.name: p.read_bytes() for p in self.pdm.parent.iterdir() if p != self.pdm}
+        self.assertEqual(series(101, 100, "--series").returncode, 0)
+        before = there()
+        self.assertEqual(len(before), 102)
+        for steps, limit, *flags in ((0, 4, "-o", self.pdm.with_name("a.hdf")), (0, 4, "--series", "--force"),
+                                     (450, 20, "--series", "--force")):  # then the list has no room
+            done = series(steps, limit, *flags)
+            self.assertEqual((done.returncode, done.stderr.count(b"\n")), (2, 1), done)
+            self.assertTrue(there() == before, flags)
+        self.assertEqual(series(3, 100, "--series", "--force").returncode, 0)
+        self.assertEqual(sorted(there()), ["out.hdf.series", "out_0.hdf", "out_1.hdf", "out_2.hdf"])
+
     def test_refused(self):
         """What viewers would show wrongly, or what would be lost."""
         self.view(MESHES / "block.exo")
@@ -271,10 +292,7 @@ class View(programs.Case):
         shutil.copy(self.pdm, other)
         self.refused(2, PDMSIM, "view", self.pdm, "-o", other, "--force", says=("another file",))
         self.refused(1, PDMSIM, "view", self.pdm, "-o", self.dir / "a.vtu", says=(".hdf",))
-        small = subprocess.run(["bash", "-c", 'ulimit -f 4; exec "$@"', "-", PDMSIM, "view", self.pdm, "-o", self.dir / "small.hdf"],
-                               capture_output=True, timeout=60)
-        self.assertEqual((small.returncode, small.stderr.count(b"\n")), (2, 1), small)
-        self.assertEqual(list(self.dir.glob("small*")), [])
+        self.refused(2, PDMSIM, "view", self.pdm, "-o", self.dir / "no" / "a.hdf", says=(f"the directory {self.dir}/no to write it in",))
         self.done(PDMSIM, "check", view)
         self.pdm.rename(self.dir / "away.pdm")
         gone = programs.run(PDMSIM, "check", view)

@@ -138,18 +138,20 @@ herr_t addSources(hid_t root, const char* name, const H5O_info_t* info, void* da
   }
   return 0;
 }
-/// \return false with errno set; what was written is there then.
+/// \return false with errno set, and no file of that name.
 bool writeWhole(const char* name, const std::vector<char>& bytes) {
   std::FILE* const file = std::fopen(name, "wb");
   if (file == nullptr)
     return false;
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() &&
-                       std::fflush(file) == 0 && ::fsync(::fileno(file)) == 0;
+  const bool written =
+      std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() && std::fflush(file) == 0;
   const int cause = errno;
-  const bool closed = std::fclose(file) == 0;
-  if (!written)
-    errno = cause;
-  return written && closed;
+  if (std::fclose(file) == 0 && written)
+    return true;
+  const int last = written ? errno : cause;
+  ::unlink(name);
+  errno = last;
+  return false;
 }
 
 } // namespace
@@ -158,7 +160,7 @@ bool writeWhole(const char* name, const std::vector<char>& bytes) {
 template <class Work>
 bool hdf_View::Do(const char* what, Work work) {
   return hdf_Try(false, [&] {
-    hdf_Operation operation(what, m_name.c_str());
+    hdf_Operation operation(what, m_shown.c_str());
     if (m_failed)
       return operation.Refuse("an earlier call has failed");
     m_failed = true; // also when memory lacks
@@ -167,13 +169,13 @@ bool hdf_View::Do(const char* what, Work work) {
   });
 }
 
-hdf_View::hdf_View(const cow_String& fileName)
-    : m_name(fileName.CStr()), m_unfinished(m_name + ".new-" + std::to_string(::getpid())) {
+hdf_View::hdf_View(const cow_String& fileName, const cow_String& shownAs)
+    : m_name(fileName.CStr()), m_shown(shownAs.Empty() ? m_name : std::string(shownAs.CStr())) {
   Do("create", [&](hdf_Operation& operation) {
     // In memory: HDF5 does not outlive a file that it cannot write to the end, as on a full disk.
     const hdf_PropertiesHandle access(H5Pcreate(H5P_FILE_ACCESS));
     H5Pset_fapl_core(access.Get(), kChunkBytes, false);
-    m_file = H5Fcreate(m_unfinished.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, access.Get());
+    m_file = H5Fcreate(m_name.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, access.Get());
     return operation.Check(m_file);
   });
 }
@@ -182,8 +184,6 @@ hdf_View::~hdf_View() {
   const hdf_Silence silence;
   if (m_file >= 0)
     H5Fclose(m_file);
-  if (!m_unfinished.empty())
-    ::unlink(m_unfinished.c_str());
 }
 
 bool hdf_View::Group(const std::string& path) {
@@ -255,9 +255,7 @@ bool hdf_View::Finish() {
     std::vector<char> bytes(static_cast<std::size_t>(size));
     if (!operation.Check(H5Fget_file_image(m_file, bytes.data(), bytes.size())))
       return false;
-    return writeWhole(m_unfinished.c_str(), bytes) && std::rename(m_unfinished.c_str(), m_name.c_str()) == 0
-               ? (m_unfinished.clear(), true)
-               : operation.RefuseErrno(errno);
+    return writeWhole(m_name.c_str(), bytes) || operation.RefuseErrno(errno);
   });
 }
 

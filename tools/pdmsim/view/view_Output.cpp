@@ -40,10 +40,10 @@ std::size_t size(int n) {
 
 } // namespace
 
-view_Output::view_Output(const std::string& path, const std::string& source, const std::string& first,
-                         cli_Progress& progress)
+view_Output::view_Output(const std::string& path, const std::string& written, const std::string& source,
+                         const std::string& first, cli_Progress& progress)
     : m_source(source), m_mapped(relative(source, path)), m_first(first), m_progress(progress),
-      m_file(path.c_str()) {
+      m_file(written.c_str(), path.c_str()) {
   Check(m_file.Group("/VTKHDF"));
 }
 

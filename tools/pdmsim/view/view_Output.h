@@ -28,12 +28,13 @@ struct view_Array {
 /// other, and copied where they do not. Every failure throws cli_Failure.
 class view_Output {
  public:
-  /// \param path    of the new file.
+  /// \param path     of the new file, as it will be called.
+  /// \param written  where it is written until then.
   /// \param source  of the simulation file.
   /// \param first   the first file of the series that this one belongs to, "" for none: what that holds is
   ///                mapped from there instead of being copied again.
-  view_Output(const std::string& path, const std::string& source, const std::string& first,
-              cli_Progress& progress);
+  view_Output(const std::string& path, const std::string& written, const std::string& source,
+              const std::string& first, cli_Progress& progress);
 
   /// Notes what the simulation file is now, for view_CheckSources.
   void Remember(std::size_t nodes, std::size_t elements, bool series);
@@ -60,7 +61,7 @@ class view_Output {
 
   /// Says what of the mesh the array made last shows.
   void Shows(std::string origin, std::string unit);
-  /// Writes down what was mapped, and gives the file its name.
+  /// Writes down what was mapped, and the file.
   void Finish();
   const std::vector<view_Array>& Arrays() const { return m_arrays; }
 

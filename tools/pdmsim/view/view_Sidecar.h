@@ -23,9 +23,9 @@ struct view_Summary {
   unsigned long long bytes = 0;   // of all files
 };
 
-/// Writes the view of a simulation file's mesh: a VTKHDF file that shows the file's own numbers. A file
-/// appears under its name when it is whole; of a series that fails nothing stays. Refuses with cli_Failure
-/// while a journal lies beside the simulation file, which other programs do not see.
+/// Writes the view of a simulation file's mesh: a VTKHDF file that shows the file's own numbers. Its files
+/// appear under their names when all are whole; where that fails the older ones stay. Refuses with
+/// cli_Failure while a journal lies beside the simulation file, which other programs do not see.
 view_Summary view_Write(const sto_File& file, const view_Request& request, cli_Progress& progress);
 
 /// The modal system of a name, or else of a number among all systems; "" is the only one with shapes, or
