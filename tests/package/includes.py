@@ -49,7 +49,7 @@ ROOMS = {
     "msf": PLATFORM + LIBRARY + ["generated"],
     "lib": PLATFORM + LIBRARY + ["generated", "fes", "msf"],
     "tools/pdmsim/cli": USER,
-    "tools/pdmsim/show": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
+    "tools/pdmsim/show": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", "tools/pdmsim/stored"],
     "tools/pdmsim/check": USER + ["tools/pdmsim/cli", "tools/pdmsim/show"],
     "tools/pdmsim/dofs": USER + ["tools/pdmsim/cli"],
     "tools/pdmsim/mesh": USER,
