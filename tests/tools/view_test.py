@@ -119,14 +119,14 @@ class View(programs.Case):
             expected = np.full(40, np.nan)
             expected[mesh["node_sets"][1]["members"] - 1] = mesh["nset_vars"]["reaction"][1][step]
             same(reaction, expected)
-        self.view(None, notes=("flux", "series"))
+        self.view(None, notes=("flux",))
         whole = Grid(self.pdm.with_suffix(".hdf"))  # VTK 9.1 shows step 0
         same(whole.point["temperature"], grids[0].point["temperature"])
         with h5py.File(self.pdm.with_suffix(".hdf")) as file:
             root = file["VTKHDF"]
             same(root.attrs["Version"], [2, 0])
             self.assertEqual((root["Steps"].attrs["NSteps"], list(root["Steps/Values"])), (3, mesh["times"]))
-            for (kind, n, of), (step, grid) in itertools.product((("Point", 40, "point"), ("Cell", 12, "cell")),
+            for (kind, n, of), (step, grid) in itertools.product((("Point", 40, "point"), ("Cell", 12, "cell"), ("Field", 1, "field")),
                                                                  enumerate(grids)):
                 self.assertEqual(set(root[kind + "Data"]), set(root[f"Steps/{kind}DataOffsets"]))
                 for name, data in root[kind + "Data"].items():
@@ -298,7 +298,7 @@ class View(programs.Case):
         gone = programs.run(PDMSIM, "check", view)
         self.assertEqual((gone.returncode, b"out.pdm is not there" in gone.stdout), (1, True), gone)
         self.view(exo_make.write(self.dir / "mesh.exo", width=200, **exo_make.everything()), "--force",
-                  notes=("flux", "--series"))
+                  notes=("flux",))
         notes = self.dir / "notes.hdf.series"
         notes.write_text("mine")
         self.refused(2, PDMSIM, "view", self.pdm, "--series", "-o", self.dir / "notes.hdf", "--force", says=("another file",))

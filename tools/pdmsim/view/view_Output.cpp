@@ -41,8 +41,8 @@ std::size_t size(int n) {
 } // namespace
 
 view_Output::view_Output(const std::string& path, const std::string& written, const std::string& source,
-                         const std::string& first, cli_Progress& progress)
-    : m_source(source), m_mapped(relative(source, path)), m_first(first), m_progress(progress),
+                         const std::string& first, cli_Progress& progress, view_Data data)
+    : m_source(source), m_mapped(relative(source, path)), m_first(first), m_progress(progress), m_data(data),
       m_file(written.c_str(), path.c_str()) {
   Check(m_file.Group("/VTKHDF"));
 }
@@ -74,13 +74,13 @@ void view_Output::StepCount(std::size_t steps) {
   Check(m_file.Numbers("/VTKHDF/Steps", "NSteps", {&count, 1}, true));
 }
 
-bool view_Output::CanMap(const hdf_ViewShape& shape, const std::vector<view_Part>& parts) {
-  return std::all_of(parts.begin(), parts.end(), [&](const view_Part& part) {
-    const auto drawer = ORXSimDistributionRef(part.rows.distribution).Drawer(part.rows.drawer);
-    const auto width = size(drawer.Components());
-    return part.rows.order.empty() && typeOf(drawer.Type()) == shape.type &&
-           (shape.width == 1 || width <= shape.width);
-  });
+bool view_Output::CanMap(const hdf_ViewShape& shape, const std::vector<view_Part>& parts) const {
+  return Maps() && std::all_of(parts.begin(), parts.end(), [&](const view_Part& part) {
+           const auto drawer = ORXSimDistributionRef(part.rows.distribution).Drawer(part.rows.drawer);
+           const auto width = size(drawer.Components());
+           return part.rows.order.empty() && part.places.empty() && typeOf(drawer.Type()) == shape.type &&
+                  (shape.width == 1 || width <= shape.width);
+         });
 }
 
 std::vector<hdf_ViewPiece> view_Output::Pieces(const std::vector<view_Part>& parts) {
@@ -99,11 +99,30 @@ std::vector<hdf_ViewPiece> view_Output::Pieces(const std::vector<view_Part>& par
   return pieces;
 }
 
+/// Rows that go to places of their own are written with what is between them.
+template <class T>
+void view_Output::Scatter(const std::string& path, const hdf_ViewShape& shape, const view_Part& part) {
+  const sto_Mesh::Rows& rows = part.rows;
+  const sto_Numbers numbers(m_source, rows.distribution, rows.drawer, rows.first, rows.count);
+  const std::size_t width = numbers.Width(), kept = std::min<std::size_t>(width, shape.width);
+  const auto last = std::max_element(part.places.begin(), part.places.end());
+  const std::size_t spanned = last == part.places.end() ? 0 : static_cast<std::size_t>(*last) + 1;
+  std::vector<T> stored(rows.count * width), wanted(spanned * shape.width, static_cast<T>(shape.fill));
+  numbers.Read(0, rows.count, stored.data());
+  for (std::size_t i = 0; i < rows.count; ++i)
+    std::copy_n(&stored[i * width], kept, &wanted[static_cast<std::size_t>(part.places[i]) * shape.width]);
+  Write(path, part.target, spanned, wanted.data(), sizeof(T) * wanted.size());
+}
+
 template <class T>
 void view_Output::Copy(const std::string& path, const hdf_ViewShape& shape,
                        const std::vector<view_Part>& parts) {
   for (const view_Part& part : parts) {
     const sto_Mesh::Rows& rows = part.rows;
+    if (!part.places.empty()) {
+      Scatter<T>(path, shape, part);
+      continue;
+    }
     const auto numbers = rows.order.empty()
                              ? sto_Numbers(m_source, rows.distribution, rows.drawer, rows.first, rows.count)
                              : sto_Numbers(m_source, rows.distribution, rows.drawer, rows.order);
@@ -171,7 +190,7 @@ void view_Output::Shows(std::string origin, std::string unit) {
 }
 
 void view_Output::Finish() {
-  Check(m_record.Write(m_file) && m_file.Finish());
+  Check((!Maps() || m_record.Write(m_file)) && m_file.Finish());
 }
 
 std::string view_Names::Take(std::string wanted) {

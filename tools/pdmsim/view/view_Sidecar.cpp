@@ -52,19 +52,7 @@ class Writer {
     const bool first = m_first.empty();
     view_Output output(path, m_files.Add(path, kView), m_mesh.Path(), m_first, m_progress);
     output.Remember(m_mesh.Nodes(), m_mesh.Elements(), m_request.series);
-    std::vector<std::string> notes;
-    const bool steps = !step && !m_mesh.Times().empty();
-    output.Numbers("Version", {steps ? 2 : 1, 0});
-    output.Text("Type", "UnstructuredGrid");
-    view_Grid(m_mesh, output, notes).Write();
-    view_Fields fields(m_mesh, output, step, notes);
-    fields.WriteLabels();
-    fields.WriteSets();
-    fields.WriteResults();
-    if (m_request.system != nullptr)
-      fields.WriteModes(*m_request.system);
-    fields.WriteSteps();
-    output.Finish();
+    std::vector<std::string> notes = view_WriteMesh(m_mesh, step, m_request.system, output);
     m_summary.files.push_back(path);
     if (!first)
       return;
@@ -131,6 +119,28 @@ void WriteSeries(Writer& writer, const sto_Mesh& mesh, const std::string& out, c
 
 } // namespace
 
+std::vector<std::string> view_WriteMesh(const sto_Mesh& mesh, std::optional<std::size_t> step,
+                                        const sto_ModalSystem* system, view_Output& output) {
+  std::vector<std::string> notes;
+  if (mesh.Times().size() == 1)
+    step = 0;
+  const bool steps = !step && !mesh.Times().empty();
+  output.Numbers("Version", {steps ? 2 : 1, 0});
+  output.Text("Type", "UnstructuredGrid");
+  view_Grid(mesh, output, notes).Write();
+  view_Fields fields(mesh, output, step, notes);
+  fields.WriteLabels();
+  fields.WriteSets();
+  fields.WriteResults();
+  if (!output.Maps())
+    fields.WriteIds();
+  if (system != nullptr)
+    fields.WriteModes(*system);
+  fields.WriteSteps();
+  output.Finish();
+  return notes;
+}
+
 view_Summary view_Write(const sto_File& file, const view_Request& request, cli_Progress& progress) {
   CheckJournal(file.Path());
   const sto_Mesh mesh(file.Path(), file.Mesh());
@@ -141,7 +151,7 @@ view_Summary view_Write(const sto_File& file, const view_Request& request, cli_P
   if (request.series)
     WriteSeries(writer, mesh, request.out, files, summary);
   else
-    writer.Write(request.out, mesh.Times().size() == 1 ? std::optional<std::size_t>(0) : request.step);
+    writer.Write(request.out, request.step);
   file.Check();
   files.Commit();
   summary.bytes = files.Bytes();

@@ -28,6 +28,13 @@ struct view_Summary {
 /// cli_Failure while a journal lies beside the simulation file, which other programs do not see.
 view_Summary view_Write(const sto_File& file, const view_Request& request, cli_Progress& progress);
 
+/// Writes all of a mesh into one file.
+/// \param step    the only one to show; none: all.
+/// \param system  whose modes are shown; null: none.
+/// \return what is shown otherwise than it is, or not at all.
+std::vector<std::string> view_WriteMesh(const sto_Mesh& mesh, std::optional<std::size_t> step,
+                                        const sto_ModalSystem* system, view_Output& output);
+
 /// The modal system of a name, or else of a number among all systems; "" is the only one with shapes, or
 /// none. Throws cli_Failure.
 const sto_ModalSystem* view_FindSystem(const std::string& file, const std::vector<sto_ModalSystem>& systems,
