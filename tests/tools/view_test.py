@@ -203,6 +203,21 @@ class View(programs.Case):
         same(grid.cell["heat"], heat[0][order])
         same(np.array(order)[grid.cell["some"] > 0], [4, 1])
 
+    def test_values_on_a_scattered_set(self):
+        """Each of a few pieces is mapped; many are copied, which takes no time with their square."""
+        r = np.random.default_rng(4)
+        for nodes, many in ((400, False), (120000, True)):
+            members = r.permutation(nodes)[:nodes // 4] + 1
+            mesh = dict(nodes=r.random((nodes, 1)), times=[0.0, 1.0], node_sets=[{"id": 1, "name": "some", "members": members}],
+                        nset_vars={"q": {0: r.random((2, len(members)))}})
+            arrays = self.view(exo_make.write(self.dir / "mesh.exo", **mesh), "--force")["arrays"]
+            self.assertEqual([a["mapped"] for a in arrays if a["path"] == "PointData/q (some)"], [not many])
+            with h5py.File(self.pdm.with_suffix(".hdf")) as file:
+                found = np.split(file["VTKHDF/PointData/q (some)"][:], 2)
+            for step in range(2):
+                same(found[step][members - 1], mesh["nset_vars"]["q"][0][step])
+                self.assertEqual(np.isnan(found[step]).sum(), nodes - len(members))
+
     @unittest.skipIf(MODAL == "-", "without the examples")
     def test_modes(self):
         self.done(PDMSIM, "import", MESHES / "block.exo", self.pdm, "--quiet")

@@ -7,6 +7,7 @@
 namespace {
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+constexpr std::size_t kMostRuns = 1000; // to be mapped: HDF5 takes time with their square
 constexpr const char* kGroups[] = {"PointData/", "CellData/"};
 
 std::vector<int> readSet(const sto_Mesh& mesh, const mesh_Set& set) {
@@ -14,6 +15,14 @@ std::vector<int> readSet(const sto_Mesh& mesh, const mesh_Set& set) {
   if (!items.empty())
     mesh.ReadSet(set, 0, items.size(), items.data());
   return items;
+}
+
+/// How many runs of items follow each other.
+std::size_t runsOf(const std::vector<int>& items) {
+  std::size_t runs = items.empty() ? 0 : 1;
+  for (std::size_t i = 1; i < items.size(); ++i)
+    runs += items[i] == items[i - 1] + 1 ? 0 : 1;
+  return runs;
 }
 
 bool isReal(const sto_Mesh::Rows& rows) {
@@ -142,10 +151,12 @@ void view_Fields::WriteSetVariable(const mesh_Variables& variables, std::size_t 
   const bool nodes = variables.place == mesh_Place::kNodeSets;
   const mesh_Set& set = m_mesh.Sets(nodes ? mesh_SetKind::kNodes : mesh_SetKind::kElements)[entity];
   const std::vector<int> items = readSet(m_mesh, set);
+  const bool copied =
+      !m_output.Maps() || runsOf(items) * Shown(variables.Constant(variable)).size() > kMostRuns;
   Steps(nodes ? kPoints : kCells, variables.names[variable] + " (" + set.name + ")",
         variables.Components(variable), variables.Constant(variable), [&](std::size_t step) {
           std::vector<view_Part> parts;
-          if (!m_output.Maps()) {
+          if (copied) {
             for (sto_Mesh::Rows& rows : m_mesh.RowsOf(variables.place, variable, entity, step))
               parts.push_back({std::move(rows), 0, items});
             return parts;
