@@ -34,14 +34,14 @@ struct ORXSIM_API hdf_ViewPiece {
 /// Writes a new plain HDF5 file beside simulation files: groups, attributes, and datasets that hold numbers
 /// or are mapped onto other files. Any program with HDF5 1.10 or newer reads it.
 ///
-/// Nothing is written before Finish(), which makes the file whole or not at all.
+/// A file without a Finish() that succeeded is removed again; a full disk is a failure like others.
 /// All calls but the constructor answer false with the cause in ORXSimManager::LastError(); after a failure
 /// every later call fails as well. Paths begin with "/"; their groups are made as needed.
 /// Threads: one at a time for one view; views of other threads are not in the way.
 class ORXSIM_API hdf_View {
  public:
   /// Begins the file; the first call says whether that failed.
-  /// \param fileName  where Finish() writes it.
+  /// \param fileName  where it is written, over any file of that name.
   /// \param shownAs   its name in messages, where another one is to be its last.
   explicit hdf_View(const cow_String& fileName, const cow_String& shownAs = cow_String());
   hdf_View(const hdf_View&) = delete;
@@ -63,7 +63,7 @@ class ORXSIM_API hdf_View {
   /// Makes a virtual dataset. A piece of wider rows fills several rows of one number; one of narrower rows
   /// fills the first columns. Pieces do not overlap.
   bool Map(const std::string& path, const hdf_ViewShape& shape, std::span<const hdf_ViewPiece> pieces);
-  /// Writes the file, over any of that name. When that fails the name stands for no file.
+  /// Writes what is left, and closes the file.
   bool Finish();
 
   /// A dataset of another file that a view is mapped onto.
@@ -83,5 +83,6 @@ class ORXSIM_API hdf_View {
 
   std::string m_name, m_shown;
   std::int64_t m_file = -1;
+  int m_error = 0; // errno of writing
   bool m_failed = false;
 };
