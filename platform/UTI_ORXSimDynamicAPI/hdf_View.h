@@ -34,14 +34,16 @@ struct ORXSIM_API hdf_ViewPiece {
 /// Writes a new plain HDF5 file beside simulation files: groups, attributes, and datasets that hold numbers
 /// or are mapped onto other files. Any program with HDF5 1.10 or newer reads it.
 ///
-/// The file is `NAME.new-PID` until Finish(), which gives it its name; without that nothing of it is left.
+/// A file without a Finish() that succeeded is removed again; a full disk is a failure like others.
 /// All calls but the constructor answer false with the cause in ORXSimManager::LastError(); after a failure
 /// every later call fails as well. Paths begin with "/"; their groups are made as needed.
 /// Threads: one at a time for one view; views of other threads are not in the way.
 class ORXSIM_API hdf_View {
  public:
   /// Begins the file; the first call says whether that failed.
-  explicit hdf_View(const cow_String& fileName);
+  /// \param fileName  where it is written, over any file of that name.
+  /// \param shownAs   its name in messages, where another one is to be its last.
+  explicit hdf_View(const cow_String& fileName, const cow_String& shownAs = cow_String());
   hdf_View(const hdf_View&) = delete;
   hdf_View& operator=(const hdf_View&) = delete;
   ~hdf_View();
@@ -61,7 +63,7 @@ class ORXSIM_API hdf_View {
   /// Makes a virtual dataset. A piece of wider rows fills several rows of one number; one of narrower rows
   /// fills the first columns. Pieces do not overlap.
   bool Map(const std::string& path, const hdf_ViewShape& shape, std::span<const hdf_ViewPiece> pieces);
-  /// Closes the file and gives it its name, in place of any file of that name.
+  /// Writes what is left, and closes the file.
   bool Finish();
 
   /// A dataset of another file that a view is mapped onto.
@@ -74,14 +76,13 @@ class ORXSIM_API hdf_View {
   static bool Sources(const cow_String& fileName, std::vector<Source>& sources);
   /// True when there is an HDF5 file with a group of that name at its root.
   static bool Has(const cow_String& fileName, const char* group);
-  /// True when there is an HDF5 file with that dataset.
-  static bool HasDataset(const cow_String& fileName, const char* path);
 
  private:
   template <class Work>
   bool Do(const char* what, Work work);
 
-  std::string m_name, m_unfinished;
+  std::string m_name, m_shown;
   std::int64_t m_file = -1;
+  int m_error = 0; // errno of writing
   bool m_failed = false;
 };

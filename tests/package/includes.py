@@ -23,7 +23,7 @@ JOURNAL_ROOMS = [f"{JOURNAL}/{room}" for room in ("files", "journal", "pages", "
 BYTES = "tools/pdmsim/import/bytes"  # what several of them read with
 IMPORTS = [f"tools/pdmsim/import/{room}" for room in ("exodus", "gmsh", "medit", "vtk", "xdmf", "med", "meshio")]
 EXPORT = "tools/pdmsim/export"
-EXPORTS = [f"{EXPORT}/{room}" for room in ("exodus", "vtu", "gmsh", "csv")]
+EXPORTS = [f"{EXPORT}/{room}" for room in ("exodus", "vtu", "gmsh", "csv", "vtkhdf")]
 TOOLS = [
     f"tools/pdmsim/{room}"
     for room in "cli show check dofs mesh import stored view draw report diff export export/out".split()
@@ -49,7 +49,7 @@ ROOMS = {
     "msf": PLATFORM + LIBRARY + ["generated"],
     "lib": PLATFORM + LIBRARY + ["generated", "fes", "msf"],
     "tools/pdmsim/cli": USER,
-    "tools/pdmsim/show": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
+    "tools/pdmsim/show": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", "tools/pdmsim/stored"],
     "tools/pdmsim/check": USER + ["tools/pdmsim/cli", "tools/pdmsim/show"],
     "tools/pdmsim/dofs": USER + ["tools/pdmsim/cli"],
     "tools/pdmsim/mesh": USER,
@@ -63,6 +63,7 @@ ROOMS = {
     },
     f"{EXPORT}/out": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh"],
     **{room: USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", f"{EXPORT}/out", *IMPORTS] for room in EXPORTS},
+    f"{EXPORT}/vtkhdf": USER + [f"tools/pdmsim/{room}" for room in ("cli", "mesh", "stored", "view", "export/out")],
     EXPORT: USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", f"{EXPORT}/out", *EXPORTS],
     "tools/pdmsim/diff": USER + ["tools/pdmsim/cli", "tools/pdmsim/show", "tools/pdmsim/dofs", "tools/pdmsim/stored"],
     "tools/pdmsim/draw": USER + [f"tools/pdmsim/{room}" for room in ("cli", "mesh", "stored", "dofs")],

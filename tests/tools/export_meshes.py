@@ -6,6 +6,7 @@ import sys
 import h5py
 import numpy as np
 from vtkmodules.util.numpy_support import vtk_to_numpy
+from vtkmodules.vtkIOHDF import vtkHDFReader
 from vtkmodules.vtkIOXML import vtkXMLUnstructuredGridReader
 
 import exo_make
@@ -102,6 +103,13 @@ def read_vtu(path):
     reader.SetFileName(str(path))
     reader.Update()
     assert reader.GetErrorCode() == 0
+    return reader.GetOutput()
+
+
+def read_hdf(path):
+    reader = vtkHDFReader()
+    reader.SetFileName(str(path))
+    reader.Update()
     return reader.GetOutput()
 
 

@@ -21,7 +21,7 @@ from vtkmodules.vtkFiltersVerdict import vtkCellSizeFilter
 
 import exo_make
 import gmsh_reader
-from export_meshes import CORNERS, GMSH, PDMSIM, TYPES, Case, arrays, edit, one_of_each, read_vtu, whole
+from export_meshes import CORNERS, GMSH, PDMSIM, TYPES, Case, arrays, edit, one_of_each, read_hdf, read_vtu, whole
 from pdm_reader import Sim
 
 MESHES, GOLDEN = pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
@@ -176,7 +176,7 @@ class Exodus(Case):
         self.refused(1, pdm, out, "--ascii", says=("gmsh only",))
         self.refused(1, pdm, out, "--compress", says=("vtu only",))
         self.refused(1, pdm, self.dir / "out.csv", says=("--field",))
-        self.refused(2, pdm, self.dir / "no" / "out.exo", says=("No such file",))
+        self.refused(2, pdm, self.dir / "no" / "out.exo", says=(f"the directory {self.dir}/no to write it in",))
         self.refused(2, self.dir / "none.pdm", out)
         out.write_text("mine")
         self.refused(2, pdm, out, says=("--force",))
@@ -251,6 +251,74 @@ class Vtu(Case):
         self.assertEqual(u.dtype, np.float32)
         self.assertEqual([[grid.GetCell(c).GetPointId(i) for i in range(grid.GetCell(c).GetNumberOfPoints())]
                           for c in range(2)], [[0, 1, 2], [3, 4, 5, 0]])
+
+
+class VtkHdf(Case):
+    def parts(self, grid):
+        """All numbers of a grid, those of points and cells by their arrays' names in HDF5."""
+        cells = grid.GetCells()
+        return [{"points": vtk_to_numpy(grid.GetPoints().GetData()), "types": vtk_to_numpy(grid.GetCellTypesArray()),
+                 "corners": vtk_to_numpy(cells.GetConnectivityArray()), "offsets": vtk_to_numpy(cells.GetOffsetsArray())},
+                *({name.replace("/", "_"): values for name, values in arrays(data).items()}
+                  for data in (grid.GetPointData(), grid.GetCellData(), grid.GetFieldData()))]
+
+    def test_a_file_of_its_own(self):
+        """Each step by VTK against the export as VTU, and all of them in one file; the simulation file is gone."""
+        vtkObject.GlobalWarningDisplayOff()  # of a version that VTK 9.1 does not know
+        mesh = exo_make.everything()
+        del mesh["node_vars"][exo_make.LONG]  # which is a set's name, too
+        self.import_(self.make(width=200, **mesh))
+        edit(self.pdm, b"temperature", [np.arange(120.0).reshape(40, 3).astype("f4") + i for i in range(3)])
+        self.lossy("out.hdf", losses=("the side set wall", "the order of the members of element set picked", "flux of side sets",
+                                      "the 2 attributes of block block_7", "slash; it is called mit Ümlaut_and slash"))
+        self.refused(2, self.pdm, self.dir / "out.hdf", "--lossy", says=("--force",))
+        for step in range(3):
+            for end in ("vtu", "hdf"):
+                self.done(PDMSIM, "export", self.pdm, self.dir / f"{step}.{end}", "--lossy", "--quiet", "--step", str(step))
+        self.pdm.unlink()
+        self.assertIn(b"sound", self.done(PDMSIM, "check", self.dir / "out.hdf"))
+        with h5py.File(self.dir / "out.hdf") as file:
+            root = file["VTKHDF"]
+            np.testing.assert_array_equal(root.attrs["Version"], [2, 0])
+            self.assertEqual((root["Steps"].attrs["NSteps"], list(root["Steps/Values"])), (3, mesh["times"]))
+            file.visititems(lambda name, data: self.assertFalse(isinstance(data, h5py.Dataset) and data.is_virtual, name))
+            for step in range(3):
+                found, wanted = self.parts(read_hdf(self.dir / f"{step}.hdf")), self.parts(read_vtu(self.dir / f"{step}.vtu"))
+                reaction = np.full(40, math.nan)
+                reaction[mesh["node_sets"][1]["members"] - 1] = mesh["nset_vars"]["reaction"][1][step]
+                wanted[1][f"reaction ({exo_make.LONG})"] = reaction
+                wanted[2] |= {"wall": np.isin(range(12), [0, 1, 5, 11]), "sideset_2": np.arange(12) == 2}
+                wanted[3] = {name.removeprefix("global "): values for name, values in wanted[3].items()}
+                for have, want in zip(found, wanted):
+                    self.assertEqual(set(have), set(want))
+                    for name, values in want.items():
+                        np.testing.assert_array_equal(have[name], values, err_msg=name)
+                        self.assertTrue(have[name].dtype == values.dtype or name in ("block", "offsets", "corners", "wall", "sideset_2"), name)
+                for kind, one, rows in (("PointData", found[1], 40), ("CellData", found[2], 12), ("FieldData", found[3], 1)):
+                    self.assertEqual(set(root[kind]), set(one) - {"TimeValue"})
+                    for name, data in root[kind].items():
+                        first = root[f"Steps/{kind}Offsets"][name][step]
+                        np.testing.assert_array_equal(data[first:first + rows], one[name], err_msg=name)
+        whole_, first = self.parts(read_hdf(self.dir / "out.hdf")), self.parts(read_hdf(self.dir / "0.hdf"))
+        for have, want in zip(whole_[:3], first):  # VTK 9.1 shows the first step
+            self.assertEqual(set(have), set(want))
+            for name, values in want.items():
+                np.testing.assert_array_equal(have[name], values, err_msg=name)
+
+    def test_every_type_and_the_plane(self):
+        mesh, _ = one_of_each()
+        for name, made in (("types", mesh), ("plane", dict(nodes=np.arange(12.0).reshape(6, 2), blocks=[
+                {"id": 4, "name": "p", "type": "nsided", "conn": [1, 2, 3, 4, 5, 6, 1], "corners": [3, 4]}]))):
+            self.import_(self.make(**made))
+            for end in ("vtu", "hdf"):
+                self.assertEqual(self.export(f"{name}.{end}", "--format", {"hdf": "vtkhdf"}.get(end, end))["losses"], [])
+            self.pdm.unlink()
+            with h5py.File(self.dir / f"{name}.hdf") as file:
+                np.testing.assert_array_equal(file["VTKHDF"].attrs["Version"], [1, 0])
+            for have, want in zip(*(self.parts(read(self.dir / f"{name}.{end}")) for read, end in ((read_hdf, "hdf"), (read_vtu, "vtu")))):
+                self.assertEqual(set(have), set(want))
+                for array, values in want.items():
+                    np.testing.assert_array_equal(have[array], values, err_msg=array)
 
 
 class Gmsh(Case):
@@ -366,7 +434,7 @@ class Whole(Case):
         r = np.random.default_rng(5)
         mesh = dict(nodes=r.random((60000, 3)), times=np.arange(30.0), node_vars={"u": r.random((30, 60000))})
         self.import_(self.make(**mesh))
-        outs = [("out.csv", "--field", "u"), ("out.exo",), ("out.msh",), ("out.pvd", "--compress")]
+        outs = [("out.csv", "--field", "u"), ("out.exo",), ("out.msh",), ("out.hdf",), ("out.pvd", "--compress")]
         for name, *options in outs:
             out = self.dir / name
             out.write_text("mine")
@@ -394,6 +462,15 @@ class Whole(Case):
         grid = read_vtu(self.dir / "out_29.vtu")
         np.testing.assert_array_equal(vtk_to_numpy(grid.GetPoints().GetData()), mesh["nodes"])
         np.testing.assert_array_equal(arrays(grid.GetPointData())["u"], mesh["node_vars"]["u"][29])
+        first, second = self.dir / "out_00.vtu", self.dir / "out_01.vtu"  # a name that cannot be had takes the others back
+        first.write_text("mine")
+        second.unlink()
+        process = subprocess.Popen([*command, "--quiet"], stderr=subprocess.PIPE)
+        while process.poll() is None and not list(self.dir.glob("out_02.vtu.new-*")):
+            pass
+        second.mkdir()
+        self.assertIn(b"out_01.vtu: expected to write it, found: ", process.communicate(timeout=60)[1])
+        self.assertEqual((process.returncode, first.read_text(), list(self.dir.glob("*.*-*"))), (2, "mine", []))
 
 
 if __name__ == "__main__":

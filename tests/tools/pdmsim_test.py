@@ -401,6 +401,28 @@ class Show(Case):
         self.refused(1, "import", path, self.dir / "x", "--unit", "heat=W", says=["LENGTH or a variable", "'heat'"])
         self.refused(1, "import", path, self.dir / "x", "--unit", "LENGTH", says=["WHAT=UNIT"])
 
+    def test_only_results_have_steps(self):
+        """Drawers of other fields are as many as steps by chance."""
+        mesh = "discreteModel/mesh/"
+        one = dict(nodes=np.eye(4, 3), times=[1.5], blocks=[{**QUAD[0], "id": k, "attributes": np.ones((1, 1))} for k in (1, 2)],
+                   side_sets=[{"id": 1, "name": "rim", "members": [1, 1, 2], "sides": [1, 2, 3]}],
+                   sset_vars={"flux": {0: [[1.0, 2.0, 3.0]]}}, elem_vars={"heat": {0: [[1.0]], 1: [[2.0]]}})
+        three = self.dir / "three.pdm"
+        with h5py.File(shutil.copy(self.out, three), "r+") as file:
+            data = file["store/distributions"]
+            number = next(n for n in data if data[n].attrs["name"] == b"coordinates")
+            for drawer in "12":
+                data.copy(f"{number}/0", f"{number}/{drawer}")
+        self.import_(self.make("one.exo", **one))
+        for file, path, steps in ((self.out, "elementFields/connectivity", None), (self.out, "elementFields/attribute", None),
+                                  (self.out, "surfaces/rim", None), (self.out, "surfaceFields/flux", 1),
+                                  (three, "nodeFields/coordinates", None), (three, "nodeFields/temperature", 3)):
+            shown = json.loads(self.done(PDMSIM, "show", file, mesh + path, "--json"))
+            self.assertGreater(shown["count"], 1)
+            self.assertEqual((shown.get("steps"), "step" in shown["drawers"][0]), (steps, steps is not None), path)
+            if steps is None:
+                self.refused(1, "show", file, mesh + path, "--step", "0", says=["a drawer for each step, found one without"])
+
     def test_systems_are_named_counted_and_chosen(self):
         golden = pathlib.Path(__file__).parent.parent / "golden" / "0.2"
         modal, several = (shutil.copy(golden / name, self.dir) for name in ("modal.pdm", "systems.pdm"))

@@ -119,14 +119,14 @@ class View(programs.Case):
             expected = np.full(40, np.nan)
             expected[mesh["node_sets"][1]["members"] - 1] = mesh["nset_vars"]["reaction"][1][step]
             same(reaction, expected)
-        self.view(None, notes=("flux", "series"))
+        self.view(None, notes=("flux",))
         whole = Grid(self.pdm.with_suffix(".hdf"))  # VTK 9.1 shows step 0
         same(whole.point["temperature"], grids[0].point["temperature"])
         with h5py.File(self.pdm.with_suffix(".hdf")) as file:
             root = file["VTKHDF"]
             same(root.attrs["Version"], [2, 0])
             self.assertEqual((root["Steps"].attrs["NSteps"], list(root["Steps/Values"])), (3, mesh["times"]))
-            for (kind, n, of), (step, grid) in itertools.product((("Point", 40, "point"), ("Cell", 12, "cell")),
+            for (kind, n, of), (step, grid) in itertools.product((("Point", 40, "point"), ("Cell", 12, "cell"), ("Field", 1, "field")),
                                                                  enumerate(grids)):
                 self.assertEqual(set(root[kind + "Data"]), set(root[f"Steps/{kind}DataOffsets"]))
                 for name, data in root[kind + "Data"].items():
@@ -203,6 +203,21 @@ class View(programs.Case):
         same(grid.cell["heat"], heat[0][order])
         same(np.array(order)[grid.cell["some"] > 0], [4, 1])
 
+    def test_values_on_a_scattered_set(self):
+        """Each of a few pieces is mapped; many are copied, which takes no time with their square."""
+        r = np.random.default_rng(4)
+        for nodes, many in ((400, False), (120000, True)):
+            members = r.permutation(nodes)[:nodes // 4] + 1
+            mesh = dict(nodes=r.random((nodes, 1)), times=[0.0, 1.0], node_sets=[{"id": 1, "name": "some", "members": members}],
+                        nset_vars={"q": {0: r.random((2, len(members)))}})
+            arrays = self.view(exo_make.write(self.dir / "mesh.exo", **mesh), "--force")["arrays"]
+            self.assertEqual([a["mapped"] for a in arrays if a["path"] == "PointData/q (some)"], [not many])
+            with h5py.File(self.pdm.with_suffix(".hdf")) as file:
+                found = np.split(file["VTKHDF/PointData/q (some)"][:], 2)
+            for step in range(2):
+                same(found[step][members - 1], mesh["nset_vars"]["q"][0][step])
+                self.assertEqual(np.isnan(found[step]).sum(), nodes - len(members))
+
     @unittest.skipIf(MODAL == "-", "without the examples")
     def test_modes(self):
         self.done(PDMSIM, "import", MESHES / "block.exo", self.pdm, "--quiet")
@@ -219,6 +234,71 @@ class View(programs.Case):
             for k, name in enumerate(modes):
                 same(grid.point[name], system.field("modeShapes", k))
 
+    def test_stale(self):
+        """A view that was made of another mesh, or of datasets that are other ones now, is told in a line."""
+        view, r = self.pdm.with_suffix(".hdf"), np.random.default_rng(6)
+
+        def made(nodes, *flags):
+            mesh = dict(nodes=r.random((nodes, 3)), times=[0.0, 1.0], node_vars={"heat": r.random((2, nodes))},
+                        blocks=[{"id": 1, "type": "TETRA4", "conn": [[1, 2, 3, 4], [4, 3, 2, 1]]}],
+                        elem_vars={"load": {0: r.random((2, 2))}})
+            self.done(PDMSIM, "import", exo_make.write(self.dir / "mesh.exo", **mesh), self.pdm, "--quiet", "--force")
+            if flags:
+                self.done(PDMSIM, "view", self.pdm, "--quiet", *flags)
+
+        def check(path, *says):
+            done = programs.run(PDMSIM, "check", path)
+            self.assertEqual((done.returncode, done.stdout.count(b"\n"), done.stderr), (1 if says else 0, 1, b""), done)
+            for text in says:
+                self.assertIn(text, done.stdout.decode())
+
+        made(6, "--force")
+        check(view)
+        made(5)
+        check(view, "it has 5 nodes, and had 6", f"pdmsim view {self.pdm} --force makes it anew")
+        made(5, "--series")
+        check(view.with_name("out_1.hdf"))
+        self.done(PDMSIM, "compact", self.pdm)
+        self.assertIn(b"note: its source out.pdm has been made anew since", programs.run(PDMSIM, "check", view.with_name("out_1.hdf")).stdout)
+        made(4)
+        check(view.with_name("out_1.hdf"), "4 nodes", f"pdmsim view {self.pdm} --series --force")
+        made(5, "--force")
+        sim = Sim(self.pdm)
+        heat, load = sim.mesh.nodeFields[b"heat"], sim.mesh.elementFields[b"load"]
+        sim.file.close()
+        whole = self.pdm.read_bytes()
+        for edit, *says in ((lambda d: d.move(f"{heat}/1", f"{heat}/9"), f"{heat}/1 any more"),
+                            (lambda d: (d.move(f"{heat}", "x"), d.move(f"{load}", f"{heat}"), d.move("x", f"{load}")),
+                             "is 'load', float64 2, and was 'heat', float64 5", "and 3 more"),
+                            (lambda d: d[f"{heat}/1"].write_direct(np.ones(5)),)):
+            with h5py.File(self.pdm, "r+") as file:
+                edit(file["store/distributions"])
+            check(view, *says)
+            self.pdm.write_bytes(whole)
+        self.pdm.write_bytes(b"no simulation")
+        check(view, "expected a simulation file, found something else")
+
+    def test_whole_or_not_at_all(self):
+        """Where room is lacking nothing is left of a view or a series, and nothing gone of the one that it replaces."""
+        def series(steps, limit, *flags):
+            if steps:
+                self.done(PDMSIM, "import", exo_make.write(self.dir / "mesh.exo", nodes=np.eye(3), times=np.arange(steps) * 1.0),
+                          self.pdm, "--quiet", "--force")
+            return subprocess.run(["bash", "-c", f'ulimit -f {limit}; exec "$@"', "-", PDMSIM, "view", self.pdm, "--quiet", *flags],
+                                  capture_output=True, timeout=60)
+
+        there = lambda: {p.name: p.read_bytes() for p in self.pdm.parent.iterdir() if p != self.pdm}
+        self.assertEqual(series(101, 100, "--series").returncode, 0)
+        before = there()
+        self.assertEqual(len(before), 102)
+        for steps, limit, *flags in ((0, 4, "-o", self.pdm.with_name("a.hdf")), (0, 4, "--series", "--force"),
+                                     (450, 20, "--series", "--force")):  # then the list has no room
+            done = series(steps, limit, *flags)
+            self.assertEqual((done.returncode, done.stderr.count(b"\n")), (2, 1), done)
+            self.assertTrue(there() == before, flags)
+        self.assertEqual(series(3, 100, "--series", "--force").returncode, 0)
+        self.assertEqual(sorted(there()), ["out.hdf.series", "out_0.hdf", "out_1.hdf", "out_2.hdf"])
+
     def test_refused(self):
         """What viewers would show wrongly, or what would be lost."""
         self.view(MESHES / "block.exo")
@@ -227,16 +307,13 @@ class View(programs.Case):
         shutil.copy(self.pdm, other)
         self.refused(2, PDMSIM, "view", self.pdm, "-o", other, "--force", says=("another file",))
         self.refused(1, PDMSIM, "view", self.pdm, "-o", self.dir / "a.vtu", says=(".hdf",))
-        small = subprocess.run(["bash", "-c", 'ulimit -f 4; exec "$@"', "-", PDMSIM, "view", self.pdm, "-o", self.dir / "small.hdf"],
-                               capture_output=True, timeout=60)
-        self.assertEqual((small.returncode, small.stderr.count(b"\n")), (2, 1), small)
-        self.assertEqual(list(self.dir.glob("small*")), [])
+        self.refused(2, PDMSIM, "view", self.pdm, "-o", self.dir / "no" / "a.hdf", says=(f"the directory {self.dir}/no to write it in",))
         self.done(PDMSIM, "check", view)
         self.pdm.rename(self.dir / "away.pdm")
         gone = programs.run(PDMSIM, "check", view)
         self.assertEqual((gone.returncode, b"out.pdm is not there" in gone.stdout), (1, True), gone)
         self.view(exo_make.write(self.dir / "mesh.exo", width=200, **exo_make.everything()), "--force",
-                  notes=("flux", "--series"))
+                  notes=("flux",))
         notes = self.dir / "notes.hdf.series"
         notes.write_text("mine")
         self.refused(2, PDMSIM, "view", self.pdm, "--series", "-o", self.dir / "notes.hdf", "--force", says=("another file",))

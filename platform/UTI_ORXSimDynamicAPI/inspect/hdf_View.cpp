@@ -1,12 +1,12 @@
 #include <UTI_ORXSimDynamicAPI/hdf_View.h>
 
+#include <UTI_ORXSimDynamicAPI/inspect/hdf_Sink.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Handle.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 constexpr std::uint64_t kChunkBytes = std::uint64_t{1} << 20;
@@ -138,19 +138,6 @@ herr_t addSources(hid_t root, const char* name, const H5O_info_t* info, void* da
   }
   return 0;
 }
-/// \return false with errno set; what was written is there then.
-bool writeWhole(const char* name, const std::vector<char>& bytes) {
-  std::FILE* const file = std::fopen(name, "wb");
-  if (file == nullptr)
-    return false;
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() &&
-                       std::fflush(file) == 0 && ::fsync(::fileno(file)) == 0;
-  const int cause = errno;
-  const bool closed = std::fclose(file) == 0;
-  if (!written)
-    errno = cause;
-  return written && closed;
-}
 
 } // namespace
 
@@ -158,32 +145,32 @@ bool writeWhole(const char* name, const std::vector<char>& bytes) {
 template <class Work>
 bool hdf_View::Do(const char* what, Work work) {
   return hdf_Try(false, [&] {
-    hdf_Operation operation(what, m_name.c_str());
+    hdf_Operation operation(what, m_shown.c_str());
     if (m_failed)
       return operation.Refuse("an earlier call has failed");
     m_failed = true; // also when memory lacks
-    m_failed = !work(operation);
+    m_failed = !work(operation) || (m_error != 0 && !operation.RefuseErrno(m_error));
     return !m_failed;
   });
 }
 
-hdf_View::hdf_View(const cow_String& fileName)
-    : m_name(fileName.CStr()), m_unfinished(m_name + ".new-" + std::to_string(::getpid())) {
+hdf_View::hdf_View(const cow_String& fileName, const cow_String& shownAs)
+    : m_name(fileName.CStr()), m_shown(shownAs.Empty() ? m_name : std::string(shownAs.CStr())) {
   Do("create", [&](hdf_Operation& operation) {
-    // In memory: HDF5 does not outlive a file that it cannot write to the end, as on a full disk.
     const hdf_PropertiesHandle access(H5Pcreate(H5P_FILE_ACCESS));
-    H5Pset_fapl_core(access.Get(), kChunkBytes, false);
-    m_file = H5Fcreate(m_unfinished.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, access.Get());
-    return operation.Check(m_file);
+    if (!operation.Check(hdf_UseSink(access.Get(), &m_error)))
+      return false;
+    m_file = H5Fcreate(m_name.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, access.Get());
+    return m_file >= 0 || (m_error != 0 ? operation.RefuseErrno(m_error) : operation.Check(m_file));
   });
 }
 
 hdf_View::~hdf_View() {
   const hdf_Silence silence;
-  if (m_file >= 0)
-    H5Fclose(m_file);
-  if (!m_unfinished.empty())
-    ::unlink(m_unfinished.c_str());
+  if (m_file < 0)
+    return;
+  H5Fclose(m_file);
+  ::unlink(m_name.c_str());
 }
 
 bool hdf_View::Group(const std::string& path) {
@@ -249,15 +236,11 @@ bool hdf_View::Map(const std::string& path, const hdf_ViewShape& shape,
 
 bool hdf_View::Finish() {
   return Do("finish", [&](hdf_Operation& operation) {
-    const ssize_t size = H5Fflush(m_file, H5F_SCOPE_GLOBAL) < 0 ? -1 : H5Fget_file_image(m_file, nullptr, 0);
-    if (!operation.Check(size))
-      return false;
-    std::vector<char> bytes(static_cast<std::size_t>(size));
-    if (!operation.Check(H5Fget_file_image(m_file, bytes.data(), bytes.size())))
-      return false;
-    return writeWhole(m_unfinished.c_str(), bytes) && std::rename(m_unfinished.c_str(), m_name.c_str()) == 0
-               ? (m_unfinished.clear(), true)
-               : operation.RefuseErrno(errno);
+    const hid_t file = std::exchange(m_file, -1);
+    if (operation.Check(H5Fclose(file)) && m_error == 0)
+      return true;
+    ::unlink(m_name.c_str());
+    return m_error != 0 && operation.RefuseErrno(m_error);
   });
 }
 
@@ -277,10 +260,4 @@ bool hdf_View::Has(const cow_String& fileName, const char* group) {
   const hdf_Silence silence;
   const FileHandle file = openToRead(fileName);
   return file.IsOpen() && hdf_GroupHandle(H5Gopen2(file.Get(), group, H5P_DEFAULT)).IsOpen();
-}
-
-bool hdf_View::HasDataset(const cow_String& fileName, const char* path) {
-  const hdf_Silence silence;
-  const FileHandle file = openToRead(fileName);
-  return file.IsOpen() && hdf_DatasetHandle(H5Dopen2(file.Get(), path, H5P_DEFAULT)).IsOpen();
 }

@@ -3,8 +3,7 @@
 #include <string>
 #include <string_view>
 
-/// Writes a file that is whole or not there: its bytes are beside it, in PATH.new-PID, until they are on the
-/// disk. Throws cli_Failure; nothing is left behind then.
+/// Writes a file as one of cli_NewFiles.
 /// \param force   a file of that name may be replaced when it begins with `begins`, in any case, or is empty.
 /// \param begins  by which files of the kind are known.
 void cli_WriteNewFile(const std::string& path, std::string_view bytes, bool force, std::string_view begins);

@@ -6,6 +6,7 @@
 #include <pdmsim/commands/cmd_Opening.h>
 #include <pdmsim/show/show_Text.h>
 #include <pdmsim/view/view_Sidecar.h>
+#include <pdmsim/view/view_Sources.h>
 
 #include <filesystem>
 #include <iostream>
@@ -74,8 +75,8 @@ check_Report LookAtView(const Options& options) {
   report.file = options.opening.file;
   report.readable = true;
   report.bytes = report.used = std::filesystem::file_size(options.opening.file);
-  for (const std::string& finding : view_CheckSources(options.opening.file))
-    report.Add("", "view.source", finding);
+  for (const view_Finding& finding : view_CheckSources(options.opening.file))
+    report.Add("", "view.source", finding.text, finding.note);
   return report;
 }
 

@@ -30,6 +30,7 @@ constexpr char kFooter[] = R"(Examples:
   pdmsim export beam.pdm beam.vtu --step 3         one step for VTK and ParaView
   pdmsim export beam.pdm beam.pvd                  all steps: beam.pvd, beam_0.vtu, beam_1.vtu...
   pdmsim export beam.pdm beam.pvd --compress       the same, smaller and slower
+  pdmsim export beam.pdm beam.hdf                  VTKHDF: all steps in one file
   pdmsim export beam.pdm beam.msh --lossy          Gmsh 4.1; what it does not hold is said and left out
   pdmsim export beam.pdm t.csv --field temperature
   pdmsim export beam.pdm t.csv --field elementFields/stress --step 0

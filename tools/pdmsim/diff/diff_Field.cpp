@@ -1,5 +1,7 @@
 #include <pdmsim/diff/diff_Field.h>
 
+#include <pdmsim/stored/sto_Steps.h>
+
 #include <algorithm>
 
 namespace {
@@ -48,19 +50,15 @@ void diff_Field::Part(const char* part, const std::string& a, const std::string&
                           {std::string(part) + where + " is '" + a + "' against '" + b + "'"});
 }
 
-/// Where the drawers of a step are. A field has so many for each step as the first step has, or is constant.
+/// Where the drawers of a step are. A field has so many for each step, or is constant.
 diff_Field::Shape diff_Field::ShapeOf(int side, std::size_t steps) const {
   Shape shape{m_files.Drawers(m_id[side]), 0, true};
-  const std::size_t count = shape.drawers.size();
-  shape.columns = count;
-  if (m_steps.constant || steps == 0 || count == 0 || count % steps != 0)
-    return shape;
-  const std::size_t columns = count / steps;
-  for (std::size_t i = columns; i < count; ++i)
-    if (shape.drawers[i].CSet() != shape.drawers[i - columns].CSet())
-      return shape;
-  shape.columns = columns;
-  shape.constant = false;
+  const auto count = static_cast<int>(shape.drawers.size()), all = static_cast<int>(steps);
+  const int columns = m_steps.constant ? 0 : sto_DrawersOfStep(count, all, all, [&](int i) {
+    return shape.drawers[diff_Size(i)];
+  });
+  shape.constant = columns == 0;
+  shape.columns = diff_Size(shape.constant ? count : columns);
   return shape;
 }
 

@@ -1,5 +1,7 @@
 #include <pdmsim/diff/diff_Mesh.h>
 
+#include <pdmsim/stored/sto_Steps.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -172,8 +174,7 @@ void diff_Mesh::CompareField(const std::string& path, const std::string& member,
                          member == "regionFields" || member == "localNodeFields";
   diff_Steps steps{overSteps ? &m_frames : nullptr, m_times[0],
                    member == "frameFields" && name == "time" ? m_timeTolerance : 0};
-  for (const char* own : {"coordinates", "label", "attribute", "distributionFactor"})
-    steps.constant = steps.constant || name == own;
+  steps.constant = !sto_IsResult(member, name);
   const diff_Grouping grouping = [&](int side, const ORXSimPersistentDrawerDesc& drawer,
                                      const std::vector<diff_Column>& before, diff_Column& column) {
     if (overSteps)

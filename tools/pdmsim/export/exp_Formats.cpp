@@ -4,6 +4,7 @@
 #include <pdmsim/export/csv/csv_Format.h>
 #include <pdmsim/export/exodus/exw_Format.h>
 #include <pdmsim/export/gmsh/gmsh_Format.h>
+#include <pdmsim/export/vtkhdf/vhdf_Format.h>
 #include <pdmsim/export/vtu/vtu_Format.h>
 
 #include <algorithm>
@@ -16,6 +17,7 @@ constexpr exp_Format kFormats[] = {
     {"exodus", "Exodus II", ".exo .e .g .ex2 .exoII .nc", false, &exw_Losses, &exw_Write},
     {"gmsh", "Gmsh 4.1", ".msh", false, &gmsh_Losses, &gmsh_Write},
     {"vtu", "VTU", ".vtu .pvd", false, &vtu_Losses, &vtu_Write},
+    {"vtkhdf", "VTKHDF", ".hdf .vtkhdf", false, &vhdf_Losses, &vhdf_Write},
     {"csv", "comma-separated values", ".csv", true, &csv_Losses, &csv_Write},
 };
 

@@ -40,6 +40,7 @@ show_Names::show_Names(const msfD_DiscreteModel& model, ORXSimContextID context)
   AddLabels(mesh.elements(), mesh.elementFields());
   AddLabels(mesh.regions(), mesh.regionFields());
   ReadTimes(mesh);
+  m_stepFields = sto_StepFields(mesh);
 }
 
 show_NamesInUse::show_NamesInUse(const show_Names& names) {
@@ -103,13 +104,10 @@ std::vector<long long> show_Names::Labels(ORXSimCollectionID collection,
 }
 
 std::optional<int> show_Names::Step(ORXSimDistributionID field, int drawer, int drawers) const {
-  const int steps = static_cast<int>(m_times.size());
-  if (steps == 0 || drawers == 0 || drawers % steps != 0)
+  if (!m_stepFields.Has(field))
     return std::nullopt;
-  // The first drawers tell: those of one step are over different sets, and every step has the same sets.
-  const int each = drawers / steps;
-  const auto set = [&](int number) { return ORXSimDistributionRef(field).Drawer(number).CSet(); };
-  if ((each > 1 && set(0) == set(1)) || (steps > 1 && set(0) != set(each)))
-    return std::nullopt;
-  return drawer / each;
+  // The first two steps tell, since fields may have thousands.
+  const int each = sto_DrawersOfStep(drawers, static_cast<int>(m_times.size()), 2,
+                                     [&](int i) { return ORXSimDistributionRef(field).Drawer(i); });
+  return each == 0 ? std::nullopt : std::optional(drawer / each);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <pdmsim/stored/sto_Steps.h>
+
 #include <PDM_Core.h>
 
 #include <map>
@@ -38,6 +40,7 @@ class show_Names {
   std::map<int, ORXSimDistributionID> m_labels;      // by collection
   ORXSimCollectionID m_frames;
   std::vector<double> m_times;
+  sto_StepFields m_stepFields;
 };
 
 /// The names that descriptions are made with, as long as this object lives. One at a time.

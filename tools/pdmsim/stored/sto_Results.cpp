@@ -3,6 +3,7 @@
 #include <pdmsim/mesh/mesh_Error.h>
 #include <pdmsim/stored/sto_Joined.h>
 #include <pdmsim/stored/sto_Numbers.h>
+#include <pdmsim/stored/sto_Steps.h>
 
 #include <algorithm>
 
@@ -40,20 +41,17 @@ void sto_Mesh::ReadFields() {
     m_variables[place].entitySizes = EntitySizes(static_cast<mesh_Place>(place));
     m_variables[place].present.resize(m_variables[place].entitySizes.size());
   }
-  const auto each = [&](const FieldMap& fields, std::initializer_list<const char*> own,
-                        const std::vector<mesh_Place>& places) {
+  const auto each = [&](const FieldMap& fields, const char* map, const std::vector<mesh_Place>& places) {
     fields.ForEach([&](const kda_string& key, ORXSimDistributionID id) {
       const std::string name = key.cStr();
-      if (std::find(own.begin(), own.end(), name) == own.end() && !id.IsNull())
+      if (!id.IsNull() && (places.front() == mesh_Place::kGlobal ? name != "time" : sto_IsResult(map, name)))
         AddField(name, id, places);
     });
   };
-  each(m_mesh.frameFields(), {"time"}, {mesh_Place::kGlobal});
-  each(m_mesh.nodeFields(), {"coordinates", "label", "distributionFactor"},
-       {mesh_Place::kNodes, mesh_Place::kNodeSets});
-  each(m_mesh.elementFields(), {"connectivity", "label", "attribute", "distributionFactor"},
-       {mesh_Place::kBlocks, mesh_Place::kElementSets});
-  each(m_mesh.surfaceFields(), {"distributionFactor"}, {mesh_Place::kSideSets});
+  each(m_mesh.frameFields(), "frameFields", {mesh_Place::kGlobal});
+  each(m_mesh.nodeFields(), "nodeFields", {mesh_Place::kNodes, mesh_Place::kNodeSets});
+  each(m_mesh.elementFields(), "elementFields", {mesh_Place::kBlocks, mesh_Place::kElementSets});
+  each(m_mesh.surfaceFields(), "surfaceFields", {mesh_Place::kSideSets});
 }
 
 std::vector<std::size_t> sto_Mesh::EntitySizes(mesh_Place place) const {
@@ -126,19 +124,17 @@ void sto_Mesh::AddEmptyField(const std::string& name, ORXSimDistributionID id, m
   m_fields[static_cast<std::size_t>(place)].push_back(std::move(field));
 }
 
-/// Drawers of one step: every step has drawers over the same sets. 0 when they have not.
+/// Drawers of one step, or all of them where they are no steps. 0 when their rows differ.
 int sto_Mesh::Columns(const std::vector<ORXSimPersistentDrawerDesc>& drawers, bool& constant) const {
-  const std::size_t count = drawers.size(), steps = m_times.size();
-  constant = steps == 0 || count % steps != 0 || (count == 1 && steps > 1);
-  std::size_t columns = constant ? count : count / steps;
-  for (std::size_t i = columns; i < count && !constant; ++i)
-    constant = drawers[i].CSet() != drawers[i - columns].CSet();
+  const auto count = static_cast<int>(drawers.size()), steps = static_cast<int>(m_times.size());
+  int columns = sto_DrawersOfStep(count, steps, steps, [&](int i) { return drawers[size(i)]; });
+  constant = columns == 0;
   if (constant)
     columns = count;
-  for (std::size_t i = columns; i < count; ++i)
-    if (drawers[i].Components() != drawers[i - columns].Components())
+  for (std::size_t i = size(columns); i < drawers.size(); ++i)
+    if (drawers[i].Components() != drawers[i - size(columns)].Components())
       return 0;
-  return static_cast<int>(columns);
+  return columns;
 }
 
 bool sto_Mesh::AddVariable(mesh_Place place, const std::string& name, ORXSimDistributionID id,

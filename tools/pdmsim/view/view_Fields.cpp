@@ -7,6 +7,7 @@
 namespace {
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+constexpr std::size_t kMostRuns = 1000; // to be mapped: HDF5 takes time with their square
 constexpr const char* kGroups[] = {"PointData/", "CellData/"};
 
 std::vector<int> readSet(const sto_Mesh& mesh, const mesh_Set& set) {
@@ -14,6 +15,14 @@ std::vector<int> readSet(const sto_Mesh& mesh, const mesh_Set& set) {
   if (!items.empty())
     mesh.ReadSet(set, 0, items.size(), items.data());
   return items;
+}
+
+/// How many runs of items follow each other.
+std::size_t runsOf(const std::vector<int>& items) {
+  std::size_t runs = items.empty() ? 0 : 1;
+  for (std::size_t i = 1; i < items.size(); ++i)
+    runs += items[i] == items[i - 1] + 1 ? 0 : 1;
+  return runs;
 }
 
 bool isReal(const sto_Mesh::Rows& rows) {
@@ -99,7 +108,9 @@ void view_Fields::WriteResults() {
   for (const mesh_Place place : {mesh_Place::kNodes, mesh_Place::kBlocks}) {
     const mesh_Variables& variables = m_mesh.Variables(place);
     for (std::size_t i = 0; i < variables.names.size(); ++i)
-      WriteVariable(variables, i);
+      if (std::any_of(variables.present.begin(), variables.present.end(),
+                      [i](const auto& present) { return present[i]; }))
+        WriteVariable(variables, i);
   }
   for (const mesh_Place place : {mesh_Place::kNodeSets, mesh_Place::kElementSets}) {
     const mesh_Variables& variables = m_mesh.Variables(place);
@@ -140,9 +151,16 @@ void view_Fields::WriteSetVariable(const mesh_Variables& variables, std::size_t 
   const bool nodes = variables.place == mesh_Place::kNodeSets;
   const mesh_Set& set = m_mesh.Sets(nodes ? mesh_SetKind::kNodes : mesh_SetKind::kElements)[entity];
   const std::vector<int> items = readSet(m_mesh, set);
+  const bool copied =
+      !m_output.Maps() || runsOf(items) * Shown(variables.Constant(variable)).size() > kMostRuns;
   Steps(nodes ? kPoints : kCells, variables.names[variable] + " (" + set.name + ")",
         variables.Components(variable), variables.Constant(variable), [&](std::size_t step) {
           std::vector<view_Part> parts;
+          if (copied) {
+            for (sto_Mesh::Rows& rows : m_mesh.RowsOf(variables.place, variable, entity, step))
+              parts.push_back({std::move(rows), 0, items});
+            return parts;
+          }
           std::size_t member = 0;
           for (const sto_Mesh::Rows& rows : m_mesh.RowsOf(variables.place, variable, entity, step))
             for (std::size_t i = 0; i < rows.count; ++i, ++member) {
@@ -157,23 +175,38 @@ void view_Fields::WriteSetVariable(const mesh_Variables& variables, std::size_t 
         });
 }
 
+void view_Fields::FieldData(const std::string& name, hdf_ViewType type, std::size_t count,
+                            const void* values) {
+  const std::string path = "FieldData/" + m_fieldNames.Take(name);
+  if (m_output.Begin(path, {type, count}, false))
+    m_output.Write(path, 0, count, values, 8 * count);
+  m_fieldData.emplace_back(path, count > 1);
+}
+
 void view_Fields::WriteGlobals() {
   const mesh_Variables& variables = m_mesh.Variables(mesh_Place::kGlobal);
-  if (variables.names.empty())
-    return;
-  if (!m_step) {
-    m_notes.push_back("fields of the whole mesh are shown with --series only");
-    return;
+  const std::vector<std::size_t> steps = Shown(false);
+  const std::size_t names = m_mesh.Times().empty() ? 0 : variables.names.size();
+  std::vector<double> values(steps.size() * names), one(names);
+  for (std::size_t k = 0; k < steps.size() && names > 0; ++k) {
+    m_mesh.Values(mesh_Place::kGlobal, 0, 0, steps[k])->Read(0, names, one.data());
+    for (std::size_t i = 0; i < names; ++i)
+      values[i * steps.size() + k] = one[i];
   }
-  std::vector<double> values(variables.names.size());
-  m_mesh.Values(mesh_Place::kGlobal, 0, 0, *m_step)->Read(0, values.size(), values.data());
-  view_Names names;
-  names.Take("TimeValue");
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    const std::string path = "FieldData/" + names.Take(variables.names[i]);
-    if (m_output.Begin(path, {hdf_ViewType::kDouble, 1}, false))
-      m_output.Write(path, 0, 1, &values[i], sizeof values[i]);
-  }
+  for (std::size_t i = 0; i < names; ++i)
+    FieldData(variables.names[i], hdf_ViewType::kDouble, steps.size(), &values[i * steps.size()]);
+}
+
+void view_Fields::WriteIds() {
+  const auto write = [&](const std::string& name, long long id) {
+    FieldData(name, hdf_ViewType::kInt64, 1, &id);
+  };
+  for (const mesh_Block& block : m_mesh.Blocks())
+    write("block " + block.name, block.id);
+  for (const mesh_Set& set : m_mesh.Sets(mesh_SetKind::kNodes))
+    write("node set " + set.name, set.id);
+  for (const mesh_Set& set : m_mesh.Sets(mesh_SetKind::kElements))
+    write("element set " + set.name, set.id);
 }
 
 void view_Fields::WriteModes(const sto_ModalSystem& system) {
@@ -225,6 +258,12 @@ void view_Fields::WriteSteps() {
   m_output.Values("Steps/CellOffsets", table, zeros);
   m_output.Values("Steps/ConnectivityIdOffsets", table, zeros);
   m_arrays.push_back({"CellData/block", true});
+  for (const auto& [path, each] : m_fieldData) {
+    std::vector<std::int64_t> offsets(count);
+    if (each)
+      std::iota(offsets.begin(), offsets.end(), 0);
+    m_output.Values("Steps/FieldDataOffsets" + path.substr(path.find('/')), line, offsets);
+  }
   for (const Array& array : m_arrays) {
     const On on = array.path.starts_with("Point") ? kPoints : kCells;
     std::vector<std::int64_t> offsets(count);

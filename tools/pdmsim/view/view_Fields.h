@@ -15,12 +15,15 @@ class view_Fields {
               std::vector<std::string>& notes)
       : m_mesh(mesh), m_output(output), m_step(step), m_notes(notes) {
     m_names[1].Take("block");
+    m_fieldNames.Take("TimeValue");
   }
 
   void WriteLabels();
   void WriteSets();
   void WriteResults();
   void WriteModes(const sto_ModalSystem& system);
+  /// The numbers of blocks and sets, under "block NAME", "node set NAME", "element set NAME".
+  void WriteIds();
   /// What is no array: the times, and where the rows of each step are.
   void WriteSteps();
 
@@ -35,6 +38,8 @@ class view_Fields {
   void WriteGlobals();
   template <class PartsOf>
   void Steps(On on, const std::string& name, std::size_t width, bool constant, PartsOf partsOf);
+  /// A number of the whole file, or one for each of its steps.
+  void FieldData(const std::string& name, hdf_ViewType type, std::size_t count, const void* values);
   std::size_t Items(On on) const { return on == kPoints ? m_mesh.Nodes() : m_mesh.Elements(); }
   /// The steps that are shown of a field that has some.
   std::vector<std::size_t> Shown(bool constant) const;
@@ -43,7 +48,8 @@ class view_Fields {
   view_Output& m_output;
   std::optional<std::size_t> m_step;
   std::vector<std::string>& m_notes;
-  view_Names m_names[2];
+  view_Names m_names[2], m_fieldNames;
+  std::vector<std::pair<std::string, bool>> m_fieldData; // path, and whether it has a number for each step
   struct Array {
     std::string path;
     bool constant;

@@ -77,6 +77,7 @@ void view_Grid::Write() {
   }
   WriteOffsets<int>();
   const auto plain = [&](const Cells& cells) { return cells.order.empty() && !cells.polygons; };
+  const bool maps = m_output.Maps() && std::all_of(m_cells.begin(), m_cells.end(), plain);
   const bool narrow = m_mesh.Blocks().empty() || [&] {
     const ORXSimDistributionRef connectivity(m_mesh.ConnectivityField());
     for (int i = 0; i < connectivity.NumDrawers(); ++i)
@@ -84,7 +85,7 @@ void view_Grid::Write() {
         return false;
     return true;
   }();
-  if (narrow && std::all_of(m_cells.begin(), m_cells.end(), plain))
+  if (maps && narrow)
     MapConnectivity();
   else
     WriteConnectivity<int>();

@@ -40,16 +40,24 @@ std::size_t size(int n) {
 
 } // namespace
 
-view_Output::view_Output(const std::string& path, const std::string& source, const std::string& first,
-                         cli_Progress& progress)
-    : m_source(source), m_mapped(relative(source, path)), m_first(first), m_progress(progress),
-      m_file(path.c_str()) {
+view_Output::view_Output(const std::string& path, const std::string& written, const std::string& source,
+                         const std::string& first, cli_Progress& progress, view_Data data)
+    : m_source(source), m_mapped(relative(source, path)), m_first(first), m_progress(progress), m_data(data),
+      m_file(written.c_str(), path.c_str()) {
   Check(m_file.Group("/VTKHDF"));
 }
 
 void view_Output::Check(bool done) {
   if (!done)
     throw cli_Failure(cli_Exit::kUnusable, ORXSimManager::LastError());
+}
+
+void view_Output::Remember(std::size_t nodes, std::size_t elements, bool series) {
+  m_record.file = m_mapped;
+  m_record.id = view_FileId(m_source);
+  m_record.nodes = static_cast<std::int64_t>(nodes);
+  m_record.elements = static_cast<std::int64_t>(elements);
+  m_record.series = series;
 }
 
 void view_Output::Text(const char* name, const std::string& text) {
@@ -66,26 +74,44 @@ void view_Output::StepCount(std::size_t steps) {
   Check(m_file.Numbers("/VTKHDF/Steps", "NSteps", {&count, 1}, true));
 }
 
-bool view_Output::CanMap(const hdf_ViewShape& shape, const std::vector<view_Part>& parts) {
-  return std::all_of(parts.begin(), parts.end(), [&](const view_Part& part) {
-    const auto drawer = ORXSimDistributionRef(part.rows.distribution).Drawer(part.rows.drawer);
-    const auto width = size(drawer.Components());
-    return part.rows.order.empty() && typeOf(drawer.Type()) == shape.type &&
-           (shape.width == 1 || width <= shape.width);
-  });
+bool view_Output::CanMap(const hdf_ViewShape& shape, const std::vector<view_Part>& parts) const {
+  return Maps() && std::all_of(parts.begin(), parts.end(), [&](const view_Part& part) {
+           const auto drawer = ORXSimDistributionRef(part.rows.distribution).Drawer(part.rows.drawer);
+           const auto width = size(drawer.Components());
+           return part.rows.order.empty() && part.places.empty() && typeOf(drawer.Type()) == shape.type &&
+                  (shape.width == 1 || width <= shape.width);
+         });
 }
 
-std::vector<hdf_ViewPiece> view_Output::Pieces(const std::vector<view_Part>& parts) const {
+std::vector<hdf_ViewPiece> view_Output::Pieces(const std::vector<view_Part>& parts) {
   std::vector<hdf_ViewPiece> pieces;
   for (const view_Part& part : parts) {
     const ORXSimDistributionRef distribution(part.rows.distribution);
     const auto drawer = distribution.Drawer(part.rows.drawer);
     const cow_String path = distribution.DatasetPath(part.rows.drawer);
     Check(!path.Empty());
+    m_record.Add(m_mapped, path.CStr(),
+                 view_Describe(distribution.Name().CStr(), typeOf(drawer.Type()), size(drawer.Items()),
+                               size(drawer.Components())));
     pieces.push_back({m_mapped, path.CStr(), size(drawer.Items()), size(drawer.Components()), part.rows.first,
                       part.rows.count, part.target});
   }
   return pieces;
+}
+
+/// Rows that go to places of their own are written with what is between them.
+template <class T>
+void view_Output::Scatter(const std::string& path, const hdf_ViewShape& shape, const view_Part& part) {
+  const sto_Mesh::Rows& rows = part.rows;
+  const sto_Numbers numbers(m_source, rows.distribution, rows.drawer, rows.first, rows.count);
+  const std::size_t width = numbers.Width(), kept = std::min<std::size_t>(width, shape.width);
+  const auto last = std::max_element(part.places.begin(), part.places.end());
+  const std::size_t spanned = last == part.places.end() ? 0 : static_cast<std::size_t>(*last) + 1;
+  std::vector<T> stored(rows.count * width), wanted(spanned * shape.width, static_cast<T>(shape.fill));
+  numbers.Read(0, rows.count, stored.data());
+  for (std::size_t i = 0; i < rows.count; ++i)
+    std::copy_n(&stored[i * width], kept, &wanted[static_cast<std::size_t>(part.places[i]) * shape.width]);
+  Write(path, part.target, spanned, wanted.data(), sizeof(T) * wanted.size());
 }
 
 template <class T>
@@ -93,6 +119,10 @@ void view_Output::Copy(const std::string& path, const hdf_ViewShape& shape,
                        const std::vector<view_Part>& parts) {
   for (const view_Part& part : parts) {
     const sto_Mesh::Rows& rows = part.rows;
+    if (!part.places.empty()) {
+      Scatter<T>(path, shape, part);
+      continue;
+    }
     const auto numbers = rows.order.empty()
                              ? sto_Numbers(m_source, rows.distribution, rows.drawer, rows.first, rows.count)
                              : sto_Numbers(m_source, rows.distribution, rows.drawer, rows.order);
@@ -139,6 +169,7 @@ bool view_Output::Begin(const std::string& path, const hdf_ViewShape& shape, boo
   if (shared && !m_first.empty()) {
     const hdf_ViewPiece whole{m_first, kRoot + path, shape.rows, shape.width, 0, shape.rows, 0};
     Check(m_file.Map(kRoot + path, shape, {&whole, 1}));
+    m_record.Add(m_first, whole.dataset, view_Describe({}, shape.type, shape.rows, shape.width));
     m_arrays.push_back({path, true, {}, {}});
     return false;
   }
@@ -159,7 +190,7 @@ void view_Output::Shows(std::string origin, std::string unit) {
 }
 
 void view_Output::Finish() {
-  Check(m_file.Finish());
+  Check((!Maps() || m_record.Write(m_file)) && m_file.Finish());
 }
 
 std::string view_Names::Take(std::string wanted) {

@@ -2,6 +2,7 @@
 
 #include <pdmsim/cli/cli_Progress.h>
 #include <pdmsim/stored/sto_Mesh.h>
+#include <pdmsim/view/view_Record.h>
 
 #include <UTI_ORXSimDynamicAPI/hdf_View.h>
 
@@ -13,7 +14,11 @@
 struct view_Part {
   sto_Mesh::Rows rows;
   std::size_t target = 0;
+  std::vector<int> places = {}; // of each row, counted from `target`; empty: they follow each other
 };
+
+/// Where the numbers of a file stand: in the simulation file, as far as they can, or all in the file itself.
+enum class view_Data { kMapped, kCopied };
 
 /// One dataset of a view, as a summary names it.
 struct view_Array {
@@ -23,17 +28,22 @@ struct view_Array {
   std::string unit = {};
 };
 
-/// One file of a view being written. Datasets are mapped onto the simulation file where its rows follow each
-/// other, and copied where they do not. Every failure throws cli_Failure.
+/// One VTKHDF file being written. Datasets of a view are mapped onto the simulation file where its rows
+/// follow each other, and copied where they do not. Every failure throws cli_Failure.
 class view_Output {
  public:
-  /// \param path    of the new file.
+  /// \param path     of the new file, as it will be called.
+  /// \param written  where it is written until then.
   /// \param source  of the simulation file.
   /// \param first   the first file of the series that this one belongs to, "" for none: what that holds is
   ///                mapped from there instead of being copied again.
-  view_Output(const std::string& path, const std::string& source, const std::string& first,
-              cli_Progress& progress);
+  view_Output(const std::string& path, const std::string& written, const std::string& source,
+              const std::string& first, cli_Progress& progress, view_Data data = view_Data::kMapped);
 
+  bool Maps() const { return m_data == view_Data::kMapped; }
+
+  /// Notes what the simulation file is now, for view_CheckSources.
+  void Remember(std::size_t nodes, std::size_t elements, bool series);
   void Text(const char* name, const std::string& text);
   void Numbers(const char* name, std::vector<std::int64_t> numbers);
   void StepCount(std::size_t steps);
@@ -57,14 +67,16 @@ class view_Output {
 
   /// Says what of the mesh the array made last shows.
   void Shows(std::string origin, std::string unit);
-  /// Gives the file its name.
+  /// Writes down what was mapped, and the file.
   void Finish();
   const std::vector<view_Array>& Arrays() const { return m_arrays; }
 
  private:
   static void Check(bool done);
-  static bool CanMap(const hdf_ViewShape& shape, const std::vector<view_Part>& parts);
-  std::vector<hdf_ViewPiece> Pieces(const std::vector<view_Part>& parts) const;
+  bool CanMap(const hdf_ViewShape& shape, const std::vector<view_Part>& parts) const;
+  std::vector<hdf_ViewPiece> Pieces(const std::vector<view_Part>& parts);
+  template <class T>
+  void Scatter(const std::string& path, const hdf_ViewShape& shape, const view_Part& part);
   template <class T>
   void Copy(const std::string& path, const hdf_ViewShape& shape, const std::vector<view_Part>& parts);
 
@@ -72,8 +84,10 @@ class view_Output {
   std::string m_mapped; // as the view names it
   std::string m_first;
   cli_Progress& m_progress;
+  view_Data m_data;
   hdf_View m_file;
   std::vector<view_Array> m_arrays;
+  view_Record m_record;
 };
 
 /// The names of arrays, each once, as viewers can show them.

@@ -1,6 +1,7 @@
 #include <pdmsim/view/view_Sidecar.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_NewFiles.h>
 #include <pdmsim/view/view_Fields.h>
 #include <pdmsim/view/view_Grid.h>
 
@@ -8,10 +9,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include <cstdio>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -38,56 +38,21 @@ bool isSeries(const std::string& path) {
   return list.is_object() && list.contains("file-series-version");
 }
 
-void CheckTarget(const std::string& path, const view_Request& request) {
-  std::error_code ignored;
-  if (!fs::exists(fs::symlink_status(path, ignored)))
-    return;
-  if (!request.force)
-    Refuse(path, "expected no file of that name, found one; --force replaces a view");
-  if (path.ends_with(".series") ? !isSeries(path) : !view_IsView(path))
-    Refuse(path, "expected a view to replace, found another file");
-}
-
-/// Files that go away again unless they are kept.
-class Unfinished {
- public:
-  explicit Unfinished(std::vector<std::string>& files) : m_files(files) {}
-  Unfinished(const Unfinished&) = delete;
-  Unfinished& operator=(const Unfinished&) = delete;
-  ~Unfinished() {
-    for (const std::string& file : m_files)
-      if (!m_kept)
-        ::unlink(file.c_str());
-  }
-  void Keep() { m_kept = true; }
-
- private:
-  std::vector<std::string>& m_files;
-  bool m_kept = false;
-};
+const cli_Replaced kView{"a view", view_IsView};
+const cli_Replaced kList{"a list of views", isSeries};
 
 /// Writes one file.
 class Writer {
  public:
-  Writer(const sto_Mesh& mesh, const view_Request& request, cli_Progress& progress, view_Summary& summary)
-      : m_mesh(mesh), m_request(request), m_progress(progress), m_summary(summary) {}
+  Writer(const sto_Mesh& mesh, const view_Request& request, cli_Progress& progress, cli_NewFiles& files,
+         view_Summary& summary)
+      : m_mesh(mesh), m_request(request), m_progress(progress), m_files(files), m_summary(summary) {}
 
   void Write(const std::string& path, std::optional<std::size_t> step) {
     const bool first = m_first.empty();
-    view_Output output(path, m_mesh.Path(), m_first, m_progress);
-    std::vector<std::string> notes;
-    const bool steps = !step && !m_mesh.Times().empty();
-    output.Numbers("Version", {steps ? 2 : 1, 0});
-    output.Text("Type", "UnstructuredGrid");
-    view_Grid(m_mesh, output, notes).Write();
-    view_Fields fields(m_mesh, output, step, notes);
-    fields.WriteLabels();
-    fields.WriteSets();
-    fields.WriteResults();
-    if (m_request.system != nullptr)
-      fields.WriteModes(*m_request.system);
-    fields.WriteSteps();
-    output.Finish();
+    view_Output output(path, m_files.Add(path, kView), m_mesh.Path(), m_first, m_progress);
+    output.Remember(m_mesh.Nodes(), m_mesh.Elements(), m_request.series);
+    std::vector<std::string> notes = view_WriteMesh(m_mesh, step, m_request.system, output);
     m_summary.files.push_back(path);
     if (!first)
       return;
@@ -100,6 +65,7 @@ class Writer {
   const sto_Mesh& m_mesh;
   const view_Request& m_request;
   cli_Progress& m_progress;
+  cli_NewFiles& m_files;
   view_Summary& m_summary;
   std::string m_first;
 };
@@ -112,56 +78,85 @@ std::string StepName(const std::string& out, std::size_t step, std::size_t steps
   return out.substr(0, dot) + "_" + number + out.substr(dot);
 }
 
-void WriteList(const std::string& path, const std::vector<std::string>& files,
-               const std::vector<double>& times) {
+std::string ListOf(const std::vector<std::string>& files, const std::vector<double>& times) {
   nlohmann::json list = nlohmann::json::array();
   for (std::size_t i = 0; i < files.size(); ++i)
     list.push_back({{"name", fs::path(files[i]).filename().string()}, {"time", times[i]}});
-  const std::string unfinished = path + ".new-" + std::to_string(::getpid());
-  std::ofstream out(unfinished, std::ios::trunc);
-  out << nlohmann::json{{"file-series-version", "1.0"}, {"files", list}}.dump(1) << '\n';
-  out.close();
-  if (!out || std::rename(unfinished.c_str(), path.c_str()) != 0) {
-    ::unlink(unfinished.c_str());
-    Refuse(path, "cannot be written");
+  return nlohmann::json{{"file-series-version", "1.0"}, {"files", list}}.dump(1) + '\n';
+}
+
+/// Steps of an older series beside the new one would still be listed by viewers, which go by names.
+void RemoveOlder(const std::string& list, const std::vector<std::string>& steps, cli_NewFiles& files) {
+  std::ifstream stored(list);
+  const nlohmann::json older = nlohmann::json::parse(stored, nullptr, false);
+  if (!older.is_object() || !older.contains("files") || !older["files"].is_array())
+    return;
+  for (const nlohmann::json& one : older["files"]) {
+    if (!one.is_object() || !one.contains("name") || !one["name"].is_string())
+      continue;
+    const std::string name = one["name"], path = (fs::path(list).parent_path() / name).string();
+    if (fs::path(name).filename() == name && std::find(steps.begin(), steps.end(), path) == steps.end() &&
+        view_IsView(path))
+      files.Remove(path);
   }
 }
 
-void WriteSeries(Writer& writer, const sto_Mesh& mesh, const view_Request& request, view_Summary& summary) {
+void WriteSeries(Writer& writer, const sto_Mesh& mesh, const std::string& out, cli_NewFiles& files,
+                 view_Summary& summary) {
   const std::size_t steps = mesh.Times().size();
   if (steps == 0)
     Refuse(mesh.Path(), "expected steps for a series, found none", cli_Exit::kNotThere);
-  const std::string list = request.out + ".series";
-  CheckTarget(list, request);
+  const std::string list = out + ".series";
+  files.CheckName(list, kList);
   for (std::size_t step = 0; step < steps; ++step)
-    CheckTarget(StepName(request.out, step, steps), request);
+    files.CheckName(StepName(out, step, steps), kView);
   for (std::size_t step = 0; step < steps; ++step)
-    writer.Write(StepName(request.out, step, steps), step);
-  WriteList(list, summary.files, mesh.Times());
+    writer.Write(StepName(out, step, steps), step);
+  RemoveOlder(list, summary.files, files);
+  files.Write(list, ListOf(summary.files, mesh.Times()), kList);
   summary.files.insert(summary.files.begin(), list);
 }
 
 } // namespace
+
+std::vector<std::string> view_WriteMesh(const sto_Mesh& mesh, std::optional<std::size_t> step,
+                                        const sto_ModalSystem* system, view_Output& output) {
+  std::vector<std::string> notes;
+  if (mesh.Times().size() == 1)
+    step = 0;
+  const bool steps = !step && !mesh.Times().empty();
+  output.Numbers("Version", {steps ? 2 : 1, 0});
+  output.Text("Type", "UnstructuredGrid");
+  view_Grid(mesh, output, notes).Write();
+  view_Fields fields(mesh, output, step, notes);
+  fields.WriteLabels();
+  fields.WriteSets();
+  fields.WriteResults();
+  if (!output.Maps())
+    fields.WriteIds();
+  if (system != nullptr)
+    fields.WriteModes(*system);
+  fields.WriteSteps();
+  output.Finish();
+  return notes;
+}
 
 view_Summary view_Write(const sto_File& file, const view_Request& request, cli_Progress& progress) {
   CheckJournal(file.Path());
   const sto_Mesh mesh(file.Path(), file.Mesh());
   file.Check();
   view_Summary summary;
-  Unfinished unfinished(summary.files);
-  Writer writer(mesh, request, progress, summary);
-  if (request.series) {
-    WriteSeries(writer, mesh, request, summary);
-  } else {
-    CheckTarget(request.out, request);
-    writer.Write(request.out, mesh.Times().size() == 1 ? std::optional<std::size_t>(0) : request.step);
-  }
+  cli_NewFiles files(request.force);
+  Writer writer(mesh, request, progress, files, summary);
+  if (request.series)
+    WriteSeries(writer, mesh, request.out, files, summary);
+  else
+    writer.Write(request.out, request.step);
   file.Check();
-  unfinished.Keep();
+  files.Commit();
+  summary.bytes = files.Bytes();
   for (const std::string& note : mesh.Notes())
     summary.notes.push_back("not shown: " + note);
-  for (const std::string& one : summary.files)
-    summary.bytes += fs::file_size(one);
   return summary;
 }
 
@@ -188,30 +183,4 @@ const sto_ModalSystem* view_FindSystem(const std::string& file, const std::vecto
 
 bool view_IsView(const std::string& path) {
   return hdf_View::Has(path.c_str(), "VTKHDF") && !hdf_View::Has(path.c_str(), "sim");
-}
-
-std::vector<std::string> view_CheckSources(const std::string& path) {
-  std::vector<hdf_View::Source> sources;
-  if (!hdf_View::Sources(path.c_str(), sources))
-    return {ORXSimManager::LastError()};
-  std::vector<std::string> findings;
-  std::string last;
-  bool there = false;
-  for (const hdf_View::Source& source : sources) {
-    const std::string file = (fs::path(path).parent_path() / source.file).string();
-    if (file != last) {
-      last = file;
-      std::error_code ignored;
-      there = fs::is_regular_file(file, ignored);
-      if (!there)
-        findings.push_back("its source " + source.file +
-                           " is not there: all that is mapped from it reads as zeros");
-      else if (!view_IsView(file) && ORXSimJournal::Read(file.c_str()).exists)
-        findings.push_back("its source " + source.file + " has a journal, which viewers do not see");
-    }
-    if (there && !hdf_View::HasDataset(file.c_str(), source.dataset.c_str()))
-      findings.push_back("its source " + source.file + " has no dataset " + source.dataset +
-                         " any more, which reads as zeros");
-  }
-  return findings;
 }

@@ -23,10 +23,17 @@ struct view_Summary {
   unsigned long long bytes = 0;   // of all files
 };
 
-/// Writes the view of a simulation file's mesh: a VTKHDF file that shows the file's own numbers. A file
-/// appears under its name when it is whole; of a series that fails nothing stays. Refuses with cli_Failure
-/// while a journal lies beside the simulation file, which other programs do not see.
+/// Writes the view of a simulation file's mesh: a VTKHDF file that shows the file's own numbers. Its files
+/// appear under their names when all are whole; where that fails the older ones stay. Refuses with
+/// cli_Failure while a journal lies beside the simulation file, which other programs do not see.
 view_Summary view_Write(const sto_File& file, const view_Request& request, cli_Progress& progress);
+
+/// Writes all of a mesh into one file.
+/// \param step    the only one to show; none: all.
+/// \param system  whose modes are shown; null: none.
+/// \return what is shown otherwise than it is, or not at all.
+std::vector<std::string> view_WriteMesh(const sto_Mesh& mesh, std::optional<std::size_t> step,
+                                        const sto_ModalSystem* system, view_Output& output);
 
 /// The modal system of a name, or else of a number among all systems; "" is the only one with shapes, or
 /// none. Throws cli_Failure.
@@ -35,5 +42,3 @@ const sto_ModalSystem* view_FindSystem(const std::string& file, const std::vecto
 
 /// True for a file that view_Write has made.
 bool view_IsView(const std::string& path);
-/// What is wrong with the sources of a view, one line each.
-std::vector<std::string> view_CheckSources(const std::string& path);

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <pdmsim/cli/cli_NewFiles.h>
 #include <pdmsim/cli/cli_Progress.h>
-#include <pdmsim/export/out/exp_Files.h>
 #include <pdmsim/mesh/mesh_Source.h>
 
 #include <string>
 #include <vector>
+
+/// The files that an export makes.
+using exp_Files = cli_NewFiles;
 
 /// What the user asks of an export.
 struct exp_Wanted {

@@ -100,6 +100,15 @@ std::vector<std::string> exp_Losses(const mesh_Source& mesh, const exp_Holds& ho
   return Losses(mesh, holds).All();
 }
 
+std::vector<std::string> exp_UnknownTypes(const mesh_Source& mesh) {
+  std::vector<std::string> losses;
+  for (const mesh_Block& block : mesh.Blocks())
+    if (block.elements > 0 && block.shape != mesh_Block::Shape::kPolygons &&
+        mesh_FindElement(block.type, block.nodesPerElement) == nullptr)
+      losses.push_back("the type " + block.type + " of the elements of block " + block.name);
+  return losses;
+}
+
 bool exp_HasIntegers(const mesh_Source& mesh, mesh_Place place, std::size_t variable) {
   const mesh_Variables& variables = mesh.Variables(place);
   if (place == mesh_Place::kGlobal)

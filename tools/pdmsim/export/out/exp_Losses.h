@@ -22,5 +22,8 @@ const char* exp_SetName(mesh_SetKind kind);
 /// What a format that keeps this much loses of the mesh, one line each, Notes() among them.
 std::vector<std::string> exp_Losses(const mesh_Source& mesh, const exp_Holds& holds);
 
+/// The same of the types of elements that only few formats have names for.
+std::vector<std::string> exp_UnknownTypes(const mesh_Source& mesh);
+
 /// True when a variable has integers on some entity.
 bool exp_HasIntegers(const mesh_Source& mesh, mesh_Place place, std::size_t variable);

@@ -8,6 +8,8 @@ class exp_OneStep : public mesh_Source {
   /// \param mesh  must outlive this object.
   /// \param step  of it. Throws cli_Failure when it has no such.
   exp_OneStep(const mesh_Source& mesh, std::size_t step);
+  const mesh_Source& Whole() const { return m_mesh; }
+  std::size_t Step() const { return m_step; }
 
   mesh_NumbersPtr Coordinate(std::size_t axis) const override { return m_mesh.Coordinate(axis); }
   mesh_NumbersPtr NodeNumbers() const override { return m_mesh.NodeNumbers(); }

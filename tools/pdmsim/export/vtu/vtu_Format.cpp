@@ -4,7 +4,6 @@
 #include <pdmsim/cli/cli_Markup.h>
 #include <pdmsim/export/out/exp_Losses.h>
 #include <pdmsim/export/vtu/vtu_Writer.h>
-#include <pdmsim/mesh/mesh_Elements.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -31,10 +30,8 @@ std::string pieceName(const std::string& list, std::size_t step, std::size_t end
 
 std::vector<std::string> vtu_Losses(const exp_Task& task) {
   std::vector<std::string> losses = exp_Losses(task.mesh, kHolds);
-  for (const mesh_Block& block : task.mesh.Blocks())
-    if (block.elements > 0 && block.shape != mesh_Block::Shape::kPolygons &&
-        mesh_FindElement(block.type, block.nodesPerElement) == nullptr)
-      losses.push_back("the type " + block.type + " of the elements of block " + block.name);
+  for (std::string& line : exp_UnknownTypes(task.mesh))
+    losses.push_back(std::move(line));
   const vtu_Arrays arrays(task.mesh);
   losses.insert(losses.end(), arrays.renamed.begin(), arrays.renamed.end());
   return losses;

@@ -1,0 +1,146 @@
+#include <pdmsim/cli/cli_NewFiles.h>
+
+#include <pdmsim/cli/cli_Failure.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <set>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+[[noreturn]] void fail(const std::string& path, const std::string& text) {
+  throw cli_Failure(cli_Exit::kUnusable, path + ": " + text);
+}
+
+[[noreturn]] void failToWrite(const std::string& path) {
+  fail(path, std::string("expected to write it, found: ") + std::strerror(errno));
+}
+
+[[noreturn]] void failExists(const std::string& path) {
+  fail(path, "expected no such file, found one (--force replaces it)");
+}
+
+std::string folderOf(const std::string& path) {
+  const std::string folder = fs::path(path).parent_path();
+  return folder.empty() ? "." : folder;
+}
+
+/// Brings a file, or the names in a directory, to the disk.
+bool sync(const std::string& path, int flags) {
+  const int descriptor = open(path.c_str(), flags | O_CLOEXEC);
+  const bool done = descriptor >= 0 && (fsync(descriptor) == 0 || errno == EINVAL);
+  if (descriptor >= 0)
+    close(descriptor);
+  return done;
+}
+
+bool rename(const std::string& from, const std::string& to, unsigned flags) {
+  return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flags) == 0;
+}
+
+} // namespace
+
+cli_NewFiles::~cli_NewFiles() {
+  for (const File& file : m_files)
+    unlink((file.named ? file.old : file.written).c_str());
+}
+
+void cli_NewFiles::CheckName(const std::string& path, const cli_Replaced& replaced) const {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) {
+    std::error_code ignored;
+    if (const std::string folder = folderOf(path); !fs::is_directory(folder, ignored))
+      fail(path, "expected the directory " + folder + " to write it in, found none");
+    return;
+  }
+  if (!S_ISREG(status.st_mode))
+    fail(path, std::string("expected a file's name, found a ") +
+                   (S_ISDIR(status.st_mode) ? "directory" : "device, a pipe or a socket"));
+  if (!m_force)
+    failExists(path);
+  if (replaced.fits && !replaced.fits(path))
+    fail(path, "expected nothing, or " + replaced.what + " to replace, found another file, which stays");
+}
+
+std::string cli_NewFiles::Add(const std::string& path, const cli_Replaced& replaced) {
+  CheckName(path, replaced);
+  const std::string written = path + ".new-" + std::to_string(getpid());
+  unlink(written.c_str()); // of a process of that number that was killed
+  const int descriptor = open(written.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (descriptor < 0)
+    failToWrite(path);
+  close(descriptor);
+  m_files.push_back({path, written, false, true, {}});
+  return written;
+}
+
+void cli_NewFiles::Write(const std::string& path, std::string_view bytes, const cli_Replaced& replaced) {
+  std::FILE* const file = std::fopen(Add(path, replaced).c_str(), "wbe");
+  if (file == nullptr)
+    failToWrite(path);
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  const int error = errno;
+  if (std::fclose(file) == 0 && written)
+    return;
+  if (!written)
+    errno = error;
+  failToWrite(path);
+}
+
+void cli_NewFiles::Name(File& file) const {
+  const std::string old = file.path + ".old-" + std::to_string(getpid());
+  unlink(old.c_str());
+  if (m_force && link(file.path.c_str(), old.c_str()) == 0)
+    file.old = old;
+  file.fresh = !m_force || (file.old.empty() && errno == ENOENT);
+  file.named = rename(file.written, file.path, m_force ? 0 : RENAME_NOREPLACE);
+  if (!file.named && errno == EINVAL) // the file system knows no such renaming
+    file.named = link(file.written.c_str(), file.path.c_str()) == 0 && unlink(file.written.c_str()) == 0;
+  const int error = errno;
+  if (!file.named && !file.old.empty())
+    unlink(std::exchange(file.old, {}).c_str());
+  errno = error;
+  if (!file.named && errno == EEXIST)
+    failExists(file.path);
+  if (!file.named)
+    failToWrite(file.path);
+}
+
+void cli_NewFiles::Undo() {
+  for (File& file : m_files) {
+    if (file.named && !file.old.empty())
+      rename(std::exchange(file.old, {}), file.path, 0);
+    else if (file.named && file.fresh)
+      unlink(file.path.c_str());
+  }
+}
+
+void cli_NewFiles::Commit() {
+  std::set<std::string> folders;
+  for (const File& file : m_files) {
+    if (!sync(file.written, O_RDONLY))
+      failToWrite(file.path);
+    m_bytes += fs::file_size(file.written);
+    folders.insert(folderOf(file.path));
+  }
+  try {
+    for (File& file : m_files)
+      Name(file);
+    for (const std::string& folder : folders)
+      if (!sync(folder, O_RDONLY | O_DIRECTORY))
+        failToWrite(folder);
+  } catch (const cli_Failure&) {
+    Undo();
+    throw;
+  }
+  for (const std::string& path : m_leftOver)
+    unlink(path.c_str());
+}
