@@ -15,6 +15,7 @@ declare -A PDM_PACKAGES=(
   [draw]="python3-h5py python3-matplotlib"
   [format]="clang-format-14"
   [bench]="libbenchmark-dev libabsl-dev libprotobuf-dev protobuf-compiler libcereal-dev libsqlite3-dev"
+  [package]="debhelper dpkg-dev"
   [fuzz]="clang-14 llvm-14 libclang-rt-14-dev"
 )
 
