@@ -86,5 +86,6 @@ find /usr /etc /opt /var/lib -xdev -not -path '/var/lib/apt/*' -not -path '/var/
 left=$(comm -12 ours after | comm -23 - before | while read -r path; do dpkg -S "$path" >/dev/null 2>&1 || echo "$path"; done
   comm -13 before after | grep -iE 'pdm|h5journal' || true
   ldconfig -p | grep -E 'PDM_Core|H5Journal' || true)
+left=$(sort -u <<<"$left")
 [ -z "$left" ] || { printf '** left behind:\n%s\n' "$left"; exit 1; }
 echo "   $(wc -l <ours) files and folders were there, none of them is left"
