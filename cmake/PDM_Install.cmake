@@ -6,6 +6,7 @@ get_property(PDM_LIBRARIES GLOBAL PROPERTY PDM_INSTALLED_LIBRARIES)
 set(PDM_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/PDM_Core)
 set(PDM_SCHEMA_DIR ${CMAKE_INSTALL_DATADIR}/PDM_Core/schema)
 set(PDM_CONFIG_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/PDM_Core)
+set(PDM_JOURNAL_CONFIG_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/H5Journal)
 
 # The standard library's templates that we instantiate stay our own affair.
 set(PDM_SYMBOLS ${PROJECT_SOURCE_DIR}/cmake/PDM_Symbols.map)
@@ -14,7 +15,12 @@ foreach(library ${PDM_LIBRARIES})
   set_property(TARGET ${library} APPEND PROPERTY LINK_DEPENDS ${PDM_SYMBOLS})
 endforeach()
 
-install(TARGETS ${PDM_LIBRARIES} EXPORT PDM_CoreTargets
+# H5Journal can be installed and found without the others.
+set(PDM_CORE_LIBRARIES ${PDM_LIBRARIES})
+list(REMOVE_ITEM PDM_CORE_LIBRARIES H5Journal)
+install(TARGETS H5Journal EXPORT H5JournalTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(EXPORT H5JournalTargets NAMESPACE PDM_Core:: DESTINATION ${PDM_JOURNAL_CONFIG_DIR})
+install(TARGETS ${PDM_CORE_LIBRARIES} EXPORT PDM_CoreTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(EXPORT PDM_CoreTargets NAMESPACE PDM_Core:: DESTINATION ${PDM_CONFIG_DIR})
 
@@ -37,6 +43,10 @@ install(FILES
   ${PROJECT_BINARY_DIR}/PDM_CoreConfig.cmake ${PROJECT_BINARY_DIR}/PDM_CoreConfigVersion.cmake
   cmake/PDM_CoreGenerate.cmake
   DESTINATION ${PDM_CONFIG_DIR})
+configure_file(cmake/H5JournalConfig.cmake.in H5JournalConfig.cmake @ONLY)
+write_basic_package_version_file(H5JournalConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/H5JournalConfig.cmake ${PROJECT_BINARY_DIR}/H5JournalConfigVersion.cmake
+  DESTINATION ${PDM_JOURNAL_CONFIG_DIR})
 
 # pkg-config: the prefix is told from where the file lies.
 set(PDM_PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -30,7 +30,10 @@ endif()
 
 add_library(pdm_warnings INTERFACE)
 target_compile_options(pdm_warnings INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+  # Not in a release: users build it with compilers that we have not seen, and g++ 12 warns at -O3 of overlaps in std::string's
+  # own operator+, wrongly (GCC's bug 105651).
+  $<$<NOT:$<CONFIG:Release>>:-Werror>)
 if(PDM_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)

@@ -15,6 +15,7 @@ declare -A PDM_PACKAGES=(
   [draw]="python3-h5py python3-matplotlib"
   [format]="clang-format-14"
   [bench]="libbenchmark-dev libabsl-dev libprotobuf-dev protobuf-compiler libcereal-dev libsqlite3-dev"
+  [package]="debhelper dpkg-dev"
   [fuzz]="clang-14 llvm-14 libclang-rt-14-dev"
 )
 
@@ -31,6 +32,24 @@ quietly() {
     printf '** failed: %s\n   everything it said is in %s\n' "$*" "$log" >&2
     return 1
   fi
+}
+
+# pdm_unlocked COMMAND...: apt-get, tried again for some minutes while another process holds a lock of the package manager.
+# Its own waiting (DPkg::Lock::Timeout) knows only some of the locks. Tells of the waiting at descriptor 3.
+pdm_unlocked() {
+  local said=out/log/apt.log held told='' most=${PDM_LOCK_SECONDS:-300} start=$SECONDS
+  until "$@" >"$said" 2>&1; do
+    held=$(sed -nE 's/^.*(Could not get lock |dpkg [a-z]+ lock (is|was) locked )/\1/p' "$said" | head -n 1)
+    if [ -z "$held" ] || [ $((SECONDS - start)) -ge "$most" ]; then
+      cat "$said"
+      [ -z "$held" ] || echo "** the package manager is still locked after $most s; run this again when it is free"
+      return 1
+    fi
+    [ -n "$told" ] || echo "   waiting for the package manager: $held" >&3
+    told=yes
+    sleep 2
+  done
+  cat "$said"
 }
 
 pdm_missing_packages() {
@@ -61,9 +80,9 @@ pdm_install_packages() {
     fi
     root=(sudo)
   fi
-  quietly apt-update "${root[@]}" apt-get update -q
-  quietly apt-install "${root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -q --no-install-recommends "${missing[@]}"
+  quietly apt-update pdm_unlocked "${root[@]}" env LC_ALL=C apt-get update -q 3>&1
+  quietly apt-install pdm_unlocked "${root[@]}" env LC_ALL=C DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -q --no-install-recommends "${missing[@]}" 3>&1
 }
 
 heading "Packages ($*)"

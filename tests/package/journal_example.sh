@@ -7,6 +7,11 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 "$cmake" -S "$example" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" >"$work/log" && "$cmake" --build "$work/build" >>"$work/log" ||
   { cat "$work/log"; exit 1; }
+# As a component of PDM_Core it is found, too.
+mkdir "$work/component"
+sed 's/find_package(H5Journal REQUIRED)/find_package(PDM_Core REQUIRED COMPONENTS H5Journal)/' "$example/CMakeLists.txt" >"$work/component/CMakeLists.txt"
+cp "$example/counter.c" "$work/component"
+"$cmake" -S "$work/component" -B "$work/component" -DCMAKE_PREFIX_PATH="$prefix" >"$work/log" && grep -q PDM_Core_DIR "$work/component/CMakeCache.txt"
 pkg=$(PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name H5Journal.pc)") pkg-config --cflags --libs H5Journal)
 lib=$(dirname "$(find "$prefix" -name libH5Journal.so)")
 cc "$example/counter.c" -o "$work/counter" $pkg -Wl,-rpath,"$lib"
