@@ -2,11 +2,13 @@
 
 Usage: command_line_test.py PDMSIM MESH_FOLDER [unittest arguments]"""
 
+import pathlib
 import shutil
 import subprocess
 import sys
 import unittest
 
+import h5py
 import numpy as np
 
 from pdmsim_cases import MESHES, PDMSIM, QUAD, Case, run
@@ -56,6 +58,59 @@ class CommandLine(Case):
         self.assertIn("-l digits", (self.dir / "pdmsim.fish").read_text())
         if shutil.which("groff"):
             self.assertIn(b"--digits N", self.done("groff", "-man", "-Tascii", "-P-cbou", self.dir / "pdmsim-show.1"))
+
+    def test_numbers_that_are_none_or_absurd(self):
+        out = {"draw": ["-o", "x.png"], "report": ["-o", "x.html"], "export": ["x.exo"], "diff": ["b"]}
+        for command, options in {
+                "show": {"--head": "-1 1e9 2.5", "--digits": "0 99", "--step": "-1 1e9 x", "--drawer": "-1", "--most": "0"},
+                "export": {"--step": "-1 1e9 99999999999"}, "dofs": {"--node": "1e9 x 99999999999"},
+                "draw": {"--step": "-1", "--component": "-2 1.5", "--mode": "0 x", "--scale": "nan x 1e300",
+                         "--size": "x 800 0x0 12x1e9"},
+                "report": {"--steps": "0 -1", "--most": "0 nan"}, "watch": {"--interval": "0 nan -1"},
+                "diff": {"--abs": "-1 nan x", "--rel": "inf", "--floor": "-1", "--time-tolerance": "-1"},
+                "check": {"--wait": "-1 1e9 x"}, "view": {"--wait": "-1"}}.items():
+            for option, values in options.items():
+                for value in values.split():
+                    self.refused(1, command, "a.pdm", *out.get(command, []), option, value,
+                                 says=[option, "expected ", "found ", value.lstrip("-")])
+
+    def test_nothing_goes_where_it_is_read_or_to_a_dash(self):
+        mesh, out = shutil.copy(MESHES / "block.exo", self.dir), self.dir / "a.pdm"
+        self.done(PDMSIM, "import", mesh, out, "--quiet")
+        page, picture, view = (shutil.copy(out, self.dir / name) for name in ("a.html", "a.png", "a.hdf"))
+        before = out.read_bytes()
+        for command, to in (("import", [mesh, mesh]), ("export", [out, out, "--format", "vtu"]), ("report", [page, "-o", page]),
+                            ("draw", [picture, "-o", picture]), ("view", [view, "-o", view]),
+                            ("diff", [out, page, "--write-tolerances", out])):
+            self.refused(2, command, *to, *([] if command == "diff" else ["--force"]), says=["the one that is read"])
+        for command, to in (("import", [mesh, "-"]), ("export", [out, "-", "--format", "vtu"]), ("report", [out, "-o", "-"]),
+                            ("draw", [out, "-o", "-"]), ("view", [out, "-o", "-"]), ("compact", [out, "-o", "-"]),
+                            ("diff", [out, page, "--write-tolerances", "-"])):
+            self.refused(1, command, *to, says=["-: expected"])
+        self.assertEqual({file.read_bytes() for file in map(pathlib.Path, (out, page, picture, view))}, {before})
+
+    def test_damage_is_told_by_its_cause(self):
+        whole = self.dir / "whole.pdm"
+        self.done(PDMSIM, "import", MESHES / "block.exo", whole, "--quiet")
+        for name in ("no members", "no numbers", "other numbers"):
+            bad = shutil.copy(whole, self.dir / "bad.pdm")
+            with h5py.File(bad, "r+") as file:
+                drawer = file["store/distributions/1/0"]
+                if name == "no members":
+                    del drawer.attrs["members"]
+                elif name == "no numbers":
+                    del file["store"]
+                else:
+                    drawer[0, 0] += 1
+            says = {"no members": "/store/distributions/1/0: describe drawer: can't locate", "no numbers": "no object of that kind",
+                    "other numbers": "/store/distributions/1/0: read drawer: the data is damaged"}[name]
+            x = self.dir / "x"
+            for args in (["draw", bad, "-o", f"{x}.png"], ["report", bad, "-o", x], ["export", bad, f"{x}.exo"],
+                         ["view", bad, "-o", f"{x}.hdf"], ["diff", bad, whole]):
+                if (args[0], name) != ("view", "other numbers"):  # which viewers do not look at
+                    with self.subTest(name, args=args):
+                        self.refused(2, *args, says=[says])
+                        self.assertEqual(run(*args).stderr.count(b"bad.pdm"), 1)
 
     def test_output_that_cannot_be_written(self):
         run("import", MESHES / "block.exo", self.out)

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -83,6 +84,16 @@ class Beside {
 
 } // namespace
 
+void cli_CheckOutput(const std::string& path, const std::string& input) {
+  if (path == "-")
+    throw cli_Failure(cli_Exit::kNotThere,
+                      "-: expected the name of a file to write, found '-': nothing of this "
+                      "goes to standard output (./- is a file of that name)");
+  std::error_code ignored;
+  if (std::filesystem::equivalent(path, input, ignored))
+    fail(path + ": expected another file than the one that is read, found that");
+}
+
 void cli_CheckNewFile(const std::string& path, bool force, std::string_view begins) {
   struct stat found {};
   if (stat(path.c_str(), &found) != 0)
@@ -90,8 +101,7 @@ void cli_CheckNewFile(const std::string& path, bool force, std::string_view begi
   if (!force)
     failExists(path);
   if (!S_ISREG(found.st_mode) || !isOfKind(path, begins))
-    fail(path + ": expected nothing, or a file that begins with " + std::string(begins) +
-         ", found another file, which stays");
+    fail(path + ": expected nothing, or a file of the kind that is written, found another file, which stays");
 }
 
 void cli_WriteNewFile(const std::string& path, std::string_view bytes, bool force, std::string_view begins) {

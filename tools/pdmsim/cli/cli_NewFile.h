@@ -3,6 +3,10 @@
 #include <string>
 #include <string_view>
 
+/// Refuses what no command writes to: "-", since nothing goes to standard output but what is to be read
+/// there, and the file that it reads. \param input  the file that is read.
+void cli_CheckOutput(const std::string& path, const std::string& input);
+
 /// Writes a file that is whole or not there: its bytes are beside it, in PATH.new-PID, until they are on the
 /// disk. Throws cli_Failure; nothing is left behind then.
 /// \param force   a file of that name may be replaced when it begins with `begins`, in any case, or is empty.

@@ -130,29 +130,28 @@ void cmd_AddShow(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand("show", "Print what is in a simulation file");
   cmd_AddOpening(*command, options->opening);
-  constexpr int kMost = 1'000'000'000;
   command->add_option("PATH", options->path, "an object, a set or a field in it");
   command->add_option("--head", options->choice.head, "rows of a field, or members of a set, to print")
-      ->check(cmd_Between(0, kMost))
+      ->check(cmd_Whole(0))
       ->capture_default_str()
       ->type_name("N");
   CLI::Option* drawer = command
                             ->add_option("--drawer", options->choice.drawer,
                                          "the only drawer of a field to look at (default: all)")
                             ->type_name("N")
-                            ->check(cmd_Between(0, kMost));
+                            ->check(cmd_Whole(0));
   command->add_option("--step", options->choice.step, "the only step of a field to look at (default: all)")
       ->type_name("N")
-      ->check(cmd_Between(0, kMost))
+      ->check(cmd_Whole(0))
       ->excludes(drawer);
   command->add_option("--digits", options->format.digits, "digits of a real number")
-      ->check(cmd_Between(1, 17))
+      ->check(cmd_Whole(1, 17))
       ->capture_default_str()
       ->type_name("N");
   command
       ->add_option("--most", options->format.most,
                    "lines of a list before the rest is counted; ten times as many of named things")
-      ->check(cmd_Between(1, kMost))
+      ->check(cmd_Whole(1))
       ->capture_default_str()
       ->type_name("N");
   command->add_flag("--all", options->all, "print lists to their end");

@@ -15,12 +15,20 @@ struct view_Part {
   std::size_t target = 0;
 };
 
+/// How numbers come into a view.
+enum class view_Numbers {
+  kMapped,  // where they can be: the file's own, which may change
+  kChecked, // the same, and read once: what is damaged is refused
+  kCopied,  // none is mapped onto the file, which may have a journal
+};
+
 /// One dataset of a view, as a summary names it.
 struct view_Array {
   std::string path;
   bool mapped = false;
   std::string origin = {}; // what of the mesh it shows, "nodeFields/label"; "" for the grid itself
   std::string unit = {};
+  std::size_t width = 1; // numbers in a row
 };
 
 /// One file of a view being written. Datasets are mapped onto the simulation file where its rows follow each
@@ -29,10 +37,11 @@ class view_Output {
  public:
   /// \param path    of the new file.
   /// \param source  of the simulation file.
+  /// \param numbers  how those of the simulation file come in.
   /// \param first   the first file of the series that this one belongs to, "" for none: what that holds is
   ///                mapped from there instead of being copied again.
-  view_Output(const std::string& path, const std::string& source, const std::string& first,
-              cli_Progress& progress);
+  view_Output(const std::string& path, const std::string& source, view_Numbers numbers,
+              const std::string& first, cli_Progress& progress);
 
   void Text(const char* name, const std::string& text);
   void Numbers(const char* name, std::vector<std::int64_t> numbers);
@@ -66,10 +75,12 @@ class view_Output {
   static bool CanMap(const hdf_ViewShape& shape, const std::vector<view_Part>& parts);
   std::vector<hdf_ViewPiece> Pieces(const std::vector<view_Part>& parts) const;
   template <class T>
-  void Copy(const std::string& path, const hdf_ViewShape& shape, const std::vector<view_Part>& parts);
+  void Copy(const std::string& path, const hdf_ViewShape& shape, const std::vector<view_Part>& parts,
+            bool write);
 
   std::string m_source; // for messages
   std::string m_mapped; // as the view names it
+  view_Numbers m_numbers;
   std::string m_first;
   cli_Progress& m_progress;
   hdf_View m_file;

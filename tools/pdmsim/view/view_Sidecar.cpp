@@ -74,7 +74,7 @@ class Writer {
 
   void Write(const std::string& path, std::optional<std::size_t> step) {
     const bool first = m_first.empty();
-    view_Output output(path, m_mesh.Path(), m_first, m_progress);
+    view_Output output(path, m_mesh.Path(), m_request.numbers, m_first, m_progress);
     std::vector<std::string> notes;
     const bool steps = !step && !m_mesh.Times().empty();
     output.Numbers("Version", {steps ? 2 : 1, 0});
@@ -144,7 +144,8 @@ void WriteSeries(Writer& writer, const sto_Mesh& mesh, const view_Request& reque
 } // namespace
 
 view_Summary view_Write(const sto_File& file, const view_Request& request, cli_Progress& progress) {
-  CheckJournal(file.Path());
+  if (request.numbers != view_Numbers::kCopied)
+    CheckJournal(file.Path());
   const sto_Mesh mesh(file.Path(), file.Mesh());
   file.Check();
   view_Summary summary;
