@@ -19,9 +19,16 @@ class CommandLine(Case):
         self.assertRegex(run("--version").stdout, rb"^pdmsim \d+\.\d+\.\d+\nHDF5 1\.\d+\.\d+\nfile layout 102, format 2\n$")
         done = run("show", "--help")
         self.assertEqual((done.returncode, done.stderr, b"Examples:" in done.stdout), (0, b"", True))
-        for args in ((), ("frobnicate",), ("import", "a"), ("show", "a", "--head", "-1"), ("show", "a", "b", "c")):
+        for args in (("frobnicate",), ("import", "a"), ("show", "a", "--head", "-1"), ("show", "a", "b", "c")):
             done = run(*args)
             self.assertEqual((done.returncode, done.stdout, done.stderr.count(b"\n")), (1, b"", 1), args)
+
+    def test_the_bare_word_teaches(self):
+        lines = self.done(PDMSIM).decode().splitlines()
+        commands = [line.split()[1] for line in lines if line.startswith("  pdmsim ")]
+        self.assertEqual((commands, len(lines)), (["import", "info", "show", "draw", "check"], 7))
+        for folder in ("/proc/none", MESHES / "README.md" / "x"):
+            self.refused(2, "generate", folder, says=[f"{folder}: expected a folder to write to, found: "])
 
     def test_words_that_are_nearly_right(self):
         for word, guess in (("shwo", "did you mean 'show'?"), ("imp", "'import'"), ("frobnicate", "there are import"),
@@ -52,9 +59,11 @@ class CommandLine(Case):
         for text in ("pdmsim\\-show \\- Print what", "\\fB\\-\\-digits\\fR \\fIN\\fR", "nodeSets/inlet"):
             self.assertIn(text, page)
         complete = ("source {}; COMP_WORDS=({}); COMP_CWORD={}; _pdmsim; echo ${{COMPREPLY[@]}}").format
-        for words, wanted in (("pdmsim sh", "show"), ("pdmsim show f --dr", "--drawer"), ("pdmsim help comp", "compact")):
+        for words, wanted in (("pdmsim sh", "show"), ("pdmsim show f --dr", "--drawer"), ("pdmsim help comp", "compact"),
+                              ("pdmsim draw f --with m", "matplotlib"), ("pdmsim export f x --format g", "gmsh"),
+                              ("pdmsim draw f bea", "")):
             script = complete(self.dir / "pdmsim.bash", words, len(words.split()) - 1)
-            self.assertEqual(self.done("bash", "-c", script).decode().split(), [wanted])
+            self.assertEqual(self.done("bash", "-c", script).decode().split(), wanted.split())
         self.assertIn("-l digits", (self.dir / "pdmsim.fish").read_text())
         if shutil.which("groff"):
             self.assertIn(b"--digits N", self.done("groff", "-man", "-Tascii", "-P-cbou", self.dir / "pdmsim-show.1"))
