@@ -117,7 +117,9 @@ class Show(Case):
         self.assertEqual((count, len(names)), (3, 3))
         self.refused(1, "dofs", several, says=["several systems: " + ", ".join(f"{i} '{n}'" for i, n in enumerate(names))])
         path = "discreteModel/mesh/systems"
-        self.assertEqual(len(json.loads(self.done(PDMSIM, "show", several, path, "--json", "--most", "1"))["elements"]), 3)
+        for args, shown, more in (([], 3, None), (["--most", "1"], 1, 2), (["--most", "1", "--all"], 3, None)):
+            array = json.loads(self.done(PDMSIM, "show", several, path, "--json", *args))
+            self.assertEqual((len(array["elements"]), array["count"], array.get("more")), (shown, 3, more))
         cut = self.done(PDMSIM, "show", several, path, "--most", "2").decode().splitlines()
         self.assertEqual((cut[0].split(), cut[-1].strip()), ([path, "3"], "… 1 more"))
         self.assertNotIn("more", self.done(PDMSIM, "show", several, path, "--all").decode().split())
