@@ -121,6 +121,26 @@ class CommandLine(Case):
                         self.refused(2, *args, says=[says])
                         self.assertEqual(run(*args).stderr.count(b"bad.pdm"), 1)
 
+    def test_what_moves_a_terminal_is_escaped(self):
+        bad, wide = b"\x1b[31m\x9b\xc2\x9b\xed\x07", "Ümläut €".encode()
+        (self.dir / "a.msh").write_bytes(bad + wide + b"\n")
+        done = run("import", self.dir / "a.msh", self.out)
+        self.assertIn(b"\\x1b[31m\\x9b\\xc2\\x9b\\xed\\x07" + wide, done.stderr)
+        named = self.dir / "\x1b[32m.pdm"
+        self.assertNotIn(b"\x1b", self.done(PDMSIM, "import", MESHES / "block.exo", named))
+
+    def test_one_exit_code_for_one_fault(self):
+        pdm, golden = self.out, pathlib.Path(__file__).parents[1] / "golden" / "0.2"
+        self.done(PDMSIM, "import", MESHES / "block.exo", pdm, "--quiet")
+        x = self.dir / "x"
+        for args in (["export", pdm, f"{x}.vtu", "--step", "1"], ["draw", pdm, "-o", f"{x}.png", "--step", "1"]):
+            self.refused(1, *args, says=["expected a step in 0..0, found 1"])
+        modal = golden / "modal.pdm"
+        for args in (["export", modal, f"{x}.vtu", "--step", "0"], ["draw", modal, "-o", f"{x}.png", "--step", "0"]):
+            self.refused(1, *args, says=["expected no --step, as it has none, found 0"])
+        for args in (["export", f"{x}.vtu"], ["view", "-o", f"{x}.hdf"], ["draw", "-o", f"{x}.png"]):
+            self.refused(2, args[0], golden / "systems.pdm", *args[1:], says=["found none"])
+
     def test_output_that_cannot_be_written(self):
         run("import", MESHES / "block.exo", self.out)
         with open("/dev/full", "wb") as full:

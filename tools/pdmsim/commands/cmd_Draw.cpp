@@ -3,6 +3,7 @@
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/cli/cli_NewFile.h>
 #include <pdmsim/cli/cli_Program.h>
+#include <pdmsim/cli/cli_Step.h>
 #include <pdmsim/commands/cmd_Opening.h>
 #include <pdmsim/commands/cmd_System.h>
 #include <pdmsim/draw/draw_Choice.h>
@@ -48,15 +49,6 @@ otherwise; PDM_PYTHON names the Python to ask first.)";
 [[noreturn]] void Fail(const Options& options, const std::string& expected, const std::string& found) {
   throw cli_Failure(cli_Exit::kNotThere,
                     options.opening.file + ": expected " + expected + ", found " + found);
-}
-
-std::size_t Step(const Options& options, const sto_Mesh& mesh) {
-  const std::size_t steps = mesh.Times().size();
-  if (!options.step)
-    return steps - 1;
-  if (static_cast<std::size_t>(*options.step) >= steps)
-    Fail(options, "a step below " + std::to_string(steps), std::to_string(*options.step));
-  return static_cast<std::size_t>(*options.step);
 }
 
 /// What every picture of the mesh has.
@@ -139,8 +131,11 @@ show_Json DrawMesh(const Options& options, const sto_File& file, const sto_Mesh&
   std::string path = options.path;
   if (const auto wanted = WantedMode(options))
     ChooseMode(options, systems, *wanted, request, job, path);
-  if (!mesh.Times().empty()) {
-    request.step = Step(options, mesh);
+  const std::size_t steps = mesh.Times().size();
+  if (options.step)
+    cli_ExpectStep(options.opening.file, static_cast<std::size_t>(*options.step), steps);
+  if (steps > 0) {
+    request.step = options.step ? static_cast<std::size_t>(*options.step) : steps - 1;
     job["step"] = *request.step;
     job["time"] = mesh.Times()[*request.step];
   }

@@ -89,11 +89,12 @@ void Print(const show_Json& s) {
   };
   char seconds[32];
   std::snprintf(seconds, sizeof seconds, "%.2f s", s["seconds"].get<double>());
-  std::cout << s["file"].get<std::string>() << ": " << n("nodes", "node") << ", " << n("elements", "element")
-            << " in " << n("blocks", "block") << "\n  " << n("nodeSets", "node set") << ", "
-            << n("elementSets", "element set") << " beside the blocks, " << n("sideSets", "surface") << ", "
-            << n("results", "field") << " beside coordinates and labels, " << n("steps", "step") << "\n  "
-            << show_Size(s["bytes"].get<unsigned long long>()) << " in " << seconds << "\n";
+  std::cout << show_Printable(s["file"].get<std::string>()) << ": " << n("nodes", "node") << ", "
+            << n("elements", "element") << " in " << n("blocks", "block") << "\n  "
+            << n("nodeSets", "node set") << ", " << n("elementSets", "element set") << " beside the blocks, "
+            << n("sideSets", "surface") << ", " << n("results", "field") << " beside coordinates and labels, "
+            << n("steps", "step") << "\n  " << show_Size(s["bytes"].get<unsigned long long>()) << " in "
+            << seconds << "\n";
 }
 
 void Warn(const Options& options, const imp_Counts& counts) {
