@@ -9,6 +9,5 @@ inline void cli_ExpectStep(const std::string& path, std::size_t step, std::size_
     return;
   const std::string expected =
       steps > 0 ? "a step in 0.." + std::to_string(steps - 1) : "no --step, as it has none";
-  throw cli_Failure(cli_Exit::kNotThere,
-                    path + ": expected " + expected + ", found " + std::to_string(step));
+  throw cli_Failure(cli_Exit::kNotThere, path + ": expected " + expected + ", found " + std::to_string(step));
 }
