@@ -55,6 +55,8 @@ void modal_Report(std::ostream& out, const modal_Job& job, const std::string& na
       << "bandwidth " << analysis.before.bandwidth << " as numbered, " << analysis.after.bandwidth
       << " in reverse Cuthill-McKee order; profile " << analysis.before.profile << " and "
       << analysis.after.profile << '\n';
+  if (analysis.after.bandwidth > analysis.before.bandwidth)
+    out << "(no failure: the mesh came numbered more tightly; the solver takes its order all the same)\n";
   if (analysis.beam)
     ReportBeam(out, units, *analysis.beam);
   out << "\nmode           Hz  motion            slender theory          Timoshenko\n";

@@ -4,6 +4,7 @@ Usage: modal_test.py BIN_FOLDER PROJECT_FOLDER [unittest arguments]"""
 
 import json
 import math
+import re
 import resource
 import subprocess
 import sys
@@ -220,6 +221,17 @@ class BadInputs(Case):
 
 
 class Dofs(Case):
+    def test_a_bandwidth_that_grows_is_called_no_failure(self):
+        self.import_(BLOCK)
+        seen = set()
+        for clamp in ("none", "x-min", "z-max"):
+            text = self.done("modal_analysis", self.pdm, "--modes", 1, "--clamp", clamp, "--name", clamp)
+            before, after = map(int, re.search(r"bandwidth (\d+) as numbered, (\d+) in", text).groups())
+            dofs = self.done("pdmsim", "dofs", self.pdm, clamp)
+            self.assertEqual(("(no failure: " in text, "(no failure: " in dofs), (after > before,) * 2, text + dofs)
+            seen.add(after > before)
+        self.assertIn(True, seen)
+
     def test_figures_agree_with_what_h5py_makes_of_the_file(self):
         points, hexes = boxes.bricks((12, 3, 2), (12, 3, 2))
         points, hexes = boxes.shuffled(points, hexes)

@@ -66,7 +66,7 @@ ROOMS = {
     f"{EXPORT}/vtkhdf": USER + [f"tools/pdmsim/{room}" for room in ("cli", "mesh", "stored", "view", "export/out")],
     EXPORT: USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", f"{EXPORT}/out", *EXPORTS],
     "tools/pdmsim/diff": USER + ["tools/pdmsim/cli", "tools/pdmsim/show", "tools/pdmsim/dofs", "tools/pdmsim/stored"],
-    "tools/pdmsim/draw": USER + [f"tools/pdmsim/{room}" for room in ("cli", "mesh", "stored", "dofs")],
+    "tools/pdmsim/draw": USER + [f"tools/pdmsim/{room}" for room in ("cli", "mesh", "stored", "dofs", "view")],
     "tools/pdmsim/commands": USER + TOOLS,
     "tools/pdmsim/*.cpp": USER + TOOLS + ["tools/pdmsim/commands"],
     "pdm": USER,

@@ -204,8 +204,17 @@ class Beside(Case):
         self.solver.communicate(timeout=60)
 
     def test_readers_are_told_what_helps_and_get_it(self):
-        for command in ("show", "info", "dofs", "check"):
-            self.refused(2, PDMSIM, command, self.file, says=["has the file open for writing: --wait SECONDS", "--live"])
+        writes = {name: [*option, self.home / ("x" + end)] for name, option, end in (
+            ("draw", ["-o"], ".png"), ("export", ["--lossy"], ".exo"), ("report", ["-o"], ".html"), ("view", ["-o"], ".hdf"))}
+        for command in ("show", "info", "dofs", "check", "diff", *writes):
+            others = [self.file] if command == "diff" else writes.get(command, [])
+            self.refused(2, PDMSIM, command, self.file, *others, says=["has the file open for writing: --wait SECONDS", "--live"])
+            if others:
+                done = run(command, self.file, *others, "--live", "--json")
+                self.assertEqual((done.returncode, bool(json.loads(done.stdout))), (0, True), done)
+        with h5py.File(self.home / "x.hdf") as view:  # nothing leads to the file, which lacks what the journal has
+            self.assertEqual((view["VTKHDF/Points"].is_virtual, list(view["VTKHDF/PointData/load"])),
+                             (False, list(range(40))))
         done = run("compact", self.file)
         self.assertEqual((done.returncode, b"--wait" in done.stderr, b"--live" in done.stderr), (2, True, False), done)
         self.refused(2, PDMSIM, "import", self.home / "mesh.exo", self.file, "--force", says=["for writing: close it there first"])

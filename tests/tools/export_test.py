@@ -170,8 +170,6 @@ class Exodus(Case):
                      says=("expected coordinates of the nodes, found none",))
         pdm, out = golden.with_name("import.pdm"), self.dir / "out.exo"
         self.refused(1, pdm, self.dir / "out.xyz", says=("ends with", ".msh", ".vtu"))
-        self.refused(1, pdm, "-", says=("a dash",))
-        self.refused(1, pdm, pdm, "--format", "exodus", "--force", says=("another file",))
         self.refused(1, pdm, out, "--field", "label", says=("--field",))
         self.refused(1, pdm, out, "--ascii", says=("gmsh only",))
         self.refused(1, pdm, out, "--compress", says=("vtu only",))

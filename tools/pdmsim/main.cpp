@@ -24,6 +24,15 @@
 
 namespace {
 
+constexpr char kFirstWords[] = R"(Simulation files of PDM_Core from the command line. To begin with:
+  pdmsim import beam.exo beam.pdm             a mesh becomes a simulation file
+  pdmsim info beam.pdm                        what it is, on one screen
+  pdmsim show beam.pdm                        what is in it, and the paths of all that
+  pdmsim draw beam.pdm -o beam.png            a picture of it
+  pdmsim check beam.pdm                       is everything in it as it should be?
+'pdmsim help' lists all commands, 'pdmsim help COMMAND' says more on one.
+)";
+
 constexpr char kFooter[] = R"(Examples:
   pdmsim import beam.exo beam.pdm             a mesh into a simulation file
   pdmsim export beam.pdm beam.vtu             a simulation file into a mesh format
@@ -90,8 +99,12 @@ int main(int argc, char** argv) {
   cmd_AddHelp(program);
   cmd_AddGenerate(program);
   try {
-    if (argc > 1)
-      cmd_ExpectCommand(program, argv[1]);
+    if (argc == 1) {
+      std::cout << kFirstWords;
+      show_Flush();
+      return 0;
+    }
+    cmd_ExpectCommand(program, argv[1]);
     program.parse(argc, argv);
     return 0;
   } catch (const CLI::Success& shown) { // help or the version

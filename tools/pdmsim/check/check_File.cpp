@@ -91,7 +91,7 @@ check_Report check_File(const std::string& file, bool live, const std::function<
     cli_ExpectSimulation(file);
     const cli_Context context(ORXSimManager::OpenContext(file.c_str(), 1, 102, false, live ? 3 : 1));
     if (context.ID().IsNull())
-      throw cli_Failure(cli_Exit::kUnusable, cli_LastError());
+      throw cli_Failure(cli_Exit::kUnusable, cli_LastError(cli_Offer::kWaitAndLive));
     cli_RefuseMesh(file, context.ID());
     return check_Open(file, context.ID(), tick);
   } catch (const cli_Failure& failure) {

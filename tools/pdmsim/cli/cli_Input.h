@@ -29,4 +29,5 @@ enum class cli_Offer { kNothing, kWait, kWaitAndLive };
 
 /// The library's last failure in the words of the command line: who holds a file is followed by the options
 /// that help.
-std::string cli_LastError(cli_Offer offer = cli_Offer::kWaitAndLive);
+/// \param offer  those that the command has.
+std::string cli_LastError(cli_Offer offer = cli_Offer::kNothing);

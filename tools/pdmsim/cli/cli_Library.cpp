@@ -38,10 +38,6 @@ void cli_Library::Check(const std::string& file, const std::string& expected) co
 
 ORXSimContextID cli_CreateFile(const std::string& path, bool force) {
   constexpr int kOnlyNew = 1, kNotUnasked = 2, kPowerSafe = 2;
-  if (path == "-")
-    throw cli_Failure(cli_Exit::kNotThere,
-                      "-: expected the name of a file, found '-': a simulation file cannot go to standard "
-                      "output (./- is a file of that name)");
   std::error_code ignored;
   const bool exists = std::filesystem::is_regular_file(path, ignored);
   if (exists && !force)
@@ -51,6 +47,6 @@ ORXSimContextID cli_CreateFile(const std::string& path, bool force) {
     context = ORXSimManager::CreateContext(path.c_str(), kNotUnasked + (force ? 0 : kOnlyNew), 102, false,
                                            kPowerSafe);
   if (context.IsNull())
-    throw cli_Failure(cli_Exit::kUnusable, cli_LastError(cli_Offer::kNothing));
+    throw cli_Failure(cli_Exit::kUnusable, cli_LastError());
   return context;
 }

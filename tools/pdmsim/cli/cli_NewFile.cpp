@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <fstream>
 
 namespace {
@@ -21,6 +22,17 @@ cli_Replaced OfKind(std::string_view begins) {
 }
 
 } // namespace
+
+void cli_CheckOutput(const std::string& path, const std::string& input) {
+  if (path == "-")
+    throw cli_Failure(cli_Exit::kNotThere,
+                      "-: expected the name of a file to write, found '-': nothing of this "
+                      "goes to standard output (./- is a file of that name)");
+  std::error_code ignored;
+  if (std::filesystem::equivalent(path, input, ignored))
+    throw cli_Failure(cli_Exit::kUnusable,
+                      path + ": expected another file than the one that is read, found that");
+}
 
 void cli_CheckNewFile(const std::string& path, bool force, std::string_view begins) {
   cli_NewFiles(force).CheckName(path, OfKind(begins));

@@ -4,6 +4,7 @@
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/cli/cli_Input.h>
 #include <pdmsim/cli/cli_Library.h>
+#include <pdmsim/cli/cli_NewFile.h>
 #include <pdmsim/cli/cli_Progress.h>
 #include <pdmsim/commands/cmd_Opening.h>
 #include <pdmsim/show/show_Text.h>
@@ -186,6 +187,8 @@ void Run(const Options& options) {
   cli_CatchSignals();
   cli_ExpectSimulation(options.file);
   ORXSimManager::SetWaitingTime(1000 * options.wait);
+  if (options.output == "-")
+    cli_CheckOutput(options.output, options.file);
   const struct stat status = StatusOf(options.file);
   const auto before = static_cast<unsigned long long>(status.st_size);
   std::vector<Orphan> orphans;

@@ -1,7 +1,9 @@
 #include <pdmsim/commands/cmd_Diff.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_NewFile.h>
 #include <pdmsim/cli/cli_Numbers.h>
+#include <pdmsim/commands/cmd_Opening.h>
 #include <pdmsim/diff/diff_Objects.h>
 #include <pdmsim/import/imp_Formats.h>
 #include <pdmsim/show/show_Text.h>
@@ -91,6 +93,9 @@ void Diff(const Options& options) {
   cli_CatchSignals();
   const diff_Wishes wishes = WishesOf(options);
   const std::string &a = options.files[0].file, &b = options.files[1].file;
+  for (const std::string& file : {a, b})
+    if (!options.writeTolerances.empty())
+      cli_CheckOutput(options.writeTolerances, file);
   diff_Report report(a, b, wishes.tolerances);
   {
     const auto library = std::make_shared<const cli_Library>();
@@ -120,6 +125,7 @@ void cmd_AddDiff(CLI::App& program) {
   CLI::App* command = program.add_subcommand("diff", "Say in what two simulation files differ");
   command->add_option("A", options->files[0].file, "simulation file")->required();
   command->add_option("B", options->files[1].file, "simulation file to compare it with")->required();
+  cmd_AddWaitingAndLive(*command, options->files[0]);
   command->add_option("--abs", options->abs, "difference that passes")->check(cli_AtLeast(0));
   command->add_option("--rel", options->rel, "difference that passes, as a part of the greater value")
       ->check(cli_AtLeast(0));
@@ -141,5 +147,9 @@ void cmd_AddDiff(CLI::App& program) {
   command->add_flag("--quiet", options->quiet, "print nothing, the exit code tells");
   command->add_flag("--summary", options->summary, "print the last line only");
   command->footer(kFooter);
-  command->callback([options] { Diff(*options); });
+  command->callback([options] {
+    sto_Opening& b = options->files[1];
+    b = {b.file, options->files[0].wait, options->files[0].live, options->files[0].offer};
+    Diff(*options);
+  });
 }

@@ -2,12 +2,14 @@
 
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/commands/cmd_Opening.h>
+#include <pdmsim/commands/cmd_System.h>
 #include <pdmsim/dofs/dofs_Numbering.h>
 #include <pdmsim/show/show_Text.h>
 #include <pdmsim/stored/sto_File.h>
 
 #include <algorithm>
 #include <iostream>
+#include <limits>
 
 namespace {
 
@@ -29,47 +31,6 @@ user's labels for --node. Bandwidth is the greatest distance from the diagonal, 
 couples all DOFs of each element: the solver's DOFs as the system numbers them, then in the solver's order.
 A bandwidth that grows is no failure: orders are chosen for few entries in the factored matrix, or for one
 solver's own needs, and a mesh that was numbered along its length has little bandwidth to begin with.)";
-
-/// What systems there are, as "0 'statics', 1 'modal analysis'".
-std::string Listed(const std::vector<std::string>& names, int count) {
-  constexpr std::size_t kMost = 8;
-  std::string text;
-  for (std::size_t i = 0; i < std::min(names.size(), kMost); ++i)
-    text += (text.empty() ? "" : ", ") + std::to_string(i) + " '" + names[i] + "'";
-  const int left = count - static_cast<int>(std::min(names.size(), kMost));
-  return left > 0 ? text + " " + show_More(left) : text;
-}
-
-/// The system of a name, or else of a number; the only one when none is named.
-fesD_FESystem FindSystem(const Options& options, const msfD_Mesh& mesh) {
-  const auto systems = mesh.systems();
-  const int count = systems.count();
-  const auto refuse = [&](const std::string& expected, const std::string& found) {
-    throw cli_Failure(cli_Exit::kNotThere,
-                      options.opening.file + ": expected " + expected + ", found " + found);
-  };
-  if (count == 0)
-    refuse("a system in the mesh", "none; a mesh has systems when a solver has put them there");
-  if (options.system.empty() && count == 1)
-    return systems.get(0);
-  const int number = std::atoi(options.system.c_str());
-  const bool isNumber = std::to_string(number) == options.system;
-  constexpr int kMost = 1000; // of which names are looked at for a list
-  std::vector<std::string> names;
-  for (int i = 0; i < count && (!isNumber || i < kMost); ++i) {
-    names.emplace_back(systems.get(i).systemName().cStr());
-    if (!options.system.empty() && options.system == names.back())
-      return systems.get(i);
-  }
-  if (isNumber && number >= 0 && number < count)
-    return systems.get(number);
-  const std::string there = Listed(names, count);
-  if (options.system.empty())
-    refuse("SYSTEM", "none, and several systems: " + there);
-  refuse("a system '" + options.system + "'",
-         std::string("none of that name or number: there ") + (count == 1 ? "is " : "are ") + there);
-  return {};
-}
 
 show_Json LabelsOf(const fesD_NodalDofDefinition& dofs) {
   show_Json labels = show_Json::array();
@@ -165,7 +126,7 @@ void Print(const show_Json& json) {
 void Dofs(const Options& options) {
   const sto_File file(options.opening);
   const msfD_Mesh mesh = file.Mesh();
-  const show_Json json = Describe(options, mesh, FindSystem(options, mesh));
+  const show_Json json = Describe(options, mesh, cmd_FindSystem(options.opening.file, options.system, mesh));
   file.Check();
   if (options.json)
     show_PrintJson(json);
@@ -181,7 +142,8 @@ void cmd_AddDofs(CLI::App& program) {
   CLI::App* command = program.add_subcommand("dofs", "Print how a system numbers its degrees of freedom");
   cmd_AddOpening(*command, options->opening);
   command->add_option("SYSTEM", options->system, "name or number of the system (default: the only one)");
-  command->add_option("--node", options->node, "label of a node whose DOFs to print");
+  command->add_option("--node", options->node, "label of a node whose DOFs to print")
+      ->check(cmd_Whole(std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
   command->add_flag("--json", options->json, "print JSON, for scripts");
   command->footer(kFooter);
   command->callback([options] { Dofs(*options); });

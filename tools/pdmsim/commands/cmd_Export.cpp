@@ -1,7 +1,9 @@
 #include <pdmsim/commands/cmd_Export.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_NewFile.h>
 #include <pdmsim/cli/cli_Progress.h>
+#include <pdmsim/commands/cmd_Opening.h>
 #include <pdmsim/export/exp_Formats.h>
 #include <pdmsim/export/out/exp_OneStep.h>
 #include <pdmsim/show/show_Text.h>
@@ -10,7 +12,6 @@
 #include <pdmsim/stored/sto_Rest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -21,7 +22,7 @@ struct Options {
   sto_Opening opening;
   exp_Wanted wanted;
   std::string format;
-  std::optional<std::size_t> step;
+  std::optional<int> step;
   bool lossy = false, force = false, quiet = false, json = false;
 };
 
@@ -43,16 +44,6 @@ line that lists it; --lossy exports the rest and says each loss in a line on sta
 of --json. Imported again, an Exodus II file gives what was exported. Steps are counted from 0.
 OUT appears only when it is whole and on the disk; until then its bytes are in OUT.new-PID. --force replaces
 a file of that name.)";
-
-void CheckNames(const Options& options) {
-  std::error_code ignored;
-  const std::string& out = options.wanted.out;
-  if (out == "-")
-    throw cli_Failure(cli_Exit::kNotThere, "-: expected the name of a file to write, found a dash");
-  if (std::filesystem::equivalent(options.opening.file, out, ignored))
-    throw cli_Failure(cli_Exit::kNotThere,
-                      out + ": expected another file than the simulation file, found that");
-}
 
 /// Refuses options that mean nothing to the format.
 void CheckOptions(const Options& options, const exp_Format& format) {
@@ -127,7 +118,7 @@ void Tell(const Options& options, const std::vector<std::string>& losses, const 
 
 void Export(const Options& options) {
   cli_CatchSignals();
-  CheckNames(options);
+  cli_CheckOutput(options.wanted.out, options.opening.file);
   const exp_Format& format = exp_FormatOf(options.wanted.out, options.format);
   CheckOptions(options, format);
   exp_Files files(options.force);
@@ -142,7 +133,7 @@ void Export(const Options& options) {
     file.Check();
     std::optional<exp_OneStep> one;
     if (options.step)
-      one.emplace(all, *options.step);
+      one.emplace(all, static_cast<std::size_t>(*options.step));
     const mesh_Source& mesh = one ? static_cast<const mesh_Source&>(*one) : all;
     const exp_Task task{mesh, options.wanted, progress};
     if (!format.oneField)
@@ -167,7 +158,7 @@ void cmd_AddExport(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command =
       program.add_subcommand("export", "Turn a simulation file into a mesh of another format");
-  command->add_option("FILE", options->opening.file, "simulation file to read")->required();
+  cmd_AddOpening(*command, options->opening);
   command->add_option("OUT", options->wanted.out, "file to write")->required();
   std::vector<std::string> formats;
   for (const exp_Format& format : exp_Formats())
@@ -175,7 +166,7 @@ void cmd_AddExport(CLI::App& program) {
   command->add_option("--format", options->format, "what OUT becomes (default: its ending tells)")
       ->check(CLI::IsMember(formats));
   command->add_option("--field", options->wanted.field, "csv: the field to write, NAME or PLACE/NAME");
-  command->add_option("--step", options->step, "only this step, counted from 0");
+  command->add_option("--step", options->step, "only this step, counted from 0")->check(cmd_Whole(0));
   command->add_flag("--ascii", options->wanted.ascii, "gmsh: text instead of binary numbers");
   command->add_flag("--compress", options->wanted.packed, "vtu: numbers packed by zlib");
   command->add_flag("--lossy", options->lossy, "leave out what the format does not hold, and say it");
@@ -184,7 +175,7 @@ void cmd_AddExport(CLI::App& program) {
   command->add_flag("--json", options->json, "print the summary as JSON");
   command->footer(kFooter);
   command->callback([options] {
-    options->wanted.firstStep = options->step.value_or(0);
+    options->wanted.firstStep = static_cast<std::size_t>(options->step.value_or(0));
     Export(*options);
   });
 }

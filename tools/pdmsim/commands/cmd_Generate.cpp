@@ -3,6 +3,7 @@
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/commands/cmd_Commands.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -14,6 +15,7 @@ namespace {
 struct Option {
   std::vector<std::string> names; // "-o", "--output"; none: positional
   std::string name, value, text;  // value: "" for a flag
+  std::string choices;            // of the values, with spaces between them; "" for any
 };
 
 std::vector<Option> OptionsOf(const CLI::App& command) {
@@ -29,6 +31,10 @@ std::vector<Option> OptionsOf(const CLI::App& command) {
         option.names.push_back(option.name);
     if (!one->get_positional() && one->get_items_expected_max() > 0)
       option.value = one->get_type_name();
+    if (const std::size_t list = option.value.find('{'); list != std::string::npos) {
+      option.choices = option.value.substr(list + 1, option.value.rfind('}') - list - 1);
+      std::replace(option.choices.begin(), option.choices.end(), ',', ' ');
+    }
     option.text = one->get_description();
     if (!one->get_default_str().empty() && !option.value.empty())
       option.text += " (default: " + one->get_default_str() + ")";
@@ -107,6 +113,14 @@ std::string Words(const CLI::App& command) {
   return words;
 }
 
+/// Cases of a shell for the values of options that have few.
+void WriteChoices(std::ostream& out, const CLI::App& command) {
+  for (const Option& option : OptionsOf(command))
+    for (const std::string& name : option.names)
+      if (!option.choices.empty())
+        out << "    \"" << command.get_name() << ' ' << name << "\") words=\"" << option.choices << "\" ;;\n";
+}
+
 std::string CommandNames(const CLI::App& program) {
   std::string names;
   for (const CLI::App* const one : cmd_Commands(program))
@@ -121,8 +135,12 @@ void WriteBash(std::ostream& out, const CLI::App& program) {
   for (const CLI::App* const one : cmd_Commands(program))
     out << "    " << one->get_name() << ") words=\""
         << (one->get_name() == "help" ? CommandNames(program) : Words(*one)) << "\" ;;\n";
-  out << "    esac\n    case $word in\n    -*) ;;\n    *) [ \"${COMP_WORDS[1]}\" = help ] || return ;;\n"
-         "    esac\n  fi\n  COMPREPLY=($(compgen -W \"$words\" -- \"$word\"))\n}\n"
+  out << "    esac\n    case \"${COMP_WORDS[1]} ${COMP_WORDS[COMP_CWORD-1]}\" in\n";
+  for (const CLI::App* const one : cmd_Commands(program))
+    WriteChoices(out, *one);
+  out << "    *) case $word in\n    -*) ;;\n    *) [ \"${COMP_WORDS[1]} $COMP_CWORD\" = \"help 2\" ] || "
+         "return ;;\n"
+         "    esac ;;\n    esac\n  fi\n  COMPREPLY=($(compgen -W \"$words\" -- \"$word\"))\n}\n"
          "complete -o default -F _pdmsim pdmsim\n";
 }
 
@@ -136,7 +154,10 @@ void WriteZsh(std::ostream& out, const CLI::App& program) {
     for (const Option& option : OptionsOf(*one))
       for (const std::string& name : option.names)
         out << " \\\n    '" << name << "[" << Escaped(Escaped(option.text, "[]:"), "'", "'\\'") << "]"
-            << (option.value.empty() ? "" : ":value:") << "'";
+            << (option.value.empty()     ? ""
+                : option.choices.empty() ? ":value:_files"
+                                         : ":value:(" + option.choices + ")")
+            << "'";
     out << " \\\n    '*:file:_files' ;;\n";
   }
   out << "esac\n";
@@ -151,7 +172,10 @@ void WriteFish(std::ostream& out, const CLI::App& program) {
       for (const std::string& name : option.names)
         out << "complete -c pdmsim -n '__fish_seen_subcommand_from " << one->get_name() << "' "
             << (name.starts_with("--") ? "-l " + name.substr(2) : "-s " + name.substr(1))
-            << (option.value.empty() ? "" : " -r") << " -d " << quoted(option.text) << '\n';
+            << (option.value.empty()     ? ""
+                : option.choices.empty() ? " -r"
+                                         : " -x -a " + quoted(option.choices))
+            << " -d " << quoted(option.text) << '\n';
   }
 }
 
@@ -164,7 +188,11 @@ void Write(const std::filesystem::path& path, F&& f) {
 }
 
 void Generate(const CLI::App& program, const std::filesystem::path& folder) {
-  std::filesystem::create_directories(folder);
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (error)
+    throw cli_Failure(cli_Exit::kUnusable,
+                      folder.string() + ": expected a folder to write to, found: " + error.message());
   Write(folder / "pdmsim.1", [&](std::ostream& out) { WriteMan(out, program, program); });
   for (const CLI::App* const one : cmd_Commands(program))
     Write(folder / ("pdmsim-" + one->get_name() + ".1"),

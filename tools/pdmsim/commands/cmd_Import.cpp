@@ -3,6 +3,7 @@
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/cli/cli_Input.h>
 #include <pdmsim/cli/cli_Library.h>
+#include <pdmsim/cli/cli_NewFile.h>
 #include <pdmsim/cli/cli_Progress.h>
 #include <pdmsim/import/imp_Formats.h>
 #include <pdmsim/import/imp_Model.h>
@@ -35,14 +36,6 @@ sets surfaces, result variables fields with one drawer a step; node and element 
 FILE appears only when it is whole and on the disk; until then its bytes are in FILE.new-PID. --force replaces
 a simulation file, with what its journal holds, unless a program has it open, and nothing that is no HDF5
 file.)";
-
-/// Refuses to write over the mesh itself.
-void CheckDistinct(const Options& options) {
-  std::error_code ignored;
-  if (std::filesystem::equivalent(options.mesh, options.file, ignored))
-    throw cli_Failure(cli_Exit::kUnusable,
-                      options.file + ": expected another file than the mesh, found the mesh");
-}
 
 /// Refuses what is no mesh but a simulation file already.
 void CheckKind(const Options& options) {
@@ -96,11 +89,12 @@ void Print(const show_Json& s) {
   };
   char seconds[32];
   std::snprintf(seconds, sizeof seconds, "%.2f s", s["seconds"].get<double>());
-  std::cout << s["file"].get<std::string>() << ": " << n("nodes", "node") << ", " << n("elements", "element")
-            << " in " << n("blocks", "block") << "\n  " << n("nodeSets", "node set") << ", "
-            << n("elementSets", "element set") << " beside the blocks, " << n("sideSets", "surface") << ", "
-            << n("results", "field") << " beside coordinates and labels, " << n("steps", "step") << "\n  "
-            << show_Size(s["bytes"].get<unsigned long long>()) << " in " << seconds << "\n";
+  std::cout << show_Printable(s["file"].get<std::string>()) << ": " << n("nodes", "node") << ", "
+            << n("elements", "element") << " in " << n("blocks", "block") << "\n  "
+            << n("nodeSets", "node set") << ", " << n("elementSets", "element set") << " beside the blocks, "
+            << n("sideSets", "surface") << ", " << n("results", "field") << " beside coordinates and labels, "
+            << n("steps", "step") << "\n  " << show_Size(s["bytes"].get<unsigned long long>()) << " in "
+            << seconds << "\n";
 }
 
 void Warn(const Options& options, const imp_Counts& counts) {
@@ -114,7 +108,7 @@ void Warn(const Options& options, const imp_Counts& counts) {
 
 void Import(const Options& options) {
   cli_CatchSignals();
-  CheckDistinct(options);
+  cli_CheckOutput(options.file, options.mesh);
   CheckKind(options);
   const std::unique_ptr<mesh_Source> mesh = imp_OpenMesh(options.mesh, options.reading);
   SetUnits(options, *mesh);

@@ -2,6 +2,7 @@
 
 #include <pdmsim/show/show_Text.h>
 
+#include <charconv>
 #include <cstdlib>
 
 CLI::Validator cmd_Between(double least, double greatest) {
@@ -16,10 +17,28 @@ CLI::Validator cmd_Between(double least, double greatest) {
           ""};
 }
 
+CLI::Validator cmd_Whole(int least, int greatest) {
+  return {[=](std::string& text) {
+            int number = 0;
+            const char* const end = text.data() + text.size();
+            const auto [stop, error] = std::from_chars(text.data(), end, number);
+            return error == std::errc() && stop == end && number >= least && number <= greatest
+                       ? std::string()
+                       : "expected a whole number from " + std::to_string(least) + " to " +
+                             std::to_string(greatest) + ", found " + text;
+          },
+          ""};
+}
+
 void cmd_AddOpening(CLI::App& command, sto_Opening& opening) {
   command.add_option("FILE", opening.file, "simulation file")->required();
+  cmd_AddWaitingAndLive(command, opening);
+}
+
+void cmd_AddWaitingAndLive(CLI::App& command, sto_Opening& opening) {
   cmd_AddWaiting(command, opening.wait);
   command.add_flag("--live", opening.live, "read beside a program that writes FILE, at its last commit");
+  opening.offer = cli_Offer::kWaitAndLive;
 }
 
 void cmd_AddWaiting(CLI::App& command, int& seconds) {
@@ -28,5 +47,5 @@ void cmd_AddWaiting(CLI::App& command, int& seconds) {
       .add_option("--wait", seconds,
                   "how long to wait for a program that has FILE open (default: not at all)")
       ->type_name("SECONDS")
-      ->check(cmd_Between(0, kLongest));
+      ->check(cmd_Whole(0, kLongest));
 }

@@ -8,9 +8,17 @@
 /// \param opening  receives them; must live as long as the command.
 void cmd_AddOpening(CLI::App& command, sto_Opening& opening);
 
-/// Refuses numbers outside of a range. Unlike CLI11's own it keeps the range out of the help.
-CLI::Validator cmd_Between(double least, double greatest);
+/// Adds --wait and --live alone, for a command that names its files itself. What the command says of a file
+/// that another program holds offers them.
+/// \param opening  receives them.
+void cmd_AddWaitingAndLive(CLI::App& command, sto_Opening& opening);
 
 /// Adds --wait alone, for a command that needs the file for itself.
 /// \param seconds  receives it.
 void cmd_AddWaiting(CLI::App& command, int& seconds);
+
+/// Refuses numbers outside of a range. Unlike CLI11's own it keeps the range out of the help.
+CLI::Validator cmd_Between(double least, double greatest);
+
+/// Refuses what is no whole number of a range.
+CLI::Validator cmd_Whole(int least, int greatest = 1'000'000'000);

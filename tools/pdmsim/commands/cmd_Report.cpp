@@ -1,8 +1,8 @@
 #include <pdmsim/commands/cmd_Report.h>
 
 #include <pdmsim/cli/cli_NewFile.h>
-#include <pdmsim/cli/cli_Numbers.h>
 #include <pdmsim/cli/cli_Progress.h>
+#include <pdmsim/commands/cmd_Opening.h>
 #include <pdmsim/report/rep_Page.h>
 #include <pdmsim/report/rep_Words.h>
 #include <pdmsim/show/show_Text.h>
@@ -97,6 +97,7 @@ void Print(const show_Json& s) {
 
 void Report(Options& options) {
   cli_CatchSignals();
+  cli_CheckOutput(options.out, options.opening.file);
   cli_CheckNewFile(options.out, options.force, kBegins);
   options.choice.most = static_cast<std::size_t>(options.most * 1e6);
   if (options.steps > 0)
@@ -143,18 +144,15 @@ void Report(Options& options) {
 void cmd_AddReport(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand("report", "Make one HTML page of a file, with its mesh to turn");
-  command->add_option("FILE", options->opening.file, "simulation file to read")->required();
+  cmd_AddOpening(*command, options->opening);
   command->add_option("-o,--output", options->out, "page to write, as OUT.html")->required();
   command->add_option("--steps", options->steps, "at most so many steps (default: as there is room for)")
-      ->check(cli_AtLeast(1));
+      ->check(cmd_Whole(1));
   command->add_option("--fields", options->fields, "names of the fields to draw, with commas (default: all)")
       ->delimiter(',');
   command->add_option("--most", options->most, "greatest size of the page in MB")
-      ->check(CLI::Range(1.0, 2000.0))
+      ->check(cmd_Between(1, 2000))
       ->capture_default_str();
-  command->add_option("--wait", options->opening.wait, "seconds to wait for a writer to close FILE")
-      ->check(cli_AtLeast(0));
-  command->add_flag("--live", options->opening.live, "read beside a writer, at its newest commit point");
   command->add_flag("--force", options->force, "replace OUT if it is a page");
   command->add_flag("--quiet", options->quiet, "no progress, notes and summary; errors only");
   command->add_flag("--json", options->json, "print the summary as JSON");

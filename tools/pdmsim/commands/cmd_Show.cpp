@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 
 namespace {
 
@@ -23,6 +24,7 @@ struct Options {
   std::string path;
   show_Choice choice;
   show_Format format;
+  std::optional<int> most;
   bool json = false, all = false;
 };
 
@@ -104,8 +106,10 @@ void Print(const Options& options, const show_Json& description) {
 }
 
 void Show(Options options) {
-  if (options.all)
-    options.format.most = 0;
+  constexpr int kMostInJson = 100;
+  const int elements =
+      options.all ? 0 : options.most.value_or(options.json ? kMostInJson : options.format.most);
+  options.format.most = elements;
   options.choice.most = options.json ? 0 : options.format.most;
   const sto_File file(options.opening);
   std::error_code unknown;
@@ -113,7 +117,7 @@ void Show(Options options) {
   const show_Names names(file.Sim().discreteModel(), file.Context());
   file.Check();
   const show_NamesInUse inUse(names);
-  show_Objects objects(options.opening.file, bytes, file.Context(), options.choice.most);
+  show_Objects objects(options.opening.file, bytes, file.Context(), elements);
   const show_Json description = options.path.empty() ? DescribeAll(options, bytes, objects, file.Context())
                                                      : DescribeOne(options, objects, file);
   file.Check();
@@ -130,33 +134,33 @@ void cmd_AddShow(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand("show", "Print what is in a simulation file");
   cmd_AddOpening(*command, options->opening);
-  constexpr int kMost = 1'000'000'000;
   command->add_option("PATH", options->path, "an object, a set or a field in it");
   command->add_option("--head", options->choice.head, "rows of a field, or members of a set, to print")
-      ->check(cmd_Between(0, kMost))
+      ->check(cmd_Whole(0))
       ->capture_default_str()
       ->type_name("N");
   CLI::Option* drawer = command
                             ->add_option("--drawer", options->choice.drawer,
                                          "the only drawer of a field to look at (default: all)")
                             ->type_name("N")
-                            ->check(cmd_Between(0, kMost));
+                            ->check(cmd_Whole(0));
   command->add_option("--step", options->choice.step, "the only step of a field to look at (default: all)")
       ->type_name("N")
-      ->check(cmd_Between(0, kMost))
+      ->check(cmd_Whole(0))
       ->excludes(drawer);
   command->add_option("--digits", options->format.digits, "digits of a real number")
-      ->check(cmd_Between(1, 17))
+      ->check(cmd_Whole(1, 17))
       ->capture_default_str()
       ->type_name("N");
   command
-      ->add_option("--most", options->format.most,
-                   "lines of a list before the rest is counted; ten times as many of named things")
-      ->check(cmd_Between(1, kMost))
-      ->capture_default_str()
+      ->add_option(
+          "--most", options->most,
+          "lines of a list before the rest is counted, ten times as many of named things (default: 10); "
+          "elements of an array in JSON (default: 100)")
+      ->check(cmd_Whole(1))
       ->type_name("N");
   command->add_flag("--all", options->all, "print lists to their end");
-  command->add_flag("--json", options->json, "print JSON, complete and for scripts");
+  command->add_flag("--json", options->json, "print JSON, for scripts");
   command->footer(kFooter);
   command->callback([options] { Show(*options); });
 }

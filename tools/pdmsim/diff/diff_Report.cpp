@@ -1,13 +1,10 @@
 #include <pdmsim/diff/diff_Report.h>
 
-#include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_NewFile.h>
 #include <pdmsim/show/show_Text.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <ostream>
+#include <sstream>
 
 namespace {
 
@@ -139,11 +136,7 @@ void diff_Report::Print(std::ostream& out, bool summary) const {
 }
 
 void diff_Report::WriteTolerances(const std::string& file) const {
-  std::string line;
-  if (std::ifstream there(file); there && (!std::getline(there, line) || line != kTolerances))
-    throw cli_Failure(cli_Exit::kUnusable,
-                      file + ": expected no such file, or one that --write-tolerances wrote, found another");
-  std::ofstream out(file);
+  std::ostringstream out;
   out << kTolerances << "\n# " << show_Printable(m_files[0]) << "\n# " << show_Printable(m_files[1]) << "\n";
   for (const Wanted& one : m_wanted) {
     if (one.hopeless > 0)
@@ -155,6 +148,5 @@ void diff_Report::WriteTolerances(const std::string& file) const {
   const auto others = m_differences.size() - m_wanted.size() + m_only[0].size() + m_only[1].size();
   if (others > 0)
     out << "# no tolerance lets " << diff_Counted(others, "other difference") << " pass\n";
-  if (!out.flush())
-    throw cli_Failure(cli_Exit::kUnusable, file + ": " + std::strerror(errno));
+  cli_WriteNewFile(file, out.view(), true, kTolerances);
 }

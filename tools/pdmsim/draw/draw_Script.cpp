@@ -40,12 +40,13 @@ class Unfinished {
 
 } // namespace
 
-void draw_Run(const nlohmann::json& job) {
+nlohmann::json draw_Run(const nlohmann::json& job) {
   const std::string out = job["out"], script = FindScript();
   const Unfinished picture(out + ".new-" + std::to_string(::getpid()) + ".png");
   const cli_Scratch scratch;
   nlohmann::json told = job;
   told["out"] = picture.Name();
+  told["result"] = scratch.At("result.json");
   std::ofstream(scratch.At("job.json")) << told;
   cli_Ended ended{kNothingToDrawWith, {}};
   const char* const wanted = std::getenv("PDM_PYTHON");
@@ -61,4 +62,6 @@ void draw_Run(const nlohmann::json& job) {
     throw cli_Failure(cli_Exit::kUnusable, out + ": " + ended.said);
   if (std::rename(picture.Name().c_str(), out.c_str()) != 0)
     throw cli_Failure(cli_Exit::kUnusable, out + ": cannot be written");
+  std::ifstream result(scratch.At("result.json"));
+  return nlohmann::json::parse(result, nullptr, false);
 }

@@ -8,4 +8,5 @@
 /// where it was built; the first Python of PDM_PYTHON, python3 and /usr/bin/python3 that has VTK or
 /// Matplotlib runs it. Throws cli_Failure.
 /// \param job  what the script is told; "out" is the picture, which appears whole or not at all.
-void draw_Run(const nlohmann::json& job);
+/// \return what the script says of it: who drew, "by", and of colours "min", "max", "values" and "missing".
+nlohmann::json draw_Run(const nlohmann::json& job);

@@ -34,8 +34,9 @@ def draw_vtk(job):
     reader.SetFileName(job["view"])
     reader.Update()
     grid = reader.GetOutput()
-    group, name = job["array"].split("/", 1)
-    data = (grid.GetPointData() if group == "PointData" else grid.GetCellData()).GetArray(name)
+    group, _, name = job["array"].partition("/")
+    data = {"Points": grid.GetPoints().GetData, "PointData": lambda: grid.GetPointData().GetArray(name),
+            "CellData": lambda: grid.GetCellData().GetArray(name)}[group]()
     if data is None:
         raise ValueError(f"expected an array {name} in the view, found none")
     values = vtk_to_numpy(data)
@@ -153,7 +154,7 @@ def draw_vtk(job):
         for i, (colour, words) in enumerate(look.legend()):
             stroke(width - 200, height - 82 - 26 * i, 14, colour, 14)
             text(words[:24], width - 176, height - 88 - 26 * i, 15)
-    else:
+    elif look.known:
         bar = vtk.vtkScalarBarActor()
         bar.SetLookupTable(table)
         bar.SetNumberOfLabels(6)
@@ -204,6 +205,7 @@ def draw_vtk(job):
     writer.Write()
     if not os.path.exists(job["out"]):
         raise OSError("the picture cannot be written")
+    look.tell("vtk")
 
 
 def run_vtk(job_file):

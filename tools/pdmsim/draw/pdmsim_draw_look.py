@@ -1,5 +1,6 @@
 """What pictures have in common, whoever draws them: colours, titles, lengths, the camera."""
 
+import json
 import math
 
 BACKGROUND, BODY, PICKED, LINES, MISSING = "#ffffff", "#d3d8de", "#d1495b", "#2b2f36", "#a9aeb5"
@@ -36,17 +37,22 @@ def name_of(job):
     return f"{name} [{job['unit']}]" if job["unit"] else name
 
 
+def tell(job, result):
+    with open(job["result"], "w", encoding="utf-8") as file:
+        json.dump(result, file)
+
+
 class Look:
     """What an array is drawn as."""
     def __init__(self, job, values, numpy):
         np = self.np = numpy
         self.job, self.kind = job, job["shows"].split("/")[0]
-        self.is_set = self.kind in ("nodeSets", "elementSets", "surfaces")
+        self.is_set = self.kind in ("nodeSets", "elementSets", "regionSets", "surfaces")
         self.is_block = job["shows"] == "block"
-        self.on_points = job["array"].startswith("PointData/")
-        component, count = job.get("component"), values.shape[1] if values.ndim == 2 else 1
-        if component is not None and component >= count:
-            raise ValueError(f"expected a component below {count}, found {component}")
+        self.on_points = job["array"].startswith("Point")
+        component = job.get("component")
+        if job.get("block") is not None:
+            values = values == job["block"]
         if values.ndim == 2:
             values = (values[:, component] if component is not None else
                       np.linalg.norm(values, axis=1) if values.shape[1] in (2, 3) else values[:, 0])
@@ -55,10 +61,18 @@ class Look:
             order = {b["id"]: i for i, b in enumerate(job["blocks"])}
             self.values = np.array([order.get(int(v), 0) for v in values], float)
         known = self.values[np.isfinite(self.values)]
-        self.note = "grey: no values" if known.size < len(self.values) else ""
+        self.known = known.size
+        self.note = "no values here" if not known.size else "grey: no values" if known.size < len(self.values) else ""
         self.low, self.high = (float(known.min()), float(known.max())) if known.size else (0.0, 1.0)
         if self.is_block or self.is_set:
             self.low, self.high = -0.5, (len(job["blocks"]) if self.is_block else 2) - 0.5
+
+    def tell(self, by):
+        """Says to who asked for the picture what is in it."""
+        of_set = int(self.values.sum()) if self.is_set else None
+        low, high = (self.low, self.high) if self.known and not self.is_set and not self.is_block else (None, None)
+        tell(self.job, {"by": by, "min": low, "max": high, "members": of_set, "values": self.known,
+                        "missing": len(self.values) - self.known})
 
     def colours(self):
         if self.is_set:
@@ -85,6 +99,8 @@ def deformed(job, points, shape, numpy):
 
 def camera_of(points, numpy):
     """Where the camera looks from, and the directions to the right and upwards of the picture."""
+    if not numpy.isfinite(points).all():
+        raise ValueError("expected coordinates that are numbers, found infinite ones or none")
     flat = numpy.ptp(points[:, 2]) == 0
     eye = numpy.array((0, 0, 1) if flat else EYE, float)
     eye /= numpy.linalg.norm(eye)

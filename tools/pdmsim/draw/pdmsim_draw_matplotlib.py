@@ -1,7 +1,7 @@
 """Draws views and matrices by Matplotlib."""
 
 from pdmsim_draw_look import (BACKGROUND, BLOCKS, BODY, LINES, MANY_EDGES, MISSING, PICKED, Look, camera_of, deformed,
-                              name_of, round_length, title)
+                              name_of, round_length, tell, title)
 
 _HEX = [[0, 3, 2, 1], [4, 5, 6, 7], [0, 1, 5, 4], [1, 2, 6, 5], [2, 3, 7, 6], [3, 0, 4, 7]]
 _TET = [[0, 1, 3], [1, 2, 3], [2, 0, 3], [0, 2, 1]]
@@ -121,11 +121,12 @@ def draw_matplotlib(job):
     if look.is_set or look.is_block:
         figure.legend(handles=[Line2D([], [], marker="s", linestyle="", color=c, label=n[:24])
                                for c, n in look.legend()], loc="upper right", frameon=False)
-    else:
+    elif look.known:
         bar = figure.colorbar(matplotlib.cm.ScalarMappable(norm, scale), cax=figure.add_axes([0.86, 0.2, 0.025, 0.6]),
                               ticks=np.linspace(norm.vmin, norm.vmax, 6), format="%.4g")
         bar.ax.set_title(name_of(job), fontsize=11, pad=10)
     figure.savefig(job["out"])
+    look.tell("matplotlib")
 
 
 def draw_spy(job):
@@ -147,3 +148,4 @@ def draw_spy(job):
     figure.suptitle(f"{job['file']}: matrix of {spy['system'] or 'the system'}, {spy['size']} DOFs", fontsize=13)
     figure.tight_layout()
     figure.savefig(job["out"])
+    tell(job, {"by": "matplotlib"})

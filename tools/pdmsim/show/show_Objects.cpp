@@ -159,7 +159,10 @@ show_Json show_Objects::ShowChild(const Object& object, const show_ClassChild& c
   const int shown = m_most > 0 ? std::min(count, m_most) : count;
   for (int i = 0; i < shown; ++i)
     elements.push_back(ShowObject(Open(gbb_Group::Open(group, gbb_Group::ElementName(i)), child.className)));
-  return {{"kind", "array"}, {"count", count}, {"elements", std::move(elements)}};
+  show_Json array{{"kind", "array"}, {"count", count}, {"elements", std::move(elements)}};
+  if (count > shown)
+    array["more"] = count - shown;
+  return array;
 }
 
 std::nullopt_t show_Objects::StopAt(const std::string& at, std::string_view name,

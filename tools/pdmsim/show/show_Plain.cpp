@@ -2,20 +2,45 @@
 
 #include <pdmsim/cli/cli_Failure.h>
 
+#include <algorithm>
 #include <array>
 #include <iostream>
 
 // The small change of what is written for people.
 
+namespace {
+
+/// Bytes of the character at the beginning of a text that a terminal shows as it is; 0 for a control
+/// character and for what is no UTF-8.
+std::size_t Shown(std::string_view text) {
+  const auto byte = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U; };
+  if (byte(0) < 0x80)
+    return byte(0) >= 0x20 && byte(0) != 0x7f ? 1 : 0;
+  const std::size_t size = byte(0) >= 0xf5   ? 0
+                           : byte(0) >= 0xf0 ? 4
+                           : byte(0) >= 0xe0 ? 3
+                           : byte(0) >= 0xc2 ? 2
+                                             : 0;
+  for (std::size_t i = 1; i < size; ++i)
+    if ((byte(i) & 0xc0) != 0x80)
+      return 0;
+  const bool isControl = byte(0) == 0xc2 && byte(1) < 0xa0;
+  return isControl ? 0 : size;
+}
+
+} // namespace
+
 std::string show_Printable(const std::string& text) {
   constexpr char digits[] = "0123456789abcdef";
   std::string printable;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7f)
-      printable += c;
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t size = Shown(std::string_view(text).substr(i));
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if (size > 0)
+      printable.append(text, i, size);
     else
       printable += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
+    i += std::max<std::size_t>(1, size);
   }
   return printable;
 }

@@ -19,7 +19,7 @@ sto_File::sto_File(const sto_Opening& opening, std::shared_ptr<const cli_Library
 
 /// Says of a file that has no simulation what it is instead.
 void sto_File::CheckContent() const {
-  const std::string cause = cli_LastError();
+  const std::string cause = cli_LastError(m_opening.offer);
   const cli_Context context(
       ORXSimManager::OpenContext(Path().c_str(), 1, 102, false, m_opening.live ? 3 : 1));
   if (!context.ID().IsNull())

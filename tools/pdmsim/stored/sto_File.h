@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pdmsim/cli/cli_Input.h>
 #include <pdmsim/cli/cli_Library.h>
 
 #include <PDM_Core.h>
@@ -10,8 +11,9 @@
 /// How a command opens the simulation file that it reads.
 struct sto_Opening {
   std::string file;
-  int wait = 0;      // seconds to wait for a writer to close it
-  bool live = false; // beside a writer, at the newest commit point
+  int wait = 0;                       // seconds to wait for a writer to close it
+  bool live = false;                  // beside a writer, at the newest commit point
+  cli_Offer offer = cli_Offer::kWait; // which of them the command has
 };
 
 /// A simulation file, open for reading, with the library that reads it.

@@ -1,6 +1,6 @@
 #include <pdmsim/stored/sto_Mesh.h>
 
-#include <pdmsim/mesh/mesh_Error.h>
+#include <pdmsim/stored/sto_Fail.h>
 #include <pdmsim/stored/sto_Joined.h>
 #include <pdmsim/stored/sto_Numbers.h>
 
@@ -40,7 +40,7 @@ sto_Mesh::sto_Mesh(std::string file, const msfD_Mesh& mesh) : mesh_Source(std::m
 }
 
 void sto_Mesh::Fail(const std::string& what) const {
-  throw mesh_Error(m_path, what);
+  sto_Fail(m_path, what);
 }
 
 std::vector<int> sto_Mesh::Members(ORXSimCSetID set) const {
@@ -49,7 +49,7 @@ std::vector<int> sto_Mesh::Members(ORXSimCSetID set) const {
   if (set.Minor() == 0)
     std::iota(items.begin(), items.end(), 0);
   else if (!items.empty() && !members.OrderedMembers(items.data(), members.Size()))
-    Fail(ORXSimManager::LastError());
+    Fail("");
   return items;
 }
 
@@ -59,7 +59,7 @@ std::vector<ORXSimPersistentDrawerDesc> sto_Mesh::Drawers(ORXSimDistributionID i
   for (int i = 0; i < distribution.NumDrawers(); ++i) {
     drawers.push_back(distribution.Drawer(i));
     if (drawers.back().CSet().IsNull())
-      Fail(ORXSimManager::LastError());
+      Fail("");
   }
   return drawers;
 }

@@ -1,6 +1,6 @@
 #include <pdmsim/stored/sto_Modes.h>
 
-#include <pdmsim/mesh/mesh_Error.h>
+#include <pdmsim/stored/sto_Fail.h>
 #include <pdmsim/stored/sto_Numbers.h>
 
 #include <algorithm>
@@ -50,7 +50,7 @@ class Shapes {
     for (int i = 0; i < drawers; ++i) {
       const ORXSimPersistentDrawerDesc drawer = shapes.Drawer(i);
       if (drawer.CSet().IsNull())
-        throw mesh_Error(m_file, ORXSimManager::LastError());
+        sto_Fail(m_file, "");
       if (!Fits(drawer) || drawer.Items() != ORXSimCSet(drawer.CSet()).Size())
         break;
       m_system.components = size(drawer.Components());
@@ -73,7 +73,7 @@ class Shapes {
     const ORXSimCSet nodes(set);
     std::vector<int> members(size(nodes.Size()));
     if (!members.empty() && !nodes.OrderedMembers(members.data(), nodes.Size()))
-      throw mesh_Error(m_file, ORXSimManager::LastError());
+      sto_Fail(m_file, "");
     std::vector<int> rows(size(ORXSimCollectionRef(m_nodes).NumItems()), -1);
     for (std::size_t i = 0; i < members.size(); ++i)
       rows[size(members[i])] = static_cast<int>(i);

@@ -1,6 +1,6 @@
 #include <pdmsim/stored/sto_Numbers.h>
 
-#include <pdmsim/mesh/mesh_Error.h>
+#include <pdmsim/stored/sto_Fail.h>
 
 #include <algorithm>
 #include <type_traits>
@@ -11,12 +11,11 @@ sto_Numbers::sto_Numbers(std::string file, ORXSimDistributionID distribution, in
     : m_file(std::move(file)), m_drawer(ORXSimDistributionRef(distribution).OpenDrawer(drawer)),
       m_first(first), m_count(count) {
   if (!m_drawer)
-    throw mesh_Error(m_file, ORXSimManager::LastError());
+    sto_Fail(m_file, "");
   if (first + count > static_cast<std::size_t>(m_drawer.Items()))
-    throw mesh_Error(m_file, "expected " + std::to_string(first + count) + " rows in drawer " +
-                                 std::to_string(drawer) + " of " +
-                                 ORXSimDistributionRef(distribution).Name().CStr() + ", found " +
-                                 std::to_string(m_drawer.Items()));
+    sto_Fail(m_file, "expected " + std::to_string(first + count) + " rows in drawer " +
+                         std::to_string(drawer) + " of " + ORXSimDistributionRef(distribution).Name().CStr() +
+                         ", found " + std::to_string(m_drawer.Items()));
 }
 
 sto_Numbers::sto_Numbers(std::string file, ORXSimDistributionID distribution, int drawer,
@@ -57,7 +56,7 @@ void sto_Numbers::ReadRows(std::size_t first, std::size_t count, void* out) cons
     }
     if (!m_drawer.Read(static_cast<int>(row), static_cast<int>(run), bytes,
                        static_cast<std::int64_t>(run * size)))
-      throw mesh_Error(m_file, ORXSimManager::LastError());
+      sto_Fail(m_file, "");
     bytes += run * size;
     first += run;
     count -= run;
@@ -74,7 +73,7 @@ void sto_Numbers::Convert(std::size_t first, std::size_t count, T* out) const {
   for (std::size_t i = begin; i < values.size(); i += step) {
     if constexpr (std::is_integral_v<T> && std::is_integral_v<Stored>)
       if (!std::in_range<T>(values[i]))
-        throw mesh_Error(m_file, "expected integers of 32 bits, found " + std::to_string(values[i]));
+        sto_Fail(m_file, "expected integers of 32 bits, found " + std::to_string(values[i]));
     *out++ = static_cast<T>(values[i]);
   }
 }

@@ -60,7 +60,7 @@ view_Grid::Cells view_Grid::CellsOf(const mesh_Block& block) {
 
 void view_Grid::Write() {
   if (m_mesh.CoordinateField().IsNull())
-    throw cli_Failure(cli_Exit::kNotThere, m_mesh.Path() + ": expected coordinates of the nodes, found none");
+    throw cli_Failure(cli_Exit::kUnusable, m_mesh.Path() + ": expected coordinates of the nodes, found none");
   m_corners.resize(m_mesh.Blocks().size());
   for (const mesh_Block& block : m_mesh.Blocks()) {
     m_cells.push_back(CellsOf(block));

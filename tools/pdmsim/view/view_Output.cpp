@@ -41,9 +41,9 @@ std::size_t size(int n) {
 } // namespace
 
 view_Output::view_Output(const std::string& path, const std::string& written, const std::string& source,
-                         const std::string& first, cli_Progress& progress, view_Data data)
-    : m_source(source), m_mapped(relative(source, path)), m_first(first), m_progress(progress), m_data(data),
-      m_file(written.c_str(), path.c_str()) {
+                         view_Numbers numbers, const std::string& first, cli_Progress& progress)
+    : m_source(source), m_mapped(relative(source, path)), m_numbers(numbers), m_first(first),
+      m_progress(progress), m_file(written.c_str(), path.c_str()) {
   Check(m_file.Group("/VTKHDF"));
 }
 
@@ -116,7 +116,7 @@ void view_Output::Scatter(const std::string& path, const hdf_ViewShape& shape, c
 
 template <class T>
 void view_Output::Copy(const std::string& path, const hdf_ViewShape& shape,
-                       const std::vector<view_Part>& parts) {
+                       const std::vector<view_Part>& parts, bool write) {
   for (const view_Part& part : parts) {
     const sto_Mesh::Rows& rows = part.rows;
     if (!part.places.empty()) {
@@ -133,7 +133,8 @@ void view_Output::Copy(const std::string& path, const hdf_ViewShape& shape,
       numbers.Read(first, count, stored.data());
       for (std::size_t i = 0; i < count; ++i)
         std::copy_n(&stored[i * width], kept, &wanted[i * shape.width]);
-      Write(path, part.target + first, count, wanted.data(), sizeof(T) * wanted.size());
+      if (write)
+        Write(path, part.target + first, count, wanted.data(), sizeof(T) * wanted.size());
     }
   }
 }
@@ -144,24 +145,24 @@ void view_Output::Rows(const std::string& path, hdf_ViewShape shape, const std::
   for (const view_Part& part : parts)
     shape.type = std::max(
         shape.type, typeOf(ORXSimDistributionRef(part.rows.distribution).Drawer(part.rows.drawer).Type()));
-  if (CanMap(shape, parts)) {
+  const bool mapped = CanMap(shape, parts);
+  if (mapped) {
     Check(m_file.Map(kRoot + path, shape, Pieces(parts)));
-    m_arrays.push_back({path, true, {}, {}});
+    m_arrays.push_back({path, true, {}, {}, shape.width});
     m_progress.Advance(0);
-    return;
   }
-  if (!Begin(path, shape, shared))
+  if (mapped ? m_numbers != view_Numbers::kChecked : !Begin(path, shape, shared))
     return;
   switch (shape.type) {
   case hdf_ViewType::kUInt8:
   case hdf_ViewType::kInt32:
-    return Copy<int>(path, shape, parts);
+    return Copy<int>(path, shape, parts, !mapped);
   case hdf_ViewType::kInt64:
-    return Copy<long long>(path, shape, parts);
+    return Copy<long long>(path, shape, parts, !mapped);
   case hdf_ViewType::kFloat:
-    return Copy<float>(path, shape, parts);
+    return Copy<float>(path, shape, parts, !mapped);
   case hdf_ViewType::kDouble:
-    return Copy<double>(path, shape, parts);
+    return Copy<double>(path, shape, parts, !mapped);
   }
 }
 
@@ -170,11 +171,11 @@ bool view_Output::Begin(const std::string& path, const hdf_ViewShape& shape, boo
     const hdf_ViewPiece whole{m_first, kRoot + path, shape.rows, shape.width, 0, shape.rows, 0};
     Check(m_file.Map(kRoot + path, shape, {&whole, 1}));
     m_record.Add(m_first, whole.dataset, view_Describe({}, shape.type, shape.rows, shape.width));
-    m_arrays.push_back({path, true, {}, {}});
+    m_arrays.push_back({path, true, {}, {}, shape.width});
     return false;
   }
   Check(m_file.Create(kRoot + path, shape));
-  m_arrays.push_back({path, false, {}, {}});
+  m_arrays.push_back({path, false, {}, {}, shape.width});
   return true;
 }
 

@@ -17,8 +17,12 @@ struct view_Part {
   std::vector<int> places = {}; // of each row, counted from `target`; empty: they follow each other
 };
 
-/// Where the numbers of a file stand: in the simulation file, as far as they can, or all in the file itself.
-enum class view_Data { kMapped, kCopied };
+/// How numbers come into a view.
+enum class view_Numbers {
+  kMapped,  // where they can be: the file's own, which may change
+  kChecked, // the same, and read once: what is damaged is refused
+  kCopied,  // none is mapped onto the file, which may have a journal or go away
+};
 
 /// One dataset of a view, as a summary names it.
 struct view_Array {
@@ -26,6 +30,7 @@ struct view_Array {
   bool mapped = false;
   std::string origin = {}; // what of the mesh it shows, "nodeFields/label"; "" for the grid itself
   std::string unit = {};
+  std::size_t width = 1; // numbers in a row
 };
 
 /// One VTKHDF file being written. Datasets of a view are mapped onto the simulation file where its rows
@@ -35,12 +40,13 @@ class view_Output {
   /// \param path     of the new file, as it will be called.
   /// \param written  where it is written until then.
   /// \param source  of the simulation file.
+  /// \param numbers  how those of the simulation file come in.
   /// \param first   the first file of the series that this one belongs to, "" for none: what that holds is
   ///                mapped from there instead of being copied again.
   view_Output(const std::string& path, const std::string& written, const std::string& source,
-              const std::string& first, cli_Progress& progress, view_Data data = view_Data::kMapped);
+              view_Numbers numbers, const std::string& first, cli_Progress& progress);
 
-  bool Maps() const { return m_data == view_Data::kMapped; }
+  bool Maps() const { return m_numbers != view_Numbers::kCopied; }
 
   /// Notes what the simulation file is now, for view_CheckSources.
   void Remember(std::size_t nodes, std::size_t elements, bool series);
@@ -78,13 +84,14 @@ class view_Output {
   template <class T>
   void Scatter(const std::string& path, const hdf_ViewShape& shape, const view_Part& part);
   template <class T>
-  void Copy(const std::string& path, const hdf_ViewShape& shape, const std::vector<view_Part>& parts);
+  void Copy(const std::string& path, const hdf_ViewShape& shape, const std::vector<view_Part>& parts,
+            bool write);
 
   std::string m_source; // for messages
   std::string m_mapped; // as the view names it
+  view_Numbers m_numbers;
   std::string m_first;
   cli_Progress& m_progress;
-  view_Data m_data;
   hdf_View m_file;
   std::vector<view_Array> m_arrays;
   view_Record m_record;

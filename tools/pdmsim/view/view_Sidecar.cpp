@@ -50,8 +50,9 @@ class Writer {
 
   void Write(const std::string& path, std::optional<std::size_t> step) {
     const bool first = m_first.empty();
-    view_Output output(path, m_files.Add(path, kView), m_mesh.Path(), m_first, m_progress);
-    output.Remember(m_mesh.Nodes(), m_mesh.Elements(), m_request.series);
+    view_Output output(path, m_files.Add(path, kView), m_mesh.Path(), m_request.numbers, m_first, m_progress);
+    if (output.Maps())
+      output.Remember(m_mesh.Nodes(), m_mesh.Elements(), m_request.series);
     std::vector<std::string> notes = view_WriteMesh(m_mesh, step, m_request.system, output);
     m_summary.files.push_back(path);
     if (!first)
@@ -142,7 +143,8 @@ std::vector<std::string> view_WriteMesh(const sto_Mesh& mesh, std::optional<std:
 }
 
 view_Summary view_Write(const sto_File& file, const view_Request& request, cli_Progress& progress) {
-  CheckJournal(file.Path());
+  if (request.numbers != view_Numbers::kCopied)
+    CheckJournal(file.Path());
   const sto_Mesh mesh(file.Path(), file.Mesh());
   file.Check();
   view_Summary summary;

@@ -8,10 +8,11 @@
 
 /// What a view shall be.
 struct view_Request {
-  std::string out;                         // "NAME.hdf"
-  std::optional<std::size_t> step;         // the only one to show; none: all
-  bool series = false;                     // a file a step, and "NAME.hdf.series", which lists them
-  bool force = false;                      // replace a view that is there
+  std::string out;                 // "NAME.hdf"
+  std::optional<std::size_t> step; // the only one to show; none: all
+  bool series = false;             // a file a step, and "NAME.hdf.series", which lists them
+  bool force = false;              // replace a view that is there
+  view_Numbers numbers = view_Numbers::kMapped;
   const sto_ModalSystem* system = nullptr; // whose modes are shown; null: none
 };
 
@@ -24,8 +25,8 @@ struct view_Summary {
 };
 
 /// Writes the view of a simulation file's mesh: a VTKHDF file that shows the file's own numbers. Its files
-/// appear under their names when all are whole; where that fails the older ones stay. Refuses with
-/// cli_Failure while a journal lies beside the simulation file, which other programs do not see.
+/// appear under their names when all are whole; where that fails the older ones stay. Unless all is copied,
+/// refuses with cli_Failure while a journal lies beside the simulation file, which other programs do not see.
 view_Summary view_Write(const sto_File& file, const view_Request& request, cli_Progress& progress);
 
 /// Writes all of a mesh into one file.

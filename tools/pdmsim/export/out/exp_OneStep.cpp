@@ -1,15 +1,10 @@
 #include <pdmsim/export/out/exp_OneStep.h>
 
-#include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Step.h>
 
 exp_OneStep::exp_OneStep(const mesh_Source& mesh, std::size_t step)
     : mesh_Source(mesh.Path()), m_mesh(mesh), m_step(step) {
-  const std::size_t steps = mesh.Times().size();
-  if (step >= steps)
-    throw cli_Failure(cli_Exit::kNotThere, mesh.Path() + ": expected " +
-                                               (steps > 0 ? "a step in 0.." + std::to_string(steps - 1)
-                                                          : "no --step, as it has none") +
-                                               ", found " + std::to_string(step));
+  cli_ExpectStep(mesh.Path(), step, mesh.Times().size());
   m_lengthUnit = mesh.LengthUnit();
   m_dimension = mesh.Dimension();
   m_nodes = mesh.Nodes();

@@ -73,6 +73,6 @@ void vhdf_Write(const exp_Task& task, exp_Files& files) {
   const auto* const one = dynamic_cast<const exp_OneStep*>(&task.mesh);
   const auto& mesh = dynamic_cast<const sto_Mesh&>(one == nullptr ? task.mesh : one->Whole());
   const std::string& out = task.wanted.out;
-  view_Output output(out, files.Add(out), mesh.Path(), {}, task.progress, view_Data::kCopied);
+  view_Output output(out, files.Add(out), mesh.Path(), view_Numbers::kCopied, {}, task.progress);
   view_WriteMesh(mesh, one == nullptr ? std::nullopt : std::optional(one->Step()), nullptr, output);
 }

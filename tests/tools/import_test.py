@@ -1,58 +1,26 @@
-"""Drives the built pdmsim: imports, what stands in the files, show, and everything that must be refused.
+"""Drives pdmsim import: what stands in the files, and every mesh that must be refused.
 
-Usage: pdmsim_test.py PDMSIM MESH_FOLDER [unittest arguments]"""
+Usage: import_test.py PDMSIM MESH_FOLDER [unittest arguments]"""
 
-import json
 import os
-import pathlib
-import re
-import shutil
 import signal
 import subprocess
 import sys
 import time
 import unittest
 
-import h5py
 import netCDF4
 import numpy as np
 
 import exo_make
-import programs
 from pdm_reader import Sim
-
-PDMSIM, MESHES = sys.argv[1], pathlib.Path(sys.argv[2])
-QUAD = [{"id": 1, "type": "QUAD4", "conn": [[1, 2, 3, 4]]}]
-
-
-def run(*args):
-    return programs.run(PDMSIM, *args)
+from pdmsim_cases import MESHES, PDMSIM, QUAD, Case
 
 
 def names_of(nc, variable, count):
     if variable not in nc.variables:
         return [b""] * count
     return [row.tobytes().split(b"\0")[0].rstrip() for row in nc[variable][:]]
-
-
-class Case(programs.Case):
-    def setUp(self):
-        super().setUp()
-        self.out = self.dir / "out.pdm"
-
-    def import_(self, mesh, notes=b""):
-        """The summary; `notes` must be among what is said."""
-        self.out.unlink(missing_ok=True)  # which a test may have open
-        done = run("import", mesh, self.out, "--json", "--force")
-        self.assertEqual((done.returncode, bool(done.stderr)), (0, bool(notes)), done.stderr)
-        self.assertIn(notes, done.stderr)
-        return json.loads(done.stdout)
-
-    def make(self, name="mesh.exo", **kw):
-        return exo_make.write(self.dir / name, **kw)
-
-    def refused(self, code, *args, says=()):
-        super().refused(code, PDMSIM, *args, says=says)
 
 
 class Import(Case):
@@ -239,9 +207,6 @@ class Import(Case):
         self.refused(2, "import", mesh, self.out, says=["--force"])
         self.refused(2, "import", mesh, self.dir, says=["directory"])
         self.refused(2, "import", mesh, self.dir / "no" / "such", says=["such"])
-        copy = shutil.copy(mesh, self.dir / "copy.exo")
-        self.refused(2, "import", copy, copy, "--force", says=["the mesh"])
-        self.refused(1, "import", mesh, "-", says=["standard output"])
         self.refused(2, "import", mesh, self.out, "--force", says=["not an HDF5 file"])
         self.assertEqual(self.out.read_bytes(), b"precious")
         # Found bad only when most is written already: the old file stays.
@@ -310,224 +275,6 @@ class BadMeshes(Case):
                     with netCDF4.Dataset(path, "r+") as nc:
                         change(nc)
                 self.refused(2, "import", path, self.out, says=[path, "expected", "found", *says])
-
-
-class Show(Case):
-    def setUp(self):
-        super().setUp()
-        self.mesh = exo_make.everything()
-        self.done(PDMSIM, "import", self.make(width=200, **self.mesh), self.out, "--quiet")
-
-    def show(self, *args):
-        return json.loads(self.done(PDMSIM, "show", self.out, *args, "--json"))
-
-    def test_tree(self):
-        tree = self.show()
-        self.assertEqual((tree["class"], tree["bytes"]), ("com.vertana.Sim", self.out.stat().st_size))
-        model = tree["children"]["discreteModel"]
-        mesh = model["children"]["mesh"]["members"]
-        self.assertEqual(model["members"]["frames"]["items"], 3)
-        self.assertEqual((mesh["nodes"]["items"], mesh["elements"]["items"], mesh["regions"]["items"]), (40, 12, 4))
-        self.assertEqual({k: v["size"] for k, v in mesh["nodeSets"]["entries"].items()},
-                         {"plain": 6, exo_make.LONG: 7, "mit Ümlaut/and slash": 8, "nodeset_103": 9, "nobody": 0})
-        field = mesh["elementFields"]["entries"]["stress"]
-        self.assertEqual((field["drawers"], field["first"]["rows"], field["first"]["type"]), (3, 8, "double"))
-        text = run("show", self.out).stdout.decode()
-        for words in (["nodes", "40 items"], ["mit Ümlaut/and slash", "8 of nodes"],
-                      ["coordinates", "40 x 3 double over all nodes"], ["wall"], ["temperature", "3 drawers"]):
-            self.assertTrue(any(all(w in line for w in words) for line in text.splitlines()), (words, text))
-
-    def test_paths(self):
-        base = "discreteModel/mesh/"
-        self.assertEqual(self.show(base + "nodes")["items"], 40)
-        self.assertEqual(self.show(base + "systems")["elements"], [])
-        self.assertEqual(self.show(base + "elementSets/fluid/inner part", "--head", "2")["head"]["items"], [0, 1])
-        names = self.mesh["node_sets"][2]
-        self.assertEqual(self.show(base + "nodeSets/" + names["name"], "--head", "4")["head"]["items"],
-                         [int(i) - 1 for i in names["members"][:4]])
-        stress = self.show(base + "elementFields/stress", "--head", "99")
-        wanted = [np.concatenate([v[k] for v in self.mesh["elem_vars"]["stress"].values()]) for k in range(3)]
-        self.assertEqual([d["range"] for d in stress["drawers"]], [[{"min": w.min(), "max": w.max()}] for w in wanted])
-        self.assertEqual(stress["head"]["rows"], [[v] for v in wanted[0]])
-        self.assertEqual(stress["head"]["items"], [0, 1, 2, 3, 4, 9, 10, 11])
-        last = self.show(base + "elementFields/stress", "--drawer", "2")["drawers"]
-        self.assertEqual([d["drawer"] for d in last], [2])
-        for path in ("nothing", base + "nodeSets/none", base + "systems/0", base + "nodes/3", base + "nodeFields/"):
-            self.refused(1, "show", self.out, path, says=[path, "nothing of that name"])
-        for path, says in {"mesh/nodes": "did you mean 'discreteModel/mesh/nodes'?", base + "systems/0": "systems' has nothing in it",
-                           base + "nodeField/label": "'discreteModel/mesh' has no 'nodeField': did you mean 'nodeFields'?",
-                           base + "nodeFields/temprature": f"'{base}nodeFields' has no 'temprature': did you mean 'temperature'?",
-                           base + "nodeSets/42": "has no '42'; there are "}.items():
-            self.refused(1, "show", self.out, path, says=[says])
-        stress = base + "elementFields/stress"
-        for option in ("--drawer", "--step"):
-            self.refused(1, "show", self.out, stress, option, "3", says=[f"{self.out}: {stress}: expected a {option[2:]} in 0..2"])
-            self.refused(1, "show", self.out, base, option, "0", says=["a field for"])
-        self.refused(1, "show", self.out, base + "nodeFields/coordinates", "--step", "0", says=["without: --drawer"])
-        self.assertEqual(self.done(PDMSIM, "show", self.out, base + "faces"), f"{base}faces: nothing is set\n".encode())
-
-    def test_people_know_things_by_names(self):
-        base = "discreteModel/mesh/"
-        lines = lambda *args: self.done(PDMSIM, "show", self.out, *args).decode().splitlines()
-        tree = lines()
-        self.assertRegex(tree[0], r": 3-D, 40 nodes, .* in 4 blocks, 5 node sets, \d+ surfaces, \d+ fields, 3 steps \(")
-        shown = lambda text: self.assertTrue([one for one in tree if re.search(text, one)], (text, tree))
-        for text in ("wall +\\d+ sides of \\d+ elements$", "localNodes .*within one element", "temperature +3 drawers of 3 steps"):
-            shown(text)
-        summary = self.show()["summary"]
-        again = self.import_(self.make("again.exo", width=200, **self.mesh), b"is taken")
-        self.assertEqual([summary[k] for k in ("nodes", "blocks", "nodeSets", "surfaces", "fields", "steps")],
-                         [again[k] for k in ("nodes", "blocks", "nodeSets", "sideSets", "results", "steps")])
-        # Every drawer that was chosen with its first rows, their labels and its time; numbers stand in columns.
-        labels = list(self.mesh.get("node_labels", range(1, 41)))
-        last = self.show(base + "nodeFields/temperature", "--step", "2", "--head", "2")
-        self.assertEqual([(d["step"], d["time"], d["head"]["labels"]) for d in last["drawers"]], [(2, 2.25, labels[:2])])
-        text = lines(base + "nodeFields/coordinates", "--head", "4", "--digits", "3")
-        rows = [one for one in text if f"label {labels[0]} " in one or one.lstrip().startswith("item")]
-        self.assertEqual((len({len(one) for one in rows}), len(rows), text[-1].strip()), (1, 4, "… 36 more"), text)
-        self.assertTrue(all(len(n.strip("-").replace(".", "").lstrip("0")) <= 3 for one in rows for n in one.split()[-3:]))
-        set_ = self.show(base + "nodeSets/" + exo_make.LONG)
-        self.assertEqual(set_["head"]["labels"], [labels[i] for i in set_["head"]["items"]])
-        self.assertEqual(self.show(base + "frameFields/time")["head"]["times"], [0.0, 0.5, 2.25])
-        drawers = self.show(base + "elementFields/connectivity")["drawers"]
-        self.assertIn("fluid/inner part", [d.get("set") for d in drawers])
-
-    def test_units(self):
-        path = self.make("units.exo", width=200, **self.mesh)
-        self.done(PDMSIM, "import", path, self.out, "--force", "--quiet", "--unit", "LENGTH=mm", "--unit", "temperature=K")
-        text = run("show", self.out).stdout.decode()
-        for name, unit in (("coordinates", "mm"), ("temperature", "K")):
-            self.assertRegex(text, rf"\n +{name} .*\[{unit}\]")
-        self.refused(1, "import", path, self.dir / "x", "--unit", "heat=W", says=["LENGTH or a variable", "'heat'"])
-        self.refused(1, "import", path, self.dir / "x", "--unit", "LENGTH", says=["WHAT=UNIT"])
-
-    def test_only_results_have_steps(self):
-        """Drawers of other fields are as many as steps by chance."""
-        mesh = "discreteModel/mesh/"
-        one = dict(nodes=np.eye(4, 3), times=[1.5], blocks=[{**QUAD[0], "id": k, "attributes": np.ones((1, 1))} for k in (1, 2)],
-                   side_sets=[{"id": 1, "name": "rim", "members": [1, 1, 2], "sides": [1, 2, 3]}],
-                   sset_vars={"flux": {0: [[1.0, 2.0, 3.0]]}}, elem_vars={"heat": {0: [[1.0]], 1: [[2.0]]}})
-        three = self.dir / "three.pdm"
-        with h5py.File(shutil.copy(self.out, three), "r+") as file:
-            data = file["store/distributions"]
-            number = next(n for n in data if data[n].attrs["name"] == b"coordinates")
-            for drawer in "12":
-                data.copy(f"{number}/0", f"{number}/{drawer}")
-        self.import_(self.make("one.exo", **one))
-        for file, path, steps in ((self.out, "elementFields/connectivity", None), (self.out, "elementFields/attribute", None),
-                                  (self.out, "surfaces/rim", None), (self.out, "surfaceFields/flux", 1),
-                                  (three, "nodeFields/coordinates", None), (three, "nodeFields/temperature", 3)):
-            shown = json.loads(self.done(PDMSIM, "show", file, mesh + path, "--json"))
-            self.assertGreater(shown["count"], 1)
-            self.assertEqual((shown.get("steps"), "step" in shown["drawers"][0]), (steps, steps is not None), path)
-            if steps is None:
-                self.refused(1, "show", file, mesh + path, "--step", "0", says=["a drawer for each step, found one without"])
-
-    def test_systems_are_named_counted_and_chosen(self):
-        golden = pathlib.Path(__file__).parent.parent / "golden" / "0.2"
-        modal, several = (shutil.copy(golden / name, self.dir) for name in ("modal.pdm", "systems.pdm"))
-        self.assertEqual(self.done(PDMSIM, "dofs", modal), self.done(PDMSIM, "dofs", modal, "modal analysis"))
-        self.refused(1, "dofs", modal, "modal", says=["none of that name or number: there is 0 'modal analysis'"])
-        self.refused(1, "dofs", self.out, says=["expected a system in the mesh, found none;"])
-        info = json.loads(self.done(PDMSIM, "info", several, "--json"))
-        count, names = info["summary"]["systems"], [s["name"] for s in info["systems"]]
-        self.assertEqual((count, len(names)), (3, 3))
-        self.refused(1, "dofs", several, says=["several systems: " + ", ".join(f"{i} '{n}'" for i, n in enumerate(names))])
-        path = "discreteModel/mesh/systems"
-        self.assertEqual(len(json.loads(self.done(PDMSIM, "show", several, path, "--json", "--most", "1"))["elements"]), 3)
-        cut = self.done(PDMSIM, "show", several, path, "--most", "2").decode().splitlines()
-        self.assertEqual((cut[0].split(), cut[-1].strip()), ([path, "3"], "… 1 more"))
-        self.assertNotIn("more", self.done(PDMSIM, "show", several, path, "--all").decode().split())
-        self.assertRegex(self.done(PDMSIM, "info", modal).decode(),
-                         r"^.*: 3-D, 125 nodes, 64 hexahedra in 4 blocks, 1 system\n(.*\n)+  systems +0 'modal analysis', ModalSystem, 3 modes\n$")
-
-    def test_damage_is_told_by_its_cause(self):
-        bad = self.dir / "bad.pdm"
-        with h5py.File(shutil.copy(self.out, bad), "r+") as file:
-            del file["store/distributions/1/0"].attrs["members"]
-        self.refused(2, "show", bad, says=[f"{bad}: /store/distributions/1/0: "])
-
-    def without(self, name):
-        path = self.dir / name.replace("/", "_")
-        with h5py.File(shutil.copy(self.out, path), "r+") as file:
-            del file[name]
-        return path
-
-    def test_a_missing_field_is_said_and_the_rest_shown(self):
-        done = run("show", self.without("store/distributions"))
-        self.assertEqual(done.returncode, 0, done)
-        self.assertIn(b"missing: the file has no field 1\n", done.stdout)
-        self.assertIn(b"Mesh", done.stdout)
-
-    def test_not_a_number(self):
-        values = np.array([[1.0, np.nan, -3.0, np.inf], [np.nan] * 4])
-        self.import_(self.make("nan.exo", nodes=np.zeros((4, 1)), times=[0, 1], node_vars={"v": values}))
-        ranges = [d["range"][0] for d in self.show("discreteModel/mesh/nodeFields/v")["drawers"]]
-        self.assertEqual((ranges[0]["min"], ranges[0]["nan"]), (-3.0, 1))
-        self.assertEqual(ranges[1], {"min": None, "max": None, "nan": 4})
-        self.assertIn(b"-3 .. inf (1 NaN)", run("show", self.out, "discreteModel/mesh/nodeFields/v").stdout)
-
-    def test_files_that_are_no_simulation(self):
-        # What check tells apart (check_test.py) is refused in one way.
-        (self.dir / "cut").write_bytes(self.out.read_bytes()[:-3000])
-        for name in ("sim", "sim/discreteModel/mesh/#simpleTypeMembers", "store/collections"):
-            self.without(name)
-        for name in os.listdir(self.dir) + ["none", ""]:
-            if name != self.out.name:
-                self.refused(2, "show", self.dir / name, says=[str(self.dir / name)])
-
-
-class CommandLine(Case):
-    def test_use(self):
-        self.assertRegex(run("--version").stdout, rb"^pdmsim \d+\.\d+\.\d+\nHDF5 1\.\d+\.\d+\nfile layout 102, format 2\n$")
-        done = run("show", "--help")
-        self.assertEqual((done.returncode, done.stderr, b"Examples:" in done.stdout), (0, b"", True))
-        for args in ((), ("frobnicate",), ("import", "a"), ("show", "a", "--head", "-1"), ("show", "a", "b", "c")):
-            done = run(*args)
-            self.assertEqual((done.returncode, done.stdout, done.stderr.count(b"\n")), (1, b"", 1), args)
-
-    def test_words_that_are_nearly_right(self):
-        for word, guess in (("shwo", "did you mean 'show'?"), ("imp", "'import'"), ("frobnicate", "there are import"),
-                            ("generat", "there are import")):
-            for args in ((word,), ("help", word), (word, "file")):
-                self.refused(1, *args, says=[f"found '{word}'", guess])
-        self.assertEqual(run("help", "show").stdout, run("show", "--help").stdout)
-        self.assertEqual(run("help").stdout, run("--help").stdout)
-        self.assertNotIn(b"generate", run("help").stdout)
-        self.refused(1, "show", "a", "--head", "-1", says=["--head", "found -1", "pdmsim help show"])
-
-    def test_one_wording_for_what_is_no_simulation(self):
-        mesh, classic = MESHES / "block.exo", self.make(nodes=np.eye(4, 2), blocks=QUAD, format="NETCDF3_CLASSIC")
-        (self.dir / "empty").touch()
-        (self.dir / "text").write_text("nothing\n")
-        run("import", mesh, self.out)
-        for name, says in ((mesh, "found an Exodus mesh: 'pdmsim import' makes"), (classic, "found an Exodus mesh"),
-                           ("none", "found none: No such file"), (self.dir, "found a directory"),
-                           (self.dir / "empty", "found an empty file"), (self.dir / "text", "found something else")):
-            for command in ("show", "info", "check", "recover", "compact", "dofs", "watch"):
-                self.refused(2, command, name, says=[f"pdmsim: {name}: expected a simulation file, {says}"])
-        self.refused(2, "import", "none", self.dir / "new", says=["none: expected a mesh, found none: No such file"])
-        self.refused(2, "import", self.out, self.dir / "new", says=["expected a mesh, found a simulation file: 'pdmsim show'"])
-
-    def test_man_pages_and_completions_say_what_help_says(self):
-        self.done(PDMSIM, "generate", self.dir)
-        page = (self.dir / "pdmsim-show.1").read_text()
-        for text in ("pdmsim\\-show \\- Print what", "\\fB\\-\\-digits\\fR \\fIN\\fR", "nodeSets/inlet"):
-            self.assertIn(text, page)
-        complete = ("source {}; COMP_WORDS=({}); COMP_CWORD={}; _pdmsim; echo ${{COMPREPLY[@]}}").format
-        for words, wanted in (("pdmsim sh", "show"), ("pdmsim show f --dr", "--drawer"), ("pdmsim help comp", "compact")):
-            script = complete(self.dir / "pdmsim.bash", words, len(words.split()) - 1)
-            self.assertEqual(self.done("bash", "-c", script).decode().split(), [wanted])
-        self.assertIn("-l digits", (self.dir / "pdmsim.fish").read_text())
-        if shutil.which("groff"):
-            self.assertIn(b"--digits N", self.done("groff", "-man", "-Tascii", "-P-cbou", self.dir / "pdmsim-show.1"))
-
-    def test_output_that_cannot_be_written(self):
-        run("import", MESHES / "block.exo", self.out)
-        with open("/dev/full", "wb") as full:
-            done = subprocess.run([PDMSIM, "show", self.out], stdout=full, stderr=subprocess.PIPE)
-        self.assertEqual(done.returncode, 2)
-        self.assertIn(b"standard output", done.stderr)
 
 
 if __name__ == "__main__":
