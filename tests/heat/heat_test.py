@@ -39,6 +39,7 @@ class Heat(programs.Case):
         running.wait(60)
         self.assertRegex(self.heat(self.bar), rb"[56] steps are there, going on\nstep [56] of")  # every step that was told
         self.assertEqual(self.diff(whole, self.bar), 0)
+        self.assertRegex(self.done(PDMSIM, "check", self.bar), rb"(.*note: .*\n){5}.* \d+ more notes \[orphan\].*\n.*: sound")
 
         self.heat(exact, "--series")
         self.assertEqual(self.diff(exact, self.bar, "--tol", "temperature=abs:0.3"), 0)

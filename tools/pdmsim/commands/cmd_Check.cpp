@@ -10,6 +10,7 @@
 
 #include <filesystem>
 #include <iostream>
+#include <map>
 #include <memory>
 
 namespace {
@@ -49,11 +50,19 @@ show_Json Describe(const check_Report& report) {
           {"findings", std::move(findings)}};
 }
 
+// A solver that gave its file new times at every step leaves an orphan or two at each.
 void Print(const check_Report& report) {
+  constexpr std::size_t kMostNotes = 5; // of a kind
+  std::map<std::string, std::size_t> notes;
   for (const ORXSimFinding& found : report.findings)
-    std::cout << show_Printable(report.file + ": " + found.path + (found.path.empty() ? "" : ": ") +
-                                (found.note ? "note: " : "") + found.text + " [" + found.kind + "]")
-              << '\n';
+    if (!found.note || ++notes[found.kind] <= kMostNotes)
+      std::cout << show_Printable(report.file + ": " + found.path + (found.path.empty() ? "" : ": ") +
+                                  (found.note ? "note: " : "") + found.text + " [" + found.kind + "]")
+                << '\n';
+  for (const auto& [kind, count] : notes)
+    if (count > kMostNotes)
+      std::cout << show_Printable(report.file) << ": … " << count - kMostNotes << " more notes [" << kind
+                << "]: --json has them all\n";
   if (report.readable && report.Errors() == 0)
     std::cout << show_Printable(report.file) << ": sound, " << report.objects << " objects, "
               << show_Size(report.bytes) << '\n';
