@@ -1,5 +1,6 @@
 #include <pdmsim/cli/cli_NewFile.h>
 
+#include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/cli/cli_NewFiles.h>
 
 #include <algorithm>
