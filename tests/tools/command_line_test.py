@@ -138,7 +138,7 @@ class CommandLine(Case):
         modal = golden / "modal.pdm"
         for args in (["export", modal, f"{x}.vtu", "--step", "0"], ["draw", modal, "-o", f"{x}.png", "--step", "0"]):
             self.refused(1, *args, says=["expected no --step, as it has none, found 0"])
-        for args in (["export", f"{x}.vtu"], ["view", "-o", f"{x}.hdf"], ["draw", "-o", f"{x}.png"]):
+        for args in (["export", f"{x}.vtu", "--lossy"], ["view", "-o", f"{x}.hdf"], ["draw", "-o", f"{x}.png"]):
             self.refused(2, args[0], golden / "systems.pdm", *args[1:], says=["found none"])
 
     def test_output_that_cannot_be_written(self):
