@@ -105,14 +105,18 @@ inline bool write_new(const ORXSimDistributionRef& distribution, int drawer, con
 
 } // namespace detail
 
-inline Drawer::Drawer(const Field& field, int index)
+inline Drawer::Drawer(const Field& field, int index, const char* only)
     : m_field(std::make_shared<const Field>(field)), m_index(index) {
-  constexpr const char* kOperation = "open a drawer";
-  m_description = detail::run(*this, kOperation, [&] {
-    const ORXSimDistributionRef distribution(field.checked(kOperation));
+  const char* const operation = only == nullptr ? "open a drawer" : only;
+  m_description = detail::run(field, operation, [&] {
+    const ORXSimDistributionRef distribution(field.checked(operation));
     const int drawers = distribution.NumDrawers();
+    if (only != nullptr && drawers != 1)
+      detail::refuse(state().get(), field.path(), operation,
+                     "the field has " + std::to_string(drawers) +
+                         " drawers: say which one, by its number, step or time");
     if (index < 0 || index >= drawers)
-      detail::refuse(state().get(), field.path(), kOperation,
+      detail::refuse(state().get(), field.path(), operation,
                      "there is no drawer " + std::to_string(index) + ", the field has " +
                          std::to_string(drawers));
     return distribution.Drawer(index);
@@ -153,34 +157,29 @@ inline void Drawer::check_type(Type out, const char* operation) const {
                    detail::expected(std::string("numbers that fit into ") + name_of(out), name_of(type())));
 }
 
-template <Number T>
-void Drawer::read_rows(int first, int count, std::span<T> out) const {
-  read_rows(first, count, out.data(), static_cast<std::int64_t>(out.size_bytes()), type_of<T>);
-}
-
-inline void Drawer::read_rows(int first, int count, void* out, std::int64_t bytes, Type wanted) const {
+inline void Drawer::read_rows(int first, int count, const Buffer& out) const {
   constexpr const char* kOperation = "read a field";
   const Type stored = type();
-  check_type(wanted, kOperation);
+  check_type(out.type(), kOperation);
   if (first < 0 || count < 0 || first > rows() - count)
     detail::refuse(state().get(), path(), kOperation,
                    "there are no rows " + std::to_string(first) + " to " +
                        std::to_string(std::int64_t{first} + count - 1) + ", the drawer has " +
                        std::to_string(rows()));
   const std::int64_t numbers = std::int64_t{count} * components();
-  if (bytes != numbers * size_of(wanted))
+  if (out.count() != static_cast<std::size_t>(numbers))
     detail::refuse(state().get(), path(), kOperation,
                    detail::expected("a buffer for " + std::to_string(numbers) + " numbers",
-                                    "one for " + std::to_string(bytes / size_of(wanted))));
+                                    "one for " + std::to_string(out.count())));
   detail::run(*this, kOperation, [&] {
     const ORXSimDistributionRef distribution(m_field->checked(kOperation));
     if (count == 0)
       return;
-    if (stored == wanted)
-      return static_cast<void>(distribution.ReadItems(m_index, first, count, out, bytes));
+    if (stored == out.type())
+      return static_cast<void>(distribution.ReadItems(m_index, first, count, out.data(), out.bytes()));
     std::vector<std::byte> rows(static_cast<std::size_t>(numbers * size_of(stored)));
     if (distribution.ReadItems(m_index, first, count, rows.data(), static_cast<std::int64_t>(rows.size())))
-      detail::widen(rows, stored, out, wanted, static_cast<std::size_t>(numbers));
+      detail::widen(rows, stored, out.data(), out.type(), out.count());
   });
 }
 
@@ -209,15 +208,11 @@ inline std::string Field::unit() const {
 }
 
 inline Drawer Field::operator[](int index) const {
-  return {*this, index};
+  return {*this, index, nullptr};
 }
 
 inline Drawer Field::only(const char* operation) const {
-  if (const int drawers = size(); drawers != 1)
-    detail::refuse(state().get(), path(), operation,
-                   "the field has " + std::to_string(drawers) +
-                       " drawers: say which one, by its number, step or time");
-  return (*this)[0];
+  return {*this, 0, operation};
 }
 
 inline int Field::drawers_a_step() const {

@@ -14,6 +14,10 @@ soname=$(readelf -d "$library" | sed -n 's/.*SONAME.*\[\(.*\)\]/\1/p')
 
 shown=$(nm -D --defined-only "$library" | awk '{print $NF}' | c++filt)
 [ -n "$shown" ] || fail "shows nothing"
+if [ "$name" = libpdm-c.so ]; then
+  ! grep -v '^pdm_[a-z0-9_]*$' <<<"$shown" || fail "shows what does not stand in pdm.h"
+  exit
+fi
 # Names that are ours, also inside of "vtable for ...", "operator==(...)" and return types.
 [ "$name" = libH5Journal.so ] && own='H5(J|P|FD_journal)' internal_prefix='vfd' || own=gbb internal_prefix=H5
 ours="($own|gbb|kda|omi|msfD|fesD|mem|err|cow|prc|hdf|ORXSim|UTI|DDB|_wassert|BtreeCompare|operator)"
