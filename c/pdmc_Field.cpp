@@ -28,7 +28,7 @@ void read_rows(const UseField& use, const pdm::Drawer& drawer, int32_t first, in
     use.refuse(PDM_NOT_FOUND, "the drawer has " + std::to_string(drawer.rows()) + " rows");
   const std::size_t needed = pdm::detail::size(rows) * pdm::detail::size(drawer.components());
   use.room(out, count, needed);
-  drawer.read_rows(first, rows, out, static_cast<std::int64_t>(needed) * size_of(wanted), wanted);
+  drawer.read_rows(first, rows, {out, needed, wanted});
 }
 
 } // namespace
