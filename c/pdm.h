@@ -208,6 +208,9 @@ PDM_API pdm_status pdm_mesh_create_surface(pdm_mesh* mesh, const char* name, con
 /// int64 or double, float as double. Writing likewise.
 enum { PDM_INT32 = 0, PDM_INT64 = 1, PDM_FLOAT = 2, PDM_DOUBLE = 3 };
 
+/// Instead of a drawer's number: the only one. PDM_NOT_FOUND where there are several.
+#define PDM_ONLY (-INT32_MAX)
+
 /// What a field is, and one drawer of it.
 typedef struct pdm_field_info {
   size_t size;            ///< sizeof(pdm_field_info)

@@ -217,8 +217,7 @@ const char* pdm_names_at(pdm_names* names, int32_t index) {
   const char* name = nullptr;
   on(names, "take a name", [&](const Use<pdm_names>& use) {
     if (index < 0 || pdm::detail::size(index) >= use->size())
-      use.refuse(PDM_NOT_FOUND,
-                 "there is no name " + std::to_string(index) + " of " + std::to_string(use->size()));
+      use.refuse(PDM_NOT_FOUND, "there is no such name of " + std::to_string(use->size()));
     name = (*use)[pdm::detail::size(index)].c_str();
   });
   return name;

@@ -9,9 +9,13 @@ namespace {
 using UseField = Use<pdm_field>;
 
 pdm::Drawer drawer_of(const UseField& use, int32_t index) {
-  if (const int drawers = use->size(); index < 0 || index >= drawers)
-    use.refuse(PDM_NOT_FOUND,
-               "there is no drawer " + std::to_string(index) + " of " + std::to_string(drawers));
+  const int drawers = use->size();
+  if (index == PDM_ONLY && drawers == 1)
+    index = 0;
+  if (index == PDM_ONLY)
+    use.refuse(PDM_NOT_FOUND, "the field has " + std::to_string(drawers) + " drawers: say which one");
+  if (index < 0 || index >= drawers)
+    use.refuse(PDM_NOT_FOUND, "there is no such drawer, the field has " + std::to_string(drawers));
   return (*use)[index];
 }
 

@@ -124,8 +124,7 @@ pdm_status pdm_mesh_block(pdm_mesh* mesh, int32_t block, pdm_block_info* info) {
   return on(mesh, "find a block", [&](const UseMesh& use) {
     const std::vector<pdm::Block> blocks = use->blocks();
     if (block < 0 || pdm::detail::size(block) >= blocks.size())
-      use.refuse(PDM_NOT_FOUND,
-                 "there is no block " + std::to_string(block) + " of " + std::to_string(blocks.size()));
+      use.refuse(PDM_NOT_FOUND, "there is no such block, the mesh has " + std::to_string(blocks.size()));
     const pdm::Block& found = blocks[pdm::detail::size(block)];
     Thing<pdm_mesh>& thing = use.thing();
     thing.name = found.name();
@@ -234,8 +233,7 @@ pdm_status pdm_mesh_system(pdm_mesh* mesh, int32_t index, pdm_system** system) {
   return make(mesh, "open a system", system, [&](const UseMesh& use) {
     const pdm::Systems systems = use->systems();
     if (const int count = systems.size(); index < 0 || index >= count)
-      use.refuse(PDM_NOT_FOUND,
-                 "there is no system " + std::to_string(index) + " of " + std::to_string(count));
+      use.refuse(PDM_NOT_FOUND, "there is no such system, the mesh has " + std::to_string(count));
     use.give(system, systems[index]);
   });
 }
