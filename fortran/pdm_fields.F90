@@ -137,8 +137,15 @@ contains
     c%size = c_sizeof(c)
     status = c_field_get_info(self%ptr, at, c)
     if (status == pdm_ok) then
-      info = pdm_field_information(c%drawers, c%steps, c%drawers_a_step, c%type, c%rows, c%components, &
-        text_of(c%name), text_of(c%unit), text_of(c%long_name))
+      info%drawers = c%drawers
+      info%steps = c%steps
+      info%drawers_a_step = c%drawers_a_step
+      info%number_type = c%type
+      info%rows = c%rows
+      info%components = c%components
+      info%name = text_of(c%name)
+      info%unit = text_of(c%unit)
+      info%long_name = text_of(c%long_name)
     end if
     call done(status, stat, errmsg)
   end function

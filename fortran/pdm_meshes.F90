@@ -149,8 +149,13 @@ contains
     integer :: status
     c%size = c_sizeof(c)
     status = c_mesh_block(self%ptr, number - 1, c)
-    if (status == pdm_ok) &
-      block = pdm_block_information(c%elements, c%nodes_per_element, c%id, text_of(c%name), text_of(c%type))
+    if (status == pdm_ok) then
+      block%elements = c%elements
+      block%nodes_per_element = c%nodes_per_element
+      block%id = c%id
+      block%name = text_of(c%name)
+      block%element_type = text_of(c%type)
+    end if
     call done(status, stat, errmsg)
   end function
 

@@ -167,7 +167,13 @@ contains
     integer :: status
     c%size = c_sizeof(c)
     status = c_system_get_info(self%ptr, c)
-    if (status == pdm_ok) info = pdm_system_information(c%kind, c%modes, c%shapes, text_of(c%name), text_of(c%class_name))
+    if (status == pdm_ok) then
+      info%kind = c%kind
+      info%modes = c%modes
+      info%shapes = c%shapes
+      info%name = text_of(c%name)
+      info%class_name = text_of(c%class_name)
+    end if
     call done(status, stat, errmsg)
   end function
 
