@@ -4,8 +4,8 @@
 set -euo pipefail
 prefix=$1 cmake=$2 source=$3 language=$4
 case $language in
-  c) end=c compiler=cc standard=-std=c11 ;;
-  fortran) end=f90 compiler=gfortran standard=-std=f2008 ;;
+  c) end=c compiler="cc -std=c11 -Wall -Wextra -Wpedantic -Werror" ;;
+  fortran) end=f90 compiler="gfortran -std=f2008 -pedantic -Werror" ;;
 esac
 example=$source/examples/ten_lines/$language
 program=$example/ten_lines.$end
@@ -18,8 +18,8 @@ trap 'rm -rf "$work"' EXIT
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name "pdm-$language.pc")")
 export PKG_CONFIG_PATH
 library=$(pkg-config --variable=libdir "pdm-$language")
-# shellcheck disable=SC2046
-"$compiler" "$standard" -Wall -Wextra -Wpedantic -Werror "$program" -o "$work/ten_lines" $(pkg-config --cflags --libs "pdm-$language") -Wl,-rpath,"$library"
+# shellcheck disable=SC2046,SC2086
+$compiler "$program" -o "$work/ten_lines" $(pkg-config --cflags --libs "pdm-$language") -Wl,-rpath,"$library"
 
 cat >"$work/make.cpp" <<'END'
 #include <pdm/pdm.hpp>
@@ -38,7 +38,7 @@ int main() {
 END
 cd "$work"
 # shellcheck disable=SC2046
-c++ make.cpp -o make $(PKG_CONFIG_PATH=$PKG_CONFIG_PATH pkg-config --cflags --libs PDM_Core) -Wl,-rpath,"$library"
+c++ make.cpp -o make $(pkg-config --cflags --libs PDM_Core) -Wl,-rpath,"$library"
 ./make
 for each in ./ten_lines build/ten_lines_"$language"; do
   diff <("$each" a.pdm) - <<'END'
