@@ -135,6 +135,14 @@ pdm_status pdm_mesh_block(pdm_mesh* mesh, int32_t block, pdm_block_info* info) {
   });
 }
 
+pdm_status pdm_mesh_create_block(pdm_mesh* mesh, const char* name, const char* type, int32_t width,
+                                 const int32_t* nodes, size_t count) {
+  return on(mesh, "make a block", [&](const UseMesh& use) {
+    use.require(type, "the type");
+    use->create_block(name == nullptr ? "" : name, type, width, span_of(use, nodes, count));
+  });
+}
+
 pdm_status pdm_mesh_set_names(pdm_mesh* mesh, int of, pdm_names** names) {
   return make(mesh, "list the names", names,
               [&](const UseMesh& use) { use.give(names, sets_of(use, of).names()); });

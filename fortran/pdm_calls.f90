@@ -143,6 +143,14 @@ module pdm_calls
       integer(c_int32_t), value :: block
       type(c_block_info), intent(inout) :: info
     end function
+    integer(c_int) function c_mesh_create_block(mesh, name, type_, width, nodes, count) &
+        bind(C, name="pdm_mesh_create_block")
+      import; type(c_ptr), value :: mesh
+      character(kind=c_char), intent(in) :: name(*), type_(*)
+      integer(c_int32_t), value :: width
+      integer(c_int32_t), intent(in) :: nodes(*)
+      integer(c_size_t), value :: count
+    end function
     integer(c_int) function c_mesh_set_names(mesh, of, names) bind(C, name="pdm_mesh_set_names")
       import; type(c_ptr), value :: mesh
       integer(c_int32_t), value :: of

@@ -34,6 +34,7 @@ module pdm_meshes
     procedure :: append_time => mesh_append_time
     procedure :: block => mesh_block
     procedure :: get_connectivity => mesh_get_connectivity
+    procedure :: create_block => mesh_create_block
     procedure :: set_names => mesh_set_names
     procedure :: set => mesh_set
     procedure :: create_set => mesh_create_set
@@ -173,6 +174,24 @@ contains
     if (status == pdm_ok) call field%get(nodes, block, status)
     if (status == pdm_ok) nodes = nodes + 1
     call done(status, stat, errmsg)
+  end subroutine
+
+  !> Makes a block of the elements that follow those of the blocks so far, with an element set and a region of its name.
+  !> \param element_type  'HEX8', whose nodes are in the order of Exodus II.
+  !> \param nodes         [nodes of an element, elements], from 1; 0 fills up polygons.
+  !> \param name          block_1, block_2... without it.
+  subroutine mesh_create_block(self, element_type, nodes, name, stat, errmsg)
+    class(pdm_mesh), intent(in) :: self
+    character(*), intent(in) :: element_type
+    integer(int32), intent(in) :: nodes(:, :)
+    character(*), intent(in), optional :: name
+    integer, intent(out), optional :: stat
+    character(*), intent(inout), optional :: errmsg
+    character(:), allocatable :: own
+    own = ''
+    if (present(name)) own = name
+    call done(c_mesh_create_block(self%ptr, c_text(own), c_text(element_type), size(nodes, 1), nodes - 1, &
+      size(nodes, kind=c_size_t)), stat, errmsg)
   end subroutine
 
   !> The names of sets; those that are shorter end in blanks.

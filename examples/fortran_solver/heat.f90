@@ -55,7 +55,6 @@ contains
   ! A square of side 1 in the plane; the file appears whole with its mesh.
   subroutine make_mesh()
     type(pdm_update) :: update
-    type(pdm_set) :: plate
     integer :: i, j, node
     integer :: nodes(4, side*side)
     real(real64) :: xy(2, (side + 1)**2)
@@ -74,9 +73,7 @@ contains
       end do
     end do
     call mesh%create_field(pdm_nodes, 'coordinates', xy, unit='m', long_name='x, y')
-    call mesh%create_set(pdm_elements, 'plate', [(i, i=1, side*side)], set=plate)
-    ! The numbers in a field are written as they are, and those of a connectivity begin at 0.
-    call mesh%create_field(pdm_elements, 'connectivity', nodes - 1, long_name='QUAD4', over=plate)
+    call mesh%create_block('QUAD4', nodes, name='plate')
     call mesh%set_times([(step*time_step, step=0, steps - 1)])
     call update%commit()
     x = xy

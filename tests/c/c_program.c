@@ -65,6 +65,8 @@ static void write_file(const char* file) {
   CHECK(pdm_mesh_create_set(mesh, PDM_NODES, "bad", far, 1, 0, NULL) == PDM_FAILED);
   OK(pdm_mesh_create_surface(mesh, "edge", elements, side, 2));
   write_fields(mesh);
+  const int32_t nodes[] = {0, 1};
+  FAILS(PDM_FAILED, "at most 0 elements", pdm_mesh_create_block(mesh, NULL, "BAR2", 2, nodes, 2));
   write_system(mesh);
   OK(pdm_commit(update));
   FAILS(PDM_BAD_HANDLE, "has ended", pdm_commit(update));

@@ -60,6 +60,8 @@ contains
     call mesh%create_surface('edge', [2, 2], [1, 4])
     call mesh%create_set(pdm_elements, 'plate', [2, 1], set=plate)
     call mesh%create_field(pdm_elements, 'connectivity', reshape([1, 2, 5, 4, 0, 1, 4, 3], [4, 2]), long_name='QUAD4', over=plate)
+    call mesh%create_block('QUAD4', reshape([1, 2, 5, 4], [4, 1]), stat=status, errmsg=message)
+    call failed(pdm_failed, 'at most 0 elements', __LINE__)
     call mesh%create_empty_field(pdm_nodes, 'temperature', unit='K', field=heat)
     do step = 0, 2
       call heat%append([(real(300 + 10*step + i, real32), i=0, 5)])

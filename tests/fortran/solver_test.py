@@ -34,6 +34,15 @@ class Solver(programs.Case):
             drawers = stored[f"store/distributions/{field}"]
             return [float(drawers[str(i)][()].max()) for i in range(len(drawers))]
 
+    def test_its_mesh_is_one_block(self):
+        file = self.dir / "heat.pdm"
+        self.done(HEAT, file, 1, 2)
+        with h5py.File(file) as stored:
+            mesh = pdm_reader.members(stored["sim/discreteModel/mesh"], "Mesh")
+            quads = pdm_reader.Store(stored).drawer_data(mesh["elementFields"][b"connectivity"])
+            self.assertEqual(quads[()].tolist(), [[0, 1, 4, 3], [1, 2, 5, 4], [3, 4, 7, 6], [4, 5, 8, 7]])
+            self.assertEqual([sorted(mesh[sets]) for sets in ("elementSets", "regionSets")], [[b"plate"]] * 2)
+
     def test_each_step_is_seen_as_it_is_written(self):
         file, count = self.dir / "heat.pdm", 40
         follow = self.start(FOLLOW, file)
