@@ -174,9 +174,12 @@ typedef struct pdm_block_info {
 } pdm_block_info;
 PDM_API pdm_status pdm_mesh_block(pdm_mesh* mesh, int32_t block, pdm_block_info* info);
 /// Makes a block of the elements that follow those of the blocks so far, with an element set and a region of
-/// its name. \param name   NULL or "": block_1, block_2... \param type   of its elements, "HEX8", whose nodes
-/// are in the order of Exodus II. \param width  nodes an element. \param nodes  [elements][width]; -1 fills
-/// up polygons. \param count  elements x width.
+/// its name.
+/// \param name   NULL or "": block_1, block_2...
+/// \param type   of its elements, "HEX8", whose nodes are in the order of Exodus II.
+/// \param width  nodes an element.
+/// \param nodes  [elements][width]; -1 fills up polygons.
+/// \param count  elements x width.
 PDM_API pdm_status pdm_mesh_create_block(pdm_mesh* mesh, const char* name, const char* type, int32_t width,
                                          const int32_t* nodes, size_t count);
 

@@ -95,10 +95,11 @@ class Mesh : public detail::Part {
   /// \return the elements by type, in the order of the connectivity's drawers.
   std::vector<Block> blocks() const;
   /// Makes a block of the elements that follow those of the blocks so far, with an element set and a region
-  /// of its name. One commit point, unless an update is open. Throws Error when so many elements are not
-  /// left. \param name   of the block; "": block_1, block_2... \param type   of its elements, "HEX8", whose
-  /// nodes are in the order of Exodus II. \param width  nodes an element. \param nodes  [elements][width]
-  /// 0-based nodes; -1 fills up polygons.
+  /// of its name. One commit point, unless an update is open. Throws Error when fewer elements are left.
+  /// \param name   of the block; "": block_1, block_2...
+  /// \param type   of its elements, "HEX8", whose nodes are in the order of Exodus II.
+  /// \param width  nodes an element.
+  /// \param nodes  [elements][width] 0-based nodes; -1 fills up polygons.
   Block create_block(std::string_view name, std::string_view type, int width,
                      std::span<const int> nodes) const;
   /// \return [nodes] the user's numbers, 1, 2, 3... where the mesh has none.

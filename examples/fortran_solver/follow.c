@@ -1,4 +1,5 @@
-// Follows a solver live: a line for each step of the field "temperature" as soon as it is written, until all are.
+// Follows a solver live: a line for each step of the field "temperature" as soon as it is written, until all
+// are.
 //
 // Usage: follow FILE
 #include <pdm.h>
@@ -26,7 +27,8 @@ static pdm_field* wait_for(const char* file, pdm_sim** sim, pdm_mesh** mesh) {
     if (*sim == NULL && pdm_open(file, PDM_LIVE, sim) != PDM_OK)
       continue;
     check(pdm_refresh(*sim));
-    if (pdm_sim_mesh(*sim, mesh) == PDM_OK && pdm_mesh_field(*mesh, PDM_NODES, "temperature", &field) == PDM_OK)
+    if (pdm_sim_mesh(*sim, mesh) == PDM_OK &&
+        pdm_mesh_field(*mesh, PDM_NODES, "temperature", &field) == PDM_OK)
       return field;
   }
   check(pdm_error_status());

@@ -1,4 +1,5 @@
-// Uses every word of pdm.h: writes a file that others judge, and what must fail does, by its code and its words.
+// Uses every word of pdm.h: writes a file that others judge, and what must fail does, by its code and its
+// words.
 #include <pdm.h>
 
 #include <stdio.h>
@@ -7,10 +8,12 @@
 
 static int s_faults = 0;
 
-#define CHECK(condition) \
-  ((condition) ? (void)0 : (void)(++s_faults, printf("%d: %s; the last error: %s\n", __LINE__, #condition, pdm_error_message())))
+#define CHECK(condition)                                                                                     \
+  ((condition) ? (void)0                                                                                     \
+               : (void)(++s_faults,                                                                          \
+                        printf("%d: %s; the last error: %s\n", __LINE__, #condition, pdm_error_message())))
 #define OK(call) CHECK((call) == PDM_OK)
-#define FAILS(code, words, call) \
+#define FAILS(code, words, call)                                                                             \
   CHECK((call) == (code) && pdm_error_status() == (code) && strstr(pdm_error_message(), words) != NULL)
 
 enum { kNodes = 6, kElements = 2 };
@@ -26,7 +29,8 @@ static void write_fields(pdm_mesh* mesh) {
   OK(pdm_mesh_create_set(mesh, PDM_ELEMENTS, "plate", items, 2, 0, &block.over));
   OK(pdm_mesh_create_field(mesh, PDM_ELEMENTS, "connectivity", PDM_INT32, quads, 8, &block, NULL));
   pdm_field* steps = NULL;
-  OK(pdm_mesh_create_field(mesh, PDM_NODES, "temperature", PDM_FLOAT, NULL, 0, &(pdm_field_options){.size = sizeof options, .unit = "K"}, &steps));
+  OK(pdm_mesh_create_field(mesh, PDM_NODES, "temperature", PDM_FLOAT, NULL, 0,
+                           &(pdm_field_options){.size = sizeof options, .unit = "K"}, &steps));
   for (int step = 0; step < 3; ++step) {
     float values[kNodes];
     for (int i = 0; i < kNodes; ++i)
@@ -99,14 +103,17 @@ static void read_meshes(pdm_mesh* mesh) {
 
   pdm_names* names = NULL;
   OK(pdm_mesh_set_names(mesh, PDM_NODES, &names));
-  CHECK(pdm_names_count(names) == 2 && strcmp(pdm_names_at(names, 1), "nobody") == 0 && pdm_names_at(names, 2) == NULL);
+  CHECK(pdm_names_count(names) == 2 && strcmp(pdm_names_at(names, 1), "nobody") == 0 &&
+        pdm_names_at(names, 2) == NULL);
   pdm_set* set = NULL;
   OK(pdm_mesh_set(mesh, PDM_NODES, "inlet", &set));
   FAILS(PDM_SHORT_BUFFER, "room for 1, needed is 2", pdm_set_items(set, items, 1));
-  CHECK(pdm_error_needed() == 2 && items[0] == -7 && strcmp(pdm_error_path(), "discreteModel/mesh/nodeSets/inlet") == 0);
+  CHECK(pdm_error_needed() == 2 && items[0] == -7 &&
+        strcmp(pdm_error_path(), "discreteModel/mesh/nodeSets/inlet") == 0);
   CHECK(pdm_set_items(set, items, 4) == PDM_OK && items[0] == 4 && items[1] == 1 && items[2] == -7);
   CHECK(pdm_mesh_surface_size(mesh, "edge", &count) == PDM_OK && count == 2);
-  CHECK(pdm_mesh_surface(mesh, "edge", items, sides, 2) == PDM_OK && items[1] == 1 && sides[0] == 0 && sides[1] == 3);
+  CHECK(pdm_mesh_surface(mesh, "edge", items, sides, 2) == PDM_OK && items[1] == 1 && sides[0] == 0 &&
+        sides[1] == 3);
 }
 
 static void read_fields(pdm_mesh* mesh) {
@@ -117,7 +124,8 @@ static void read_fields(pdm_mesh* mesh) {
   OK(pdm_mesh_field(mesh, PDM_NODES, "coordinates", &x));
   CHECK(pdm_field_read_double(x, PDM_ONLY, wide, 18) == PDM_OK && memcmp(wide, kXyz, sizeof wide) == 0);
   CHECK(pdm_field_read_rows(x, 0, 4, 2, PDM_DOUBLE, wide, 6) == PDM_OK && wide[3] == 2);
-  FAILS(PDM_WRONG_TYPE, "float64 numbers do not all fit into float32", pdm_field_read_float(x, 0, narrow, 18));
+  FAILS(PDM_WRONG_TYPE, "float64 numbers do not all fit into float32",
+        pdm_field_read_float(x, 0, narrow, 18));
   FAILS(PDM_SHORT_BUFFER, "needed is 18", pdm_field_read_double(x, 0, wide, 17));
   FAILS(PDM_NOT_FOUND, "6 rows", pdm_field_read_rows(x, 0, 5, INT32_MAX, PDM_DOUBLE, wide, 18));
   FAILS(PDM_BAD_ARGUMENT, "no type 4", pdm_field_read(x, 0, 4, wide, 18));
@@ -125,10 +133,15 @@ static void read_fields(pdm_mesh* mesh) {
 
   OK(pdm_mesh_field(mesh, PDM_NODES, "temperature", &heat));
   pdm_field_info info = {.size = sizeof info};
-  CHECK(pdm_field_get_info(heat, 1, &info) == PDM_OK && info.steps == 3 && info.type == PDM_FLOAT && info.rows == kNodes &&
-        info.components == 1 && strcmp(info.unit, "K") == 0 && strcmp(info.name, "temperature") == 0);
-  struct { size_t size; int32_t drawers, untouched; } old = {offsetof(pdm_field_info, steps), 0, 77}; // of an older header
-  CHECK(pdm_field_get_info(heat, 0, (pdm_field_info*)&old) == PDM_OK && old.drawers == 3 && old.untouched == 77);
+  CHECK(pdm_field_get_info(heat, 1, &info) == PDM_OK && info.steps == 3 && info.type == PDM_FLOAT &&
+        info.rows == kNodes && info.components == 1 && strcmp(info.unit, "K") == 0 &&
+        strcmp(info.name, "temperature") == 0);
+  struct {
+    size_t size;
+    int32_t drawers, untouched;
+  } old = {offsetof(pdm_field_info, steps), 0, 77}; // of an older header
+  CHECK(pdm_field_get_info(heat, 0, (pdm_field_info*)&old) == PDM_OK && old.drawers == 3 &&
+        old.untouched == 77);
   CHECK(pdm_field_drawer_at(heat, 0.5, &drawer) == PDM_OK && drawer == 2);
   CHECK(pdm_field_read_double(heat, drawer, wide, 18) == PDM_OK && wide[5] == 325); // float into double
   FAILS(PDM_NOT_FOUND, "the nearest", pdm_field_drawer_at(heat, 0.3, &drawer));
@@ -153,12 +166,12 @@ static void read_systems(pdm_mesh* mesh) {
   FAILS(PDM_NOT_FOUND, "no such system, the mesh has 1", pdm_mesh_system(mesh, 1, &modal));
   CHECK(modal == NULL);
   OK(pdm_mesh_system(mesh, 0, &modal));
-  CHECK(pdm_system_get_info(modal, &info) == PDM_OK && info.kind == PDM_MODAL && info.modes == 2 && info.shapes == 1 &&
-        strcmp(info.name, "modal analysis") == 0);
+  CHECK(pdm_system_get_info(modal, &info) == PDM_OK && info.kind == PDM_MODAL && info.modes == 2 &&
+        info.shapes == 1 && strcmp(info.name, "modal analysis") == 0);
   CHECK(pdm_system_frequencies(modal, hertz, 2) == PDM_OK && hertz[1] == 80);
   OK(pdm_system_numbering(modal, &numbering));
-  CHECK(pdm_numbering_get_info(numbering, &numbers) == PDM_OK && numbers.equations == 8 && numbers.labels == 3 &&
-        numbers.has_order == 1 && numbers.places == 8);
+  CHECK(pdm_numbering_get_info(numbering, &numbers) == PDM_OK && numbers.equations == 8 &&
+        numbers.labels == 3 && numbers.has_order == 1 && numbers.places == 8);
   CHECK(pdm_numbering_equations(numbering, nodes, labels, 8) == PDM_OK && nodes[7] == 4 && labels[7] == 2);
   FAILS(PDM_SHORT_BUFFER, "needed is 8", pdm_numbering_equations(numbering, nodes, NULL, 7));
   CHECK(pdm_numbering_equation(numbering, 2, 3, &equation) == PDM_OK && equation == 5);
@@ -176,27 +189,58 @@ static void use_dead(void* h) {
   pdm_field_info field = {.size = sizeof field};
   pdm_system_info system = {.size = sizeof system};
   pdm_numbering_info numbering = {.size = sizeof numbering};
-  const pdm_status all[] = {
-      pdm_close(h), pdm_refresh(h), pdm_begin(h, (pdm_update**)&out), pdm_commit(h), pdm_rollback(h),
-      pdm_sim_mesh(h, (pdm_mesh**)&out), pdm_sim_create_mesh(h, 1, 1, (pdm_mesh**)&out), pdm_mesh_count(h, 0, &n),
-      pdm_mesh_dimension(h, &n), pdm_mesh_labels(h, 0, wide, 1), pdm_mesh_times(h, d, 1), pdm_mesh_set_times(h, d, 1),
-      pdm_mesh_append_time(h, 1), pdm_mesh_block(h, 0, &block), pdm_mesh_set_names(h, 0, (pdm_names**)&out),
-      pdm_mesh_set(h, 0, "a", (pdm_set**)&out), pdm_mesh_create_set(h, 0, "a", &n, 1, 0, NULL), pdm_set_size(h, &n),
-      pdm_set_items(h, &n, 1), pdm_mesh_surface_names(h, (pdm_names**)&out), pdm_mesh_surface_size(h, "a", &n),
-      pdm_mesh_surface(h, "a", &n, &n, 1), pdm_mesh_create_surface(h, "a", &n, &n, 1),
-      pdm_mesh_field_names(h, 0, (pdm_names**)&out), pdm_mesh_field(h, 0, "a", (pdm_field**)&out),
-      pdm_mesh_create_field(h, 0, "a", PDM_DOUBLE, d, 1, NULL, NULL), pdm_field_get_info(h, 0, &field),
-      pdm_field_read(h, 0, PDM_DOUBLE, d, 1), pdm_field_read_rows(h, 0, 0, 1, PDM_DOUBLE, d, 1),
-      pdm_field_write(h, 0, PDM_DOUBLE, d, 1), pdm_field_append(h, PDM_DOUBLE, d, 1, NULL), pdm_field_drawer_at(h, 0, &n),
-      pdm_field_set(h, 0, (pdm_set**)&out), pdm_mesh_system_names(h, (pdm_names**)&out),
-      pdm_mesh_system(h, 0, (pdm_system**)&out), pdm_mesh_find_system(h, "a", (pdm_system**)&out),
-      pdm_mesh_create_system(h, "a", 0, NULL), pdm_system_get_info(h, &system),
-      pdm_system_field_names(h, (pdm_names**)&out), pdm_system_field(h, "a", (pdm_field**)&out),
-      pdm_system_create_field(h, "a", PDM_DOUBLE, d, 1, NULL, NULL), pdm_system_frequencies(h, d, 1),
-      pdm_system_set_frequencies(h, d, 1), pdm_system_mode_shapes(h, (pdm_field**)&out),
-      pdm_system_set_activity(h, &n, 1), pdm_system_set_order(h, &n, 1), pdm_system_numbering(h, (pdm_numbering**)&out),
-      pdm_numbering_get_info(h, &numbering), pdm_numbering_labels(h, &n, 1), pdm_numbering_equations(h, &n, &n, 1),
-      pdm_numbering_equation(h, 0, 1, &n), pdm_numbering_order(h, &n, 1)};
+  const pdm_status all[] = {pdm_close(h),
+                            pdm_refresh(h),
+                            pdm_begin(h, (pdm_update**)&out),
+                            pdm_commit(h),
+                            pdm_rollback(h),
+                            pdm_sim_mesh(h, (pdm_mesh**)&out),
+                            pdm_sim_create_mesh(h, 1, 1, (pdm_mesh**)&out),
+                            pdm_mesh_count(h, 0, &n),
+                            pdm_mesh_dimension(h, &n),
+                            pdm_mesh_labels(h, 0, wide, 1),
+                            pdm_mesh_times(h, d, 1),
+                            pdm_mesh_set_times(h, d, 1),
+                            pdm_mesh_append_time(h, 1),
+                            pdm_mesh_block(h, 0, &block),
+                            pdm_mesh_set_names(h, 0, (pdm_names**)&out),
+                            pdm_mesh_set(h, 0, "a", (pdm_set**)&out),
+                            pdm_mesh_create_set(h, 0, "a", &n, 1, 0, NULL),
+                            pdm_set_size(h, &n),
+                            pdm_set_items(h, &n, 1),
+                            pdm_mesh_surface_names(h, (pdm_names**)&out),
+                            pdm_mesh_surface_size(h, "a", &n),
+                            pdm_mesh_surface(h, "a", &n, &n, 1),
+                            pdm_mesh_create_surface(h, "a", &n, &n, 1),
+                            pdm_mesh_field_names(h, 0, (pdm_names**)&out),
+                            pdm_mesh_field(h, 0, "a", (pdm_field**)&out),
+                            pdm_mesh_create_field(h, 0, "a", PDM_DOUBLE, d, 1, NULL, NULL),
+                            pdm_field_get_info(h, 0, &field),
+                            pdm_field_read(h, 0, PDM_DOUBLE, d, 1),
+                            pdm_field_read_rows(h, 0, 0, 1, PDM_DOUBLE, d, 1),
+                            pdm_field_write(h, 0, PDM_DOUBLE, d, 1),
+                            pdm_field_append(h, PDM_DOUBLE, d, 1, NULL),
+                            pdm_field_drawer_at(h, 0, &n),
+                            pdm_field_set(h, 0, (pdm_set**)&out),
+                            pdm_mesh_system_names(h, (pdm_names**)&out),
+                            pdm_mesh_system(h, 0, (pdm_system**)&out),
+                            pdm_mesh_find_system(h, "a", (pdm_system**)&out),
+                            pdm_mesh_create_system(h, "a", 0, NULL),
+                            pdm_system_get_info(h, &system),
+                            pdm_system_field_names(h, (pdm_names**)&out),
+                            pdm_system_field(h, "a", (pdm_field**)&out),
+                            pdm_system_create_field(h, "a", PDM_DOUBLE, d, 1, NULL, NULL),
+                            pdm_system_frequencies(h, d, 1),
+                            pdm_system_set_frequencies(h, d, 1),
+                            pdm_system_mode_shapes(h, (pdm_field**)&out),
+                            pdm_system_set_activity(h, &n, 1),
+                            pdm_system_set_order(h, &n, 1),
+                            pdm_system_numbering(h, (pdm_numbering**)&out),
+                            pdm_numbering_get_info(h, &numbering),
+                            pdm_numbering_labels(h, &n, 1),
+                            pdm_numbering_equations(h, &n, &n, 1),
+                            pdm_numbering_equation(h, 0, 1, &n),
+                            pdm_numbering_order(h, &n, 1)};
   for (size_t i = 0; i < sizeof all / sizeof *all; ++i)
     if (all[i] != PDM_BAD_HANDLE)
       CHECK(!"call i of use_dead() took a handle that is none"), printf("  i is %d\n", (int)i);
@@ -210,7 +254,8 @@ static void refuse_handles(const char* file) {
   OK(pdm_open(file, PDM_READ, &sim));
   OK(pdm_sim_mesh(sim, &mesh));
   OK(pdm_mesh_field(mesh, PDM_NODES, "coordinates", &field));
-  FAILS(PDM_BAD_HANDLE, "expected a mesh, found a field", pdm_mesh_dimension((pdm_mesh*)field, &(int32_t){0}));
+  FAILS(PDM_BAD_HANDLE, "expected a mesh, found a field",
+        pdm_mesh_dimension((pdm_mesh*)field, &(int32_t){0}));
   pdm_field* none = field;
   FAILS(PDM_BAD_ARGUMENT, "NULL", pdm_mesh_field(mesh, PDM_NODES, NULL, &none));
   CHECK(none == NULL);

@@ -1,4 +1,5 @@
-// What most programs do with a simulation file: look what is in it, read, add a field, follow another program.
+// What most programs do with a simulation file: look what is in it, read, add a field, follow another
+// program.
 #include <pdm.h>
 
 #include <stdio.h>
