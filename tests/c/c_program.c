@@ -243,7 +243,7 @@ static void use_dead(void* h) {
                             pdm_numbering_order(h, &n, 1)};
   for (size_t i = 0; i < sizeof all / sizeof *all; ++i)
     if (all[i] != PDM_BAD_HANDLE)
-      CHECK(!"call i of use_dead() took a handle that is none"), printf("  i is %d\n", (int)i);
+      printf("call %d of use_dead() took a handle that is none\n", (int)i), ++s_faults;
   CHECK(n == -1 && pdm_names_count(h) == 0 && pdm_names_at(h, 0) == NULL && pdm_share(h) == NULL);
 }
 
