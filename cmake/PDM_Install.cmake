@@ -24,12 +24,12 @@ install(TARGETS ${PDM_CORE_LIBRARIES} EXPORT PDM_CoreTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(EXPORT PDM_CoreTargets NAMESPACE PDM_Core:: DESTINATION ${PDM_CONFIG_DIR})
 
-# Every header goes where its includes name it; generated/ is not a part of that name.
+# Every header goes where its includes name it; generated/ and c/ are not a part of that name.
 include(PDM_Headers)
 install(FILES lib/PDM_Core.h DESTINATION ${PDM_HEADER_DIR})
 foreach(header ${PDM_PUBLIC_HEADERS})
   cmake_path(GET header PARENT_PATH folder)
-  string(REGEX REPLACE "^generated/" "" folder ${folder})
+  string(REGEX REPLACE "^(generated/|c$)" "" folder ${folder})
   install(FILES ${header} DESTINATION ${PDM_HEADER_DIR}/${folder})
 endforeach()
 install(DIRECTORY schema/ DESTINATION ${PDM_SCHEMA_DIR}
@@ -56,4 +56,10 @@ list(REVERSE PDM_PC_LIBS) # users before what they use
 list(JOIN PDM_PC_LIBS " " PDM_PC_LIBS)
 configure_file(cmake/PDM_Core.pc.in PDM_Core.pc @ONLY)
 configure_file(cmake/H5Journal.pc.in H5Journal.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/PDM_Core.pc ${PROJECT_BINARY_DIR}/H5Journal.pc DESTINATION ${PDM_PC_DIR})
+configure_file(cmake/pdm-c.pc.in pdm-c.pc @ONLY)
+if(TARGET pdm_fortran)
+  configure_file(cmake/pdm-fortran.pc.in pdm-fortran.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/pdm-fortran.pc DESTINATION ${PDM_PC_DIR} COMPONENT fortran)
+endif()
+install(FILES ${PROJECT_BINARY_DIR}/PDM_Core.pc ${PROJECT_BINARY_DIR}/H5Journal.pc ${PROJECT_BINARY_DIR}/pdm-c.pc
+  DESTINATION ${PDM_PC_DIR})

@@ -94,6 +94,14 @@ class Mesh : public detail::Part {
 
   /// \return the elements by type, in the order of the connectivity's drawers.
   std::vector<Block> blocks() const;
+  /// Makes a block of the elements that follow those of the blocks so far, with an element set and a region
+  /// of its name. One commit point, unless an update is open. Throws Error when fewer elements are left.
+  /// \param name   of the block; "": block_1, block_2...
+  /// \param type   of its elements, "HEX8", whose nodes are in the order of Exodus II.
+  /// \param width  nodes an element.
+  /// \param nodes  [elements][width] 0-based nodes; -1 fills up polygons.
+  Block create_block(std::string_view name, std::string_view type, int width,
+                     std::span<const int> nodes) const;
   /// \return [nodes] the user's numbers, 1, 2, 3... where the mesh has none.
   std::vector<std::int64_t> node_labels() const { return labels(node_fields(), node_count()); }
   /// \return [elements] the user's numbers, 1, 2, 3... where the mesh has none.
@@ -121,6 +129,8 @@ class Mesh : public detail::Part {
   Pattern pattern(const Numbering& numbering) const;
 
  private:
+  /// Makes one region more, with a set of its own. REQUIRES run() and an update.
+  void add_region(const std::string& name, int number) const;
   Collection collection(ORXSimCollectionID (msfD_Mesh::*get)() const, const char* name) const {
     return {m_state, below(name), detail::run(*this, "find a collection", [&] { return (m_handle.*get)(); })};
   }
@@ -183,6 +193,55 @@ inline Pattern Mesh::pattern(const Numbering& numbering) const {
   } catch (const std::invalid_argument& fault) {
     detail::refuse(m_state.get(), m_path, "find a matrix's pattern", fault.what());
   }
+}
+
+inline Block Mesh::create_block(std::string_view name, std::string_view type, int width,
+                                std::span<const int> nodes) const {
+  constexpr const char* kOperation = "make a block";
+  const int number = detail::run(*this, kOperation, [&] {
+    const std::vector<Block> before = blocks();
+    const int first = std::accumulate(before.begin(), before.end(), 0,
+                                      [](int sum, const Block& block) { return sum + block.size(); });
+    const auto count = nodes.size() / detail::size(std::max(width, 1));
+    const auto wrong = std::find_if(nodes.begin(), nodes.end(),
+                                    [all = node_count()](int node) { return node < -1 || node >= all; });
+    if (width < 1 || count * detail::size(width) != nodes.size())
+      detail::refuse(m_state.get(), m_path, kOperation, "the nodes do not make whole elements");
+    if (count > detail::size(element_count() - first))
+      detail::refuse(m_state.get(), m_path, kOperation,
+                     detail::expected("at most " + std::to_string(element_count() - first) +
+                                          " elements, which have no block",
+                                      std::to_string(count)));
+    if (wrong != nodes.end())
+      detail::refuse(m_state.get(), m_path, kOperation, "there is no node " + std::to_string(*wrong));
+    if (!region_fields().empty())
+      detail::refuse(m_state.get(), m_path, kOperation, "the mesh has numbers of its blocks");
+    std::string own(name);
+    if (own.empty())
+      own = "block_" + std::to_string(before.size() + 1);
+    ORXSimUpdate update(m_state->context);
+    std::vector<int> items(count);
+    std::iota(items.begin(), items.end(), first);
+    const FieldOptions options{
+        .long_name = std::string(type), .components = width, .over = element_sets().create(own, items)};
+    if (before.empty())
+      element_fields().create("connectivity", nodes, options);
+    else
+      element_fields()["connectivity"].append(nodes, options);
+    add_region(own, static_cast<int>(before.size()));
+    update.Commit();
+    return static_cast<int>(before.size());
+  });
+  return blocks()[detail::size(number)];
+}
+
+inline void Mesh::add_region(const std::string& name, int number) const {
+  std::vector<std::pair<std::string, std::vector<int>>> sets{{name, {number}}};
+  for (const auto& [key, set] : region_sets())
+    sets.emplace_back(key, set.items());
+  m_handle.Regions(ORXSimCollectionRef::Create(m_state->context, "regions", number + 1));
+  for (const auto& [key, items] : sets)
+    region_sets().create(key, items, true); // over the new collection
 }
 
 inline void Mesh::set_times(std::span<const double> times) const {

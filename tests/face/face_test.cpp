@@ -227,3 +227,27 @@ TEST_F(Face, ThreadsHearTheirOwnFailuresOnly) {
   work("b.pdm", false);
   other.join();
 }
+
+TEST_F(Face, BlocksAreMadeOneAfterAnother) {
+  const pdm::Sim sim = pdm::create(Path());
+  const pdm::Mesh mesh = sim.create_mesh(5, 4);
+  mesh.create_block("", "TRI3", 3, std::vector{0, 1, 2, 2, 1, 3});
+  const pdm::Block made = mesh.create_block("rim", "BAR2", 2, std::vector{3, 4});
+  EXPECT_EQ(made.number(), 1);
+  const std::vector<pdm::Block> blocks = pdm::Mesh(mesh).blocks();
+  ASSERT_EQ(blocks.size(), 2u);
+  EXPECT_EQ(blocks[0].name() + ' ' + blocks[1].name() + ' ' + blocks[1].type(), "block_1 rim BAR2");
+  EXPECT_THAT(mesh.element_sets()["rim"].items(), ElementsAre(2));
+  EXPECT_THAT(blocks[1].elements().items(), ElementsAre(2));
+  EXPECT_THAT(blocks[0].connectivity().read<int>(), ElementsAre(0, 1, 2, 2, 1, 3));
+  EXPECT_EQ(mesh.regions().size(), 2);
+
+  const auto cause = [&](const char* name, int width, const std::vector<int>& nodes) {
+    return Refused([&] { mesh.create_block(name, "BAR2", width, nodes); }).cause();
+  };
+  EXPECT_THAT(cause("far", 2, {0, 5}), HasSubstr("no node 5"));
+  EXPECT_THAT(cause("odd", 2, {0, 1, 2}), HasSubstr("whole elements"));
+  EXPECT_THAT(cause("many", 1, {0, 1}), HasSubstr("at most 1 elements"));
+  EXPECT_THAT(cause("rim", 2, {0, 1}), HasSubstr("already"));
+  EXPECT_EQ(mesh.blocks().size(), 2u);
+}

@@ -70,7 +70,9 @@ ROOMS = {
     "tools/pdmsim/commands": USER + TOOLS,
     "tools/pdmsim/*.cpp": USER + TOOLS + ["tools/pdmsim/commands"],
     "pdm": USER,
-    "examples": USER + ["pdm"],
+    "c": USER + ["pdm"],
+    "fortran": ["c"],
+    "examples": USER + ["pdm", "c"],
 }
 ROOMS["schema/templates"] = ROOMS["generated"] + ["generated"]
 
@@ -90,7 +92,7 @@ def room_of(path):
 def ours(source, form, name):
     """The file of the tree that an include means, None for the system's and other packages'."""
     near = [source.parent] if form == '"' else []
-    for folder in [*near, ROOT, ROOT / "platform", ROOT / "tools", ROOT / "generated", ROOT / "lib"]:
+    for folder in [*near, ROOT, ROOT / "platform", ROOT / "tools", ROOT / "generated", ROOT / "lib", ROOT / "c"]:
         if (found := (folder / name).resolve()).is_file() and found.is_relative_to(ROOT):
             return found.relative_to(ROOT).as_posix()
     return None
@@ -110,7 +112,7 @@ def wrong(path, target, name):
 
 def main():
     known, errors = 0, []
-    for source in sorted(p for end in ("h", "hpp", "cpp", "j2") for p in ROOT.rglob(f"*.{end}")):
+    for source in sorted(p for end in ("h", "hpp", "c", "cpp", "j2") for p in ROOT.rglob(f"*.{end}")):
         path = source.relative_to(ROOT).as_posix()
         top = path.split("/")[0]
         if top in SEES_ALL or top.startswith((".", "build")):

@@ -1,0 +1,369 @@
+! Sets and fields.
+module pdm_fields
+  use, intrinsic :: iso_c_binding
+  use, intrinsic :: iso_fortran_env, only: int32, int64, real32, real64
+  use pdm_calls
+  use pdm_texts
+  implicit none
+  private
+  public :: take_field
+
+  !> The types of stored numbers.
+  integer, parameter, public :: pdm_int32 = 0, pdm_int64 = 1, pdm_real32 = 2, pdm_real64 = 3
+
+  !> An ordered list of items, such as nodes, from 1.
+  type, public :: pdm_set
+    type(c_ptr) :: ptr = c_null_ptr ! for this layer alone, as `fresh` is
+    logical :: fresh = .false.
+  contains
+    procedure :: count => set_count
+    procedure :: read => set_read
+    procedure :: get => set_get
+    procedure, private :: assign => set_assign
+    generic :: assignment(=) => assign
+    final :: set_end
+  end type
+
+  !> What a field is, and one drawer of it.
+  type, public :: pdm_field_information
+    integer :: drawers = 0        !< 0: nothing is written yet
+    integer :: steps = 0          !< that are written
+    integer :: drawers_a_step = 0 !< 1, or one for each set that the field is over
+    integer :: number_type = 0    !< pdm_real64...
+    integer :: rows = 0           !< of the drawer, one for each item
+    integer :: components = 0     !< numbers a row
+    character(:), allocatable :: name, unit, long_name
+  end type
+
+  !> Numbers over items, in drawers: of a result one a step, of a connectivity one a block, else one.
+  type, public :: pdm_field
+    type(c_ptr) :: ptr = c_null_ptr ! for this layer alone, as `fresh` is
+    logical :: fresh = .false.
+  contains
+    procedure :: info => field_info
+    procedure :: drawer_at => field_drawer_at
+    procedure :: set => field_set
+    generic :: read => read_i1, read_i2, read_l1, read_l2, read_s1, read_s2, read_d1, read_d2
+    generic :: get => get_i1, get_i2, get_l1, get_l2, get_s1, get_s2, get_d1, get_d2
+    generic :: write => write_i1, write_i2, write_l1, write_l2, write_s1, write_s2, write_d1, write_d2
+    generic :: append => append_i1, append_i2, append_l1, append_l2, append_s1, append_s2, append_d1, append_d2
+    procedure, private :: read_i1, read_i2, read_l1, read_l2, read_s1, read_s2, read_d1, read_d2
+    procedure, private :: get_i1, get_i2, get_l1, get_l2, get_s1, get_s2, get_d1, get_d2
+    procedure, private :: write_i1, write_i2, write_l1, write_l2, write_s1, write_s2, write_d1, write_d2
+    procedure, private :: append_i1, append_i2, append_l1, append_l2, append_s1, append_s2, append_d1, append_d2
+    procedure, private :: assign => field_assign
+    generic :: assignment(=) => assign
+    final :: field_end
+  end type
+
+  !> What is said of new numbers, with the texts that C's struct points to. For this layer alone.
+  type, public :: options_type
+    type(c_field_options) :: c
+    character(kind=c_char), allocatable :: unit(:), long_name(:)
+  contains
+    procedure :: set => options_set
+  end type
+
+contains
+
+#define THE_TYPE pdm_set
+#define ASSIGN_IT set_assign
+#define END_IT set_end
+#include "pdm_handle.inc"
+#undef THE_TYPE
+#undef ASSIGN_IT
+#undef END_IT
+#define THE_TYPE pdm_field
+#define ASSIGN_IT field_assign
+#define END_IT field_end
+#include "pdm_handle.inc"
+
+  !> \return the number of items.
+  function set_count(self, stat, errmsg) result(count)
+    class(pdm_set), intent(in) :: self
+    integer, intent(out), optional :: stat
+    character(*), intent(inout), optional :: errmsg
+    integer(c_int32_t) :: count
+    count = 0
+    call done(c_set_size(self%ptr, count), stat, errmsg)
+  end function
+
+  !> Reads the items, from 1, in the set's order.
+  subroutine set_read(self, items, stat, errmsg)
+    class(pdm_set), intent(in) :: self
+    integer(int32), intent(inout), contiguous :: items(:)
+    integer, intent(out), optional :: stat
+    character(*), intent(inout), optional :: errmsg
+    integer(c_int32_t) :: count
+    integer :: status
+    count = 0
+    status = c_set_size(self%ptr, count)
+    if (status == pdm_ok) status = c_set_items(self%ptr, items, size(items, kind=c_size_t))
+    if (status == pdm_ok) items(:count) = items(:count) + 1
+    call done(status, stat, errmsg)
+  end subroutine
+
+  !> As read, into an array that is made for it.
+  subroutine set_get(self, items, stat, errmsg)
+    class(pdm_set), intent(in) :: self
+    integer(int32), allocatable, intent(inout) :: items(:)
+    integer, intent(out), optional :: stat
+    character(*), intent(inout), optional :: errmsg
+    integer(c_int32_t) :: count
+    integer :: status
+    count = 0
+    status = c_set_size(self%ptr, count)
+    if (status == pdm_ok) then
+      if (allocated(items)) deallocate (items)
+      allocate (items(count))
+      call set_read(self, items, stat, errmsg)
+    else
+      call done(status, stat, errmsg)
+    end if
+  end subroutine
+
+  !> \param drawer  1 without it.
+  function field_info(self, drawer, stat, errmsg) result(info)
+    class(pdm_field), intent(in) :: self
+    integer, intent(in), optional :: drawer
+    integer, intent(out), optional :: stat
+    character(*), intent(inout), optional :: errmsg
+    type(pdm_field_information) :: info
+    type(c_field_info) :: c
+    integer(c_int32_t) :: at
+    integer :: status
+    at = 0
+    if (present(drawer)) at = drawer - 1
+    c%size = c_sizeof(c)
+    status = c_field_get_info(self%ptr, at, c)
+    if (status == pdm_ok) then
+      info%drawers = c%drawers
+      info%steps = c%steps
+      info%drawers_a_step = c%drawers_a_step
+      info%number_type = c%type
+      info%rows = c%rows
+      info%components = c%components
+      info%name = text_of(c%name)
+      info%unit = text_of(c%unit)
+      info%long_name = text_of(c%long_name)
+    end if
+    call done(status, stat, errmsg)
+  end function
+
+  !> \return the drawer of the step at one of the mesh's times.
+  function field_drawer_at(self, time, stat, errmsg) result(drawer)
+    class(pdm_field), intent(in) :: self
+    real(real64), intent(in) :: time
+    integer, intent(out), optional :: stat
+    character(*), intent(inout), optional :: errmsg
+    integer(c_int32_t) :: drawer
+    drawer = -1
+    call done(c_field_drawer_at(self%ptr, time, drawer), stat, errmsg)
+    drawer = drawer + 1
+  end function
+
+  !> \return the items that the rows of a drawer belong to.
+  function field_set(self, drawer, stat, errmsg) result(set)
+    class(pdm_field), intent(in) :: self
+    integer, intent(in), optional :: drawer
+    integer, intent(out), optional :: stat
+    character(*), intent(inout), optional :: errmsg
+    type(pdm_set) :: set
+    set%fresh = .true.
+    call done(c_field_set(self%ptr, drawer_of(drawer), set%ptr), stat, errmsg)
+  end function
+
+  !> C's number of a drawer; the only one where none is said.
+  integer(c_int32_t) function drawer_of(drawer)
+    integer, intent(in), optional :: drawer
+    integer(c_int32_t), parameter :: only = -huge(1_c_int32_t)
+    drawer_of = only
+    if (present(drawer)) drawer_of = drawer - 1
+  end function
+
+  !> Gives the caller a field that C has made, or ends it.
+  subroutine take_field(field, made)
+    type(pdm_field), intent(inout), optional :: field
+    type(c_ptr), intent(in) :: made
+    integer(c_int) :: ended
+    if (present(field)) then
+      ended = c_free(field%ptr)
+      field%ptr = made
+      field%fresh = .false.
+    else
+      ended = c_free(made)
+    end if
+  end subroutine
+
+  subroutine options_set(self, unit, long_name, over, components, replace, deflate, chunk_rows)
+    class(options_type), intent(inout), target :: self
+    character(*), intent(in), optional :: unit, long_name
+    type(pdm_set), intent(in), optional :: over
+    integer, intent(in) :: components
+    logical, intent(in), optional :: replace
+    integer, intent(in), optional :: deflate, chunk_rows
+    self%c = c_field_options(0, c_null_ptr, c_null_ptr, c_null_ptr, components, 0, 0, 0)
+    self%c%size = c_sizeof(self%c)
+    if (present(unit)) then
+      self%unit = bytes_of(unit)
+      self%c%unit = c_loc(self%unit)
+    end if
+    if (present(long_name)) then
+      self%long_name = bytes_of(long_name)
+      self%c%long_name = c_loc(self%long_name)
+    end if
+    if (present(over)) self%c%over = over%ptr
+    if (present(replace)) self%c%replace = merge(1, 0, replace)
+    if (present(deflate)) self%c%deflate = deflate
+    if (present(chunk_rows)) self%c%chunk_rows = chunk_rows
+  end subroutine
+
+  function bytes_of(text) result(bytes)
+    character(*), intent(in) :: text
+    character(kind=c_char), allocatable :: bytes(:)
+    integer :: i
+    allocate (bytes(len_trim(text) + 1))
+    do i = 1, len_trim(text)
+      bytes(i) = text(i:i)
+    end do
+    bytes(len_trim(text) + 1) = c_null_char
+  end function
+
+#define NUMBER integer(int32)
+#define TYPE_ pdm_int32
+#define SHAPE_ (:)
+#define EXTENT (info%components * info%rows)
+#define COMPONENTS 0
+#define READ_IT read_i1
+#define GET_IT get_i1
+#define WRITE_IT write_i1
+#define APPEND_IT append_i1
+#include "pdm_field_typed.inc"
+#undef SHAPE_
+#undef EXTENT
+#undef COMPONENTS
+#undef READ_IT
+#undef GET_IT
+#undef WRITE_IT
+#undef APPEND_IT
+#define SHAPE_ (:, :)
+#define EXTENT (info%components, info%rows)
+#define COMPONENTS size(values, 1)
+#define READ_IT read_i2
+#define GET_IT get_i2
+#define WRITE_IT write_i2
+#define APPEND_IT append_i2
+#include "pdm_field_typed.inc"
+#undef SHAPE_
+#undef EXTENT
+#undef COMPONENTS
+#undef READ_IT
+#undef GET_IT
+#undef WRITE_IT
+#undef APPEND_IT
+#undef NUMBER
+#undef TYPE_
+#define NUMBER integer(int64)
+#define TYPE_ pdm_int64
+#define SHAPE_ (:)
+#define EXTENT (info%components * info%rows)
+#define COMPONENTS 0
+#define READ_IT read_l1
+#define GET_IT get_l1
+#define WRITE_IT write_l1
+#define APPEND_IT append_l1
+#include "pdm_field_typed.inc"
+#undef SHAPE_
+#undef EXTENT
+#undef COMPONENTS
+#undef READ_IT
+#undef GET_IT
+#undef WRITE_IT
+#undef APPEND_IT
+#define SHAPE_ (:, :)
+#define EXTENT (info%components, info%rows)
+#define COMPONENTS size(values, 1)
+#define READ_IT read_l2
+#define GET_IT get_l2
+#define WRITE_IT write_l2
+#define APPEND_IT append_l2
+#include "pdm_field_typed.inc"
+#undef SHAPE_
+#undef EXTENT
+#undef COMPONENTS
+#undef READ_IT
+#undef GET_IT
+#undef WRITE_IT
+#undef APPEND_IT
+#undef NUMBER
+#undef TYPE_
+#define NUMBER real(real32)
+#define TYPE_ pdm_real32
+#define SHAPE_ (:)
+#define EXTENT (info%components * info%rows)
+#define COMPONENTS 0
+#define READ_IT read_s1
+#define GET_IT get_s1
+#define WRITE_IT write_s1
+#define APPEND_IT append_s1
+#include "pdm_field_typed.inc"
+#undef SHAPE_
+#undef EXTENT
+#undef COMPONENTS
+#undef READ_IT
+#undef GET_IT
+#undef WRITE_IT
+#undef APPEND_IT
+#define SHAPE_ (:, :)
+#define EXTENT (info%components, info%rows)
+#define COMPONENTS size(values, 1)
+#define READ_IT read_s2
+#define GET_IT get_s2
+#define WRITE_IT write_s2
+#define APPEND_IT append_s2
+#include "pdm_field_typed.inc"
+#undef SHAPE_
+#undef EXTENT
+#undef COMPONENTS
+#undef READ_IT
+#undef GET_IT
+#undef WRITE_IT
+#undef APPEND_IT
+#undef NUMBER
+#undef TYPE_
+#define NUMBER real(real64)
+#define TYPE_ pdm_real64
+#define SHAPE_ (:)
+#define EXTENT (info%components * info%rows)
+#define COMPONENTS 0
+#define READ_IT read_d1
+#define GET_IT get_d1
+#define WRITE_IT write_d1
+#define APPEND_IT append_d1
+#include "pdm_field_typed.inc"
+#undef SHAPE_
+#undef EXTENT
+#undef COMPONENTS
+#undef READ_IT
+#undef GET_IT
+#undef WRITE_IT
+#undef APPEND_IT
+#define SHAPE_ (:, :)
+#define EXTENT (info%components, info%rows)
+#define COMPONENTS size(values, 1)
+#define READ_IT read_d2
+#define GET_IT get_d2
+#define WRITE_IT write_d2
+#define APPEND_IT append_d2
+#include "pdm_field_typed.inc"
+#undef SHAPE_
+#undef EXTENT
+#undef COMPONENTS
+#undef READ_IT
+#undef GET_IT
+#undef WRITE_IT
+#undef APPEND_IT
+#undef NUMBER
+#undef TYPE_
+
+end module
