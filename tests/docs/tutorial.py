@@ -7,9 +7,10 @@ after another into shells in an empty folder, where PDM_Core is SOURCE: lines th
 under them must come out. "…" stands for any text within a line, and alone in its line for any lines. A last line "^C" is
 typed once the lines before it are there. Blocks with one caption share a shell, those without have one of their own. A
 command must end with 0, unless `echo $?` follows it. What else a page shows must come from files: other blocks of code
-are faults. --keep keeps the folder's files.
+are faults, but those of the class `not-typed`. --keep keeps the folder's files.
 """
 
+import contextlib
 import difflib
 import os
 import pathlib
@@ -41,7 +42,7 @@ def commands_of(page):
     commands = []
     for fence in FENCE.finditer(page):
         at = page.count("\n", 0, fence.start()) + 1
-        if fence["directive"] in FROM_FILES:
+        if fence["directive"] in FROM_FILES or ":class: not-typed\n" in fence["body"]:
             continue
         if fence["word"] != "console":
             raise Failed(f"{at}: a block of code that is neither typed nor from a file")
@@ -50,8 +51,6 @@ def commands_of(page):
             if line.startswith("$ "):
                 mine = Command(number, line[2:], caption[1] if caption else "")
                 commands.append(mine)
-            elif mine and line.startswith("> ") and commands[-1].text.endswith("\\"):
-                mine.text += "\n" + line[2:]
             elif mine:
                 mine.expected.append(line.rstrip())
             elif line and not line.startswith(":"):
@@ -81,7 +80,8 @@ class Shell:
             ["bash", "--noprofile", "--norc"], cwd=folder, env=environment, stdin=subprocess.PIPE,
             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True)
         self.said, self.status = "", None
-        threading.Thread(target=self.listen, daemon=True).start()
+        self.listener = threading.Thread(target=self.listen, daemon=True)
+        self.listener.start()
 
     def listen(self):
         while data := os.read(self.process.stdout.fileno(), 65536):
@@ -111,8 +111,12 @@ class Shell:
         return self.said[: done.start()], int(done[1])
 
     def close(self):
-        os.killpg(self.process.pid, signal.SIGKILL)
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(self.process.pid, signal.SIGKILL)
         self.process.wait()
+        self.listener.join(timeout=5)  # ends when nobody is left who could say something
+        self.process.stdin.close()
+        self.process.stdout.close()
 
 
 def check(command, next_command, text, code):
