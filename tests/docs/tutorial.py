@@ -25,7 +25,7 @@ import time
 
 SECONDS = 60  # for one command
 FENCE = re.compile(r"^```(\{(?P<directive>[\w-]+)\} *)?(?P<word>\S*)\n(?P<body>.*?)^```$", re.M | re.S)
-FROM_FILES = {"literalinclude", "figure", "image", "toctree", "note", "tip", "seealso"}
+FROM_FILES = {"include", "literalinclude", "figure", "image", "toctree", "note", "tip", "seealso"}
 
 
 class Failed(Exception):
@@ -134,7 +134,7 @@ def run(page, source, prefix, folder):
     """Raises Failed at the first line of the page that is not so."""
     (folder / "PDM_Core").symlink_to(source)
     environment = os.environ | {
-        "PATH": f"{prefix}/bin:{os.environ['PATH']}", "CMAKE_PREFIX_PATH": str(prefix), "LC_ALL": "C.UTF-8",
+        "PATH": f"{prefix}/bin:{os.path.dirname(sys.executable)}:{os.environ['PATH']}", "CMAKE_PREFIX_PATH": str(prefix), "LC_ALL": "C.UTF-8",
         "CXXFLAGS": "-Wall -Wextra -Wpedantic -Werror", "HOME": str(folder)}
     environment.setdefault("CCACHE_DIR", str(pathlib.Path.home() / ".ccache"))
     shells = {}
