@@ -32,7 +32,8 @@ html_css_files = ["site.css"]
 html_show_sphinx = False
 html_copy_source = False
 
-# Folders and files of the sources that are no pages are named, not linked.
+# Folders and files of the sources that are no pages are named, not linked. Pictures are those that were drawn for the site.
+PICTURE = re.compile(r"(?<=\]\()(\w+\.png)(?=\))")
 LINK = re.compile(r"(?<!!)\[([^\]]*)\]\(([^)#:\s]+)(#[^)\s]*)?\)")
 
 
@@ -44,7 +45,7 @@ def link_what_is_a_page(app, name, source):
             return match[0]
         return match[1] if match[1].startswith("`") else f"`{match[1]}`"
 
-    source[0] = LINK.sub(linked, source[0])
+    source[0] = PICTURE.sub(r"/pictures/\1", LINK.sub(linked, source[0]))
 
 
 def setup(app):

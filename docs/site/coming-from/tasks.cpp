@@ -1,4 +1,5 @@
-// The same three tasks with a simulation file: coordinates, a side set by name, a result at a time.
+// The same three tasks with a simulation file: coordinates, a side set by name, a
+// result at a time.
 #include <PDM_Core/PDM_Core.h>
 
 #include <algorithm>
@@ -13,7 +14,8 @@ std::vector<double> coordinates(const msfD_Mesh& mesh) {
   const ORXSimPersistentDrawerDesc drawer = field.Drawer(0);
   const auto count = static_cast<std::size_t>(drawer.Items());
   std::vector<double> xy(2 * count), x(count);
-  if (!field.ReadItems(0, 0, drawer.Items(), xy.data(), static_cast<std::int64_t>(8 * xy.size())))
+  if (!field.ReadItems(0, 0, drawer.Items(), xy.data(),
+                       static_cast<std::int64_t>(8 * xy.size())))
     return {};
   for (std::size_t i = 0; i < count; ++i)
     x[i] = xy[2 * i];
@@ -27,10 +29,12 @@ std::vector<double> coordinates(const msfD_Mesh& mesh) {
 void sideSet(const msfD_Mesh& mesh) {
   const ORXSimDistributionRef surface(mesh.surfaces().get("Inner.Wall"));
   const ORXSimPersistentDrawerDesc drawer = surface.Drawer(0);
-  std::vector<int> elements(static_cast<std::size_t>(drawer.Items())), sides(elements.size());
+  std::vector<int> elements(static_cast<std::size_t>(drawer.Items())),
+      sides(elements.size());
   if (ORXSimCSet(drawer.CSet()).OrderedMembers(elements.data(), drawer.Items()) &&
       surface.ReadItems(0, 0, drawer.Items(), sides.data(), drawer.Bytes()))
-    std::printf("%d sides, the first is side %d of element %d\n", drawer.Items(), sides[0], elements[0]);
+    std::printf("%d sides, the first is side %d of element %d\n", drawer.Items(),
+                sides[0], elements[0]);
 }
 // [side set]
 
@@ -43,13 +47,18 @@ bool addResult(const msfD_Sim& sim, const std::vector<double>& x) {
     values.push_back(20 + 10 * one);
 
   ORXSimUpdate update(file); // all of it, or nothing
-  const ORXSimCollectionRef frames(ORXSimCollectionRef::Create(file, "frames", 1)), nodes(mesh.nodes());
-  const ORXSimDrawerDescription row{.members = frames.FullCSet()}, whole{.members = nodes.FullCSet()};
-  const ORXSimDistributionRef time(ORXSimDistributionRef::Create(file, "time", "s", &row, 1));
-  const ORXSimDistributionRef heat(ORXSimDistributionRef::Create(file, "heat", "degC", &whole, 1));
+  const ORXSimCollectionRef frames(ORXSimCollectionRef::Create(file, "frames", 1)),
+      nodes(mesh.nodes());
+  const ORXSimDrawerDescription row{.members = frames.FullCSet()},
+      whole{.members = nodes.FullCSet()};
+  const ORXSimDistributionRef time(
+      ORXSimDistributionRef::Create(file, "time", "s", &row, 1));
+  const ORXSimDistributionRef heat(
+      ORXSimDistributionRef::Create(file, "heat", "degC", &whole, 1));
   const double now = 0.5;
   time.WriteItems(0, 0, 1, &now, sizeof now);
-  heat.WriteItems(0, 0, nodes.NumItems(), values.data(), static_cast<std::int64_t>(8 * values.size()));
+  heat.WriteItems(0, 0, nodes.NumItems(), values.data(),
+                  static_cast<std::int64_t>(8 * values.size()));
   sim.discreteModel().Frames(frames.ID());
   auto frameFields = mesh.frameFields(), nodeFields = mesh.nodeFields();
   frameFields.insert("time", time.ID());

@@ -1,4 +1,5 @@
-// Adds a field to the mesh of a file: how far each node is from the origin. Usage: radius FILE
+// Adds a field to the mesh of a file: how far each node is from the origin. Usage:
+// radius FILE
 #include <PDM_Core/PDM_Core.h>
 
 #include <cmath>
@@ -14,15 +15,20 @@ static bool addRadius(const msfD_Sim& sim) {
 
   std::vector<double> xy(2 * count), radius(count);
   const ORXSimDistributionRef coordinates(mesh.nodeFields().get("coordinates"));
-  if (!coordinates.ReadItems(0, 0, nodes.NumItems(), xy.data(), std::int64_t{16} * nodes.NumItems()))
-    return false; // not two numbers for each node, or damaged: LastError() says which
+  if (!coordinates.ReadItems(0, 0, nodes.NumItems(), xy.data(),
+                             std::int64_t{16} * nodes.NumItems()))
+    return false; // not two numbers for each node, or damaged: LastError() says
+                  // which
   for (std::size_t i = 0; i < count; ++i)
     radius[i] = std::hypot(xy[2 * i], xy[2 * i + 1]);
 
-  ORXSimUpdate update(file); // everything up to Commit() reaches the file as one change
+  ORXSimUpdate update(
+      file); // everything up to Commit() reaches the file as one change
   const ORXSimDrawerDescription drawer{.members = nodes.FullCSet()};
-  const ORXSimDistributionRef field(ORXSimDistributionRef::Create(file, "radius", "m", &drawer, 1));
-  field.WriteItems(0, 0, nodes.NumItems(), radius.data(), std::int64_t{8} * nodes.NumItems());
+  const ORXSimDistributionRef field(
+      ORXSimDistributionRef::Create(file, "radius", "m", &drawer, 1));
+  field.WriteItems(0, 0, nodes.NumItems(), radius.data(),
+                   std::int64_t{8} * nodes.NumItems());
   auto fields = mesh.nodeFields();
   fields.insert("radius", field.ID());
   mesh.NodeFields(fields);

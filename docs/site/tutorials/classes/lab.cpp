@@ -1,5 +1,5 @@
-// Puts a thermal system with two probes on a mesh, or prints what the probes of such a system read.
-// Usage: lab write FILE, lab read FILE
+// Puts a thermal system with two probes on a mesh, or prints what the probes of
+// such a system read. Usage: lab write FILE, lab read FILE
 #include <PDM_Core/PDM_Core.h>
 #include <lab/labD_Probe.h>
 #include <lab/labD_ThermalSystem.h>
@@ -22,7 +22,8 @@ bool write(const msfD_Sim& sim) {
   const msfD_Mesh mesh = sim.discreteModel().mesh();
   ORXSimUpdate update(sim.distributionService().Context());
 
-  const labD_ThermalSystem system{mesh.systems().add(labD_ThermalSystem::New("heating", {}, {}, 50.2, 0))};
+  const labD_ThermalSystem system{
+      mesh.systems().add(labD_ThermalSystem::New("heating", {}, {}, 50.2, 0))};
   const int inner[] = {0, 1, 2, 3};
   system.Heated(ORXSimCollectionRef(mesh.nodes()).CreateOrderedCSet(inner, 4));
 
@@ -47,8 +48,8 @@ bool read(const msfD_Sim& sim) {
   for (int i = 0; i < system.probes().count(); ++i) {
     const labD_Probe probe = system.probes().get(i);
     const kda_List<double>& readings = probe.readings();
-    std::printf("node %d, %d readings, the last %g\n", probe.node(), readings.count(),
-                readings[readings.count() - 1]);
+    std::printf("node %d, %d readings, the last %g\n", probe.node(),
+                readings.count(), readings[readings.count() - 1]);
   }
   return true;
 }
@@ -57,7 +58,8 @@ bool read(const msfD_Sim& sim) {
 bool use(const char* how, const char* file) {
   const bool writes = std::strcmp(how, "write") == 0;
   msfD_Root root(0);
-  const msfD_Sim sim = writes ? root.openSim(file, "", -1) : root.openSimReadOnly(file, "", -1);
+  const msfD_Sim sim =
+      writes ? root.openSim(file, "", -1) : root.openSimReadOnly(file, "", -1);
   if (!sim)
     return false;
   registerClasses(sim);
