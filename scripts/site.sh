@@ -30,7 +30,7 @@ heading "Build (build/dev)"
 [ -f build/dev/build.ninja ] || quietly configure-dev cmake --preset dev
 quietly build-site cmake --build --preset dev --parallel "$PDM_JOBS"
 mkdir -p "$work"
-rm -rf "$work/prefix" "$tree" out/site
+rm -rf "$work/prefix" "$work/doctrees" "$work/doxygen" "$tree" out/site
 quietly install-site cmake --install build/dev --prefix "$work/prefix"
 
 heading "Pictures"
@@ -40,15 +40,7 @@ heading "Pictures"
 }
 
 heading "Headers"
-PDM_HEADERS=$(cd scripts && /usr/bin/python3 -B -c 'import contracts; print(" ".join(sorted(contracts.installed())))')
-{
-  cat docs/site/Doxyfile
-  echo "INPUT = $PDM_HEADERS"
-  echo "STRIP_FROM_PATH = $PWD"
-  echo "OUTPUT_DIRECTORY = $work/doxygen"
-} >"$work/Doxyfile"
-mkdir -p "$work/doxygen"
-quietly doxygen doxygen "$work/Doxyfile"
+quietly doxygen /usr/bin/python3 -B docs/site/doxygen.py "$work/doxygen"
 
 # Pages stand at the top, documents where they stand in the sources, so that links between them are the same.
 heading "Site"
