@@ -22,13 +22,13 @@ HELP
   exit 1
   ;;
 esac
-source "$(dirname "$0")/setup.sh" build test draw docs
+source "$(dirname "$0")/setup.sh" build draw docs
 work=$PWD/out/site.work
 tree=$work/tree
 
 heading "Build (build/dev)"
-[ -f build/dev/build.ninja ] || quietly configure-dev cmake --preset dev
-quietly build-site cmake --build --preset dev --parallel "$PDM_JOBS"
+[ -f build/dev/build.ninja ] || quietly configure-dev cmake --preset dev -DPDM_TESTS=OFF
+quietly build-site cmake --build --preset dev --parallel "$PDM_JOBS" --target pdmsim modal_analysis
 mkdir -p "$work"
 rm -rf "$work/prefix" "$work/doctrees" "$work/doxygen" "$tree" out/site
 quietly install-site cmake --install build/dev --prefix "$work/prefix"
@@ -44,11 +44,14 @@ quietly doxygen /usr/bin/python3 -B docs/site/doxygen.py "$work/doxygen"
 
 # Pages stand at the top, documents where they stand in the sources, so that links between them are the same.
 heading "Site"
-mkdir -p "$tree"/{reference,platform/H5Journal,benchmarks}
+mkdir -p "$tree"/{reference,platform/H5Journal}
 ln -s "$PWD"/docs/site/*.md "$PWD"/docs/site/_static "$PWD"/docs/site/{start,coming-from,tutorials} "$tree"
 ln -s "$PWD"/{docs,README.md,CHANGELOG.md} "$tree"
 ln -s "$PWD/platform/H5Journal/README.md" "$tree/platform/H5Journal"
-ln -s "$PWD/benchmarks/README.md" "$tree/benchmarks"
+for notes in benchmarks/README.md benchmarks/*/README.md; do
+  mkdir -p "$tree/${notes%/*}"
+  ln -s "$PWD/$notes" "$tree/$notes"
+done
 ln -s "$PWD/docs/site/reference/cpp" "$tree/reference"
 ln -s "$work/pictures" "$tree"
 /usr/bin/python3 -B docs/site/commands.py "$work/prefix/share/man/man1" "$tree/reference/commands"

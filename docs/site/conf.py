@@ -9,7 +9,7 @@ version = release = os.environ["PDM_VERSION"]
 
 extensions = ["breathe", "myst_parser", "sphinx_copybutton"]
 source_suffix = {".md": "markdown"}
-exclude_patterns = ["README.md", "benchmarks", "docs/README.md", "docs/site", "docs/decisions/README.md"]
+exclude_patterns = ["README.md", "benchmarks/README.md", "docs/README.md", "docs/site", "docs/decisions/README.md"]
 nitpicky = False
 highlight_language = "none"
 pygments_style = "friendly"
