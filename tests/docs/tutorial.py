@@ -4,7 +4,8 @@ Usage: tutorial.py SOURCE PREFIX PAGE [--keep FOLDER]
 
 SOURCE is the project's folder, PREFIX where it is installed. The blocks of a page that are marked `console` are typed one
 after another into shells in an empty folder, where PDM_Core is SOURCE: lines that begin with "$ " are typed, the lines
-under them must come out. "…" stands for any text within a line, and alone in its line for any lines. A last line "^C" is
+under them must come out. "…" stands for any text within a line, and alone in its line for any lines; in blocks of the class
+`numbers-vary` each number stands for any number. A last line "^C" is
 typed once the lines before it are there. Blocks with one caption share a shell, those without have one of their own. A
 command must end with 0, unless `echo $?` follows it. What else a page shows must come from files: other blocks of code
 are faults, but those of the class `not-typed`. --keep keeps the folder's files.
@@ -35,6 +36,17 @@ class Failed(Exception):
 class Command:
     def __init__(self, line, text, shell):
         self.line, self.text, self.shell, self.expected, self.interrupted = line, text, shell, [], False
+        self.numbers_vary = False
+
+    def fits(self, text, whole=True):
+        pattern = ""
+        for line in self.expected:
+            pattern += "(?:.*\n)*?" if line == "…" else ".*?".join(map(self.fitting, line.split("…"))) + " *\n"
+        return (re.fullmatch if whole else re.match)(pattern, text) is not None
+
+    def fitting(self, part):
+        part = re.escape(part)
+        return re.sub(r"\d+(\\\.\d+)?", r"-?\\d[\\d.e+-]*", part) if self.numbers_vary else part
 
 
 def commands_of(page):
@@ -46,10 +58,11 @@ def commands_of(page):
             continue
         if fence["word"] != "console":
             raise Failed(f"{at}: a block of code that is neither typed nor from a file")
-        caption, mine = re.search(r"^:caption: (.*)\n", fence["body"]), None
+        caption, mine = re.search(r"^:caption: (.*)\n", fence["body"], re.M), None
         for number, line in enumerate(fence["body"].splitlines(), at + 1):
             if line.startswith("$ "):
                 mine = Command(number, line[2:], caption[1] if caption else "")
+                mine.numbers_vary = ":class: numbers-vary\n" in fence["body"]
                 commands.append(mine)
             elif mine:
                 mine.expected.append(line.rstrip())
@@ -62,14 +75,6 @@ def commands_of(page):
             one.expected.pop()
             one.interrupted = True
     return commands
-
-
-def fits(expected, text, whole=True):
-    pattern = ""
-    for line in expected:
-        pattern += "(?:.*\n)*?" if line == "…" else ".*?".join(map(re.escape, line.split("…"))) + " *\n"
-    match = re.fullmatch if whole else re.match
-    return match(pattern, text) is not None
 
 
 class Shell:
@@ -104,7 +109,7 @@ class Shell:
             if time.monotonic() > end or self.process.poll() is not None:
                 self.said += "\n(no end)\n"
                 return self.said, -1
-            if interrupt and fits(command.expected, self.said, whole=False):
+            if interrupt and command.fits(self.said, whole=False):
                 self.interrupt()
                 interrupt = False
             time.sleep(0.01)
@@ -123,7 +128,7 @@ def check(command, next_command, text, code):
     if text and not text.endswith("\n"):
         text += "\n"
     text = re.sub(r"[ \t]+\n", "\n", text)
-    if not fits(command.expected, text):
+    if not command.fits(text):
         shown = difflib.unified_diff(command.expected, text.splitlines(), "the page", "the command", lineterm="", n=99)
         raise Failed(f"{command.line}: $ {command.text}\n" + "\n".join(shown))
     if code != 0 and not (next_command and next_command.text == "echo $?"):

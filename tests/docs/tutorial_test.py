@@ -20,10 +20,11 @@ $ echo told >told.txt &
 ```
 ```{code-block} console
 :caption: another window
+:class: numbers-vary
 $ while ! cat told.txt 2>/dev/null; do sleep 0.02; done
 told
-$ python3 -c "from signal import *; signal(SIGINT, lambda *_: exit(0)); print('waits', flush=True); pause()"
-waits
+$ python3 -c "from signal import *; signal(SIGINT, lambda *_: exit(0)); print('waits 71', flush=True); pause()"
+waits 2.5
 ^C
 ```
 """
@@ -45,6 +46,7 @@ class Pages(unittest.TestCase):
             typed.format("true\na"): "-a",
             typed.format("echo a; echo b\na"): "+b",
             typed.format("echo 12\n1… 2"): "+12",
+            "```{code-block} console\n:class: numbers-vary\n$ echo 12 a\n3.5 b\n```\n": "+12 a",
             typed.format("false"): "exit code 1",
             typed.format("exit 0"): "no end",
             "```console\na\n```\n": "without a command",
