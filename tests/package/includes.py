@@ -69,6 +69,7 @@ ROOMS = {
     "tools/pdmsim/commands": USER + TOOLS,
     "tools/pdmsim/*.cpp": USER + TOOLS + ["tools/pdmsim/commands"],
     "examples": USER,
+    "docs/site": USER,
 }
 ROOMS["schema/templates"] = ROOMS["generated"] + ["generated"]
 
@@ -111,7 +112,7 @@ def main():
     for source in sorted(p for end in ("h", "cpp", "j2") for p in ROOT.rglob(f"*.{end}")):
         path = source.relative_to(ROOT).as_posix()
         top = path.split("/")[0]
-        if top in SEES_ALL or top.startswith((".", "build")):
+        if top in SEES_ALL or top.startswith((".", "build", "out")):
             continue
         if room_of(path) is None:
             errors.append(f"{path}: its folder has no rule in {pathlib.Path(__file__).name}")
