@@ -23,7 +23,7 @@ TYPE = re.compile(r"\b(class|struct|union|enum|namespace)\b[^()]*\{$")
 
 def installed():
     named = (ROOT / "cmake/PDM_Headers.cmake").read_text()
-    found = set(re.findall(r"[\w/]+\.h\b", named)) | {"lib/PDM_Core.h"}
+    found = set(re.findall(r"\w+/[\w/]+\.h\b", named)) | {"lib/PDM_Core.h"}
     for lists in (ROOT / "platform").glob("*/CMakeLists.txt"):
         headers = lists.read_text().partition("HEADERS")[2].partition("LINK")[0]
         found |= {f"platform/{lists.parent.name}/{name}" for name in re.findall(r"[\w/]+\.h\b", headers)}
@@ -76,4 +76,5 @@ def main():
     sys.exit(1 if found else 0)
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -135,10 +135,11 @@ typedef struct H5J_journal_t {
 /** Looks at the journal beside a file and writes nothing. \return negative when the file itself cannot be
  * read. */
 H5J_API herr_t H5Jinspect(const char* name, H5J_journal_t* journal);
+/** Of H5Jrecover(): apply a damaged journal up to the damaged place. */
+#define H5J_UP_TO_DAMAGE 1u
 /** Brings a dead writer's journal into its file and removes it, durably. Nothing to do is no failure.
  * Fails while a process has the file open.
- * \param flags 0, or H5J_UP_TO_DAMAGE to apply a damaged journal up to the damaged place. */
-#define H5J_UP_TO_DAMAGE 1u
+ * \param flags 0, or H5J_UP_TO_DAMAGE. */
 H5J_API herr_t H5Jrecover(const char* name, unsigned flags);
 /** Gives up what the journal holds: removes it, and the file's claim to one that is missing.
  * The file may be damaged afterwards when only a part of the journal had been brought into it, or when its

@@ -73,6 +73,7 @@ ROOMS = {
     "c": USER + ["pdm"],
     "fortran": ["c"],
     "examples": USER + ["pdm", "c"],
+    "docs/site": USER + ["pdm", "c"],
 }
 ROOMS["schema/templates"] = ROOMS["generated"] + ["generated"]
 
@@ -115,7 +116,7 @@ def main():
     for source in sorted(p for end in ("h", "hpp", "c", "cpp", "j2") for p in ROOT.rglob(f"*.{end}")):
         path = source.relative_to(ROOT).as_posix()
         top = path.split("/")[0]
-        if top in SEES_ALL or top.startswith((".", "build")):
+        if top in SEES_ALL or top.startswith((".", "build", "out")):
             continue
         if room_of(path) is None:
             errors.append(f"{path}: its folder has no rule in {pathlib.Path(__file__).name}")
