@@ -106,12 +106,12 @@ void* add(Entry entry) {
   return reinterpret_cast<void*>(number);
 }
 
-Entry find(const void* handle, const char* wanted, const char* operation) {
+Entry find(const void* handle, const char* const* wanted, const char* operation) {
   All& registry = all();
   const std::lock_guard hold(registry.lock);
   const Entry& entry = found(registry, handle, operation)->second;
   if (wanted != nullptr && entry.kind != wanted)
-    refuse(operation, pdm::detail::expected(wanted, entry.kind));
+    refuse(operation, pdm::detail::expected(*wanted, *entry.kind));
   return entry;
 }
 
@@ -121,7 +121,7 @@ Entry take(const void* handle, const char* operation, bool& last) {
   const auto at = found(registry, handle, operation);
   Entry entry = std::move(at->second);
   registry.entries.erase(at);
-  last = entry.kind == Thing<pdm_sim>::kind &&
+  last = entry.kind == &Thing<pdm_sim>::kind &&
          std::none_of(registry.entries.begin(), registry.entries.end(), [&](const auto& other) {
            return other.second.file == entry.file && other.second.kind == entry.kind;
          });
@@ -198,7 +198,7 @@ pdm_status pdm_free(void* handle) {
 }
 
 pdm_status pdm_close(pdm_sim* sim) {
-  return call("close a file", [&] { close(handles::find(sim, Thing<pdm_sim>::kind, "close a file")); });
+  return call("close a file", [&] { close(handles::find(sim, &Thing<pdm_sim>::kind, "close a file")); });
 }
 
 void* pdm_share(void* handle) {

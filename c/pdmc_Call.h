@@ -80,7 +80,7 @@ struct Thing<pdm_names> {
 /// What a handle stands for, and which file it ends with.
 struct Entry {
   std::shared_ptr<void> thing;
-  const char* kind = nullptr; // the name of its Thing, the same pointer for all of a kind
+  const char* const* kind = nullptr; // that of its Thing; equal texts need not be one in all sources
   std::uint64_t file = 0;
 };
 
@@ -90,7 +90,7 @@ namespace handles {
 void* add(Entry entry);
 /// \param wanted  the kind; null: any.
 /// Throws Fault when there is none, or of another kind.
-Entry find(const void* handle, const char* wanted, const char* operation);
+Entry find(const void* handle, const char* const* wanted, const char* operation);
 /// Takes one out.
 /// \param last  receives whether it was the last of a Sim.
 Entry take(const void* handle, const char* operation, bool& last);
@@ -122,7 +122,7 @@ template <class Handle>
 class Use {
  public:
   Use(Handle* handle, const char* what) : operation(what) {
-    Entry entry = handles::find(handle, Thing<Handle>::kind, what);
+    Entry entry = handles::find(handle, &Thing<Handle>::kind, what);
     file = entry.file;
     m_thing = std::static_pointer_cast<Thing<Handle>>(std::move(entry.thing));
   }
@@ -158,7 +158,7 @@ class Use {
   template <class Made, class Value>
   void give(Made** out, Value&& value) const {
     *out = static_cast<Made*>(handles::add(
-        {std::make_shared<Thing<Made>>(Thing<Made>{std::forward<Value>(value)}), Thing<Made>::kind, file}));
+        {std::make_shared<Thing<Made>>(Thing<Made>{std::forward<Value>(value)}), &Thing<Made>::kind, file}));
   }
   /// Copies to the caller.
   template <class From, class To>

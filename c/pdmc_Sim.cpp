@@ -36,7 +36,8 @@ pdm_status open_by(const char* operation, const char* path, int flags, int known
     if ((flags & ~known) != 0 || (flags & kBoth) == kBoth)
       refuse(path, operation, "there is no such mode");
     auto thing = std::make_shared<Thing<pdm_sim>>(Thing<pdm_sim>{take()});
-    *sim = static_cast<pdm_sim*>(handles::add({std::move(thing), Thing<pdm_sim>::kind, handles::new_file()}));
+    *sim =
+        static_cast<pdm_sim*>(handles::add({std::move(thing), &Thing<pdm_sim>::kind, handles::new_file()}));
   });
 }
 
