@@ -21,11 +21,5 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
 
 std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t maxSize,
                                     unsigned seed) {
-  fuzz_Dice dice(seed);
-  if (dice.Below(8) == 0)
-    return LLVMFuzzerMutate(data, size, maxSize);
-  fuzz_MutateInPlace(data, size, dice);
-  if (dice.Below(4) != 0)
-    fuzz_RepairHdf5(data, size);
-  return size;
+  return fuzz_MutateHdf5(data, size, maxSize, seed);
 }

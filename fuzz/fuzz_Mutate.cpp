@@ -87,3 +87,13 @@ void fuzz_RepairHdf5(std::uint8_t* data, std::size_t size) {
     if (startsWith(data, size, at, "OHDR"))
       repairHeader(data, size, at);
 }
+
+std::size_t fuzz_MutateHdf5(std::uint8_t* data, std::size_t size, std::size_t maxSize, unsigned seed) {
+  fuzz_Dice dice(seed);
+  if (dice.Below(8) == 0)
+    return LLVMFuzzerMutate(data, size, maxSize);
+  fuzz_MutateInPlace(data, size, dice);
+  if (dice.Below(4) != 0)
+    fuzz_RepairHdf5(data, size);
+  return size;
+}

@@ -31,6 +31,10 @@ void fuzz_MutateInPlace(std::uint8_t* data, std::size_t size, fuzz_Dice& dice);
 /// attribute or of a small dataset reaches those who read it.
 void fuzz_RepairHdf5(std::uint8_t* data, std::size_t size);
 
+/// A mutation for inputs that are an HDF5 file: mostly in place, and mostly repaired.
+/// \return the new size, at most maxSize.
+std::size_t fuzz_MutateHdf5(std::uint8_t* data, std::size_t size, std::size_t maxSize, unsigned seed);
+
 /// Reads a file's mark or a journal's header, after making its checksum right.
 /// \return false when the bytes are none for another reason.
 bool fuzz_TakeMark(std::uint8_t* main, std::size_t size, vfd_Mark& mark);

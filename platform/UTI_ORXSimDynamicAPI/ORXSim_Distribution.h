@@ -2,6 +2,7 @@
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Array.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Drawer.h>
+#include <UTI_ORXSimDynamicAPI/ORXSim_MappedDrawer.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_OpenDrawer.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Verification.h>
 
@@ -56,6 +57,11 @@ class ORXSIM_API ORXSimDistributionRef {
   /// \param drawer its number.
   /// \return an empty one on failure.
   ORXSimOpenDrawer OpenDrawer(int drawer) const;
+  /// Maps a drawer into memory instead of copying it: for a file that nobody writes to, and a drawer that is
+  /// stored as it is (neither chunked nor deflated, and little-endian).
+  /// \param drawer  its number.
+  /// \return an empty one on failure; the drawer may then be read all the same.
+  ORXSimMappedDrawer MapDrawer(int drawer) const;
   /// Where other programs find a drawer in the file: the path of its dataset, [rows] or [rows][components].
   /// They see what the file itself holds, without what a journal beside it has, and unchecked.
   /// \param drawer  its number.

@@ -5,9 +5,13 @@
 
 #include <UTI_ORXSimDynamicAPI/hdf_Checksum.h>
 #include <hdf5.h>
+#include <support/sys_Process.h>
 
 #include <algorithm>
+#include <csignal>
+#include <cstring>
 #include <numeric>
+#include <optional>
 #include <random>
 
 namespace {
@@ -204,6 +208,34 @@ TEST_F(Drawers, HoldWhatIsWrittenAndWhatIsTakenBackInEveryLayout) {
     EXPECT_FALSE(Read(blockRows - 1, 2));
     EXPECT_TRUE(Read(blockRows, kRows - blockRows)) << LastError();
   }
+}
+
+TEST_F(Drawers, AreMappedWhereTheFileItselfHasTheirNumbers) {
+  Make();
+  ASSERT_EQ(Add(ORXSimItemType::kInt32, 1000), 1) << LastError();
+  ASSERT_TRUE(Write(0, kRows, 1) && Field().WriteItems(1, 0, kRows, m_all.data(), bytesOf(m_all)));
+  ExpectRefused(!!Field().MapDrawer(0), "map drawer", "nobody writes to");
+  Close();
+  Reopen(true);
+  ExpectRefused(!!Field().MapDrawer(1), "/store/distributions/1/1: map drawer", "in one piece");
+  EXPECT_TRUE(!Field().MapDrawer(2));
+  std::optional<ORXSimMappedDrawer> map = Field().MapDrawer(0);
+  ASSERT_FALSE(!*map) << LastError();
+  Close();
+  ASSERT_EQ(map->Bytes(), bytesOf(m_all));
+  EXPECT_EQ(std::memcmp(map->Data(), m_all.data(), static_cast<std::size_t>(map->Bytes())), 0);
+  EXPECT_TRUE(Open(m_file).IsNull()) << "the numbers would change under those who look at them";
+  map.reset();
+
+  sys_Process([&](const auto& pause) {
+    pause();
+    Reopen();
+    const Numbers zeros(m_all.size());
+    Field().WriteItems(0, 0, kRows, zeros.data(), bytesOf(zeros));
+    ::raise(SIGKILL);
+  });
+  Reopen(true);
+  ExpectRefused(!!Field().MapDrawer(0), "map drawer", "in the journal");
 }
 
 TEST_F(Drawers, WithoutTheAttributeNothingIsChecked) {

@@ -334,6 +334,10 @@ herr_t H5Jget_hold_info(const H5J_hold_t* hold, H5J_info_t* info) {
   return 0;
 }
 
+int H5Jget_hold_descriptor(const H5J_hold_t* hold) {
+  return hold->store->Main().Get();
+}
+
 herr_t H5Jrelease(H5J_hold_t* hold) {
   return call(kFailed, [&] {
     const std::unique_ptr<H5J_hold_t> ended(hold);

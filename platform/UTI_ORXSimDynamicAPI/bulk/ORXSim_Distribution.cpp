@@ -144,10 +144,8 @@ bool ORXSimDistributionRef::WriteItems(int number, int first, int count, const v
 
 cow_String ORXSimDistributionRef::DatasetPath(int number) const {
   return onDrawer("place of a drawer", m_id, number, [](auto& call, auto& drawer) {
-    if (call.Context()->live || !call.Context()->readOnly) {
-      call.Operation().Refuse("only a file that nobody writes to shows its content to other programs");
+    if (!call.ShowsItsFile())
       return cow_String();
-    }
     const std::string path = drawer.Path();
     return cow_String(path.data(), path.size());
   });

@@ -213,6 +213,16 @@ ORXSimRows& ORXSimDrawerFile::Rows() {
   return *m_rows;
 }
 
+bool ORXSimDrawerFile::LiesAt(hdf_Operation& operation, std::uint64_t& offset) const {
+  const hdf_TypeHandle type(H5Dget_type(m_data->id));
+  if (H5Tequal(type.Get(), memoryType(m_type)) <= 0)
+    return operation.Refuse("its numbers are stored otherwise than memory has them");
+  offset = H5Dget_offset(m_data->id); // undefined for chunks, and before the first write
+  if (offset == HADDR_UNDEF || offset % static_cast<unsigned>(ORXSimItemSize(m_type)) != 0)
+    return operation.Refuse("its numbers do not lie in one piece in the file");
+  return true;
+}
+
 bool ORXSimDrawerFile::HasOneName() const {
   H5O_info_t info;
   return H5Oget_info2(m_data->id, &info, H5O_INFO_BASIC) >= 0 && info.rc == 1;

@@ -44,6 +44,9 @@ class ORXSimDrawerFile {
   bool IsLike(const ORXSimDrawerFile& other) const {
     return m_type == other.m_type && m_items == other.m_items && m_components == other.m_components;
   }
+  /// Where its numbers begin in the file, when they lie there one behind the other as memory has them.
+  /// \return false, with the cause told, when they do not.
+  bool LiesAt(hdf_Operation& operation, std::uint64_t& offset) const;
   /// Its place in the file.
   std::string Path() const { return hdf_PathOf(m_data->id); }
   /// What fails next is told of this drawer.

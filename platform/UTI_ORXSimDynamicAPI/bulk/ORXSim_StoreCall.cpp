@@ -92,6 +92,15 @@ hid_t ORXSimStoreCall::Group(bool make) {
   return kept.Get();
 }
 
+bool ORXSimStoreCall::ShowsItsFile() {
+  if (!m_operation.Usable())
+    return false;
+  if (m_context->live || !m_context->readOnly)
+    return m_operation.Refuse("only a file that nobody writes to shows its content to other programs");
+  return m_context->Info().journal_bytes == 0 ||
+         m_operation.Refuse("a part of the content is in the journal, not in the file");
+}
+
 hdf_GroupHandle ORXSimStoreCall::Open(int minor) {
   if (!m_operation.Usable())
     return {};

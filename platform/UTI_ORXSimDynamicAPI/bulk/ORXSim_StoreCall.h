@@ -41,6 +41,8 @@ class ORXSimStoreCall {
   hdf_Operation& Operation() { return m_operation; }
   const std::shared_ptr<hdf_Context>& Context() const { return m_context; }
   bool Writable() { return m_operation.Writable(); }
+  /// True when the file itself has the whole content, so that others may look into it; else tells why not.
+  bool ShowsItsFile();
 
   /// Opens the object; not open on failure.
   hdf_GroupHandle Open(int minor);

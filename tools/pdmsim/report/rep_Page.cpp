@@ -1,5 +1,6 @@
 #include <pdmsim/report/rep_Page.h>
 
+#include <pdmsim/cli/cli_Markup.h>
 #include <pdmsim/report/rep_Words.h>
 
 #include <functional>
@@ -23,7 +24,7 @@ std::string notesOf(const rep_Content& content) {
     return "";
   std::string html = "<section id=\"notes\"><h2>Not in this page</h2><ul>";
   for (const std::string& note : content.notes)
-    html += "<li>" + rep_Escaped(note) + "</li>";
+    html += "<li>" + cli_Escaped(note) + "</li>";
   return html + "</ul></section>";
 }
 
@@ -49,40 +50,15 @@ std::size_t rep_FixedSize() {
          rep_kTurning.size() + rep_kControls.size() + rep_kThree.size() + rep_kLicence.size();
 }
 
-std::string rep_Escaped(std::string_view text) {
-  std::string out;
-  for (const char c : text)
-    switch (c) {
-    case '&':
-      out += "&amp;";
-      break;
-    case '<':
-      out += "&lt;";
-      break;
-    case '>':
-      out += "&gt;";
-      break;
-    case '"':
-      out += "&quot;";
-      break;
-    case '\'':
-      out += "&#39;";
-      break;
-    default:
-      out += c;
-    }
-  return out;
-}
-
 std::string rep_MakePage(const std::string& title, const rep_Content& content) {
   std::size_t size = rep_FixedSize() + 1'000'000;
   for (const std::string& text : content.texts)
     size += text.size() + 64;
   return filled(rep_kPage, size, [&](std::string_view name, std::string& out) {
     if (name == "title")
-      out += rep_Escaped(title);
+      out += cli_Escaped(title);
     else if (name == "headline")
-      out += rep_Escaped(content.about["headline"].get<std::string>());
+      out += cli_Escaped(content.about["headline"].get<std::string>());
     else if (name == "style")
       out += rep_kStyle;
     else if (name == "notes")

@@ -11,9 +11,6 @@ extern const std::string_view rep_kPage, rep_kStyle, rep_kNumbers, rep_kScene, r
 /// Bytes of a page besides the texts to draw, without what is told of the file.
 std::size_t rep_FixedSize();
 
-/// A text as it stands in HTML, also in an attribute: no character of it is markup.
-std::string rep_Escaped(std::string_view text);
-
 /// A whole page.
 /// \param title  its heading.
 std::string rep_MakePage(const std::string& title, const rep_Content& content);

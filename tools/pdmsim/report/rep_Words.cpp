@@ -1,7 +1,7 @@
 #include <pdmsim/report/rep_Words.h>
 
+#include <pdmsim/cli/cli_Markup.h>
 #include <pdmsim/mesh/mesh_Elements.h>
-#include <pdmsim/report/rep_Page.h>
 
 #include <algorithm>
 #include <cmath>
@@ -62,7 +62,7 @@ class Table {
     m_html += "<tr>";
     auto column = m_columns.begin();
     for (const std::string& cell : cells)
-      m_html += "<td" + Class(*column++) + ">" + rep_Escaped(cell) + "</td>";
+      m_html += "<td" + Class(*column++) + ">" + cli_Escaped(cell) + "</td>";
     m_html += "</tr>\n";
   }
   std::string Html() const {
@@ -126,7 +126,7 @@ std::string systems(const show_Json& about) {
       modes.Row({std::to_string(++mode), number(frequency)});
     std::string text = modes.Html();
     if (const auto at = text.find("<h2></h2>"); at != std::string::npos)
-      text.replace(at, 9, "<h2>Modes of " + rep_Escaped(one["name"].get<std::string>()) + "</h2>");
+      text.replace(at, 9, "<h2>Modes of " + cli_Escaped(one["name"].get<std::string>()) + "</h2>");
     html += text;
   }
   return html;

@@ -1,6 +1,7 @@
 #include <pdmsim/export/vtu/vtu_Format.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Markup.h>
 #include <pdmsim/export/out/exp_Losses.h>
 #include <pdmsim/export/vtu/vtu_Writer.h>
 #include <pdmsim/mesh/mesh_Elements.h>
@@ -56,7 +57,8 @@ void vtu_Write(const exp_Task& task, exp_Files& files) {
         pieceName(out, task.wanted.firstStep + step, task.wanted.firstStep + times.size());
     vtu_Writer(task, arrays, step, files.Add(piece)).Write();
     list += "<DataSet timestep=\"" + exp_Shortest(times.empty() ? 0.0 : times[step]) +
-            "\" part=\"0\" file=\"" + vtu_Escaped(std::filesystem::path(piece).filename()) + "\"/>\n";
+            "\" part=\"0\" file=\"" + cli_Escaped(std::filesystem::path(piece).filename().string()) +
+            "\"/>\n";
   }
   exp_Stream file(files.Add(out), out);
   file << list << "</Collection>\n</VTKFile>\n";

@@ -1,5 +1,6 @@
 #include <pdmsim/export/vtu/vtu_Writer.h>
 
+#include <pdmsim/cli/cli_Markup.h>
 #include <pdmsim/export/out/exp_Read.h>
 #include <pdmsim/mesh/mesh_Elements.h>
 
@@ -29,25 +30,6 @@ mesh_Numbers::Type wider(mesh_Numbers::Type a, mesh_Numbers::Type b) {
 }
 
 } // namespace
-
-std::string vtu_Escaped(const std::string& text) {
-  std::string out;
-  for (const char c : text)
-    switch (c) {
-    case '&':
-      out += "&amp;";
-      break;
-    case '<':
-      out += "&lt;";
-      break;
-    case '"':
-      out += "&quot;";
-      break;
-    default:
-      out += static_cast<unsigned char>(c) < ' ' ? '?' : c;
-    }
-  return out;
-}
 
 int vtu_CellType(const mesh_Block& block) {
   constexpr int kEmpty = 0, kPoints = 2, kPolygon = 7;
@@ -98,7 +80,7 @@ void vtu_Writer::Write() {
 
 void vtu_Writer::Add(const std::string& name, const char* type, std::size_t typeBytes, std::size_t components,
                      std::size_t rows, std::function<void()> write) {
-  m_out << "<DataArray type=\"" << type << "\" Name=\"" << vtu_Escaped(name) << "\" NumberOfComponents=\""
+  m_out << "<DataArray type=\"" << type << "\" Name=\"" << cli_Escaped(name) << "\" NumberOfComponents=\""
         << components << "\" NumberOfTuples=\"" << rows << "\" format=\"appended\" offset=\"";
   m_data.push_back({m_out.Position(), typeBytes * components * rows, std::move(write)});
   m_out << std::string(kOffsetDigits + 1, ' ') << "/>\n"; // the quote comes behind the offset

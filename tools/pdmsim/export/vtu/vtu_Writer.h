@@ -49,8 +49,5 @@ class vtu_Writer {
   std::vector<Data> m_data;
 };
 
-/// A text as XML has it between quotes.
-std::string vtu_Escaped(const std::string& text);
-
 /// The cell type of a block's elements: points without order where the format knows none.
 int vtu_CellType(const mesh_Block& block);
