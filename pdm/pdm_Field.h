@@ -52,25 +52,17 @@ class Drawer {
   template <Number T>
   std::vector<T> read() const {
     std::vector<T> values(count());
-    read(std::span(values));
+    read(values);
     return values;
   }
-  /// Reads the drawer into memory of the caller, without a copy between when T is the stored type.
+  /// Reads the drawer into memory of the caller, without a copy between when it is of the stored type.
   /// \param out  [rows()][components()] receives the numbers.
-  template <Number T>
-  void read(std::span<T> out) const {
-    read_rows(0, rows(), out);
-  }
+  void read(const Buffer& out) const { read_rows(0, rows(), out); }
   /// Reads some rows.
   /// \param first  0-based row.
   /// \param count  number of rows.
   /// \param out    [count][components()] receives the numbers.
-  template <Number T>
-  void read_rows(int first, int count, std::span<T> out) const;
-  /// As above, without a type that the compiler knows.
-  /// \param type   of the numbers that `out` receives.
-  /// \param bytes  the size of `out`, which must be exactly that of the numbers.
-  void read_rows(int first, int count, void* out, std::int64_t bytes, Type type) const;
+  void read_rows(int first, int count, const Buffer& out) const;
   /// Writes the whole drawer. One commit point, unless an update is open.
   /// \param values  [rows()][components()] numbers of a type that the stored one can hold.
   void write(const Numbers& values) const;
@@ -143,10 +135,7 @@ class Field : public detail::Entry<ORXSimDistributionID> {
   }
   /// Reads the only drawer into memory of the caller.
   /// \param out  [rows()][components()] receives the numbers.
-  template <Number T>
-  void read(std::span<T> out) const {
-    only("read a field").read(out);
-  }
+  void read(const Buffer& out) const { only("read a field").read(out); }
   /// Writes the only drawer anew. One commit point, unless an update is open.
   /// \param values  [rows()][components()] numbers of a type that the stored one can hold.
   void write(const Numbers& values) const { only("write a field").write(values); }

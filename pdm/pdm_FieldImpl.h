@@ -153,34 +153,29 @@ inline void Drawer::check_type(Type out, const char* operation) const {
                    detail::expected(std::string("numbers that fit into ") + name_of(out), name_of(type())));
 }
 
-template <Number T>
-void Drawer::read_rows(int first, int count, std::span<T> out) const {
-  read_rows(first, count, out.data(), static_cast<std::int64_t>(out.size_bytes()), type_of<T>);
-}
-
-inline void Drawer::read_rows(int first, int count, void* out, std::int64_t bytes, Type wanted) const {
+inline void Drawer::read_rows(int first, int count, const Buffer& out) const {
   constexpr const char* kOperation = "read a field";
   const Type stored = type();
-  check_type(wanted, kOperation);
+  check_type(out.type(), kOperation);
   if (first < 0 || count < 0 || first > rows() - count)
     detail::refuse(state().get(), path(), kOperation,
                    "there are no rows " + std::to_string(first) + " to " +
                        std::to_string(std::int64_t{first} + count - 1) + ", the drawer has " +
                        std::to_string(rows()));
   const std::int64_t numbers = std::int64_t{count} * components();
-  if (bytes != numbers * size_of(wanted))
+  if (out.count() != static_cast<std::size_t>(numbers))
     detail::refuse(state().get(), path(), kOperation,
                    detail::expected("a buffer for " + std::to_string(numbers) + " numbers",
-                                    "one for " + std::to_string(bytes / size_of(wanted))));
+                                    "one for " + std::to_string(out.count())));
   detail::run(*this, kOperation, [&] {
     const ORXSimDistributionRef distribution(m_field->checked(kOperation));
     if (count == 0)
       return;
-    if (stored == wanted)
-      return static_cast<void>(distribution.ReadItems(m_index, first, count, out, bytes));
+    if (stored == out.type())
+      return static_cast<void>(distribution.ReadItems(m_index, first, count, out.data(), out.bytes()));
     std::vector<std::byte> rows(static_cast<std::size_t>(numbers * size_of(stored)));
     if (distribution.ReadItems(m_index, first, count, rows.data(), static_cast<std::int64_t>(rows.size())))
-      detail::widen(rows, stored, out, wanted, static_cast<std::size_t>(numbers));
+      detail::widen(rows, stored, out.data(), out.type(), out.count());
   });
 }
 

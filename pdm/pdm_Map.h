@@ -122,7 +122,8 @@ class Map {
   Value operator[](std::string_view name) const {
     return run(*this, "look up a name", [&] {
       const auto key = key_of(name);
-      const kda_MapString<Id>& entries = map();
+      const auto& entries = run(
+          *this, "look up a name", [&]() -> const auto& { return map(); });
       if (!key.has_value() || !entries.isMember(*key))
         refuse(state().get(), path(), "look up a name", "there is no " + quoted(name) + named(entries));
       return Value(m_source, std::string(name), entries.get(*key));

@@ -8,6 +8,7 @@
 #include <limits>
 #include <ranges>
 #include <type_traits>
+#include <utility>
 
 namespace pdm {
 
@@ -109,6 +110,36 @@ class Numbers {
   std::size_t m_count;
   Type m_type;
   int m_width;
+};
+
+/// Memory for numbers to be read: a span, vector or array of numbers or of rows. Borrowed.
+/// Threads: a value; each thread uses values of its own.
+class Buffer {
+ public:
+  /// \param out  contiguous; it must live as long as this.
+  template <class Range>
+  requires(!std::same_as<std::remove_cvref_t<Range>, Buffer>) && std::ranges::contiguous_range<Range> &&
+      (!std::is_const_v<std::remove_reference_t<std::ranges::range_reference_t<Range>>>)&&Number<
+          typename decltype(detail::row_of(std::declval<const std::remove_reference_t<Range>&>()))::
+              number> Buffer(Range&& out) // NOLINT: a range is what callers have
+      : m_data(std::ranges::data(out)) {
+    using Row = decltype(detail::row_of(std::as_const(out)));
+    m_count = std::ranges::size(out) * static_cast<std::size_t>(Row::width);
+    m_type = type_of<typename Row::number>;
+  }
+  /// \param data   [count] numbers of the type.
+  /// \param count  number of numbers.
+  Buffer(void* data, std::size_t count, Type type) : m_data(data), m_count(count), m_type(type) {}
+
+  void* data() const noexcept { return m_data; }
+  std::size_t count() const noexcept { return m_count; }
+  Type type() const noexcept { return m_type; }
+  std::int64_t bytes() const noexcept { return static_cast<std::int64_t>(m_count) * size_of(m_type); }
+
+ private:
+  void* m_data;
+  std::size_t m_count = 0;
+  Type m_type = Type::float64;
 };
 
 } // namespace pdm
