@@ -73,7 +73,8 @@ class Drawer {
 
  private:
   friend class Field;
-  inline Drawer(const Field& field, int index);
+  // The drawer of a field; with an operation `only` the only one that it has.
+  inline Drawer(const Field& field, int index, const char* only);
   const ORXSimPersistentDrawerDesc& described() const {
     detail::require_open(*this, "use a drawer");
     return m_description;

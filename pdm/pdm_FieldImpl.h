@@ -105,14 +105,18 @@ inline bool write_new(const ORXSimDistributionRef& distribution, int drawer, con
 
 } // namespace detail
 
-inline Drawer::Drawer(const Field& field, int index)
+inline Drawer::Drawer(const Field& field, int index, const char* only)
     : m_field(std::make_shared<const Field>(field)), m_index(index) {
-  constexpr const char* kOperation = "open a drawer";
-  m_description = detail::run(*this, kOperation, [&] {
-    const ORXSimDistributionRef distribution(field.checked(kOperation));
+  const char* const operation = only == nullptr ? "open a drawer" : only;
+  m_description = detail::run(field, operation, [&] {
+    const ORXSimDistributionRef distribution(field.checked(operation));
     const int drawers = distribution.NumDrawers();
+    if (only != nullptr && drawers != 1)
+      detail::refuse(state().get(), field.path(), operation,
+                     "the field has " + std::to_string(drawers) +
+                         " drawers: say which one, by its number, step or time");
     if (index < 0 || index >= drawers)
-      detail::refuse(state().get(), field.path(), kOperation,
+      detail::refuse(state().get(), field.path(), operation,
                      "there is no drawer " + std::to_string(index) + ", the field has " +
                          std::to_string(drawers));
     return distribution.Drawer(index);
@@ -204,15 +208,11 @@ inline std::string Field::unit() const {
 }
 
 inline Drawer Field::operator[](int index) const {
-  return {*this, index};
+  return {*this, index, nullptr};
 }
 
 inline Drawer Field::only(const char* operation) const {
-  if (const int drawers = size(); drawers != 1)
-    detail::refuse(state().get(), path(), operation,
-                   "the field has " + std::to_string(drawers) +
-                       " drawers: say which one, by its number, step or time");
-  return (*this)[0];
+  return {*this, 0, operation};
 }
 
 inline int Field::drawers_a_step() const {

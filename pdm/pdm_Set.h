@@ -54,24 +54,21 @@ class Set : public detail::Entry<ORXSimCSetID> {
   }
   /// \return [size()] the 0-based items in the set's order, checked.
   std::vector<int> items() const {
-    std::vector<int> items(detail::size(size()));
-    read(items);
-    return items;
+    return detail::run(*this, "read a set", [&] {
+      std::vector<int> items(detail::size(count("read a set")));
+      fill(items);
+      return items;
+    });
   }
   /// Reads the items into memory of the caller.
   /// \param items  [size()] receives the 0-based items in the set's order.
   void read(std::span<int> items) const {
     detail::run(*this, "read a set", [&] {
-      const ORXSimCSetID set = id("read a set");
-      const int members = count("read a set");
-      if (items.size() != detail::size(members))
+      if (const std::size_t members = detail::size(count("read a set")); items.size() != members)
         detail::refuse(state().get(), path(), "read a set",
                        "the buffer has room for " + std::to_string(items.size()) + " items, the set has " +
                            std::to_string(members));
-      if (set.Minor() == 0)
-        std::iota(items.begin(), items.end(), 0);
-      else if (members > 0)
-        ORXSimCSet(set).OrderedMembers(items.data(), members);
+      fill(items);
     });
   }
   /// \return whether the set is all items of its collection, in order.
@@ -90,6 +87,13 @@ class Set : public detail::Entry<ORXSimCSetID> {
     return set.IsNull()       ? 0
            : set.Minor() == 0 ? ORXSimCollectionRef(set.Collection()).NumItems()
                               : ORXSimCSet(set).Size();
+  }
+  // REQUIRES as many items as the set has.
+  void fill(std::span<int> items) const {
+    if (m_id.Minor() == 0)
+      std::iota(items.begin(), items.end(), 0);
+    else if (!items.empty())
+      ORXSimCSet(m_id).OrderedMembers(items.data(), static_cast<int>(items.size()));
   }
 };
 

@@ -24,15 +24,15 @@ struct Model {
         (std::filesystem::temp_directory_path() / ("pdm_bench_face_" + std::to_string(::getpid()))).string();
     {
       const pdm::Sim made = pdm::create(file, {.durability = pdm::Durability::scratch});
-      const pdm::Mesh mesh = made.create_mesh(kNodes, 1);
+      const pdm::Mesh fresh = made.create_mesh(kNodes, 1);
       std::vector<double> xyz(3 * std::size_t{kNodes});
       for (std::size_t i = 0; i < xyz.size(); ++i)
         xyz[i] = 0.5 * static_cast<double>(i);
-      mesh.node_fields().create("coordinates", xyz, {.components = 3});
+      fresh.node_fields().create("coordinates", xyz, {.components = 3});
       std::vector<int> members(kMembers);
       for (std::size_t i = 0; i < members.size(); ++i)
         members[i] = 7 * static_cast<int>(i);
-      mesh.node_sets().create("some", members);
+      fresh.node_sets().create("some", members);
     }
     sim = pdm::open(file);
     std::filesystem::remove(file);
