@@ -151,6 +151,12 @@ inline std::string Drawer::dataset_path() const {
   return ORXSimDistributionRef(id).DatasetPath(m_index).CStr();
 }
 
+inline ORXSimMappedDrawer Drawer::map() const {
+  constexpr const char* kOperation = "map a field";
+  return detail::run(*this, kOperation,
+                     [&] { return ORXSimDistributionRef(m_field->checked(kOperation)).MapDrawer(m_index); });
+}
+
 inline void Drawer::check_type(Type out, const char* operation) const {
   if (!converts(type(), out))
     detail::refuse(state().get(), path(), operation,
