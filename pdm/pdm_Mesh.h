@@ -116,6 +116,9 @@ class Mesh : public detail::Part {
 
   /// \return the systems of equations on the mesh.
   Systems systems() const { return {m_state, below("systems"), m_handle}; }
+  /// Which places of a matrix over the mesh are not zero. Throws Error when the numbering is of another mesh.
+  /// \param numbering  whose equations the elements couple; rows and columns are its solver's places.
+  Pattern pattern(const Numbering& numbering) const;
 
  private:
   Collection collection(ORXSimCollectionID (msfD_Mesh::*get)() const, const char* name) const {
@@ -166,6 +169,20 @@ inline std::vector<Block> Mesh::blocks() const {
   for (std::size_t i = 0; i < count; ++i)
     blocks.emplace_back(connectivity[static_cast<int>(i)], static_cast<int>(i), std::move(names[i]), ids[i]);
   return blocks;
+}
+
+inline Pattern Mesh::pattern(const Numbering& numbering) const {
+  std::vector<std::vector<int>> elements;
+  std::vector<int> widths;
+  for (const Block& block : blocks()) {
+    elements.push_back(block.connectivity().read<int>());
+    widths.push_back(block.nodes_per_element());
+  }
+  try {
+    return numbering.pattern(elements, widths);
+  } catch (const std::invalid_argument& fault) {
+    detail::refuse(m_state.get(), m_path, "find a matrix's pattern", fault.what());
+  }
 }
 
 inline void Mesh::set_times(std::span<const double> times) const {

@@ -1,6 +1,8 @@
 #include "py_Arrays.h"
 #include "py_Map.h"
 
+#include <pdmsim/mesh/mesh_Elements.h>
+
 // Blocks, surfaces, the mesh and the model.
 
 namespace {
@@ -25,6 +27,24 @@ std::vector<double> times_from(const Mesh& self, const py::object& times) {
   return {first, first + all.numbers().count()};
 }
 
+/// VTK's number of a block's elements, and which of ours each of its nodes is; (None, None) when it has none.
+py::tuple vtk_type(const Block& self) {
+  struct Is {
+    std::string type;
+    int nodes;
+  };
+  const Is is = self.call([](const pdm::Block& block) { return Is{block.type(), block.nodes_per_element()}; });
+  const mesh_Element* const element = mesh_FindElement(is.type, static_cast<std::size_t>(is.nodes));
+  if (element == nullptr)
+    return py::make_tuple(py::none(), py::none());
+  std::vector<int> order(element->toVtk.begin(), element->toVtk.end());
+  if (order.empty()) {
+    order.resize(static_cast<std::size_t>(is.nodes));
+    std::iota(order.begin(), order.end(), 0);
+  }
+  return py::make_tuple(element->vtk, py_Array(std::move(order)));
+}
+
 void define_parts(py::module_& module) {
   py::class_<Block>(module, "Block", R"(Elements of one type, with their connectivity.
 
@@ -39,6 +59,7 @@ void define_parts(py::module_& module) {
       .def_property_readonly("type", py_Get<pdm::Block>(&pdm::Block::type))
       .def_property_readonly("nodes_per_element", py_Get<pdm::Block>(&pdm::Block::nodes_per_element))
       .def_property_readonly("elements", py_Get<pdm::Block>(&pdm::Block::elements))
+      .def("_vtk", &vtk_type)
       .def_property_readonly("connectivity", py_Get<pdm::Block>(&pdm::Block::connectivity))
       .def_property_readonly("path", &Block::path);
 

@@ -29,6 +29,11 @@ TEST_F(FaceSystems, NumberTheEquationsInTheSolversOrder) {
   EXPECT_THAT(pattern.begin, ElementsAre(0, 1, 3, 5));
   EXPECT_THAT(pattern.columns, ElementsAre(0, 1, 2, 1, 2));
   EXPECT_THROW(numbers.pattern({{4}}, {1}), std::invalid_argument);
+  EXPECT_THROW(numbers.pattern({{-2, 0}, {0}}, {2}), std::exception); // -2 is none; a width is missing
+  const pdm::Mesh mesh = sim.model().mesh(); // one tetrahedron: all of the solver's equations are coupled
+  EXPECT_THAT(mesh.pattern(numbers).begin, ElementsAre(0, 3, 6, 9));
+  EXPECT_THAT(Refused([&] { static_cast<void>(mesh.pattern(pdm::Numbering(std::vector{1}))); }).cause(),
+              HasSubstr("has node 1"));
   EXPECT_THROW(modal.set_order(std::vector{0, 0}), pdm::Error);
   EXPECT_THROW(modal.set_order(std::vector{6}), pdm::Error);
   const pdm::System plain = sim.model().mesh().systems().create("plain");
