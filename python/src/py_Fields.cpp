@@ -264,11 +264,10 @@ array([[1., 0.],
 void define_fields(py::module_& module) {
   py::class_<Fields> fields(module, "Fields", R"(Fields by name: a mapping.
 
->>> list(mesh.node_fields)
-['coordinates', 'temperature']
->>> with pdm_core.open("a.pdm", "r+") as other, other.update():
-...     other.model.mesh.node_fields.create("heat", np.arange(4.0), unit="W").unit
-'W'
+>>> with pdm_core.open("a.pdm", "r+") as sim, sim.update():
+...     fields = sim.model.mesh.node_fields
+...     fields.create("heat", np.arange(4.0), unit="W").unit, list(fields)
+('W', ['coordinates', 'heat', 'temperature'])
 )");
   py_DefineMapping<pdm::Fields>(fields);
   fields

@@ -48,8 +48,8 @@ py::tuple vtk_type(const Block& self) {
 void define_parts(py::module_& module) {
   py::class_<Block>(module, "Block", R"(Elements of one type, with their connectivity.
 
->>> [(block.name, block.type, len(block)) for block in mesh.blocks]
-[('plate', 'TRI3', 2)]
+>>> [(block.id, block.type, len(block)) for block in mesh.blocks]
+[(1, 'TRI3', 2)]
 )")
       .def("__len__", py_Get<pdm::Block>(&pdm::Block::size))
       .def_property_readonly("number", [](const Block& self) { return self.value.number(); })

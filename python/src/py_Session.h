@@ -125,7 +125,11 @@ auto py_Give(const std::shared_ptr<py_Session>& session, std::optional<T>&& valu
 template <class T, class Method>
 auto py_Get(Method method) {
   return [method](const py_Bound<T>& self) {
-    return py_Give(self.session, self.call([&](const T& value) { return std::invoke(method, value); }));
+    return py_Give(self.session, self.call([&](const T& value) {
+      auto answer = std::invoke(method, value);
+      pdm::detail::require_open(value, "use an object"); // a map of a closed file is none
+      return answer;
+    }));
   };
 }
 

@@ -70,6 +70,7 @@ ROOMS = {
     "tools/pdmsim/*.cpp": USER + TOOLS + ["tools/pdmsim/commands"],
     "pdm": USER,
     "examples": USER + ["pdm"],
+    "python": USER + ["pdm", "tools/pdmsim/mesh"],  # the table of element types
 }
 ROOMS["schema/templates"] = ROOMS["generated"] + ["generated"]
 
