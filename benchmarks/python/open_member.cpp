@@ -13,7 +13,8 @@ int main(int count, char** arguments) {
     const auto start = std::chrono::steady_clock::now();
     const auto sim = pdm::open(arguments[1]);
     const int nodes = sim.model().mesh().node_count();
-    times.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+    times.push_back(
+        std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
     if (nodes < 0)
       return 1;
   }

@@ -11,6 +11,8 @@ from ._pdm_core import (
 for _class in (Fields, Sets, Surfaces):
     _Mapping.register(_class)
 _extras.add()
+for _class in (Error, NameMissing, IndexMissing, AttributeMissing):
+    _class.__module__ = __name__
 
 __all__ = [
     "Array", "AttributeMissing", "Block", "Collection", "Drawer", "Error", "Event", "Field", "Fields", "IndexMissing",

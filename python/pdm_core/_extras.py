@@ -173,6 +173,7 @@ def add():
     """Gives the classes what is written here."""
     classes = [value for value in vars(core).values() if isinstance(value, type)]
     for one in classes:
+        one.__module__ = "pdm_core"
         one.__repr__ = _repr
         one._repr_html_ = _html.page
     for one in (core.Sets, core.Fields, core.Surfaces):

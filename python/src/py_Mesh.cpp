@@ -33,7 +33,9 @@ py::tuple vtk_type(const Block& self) {
     std::string type;
     int nodes;
   };
-  const Is is = self.call([](const pdm::Block& block) { return Is{block.type(), block.nodes_per_element()}; });
+  const Is is = self.call([](const pdm::Block& block) {
+    return Is{block.type(), block.nodes_per_element()};
+  });
   const mesh_Element* const element = mesh_FindElement(is.type, static_cast<std::size_t>(is.nodes));
   if (element == nullptr)
     return py::make_tuple(py::none(), py::none());

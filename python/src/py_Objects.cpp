@@ -118,7 +118,7 @@ void py_DefineObjects(py::module_& module) {
 
 >>> modal = sim["discreteModel/mesh/systems/0"].object
 >>> modal.class_name, modal.systemName, modal.propertyEvaluation
-('com.vertana.ModalSystem', 'modal analysis', 0.0)
+('com.vertana.ModalSystem', 'modal analysis', 0.25)
 )")
       .def_property_readonly("class_name", py_Get<pdm::Object>(&pdm::Object::class_name),
                              "The persistent name of its most derived class.")

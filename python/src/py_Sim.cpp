@@ -172,6 +172,21 @@ pdm_core.Error: a.pdm: discreteModel/mesh/nodes: count the items: the file is cl
           "Moves a live file on to its writer's newest commit point.");
 }
 
+/// An object that nothing was put into would be memory of no meaning: only the module makes objects.
+PyObject* refuse_new(PyTypeObject* type, PyObject*, PyObject*) {
+  PyErr_Format(PyExc_TypeError, "pdm_core.%s: open() or create() a file to have one", type->tp_name);
+  return nullptr;
+}
+
+void close_constructors(const py::module_& module) {
+  for (const auto& [name, member] : module.attr("__dict__").cast<py::dict>())
+    if (PyType_Check(member.ptr())) {
+      auto* const type = reinterpret_cast<PyTypeObject*>(member.ptr());
+      type->tp_new = &refuse_new;
+      PyType_Modified(type);
+    }
+}
+
 } // namespace
 
 void py_DefineSim(py::module_& module) {
@@ -216,5 +231,6 @@ PYBIND11_MODULE(_pdm_core, module) {
   py_DefineSystems(module);
   py_DefineObjects(module);
   py_DefineSim(module);
+  close_constructors(module);
   module.attr("__version__") = PDM_CORE_VERSION;
 }

@@ -82,16 +82,20 @@ array([[ 0,  1],
 >>> numbering.equation_count, numbering.order
 (7, array([6, 5, 4, 3, 2, 1, 0], dtype=int32))
 )")
-      .def(py::init([](const py::object& masks, const py::object& order) {
-             const pdm::Error where({}, {}, "number degrees of freedom", {});
-             const std::vector<int> all = py_Items(where, masks);
-             try {
-               return order.is_none() ? Numbering(all) : Numbering(all, py_Items(where, order));
-             } catch (const std::invalid_argument& fault) {
-               throw pdm::Error({}, {}, where.operation(), fault.what());
-             }
-           }),
-           py::arg("masks"), py::arg("order") = py::none())
+      .def_static(
+          "of",
+          [](const py::object& masks, const py::object& order) {
+            const pdm::Error where({}, {}, "number degrees of freedom", {});
+            const std::vector<int> all = py_Items(where, masks);
+            try {
+              return order.is_none() ? Numbering(all) : Numbering(all, py_Items(where, order));
+            } catch (const std::invalid_argument& fault) {
+              throw pdm::Error({}, {}, where.operation(), fault.what());
+            }
+          },
+          py::arg("masks"), py::arg("order") = py::none(),
+          "The equations of [nodes] masks: bit b-1 is set where the degree of freedom with label b is "
+          "active.")
       .def_property_readonly("node_count", &Numbering::node_count)
       .def_property_readonly("equation_count", &Numbering::equation_count)
       .def_property_readonly(

@@ -12,9 +12,9 @@ from model import make
 
 USES = {
     "pdm_core": "import pdm_core; assert pdm_core.open('a.pdm').model.mesh.node_fields['coordinates'][:].sum() == 4",
-    "h5py": "import h5py; f = h5py.File('h.h5', 'w'); f['x'] = [1, 2]; f.close(); assert h5py.File('h.h5')['x'][1] == 2",
+    "h5py": "import h5py; f = h5py.File('h.h5', 'w'); f['x'] = [1, 2]; f.close(); f = h5py.File('h.h5'); assert f['x'][1] == 2; f.close()",
     "netCDF4": "import netCDF4; d = netCDF4.Dataset('n.nc', 'w'); d.createDimension('x', 3); d.close(); "
-    "assert len(netCDF4.Dataset('n.nc').dimensions['x']) == 3",
+    "d = netCDF4.Dataset('n.nc'); assert len(d.dimensions['x']) == 3; d.close()",
     "vtk": "from vtkmodules.vtkIOHDF import vtkHDFReader as R; assert R().CanReadFile('a.pdm') == 0",
 }
 COUNT = "; print(len({line.split()[-1] for line in open('/proc/self/maps') if 'libhdf5_serial.so' in line or 'libhdf5.so' in line}))"

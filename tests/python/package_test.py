@@ -99,7 +99,7 @@ class Package(unittest.TestCase):
                 field = fields.create(name, values[:, ::-1], unit="1")
                 self.assertEqual(field.dtype, stored, name)
                 np.testing.assert_array_equal(field[:], values[:, ::-1])
-            for values in (["a"] * 4, [1j] * 4, big.astype(np.uint64) * 2, np.longdouble(1) / 3 * np.ones(4), [None] * 4,
+            for values in (["a"] * 4, [1j] * 4, big.astype(np.uint64) * 2, np.full(4, np.longdouble(1) / 3), [None] * 4,
                            np.ma.masked_equal([1, 2, 3, 4], 2), np.arange(5), np.ones((3, 2)), np.arange(12)):
                 self.assertRaises(pdm.Error, fields.create, "lossy", values)
                 self.assertNotIn("lossy", fields)

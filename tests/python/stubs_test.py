@@ -49,7 +49,8 @@ class Stubs(unittest.TestCase):
 
     def test_stubs_have_what_there_is(self):
         file = os.path.join(os.path.dirname(pdm.__file__), "_pdm_core.pyi")
-        source = "from __future__ import annotations\n" + open(file).read()
+        with open(file) as stubs:
+            source = "from __future__ import annotations\n" + stubs.read()
         told = {"__name__": "told"}
         exec(compile(source, file, "exec"), told)
         for name in pdm.__all__:
