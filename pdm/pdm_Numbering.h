@@ -132,6 +132,9 @@ class Neighbours {
  public:
   Neighbours(const std::vector<std::vector<int>>& elements, const std::vector<int>& widths, int nodes)
       : m_elements(elements), m_widths(widths), m_begin(static_cast<std::size_t>(nodes) + 1) {
+    for (std::size_t drawer = 0; drawer < elements.size(); ++drawer)
+      if (drawer >= widths.size() || elements[drawer].size() % width(drawer) != 0)
+        throw std::invalid_argument("the connectivity has no whole elements");
     ForEach([&](int node, const Place&) {
       if (node >= nodes)
         throw std::invalid_argument("the connectivity has node " + std::to_string(node) +
@@ -163,7 +166,7 @@ class Neighbours {
     std::size_t first; // of the element's nodes in the drawer
   };
   std::size_t width(std::size_t drawer) const {
-    return static_cast<std::size_t>(std::max(1, m_widths.at(drawer)));
+    return static_cast<std::size_t>(std::max(1, m_widths[drawer]));
   }
   template <class Visit>
   void ForEach(Visit&& visit) const {

@@ -69,6 +69,7 @@ struct All {
             [&] { mesh.times(); },
             [&] { mesh.set_times(four); },
             [&] { mesh.append_time(9); },
+            [&] { static_cast<void>(mesh.pattern({})); },
             [&] { mesh.systems().size(); }};
   }
   std::vector<Call> ObjectCalls() {

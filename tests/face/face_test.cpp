@@ -103,6 +103,10 @@ TEST_F(Face, AnErrorHasFourPartsAndSaysWhatIsThere) {
   EXPECT_THAT(cause([&] { mesh.handle(), sim.get<fesD_FESystem>("discreteModel/mesh"); }),
               HasSubstr("com.vertana.Mesh"));
 
+  // A line alone, where nothing failed in the file.
+  EXPECT_THAT(cause([&] { mesh.object().call([](msfD_Mesh of) { return of.systems().get(9); }); }),
+              testing::AllOf(HasSubstr("get"), testing::Not(HasSubstr("ERROR"))));
+
   // The host's sink is as it was, and a second failure of the same words is one again.
   EXPECT_THAT(cause([&] { mesh.node_sets().create("x", {0}); }), HasSubstr("reading only"));
   err_Write("the host's\n");

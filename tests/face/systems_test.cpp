@@ -29,7 +29,8 @@ TEST_F(FaceSystems, NumberTheEquationsInTheSolversOrder) {
   EXPECT_THAT(pattern.begin, ElementsAre(0, 1, 3, 5));
   EXPECT_THAT(pattern.columns, ElementsAre(0, 1, 2, 1, 2));
   EXPECT_THROW(numbers.pattern({{4}}, {1}), std::invalid_argument);
-  EXPECT_THROW(numbers.pattern({{-2, 0}, {0}}, {2}), std::exception); // -2 is none; a width is missing
+  EXPECT_THROW(numbers.pattern({{0, 1}, {0}}, {2}), std::invalid_argument); // a width is missing
+  EXPECT_THROW(numbers.pattern({{0, 1, 3}}, {2}), std::invalid_argument);
   const pdm::Mesh mesh = sim.model().mesh(); // one tetrahedron: all of the solver's equations are coupled
   EXPECT_THAT(mesh.pattern(numbers).begin, ElementsAre(0, 3, 6, 9));
   EXPECT_THAT(Refused([&] { static_cast<void>(mesh.pattern(pdm::Numbering(std::vector{1}))); }).cause(),
