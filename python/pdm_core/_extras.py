@@ -53,6 +53,8 @@ def _repr(self):
 
 def _member(self, name):
     """Members of the schema class are attributes as well."""
+    if name.startswith("_"):  # what Python asks everything for
+        raise AttributeError(name)
     return self.object.get(name)
 
 

@@ -49,16 +49,27 @@ struct Place {
   std::string path;
 };
 
+/// What a member may name: a part of its own file. An identifier of another one could not be saved.
+template <class Part>
+const Part& same_file(const py::object& value, const pdm::detail::State* file) {
+  const Part& part = value.cast<const py_Bound<Part>&>().value;
+  if (part.state().get() != file)
+    throw py::cast_error("a part of another file");
+  return part;
+}
+
 // Values of members as this side of the library has them, and back.
 template <class T>
 struct Value {
   static T plain(const T& value, const Place&) { return value; }
-  static T stored(const py::object& value) { return value.cast<T>(); }
+  static T stored(const py::object& value, const pdm::detail::State*) { return value.cast<T>(); }
 };
 template <>
 struct Value<kda_string> {
   static std::string plain(const kda_string& value, const Place&) { return value.cStr(); }
-  static kda_string stored(const py::object& value) { return kda_string(value.cast<std::string>().c_str()); }
+  static kda_string stored(const py::object& value, const pdm::detail::State*) {
+    return kda_string(value.cast<std::string>().c_str());
+  }
 };
 template <class Id, class Part>
 struct IdValue {
@@ -68,8 +79,8 @@ struct IdValue {
     return Part(std::make_shared<const typename Part::Source>(typename Part::Source{at.file, at.path}), {},
                 id);
   }
-  static Id stored(const py::object& value) {
-    return value.is_none() ? Id() : value.cast<const py_Bound<Part>&>().value.handle();
+  static Id stored(const py::object& value, const pdm::detail::State* file) {
+    return value.is_none() ? Id() : same_file<Part>(value, file).handle();
   }
 };
 template <>
@@ -81,15 +92,16 @@ struct Value<ORXSimCollectionID> {
   static std::optional<pdm::Collection> plain(const ORXSimCollectionID& id, const Place& at) {
     return id.IsNull() ? std::nullopt : std::optional(pdm::Collection(at.file, at.path, id));
   }
-  static ORXSimCollectionID stored(const py::object& value) {
-    return value.is_none() ? ORXSimCollectionID()
-                           : value.cast<const py_Bound<pdm::Collection>&>().value.handle();
+  static ORXSimCollectionID stored(const py::object& value, const pdm::detail::State* file) {
+    return value.is_none() ? ORXSimCollectionID() : same_file<pdm::Collection>(value, file).handle();
   }
 };
 template <>
 struct Value<ORXSimDSetID> { // a name for programs alone
   static bool plain(const ORXSimDSetID& id, const Place&) { return !id.IsNull(); }
-  static ORXSimDSetID stored(const py::object&) { throw py::type_error("such an identifier is not written"); }
+  static ORXSimDSetID stored(const py::object&, const pdm::detail::State*) {
+    throw py::type_error("such an identifier is not written");
+  }
 };
 template <class T>
 struct Value<kda_List<T>> {
@@ -99,10 +111,10 @@ struct Value<kda_List<T>> {
       all.push_back(Value<T>::plain(list[i], {at.file, at.path + '/' + std::to_string(i)}));
     return all;
   }
-  static kda_List<T> stored(const py::object& values) {
+  static kda_List<T> stored(const py::object& values, const pdm::detail::State* file) {
     kda_List<T> list;
     for (const py::handle value : values)
-      list.append(Value<T>::stored(py::reinterpret_borrow<py::object>(value)), 1);
+      list.append(Value<T>::stored(py::reinterpret_borrow<py::object>(value), file), 1);
     return list;
   }
 };
@@ -115,10 +127,10 @@ struct Value<kda_MapInt<T>> {
     });
     return all;
   }
-  static kda_MapInt<T> stored(const py::object& values) {
+  static kda_MapInt<T> stored(const py::object& values, const pdm::detail::State* file) {
     kda_MapInt<T> map;
     for (const auto& [key, value] : values.cast<py::dict>())
-      map.insert(key.template cast<int>(), Value<T>::stored(py::reinterpret_borrow<py::object>(value)));
+      map.insert(key.template cast<int>(), Value<T>::stored(py::reinterpret_borrow<py::object>(value), file));
     return map;
   }
 };
@@ -131,11 +143,11 @@ struct Value<kda_MapString<T>> {
     });
     return all;
   }
-  static kda_MapString<T> stored(const py::object& values) {
+  static kda_MapString<T> stored(const py::object& values, const pdm::detail::State* file) {
     kda_MapString<T> map;
     for (const auto& [key, value] : values.cast<py::dict>())
       map.insert(kda_string(key.template cast<std::string>().c_str()),
-                 Value<T>::stored(py::reinterpret_borrow<py::object>(value)));
+                 Value<T>::stored(py::reinterpret_borrow<py::object>(value), file));
     return map;
   }
 };
@@ -265,7 +277,7 @@ struct ClassOf {
       using T = std::remove_cvref_t<decltype(read_field<Handle, kField>(nullptr))>;
       if constexpr (!LiveMap<T>::kIs)
         if (!done && name == member.name())
-          done = [object, stored = Value<T>::stored(value)] {
+          done = [object, stored = Value<T>::stored(value, object.state().get())] {
             write_field<Handle, kField>(std::bit_cast<void*>(Handle(object.handle())), stored);
           };
     });

@@ -32,6 +32,8 @@ std::vector<std::string> names_of(const Object& self) {
 }
 
 py::object get_member(const Object& self, const std::string& name) {
+  if (name.starts_with('_')) // what Python asks everything for
+    throw py::attribute_error(name);
   const py_Class* const known = class_of(self);
   py_Later found;
   if (known != nullptr)
@@ -52,7 +54,7 @@ void set_member(const Object& self, const std::string& name, const py::object& v
       write = known->set(self.value, name, value);
   } catch (const py::cast_error&) {
     throw pdm::Error(py_FileOf(self), self.path() + '/' + name, "write a member",
-                     "the value is not of the member's type");
+                     "the value is not of the member's type, or a part of another file");
   }
   if (!write)
     refuse_member(self, name);

@@ -130,7 +130,7 @@ It stays open as long as an object that was made of it is in use, or until close
 4
 >>> mesh.node_count
 Traceback (most recent call last):
-pdm_core.Error: a.pdm: discreteModel/mesh/nodes: count the items: the file is closed
+pdm_core.Error: a.pdm: discreteModel/mesh: find a collection: the file is closed
 )")
       .def("__enter__", [](const py::object& self) { return self; })
       .def("__exit__", [](const Sim& self, const py::args&) { close(self); })

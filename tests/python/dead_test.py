@@ -2,6 +2,7 @@
 """A handle that outlives its file raises and never crashes, whatever is called on it."""
 
 import contextlib
+import functools
 import gc
 import inspect
 import os
@@ -35,24 +36,35 @@ def parts(sim):
         system.object, system.object.events, sim["discreteModel"].object, sim.update()]
 
 
-def calls(thing):
-    """Every public method and property of an object, as functions without arguments."""
-    for name in dir(type(thing)):
-        member = getattr(type(thing), name)
+@functools.cache
+def members(of):
+    """Of every public method and property of a class the name, and the arguments of a method or whether it is written."""
+    found = []
+    for name in dir(of):
+        member = getattr(of, name)
         special = name in ("__len__", "__getitem__", "__iter__", "__contains__", "__array__", "__repr__", "__enter__")
         if name.startswith("_") and not special and name not in ("_repr_html_", "_vtk"):
             continue
         if isinstance(member, property):
-            yield name, lambda name=name: getattr(thing, name)
-            if member.fset is not None:
-                yield name + "=", lambda name=name: setattr(thing, name, [1, 2, 3, 4])
+            found.append((name, None, member.fset is not None))
             continue
         if inspect.isfunction(member):
             names = [each for each, of in inspect.signature(member).parameters.items() if of.default is of.empty]
         else:
             names = re.findall(r"(\w+): ", (member.__doc__ or "").split("\n")[0].split("*")[0])
-        arguments = [ARGUMENTS.get(each, 0) for each in names[1:]]
-        yield name, lambda name=name, arguments=arguments: getattr(thing, name)(*arguments)
+        found.append((name, [ARGUMENTS.get(each, 0) for each in names[1:]], False))
+    return found
+
+
+def calls(thing):
+    """Every public method and property of an object, as functions without arguments."""
+    for name, arguments, written in members(type(thing)):
+        if arguments is not None:
+            yield name, lambda name=name, arguments=arguments: getattr(thing, name)(*arguments)
+            continue
+        yield name, lambda name=name: getattr(thing, name)
+        if written:
+            yield name + "=", lambda name=name: setattr(thing, name, [1, 2, 3, 4])
 
 
 class Dead(unittest.TestCase):

@@ -86,6 +86,12 @@ class Package(unittest.TestCase):
                 modal.object.propertyEvaluation = "much"
             with self.assertRaises(AttributeError):
                 modal.object.colour = 1
+            with pdm.open(make(self.file + "2")) as other:
+                with self.assertRaisesRegex(pdm.Error, "another file"):
+                    sim.model.mesh.object.faces = other.model.mesh.nodes
+                with self.assertRaisesRegex(pdm.Error, "same file"):
+                    sim.model.mesh.node_fields.create("x", [1.0, 2], over=other.model.mesh.node_sets.set("inlet"))
+            self.assertIsNone(sim.model.mesh.object.faces)
 
     def test_only_numbers_that_fit_are_stored(self):
         with pdm.open(self.file, "r+") as sim:
