@@ -50,7 +50,11 @@ class Stored {
 };
 
 inline std::string expected(std::string_view what, std::string_view found) {
-  return ("expected " + std::string(what) + ", found ").append(found);
+  std::string text("expected ");
+  text += what;
+  text += ", found ";
+  text += found;
+  return text;
 }
 
 /// The model's times, none when there are none. REQUIRES run().

@@ -68,7 +68,10 @@ template <>
 struct Value<kda_string> {
   static std::string plain(const kda_string& value, const Place&) { return value.cStr(); }
   static kda_string stored(const py::object& value, const pdm::detail::State*) {
-    return kda_string(value.cast<std::string>().c_str());
+    const auto text = value.cast<std::string>();
+    if (text.find('\0') != std::string::npos)
+      throw py::cast_error("a text with NUL"); // it would be cut there
+    return kda_string(text.c_str());
   }
 };
 template <class Id, class Part>

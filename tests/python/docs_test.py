@@ -42,14 +42,15 @@ class Docs(unittest.TestCase):
                     ran += result.attempted
         self.assertGreater(ran, 25)
 
-    def test_the_page_runs(self):
-        with open(sys.argv[2]) as page:
-            lines = page.read().split("```python\n")[1].split("```")[0]
-        os.chdir(tempfile.mkdtemp(dir=sys.argv[1]))
-        make("a.pdm")
-        exec(compile(lines, "README", "exec"), {"q": np.arange(4.0)})
-        with pdm_core.open("a.pdm") as sim:
-            self.assertEqual(sim.model.mesh.node_fields["heat"].unit, "W")
+    def test_the_pages_run(self):
+        for name in sys.argv[2:]:
+            with open(name) as page:
+                lines = page.read().split("```python\n")[1].split("```")[0]
+            os.chdir(tempfile.mkdtemp(dir=sys.argv[1]))
+            make("a.pdm")
+            exec(compile(lines, name, "exec"), {"q": np.arange(4.0)})
+            with pdm_core.open("a.pdm") as sim:
+                self.assertEqual(sim.model.mesh.node_fields["heat"].unit, "W")
 
 
 if __name__ == "__main__":

@@ -84,6 +84,8 @@ class Package(unittest.TestCase):
                 modal.systemNam
             with self.assertRaisesRegex(pdm.Error, "not of the member's type"):
                 modal.object.propertyEvaluation = "much"
+            with self.assertRaises(pdm.Error):
+                modal.object.systemName = "cut\0here"
             with self.assertRaises(AttributeError):
                 modal.object.colour = 1
             with pdm.open(make(self.file + "2")) as other:
