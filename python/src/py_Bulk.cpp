@@ -17,7 +17,7 @@ pdm::Error storing(const Sets& self) {
   return {py_FileOf(self), self.path(), "create a set", {}};
 }
 
-Set create_set(const Sets& self, const std::string& name, const py::object& items, bool replace) {
+Set create_set(const Sets& self, const py_Text& name, const py::object& items, bool replace) {
   const std::vector<int> all = py_Items(storing(self), items);
   return {self.session,
           self.call([&](const pdm::Sets& sets) { return sets.create(name, std::span(all), replace); })};
@@ -59,7 +59,7 @@ array([0, 1], dtype=int32)
           "items", [](const Set& self) { return items_of(self.session, self.value); },
           "The 0-based items in the set's order, int32, checked.")
       .def_property_readonly(
-          "name", [](const Set& self) { return self.value.name(); },
+          "name", [](const Set& self) { return py_Text(self.value.name()); },
           "Its name in the map, \"\" for one that is in none.")
       .def_property_readonly("is_full", py_Get<pdm::Set>(&pdm::Set::is_full),
                              "Whether it is all items of its collection, in order.")
@@ -77,13 +77,11 @@ pdm_core.NameMissing: a.pdm: discreteModel/mesh/nodeSets: look up a name: there 
   py_DefineMapping<pdm::Sets>(sets);
   sets.def(
           "__getitem__",
-          [](const Sets& self, const std::string& name) {
-            return items_of(self.session, py_Entry(self, name));
-          },
+          [](const Sets& self, const py_Text& name) { return items_of(self.session, py_Entry(self, name)); },
           py::arg("name"))
       .def(
           "set",
-          [](const Sets& self, const std::string& name) {
+          [](const Sets& self, const py_Text& name) {
             return Set{self.session, py_Entry(self, name)};
           },
           py::arg("name"), "The set itself, as `over` takes it.")
@@ -92,11 +90,11 @@ pdm_core.NameMissing: a.pdm: discreteModel/mesh/nodeSets: look up a name: there 
            "Stores a new set of 0-based items, none twice. One commit point, unless an update is open.")
       .def(
           "__setitem__",
-          [](const Sets& self, const std::string& name, const py::object& items) {
+          [](const Sets& self, const py_Text& name, const py::object& items) {
             create_set(self, name, items, true);
           },
           py::arg("name"), py::arg("items"))
       .def(
-          "__delitem__", [](const py::object& self, const std::string& name) { self.attr("remove")(name); },
+          "__delitem__", [](const py::object& self, const py_Text& name) { self.attr("remove")(name); },
           py::arg("name"));
 }

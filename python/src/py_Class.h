@@ -66,9 +66,9 @@ struct Value {
 };
 template <>
 struct Value<kda_string> {
-  static std::string plain(const kda_string& value, const Place&) { return value.cStr(); }
+  static py_Text plain(const kda_string& value, const Place&) { return std::string(value.cStr()); }
   static kda_string stored(const py::object& value, const pdm::detail::State*) {
-    const auto text = value.cast<std::string>();
+    const auto text = value.cast<py_Text>();
     if (text.find('\0') != std::string::npos)
       throw py::cast_error("a text with NUL"); // it would be cut there
     return kda_string(text.c_str());

@@ -101,8 +101,8 @@ void write_drawer(const Drawer& self, const py::object& values) {
   self.call([&](const pdm::Drawer& drawer) { drawer.write(numbers.numbers()); });
 }
 
-pdm::FieldOptions options(const std::string& unit, const std::string& long_name,
-                          const std::optional<Set>& over, bool replace, int deflate, int chunk_rows) {
+pdm::FieldOptions options(const py_Text& unit, const py_Text& long_name, const std::optional<Set>& over,
+                          bool replace, int deflate, int chunk_rows) {
   pdm::FieldOptions all{
       .unit = unit, .long_name = long_name, .replace = replace, .deflate = deflate, .chunk_rows = chunk_rows};
   if (over.has_value())
@@ -110,8 +110,8 @@ pdm::FieldOptions options(const std::string& unit, const std::string& long_name,
   return all;
 }
 
-Field create(const Fields& self, const std::string& name, const py::object& values, const std::string& unit,
-             const std::string& long_name, const std::optional<Set>& over, bool replace, int deflate,
+Field create(const Fields& self, const py_Text& name, const py::object& values, const py_Text& unit,
+             const py_Text& long_name, const std::optional<Set>& over, bool replace, int deflate,
              int chunk_rows) {
   pdm::FieldOptions like = options(unit, long_name, over, replace, deflate, chunk_rows);
   if (values.is_none())
@@ -123,8 +123,8 @@ Field create(const Fields& self, const std::string& name, const py::object& valu
           self.call([&](const pdm::Fields& fields) { return fields.create(name, numbers.numbers(), like); })};
 }
 
-Drawer append(const Field& self, const py::object& values, const std::string& unit,
-              const std::string& long_name, const std::optional<Set>& over, int deflate, int chunk_rows) {
+Drawer append(const Field& self, const py::object& values, const py_Text& unit, const py_Text& long_name,
+              const std::optional<Set>& over, int deflate, int chunk_rows) {
   pdm::FieldOptions like = options(unit, long_name, over, false, deflate, chunk_rows);
   const std::optional<pdm::Type> first = self.call(
       [](const pdm::Field& field) { return field.empty() ? std::nullopt : std::optional(field.type()); });
@@ -252,7 +252,7 @@ array([[1., 0.],
           "times", [](const Field& self) { return py_Array(times_of(self)); }, "The model's times.")
       .def_property_readonly("steps", py_Get<pdm::Field>(&pdm::Field::steps),
                              "The number of steps that are written.")
-      .def_property_readonly("name", [](const Field& self) { return self.value.name(); })
+      .def_property_readonly("name", [](const Field& self) { return py_Text(self.value.name()); })
       .def_property_readonly("unit", py_Get<pdm::Field>(&pdm::Field::unit))
       .def_property_readonly("long_name", py_Get<pdm::Field>(&pdm::Field::long_name))
       .def_property_readonly("components", py_Get<pdm::Field>(&pdm::Field::components))
@@ -273,7 +273,7 @@ void define_fields(py::module_& module) {
   fields
       .def(
           "__getitem__",
-          [](const Fields& self, const std::string& name) {
+          [](const Fields& self, const py_Text& name) {
             return Field{self.session, py_Entry(self, name)};
           },
           py::arg("name"))
@@ -283,7 +283,7 @@ void define_fields(py::module_& module) {
            "Stores a new field of one drawer, or without values one that append() fills step by step. One "
            "commit point, unless an update is open.")
       .def(
-          "__delitem__", [](const py::object& self, const std::string& name) { self.attr("remove")(name); },
+          "__delitem__", [](const py::object& self, const py_Text& name) { self.attr("remove")(name); },
           py::arg("name"));
 }
 

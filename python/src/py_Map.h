@@ -7,8 +7,8 @@
 namespace detail {
 
 template <class Map>
-std::vector<std::string> names(const py_Bound<Map>& self) {
-  return self.call([](const Map& map) { return map.names(); });
+std::vector<py_Text> names(const py_Bound<Map>& self) {
+  return py_Give(self.session, self.call([](const Map& map) { return map.names(); }));
 }
 
 } // namespace detail
@@ -39,16 +39,15 @@ void py_DefineMapping(Class& type) {
           "__contains__",
           [](const py_Bound<Map>& self, const py::object& name) {
             return py::isinstance<py::str>(name) &&
-                   self.call([text = py::isinstance<py::str>(name)
-                                         ? name.cast<std::string>()
-                                         : std::string()](const Map& map) { return map.contains(text); });
+                   self.call([text = py::isinstance<py::str>(name) ? name.cast<py_Text>() : py_Text()](
+                                 const Map& map) { return map.contains(text); });
           },
           py::arg("name"))
       .def("__iter__", [](const py_Bound<Map>& self) { return py::iter(py::cast(detail::names(self))); })
       .def("keys", &detail::names<Map>, "The names in ascending order of their bytes.")
       .def(
           "remove",
-          [](const py_Bound<Map>& self, const std::string& name) {
+          [](const py_Bound<Map>& self, const py_Text& name) {
             py_Entry(self, name);
             self.call([&](const Map& map) { map.remove(name); });
           },

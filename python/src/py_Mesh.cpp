@@ -13,7 +13,7 @@ using Surfaces = py_Bound<pdm::Surfaces>;
 using Mesh = py_Bound<pdm::Mesh>;
 using Model = py_Bound<pdm::Model>;
 
-Surface create_surface(const Surfaces& self, const std::string& name, const py::object& elements,
+Surface create_surface(const Surfaces& self, const py_Text& name, const py::object& elements,
                        const py::object& sides) {
   const pdm::Error where(py_FileOf(self), self.path(), "create a surface", {});
   const std::vector<int> all = py_Items(where, elements), numbers = py_Items(where, sides);
@@ -55,7 +55,7 @@ void define_parts(py::module_& module) {
 )")
       .def("__len__", py_Get<pdm::Block>(&pdm::Block::size))
       .def_property_readonly("number", [](const Block& self) { return self.value.number(); })
-      .def_property_readonly("name", [](const Block& self) { return self.value.name(); })
+      .def_property_readonly("name", [](const Block& self) { return py_Text(self.value.name()); })
       .def_property_readonly(
           "id", [](const Block& self) { return self.value.id(); }, "The user's number.")
       .def_property_readonly("type", py_Get<pdm::Block>(&pdm::Block::type))
@@ -67,7 +67,7 @@ void define_parts(py::module_& module) {
 
   py::class_<Surface>(module, "Surface", "Sides of elements: pairs of an element and the number of its side.")
       .def("__len__", py_Get<pdm::Surface>(&pdm::Surface::size))
-      .def_property_readonly("name", [](const Surface& self) { return self.value.name(); })
+      .def_property_readonly("name", [](const Surface& self) { return py_Text(self.value.name()); })
       .def_property_readonly("elements", py_Get<pdm::Surface>(&pdm::Surface::elements),
                              "The 0-based element of each side.")
       .def_property_readonly("sides", py_Get<pdm::Surface>(&pdm::Surface::sides),
@@ -80,7 +80,7 @@ void define_parts(py::module_& module) {
   surfaces
       .def(
           "__getitem__",
-          [](const Surfaces& self, const std::string& name) {
+          [](const Surfaces& self, const py_Text& name) {
             return Surface{self.session, py_Entry(self, name)};
           },
           py::arg("name"))

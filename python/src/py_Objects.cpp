@@ -25,8 +25,9 @@ std::vector<std::string> names_of(const Object& self) {
 }
 
 [[noreturn]] void refuse_member(const Object& self, const std::string& name) {
-  const py::object fault = py::module_::import("pdm_core._error")
-                               .attr("missing_attribute")(py_FileOf(self), self.path(), name, names_of(self));
+  const py::object fault =
+      py::module_::import("pdm_core._error")
+          .attr("missing_attribute")(py_Text(py_FileOf(self)), self.path(), name, names_of(self));
   PyErr_SetObject(fault.get_type().ptr(), fault.ptr());
   throw py::error_already_set();
 }

@@ -81,7 +81,7 @@ void py_PassOnLines() noexcept {
     std::string text = Heard::Get().Take();
     while (!text.empty()) {
       const std::size_t end = text.find('\n');
-      logger().attr("error")("%s", text.substr(0, end));
+      logger().attr("error")("%s", py_Text(text.substr(0, end)));
       text.erase(0, end + 1);
     }
   } catch (const std::exception&) { // a handler of the host's failed, and there is nobody to tell
@@ -94,14 +94,15 @@ py_Session::~py_Session() {
   } catch (const std::exception& fault) {
     try {
       const py::error_scope kept;
-      logger().attr("error")("%s", fault.what());
+      logger().attr("error")("%s", py_Text(fault.what()));
     } catch (const std::exception&) { // at the end of the interpreter there is no logger any more
     }
   }
 }
 
 void py_RefuseName(const pdm::Error& fault, const std::string& name, const std::vector<std::string>& names) {
-  set_error(error_class("missing_name")(fault.file(), fault.path(), fault.operation(), name, names));
+  set_error(error_class("missing_name")(py_Text(fault.file()), py_Text(fault.path()), fault.operation(),
+                                        py_Text(name), std::vector<py_Text>(names.begin(), names.end())));
   throw py::error_already_set();
 }
 
@@ -119,8 +120,9 @@ void py_TranslateErrors() {
       if (thrown)
         std::rethrow_exception(thrown);
     } catch (const pdm::Error& fault) {
-      logger().attr("debug")("%s", fault.what());
-      set_error(error_class("Error")(fault.file(), fault.path(), fault.operation(), fault.cause()));
+      logger().attr("debug")("%s", py_Text(fault.what()));
+      set_error(error_class("Error")(py_Text(fault.file()), py_Text(fault.path()), fault.operation(),
+                                     py_Text(fault.cause())));
     }
   });
 }

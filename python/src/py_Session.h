@@ -14,6 +14,33 @@
 
 namespace py = pybind11;
 
+/// A text of a file, whose names may have any bytes: those that are no UTF-8 come and go as os.fsdecode() has
+/// them.
+struct py_Text : std::string {
+  py_Text() = default;
+  py_Text(std::string text) : std::string(std::move(text)) {} // NOLINT: a text is what all names are
+};
+
+template <>
+struct pybind11::detail::type_caster<py_Text> {
+  PYBIND11_TYPE_CASTER(py_Text, const_name("str"));
+  bool load(handle source, bool) {
+    if (!PyUnicode_Check(source.ptr()))
+      return false;
+    const auto bytes =
+        reinterpret_steal<object>(PyUnicode_AsEncodedString(source.ptr(), "utf-8", "surrogateescape"));
+    if (!bytes) {
+      PyErr_Clear();
+      return false;
+    }
+    value.assign(PyBytes_AS_STRING(bytes.ptr()), static_cast<std::size_t>(PyBytes_GET_SIZE(bytes.ptr())));
+    return true;
+  }
+  static handle cast(const py_Text& text, return_value_policy, handle) {
+    return PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), "surrogateescape");
+  }
+};
+
 /// Passes on to the logger "pdm_core" what the library wrote to its error stream. REQUIRES the interpreter.
 void py_PassOnLines() noexcept;
 /// Sends the library's error stream to py_PassOnLines(). A process needs it once.
@@ -71,7 +98,7 @@ struct py_Bound {
   auto call(Work&& work) const {
     return session->call(path(), [&] { return work(value); });
   }
-  std::string path() const { return std::string(value.path()); }
+  py_Text path() const { return std::string(value.path()); }
 };
 
 /// A numpy array that takes a vector's memory over.
@@ -105,6 +132,10 @@ auto py_Give(const std::shared_ptr<py_Session>& session, T&& value) {
                        std::is_same_v<Value, std::vector<double>> ||
                        std::is_same_v<Value, std::vector<std::int64_t>>) {
     return py_Array(std::move(value));
+  } else if constexpr (std::is_same_v<Value, std::string>) {
+    return py_Text(std::forward<T>(value));
+  } else if constexpr (std::is_same_v<Value, std::vector<std::string>>) {
+    return std::vector<py_Text>(value.begin(), value.end());
   } else {
     return Value(std::forward<T>(value));
   }

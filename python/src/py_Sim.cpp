@@ -111,7 +111,7 @@ Sim create_file(const py::object& path, bool replace, double wait, const std::st
   return make(wait, [&] { return pdm::create(file, options); });
 }
 
-py::object find(const Sim& self, const std::string& path) {
+py::object find(const Sim& self, const py_Text& path) {
   return py_ObjectOf(self.session, self.call([&](const pdm::Sim& sim) { return sim[path]; }));
 }
 

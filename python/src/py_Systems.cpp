@@ -26,7 +26,7 @@ System find(const Systems& self, const py::object& which) {
     const int at = py_Index(self, "system", which.cast<py::ssize_t>(), count);
     return {self.session, self.call([&](const pdm::Systems& systems) { return systems[at]; })};
   }
-  const auto name = which.cast<std::string>();
+  const auto name = which.cast<py_Text>();
   std::vector<std::string> names;
   std::optional<pdm::System> found =
       self.call([&](const pdm::Systems& systems) -> std::optional<pdm::System> {
@@ -200,7 +200,7 @@ void py_DefineSystems(py::module_& module) {
       .def("__getitem__", &find, py::arg("which"))
       .def(
           "__contains__",
-          [](const Systems& self, const std::string& name) {
+          [](const Systems& self, const py_Text& name) {
             return self.call([&](const pdm::Systems& of) { return of.contains(name); });
           },
           py::arg("name"))
@@ -215,7 +215,7 @@ void py_DefineSystems(py::module_& module) {
       .def_property_readonly("names", py_Get<pdm::Systems>(&pdm::Systems::names), "In the order of the mesh.")
       .def(
           "create",
-          [](const Systems& self, const std::string& name, const std::string& kind) {
+          [](const Systems& self, const py_Text& name, const std::string& kind) {
             const pdm::Kind is = kind_of(self, kind);
             return System{self.session,
                           self.call([&](const pdm::Systems& to) { return to.create(name, is); })};

@@ -152,6 +152,8 @@ class Package(unittest.TestCase):
             self.assertEqual((fault.file, fault.path, fault.operation), (self.file, "discreteModel/mesh/nodeSets", "look up a name"))
             self.assertIn('do you mean "inlet"?', fault.cause)
             self.assertEqual(str(fault), ": ".join((fault.file, fault.path, fault.operation, fault.cause)))
+            with self.assertRaisesRegex(KeyError, "caf\udce9"):
+                sim.model.mesh.node_sets["caf\udce9"]
             self.assertRaises(IndexError, lambda: sim.model.mesh.node_fields["temperature"][2])
             self.assertRaises(KeyError, lambda: sim.model.mesh.systems["modal"])
             with self.assertRaisesRegex(pdm.Error, "open a file"):
@@ -199,6 +201,10 @@ class Package(unittest.TestCase):
             sim.model.mesh.node_sets["<b>&"] = [0]
             page = sim._repr_html_()
             self.assertIn("<details", page)
+            latin = b"caf\xe9".decode("utf-8", "surrogateescape")  # names may have any bytes
+            sim.model.mesh.node_sets[latin] = [2]
+            self.assertIn(latin, list(sim.model.mesh.node_sets))
+            self.assertEqual(sim.model.mesh.node_sets[latin].tolist(), [2])
             self.assertIn("&lt;b&gt;&amp;", page)
             self.assertNotIn("<b>", page)
             self.assertEqual(page.count("<details"), page.count("</details>"))
