@@ -22,7 +22,7 @@ class CMakeBuild(build_ext):
         subprocess.run(
             ["cmake", "-S", TOP, "-B", build, "-DCMAKE_BUILD_TYPE=Release", "-DPDM_PYTHON=ON", *options,
              f"-DPDM_PYTHON_EXECUTABLE={sys.executable}", "-DPDM_PYTHON_DIR=.", "-DPDM_PYTHON_LIBS=ON",
-             f"-DCMAKE_INSTALL_PREFIX={package.parent}", "-DCMAKE_INSTALL_RPATH=$ORIGIN"], check=True)
+             f"-DCMAKE_INSTALL_PREFIX={package.parent}", "-DCMAKE_BUILD_WITH_INSTALL_RPATH=ON"], check=True)
         subprocess.run(["cmake", "--build", build, "--target", "_pdm_core", "--parallel"], check=True)
         subprocess.run(["cmake", "--install", build, "--component", "python"], check=True)
 
