@@ -18,8 +18,8 @@ def _leaf(name, words):
 def _branch(title, entries, opened=False):
     if not entries:
         return ""
-    inner = "".join(entries)
-    return f"<li><details{' open' if opened else ''}><summary>{html.escape(title)}</summary><ul>{inner}</ul></details></li>"
+    head = f"<li><details{' open' if opened else ''}><summary>{html.escape(title)}</summary>"
+    return head + "<ul>" + "".join(entries) + "</ul></details></li>"
 
 
 def _most(entries, words):
@@ -49,9 +49,10 @@ def _system(system):
 
 def _mesh(mesh):
     maps = [_map(name, getattr(mesh, name)) for name in _MAPS]
-    blocks = _branch(f"blocks ({len(mesh.blocks)})", _most(mesh.blocks, lambda block: _leaf(str(block.number), _words(block))))
-    systems = _branch(f"systems ({len(mesh.systems)})", _most(range(len(mesh.systems)), lambda at: _system(mesh.systems[at])))
-    return [blocks, *maps, systems]
+    blocks = _most(mesh.blocks, lambda block: _leaf(str(block.number), _words(block)))
+    systems = _most(range(len(mesh.systems)), lambda at: _system(mesh.systems[at]))
+    return [
+        _branch(f"blocks ({len(mesh.blocks)})", blocks), *maps, _branch(f"systems ({len(mesh.systems)})", systems)]
 
 
 def _object(thing):
@@ -79,6 +80,7 @@ def _entries(thing):
 def page(self):
     """The object as a tree of HTML."""
     try:
-        return "<ul>" + (_branch(repr(self)[1:-1], _entries(self), True) or f"<li>{html.escape(repr(self))}</li>") + "</ul>"
+        tree = _branch(repr(self)[1:-1], _entries(self), True)
+        return "<ul>" + (tree or f"<li>{html.escape(repr(self))}</li>") + "</ul>"
     except Error as fault:
         return f"<p>{html.escape(str(fault))}</p>"
