@@ -30,6 +30,11 @@ class Block {
   /// \return the nodes of each element as a drawer, [size()][nodes_per_element()]; -1 fills up polygons.
   const Drawer& connectivity() const noexcept { return m_connectivity; }
 
+  /// \return where its drawer stands in the model.
+  std::string path() const { return m_connectivity.path(); }
+  /// For this layer alone.
+  const detail::File& state() const noexcept { return m_connectivity.state(); }
+
  private:
   Drawer m_connectivity;
   int m_number = 0;
@@ -74,6 +79,11 @@ class Surface {
   }
   /// \return the numbers of the sides as the field that they are.
   const Field& field() const noexcept { return m_field; }
+
+  /// \return where it stands in the model.
+  std::string path() const { return m_field.path(); }
+  /// For this layer alone.
+  const detail::File& state() const noexcept { return m_field.state(); }
 
  private:
   Field m_field;

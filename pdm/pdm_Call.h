@@ -146,7 +146,10 @@ inline std::size_t size(int n) noexcept {
 }
 
 inline std::string quoted(std::string_view name) {
-  return ("\"" + std::string(name)) + '"';
+  std::string text(1, '"'); // a sum of a literal and a string alarms g++ 12 at -O3 without cause
+  text += name;
+  text += '"';
+  return text;
 }
 
 } // namespace pdm::detail

@@ -63,6 +63,9 @@ class Drawer {
   /// \param count  number of rows.
   /// \param out    [count][components()] receives the numbers.
   void read_rows(int first, int count, const Buffer& out) const;
+  /// Maps the drawer where it lies in the file, [rows()][components()]: no copy, not checked against its
+  /// checksums. Throws Error where file, drawer or journal do not allow it; read() works all the same.
+  ORXSimMappedDrawer map() const;
   /// Writes the whole drawer. One commit point, unless an update is open.
   /// \param values  [rows()][components()] numbers of a type that the stored one can hold.
   void write(const Numbers& values) const;

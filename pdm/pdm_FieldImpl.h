@@ -50,7 +50,11 @@ class Stored {
 };
 
 inline std::string expected(std::string_view what, std::string_view found) {
-  return ("expected " + std::string(what) + ", found ").append(found);
+  std::string text("expected ");
+  text += what;
+  text += ", found ";
+  text += found;
+  return text;
 }
 
 /// The model's times, none when there are none. REQUIRES run().
@@ -149,6 +153,12 @@ inline std::string Drawer::dataset_path() const {
   detail::require_open(*this, "find the dataset");
   const detail::Lines unheard;
   return ORXSimDistributionRef(id).DatasetPath(m_index).CStr();
+}
+
+inline ORXSimMappedDrawer Drawer::map() const {
+  constexpr const char* kOperation = "map a field";
+  return detail::run(*this, kOperation,
+                     [&] { return ORXSimDistributionRef(m_field->checked(kOperation)).MapDrawer(m_index); });
 }
 
 inline void Drawer::check_type(Type out, const char* operation) const {

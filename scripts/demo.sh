@@ -7,7 +7,7 @@ source "$(dirname "$0")/setup.sh" build draw
 
 heading "Build (build/dev)"
 [ -f build/dev/build.ninja ] || quietly configure-dev cmake --preset dev -DPDM_TESTS=OFF
-quietly build-demo cmake --build --preset dev --parallel "$PDM_JOBS" --target pdmsim first_model modal_analysis modal_read
+quietly build-demo cmake --build --preset dev --parallel "$PDM_JOBS" --target pdmsim first_model modal_analysis modal_read _pdm_core
 bin=$PWD/build/dev/bin
 examples=$PWD/examples
 
@@ -43,6 +43,17 @@ say "$bin/modal_read" block.pdm
 say "$bin/pdmsim" dofs block.pdm 0 --node 1
 say "$bin/pdmsim" report block.pdm -o block.html
 say /usr/bin/python3 "$examples/modal_analysis/draw_modes.py" block.pdm modes.png
+
+heading "The same file in Python"
+export PYTHONPATH=${bin%/bin}/python
+say /usr/bin/python3 -c '
+import pdm_core as pdm
+with pdm.open("block.pdm") as sim:
+    mesh = sim.model.mesh
+    modal = mesh.systems["modal analysis"] if "modal analysis" in mesh.systems else mesh.systems[0]
+    print(sim, mesh, modal, sep="\n")
+    print(list(mesh.node_sets), mesh.node_fields["coordinates"][:2], modal.frequencies[:3].round(1))
+    print(modal.numbering(), "with", modal.numbering().pattern(mesh).nnz, "places that are not zero")'
 
 heading "Out again, and what was lost on the way"
 say "$bin/pdmsim" export block.pdm block.exo --lossy

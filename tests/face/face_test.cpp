@@ -73,6 +73,24 @@ TEST_F(Face, ReadsWhatWasWritten) {
   EXPECT_EQ(seen, "coordinates 1 heat 2 ");
 }
 
+TEST_F(Face, ADrawerIsMappedWhereItLies) {
+  std::vector<double> numbers(6000);
+  std::iota(numbers.begin(), numbers.end(), 0.5);
+  {
+    const pdm::Sim sim = Model();
+    const pdm::Field field = sim.model().mesh().mesh_fields().create("big", numbers);
+    EXPECT_EQ(Refused([&] { field[0].map(); }).path(), "discreteModel/mesh/meshFields/big[0]");
+  }
+  ORXSimMappedDrawer map;
+  {
+    const pdm::Sim sim = pdm::open(Path());
+    map = sim.model().mesh().mesh_fields()["big"][0].map();
+    EXPECT_EQ(sim.model().mesh().blocks()[0].path(), "discreteModel/mesh/elementFields/connectivity[0]");
+  }
+  ASSERT_EQ(map.Bytes(), 48000);
+  EXPECT_EQ(static_cast<const double*>(map.Data())[5999], 5999.5); // the file is closed, the map is not
+}
+
 TEST_F(Face, AnErrorHasFourPartsAndSaysWhatIsThere) {
   Model();
   const pdm::Sim sim = pdm::open(Path());

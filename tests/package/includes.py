@@ -74,6 +74,7 @@ ROOMS = {
     "fortran": ["c"],
     "examples": USER + ["pdm", "c"],
     "docs/site": USER + ["pdm", "c"],
+    "python": USER + ["pdm", "tools/pdmsim/mesh"],  # the table of element types
 }
 ROOMS["schema/templates"] = ROOMS["generated"] + ["generated"]
 

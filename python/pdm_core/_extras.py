@@ -1,0 +1,188 @@
+"""What the classes have besides: representations, and the words of pandas, scipy, meshio and pyvista."""
+
+import itertools
+
+from . import _html, _pdm_core as core
+from ._error import Error
+
+# VTK's numbers of cell types, as meshio calls them.
+_MESHIO = {
+    1: "vertex", 3: "line", 5: "triangle", 7: "polygon", 9: "quad", 10: "tetra", 12: "hexahedron", 13: "wedge",
+    14: "pyramid", 21: "line3", 22: "triangle6", 23: "quad8", 24: "tetra10", 25: "hexahedron20", 26: "wedge15",
+    27: "pyramid13", 28: "quad9", 29: "hexahedron27", 34: "triangle7"}
+
+
+def _shape(drawer):
+    return (drawer.rows,) if drawer.components == 1 else (drawer.rows, drawer.components)
+
+
+def describe(thing):
+    """An object in a few words."""
+    if isinstance(thing, core.Sim):
+        return f'"{thing.file}", open for {"reading and writing" if thing.writable else "reading"}'
+    if isinstance(thing, core.Mesh):
+        return f"{thing.dimension}-D, {thing.node_count} nodes, {thing.element_count} elements"
+    if isinstance(thing, core.Field):
+        drawers = len(thing)
+        of = f"{_shape(thing[0])} {thing.dtype}" if drawers else "empty"
+        unit = f" [{thing.unit}]" if thing.unit else ""
+        return f'"{thing.name}"{unit}, ' + (of if drawers < 2 else f"{drawers} drawers, the first {of}")
+    if isinstance(thing, core.Drawer):
+        return f"{_shape(thing)} {thing.dtype}" + (f" [{thing.unit}]" if thing.unit else "")
+    if isinstance(thing, core.System):
+        return f'"{thing.name}", {thing.kind}'
+    if isinstance(thing, core.Object):
+        return thing.class_name
+    if isinstance(thing, core.Block):
+        return f'"{thing.name}", {len(thing)} {thing.type}'
+    if isinstance(thing, core.Numbering):
+        return f"{thing.equation_count} equations at {thing.node_count} nodes"
+    if isinstance(thing, (core.Sets, core.Fields, core.Surfaces)):
+        names = list(itertools.islice(thing, 9))
+        return f"{len(thing)}: " + ", ".join(names[:8]) + (", ..." if len(names) > 8 else "")
+    return f"{len(thing)}" if hasattr(type(thing), "__len__") else getattr(thing, "path", "")
+
+
+def _repr(self):
+    try:
+        words = describe(self)
+    except Error as fault:
+        words = fault.cause
+    return f"<pdm_core.{type(self).__name__}: {words}>"
+
+
+def _member(self, name):
+    """Members of the schema class are attributes as well."""
+    if name.startswith("_"):  # what Python asks everything for
+        raise AttributeError(name)
+    return self.object.get(name)
+
+
+def _get(self, name, default=None):
+    """The entry of that name, or the default."""
+    return self[name] if name in self else default
+
+
+def _values(self):
+    """The entries in the order of their names."""
+    return [self[name] for name in self]
+
+
+def _items(self):
+    """Pairs of a name and its entry, in the order of the names."""
+    return [(name, self[name]) for name in self]
+
+
+def _index(self):
+    """The users' labels of the nodes as an index of pandas.
+
+    >>> mesh.node_index().tolist()
+    [1, 2, 3, 4]
+    """
+    import pandas
+
+    return pandas.Index(self.node_labels, name="node")
+
+
+def _element_index(self):
+    """The users' labels of the elements as an index of pandas."""
+    import pandas
+
+    return pandas.Index(self.element_labels, name="element")
+
+
+def _pattern(self, mesh):
+    """Which places of a matrix on the mesh are not zero, as scipy has it; rows are the solver's places.
+
+    >>> numbering = mesh.systems["modal analysis"].numbering()
+    >>> numbering.pattern(mesh).shape
+    (7, 7)
+    """
+    import numpy
+    import scipy.sparse
+
+    begin, columns = self._pattern(mesh)
+    size = len(begin) - 1
+    return scipy.sparse.csr_array((numpy.ones(len(columns), bool), columns, begin), shape=(size, size))
+
+
+def _points(mesh):
+    """Coordinates with three axes, as VTK has them."""
+    import numpy
+
+    given = mesh.node_fields["coordinates"][:].reshape(mesh.node_count, -1)
+    points = numpy.zeros((len(given), 3))
+    points[:, : given.shape[1]] = given
+    return points
+
+
+def _cells(mesh):
+    """VTK's number and [elements][nodes] of each block, nodes in VTK's order."""
+    for block in mesh.blocks:
+        number, order = block._vtk()
+        if number is None:
+            raise Error(mesh.path, "", "hand a mesh over", f'elements of type "{block.type}" are not known there')
+        yield block, number, block.connectivity[:].reshape(len(block), -1)[:, order]
+
+
+def _results(fields, step):
+    """The fields that have a value everywhere, those with steps at one of them."""
+    for name, field in fields.items():
+        if name not in ("coordinates", "connectivity", "label") and len(field):
+            drawer = field[0] if len(field) == 1 else field.step(step) if field.steps == len(field) else None
+            if drawer is not None and drawer.set.is_full:
+                yield name, drawer[:]
+
+
+def _to_meshio(self, step=-1):
+    """The mesh as meshio has it, with its sets, and results of one step."""
+    import meshio
+    import numpy
+
+    blocks = list(_cells(self))
+    cells = [(_MESHIO[number], nodes) for _, number, nodes in blocks]
+    items = [block.elements.items for block, _, _ in blocks]
+    sets = {
+        name: [numpy.flatnonzero(numpy.isin(block, of)) for block in items] for name, of in self.element_sets.items()}
+    of_elements = {name: [values[block] for block in items] for name, values in _results(self.element_fields, step)}
+    return meshio.Mesh(
+        _points(self), cells, point_data=dict(_results(self.node_fields, step)), cell_data=of_elements,
+        point_sets=dict(self.node_sets.items()), cell_sets=sets)
+
+
+def _to_pyvista(self, step=-1):
+    """The mesh as an unstructured grid of pyvista, with results of one step."""
+    import numpy
+    import pyvista
+
+    cells, types, items = [], [], []
+    for block, number, nodes in _cells(self):
+        width = numpy.full((len(nodes), 1), nodes.shape[1])
+        cells.append(numpy.hstack([width, nodes]).ravel())
+        types.append(numpy.full(len(nodes), number, numpy.uint8))
+        items.append(block.elements.items)
+    none = numpy.zeros(0, int)
+    grid = pyvista.UnstructuredGrid(
+        numpy.concatenate([none, *cells]), numpy.concatenate([none.astype(numpy.uint8), *types]), _points(self))
+    for name, values in _results(self.node_fields, step):
+        grid.point_data[name] = values
+    for name, values in _results(self.element_fields, step):
+        grid.cell_data[name] = values[numpy.concatenate([none, *items])]
+    return grid
+
+
+def add():
+    """Gives the classes what is written here."""
+    classes = [value for value in vars(core).values() if isinstance(value, type)]
+    for one in classes:
+        one.__module__ = "pdm_core"
+        one.__repr__ = _repr
+        one._repr_html_ = _html.page
+    for one in (core.Sets, core.Fields, core.Surfaces):
+        one.get, one.values, one.items = _get, _values, _items
+        one._ipython_key_completions_ = lambda self: list(self)
+    for one in (core.Mesh, core.Model, core.System, core.Event):
+        one.__getattr__ = _member
+    core.Mesh.node_index, core.Mesh.element_index = _index, _element_index
+    core.Mesh.to_meshio, core.Mesh.to_pyvista = _to_meshio, _to_pyvista
+    core.Numbering.pattern = _pattern

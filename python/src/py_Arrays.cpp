@@ -1,0 +1,42 @@
+#include "py_Arrays.h"
+
+namespace {
+
+/// What the helper in Python says of an array, with its refusals as errors of the library.
+py::array lossless(const pdm::Error& where, const py::object& values, const py::object& wanted) {
+  try {
+    return py::module_::import("pdm_core._arrays").attr("lossless")(values, wanted);
+  } catch (const py::error_already_set& fault) {
+    if (!fault.matches(PyExc_ValueError) && !fault.matches(PyExc_TypeError))
+      throw;
+    throw pdm::Error(where.file(), where.path(), where.operation(), py::str(fault.value()));
+  }
+}
+
+pdm::Type type_of(const py::array& array) {
+  const bool wide = array.itemsize() == 8;
+  return array.dtype().kind() == 'i' ? (wide ? pdm::Type::int64 : pdm::Type::int32)
+                                     : (wide ? pdm::Type::float64 : pdm::Type::float32);
+}
+
+} // namespace
+
+py::dtype py_Type(pdm::Type type) {
+  return py::dtype(pdm::name_of(type));
+}
+
+py_Numbers::py_Numbers(const pdm::Error& where, const py::object& values, std::optional<pdm::Type> wanted)
+    : m_array(lossless(where, values,
+                       wanted.has_value() ? py::object(py::str(pdm::name_of(*wanted))) : py::none())) {
+  py::ssize_t width = 1;
+  for (py::ssize_t axis = 1; axis < m_array.ndim(); ++axis)
+    width *= m_array.shape(axis);
+  m_numbers = pdm::Numbers(m_array.data(), static_cast<std::size_t>(m_array.size()), type_of(m_array),
+                           static_cast<int>(std::max<py::ssize_t>(width, 1)));
+}
+
+std::vector<int> py_Items(const pdm::Error& where, const py::object& items) {
+  const py_Numbers all(where, items, pdm::Type::int32);
+  const auto* const first = static_cast<const int*>(all.numbers().data());
+  return {first, first + all.numbers().count()};
+}

@@ -1,0 +1,128 @@
+#include "py_Session.h"
+
+#include <pthread.h>
+
+#include <atomic>
+
+namespace {
+
+constinit std::atomic<unsigned> s_forks = 0;
+
+/// What the library wrote outside of calls, until a thread that has the interpreter passes it on.
+class Heard {
+ public:
+  static Heard& Get() {
+    static Heard* const heard = new Heard; // lives as long as the library may write
+    return *heard;
+  }
+  void Add(const char* text) {
+    const std::lock_guard lock(m_lock);
+    m_text += text;
+    m_any.store(true, std::memory_order_release);
+  }
+  bool Any() const noexcept { return m_any.load(std::memory_order_acquire); }
+  /// \return whole lines; what is not ended yet stays.
+  std::string Take() {
+    const std::lock_guard lock(m_lock);
+    const std::size_t end = m_text.rfind('\n') + 1; // 0: none
+    std::string lines = m_text.substr(0, end);
+    m_text.erase(0, end);
+    m_any.store(!m_text.empty(), std::memory_order_release);
+    return lines;
+  }
+  void Hold() { m_lock.lock(); }
+  void Free() { m_lock.unlock(); }
+
+ private:
+  std::mutex m_lock;
+  std::string m_text;
+  std::atomic<bool> m_any = false;
+};
+
+py::object logger() {
+  return py::module_::import("logging").attr("getLogger")("pdm_core");
+}
+
+py::object error_class(const char* name) {
+  return py::module_::import("pdm_core._error").attr(name);
+}
+
+void set_error(const py::object& fault) {
+  PyErr_SetObject(fault.get_type().ptr(), fault.ptr());
+}
+
+} // namespace
+
+unsigned py_Forks() noexcept {
+  return s_forks.load(std::memory_order_relaxed);
+}
+
+void py_TakeLines() {
+  ::pthread_atfork([] { Heard::Get().Hold(); }, [] { Heard::Get().Free(); },
+                   [] {
+                     Heard::Get().Free();
+                     ++s_forks;
+                   });
+  err_InstallSink(
+      [](const char* text, void* heard) {
+        try {
+          static_cast<Heard*>(heard)->Add(text);
+        } catch (const std::exception&) { // a line that there is no memory for is lost
+        }
+      },
+      &Heard::Get());
+}
+
+void py_PassOnLines() noexcept {
+  if (!Heard::Get().Any()) [[likely]]
+    return;
+  try {
+    const py::error_scope kept; // an exception that is under way stays
+    std::string text = Heard::Get().Take();
+    while (!text.empty()) {
+      const std::size_t end = text.find('\n');
+      logger().attr("error")("%s", py_Text(text.substr(0, end)));
+      text.erase(0, end + 1);
+    }
+  } catch (const std::exception&) { // a handler of the host's failed, and there is nobody to tell
+  }
+}
+
+py_Session::~py_Session() {
+  try {
+    m_sim.close();
+  } catch (const std::exception& fault) {
+    try {
+      const py::error_scope kept;
+      logger().attr("error")("%s", py_Text(fault.what()));
+    } catch (const std::exception&) { // at the end of the interpreter there is no logger any more
+    }
+  }
+}
+
+void py_RefuseName(const pdm::Error& fault, const std::string& name, const std::vector<std::string>& names) {
+  set_error(error_class("missing_name")(py_Text(fault.file()), py_Text(fault.path()), fault.operation(),
+                                        py_Text(name), std::vector<py_Text>(names.begin(), names.end())));
+  throw py::error_already_set();
+}
+
+void py_RefuseIndex(const std::string& file, const std::string& path, const std::string& what,
+                    py::ssize_t index, int count) {
+  set_error(error_class("IndexMissing")(file, path, "find a " + what,
+                                        "there is no " + what + " " + std::to_string(index) + ", there are " +
+                                            std::to_string(count)));
+  throw py::error_already_set();
+}
+
+void py_TranslateErrors() {
+  py::register_exception_translator([](std::exception_ptr thrown) {
+    try {
+      if (thrown)
+        std::rethrow_exception(thrown);
+    } catch (const pdm::Error& fault) {
+      logger().attr("debug")("%s", py_Text(fault.what()));
+      set_error(error_class("Error")(py_Text(fault.file()), py_Text(fault.path()), fault.operation(),
+                                     py_Text(fault.cause())));
+    }
+  });
+}

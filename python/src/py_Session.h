@@ -1,0 +1,195 @@
+#pragma once
+
+#include <pdm/pdm.hpp>
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <memory>
+#include <mutex>
+
+// What every object of the module stands on: the file that it keeps open, and one way to call the library.
+// Threads: any; the calls on one file take turns, and none of them holds the interpreter's lock.
+
+namespace py = pybind11;
+
+/// A text of a file, whose names may have any bytes: those that are no UTF-8 come and go as os.fsdecode() has
+/// them.
+struct py_Text : std::string {
+  py_Text() = default;
+  py_Text(std::string text) : std::string(std::move(text)) {} // NOLINT: a text is what all names are
+};
+
+template <>
+struct pybind11::detail::type_caster<py_Text> {
+  PYBIND11_TYPE_CASTER(py_Text, const_name("str"));
+  bool load(handle source, bool) {
+    if (!PyUnicode_Check(source.ptr()))
+      return false;
+    const auto bytes =
+        reinterpret_steal<object>(PyUnicode_AsEncodedString(source.ptr(), "utf-8", "surrogateescape"));
+    if (!bytes) {
+      PyErr_Clear();
+      return false;
+    }
+    value.assign(PyBytes_AS_STRING(bytes.ptr()), static_cast<std::size_t>(PyBytes_GET_SIZE(bytes.ptr())));
+    return true;
+  }
+  static handle cast(const py_Text& text, return_value_policy, handle) {
+    return PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), "surrogateescape");
+  }
+};
+
+/// Passes on to the logger "pdm_core" what the library wrote to its error stream. REQUIRES the interpreter.
+void py_PassOnLines() noexcept;
+/// Sends the library's error stream to py_PassOnLines(). A process needs it once.
+void py_TakeLines();
+/// \return how often this process has become another one by fork().
+unsigned py_Forks() noexcept;
+
+/// One open file. It is closed with close(), or with the last object that was made of it.
+class py_Session {
+ public:
+  explicit py_Session(pdm::Sim sim) : m_sim(std::move(sim)), m_forks(py_Forks()) {}
+  py_Session(const py_Session&) = delete;
+  py_Session& operator=(const py_Session&) = delete;
+  ~py_Session();
+
+  const pdm::Sim& sim() const { return m_sim; }
+  pdm::Sim& sim() { return m_sim; }
+
+  /// Does work with the library, without the interpreter's lock and alone in this file. The work must not
+  /// touch Python.
+  /// \param path  of the object that is used, for an Error.
+  /// \param work  called without arguments; what it answers is answered by value.
+  template <class Work>
+  auto call(const std::string& path, Work&& work) -> std::decay_t<std::invoke_result_t<Work>> {
+    struct Heard {
+      ~Heard() { py_PassOnLines(); }
+    } const heard;
+    require_own(path);
+    const py::gil_scoped_release released;
+    const std::lock_guard turn(m_turn);
+    return std::forward<Work>(work)();
+  }
+
+ private:
+  /// In a child made by fork() another thread of the parent may hold the turn for ever.
+  void require_own(const std::string& path) const {
+    if (m_forks != py_Forks())
+      throw pdm::Error(m_sim.state() == nullptr ? std::string() : m_sim.state()->file, path, "use a file",
+                       "it was opened before a fork, by the parent process: open it again");
+  }
+
+  pdm::Sim m_sim;
+  std::mutex m_turn;
+  unsigned m_forks;
+};
+
+/// An object of pdm:: with the file that it belongs to.
+template <class T>
+struct py_Bound {
+  std::shared_ptr<py_Session> session;
+  T value; // ends before the session does
+
+  /// \param work  called with the object of pdm::, as py_Session::call().
+  template <class Work>
+  auto call(Work&& work) const {
+    return session->call(path(), [&] { return work(value); });
+  }
+  py_Text path() const { return std::string(value.path()); }
+};
+
+/// A numpy array that takes a vector's memory over.
+/// \param shape  of the array; the numbers are as many.
+template <class T>
+py::array py_Array(std::vector<T>&& values, std::vector<py::ssize_t> shape) {
+  auto* const kept = new std::vector<T>(std::move(values));
+  const py::capsule owner(kept, [](void* vector) { delete static_cast<std::vector<T>*>(vector); });
+  return py::array_t<T>(std::move(shape), kept->data(), owner);
+}
+template <class T>
+py::array py_Array(std::vector<T>&& values) {
+  const auto count = static_cast<py::ssize_t>(values.size());
+  return py_Array(std::move(values), {count});
+}
+
+/// True for what belongs to a file.
+template <class T>
+concept py_Part = requires(const T& value) {
+  value.state();
+  value.path();
+};
+
+/// What a call answers, as Python has it: arrays of numbers, objects with their file, the rest as it is.
+template <class T>
+auto py_Give(const std::shared_ptr<py_Session>& session, T&& value) {
+  using Value = std::decay_t<T>;
+  if constexpr (py_Part<Value>) {
+    return py_Bound<Value>{session, std::forward<T>(value)};
+  } else if constexpr (std::is_same_v<Value, std::vector<int>> ||
+                       std::is_same_v<Value, std::vector<double>> ||
+                       std::is_same_v<Value, std::vector<std::int64_t>>) {
+    return py_Array(std::move(value));
+  } else if constexpr (std::is_same_v<Value, std::string>) {
+    return py_Text(std::forward<T>(value));
+  } else if constexpr (std::is_same_v<Value, std::vector<std::string>>) {
+    return std::vector<py_Text>(value.begin(), value.end());
+  } else {
+    return Value(std::forward<T>(value));
+  }
+}
+template <py_Part T>
+auto py_Give(const std::shared_ptr<py_Session>& session, std::vector<T>&& values) {
+  std::vector<py_Bound<T>> all;
+  for (T& value : values)
+    all.push_back({session, std::move(value)});
+  return all;
+}
+template <py_Part T>
+auto py_Give(const std::shared_ptr<py_Session>& session, std::optional<T>&& value) {
+  return value.has_value() ? std::optional(py_Bound<T>{session, std::move(*value)}) : std::nullopt;
+}
+
+/// A method without arguments: `py_Get<pdm::Mesh>(&pdm::Mesh::node_sets)`.
+template <class T, class Method>
+auto py_Get(Method method) {
+  return [method](const py_Bound<T>& self) {
+    return py_Give(self.session, self.call([&](const T& value) {
+      auto answer = std::invoke(method, value);
+      pdm::detail::require_open(value, "use an object"); // a map of a closed file is none
+      return answer;
+    }));
+  };
+}
+
+/// A failure of a name or a number that is not there, a KeyError or IndexError besides.
+[[noreturn]] void py_RefuseName(const pdm::Error& fault, const std::string& name,
+                                const std::vector<std::string>& names);
+[[noreturn]] void py_RefuseIndex(const std::string& file, const std::string& path, const std::string& what,
+                                 py::ssize_t index, int count);
+/// Makes pdm::Error an exception of Python.
+void py_TranslateErrors();
+
+/// The file's name of an object, "" for none.
+template <class T>
+std::string py_FileOf(const py_Bound<T>& self) {
+  return self.value.state() == nullptr ? std::string() : self.value.state()->file;
+}
+
+/// An index from Python, which counts from the end when it is negative.
+template <class T>
+int py_Index(const py_Bound<T>& self, const std::string& what, py::ssize_t index, int count) {
+  const py::ssize_t at = index < 0 ? index + count : index;
+  if (at < 0 || at >= count)
+    py_RefuseIndex(py_FileOf(self), self.path(), what, index, count);
+  return static_cast<int>(at);
+}
+
+void py_DefineBulk(py::module_& module);
+void py_DefineFields(py::module_& module);
+void py_DefineMesh(py::module_& module);
+void py_DefineSystems(py::module_& module);
+void py_DefineObjects(py::module_& module);
+void py_DefineSim(py::module_& module);

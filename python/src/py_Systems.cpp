@@ -1,0 +1,226 @@
+#include "py_Arrays.h"
+#include "py_Session.h"
+
+// Systems of equations, their events and numberings.
+
+namespace {
+
+using Event = py_Bound<pdm::Event>;
+using System = py_Bound<pdm::System>;
+using Systems = py_Bound<pdm::Systems>;
+using pdm::Numbering;
+
+constexpr const char* kKinds[] = {"plain", "generic", "modal", "substructure", "other"};
+
+pdm::Kind kind_of(const Systems& self, const std::string& name) {
+  const auto* const found = std::find(std::begin(kKinds), std::end(kKinds), name);
+  if (found == std::end(kKinds))
+    throw pdm::Error(py_FileOf(self), self.path(), "add a system",
+                     "a system is \"plain\", \"generic\", \"modal\" or \"substructure\"");
+  return static_cast<pdm::Kind>(found - std::begin(kKinds));
+}
+
+System find(const Systems& self, const py::object& which) {
+  if (py::isinstance<py::int_>(which)) {
+    const int count = self.call([](const pdm::Systems& systems) { return systems.size(); });
+    const int at = py_Index(self, "system", which.cast<py::ssize_t>(), count);
+    return {self.session, self.call([&](const pdm::Systems& systems) { return systems[at]; })};
+  }
+  const auto name = which.cast<py_Text>();
+  std::vector<std::string> names;
+  std::optional<pdm::System> found =
+      self.call([&](const pdm::Systems& systems) -> std::optional<pdm::System> {
+        if (systems.contains(name))
+          return systems[name];
+        names = systems.names();
+        return std::nullopt;
+      });
+  if (!found.has_value())
+    py_RefuseName({py_FileOf(self), self.path(), "open a system", {}}, name, names);
+  return {self.session, std::move(*found)};
+}
+
+template <class T>
+std::vector<T> vector_of(const System& self, const char* operation, const py::object& values) {
+  const py_Numbers all({py_FileOf(self), self.path(), operation, {}}, values, pdm::type_of<T>);
+  const auto* const first = static_cast<const T*>(all.numbers().data());
+  return {first, first + all.numbers().count()};
+}
+
+py::array equations(const Numbering& self) {
+  return py_Array(self.equations(), {self.node_count(), static_cast<py::ssize_t>(self.labels().size())});
+}
+
+/// The places of a matrix that are not zero, as begins and columns of its rows.
+py::tuple pattern(const Numbering& self, const py_Bound<pdm::Mesh>& mesh) {
+  pdm::Pattern found = mesh.call([&](const pdm::Mesh& of) {
+    std::vector<std::vector<int>> elements;
+    std::vector<int> widths;
+    for (const pdm::Block& block : of.blocks()) {
+      elements.push_back(block.connectivity().read<int>());
+      widths.push_back(block.nodes_per_element());
+    }
+    try {
+      return self.pattern(elements, widths);
+    } catch (const std::invalid_argument& fault) {
+      throw pdm::Error(of.state()->file, of.path(), "find a matrix' pattern", fault.what());
+    }
+  });
+  return py::make_tuple(py_Array(std::move(found.begin)), py_Array(std::move(found.columns)));
+}
+
+void define_numbering(py::module_& module) {
+  py::class_<Numbering>(module, "Numbering",
+                        R"(The equations of a system, numbered from 0. It outlives the file.
+
+>>> numbering = mesh.systems["modal analysis"].numbering()
+>>> numbering.equations
+array([[ 0,  1],
+       [ 2, -1],
+       [ 3,  4],
+       [ 5,  6]], dtype=int32)
+>>> numbering.equation_count, numbering.order
+(7, array([6, 5, 4, 3, 2, 1, 0], dtype=int32))
+)")
+      .def_static(
+          "of",
+          [](const py::object& masks, const py::object& order) {
+            const pdm::Error where({}, {}, "number degrees of freedom", {});
+            const std::vector<int> all = py_Items(where, masks);
+            try {
+              return order.is_none() ? Numbering(all) : Numbering(all, py_Items(where, order));
+            } catch (const std::invalid_argument& fault) {
+              throw pdm::Error({}, {}, where.operation(), fault.what());
+            }
+          },
+          py::arg("masks"), py::arg("order") = py::none(),
+          "The equations of [nodes] masks: bit b-1 is set where the degree of freedom with label b is "
+          "active.")
+      .def_property_readonly("node_count", &Numbering::node_count)
+      .def_property_readonly("equation_count", &Numbering::equation_count)
+      .def_property_readonly(
+          "labels", [](const Numbering& self) { return py_Array(std::vector<int>(self.labels())); },
+          "The labels that are active anywhere, ascending.")
+      .def_property_readonly("has_order", &Numbering::has_order)
+      .def("equation", &Numbering::equation, py::arg("node"), py::arg("label"),
+           "The equation of a 0-based node and a label from 1; -1 where there is none.")
+      .def_property_readonly("equations", &equations,
+                             "[nodes][labels] the equations, -1 where there is none.")
+      .def_property_readonly(
+          "nodes", [](const Numbering& self) { return py_Array(self.equation_nodes()); },
+          "[equations] the node of each.")
+      .def_property_readonly("equation_labels",
+                             [](const Numbering& self) { return py_Array(self.equation_labels()); })
+      .def_property_readonly(
+          "order", [](const Numbering& self) { return py_Array(self.order()); },
+          "[solver's places] the equation at each: a permutation of them or some of them.")
+      .def_property_readonly(
+          "places", [](const Numbering& self) { return py_Array(self.places()); },
+          "[equations] the solver's place of each, -1 for none.")
+      .def("_pattern", &pattern, py::arg("mesh"));
+}
+
+void define_event(py::module_& module) {
+  py::class_<Event>(module, "Event", "One event of a modal analysis.")
+      .def_property_readonly("name", py_Get<pdm::Event>(&pdm::Event::name))
+      .def_property_readonly("type", py_Get<pdm::Event>(&pdm::Event::type))
+      .def_property_readonly("active_modes", py_Get<pdm::Event>(&pdm::Event::active_modes))
+      .def_property_readonly("fields", py_Get<pdm::Event>(&pdm::Event::fields))
+      .def_property_readonly("object", py_Get<pdm::Event>(&pdm::Event::object))
+      .def_property_readonly("path", &Event::path);
+}
+
+void define_system(py::module_& module) {
+  py::class_<System>(module, "System", R"(A system of equations on a mesh.
+
+>>> modal = mesh.systems["modal analysis"]
+>>> modal.kind, modal.frequencies, modal.activity
+('modal', array([1.5, 2.5]), array([3, 1, 3, 3], dtype=int32))
+)")
+      .def_property_readonly("name", py_Get<pdm::System>(&pdm::System::name))
+      .def_property_readonly(
+          "kind",
+          [](const System& self) {
+            return kKinds[static_cast<int>(self.call([](const pdm::System& of) { return of.kind(); }))];
+          },
+          "\"plain\", \"generic\", \"modal\", \"substructure\", or \"other\" for a host's class.")
+      .def_property_readonly("class_name", py_Get<pdm::System>(&pdm::System::class_name))
+      .def_property_readonly("fields", py_Get<pdm::System>(&pdm::System::fields))
+      .def_property(
+          "node_labels", py_Get<pdm::System>(&pdm::System::node_labels),
+          [](const System& self, const py::object& labels) {
+            const auto all = vector_of<int>(self, "store node labels", labels);
+            self.call([&](const pdm::System& to) { to.set_node_labels(all); });
+          },
+          "[nodes] the user's labels, none when the system has none.")
+      .def_property(
+          "activity", py_Get<pdm::System>(&pdm::System::activity),
+          [](const System& self, const py::object& masks) {
+            const auto all = vector_of<int>(self, "store activity masks", masks);
+            self.call([&](const pdm::System& to) { to.set_activity(all); });
+          },
+          "[nodes] bit b-1 is set where degree of freedom b is active.")
+      .def_property(
+          "frequencies", py_Get<pdm::System>(&pdm::System::frequencies),
+          [](const System& self, const py::object& hertz) {
+            const auto all = vector_of<double>(self, "store the frequencies", hertz);
+            self.call([&](const pdm::System& to) { to.set_frequencies(all); });
+          },
+          "[modes] in Hz, negative for unstable modes.")
+      .def(
+          "set_order",
+          [](const System& self, const py::object& order) {
+            const auto all = vector_of<int>(self, "store the solver's order", order);
+            self.call([&](const pdm::System& to) { to.set_order(all); });
+          },
+          py::arg("order"), "Stores the equation at each of the solver's places.")
+      .def(
+          "numbering",
+          [](const System& self) { return self.call([](const pdm::System& of) { return of.numbering(); }); },
+          "Numbers the degrees of freedom as the activity says, in the solver's order if there is one.")
+      .def_property_readonly("mode_shapes", py_Get<pdm::System>(&pdm::System::mode_shapes),
+                             "A drawer a mode.")
+      .def_property_readonly("events", py_Get<pdm::System>(&pdm::System::events))
+      .def_property_readonly("object", py_Get<pdm::System>(&pdm::System::object))
+      .def_property_readonly("path", &System::path);
+}
+
+} // namespace
+
+void py_DefineSystems(py::module_& module) {
+  define_numbering(module);
+  define_event(module);
+  define_system(module);
+  py::class_<Systems>(module, "Systems", R"(The systems of a mesh: a sequence, and by name.
+
+>>> len(mesh.systems), mesh.systems.names, mesh.systems[0].name
+(1, ['modal analysis'], 'modal analysis')
+)")
+      .def("__len__", py_Get<pdm::Systems>(&pdm::Systems::size))
+      .def("__getitem__", &find, py::arg("which"))
+      .def(
+          "__contains__",
+          [](const Systems& self, const py_Text& name) {
+            return self.call([&](const pdm::Systems& of) { return of.contains(name); });
+          },
+          py::arg("name"))
+      .def("__iter__",
+           [](const Systems& self) {
+             py::list all;
+             const int count = self.call([](const pdm::Systems& of) { return of.size(); });
+             for (int i = 0; i < count; ++i)
+               all.append(System{self.session, self.call([&](const pdm::Systems& of) { return of[i]; })});
+             return py::iter(all);
+           })
+      .def_property_readonly("names", py_Get<pdm::Systems>(&pdm::Systems::names), "In the order of the mesh.")
+      .def(
+          "create",
+          [](const Systems& self, const py_Text& name, const std::string& kind) {
+            const pdm::Kind is = kind_of(self, kind);
+            return System{self.session,
+                          self.call([&](const pdm::Systems& to) { return to.create(name, is); })};
+          },
+          py::arg("name"), py::arg("kind") = "plain",
+          "Adds a system. One commit point, unless an update is open.")
+      .def_property_readonly("path", &Systems::path);
+}

@@ -1,0 +1,224 @@
+#!/usr/bin/env python3
+"""Files in a few words of Python: arrays as h5py finds them, failures in four parts, updates whole or not at all."""
+
+import collections.abc
+import gc
+import logging
+import os
+import sys
+import tempfile
+import threading
+import unittest
+
+import h5py
+import meshio
+import numpy as np
+import pandas
+import pdm_core as pdm
+from model import HEAT, TRIANGLES, XY, make
+
+
+class Package(unittest.TestCase):
+    def setUp(self):
+        self.file = make(os.path.join(tempfile.mkdtemp(dir=sys.argv[1]), "a.pdm"))
+
+    def tearDown(self):
+        gc.collect()
+
+    def test_reads_what_was_written(self):
+        with pdm.open(self.file) as sim, h5py.File(self.file) as judge:
+            mesh = sim.model.mesh
+            self.assertEqual((mesh.node_count, mesh.element_count, mesh.dimension), (4, 2, 2))
+            coordinates, temperature = mesh.node_fields["coordinates"], mesh.node_fields["temperature"]
+            for drawer, values in [(coordinates[0], XY), *zip(temperature, HEAT), (mesh.blocks[0].connectivity, TRIANGLES)]:
+                np.testing.assert_array_equal(drawer[:], values)
+                np.testing.assert_array_equal(judge[drawer.dataset_path][()].reshape(values.shape), values)
+                self.assertEqual(drawer[:].dtype, judge[drawer.dataset_path].dtype)
+            for index in (slice(1, 3), slice(None, None, -2), slice(9, 2), 2, -1, [0, 3]):
+                np.testing.assert_array_equal(temperature.at(time=0.5)[index], HEAT[1][index])
+            np.testing.assert_array_equal(coordinates[1:], XY[1:])
+            np.testing.assert_array_equal(np.asarray(coordinates), XY)
+            self.assertEqual((coordinates.unit, coordinates.long_name, len(temperature), temperature.steps), ("m", "x, y", 2, 2))
+            self.assertEqual((temperature.times.tolist(), mesh.times.tolist()), ([0, 0.5], [0, 0.5]))
+            self.assertIsInstance(mesh.node_sets, collections.abc.Mapping)
+            self.assertEqual({name: list(items) for name, items in mesh.node_sets.items()}, {"inlet": [0, 1], "outlet": [2, 3]})
+            self.assertEqual(mesh.node_sets["outlet"].dtype, np.int32)
+            self.assertIsNone(mesh.node_sets.get("none"))
+            self.assertEqual((len(mesh.surfaces["bottom"]), mesh.surfaces["bottom"].elements.tolist()), (1, [0]))
+            self.assertRaises(pdm.Error, lambda: temperature[:])  # which step?
+            self.assertRaises(pdm.Error, coordinates.view)  # in no one piece, and small
+
+    def test_a_view_is_the_file(self):
+        numbers = np.arange(300000.0).reshape(-1, 3)
+        with pdm.create(self.file, replace=True) as sim:
+            sim.create_mesh(100000, 0).node_fields.create("coordinates", numbers)
+            self.assertRaises(pdm.Error, sim.model.mesh.node_fields["coordinates"].view)
+        with pdm.open(self.file) as sim:
+            view = sim.model.mesh.node_fields["coordinates"].view()
+            self.assertFalse(view.flags.writeable or view.flags.owndata)
+        np.testing.assert_array_equal(view, numbers)  # outlives the file
+
+    def test_systems_number_their_equations(self):
+        with pdm.open(self.file) as sim:
+            modal = sim.model.mesh.systems["modal analysis"]
+            numbering, pattern = modal.numbering(), modal.numbering().pattern(sim.model.mesh).toarray()
+            self.assertEqual(modal.frequencies.tolist(), [1.5, 2.5])
+        self.assertEqual(numbering.equations.tolist(), [[0, 1], [2, -1], [3, 4], [5, 6]])
+        self.assertEqual(numbering.order.tolist(), [6, 5, 4, 3, 2, 1, 0])
+        self.assertEqual(numbering.nodes.tolist(), [0, 0, 1, 2, 2, 3, 3])
+        coupled = np.array([[any(a in t and b in t for t in TRIANGLES) for b in numbering.nodes] for a in numbering.nodes])
+        np.testing.assert_array_equal(pattern, coupled[np.ix_(numbering.order, numbering.order)])
+
+    def test_members_of_schema_classes_are_attributes(self):
+        with pdm.open(self.file, "r+") as sim:
+            modal = sim["discreteModel/mesh/systems/0"]
+            self.assertEqual((modal.systemName, modal.propertyEvaluation), ("modal analysis", 0.25))
+            modal.object.systemName = "renamed"
+            self.assertEqual(sim.model.mesh.systems[0].name, "renamed")
+            self.assertEqual(sim["discreteModel"].object.mesh.nodeSets["inlet"].tolist(), [0, 1])
+            self.assertEqual(len(sim["discreteModel/mesh"].object.systems), 1)
+            self.assertEqual(modal.modes.name, "modes")
+            self.assertIsNone(modal.residualModes)
+            modal.object.residualModes = modal.object.get("structuralModes")
+            with self.assertRaisesRegex(AttributeError, 'do you mean "systemName"'):
+                modal.systemNam
+            with self.assertRaisesRegex(pdm.Error, "not of the member's type"):
+                modal.object.propertyEvaluation = "much"
+            with self.assertRaises(pdm.Error):
+                modal.object.systemName = "cut\0here"
+            with self.assertRaises(AttributeError):
+                modal.object.colour = 1
+            with pdm.open(make(self.file + "2")) as other:
+                with self.assertRaisesRegex(pdm.Error, "another file"):
+                    sim.model.mesh.object.faces = other.model.mesh.nodes
+                with self.assertRaisesRegex(pdm.Error, "same file"):
+                    sim.model.mesh.node_fields.create("x", [1.0, 2], over=other.model.mesh.node_sets.set("inlet"))
+            self.assertIsNone(sim.model.mesh.object.faces)
+
+    def test_only_numbers_that_fit_are_stored(self):
+        with pdm.open(self.file, "r+") as sim:
+            fields = sim.model.mesh.node_fields
+            big = np.array([2**63 - 1, 0, 0, 0])
+            kept = {
+                "int8": np.int32, "uint16": np.int32, "uint32": np.int64, "int64": np.int64, "uint64": np.int64,
+                "float16": np.float32, "float32": np.float32, ">f8": np.float64, "longdouble": np.float64, "bool": np.int32}
+            for name, stored in kept.items():
+                values = np.array([[0, 1], [1, 0], [0, 0], [1, 1]], name)
+                field = fields.create(name, values[:, ::-1], unit="1")
+                self.assertEqual(field.dtype, stored, name)
+                np.testing.assert_array_equal(field[:], values[:, ::-1])
+            for values in (["a"] * 4, [1j] * 4, big.astype(np.uint64) * 2, np.full(4, np.longdouble(1) / 3), [None] * 4,
+                           np.ma.masked_equal([1, 2, 3, 4], 2), np.arange(5), np.ones((3, 2)), np.arange(12)):
+                self.assertRaises(pdm.Error, fields.create, "lossy", values)
+                self.assertNotIn("lossy", fields)
+            self.assertRaises(pdm.Error, fields["float32"].write, np.full((4, 2), 0.1))
+            self.assertRaises(pdm.Error, fields["int8"].write, np.full((4, 2), 2**40))
+            self.assertRaises(pdm.Error, fields["longdouble"].write, np.stack([big, big], 1))
+            self.assertRaises(pdm.Error, fields["int8"].write, np.zeros((2, 4)))
+            fields["int8"].write([[2.0, 3], [4, 5], [6, 7], [8, 9]])
+            np.testing.assert_array_equal(fields["int8"][:], np.arange(2, 10).reshape(4, 2))
+            self.assertRaises(pdm.Error, sim.model.mesh.node_sets.create, "x", [0.5])
+
+    def test_an_exception_takes_an_update_back(self):
+        with pdm.open(self.file, "r+") as sim:
+            mesh = sim.model.mesh
+            with self.assertRaises(ZeroDivisionError), sim.update():
+                mesh.node_sets["gone"] = [1]
+                mesh.node_fields["temperature"].append(HEAT[0])
+                1 / 0
+            self.assertEqual((list(mesh.node_sets), len(mesh.node_fields["temperature"])), (["inlet", "outlet"], 2))
+            with sim.update():
+                mesh.node_sets["stays"] = [1]
+        with pdm.open(self.file) as sim:
+            self.assertIn("stays", sim.model.mesh.node_sets)
+            with self.assertRaisesRegex(pdm.Error, "for reading only"), sim.update():
+                pass
+
+    def test_a_reader_follows_a_writer(self):
+        with pdm.open(self.file, "r+") as writer, pdm.open(self.file, live=True) as reader:
+            field = reader.model.mesh.node_fields["temperature"]
+            writer.model.mesh.append_time(0.75)
+            writer.model.mesh.node_fields["temperature"].append(HEAT[0] + 20)
+            self.assertEqual(len(field), 2)
+            reader.refresh()
+            self.assertEqual(field.at(time=0.75)[:].tolist(), [20, 21, 22, 23])
+
+    def test_a_failure_has_four_parts(self):
+        with pdm.open(self.file) as sim:
+            with self.assertRaises(KeyError) as caught:
+                sim.model.mesh.node_sets["inlt"]
+            fault = caught.exception
+            self.assertIsInstance(fault, pdm.Error)
+            self.assertEqual((fault.file, fault.path, fault.operation), (self.file, "discreteModel/mesh/nodeSets", "look up a name"))
+            self.assertIn('do you mean "inlet"?', fault.cause)
+            self.assertEqual(str(fault), ": ".join((fault.file, fault.path, fault.operation, fault.cause)))
+            with self.assertRaisesRegex(KeyError, "caf\udce9"):
+                sim.model.mesh.node_sets["caf\udce9"]
+            self.assertRaises(IndexError, lambda: sim.model.mesh.node_fields["temperature"][2])
+            self.assertRaises(KeyError, lambda: sim.model.mesh.systems["modal"])
+            with self.assertRaisesRegex(pdm.Error, "open a file"):
+                pdm.open(self.file, "r+")
+        for mistaken in (dict(mode="w"), dict(mode="r+", live=True), dict(durability="much")):
+            self.assertRaises(pdm.Error, pdm.open, self.file, **mistaken)
+
+    def test_threads_share_a_file(self):
+        numbers = np.random.default_rng(1).random((200000, 3))
+        with pdm.create(self.file, replace=True) as sim:
+            mesh = sim.create_mesh(len(numbers), 0)
+            mesh.node_fields.create("coordinates", numbers)
+            wrong = []
+
+            def work(which):
+                for i in range(10):
+                    mesh.node_sets[f"{which} {i}"] = [i]
+                    if not np.array_equal(mesh.node_fields["coordinates"][:], numbers):
+                        wrong.append(which)
+
+            threads = [threading.Thread(target=work, args=(which,)) for which in range(4)]
+            [thread.start() for thread in threads]
+            [thread.join() for thread in threads]
+            self.assertEqual((wrong, len(mesh.node_sets)), ([], 40))
+
+    def test_other_packages_take_it_over(self):
+        import pyvista
+
+        with pdm.open(self.file) as sim:
+            mesh = sim.model.mesh
+            self.assertTrue(mesh.node_index().equals(pandas.Index([1, 2, 3, 4])))
+            other = mesh.to_meshio()
+            self.assertIsInstance(other, meshio.Mesh)
+            np.testing.assert_array_equal(other.points[:, :2], XY)
+            np.testing.assert_array_equal(other.cells_dict["triangle"], TRIANGLES)
+            np.testing.assert_array_equal(other.point_data["temperature"], HEAT[1])
+            self.assertEqual((other.point_sets["outlet"].tolist(), other.cell_sets["plate"][0].tolist()), ([2, 3], [0, 1]))
+            grid = mesh.to_pyvista(step=0)
+            self.assertIsInstance(grid, pyvista.UnstructuredGrid)
+            self.assertEqual((grid.cells.tolist(), grid.types.tolist()), ([3, 0, 1, 2, 3, 0, 2, 3], [5, 5]))
+            np.testing.assert_array_equal(grid.point_data["temperature"], HEAT[0])
+
+    def test_is_shown(self):
+        with pdm.open(self.file, "r+") as sim:
+            sim.model.mesh.node_sets["<b>&"] = [0]
+            page = sim._repr_html_()
+            self.assertIn("<details", page)
+            latin = b"caf\xe9".decode("utf-8", "surrogateescape")  # names may have any bytes
+            sim.model.mesh.node_sets[latin] = [2]
+            self.assertIn(latin, list(sim.model.mesh.node_sets))
+            self.assertEqual(sim.model.mesh.node_sets[latin].tolist(), [2])
+            self.assertIn("&lt;b&gt;&amp;", page)
+            self.assertNotIn("<b>", page)
+            self.assertEqual(page.count("<details"), page.count("</details>"))
+            self.assertEqual(repr(sim.model.mesh), "<pdm_core.Mesh: 2-D, 4 nodes, 2 elements>")
+            self.assertIn("temperature", sim.model.mesh._repr_html_())
+        self.assertEqual(repr(sim), "<pdm_core.Sim: the file is closed>")
+
+    def test_what_the_library_says_is_logged(self):
+        sim = pdm.open(self.file, "r+")
+        with self.assertLogs("pdm_core", logging.DEBUG) as heard:
+            self.assertRaises(pdm.Error, lambda: sim.model.mesh.node_fields["none"] and 1 or pdm.open("/nowhere.pdm"))
+            self.assertRaises(pdm.Error, pdm.open, "/nowhere.pdm")
+        self.assertIn("nowhere.pdm", "".join(heard.output))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
