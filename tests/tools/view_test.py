@@ -356,7 +356,7 @@ class Draw(programs.Case):
         self.refused(1, PDMSIM, "draw", pdm, "cold", "-o", self.dir / "x.png", says=("'cold'", "there are block, label, picked, heat, coordinates"))
         self.refused(1, PDMSIM, "draw", pdm, "--mode", 1, "-o", self.dir / "x.png", says=("mode shapes",))
         self.refused(1, PDMSIM, "draw", pdm, "heat", "--component", 1, "-o", self.dir / "x.png", says=("component below 1",))
-        self.refused(2, PDMSIM, "draw", pdm, "-o", self.dir / "no" / "x.png", says=("No such file",))
+        self.refused(2, PDMSIM, "draw", pdm, "-o", self.dir / "no" / "x.png", says=("expected the directory",))
         self.refused(2, PDMSIM, "draw", pdm, "-o", self.dir / "out.png", says=("--force",))
 
     def test_paths(self):
