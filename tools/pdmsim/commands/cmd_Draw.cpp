@@ -196,7 +196,8 @@ std::string TextOf(const show_Json& s) {
     return s["mode"]["title"].get<std::string>() + " of '" + s["mode"]["system"].get<std::string>() + "'";
   std::string text = s["shows"] == "block" ? "the blocks" : s["shows"].get<std::string>();
   if (s["members"].is_number())
-    return text + ", " + s["members"].dump() + " members";
+    return text + ", " + s["members"].dump() +
+           (s["shows"].get<std::string>().starts_with("nodeSets") ? " nodes" : " elements");
   if (s["shows"] == "block")
     return text;
   if (s["step"].is_number())
