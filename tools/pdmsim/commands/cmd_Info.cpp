@@ -179,7 +179,8 @@ std::string TextOfJournal(const show_Json& journal) {
   if (journal["writerAtWork"].get<bool>())
     return owner + " is writing the file, " + show_Size(journal["bytes"].get<unsigned long long>()) +
            " of journal";
-  return "left by " + owner + ", which died; 'pdmsim recover' says more";
+  return "left by " + owner +
+         ", which died, or closed the file beside a live reader; the next writer applies it";
 }
 
 void PrintSizes(const show_Json& json) {
