@@ -428,6 +428,13 @@ class Csv(Case):
 
 
 class Whole(Case):
+    def test_the_file_that_is_read_is_no_piece_of_a_series(self):
+        self.import_(self.make(nodes=np.eye(3), times=[0.0, 1.0]))
+        piece = self.dir / "x_0.vtu"
+        piece.write_bytes(self.pdm.read_bytes())
+        self.refused(2, piece, self.dir / "x.pvd", "--force", "--lossy", says=["x_0.vtu", "the one that is read"])
+        self.assertEqual(piece.read_bytes(), self.pdm.read_bytes())
+
     def test_nothing_is_left_of_what_did_not_end(self):
         r = np.random.default_rng(5)
         mesh = dict(nodes=r.random((60000, 3)), times=np.arange(30.0), node_vars={"u": r.random((30, 60000))})

@@ -297,7 +297,11 @@ class View(programs.Case):
             self.assertEqual((done.returncode, done.stderr.count(b"\n")), (2, 1), done)
             self.assertTrue(there() == before, flags)
         self.assertEqual(series(3, 100, "--series", "--force").returncode, 0)
-        self.assertEqual(sorted(there()), ["out.hdf.series", "out_0.hdf", "out_1.hdf", "out_2.hdf"])
+        short = ["out.hdf.series", "out_0.hdf", "out_1.hdf", "out_2.hdf"]
+        self.assertEqual(sorted(there()), short)
+        twice = str(self.pdm.with_suffix(".hdf")).replace("/out", "//out")  # the same folder
+        self.assertEqual(series(3, 100, "-o", twice, "--series", "--force").returncode, 0)
+        self.assertEqual(sorted(there()), short)
 
     def test_refused(self):
         """What viewers would show wrongly, or what would be lost."""

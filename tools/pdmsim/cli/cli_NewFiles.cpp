@@ -2,6 +2,7 @@
 
 #include <pdmsim/cli/cli_Failure.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -42,6 +43,11 @@ bool sync(const std::string& path, int flags) {
   return done;
 }
 
+bool isSame(const std::string& one, const std::string& other) {
+  std::error_code ignored;
+  return fs::equivalent(one, other, ignored);
+}
+
 bool rename(const std::string& from, const std::string& to, unsigned flags) {
   return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flags) == 0;
 }
@@ -66,6 +72,9 @@ void cli_NewFiles::CheckName(const std::string& path, const cli_Replaced& replac
                    (S_ISDIR(status.st_mode) ? "directory" : "device, a pipe or a socket"));
   if (!m_force)
     failExists(path);
+  for (const std::string& input : m_spared)
+    if (isSame(path, input))
+      fail(path, "expected another file than the one that is read, found that");
   if (replaced.fits && !replaced.fits(path))
     fail(path, "expected nothing, or " + replaced.what + " to replace, found another file, which stays");
 }
@@ -142,5 +151,7 @@ void cli_NewFiles::Commit() {
     throw;
   }
   for (const std::string& path : m_leftOver)
-    unlink(path.c_str());
+    if (std::none_of(m_files.begin(), m_files.end(),
+                     [&](const File& file) { return isSame(file.path, path); }))
+      unlink(path.c_str());
 }

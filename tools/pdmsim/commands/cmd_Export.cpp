@@ -122,6 +122,7 @@ void Export(const Options& options) {
   const exp_Format& format = exp_FormatOf(options.wanted.out, options.format);
   CheckOptions(options, format);
   exp_Files files(options.force);
+  files.Spare(options.opening.file);
   files.CheckName(options.wanted.out);
   std::vector<std::string> losses;
   show_Json summary;

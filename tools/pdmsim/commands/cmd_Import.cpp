@@ -111,6 +111,8 @@ void Import(const Options& options) {
   cli_CheckOutput(options.file, options.mesh);
   CheckKind(options);
   const std::unique_ptr<mesh_Source> mesh = imp_OpenMesh(options.mesh, options.reading);
+  for (const std::string& other : mesh->OtherFiles())
+    cli_CheckOutput(options.file, other);
   SetUnits(options, *mesh);
   imp_Counts counts;
   double seconds = 0;

@@ -75,7 +75,9 @@ class NodesOf : public mesh_Connectivity {
 
 } // namespace
 
-mesh_Assembled::mesh_Assembled(mesh_Raw raw) : mesh_Source(raw.path), m_raw(std::move(raw)) {}
+mesh_Assembled::mesh_Assembled(mesh_Raw raw) : mesh_Source(raw.path), m_raw(std::move(raw)) {
+  m_otherFiles = m_raw.otherFiles;
+}
 
 mesh_NumbersPtr mesh_Assembled::Coordinate(std::size_t axis) const {
   return std::make_unique<Array<double>>(m_path, m_nodes ? &m_raw.coordinates[axis] : nullptr,

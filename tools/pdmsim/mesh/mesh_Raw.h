@@ -44,6 +44,7 @@ struct mesh_RawField {
 /// A mesh as most formats have it: nodes, cells of all dimensions in one list, groups of any of them.
 struct mesh_Raw {
   std::string path;
+  std::vector<std::string> otherFiles; // that numbers are in besides
   std::size_t dimension = 3;         // of the coordinates; 3 become 2 where no solid is and every third is 0
   std::string lengthUnit;            // "" for unknown
   std::vector<double> coordinates;   // [nodes][dimension]

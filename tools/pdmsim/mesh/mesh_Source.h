@@ -66,6 +66,8 @@ class mesh_Source {
   virtual ~mesh_Source() = default;
 
   const std::string& Path() const { return m_path; }
+  /// Files that numbers of the mesh are in besides.
+  const std::vector<std::string>& OtherFiles() const { return m_otherFiles; }
   std::size_t Dimension() const { return m_dimension; } // 1, 2 or 3
   std::size_t Nodes() const { return m_nodes; }
   std::size_t Elements() const { return m_elements; }
@@ -125,7 +127,7 @@ class mesh_Source {
 
   std::string m_path, m_lengthUnit;
   std::size_t m_dimension = 0, m_nodes = 0, m_elements = 0;
-  std::vector<std::string> m_axisNames, m_notes;
+  std::vector<std::string> m_axisNames, m_notes, m_otherFiles;
   std::vector<mesh_Block> m_blocks;
   std::vector<mesh_Set> m_sets[3];
   std::vector<mesh_Map> m_nodeMaps, m_elementMaps;

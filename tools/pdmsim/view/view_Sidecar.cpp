@@ -9,9 +9,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 namespace fs = std::filesystem;
 
@@ -88,6 +88,9 @@ std::string ListOf(const std::vector<std::string>& files, const std::vector<doub
 
 /// Steps of an older series beside the new one would still be listed by viewers, which go by names.
 void RemoveOlder(const std::string& list, const std::vector<std::string>& steps, cli_NewFiles& files) {
+  std::set<std::string> kept; // all lie in one folder, however its name is written
+  for (const std::string& step : steps)
+    kept.insert(fs::path(step).filename());
   std::ifstream stored(list);
   const nlohmann::json older = nlohmann::json::parse(stored, nullptr, false);
   if (!older.is_object() || !older.contains("files") || !older["files"].is_array())
@@ -96,8 +99,7 @@ void RemoveOlder(const std::string& list, const std::vector<std::string>& steps,
     if (!one.is_object() || !one.contains("name") || !one["name"].is_string())
       continue;
     const std::string name = one["name"], path = (fs::path(list).parent_path() / name).string();
-    if (fs::path(name).filename() == name && std::find(steps.begin(), steps.end(), path) == steps.end() &&
-        view_IsView(path))
+    if (fs::path(name).filename() == name && !kept.contains(name) && view_IsView(path))
       files.Remove(path);
   }
 }
@@ -149,6 +151,7 @@ view_Summary view_Write(const sto_File& file, const view_Request& request, cli_P
   file.Check();
   view_Summary summary;
   cli_NewFiles files(request.force);
+  files.Spare(file.Path());
   Writer writer(mesh, request, progress, files, summary);
   if (request.series)
     WriteSeries(writer, mesh, request.out, files, summary);

@@ -193,6 +193,13 @@ xdmf_Item xdmf_Document::HdfItem(const std::string& place) const {
   return item;
 }
 
+std::vector<std::string> xdmf_Document::HdfFiles() const {
+  std::vector<std::string> paths;
+  for (const auto& [path, file] : m_hdf)
+    paths.push_back(path);
+  return paths;
+}
+
 // Two items: where a part begins, how it goes on and how long it is, and what it is a part of.
 xdmf_Item xdmf_Document::Slab(const byt_XmlNode& node) const {
   std::vector<const byt_XmlNode*> items;

@@ -51,6 +51,8 @@ class xdmf_Document {
   const byt_XmlNode& Resolved(const byt_XmlNode& node) const;
   /// What a DataItem is, held against the file that has its numbers.
   xdmf_Item Item(const byt_XmlNode& node) const;
+  /// The HDF5 files that items had their numbers in so far.
+  std::vector<std::string> HdfFiles() const;
   /// The text of an element, which must be short.
   std::string Text(const byt_XmlNode& node) const;
 

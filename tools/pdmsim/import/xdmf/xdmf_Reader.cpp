@@ -46,6 +46,7 @@ mesh_Raw xdmf_Reader::Read() {
   m_raw.times.assign(times.begin(), times.end());
   FinishFields(m_nodeFields, m_raw.nodeFields, {});
   FinishFields(m_cellFields, m_raw.cellFields, m_order);
+  m_raw.otherFiles = m_document->HdfFiles();
   return std::move(m_raw);
 }
 
