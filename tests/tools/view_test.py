@@ -254,6 +254,14 @@ class View(programs.Case):
 
         made(6, "--force")
         check(view)
+        (self.dir / "far").mkdir()
+        (self.dir / "far" / "link.hdf").symlink_to(view)
+        check(self.dir / "far" / "link.hdf")
+        self.done(PDMSIM, "import", exo_make.write(self.dir / "lines.exo", nodes=np.eye(3), times=[0.0], node_vars={"two\nlines": [[1.0, 2, 3]]}),
+                  self.pdm, "--quiet", "--force")
+        self.done(PDMSIM, "view", self.pdm, "--quiet", "--force")
+        check(view)
+        made(6, "--force")
         made(5)
         check(view, "it has 5 nodes, and had 6", f"pdmsim view {self.pdm} --force makes it anew")
         made(5, "--series")

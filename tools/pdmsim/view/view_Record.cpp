@@ -1,5 +1,6 @@
 #include <pdmsim/view/view_Record.h>
 
+#include <algorithm>
 #include <sstream>
 
 namespace {
@@ -10,6 +11,8 @@ constexpr char kDatasets[] = "/source/datasets";
 std::string describe(std::string_view name, const std::string& type, std::uint64_t rows,
                      std::uint64_t width) {
   std::string text = name.empty() ? "" : "'" + std::string(name) + "', ";
+  const auto ends = [](unsigned char c) { return c < ' '; }; // a record's line, or its column
+  std::replace_if(text.begin(), text.end(), ends, '?');
   text += type + " " + std::to_string(rows);
   return width > 1 ? text + " x " + std::to_string(width) : text;
 }

@@ -47,7 +47,12 @@ class Differences {
     return m_recorded && name == m_record.file && view_FileId(Path(name)) != m_record.id;
   }
 
-  std::string Path(const std::string& name) const { return (fs::path(m_view).parent_path() / name).string(); }
+  /// Names are relative to where the view itself lies, whatever links lead to it.
+  std::string Path(const std::string& name) const {
+    std::error_code ignored;
+    const fs::path real = fs::canonical(m_view, ignored);
+    return ((ignored ? fs::path(m_view) : real).parent_path() / name).string();
+  }
 
  private:
   void Add(const std::string& difference) {
