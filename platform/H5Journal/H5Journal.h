@@ -180,9 +180,9 @@ H5J_API herr_t H5Jmove_on(H5J_hold_t* hold);
 /** As H5Jcommit and H5Jget_info; the latter without a file that is open, too. */
 H5J_API herr_t H5Jcommit_held(H5J_hold_t* hold, hid_t file_id);
 H5J_API herr_t H5Jget_hold_info(const H5J_hold_t* hold, H5J_info_t* info);
-/** The operating system's descriptor of the main file, for mapping it into memory. It stays the driver's: it is
- * not to be closed, moved or written through, and ends with the hold. What it shows is the content only while
- * `journal_bytes` is 0 and nobody writes. \return -1 on failure. */
+/** The operating system's descriptor of the main file, for mapping it into memory. It stays the driver's: it
+ * is not to be closed, moved or written through, and ends with the hold. What it shows is the content only
+ * while `journal_bytes` is 0 and nobody writes. \return -1 on failure. */
 H5J_API int H5Jget_hold_descriptor(const H5J_hold_t* hold);
 /** Brings the journal home and lets go of the file. \return negative when the journal had to stay. */
 H5J_API herr_t H5Jrelease(H5J_hold_t* hold);

@@ -8,7 +8,8 @@
 /// What is to be done at a fork(). The system is told once, by the module's initialiser or at first use,
 /// since nothing runs as the library is loaded; before a lock is taken that a child must find free. There is
 /// no lock or guard here that a child could find taken: two threads at once may tell the handlers twice, so
-/// these must bear being called twice. Threads: any number at once.
+/// these must bear being called twice.
+/// Threads: any number at once.
 class mem_AtFork {
  public:
   using Handler = void (*)();

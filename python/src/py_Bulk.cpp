@@ -27,6 +27,40 @@ py::object set_items(const Set& self, const py::args&, const py::kwargs&) {
   return items_of(self.session, self.value);
 }
 
+void define_sets(py::module_& module) {
+  py::class_<Sets> sets(module, "Sets", R"(Sets by name: a mapping to int32 arrays of 0-based items.
+
+>>> list(mesh.node_sets), mesh.node_sets["inlet"]
+(['inlet', 'outlet'], array([0, 1], dtype=int32))
+>>> mesh.node_sets["inlt"]
+Traceback (most recent call last):
+pdm_core.NameMissing: a.pdm: discreteModel/mesh/nodeSets: look up a name: there is no "inlt"; do you mean "inlet"?
+)");
+  py_DefineMapping<pdm::Sets>(sets);
+  sets.def(
+          "__getitem__",
+          [](const Sets& self, const py_Text& name) { return items_of(self.session, py_Entry(self, name)); },
+          py::arg("name"))
+      .def(
+          "set",
+          [](const Sets& self, const py_Text& name) {
+            return Set{self.session, py_Entry(self, name)};
+          },
+          py::arg("name"), "The set itself, as `over` takes it.")
+      .def("create", &create_set, py::arg("name"), py::arg("items"), py::kw_only(),
+           py::arg("replace") = false,
+           "Stores a new set of 0-based items, none twice. One commit point, unless an update is open.")
+      .def(
+          "__setitem__",
+          [](const Sets& self, const py_Text& name, const py::object& items) {
+            create_set(self, name, items, true);
+          },
+          py::arg("name"), py::arg("items"))
+      .def(
+          "__delitem__", [](const py::object& self, const py_Text& name) { self.attr("remove")(name); },
+          py::arg("name"));
+}
+
 } // namespace
 
 void py_DefineBulk(py::module_& module) {
@@ -66,35 +100,5 @@ array([0, 1], dtype=int32)
       .def_property_readonly("collection", py_Get<pdm::Set>(&pdm::Set::collection))
       .def_property_readonly("path", &Set::path);
 
-  py::class_<Sets> sets(module, "Sets", R"(Sets by name: a mapping to int32 arrays of 0-based items.
-
->>> list(mesh.node_sets), mesh.node_sets["inlet"]
-(['inlet', 'outlet'], array([0, 1], dtype=int32))
->>> mesh.node_sets["inlt"]
-Traceback (most recent call last):
-pdm_core.NameMissing: a.pdm: discreteModel/mesh/nodeSets: look up a name: there is no "inlt"; do you mean "inlet"?
-)");
-  py_DefineMapping<pdm::Sets>(sets);
-  sets.def(
-          "__getitem__",
-          [](const Sets& self, const py_Text& name) { return items_of(self.session, py_Entry(self, name)); },
-          py::arg("name"))
-      .def(
-          "set",
-          [](const Sets& self, const py_Text& name) {
-            return Set{self.session, py_Entry(self, name)};
-          },
-          py::arg("name"), "The set itself, as `over` takes it.")
-      .def("create", &create_set, py::arg("name"), py::arg("items"), py::kw_only(),
-           py::arg("replace") = false,
-           "Stores a new set of 0-based items, none twice. One commit point, unless an update is open.")
-      .def(
-          "__setitem__",
-          [](const Sets& self, const py_Text& name, const py::object& items) {
-            create_set(self, name, items, true);
-          },
-          py::arg("name"), py::arg("items"))
-      .def(
-          "__delitem__", [](const py::object& self, const py_Text& name) { self.attr("remove")(name); },
-          py::arg("name"));
+  define_sets(module);
 }

@@ -30,7 +30,8 @@ struct py_Class {
   /// Reads a member or child. REQUIRES the file's turn.
   py_Later (*get)(const std::shared_ptr<py_Session>& session, const pdm::Object& object,
                   const std::string& name);
-  /// Writes a simple member. \return what does it in the file's turn; empty: there is none to be written.
+  /// Writes a simple member.
+  /// \return what does it in the file's turn; empty: there is none to be written.
   std::function<void()> (*set)(const pdm::Object& object, const std::string& name, const py::object& value);
 };
 

@@ -193,9 +193,24 @@ void define_drawer(py::module_& module) {
       .def_property_readonly("path", &Drawer::path);
 }
 
+void define_field_facts(py::class_<Field>& field) {
+  field
+      .def_property_readonly(
+          "times", [](const Field& self) { return py_Array(times_of(self)); }, "The model's times.")
+      .def_property_readonly("steps", py_Get<pdm::Field>(&pdm::Field::steps),
+                             "The number of steps that are written.")
+      .def_property_readonly("name", [](const Field& self) { return py_Text(self.value.name()); })
+      .def_property_readonly("unit", py_Get<pdm::Field>(&pdm::Field::unit))
+      .def_property_readonly("long_name", py_Get<pdm::Field>(&pdm::Field::long_name))
+      .def_property_readonly("components", py_Get<pdm::Field>(&pdm::Field::components))
+      .def_property_readonly("dtype", type_name<pdm::Field>())
+      .def_property_readonly("set", py_Get<pdm::Field>(&pdm::Field::set))
+      .def_property_readonly("path", &Field::path);
+}
+
 void define_field(py::module_& module) {
-  py::class_<Field>(module, "Field",
-                    R"(Numbers over sets of items: a sequence of drawers, of a result one each step.
+  py::class_<Field> field(module, "Field",
+                          R"(Numbers over sets of items: a sequence of drawers, of a result one each step.
 
 A number gives a drawer, a slice rows of the only drawer.
 
@@ -205,8 +220,8 @@ array([[1., 0.],
 >>> temperature = mesh.node_fields["temperature"]
 >>> len(temperature), temperature.times, temperature.at(time=0.5)[:]
 (2, array([0. , 0.5]), array([10., 11., 12., 13.]))
-)")
-      .def("__len__", py_Get<pdm::Field>(&pdm::Field::size))
+)");
+  field.def("__len__", py_Get<pdm::Field>(&pdm::Field::size))
       .def("__getitem__", &field_item, py::arg("index"))
       .def("__iter__",
            [](const Field& self) {
@@ -247,18 +262,8 @@ array([[1., 0.],
             const int at = py_Index(self, "step", step, steps);
             return Drawer{self.session, self.call([&](const pdm::Field& field) { return field.step(at); })};
           },
-          py::arg("step"), "The drawer of a step; -1 is the last one.")
-      .def_property_readonly(
-          "times", [](const Field& self) { return py_Array(times_of(self)); }, "The model's times.")
-      .def_property_readonly("steps", py_Get<pdm::Field>(&pdm::Field::steps),
-                             "The number of steps that are written.")
-      .def_property_readonly("name", [](const Field& self) { return py_Text(self.value.name()); })
-      .def_property_readonly("unit", py_Get<pdm::Field>(&pdm::Field::unit))
-      .def_property_readonly("long_name", py_Get<pdm::Field>(&pdm::Field::long_name))
-      .def_property_readonly("components", py_Get<pdm::Field>(&pdm::Field::components))
-      .def_property_readonly("dtype", type_name<pdm::Field>())
-      .def_property_readonly("set", py_Get<pdm::Field>(&pdm::Field::set))
-      .def_property_readonly("path", &Field::path);
+          py::arg("step"), "The drawer of a step; -1 is the last one.");
+  define_field_facts(field);
 }
 
 void define_fields(py::module_& module) {

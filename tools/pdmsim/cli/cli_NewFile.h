@@ -4,7 +4,8 @@
 #include <string_view>
 
 /// Refuses what no command writes to: "-", since nothing goes to standard output but what is to be read
-/// there, and the file that it reads. \param input  the file that is read.
+/// there, and the file that it reads.
+/// \param input  the file that is read.
 void cli_CheckOutput(const std::string& path, const std::string& input);
 
 /// Writes a file as one of cli_NewFiles.

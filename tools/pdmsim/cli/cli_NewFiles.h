@@ -23,7 +23,8 @@ class cli_NewFiles {
   /// Removes what has not got its name.
   ~cli_NewFiles();
 
-  /// No file may get the name of this one, which is read. \param path  of the file.
+  /// No file may get the name of this one, which is read.
+  /// \param path  of the file.
   void Spare(const std::string& path) { m_spared.push_back(path); }
   /// Throws where no file of that name may be made.
   void CheckName(const std::string& path, const cli_Replaced& replaced = {}) const;

@@ -11,10 +11,10 @@ struct draw_Choice {
   std::optional<long long> block; // the elements of this block are the set that is shown
 };
 
-/// What a path means: one as `pdmsim show` takes it, what follows "discreteModel/mesh/" in it, or its last
-/// name.
-/// "" means the blocks. Throws cli_Failure with the nearest names, and says of what is in the file but cannot
-/// be drawn why. \param arrays  of the view that is drawn.
+/// What a path means: one as `pdmsim show` takes it, what follows "discreteModel/mesh/" in it, or its
+/// last name. "" means the blocks. Throws cli_Failure with the nearest names, and says of what is in the
+/// file but cannot be drawn why.
+/// \param arrays  of the view that is drawn.
 draw_Choice draw_Choose(const std::string& file, const std::string& path, const sto_Mesh& mesh,
                         const std::vector<view_Array>& arrays);
 

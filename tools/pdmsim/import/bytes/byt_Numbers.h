@@ -32,8 +32,9 @@ struct byt_Numbers {
   bool IsLong() const {
     return type == byt_Type::kInt64 || type == byt_Type::kUInt64 || (!bytes && !byt_IsReal(type));
   }
-  /// Reads all of them. Throws mesh_Error for what is no number, or does not fit, and for words behind the
-  /// last. \param as double, int or long long. A real number is an integer only when it is whole.
+  /// Reads all of them. Throws mesh_Error for what is no number, or does not fit, and for words behind
+  /// the last.
+  /// \param as double, int or long long. A real number is an integer only when it is whole.
   template <class T>
   std::vector<T> Read(const mesh_File& file) const;
 };
