@@ -193,8 +193,8 @@ void define_drawer(py::module_& module) {
       .def_property_readonly("path", &Drawer::path);
 }
 
-void define_field_facts(py::class_<Field>& field) {
-  field
+void define_field_facts(py::class_<Field>& bound) {
+  bound
       .def_property_readonly(
           "times", [](const Field& self) { return py_Array(times_of(self)); }, "The model's times.")
       .def_property_readonly("steps", py_Get<pdm::Field>(&pdm::Field::steps),
@@ -209,7 +209,7 @@ void define_field_facts(py::class_<Field>& field) {
 }
 
 void define_field(py::module_& module) {
-  py::class_<Field> field(module, "Field",
+  py::class_<Field> bound(module, "Field",
                           R"(Numbers over sets of items: a sequence of drawers, of a result one each step.
 
 A number gives a drawer, a slice rows of the only drawer.
@@ -221,7 +221,7 @@ array([[1., 0.],
 >>> len(temperature), temperature.times, temperature.at(time=0.5)[:]
 (2, array([0. , 0.5]), array([10., 11., 12., 13.]))
 )");
-  field.def("__len__", py_Get<pdm::Field>(&pdm::Field::size))
+  bound.def("__len__", py_Get<pdm::Field>(&pdm::Field::size))
       .def("__getitem__", &field_item, py::arg("index"))
       .def("__iter__",
            [](const Field& self) {
@@ -263,7 +263,7 @@ array([[1., 0.],
             return Drawer{self.session, self.call([&](const pdm::Field& field) { return field.step(at); })};
           },
           py::arg("step"), "The drawer of a step; -1 is the last one.");
-  define_field_facts(field);
+  define_field_facts(bound);
 }
 
 void define_fields(py::module_& module) {
