@@ -49,7 +49,7 @@ NOTICED = [
     ("tools/pdmsim/dofs tools/pdmsim/commands/cmd_Dofs", "modal", ["tools", "modal", "golden"]),
     ("tools", "tools golden", ["tools", "modal", "golden"]),
 ]
-GREEDY = r"^pdmsim\.(View|Report\.Browser)$"  # what draws takes more address space than a mutant gets
+GREEDY = r"^pdmsim\.(View|Draw|Report\.Browser)$"  # what draws takes more address space than a mutant gets
 NOT_SANITIZED = ("modal", "campaign")  # neither the examples nor what stands between library and system
 SANITIZERS = {"ASAN_OPTIONS": "detect_leaks=1:strict_string_checks=1", "UBSAN_OPTIONS": "halt_on_error=1"}
 KNOWN = ("kda/kda_string.cpp", "containers")  # what turns a comparison round there must be noticed here

@@ -3,7 +3,6 @@
 Usage: formats_test.py PDMSIM [unittest arguments]"""
 
 import itertools
-import json
 import sys
 import unittest
 
@@ -299,13 +298,6 @@ class Formats(programs.Case):
         t = sim.drawers(sim.mesh.nodeFields[b"t"])[0].values.ravel()
         same(t[::2], point["temperature"][::2])
         self.assertTrue(np.isnan(t[1::2]).all())
-
-    def test_the_mesh_is_not_written_over(self):
-        mesh = mesh_make.xdmf(self.dir / "m.xdmf", mesh_make.solids([12]))
-        data, = set(self.dir.iterdir()) - {mesh}
-        before = data.read_bytes()
-        self.refused(2, PDMSIM, "import", mesh, data, "--force", says=["the one that is read"])
-        self.assertEqual(data.read_bytes(), before)
 
     def test_bad(self):
         """One line, exit 2, and nothing left behind."""

@@ -13,6 +13,7 @@ import netCDF4
 import numpy as np
 
 import exo_make
+import mesh_make
 from pdm_reader import Sim
 from pdmsim_cases import MESHES, PDMSIM, QUAD, Case
 
@@ -229,6 +230,13 @@ class Import(Case):
 
 
 class BadMeshes(Case):
+    def test_the_mesh_is_not_written_over(self):
+        mesh = mesh_make.xdmf(self.dir / "m.xdmf", mesh_make.solids([12]))
+        data, = set(self.dir.iterdir()) - {mesh}
+        before = data.read_bytes()
+        self.refused(2, "import", mesh, data, "--force", says=["the one that is read"])
+        self.assertEqual(data.read_bytes(), before)
+
     def test_files_that_are_no_mesh(self):
         whole, four = ((MESHES / name).read_bytes() for name in ("annulus-20.exo", "block.exo"))
         with netCDF4.Dataset(self.dir / "nc", "w") as nc:
