@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr char kMesh[] = "discreteModel/mesh/";
-
 show_Json treeOf(const sto_File& file) {
   std::error_code unknown;
   const auto size = std::filesystem::file_size(file.Path(), unknown);
@@ -143,11 +141,11 @@ void diff_Objects::WalkObject(const Where& where, const show_Json& a, const show
     MatchDofs(a["members"], b["members"]);
   for (const char* part : {"members", "children"}) {
     for (const auto& [key, value] : a[part].items())
-      Walk({below(where.path, key), where.path + "/" == kMesh ? key : "", ""}, value,
+      Walk({below(where.path, key), where.path + "/" == diff_MeshPath ? key : "", ""}, value,
            b[part].contains(key) ? b[part][key] : show_Json());
     for (const auto& [key, value] : b[part].items())
       if (!a[part].contains(key))
-        Walk({below(where.path, key), where.path + "/" == kMesh ? key : "", ""}, show_Json(), value);
+        Walk({below(where.path, key), where.path + "/" == diff_MeshPath ? key : "", ""}, show_Json(), value);
   }
 }
 

@@ -16,8 +16,6 @@
 
 namespace {
 
-constexpr std::string_view kMesh = "discreteModel/mesh/";
-
 std::string trimmed(const std::string& text) {
   const auto first = text.find_first_not_of(" \t\r");
   return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
@@ -35,7 +33,7 @@ bool fits(const std::string& pattern, const std::string& path, const std::string
 } // namespace
 
 std::string diff_Short(const std::string& path) {
-  return path.starts_with(kMesh) ? path.substr(kMesh.size()) : path;
+  return path.starts_with(diff_MeshPath) ? path.substr(diff_MeshPath.size()) : path;
 }
 
 std::string diff_Number(double number) {

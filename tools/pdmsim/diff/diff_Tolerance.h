@@ -2,7 +2,11 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
+
+/// What the paths below the mesh begin with.
+inline constexpr std::string_view diff_MeshPath = "discreteModel/mesh/";
 
 /// What two numbers may differ by and still pass: |a - b| <= max(abs, rel max(|a|, |b|)), or |a| and |b| both
 /// under the floor. All zero: they must be equal.

@@ -11,7 +11,7 @@ namespace {
 
 constexpr char kGroup[] = "classes";
 constexpr std::uint64_t kLongest = 1 << 20;
-constexpr int kDeepest = 4, kMostIndices = 1 << 16;
+constexpr int kDeepestText = 4, kMostIndices = 1 << 16;
 
 using Json = nlohmann::json;
 
@@ -57,7 +57,7 @@ const Json& RowsOf(const Json& table, const char* key) {
   return *found;
 }
 
-show_ClassChild ChildOf(const Json& row) {
+show_ClassChild ChildIn(const Json& row) {
   const bool isArray = row.contains("array");
   return {TextOf(row, "name"), TextOf(row, isArray ? "array" : "object"), isArray,
           NumberOf(row, "index", kMostIndices)};
@@ -87,7 +87,7 @@ show_Class ClassOf(const Json& json) {
   for (const Json& row : RowsOf(json, "members"))
     take(MemberOf(row), read.members);
   for (const Json& row : RowsOf(json, "children"))
-    take(ChildOf(row), read.children);
+    take(ChildIn(row), read.children);
   return read;
 }
 
@@ -132,7 +132,7 @@ void Join(show_Class& known, const show_Class& described) {
 
 std::optional<show_Class> show_ParseDescription(const std::string& text, const std::string& name,
                                                 std::string& fault) try {
-  if (DepthOf(text) > kDeepest)
+  if (DepthOf(text) > kDeepestText)
     throw Fault{"brackets nest too deep"};
   show_Class read = ClassOf(Json::parse(text, nullptr, false));
   if (read.name != name)

@@ -25,10 +25,6 @@ bool isCalled(const std::string& type, const char* name) {
   return strcasecmp(type.c_str(), name) == 0;
 }
 
-std::size_t size(int n) {
-  return static_cast<std::size_t>(std::max(0, n));
-}
-
 } // namespace
 
 sto_Mesh::sto_Mesh(std::string file, const msfD_Mesh& mesh) : mesh_Source(std::move(file)), m_mesh(mesh) {
@@ -45,7 +41,7 @@ void sto_Mesh::Fail(const std::string& what) const {
 
 std::vector<int> sto_Mesh::Members(ORXSimCSetID set) const {
   const ORXSimCSet members(set);
-  std::vector<int> items(size(members.Size()));
+  std::vector<int> items(sto_Size(members.Size()));
   if (set.Minor() == 0)
     std::iota(items.begin(), items.end(), 0);
   else if (!items.empty() && !members.OrderedMembers(items.data(), members.Size()))
@@ -81,7 +77,7 @@ std::map<std::string, long long> sto_Mesh::Labels(const char* field,
 void sto_Mesh::ReadNodes() {
   if (m_mesh.nodes().IsNull())
     return;
-  m_nodes = size(ORXSimCollectionRef(m_mesh.nodes()).NumItems());
+  m_nodes = sto_Size(ORXSimCollectionRef(m_mesh.nodes()).NumItems());
   m_coordinates = m_mesh.nodeFields().get("coordinates");
   m_nodeLabels = m_mesh.nodeFields().get("label");
   if (m_coordinates.IsNull()) {
@@ -89,8 +85,8 @@ void sto_Mesh::ReadNodes() {
     m_dimension = 3;
   } else {
     const ORXSimPersistentDrawerDesc drawer = ORXSimDistributionRef(m_coordinates).Drawer(0);
-    m_dimension = size(drawer.Components());
-    if (m_dimension < 1 || m_dimension > 3 || size(drawer.Items()) != m_nodes)
+    m_dimension = sto_Size(drawer.Components());
+    if (m_dimension < 1 || m_dimension > 3 || sto_Size(drawer.Items()) != m_nodes)
       Fail("expected coordinates of 1 to 3 axes for each of " + std::to_string(m_nodes) + " nodes, found " +
            std::to_string(drawer.Items()) + " rows of " + std::to_string(drawer.Components()));
     m_axisNames = split(drawer.LongName(), m_dimension);
@@ -114,8 +110,8 @@ void sto_Mesh::ReadBlocks() {
     block.number = static_cast<int>(m_blocks.size()) + 1;
     block.id = block.number;
     block.type = drawer.LongName().CStr();
-    block.elements = size(drawer.Items());
-    block.nodesPerElement = block.elements > 0 ? size(drawer.Components()) : 0;
+    block.elements = sto_Size(drawer.Items());
+    block.nodesPerElement = block.elements > 0 ? sto_Size(drawer.Components()) : 0;
     if (isCalled(block.type, "nsided"))
       block.shape = mesh_Block::Shape::kPolygons;
     if (isCalled(block.type, "nfaced"))
@@ -133,7 +129,7 @@ void sto_Mesh::ReadBlocks() {
     for (std::size_t k = 0; k < m_blocks.size(); ++k)
       if (m_storedBlocks[k].members == attributes[i].CSet() && m_storedBlocks[k].attributeDrawer < 0) {
         m_storedBlocks[k].attributeDrawer = static_cast<int>(i);
-        m_blocks[k].attributes = split(attributes[i].LongName(), size(attributes[i].Components()));
+        m_blocks[k].attributes = split(attributes[i].LongName(), sto_Size(attributes[i].Components()));
         break;
       }
 }
@@ -141,11 +137,12 @@ void sto_Mesh::ReadBlocks() {
 void sto_Mesh::NameBlocks() {
   m_mesh.regionSets().ForEach([&](const kda_string& key, ORXSimCSetID set) {
     const std::vector<int> regions = set.IsNull() ? std::vector<int>() : Members(set);
-    if (regions.size() == 1 && size(regions[0]) < m_blocks.size() && m_blocks[size(regions[0])].name.empty())
-      m_blocks[size(regions[0])].name = key.cStr();
+    if (regions.size() == 1 && sto_Size(regions[0]) < m_blocks.size() &&
+        m_blocks[sto_Size(regions[0])].name.empty())
+      m_blocks[sto_Size(regions[0])].name = key.cStr();
   });
   const ORXSimDistributionID labels = m_mesh.regionFields().get("label");
-  if (labels.IsNull() || size(ORXSimDistributionRef(labels).DataSizeItems(0)) != m_blocks.size())
+  if (labels.IsNull() || sto_Size(ORXSimDistributionRef(labels).DataSizeItems(0)) != m_blocks.size())
     return;
   std::vector<long long> ids(m_blocks.size());
   sto_Numbers(m_path, labels, 0, 0, ids.size()).Read(0, ids.size(), ids.data());
@@ -161,7 +158,7 @@ void sto_Mesh::CountElements() {
     const ORXSimCSetID set = named ? m_mesh.elementSets().get(block.name.c_str()) : ORXSimCSetID();
     if (block.elements == 0 && !set.IsNull()) {
       m_storedBlocks[k].members = set;
-      block.elements = size(ORXSimCSet(m_storedBlocks[k].members).Size());
+      block.elements = sto_Size(ORXSimCSet(m_storedBlocks[k].members).Size());
     }
     block.firstElement = m_elements;
     m_elements += block.elements;
@@ -187,7 +184,7 @@ std::size_t sto_Mesh::Corners(const mesh_Block& block) const {
 
 void sto_Mesh::OrderElements() {
   const std::size_t items =
-      m_mesh.elements().IsNull() ? 0 : size(ORXSimCollectionRef(m_mesh.elements()).NumItems());
+      m_mesh.elements().IsNull() ? 0 : sto_Size(ORXSimCollectionRef(m_mesh.elements()).NumItems());
   std::vector<int> order;
   order.reserve(m_elements);
   for (const StoredBlock& block : m_storedBlocks) {
@@ -203,9 +200,9 @@ void sto_Mesh::OrderElements() {
     return;
   m_places.assign(items, -1);
   for (std::size_t i = 0; i < order.size(); ++i) {
-    if (size(order[i]) >= items || m_places[size(order[i])] >= 0)
+    if (sto_Size(order[i]) >= items || m_places[sto_Size(order[i])] >= 0)
       Fail("expected each element in one block, found element " + std::to_string(order[i]) + " in two");
-    m_places[size(order[i])] = static_cast<int>(i);
+    m_places[sto_Size(order[i])] = static_cast<int>(i);
   }
   m_items = std::move(order);
 }
@@ -232,7 +229,7 @@ void sto_Mesh::AddSets(mesh_SetKind kind, const SetMap& sets, const char* label)
           return; // the block itself
     auto& list = m_sets[static_cast<std::size_t>(kind)];
     const auto found = labels.find(key.cStr());
-    const std::size_t count = size(ORXSimCSet(members).Size());
+    const std::size_t count = sto_Size(ORXSimCSet(members).Size());
     const int number = static_cast<int>(list.size()) + 1;
     list.push_back({kind, number, found == labels.end() ? number : found->second, key.cStr(), count, 0});
     m_storedSets[static_cast<std::size_t>(kind)].push_back({{}, {{members, -1, -1, count}}});
@@ -255,8 +252,8 @@ void sto_Mesh::AddSurfaces() {
     StoredSet stored{id, {}};
     for (const ORXSimPersistentDrawerDesc& drawer : Drawers(id)) {
       stored.parts.push_back(
-          {drawer.CSet(), static_cast<int>(stored.parts.size()), -1, size(drawer.Items())});
-      set.size += size(drawer.Items());
+          {drawer.CSet(), static_cast<int>(stored.parts.size()), -1, sto_Size(drawer.Items())});
+      set.size += sto_Size(drawer.Items());
     }
     list.push_back(std::move(set));
     m_storedSets[static_cast<std::size_t>(mesh_SetKind::kSides)].push_back(std::move(stored));
@@ -280,7 +277,7 @@ void sto_Mesh::FindFactors(mesh_SetKind kind, const FieldMap& fields) {
       if (part == parts.end())
         continue;
       part->factorDrawer = static_cast<int>(i);
-      sets[s].factors += size(drawers[i].Items()) * size(drawers[i].Components());
+      sets[s].factors += sto_Size(drawers[i].Items()) * sto_Size(drawers[i].Components());
     }
 }
 
@@ -341,11 +338,11 @@ std::unique_ptr<mesh_Connectivity> sto_Mesh::Connectivity(const mesh_Block& bloc
 
 mesh_NumbersPtr sto_Mesh::Attributes(const mesh_Block& block) const {
   return std::make_unique<sto_Numbers>(
-      m_path, m_attributes, m_storedBlocks[size(block.number - 1)].attributeDrawer, 0, block.elements);
+      m_path, m_attributes, m_storedBlocks[sto_Size(block.number - 1)].attributeDrawer, 0, block.elements);
 }
 
 void sto_Mesh::ReadSet(const mesh_Set& set, std::size_t first, std::size_t count, int* out) const {
-  const auto& parts = m_storedSets[static_cast<std::size_t>(set.kind)][size(set.number - 1)].parts;
+  const auto& parts = m_storedSets[static_cast<std::size_t>(set.kind)][sto_Size(set.number - 1)].parts;
   for (const Part& part : parts) {
     if (first >= part.size || count == 0) {
       first -= std::min(first, part.size);
@@ -355,8 +352,8 @@ void sto_Mesh::ReadSet(const mesh_Set& set, std::size_t first, std::size_t count
     const std::size_t here = std::min(count, part.size - first);
     std::transform(&members[first], &members[first] + here, out, [&](int item) {
       const bool ofNodes = set.kind == mesh_SetKind::kNodes;
-      const int place = ofNodes || m_places.empty() ? item : m_places[size(item)];
-      if (!ofNodes && (place < 0 || size(place) >= m_elements))
+      const int place = ofNodes || m_places.empty() ? item : m_places[sto_Size(item)];
+      if (!ofNodes && (place < 0 || sto_Size(place) >= m_elements))
         Fail("expected the set " + set.name + " to have elements of the blocks, found element " +
              std::to_string(item));
       return place;
@@ -369,7 +366,7 @@ void sto_Mesh::ReadSet(const mesh_Set& set, std::size_t first, std::size_t count
 
 void sto_Mesh::ReadSides(const mesh_Set& set, std::size_t first, std::size_t count, const int*,
                          int* out) const {
-  const StoredSet& stored = m_storedSets[static_cast<std::size_t>(set.kind)][size(set.number - 1)];
+  const StoredSet& stored = m_storedSets[static_cast<std::size_t>(set.kind)][sto_Size(set.number - 1)];
   std::vector<mesh_NumbersPtr> parts;
   for (const Part& part : stored.parts)
     parts.push_back(std::make_unique<sto_Numbers>(m_path, stored.surface, part.drawer, 0, part.size));
@@ -382,7 +379,7 @@ mesh_NumbersPtr sto_Mesh::Factors(const mesh_Set& set) const {
                                                                  : m_mesh.surfaceFields();
   const ORXSimDistributionID id = fields.get("distributionFactor");
   std::vector<mesh_NumbersPtr> parts;
-  for (const Part& part : m_storedSets[static_cast<std::size_t>(set.kind)][size(set.number - 1)].parts)
+  for (const Part& part : m_storedSets[static_cast<std::size_t>(set.kind)][sto_Size(set.number - 1)].parts)
     if (part.factorDrawer >= 0)
       parts.push_back(std::make_unique<sto_Numbers>(m_path, id, part.factorDrawer, 0, part.size));
   return std::make_unique<sto_Flat>(std::make_unique<sto_Joined>(std::move(parts)));

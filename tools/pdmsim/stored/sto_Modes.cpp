@@ -12,10 +12,6 @@ namespace {
 
 constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
 
-std::size_t size(int n) {
-  return static_cast<std::size_t>(std::max(0, n));
-}
-
 bool isReal(ORXSimItemType type) {
   return type == ORXSimItemType::kFloat || type == ORXSimItemType::kDouble;
 }
@@ -27,7 +23,7 @@ std::vector<double> perMode(const std::string& file, ORXSimDistributionID id) {
   const ORXSimPersistentDrawerDesc drawer = ORXSimDistributionRef(id).Drawer(0);
   if (drawer.Components() != 1 || !isReal(drawer.Type()))
     return {};
-  std::vector<double> values(size(drawer.Items()));
+  std::vector<double> values(sto_Size(drawer.Items()));
   sto_Numbers(file, id, 0, 0, values.size()).Read(0, values.size(), values.data());
   return values;
 }
@@ -53,7 +49,7 @@ class Shapes {
         sto_Fail(m_file, "");
       if (!Fits(drawer) || drawer.Items() != ORXSimCSet(drawer.CSet()).Size())
         break;
-      m_system.components = size(drawer.Components());
+      m_system.components = sto_Size(drawer.Components());
       m_system.shapePlaces.push_back({i, Rows(drawer.CSet())});
     }
     m_system.shapeCount = m_system.shapePlaces.size();
@@ -65,18 +61,18 @@ class Shapes {
  private:
   bool Fits(const ORXSimPersistentDrawerDesc& drawer) const {
     return drawer.CSet().Collection() == m_nodes && isReal(drawer.Type()) &&
-           (m_system.shapePlaces.empty() || size(drawer.Components()) == m_system.components);
+           (m_system.shapePlaces.empty() || sto_Size(drawer.Components()) == m_system.components);
   }
   std::vector<int> Rows(ORXSimCSetID set) const {
     if (set.Minor() == 0)
       return {};
     const ORXSimCSet nodes(set);
-    std::vector<int> members(size(nodes.Size()));
+    std::vector<int> members(sto_Size(nodes.Size()));
     if (!members.empty() && !nodes.OrderedMembers(members.data(), nodes.Size()))
       sto_Fail(m_file, "");
-    std::vector<int> rows(size(ORXSimCollectionRef(m_nodes).NumItems()), -1);
+    std::vector<int> rows(sto_Size(ORXSimCollectionRef(m_nodes).NumItems()), -1);
     for (std::size_t i = 0; i < members.size(); ++i)
-      rows[size(members[i])] = static_cast<int>(i);
+      rows[sto_Size(members[i])] = static_cast<int>(i);
     return rows;
   }
 
@@ -113,7 +109,7 @@ std::vector<sto_ModalSystem> sto_ModalSystems(const std::string& file, const msf
       continue;
     std::size_t modes = std::max(system.frequencies.size(), system.shapeCount);
     if (modal && !modal.modes().IsNull())
-      modes = std::max(modes, size(ORXSimCollectionRef(modal.modes()).NumItems()));
+      modes = std::max(modes, sto_Size(ORXSimCollectionRef(modal.modes()).NumItems()));
     system.frequencies.resize(modes, kUnknown);
     systems.push_back(std::move(system));
   }
@@ -128,13 +124,13 @@ std::vector<double> sto_ModeShape(const std::string& file, const sto_ModalSystem
     sto_Numbers(file, system.shapes, place.drawer, first, count).Read(0, count, shape.data());
     return shape;
   }
-  const auto rows = size(ORXSimDistributionRef(system.shapes).DataSizeItems(place.drawer));
+  const auto rows = sto_Size(ORXSimDistributionRef(system.shapes).DataSizeItems(place.drawer));
   std::vector<double> stored(rows * system.components);
   sto_Numbers(file, system.shapes, place.drawer, 0, rows).Read(0, rows, stored.data());
   for (std::size_t i = 0; i < count; ++i)
     for (std::size_t c = 0; c < system.components; ++c) {
       const int row = place.rows[first + i];
-      shape[i * system.components + c] = row < 0 ? kUnknown : stored[size(row) * system.components + c];
+      shape[i * system.components + c] = row < 0 ? kUnknown : stored[sto_Size(row) * system.components + c];
     }
   return shape;
 }

@@ -4,6 +4,13 @@
 
 #include <UTI_ORXSimDynamicAPI/UTI_ORXSimDynamicAPI.h>
 
+#include <algorithm>
+
+/// A count that the library tells; 0 where it has failed.
+inline std::size_t sto_Size(int count) {
+  return static_cast<std::size_t>(std::max(0, count));
+}
+
 /// Rows of one drawer of a simulation file.
 class sto_Numbers : public mesh_NumbersBy<sto_Numbers> {
  public:

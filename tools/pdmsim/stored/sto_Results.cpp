@@ -11,10 +11,6 @@
 
 namespace {
 
-std::size_t size(int n) {
-  return static_cast<std::size_t>(std::max(0, n));
-}
-
 bool isInteger(ORXSimItemType type) {
   return type == ORXSimItemType::kInt32 || type == ORXSimItemType::kInt64;
 }
@@ -31,7 +27,7 @@ void sto_Mesh::ReadTimes() {
   const ORXSimDistributionID id = m_mesh.frameFields().get("time");
   if (id.IsNull())
     return;
-  m_times.resize(size(ORXSimDistributionRef(id).DataSizeItems(0)));
+  m_times.resize(sto_Size(ORXSimDistributionRef(id).DataSizeItems(0)));
   sto_Numbers(m_path, id, 0, 0, m_times.size()).Read(0, m_times.size(), m_times.data());
 }
 
@@ -77,7 +73,7 @@ void sto_Mesh::AddField(const std::string& name, ORXSimDistributionID id,
   const ORXSimPersistentDrawerDesc& first = drawers.front();
   if (places.front() == mesh_Place::kGlobal) {
     mesh_Variables& variables = m_variables[static_cast<std::size_t>(mesh_Place::kGlobal)];
-    if (drawers.size() != 1 || first.Components() != 1 || size(first.Items()) != m_times.size()) {
+    if (drawers.size() != 1 || first.Components() != 1 || sto_Size(first.Items()) != m_times.size()) {
       m_notes.push_back("the frame field " + name);
       return;
     }
@@ -127,12 +123,12 @@ void sto_Mesh::AddEmptyField(const std::string& name, ORXSimDistributionID id, m
 /// Drawers of one step, or all of them where they are no steps. 0 when their rows differ.
 int sto_Mesh::Columns(const std::vector<ORXSimPersistentDrawerDesc>& drawers, bool& constant) const {
   const auto count = static_cast<int>(drawers.size()), steps = static_cast<int>(m_times.size());
-  int columns = sto_DrawersOfStep(count, steps, steps, [&](int i) { return drawers[size(i)]; });
+  int columns = sto_DrawersOfStep(count, steps, steps, [&](int i) { return drawers[sto_Size(i)]; });
   constant = columns == 0;
   if (constant)
     columns = count;
-  for (std::size_t i = size(columns); i < drawers.size(); ++i)
-    if (drawers[i].Components() != drawers[i - size(columns)].Components())
+  for (std::size_t i = sto_Size(columns); i < drawers.size(); ++i)
+    if (drawers[i].Components() != drawers[i - sto_Size(columns)].Components())
       return 0;
   return columns;
 }
@@ -144,8 +140,8 @@ bool sto_Mesh::AddVariable(mesh_Place place, const std::string& name, ORXSimDist
   Field field{id, columns, {}};
   field.entities.resize(variables.entitySizes.size());
   for (int column = 0; column < columns; ++column)
-    if (drawers[size(column)].Components() != drawers[0].Components() ||
-        !PlaceColumn(place, field, column, drawers[size(column)]))
+    if (drawers[sto_Size(column)].Components() != drawers[0].Components() ||
+        !PlaceColumn(place, field, column, drawers[sto_Size(column)]))
       return false;
   for (std::size_t entity = 0; entity < field.entities.size(); ++entity) {
     std::size_t rows = 0;
@@ -155,7 +151,7 @@ bool sto_Mesh::AddVariable(mesh_Place place, const std::string& name, ORXSimDist
       return false; // on a part of a set only
   }
   variables.names.push_back(name);
-  variables.components.push_back(size(drawers[0].Components()));
+  variables.components.push_back(sto_Size(drawers[0].Components()));
   variables.units.emplace_back(ORXSimDistributionRef(id).Unit().CStr());
   if (variables.units.back().empty())
     variables.units.back() = drawers[0].Unit().CStr();
@@ -175,7 +171,7 @@ bool sto_Mesh::IsSet(mesh_SetKind kind, const std::string& name) const {
 bool sto_Mesh::PlaceColumn(mesh_Place place, Field& field, int column,
                            const ORXSimPersistentDrawerDesc& drawer) const {
   if (place == mesh_Place::kNodes) {
-    if (column > 0 || drawer.CSet().Minor() != 0 || size(drawer.Items()) != m_nodes ||
+    if (column > 0 || drawer.CSet().Minor() != 0 || sto_Size(drawer.Items()) != m_nodes ||
         IsSet(mesh_SetKind::kNodes, drawer.LongName().CStr()))
       return false;
     field.entities[0].push_back({field.id, column, 0, m_nodes, {}});
@@ -189,7 +185,7 @@ bool sto_Mesh::PlaceColumn(mesh_Place place, Field& field, int column,
     const std::size_t part = field.entities[i].size();
     if (sets[i].name == drawer.LongName().CStr() && part < parts.size() &&
         parts[part].members == drawer.CSet()) {
-      field.entities[i].push_back({field.id, column, 0, size(drawer.Items()), {}});
+      field.entities[i].push_back({field.id, column, 0, sto_Size(drawer.Items()), {}});
       return true;
     }
   }
@@ -210,9 +206,9 @@ bool sto_Mesh::PlaceOnBlocks(Field& field, int column, const ORXSimPersistentDra
   const std::vector<int> members = Members(drawer.CSet());
   std::vector<int> rows(m_elements, -1);
   for (std::size_t row = 0; row < members.size(); ++row) {
-    const int element = m_places.empty() ? members[row] : m_places[size(members[row])];
-    if (element >= 0 && size(element) < m_elements)
-      rows[size(element)] = static_cast<int>(row);
+    const int element = m_places.empty() ? members[row] : m_places[sto_Size(members[row])];
+    if (element >= 0 && sto_Size(element) < m_elements)
+      rows[sto_Size(element)] = static_cast<int>(row);
   }
   for (std::size_t k = 0; k < m_blocks.size(); ++k) {
     const mesh_Block& block = m_blocks[k];
@@ -226,7 +222,7 @@ bool sto_Mesh::PlaceOnBlocks(Field& field, int column, const ORXSimPersistentDra
     bool run = true;
     for (auto row = begin + 1; run && row < end; ++row)
       run = *row == row[-1] + 1;
-    field.entities[k].push_back({field.id, column, size(*begin), block.elements,
+    field.entities[k].push_back({field.id, column, sto_Size(*begin), block.elements,
                                  run ? std::vector<int>() : std::vector<int>(begin, end)});
   }
   return true;

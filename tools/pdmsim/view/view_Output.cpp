@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::size_t kPiece = std::size_t{1} << 18; // rows
+constexpr std::size_t kRows = std::size_t{1} << 18; // rows
 
 const std::string kRoot = "/VTKHDF/";
 
@@ -127,8 +127,8 @@ void view_Output::Copy(const std::string& path, const hdf_ViewShape& shape,
                              ? sto_Numbers(m_source, rows.distribution, rows.drawer, rows.first, rows.count)
                              : sto_Numbers(m_source, rows.distribution, rows.drawer, rows.order);
     const std::size_t width = numbers.Width(), kept = std::min<std::size_t>(width, shape.width);
-    for (std::size_t first = 0; first < rows.count; first += kPiece) {
-      const std::size_t count = std::min(kPiece, rows.count - first);
+    for (std::size_t first = 0; first < rows.count; first += kRows) {
+      const std::size_t count = std::min(kRows, rows.count - first);
       std::vector<T> stored(count * width), wanted(count * shape.width, static_cast<T>(shape.fill));
       numbers.Read(first, count, stored.data());
       for (std::size_t i = 0; i < count; ++i)

@@ -9,10 +9,6 @@
 
 namespace {
 
-std::string numbered(const std::string& name, long long number) {
-  return name + std::to_string(number);
-}
-
 /// A part of the time of now, as QA records have it.
 std::string now(const char* form) {
   char text[32] = "";
@@ -111,16 +107,17 @@ void exw_Writer::WriteBlocks() {
           [&](std::size_t first, std::size_t count, std::size_t width, const int* nodes) {
             std::vector<int> numbers(nodes, nodes + count * width);
             countFromOne(numbers);
-            m_file.Write(numbered("connect", block.number), {first, 0}, {count, width}, numbers.data());
+            m_file.Write(exw_Numbered("connect", block.number), {first, 0}, {count, width}, numbers.data());
           });
     if (block.elements == 0 || block.attributes.empty())
       continue;
     const mesh_NumbersPtr attributes = m_mesh.Attributes(block);
-    exp_EachPiece<double>(
-        *attributes, m_task.progress, [&](std::size_t first, std::size_t count, const double* values) {
-          m_file.Write(numbered("attrib", block.number), {first, 0}, {count, attributes->Width()}, values);
-        });
-    m_file.Write(numbered("attrib_name", block.number), block.attributes, m_nameWidth);
+    exp_EachPiece<double>(*attributes, m_task.progress,
+                          [&](std::size_t first, std::size_t count, const double* values) {
+                            m_file.Write(exw_Numbered("attrib", block.number), {first, 0},
+                                         {count, attributes->Width()}, values);
+                          });
+    m_file.Write(exw_Numbered("attrib_name", block.number), block.attributes, m_nameWidth);
   }
   if (ids.empty())
     return;
@@ -139,8 +136,9 @@ void exw_Writer::WritePolygons(const mesh_Block& block) {
                       ++corners[i / width];
                       numbers.push_back(nodes[i] + 1);
                     }
-                  m_file.Write(numbered("ebepecnt", block.number), {first}, {count}, corners.data());
-                  m_file.Write(numbered("connect", block.number), {corner}, {numbers.size()}, numbers.data());
+                  m_file.Write(exw_Numbered("ebepecnt", block.number), {first}, {count}, corners.data());
+                  m_file.Write(exw_Numbered("connect", block.number), {corner}, {numbers.size()},
+                               numbers.data());
                   corner += numbers.size();
                 });
 }
@@ -158,16 +156,16 @@ void exw_Writer::WriteSets(mesh_SetKind kind) {
     if (name.sides) {
       std::vector<int> sides = exp_Sides(m_mesh, set, members);
       countFromOne(sides);
-      m_file.Write(numbered(name.sides, set.number), {0}, {set.size}, sides.data());
+      m_file.Write(exw_Numbered(name.sides, set.number), {0}, {set.size}, sides.data());
     }
     countFromOne(members);
-    m_file.Write(numbered(name.entries, set.number), {0}, {set.size}, members.data());
+    m_file.Write(exw_Numbered(name.entries, set.number), {0}, {set.size}, members.data());
     m_task.progress.Advance(4.0 * static_cast<double>(set.size));
     if (set.factors == 0)
       continue;
     exp_EachPiece<double>(*m_mesh.Factors(set), m_task.progress,
                           [&](std::size_t first, std::size_t count, const double* values) {
-                            m_file.Write(numbered(name.factors, set.number), {first}, {count}, values);
+                            m_file.Write(exw_Numbered(name.factors, set.number), {first}, {count}, values);
                           });
   }
   if (names.empty())
@@ -212,7 +210,7 @@ void exw_Writer::WriteStep(mesh_Place place, std::size_t step) {
     for (std::size_t i = 0; i < columns.size(); ++i) {
       if (!IsPresent(place, entity, columns[i]))
         continue;
-      std::string variable = numbered(name.values, static_cast<long long>(i) + 1);
+      std::string variable = exw_Numbered(name.values, static_cast<long long>(i) + 1);
       if (name.entity)
         variable += name.entity + std::to_string(entity + 1);
       WriteColumn(*m_mesh.Values(place, columns[i].variable, entity, step), columns[i].component, variable,

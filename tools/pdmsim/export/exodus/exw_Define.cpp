@@ -13,10 +13,6 @@ namespace {
 
 constexpr std::size_t kMostClassicBytes = UINT32_MAX - 4; // of a variable, or of one step of it
 
-std::string numbered(const std::string& name, long long number) {
-  return name + std::to_string(number);
-}
-
 bool isLong(long long id) {
   return id < INT_MIN || id > INT_MAX;
 }
@@ -177,16 +173,16 @@ void exw_Writer::DefineBlocks() {
   for (const mesh_Block& block : m_mesh.Blocks()) {
     if (block.elements == 0)
       continue;
-    const std::string elements = numbered("num_el_in_blk", block.number),
-                      nodes = numbered("num_nod_per_el", block.number),
-                      connect = numbered("connect", block.number);
+    const std::string elements = exw_Numbered("num_el_in_blk", block.number),
+                      nodes = exw_Numbered("num_nod_per_el", block.number),
+                      connect = exw_Numbered("connect", block.number);
     m_file.Dimension(elements, block.elements);
     m_file.Dimension(nodes, block.nodesPerElement);
     if (block.shape == mesh_Block::Shape::kPolygons && block.nodesPerElement > 0) {
       m_file.Variable(connect, Type::kInt, {nodes});
-      m_file.Variable(numbered("ebepecnt", block.number), Type::kInt, {elements});
-      m_file.Attribute(numbered("ebepecnt", block.number), "entity_type1", "NODE");
-      m_file.Attribute(numbered("ebepecnt", block.number), "entity_type2", "ELEM");
+      m_file.Variable(exw_Numbered("ebepecnt", block.number), Type::kInt, {elements});
+      m_file.Attribute(exw_Numbered("ebepecnt", block.number), "entity_type1", "NODE");
+      m_file.Attribute(exw_Numbered("ebepecnt", block.number), "entity_type2", "ELEM");
     } else if (block.nodesPerElement > 0) {
       m_file.Variable(connect, Type::kInt, {elements, nodes});
     }
@@ -194,10 +190,10 @@ void exw_Writer::DefineBlocks() {
       m_file.Attribute(connect, "elem_type", block.type);
     if (block.attributes.empty())
       continue;
-    const std::string attributes = numbered("num_att_in_blk", block.number);
+    const std::string attributes = exw_Numbered("num_att_in_blk", block.number);
     m_file.Dimension(attributes, block.attributes.size());
-    m_file.Variable(numbered("attrib", block.number), Type::kDouble, {elements, attributes});
-    DefineNames(numbered("attrib_name", block.number), attributes, block.attributes.size());
+    m_file.Variable(exw_Numbered("attrib", block.number), Type::kDouble, {elements, attributes});
+    DefineNames(exw_Numbered("attrib_name", block.number), attributes, block.attributes.size());
   }
 }
 
@@ -214,16 +210,16 @@ void exw_Writer::DefineSets(mesh_SetKind kind) {
   for (const mesh_Set& set : sets) {
     if (set.size == 0)
       continue;
-    const std::string entries = numbered(name.entryCount, set.number),
-                      factors = numbered(name.factorCount, set.number);
+    const std::string entries = exw_Numbered(name.entryCount, set.number),
+                      factors = exw_Numbered(name.factorCount, set.number);
     m_file.Dimension(entries, set.size);
-    m_file.Variable(numbered(name.entries, set.number), Type::kInt, {entries});
+    m_file.Variable(exw_Numbered(name.entries, set.number), Type::kInt, {entries});
     if (name.sides)
-      m_file.Variable(numbered(name.sides, set.number), Type::kInt, {entries});
+      m_file.Variable(exw_Numbered(name.sides, set.number), Type::kInt, {entries});
     if (set.factors == 0)
       continue;
     m_file.Dimension(factors, set.factors);
-    m_file.Variable(numbered(name.factors, set.number), Type::kDouble, {factors});
+    m_file.Variable(exw_Numbered(name.factors, set.number), Type::kDouble, {factors});
   }
 }
 
@@ -257,7 +253,7 @@ void exw_Writer::DefineVariables(mesh_Place place) {
     for (std::size_t entity = 0; entity < present.size(); ++entity) {
       if (!IsPresent(place, entity, columns[i]))
         continue;
-      const std::string values = numbered(name.values, static_cast<long long>(i) + 1);
+      const std::string values = exw_Numbered(name.values, static_cast<long long>(i) + 1);
       if (name.entity)
         m_file.Variable(values + name.entity + std::to_string(entity + 1), type,
                         {"time_step", name.rows + std::to_string(entity + 1)});

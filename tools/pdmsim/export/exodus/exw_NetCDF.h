@@ -3,6 +3,11 @@
 #include <string>
 #include <vector>
 
+/// The name of one of several: "connect3".
+inline std::string exw_Numbered(const std::string& name, long long number) {
+  return name + std::to_string(number);
+}
+
 /// A netCDF file that is being written: its dimensions and variables first, then their values. Every failure
 /// throws a cli_Failure.
 class exw_NetCDF {

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::size_t kDeepest = 100, kPiece = std::size_t{256} << 10;
+constexpr std::size_t kDeepest = 100, kTextPiece = std::size_t{256} << 10;
 
 struct ParserFree {
   void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
@@ -106,9 +106,9 @@ byt_XmlNode byt_ReadXml(const mesh_File& file, std::string_view last) {
   XML_SetElementHandler(parser.get(), &begin, &end);
   XML_SetCharacterDataHandler(parser.get(), &text);
   byt_Cursor cursor(file, {0, file.Size()});
-  std::vector<char> piece(kPiece);
+  std::vector<char> piece(kTextPiece);
   for (bool more = true; more;) {
-    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(cursor.Left(), kPiece));
+    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(cursor.Left(), kTextPiece));
     cursor.Bytes(piece.data(), size);
     more = cursor.Left() > 0;
     if (XML_Parse(parser.get(), piece.data(), static_cast<int>(size), more ? XML_FALSE : XML_TRUE) ==

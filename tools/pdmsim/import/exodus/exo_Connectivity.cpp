@@ -2,14 +2,6 @@
 
 #include <algorithm>
 
-namespace {
-
-std::string Number(std::size_t value) {
-  return std::to_string(value);
-}
-
-} // namespace
-
 exo_Connectivity::exo_Connectivity(const exo_File& file, const mesh_Block& block)
     : m_file(file), m_block(block) {
   m_nodes.emplace(*file.File().Find("connect" + std::to_string(block.number)), std::vector<std::size_t>{});
@@ -37,8 +29,8 @@ exo_Connectivity::exo_Connectivity(const exo_File& file, const mesh_Block& block
     }
   }
   if (sum != block.nodesPerElement)
-    file.File().Fail("expected " + name + " to sum up to " + Number(block.nodesPerElement) + ", found " +
-                     Number(sum));
+    file.File().Fail("expected " + name + " to sum up to " + std::to_string(block.nodesPerElement) +
+                     ", found " + std::to_string(sum));
 }
 
 void exo_Connectivity::Next(std::size_t count, int* out) {

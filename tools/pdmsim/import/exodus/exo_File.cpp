@@ -20,10 +20,6 @@ std::size_t SidesOf(const mesh_Block& block) {
   return std::max<std::size_t>(6, block.nodesPerElement + 2); // edges and both faces
 }
 
-std::string Number(std::size_t value) {
-  return std::to_string(value);
-}
-
 mesh_NumbersPtr numbers(exo_Array array, std::vector<std::size_t> lead = {}) {
   return std::make_unique<exo_Series>(std::move(array), std::move(lead));
 }
@@ -86,7 +82,7 @@ void exo_File::ReadSet(const mesh_Set& set, std::size_t first, std::size_t count
     if (out[i] < 1 || out[i] > limit)
       m_file.Fail("expected " + name + " to hold " + (nodes ? "nodes" : "elements") + " in 1.." +
                   std::to_string(limit) + ", found " + std::to_string(out[i]) + " at entry " +
-                  Number(first + i + 1));
+                  std::to_string(first + i + 1));
     --out[i];
   }
 }
@@ -103,9 +99,9 @@ void exo_File::ReadSides(const mesh_Set& set, std::size_t first, std::size_t cou
                                [](std::size_t e, const mesh_Block& b) { return e < b.firstElement; }) -
               1;
     if (out[i] < 1 || static_cast<std::size_t>(out[i]) > SidesOf(*block))
-      m_file.Fail("expected " + name + " to hold sides in 1.." + Number(SidesOf(*block)) +
+      m_file.Fail("expected " + name + " to hold sides in 1.." + std::to_string(SidesOf(*block)) +
                   " of elements of type " + block->type + ", found " + std::to_string(out[i]) + " at entry " +
-                  Number(first + i + 1));
+                  std::to_string(first + i + 1));
     --out[i];
   }
 }
@@ -121,9 +117,9 @@ mesh_NumbersPtr exo_File::Values(mesh_Place place, std::size_t variable, std::si
   const std::size_t size = variables.entitySizes[entity], count = variables.names.size();
   std::string name = names.values;
   if (place != mesh_Place::kGlobal && (names.entity || !m_file.Find(name)))
-    name += Number(variable + 1);
+    name += std::to_string(variable + 1);
   if (names.entity)
-    name += names.entity + Number(entity + 1);
+    name += names.entity + std::to_string(entity + 1);
   const auto array = m_file.Find(name);
   if (!array)
     m_file.Fail("expected the values of the variable " + variables.names[variable] + " in " + name +

@@ -9,15 +9,15 @@
 
 namespace {
 
-struct TypeName {
+struct XmlType {
   std::string_view name;
   byt_Type type;
 };
-constexpr TypeName kTypes[] = {{"Int8", byt_Type::kInt8},     {"UInt8", byt_Type::kUInt8},
-                               {"Int16", byt_Type::kInt16},   {"UInt16", byt_Type::kUInt16},
-                               {"Int32", byt_Type::kInt32},   {"UInt32", byt_Type::kUInt32},
-                               {"Int64", byt_Type::kInt64},   {"UInt64", byt_Type::kUInt64},
-                               {"Float32", byt_Type::kFloat}, {"Float64", byt_Type::kDouble}};
+constexpr XmlType kXmlTypes[] = {{"Int8", byt_Type::kInt8},     {"UInt8", byt_Type::kUInt8},
+                                 {"Int16", byt_Type::kInt16},   {"UInt16", byt_Type::kUInt16},
+                                 {"Int32", byt_Type::kInt32},   {"UInt32", byt_Type::kUInt32},
+                                 {"Int64", byt_Type::kInt64},   {"UInt64", byt_Type::kUInt64},
+                                 {"Float32", byt_Type::kFloat}, {"Float64", byt_Type::kDouble}};
 
 /// Reads the tree of a .vtu file; its arrays are read later.
 class Xml {
@@ -94,9 +94,9 @@ class Xml {
     array.components = Number(node, "NumberOfComponents", 1);
     if (array.components < 1 || array.components > 1000)
       Fail("expected 1 to 1000 components of " + array.name + ", found " + std::to_string(array.components));
-    const auto type = std::find_if(std::begin(kTypes), std::end(kTypes),
-                                   [&](const TypeName& one) { return one.name == node["type"]; });
-    if (type == std::end(kTypes))
+    const auto type = std::find_if(std::begin(kXmlTypes), std::end(kXmlTypes),
+                                   [&](const XmlType& one) { return one.name == node["type"]; });
+    if (type == std::end(kXmlTypes))
       Fail("expected numbers in the array " + array.name + ", found the type " + byt_Quoted(node["type"]));
     const std::string& format = node["format"];
     if (format == "ascii" || format.empty())
