@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pdm/pdm_Iterator.h>
 #include <pdm/pdm_Numbers.h>
 #include <pdm/pdm_Set.h>
 
@@ -149,30 +150,9 @@ class Field : public detail::Entry<ORXSimDistributionID> {
   Drawer append(const Numbers& values, const FieldOptions& options = {}) const;
 
   /// Goes over the drawers as they were when it began.
-  class Iterator {
-   public:
-    using value_type = Drawer;
-    using difference_type = std::ptrdiff_t;
-    Iterator() = default;
-    Iterator(std::shared_ptr<const Field> field, int at) : m_field(std::move(field)), m_at(at) {}
-    Drawer operator*() const { return (*m_field)[m_at]; }
-    Iterator& operator++() {
-      ++m_at;
-      return *this;
-    }
-    Iterator operator++(int) {
-      Iterator before = *this;
-      ++m_at;
-      return before;
-    }
-    friend bool operator==(const Iterator& a, const Iterator& b) { return a.m_at == b.m_at; }
-
-   private:
-    std::shared_ptr<const Field> m_field;
-    int m_at = 0;
-  };
-  Iterator begin() const { return {std::make_shared<const Field>(*this), 0}; }
-  Iterator end() const { return {nullptr, size()}; }
+  using Iterator = detail::Iterator<Field, Drawer>;
+  Iterator begin() const { return {std::make_shared<const Field>(*this), size()}; }
+  Iterator end() const { return Iterator::end(size()); }
 
  private:
   friend class Drawer;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <pdm/pdm_Call.h>
+#include <pdm/pdm_Iterator.h>
 
 #include <algorithm>
 #include <bit>
@@ -139,35 +140,22 @@ class Map {
     });
   }
 
-  /// Goes over the names and entries in ascending order.
-  class Iterator {
-   public:
-    using value_type = std::pair<std::string, Value>;
-    using difference_type = std::ptrdiff_t;
-    Iterator() = default;
-    Iterator(const Map& map, std::shared_ptr<const std::vector<std::string>> names, std::size_t at)
-        : m_map(map), m_names(std::move(names)), m_at(at) {}
-    value_type operator*() const { return {(*m_names)[m_at], m_map[(*m_names)[m_at]]}; }
-    Iterator& operator++() {
-      ++m_at;
-      return *this;
+  /// The names as they were, with their entries.
+  struct Entries {
+    Map map;
+    std::vector<std::string> names;
+    std::pair<std::string, Value> operator[](int i) const {
+      const std::string& name = names[static_cast<std::size_t>(i)];
+      return {name, map[name]};
     }
-    Iterator operator++(int) {
-      Iterator before = *this;
-      ++m_at;
-      return before;
-    }
-    friend bool operator==(const Iterator& a, const Iterator& b) { return a.m_at == b.m_at; }
-    friend bool operator==(const Iterator& a, std::default_sentinel_t) {
-      return a.m_names == nullptr || a.m_at == a.m_names->size();
-    }
-
-   private:
-    Map m_map;
-    std::shared_ptr<const std::vector<std::string>> m_names;
-    std::size_t m_at = 0;
   };
-  Iterator begin() const { return {*this, std::make_shared<const std::vector<std::string>>(names()), 0}; }
+  /// Goes over the names and entries in ascending order.
+  using Iterator = detail::Iterator<Entries, std::pair<std::string, Value>>;
+  Iterator begin() const {
+    auto entries = std::make_shared<const Entries>(Entries{*this, names()});
+    const int size = static_cast<int>(entries->names.size());
+    return {std::move(entries), size};
+  }
   std::default_sentinel_t end() const { return {}; }
 
   /// \return where the map stands in the model.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pdm/pdm_Iterator.h>
 #include <pdm/pdm_System.h>
 
 namespace pdm {
@@ -73,30 +74,9 @@ class Systems : public detail::Part {
   }
 
   /// Goes over the systems as they were when it began.
-  class Iterator {
-   public:
-    using value_type = System;
-    using difference_type = std::ptrdiff_t;
-    Iterator() = default;
-    Iterator(std::shared_ptr<const Systems> systems, int at) : m_systems(std::move(systems)), m_at(at) {}
-    System operator*() const { return (*m_systems)[m_at]; }
-    Iterator& operator++() {
-      ++m_at;
-      return *this;
-    }
-    Iterator operator++(int) {
-      Iterator before = *this;
-      ++m_at;
-      return before;
-    }
-    friend bool operator==(const Iterator& a, const Iterator& b) { return a.m_at == b.m_at; }
-
-   private:
-    std::shared_ptr<const Systems> m_systems;
-    int m_at = 0;
-  };
-  Iterator begin() const { return {std::make_shared<const Systems>(*this), 0}; }
-  Iterator end() const { return {nullptr, size()}; }
+  using Iterator = detail::Iterator<Systems, System>;
+  Iterator begin() const { return {std::make_shared<const Systems>(*this), size()}; }
+  Iterator end() const { return Iterator::end(size()); }
 
  private:
   int find(std::string_view name) const {
