@@ -270,8 +270,10 @@ void gbb_ObjectImpl<Traits>::SaveMembers() {
   }
   gbb_MemoryStream::Buffer bytes;
   const ORXSimContextID context = Context();
-  if (!Encode(bytes, context))
+  if (!Encode(bytes, context)) {
+    DiscardMembers(m_members); // or no later member could be saved beside it
     return;
+  }
   const ORXSimQuiet quiet; // over the commit point too
   const bool written = m_group.WriteMembers(bytes);
   m_streamSize = bytes.Length();
