@@ -12,13 +12,6 @@ using UseNumbering = Use<pdm_numbering>;
 static_assert(PDM_OTHER == static_cast<int>(pdm::Kind::other) &&
               PDM_MODAL == static_cast<int>(pdm::Kind::modal));
 
-template <class Value>
-std::span<const Value> span_of(const UseSystem& use, const Value* values, size_t count) {
-  if (count > 0)
-    use.require(values, "the values");
-  return {values, count};
-}
-
 } // namespace
 
 extern "C" {
@@ -37,21 +30,18 @@ pdm_status pdm_system_get_info(pdm_system* system, pdm_system_info* info) {
 }
 
 pdm_status pdm_system_field_names(pdm_system* system, pdm_names** names) {
-  return make(system, "list the names", names,
-              [&](const UseSystem& use) { use.give(names, use->fields().names()); });
+  return make(system, "list the names", names, [&](const UseSystem& use) { return use->fields().names(); });
 }
 
 pdm_status pdm_system_field(pdm_system* system, const char* name, pdm_field** field) {
   return make(system, "look up a name", field,
-              [&](const UseSystem& use) { use.give(field, entry(use, use->fields(), name)); });
+              [&](const UseSystem& use) { return entry(use, use->fields(), name); });
 }
 
 pdm_status pdm_system_create_field(pdm_system* system, const char* name, int type, const void* values,
                                    size_t count, const pdm_field_options* options, pdm_field** field) {
-  if (field != nullptr)
-    *field = nullptr;
-  return on(system, "create a field", [&](const UseSystem& use) {
-    create_field(use, use->fields(), name, type, values, count, options, field);
+  return create(system, "create a field", field, [&](const UseSystem& use) {
+    return create_field(use, use->fields(), name, type, values, count, options);
   });
 }
 
@@ -81,7 +71,7 @@ pdm_status pdm_system_set_order(pdm_system* system, const int32_t* equations, si
 
 pdm_status pdm_system_numbering(pdm_system* system, pdm_numbering** numbering) {
   return make(system, "number the degrees of freedom", numbering,
-              [&](const UseSystem& use) { use.give(numbering, use->numbering()); });
+              [&](const UseSystem& use) { return use->numbering(); });
 }
 
 pdm_status pdm_numbering_get_info(pdm_numbering* numbering, pdm_numbering_info* info) {
