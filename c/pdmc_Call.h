@@ -48,6 +48,7 @@ Kind<pdm::Set, "a set"> kind_of(pdm_set*);
 Kind<pdm::Field, "a field"> kind_of(pdm_field*);
 Kind<pdm::System, "a system"> kind_of(pdm_system*);
 Kind<pdm::Numbering, "a numbering"> kind_of(pdm_numbering*);
+Kind<pdm::Pattern, "a pattern"> kind_of(pdm_pattern*);
 Kind<std::vector<std::string>, "a list of names"> kind_of(pdm_names*);
 
 /// What a handle stands for, with the texts that a call on it has handed out.

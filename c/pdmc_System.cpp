@@ -8,6 +8,7 @@ namespace {
 
 using UseSystem = Use<pdm_system>;
 using UseNumbering = Use<pdm_numbering>;
+using UsePattern = Use<pdm_pattern>;
 
 static_assert(PDM_OTHER == static_cast<int>(pdm::Kind::other) &&
               PDM_MODAL == static_cast<int>(pdm::Kind::modal));
@@ -64,6 +65,15 @@ pdm_status pdm_system_set_activity(pdm_system* system, const int32_t* masks, siz
             [&](const UseSystem& use) { use->set_activity(span_of(use, masks, count)); });
 }
 
+pdm_status pdm_system_activity(pdm_system* system, int32_t* masks, size_t count) {
+  return on(system, "read the activity", [&](const UseSystem& use) {
+    const std::vector<int> stored = use->activity();
+    if (stored.empty())
+      use.refuse(PDM_NOT_FOUND, "none is stored");
+    use.fill(stored, masks, count);
+  });
+}
+
 pdm_status pdm_system_set_order(pdm_system* system, const int32_t* equations, size_t count) {
   return on(system, "store the solver's order",
             [&](const UseSystem& use) { use->set_order(span_of(use, equations, count)); });
@@ -107,6 +117,30 @@ pdm_status pdm_numbering_equation(pdm_numbering* numbering, int32_t node, int32_
 pdm_status pdm_numbering_order(pdm_numbering* numbering, int32_t* equations, size_t count) {
   return on(numbering, "read the solver's order",
             [&](const UseNumbering& use) { use.fill(use->order(), equations, count); });
+}
+
+pdm_status pdm_mesh_pattern(pdm_mesh* mesh, pdm_numbering* numbering, pdm_pattern** pattern) {
+  return make(mesh, "find a matrix's pattern", pattern, [&](const Use<pdm_mesh>& use) {
+    return use->pattern(*UseNumbering(numbering, use.operation));
+  });
+}
+
+pdm_status pdm_pattern_size(pdm_pattern* pattern, int32_t* rows, int64_t* entries) {
+  return on(pattern, "count a pattern's places", [&](const UsePattern& use) {
+    use.require(rows, "where the rows go");
+    use.require(entries, "where the count goes");
+    *rows = static_cast<int32_t>(use->begin.size() - 1);
+    *entries = use->begin.back();
+  });
+}
+
+pdm_status pdm_pattern_read(pdm_pattern* pattern, int64_t* begin, size_t begins, int32_t* columns,
+                            size_t count) {
+  return on(pattern, "read a pattern", [&](const UsePattern& use) {
+    use.room(begin, begins, use->begin.size());
+    use.fill(use->columns, columns, count);
+    use.fill(use->begin, begin, begins);
+  });
 }
 
 } // extern "C"

@@ -320,6 +320,11 @@ module pdm_calls
       integer(c_int32_t), intent(in) :: masks(*)
       integer(c_size_t), value :: count
     end function
+    integer(c_int) function c_system_activity(system, masks, count) bind(C, name="pdm_system_activity")
+      import; type(c_ptr), value :: system
+      integer(c_int32_t), intent(inout) :: masks(*)
+      integer(c_size_t), value :: count
+    end function
     integer(c_int) function c_system_set_order(system, equations, count) bind(C, name="pdm_system_set_order")
       import; type(c_ptr), value :: system
       integer(c_int32_t), intent(in) :: equations(*)
@@ -354,6 +359,21 @@ module pdm_calls
       import; type(c_ptr), value :: numbering
       integer(c_int32_t), intent(inout) :: equations(*)
       integer(c_size_t), value :: count
+    end function
+    integer(c_int) function c_mesh_pattern(mesh, numbering, pattern) bind(C, name="pdm_mesh_pattern")
+      import; type(c_ptr), value :: mesh, numbering
+      type(c_ptr), intent(inout) :: pattern
+    end function
+    integer(c_int) function c_pattern_size(pattern, rows, entries) bind(C, name="pdm_pattern_size")
+      import; type(c_ptr), value :: pattern
+      integer(c_int32_t), intent(inout) :: rows
+      integer(c_int64_t), intent(inout) :: entries
+    end function
+    integer(c_int) function c_pattern_read(pattern, begin, begins, columns, count) bind(C, name="pdm_pattern_read")
+      import; type(c_ptr), value :: pattern
+      integer(c_int64_t), intent(inout) :: begin(*)
+      integer(c_int32_t), intent(inout) :: columns(*)
+      integer(c_size_t), value :: begins, count
     end function
   end interface
 end module

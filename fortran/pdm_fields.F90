@@ -151,6 +151,23 @@ contains
     call done(c_field_set(self%ptr, drawer_of(drawer), set%ptr), stat, errmsg)
   end function
 
+  !> Reads as many rows from `first` on, from 1, as there is room for.
+  integer function read_rows(field, drawer, first, type_, room, count)
+    class(pdm_field), intent(in) :: field
+    integer(c_int32_t), intent(in) :: drawer, type_
+    integer, intent(in) :: first
+    type(c_ptr), intent(in) :: room
+    integer(c_size_t), intent(in) :: count
+    type(c_field_info) :: info
+    integer(c_int32_t) :: rows
+    info%size = c_sizeof(info)
+    read_rows = c_field_get_info(field%ptr, drawer, info)
+    if (read_rows /= pdm_ok) return
+    rows = int(min(count/max(info%components, 1), int(huge(rows), c_size_t)), c_int32_t)
+    if (count > 0) rows = max(rows, 1) ! which is refused where there is no room for one
+    read_rows = c_field_read_rows(field%ptr, drawer, first - 1, rows, type_, room, count)
+  end function
+
   !> C's number of a drawer; the only one where none is said.
   integer(c_int32_t) function drawer_of(drawer)
     integer, intent(in), optional :: drawer

@@ -48,6 +48,7 @@ module pdm_meshes
     procedure :: system => mesh_system
     procedure :: find_system => mesh_find_system
     procedure :: create_system => mesh_create_system
+    procedure :: get_pattern => mesh_get_pattern
     generic :: create_field => EACH_OF(create)
     procedure, private :: EACH_OF(create)
   end type
@@ -286,6 +287,36 @@ contains
     status = c_mesh_create_system(self%ptr, c_text(name), kind, made%ptr)
     if (status == pdm_ok .and. present(system)) system = made
     call done(status, stat, errmsg)
+  end subroutine
+
+  !> Reads the places of a matrix that are not zero, where elements couple all equations of their nodes, into arrays that are
+  !> made for them. Rows and columns are the solver's places, from 1.
+  !> \param begin    [rows + 1] where each row begins in `columns`, from 1.
+  !> \param columns  ascending within a row.
+  subroutine mesh_get_pattern(self, numbering, begin, columns, stat, errmsg)
+    class(pdm_mesh), intent(in) :: self
+    type(pdm_numbering), intent(in) :: numbering
+    integer(int64), allocatable, intent(inout) :: begin(:)
+    integer(int32), allocatable, intent(inout) :: columns(:)
+    STAT_AND_ERRMSG
+    type(c_ptr) :: pattern
+    integer(c_int32_t) :: rows
+    integer(c_int64_t) :: entries
+    integer :: status, ended
+    status = c_mesh_pattern(self%ptr, numbering%ptr, pattern)
+    if (status == pdm_ok) status = c_pattern_size(pattern, rows, entries)
+    if (status == pdm_ok) then
+      if (allocated(begin)) deallocate (begin)
+      if (allocated(columns)) deallocate (columns)
+      allocate (begin(rows + 1_int64), columns(entries))
+      status = c_pattern_read(pattern, begin, size(begin, kind=c_size_t), columns, size(columns, kind=c_size_t))
+    end if
+    if (status == pdm_ok) then
+      begin = begin + 1
+      columns = columns + 1
+    end if
+    call done(status, stat, errmsg)
+    ended = c_free(pattern)
   end subroutine
 
 #define EACH "pdm_create_typed.inc"

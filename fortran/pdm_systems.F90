@@ -49,6 +49,7 @@ module pdm_systems
     procedure :: set_frequencies => system_set_frequencies
     procedure :: mode_shapes => system_mode_shapes
     procedure :: set_activity => system_set_activity
+    procedure :: get_activity => system_get_activity
     procedure :: set_order => system_set_order
     procedure :: numbering => system_numbering
     generic :: create_field => EACH_OF(create)
@@ -189,6 +190,21 @@ contains
     integer(int32), intent(in), contiguous :: masks(:)
     STAT_AND_ERRMSG
     call done(c_system_set_activity(self%ptr, masks, size(masks, kind=c_size_t)), stat, errmsg)
+  end subroutine
+
+  !> Reads the masks, as they were stored, into an array that is made for them.
+  subroutine system_get_activity(self, masks, stat, errmsg)
+    class(pdm_system), intent(in) :: self
+    integer(int32), allocatable, intent(inout) :: masks(:)
+    STAT_AND_ERRMSG
+    integer(int32) :: none(1)
+    integer :: status
+    status = c_system_activity(self%ptr, none, 0_c_size_t)
+    if (status == pdm_short_buffer) then
+      call make_room(pdm_ok, pdm_needed(), masks)
+      status = c_system_activity(self%ptr, masks, size(masks, kind=c_size_t))
+    end if
+    call done(status, stat, errmsg)
   end subroutine
 
   !> Stores the solver's order of a modal system: the equation, from 1, at each of its places.
