@@ -42,39 +42,17 @@ module pdm_calls
   end type
 
   interface
-    integer(c_size_t) function c_strlen(text) bind(C, name="strlen")
-      import; HANDLE(text)
-    end function
-    type(c_ptr) function c_version() bind(C, name="pdm_version")
-      import
-    end function
-    type(c_ptr) function c_error_message() bind(C, name="pdm_error_message")
-      import
-    end function
-    type(c_ptr) function c_error_file() bind(C, name="pdm_error_file")
-      import
-    end function
-    type(c_ptr) function c_error_path() bind(C, name="pdm_error_path")
-      import
-    end function
-    type(c_ptr) function c_error_operation() bind(C, name="pdm_error_operation")
-      import
-    end function
-    type(c_ptr) function c_error_cause() bind(C, name="pdm_error_cause")
-      import
-    end function
-    integer(c_int) function c_error_status() bind(C, name="pdm_error_status")
-      import
-    end function
-    integer(c_size_t) function c_error_needed() bind(C, name="pdm_error_needed")
-      import
-    end function
-    integer(c_int) function c_free(handle) bind(C, name="pdm_free")
-      import; HANDLE(handle)
-    end function
-    type(c_ptr) function c_share(handle) bind(C, name="pdm_share")
-      import; HANDLE(handle)
-    end function
+    integer(c_size_t) function c_strlen(text) bind(C, name="strlen"); import; HANDLE(text); end function
+    type(c_ptr) function c_version() bind(C, name="pdm_version"); import; end function
+    type(c_ptr) function c_error_message() bind(C, name="pdm_error_message"); import; end function
+    type(c_ptr) function c_error_file() bind(C, name="pdm_error_file"); import; end function
+    type(c_ptr) function c_error_path() bind(C, name="pdm_error_path"); import; end function
+    type(c_ptr) function c_error_operation() bind(C, name="pdm_error_operation"); import; end function
+    type(c_ptr) function c_error_cause() bind(C, name="pdm_error_cause"); import; end function
+    integer(c_int) function c_error_status() bind(C, name="pdm_error_status"); import; end function
+    integer(c_size_t) function c_error_needed() bind(C, name="pdm_error_needed"); import; end function
+    integer(c_int) function c_free(handle) bind(C, name="pdm_free"); import; HANDLE(handle); end function
+    type(c_ptr) function c_share(handle) bind(C, name="pdm_share"); import; HANDLE(handle); end function
     integer(c_int32_t) function c_names_count(names) bind(C, name="pdm_names_count")
       import; HANDLE(names)
     end function
@@ -89,24 +67,16 @@ module pdm_calls
       import; TEXT(path); NUMBER(flags)
       MADE(sim)
     end function
-    integer(c_int) function c_close(sim) bind(C, name="pdm_close")
-      import; HANDLE(sim)
-    end function
-    integer(c_int) function c_refresh(sim) bind(C, name="pdm_refresh")
-      import; HANDLE(sim)
-    end function
+    integer(c_int) function c_close(sim) bind(C, name="pdm_close"); import; HANDLE(sim); end function
+    integer(c_int) function c_refresh(sim) bind(C, name="pdm_refresh"); import; HANDLE(sim); end function
     integer(c_int) function c_set_waiting_time(milliseconds) bind(C, name="pdm_set_waiting_time")
       import; NUMBER(milliseconds)
     end function
     integer(c_int) function c_begin(sim, update) bind(C, name="pdm_begin")
       import; HANDLE(sim); MADE(update)
     end function
-    integer(c_int) function c_commit(update) bind(C, name="pdm_commit")
-      import; HANDLE(update)
-    end function
-    integer(c_int) function c_rollback(update) bind(C, name="pdm_rollback")
-      import; HANDLE(update)
-    end function
+    integer(c_int) function c_commit(update) bind(C, name="pdm_commit"); import; HANDLE(update); end function
+    integer(c_int) function c_rollback(update) bind(C, name="pdm_rollback"); import; HANDLE(update); end function
     integer(c_int) function c_sim_mesh(sim, mesh) bind(C, name="pdm_sim_mesh")
       import; HANDLE(sim); MADE(mesh)
     end function
