@@ -53,6 +53,7 @@ typedef struct pdm_set pdm_set;             ///< an ordered list of items, such 
 typedef struct pdm_field pdm_field;         ///< numbers over items, in drawers; of a result one a step
 typedef struct pdm_system pdm_system;       ///< a system of equations on the mesh
 typedef struct pdm_numbering pdm_numbering; ///< the equations of a system
+typedef struct pdm_pattern pdm_pattern;     ///< where a matrix over the mesh is not zero
 typedef struct pdm_names pdm_names;         ///< a list of names as they were when it was made
 
 /// What a call answers. Whatever is not 0 is a failure; later versions may have further codes.
@@ -319,6 +320,8 @@ PDM_API pdm_status pdm_system_mode_shapes(pdm_system* system, pdm_field** shapes
 /// Stores which degrees of freedom are active.
 /// \param masks  [count] one a node; bit b-1 is set where degree of freedom b is active, 1 to 31.
 PDM_API pdm_status pdm_system_set_activity(pdm_system* system, const int32_t* masks, size_t count);
+/// The masks, as they were stored. PDM_NOT_FOUND when none are.
+PDM_API pdm_status pdm_system_activity(pdm_system* system, int32_t* masks, size_t count);
 /// Stores the solver's order of a modal system.
 /// \param equations  [count] the equation at each of the solver's places.
 PDM_API pdm_status pdm_system_set_order(pdm_system* system, const int32_t* equations, size_t count);
@@ -346,6 +349,18 @@ PDM_API pdm_status pdm_numbering_equation(pdm_numbering* numbering, int32_t node
                                           int32_t* equation);
 /// The equation at each of the solver's places.
 PDM_API pdm_status pdm_numbering_order(pdm_numbering* numbering, int32_t* equations, size_t count);
+
+/// Finds the places of a matrix that are not zero, where elements couple all equations of their nodes. Rows
+/// and columns are the solver's places.
+PDM_API pdm_status pdm_mesh_pattern(pdm_mesh* mesh, pdm_numbering* numbering, pdm_pattern** pattern);
+PDM_API pdm_status pdm_pattern_size(pdm_pattern* pattern, int32_t* rows, int64_t* entries);
+/// Reads a pattern by rows (CSR).
+/// \param begin    [rows + 1] where each row begins in `columns`, and their number.
+/// \param begins   room in `begin`.
+/// \param columns  [entries] ascending within a row.
+/// \param count    room in `columns`.
+PDM_API pdm_status pdm_pattern_read(pdm_pattern* pattern, int64_t* begin, size_t begins, int32_t* columns,
+                                    size_t count);
 
 // Reading and writing by the type of the pointer: pdm_field_read_double(field, drawer, out, count),
 // pdm_field_write_float(field, drawer, values, count), pdm_field_append_int32(field, values, count, options).

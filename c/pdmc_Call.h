@@ -3,6 +3,7 @@
 #include <pdm.h>
 #include <pdm/pdm.hpp>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -27,54 +28,36 @@ class Fault : public pdm::Error {
   std::size_t m_needed;
 };
 
-/// What the handles are of, by what pdm.h calls them.
+/// What messages call something.
+template <std::size_t size>
+struct Words {
+  constexpr Words(const char (&words)[size]) { std::copy_n(words, size, text); }
+  char text[size]{};
+};
+/// What handles of one type are of.
+template <class Held, Words words>
+struct Kind {
+  using Value = Held;
+  static constexpr const char* name = words.text;
+};
+// Declared alone: the type is what counts.
+Kind<pdm::Sim, "a Sim"> kind_of(pdm_sim*);
+Kind<pdm::Update, "an update"> kind_of(pdm_update*);
+Kind<pdm::Mesh, "a mesh"> kind_of(pdm_mesh*);
+Kind<pdm::Set, "a set"> kind_of(pdm_set*);
+Kind<pdm::Field, "a field"> kind_of(pdm_field*);
+Kind<pdm::System, "a system"> kind_of(pdm_system*);
+Kind<pdm::Numbering, "a numbering"> kind_of(pdm_numbering*);
+Kind<pdm::Pattern, "a pattern"> kind_of(pdm_pattern*);
+Kind<std::vector<std::string>, "a list of names"> kind_of(pdm_names*);
+
+/// What a handle stands for, with the texts that a call on it has handed out.
 template <class Handle>
-struct Thing;
-struct Named { ///< texts that a call has handed out
-  std::string name, text, other;
-};
-template <>
-struct Thing<pdm_sim> {
-  static constexpr const char* kind = "a Sim";
-  pdm::Sim value;
-};
-template <>
-struct Thing<pdm_update> {
-  static constexpr const char* kind = "an update";
-  pdm::Update value;
-};
-template <>
-struct Thing<pdm_mesh> : Named {
-  static constexpr const char* kind = "a mesh";
-  explicit Thing(pdm::Mesh mesh) : value(std::move(mesh)) {}
-  pdm::Mesh value;
-};
-template <>
-struct Thing<pdm_set> {
-  static constexpr const char* kind = "a set";
-  pdm::Set value;
-};
-template <>
-struct Thing<pdm_field> : Named {
-  static constexpr const char* kind = "a field";
-  explicit Thing(pdm::Field field) : value(std::move(field)) {}
-  pdm::Field value;
-};
-template <>
-struct Thing<pdm_system> : Named {
-  static constexpr const char* kind = "a system";
-  explicit Thing(pdm::System system) : value(std::move(system)) {}
-  pdm::System value;
-};
-template <>
-struct Thing<pdm_numbering> {
-  static constexpr const char* kind = "a numbering";
-  pdm::Numbering value;
-};
-template <>
-struct Thing<pdm_names> {
-  static constexpr const char* kind = "a list of names";
-  std::vector<std::string> value;
+struct Thing {
+  using Of = decltype(kind_of(static_cast<Handle*>(nullptr)));
+  static constexpr const char* kind = Of::name;
+  typename Of::Value value;
+  std::string name{}, text{}, other{};
 };
 
 /// What a handle stands for, and which file it ends with.
@@ -179,14 +162,24 @@ template <class Handle, class Work>
 pdm_status on(Handle* handle, const char* operation, Work&& work) noexcept {
   return call(operation, [&] { work(Use<Handle>(handle, operation)); });
 }
-/// One call on a handle that makes another one, which is NULL when it fails.
+/// One call on a handle that makes something: `work` returns it.
+/// \param out  becomes a handle of it, NULL when the call fails; may be null.
 template <class Handle, class Made, class Work>
-pdm_status make(Handle* handle, const char* operation, Made** out, Work&& work) noexcept {
+pdm_status create(Handle* handle, const char* operation, Made** out, Work&& work) noexcept {
   if (out != nullptr)
     *out = nullptr;
   return on(handle, operation, [&](const Use<Handle>& use) {
+    auto made = work(use);
+    if (out != nullptr)
+      use.give(out, std::move(made));
+  });
+}
+/// As create(); `out` must not be null.
+template <class Handle, class Made, class Work>
+pdm_status make(Handle* handle, const char* operation, Made** out, Work&& work) noexcept {
+  return create(handle, operation, out, [&](const Use<Handle>& use) {
     use.require(out, "where the handle goes");
-    work(use);
+    return work(use);
   });
 }
 
@@ -235,7 +228,15 @@ static_assert(static_cast<int>(pdm::Type::int32) == PDM_INT32 &&
               static_cast<int>(pdm::Type::float32) == PDM_FLOAT &&
               static_cast<int>(pdm::Type::float64) == PDM_DOUBLE);
 
-/// Numbers of the caller's.
+/// Numbers of the caller's, of a type that the call says.
+template <class Handle, class Value>
+std::span<const Value> span_of(const Use<Handle>& use, const Value* values, std::size_t count) {
+  if (count > 0)
+    use.require(values, "the values");
+  return {values, count};
+}
+
+/// Numbers of the caller's, of a type that the caller says.
 template <class Handle>
 pdm::Numbers numbers_of(const Use<Handle>& use, int type, const void* values, std::size_t count) {
   if (count > 0)
@@ -258,16 +259,12 @@ auto entry(const Use<Handle>& use, const Map& map, const char* name) {
 
 /// Stores a field among others.
 template <class Handle>
-void create_field(const Use<Handle>& use, const pdm::Fields& fields, const char* name, int type,
-                  const void* values, std::size_t count, const pdm_field_options* options,
-                  pdm_field** field) {
+pdm::Field create_field(const Use<Handle>& use, const pdm::Fields& fields, const char* name, int type,
+                        const void* values, std::size_t count, const pdm_field_options* options) {
   use.require(name, "the name");
   const pdm::FieldOptions own = options_of(use, options);
-  const pdm::Field made = values == nullptr && count == 0
-                              ? fields.create_empty(name, own)
-                              : fields.create(name, numbers_of(use, type, values, count), own);
-  if (field != nullptr)
-    use.give(field, made);
+  return values == nullptr && count == 0 ? fields.create_empty(name, own)
+                                         : fields.create(name, numbers_of(use, type, values, count), own);
 }
 
 } // namespace pdmc

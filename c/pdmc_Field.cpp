@@ -108,8 +108,7 @@ pdm_status pdm_field_drawer_at(pdm_field* field, double time, int32_t* drawer) {
 }
 
 pdm_status pdm_field_set(pdm_field* field, int32_t drawer, pdm_set** set) {
-  return make(field, "use a set", set,
-              [&](const UseField& use) { use.give(set, drawer_of(use, drawer).set()); });
+  return make(field, "use a set", set, [&](const UseField& use) { return drawer_of(use, drawer).set(); });
 }
 
 } // extern "C"

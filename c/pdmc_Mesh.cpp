@@ -74,13 +74,6 @@ int count_of(const UseMesh& use, int of) {
   }
 }
 
-template <class Value>
-std::span<const Value> span_of(const UseMesh& use, const Value* values, size_t count) {
-  if (count > 0)
-    use.require(values, "the values");
-  return {values, count};
-}
-
 } // namespace
 
 extern "C" {
@@ -144,24 +137,19 @@ pdm_status pdm_mesh_create_block(pdm_mesh* mesh, const char* name, const char* t
 }
 
 pdm_status pdm_mesh_set_names(pdm_mesh* mesh, int of, pdm_names** names) {
-  return make(mesh, "list the names", names,
-              [&](const UseMesh& use) { use.give(names, sets_of(use, of).names()); });
+  return make(mesh, "list the names", names, [&](const UseMesh& use) { return sets_of(use, of).names(); });
 }
 
 pdm_status pdm_mesh_set(pdm_mesh* mesh, int of, const char* name, pdm_set** set) {
   return make(mesh, "look up a name", set,
-              [&](const UseMesh& use) { use.give(set, entry(use, sets_of(use, of), name)); });
+              [&](const UseMesh& use) { return entry(use, sets_of(use, of), name); });
 }
 
 pdm_status pdm_mesh_create_set(pdm_mesh* mesh, int of, const char* name, const int32_t* items, size_t count,
                                int replace, pdm_set** set) {
-  if (set != nullptr)
-    *set = nullptr;
-  return on(mesh, "create a set", [&](const UseMesh& use) {
+  return create(mesh, "create a set", set, [&](const UseMesh& use) {
     use.require(name, "the name");
-    const pdm::Set made = sets_of(use, of).create(name, span_of(use, items, count), replace != 0);
-    if (set != nullptr)
-      use.give(set, made);
+    return sets_of(use, of).create(name, span_of(use, items, count), replace != 0);
   });
 }
 
@@ -181,8 +169,7 @@ pdm_status pdm_set_items(pdm_set* set, int32_t* items, size_t count) {
 }
 
 pdm_status pdm_mesh_surface_names(pdm_mesh* mesh, pdm_names** names) {
-  return make(mesh, "list the names", names,
-              [&](const UseMesh& use) { use.give(names, use->surfaces().names()); });
+  return make(mesh, "list the names", names, [&](const UseMesh& use) { return use->surfaces().names(); });
 }
 
 pdm_status pdm_mesh_surface_size(pdm_mesh* mesh, const char* name, int32_t* sides) {
@@ -214,27 +201,23 @@ pdm_status pdm_mesh_create_surface(pdm_mesh* mesh, const char* name, const int32
 }
 
 pdm_status pdm_mesh_field_names(pdm_mesh* mesh, int of, pdm_names** names) {
-  return make(mesh, "list the names", names,
-              [&](const UseMesh& use) { use.give(names, fields_of(use, of).names()); });
+  return make(mesh, "list the names", names, [&](const UseMesh& use) { return fields_of(use, of).names(); });
 }
 
 pdm_status pdm_mesh_field(pdm_mesh* mesh, int of, const char* name, pdm_field** field) {
   return make(mesh, "look up a name", field,
-              [&](const UseMesh& use) { use.give(field, entry(use, fields_of(use, of), name)); });
+              [&](const UseMesh& use) { return entry(use, fields_of(use, of), name); });
 }
 
 pdm_status pdm_mesh_create_field(pdm_mesh* mesh, int of, const char* name, int type, const void* values,
                                  size_t count, const pdm_field_options* options, pdm_field** field) {
-  if (field != nullptr)
-    *field = nullptr;
-  return on(mesh, "create a field", [&](const UseMesh& use) {
-    create_field(use, fields_of(use, of), name, type, values, count, options, field);
+  return create(mesh, "create a field", field, [&](const UseMesh& use) {
+    return create_field(use, fields_of(use, of), name, type, values, count, options);
   });
 }
 
 pdm_status pdm_mesh_system_names(pdm_mesh* mesh, pdm_names** names) {
-  return make(mesh, "list the names", names,
-              [&](const UseMesh& use) { use.give(names, use->systems().names()); });
+  return make(mesh, "list the names", names, [&](const UseMesh& use) { return use->systems().names(); });
 }
 
 pdm_status pdm_mesh_system(pdm_mesh* mesh, int32_t index, pdm_system** system) {
@@ -242,7 +225,7 @@ pdm_status pdm_mesh_system(pdm_mesh* mesh, int32_t index, pdm_system** system) {
     const pdm::Systems systems = use->systems();
     if (const int count = systems.size(); index < 0 || index >= count)
       use.refuse(PDM_NOT_FOUND, "there is no such system, the mesh has " + std::to_string(count));
-    use.give(system, systems[index]);
+    return systems[index];
   });
 }
 
@@ -252,20 +235,16 @@ pdm_status pdm_mesh_find_system(pdm_mesh* mesh, const char* name, pdm_system** s
     const pdm::Systems systems = use->systems();
     if (!systems.contains(name))
       use.refuse(PDM_NOT_FOUND, "there is no " + pdm::detail::quoted(name));
-    use.give(system, systems[std::string_view(name)]);
+    return systems[std::string_view(name)];
   });
 }
 
 pdm_status pdm_mesh_create_system(pdm_mesh* mesh, const char* name, int kind, pdm_system** system) {
-  if (system != nullptr)
-    *system = nullptr;
-  return on(mesh, "add a system", [&](const UseMesh& use) {
+  return create(mesh, "add a system", system, [&](const UseMesh& use) {
     use.require(name, "the name");
     if (kind < PDM_PLAIN || kind > PDM_SUBSTRUCTURE)
       refuse_kind(use, kind);
-    const pdm::System made = use->systems().create(name, static_cast<pdm::Kind>(kind));
-    if (system != nullptr)
-      use.give(system, made);
+    return use->systems().create(name, static_cast<pdm::Kind>(kind));
   });
 }
 

@@ -72,8 +72,7 @@ pdm_status pdm_set_waiting_time(int32_t milliseconds) {
 }
 
 pdm_status pdm_begin(pdm_sim* sim, pdm_update** update) {
-  return make(sim, "begin an update", update,
-              [&](const Use<pdm_sim>& use) { use.give(update, use->update()); });
+  return make(sim, "begin an update", update, [&](const Use<pdm_sim>& use) { return use->update(); });
 }
 
 pdm_status pdm_commit(pdm_update* update) {
@@ -94,20 +93,15 @@ pdm_status pdm_sim_mesh(pdm_sim* sim, pdm_mesh** mesh) {
   return make(sim, "find the mesh", mesh, [&](const Use<pdm_sim>& use) {
     if (!use->has_model() || !use->model().has_mesh())
       use.refuse(PDM_NOT_FOUND, "the file has none");
-    use.give(mesh, use->model().mesh());
+    return use->model().mesh();
   });
 }
 
 pdm_status pdm_sim_create_mesh(pdm_sim* sim, int32_t nodes, int32_t elements, pdm_mesh** mesh) {
-  if (mesh != nullptr)
-    *mesh = nullptr;
-  return on(sim, "make a mesh", [&](const Use<pdm_sim>& use) {
+  return create(sim, "make a mesh", mesh, [&](const Use<pdm_sim>& use) {
     if (nodes < 0 || elements < 0)
       use.refuse(PDM_BAD_ARGUMENT, "a count is negative");
-    const pdm::Mesh made =
-        use->has_model() ? use->model().create_mesh(nodes, elements) : use->create_mesh(nodes, elements);
-    if (mesh != nullptr)
-      use.give(mesh, made);
+    return use->has_model() ? use->model().create_mesh(nodes, elements) : use->create_mesh(nodes, elements);
   });
 }
 

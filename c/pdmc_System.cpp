@@ -8,16 +8,10 @@ namespace {
 
 using UseSystem = Use<pdm_system>;
 using UseNumbering = Use<pdm_numbering>;
+using UsePattern = Use<pdm_pattern>;
 
 static_assert(PDM_OTHER == static_cast<int>(pdm::Kind::other) &&
               PDM_MODAL == static_cast<int>(pdm::Kind::modal));
-
-template <class Value>
-std::span<const Value> span_of(const UseSystem& use, const Value* values, size_t count) {
-  if (count > 0)
-    use.require(values, "the values");
-  return {values, count};
-}
 
 } // namespace
 
@@ -37,21 +31,18 @@ pdm_status pdm_system_get_info(pdm_system* system, pdm_system_info* info) {
 }
 
 pdm_status pdm_system_field_names(pdm_system* system, pdm_names** names) {
-  return make(system, "list the names", names,
-              [&](const UseSystem& use) { use.give(names, use->fields().names()); });
+  return make(system, "list the names", names, [&](const UseSystem& use) { return use->fields().names(); });
 }
 
 pdm_status pdm_system_field(pdm_system* system, const char* name, pdm_field** field) {
   return make(system, "look up a name", field,
-              [&](const UseSystem& use) { use.give(field, entry(use, use->fields(), name)); });
+              [&](const UseSystem& use) { return entry(use, use->fields(), name); });
 }
 
 pdm_status pdm_system_create_field(pdm_system* system, const char* name, int type, const void* values,
                                    size_t count, const pdm_field_options* options, pdm_field** field) {
-  if (field != nullptr)
-    *field = nullptr;
-  return on(system, "create a field", [&](const UseSystem& use) {
-    create_field(use, use->fields(), name, type, values, count, options, field);
+  return create(system, "create a field", field, [&](const UseSystem& use) {
+    return create_field(use, use->fields(), name, type, values, count, options);
   });
 }
 
@@ -74,6 +65,15 @@ pdm_status pdm_system_set_activity(pdm_system* system, const int32_t* masks, siz
             [&](const UseSystem& use) { use->set_activity(span_of(use, masks, count)); });
 }
 
+pdm_status pdm_system_activity(pdm_system* system, int32_t* masks, size_t count) {
+  return on(system, "read the activity", [&](const UseSystem& use) {
+    const std::vector<int> stored = use->activity();
+    if (stored.empty())
+      use.refuse(PDM_NOT_FOUND, "none is stored");
+    use.fill(stored, masks, count);
+  });
+}
+
 pdm_status pdm_system_set_order(pdm_system* system, const int32_t* equations, size_t count) {
   return on(system, "store the solver's order",
             [&](const UseSystem& use) { use->set_order(span_of(use, equations, count)); });
@@ -81,7 +81,7 @@ pdm_status pdm_system_set_order(pdm_system* system, const int32_t* equations, si
 
 pdm_status pdm_system_numbering(pdm_system* system, pdm_numbering** numbering) {
   return make(system, "number the degrees of freedom", numbering,
-              [&](const UseSystem& use) { use.give(numbering, use->numbering()); });
+              [&](const UseSystem& use) { return use->numbering(); });
 }
 
 pdm_status pdm_numbering_get_info(pdm_numbering* numbering, pdm_numbering_info* info) {
@@ -117,6 +117,30 @@ pdm_status pdm_numbering_equation(pdm_numbering* numbering, int32_t node, int32_
 pdm_status pdm_numbering_order(pdm_numbering* numbering, int32_t* equations, size_t count) {
   return on(numbering, "read the solver's order",
             [&](const UseNumbering& use) { use.fill(use->order(), equations, count); });
+}
+
+pdm_status pdm_mesh_pattern(pdm_mesh* mesh, pdm_numbering* numbering, pdm_pattern** pattern) {
+  return make(mesh, "find a matrix's pattern", pattern, [&](const Use<pdm_mesh>& use) {
+    return use->pattern(*UseNumbering(numbering, use.operation));
+  });
+}
+
+pdm_status pdm_pattern_size(pdm_pattern* pattern, int32_t* rows, int64_t* entries) {
+  return on(pattern, "count a pattern's places", [&](const UsePattern& use) {
+    use.require(rows, "where the rows go");
+    use.require(entries, "where the count goes");
+    *rows = static_cast<int32_t>(use->begin.size() - 1);
+    *entries = use->begin.back();
+  });
+}
+
+pdm_status pdm_pattern_read(pdm_pattern* pattern, int64_t* begin, size_t begins, int32_t* columns,
+                            size_t count) {
+  return on(pattern, "read a pattern", [&](const UsePattern& use) {
+    use.room(begin, begins, use->begin.size());
+    use.fill(use->columns, columns, count);
+    use.fill(use->begin, begin, begins);
+  });
 }
 
 } // extern "C"

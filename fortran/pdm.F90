@@ -12,6 +12,7 @@
 ! with it.
 !
 ! Threads: one at a time for a Sim and what was made of it; different Sims in different threads.
+#include "pdm_words.inc"
 module pdm
   use, intrinsic :: iso_c_binding
   use, intrinsic :: iso_fortran_env, only: int32, int64, real32, real64
@@ -44,21 +45,16 @@ module pdm
 
   !> Writes that become one commit point. Without commit they are taken back.
   type, public :: pdm_update
-    type(c_ptr) :: ptr = c_null_ptr ! for this layer alone, as `fresh` is
-    logical :: fresh = .false.
-  contains
+#define THE_TYPE pdm_update
+#include "pdm_handle_type.inc"
     procedure :: commit => update_commit
     procedure :: rollback => update_rollback
-    procedure, private :: assign => update_assign
-    generic :: assignment(=) => assign
-    final :: update_end
   end type
 
   !> An open simulation file.
   type, public :: pdm_sim
-    type(c_ptr) :: ptr = c_null_ptr ! for this layer alone, as `fresh` is
-    logical :: fresh = .false.
-  contains
+#define THE_TYPE pdm_sim
+#include "pdm_handle_type.inc"
     procedure :: open => sim_open
     procedure :: create => sim_create
     procedure :: close => sim_close
@@ -66,27 +62,14 @@ module pdm
     procedure :: update => sim_update
     procedure :: mesh => sim_mesh
     procedure :: create_mesh => sim_create_mesh
-    procedure, private :: assign => sim_assign
-    generic :: assignment(=) => assign
-    final :: sim_end
   end type
 
 contains
 
 #define THE_TYPE pdm_update
-#define ASSIGN_IT update_assign
-#define END_IT update_end
 #include "pdm_handle.inc"
-#undef THE_TYPE
-#undef ASSIGN_IT
-#undef END_IT
 #define THE_TYPE pdm_sim
-#define ASSIGN_IT sim_assign
-#define END_IT sim_end
 #include "pdm_handle.inc"
-#undef THE_TYPE
-#undef ASSIGN_IT
-#undef END_IT
 
   !> Opens a file; one that the variable has open is closed before.
   !> \param mode  pdm_read without it.
@@ -94,8 +77,7 @@ contains
     class(pdm_sim), intent(inout) :: self
     character(*), intent(in) :: file
     integer, intent(in), optional :: mode
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     integer(c_int32_t) :: how
     integer(c_int) :: ended
     how = pdm_read
@@ -113,8 +95,7 @@ contains
     character(*), intent(in) :: file
     logical, intent(in), optional :: replace
     integer, intent(in), optional :: mode
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     integer(c_int32_t) :: how
     integer(c_int) :: ended
     how = 0
@@ -128,24 +109,21 @@ contains
   !> Closes the file; what was made of it has ended. Fails when something was lost.
   subroutine sim_close(self, stat, errmsg)
     class(pdm_sim), intent(in) :: self
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     call done(c_close(self%ptr), stat, errmsg)
   end subroutine
 
   !> Moves a file that is open live on to the newest commit point of its writer.
   subroutine sim_refresh(self, stat, errmsg)
     class(pdm_sim), intent(in) :: self
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     call done(c_refresh(self%ptr), stat, errmsg)
   end subroutine
 
   !> Begins to join writes into one commit point.
   function sim_update(self, stat, errmsg) result(update)
     class(pdm_sim), intent(in) :: self
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     type(pdm_update) :: update
     update%fresh = .true.
     call done(c_begin(self%ptr, update%ptr), stat, errmsg)
@@ -154,24 +132,21 @@ contains
   !> Makes the commit point. After a failure the update is open still.
   subroutine update_commit(self, stat, errmsg)
     class(pdm_update), intent(in) :: self
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     call done(c_commit(self%ptr), stat, errmsg)
   end subroutine
 
   !> Takes back everything since the last commit point.
   subroutine update_rollback(self, stat, errmsg)
     class(pdm_update), intent(in) :: self
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     call done(c_rollback(self%ptr), stat, errmsg)
   end subroutine
 
   !> \return the mesh of the file.
   function sim_mesh(self, stat, errmsg) result(mesh)
     class(pdm_sim), intent(in) :: self
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     type(pdm_mesh) :: mesh
     mesh%fresh = .true.
     call done(c_sim_mesh(self%ptr, mesh%ptr), stat, errmsg)
@@ -181,8 +156,7 @@ contains
   function sim_create_mesh(self, nodes, elements, stat, errmsg) result(mesh)
     class(pdm_sim), intent(in) :: self
     integer, intent(in) :: nodes, elements
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     type(pdm_mesh) :: mesh
     mesh%fresh = .true.
     call done(c_sim_create_mesh(self%ptr, nodes, elements, mesh%ptr), stat, errmsg)
@@ -191,8 +165,7 @@ contains
   !> How long opening waits for a file that another process holds; at first 0.
   subroutine pdm_set_waiting_time(milliseconds, stat, errmsg)
     integer, intent(in) :: milliseconds
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     call done(c_set_waiting_time(milliseconds), stat, errmsg)
   end subroutine
 

@@ -1,4 +1,5 @@
 ! Sets and fields.
+#include "pdm_words.inc"
 module pdm_fields
   use, intrinsic :: iso_c_binding
   use, intrinsic :: iso_fortran_env, only: int32, int64, real32, real64
@@ -6,22 +7,23 @@ module pdm_fields
   use pdm_texts
   implicit none
   private
-  public :: take_field
+  public :: take_field, make_room
+
+  !> Makes an array that a caller asked for; leaves it alone when the call before has failed.
+  interface make_room
+    procedure room_integers, room_longs, room_reals
+  end interface
 
   !> The types of stored numbers.
   integer, parameter, public :: pdm_int32 = 0, pdm_int64 = 1, pdm_real32 = 2, pdm_real64 = 3
 
   !> An ordered list of items, such as nodes, from 1.
   type, public :: pdm_set
-    type(c_ptr) :: ptr = c_null_ptr ! for this layer alone, as `fresh` is
-    logical :: fresh = .false.
-  contains
+#define THE_TYPE pdm_set
+#include "pdm_handle_type.inc"
     procedure :: count => set_count
     procedure :: read => set_read
     procedure :: get => set_get
-    procedure, private :: assign => set_assign
-    generic :: assignment(=) => assign
-    final :: set_end
   end type
 
   !> What a field is, and one drawer of it.
@@ -37,23 +39,19 @@ module pdm_fields
 
   !> Numbers over items, in drawers: of a result one a step, of a connectivity one a block, else one.
   type, public :: pdm_field
-    type(c_ptr) :: ptr = c_null_ptr ! for this layer alone, as `fresh` is
-    logical :: fresh = .false.
-  contains
+#define THE_TYPE pdm_field
+#include "pdm_handle_type.inc"
     procedure :: info => field_info
     procedure :: drawer_at => field_drawer_at
     procedure :: set => field_set
-    generic :: read => read_i1, read_i2, read_l1, read_l2, read_s1, read_s2, read_d1, read_d2
-    generic :: get => get_i1, get_i2, get_l1, get_l2, get_s1, get_s2, get_d1, get_d2
-    generic :: write => write_i1, write_i2, write_l1, write_l2, write_s1, write_s2, write_d1, write_d2
-    generic :: append => append_i1, append_i2, append_l1, append_l2, append_s1, append_s2, append_d1, append_d2
-    procedure, private :: read_i1, read_i2, read_l1, read_l2, read_s1, read_s2, read_d1, read_d2
-    procedure, private :: get_i1, get_i2, get_l1, get_l2, get_s1, get_s2, get_d1, get_d2
-    procedure, private :: write_i1, write_i2, write_l1, write_l2, write_s1, write_s2, write_d1, write_d2
-    procedure, private :: append_i1, append_i2, append_l1, append_l2, append_s1, append_s2, append_d1, append_d2
-    procedure, private :: assign => field_assign
-    generic :: assignment(=) => assign
-    final :: field_end
+    generic :: read => EACH_OF(read)
+    generic :: get => EACH_OF(get)
+    generic :: write => EACH_OF(write)
+    generic :: append => EACH_OF(append)
+    procedure, private :: EACH_OF(read)
+    procedure, private :: EACH_OF(get)
+    procedure, private :: EACH_OF(write)
+    procedure, private :: EACH_OF(append)
   end type
 
   !> What is said of new numbers, with the texts that C's struct points to. For this layer alone.
@@ -67,22 +65,14 @@ module pdm_fields
 contains
 
 #define THE_TYPE pdm_set
-#define ASSIGN_IT set_assign
-#define END_IT set_end
 #include "pdm_handle.inc"
-#undef THE_TYPE
-#undef ASSIGN_IT
-#undef END_IT
 #define THE_TYPE pdm_field
-#define ASSIGN_IT field_assign
-#define END_IT field_end
 #include "pdm_handle.inc"
 
   !> \return the number of items.
   function set_count(self, stat, errmsg) result(count)
     class(pdm_set), intent(in) :: self
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     integer(c_int32_t) :: count
     count = 0
     call done(c_set_size(self%ptr, count), stat, errmsg)
@@ -92,12 +82,9 @@ contains
   subroutine set_read(self, items, stat, errmsg)
     class(pdm_set), intent(in) :: self
     integer(int32), intent(inout), contiguous :: items(:)
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
-    integer(c_int32_t) :: count
-    integer :: status
-    count = 0
-    status = c_set_size(self%ptr, count)
+    STAT_AND_ERRMSG
+    integer :: count, status
+    count = set_count(self, status)
     if (status == pdm_ok) status = c_set_items(self%ptr, items, size(items, kind=c_size_t))
     if (status == pdm_ok) items(:count) = items(:count) + 1
     call done(status, stat, errmsg)
@@ -107,27 +94,20 @@ contains
   subroutine set_get(self, items, stat, errmsg)
     class(pdm_set), intent(in) :: self
     integer(int32), allocatable, intent(inout) :: items(:)
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
-    integer(c_int32_t) :: count
-    integer :: status
-    count = 0
-    status = c_set_size(self%ptr, count)
-    if (status == pdm_ok) then
-      if (allocated(items)) deallocate (items)
-      allocate (items(count))
-      call set_read(self, items, stat, errmsg)
-    else
-      call done(status, stat, errmsg)
-    end if
+    STAT_AND_ERRMSG
+    integer :: count, status
+    count = set_count(self, status)
+    call make_room(status, count, items)
+    if (status == pdm_ok) status = c_set_items(self%ptr, items, size(items, kind=c_size_t))
+    if (status == pdm_ok) items = items + 1
+    call done(status, stat, errmsg)
   end subroutine
 
   !> \param drawer  1 without it.
   function field_info(self, drawer, stat, errmsg) result(info)
     class(pdm_field), intent(in) :: self
     integer, intent(in), optional :: drawer
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     type(pdm_field_information) :: info
     type(c_field_info) :: c
     integer(c_int32_t) :: at
@@ -154,8 +134,7 @@ contains
   function field_drawer_at(self, time, stat, errmsg) result(drawer)
     class(pdm_field), intent(in) :: self
     real(real64), intent(in) :: time
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     integer(c_int32_t) :: drawer
     drawer = -1
     call done(c_field_drawer_at(self%ptr, time, drawer), stat, errmsg)
@@ -166,11 +145,27 @@ contains
   function field_set(self, drawer, stat, errmsg) result(set)
     class(pdm_field), intent(in) :: self
     integer, intent(in), optional :: drawer
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     type(pdm_set) :: set
     set%fresh = .true.
     call done(c_field_set(self%ptr, drawer_of(drawer), set%ptr), stat, errmsg)
+  end function
+
+  !> Reads as many rows from `first` on, from 1, as there is room for.
+  integer function read_rows(field, drawer, first, type_, room, count)
+    class(pdm_field), intent(in) :: field
+    integer(c_int32_t), intent(in) :: drawer, type_
+    integer, intent(in) :: first
+    type(c_ptr), intent(in) :: room
+    integer(c_size_t), intent(in) :: count
+    type(c_field_info) :: info
+    integer(c_int32_t) :: rows
+    info%size = c_sizeof(info)
+    read_rows = c_field_get_info(field%ptr, drawer, info)
+    if (read_rows /= pdm_ok) return
+    rows = int(min(count/max(info%components, 1), int(huge(rows), c_size_t)), c_int32_t)
+    if (count > 0) rows = max(rows, 1) ! which is refused where there is no room for one
+    read_rows = c_field_read_rows(field%ptr, drawer, first - 1, rows, type_, room, count)
   end function
 
   !> C's number of a drawer; the only one where none is said.
@@ -180,6 +175,16 @@ contains
     drawer_of = only
     if (present(drawer)) drawer_of = drawer - 1
   end function
+
+#define WORD room_integers
+#define NUMBER integer(int32)
+#include "pdm_room.inc"
+#define WORD room_longs
+#define NUMBER integer(int64)
+#include "pdm_room.inc"
+#define WORD room_reals
+#define NUMBER real(real64)
+#include "pdm_room.inc"
 
   !> Gives the caller a field that C has made, or ends it.
   subroutine take_field(field, made)
@@ -229,141 +234,7 @@ contains
     bytes(len_trim(text) + 1) = c_null_char
   end function
 
-#define NUMBER integer(int32)
-#define TYPE_ pdm_int32
-#define SHAPE_ (:)
-#define EXTENT (info%components * info%rows)
-#define COMPONENTS 0
-#define READ_IT read_i1
-#define GET_IT get_i1
-#define WRITE_IT write_i1
-#define APPEND_IT append_i1
-#include "pdm_field_typed.inc"
-#undef SHAPE_
-#undef EXTENT
-#undef COMPONENTS
-#undef READ_IT
-#undef GET_IT
-#undef WRITE_IT
-#undef APPEND_IT
-#define SHAPE_ (:, :)
-#define EXTENT (info%components, info%rows)
-#define COMPONENTS size(values, 1)
-#define READ_IT read_i2
-#define GET_IT get_i2
-#define WRITE_IT write_i2
-#define APPEND_IT append_i2
-#include "pdm_field_typed.inc"
-#undef SHAPE_
-#undef EXTENT
-#undef COMPONENTS
-#undef READ_IT
-#undef GET_IT
-#undef WRITE_IT
-#undef APPEND_IT
-#undef NUMBER
-#undef TYPE_
-#define NUMBER integer(int64)
-#define TYPE_ pdm_int64
-#define SHAPE_ (:)
-#define EXTENT (info%components * info%rows)
-#define COMPONENTS 0
-#define READ_IT read_l1
-#define GET_IT get_l1
-#define WRITE_IT write_l1
-#define APPEND_IT append_l1
-#include "pdm_field_typed.inc"
-#undef SHAPE_
-#undef EXTENT
-#undef COMPONENTS
-#undef READ_IT
-#undef GET_IT
-#undef WRITE_IT
-#undef APPEND_IT
-#define SHAPE_ (:, :)
-#define EXTENT (info%components, info%rows)
-#define COMPONENTS size(values, 1)
-#define READ_IT read_l2
-#define GET_IT get_l2
-#define WRITE_IT write_l2
-#define APPEND_IT append_l2
-#include "pdm_field_typed.inc"
-#undef SHAPE_
-#undef EXTENT
-#undef COMPONENTS
-#undef READ_IT
-#undef GET_IT
-#undef WRITE_IT
-#undef APPEND_IT
-#undef NUMBER
-#undef TYPE_
-#define NUMBER real(real32)
-#define TYPE_ pdm_real32
-#define SHAPE_ (:)
-#define EXTENT (info%components * info%rows)
-#define COMPONENTS 0
-#define READ_IT read_s1
-#define GET_IT get_s1
-#define WRITE_IT write_s1
-#define APPEND_IT append_s1
-#include "pdm_field_typed.inc"
-#undef SHAPE_
-#undef EXTENT
-#undef COMPONENTS
-#undef READ_IT
-#undef GET_IT
-#undef WRITE_IT
-#undef APPEND_IT
-#define SHAPE_ (:, :)
-#define EXTENT (info%components, info%rows)
-#define COMPONENTS size(values, 1)
-#define READ_IT read_s2
-#define GET_IT get_s2
-#define WRITE_IT write_s2
-#define APPEND_IT append_s2
-#include "pdm_field_typed.inc"
-#undef SHAPE_
-#undef EXTENT
-#undef COMPONENTS
-#undef READ_IT
-#undef GET_IT
-#undef WRITE_IT
-#undef APPEND_IT
-#undef NUMBER
-#undef TYPE_
-#define NUMBER real(real64)
-#define TYPE_ pdm_real64
-#define SHAPE_ (:)
-#define EXTENT (info%components * info%rows)
-#define COMPONENTS 0
-#define READ_IT read_d1
-#define GET_IT get_d1
-#define WRITE_IT write_d1
-#define APPEND_IT append_d1
-#include "pdm_field_typed.inc"
-#undef SHAPE_
-#undef EXTENT
-#undef COMPONENTS
-#undef READ_IT
-#undef GET_IT
-#undef WRITE_IT
-#undef APPEND_IT
-#define SHAPE_ (:, :)
-#define EXTENT (info%components, info%rows)
-#define COMPONENTS size(values, 1)
-#define READ_IT read_d2
-#define GET_IT get_d2
-#define WRITE_IT write_d2
-#define APPEND_IT append_d2
-#include "pdm_field_typed.inc"
-#undef SHAPE_
-#undef EXTENT
-#undef COMPONENTS
-#undef READ_IT
-#undef GET_IT
-#undef WRITE_IT
-#undef APPEND_IT
-#undef NUMBER
-#undef TYPE_
+#define EACH "pdm_field_typed.inc"
+#include "pdm_each_type.inc"
 
 end module

@@ -1,4 +1,5 @@
 ! Meshes.
+#include "pdm_words.inc"
 module pdm_meshes
   use, intrinsic :: iso_c_binding
   use, intrinsic :: iso_fortran_env, only: int32, int64, real32, real64
@@ -23,9 +24,8 @@ module pdm_meshes
 
   !> The mesh of a file.
   type, public :: pdm_mesh
-    type(c_ptr) :: ptr = c_null_ptr ! for this layer alone, as `fresh` is
-    logical :: fresh = .false.
-  contains
+#define THE_TYPE pdm_mesh
+#include "pdm_handle_type.inc"
     procedure :: count => mesh_count
     procedure :: dimension => mesh_dimension
     procedure :: get_labels => mesh_get_labels
@@ -48,29 +48,25 @@ module pdm_meshes
     procedure :: system => mesh_system
     procedure :: find_system => mesh_find_system
     procedure :: create_system => mesh_create_system
-    generic :: create_field => create_i1, create_i2, create_l1, create_l2, create_s1, create_s2, create_d1, create_d2
-    procedure, private :: create_i1, create_i2, create_l1, create_l2, create_s1, create_s2, create_d1, create_d2
-    procedure, private :: assign => mesh_assign
-    generic :: assignment(=) => assign
-    final :: mesh_end
+    procedure :: get_pattern => mesh_get_pattern
+    generic :: create_field => EACH_OF(create)
+    procedure, private :: EACH_OF(create)
   end type
 
 contains
 
 #define THE_TYPE pdm_mesh
-#define ASSIGN_IT mesh_assign
-#define END_IT mesh_end
 #include "pdm_handle.inc"
-#undef THE_TYPE
-#undef ASSIGN_IT
-#undef END_IT
+#define OWNER pdm_mesh
+#define C_CREATE c_mesh_create_field
+#define OF_ , of
+#define OF_DECLARED integer, intent(in) :: of
 
   !> \param of  pdm_nodes, elements, faces, instances, regions, steps, surfaces or blocks.
   function mesh_count(self, of, stat, errmsg) result(count)
     class(pdm_mesh), intent(in) :: self
     integer, intent(in) :: of
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     integer(c_int32_t) :: count
     count = 0
     call done(c_mesh_count(self%ptr, of, count), stat, errmsg)
@@ -79,8 +75,7 @@ contains
   !> \return 2 or 3; 0 when there are no coordinates.
   function mesh_dimension(self, stat, errmsg) result(axes)
     class(pdm_mesh), intent(in) :: self
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     integer(c_int32_t) :: axes
     axes = 0
     call done(c_mesh_dimension(self%ptr, axes), stat, errmsg)
@@ -91,16 +86,12 @@ contains
     class(pdm_mesh), intent(in) :: self
     integer, intent(in) :: of
     integer(int64), allocatable, intent(inout) :: labels(:)
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     integer(c_int32_t) :: count
     integer :: status
     status = c_mesh_count(self%ptr, of, count)
-    if (status == pdm_ok) then
-      if (allocated(labels)) deallocate (labels)
-      allocate (labels(count))
-      status = c_mesh_labels(self%ptr, of, labels, size(labels, kind=c_size_t))
-    end if
+    call make_room(status, count, labels)
+    if (status == pdm_ok) status = c_mesh_labels(self%ptr, of, labels, size(labels, kind=c_size_t))
     call done(status, stat, errmsg)
   end subroutine
 
@@ -108,16 +99,12 @@ contains
   subroutine mesh_get_times(self, times, stat, errmsg)
     class(pdm_mesh), intent(in) :: self
     real(real64), allocatable, intent(inout) :: times(:)
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     integer(c_int32_t) :: count
     integer :: status
     status = c_mesh_count(self%ptr, pdm_steps, count)
-    if (status == pdm_ok) then
-      if (allocated(times)) deallocate (times)
-      allocate (times(count))
-      status = c_mesh_times(self%ptr, times, size(times, kind=c_size_t))
-    end if
+    call make_room(status, count, times)
+    if (status == pdm_ok) status = c_mesh_times(self%ptr, times, size(times, kind=c_size_t))
     call done(status, stat, errmsg)
   end subroutine
 
@@ -125,8 +112,7 @@ contains
   subroutine mesh_set_times(self, times, stat, errmsg)
     class(pdm_mesh), intent(in) :: self
     real(real64), intent(in), contiguous :: times(:)
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     call done(c_mesh_set_times(self%ptr, times, size(times, kind=c_size_t)), stat, errmsg)
   end subroutine
 
@@ -134,8 +120,7 @@ contains
   subroutine mesh_append_time(self, time, stat, errmsg)
     class(pdm_mesh), intent(in) :: self
     real(real64), intent(in) :: time
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     call done(c_mesh_append_time(self%ptr, time), stat, errmsg)
   end subroutine
 
@@ -143,8 +128,7 @@ contains
   function mesh_block(self, number, stat, errmsg) result(block)
     class(pdm_mesh), intent(in) :: self
     integer, intent(in) :: number
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     type(pdm_block_information) :: block
     type(c_block_info) :: c
     integer :: status
@@ -166,8 +150,7 @@ contains
     class(pdm_mesh), intent(in) :: self
     integer, intent(in) :: block
     integer(int32), allocatable, intent(inout) :: nodes(:, :)
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     type(pdm_field) :: field
     integer :: status
     field = mesh_field(self, pdm_elements, 'connectivity', status)
@@ -185,8 +168,7 @@ contains
     character(*), intent(in) :: element_type
     integer(int32), intent(in) :: nodes(:, :)
     character(*), intent(in), optional :: name
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     character(:), allocatable :: own
     own = ''
     if (present(name)) own = name
@@ -194,31 +176,9 @@ contains
       size(nodes, kind=c_size_t)), stat, errmsg)
   end subroutine
 
-  !> The names of sets; those that are shorter end in blanks.
-  subroutine mesh_set_names(self, of, names, stat, errmsg)
-    class(pdm_mesh), intent(in) :: self
-    integer, intent(in) :: of
-    character(:), allocatable, intent(inout) :: names(:)
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
-    type(c_ptr) :: list
-    integer :: status
-    status = c_mesh_set_names(self%ptr, of, list)
-    if (status == pdm_ok) call names_of(list, names)
-    call done(status, stat, errmsg)
-  end subroutine
-
-  !> \return the set of that name.
-  function mesh_set(self, of, name, stat, errmsg) result(made)
-    class(pdm_mesh), intent(in) :: self
-    integer, intent(in) :: of
-    character(*), intent(in) :: name
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
-    type(pdm_set) :: made
-    made%fresh = .true.
-    call done(c_mesh_set(self%ptr, of, c_text(name), made%ptr), stat, errmsg)
-  end function
+#define WORD mesh_set
+#define MADE pdm_set
+#include "pdm_map.inc"
 
   !> Stores a new set.
   !> \param items  from 1, in any order, none twice.
@@ -229,8 +189,7 @@ contains
     integer(int32), intent(in) :: items(:)
     logical, intent(in), optional :: replace
     type(pdm_set), intent(inout), optional :: set
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     type(pdm_set) :: made
     integer(c_int32_t) :: giving
     integer :: status
@@ -241,38 +200,21 @@ contains
     call done(status, stat, errmsg)
   end subroutine
 
-  !> The names of surfaces; those that are shorter end in blanks.
-  subroutine mesh_surface_names(self, names, stat, errmsg)
-    class(pdm_mesh), intent(in) :: self
-    character(:), allocatable, intent(inout) :: names(:)
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
-    type(c_ptr) :: list
-    integer :: status
-    status = c_mesh_surface_names(self%ptr, list)
-    if (status == pdm_ok) call names_of(list, names)
-    call done(status, stat, errmsg)
-  end subroutine
-
   !> Reads the sides of a surface into arrays that are made for them.
   !> \param sides  the number, from 1, of each side at its element.
   subroutine mesh_get_surface(self, name, elements, sides, stat, errmsg)
     class(pdm_mesh), intent(in) :: self
     character(*), intent(in) :: name
     integer(int32), allocatable, intent(inout) :: elements(:), sides(:)
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     integer(c_int32_t) :: count
     integer :: status
     status = c_mesh_surface_size(self%ptr, c_text(name), count)
-    if (status == pdm_ok) then
-      if (allocated(elements)) deallocate (elements)
-      if (allocated(sides)) deallocate (sides)
-      allocate (elements(count), sides(count))
-      status = c_mesh_surface(self%ptr, c_text(name), elements, sides, size(sides, kind=c_size_t))
-      if (status == pdm_ok) elements = elements + 1
-      if (status == pdm_ok) sides = sides + 1
-    end if
+    call make_room(status, count, elements)
+    call make_room(status, count, sides)
+    if (status == pdm_ok) status = c_mesh_surface(self%ptr, c_text(name), elements, sides, size(sides, kind=c_size_t))
+    if (status == pdm_ok) elements = elements + 1
+    if (status == pdm_ok) sides = sides + 1
     call done(status, stat, errmsg)
   end subroutine
 
@@ -282,8 +224,7 @@ contains
     class(pdm_mesh), intent(in) :: self
     character(*), intent(in) :: name
     integer(int32), intent(in) :: elements(:), sides(:)
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     if (size(elements) /= size(sides)) then
       call refuse(pdm_bad_argument, 'create a surface: there must be as many sides as elements', stat, errmsg)
       return
@@ -291,31 +232,9 @@ contains
     call done(c_mesh_create_surface(self%ptr, c_text(name), elements - 1, sides - 1, size(sides, kind=c_size_t)), stat, errmsg)
   end subroutine
 
-  !> The names of fields; those that are shorter end in blanks.
-  subroutine mesh_field_names(self, of, names, stat, errmsg)
-    class(pdm_mesh), intent(in) :: self
-    integer, intent(in) :: of
-    character(:), allocatable, intent(inout) :: names(:)
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
-    type(c_ptr) :: list
-    integer :: status
-    status = c_mesh_field_names(self%ptr, of, list)
-    if (status == pdm_ok) call names_of(list, names)
-    call done(status, stat, errmsg)
-  end subroutine
-
-  !> \return the field of that name.
-  function mesh_field(self, of, name, stat, errmsg) result(made)
-    class(pdm_mesh), intent(in) :: self
-    integer, intent(in) :: of
-    character(*), intent(in) :: name
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
-    type(pdm_field) :: made
-    made%fresh = .true.
-    call done(c_mesh_field(self%ptr, of, c_text(name), made%ptr), stat, errmsg)
-  end function
+#define WORD mesh_field
+#define MADE pdm_field
+#include "pdm_map.inc"
 
   !> Stores a new field without drawers, for append to fill step by step.
   subroutine mesh_create_empty_field(self, of, name, unit, replace, field, stat, errmsg)
@@ -325,8 +244,7 @@ contains
     character(*), intent(in), optional :: unit
     logical, intent(in), optional :: replace
     type(pdm_field), intent(inout), optional :: field
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     type(options_type), target :: texts
     type(c_ptr) :: made
     integer(c_int) :: status
@@ -336,25 +254,11 @@ contains
     call done(status, stat, errmsg)
   end subroutine
 
-  !> The names of the systems in their order, blank for those without.
-  subroutine mesh_system_names(self, names, stat, errmsg)
-    class(pdm_mesh), intent(in) :: self
-    character(:), allocatable, intent(inout) :: names(:)
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
-    type(c_ptr) :: list
-    integer :: status
-    status = c_mesh_system_names(self%ptr, list)
-    if (status == pdm_ok) call names_of(list, names)
-    call done(status, stat, errmsg)
-  end subroutine
-
   !> \return the system of that number, from 1.
   function mesh_system(self, number, stat, errmsg) result(made)
     class(pdm_mesh), intent(in) :: self
     integer, intent(in) :: number
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     type(pdm_system) :: made
     made%fresh = .true.
     call done(c_mesh_system(self%ptr, number - 1, made%ptr), stat, errmsg)
@@ -364,8 +268,7 @@ contains
   function mesh_find_system(self, name, stat, errmsg) result(made)
     class(pdm_mesh), intent(in) :: self
     character(*), intent(in) :: name
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     type(pdm_system) :: made
     made%fresh = .true.
     call done(c_mesh_find_system(self%ptr, c_text(name), made%ptr), stat, errmsg)
@@ -378,8 +281,7 @@ contains
     character(*), intent(in) :: name
     integer, intent(in) :: kind
     type(pdm_system), intent(inout), optional :: system
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
+    STAT_AND_ERRMSG
     type(pdm_system) :: made
     integer :: status
     status = c_mesh_create_system(self%ptr, c_text(name), kind, made%ptr)
@@ -387,10 +289,48 @@ contains
     call done(status, stat, errmsg)
   end subroutine
 
-#define OWNER pdm_mesh
-#define C_CREATE c_mesh_create_field
-#define OF_ , of
-#define OF_DECLARED integer, intent(in) :: of
-#include "pdm_create_all.inc"
+  !> Reads the places of a matrix that are not zero, where elements couple all equations of their nodes, into arrays that are
+  !> made for them. Rows and columns are the solver's places, from 1.
+  !> \param begin    [rows + 1] where each row begins in `columns`, from 1.
+  !> \param columns  ascending within a row.
+  subroutine mesh_get_pattern(self, numbering, begin, columns, stat, errmsg)
+    class(pdm_mesh), intent(in) :: self
+    type(pdm_numbering), intent(in) :: numbering
+    integer(int64), allocatable, intent(inout) :: begin(:)
+    integer(int32), allocatable, intent(inout) :: columns(:)
+    STAT_AND_ERRMSG
+    type(c_ptr) :: pattern
+    integer(c_int32_t) :: rows
+    integer(c_int64_t) :: entries
+    integer :: status, ended
+    status = c_mesh_pattern(self%ptr, numbering%ptr, pattern)
+    if (status == pdm_ok) status = c_pattern_size(pattern, rows, entries)
+    if (status == pdm_ok) then
+      if (allocated(begin)) deallocate (begin)
+      if (allocated(columns)) deallocate (columns)
+      allocate (begin(rows + 1_int64), columns(entries))
+      status = c_pattern_read(pattern, begin, size(begin, kind=c_size_t), columns, size(columns, kind=c_size_t))
+    end if
+    if (status == pdm_ok) then
+      begin = begin + 1
+      columns = columns + 1
+    end if
+    call done(status, stat, errmsg)
+    ended = c_free(pattern)
+  end subroutine
+
+#define EACH "pdm_create_typed.inc"
+#include "pdm_each_type.inc"
+
+  ! Names of what a mesh has of one kind alone. Those of systems are in their order, blank for those without.
+#undef OF_
+#undef OF_DECLARED
+#define OF_
+#define OF_DECLARED
+#define WORD mesh_surface
+#include "pdm_names.inc"
+#undef WORD
+#define WORD mesh_system
+#include "pdm_names.inc"
 
 end module

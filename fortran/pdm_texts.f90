@@ -5,7 +5,7 @@ module pdm_texts
   use pdm_calls
   implicit none
   private
-  public :: done, refuse, text_of, c_text, names_of, size_of_names
+  public :: done, refuse, text_of, c_text, take_names
   public :: pdm_message, pdm_failed_file, pdm_failed_path, pdm_failed_operation, pdm_failed_cause
   public :: pdm_needed, pdm_library_version
 
@@ -78,19 +78,25 @@ contains
     end do
   end function
 
-  !> Fills an array with names, and ends the list.
-  subroutine names_of(list, names)
+  !> Ends a call that lists names: fills an array with them, and ends the list.
+  subroutine take_names(status, list, names, stat, errmsg)
+    integer(c_int), intent(in) :: status
     type(c_ptr), intent(in) :: list
-    character(:), allocatable, intent(out) :: names(:)
+    character(:), allocatable, intent(inout) :: names(:)
+    integer, intent(out), optional :: stat
+    character(*), intent(inout), optional :: errmsg
     integer(c_int32_t) :: i, count
-    integer :: longest, ended
-    count = c_names_count(list)
-    longest = size_of_names(list)
-    allocate (character(longest) :: names(count))
-    do i = 1, count
-      names(i) = text_of(c_names_at(list, i - 1))
-    end do
-    ended = c_free(list)
+    integer :: ended
+    if (status == pdm_ok) then
+      count = c_names_count(list)
+      if (allocated(names)) deallocate (names)
+      allocate (character(size_of_names(list)) :: names(count))
+      do i = 1, count
+        names(i) = text_of(c_names_at(list, i - 1))
+      end do
+      ended = c_free(list)
+    end if
+    call done(status, stat, errmsg)
   end subroutine
 
   !> \return this thread's last failure in one line; its parts by the functions below.

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # try-packages.sh DIRECTORY: uses the packages in DIRECTORY as their users would, in a bare Debian 12 that has nothing of
 # this project installed. Needs root and a network: installs the packages with what they depend on, imports and checks a
-# mesh, builds the program of the README and the example of H5Journal, removes the packages and looks for what they left.
+# mesh, runs the ten lines of Python, C and Fortran, builds the program of the README and the example of H5Journal, removes
+# the packages and looks for what they left.
 set -euo pipefail
 case ${1-} in
   -h | --help) sed -n '2,/^set/{/^#/s/^# \{0,1\}//p}' "$0"; exit ;;
@@ -57,10 +58,33 @@ expect "run 1 times" cmake/journal/counter a.h5
 expect "run 2 times" ./counter a.h5
 echo "   built by CMake and by pkg-config, and run"
 
-step "The program of the README, in C++"
-get g++ "$debs"/*.deb
+step "Python alone"
+get "$debs"/python3-pdm-core_*.deb
+cat >ten_lines.py <<'PYTHON'
+import pdm_core
+with pdm_core.create("a.pdm") as sim, sim.update():
+    mesh = sim.create_mesh(2, 0)
+    mesh.node_fields.create("coordinates", [[0., 0, 0], [1, 2, 3]], unit="m")
+    mesh.node_sets["inlet"] = [1]
+    temperature = mesh.node_fields.create("temperature", unit="K")
+    for time in 0.0, 0.5:
+        mesh.append_time(time)
+        temperature.append([20 + 10 * time, 20 + 10 * time])
+    mesh.systems.create("modal analysis", "modal").activity = [3, 1]
+q = [1.0, 2.0]
+PYTHON
+sed -n '/^```python$/,/^```$/{/^```/d;p}' "$project/README.md" >>ten_lines.py
+echo 'print(last, numbering.equations.max() + 1)' >>ten_lines.py
+expect "['inlet'] [1]
+[25. 25.] 3" python3 -W error ten_lines.py
+expect "" pdmsim check a.pdm
+for file in __init__.pyi _pdm_core.pyi py.typed; do test -e "/usr/lib/python3/dist-packages/pdm_core/$file"; done
+echo "   the ten lines of the README, and types for checkers"
+
+step "The first program of the README, in C++"
+get g++ "$debs"/{libpdm-core-dev,libh5journal-dev}_*.deb
 mkdir first
-sed -n '/^```cpp$/,/^```$/p' "$project/README.md" | sed '1d;$d' >first/first_model.cpp
+sed -n '/^```cpp$/,/^```$/{p;/^```$/q}' "$project/README.md" | sed '1d;$d' >first/first_model.cpp
 cat >first/CMakeLists.txt <<'CMAKE'
 cmake_minimum_required(VERSION 3.25)
 project(first_model LANGUAGES CXX)
@@ -72,11 +96,30 @@ build first
 # shellcheck disable=SC2046
 c++ first/first_model.cpp $(pkg-config --cflags --libs PDM_Core) -o first_model
 for program in cmake/first/first_model ./first_model; do
-  expect '4 nodes, system "statics"' "$program"
+  expect '4 nodes, the last at z = 1, system "statics"' "$program"
   expect "" pdmsim check first_model.pdm
 done
 expect "libPDM_Core.so" ldconfig -p
 echo "   built by CMake and by pkg-config, and run"
+
+ten_lines() { # LANGUAGE COMPILER PACKAGE FILE: the example of a package
+  step "The ten lines in ${1^}"
+  cp -r "/usr/share/doc/$3/examples/$1" .
+  build "$1"
+  # shellcheck disable=SC2046
+  "$2" "$1/$4" $(pkg-config --cflags --libs "pdm-$1") -o "ten_lines_$1"
+  for program in "cmake/$1/ten_lines_$1" "./ten_lines_$1"; do
+    expect 'node set "inlet"
+the first inlet node is at 1 2 3
+its temperature at 0.5 s is 25
+3 equations' "$program" a.pdm
+  done
+  expect "heat" pdmsim show a.pdm
+  echo "   built by CMake and by pkg-config, and run"
+}
+ten_lines c cc libpdm-core-dev ten_lines.c
+get gfortran "$debs"/*.deb
+ten_lines fortran gfortran libpdm-core-fortran-dev ten_lines.f90
 
 step "Removed"
 dpkg -L "${names[@]}" | sort -u >ours
@@ -85,7 +128,7 @@ find /usr /etc /opt /var/lib -xdev -not -path '/var/lib/apt/*' -not -path '/var/
 # What was there before, or belongs to what else was installed on the way, may stay.
 left=$(comm -12 ours after | comm -23 - before | while read -r path; do dpkg -S "$path" >/dev/null 2>&1 || echo "$path"; done
   comm -13 before after | grep -iE 'pdm|h5journal' || true
-  ldconfig -p | grep -E 'PDM_Core|H5Journal' || true)
+  ldconfig -p | grep -E 'PDM_Core|H5Journal|pdm-' || true)
 left=$(sort -u <<<"$left")
 [ -z "$left" ] || { printf '** left behind:\n%s\n' "$left"; exit 1; }
 echo "   $(wc -l <ours) files and folders were there, none of them is left"

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# package.sh [--quick]: installs what is missing, builds libraries and tool for a release, and makes Debian packages of them
+# package.sh [--quick]: installs what is missing, builds everything that has a package for a release, and makes Debian packages of them
 # in out/packages. Lintian, if it is installed, judges them; an error of its is one of this script. Builds in build/package,
 # where only what has changed is built the next time. Takes some minutes the first time.
 #
@@ -31,10 +31,14 @@ if [ $build = package ]; then
   CPPFLAGS=$(dpkg-buildflags --get CPPFLAGS)
   CFLAGS="$(dpkg-buildflags --get CFLAGS) $CPPFLAGS"
   CXXFLAGS="$(dpkg-buildflags --get CXXFLAGS) $CPPFLAGS"
+  FFLAGS=$(dpkg-buildflags --get FFLAGS)
   LDFLAGS=$(dpkg-buildflags --get LDFLAGS)
-  export CFLAGS CXXFLAGS LDFLAGS
+  export CFLAGS CXXFLAGS FFLAGS LDFLAGS
 fi
-quietly configure-package cmake --preset package -B build/$build -DCMAKE_BUILD_TYPE=$type
+# Modules of Fortran lie where Debian has those that compilers of the same version of modules can read.
+modules=$(dpkg-query -W -f='${Provides}' gfortran | grep -o 'gfortran-mod-[0-9]*')
+folder=lib/$(dpkg-architecture -q DEB_HOST_MULTIARCH)/fortran/$modules
+quietly configure-package cmake --preset package -B build/$build -DCMAKE_BUILD_TYPE=$type -DPDM_FORTRAN_MODULES="$folder"
 quietly build-package cmake --build build/$build --parallel "$PDM_JOBS"
 
 # Debian's tools want their folder at the top. It has the files of packaging/debian, with the version in names and texts.
@@ -45,7 +49,7 @@ rm -rf debian out/packages
 trap 'rm -rf debian' EXIT
 mkdir -p debian out/packages
 for file in packaging/debian/*; do
-  sed "s|@VERSION@|$version|g; s|@SO@|$so|g; s|@MAINTAINER@|$maintainer|g; s|@DATE@|$date|g; s|@BUILD@|$build|g" "$file" \
+  sed "s|@VERSION@|$version|g; s|@SO@|$so|g; s|@MAINTAINER@|$maintainer|g; s|@DATE@|$date|g; s|@BUILD@|$build|g; s|@MODULES@|$modules|g" "$file" \
     >"debian/$(basename "${file//@SO@/$so}")"
 done
 chmod +x debian/rules

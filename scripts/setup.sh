@@ -17,7 +17,7 @@ declare -A PDM_PACKAGES=(
   [docs]="doxygen python3-sphinx python3-breathe python3-myst-parser furo python3-sphinx-copybutton chromium
     python3-vtk9 xvfb xauth libgl1-mesa-dri"
   [bench]="libbenchmark-dev libabsl-dev libprotobuf-dev protobuf-compiler libcereal-dev libsqlite3-dev"
-  [package]="debhelper dpkg-dev"
+  [package]="debhelper dh-python dpkg-dev"
   [fuzz]="clang-14 llvm-14 libclang-rt-14-dev"
 )
 

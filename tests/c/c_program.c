@@ -177,6 +177,14 @@ static void read_systems(pdm_mesh* mesh) {
   CHECK(pdm_numbering_equation(numbering, 2, 3, &equation) == PDM_OK && equation == 5);
   CHECK(pdm_numbering_equation(numbering, 0, 3, &equation) == PDM_OK && equation == -1);
   CHECK(pdm_numbering_order(numbering, order, 8) == PDM_OK && order[0] == 7);
+  int32_t masks[6], rows, columns[64];
+  int64_t begin[9], entries;
+  pdm_pattern* pattern = NULL;
+  CHECK(pdm_system_activity(modal, masks, 6) == PDM_OK && masks[2] == 7 && masks[4] == 3 && masks[5] == 0);
+  OK(pdm_mesh_pattern(mesh, numbering, &pattern)); // all equations meet in one element
+  CHECK(pdm_pattern_size(pattern, &rows, &entries) == PDM_OK && rows == 8 && entries == 64);
+  FAILS(PDM_SHORT_BUFFER, "needed is 9", pdm_pattern_read(pattern, begin, 8, columns, 64));
+  CHECK(pdm_pattern_read(pattern, begin, 9, columns, 64) == PDM_OK && begin[8] == 64 && columns[63] == 7);
 }
 
 /// Every call on a handle that is not what it should be answers PDM_BAD_HANDLE and touches nothing.
@@ -234,13 +242,17 @@ static void use_dead(void* h) {
                             pdm_system_set_frequencies(h, d, 1),
                             pdm_system_mode_shapes(h, (pdm_field**)&out),
                             pdm_system_set_activity(h, &n, 1),
+                            pdm_system_activity(h, &n, 1),
                             pdm_system_set_order(h, &n, 1),
                             pdm_system_numbering(h, (pdm_numbering**)&out),
                             pdm_numbering_get_info(h, &numbering),
                             pdm_numbering_labels(h, &n, 1),
                             pdm_numbering_equations(h, &n, &n, 1),
                             pdm_numbering_equation(h, 0, 1, &n),
-                            pdm_numbering_order(h, &n, 1)};
+                            pdm_numbering_order(h, &n, 1),
+                            pdm_mesh_pattern(h, h, (pdm_pattern**)&out),
+                            pdm_pattern_size(h, &n, wide),
+                            pdm_pattern_read(h, wide, 1, &n, 1)};
   for (size_t i = 0; i < sizeof all / sizeof *all; ++i)
     if (all[i] != PDM_BAD_HANDLE)
       printf("call %d of use_dead() took a handle that is none\n", (int)i), ++s_faults;

@@ -148,6 +148,14 @@ contains
     call check(size(t) == 6 .and. t(6) == 325, __LINE__)
     call heat%get(t, stat=status, errmsg=message)
     call failed(pdm_not_found, '3 drawers: say which', __LINE__)
+    call heat%read(t(:2), 3, first=5)
+    call check(all(t(:2) == [324, 325]), __LINE__)
+    call heat%read(t(:2), 3, first=6, stat=status, errmsg=message)
+    call failed(pdm_not_found, 'the drawer has 6 rows', __LINE__)
+    call x%read(part(1, :2), first=1, stat=status, errmsg=message)
+    call failed(pdm_short_buffer, 'needed is 3', __LINE__)
+    call x%read(part(1, :6), first=5)
+    call check(all(part(1, :6) == [1, 1, 0, 2, 1, 0]), __LINE__)
     call heat%get(t, 0, stat=status, errmsg=message)
     call failed(pdm_not_found, 'no such drawer', __LINE__)
     call heat%get(t, 4, stat=status, errmsg=message)
@@ -159,7 +167,8 @@ contains
     type(pdm_system) :: modal
     type(pdm_numbering) :: numbering
     type(pdm_numbering_information) :: info
-    integer, allocatable :: nodes(:), labels(:), order(:)
+    integer, allocatable :: nodes(:), labels(:), order(:), masks(:), columns(:)
+    integer(int64), allocatable :: begin(:)
     real(real64), allocatable :: hertz(:)
     modal = mesh%system(1)
     call modal%get_frequencies(hertz)
@@ -172,6 +181,11 @@ contains
     call numbering%get_order(order)
     call check(order(1) == 8 .and. order(8) == 1, __LINE__)
     call check(numbering%equation(3, 3) == 6 .and. numbering%equation(1, 3) == 0, __LINE__)
+    call modal%get_activity(masks)
+    call check(all(masks == [0, 7, 7, 0, 3, 0]), __LINE__)
+    call mesh%get_pattern(numbering, begin, columns) ! all of them meet in the first element
+    call check(size(begin) == 9 .and. begin(1) == 1 .and. begin(9) == 65, __LINE__)
+    call check(size(columns) == 64 .and. columns(1) == 1 .and. columns(64) == 8, __LINE__)
     modal = mesh%system(0, stat=status, errmsg=message)
     call failed(pdm_not_found, 'no such system', __LINE__)
   end subroutine
