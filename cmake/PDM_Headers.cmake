@@ -24,6 +24,7 @@ set(PDM_PUBLIC_HEADERS
   generated/fes/dpa/fesD_SubDamp.h generated/fes/dpa/fesD_SubstructureSystem.h
   generated/msf/dpa/msfD_DiscreteModel.h generated/msf/dpa/msfD_Mesh.h
   c/pdm.h
-  pdm/pdm.hpp pdm/pdm_Block.h pdm/pdm_Call.h pdm/pdm_Error.h pdm/pdm_Field.h pdm/pdm_FieldImpl.h pdm/pdm_Fields.h
-  pdm/pdm_Iterator.h pdm/pdm_Map.h pdm/pdm_Mesh.h pdm/pdm_Numbering.h pdm/pdm_Numbers.h pdm/pdm_Object.h pdm/pdm_Set.h pdm/pdm_Sim.h
+  pdm/pdm.hpp pdm/pdm_Block.h pdm/pdm_Call.h pdm/pdm_ElementType.h pdm/pdm_Error.h pdm/pdm_Field.h pdm/pdm_FieldImpl.h
+  pdm/pdm_Fields.h pdm/pdm_Iterator.h pdm/pdm_Map.h pdm/pdm_Mesh.h pdm/pdm_Numbering.h pdm/pdm_Numbers.h pdm/pdm_Object.h
+  pdm/pdm_Set.h pdm/pdm_Sim.h
   pdm/pdm_SimImpl.h pdm/pdm_System.h pdm/pdm_Systems.h)

@@ -34,6 +34,9 @@ foreach(header ${PDM_PUBLIC_HEADERS})
 endforeach()
 install(DIRECTORY schema/ DESTINATION ${PDM_SCHEMA_DIR}
   FILES_MATCHING PATTERN "*.toml" PATTERN "*.j2" PATTERN "generate.py" PATTERN "__pycache__" EXCLUDE)
+install(FILES # what a host's module of Python is made with
+  python/src/py_Class.h python/src/py_Host.h python/src/py_Session.h python/src/py_Values.h
+  DESTINATION ${PDM_SCHEMA_DIR}/python)
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 configure_package_config_file(cmake/PDM_CoreConfig.cmake.in PDM_CoreConfig.cmake

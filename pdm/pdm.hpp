@@ -6,6 +6,7 @@
 // Threads: one at a time for all objects of a Sim; different Sims in different threads at the same time.
 
 #include <pdm/pdm_Block.h>
+#include <pdm/pdm_ElementType.h>
 #include <pdm/pdm_Error.h>
 #include <pdm/pdm_Field.h>
 #include <pdm/pdm_Fields.h>

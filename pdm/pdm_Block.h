@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pdm/pdm_ElementType.h>
 #include <pdm/pdm_Fields.h>
 
 #include <unordered_map>
@@ -25,6 +26,11 @@ class Block {
   /// \return the number of elements.
   int size() const { return m_connectivity.rows(); }
   int nodes_per_element() const { return m_connectivity.components(); }
+  /// \return what is known of its type: sides, and the order of nodes that VTK has; null for a type that is
+  /// not known.
+  const ElementType* element_type() const {
+    return find_element_type(type(), static_cast<std::size_t>(nodes_per_element()));
+  }
   /// \return the elements.
   Set elements() const { return m_connectivity.set(); }
   /// \return the nodes of each element as a drawer, [size()][nodes_per_element()]; -1 fills up polygons.

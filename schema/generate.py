@@ -9,6 +9,7 @@ never move.
 import argparse
 import difflib
 import json
+import keyword
 import os
 import re
 import sys
@@ -32,6 +33,19 @@ TYPES = {outer % name: (cpp % inner, shape << 4 | base)
          for outer, (cpp, shape) in CONTAINERS.items() for name, (inner, base) in SCALARS.items()}
 NUMBERS = ("bool", "uchar", "int", "longlong", "float", "double")
 IDENTIFIERS = ("collection", "cset", "dset", "distribution")
+# What a member is in Python as it is read, and what it may be set to.
+PYTHON = {
+    "bool": ("bool", "bool"), "uchar": ("int", "int"), "int": ("int", "int"), "longlong": ("int", "int"),
+    "float": ("float", "float"), "double": ("float", "float"), "string": ("str", "str"), "dset": ("bool", "Any"),
+    "collection": ("pdm_core.Collection | None",) * 2, "cset": ("pdm_core.Set | None",) * 2,
+    "distribution": ("pdm_core.Field | None",) * 2}
+ARRAYS = {"int": "np.int32", "longlong": "np.int64", "double": "np.float64"}  # lists of these come as arrays
+MAPS = {"map<string, cset>": "pdm_core.Sets", "map<string, distribution>": "pdm_core.Fields"}  # maps of the file
+# Attributes of the classes in Python, which hide members of that name.
+HIDDEN = {
+    "Object": {"class_name", "create", "get", "members", "path", "set"},
+    "System": {"activity", "class_name", "events", "fields", "frequencies", "kind", "mode_shapes", "name", "node_labels",
+               "numbering", "object", "path", "set_order"}}
 TOP_KEYS = {"module", "class"}
 MODULE_KEYS = {"name", "folder", "export", "export_header"}
 CLASS_KEYS = {"name", "persistent", "doc", "base", "new", "members", "children", "released", "embedded"}
@@ -139,6 +153,30 @@ class Member:
         return f"const {self.cpp}&" if self.by_reference else self.cpp
 
     @property
+    def python(self):
+        """Types in Python: what is read, what may be set."""
+        outer, _, inner = self.of.rstrip(">").rpartition("<")
+        if not outer:
+            return PYTHON[self.of]
+        if self.of in MAPS:
+            return MAPS[self.of], "None"
+        if outer == "list":
+            read, written = PYTHON[inner]
+            return (f"NDArray[{ARRAYS[inner]}]", "ArrayLike") if inner in ARRAYS else (f"list[{read}]", f"list[{written}]")
+        key, _, inner = inner.partition(", ")
+        return tuple(f"dict[{'str' if key == 'string' else 'int'}, {PYTHON[inner][way]}]" for way in (0, 1))
+
+    @property
+    def python_child(self):
+        """A child in Python."""
+        of = self.target.short if self.target.module is self.owner.module else "Any"
+        return f"pdm_core.Array[{of}]" if self.kind == "array" else "Any" if of == "Any" else f"{of} | None"
+
+    @property
+    def pyi_doc(self):
+        return sentence(self.doc + (f" [{self.unit}]" if self.unit else ""))
+
+    @property
     def comment(self):
         """What the header says above the getter."""
         said = [sentence(self.doc + (f" [{self.unit}]" if self.unit else ""))]
@@ -240,6 +278,29 @@ class SchemaClass:
         return self.name.split("_", 1)[-1]
 
     @property
+    def is_system(self):
+        """Whether it is a system of a mesh."""
+        return self.name == "fesD_FESystem" or bool(self.base) and self.base.is_system
+
+    @property
+    def pyi_doc(self):
+        return json.dumps(sentence(self.doc), ensure_ascii=False)
+
+    def _seen(self, members):
+        hidden = HIDDEN["System" if self.is_system else "Object"]
+        return [m for m in members if m.name not in hidden and not keyword.iskeyword(m.name)]
+
+    @property
+    def seen_members(self):
+        """Members that are attributes in Python."""
+        inherited = self.base.seen_members if self.base else []
+        return inherited + self._seen(self.members)
+
+    @property
+    def seen_children(self):
+        return (self.base.seen_children if self.base else []) + self._seen(self.children)
+
+    @property
     def folder(self):
         return self.module["folder"]
 
@@ -318,13 +379,26 @@ def load(paths, imports):
     return own
 
 
-def render(classes):
-    """Path below the output folder -> text."""
+def render(classes, python=False):
+    """Path below the output folder -> text.
+
+    python: also the sources of a module, for the classes of each schema.
+    """
     environment = jinja2.Environment(loader=jinja2.FileSystemLoader(HERE / "templates"), trim_blocks=True,
                                      lstrip_blocks=True, keep_trailing_newline=True, undefined=jinja2.StrictUndefined)
     outputs = {"Class.h.j2": "{0.folder}/{0.name}.h", "Impl.cpp.j2": "{0.folder}/impl/{0.name}Impl.cpp"}
-    return {pattern.format(one): environment.get_template(name).render(c=one, mark=f"{MARK} {one.module['source']}")
-            for one in classes for name, pattern in outputs.items()}
+    files = {pattern.format(one): environment.get_template(name).render(c=one, mark=f"{MARK} {one.module['source']}")
+             for one in classes for name, pattern in outputs.items()}
+    for module in {id(one.module): one.module for one in classes}.values() if python else []:
+        known = {"module": module, "classes": [one for one in classes if one.module is module],
+                 "mark": f"{MARK} {module['source']}"}
+        require(module["name"].isidentifier() and not keyword.iskeyword(module["name"]), module["source"],
+                "name is not that of a module of Python")
+        require(len({one.short for one in known["classes"]}) == len(known["classes"]), module["source"],
+                "two classes have one name in Python, what follows the first underscore")
+        for name, end in (("Module.cpp.j2", "cpp"), ("Module.pyi.j2", "pyi")):
+            files[f"python/{module['name']}.{end}"] = environment.get_template(name).render(known)
+    return files
 
 
 def differences(files, out, sources):
@@ -340,7 +414,7 @@ def differences(files, out, sources):
             what = "changed" if path.exists() else "missing"
             diff = difflib.unified_diff(old.splitlines(True), text.splitlines(True), str(name), "generated", n=1)
             found.append((path, text, f"{what}: {name}\n" + "".join(list(diff)[:40] if old else "")))
-    for path in sorted([*out.rglob("*.h"), *out.rglob("*.cpp")]):
+    for path in sorted([*out.rglob("*.h"), *out.rglob("*.cpp"), *out.rglob("*.pyi")]):
         name = str(path.relative_to(out))
         if name not in files and any(f"{MARK} {source}" in path.read_text(errors="replace") for source in sources):
             found.append((path, None, f"orphaned: {name}\n"))
@@ -356,10 +430,11 @@ def main():
     parser.add_argument("--out", type=Path, default=HERE.parent / "generated", help="output folder")
     parser.add_argument("--import", dest="imports", type=Path, action="append", default=[], metavar="SCHEMA",
                         help="a schema whose classes may be named but are not generated")
+    parser.add_argument("--python", action="store_true", help="also the module of Python that has the classes")
     parser.add_argument("schema", type=Path, nargs="*", help="schema files (default: those beside this program)")
     options = parser.parse_args()
     try:
-        files = render(load(options.schema or sorted(HERE.glob("*.toml")), options.imports))
+        files = render(load(options.schema or sorted(HERE.glob("*.toml")), options.imports), options.python)
     except (SchemaError, OSError) as error:
         sys.exit(f"generate.py: {error}")
     if options.list:

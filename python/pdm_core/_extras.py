@@ -58,6 +58,34 @@ def _member(self, name):
     return self.object.get(name)
 
 
+def _set_member(self, name, value):
+    """What is no attribute of the class is a member of its schema class."""
+    if hasattr(type(self), name):
+        object.__setattr__(self, name, value)
+    else:
+        self.object.set(name, value)
+
+
+def _filled(thing, members):
+    for name, value in members.items():
+        setattr(thing, name, value)
+    return thing
+
+
+def _append(self, of=None, /, **members):
+    """Adds a new object at the end: of a class of a host's module, or of the array's own. One commit point, unless
+    an update is open.
+    """
+    with self._update():
+        return _filled(self._add(of), members)
+
+
+def _create(self, name, of=None, /, **members):
+    """Gives the object its child of that name. One commit point, unless an update is open."""
+    with self._update():
+        return _filled(self._add(name, of), members)
+
+
 def _get(self, name, default=None):
     """The entry of that name, or the default."""
     return self[name] if name in self else default
@@ -182,7 +210,8 @@ def add():
         one.get, one.values, one.items = _get, _values, _items
         one._ipython_key_completions_ = lambda self: list(self)
     for one in (core.Mesh, core.Model, core.System, core.Event):
-        one.__getattr__ = _member
+        one.__getattr__, one.__setattr__ = _member, _set_member
+    core.Array.append, core.Object.create = _append, _create
     core.Mesh.node_index, core.Mesh.element_index = _index, _element_index
     core.Mesh.to_meshio, core.Mesh.to_pyvista = _to_meshio, _to_pyvista
     core.Numbering.pattern = _pattern

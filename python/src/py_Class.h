@@ -1,12 +1,12 @@
 #pragma once
 
-#include "py_Session.h"
+#include "py_Values.h"
 
 #include <functional>
-#include <map>
 
 // Members of schema classes by their names, from the tables that the schema has. A class needs one line to be
-// known: py_AddClass<hostD_ControlSystem>(). Nothing here names a member.
+// known: py_AddClass<fesD_ModalSystem>(), or of a host py_Host::add<hostD_ControlSystem>(). Nothing here
+// names a member.
 
 /// What becomes an object of Python as soon as the interpreter is there; empty: there is no such member.
 using py_Later = std::function<py::object()>;
@@ -15,8 +15,10 @@ using py_Later = std::function<py::object()>;
 struct py_Children {
   pdm::Object owner;
   std::string name;
+  gbb_Class of; // what its elements are, or descend from
   int (*count)(const gbb_Handle& owner);
   gbb_Handle (*get)(const gbb_Handle& owner, int index);
+  void (*add)(const gbb_Handle& owner, void* holder); // as py_Class::make() gave it for `of`
 
   std::string path() const { return owner.path() + '/' + name; }
   const pdm::detail::File& state() const noexcept { return owner.state(); }
@@ -33,165 +35,54 @@ struct py_Class {
   /// Writes a simple member.
   /// \return what does it in the file's turn; empty: there is none to be written.
   std::function<void()> (*set)(const pdm::Object& object, const std::string& name, const py::object& value);
+  /// \return what the child object of that name is, or descends from; uninitialised: there is no such child.
+  gbb_Class (*child)(const std::string& name);
+  /// Gives an object the child object of that name. REQUIRES the file's turn.
+  void (*give)(const pdm::Object& object, const std::string& name, void* holder);
+  /// Makes an object of the class, whose members are null, 0 and empty.
+  /// \param as  what it is to be held as: the class, or one of its bases.
+  /// \return a holder of that class, for add() and give(), which delete it; null: the class is no such thing.
+  void* (*make)(gbb_Class as);
+  py::handle type = {}; // its class in Python, for ever; null for the library's, which have none of their own
 };
 
-/// Makes a class known.
-void py_AddClass(py_Class known);
+/// What modules of hosts' classes need of this one.
+struct py_ClassApi {
+  static constexpr const char* kName = "pdm_core " PDM_CORE_VERSION " " PYBIND11_INTERNALS_ID;
+  /// Makes a class known.
+  void (*add)(py_Class known);
+  /// \return a mesh, model, system or event where the object is one, else the object.
+  py::object (*object_of)(const std::shared_ptr<py_Session>& session, pdm::Object object);
+};
+inline const py_ClassApi* py_classes = nullptr; // of each module; set before a class is added
+
+/// As py_ClassApi::object_of().
+py::object py_ObjectOf(const std::shared_ptr<py_Session>& session, pdm::Object object);
 /// \return what is known of an object's class or the nearest of its bases; null: nothing.
 const py_Class* py_FindClass(gbb_Class of);
-/// \return a mesh, model, system or event where the object is one, else the object.
-py::object py_ObjectOf(const std::shared_ptr<py_Session>& session, pdm::Object object);
+/// \return the class that a class of Python stands for. Throws where that is none.
+const py_Class& py_ClassOf(const pdm::Error& where, const py::object& type);
+/// \return a py_Bound in Python, as one of its class' own type where the class is a host's.
+template <class T>
+py::object py_Typed(T bound, gbb_Class of) {
+  const py_Class* const known = py_FindClass(of);
+  if (known == nullptr || !known->type ||
+      PyObject_IsSubclass(known->type.ptr(), py::type::of<T>().ptr()) != 1)
+    return py::cast(std::move(bound));
+  auto* const type = reinterpret_cast<PyTypeObject*>(known->type.ptr());
+  auto made = py::reinterpret_steal<py::object>(py::detail::make_new_instance(type));
+  auto* const instance = reinterpret_cast<py::detail::instance*>(made.ptr());
+  instance->owned = true;
+  py::detail::values_and_holders(instance).begin()->value_ptr() = new T(std::move(bound));
+  py::detail::get_type_info(typeid(T))->init_instance(instance, nullptr);
+  return made;
+}
+/// \return a new holder of an object of class `made`; of `as` itself where that is null. Throws where `made`
+/// is no
+///         `as`.
+void* py_Make(const pdm::Error& where, gbb_Class as, const py_Class* made);
 
 namespace py_detail {
-
-/// Where a value belongs, for those that are objects of the file.
-struct Place {
-  pdm::detail::File file;
-  std::string path;
-};
-
-/// What a member may name: a part of its own file. An identifier of another one could not be saved.
-template <class Part>
-const Part& same_file(const py::object& value, const pdm::detail::State* file) {
-  const Part& part = value.cast<const py_Bound<Part>&>().value;
-  if (part.state().get() != file)
-    throw py::cast_error("a part of another file");
-  return part;
-}
-
-// Values of members as this side of the library has them, and back.
-template <class T>
-struct Value {
-  static T plain(const T& value, const Place&) { return value; }
-  static T stored(const py::object& value, const pdm::detail::State*) { return value.cast<T>(); }
-};
-template <>
-struct Value<kda_string> {
-  static py_Text plain(const kda_string& value, const Place&) { return std::string(value.cStr()); }
-  static kda_string stored(const py::object& value, const pdm::detail::State*) {
-    const auto text = value.cast<py_Text>();
-    if (text.find('\0') != std::string::npos)
-      throw py::cast_error("a text with NUL"); // it would be cut there
-    return kda_string(text.c_str());
-  }
-};
-template <class Id, class Part>
-struct IdValue {
-  static std::optional<Part> plain(const Id& id, const Place& at) {
-    if (id.IsNull())
-      return std::nullopt;
-    return Part(std::make_shared<const typename Part::Source>(typename Part::Source{at.file, at.path}), {},
-                id);
-  }
-  static Id stored(const py::object& value, const pdm::detail::State* file) {
-    return value.is_none() ? Id() : same_file<Part>(value, file).handle();
-  }
-};
-template <>
-struct Value<ORXSimCSetID> : IdValue<ORXSimCSetID, pdm::Set> {};
-template <>
-struct Value<ORXSimDistributionID> : IdValue<ORXSimDistributionID, pdm::Field> {};
-template <>
-struct Value<ORXSimCollectionID> {
-  static std::optional<pdm::Collection> plain(const ORXSimCollectionID& id, const Place& at) {
-    return id.IsNull() ? std::nullopt : std::optional(pdm::Collection(at.file, at.path, id));
-  }
-  static ORXSimCollectionID stored(const py::object& value, const pdm::detail::State* file) {
-    return value.is_none() ? ORXSimCollectionID() : same_file<pdm::Collection>(value, file).handle();
-  }
-};
-template <>
-struct Value<ORXSimDSetID> { // a name for programs alone
-  static bool plain(const ORXSimDSetID& id, const Place&) { return !id.IsNull(); }
-  static ORXSimDSetID stored(const py::object&, const pdm::detail::State*) {
-    throw py::type_error("such an identifier is not written");
-  }
-};
-template <class T>
-struct Value<kda_List<T>> {
-  static auto plain(const kda_List<T>& list, const Place& at) {
-    std::vector<decltype(Value<T>::plain(list[0], at))> all;
-    for (int i = 0; i < list.count(); ++i)
-      all.push_back(Value<T>::plain(list[i], {at.file, at.path + '/' + std::to_string(i)}));
-    return all;
-  }
-  static kda_List<T> stored(const py::object& values, const pdm::detail::State* file) {
-    kda_List<T> list;
-    for (const py::handle value : values)
-      list.append(Value<T>::stored(py::reinterpret_borrow<py::object>(value), file), 1);
-    return list;
-  }
-};
-template <class T>
-struct Value<kda_MapInt<T>> {
-  static auto plain(const kda_MapInt<T>& map, const Place& at) {
-    std::map<int, decltype(Value<T>::plain(std::declval<const T&>(), at))> all;
-    map.ForEach([&](int key, const T& value) {
-      all.emplace(key, Value<T>::plain(value, {at.file, at.path + '/' + std::to_string(key)}));
-    });
-    return all;
-  }
-  static kda_MapInt<T> stored(const py::object& values, const pdm::detail::State* file) {
-    kda_MapInt<T> map;
-    for (const auto& [key, value] : values.cast<py::dict>())
-      map.insert(key.template cast<int>(), Value<T>::stored(py::reinterpret_borrow<py::object>(value), file));
-    return map;
-  }
-};
-template <class T>
-struct Value<kda_MapString<T>> {
-  static auto plain(const kda_MapString<T>& map, const Place& at) {
-    std::map<std::string, decltype(Value<T>::plain(std::declval<const T&>(), at))> all;
-    map.ForEach([&](const kda_string& key, const T& value) {
-      all.emplace(key.cStr(), Value<T>::plain(value, {at.file, at.path + '/' + key.cStr()}));
-    });
-    return all;
-  }
-  static kda_MapString<T> stored(const py::object& values, const pdm::detail::State* file) {
-    kda_MapString<T> map;
-    for (const auto& [key, value] : values.cast<py::dict>())
-      map.insert(kda_string(key.template cast<std::string>().c_str()),
-                 Value<T>::stored(py::reinterpret_borrow<py::object>(value), file));
-    return map;
-  }
-};
-
-template <class T>
-auto give_all(const std::shared_ptr<py_Session>& session, T&& value) {
-  return py_Give(session, std::forward<T>(value));
-}
-template <class T>
-auto give_all(const std::shared_ptr<py_Session>& session, std::vector<std::optional<T>>&& values) {
-  std::vector<std::optional<py_Bound<T>>> all;
-  for (auto& value : values)
-    all.push_back(py_Give(session, std::move(value)));
-  return all;
-}
-template <class Key, class T>
-auto give_all(const std::shared_ptr<py_Session>& session, std::map<Key, std::optional<T>>&& values) {
-  std::map<Key, std::optional<py_Bound<T>>> all;
-  for (auto& [key, value] : values)
-    all.emplace(key, py_Give(session, std::move(value)));
-  return all;
-}
-
-/// A map of sets or fields stays a map of the file, which can be added to.
-template <class T>
-struct LiveMap {
-  static constexpr bool kIs = false;
-};
-template <>
-struct LiveMap<kda_MapString<ORXSimCSetID>> {
-  static constexpr bool kIs = true;
-  using Id = ORXSimCSetID;
-  using Map = pdm::Sets;
-};
-template <>
-struct LiveMap<kda_MapString<ORXSimDistributionID>> {
-  static constexpr bool kIs = true;
-  using Id = ORXSimDistributionID;
-  using Map = pdm::Fields;
-};
 
 template <class Handle, auto Field>
 const auto& read_field(void* object) {
@@ -211,6 +102,33 @@ void write_field(void* object, const T& value) {
       (members->*Field).swap(copy);
     access.commit();
   }
+}
+
+template <class Array>
+struct Elements;
+template <class E, class H, class Repository, class Owner>
+struct Elements<gbb_Array<E, H, Repository, Owner>> {
+  using Element = E;
+  using Holder = H;
+};
+
+/// The values that an object of a class begins with: null, 0 and empty.
+template <class Traits>
+auto initial() {
+  if constexpr (requires { typename Traits::Base::Handle; })
+    return std::tuple_cat(initial<typename Traits::Base>(), typename Traits::Initial{});
+  else
+    return typename Traits::Initial{};
+}
+/// \return a new holder of the object as class `as`, null when it is no such thing.
+template <class Traits>
+void* held_as(gbb_Class as, typename Traits::Holder holder) {
+  if (as == Traits::Interface::StaticClass())
+    return new typename Traits::Holder(std::move(holder));
+  if constexpr (requires { typename Traits::Base::Handle; })
+    return held_as<typename Traits::Base>(as, static_cast<typename Traits::Base::Holder>(holder));
+  else
+    return nullptr;
 }
 
 template <class Handle>
@@ -233,7 +151,7 @@ struct ClassOf {
       return [session, map] { return py::cast(py_Give(session, map)); };
     } else {
       auto plain = Value<T>::plain(read_field<Handle, kField>(object), at);
-      return [session, plain]() mutable { return py::object(py::cast(give_all(session, std::move(plain)))); };
+      return [session, plain]() mutable { return as_object(give_all(session, std::move(plain))); };
     }
   }
 
@@ -242,16 +160,24 @@ struct ClassOf {
                             Handle handle) {
     using Result = decltype((handle.*Child::kGetter)());
     if constexpr (requires(Result array) { array.count(); }) {
+      using Of = Elements<Result>;
       py_Children children{
-          object, Child::name(), [](const gbb_Handle& of) { return (Handle(of).*Child::kGetter)().count(); },
-          [](const gbb_Handle& of, int i) -> gbb_Handle { return (Handle(of).*Child::kGetter)().get(i); }};
+          object,
+          Child::name(),
+          Of::Element::Traits::Interface::StaticClass(),
+          [](const gbb_Handle& of) { return (Handle(of).*Child::kGetter)().count(); },
+          [](const gbb_Handle& of, int i) -> gbb_Handle { return (Handle(of).*Child::kGetter)().get(i); },
+          [](const gbb_Handle& of, void* holder) {
+            const std::unique_ptr<typename Of::Holder> held(static_cast<typename Of::Holder*>(holder));
+            (Handle(of).*Child::kGetter)().add(std::move(*held));
+          }};
       return [session, children] { return py::cast(py_Give(session, children)); };
     } else {
       const Result child = (handle.*Child::kGetter)();
       if (!child)
         return [] { return py::object(py::none()); };
       pdm::Object found(object.state(), object.path() + '/' + Child::name(), static_cast<gbb_Handle>(child));
-      return [session, found] { return py_ObjectOf(session, found); };
+      return [session, found] { return py_classes->object_of(session, found); };
     }
   }
 
@@ -291,6 +217,38 @@ struct ClassOf {
     return done;
   }
 
+  /// Calls f(handle, entry) for the child objects, those of the bases last; the handle is an empty one.
+  template <class F>
+  static void for_each_object(F&& f) {
+    gbb_ForEach<Children>([&](auto child) {
+      if constexpr (!std::is_null_pointer_v<std::remove_cvref_t<decltype(child.kSetter)>>)
+        f(Handle(), child);
+    });
+    if constexpr (requires { typename Traits::Base::Handle; })
+      ClassOf<typename Traits::Base::Handle>::for_each_object(f);
+  }
+  static gbb_Class child(const std::string& name) {
+    gbb_Class found;
+    for_each_object([&]<class Owner, class Child>(Owner owner, Child) {
+      if (name == Child::name())
+        found = decltype((owner.*Child::kGetter)())::Traits::Interface::StaticClass();
+    });
+    return found;
+  }
+  static void give(const pdm::Object& object, const std::string& name, void* holder) {
+    for_each_object([&]<class Owner, class Child>(Owner owner, Child) {
+      using Holder = typename decltype((owner.*Child::kGetter)())::Traits::Holder;
+      if (holder == nullptr || name != Child::name())
+        return;
+      const std::unique_ptr<Holder> held(static_cast<Holder*>(std::exchange(holder, nullptr)));
+      (Owner(object.handle()).*Child::kSetter)(std::move(*held));
+    });
+  }
+  static void* make(gbb_Class as) {
+    return held_as<Traits>(as, std::apply([](auto... values) { return Handle::New(std::move(values)..., 0); },
+                                          initial<Traits>()));
+  }
+
   static void add_names(std::vector<std::string>& names) {
     gbb_ForEach<Members>([&](auto member) { names.emplace_back(member.name()); });
     gbb_ForEach<Children>([&](auto child) { names.emplace_back(child.name()); });
@@ -302,10 +260,18 @@ struct ClassOf {
 } // namespace py_detail
 
 /// Makes a schema class known, the library's or a host's.
+/// \param type  its class in Python, null for none.
 template <class Handle>
-void py_AddClass() {
+void py_AddClass(py::handle type = {}) {
   using Of = py_detail::ClassOf<Handle>;
-  py_Class known{Handle::Traits::Interface::StaticClass(), {}, &Of::get, &Of::set};
+  py_Class known{Handle::Traits::Interface::StaticClass(),
+                 {},
+                 &Of::get,
+                 &Of::set,
+                 &Of::child,
+                 &Of::give,
+                 &Of::make,
+                 type};
   Of::add_names(known.names);
-  py_AddClass(std::move(known));
+  py_classes->add(std::move(known));
 }

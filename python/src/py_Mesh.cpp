@@ -1,8 +1,6 @@
 #include "py_Arrays.h"
 #include "py_Map.h"
 
-#include <pdmsim/mesh/mesh_Elements.h>
-
 // Blocks, surfaces, the mesh and the model.
 
 namespace {
@@ -29,19 +27,13 @@ std::vector<double> times_from(const Mesh& self, const py::object& times) {
 
 /// VTK's number of a block's elements, and which of ours each of its nodes is; (None, None) when it has none.
 py::tuple vtk_type(const Block& self) {
-  struct Is {
-    std::string type;
-    int nodes;
-  };
-  const Is is = self.call([](const pdm::Block& block) {
-    return Is{block.type(), block.nodes_per_element()};
-  });
-  const mesh_Element* const element = mesh_FindElement(is.type, static_cast<std::size_t>(is.nodes));
+  const pdm::ElementType* const element =
+      self.call([](const pdm::Block& block) { return block.element_type(); });
   if (element == nullptr)
     return py::make_tuple(py::none(), py::none());
-  std::vector<int> order(element->toVtk.begin(), element->toVtk.end());
+  std::vector<int> order(element->to_vtk.begin(), element->to_vtk.end());
   if (order.empty()) {
-    order.resize(static_cast<std::size_t>(is.nodes));
+    order.resize(static_cast<std::size_t>(element->nodes));
     std::iota(order.begin(), order.end(), 0);
   }
   return py::make_tuple(element->vtk, py_Array(std::move(order)));

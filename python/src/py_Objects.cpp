@@ -7,11 +7,6 @@ namespace {
 using Object = py_Bound<pdm::Object>;
 using Children = py_Bound<py_Children>;
 
-std::vector<py_Class>& classes() {
-  static std::vector<py_Class> all;
-  return all;
-}
-
 const py_Class* class_of(const Object& self) {
   return self.call([](const pdm::Object& object) {
     return py_FindClass(
@@ -62,11 +57,14 @@ void set_member(const Object& self, const std::string& name, const py::object& v
   self.call([&](const pdm::Object& object) { pdm::detail::run(object, "write a member", write); });
 }
 
-py::object child_at(const Children& self, py::ssize_t index) {
-  const auto count = [](const py_Children& of) {
+int count_of(const Children& self) {
+  return self.call([](const py_Children& of) {
     return pdm::detail::run(of, "count the elements", [&] { return of.count(of.owner.handle()); });
-  };
-  const int at = py_Index(self, "element", index, self.call(count));
+  });
+}
+
+py::object child_at(const Children& self, py::ssize_t index) {
+  const int at = py_Index(self, "element", index, count_of(self));
   return py_ObjectOf(self.session, self.call([&](const py_Children& of) {
     return pdm::Object(
         of.state(), of.path() + '/' + std::to_string(at),
@@ -74,23 +72,57 @@ py::object child_at(const Children& self, py::ssize_t index) {
   }));
 }
 
+py::object children_at(const Children& self, const py::object& index) {
+  if (!py::isinstance<py::slice>(index))
+    return child_at(self, index.cast<py::ssize_t>());
+  py::ssize_t first = 0, last = 0, step = 0, length = 0;
+  if (!index.cast<py::slice>().compute(count_of(self), &first, &last, &step, &length))
+    throw py::error_already_set();
+  py::list found;
+  for (py::ssize_t i = 0; i < length; ++i)
+    found.append(child_at(self, first + i * step));
+  return found;
+}
+
+pdm::Error adding(const std::string& file, const std::string& path) {
+  return {file, path, "add an object", {}};
+}
+
+/// Appends a new object of a class, the array's own without one.
+py::object add_element(const Children& self, const py::object& of) {
+  const pdm::Error where = adding(py_FileOf(self), self.path());
+  const py_Class* const made = of.is_none() ? nullptr : &py_ClassOf(where, of);
+  self.call([&](const py_Children& to) {
+    pdm::detail::run(to, where.operation().c_str(),
+                     [&] { to.add(to.owner.handle(), py_Make(where, to.of, made)); });
+  });
+  return child_at(self, -1);
+}
+
+/// Gives an object a child object.
+py::object add_child(const Object& self, const std::string& name, const py::object& of) {
+  const pdm::Error where = adding(py_FileOf(self), self.path() + '/' + name);
+  const py_Class* const made = of.is_none() ? nullptr : &py_ClassOf(where, of);
+  const py_Class* const known = class_of(self);
+  const gbb_Class as = known == nullptr ? gbb_Class() : known->child(name);
+  if (!as)
+    refuse_member(self, name);
+  self.call([&](const pdm::Object& object) {
+    pdm::detail::run(object, where.operation().c_str(),
+                     [&] { known->give(object, name, py_Make(where, as, made)); });
+  });
+  return get_member(self, name);
+}
+
 } // namespace
-
-void py_AddClass(py_Class known) {
-  classes().push_back(std::move(known));
-}
-
-const py_Class* py_FindClass(gbb_Class of) {
-  for (gbb_Class is = of; !!is; is = is.Parent())
-    for (const py_Class& known : classes())
-      if (known.id == is)
-        return &known;
-  return nullptr;
-}
 
 py::object py_ObjectOf(const std::shared_ptr<py_Session>& session, pdm::Object object) {
   const std::function<py::object()> make = session->call(object.path(), [&]() -> std::function<py::object()> {
-    const auto part = [&](auto made) { return [session, made] { return py::cast(py_Give(session, made)); }; };
+    const gbb_Class is =
+        pdm::detail::run(object, "ask for the class", [&] { return object.handle().Class(); });
+    const auto part = [&](auto made) {
+      return [session, made, is] { return py_Typed(py_Give(session, made), is); };
+    };
     if (object.is<msfD_Mesh>())
       return part(pdm::Mesh(object.state(), object.path(), object.as<msfD_Mesh>().handle()));
     if (object.is<msfD_DiscreteModel>())
@@ -106,15 +138,6 @@ py::object py_ObjectOf(const std::shared_ptr<py_Session>& session, pdm::Object o
 }
 
 void py_DefineObjects(py::module_& module) {
-  py_AddClass<msfD_DiscreteModel>();
-  py_AddClass<msfD_Mesh>();
-  py_AddClass<fesD_FESystem>();
-  py_AddClass<fesD_GenericSystem>();
-  py_AddClass<fesD_ModalSystem>();
-  py_AddClass<fesD_ModalEvent>();
-  py_AddClass<fesD_SubstructureSystem>();
-  py_AddClass<fesD_SubDamp>();
-
   py::class_<Object>(
       module, "Object",
       R"(An object of a schema class: its members, by their names in the schema, are attributes.
@@ -130,6 +153,8 @@ void py_DefineObjects(py::module_& module) {
       .def("get", &get_member, py::arg("name"), "A member, also one whose name an attribute hides.")
       .def("set", &set_member, py::arg("name"), py::arg("value"),
            "Writes a simple member. One commit point, unless an update is open.")
+      .def("_add", &add_child, py::arg("name"), py::arg("of"))
+      .def("_update", [](const Object& self) { return py_UpdateOf(self.session); })
       .def("__getattr__", &get_member, py::arg("name"))
       .def("__setattr__", &set_member, py::arg("name"), py::arg("value"))
       .def("__dir__", [](const py::object& self) {
@@ -140,12 +165,11 @@ void py_DefineObjects(py::module_& module) {
       });
 
   py::class_<Children>(module, "Array", "A persistent array of objects: a sequence.")
-      .def("__len__",
-           [](const Children& self) {
-             return self.call([](const py_Children& of) {
-               return pdm::detail::run(of, "count the elements", [&] { return of.count(of.owner.handle()); });
-             });
-           })
-      .def("__getitem__", &child_at, py::arg("index"))
+      .def("__len__", &count_of)
+      .def("__getitem__", &children_at, py::arg("index"))
+      .def("__iter__",
+           [](const Children& self) { return py::iter(children_at(self, py::slice(0, count_of(self), 1))); })
+      .def("_add", &add_element, py::arg("of"))
+      .def("_update", [](const Children& self) { return py_UpdateOf(self.session); })
       .def_property_readonly("path", &Children::path);
 }

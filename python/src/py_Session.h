@@ -48,6 +48,10 @@ void py_TakeLines();
 /// \return how often this process has become another one by fork().
 unsigned py_Forks() noexcept;
 
+struct py_KnownClass;
+/// \return the class that was made known last, with those before it. Threads: any.
+const py_KnownClass* py_KnownClasses() noexcept;
+
 /// One open file. It is closed with close(), or with the last object that was made of it.
 class py_Session {
  public:
@@ -71,10 +75,14 @@ class py_Session {
     require_own(path);
     const py::gil_scoped_release released;
     const std::lock_guard turn(m_turn);
+    if (m_known != py_KnownClasses()) [[unlikely]]
+      learn();
     return std::forward<Work>(work)();
   }
 
  private:
+  /// Lets the file have objects of all classes that are known.
+  void learn();
   /// In a child made by fork() another thread of the parent may hold the turn for ever.
   void require_own(const std::string& path) const {
     if (m_forks != py_Forks())
@@ -84,6 +92,7 @@ class py_Session {
 
   pdm::Sim m_sim;
   std::mutex m_turn;
+  const py_KnownClass* m_known = nullptr; // the newest class that the file has heard of
   unsigned m_forks;
 };
 
@@ -187,9 +196,13 @@ int py_Index(const py_Bound<T>& self, const std::string& what, py::ssize_t index
   return static_cast<int>(at);
 }
 
+/// \return a context manager that joins the writes into a file.
+py::object py_UpdateOf(const std::shared_ptr<py_Session>& session);
+
 void py_DefineBulk(py::module_& module);
 void py_DefineFields(py::module_& module);
 void py_DefineMesh(py::module_& module);
 void py_DefineSystems(py::module_& module);
+void py_DefineClasses(py::module_& module);
 void py_DefineObjects(py::module_& module);
 void py_DefineSim(py::module_& module);

@@ -165,7 +165,7 @@ pdm_core.Error: a.pdm: discreteModel/mesh: find a collection: the file is closed
           py::arg("nodes"), py::arg("elements"), "Gives the file its model and mesh.")
       .def("__getitem__", &find, py::arg("path"), "The object at a path: \"discreteModel/mesh/systems/3\".")
       .def(
-          "update", [](const Sim& self) { return std::make_unique<Update>(self.session); },
+          "update", [](const Sim& self) { return py_UpdateOf(self.session); },
           "A context manager that joins writes into one commit point; an exception takes them back.")
       .def(
           "refresh", [](const Sim& self) { self.call([](const pdm::Sim& sim) { sim.refresh(); }); },
@@ -188,6 +188,10 @@ void close_constructors(const py::module_& module) {
 }
 
 } // namespace
+
+py::object py_UpdateOf(const std::shared_ptr<py_Session>& session) {
+  return py::cast(std::make_unique<Update>(session));
+}
 
 void py_DefineSim(py::module_& module) {
   py::class_<Update>(module, "Update", "Writes that become one commit point: `with sim.update(): ...`")
@@ -229,6 +233,7 @@ PYBIND11_MODULE(_pdm_core, module) {
   py_DefineFields(module);
   py_DefineMesh(module);
   py_DefineSystems(module);
+  py_DefineClasses(module);
   py_DefineObjects(module);
   py_DefineSim(module);
   close_constructors(module);

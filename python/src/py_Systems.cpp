@@ -1,5 +1,5 @@
 #include "py_Arrays.h"
-#include "py_Session.h"
+#include "py_Class.h"
 
 // Systems of equations, their events and numberings.
 
@@ -20,11 +20,17 @@ pdm::Kind kind_of(const Systems& self, const std::string& name) {
   return static_cast<pdm::Kind>(found - std::begin(kKinds));
 }
 
-System find(const Systems& self, const py::object& which) {
+/// A system of Python, of its host's class where it has one.
+py::object typed(const std::shared_ptr<py_Session>& session, pdm::System system) {
+  const gbb_Class of = session->call(system.path(), [&] { return system.object().handle().Class(); });
+  return py_Typed(System{session, std::move(system)}, of);
+}
+
+py::object find(const Systems& self, const py::object& which) {
   if (py::isinstance<py::int_>(which)) {
     const int count = self.call([](const pdm::Systems& systems) { return systems.size(); });
     const int at = py_Index(self, "system", which.cast<py::ssize_t>(), count);
-    return {self.session, self.call([&](const pdm::Systems& systems) { return systems[at]; })};
+    return typed(self.session, self.call([&](const pdm::Systems& systems) { return systems[at]; }));
   }
   const auto name = which.cast<py_Text>();
   std::vector<std::string> names;
@@ -37,7 +43,29 @@ System find(const Systems& self, const py::object& which) {
       });
   if (!found.has_value())
     py_RefuseName({py_FileOf(self), self.path(), "open a system", {}}, name, names);
-  return {self.session, std::move(*found)};
+  return typed(self.session, std::move(*found));
+}
+
+/// Adds a system of a kind of the library, or of a host's class.
+py::object create(const Systems& self, const py_Text& name, const py::object& kind) {
+  if (py::isinstance<py::str>(kind)) {
+    const pdm::Kind is = kind_of(self, kind.cast<std::string>());
+    return typed(self.session, self.call([&](const pdm::Systems& to) { return to.create(name, is); }));
+  }
+  const pdm::Error where(py_FileOf(self), self.path(), "add a system", {});
+  const py_Class& made = py_ClassOf(where, kind);
+  return typed(self.session, self.call([&](const pdm::Systems& to) {
+    const auto key = pdm::detail::key_of(name);
+    if (!key.has_value())
+      throw pdm::Error(where.file(), where.path(), where.operation(), "a name must not contain NUL");
+    const std::unique_ptr<fesD_FESystemHolder> holder(
+        static_cast<fesD_FESystemHolder*>(py_Make(where, fesD_FESystemInterface::StaticClass(), &made)));
+    pdm::Update together(to.state());
+    pdm::System added = to.add(std::move(*holder));
+    added.call(&fesD_FESystem::SystemName, *key);
+    together.commit();
+    return added;
+  }));
 }
 
 template <class T>
@@ -209,18 +237,12 @@ void py_DefineSystems(py::module_& module) {
              py::list all;
              const int count = self.call([](const pdm::Systems& of) { return of.size(); });
              for (int i = 0; i < count; ++i)
-               all.append(System{self.session, self.call([&](const pdm::Systems& of) { return of[i]; })});
+               all.append(typed(self.session, self.call([&](const pdm::Systems& of) { return of[i]; })));
              return py::iter(all);
            })
       .def_property_readonly("names", py_Get<pdm::Systems>(&pdm::Systems::names), "In the order of the mesh.")
-      .def(
-          "create",
-          [](const Systems& self, const py_Text& name, const std::string& kind) {
-            const pdm::Kind is = kind_of(self, kind);
-            return System{self.session,
-                          self.call([&](const pdm::Systems& to) { return to.create(name, is); })};
-          },
-          py::arg("name"), py::arg("kind") = "plain",
-          "Adds a system. One commit point, unless an update is open.")
+      .def("create", &create, py::arg("name"), py::arg("kind") = "plain",
+           "Adds a system of a kind, or of a class of a host's module. One commit point, unless an update is "
+           "open.")
       .def_property_readonly("path", &Systems::path);
 }

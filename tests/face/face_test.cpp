@@ -58,6 +58,7 @@ TEST_F(Face, ReadsWhatWasWritten) {
   const std::vector<pdm::Block> blocks = mesh.blocks();
   ASSERT_EQ(blocks.size(), 1u);
   EXPECT_EQ(blocks[0].type(), "TET4");
+  EXPECT_THAT(blocks[0].element_type()->side_corners(3), ElementsAre(0, 2, 1));
   EXPECT_THAT(blocks[0].connectivity().read<std::int64_t>(), ElementsAre(0, 1, 2, 3)); // int32 widened
 
   const pdm::Field heat = mesh.node_fields()["heat"];
@@ -255,6 +256,7 @@ TEST_F(Face, BlocksAreMadeOneAfterAnother) {
   const std::vector<pdm::Block> blocks = pdm::Mesh(mesh).blocks();
   ASSERT_EQ(blocks.size(), 2u);
   EXPECT_EQ(blocks[0].name() + ' ' + blocks[1].name() + ' ' + blocks[1].type(), "block_1 rim BAR2");
+  EXPECT_EQ(blocks[1].element_type()->vtk, 3);
   EXPECT_THAT(mesh.element_sets()["rim"].items(), ElementsAre(2));
   EXPECT_THAT(blocks[1].elements().items(), ElementsAre(2));
   EXPECT_THAT(blocks[0].connectivity().read<int>(), ElementsAre(0, 1, 2, 2, 1, 3));
@@ -268,4 +270,5 @@ TEST_F(Face, BlocksAreMadeOneAfterAnother) {
   EXPECT_THAT(cause("many", 1, {0, 1}), HasSubstr("at most 1 elements"));
   EXPECT_THAT(cause("rim", 2, {0, 1}), HasSubstr("already"));
   EXPECT_EQ(mesh.blocks().size(), 2u);
+  EXPECT_EQ(mesh.create_block("star", "STAR", 1, std::vector{0}).element_type(), nullptr);
 }

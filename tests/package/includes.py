@@ -52,7 +52,7 @@ ROOMS = {
     "tools/pdmsim/show": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", "tools/pdmsim/stored"],
     "tools/pdmsim/check": USER + ["tools/pdmsim/cli", "tools/pdmsim/show"],
     "tools/pdmsim/dofs": USER + ["tools/pdmsim/cli"],
-    "tools/pdmsim/mesh": USER,
+    "tools/pdmsim/mesh": USER + ["pdm"],  # the table of element types
     BYTES: USER + ["tools/pdmsim/mesh"],
     **{room: USER + ["tools/pdmsim/mesh", BYTES] for room in IMPORTS},
     "tools/pdmsim/import": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", *IMPORTS],
@@ -74,7 +74,7 @@ ROOMS = {
     "fortran": ["c"],
     "examples": USER + ["pdm", "c"],
     "docs/site": USER + ["pdm", "c"],
-    "python": USER + ["pdm", "tools/pdmsim/mesh"],  # the table of element types
+    "python": USER + ["pdm"],
 }
 ROOMS["schema/templates"] = ROOMS["generated"] + ["generated"]
 

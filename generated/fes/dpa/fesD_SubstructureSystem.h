@@ -137,5 +137,5 @@ template <> struct gbb_MemberTable<fesD_SubstructureSystemTraits> {
       gbb_Member<"recoveryElements", 4, &fesD_SubstructureSystemMembers::recoveryElements>>;
 };
 template <> struct gbb_ChildTable<fesD_SubstructureSystemTraits> {
-  using Children = std::tuple<gbb_ChildMember<"damping", 0, &fesD_SubstructureSystem::damping>>;
+  using Children = std::tuple<gbb_ChildMember<"damping", 0, &fesD_SubstructureSystem::damping, &fesD_SubstructureSystem::Damping>>;
 };

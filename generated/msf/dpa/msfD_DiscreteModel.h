@@ -145,5 +145,5 @@ template <> struct gbb_MemberTable<msfD_DiscreteModelTraits> {
       gbb_Member<"sectionPointSets", 7, &msfD_DiscreteModelMembers::sectionPointSets>>;
 };
 template <> struct gbb_ChildTable<msfD_DiscreteModelTraits> {
-  using Children = std::tuple<gbb_ChildMember<"mesh", 6, &msfD_DiscreteModel::mesh>>;
+  using Children = std::tuple<gbb_ChildMember<"mesh", 6, &msfD_DiscreteModel::mesh, &msfD_DiscreteModel::Mesh>>;
 };

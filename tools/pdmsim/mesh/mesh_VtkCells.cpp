@@ -92,11 +92,11 @@ class Sorter {
     to.type = type;
     to.nodes = std::move(m_cells.nodes);
     to.nodes.resize(types.size() * static_cast<std::size_t>(type->nodes));
-    if (!type->toVtk.empty())
+    if (!type->to_vtk.empty())
       for (auto row = to.nodes.begin(); row != to.nodes.end(); row += type->nodes) {
         const std::vector<int> vtk(row, row + type->nodes);
         for (std::size_t k = 0; k < vtk.size(); ++k)
-          row[type->toVtk[k]] = vtk[k];
+          row[type->to_vtk[k]] = vtk[k];
       }
     return true;
   }
@@ -180,8 +180,8 @@ class Sorter {
     }
     const std::size_t first = to.nodes.size();
     to.nodes.insert(to.nodes.end(), n.begin(), n.end());
-    for (std::size_t k = 0; k < to.type->toVtk.size(); ++k)
-      to.nodes[first + static_cast<std::size_t>(to.type->toVtk[k])] = n[k];
+    for (std::size_t k = 0; k < to.type->to_vtk.size(); ++k)
+      to.nodes[first + static_cast<std::size_t>(to.type->to_vtk[k])] = n[k];
   }
 
   std::vector<int> Order() const {

@@ -39,7 +39,7 @@ view_Grid::Cells view_Grid::CellsOf(const mesh_Block& block) {
     return {kPolygon, 0, {}, true};
   const std::size_t nodes = block.nodesPerElement;
   if (const mesh_Element* type = mesh_FindElement(block.type, nodes))
-    return {type->vtk, nodes, {type->toVtk.begin(), type->toVtk.end()}, false};
+    return {type->vtk, nodes, {type->to_vtk.begin(), type->to_vtk.end()}, false};
   for (std::size_t fewer = nodes - 1; fewer > 0; --fewer)
     if (const mesh_Element* type = mesh_FindElement(block.type, fewer)) {
       const auto corners = static_cast<std::size_t>(type->corners);
@@ -49,8 +49,8 @@ view_Grid::Cells view_Grid::CellsOf(const mesh_Block& block) {
                         " corners");
       std::vector<int> order(corners);
       std::iota(order.begin(), order.end(), 0);
-      if (type != nullptr && !type->toVtk.empty())
-        order.assign(type->toVtk.begin(), type->toVtk.end());
+      if (type != nullptr && !type->to_vtk.empty())
+        order.assign(type->to_vtk.begin(), type->to_vtk.end());
       return {type == nullptr ? kPolyVertex : type->vtk, corners, std::move(order), false};
     }
   m_notes.push_back("block " + std::to_string(block.id) + ": elements of the unknown type '" + block.type +

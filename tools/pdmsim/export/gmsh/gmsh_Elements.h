@@ -1,11 +1,10 @@
 #pragma once
 
+#include <pdmsim/mesh/mesh_Elements.h>
 #include <pdmsim/mesh/mesh_Model.h>
 
 #include <span>
 #include <vector>
-
-struct mesh_Element;
 
 /// What Gmsh makes of a block's elements.
 struct gmsh_Element {

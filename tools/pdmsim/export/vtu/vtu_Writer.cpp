@@ -187,7 +187,7 @@ void vtu_Writer::AddCells() {
 
 void vtu_Writer::WriteCorners(const mesh_Block& block) {
   const mesh_Element* const type = mesh_FindElement(block.type, block.nodesPerElement);
-  const std::span<const int> order = type ? type->toVtk : std::span<const int>();
+  const std::span<const int> order = type ? type->to_vtk : std::span<const int>();
   const auto write = [&]<class T>(T) {
     std::vector<T> corners;
     exp_EachNodes(m_mesh, block, m_task.progress,
