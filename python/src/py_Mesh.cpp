@@ -27,6 +27,14 @@ std::vector<double> times_from(const Mesh& self, const py::object& times) {
   return {first, first + all.numbers().count()};
 }
 
+Block create_block(const Mesh& self, const py_Text& name, const std::string& type, const py::object& nodes) {
+  const py_Numbers all({py_FileOf(self), self.path(), "make a block", {}}, nodes, pdm::Type::int32);
+  const std::span items(static_cast<const int*>(all.numbers().data()), all.numbers().count());
+  return {self.session, self.call([&](const pdm::Mesh& to) {
+            return to.create_block(name, type, all.components(), items);
+          })};
+}
+
 /// VTK's number of a block's elements, and which of ours each of its nodes is; (None, None) when it has none.
 py::tuple vtk_type(const Block& self) {
   struct Is {
@@ -140,6 +148,18 @@ void py_DefineMesh(py::module_& module) {
             self.call([&](const pdm::Mesh& to) { to.append_time(time); });
           },
           py::arg("time"), "Adds a step, later than all before.")
+      .def(
+          "create_block", &create_block, py::arg("name"), py::arg("type"), py::arg("nodes"),
+          R"(Makes a block of the elements that follow those of the blocks so far, with an element set of its name.
+
+`type` is "HEX8", `nodes` [elements][nodes an element] in the order of Exodus II; -1 fills up polygons.
+One commit point, unless an update is open.
+
+>>> with pdm.create("b.pdm") as sim:
+...     mesh = sim.create_mesh(nodes=4, elements=2)
+...     mesh.create_block("plate", "TRI3", [[0, 1, 2], [0, 2, 3]])
+<pdm_core.Block: "plate", 2 TRI3>
+)")
       .def_property_readonly(
           "object",
           [](const Mesh& self) {
