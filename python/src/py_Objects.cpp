@@ -125,7 +125,7 @@ void py_DefineObjects(py::module_& module) {
 )")
       .def_property_readonly("class_name", py_Get<pdm::Object>(&pdm::Object::class_name),
                              "The persistent name of its most derived class.")
-      .def_property_readonly("path", &Object::path)
+      .def_property_readonly("path", &Object::path, py_PathDoc)
       .def_property_readonly("members", &names_of, "The names of its members and children.")
       .def("get", &get_member, py::arg("name"), "A member, also one whose name an attribute hides.")
       .def("set", &set_member, py::arg("name"), py::arg("value"),
@@ -147,5 +147,5 @@ void py_DefineObjects(py::module_& module) {
              });
            })
       .def("__getitem__", &child_at, py::arg("index"))
-      .def_property_readonly("path", &Children::path);
+      .def_property_readonly("path", &Children::path, py_PathDoc);
 }
