@@ -122,6 +122,7 @@ contains
     end if
   end subroutine
 
+  !> \return what the field is, and one drawer of it.
   !> \param drawer  1 without it.
   function field_info(self, drawer, stat, errmsg) result(info)
     class(pdm_field), intent(in) :: self

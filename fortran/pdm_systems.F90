@@ -11,6 +11,7 @@ module pdm_systems
   !> What a system is by its class.
   integer, parameter, public :: pdm_plain = 0, pdm_generic = 1, pdm_modal = 2, pdm_substructure = 3, pdm_other = 4
 
+  !> How many there are of what.
   type, public :: pdm_numbering_information
     integer :: nodes = 0
     integer :: equations = 0
@@ -34,6 +35,7 @@ module pdm_systems
     final :: numbering_end
   end type
 
+  !> What a system is.
   type, public :: pdm_system_information
     integer :: kind = pdm_other
     integer :: modes = 0  !< number of frequencies
@@ -79,6 +81,7 @@ contains
 #undef ASSIGN_IT
 #undef END_IT
 
+  !> \return how many nodes, equations, labels and places there are.
   function numbering_info(self, stat, errmsg) result(info)
     class(pdm_numbering), intent(in) :: self
     integer, intent(out), optional :: stat
@@ -158,6 +161,7 @@ contains
     call done(status, stat, errmsg)
   end subroutine
 
+  !> \return what the system is.
   function system_info(self, stat, errmsg) result(info)
     class(pdm_system), intent(in) :: self
     integer, intent(out), optional :: stat
@@ -190,6 +194,7 @@ contains
     call done(status, stat, errmsg)
   end subroutine
 
+  !> \return the field of that name.
   function system_field(self, name, stat, errmsg) result(field)
     class(pdm_system), intent(in) :: self
     character(*), intent(in) :: name
@@ -217,6 +222,7 @@ contains
     call done(status, stat, errmsg)
   end subroutine
 
+  !> Stores the frequencies in Hz, negative for unstable modes.
   subroutine system_set_frequencies(self, hertz, stat, errmsg)
     class(pdm_system), intent(in) :: self
     real(real64), intent(in), contiguous :: hertz(:)
