@@ -63,5 +63,5 @@ ln -s "$work/pictures" "$tree"
 version=$("$work/prefix/bin/pdmsim" --version | grep -oEm1 '[0-9]+\.[0-9]+\.[0-9]+' | head -1)
 PDM_VERSION=$version PDM_DOXYGEN=$work/doxygen quietly sphinx \
   /usr/bin/python3 -B -m sphinx -W --keep-going -q -j "$PDM_JOBS" -d "$work/doctrees" -c docs/site "$tree" out/site
-quietly links /usr/bin/python3 -B docs/site/check.py out/site docs/site "$work/doxygen/xml"
+quietly links /usr/bin/python3 -B docs/site/check.py out/site docs/site "$work/doxygen/xml" "$tree"
 echo "   out/site/index.html"

@@ -59,9 +59,11 @@ class Procedure:
         if not self.text:
             sys.exit(f"fortran.py: {self.name}: no comment says what it does")
         answers = [self.result] if self.is_function and self.result else []
-        rows = [f"| `{plain(self.declared[one])}` | {self.words.get(one, '')} |" for one in arguments + answers]
-        return "\n".join([f"### `{name}`", "", "```fortran", head, "```", "", sentence(self.text), "", "| | |", "|---|---|", *rows, ""]
-                         if rows else [f"### `{name}`", "", "```fortran", head, "```", "", sentence(self.text), ""])
+        declared = [(plain(self.declared[one]), self.words.get(one, "")) for one in arguments + answers]
+        width = max((len(text) for text, what in declared if what), default=0)
+        rows = [f"  {text:{width}}  ! {what}" if what else f"  {text}" for text, what in declared]
+        title = f"{owner}%{name}" if owner else name
+        return "\n".join([f"### `{title}`", "", sentence(self.text), "", "```fortran", head, *rows, "```", ""])
 
 
 def sentence(text):
@@ -71,9 +73,7 @@ def sentence(text):
 def plain(text):
     for name, means in TYPES.items():
         text = text.replace(name, means)
-    text = re.sub(r", *(target|contiguous|optional|intent\(in\)|class)", "", text)
-    text = re.sub(r", *intent\((in)?out\)", ", changed", text).replace("c_int32_t", "int32")
-    return text.strip()
+    return re.sub(r", *(target|contiguous|optional|intent\(in\))", "", text).replace("c_int32_t", "int32")
 
 
 def read(sources):
