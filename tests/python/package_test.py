@@ -214,6 +214,11 @@ class Package(unittest.TestCase):
             self.assertIn("&lt;b&gt;&amp;", page)
             self.assertNotIn("<b>", page)
             self.assertEqual(page.count("<details"), page.count("</details>"))
+            for thing in (sim, sim.model.mesh.node_sets, sim.model.mesh.node_fields["temperature"], sim.model.mesh.blocks[0]):
+                page = thing._repr_html_()
+                page.encode()  # as a notebook does it
+                self.assertNotIn("<ul>", page)  # bullets beside the triangles of a tree
+            self.assertIn("1, time 0.5 <code>(4,) float64 [K]</code>", sim.model.mesh.node_fields["temperature"]._repr_html_())
             self.assertEqual(repr(sim.model.mesh), "<pdm_core.Mesh: 2-D, 4 nodes, 2 elements>")
             self.assertIn("temperature", sim.model.mesh._repr_html_())
         self.assertEqual(repr(sim), "<pdm_core.Sim: the file is closed>")
