@@ -1,11 +1,12 @@
-// A plate in two materials that warms up, written and looked at by pdm. The same as
-// first.py.
+// A plate in two materials that warms up, written and looked at
+// by pdm. The same as first.py.
 #include <pdm/pdm.hpp>
 
 #include <cmath>
 #include <cstdio>
 
-static constexpr int kAlong = 24, kAcross = 8; // elements along x and y
+// Elements along x and y.
+static constexpr int kAlong = 24, kAcross = 8;
 
 static int node(int i, int j) {
   return j * (kAlong + 1) + i;
@@ -13,13 +14,16 @@ static int node(int i, int j) {
 
 // [mesh]
 static pdm::Mesh mesh_of(const pdm::Sim& sim) {
-  const auto mesh = sim.create_mesh((kAlong + 1) * (kAcross + 1), kAlong * kAcross);
+  const auto mesh = sim.create_mesh(
+      (kAlong + 1) * (kAcross + 1), kAlong * kAcross);
   std::vector<double> xy;
   for (int j = 0; j <= kAcross; ++j)
     for (int i = 0; i <= kAlong; ++i)
-      xy.insert(xy.end(), {3.0 * i / kAlong, 1.0 * j / kAcross});
-  mesh.node_fields().create("coordinates", xy,
-                            {.unit = "m", .long_name = "x, y", .components = 2});
+      xy.insert(xy.end(),
+                {3.0 * i / kAlong, 1.0 * j / kAcross});
+  const pdm::FieldOptions options{
+      .unit = "m", .long_name = "x, y", .components = 2};
+  mesh.node_fields().create("coordinates", xy, options);
   return mesh;
 }
 // [mesh]
@@ -29,37 +33,42 @@ static void add_blocks(const pdm::Mesh& mesh) {
   std::vector<int> quads;
   for (int j = 0; j < kAcross; ++j)
     for (int i = 0; i < kAlong; ++i)
-      quads.insert(quads.end(), {node(i, j), node(i + 1, j), node(i + 1, j + 1),
-                                 node(i, j + 1)});
-  const auto half = std::span(quads).subspan(0, quads.size() / 2);
-  mesh.create_block("steel", "QUAD4", 4, half);
-  mesh.create_block("copper", "QUAD4", 4, std::span(quads).subspan(half.size()));
+      quads.insert(quads.end(),
+                   {node(i, j), node(i + 1, j),
+                    node(i + 1, j + 1), node(i, j + 1)});
+  const std::span all(quads);
+  const auto half = quads.size() / 2;
+  mesh.create_block("steel", "QUAD4", 4, all.first(half));
+  mesh.create_block("copper", "QUAD4", 4, all.last(half));
 }
 // [blocks]
 
 // [sets]
 static void add_sets(const pdm::Mesh& mesh) {
-  std::vector<int> left, elements;
+  std::vector<int> left, elements, sides(kAlong, 0);
   for (int j = 0; j <= kAcross; ++j)
     left.push_back(node(0, j));
   for (int i = 0; i < kAlong; ++i)
     elements.push_back(i);
   mesh.node_sets().create("left", left);
-  mesh.surfaces().create("bottom", elements, std::vector<int>(elements.size(), 0));
+  mesh.surfaces().create("bottom", elements, sides);
 }
 // [sets]
 
 // [steps]
-static void add_steps(const pdm::Sim& sim, const pdm::Mesh& mesh) {
-  const std::vector<double> x = mesh.node_fields()["coordinates"].read<double>();
-  const auto heat = mesh.node_fields().create_empty("heat", {.unit = "degC"});
+static void add_steps(const pdm::Sim& sim,
+                      const pdm::Mesh& mesh) {
+  const auto fields = mesh.node_fields();
+  const auto x = fields["coordinates"].read<double>();
+  const auto heat =
+      fields.create_empty("heat", {.unit = "degC"});
   mesh.set_times({});
   for (int step = 0; step < 4; ++step) {
+    const double far = 0.25 + 0.5 * step;
     std::vector<double> now;
     for (std::size_t at = 0; at < x.size(); at += 2)
-      now.push_back(20 + 80 * std::exp(-x[at] / (0.25 + 0.5 * step)));
-    auto update =
-        sim.update(); // time and values reach the file together, or not at all
+      now.push_back(20 + 80 * std::exp(-x[at] / far));
+    auto update = sim.update(); // time and values, or nothing
     mesh.append_time(10.0 * step);
     heat.append(now);
     update.commit();
@@ -71,17 +80,21 @@ static void add_steps(const pdm::Sim& sim, const pdm::Mesh& mesh) {
 static void look(const char* file) {
   const auto sim = pdm::open(file);
   const auto mesh = sim.model().mesh();
-  std::printf("%d nodes, %d elements\n", mesh.node_count(), mesh.element_count());
+  const int nodes = mesh.node_count(),
+            elements = mesh.element_count();
+  std::printf("%d nodes, %d elements\n", nodes, elements);
   for (const auto& block : mesh.blocks())
-    std::printf("block %s: %d %s\n", block.name().c_str(), block.size(),
-                block.type().c_str());
-  const std::vector<int> left = mesh.node_sets()["left"].items();
-  std::printf("%zu nodes at the left, %d sides at the bottom\n", left.size(),
-              mesh.surfaces()["bottom"].size());
+    std::printf("block %s: %d %s\n", block.name().c_str(),
+                block.size(), block.type().c_str());
+  const std::vector<int> left =
+      mesh.node_sets()["left"].items();
+  const auto bottom = mesh.surfaces()["bottom"];
+  std::printf("%zu nodes at the left\n", left.size());
+  std::printf("%d sides at the bottom\n", bottom.size());
   const auto heat = mesh.node_fields()["heat"];
   for (const double time : mesh.times()) {
-    const std::vector<double> values = heat.at(time).read<double>();
-    std::printf("%4.0f s: %.4f %s at the last node\n", time, values.back(),
+    const double last = heat.at(time).read<double>().back();
+    std::printf("%4.0f s: %.4f %s\n", time, last,
                 heat.unit().c_str());
   }
 }
@@ -91,9 +104,9 @@ static void look(const char* file) {
 int main() {
   try {
     {
-      const auto sim = pdm::create(
-          "cpp.pdm"); // refused if it is there; {.replace = true} gives it up
-      auto update = sim.update(); // all of the model is one commit point
+      // refused if it is there; {.replace = true} gives it up
+      const auto sim = pdm::create("cpp.pdm");
+      auto update = sim.update(); // the model is one change
       const auto mesh = mesh_of(sim);
       add_blocks(mesh);
       add_sets(mesh);

@@ -10,11 +10,13 @@ ALONG, ACROSS = 24, 8  # elements along x and y
 
 # [mesh]
 def mesh_of(sim):
-    mesh = sim.create_mesh(nodes=(ALONG + 1) * (ACROSS + 1), elements=ALONG * ACROSS)
+    mesh = sim.create_mesh(
+        nodes=(ALONG + 1) * (ACROSS + 1), elements=ALONG * ACROSS)
     i, j = np.arange(ALONG + 1), np.arange(ACROSS + 1)
     x, y = np.meshgrid(3 * i / ALONG, j / ACROSS)
     xy = np.column_stack([x.ravel(), y.ravel()])
-    mesh.node_fields.create("coordinates", xy, unit="m", long_name="x, y")
+    mesh.node_fields.create(
+        "coordinates", xy, unit="m", long_name="x, y")
     return mesh
 # [mesh]
 
@@ -22,8 +24,9 @@ def mesh_of(sim):
 # [blocks]
 def add_blocks(mesh):
     node = np.arange(mesh.node_count).reshape(ACROSS + 1, ALONG + 1)
-    corners = [node[:-1, :-1], node[:-1, 1:], node[1:, 1:], node[1:, :-1]]
-    quads = np.stack(corners, axis=-1).reshape(-1, 4)  # [elements][4]
+    corners = [node[:-1, :-1], node[:-1, 1:],
+               node[1:, 1:], node[1:, :-1]]
+    quads = np.stack(corners, axis=-1).reshape(-1, 4)
     half = len(quads) // 2
     mesh.create_block("steel", "QUAD4", quads[:half])
     mesh.create_block("copper", "QUAD4", quads[half:])
@@ -34,7 +37,8 @@ def add_blocks(mesh):
 def add_sets(mesh):
     mesh.node_sets["left"] = np.arange(ACROSS + 1) * (ALONG + 1)
     elements = np.arange(ALONG)
-    mesh.surfaces.create("bottom", elements, sides=np.zeros_like(elements))
+    sides = np.zeros_like(elements)
+    mesh.surfaces.create("bottom", elements, sides)
 # [sets]
 
 
@@ -44,9 +48,10 @@ def add_steps(sim, mesh):
     heat = mesh.node_fields.create("heat", unit="degC")
     mesh.times = []
     for step in range(4):
-        with sim.update():  # time and values reach the file together, or not at all
+        with sim.update():  # time and values, or nothing
             mesh.append_time(10 * step)
-            heat.append(20 + 80 * np.exp(-x / (0.25 + 0.5 * step)))
+            far = 0.25 + 0.5 * step
+            heat.append(20 + 80 * np.exp(-x / far))
 # [steps]
 
 
@@ -54,22 +59,26 @@ def add_steps(sim, mesh):
 def look(file):
     with pdm.open(file) as sim:
         mesh = sim.model.mesh
-        print(f"{mesh.node_count} nodes, {mesh.element_count} elements")
+        nodes, elements = mesh.node_count, mesh.element_count
+        print(f"{nodes} nodes, {elements} elements")
         for block in mesh.blocks:
             print(f"block {block.name}: {len(block)} {block.type}")
-        left = mesh.node_sets["left"]  # an array
-        print(f"{len(left)} nodes at the left, {len(mesh.surfaces['bottom'])} sides at the bottom")
+        left = mesh.node_sets["left"]  # an array of nodes
+        bottom = mesh.surfaces["bottom"]
+        print(f"{len(left)} nodes at the left")
+        print(f"{len(bottom)} sides at the bottom")
         heat = mesh.node_fields["heat"]
         for time in mesh.times:
-            values = heat.at(time)[:]
-            print(f"{time:4.0f} s: {values[-1]:.4f} {heat.unit} at the last node")
+            last = heat.at(time)[-1]
+            print(f"{time:4.0f} s: {last:.4f} {heat.unit}")
 # [reads]
 
 
 # [main]
 try:
-    with pdm.create("python.pdm") as sim:  # refused if it is there; replace=True gives it up
-        with sim.update():                 # all of the model is one commit point
+    # refused if it is there; replace=True gives it up
+    with pdm.create("python.pdm") as sim:
+        with sim.update():  # all of the model is one change
             mesh = mesh_of(sim)
             add_blocks(mesh)
             add_sets(mesh)
