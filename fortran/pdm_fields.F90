@@ -103,6 +103,7 @@ contains
     call done(status, stat, errmsg)
   end subroutine
 
+  !> \return what the field is, and one drawer of it.
   !> \param drawer  1 without it.
   function field_info(self, drawer, stat, errmsg) result(info)
     class(pdm_field), intent(in) :: self

@@ -62,6 +62,7 @@ contains
 #define OF_ , of
 #define OF_DECLARED integer, intent(in) :: of
 
+  !> \return how many there are.
   !> \param of  pdm_nodes, elements, faces, instances, regions, steps, surfaces or blocks.
   function mesh_count(self, of, stat, errmsg) result(count)
     class(pdm_mesh), intent(in) :: self
@@ -124,6 +125,7 @@ contains
     call done(c_mesh_append_time(self%ptr, time), stat, errmsg)
   end subroutine
 
+  !> \return what a block is.
   !> \param number  from 1.
   function mesh_block(self, number, stat, errmsg) result(block)
     class(pdm_mesh), intent(in) :: self

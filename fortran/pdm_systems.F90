@@ -12,6 +12,7 @@ module pdm_systems
   !> What a system is by its class.
   integer, parameter, public :: pdm_plain = 0, pdm_generic = 1, pdm_modal = 2, pdm_substructure = 3, pdm_other = 4
 
+  !> How many there are of what.
   type, public :: pdm_numbering_information
     integer :: nodes = 0
     integer :: equations = 0
@@ -31,6 +32,7 @@ module pdm_systems
     procedure :: get_order => numbering_get_order
   end type
 
+  !> What a system is.
   type, public :: pdm_system_information
     integer :: kind = pdm_other
     integer :: modes = 0  !< number of frequencies
@@ -67,6 +69,7 @@ contains
 #define OF_
 #define OF_DECLARED
 
+  !> \return how many nodes, equations, labels and places there are.
   function numbering_info(self, stat, errmsg) result(info)
     class(pdm_numbering), intent(in) :: self
     STAT_AND_ERRMSG
@@ -132,6 +135,7 @@ contains
     call done(status, stat, errmsg)
   end subroutine
 
+  !> \return what the system is.
   function system_info(self, stat, errmsg) result(info)
     class(pdm_system), intent(in) :: self
     STAT_AND_ERRMSG
@@ -167,6 +171,7 @@ contains
     call done(status, stat, errmsg)
   end subroutine
 
+  !> Stores the frequencies in Hz, negative for unstable modes.
   subroutine system_set_frequencies(self, hertz, stat, errmsg)
     class(pdm_system), intent(in) :: self
     real(real64), intent(in), contiguous :: hertz(:)

@@ -104,18 +104,22 @@ contains
     character(:), allocatable :: text
     text = text_of(c_error_message())
   end function
+  !> \return the file of the last failure, '' where there is none.
   function pdm_failed_file() result(text)
     character(:), allocatable :: text
     text = text_of(c_error_file())
   end function
+  !> \return the path in the model of the last failure, '' where there is none.
   function pdm_failed_path() result(text)
     character(:), allocatable :: text
     text = text_of(c_error_path())
   end function
+  !> \return what was to be done by the call that failed last, '' where there is none.
   function pdm_failed_operation() result(text)
     character(:), allocatable :: text
     text = text_of(c_error_operation())
   end function
+  !> \return why the last failure was one, '' where there is none.
   function pdm_failed_cause() result(text)
     character(:), allocatable :: text
     text = text_of(c_error_cause())

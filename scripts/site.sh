@@ -10,7 +10,7 @@ case ${1:-} in
 Usage: scripts/site.sh [--keep-pictures]
 
 Builds the documents as a site into out/site, from docs/, docs/site/ and the installed headers, by Doxygen, Sphinx, breathe and
-MyST. Installs the packages that are missing. Types what the pages say on the way, to draw their pictures.
+MyST, with the reference of Python, C++, C and Fortran. Installs the packages that are missing. Types what the pages say on the way, to draw their pictures.
 
   --keep-pictures  take those of the last time, which saves a minute
 HELP
@@ -28,7 +28,8 @@ tree=$work/tree
 
 heading "Build (build/dev)"
 [ -f build/dev/build.ninja ] || quietly configure-dev cmake --preset dev -DPDM_TESTS=OFF
-quietly build-site cmake --build --preset dev --parallel "$PDM_JOBS" --target pdmsim modal_analysis
+quietly build-site cmake --build --preset dev --parallel "$PDM_JOBS" \
+  --target pdmsim modal_analysis _pdm_core pdm_c pdm_fortran
 mkdir -p "$work"
 rm -rf "$work/prefix" "$work/doctrees" "$work/doxygen" "$tree" out/site
 quietly install-site cmake --install build/dev --prefix "$work/prefix"
@@ -52,11 +53,15 @@ for notes in benchmarks/README.md benchmarks/*/README.md; do
   mkdir -p "$tree/${notes%/*}"
   ln -s "$PWD/$notes" "$tree/$notes"
 done
-ln -s "$PWD/docs/site/reference/cpp" "$tree/reference"
+ln -s "$PWD"/docs/site/reference/{cpp,c.md,fortran.md} "$tree/reference"
+mkdir "$tree/reference/python"
+ln -s "$PWD"/docs/site/reference/python/*.md "$tree/reference/python"
 ln -s "$work/pictures" "$tree"
 /usr/bin/python3 -B docs/site/commands.py "$work/prefix/share/man/man1" "$tree/reference/commands"
+/usr/bin/python3 -B docs/site/python.py "$work/prefix/lib/python3/dist-packages/pdm_core" "$tree/reference/python/words"
+/usr/bin/python3 -B docs/site/fortran.py fortran "$tree/reference/fortran"
 version=$("$work/prefix/bin/pdmsim" --version | grep -oEm1 '[0-9]+\.[0-9]+\.[0-9]+' | head -1)
-PDM_VERSION=$version PDM_DOXYGEN=$work/doxygen/xml quietly sphinx \
+PDM_VERSION=$version PDM_DOXYGEN=$work/doxygen quietly sphinx \
   /usr/bin/python3 -B -m sphinx -W --keep-going -q -j "$PDM_JOBS" -d "$work/doctrees" -c docs/site "$tree" out/site
-quietly links /usr/bin/python3 -B docs/site/check.py out/site docs/site "$work/doxygen/xml"
+quietly links /usr/bin/python3 -B docs/site/check.py out/site docs/site "$work/doxygen/xml" "$tree"
 echo "   out/site/index.html"

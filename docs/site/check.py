@@ -1,6 +1,9 @@
-"""Holds a built site against what it must be: each link within it leads somewhere, and each installed header is shown.
+"""Holds a built site against what it must be: each link within it leads somewhere, and each installed header, each function
+of C, class of Python and type of Fortran is shown.
 
-Usage: check.py SITE SOURCE DOXYGEN_XML
+Usage: check.py SITE SOURCE DOXYGEN_XML TREE
+
+TREE is what Sphinx read, with the fragments of pages that were made for it.
 """
 
 import html.parser
@@ -18,7 +21,7 @@ import contracts  # noqa: E402
 # Headers of which programs use what is made of them, or that have nothing but macros and other headers in them.
 INNER = re.compile(r"omi/|gbb/pattern/|_Export\.h$|_Impl\.h$|_Module\.h$|kda_(MapIntKey|ValueTypes|none)\.h$|"
                    r"gbb_(AutoArray|Call|Class|ClassTexts|Context|Freshness|Group|ObjectInterface|String|TraverseContext)\.h$|"
-                   r"platform/(?P<library>\w+)/(?P=library)\.h$|ORXSim_Assert\.h$")
+                   r"c/pdm\.h$|pdm_(Call|\w+Impl)\.h$|platform/(?P<library>\w+)/(?P=library)\.h$|ORXSim_Assert\.h$")
 
 
 class Page(html.parser.HTMLParser):
@@ -67,9 +70,21 @@ def hidden_headers(source, doxygen):
             yield f"{header}: no page of the reference shows anything of it"
 
 
+def hidden_words(site, source, tree):
+    """Functions of C, and fragments that were made of the other languages and that no page includes."""
+    shown = Page(site / "reference/c.html").anchors
+    for name in re.findall(r"^PDM_API [^(;]*?\b(pdm_\w+)\(", (ROOT / "c/pdm.h").read_text(), re.M):
+        if f"c.{name}" not in shown:
+            yield f"c/pdm.h: {name} is on no page"
+    text = "".join(page.read_text() for page in (source / "reference").rglob("*.md"))
+    for fragment in sorted((tree / "reference").rglob("*.inc")):
+        if f"{fragment.parent.name}/{fragment.name}" not in text:
+            yield f"{fragment}: is on no page"
+
+
 def main():
-    site, source, doxygen = (pathlib.Path(name).resolve() for name in sys.argv[1:])
-    found = [*dead_links(site), *hidden_headers(source, doxygen)]
+    site, source, doxygen, tree = (pathlib.Path(name).resolve() for name in sys.argv[1:])
+    found = [*dead_links(site), *hidden_headers(source, doxygen), *hidden_words(site, source, tree)]
     print("\n".join(found), end="\n" if found else "")
     sys.exit(1 if found else 0)
 

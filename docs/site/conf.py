@@ -16,9 +16,10 @@ pygments_style = "friendly"
 myst_enable_extensions = ["colon_fence", "deflist"]
 myst_heading_anchors = 4
 
-breathe_projects = {"pdm": os.environ["PDM_DOXYGEN"]}
+breathe_projects = {"pdm": os.environ["PDM_DOXYGEN"] + "/xml", "c": os.environ["PDM_DOXYGEN"] + "/c/xml"}
 breathe_default_project = "pdm"
 breathe_domain_by_extension = {"h": "cpp"}
+breathe_domain_by_file_pattern = {"*/pdm.h": "c"}
 breathe_show_include = False
 cpp_id_attributes = ["PDM_CORE_API", "ORXSIM_API", "H5J_API"]
 

@@ -10,7 +10,7 @@ trap 'rm -rf "$work"' EXIT
 export PATH=$prefix/bin:$PATH
 mkdir -p "$out"
 
-for page in start tutorials/mesh tutorials/watching; do
+for page in start tutorials/first tutorials/mesh tutorials/numbering tutorials/watching; do
   name=$(basename "$page")
   /usr/bin/python3 -B "$root/tests/docs/tutorial.py" "$root" "$prefix" "$here/$page.md" --keep "$work/$name"
   mkdir -p "$out/$name"

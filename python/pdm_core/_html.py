@@ -11,29 +11,42 @@ _MAPS = (
     "frame_fields", "mesh_fields")
 
 
+_LIST = '<ul style="list-style:none;margin:0;padding-left:1.2em">'
+_LEAF = '<li style="padding-left:1.1em">'  # as far to the right as the words of a branch
+
+
 def _leaf(name, words):
-    return f"<li>{html.escape(name)}: <code>{html.escape(words)}</code></li>"
+    return f"{_LEAF}{html.escape(name)} <code>{html.escape(words)}</code></li>"
+
+
+def _details(title, entries, opened):
+    head = f"<details{' open' if opened else ''}><summary>{title}</summary>"
+    return head + _LIST + "".join(entries) + "</ul></details>"
 
 
 def _branch(title, entries, opened=False):
-    if not entries:
-        return ""
-    head = f"<li><details{' open' if opened else ''}><summary>{html.escape(title)}</summary>"
-    return head + "<ul>" + "".join(entries) + "</ul></details></li>"
+    return f"<li>{_details(html.escape(title), entries, opened)}</li>" if entries else ""
 
 
 def _most(entries, words):
     entries = list(entries)
     shown = [words(entry) for entry in entries[:_MOST]]
-    return shown + ([f"<li>and {len(entries) - _MOST} more</li>"] if len(entries) > _MOST else [])
+    return shown + ([f"{_LEAF}and {len(entries) - _MOST} more</li>"] if len(entries) > _MOST else [])
+
+
+def _named(of):
+    def words(key):
+        entry = of[key]
+        if isinstance(of, core.Fields):
+            return _leaf(key, _words(entry).removeprefix(f'"{key}"').lstrip(" ,"))
+        items = "sides" if isinstance(of, core.Surfaces) else "items"
+        return _leaf(key, f"{len(entry)} {items if len(entry) != 1 else items[:-1]}")
+
+    return _most(of, words)
 
 
 def _map(name, of):
-    def words(key):
-        entry = of[key]
-        return _leaf(key, f"{len(entry)} items" if isinstance(of, (core.Sets, core.Surfaces)) else _words(entry))
-
-    return _branch(f"{name} ({len(of)})", _most(of, words))
+    return _branch(f"{name} ({len(of)})", _named(of))
 
 
 def _words(thing):
@@ -55,6 +68,15 @@ def _mesh(mesh):
         _branch(f"blocks ({len(mesh.blocks)})", blocks), *maps, _branch(f"systems ({len(mesh.systems)})", systems)]
 
 
+def _field(field):
+    times = field.times if len(field) and field.steps == len(field) else ()
+
+    def words(at):
+        return _leaf(f"{at}, time {times[at]:g}" if at < len(times) else str(at), _words(field[at]))
+
+    return _most(range(len(field)), words)
+
+
 def _object(thing):
     def words(name):
         return _leaf(name, repr(thing.get(name)))
@@ -71,7 +93,9 @@ def _entries(thing):
     if isinstance(thing, core.Object):
         return _object(thing)
     if isinstance(thing, (core.Sets, core.Fields, core.Surfaces)):
-        return [_map("entries", thing)]
+        return _named(thing)
+    if isinstance(thing, core.Field):
+        return _field(thing)
     if isinstance(thing, (core.Model, core.System, core.Event)):
         return _object(thing.object)
     return []
@@ -80,7 +104,9 @@ def _entries(thing):
 def page(self):
     """The object as a tree of HTML."""
     try:
-        tree = _branch(repr(self)[1:-1], _entries(self), True)
-        return "<ul>" + (tree or f"<li>{html.escape(repr(self))}</li>") + "</ul>"
+        title = f"<strong>{type(self).__name__}</strong> {html.escape(_words(self))}"
+        entries = _entries(self)
+        text = _details(title, entries, True) if entries else f"<div>{title}</div>"
     except Error as fault:
-        return f"<p>{html.escape(str(fault))}</p>"
+        text = f"<div>{html.escape(str(fault))}</div>"
+    return text.encode("utf-8", "replace").decode()  # names may have any bytes, notebooks have none but UTF-8

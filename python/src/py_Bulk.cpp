@@ -72,8 +72,9 @@ void py_DefineBulk(py::module_& module) {
 )")
       .def("__len__", py_Get<pdm::Collection>(&pdm::Collection::size))
       .def("__bool__", [](const Collection& self) { return static_cast<bool>(self.value); })
-      .def_property_readonly("name", py_Get<pdm::Collection>(&pdm::Collection::name))
-      .def_property_readonly("path", &Collection::path);
+      .def_property_readonly("name", py_Get<pdm::Collection>(&pdm::Collection::name),
+                             "What the items are: \"nodes\".")
+      .def_property_readonly("path", &Collection::path, py_PathDoc);
 
   py::class_<Set>(module, "Set", R"(An ordered list of items of a collection, which numpy takes as an array.
 
@@ -97,8 +98,9 @@ array([0, 1], dtype=int32)
           "Its name in the map, \"\" for one that is in none.")
       .def_property_readonly("is_full", py_Get<pdm::Set>(&pdm::Set::is_full),
                              "Whether it is all items of its collection, in order.")
-      .def_property_readonly("collection", py_Get<pdm::Set>(&pdm::Set::collection))
-      .def_property_readonly("path", &Set::path);
+      .def_property_readonly("collection", py_Get<pdm::Set>(&pdm::Set::collection),
+                             "What its items are items of.")
+      .def_property_readonly("path", &Set::path, py_PathDoc);
 
   define_sets(module);
 }

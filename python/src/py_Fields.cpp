@@ -178,19 +178,27 @@ void define_drawer(py::module_& module) {
            "the file, the drawer or a journal does not allow it.")
       .def("write", &write_drawer, py::arg("values"),
            "Writes the whole drawer. One commit point, unless an update is open.")
-      .def_property_readonly("index", [](const Drawer& self) { return self.value.index(); })
-      .def_property_readonly("rows", py_Get<pdm::Drawer>(&pdm::Drawer::rows))
-      .def_property_readonly("components", py_Get<pdm::Drawer>(&pdm::Drawer::components))
-      .def_property_readonly("dtype", type_name<pdm::Drawer>())
-      .def_property_readonly("unit", py_Get<pdm::Drawer>(&pdm::Drawer::unit))
-      .def_property_readonly("long_name", py_Get<pdm::Drawer>(&pdm::Drawer::long_name))
+      .def_property_readonly(
+          "index", [](const Drawer& self) { return self.value.index(); },
+          "The drawer's place in its field, from 0.")
+      .def_property_readonly("rows", py_Get<pdm::Drawer>(&pdm::Drawer::rows),
+                             "How many rows it has, one for each item of `set`.")
+      .def_property_readonly("components", py_Get<pdm::Drawer>(&pdm::Drawer::components),
+                             "How many numbers a row has.")
+      .def_property_readonly("dtype", type_name<pdm::Drawer>(),
+                             "numpy's type of the numbers: int32, int64, float32 or float64.")
+      .def_property_readonly("unit", py_Get<pdm::Drawer>(&pdm::Drawer::unit),
+                             "The unit of the numbers, \"\" without.")
+      .def_property_readonly("long_name", py_Get<pdm::Drawer>(&pdm::Drawer::long_name),
+                             "For people: names of components, or the type of a block's elements.")
       .def_property_readonly("set", py_Get<pdm::Drawer>(&pdm::Drawer::set),
                              "The items that the rows belong to.")
-      .def_property_readonly("deflate", py_Get<pdm::Drawer>(&pdm::Drawer::deflate))
+      .def_property_readonly("deflate", py_Get<pdm::Drawer>(&pdm::Drawer::deflate),
+                             "How much it is compressed, from 1 to 9; 0: not at all.")
       .def_property_readonly(
           "dataset_path", py_Get<pdm::Drawer>(&pdm::Drawer::dataset_path),
           "Where other programs find it in the file; \"\" for a file open live or for writing.")
-      .def_property_readonly("path", &Drawer::path);
+      .def_property_readonly("path", &Drawer::path, py_PathDoc);
 }
 
 void define_field_facts(py::class_<Field>& bound) {
@@ -199,13 +207,20 @@ void define_field_facts(py::class_<Field>& bound) {
           "times", [](const Field& self) { return py_Array(times_of(self)); }, "The model's times.")
       .def_property_readonly("steps", py_Get<pdm::Field>(&pdm::Field::steps),
                              "The number of steps that are written.")
-      .def_property_readonly("name", [](const Field& self) { return py_Text(self.value.name()); })
-      .def_property_readonly("unit", py_Get<pdm::Field>(&pdm::Field::unit))
-      .def_property_readonly("long_name", py_Get<pdm::Field>(&pdm::Field::long_name))
-      .def_property_readonly("components", py_Get<pdm::Field>(&pdm::Field::components))
-      .def_property_readonly("dtype", type_name<pdm::Field>())
-      .def_property_readonly("set", py_Get<pdm::Field>(&pdm::Field::set))
-      .def_property_readonly("path", &Field::path);
+      .def_property_readonly(
+          "name", [](const Field& self) { return py_Text(self.value.name()); }, "The field's name.")
+      .def_property_readonly("unit", py_Get<pdm::Field>(&pdm::Field::unit),
+                             "The unit of its numbers, \"\" without.")
+      .def_property_readonly(
+          "long_name", py_Get<pdm::Field>(&pdm::Field::long_name),
+          "What its first drawer has for people: names of components, or a type of elements.")
+      .def_property_readonly("components", py_Get<pdm::Field>(&pdm::Field::components),
+                             "How many numbers a row of its first drawer has.")
+      .def_property_readonly("dtype", type_name<pdm::Field>(),
+                             "numpy's type of the numbers of its first drawer.")
+      .def_property_readonly("set", py_Get<pdm::Field>(&pdm::Field::set),
+                             "The items that the rows of its first drawer belong to.")
+      .def_property_readonly("path", &Field::path, py_PathDoc);
 }
 
 void define_field(py::module_& module) {

@@ -148,7 +148,7 @@ void py_DefineObjects(py::module_& module) {
 )")
       .def_property_readonly("class_name", py_Get<pdm::Object>(&pdm::Object::class_name),
                              "The persistent name of its most derived class.")
-      .def_property_readonly("path", &Object::path)
+      .def_property_readonly("path", &Object::path, py_PathDoc)
       .def_property_readonly("members", &names_of, "The names of its members and children.")
       .def("get", &get_member, py::arg("name"), "A member, also one whose name an attribute hides.")
       .def("set", &set_member, py::arg("name"), py::arg("value"),
@@ -171,5 +171,5 @@ void py_DefineObjects(py::module_& module) {
            [](const Children& self) { return py::iter(children_at(self, py::slice(0, count_of(self), 1))); })
       .def("_add", &add_element, py::arg("of"))
       .def("_update", [](const Children& self) { return py_UpdateOf(self.session); })
-      .def_property_readonly("path", &Children::path);
+      .def_property_readonly("path", &Children::path, py_PathDoc);
 }

@@ -41,6 +41,9 @@ struct pybind11::detail::type_caster<py_Text> {
   }
 };
 
+/// What every object's `path` is.
+inline constexpr const char* py_PathDoc = "Where it stands in the model: \"discreteModel/mesh\".";
+
 /// Passes on to the logger "pdm_core" what the library wrote to its error stream. REQUIRES the interpreter.
 void py_PassOnLines() noexcept;
 /// Sends the library's error stream to py_PassOnLines(). A process needs it once.

@@ -135,27 +135,36 @@ pdm_core.Error: a.pdm: discreteModel/mesh: find a collection: the file is closed
       .def("__enter__", [](const py::object& self) { return self; })
       .def("__exit__", [](const Sim& self, const py::args&) { close(self); })
       .def("close", &close, "Closes the file; once is enough.")
-      .def_property_readonly("is_open", [](const Sim& self) { return self.session->sim().is_open(); })
-      .def_property_readonly("file",
-                             [](const Sim& self) {
-                               return py::module_::import("os").attr("fsdecode")(py::bytes(
-                                   self.call([](const pdm::Sim& sim) { return sim.state()->file; })));
-                             })
+      .def_property_readonly(
+          "is_open", [](const Sim& self) { return self.session->sim().is_open(); },
+          "Whether the file is still open.")
+      .def_property_readonly(
+          "file",
+          [](const Sim& self) {
+            return py::module_::import("os").attr("fsdecode")(
+                py::bytes(self.call([](const pdm::Sim& sim) { return sim.state()->file; })));
+          },
+          "The name of the file as it was opened.")
       .def_property_readonly(
           "writable",
-          [](const Sim& self) { return self.call([](const pdm::Sim& sim) { return sim.writable(); }); })
+          [](const Sim& self) { return self.call([](const pdm::Sim& sim) { return sim.writable(); }); },
+          "Whether it is open for writing.")
       .def_property_readonly(
           "has_model",
-          [](const Sim& self) { return self.call([](const pdm::Sim& sim) { return sim.has_model(); }); })
-      .def_property_readonly("model",
-                             [](const Sim& self) {
-                               return py_Give(self.session,
-                                              self.call([](const pdm::Sim& sim) { return sim.model(); }));
-                             })
-      .def("create_model",
-           [](const Sim& self) {
-             return py_Give(self.session, self.call([](const pdm::Sim& sim) { return sim.create_model(); }));
-           })
+          [](const Sim& self) { return self.call([](const pdm::Sim& sim) { return sim.has_model(); }); },
+          "Whether it has a model.")
+      .def_property_readonly(
+          "model",
+          [](const Sim& self) {
+            return py_Give(self.session, self.call([](const pdm::Sim& sim) { return sim.model(); }));
+          },
+          "The model. Raises when there is none.")
+      .def(
+          "create_model",
+          [](const Sim& self) {
+            return py_Give(self.session, self.call([](const pdm::Sim& sim) { return sim.create_model(); }));
+          },
+          "Gives the file its model. One commit point, unless an update is open.")
       .def(
           "create_mesh",
           [](const Sim& self, int nodes, int elements) {

@@ -124,12 +124,14 @@ array([[ 0,  1],
           py::arg("masks"), py::arg("order") = py::none(),
           "The equations of [nodes] masks: bit b-1 is set where the degree of freedom with label b is "
           "active.")
-      .def_property_readonly("node_count", &Numbering::node_count)
-      .def_property_readonly("equation_count", &Numbering::equation_count)
+      .def_property_readonly("node_count", &Numbering::node_count,
+                             "How many nodes it numbers, also those without an equation.")
+      .def_property_readonly("equation_count", &Numbering::equation_count, "How many equations there are.")
       .def_property_readonly(
           "labels", [](const Numbering& self) { return py_Array(std::vector<int>(self.labels())); },
           "The labels that are active anywhere, ascending.")
-      .def_property_readonly("has_order", &Numbering::has_order)
+      .def_property_readonly("has_order", &Numbering::has_order,
+                             "Whether the solver has an order of its own.")
       .def("equation", &Numbering::equation, py::arg("node"), py::arg("label"),
            "The equation of a 0-based node and a label from 1; -1 where there is none.")
       .def_property_readonly("equations", &equations,
@@ -137,8 +139,9 @@ array([[ 0,  1],
       .def_property_readonly(
           "nodes", [](const Numbering& self) { return py_Array(self.equation_nodes()); },
           "[equations] the node of each.")
-      .def_property_readonly("equation_labels",
-                             [](const Numbering& self) { return py_Array(self.equation_labels()); })
+      .def_property_readonly(
+          "equation_labels", [](const Numbering& self) { return py_Array(self.equation_labels()); },
+          "[equations] the label of each.")
       .def_property_readonly(
           "order", [](const Numbering& self) { return py_Array(self.order()); },
           "[solver's places] the equation at each: a permutation of them or some of them.")
@@ -150,12 +153,16 @@ array([[ 0,  1],
 
 void define_event(py::module_& module) {
   py::class_<Event>(module, "Event", "One event of a modal analysis.")
-      .def_property_readonly("name", py_Get<pdm::Event>(&pdm::Event::name))
-      .def_property_readonly("type", py_Get<pdm::Event>(&pdm::Event::type))
-      .def_property_readonly("active_modes", py_Get<pdm::Event>(&pdm::Event::active_modes))
-      .def_property_readonly("fields", py_Get<pdm::Event>(&pdm::Event::fields))
-      .def_property_readonly("object", py_Get<pdm::Event>(&pdm::Event::object))
-      .def_property_readonly("path", &Event::path);
+      .def_property_readonly("name", py_Get<pdm::Event>(&pdm::Event::name), "The name of the event.")
+      .def_property_readonly("type", py_Get<pdm::Event>(&pdm::Event::type),
+                             "The kind of event, by a numbering of the caller's.")
+      .def_property_readonly("active_modes", py_Get<pdm::Event>(&pdm::Event::active_modes),
+                             "The modes that take part, None when all do.")
+      .def_property_readonly("fields", py_Get<pdm::Event>(&pdm::Event::fields),
+                             "The numbers that it has by name.")
+      .def_property_readonly("object", py_Get<pdm::Event>(&pdm::Event::object),
+                             "The event as an object of its schema class.")
+      .def_property_readonly("path", &Event::path, py_PathDoc);
 }
 
 void define_system(py::module_& module) {
@@ -165,15 +172,18 @@ void define_system(py::module_& module) {
 >>> modal.kind, modal.frequencies, modal.activity
 ('modal', array([1.5, 2.5]), array([3, 1, 3, 3], dtype=int32))
 )")
-      .def_property_readonly("name", py_Get<pdm::System>(&pdm::System::name))
+      .def_property_readonly("name", py_Get<pdm::System>(&pdm::System::name),
+                             "The name, \"\" when it has none.")
       .def_property_readonly(
           "kind",
           [](const System& self) {
             return kKinds[static_cast<int>(self.call([](const pdm::System& of) { return of.kind(); }))];
           },
           "\"plain\", \"generic\", \"modal\", \"substructure\", or \"other\" for a host's class.")
-      .def_property_readonly("class_name", py_Get<pdm::System>(&pdm::System::class_name))
-      .def_property_readonly("fields", py_Get<pdm::System>(&pdm::System::fields))
+      .def_property_readonly("class_name", py_Get<pdm::System>(&pdm::System::class_name),
+                             "The persistent name of its class, \"com.vertana.ModalSystem\".")
+      .def_property_readonly("fields", py_Get<pdm::System>(&pdm::System::fields),
+                             "The numbers that it has by name, such as \"frequencies\" and \"modeShapes\".")
       .def_property(
           "node_labels", py_Get<pdm::System>(&pdm::System::node_labels),
           [](const System& self, const py::object& labels) {
@@ -208,9 +218,11 @@ void define_system(py::module_& module) {
           "Numbers the degrees of freedom as the activity says, in the solver's order if there is one.")
       .def_property_readonly("mode_shapes", py_Get<pdm::System>(&pdm::System::mode_shapes),
                              "A drawer a mode.")
-      .def_property_readonly("events", py_Get<pdm::System>(&pdm::System::events))
-      .def_property_readonly("object", py_Get<pdm::System>(&pdm::System::object))
-      .def_property_readonly("path", &System::path);
+      .def_property_readonly("events", py_Get<pdm::System>(&pdm::System::events),
+                             "The events of a modal system.")
+      .def_property_readonly("object", py_Get<pdm::System>(&pdm::System::object),
+                             "The system as an object of its schema class.")
+      .def_property_readonly("path", &System::path, py_PathDoc);
 }
 
 } // namespace
@@ -244,5 +256,5 @@ void py_DefineSystems(py::module_& module) {
       .def("create", &create, py::arg("name"), py::arg("kind") = "plain",
            "Adds a system of a kind, or of a class of a host's module. One commit point, unless an update is "
            "open.")
-      .def_property_readonly("path", &Systems::path);
+      .def_property_readonly("path", &Systems::path, py_PathDoc);
 }

@@ -140,7 +140,7 @@ def run(page, source, prefix, folder):
     (folder / "PDM_Core").symlink_to(source)
     environment = os.environ | {
         "PATH": f"{prefix}/bin:{os.path.dirname(sys.executable)}:{os.environ['PATH']}", "CMAKE_PREFIX_PATH": str(prefix), "LC_ALL": "C.UTF-8",
-        "CXXFLAGS": "-Wall -Wextra -Wpedantic -Werror", "HOME": str(folder)}
+        "PYTHONPATH": f"{prefix}/lib/python3/dist-packages", "CXXFLAGS": "-Wall -Wextra -Wpedantic -Werror", "HOME": str(folder)}
     environment.setdefault("CCACHE_DIR", str(pathlib.Path.home() / ".ccache"))
     shells = {}
     try:

@@ -1,11 +1,17 @@
 """Drives examples/heat as its README does. Usage: heat_test.py HEAT PDMSIM PROJECT_FOLDER [unittest arguments]"""
 
 import json
+import os
+import re
 import subprocess
 import sys
 import unittest
 from pathlib import Path
 
+import nbclient
+import nbformat
+
+PACKAGE = os.environ.get("PYTHONPATH")
 HEAT, PDMSIM, PROJECT = map(Path, sys.argv[1:4])
 sys.path.append(str(PROJECT / "tests/tools"))
 import programs  # noqa: E402
@@ -56,6 +62,23 @@ class Heat(programs.Case):
         self.addCleanup(watch.kill)
         first, second = (json.loads(watch.stdout.readline()) for _ in range(2))
         self.assertGreater(second["time"], first["time"])
+
+    @unittest.skipUnless(PACKAGE, "without Python's package")
+    def test_a_notebook_follows_it(self):
+        notebook = nbformat.read(PROJECT / "examples/heat/follow.ipynb", 4)
+        running = subprocess.Popen([HEAT, self.bar, "--pause", "100"], stdout=subprocess.DEVNULL)
+        self.addCleanup(running.wait, 60)
+        self.addCleanup(running.kill)
+        nbclient.NotebookClient(notebook, timeout=120, resources={"metadata": {"path": self.dir}}).execute()
+        outputs = [output for cell in notebook.cells for output in cell.get("outputs", ())]
+        said = "".join(output.get("text", "") for output in outputs if output.get("name") == "stdout")
+        steps, looks, off = re.fullmatch(r"(\d+) steps in (\d+) looks\nat most (\S+) K\n", said).groups()
+        self.assertEqual(int(steps), 31)
+        self.assertGreater(int(looks), 1)  # while it ran
+        self.assertLess(float(off), 0.1)
+        shown = [output["data"] for output in outputs if "data" in output]
+        self.assertEqual(sum("image/png" in data for data in shown), 1)  # one picture that changed
+        self.assertIn("temperature", shown[-1]["text/html"])
 
     def test_a_mesh_that_it_cannot_take_is_named(self):
         flat = self.dir / "flat.pdm"

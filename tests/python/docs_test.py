@@ -42,6 +42,16 @@ class Docs(unittest.TestCase):
                     ran += result.attempted
         self.assertGreater(ran, 25)
 
+    def test_every_word_says_what_it_is(self):
+        for name in pdm_core.__all__:
+            one = getattr(pdm_core, name)
+            own = vars(one).items() if inspect.isclass(one) else ()
+            for key, member in [(name, one), *((f"{name}.{key}", of) for key, of in own if not key.startswith("_"))]:
+                text = inspect.getdoc(member) or ""
+                if not inspect.isclass(member) and text.startswith(key.split(".")[-1] + "("):
+                    text = text.partition("\n")[2]  # the signature, which stands before what is said
+                self.assertTrue(text.strip() or not (callable(member) or isinstance(member, property)), key)
+
     def test_the_pages_run(self):
         for name in sys.argv[2:]:
             with open(name) as page:

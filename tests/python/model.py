@@ -15,9 +15,8 @@ def make(path):
         mesh.node_fields.create("coordinates", XY, unit="m", long_name="x, y")
         mesh.node_sets["inlet"] = [0, 1]
         mesh.node_sets.create("outlet", np.array([2, 3], np.uint8))
-        mesh.element_sets["plate"] = [0, 1]
+        mesh.create_block("plate", "TRI3", TRIANGLES)
         mesh.surfaces.create("bottom", [0], [0])
-        mesh.element_fields.create("connectivity", TRIANGLES, long_name="TRI3", over=mesh.element_sets.set("plate"))
         mesh.times = [0, 0.5]
         temperature = mesh.node_fields.create("temperature", unit="K")
         for step in HEAT:

@@ -118,6 +118,12 @@ class Package(unittest.TestCase):
             fields["int8"].write([[2.0, 3], [4, 5], [6, 7], [8, 9]])
             np.testing.assert_array_equal(fields["int8"][:], np.arange(2, 10).reshape(4, 2))
             self.assertRaises(pdm.Error, sim.model.mesh.node_sets.create, "x", [0.5])
+        with pdm.create(self.file, replace=True) as sim:
+            mesh = sim.create_mesh(4, 2)
+            for nodes in ([[0, 1, 0.5]], [[0, 1, 4]], [[0, 1, 2]] * 3):
+                self.assertRaises(pdm.Error, mesh.create_block, "x", "TRI3", nodes)
+            mesh.create_block("x", "TRI3", TRIANGLES[:, ::-1])  # in no one piece
+            self.assertEqual([(b.name, b.type, b.connectivity[:].tolist()) for b in mesh.blocks], [("x", "TRI3", TRIANGLES[:, ::-1].tolist())])
 
     def test_an_exception_takes_an_update_back(self):
         with pdm.open(self.file, "r+") as sim:
@@ -208,6 +214,11 @@ class Package(unittest.TestCase):
             self.assertIn("&lt;b&gt;&amp;", page)
             self.assertNotIn("<b>", page)
             self.assertEqual(page.count("<details"), page.count("</details>"))
+            for thing in (sim, sim.model.mesh.node_sets, sim.model.mesh.node_fields["temperature"], sim.model.mesh.blocks[0]):
+                page = thing._repr_html_()
+                page.encode()  # as a notebook does it
+                self.assertNotIn("<ul>", page)  # bullets beside the triangles of a tree
+            self.assertIn("1, time 0.5 <code>(4,) float64 [K]</code>", sim.model.mesh.node_fields["temperature"]._repr_html_())
             self.assertEqual(repr(sim.model.mesh), "<pdm_core.Mesh: 2-D, 4 nodes, 2 elements>")
             self.assertIn("temperature", sim.model.mesh._repr_html_())
         self.assertEqual(repr(sim), "<pdm_core.Sim: the file is closed>")
