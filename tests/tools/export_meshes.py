@@ -81,10 +81,10 @@ def one_of_each(names=TYPES):
     return dict(nodes=nodes, blocks=blocks), sizes
 
 
-def edit(path, field, drawers=None, unit=None, keep=None):
-    """Gives a node field of an imported mesh what only other programs write."""
+def edit(path, field, drawers=None, unit=None, keep=None, of="nodeFields"):
+    """Gives a field of an imported mesh what only other programs write."""
     sim = Sim(path)
-    number = sim.mesh.nodeFields[field]
+    number = getattr(sim.mesh, of)[field]
     sim.file.close()
     with h5py.File(path, "r+") as file:
         group = file[f"store/distributions/{number}"]

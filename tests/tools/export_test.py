@@ -301,6 +301,20 @@ class VtkHdf(Case):
             for name, values in want.items():
                 np.testing.assert_array_equal(have[name], values, err_msg=name)
 
+    def test_every_name_that_changes_is_told(self):
+        two = np.arange(2.0)
+        self.import_(self.make(nodes=np.eye(4, 3), times=two, blocks=[{"id": 3, "name": "left", "type": "TET4", "conn": [[1, 2, 3, 4]]}],
+                               node_sets=[{"id": 1, "name": "a/b", "members": [1]}, {"id": 2, "name": "c", "members": [2]}],
+                               nset_vars={"v": {0: np.ones((2, 1)), 1: np.ones((2, 1))}}, node_vars={"v (c)": np.ones((2, 4))},
+                               glob_vars={"TimeValue": two, "block left": two}))
+        told = self.lossy("out.hdf", losses=())
+        changed = {line[9:line.index(", which")]: line.rsplit(" called ", 1)[1] for line in told}
+        self.assertEqual(changed, {"a/b": "a_b", "v (a/b)": "v (a_b)", "v (c)": "v (c)_2", "TimeValue": "TimeValue_2",
+                                   "block left": "block left_2", "node set a/b": "node set a_b"})
+        with h5py.File(self.dir / "out.hdf") as file:
+            names = {name for kind in ("Point", "Cell", "Field") for name in file[f"VTKHDF/{kind}Data"]}
+        self.assertEqual(names, {*changed.values(), "block left", "v (c)", "c", "label", "block", "node set c"})
+
     def test_every_type_and_the_plane(self):
         mesh, _ = one_of_each()
         for name, made in (("types", mesh), ("plane", dict(nodes=np.arange(12.0).reshape(6, 2), blocks=[

@@ -98,6 +98,7 @@ class Csv(Case):
 
     def test_one_field_with_labels_steps_and_units(self):
         mesh = exo_make.everything()
+        mesh["elem_vars"]["part"] = {k: np.ones((3, len(b["conn"]))) for k, b in enumerate(mesh["blocks"]) if len(b["conn"])}
         self.import_(self.make(width=200, **mesh))
         edit(self.pdm, b"temperature", [np.arange(120.0).reshape(40, 3) + i for i in range(3)], "K, abs")
         header, rows = self.table("temperature")
@@ -117,6 +118,12 @@ class Csv(Case):
         self.assertEqual(self.table("coordinates"), (["node", "x", "y", "z"], [
             [label, *xyz] for label, xyz in zip(mesh["node_labels"], mesh["nodes"].tolist())]))
         self.assertEqual([r[2] for r in self.table("energy")[1]], mesh["glob_vars"]["energy"].tolist())
+        self.assertEqual(self.table("origin"), (["node", "origin"], [
+            list(row) for row in zip(mesh["node_labels"], mesh["node_maps"]["origin"])]))
+        edit(self.pdm, b"part", [2**62 + np.arange(12)], of="elementFields")
+        header, rows = self.table("part", "--step", "0")
+        self.assertEqual((header, [row[1] for row in rows]), (["block", "element", "part"], mesh["elem_labels"].tolist()))
+        self.assertIn(f"fluid/inner part,{mesh['elem_labels'][1]},{2**62 + 1}\n", (self.dir / "out.csv").read_text())
         out = self.dir / "no.csv"
         self.refused(1, self.pdm, out, "--field", "nothing", says=("'nothing', found nodeFields/coordinates, ", "stress"))
         self.refused(1, self.pdm, out, "--field", "flux", "--step", "3", says=("0..2", "found 3"))

@@ -52,8 +52,7 @@ class Formats(programs.Case):
 
     def elements(self, sim, ids):
         """The imported elements by the place of their cells in the mesh, each held against its type."""
-        found = {}
-        label = self.rows(sim, sim.mesh.elementFields[b"label"])
+        found, label = {}, self.rows(sim, sim.mesh.elementFields[b"label"])
         at = sim.drawers(sim.mesh.nodeFields[b"coordinates"])[0].values.reshape(sim.items(sim.mesh.nodes), -1)
         for drawer in sim.drawers(sim.mesh.elementFields[b"connectivity"]):
             kind = drawer.long_name.decode()
@@ -92,8 +91,7 @@ class Formats(programs.Case):
     def test_vtk_legacy(self):
         for types in (LINEAR, QUADRATIC, [29], [12, 12]):
             mesh = mesh_make.solids(types)
-            mesh["cell"]["label"] = mesh["cell"].pop("GlobalElementId")
-            ids = mesh["cell"].pop("label")
+            ids = mesh["cell"].pop("GlobalElementId")
             for binary, version in itertools.product((False, True), (2, 5)):
                 written = mesh | {"cell": {"label": ids, **mesh["cell"]}}
                 path = mesh_make.vtk(self.dir / "m.vtk", written, binary, version)
@@ -121,8 +119,8 @@ class Formats(programs.Case):
         mesh["cells"] = [(11, [0, 1, 3, 4, 9, 10, 12, 13]), (8, [4, 5, 7, 8]), (0, [])]
         mesh["cell"] = {}
         sim = self.import_(mesh_make.vtk(self.dir / "v.vtk", mesh))
-        self.assertEqual({d.long_name: d.values.ravel().tolist() for d in sim.drawers(sim.mesh.elementFields[b"connectivity"])},
-                         {b"HEX8": [0, 1, 4, 3, 9, 10, 13, 12], b"SHELL4": [4, 5, 8, 7]})
+        conn = {d.long_name: d.values.ravel().tolist() for d in sim.drawers(sim.mesh.elementFields[b"connectivity"])}
+        self.assertEqual(conn, {b"HEX8": [0, 1, 4, 3, 9, 10, 13, 12], b"SHELL4": [4, 5, 8, 7]})
 
     def test_polygons(self):
         """Of more than four corners: in rows of the longest, filled up with -1, beside other cells and as Exodus II has them."""
@@ -151,6 +149,9 @@ class Formats(programs.Case):
                                  {3 * k + 2: k for k in range(5)})
             else:
                 self.assertEqual([label[i][0] for i in sim.members(sim.mesh.elementSets[b"quad_nsided"])], [8, 11])
+        with h5py.File(path, "a") as file:
+            next(iter(file["ENS_MAA/box"].values()))["MAI/POG/NOD"][7] = 0
+        self.refused(2, PDMSIM, "import", path, self.dir / "no.pdm", says=["expected nodes 1 to 7 in NOD of polygons, found 0"])
         self.done(PDMSIM, "export", self.out, self.dir / "x.exo")
         self.done(PDMSIM, "import", self.dir / "x.exo", self.dir / "x.pdm")
         self.done(PDMSIM, "diff", self.out, self.dir / "x.pdm", "--quiet")
@@ -186,8 +187,17 @@ class Formats(programs.Case):
                 same(seed.ravel(), mesh["point"]["seed"])
                 pair = self.rows(sim, sim.mesh.elementFields[b"pair"], step)
                 same([pair[found[k][0]] for k in range(m)], mesh["cell"]["pair"])
-        mesh["point"]["seed"] = mesh["point"]["seed"].astype("u8") + np.uint64(2**63)
+        mesh["point"]["seed"] = 2**63 - 1 - np.arange(n)  # the greatest of all
+        sim = self.import_(mesh_make.vtu(self.dir / "m.vtu", mesh, "appended"))
+        same(sim.drawers(sim.mesh.nodeFields[b"seed"])[0].values.ravel(), mesh["point"]["seed"])
+        mesh["point"]["seed"] = mesh["point"]["seed"].astype("u8") + np.uint64(2**62)
         self.import_(mesh_make.vtu(self.dir / "m.vtu", mesh), notes=b"the last digits of integers in seed")
+        mesh["cell"], mesh["point"], seed = {}, {}, 2**60 + 1 + np.arange(n)
+        for profile in (False, True):  # half of the nodes have none
+            path = mesh_make.med(self.dir / "m.med", mesh, fields=[("seed", "NOE", {1.0: seed}, [""])], profile=profile)
+            sim = self.import_(path, notes=b"the last digits of integers in seed" if profile else b"")
+            found, wanted = sim.drawers(sim.mesh.nodeFields[b"seed"])[0].values.ravel()[::2], seed[::2].astype("f8" if profile else "i8")
+            self.assertEqual((found.dtype, found.tolist()), (wanted.dtype, wanted.tolist()))
 
     def test_sets_from(self):
         mesh = mesh_make.solids(LINEAR)
@@ -195,15 +205,13 @@ class Formats(programs.Case):
         sim = self.import_(path, "--sets-from", "mat id")
         found = self.elements(sim, mesh["cell"]["GlobalElementId"].tolist())
         for value in (1, 2):
-            members = [found[k][0] for k in range(len(LINEAR)) if mesh["cell"]["mat id"][k] == value]
-            same(sim.members(sim.mesh.elementSets[f"mat id_{value}".encode()]), sorted(members))
+            members = sorted(found[k][0] for k in range(len(LINEAR)) if mesh["cell"]["mat id"][k] == value)
+            same(sim.members(sim.mesh.elementSets[f"mat id_{value}".encode()]), members)
         sim = self.import_(path, "--sets-from", "part")
         for value in range(3):
-            same(sim.members(sim.mesh.nodeSets[f"part_{value}".encode()]),
-                 np.flatnonzero(mesh["point"]["part"] == value))
+            same(sim.members(sim.mesh.nodeSets[f"part_{value}".encode()]), np.flatnonzero(mesh["point"]["part"] == value))
         for name, says in (("no such", "temperature"), ("velocity", "one integer a row"), ("temperature", "integers")):
             self.refused(2, PDMSIM, "import", path, self.dir / "no.pdm", "--sets-from", name, says=[str(path), says])
-
         self.refused(1, PDMSIM, "import", path, self.dir / "no.pdm", "--format", "gmsh", "--sets-from", "part", says=["Gmsh"])
 
     def test_xdmf(self):
@@ -220,9 +228,9 @@ class Formats(programs.Case):
                        (("pins", "Node", "3 5"), ("core", "Cell", "0 3")))
         mesh = mesh_make.solids(LINEAR)
         sim = self.compare(mesh_make.xdmf(self.dir / "m.xdmf", mesh, sets=sets), mesh)
-        same(sim.members(sim.mesh.nodeSets[b"pins"]), [3, 5])
         found = self.elements(sim, mesh["cell"]["GlobalElementId"].tolist())
-        same(sim.members(sim.mesh.elementSets[b"core"]), sorted(found[k][0] for k in (0, 3)))
+        for members, wanted in ((sim.mesh.nodeSets[b"pins"], [3, 5]), (sim.mesh.elementSets[b"core"], sorted(found[k][0] for k in (0, 3)))):
+            same(sim.members(members), wanted)
 
     def test_xdmf_2_and_hyperslabs(self):
         with h5py.File(self.dir / "s.h5", "w") as file:
@@ -252,10 +260,10 @@ class Formats(programs.Case):
                       ("mass", "MAI", {None: cell["stress"][:, 0]}, ["kg"])]
             path = mesh_make.med(self.dir / "m.med", mesh, {"fixed": {0, 2}, "all": set(range(n))},
                                  {"core": {0}, "shell": {0, m - 1}}, fields)
-            sim = self.compare(path, mesh, ids=[5 * k + 1 for k in range(m)])
+            sim = self.compare(path, mesh, ids=list(range(1, 5 * m, 5)))
             same(sim.drawers(sim.mesh.nodeFields[b"label"])[0].values.ravel(), np.arange(n) * 3 + 2)
-            same(sim.members(sim.mesh.nodeSets[b"fixed"]), [0, 2])
-            same(sim.members(sim.mesh.nodeSets[b"all"]), np.arange(n))
+            for name, nodes in ((b"fixed", [0, 2]), (b"all", np.arange(n))):
+                same(sim.members(sim.mesh.nodeSets[name]), nodes)
             found = self.elements(sim, [5 * k + 1 for k in range(m)])
             for name, cells in (("core", {0}), ("shell", {0, m - 1})):
                 same(sim.members(sim.mesh.elementSets[name.encode()]), sorted(found[k][0] for k in cells))
@@ -271,7 +279,7 @@ class Formats(programs.Case):
     def test_med_steps_of_one_time_keep_their_values(self):
         mesh = mesh_make.solids([12])
         value, mesh["point"], mesh["cell"] = mesh["point"]["temperature"], {}, {}
-        path = mesh_make.med(self.dir / "m.med", mesh, fields=[("t", "NOE", {1.0: value, 2.0: value + 10, 3.0: value + 20}, ["K"])])
+        path = mesh_make.med(self.dir / "m.med", mesh, fields=[("t", "NOE", {k: value + 10 * k - 10 for k in (1.0, 2.0, 3.0)}, ["K"])])
         with h5py.File(path, "a") as file:
             for step in file["CHA/t"].values():
                 step.attrs["PDT"] = 0.0
@@ -287,8 +295,7 @@ class Formats(programs.Case):
         path = mesh_make.med(self.dir / "f.med", mesh, {}, {"skin": {2, 3}, "rod": {4}, "block": {0, 1}},
                              [("t", "NOE", {1.0: point["temperature"]}, ["K"])], labels=False, profile=True)
         with h5py.File(path, "a") as file:
-            part = file["CHA/t"]
-            step = next(iter(part.values()))
+            step = next(iter(file["CHA/t"].values()))
             step.copy("NOE", "NOE.HE8")
             file["ENS_MAA/elsewhere"] = h5py.ExternalLink("none.med", "/x")
         sim = self.import_(path, notes=b"the field t on NOE.HE8")
@@ -312,8 +319,7 @@ class Formats(programs.Case):
         text = mesh_make.xdmf(self.dir / "x.xdmf", mesh, False).read_bytes()
         hdf = mesh_make.xdmf(self.dir / "h.xdmf", mesh).read_bytes()
         med = mesh_make.med(self.dir / "m.med", mesh).read_bytes()
-        n, m = len(mesh["points"]), len(LINEAR)
-        start = raw.index(b"\n _") + 3
+        n, start = len(mesh["points"]), raw.index(b"\n _") + 3
         cases = [
             ("a.vtk", ascii_vtk.replace(b"UNSTRUCTURED", b"STRUCTURED"), "structured_grid"),
             ("a.vtk", ascii_vtk.replace(b"POINTS %d" % n, b"POINTS 99999999999"), "hold"),
@@ -324,8 +330,7 @@ class Formats(programs.Case):
             ("a.vtk", ascii_vtk.replace(b"CELL_TYPES 5\n10", b"CELL_TYPES 5\n12"), "nodes"),
             ("a.vtk", ascii_vtk.replace(b"0.25", b"0.2x", 1), "'0.2x'"),
             ("t.xdmf", mesh_make.xdmf(self.dir / "t.xdmf", mesh, False, (0.0, 1e-9, 1e-9)).read_bytes(), "temperature once at each time, found it twice at time 1e-09"),
-            ("p.vtk", flat + b"POLYGONS 1 4\n3 0 1 2\nVERTICES 1 2\n1 0\nCELL_DATA 2\nSCALARS s int\nLOOKUP_TABLE default\n10 20\n",
-             "in this order"),
+            ("p.vtk", flat + b"POLYGONS 1 4\n3 0 1 2\nVERTICES 1 2\n1 0\nCELL_DATA 2\nSCALARS s int\nLOOKUP_TABLE default\n10 20\n", "in this order"),
             ("a.vtk", ascii_vtk[: len(ascii_vtk) // 3], "found"),
             ("b.vtk", big.replace(b"POINTS %d" % n, b"POINTS 2000"), "bytes"),
             ("b.vtk", big[:-300], "found"),

@@ -13,3 +13,14 @@ bool mesh_Source::SetUnit(const std::string& what, const std::string& unit) {
       }
   return found;
 }
+
+std::vector<std::pair<std::string, long long>> mesh_Ids(const mesh_Source& mesh) {
+  std::vector<std::pair<std::string, long long>> ids;
+  for (const mesh_Block& block : mesh.Blocks())
+    ids.emplace_back("block " + block.name, block.id);
+  for (const mesh_Set& set : mesh.Sets(mesh_SetKind::kNodes))
+    ids.emplace_back("node set " + set.name, set.id);
+  for (const mesh_Set& set : mesh.Sets(mesh_SetKind::kElements))
+    ids.emplace_back("element set " + set.name, set.id);
+  return ids;
+}

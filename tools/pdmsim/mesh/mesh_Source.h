@@ -3,6 +3,8 @@
 #include <pdmsim/mesh/mesh_Model.h>
 
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 /// Numbers that a mesh has for its items: equal rows, read in pieces.
@@ -134,3 +136,7 @@ class mesh_Source {
   std::vector<double> m_times;
   mesh_Variables m_variables[mesh_kPlaces];
 };
+
+/// The user's numbers of blocks, node sets and element sets, by "block NAME", "node set NAME" and "element
+/// set NAME".
+std::vector<std::pair<std::string, long long>> mesh_Ids(const mesh_Source& mesh);

@@ -204,6 +204,17 @@ class Sorter {
   std::size_t m_first = 0;
 };
 
+/// A double does not tell the greatest integer of 64 bits from the first that is too great: reading does.
+bool canRead(const std::function<std::vector<long long>(std::size_t step)>& read, std::size_t steps) {
+  try {
+    for (std::size_t step = 0; step < steps; ++step)
+      read(step);
+    return true;
+  } catch (const mesh_Error&) {
+    return false;
+  }
+}
+
 std::size_t cellsOf(const mesh_RawCells& list) {
   return list.nodes.size() / static_cast<std::size_t>(list.type->nodes);
 }
@@ -242,7 +253,7 @@ void mesh_KeepIntegers(mesh_Raw& raw, mesh_RawField& field, std::size_t steps,
     }
   if (greatest < kExact)
     return;
-  if (all && greatest < kMost)
+  if (all && (greatest < kMost || canRead(read, steps)))
     field.readIntegers = std::move(read);
   else
     raw.notes.push_back("the last digits of integers in " + field.name + ", which are kept as reals");

@@ -32,6 +32,10 @@ bool isReal(const sto_Mesh::Rows& rows) {
 
 } // namespace
 
+std::string view_NameOnSet(const std::string& field, const mesh_Set& set) {
+  return field + " (" + set.name + ")";
+}
+
 std::string view_Fields::Take(On on, const std::string& name) {
   return kGroups[on] + m_names[on].Take(name);
 }
@@ -153,7 +157,7 @@ void view_Fields::WriteSetVariable(const mesh_Variables& variables, std::size_t 
   const std::vector<int> items = readSet(m_mesh, set);
   const bool copied =
       !m_output.Maps() || runsOf(items) * Shown(variables.Constant(variable)).size() > kMostRuns;
-  Steps(nodes ? kPoints : kCells, variables.names[variable] + " (" + set.name + ")",
+  Steps(nodes ? kPoints : kCells, view_NameOnSet(variables.names[variable], set),
         variables.Components(variable), variables.Constant(variable), [&](std::size_t step) {
           std::vector<view_Part> parts;
           if (copied) {
@@ -198,15 +202,8 @@ void view_Fields::WriteGlobals() {
 }
 
 void view_Fields::WriteIds() {
-  const auto write = [&](const std::string& name, long long id) {
+  for (const auto& [name, id] : mesh_Ids(m_mesh))
     FieldData(name, hdf_ViewType::kInt64, 1, &id);
-  };
-  for (const mesh_Block& block : m_mesh.Blocks())
-    write("block " + block.name, block.id);
-  for (const mesh_Set& set : m_mesh.Sets(mesh_SetKind::kNodes))
-    write("node set " + set.name, set.id);
-  for (const mesh_Set& set : m_mesh.Sets(mesh_SetKind::kElements))
-    write("element set " + set.name, set.id);
 }
 
 void view_Fields::WriteModes(const sto_ModalSystem& system) {
@@ -241,8 +238,9 @@ void view_Fields::WriteModes(const sto_ModalSystem& system) {
 void view_Fields::WriteSteps() {
   const std::vector<double>& times = m_mesh.Times();
   if (m_step) {
-    if (m_output.Begin("FieldData/TimeValue", {hdf_ViewType::kDouble, 1}, false))
-      m_output.Write("FieldData/TimeValue", 0, 1, &times[*m_step], sizeof(double));
+    const std::string path = std::string("FieldData/") + view_kTimeValue;
+    if (m_output.Begin(path, {hdf_ViewType::kDouble, 1}, false))
+      m_output.Write(path, 0, 1, &times[*m_step], sizeof(double));
     return;
   }
   if (times.empty())

@@ -5,6 +5,11 @@
 
 #include <optional>
 
+/// The array of the times, in the field data.
+inline constexpr char view_kTimeValue[] = "TimeValue";
+/// The array of a field on a set.
+std::string view_NameOnSet(const std::string& field, const mesh_Set& set);
+
 /// What stands on the nodes and elements of a mesh in a view: labels, sets, fields with their steps, shapes
 /// of modes. Array names are those of the file.
 class view_Fields {
@@ -15,14 +20,14 @@ class view_Fields {
               std::vector<std::string>& notes)
       : m_mesh(mesh), m_output(output), m_step(step), m_notes(notes) {
     m_names[1].Take("block");
-    m_fieldNames.Take("TimeValue");
+    m_fieldNames.Take(view_kTimeValue);
   }
 
   void WriteLabels();
   void WriteSets();
   void WriteResults();
   void WriteModes(const sto_ModalSystem& system);
-  /// The numbers of blocks and sets, under "block NAME", "node set NAME", "element set NAME".
+  /// The numbers of blocks and sets, as mesh_Ids has them.
   void WriteIds();
   /// What is no array: the times, and where the rows of each step are.
   void WriteSteps();

@@ -7,6 +7,8 @@
 
 namespace {
 
+using What = csv_Field::What;
+
 /// The name of a place in the tree of a simulation file.
 const char* folderOf(mesh_Place place) {
   constexpr const char* names[] = {"frameFields", "nodeFields",    "elementFields",
@@ -31,7 +33,13 @@ std::pair<std::vector<csv_Field>, std::string> find(const exp_Task& task) {
   for (std::size_t place = 0; place < mesh_kPlaces; ++place) {
     const auto& names = task.mesh.Variables(static_cast<mesh_Place>(place)).names;
     for (std::size_t i = 0; i < names.size(); ++i)
-      add({static_cast<mesh_Place>(place), i, false}, folderOf(static_cast<mesh_Place>(place)), names[i]);
+      add({What::kVariable, static_cast<mesh_Place>(place), i}, folderOf(static_cast<mesh_Place>(place)),
+          names[i]);
+  }
+  for (const mesh_Place place : {mesh_Place::kNodes, mesh_Place::kBlocks}) {
+    const auto& maps = place == mesh_Place::kNodes ? task.mesh.NodeMaps() : task.mesh.ElementMaps();
+    for (std::size_t i = 0; i < maps.size(); ++i)
+      add({What::kMap, place, i}, folderOf(place), maps[i].name);
   }
   return {std::move(found), std::move(known)};
 }

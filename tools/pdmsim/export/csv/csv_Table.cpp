@@ -6,6 +6,8 @@
 
 namespace {
 
+using What = csv_Field::What;
+
 /// A text as it stands between commas.
 std::string quoted(const std::string& text) {
   if (text.find_first_of(",\"\r\n") == std::string::npos)
@@ -30,8 +32,8 @@ csv_Table::csv_Table(const exp_Task& task, const csv_Field& field, const std::st
       m_labels(isOfNodes(field.place) ? task.mesh.NodeNumbers() : task.mesh.ElementNumbers()) {}
 
 bool csv_Table::HasSteps() const {
-  return !m_field.isCoordinates && !m_mesh.Times().empty() &&
-         !m_mesh.Variables(m_field.place).Constant(m_field.variable);
+  return m_field.what == What::kVariable && !m_mesh.Times().empty() &&
+         !m_mesh.Variables(m_field.place).Constant(m_field.index);
 }
 
 void csv_Table::WriteHeader() {
@@ -45,14 +47,17 @@ void csv_Table::WriteHeader() {
     m_out << "step,time,";
   std::vector<std::string> names;
   std::string unit = m_mesh.LengthUnit();
-  if (m_field.isCoordinates) {
+  if (m_field.what == What::kCoordinates) {
     names = m_mesh.AxisNames();
+  } else if (m_field.what == What::kMap) {
+    unit.clear();
+    names = {(isOfNodes(m_field.place) ? m_mesh.NodeMaps() : m_mesh.ElementMaps())[m_field.index].name};
   } else {
     const mesh_Variables& variables = m_mesh.Variables(m_field.place);
-    unit = variables.Unit(m_field.variable);
-    const std::size_t components = variables.Components(m_field.variable);
+    unit = variables.Unit(m_field.index);
+    const std::size_t components = variables.Components(m_field.index);
     for (std::size_t i = 0; i < components; ++i)
-      names.push_back(exp_ComponentName(variables.names[m_field.variable], i, components));
+      names.push_back(exp_ComponentName(variables.names[m_field.index], i, components));
   }
   for (std::size_t i = 0; i < names.size(); ++i)
     m_out << (i == 0 ? "" : ",") << quoted(names[i] + (unit.empty() ? "" : " [" + unit + "]"));
@@ -61,8 +66,11 @@ void csv_Table::WriteHeader() {
 
 void csv_Table::Write() {
   WriteHeader();
-  if (m_field.isCoordinates) {
-    WriteCoordinates();
+  if (m_field.what != What::kVariable) {
+    if (m_field.what == What::kMap)
+      WriteMap();
+    else
+      WriteCoordinates();
     return m_out.Close();
   }
   const std::size_t steps = HasSteps() ? m_mesh.Times().size() : 1;
@@ -72,13 +80,13 @@ void csv_Table::Write() {
       WriteGlobal(step);
     else
       for (std::size_t entity = 0; entity < variables.present.size(); ++entity)
-        if (variables.present[entity][m_field.variable] && variables.entitySizes[entity] > 0)
+        if (variables.present[entity][m_field.index] && RowsOf(entity) > 0)
           WriteEntity(entity, step);
   m_out.Close();
 }
 
 void csv_Table::ReadItems(std::size_t entity) {
-  const std::size_t rows = m_mesh.Variables(m_field.place).entitySizes[entity];
+  const std::size_t rows = RowsOf(entity);
   std::vector<int> items(rows);
   std::size_t first = 0;
   if (isOfSets(m_field.place)) {
@@ -123,7 +131,7 @@ void csv_Table::BeginRow(std::size_t row, std::size_t step) {
 
 void csv_Table::WriteEntity(std::size_t entity, std::size_t step) {
   ReadItems(entity);
-  const mesh_NumbersPtr values = m_mesh.Values(m_field.place, m_field.variable, entity, step);
+  const mesh_NumbersPtr values = m_mesh.Values(m_field.place, m_field.index, entity, step);
   const std::size_t width = values->Width();
   const auto write = [&]<class T>(T) {
     exp_EachPiece<T>(*values, m_task.progress, [&](std::size_t first, std::size_t count, const T* numbers) {
@@ -142,12 +150,30 @@ void csv_Table::WriteEntity(std::size_t entity, std::size_t step) {
     write(double());
 }
 
+void csv_Table::WriteMap() {
+  const bool nodes = isOfNodes(m_field.place);
+  const mesh_NumbersPtr map = nodes ? m_mesh.NodeMap(m_field.index) : m_mesh.ElementMap(m_field.index);
+  std::vector<long long> numbers;
+  for (std::size_t entity = 0; entity < m_mesh.Variables(m_field.place).entitySizes.size(); ++entity) {
+    numbers.resize(RowsOf(entity));
+    if (numbers.empty())
+      continue;
+    ReadItems(entity);
+    map->Read(nodes ? 0 : m_mesh.Blocks()[entity].firstElement, numbers.size(), numbers.data());
+    for (std::size_t row = 0; row < numbers.size(); ++row) {
+      BeginRow(row, 0);
+      m_out << numbers[row] << '\n';
+    }
+    m_task.progress.Advance(static_cast<double>(8 * numbers.size()));
+  }
+}
+
 void csv_Table::WriteGlobal(std::size_t step) {
   std::vector<double> values(m_mesh.Variables(mesh_Place::kGlobal).names.size());
   exp_ReadRows(*m_mesh.Values(mesh_Place::kGlobal, 0, 0, step), 0, values.size(), values.data());
   if (HasSteps())
     m_out << m_task.wanted.firstStep + step << ',' << m_mesh.Times()[step] << ',';
-  m_out << values[m_field.variable] << '\n';
+  m_out << values[m_field.index] << '\n';
 }
 
 void csv_Table::WriteCoordinates() {

@@ -5,9 +5,9 @@
 
 /// A field of a mesh.
 struct csv_Field {
-  mesh_Place place = mesh_Place::kNodes;
-  std::size_t variable = 0;
-  bool isCoordinates = true;
+  enum class What { kCoordinates, kMap, kVariable } what = What::kCoordinates;
+  mesh_Place place = mesh_Place::kNodes; // of a map: the nodes or the blocks
+  std::size_t index = 0;                 // of the map or the variable
 };
 
 /// Writes one field as comma-separated values.
@@ -20,6 +20,7 @@ class csv_Table {
  private:
   void WriteHeader();
   void WriteCoordinates();
+  void WriteMap();
   void WriteGlobal(std::size_t step);
   void WriteEntity(std::size_t entity, std::size_t step);
   /// What stands before the numbers of a row.
@@ -27,6 +28,8 @@ class csv_Table {
   /// The numbers of the entity's rows, for BeginRow.
   void ReadItems(std::size_t entity);
   bool HasSteps() const;
+  /// How many rows the nodes, a block or a set have.
+  std::size_t RowsOf(std::size_t entity) const { return m_mesh.Variables(m_field.place).entitySizes[entity]; }
 
   const exp_Task& m_task;
   const mesh_Source& m_mesh;

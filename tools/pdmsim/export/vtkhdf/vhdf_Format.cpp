@@ -2,6 +2,7 @@
 
 #include <pdmsim/export/out/exp_Losses.h>
 #include <pdmsim/export/out/exp_OneStep.h>
+#include <pdmsim/view/view_Fields.h>
 #include <pdmsim/view/view_Sidecar.h>
 
 #include <algorithm>
@@ -37,7 +38,8 @@ void takeNames(const mesh_Source& mesh, bool nodes, std::vector<std::string>& lo
   Names names(losses);
   if (!nodes)
     names.Take("block");
-  names.Take("label");
+  if ((nodes ? mesh.NodeNumbers() : mesh.ElementNumbers()) != nullptr)
+    names.Take("label");
   for (const mesh_Map& map : nodes ? mesh.NodeMaps() : mesh.ElementMaps())
     names.Take(map.name);
   const auto kind = nodes ? mesh_SetKind::kNodes : mesh_SetKind::kElements;
@@ -54,6 +56,22 @@ void takeNames(const mesh_Source& mesh, bool nodes, std::vector<std::string>& lo
   for (std::size_t i = 0; i < all.names.size(); ++i)
     if (isThere(all, i))
       names.Take(all.names[i]);
+  const mesh_Variables& ofSets = mesh.Variables(nodes ? mesh_Place::kNodeSets : mesh_Place::kElementSets);
+  for (std::size_t i = 0; i < ofSets.names.size(); ++i)
+    for (std::size_t entity = 0; entity < ofSets.present.size(); ++entity)
+      if (ofSets.present[entity][i])
+        names.Take(view_NameOnSet(ofSets.names[i], mesh.Sets(kind)[entity]));
+}
+
+/// The same of the field data.
+void takeFieldNames(const mesh_Source& mesh, std::vector<std::string>& losses) {
+  Names names(losses);
+  names.Take(view_kTimeValue);
+  if (!mesh.Times().empty())
+    for (const std::string& name : mesh.Variables(mesh_Place::kGlobal).names)
+      names.Take(name);
+  for (const auto& [name, id] : mesh_Ids(mesh))
+    names.Take(name);
 }
 
 } // namespace
@@ -66,6 +84,7 @@ std::vector<std::string> vhdf_Losses(const exp_Task& task) {
     losses.push_back("the field " + name + " of " + exp_PlaceName(mesh_Place::kSideSets));
   takeNames(task.mesh, true, losses);
   takeNames(task.mesh, false, losses);
+  takeFieldNames(task.mesh, losses);
   return losses;
 }
 

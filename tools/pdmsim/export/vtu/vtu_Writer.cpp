@@ -115,12 +115,8 @@ void vtu_Writer::AddFieldData() {
     for (std::size_t i = 0; i < names.size(); ++i)
       real("global " + names[i], values[i]);
   }
-  for (const mesh_Block& block : m_mesh.Blocks())
-    id("block " + block.name, block.id);
-  for (const mesh_Set& set : m_mesh.Sets(mesh_SetKind::kNodes))
-    id("node set " + set.name, set.id);
-  for (const mesh_Set& set : m_mesh.Sets(mesh_SetKind::kElements))
-    id("element set " + set.name, set.id);
+  for (const auto& [name, value] : mesh_Ids(m_mesh))
+    id(name, value);
 }
 
 void vtu_Writer::AddPoints() {

@@ -1,8 +1,11 @@
 #include <pdmsim/import/med/med_Reader.h>
 
+#include <pdmsim/mesh/mesh_VtkCells.h>
+
 #include <algorithm>
 #include <limits>
 #include <set>
+#include <type_traits>
 
 // The fields of a MED file: CHA/FIELD/STEP/PLACE/PROFILE/CO, where PLACE is NOE or MAI.TYPE.
 
@@ -28,15 +31,19 @@ std::string unitOf(const std::string& units) {
 }
 
 /// Puts the numbers of a part, component after component, into rows.
-void addPart(const med_File& file, const med_Part& part, std::size_t components,
-             std::vector<double>& values) {
+template <class T>
+void addPart(const med_File& file, const med_Part& part, std::size_t components, std::vector<T>& values) {
   std::size_t count = part.rows;
   std::vector<long long> rows;
   if (!part.profile.empty()) {
     rows = file.Longs(part.profile, file.Count(part.profile));
     count = rows.size();
   }
-  const std::vector<double> columns = file.Doubles(part.data, count * components);
+  std::vector<T> columns;
+  if constexpr (std::is_integral_v<T>)
+    columns = file.Longs(part.data, count * components);
+  else
+    columns = file.Doubles(part.data, count * components);
   for (std::size_t i = 0; i < count; ++i) {
     const std::size_t row = rows.empty() ? i : static_cast<std::size_t>(rows[i] - 1);
     if (row >= part.rows)
@@ -127,6 +134,7 @@ void med_Reader::ReadPart(const std::string& place, double time, std::size_t fir
         m_file->Fail("expected the profile " + link + " in PROFILS, found none");
     }
     to.field.isFloat = m_file->IsFloat(part.data);
+    to.areLong = (to.areLong || to.parts.empty()) && m_file->IsLong(part.data);
     to.parts[time].push_back(std::move(part));
   }
 }
@@ -144,9 +152,9 @@ void med_Reader::FinishFields() {
       const std::size_t components = field.field.components;
       if (rows > SIZE_MAX / 16 / components)
         m_file->Fail("expected a field that memory can hold, found " + field.field.name);
-      field.field.read = [file = m_file, parts = field.parts, times = m_raw.times, rows,
-                          components](std::size_t step) {
-        std::vector<double> values(rows * components, std::numeric_limits<double>::quiet_NaN());
+      const auto read = [file = m_file, parts = field.parts, times = m_raw.times, rows,
+                         components]<class T>(std::size_t step, T none) {
+        std::vector<T> values(rows * components, none);
         auto found = step < times.size() ? parts.find(times[step]) : parts.end();
         if (found == parts.end()) // the same at all times, or not there
           found = parts.find(kNoTime);
@@ -155,6 +163,12 @@ void med_Reader::FinishFields() {
             addPart(*file, part, components, values);
         return values;
       };
+      field.field.read = [=](std::size_t step) {
+        return read(step, std::numeric_limits<double>::quiet_NaN());
+      };
+      if (field.areLong)
+        mesh_KeepIntegers(m_raw, field.field, std::max<std::size_t>(1, m_raw.times.size()),
+                          [=](std::size_t step) { return read(step, 0LL); });
       to.push_back(std::move(field.field));
     }
   };

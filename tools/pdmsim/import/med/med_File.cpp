@@ -58,6 +58,11 @@ bool med_File::IsFloat(const std::string& dataset) const {
   return shape.type == hdf_ForeignType::kFloat && shape.bytes == 4;
 }
 
+bool med_File::IsLong(const std::string& dataset) const {
+  const hdf_ForeignShape shape = Shape(dataset);
+  return shape.type != hdf_ForeignType::kFloat && shape.bytes == 8;
+}
+
 template <class T>
 std::vector<T> med_File::Read(const std::string& dataset, hdf_Datatype type, std::size_t count) const {
   const std::size_t found = Count(dataset);

@@ -34,6 +34,7 @@ class med_File {
   std::vector<long long> Longs(const std::string& dataset, std::size_t count) const;
   std::vector<double> Doubles(const std::string& dataset, std::size_t count) const;
   bool IsFloat(const std::string& dataset) const; // of 4 bytes
+  bool IsLong(const std::string& dataset) const;  // integers of 8 bytes
   std::vector<std::string> Texts(const std::string& dataset) const;
 
  private:

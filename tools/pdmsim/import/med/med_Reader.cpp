@@ -221,8 +221,12 @@ void med_Reader::ReadPolygons(const std::string& place) {
   ends.erase(ends.begin());
   for (long long& one : ends)
     --one;
-  for (int& node : nodes)
-    node = node < 1 ? -1 : node - 1;
+  for (int& node : nodes) {
+    if (node < 1 || static_cast<std::size_t>(node) > m_nodes)
+      m_file->Fail("expected nodes 1 to " + std::to_string(m_nodes) + " in NOD of polygons, found " +
+                   std::to_string(node));
+    --node;
+  }
   mesh_SetPolygons(m_raw.cells.emplace_back(), m_raw.path, ends, nodes);
   FinishCells("POG", place, ends.size());
 }

@@ -38,6 +38,7 @@ class med_Reader {
   struct FieldSteps {
     mesh_RawField field;
     std::map<double, std::vector<med_Part>> parts; // by time
+    bool areLong = false;                          // all of them integers of 64 bits
   };
 
   void FindMesh();
