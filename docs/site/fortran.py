@@ -8,11 +8,12 @@ above it says become its entry.
 
 import pathlib
 import re
+import subprocess
 import sys
 
 PROCEDURE = re.compile(r"^ *((?:impure |elemental |pure )*(?:subroutine|function)) (\w+)\(([^)]*)\)(?: *result\((\w+)\))?", re.I)
 OF_ALL = ("self", "stat", "errmsg")
-TYPES = {"NUMBER": "integer or real", " SHAPE_": "(:) or (:, :)"}
+EACH = "_i1"  # ends the first of those that there are for every type and rank of numbers
 
 
 def said(lines, at):
@@ -35,22 +36,23 @@ class Procedure:
     def __init__(self, lines, at):
         found = PROCEDURE.match(lines[at])
         self.is_function, self.name, self.result = found[1].endswith("function"), found[2], found[4]
-        self.arguments = [one.strip().removeprefix("self OF_") for one in found[3].split(",")]
+        self.arguments = [one.strip() for one in found[3].split(",")]
         self.text, self.words = said(lines, at)
-        self.declared = {"of": "integer :: of"}
+        self.declared = {}
         for line in lines[at + 1:]:
             declared = re.match(r" *(.+?) *:: *(.*)", line)
-            if not declared and line.strip() != "OF_DECLARED":
+            if not declared and line.strip():
                 break
             if not declared:
                 continue
-            for name in re.findall(r"(\w+)( *\([^)]*\)| SHAPE_)?", declared[2].split(" = ")[0]):
+            for name in re.findall(r"(\w+)( *\([^)]*\))?", declared[2].split(" = ")[0]):
                 self.declared[name[0]] = f"{declared[1]} :: {name[0]}{name[1]}"
+        if self.name.endswith(EACH):
+            numbers = self.declared["values"].replace("integer(int32)", "integer or real")
+            self.declared["values"] = re.sub(r" *\(:\)", "(:) or (:, :)", numbers)
 
-    def entry(self, name, owner, with_of):
+    def entry(self, name, owner):
         arguments = [one for one in self.arguments if one and one not in OF_ALL]
-        if with_of:
-            arguments.insert(0, "of")
         required = [one for one in arguments if "optional" not in self.declared.get(one, "")]
         shown = ", ".join(required) + "".join(f"[, {one}]" for one in arguments if one not in required)
         shown = re.sub(r"^\[, (\w+)\]", r"[\1]", shown)
@@ -71,26 +73,22 @@ def sentence(text):
 
 
 def plain(text):
-    for name, means in TYPES.items():
-        text = text.replace(name, means)
     return re.sub(r", *(target|contiguous|optional|intent\(in\))", "", text).replace("c_int32_t", "int32")
 
 
 def read(sources):
-    """Lines of the modules, and all procedures by name; those of every type and rank by the word for them."""
-    modules = {path.name: path.read_text().splitlines() for path in sorted(sources.glob("pdm*.[fFi]*"))}
-    procedures = {}
-    for lines in modules.values():
-        for at, line in enumerate(lines):
-            if PROCEDURE.match(line) and not line.lstrip().startswith("end"):
-                one = Procedure(lines, at)
-                procedures.setdefault(one.name, one)
-    return modules, procedures
-
-
-def found_of(generic):
-    """The procedure that stands for all types and ranks: READ_IT for read_i1."""
-    return generic.partition("_")[0].upper() + "_IT"
+    """Of each module the lines, as the preprocessor makes them, and the procedures by name."""
+    modules = {}
+    for path in sorted(sources.glob("pdm*.[fF]90")):
+        expanded = ["cpp", "-traditional", "-P", "-C", "-nostdinc", path.name]
+        lines = subprocess.run(expanded, cwd=sources, check=True, capture_output=True, text=True).stdout.splitlines()
+        found = (Procedure(lines, at) for at, line in enumerate(lines)
+                 if PROCEDURE.match(line) and not line.lstrip().startswith("end"))
+        procedures = {}
+        for one in found:
+            procedures.setdefault(one.name, one)
+        modules[path.name] = lines, procedures
+    return modules
 
 
 def of_type(lines, at, procedures):
@@ -106,7 +104,7 @@ def of_type(lines, at, procedures):
         if method := re.match(r" *procedure :: (\w+) => (\w+)", line):
             methods.append((method[1], procedures[method[2]]))
         elif generic := re.match(r" *generic :: (\w+) => (\w+)", line):
-            methods.append((generic[1], procedures[found_of(generic[2])]))
+            methods.append((generic[1], procedures[generic[2]]))
         elif field := re.match(r" *(.+?) :: ([\w, ]+?)(?: *= *([^!]*?))? *(?:!< *(.*))?$", line):
             if "fresh" not in field[2]:
                 fields.append(field)
@@ -115,13 +113,13 @@ def of_type(lines, at, procedures):
         out += ["| | | |", "|---|---|---|"]
         out += [f"| `{field[2]}` | `{plain(field[1])}` | {field[4] or ''} |" for field in fields] + [""]
     for word, one in methods:
-        out.append(one.entry(word, owner, one.name == "CREATE_IT" and name == "pdm_mesh"))
+        out.append(one.entry(word, owner))
     return name, "\n".join(out)
 
 
 def constants(modules):
     out = ["## Constants", "", "| | |", "|---|---|"]
-    for lines in modules.values():
+    for lines, _ in modules.values():
         joined = re.sub(r"& *\n *", "", "\n".join(lines)).splitlines()
         for at, line in enumerate(joined):
             if found := re.match(r" *integer(?:\(\w+\))?, parameter, public :: (.*)", line):
@@ -134,16 +132,17 @@ def constants(modules):
 
 def main():
     sources, out = map(pathlib.Path, sys.argv[1:])
-    modules, procedures = read(sources)
+    modules = read(sources)
+    procedures = {name: one for _, of_module in modules.values() for name, one in of_module.items()}
     out.mkdir(parents=True, exist_ok=True)
-    public = set(re.findall(r"\bpdm_\w+", " ".join(line for line in modules["pdm.F90"] if line.startswith("  public ::"))))
-    free = [procedures[name].entry(name, "", False) for name in sorted(public & set(procedures))]
+    public = set(re.findall(r"\bpdm_\w+", " ".join(line for line in modules["pdm.F90"][0] if line.startswith("  public ::"))))
+    free = [procedures[name].entry(name, "") for name in sorted(public & set(procedures))]
     (out / "free.inc").write_text("## Procedures of their own\n\n" + "\n".join(free))
     (out / "constants.inc").write_text(constants(modules))
-    for lines in modules.values():
+    for lines, own in modules.values():
         for at, line in enumerate(lines):
             if re.match(r" *type, public :: pdm_", line):
-                name, text = of_type(lines, at, procedures)
+                name, text = of_type(lines, at, procedures | own)
                 (out / f"{name}.inc").write_text(text)
 
 
