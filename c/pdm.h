@@ -195,6 +195,8 @@ PDM_API pdm_status pdm_mesh_set(pdm_mesh* mesh, int of, const char* name, pdm_se
 /// \param set      may be NULL.
 PDM_API pdm_status pdm_mesh_create_set(pdm_mesh* mesh, int of, const char* name, const int32_t* items,
                                        size_t count, int replace, pdm_set** set);
+/// Takes a name out of the mesh. What it named stays in the file, and where fields are over it.
+PDM_API pdm_status pdm_mesh_remove_set(pdm_mesh* mesh, int of, const char* name);
 PDM_API pdm_status pdm_set_size(pdm_set* set, int32_t* size);
 /// The items in the set's order.
 PDM_API pdm_status pdm_set_items(pdm_set* set, int32_t* items, size_t count);
@@ -259,6 +261,8 @@ PDM_API pdm_status pdm_mesh_field(pdm_mesh* mesh, int of, const char* name, pdm_
 PDM_API pdm_status pdm_mesh_create_field(pdm_mesh* mesh, int of, const char* name, int type,
                                          const void* values, size_t count, const pdm_field_options* options,
                                          pdm_field** field);
+/// As pdm_mesh_remove_set().
+PDM_API pdm_status pdm_mesh_remove_field(pdm_mesh* mesh, int of, const char* name);
 /// \param drawer  0 also of a field without drawers.
 PDM_API pdm_status pdm_field_get_info(pdm_field* field, int32_t drawer, pdm_field_info* info);
 /// Reads a drawer, checked against its checksums.

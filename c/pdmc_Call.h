@@ -244,7 +244,7 @@ pdm::Numbers numbers_of(const Use<Handle>& use, int type, const void* values, st
   return {values, count, type_of(use, type)};
 }
 
-/// An entry of a map by its name.
+/// An entry of a map by its name. Throws Fault when there is none.
 template <class Handle, class Map>
 auto entry(const Use<Handle>& use, const Map& map, const char* name) {
   use.require(name, "the name");

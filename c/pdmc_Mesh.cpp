@@ -46,6 +46,12 @@ pdm::Fields fields_of(const UseMesh& use, int of) {
   }
 }
 
+template <class Map>
+void remove_entry(const UseMesh& use, const Map& map, const char* name) {
+  static_cast<void>(entry(use, map, name)); // says what there is
+  map.remove(name);
+}
+
 int blocks_of(const UseMesh& use) {
   const pdm::Fields fields = use->element_fields();
   return fields.contains("connectivity") ? fields["connectivity"].size() : 0;
@@ -153,6 +159,10 @@ pdm_status pdm_mesh_create_set(pdm_mesh* mesh, int of, const char* name, const i
   });
 }
 
+pdm_status pdm_mesh_remove_set(pdm_mesh* mesh, int of, const char* name) {
+  return on(mesh, "remove a set", [&](const UseMesh& use) { remove_entry(use, sets_of(use, of), name); });
+}
+
 pdm_status pdm_set_size(pdm_set* set, int32_t* size) {
   return on(set, "count a set's items", [&](const Use<pdm_set>& use) {
     use.require(size, "where the count goes");
@@ -214,6 +224,10 @@ pdm_status pdm_mesh_create_field(pdm_mesh* mesh, int of, const char* name, int t
   return create(mesh, "create a field", field, [&](const UseMesh& use) {
     return create_field(use, fields_of(use, of), name, type, values, count, options);
   });
+}
+
+pdm_status pdm_mesh_remove_field(pdm_mesh* mesh, int of, const char* name) {
+  return on(mesh, "remove a field", [&](const UseMesh& use) { remove_entry(use, fields_of(use, of), name); });
 }
 
 pdm_status pdm_mesh_system_names(pdm_mesh* mesh, pdm_names** names) {

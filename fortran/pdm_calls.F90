@@ -125,6 +125,14 @@ module pdm_calls
       TEXT(name); FROM(integer(c_int32_t),items)
       ROOM(count); MADE(set)
     end function
+    integer(c_int) function c_mesh_remove_set(mesh, of, name) bind(C, name="pdm_mesh_remove_set")
+      import; HANDLE(mesh); NUMBER(of)
+      TEXT(name)
+    end function
+    integer(c_int) function c_mesh_remove_field(mesh, of, name) bind(C, name="pdm_mesh_remove_field")
+      import; HANDLE(mesh); NUMBER(of)
+      TEXT(name)
+    end function
     integer(c_int) function c_set_size(set, size_) bind(C, name="pdm_set_size")
       import; HANDLE(set); COUNTED(size_)
     end function

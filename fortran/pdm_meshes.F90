@@ -38,12 +38,14 @@ module pdm_meshes
     procedure :: set_names => mesh_set_names
     procedure :: set => mesh_set
     procedure :: create_set => mesh_create_set
+    procedure :: remove_set => mesh_remove_set
     procedure :: surface_names => mesh_surface_names
     procedure :: get_surface => mesh_get_surface
     procedure :: create_surface => mesh_create_surface
     procedure :: field_names => mesh_field_names
     procedure :: field => mesh_field
     procedure :: create_empty_field => mesh_create_empty_field
+    procedure :: remove_field => mesh_remove_field
     procedure :: system_names => mesh_system_names
     procedure :: system => mesh_system
     procedure :: find_system => mesh_find_system
@@ -218,6 +220,24 @@ contains
     if (status == pdm_ok) elements = elements + 1
     if (status == pdm_ok) sides = sides + 1
     call done(status, stat, errmsg)
+  end subroutine
+
+  !> Takes the name of a set out of the mesh. Its items stay in the file, and where fields are over them.
+  subroutine mesh_remove_set(self, of, name, stat, errmsg)
+    class(pdm_mesh), intent(in) :: self
+    integer, intent(in) :: of
+    character(*), intent(in) :: name
+    STAT_AND_ERRMSG
+    call done(c_mesh_remove_set(self%ptr, of, c_text(name)), stat, errmsg)
+  end subroutine
+
+  !> Takes the name of a field out of the mesh. Its numbers stay in the file.
+  subroutine mesh_remove_field(self, of, name, stat, errmsg)
+    class(pdm_mesh), intent(in) :: self
+    integer, intent(in) :: of
+    character(*), intent(in) :: name
+    STAT_AND_ERRMSG
+    call done(c_mesh_remove_field(self%ptr, of, c_text(name)), stat, errmsg)
   end subroutine
 
   !> Stores a new surface.

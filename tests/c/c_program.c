@@ -67,11 +67,17 @@ static void write_file(const char* file) {
   FAILS(PDM_FAILED, "already", pdm_mesh_create_set(mesh, PDM_NODES, "inlet", inlet, 1, 0, NULL));
   CHECK(pdm_mesh_create_set(mesh, PDM_NODES, "bad", twice, 2, 0, NULL) == PDM_FAILED);
   CHECK(pdm_mesh_create_set(mesh, PDM_NODES, "bad", far, 1, 0, NULL) == PDM_FAILED);
+  OK(pdm_mesh_create_set(mesh, PDM_NODES, "old", inlet, 1, 0, NULL));
+  OK(pdm_mesh_remove_set(mesh, PDM_NODES, "old"));
+  FAILS(PDM_NOT_FOUND, "\"inlet\"", pdm_mesh_remove_set(mesh, PDM_NODES, "old"));
   OK(pdm_mesh_create_surface(mesh, "edge", elements, side, 2));
   write_fields(mesh);
   const int32_t nodes[] = {0, 1};
   FAILS(PDM_FAILED, "at most 0 elements", pdm_mesh_create_block(mesh, NULL, "BAR2", 2, nodes, 2));
   write_system(mesh);
+  OK(pdm_mesh_create_field(mesh, PDM_MESH, "old", PDM_INT32, side, 1, NULL, NULL));
+  OK(pdm_mesh_remove_field(mesh, PDM_MESH, "old"));
+  FAILS(PDM_NOT_FOUND, "old", pdm_mesh_remove_field(mesh, PDM_MESH, "old"));
   OK(pdm_commit(update));
   FAILS(PDM_BAD_HANDLE, "has ended", pdm_commit(update));
 
@@ -214,6 +220,8 @@ static void use_dead(void* h) {
                             pdm_mesh_set_names(h, 0, (pdm_names**)&out),
                             pdm_mesh_set(h, 0, "a", (pdm_set**)&out),
                             pdm_mesh_create_set(h, 0, "a", &n, 1, 0, NULL),
+                            pdm_mesh_remove_set(h, 0, "a"),
+                            pdm_mesh_remove_field(h, 0, "a"),
                             pdm_set_size(h, &n),
                             pdm_set_items(h, &n, 1),
                             pdm_mesh_surface_names(h, (pdm_names**)&out),
