@@ -113,12 +113,7 @@ class Sets : public detail::Map<ORXSimCSetID, Set> {
     constexpr const char* kOperation = "create a set";
     return detail::run(*this, kOperation, [&] {
       const kda_string key = new_key(name, replace, kOperation);
-      if (m_source->collection == nullptr)
-        detail::refuse(state().get(), path(), kOperation,
-                       "there is no collection that its items could be of");
-      const ORXSimCollectionID over = m_source->collection(*m_source);
-      if (over.IsNull())
-        detail::refuse(state().get(), path(), kOperation, "the collection of its items is not there");
+      const ORXSimCollectionID over = items_of(kOperation);
       ORXSimUpdate update(state()->context);
       const ORXSimCSetID id =
           ORXSimCollectionRef(over).CreateOrderedCSet(items.data(), static_cast<int>(items.size()));
@@ -133,10 +128,45 @@ class Sets : public detail::Map<ORXSimCSetID, Set> {
   Set create(std::string_view name, std::initializer_list<int> items, bool replace = false) const {
     return create(name, std::span(items.begin(), items.size()), replace);
   }
+  /// Stores many new sets; the names of the map are written once. One commit point, unless an update is open.
+  /// Throws Error when one of them cannot be stored; none of them is there then.
+  /// \param sets     [n] the name and the 0-based items of each.
+  /// \param replace  false: a set of such a name that is there already is an error.
+  void create_all(std::span<const std::pair<std::string, std::vector<int>>> sets,
+                  bool replace = false) const {
+    constexpr const char* kOperation = "create sets";
+    detail::run(*this, kOperation, [&] {
+      const ORXSimCollectionRef over(items_of(kOperation));
+      kda_MapString<ORXSimCSetID> entries = map();
+      ORXSimUpdate update(state()->context);
+      for (const auto& [name, items] : sets) {
+        const kda_string key = new_key(name, replace, kOperation);
+        if (!replace && entries.isMember(key))
+          detail::refuse(state().get(), path(), kOperation, detail::quoted(name) + " stands twice");
+        const ORXSimCSetID id = over.CreateOrderedCSet(items.data(), static_cast<int>(items.size()));
+        if (id.IsNull())
+          return; // run() says why
+        entries.insert(key, id);
+      }
+      m_source->member->set(m_source->object, entries);
+      update.Commit();
+    });
+  }
   /// Gives a set another name, too.
   void insert(std::string_view name, const Set& set, bool replace = false) const {
     const ORXSimCSetID id = set.handle();
     detail::run(*this, "name a set", [&] { Map::insert(new_key(name, replace, "name a set"), id); });
+  }
+
+ private:
+  /// The collection of the sets' items. REQUIRES run().
+  ORXSimCollectionID items_of(const char* operation) const {
+    if (m_source->collection == nullptr)
+      detail::refuse(state().get(), path(), operation, "there is no collection that its items could be of");
+    const ORXSimCollectionID over = m_source->collection(*m_source);
+    if (over.IsNull())
+      detail::refuse(state().get(), path(), operation, "the collection of its items is not there");
+    return over;
   }
 };
 

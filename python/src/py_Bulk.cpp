@@ -23,6 +23,15 @@ Set create_set(const Sets& self, const py_Text& name, const py::object& items, b
           self.call([&](const pdm::Sets& sets) { return sets.create(name, std::span(all), replace); })};
 }
 
+/// Stores the sets of a mapping, or of pairs, as dict.update() takes them.
+void update_sets(const Sets& self, const py::object& sets) {
+  std::vector<std::pair<std::string, std::vector<int>>> all;
+  for (const auto& [name, items] : py::dict(sets))
+    all.emplace_back(name.cast<py_Text>(),
+                     py_Items(storing(self), py::reinterpret_borrow<py::object>(items)));
+  self.call([&](const pdm::Sets& to) { to.create_all(all, true); });
+}
+
 py::object set_items(const Set& self, const py::args&, const py::kwargs&) {
   return items_of(self.session, self.value);
 }
@@ -50,6 +59,10 @@ pdm_core.NameMissing: a.pdm: discreteModel/mesh/nodeSets: look up a name: there 
       .def("create", &create_set, py::arg("name"), py::arg("items"), py::kw_only(),
            py::arg("replace") = false,
            "Stores a new set of 0-based items, none twice. One commit point, unless an update is open.")
+      .def(
+          "update", &update_sets, py::arg("sets"),
+          "Stores the sets of a mapping, all or none, as one commit point unless an update is open. For many "
+          "sets: one after the other, each writes all names again.")
       .def(
           "__setitem__",
           [](const Sets& self, const py_Text& name, const py::object& items) {

@@ -247,6 +247,20 @@ TEST_F(Face, ThreadsHearTheirOwnFailuresOnly) {
   other.join();
 }
 
+TEST_F(Face, ManySetsAreStoredAtOnceOrNotAtAll) {
+  const pdm::Sim sim = pdm::create(Path());
+  const pdm::Sets sets = sim.create_mesh(5, 0).node_sets();
+  using All = std::vector<std::pair<std::string, std::vector<int>>>;
+  sets.create_all(All{{"b", {4, 0}}, {"a", {}}});
+  EXPECT_THAT(sets["b"].items(), ElementsAre(4, 0));
+  for (const All& wrong :
+       {All{{"c", {1}}, {"b", {1}}}, All{{"c", {1}}, {"c", {2}}}, All{{"c", {1}}, {"d", {5}}}})
+    Refused([&] { sets.create_all(wrong); });
+  EXPECT_THAT(sets.names(), ElementsAre("a", "b"));
+  sets.create_all(All{{"a", {1}}, {"a", {2}}}, true);
+  EXPECT_THAT(sets["a"].items(), ElementsAre(2));
+}
+
 TEST_F(Face, BlocksAreMadeOneAfterAnother) {
   const pdm::Sim sim = pdm::create(Path());
   const pdm::Mesh mesh = sim.create_mesh(5, 4);

@@ -19,7 +19,7 @@ from model import HEAT, make
 ARGUMENTS = {
     "name": "inlet", "index": 0, "which": 0, "values": HEAT[0], "items": [0], "elements": 0, "sides": 0, "nodes": 3,
     "time": 0.5, "step": 0, "path": "discreteModel/mesh", "kind": "modal", "type": "TRI3", "order": [0],
-    "mesh": None, "value": 1, "node": 0, "label": 1}
+    "mesh": None, "value": 1, "node": 0, "label": 1, "sets": {"new": [0]}}
 KNOWN = {  # what an object knows without its file
     "path", "name", "is_open", "number", "id", "index", "close", "__bool__", "update", "file", "_repr_html_", "__repr__",
     "__enter__", "__exit__", "_ipython_key_completions_"}

@@ -134,7 +134,7 @@ class Package(unittest.TestCase):
                 1 / 0
             self.assertEqual((list(mesh.node_sets), len(mesh.node_fields["temperature"])), (["inlet", "outlet"], 2))
             with sim.update():
-                mesh.node_sets["stays"] = [1]
+                mesh.node_sets.update({"stays": [1], "outlet": (3,)})
         with pdm.open(self.file) as sim:
             self.assertIn("stays", sim.model.mesh.node_sets)
             with self.assertRaisesRegex(pdm.Error, "for reading only"), sim.update():
