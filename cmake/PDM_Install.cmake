@@ -15,6 +15,14 @@ foreach(library ${PDM_LIBRARIES})
   set_property(TARGET ${library} APPEND PROPERTY LINK_DEPENDS ${PDM_SYMBOLS})
 endforeach()
 
+# `--target installed` builds what `cmake --install` copies, without tests and examples.
+add_custom_target(installed)
+foreach(target ${PDM_LIBRARIES} pdm_c pdm_fortran pdmsim _pdm_core)
+  if(TARGET ${target})
+    add_dependencies(installed ${target})
+  endif()
+endforeach()
+
 # H5Journal can be installed and found without the others.
 set(PDM_CORE_LIBRARIES ${PDM_LIBRARIES})
 list(REMOVE_ITEM PDM_CORE_LIBRARIES H5Journal)

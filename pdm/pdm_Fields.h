@@ -24,7 +24,7 @@ class Fields : public detail::Map<ORXSimDistributionID, Field> {
   /// Stores a new field without drawers, for `append` to fill step by step. One commit point, unless an
   /// update is open.
   /// \param name     of the new field.
-  /// \param options  its unit, and whether it may replace another.
+  /// \param options  its unit, and whether it may replace another. `over` is refused: rows come with drawers.
   Field create_empty(std::string_view name, const FieldOptions& options = {}) const {
     return make(name, nullptr, options);
   }
@@ -40,6 +40,9 @@ class Fields : public detail::Map<ORXSimDistributionID, Field> {
     std::optional<ORXSimCSetID> over;
     if (options.over.has_value())
       over = options.over->handle();
+    if (values == nullptr && over.has_value())
+      detail::refuse(state().get(), path(), kOperation,
+                     "without numbers it has no rows yet: say their set when you append");
     return detail::run(*this, kOperation, [&] {
       const kda_string key = new_key(name, options.replace, kOperation);
       ORXSimUpdate update(state()->context);

@@ -7,7 +7,8 @@ source "$(dirname "$0")/setup.sh" build draw
 
 heading "Build (build/dev)"
 [ -f build/dev/build.ninja ] || quietly configure-dev cmake --preset dev -DPDM_TESTS=OFF
-quietly build-demo cmake --build --preset dev --parallel "$PDM_JOBS" --target pdmsim first_model modal_analysis modal_read _pdm_core
+quietly build-demo cmake --build --preset dev --parallel "$PDM_JOBS" \
+  --target installed first_model modal_analysis modal_read
 bin=$PWD/build/dev/bin
 examples=$PWD/examples
 

@@ -13,7 +13,7 @@ declare -A PDM_PACKAGES=(
   [test]="libgtest-dev libgmock-dev clang-14 hdf5-tools python3-jinja2 python3-h5py python3-netcdf4 python3-matplotlib
     python3-meshio python3-scipy python3-pandas python3-nbclient python3-nbformat python3-ipykernel mypy
     python3-vtk9 xvfb xauth libgl1-mesa-dri chromium chromium-driver python3-selenium"
-  [draw]="python3-h5py python3-matplotlib"
+  [draw]="python3-h5py python3-matplotlib python3-scipy"
   [format]="clang-format-14"
   [docs]="doxygen python3-sphinx python3-breathe python3-myst-parser furo python3-sphinx-copybutton chromium
     python3-scipy python3-h5py python3-matplotlib python3-vtk9 xvfb xauth libgl1-mesa-dri"

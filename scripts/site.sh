@@ -29,7 +29,7 @@ tree=$work/tree
 heading "Build (build/dev)"
 [ -f build/dev/build.ninja ] || quietly configure-dev cmake --preset dev -DPDM_TESTS=OFF
 quietly build-site cmake --build --preset dev --parallel "$PDM_JOBS" \
-  --target pdmsim modal_analysis _pdm_core pdm_c pdm_fortran
+  --target installed modal_analysis
 mkdir -p "$work"
 rm -rf "$work/prefix" "$work/doctrees" "$work/doxygen" "$tree" out/site
 quietly install-site cmake --install build/dev --prefix "$work/prefix"

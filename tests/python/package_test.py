@@ -118,6 +118,8 @@ class Package(unittest.TestCase):
             fields["int8"].write([[2.0, 3], [4, 5], [6, 7], [8, 9]])
             np.testing.assert_array_equal(fields["int8"][:], np.arange(2, 10).reshape(4, 2))
             self.assertRaises(pdm.Error, sim.model.mesh.node_sets.create, "x", [0.5])
+            with self.assertRaisesRegex(pdm.Error, "when you append"):
+                fields.create("late", over=sim.model.mesh.node_sets.set("inlet"))
         with pdm.create(self.file, replace=True) as sim:
             mesh = sim.create_mesh(4, 2)
             for nodes in ([[0, 1, 0.5]], [[0, 1, 4]], [[0, 1, 2]] * 3):

@@ -1,5 +1,5 @@
-// The same three tasks with a simulation file: coordinates, a side set by name, a
-// result at a time.
+// The same three tasks with a simulation file: coordinates, a
+// side set by name, a result at a time.
 #include <pdm/pdm.hpp>
 
 #include <cstdio>
@@ -8,12 +8,15 @@ namespace {
 
 // [coordinates]
 std::vector<double> coordinates(const pdm::Mesh& mesh) {
-  const auto xy = mesh.node_fields()["coordinates"].read<double>();
+  const auto xy =
+      mesh.node_fields()["coordinates"].read<double>();
   std::vector<double> x;
   for (std::size_t at = 0; at < xy.size(); at += 2)
     x.push_back(xy[at]);
-  const auto [least, greatest] = std::minmax_element(x.begin(), x.end());
-  std::printf("%zu nodes, x from %g to %g\n", x.size(), *least, *greatest);
+  const auto [least, greatest] =
+      std::minmax_element(x.begin(), x.end());
+  std::printf("%zu nodes, x from %g to %g\n", x.size(), *least,
+              *greatest);
   return x;
 }
 // [coordinates]
@@ -21,8 +24,9 @@ std::vector<double> coordinates(const pdm::Mesh& mesh) {
 // [side set]
 void side_set(const pdm::Mesh& mesh) {
   const auto wall = mesh.surfaces()["Inner.Wall"];
-  std::printf("%d sides, the first is side %d of element %d\n", wall.size(),
-              wall.sides().front(), wall.elements().front());
+  std::printf("%d sides, the first is side %d of element %d\n",
+              wall.size(), wall.sides().front(),
+              wall.elements().front());
 }
 // [side set]
 

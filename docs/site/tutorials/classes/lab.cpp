@@ -1,26 +1,18 @@
 // Puts a thermal system with two probes on a mesh, or prints what the probes of
 // such a system read. Usage: lab write FILE, lab read FILE
-#include <PDM_Core/PDM_Core.h>
 #include <lab/labD_Probe.h>
 #include <lab/labD_ThermalSystem.h>
+#include <pdm/pdm.hpp>
 
 #include <cstdio>
 #include <cstring>
 
 namespace {
 
-// [registers]
-// A Sim opens objects of the classes that it knows.
-void registerClasses(const msfD_Sim& sim) {
-  sim.schemaSnapshot().Register(labD_ThermalSystemInterface::StaticClass());
-  sim.schemaSnapshot().Register(labD_ProbeInterface::StaticClass());
-}
-// [registers]
-
 // [writes]
-bool write(const msfD_Sim& sim) {
-  const msfD_Mesh mesh = sim.discreteModel().mesh();
-  ORXSimUpdate update(sim.distributionService().Context());
+void write(const pdm::Sim& sim) {
+  const msfD_Mesh mesh = sim.model().mesh().handle();
+  auto update = sim.update();
 
   const labD_ThermalSystem system{
       mesh.systems().add(labD_ThermalSystem::New("heating", {}, {}, 50.2, 0))};
@@ -34,48 +26,40 @@ bool write(const msfD_Sim& sim) {
       readings.append(reading, 1);
     probe.Readings(readings);
   }
-  return update.Commit();
+  update.commit();
 }
 // [writes]
 
 // [reads]
-bool read(const msfD_Sim& sim) {
-  const fesD_FESystem base = sim.discreteModel().mesh().systems().get(0);
-  const labD_ThermalSystem system{base}; // empty for a system of another class
+void read(const pdm::Sim& sim) {
+  const auto base = sim.model().mesh().systems()["heating"];
+  const labD_ThermalSystem system{base.handle()}; // empty for another class
   if (!system)
-    return false;
-  std::printf("%s: %g W/(m K)\n", base.systemName().cStr(), system.conductivity());
+    return;
+  std::printf("%s: %g W/(m K)\n", base.name().c_str(), system.conductivity());
   for (int i = 0; i < system.probes().count(); ++i) {
     const labD_Probe probe = system.probes().get(i);
     const kda_List<double>& readings = probe.readings();
     std::printf("node %d, %d readings, the last %g\n", probe.node(),
                 readings.count(), readings[readings.count() - 1]);
   }
-  return true;
 }
 // [reads]
-
-bool use(const char* how, const char* file) {
-  const bool writes = std::strcmp(how, "write") == 0;
-  msfD_Root root(0);
-  const msfD_Sim sim =
-      writes ? root.openSim(file, "", -1) : root.openSimReadOnly(file, "", -1);
-  if (!sim)
-    return false;
-  registerClasses(sim);
-  return writes ? write(sim) : read(sim);
-}
 
 } // namespace
 
 int main(int count, char** arguments) {
   if (count != 3)
     return 2;
-  int modules = 0;
-  DDB_PDM_Core_initialize(modules);
-  const bool good = use(arguments[1], arguments[2]);
-  if (!good)
-    std::fprintf(stderr, "lab: %s\n", ORXSimManager::LastError());
-  DDB_PDM_Core_finalize(modules);
-  return good ? 0 : 1;
+  try {
+    const bool writes = std::strcmp(arguments[1], "write") == 0;
+    // [registers]
+    const auto sim = pdm::open(arguments[2], writes ? pdm::write : pdm::read);
+    sim.know<labD_ThermalSystem, labD_Probe>();
+    // [registers]
+    writes ? write(sim) : read(sim);
+  } catch (const pdm::Error& error) {
+    std::fprintf(stderr, "lab: %s\n", error.what());
+    return 1;
+  }
 }
