@@ -92,7 +92,7 @@ check_Report LookAtView(const Options& options) {
 void Check(const Options& options) {
   cli_CatchSignals();
   ORXSimManager::SetWaitingTime(1000 * options.opening.wait);
-  check_Report report = view_IsView(options.opening.file) ? LookAtView(options) : Look(options);
+  check_Report report = view_IsForViewers(options.opening.file) ? LookAtView(options) : Look(options);
   if (std::error_code ignored; std::filesystem::is_regular_file(options.opening.file, ignored))
     check_Beside(report);
   if (options.json)

@@ -157,8 +157,9 @@ void view_Fields::WriteSetVariable(const mesh_Variables& variables, std::size_t 
   const std::vector<int> items = readSet(m_mesh, set);
   const bool copied =
       !m_output.Maps() || runsOf(items) * Shown(variables.Constant(variable)).size() > kMostRuns;
-  Steps(nodes ? kPoints : kCells, view_NameOnSet(variables.names[variable], set),
-        variables.Components(variable), variables.Constant(variable), [&](std::size_t step) {
+  const std::string map = nodes ? "nodeFields/" : "elementFields/", name = variables.names[variable];
+  Steps(nodes ? kPoints : kCells, view_NameOnSet(name, set), variables.Components(variable),
+        variables.Constant(variable), [&](std::size_t step) {
           std::vector<view_Part> parts;
           if (copied) {
             for (sto_Mesh::Rows& rows : m_mesh.RowsOf(variables.place, variable, entity, step))
@@ -177,6 +178,7 @@ void view_Fields::WriteSetVariable(const mesh_Variables& variables, std::size_t 
             }
           return parts;
         });
+  m_output.Shows(map + view_NameOnSet(name, set), variables.Unit(variable), map + name);
 }
 
 void view_Fields::FieldData(const std::string& name, hdf_ViewType type, std::size_t count,

@@ -64,6 +64,7 @@ void view_Grid::Write() {
   m_corners.resize(m_mesh.Blocks().size());
   for (const mesh_Block& block : m_mesh.Blocks()) {
     m_cells.push_back(CellsOf(block));
+    m_output.Copied(m_mesh.ConnectivityField(), block.number - 1); // the types, if nothing else
     ReadBlock(m_cells.size() - 1);
   }
   m_output.Values("NumberOfPoints", {hdf_ViewType::kInt64, 1}, one(m_mesh.Nodes()));
