@@ -64,6 +64,9 @@ class Draw(programs.Case):
             blocks=[{"id": k + 1, "type": "QUAD4", "name": n, "conn": [c]}
                     for k, (n, c) in enumerate({"left": [1, 2, 3, 4], "right": [2, 5, 6, 3]}.items())]), pdm, "--unit", "on one=N", "--quiet")
         mesh = "discreteModel/mesh/"
+        (self.dir / "real.png").write_bytes(b"")
+        (self.dir / "real.png").chmod(0o640)
+        (self.dir / "out.png").symlink_to("real.png")
         for drawer in ("vtk", "matplotlib"):
             for path in ("elementSets/right", mesh + "regionSets/right"):
                 _, count = self.draw(pdm, path, "--with", drawer)
@@ -75,6 +78,7 @@ class Draw(programs.Case):
                 self.assertEqual([self.told[k] for k in ("min", "max", "unit", "shows")], [3, 4, "N", "nodeFields/on one (b)"])
             _, count = self.draw(pdm, "nothing", "--with", drawer)
             self.assertEqual((self.told["min"], self.told["missing"], count(*violet)), (None, 6, 0))
+        self.assertTrue((self.dir / "out.png").is_symlink() and (self.dir / "real.png").stat().st_mode & 0o777 == 0o640)
         self.assertIn(b"step 1 (time 1): no values", self.done(PDMSIM, "draw", pdm, "nothing", "-o", self.dir / "y.png"))
         for path, says in (("haet", "did you mean 'heat'?"), (mesh + "nodeFields/haet", "did you mean 'nodeFields/heat' or"),
                            ("nodeFields/on two", "'nodeFields/on two (a)', 'nodeFields/on two (b)'"), ("frameFields/time", "values of steps"), (mesh + "elementSets/up", "elementSets/left")):
