@@ -115,7 +115,7 @@ void cmd_AddCheck(CLI::App& program) {
   CLI::App* command = program.add_subcommand("check", "See whether a simulation file is sound");
   cmd_AddOpening(*command, options->opening);
   command->add_flag("--untrusted", options->untrusted, "read the file in a child process with limits");
-  command->add_flag("--json", options->json, "print JSON, for scripts");
+  cmd_AddJson(*command, options->json);
   command->footer(kFooter);
   command->callback([options] { Check(*options); });
 }

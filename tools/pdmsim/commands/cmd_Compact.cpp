@@ -228,7 +228,7 @@ void cmd_AddCompact(CLI::App& program) {
       ->add_flag("--drop-orphans", options->dropOrphans,
                  "list them and leave them out; the numbers of others stay as they are")
       ->excludes(list);
-  command->add_flag("--json", options->json, "print JSON, for scripts");
+  cmd_AddJson(*command, options->json);
   command->footer(kFooter);
   command->callback([options] { Run(*options); });
 }
