@@ -13,15 +13,6 @@
 
 namespace {
 
-constexpr exp_Holds kHolds{.nodeSets = true,
-                           .elementSets = true,
-                           .maps = true,
-                           .polygons = true,
-                           .globals = true,
-                           .components = true,
-                           .integers = true,
-                           .constants = true};
-
 /// The name of a step's file without the number.
 std::string pieceStem(const std::string& list) {
   return std::filesystem::path(list).replace_extension().string() + "_";
@@ -57,9 +48,7 @@ void removeOlder(const std::string& list, const std::set<std::string>& kept, exp
 } // namespace
 
 std::vector<std::string> vtu_Losses(const exp_Task& task) {
-  std::vector<std::string> losses = exp_Losses(task.mesh, kHolds);
-  for (std::string& line : exp_UnknownTypes(task.mesh))
-    losses.push_back(std::move(line));
+  std::vector<std::string> losses = exp_VtkLosses(task.mesh, false);
   const vtu_Arrays arrays(task.mesh);
   losses.insert(losses.end(), arrays.renamed.begin(), arrays.renamed.end());
   return losses;
