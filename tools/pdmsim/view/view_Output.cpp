@@ -12,18 +12,18 @@ constexpr std::size_t kPiece = std::size_t{1} << 18; // rows
 
 const std::string kRoot = "/VTKHDF/";
 
-hdf_ViewType typeOf(ORXSimItemType type) {
+hdf_Datatype::Kind typeOf(ORXSimItemType type) {
   switch (type) {
   case ORXSimItemType::kInt32:
-    return hdf_ViewType::kInt32;
+    return hdf_Datatype::kInt;
   case ORXSimItemType::kInt64:
-    return hdf_ViewType::kInt64;
+    return hdf_Datatype::kInt64;
   case ORXSimItemType::kFloat:
-    return hdf_ViewType::kFloat;
+    return hdf_Datatype::kFloat;
   case ORXSimItemType::kDouble:
     break;
   }
-  return hdf_ViewType::kDouble;
+  return hdf_Datatype::kDouble;
 }
 
 std::string relative(const std::string& file, const std::string& folderOf) {
@@ -152,7 +152,7 @@ void view_Output::Copy(const std::string& path, const hdf_ViewShape& shape,
 
 void view_Output::Rows(const std::string& path, hdf_ViewShape shape, const std::vector<view_Part>& parts,
                        bool shared) {
-  shape.type = hdf_ViewType::kInt32; // the widest of the drawers' types
+  shape.type = hdf_Datatype::kInt; // the widest of the drawers' types
   for (const view_Part& part : parts)
     shape.type = std::max(
         shape.type, typeOf(ORXSimDistributionRef(part.rows.distribution).Drawer(part.rows.drawer).Type()));
@@ -165,14 +165,14 @@ void view_Output::Rows(const std::string& path, hdf_ViewShape shape, const std::
   if (mapped ? m_numbers != view_Numbers::kChecked : !Begin(path, shape, shared))
     return;
   switch (shape.type) {
-  case hdf_ViewType::kUInt8:
-  case hdf_ViewType::kInt32:
+  case hdf_Datatype::kUChar:
+  case hdf_Datatype::kInt:
     return Copy<int>(path, shape, parts, !mapped);
-  case hdf_ViewType::kInt64:
+  case hdf_Datatype::kInt64:
     return Copy<long long>(path, shape, parts, !mapped);
-  case hdf_ViewType::kFloat:
+  case hdf_Datatype::kFloat:
     return Copy<float>(path, shape, parts, !mapped);
-  case hdf_ViewType::kDouble:
+  case hdf_Datatype::kDouble:
     return Copy<double>(path, shape, parts, !mapped);
   }
 }

@@ -27,8 +27,9 @@ bool readNumber(const hdf_ForeignFile& file, const char* name, std::int64_t& num
 
 } // namespace
 
-std::string view_Describe(std::string_view name, hdf_ViewType type, std::uint64_t rows, std::uint64_t width) {
-  constexpr const char* kNames[] = {"int8", "int32", "int64", "float32", "float64"};
+std::string view_Describe(std::string_view name, hdf_Datatype::Kind type, std::uint64_t rows,
+                          std::uint64_t width) {
+  constexpr const char* kNames[] = {"int32", "int8", "int64", "float32", "float64"};
   return describe(name, kNames[static_cast<std::size_t>(type)], rows, width);
 }
 
@@ -120,7 +121,7 @@ bool view_Record::Write(hdf_View& view) const {
     return view.Numbers(kPath, name, {&value, 1}, true);
   };
   const auto list = [&](const std::string& path, const std::string& text) {
-    return view.Create(path, {hdf_ViewType::kUInt8, text.size()}) &&
+    return view.Create(path, {hdf_Datatype::kUChar, text.size()}) &&
            view.Write(path, 0, text.size(), text.data());
   };
   std::string text, copies;

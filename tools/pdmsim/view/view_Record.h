@@ -35,7 +35,8 @@ struct view_Record {
 
 /// A dataset in words: "'temperature', float64 525 x 3".
 /// \param name  of the field that it is of, "" for none.
-std::string view_Describe(std::string_view name, hdf_ViewType type, std::uint64_t rows, std::uint64_t width);
+std::string view_Describe(std::string_view name, hdf_Datatype::Kind type, std::uint64_t rows,
+                          std::uint64_t width);
 /// The same of a dataset that is there; "" for none.
 std::string view_Describe(const hdf_ForeignFile& file, const std::string& path);
 /// The content of a dataset of a simulation file in a few letters, by the checksums that it has; "" for one
