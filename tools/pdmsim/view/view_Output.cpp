@@ -56,7 +56,8 @@ void view_Output::Check(bool done) {
 
 void view_Output::Remember(std::size_t nodes, std::size_t elements, bool series) {
   m_record.file = m_mapped;
-  m_record.id = view_FileId(m_source);
+  if (Maps()) // a file that others write to is not looked into from outside
+    m_record.id = view_FileId(m_source);
   m_record.nodes = static_cast<std::int64_t>(nodes);
   m_record.elements = static_cast<std::int64_t>(elements);
   m_record.series = series;
