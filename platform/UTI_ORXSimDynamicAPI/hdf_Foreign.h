@@ -64,6 +64,10 @@ class ORXSIM_API hdf_ForeignFile {
   bool Read(const std::string& dataset, hdf_Datatype type, const hdf_ForeignPart& part, void* data) const;
   /// Reads the texts of a dataset: of fixed length, or rows of bytes. What fills a text up is cut off.
   bool Texts(const std::string& dataset, std::vector<std::string>& texts) const;
+  /// \return whether an object is there that has an attribute of a name.
+  /// \param object  as of Look().
+  /// \param name    of the attribute.
+  bool HasAttribute(const std::string& object, const std::string& name) const;
   /// Reads an attribute of numbers or of one text.
   /// \param object as of Look().
   bool Attribute(const std::string& object, const std::string& name, hdf_ForeignAttribute& attribute) const;

@@ -2,18 +2,16 @@
 
 #include <UTI_BasicUtils/cow_String.h>
 #include <UTI_ORXSimDynamicAPI/ORXSim_Export.h>
+#include <UTI_ORXSimDynamicAPI/hdf_Objects.h>
 
 #include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
 
-/// Type of the numbers in a view's dataset.
-enum class hdf_ViewType : unsigned char { kUInt8, kInt32, kInt64, kFloat, kDouble };
-
 /// What a dataset of a view is like.
 struct ORXSIM_API hdf_ViewShape {
-  hdf_ViewType type = hdf_ViewType::kDouble;
+  hdf_Datatype::Kind type = hdf_Datatype::kDouble;
   std::uint64_t rows = 0;
   std::uint64_t width = 1; // numbers a row; 1: the dataset has one dimension, unless it is a `table`
   bool table = false;      // two dimensions even with rows of one number

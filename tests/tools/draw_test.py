@@ -59,20 +59,29 @@ class Draw(programs.Case):
         heat, nothing = [[0.0] * 6, [1.0] * 6], [[1.0] * 6, [np.nan] * 6]
         self.done(PDMSIM, "import", exo_make.write(
             self.dir / "mesh.exo", nodes=nodes, times=[0.0, 1.0], node_vars={"heat": heat, "nothing": nothing},
+            node_sets=[{"id": k + 1, "name": n, "members": [k + 1, 5]} for k, n in enumerate("ab")],
+            nset_vars={"on one": {1: [[3.0, 4.0]] * 2}, "on two": {0: [[5.0, 6.0]] * 2, 1: [[7.0, 8.0]] * 2}},
             blocks=[{"id": k + 1, "type": "QUAD4", "name": n, "conn": [c]}
-                    for k, (n, c) in enumerate({"left": [1, 2, 3, 4], "right": [2, 5, 6, 3]}.items())]), pdm, "--quiet")
+                    for k, (n, c) in enumerate({"left": [1, 2, 3, 4], "right": [2, 5, 6, 3]}.items())]), pdm, "--unit", "on one=N", "--quiet")
         mesh = "discreteModel/mesh/"
+        (self.dir / "real.png").write_bytes(b"")
+        (self.dir / "real.png").chmod(0o640)
+        (self.dir / "out.png").symlink_to("real.png")
         for drawer in ("vtk", "matplotlib"):
             for path in ("elementSets/right", mesh + "regionSets/right"):
                 _, count = self.draw(pdm, path, "--with", drawer)
                 self.assertTrue(count(209, 73, 91) > 50000 and self.told["members"] == 1)
             self.draw(pdm, mesh + "nodeFields/coordinates", "--component", 0, "--with", drawer)
             self.assertEqual([self.told[k] for k in ("min", "max", "by")], [0, 2, drawer])
+            for path in ("on one", mesh + "nodeFields/on one", "nodeFields/on one (b)"):
+                self.draw(pdm, path, "--with", drawer)
+                self.assertEqual([self.told[k] for k in ("min", "max", "unit", "shows")], [3, 4, "N", "nodeFields/on one (b)"])
             _, count = self.draw(pdm, "nothing", "--with", drawer)
             self.assertEqual((self.told["min"], self.told["missing"], count(*violet)), (None, 6, 0))
+        self.assertTrue((self.dir / "out.png").is_symlink() and (self.dir / "real.png").stat().st_mode & 0o777 == 0o640)
         self.assertIn(b"step 1 (time 1): no values", self.done(PDMSIM, "draw", pdm, "nothing", "-o", self.dir / "y.png"))
         for path, says in (("haet", "did you mean 'heat'?"), (mesh + "nodeFields/haet", "did you mean 'nodeFields/heat' or"),
-                           ("frameFields/time", "values of steps"), (mesh + "elementSets/up", "elementSets/left")):
+                           ("nodeFields/on two", "'nodeFields/on two (a)', 'nodeFields/on two (b)'"), ("frameFields/time", "values of steps"), (mesh + "elementSets/up", "elementSets/left")):
             self.refused(1, PDMSIM, "draw", pdm, path, "-o", self.dir / "x.png", says=(says,))
         self.done(PDMSIM, "import", exo_make.write(self.dir / "mesh.exo", nodes=nodes), pdm, "--quiet", "--force")
         self.refused(2, PDMSIM, "draw", pdm, "-o", self.dir / "x.png", says=("expected elements with nodes to draw, found none",))

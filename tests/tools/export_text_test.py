@@ -129,5 +129,39 @@ class Csv(Case):
         self.refused(1, self.pdm, out, "--field", "flux", "--step", "3", says=("0..2", "found 3"))
 
 
+class Place(Case):
+    """What is there already where an export is to be."""
+    def test_what_is_replaced(self):
+        self.import_(self.make(nodes=np.eye(3), times=[0.0, 1.0, 2.0], node_vars={"u": np.ones((3, 3))}))
+        other, journal = self.dir / "other.pdm", self.dir / "other.pdm-journal"
+        other.write_bytes(self.pdm.read_bytes())
+        csv_ = ("--format", "csv", "--field", "u", "--force")
+        self.refused(2, self.pdm, other, *csv_, says=("no simulation file to replace",))
+        journal.write_text("a journal")
+        other.write_text("what it belongs to")
+        self.refused(2, self.pdm, other, *csv_, says=("no simulation file to replace",))
+        (self.dir / "real").mkdir()
+        there, new = self.dir / "real" / "there.csv", self.dir / "real" / "new.csv"
+        there.write_text("mine")
+        there.chmod(0o640)
+        for name, to in (("a", "real/there.csv"), ("b", new), ("c", "c"), ("d", "none/x.csv")):
+            (self.dir / name).symlink_to(to)
+        for name in "ab":
+            self.export(name, *csv_)
+            self.assertTrue((self.dir / name).is_symlink())
+        self.assertEqual((there.read_text(), there.stat().st_mode & 0o777), (new.read_text(), 0o640))
+        self.refused(2, self.pdm, self.dir / "b", *csv_[:-1], says=("--force",))
+        self.refused(2, self.pdm, self.dir / "c", *csv_, says=("a symbolic link that leads to itself",))
+        self.refused(2, self.pdm, self.dir / "d", *csv_, says=(f"the directory {self.dir}/none to write it in",))
+
+    def test_pieces_of_an_older_list_go(self):
+        self.import_(self.make(nodes=np.eye(3), times=np.arange(4.0), node_vars={"u": np.ones((4, 3))}))
+        self.export("out.pvd")
+        (self.dir / "out_3.vtu").write_text("another file")
+        (self.dir / "out_9.vtu").write_bytes((self.dir / "out_0.vtu").read_bytes())  # which no list names
+        self.export("out.pvd", "--force", "--step", "1")
+        self.assertEqual(sorted(p.name for p in self.dir.glob("out*")), ["out.pvd", "out_1.vtu", "out_3.vtu", "out_9.vtu"])
+
+
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1] + sys.argv[4:])

@@ -68,7 +68,7 @@ class Show(Case):
         for option in ("--drawer", "--step"):
             self.refused(1, "show", self.out, stress, option, "3", says=[f"{self.out}: {stress}: expected a {option[2:]} in 0..2"])
             self.refused(1, "show", self.out, base, option, "0", says=["a field for"])
-        self.refused(1, "show", self.out, base + "nodeFields/coordinates", "--step", "0", says=["without: --drawer"])
+        self.refused(1, "show", self.out, base + "nodeFields/coordinates", "--step", "0", says=["of the 3 steps, found 1 that are of no step; --drawer"])
         self.assertEqual(self.done(PDMSIM, "show", self.out, base + "faces"), f"{base}faces: nothing is set\n".encode())
 
     def test_people_know_things_by_names(self):
@@ -126,7 +126,9 @@ class Show(Case):
             self.assertGreater(shown["count"], 1)
             self.assertEqual((shown.get("steps"), "step" in shown["drawers"][0]), (steps, steps is not None), path)
             if steps is None:
-                self.refused(1, "show", file, mesh + path, "--step", "0", says=["a drawer for each step, found one without"])
+                self.refused(1, "show", file, mesh + path, "--step", "0", says=["expected drawers for each of the ", "that are of no step"])
+        self.import_(self.make("none.exo", **one | {"times": [], "sset_vars": {}, "elem_vars": {}}))
+        self.refused(1, "show", self.out, mesh + "elementFields/attribute", "--step", "0", says=["a file with steps for --step, found none"])
 
     def test_systems_are_named_counted_and_chosen(self):
         golden = pathlib.Path(__file__).parent.parent / "golden" / "0.2"

@@ -4,6 +4,7 @@ Usage: view_test.py PDMSIM MODAL_ANALYSIS PROGRAM_THAT_DIES MESH_FOLDER [unittes
 
 import itertools
 import json
+import os
 import pathlib
 import shutil
 import subprocess
@@ -266,7 +267,13 @@ class View(programs.Case):
         made(5, "--series")
         check(view.with_name("out_1.hdf"))
         self.done(PDMSIM, "compact", self.pdm)
-        self.assertIn(b"note: its source out.pdm has been made anew since", programs.run(PDMSIM, "check", view.with_name("out_1.hdf")).stdout)
+        self.assertNotIn(b"anew", self.done(PDMSIM, "check", view.with_name("out_1.hdf")))
+        for name in "ab":  # a set of another name is all that changes
+            mesh = dict(nodes=np.eye(5, 3), node_sets=[{"id": 1, "name": name, "members": [1]}])
+            self.done(PDMSIM, "import", exo_make.write(self.dir / "mesh.exo", **mesh), self.pdm, "--quiet", "--force")
+            if name == "a":
+                self.done(PDMSIM, "view", self.pdm, "-o", view.with_name("set.hdf"), "--quiet")
+        self.assertIn(b"note: its source out.pdm has been made anew since", self.done(PDMSIM, "check", view.with_name("set.hdf")))
         made(4)
         check(view.with_name("out_1.hdf"), "4 nodes", f"pdmsim view {self.pdm} --series --force")
         made(5, "--force")
@@ -309,6 +316,37 @@ class View(programs.Case):
         twice = str(self.pdm.with_suffix(".hdf")).replace("/out", "//out")  # the same folder
         self.assertEqual(series(3, 100, "-o", twice, "--series", "--force").returncode, 0)
         self.assertEqual(sorted(there()), short)
+
+    def test_what_is_no_view(self):
+        """Exports stay, and are not taken for views; views by way of links, and those of copies, are views."""
+        self.view(exo_make.write(self.dir / "mesh.exo", nodes=np.eye(3), times=[0.0, 1.0], node_vars={"u": np.ones((2, 3))}), "--series")
+        kept, listed = self.pdm.with_name("out_7.hdf"), self.pdm.with_name("out.hdf.series")
+        self.done(PDMSIM, "export", self.pdm, kept, "--quiet")
+        listed.write_text(listed.read_text().replace("out_1.hdf", "out_7.hdf"))
+        self.view(None, "--series", "--force")
+        self.assertTrue(kept.exists())
+        self.refused(2, PDMSIM, "view", self.pdm, "-o", kept, "--force", says=("or a view to replace, found another file",))
+        self.refused(2, PDMSIM, "show", kept, says=("a VTKHDF file, which VTK and ParaView read",))
+        self.refused(2, PDMSIM, "show", self.pdm.with_name("out_0.hdf"), says=("shows the data of another file",))
+        for _ in range(2):
+            self.view(None, "--live", "--force", "-o", self.dir / "live.hdf")
+        self.assertIn(b"sound", self.done(PDMSIM, "check", self.dir / "live.hdf"))
+        (self.dir / "far" / "near").mkdir(parents=True)
+        link, real = self.dir / "link.hdf", self.dir / "far" / "near" / "real.hdf"
+        link.symlink_to("far/near/real.hdf")
+        self.view(None, "-o", link)
+        self.assertIn(b"sound", self.done(PDMSIM, "check", real))
+        same(Grid(real).points, np.eye(3))
+        real.chmod(0)
+        self.dir.chmod(0o777)
+        self.pdm.parent.chmod(0o777)
+        for folder in (self.dir / "far", self.dir / "far" / "near"):
+            folder.chmod(0o777)
+        done = subprocess.run([PDMSIM, "view", self.pdm, "-o", real, "--force"], capture_output=True, timeout=60,
+                              user=65534 if os.getuid() == 0 else None)
+        self.assertEqual((done.returncode, done.stderr.count(b"\n"), b"cannot be read, which stays: Permission" in done.stderr), (2, 1, True), done)
+        for command in (("import", self.dir / "mesh.exo"), ("compact", self.pdm, "-o")):
+            self.refused(2, PDMSIM, *command, self.dir / "no" / "a.pdm", says=(f"the directory {self.dir}/no to write it in",))
 
     def test_refused(self):
         """What viewers would show wrongly, or what would be lost."""

@@ -2,6 +2,7 @@
 
 #include <UTI_ORXSimDynamicAPI/inspect/hdf_Sink.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Handle.h>
+#include <UTI_ORXSimDynamicAPI/objects/hdf_ObjectRep.h>
 #include <UTI_ORXSimDynamicAPI/objects/hdf_Operation.h>
 
 #include <algorithm>
@@ -14,22 +15,6 @@ constexpr std::uint64_t kSmall = 4096; // bytes; not worth a chunk
 constexpr unsigned kDeflate = 3;
 
 using FileHandle = hdf_Handle<H5Fclose>;
-
-hid_t typeOf(hdf_ViewType type) {
-  switch (type) {
-  case hdf_ViewType::kUInt8:
-    return H5T_NATIVE_UINT8;
-  case hdf_ViewType::kInt32:
-    return H5T_NATIVE_INT32;
-  case hdf_ViewType::kInt64:
-    return H5T_NATIVE_INT64;
-  case hdf_ViewType::kFloat:
-    return H5T_NATIVE_FLOAT;
-  case hdf_ViewType::kDouble:
-    break;
-  }
-  return H5T_NATIVE_DOUBLE;
-}
 
 int rankOf(const hdf_ViewShape& shape) {
   return shape.width > 1 || shape.table ? 2 : 1;
@@ -54,7 +39,7 @@ hdf_PropertiesHandle withGroups() {
 
 hdf_PropertiesHandle layoutOf(const hdf_ViewShape& shape) {
   hdf_PropertiesHandle properties(H5Pcreate(H5P_DATASET_CREATE));
-  const hid_t type = typeOf(shape.type);
+  const hid_t type = hdf_NativeType(hdf_Datatype(shape.type));
   const std::uint64_t row = shape.width * H5Tget_size(type);
   H5Pset_fill_value(properties.Get(), H5T_NATIVE_DOUBLE, &shape.fill);
   if (shape.rows * row <= kSmall)
@@ -103,8 +88,8 @@ bool makeDataset(hdf_Operation& operation, hid_t file, const std::string& path, 
                  const hdf_PropertiesHandle& layout) {
   const hdf_PropertiesHandle links = withGroups();
   const hdf_SpaceHandle space = spaceOf(shape.rows, shape.width, rankOf(shape));
-  const hdf_DatasetHandle dataset(H5Dcreate2(file, path.c_str(), typeOf(shape.type), space.Get(), links.Get(),
-                                             layout.Get(), H5P_DEFAULT));
+  const hdf_DatasetHandle dataset(H5Dcreate2(file, path.c_str(), hdf_NativeType(hdf_Datatype(shape.type)),
+                                             space.Get(), links.Get(), layout.Get(), H5P_DEFAULT));
   return operation.Check(dataset.Get());
 }
 

@@ -357,6 +357,17 @@ bool hdf_ForeignFile::Texts(const std::string& dataset, std::vector<std::string>
   });
 }
 
+bool hdf_ForeignFile::HasAttribute(const std::string& object, const std::string& name) const {
+  bool has = false;
+  call("look", m_path, object, [&](hdf_Operation& operation) {
+    ObjectHandle found;
+    has = m_file != nullptr && find(operation, m_file->file, object, found) && found.IsOpen() &&
+          H5Aexists(found.Get(), name.c_str()) > 0;
+    return true;
+  });
+  return has;
+}
+
 bool hdf_ForeignFile::Attribute(const std::string& object, const std::string& name,
                                 hdf_ForeignAttribute& attribute) const {
   const std::string place = object + (object.empty() ? "" : ": ") + name;

@@ -8,6 +8,9 @@
 #include <memory>
 #include <string>
 
+/// HDF5's type of a number in memory. REQUIRES an open file.
+hid_t hdf_NativeType(hdf_Datatype type);
+
 /// What the copies of one hdf_ value share. Private to the module.
 ///
 /// Open: id >= 0, linked into one list of the context. Asleep, or closed by the context: id < 0; as long as

@@ -12,24 +12,6 @@ constinit const hdf_Datatype hdf_Datatype::NATIVE_DOUBLE(kDouble);
 namespace {
 constexpr hdf_StoredType::Road kRefused{H5I_INVALID_HID, false};
 
-// The variables behind HDF5's type macros: a file is open wherever this is called, so the macros' call that
-// brings the library up would be one lock too many on the way of every small write.
-hid_t nativeType(hdf_Datatype type) {
-  switch (type.Which()) {
-  case hdf_Datatype::kInt:
-    return H5T_NATIVE_INT_g;
-  case hdf_Datatype::kUChar:
-    return H5T_NATIVE_UCHAR_g;
-  case hdf_Datatype::kInt64:
-    return H5T_NATIVE_INT64_g;
-  case hdf_Datatype::kFloat:
-    return H5T_NATIVE_FLOAT_g;
-  case hdf_Datatype::kDouble:
-    return H5T_NATIVE_DOUBLE_g;
-  }
-  return H5I_INVALID_HID;
-}
-
 // An IEEE number: sign, exponent and fraction side by side, the first bit of the fraction implied.
 bool isIeee(hid_t type, std::size_t bits) {
   std::size_t sign = 0, exponent = 0, exponentBits = 0, fraction = 0, fractionBits = 0;
@@ -49,6 +31,24 @@ bool isPlainNumber(hid_t type, H5T_class_t family, std::size_t size) {
          (family == H5T_INTEGER || isIeee(type, bits));
 }
 } // namespace
+
+// The variables behind HDF5's type macros: a file is open wherever this is called, so the macros' call that
+// brings the library up would be one lock too many on the way of every small write.
+hid_t hdf_NativeType(hdf_Datatype type) {
+  switch (type.Which()) {
+  case hdf_Datatype::kInt:
+    return H5T_NATIVE_INT_g;
+  case hdf_Datatype::kUChar:
+    return H5T_NATIVE_UCHAR_g;
+  case hdf_Datatype::kInt64:
+    return H5T_NATIVE_INT64_g;
+  case hdf_Datatype::kFloat:
+    return H5T_NATIVE_FLOAT_g;
+  case hdf_Datatype::kDouble:
+    return H5T_NATIVE_DOUBLE_g;
+  }
+  return H5I_INVALID_HID;
+}
 
 int hdf_Datatype::Size() const {
   return m_kind == kUChar ? 1 : m_kind == kInt || m_kind == kFloat ? 4 : 8;
@@ -98,25 +98,25 @@ hdf_StoredType hdf_StoredType::Of(hid_t type) {
 hdf_StoredType::Road hdf_StoredType::Read(hdf_Datatype target) const {
   const hdf_StoredType memory = Of(target);
   if (*this == memory)
-    return {nativeType(target), false};
+    return {hdf_NativeType(target), false};
   if (family != memory.family)
     return kRefused;
   if (memory.size == 1) // bytes are bytes
     return size == 1 ? Road{isSigned ? H5T_NATIVE_SCHAR : H5T_NATIVE_UCHAR, false} : kRefused;
   if (family == H5T_FLOAT)
-    return size <= memory.size ? Road{nativeType(target), false} : kRefused;
-  return {nativeType(target), size >= memory.size};
+    return size <= memory.size ? Road{hdf_NativeType(target), false} : kRefused;
+  return {hdf_NativeType(target), size >= memory.size};
 }
 
 hdf_StoredType::Road hdf_StoredType::Write(hdf_Datatype source) const {
   const hdf_StoredType memory = Of(source);
   if (*this == memory)
-    return {nativeType(source), false};
+    return {hdf_NativeType(source), false};
   if (family != memory.family)
     return kRefused;
   if (memory.size == 1)
     return size == 1 ? Road{isSigned ? H5T_NATIVE_SCHAR : H5T_NATIVE_UCHAR, false} : kRefused;
   if (family == H5T_FLOAT)
-    return size >= memory.size ? Road{nativeType(source), false} : kRefused;
-  return {nativeType(source), !isSigned || size < memory.size};
+    return size >= memory.size ? Road{hdf_NativeType(source), false} : kRefused;
+  return {hdf_NativeType(source), !isSigned || size < memory.size};
 }

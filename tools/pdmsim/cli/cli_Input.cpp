@@ -3,6 +3,8 @@
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/cli/cli_Library.h>
 
+#include <UTI_ORXSimDynamicAPI/hdf_View.h>
+
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -14,6 +16,7 @@ namespace {
 
 constexpr char kSimulation[] = "a simulation file";
 constexpr std::string_view kHdf5 = "\x89HDF\r\n\x1a\n";
+constexpr std::string_view kMark = "\x93H5J\r\n\x1a\n"; // of a file with a journal, which may be held
 
 // Contents that are known by their first bytes.
 struct Content {
@@ -34,7 +37,6 @@ constexpr Content kMeshes[] = {
 constexpr Content kHdf5Meshes[] = {
     {"num_nodes", "an Exodus mesh"},
     {"ENS_MAA", "a MED mesh"},
-    {"VTKHDF", "a view for VTK, which shows the data of another file"},
 };
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& expected, const std::string& found) {
@@ -42,9 +44,7 @@ constexpr Content kHdf5Meshes[] = {
 }
 
 [[noreturn]] void RefuseMesh(const std::string& path, const Content& content) {
-  const bool isMesh = std::string_view(content.what).ends_with("mesh");
-  Refuse(path, kSimulation,
-         content.what + std::string(isMesh ? ": 'pdmsim import' makes a simulation file of it" : ""));
+  Refuse(path, kSimulation, content.what + std::string(": 'pdmsim import' makes a simulation file of it"));
 }
 
 std::string Beginning(const std::string& path) {
@@ -100,6 +100,10 @@ void cli_RefuseMesh(const std::string& path, ORXSimContextID context) {
   for (const Content& content : kHdf5Meshes)
     if (root.GetObjinfoExists(content.begin.data()))
       RefuseMesh(path, content);
+  if (root.GetObjinfoExists("VTKHDF"))
+    Refuse(path, kSimulation,
+           root.GetObjinfoExists("source") ? "a view for VTK, which shows the data of another file"
+                                           : "a VTKHDF file, which VTK and ParaView read");
 }
 
 void cli_CheckSimulation(const std::string& path, ORXSimContextID context) {
@@ -118,8 +122,13 @@ void cli_CheckSimulation(const std::string& path, ORXSimContextID context) {
     Refuse(path, kSimulation, "an HDF5 file whose 'sim' is of another class");
 }
 
+bool cli_IsSimulation(const std::string& path) {
+  const std::string bytes = Beginning(path);
+  return bytes.starts_with(kMark) || Exists(path + "-journal") ||
+         (IsHdf5(bytes) && hdf_View::Has(path.c_str(), "sim"));
+}
+
 void cli_RefuseSimulation(const std::string& path) {
-  constexpr std::string_view kMark = "\x93H5J\r\n\x1a\n"; // of a file with a journal, which may be held
   const std::string bytes = Beginning(path);
   if (!IsHdf5(bytes))
     return;

@@ -21,6 +21,10 @@ void cli_RefuseMesh(const std::string& path, ORXSimContextID context);
 /// Refuses an open HDF5 file that holds no simulation.
 void cli_CheckSimulation(const std::string& path, ORXSimContextID context);
 
+/// True for a simulation file, as far as that can be told without opening one that others hold, and for what
+/// has a journal beside it.
+bool cli_IsSimulation(const std::string& path);
+
 /// Refuses a simulation file where a mesh is expected. Needs the library.
 void cli_RefuseSimulation(const std::string& path);
 

@@ -29,6 +29,7 @@ void cli_CheckOutput(const std::string& path, const std::string& input) {
     throw cli_Failure(cli_Exit::kNotThere,
                       "-: expected the name of a file to write, found '-': nothing of this "
                       "goes to standard output (./- is a file of that name)");
+  cli_ExpectFolder(path);
   std::error_code ignored;
   if (std::filesystem::equivalent(path, input, ignored))
     throw cli_Failure(cli_Exit::kUnusable,

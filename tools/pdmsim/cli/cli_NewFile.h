@@ -4,7 +4,7 @@
 #include <string_view>
 
 /// Refuses what no command writes to: "-", since nothing goes to standard output but what is to be read
-/// there, and the file that it reads.
+/// there, a name in a directory that is not there, and the file that it reads.
 /// \param input  the file that is read.
 void cli_CheckOutput(const std::string& path, const std::string& input);
 

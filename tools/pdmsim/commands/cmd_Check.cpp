@@ -92,7 +92,7 @@ check_Report LookAtView(const Options& options) {
 void Check(const Options& options) {
   cli_CatchSignals();
   ORXSimManager::SetWaitingTime(1000 * options.opening.wait);
-  check_Report report = view_IsView(options.opening.file) ? LookAtView(options) : Look(options);
+  check_Report report = view_IsForViewers(options.opening.file) ? LookAtView(options) : Look(options);
   if (std::error_code ignored; std::filesystem::is_regular_file(options.opening.file, ignored))
     check_Beside(report);
   if (options.json)
@@ -115,7 +115,7 @@ void cmd_AddCheck(CLI::App& program) {
   CLI::App* command = program.add_subcommand("check", "See whether a simulation file is sound");
   cmd_AddOpening(*command, options->opening);
   command->add_flag("--untrusted", options->untrusted, "read the file in a child process with limits");
-  command->add_flag("--json", options->json, "print JSON, for scripts");
+  cmd_AddJson(*command, options->json);
   command->footer(kFooter);
   command->callback([options] { Check(*options); });
 }

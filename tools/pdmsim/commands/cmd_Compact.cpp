@@ -5,6 +5,7 @@
 #include <pdmsim/cli/cli_Input.h>
 #include <pdmsim/cli/cli_Library.h>
 #include <pdmsim/cli/cli_NewFile.h>
+#include <pdmsim/cli/cli_NewFiles.h>
 #include <pdmsim/cli/cli_Progress.h>
 #include <pdmsim/commands/cmd_Opening.h>
 #include <pdmsim/show/show_Text.h>
@@ -189,6 +190,8 @@ void Run(const Options& options) {
   ORXSimManager::SetWaitingTime(1000 * options.wait);
   if (options.output == "-")
     cli_CheckOutput(options.output, options.file);
+  if (!options.output.empty())
+    cli_ExpectFolder(options.output);
   const struct stat status = StatusOf(options.file);
   const auto before = static_cast<unsigned long long>(status.st_size);
   std::vector<Orphan> orphans;
@@ -225,7 +228,7 @@ void cmd_AddCompact(CLI::App& program) {
       ->add_flag("--drop-orphans", options->dropOrphans,
                  "list them and leave them out; the numbers of others stay as they are")
       ->excludes(list);
-  command->add_flag("--json", options->json, "print JSON, for scripts");
+  cmd_AddJson(*command, options->json);
   command->footer(kFooter);
   command->callback([options] { Run(*options); });
 }

@@ -143,7 +143,7 @@ void cmd_AddDiff(CLI::App& program) {
       ->check(cli_AtLeast(0));
   command->add_flag("--nan-equal", options->nanEqual, "NaN equals NaN");
   command->add_flag("--by-item", options->byItem, "nodes, elements and blocks by their place, not by label");
-  command->add_flag("--json", options->json, "print JSON, for scripts");
+  cmd_AddJson(*command, options->json);
   command->add_flag("--quiet", options->quiet, "print nothing, the exit code tells");
   command->add_flag("--summary", options->summary, "print the last line only");
   command->footer(kFooter);

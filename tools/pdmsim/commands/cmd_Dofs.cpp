@@ -128,11 +128,7 @@ void Dofs(const Options& options) {
   const msfD_Mesh mesh = file.Mesh();
   const show_Json json = Describe(options, mesh, cmd_FindSystem(options.opening.file, options.system, mesh));
   file.Check();
-  if (options.json)
-    show_PrintJson(json);
-  else
-    Print(json);
-  show_Flush();
+  cmd_PrintFound(json, options.json, Print);
 }
 
 } // namespace
@@ -144,7 +140,7 @@ void cmd_AddDofs(CLI::App& program) {
   command->add_option("SYSTEM", options->system, "name or number of the system (default: the only one)");
   command->add_option("--node", options->node, "label of a node whose DOFs to print")
       ->check(cmd_Whole(std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
-  command->add_flag("--json", options->json, "print JSON, for scripts");
+  cmd_AddJson(*command, options->json);
   command->footer(kFooter);
   command->callback([options] { Dofs(*options); });
 }

@@ -20,8 +20,6 @@
 
 namespace {
 
-constexpr std::string_view kBegins = "\x89PNG";
-
 struct Options {
   sto_Opening opening;
   std::string path, out, system, spy, with = "auto", size = "1200x900";
@@ -143,7 +141,7 @@ show_Json DrawMesh(const Options& options, const sto_File& file, const sto_Mesh&
   const view_Summary view = view_Write(file, request, progress);
   SetChoice(options, draw_Choose(options.opening.file, path, mesh, view.arrays), job);
   job["view"] = request.out;
-  job["drawn"] = draw_Run(job);
+  job["drawn"] = draw_Run(job, options.force);
   return job;
 }
 
@@ -152,7 +150,7 @@ show_Json DrawSpy(const Options& options, const sto_File& file, const sto_Mesh& 
   show_Json job = Job(options, mesh);
   job["spy"] = draw_Spy(mesh, dofs_Number(options.opening.file, system));
   job["spy"]["system"] = system.systemName().cStr();
-  job["drawn"] = draw_Run(job);
+  job["drawn"] = draw_Run(job, options.force);
   return job;
 }
 
@@ -214,7 +212,7 @@ void Draw(const Options& options) {
   if (!options.out.ends_with(".png"))
     throw cli_Failure(cli_Exit::kNotThere, options.out + ": expected a name that ends with .png");
   cli_CheckOutput(options.out, options.opening.file);
-  cli_CheckNewFile(options.out, options.force, kBegins);
+  cli_CheckNewFile(options.out, options.force, draw_kPicture);
   const auto begin = std::chrono::steady_clock::now();
   const sto_File file(options.opening);
   const sto_Mesh mesh(options.opening.file, file.Mesh());

@@ -1,6 +1,7 @@
 #include <pdmsim/commands/cmd_Export.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_Input.h>
 #include <pdmsim/cli/cli_NewFile.h>
 #include <pdmsim/cli/cli_Progress.h>
 #include <pdmsim/commands/cmd_Opening.h>
@@ -43,7 +44,7 @@ sets their names and numbers, values their type. What OUT's format does not hold
 line that lists it; --lossy exports the rest and says each loss in a line on standard error and in "losses"
 of --json. Imported again, an Exodus II file gives what was exported. Steps are counted from 0.
 OUT appears only when it is whole and on the disk; until then its bytes are in OUT.new-PID. --force replaces
-a file of that name.)";
+a file of that name, and no simulation file.)";
 
 /// Refuses options that mean nothing to the format.
 void CheckOptions(const Options& options, const exp_Format& format) {
@@ -121,7 +122,8 @@ void Export(const Options& options) {
   cli_CheckOutput(options.wanted.out, options.opening.file);
   const exp_Format& format = exp_FormatOf(options.wanted.out, options.format);
   CheckOptions(options, format);
-  exp_Files files(options.force);
+  const auto isOther = [](const std::string& path) { return !cli_IsSimulation(path); };
+  exp_Files files(options.force, {"a file that is no simulation file", isOther});
   files.Spare(options.opening.file);
   files.CheckName(options.wanted.out);
   std::vector<std::string> losses;

@@ -239,11 +239,7 @@ void Info(const Options& options) {
   const show_NamesInUse inUse(names);
   const show_Json json = Describe(options, file);
   file.Check();
-  if (options.json)
-    show_PrintJson(json);
-  else
-    Print(json);
-  show_Flush();
+  cmd_PrintFound(json, options.json, Print);
 }
 
 } // namespace
@@ -252,7 +248,7 @@ void cmd_AddInfo(CLI::App& program) {
   auto options = std::make_shared<Options>();
   CLI::App* command = program.add_subcommand("info", "Say on one screen what a simulation file is");
   cmd_AddOpening(*command, options->opening);
-  command->add_flag("--json", options->json, "print JSON, for scripts");
+  cmd_AddJson(*command, options->json);
   command->footer(kFooter);
   command->callback([options] { Info(*options); });
 }

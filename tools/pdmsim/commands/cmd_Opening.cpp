@@ -1,7 +1,5 @@
 #include <pdmsim/commands/cmd_Opening.h>
 
-#include <pdmsim/show/show_Text.h>
-
 #include <charconv>
 #include <cstdlib>
 
@@ -48,4 +46,16 @@ void cmd_AddWaiting(CLI::App& command, int& seconds) {
                   "how long to wait for a program that has FILE open (default: not at all)")
       ->type_name("SECONDS")
       ->check(cmd_Whole(0, kLongest));
+}
+
+void cmd_AddJson(CLI::App& command, bool& json) {
+  command.add_flag("--json", json, "print JSON, for scripts");
+}
+
+void cmd_PrintFound(const show_Json& found, bool json, void (*print)(const show_Json&)) {
+  if (json)
+    show_PrintJson(found);
+  else
+    print(found);
+  show_Flush();
 }

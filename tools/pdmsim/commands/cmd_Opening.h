@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pdmsim/show/show_Text.h>
 #include <pdmsim/stored/sto_File.h>
 
 #include <CLI/CLI.hpp>
@@ -16,6 +17,15 @@ void cmd_AddWaitingAndLive(CLI::App& command, sto_Opening& opening);
 /// Adds --wait alone, for a command that needs the file for itself.
 /// \param seconds  receives it.
 void cmd_AddWaiting(CLI::App& command, int& seconds);
+
+/// Adds --json to a command that prints what it finds.
+/// \param json  receives it.
+void cmd_AddJson(CLI::App& command, bool& json);
+
+/// Prints what a command has found.
+/// \param json   as JSON.
+/// \param print  prints it as text otherwise.
+void cmd_PrintFound(const show_Json& found, bool json, void (*print)(const show_Json&));
 
 /// Refuses numbers outside of a range. Unlike CLI11's own it keeps the range out of the help.
 CLI::Validator cmd_Between(double least, double greatest);

@@ -3,6 +3,7 @@
 #include <pdmsim/cli/cli_Failure.h>
 #include <pdmsim/cli/cli_Input.h>
 #include <pdmsim/cli/cli_Library.h>
+#include <pdmsim/commands/cmd_Opening.h>
 #include <pdmsim/show/show_Text.h>
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Journal.h>
@@ -159,7 +160,7 @@ void cmd_AddRecover(CLI::App& program) {
       ->excludes(apply);
   command->add_flag("--discard", options->discard, "remove the journal; what it holds is lost")
       ->excludes(apply);
-  command->add_flag("--json", options->json, "print JSON, for scripts");
+  cmd_AddJson(*command, options->json);
   command->footer(kFooter);
   command->callback([options] { Recover(*options); });
 }

@@ -160,7 +160,7 @@ void cmd_AddShow(CLI::App& program) {
       ->check(cmd_Whole(1))
       ->type_name("N");
   command->add_flag("--all", options->all, "print lists to their end");
-  command->add_flag("--json", options->json, "print JSON, for scripts");
+  cmd_AddJson(*command, options->json);
   command->footer(kFooter);
   command->callback([options] { Show(*options); });
 }

@@ -28,12 +28,12 @@ std::vector<draw_Choice> Choices(const sto_Mesh& mesh, const std::vector<view_Ar
   std::vector<draw_Choice> choices;
   for (const view_Array& array : arrays)
     if (!array.origin.empty())
-      choices.push_back({array.path, array.origin, array.unit, array.width, {}});
-  choices.push_back({"Points", "nodeFields/coordinates", mesh.LengthUnit(), 3, {}});
+      choices.push_back({array.path, array.origin, array.unit, array.width, {}, array.field});
+  choices.push_back({"Points", "nodeFields/coordinates", mesh.LengthUnit(), 3, {}, {}});
   for (const char* const map : {"elementSets/", "regionSets/"})
     for (const mesh_Block& block : mesh.Blocks())
       if (!block.name.empty())
-        choices.push_back({"CellData/block", map + block.name, "", 1, block.id});
+        choices.push_back({"CellData/block", map + block.name, "", 1, block.id, {}});
   return choices;
 }
 
@@ -53,6 +53,23 @@ std::string Hindrance(const std::string& path) {
                                                                                    : "";
 }
 
+/// The choice of a field that is on sets, by the field's own name. Refuses one on several sets, whose values
+/// are an array each. Null for none.
+const draw_Choice* OnOneSet(const std::string& file, const std::string& wanted,
+                            const std::vector<draw_Choice>& choices) {
+  std::vector<const draw_Choice*> found;
+  for (const draw_Choice& choice : choices)
+    if (!choice.field.empty() && (choice.field == wanted || choice.field.ends_with("Fields/" + wanted)))
+      found.push_back(&choice);
+  if (found.size() < 2)
+    return found.empty() ? nullptr : found.front();
+  std::string names;
+  for (const draw_Choice* const choice : found)
+    names += (names.empty() ? "'" : ", '") + choice->shows + "'";
+  throw cli_Failure(cli_Exit::kNotThere, file + ": expected a field on one set to draw, found '" + wanted +
+                                             "' on several: " + names);
+}
+
 } // namespace
 
 draw_Choice draw_Choose(const std::string& file, const std::string& path, const sto_Mesh& mesh,
@@ -64,6 +81,8 @@ draw_Choice draw_Choose(const std::string& file, const std::string& path, const 
     for (const draw_Choice& choice : choices)
       if (choice.shows == map + wanted)
         return choice;
+  if (const draw_Choice* const onSet = OnOneSet(file, wanted, choices))
+    return *onSet;
   std::vector<std::string> names;
   for (const draw_Choice& choice : choices) {
     const std::size_t slash = choice.shows.find('/');

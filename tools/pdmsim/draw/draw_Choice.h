@@ -9,6 +9,7 @@ struct draw_Choice {
   std::string unit;               // "" for none
   std::size_t width = 1;          // numbers a node or an element
   std::optional<long long> block; // the elements of this block are the set that is shown
+  std::string field;              // of a field on a set: the field's own name
 };
 
 /// What a path means: one as `pdmsim show` takes it, what follows "discreteModel/mesh/" in it, or its

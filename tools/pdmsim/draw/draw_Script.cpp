@@ -1,13 +1,13 @@
 #include <pdmsim/draw/draw_Script.h>
 
 #include <pdmsim/cli/cli_Failure.h>
+#include <pdmsim/cli/cli_NewFile.h>
 #include <pdmsim/cli/cli_Program.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <unistd.h>
+#include <iterator>
 
 namespace fs = std::filesystem;
 
@@ -25,27 +25,13 @@ std::string FindScript() {
                                          ", found none; the installation is not whole");
 }
 
-/// The picture until it is whole.
-class Unfinished {
- public:
-  explicit Unfinished(std::string name) : m_name(std::move(name)) {}
-  Unfinished(const Unfinished&) = delete;
-  Unfinished& operator=(const Unfinished&) = delete;
-  ~Unfinished() { ::unlink(m_name.c_str()); }
-  const std::string& Name() const { return m_name; }
-
- private:
-  std::string m_name;
-};
-
 } // namespace
 
-nlohmann::json draw_Run(const nlohmann::json& job) {
+nlohmann::json draw_Run(const nlohmann::json& job, bool force) {
   const std::string out = job["out"], script = FindScript();
-  const Unfinished picture(out + ".new-" + std::to_string(::getpid()) + ".png");
   const cli_Scratch scratch;
   nlohmann::json told = job;
-  told["out"] = picture.Name();
+  told["out"] = scratch.At("picture.png");
   told["result"] = scratch.At("result.json");
   std::ofstream(scratch.At("job.json")) << told;
   cli_Ended ended{kNothingToDrawWith, {}};
@@ -60,8 +46,8 @@ nlohmann::json draw_Run(const nlohmann::json& job) {
               "PDM_PYTHON names another Python");
   if (ended.code != 0)
     throw cli_Failure(cli_Exit::kUnusable, out + ": " + ended.said);
-  if (std::rename(picture.Name().c_str(), out.c_str()) != 0)
-    throw cli_Failure(cli_Exit::kUnusable, out + ": cannot be written");
+  std::ifstream picture(scratch.At("picture.png"), std::ios::binary);
+  cli_WriteNewFile(out, std::string(std::istreambuf_iterator<char>(picture), {}), force, draw_kPicture);
   std::ifstream result(scratch.At("result.json"));
   return nlohmann::json::parse(result, nullptr, false);
 }

@@ -163,10 +163,14 @@ std::pair<int, int> Chosen(const std::string& what, ORXSimDistributionID id, int
   if (!choice.step)
     return {0, choice.most > 0 ? std::min(drawers, choice.most) : drawers};
   const show_Names& names = show_NamesInUse::Get();
-  const int steps = names.Step(id, 0, drawers) ? static_cast<int>(names.Times().size()) : 0;
+  const auto steps = static_cast<int>(names.Times().size());
   if (steps == 0)
-    throw cli_Failure(cli_Exit::kNotThere,
-                      what + ": expected a field with a drawer for each step, found one without: --drawer");
+    throw cli_Failure(cli_Exit::kNotThere, what + ": expected a file with steps for --step, found none");
+  if (!names.Step(id, 0, drawers))
+    throw cli_Failure(cli_Exit::kNotThere, what + ": expected drawers for each of the " +
+                                               std::to_string(steps) + " steps, found " +
+                                               std::to_string(drawers) +
+                                               " that are of no step; --drawer takes one of them");
   if (*choice.step < 0 || *choice.step >= steps)
     refuse("step", steps, *choice.step);
   const int each = drawers / steps;

@@ -57,7 +57,7 @@ void view_Fields::Steps(On on, const std::string& name, std::size_t width, bool 
       part.target += k * Items(on);
       parts.push_back(std::move(part));
     }
-  hdf_ViewShape shape{hdf_ViewType::kDouble, steps.size() * Items(on), width};
+  hdf_ViewShape shape{hdf_Datatype::kDouble, steps.size() * Items(on), width};
   shape.fill = !parts.empty() && isReal(parts.front().rows) ? kNone : -1;
   if (on == kPoints && steps.size() == 1 && width == 3 && constant)
     shape.fill = 0; // the missing component of a vector in the plane
@@ -102,7 +102,7 @@ void view_Fields::WriteMask(const mesh_Set& set) {
     if (item >= 0 && static_cast<std::size_t>(item) < mask.size())
       mask[static_cast<std::size_t>(item)] = 1;
   const std::string path = Take(on, set.name);
-  m_output.Values(path, {hdf_ViewType::kUInt8, mask.size()}, mask);
+  m_output.Values(path, {hdf_Datatype::kUChar, mask.size()}, mask);
   constexpr const char* kMaps[] = {"nodeSets/", "elementSets/", "surfaces/"};
   m_output.Shows(kMaps[static_cast<std::size_t>(set.kind)] + set.name, {});
   m_arrays.push_back({path, true});
@@ -157,8 +157,9 @@ void view_Fields::WriteSetVariable(const mesh_Variables& variables, std::size_t 
   const std::vector<int> items = readSet(m_mesh, set);
   const bool copied =
       !m_output.Maps() || runsOf(items) * Shown(variables.Constant(variable)).size() > kMostRuns;
-  Steps(nodes ? kPoints : kCells, view_NameOnSet(variables.names[variable], set),
-        variables.Components(variable), variables.Constant(variable), [&](std::size_t step) {
+  const std::string map = nodes ? "nodeFields/" : "elementFields/", name = variables.names[variable];
+  Steps(nodes ? kPoints : kCells, view_NameOnSet(name, set), variables.Components(variable),
+        variables.Constant(variable), [&](std::size_t step) {
           std::vector<view_Part> parts;
           if (copied) {
             for (sto_Mesh::Rows& rows : m_mesh.RowsOf(variables.place, variable, entity, step))
@@ -177,9 +178,10 @@ void view_Fields::WriteSetVariable(const mesh_Variables& variables, std::size_t 
             }
           return parts;
         });
+  m_output.Shows(map + view_NameOnSet(name, set), variables.Unit(variable), map + name);
 }
 
-void view_Fields::FieldData(const std::string& name, hdf_ViewType type, std::size_t count,
+void view_Fields::FieldData(const std::string& name, hdf_Datatype::Kind type, std::size_t count,
                             const void* values) {
   const std::string path = "FieldData/" + m_fieldNames.Take(name);
   if (m_output.Begin(path, {type, count}, false))
@@ -198,12 +200,12 @@ void view_Fields::WriteGlobals() {
       values[i * steps.size() + k] = one[i];
   }
   for (std::size_t i = 0; i < names; ++i)
-    FieldData(variables.names[i], hdf_ViewType::kDouble, steps.size(), &values[i * steps.size()]);
+    FieldData(variables.names[i], hdf_Datatype::kDouble, steps.size(), &values[i * steps.size()]);
 }
 
 void view_Fields::WriteIds() {
   for (const auto& [name, id] : mesh_Ids(m_mesh))
-    FieldData(name, hdf_ViewType::kInt64, 1, &id);
+    FieldData(name, hdf_Datatype::kInt64, 1, &id);
 }
 
 void view_Fields::WriteModes(const sto_ModalSystem& system) {
@@ -229,7 +231,7 @@ void view_Fields::WriteModes(const sto_ModalSystem& system) {
     const std::size_t kept = std::min(width, system.components);
     for (std::size_t i = 0; i < m_mesh.Nodes(); ++i)
       std::copy_n(&shape[i * system.components], kept, &shown[i * width]);
-    m_output.Values(path, {hdf_ViewType::kDouble, m_mesh.Nodes(), width}, shown);
+    m_output.Values(path, {hdf_Datatype::kDouble, m_mesh.Nodes(), width}, shown);
     m_output.Shows("modes/" + std::to_string(mode + 1), system.unit);
     m_arrays.push_back({path, true});
   }
@@ -239,7 +241,7 @@ void view_Fields::WriteSteps() {
   const std::vector<double>& times = m_mesh.Times();
   if (m_step) {
     const std::string path = std::string("FieldData/") + view_kTimeValue;
-    if (m_output.Begin(path, {hdf_ViewType::kDouble, 1}, false))
+    if (m_output.Begin(path, {hdf_Datatype::kDouble, 1}, false))
       m_output.Write(path, 0, 1, &times[*m_step], sizeof(double));
     return;
   }
@@ -247,9 +249,9 @@ void view_Fields::WriteSteps() {
     return;
   const std::size_t count = times.size();
   m_output.StepCount(count);
-  m_output.Values("Steps/Values", {hdf_ViewType::kDouble, count}, times);
+  m_output.Values("Steps/Values", {hdf_Datatype::kDouble, count}, times);
   const std::vector<std::int64_t> zeros(count), ones(count, 1);
-  const hdf_ViewShape line{hdf_ViewType::kInt64, count}, table{hdf_ViewType::kInt64, count, 1, true};
+  const hdf_ViewShape line{hdf_Datatype::kInt64, count}, table{hdf_Datatype::kInt64, count, 1, true};
   m_output.Values("Steps/PartOffsets", line, zeros);
   m_output.Values("Steps/NumberOfParts", line, ones);
   m_output.Values("Steps/PointOffsets", line, zeros);

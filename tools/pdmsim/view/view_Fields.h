@@ -44,7 +44,7 @@ class view_Fields {
   template <class PartsOf>
   void Steps(On on, const std::string& name, std::size_t width, bool constant, PartsOf partsOf);
   /// A number of the whole file, or one for each of its steps.
-  void FieldData(const std::string& name, hdf_ViewType type, std::size_t count, const void* values);
+  void FieldData(const std::string& name, hdf_Datatype::Kind type, std::size_t count, const void* values);
   std::size_t Items(On on) const { return on == kPoints ? m_mesh.Nodes() : m_mesh.Elements(); }
   /// The steps that are shown of a field that has some.
   std::vector<std::size_t> Shown(bool constant) const;

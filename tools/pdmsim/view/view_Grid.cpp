@@ -64,11 +64,12 @@ void view_Grid::Write() {
   m_corners.resize(m_mesh.Blocks().size());
   for (const mesh_Block& block : m_mesh.Blocks()) {
     m_cells.push_back(CellsOf(block));
+    m_output.Copied(m_mesh.ConnectivityField(), block.number - 1); // the types, if nothing else
     ReadBlock(m_cells.size() - 1);
   }
-  m_output.Values("NumberOfPoints", {hdf_ViewType::kInt64, 1}, one(m_mesh.Nodes()));
-  m_output.Values("NumberOfCells", {hdf_ViewType::kInt64, 1}, one(m_mesh.Elements()));
-  m_output.Values("NumberOfConnectivityIds", {hdf_ViewType::kInt64, 1}, one(m_ids));
+  m_output.Values("NumberOfPoints", {hdf_Datatype::kInt64, 1}, one(m_mesh.Nodes()));
+  m_output.Values("NumberOfCells", {hdf_Datatype::kInt64, 1}, one(m_mesh.Elements()));
+  m_output.Values("NumberOfConnectivityIds", {hdf_Datatype::kInt64, 1}, one(m_ids));
   WritePoints();
   WriteTypes();
   if (m_ids > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
@@ -108,7 +109,7 @@ void view_Grid::ReadBlock(std::size_t k) {
 }
 
 void view_Grid::WritePoints() {
-  m_output.Rows("Points", {hdf_ViewType::kDouble, m_mesh.Nodes(), 3, true},
+  m_output.Rows("Points", {hdf_Datatype::kDouble, m_mesh.Nodes(), 3, true},
                 {{{m_mesh.CoordinateField(), 0, 0, m_mesh.Nodes(), {}}, 0}}, true);
 }
 
@@ -122,13 +123,13 @@ void view_Grid::WriteTypes() {
     std::fill_n(types.begin() + first, block.elements, static_cast<std::uint8_t>(vtk));
     std::fill_n(blocks.begin() + first, block.elements, block.id);
   }
-  m_output.Values("Types", {hdf_ViewType::kUInt8, cells}, types);
+  m_output.Values("Types", {hdf_Datatype::kUChar, cells}, types);
   const bool wide = std::any_of(m_mesh.Blocks().begin(), m_mesh.Blocks().end(),
                                 [](const mesh_Block& block) { return !std::in_range<int>(block.id); });
   if (wide)
-    m_output.Values("CellData/block", {hdf_ViewType::kInt64, cells}, blocks);
+    m_output.Values("CellData/block", {hdf_Datatype::kInt64, cells}, blocks);
   else
-    m_output.Values("CellData/block", {hdf_ViewType::kInt32, cells},
+    m_output.Values("CellData/block", {hdf_Datatype::kInt, cells},
                     std::vector<int>(blocks.begin(), blocks.end()));
   m_output.Shows("block", {});
 }
@@ -143,7 +144,7 @@ void view_Grid::WriteOffsets() {
       offsets.push_back(offsets.back() + (m_cells[k].polygons ? static_cast<T>(m_corners[k][i])
                                                               : static_cast<T>(m_cells[k].nodes)));
   }
-  m_output.Values("Offsets", {sizeof(T) == 4 ? hdf_ViewType::kInt32 : hdf_ViewType::kInt64, offsets.size()},
+  m_output.Values("Offsets", {sizeof(T) == 4 ? hdf_Datatype::kInt : hdf_Datatype::kInt64, offsets.size()},
                   offsets);
 }
 
@@ -156,12 +157,12 @@ void view_Grid::MapConnectivity() {
     parts.push_back({{m_mesh.ConnectivityField(), block.number - 1, 0, block.elements, {}}, target});
     target += block.elements * block.nodesPerElement;
   }
-  m_output.Rows("Connectivity", {hdf_ViewType::kInt32, m_ids}, parts, true);
+  m_output.Rows("Connectivity", {hdf_Datatype::kInt, m_ids}, parts, true);
 }
 
 template <class T>
 void view_Grid::WriteConnectivity() {
-  const hdf_ViewShape shape{sizeof(T) == 4 ? hdf_ViewType::kInt32 : hdf_ViewType::kInt64, m_ids};
+  const hdf_ViewShape shape{sizeof(T) == 4 ? hdf_Datatype::kInt : hdf_Datatype::kInt64, m_ids};
   if (!m_output.Begin("Connectivity", shape, true))
     return;
   std::size_t target = 0;

@@ -12,25 +12,26 @@ constexpr std::size_t kRows = std::size_t{1} << 18; // rows
 
 const std::string kRoot = "/VTKHDF/";
 
-hdf_ViewType typeOf(ORXSimItemType type) {
+hdf_Datatype::Kind typeOf(ORXSimItemType type) {
   switch (type) {
   case ORXSimItemType::kInt32:
-    return hdf_ViewType::kInt32;
+    return hdf_Datatype::kInt;
   case ORXSimItemType::kInt64:
-    return hdf_ViewType::kInt64;
+    return hdf_Datatype::kInt64;
   case ORXSimItemType::kFloat:
-    return hdf_ViewType::kFloat;
+    return hdf_Datatype::kFloat;
   case ORXSimItemType::kDouble:
     break;
   }
-  return hdf_ViewType::kDouble;
+  return hdf_Datatype::kDouble;
 }
 
 std::string relative(const std::string& file, const std::string& folderOf) {
   namespace fs = std::filesystem;
   const fs::path folder = fs::absolute(folderOf).parent_path();
   std::error_code ignored;
-  const fs::path name = fs::proximate(fs::canonical(file, ignored), fs::canonical(folder, ignored), ignored);
+  const fs::path name =
+      fs::proximate(fs::weakly_canonical(file, ignored), fs::canonical(folder, ignored), ignored);
   return name.empty() ? fs::absolute(file).string() : name.string();
 }
 
@@ -42,8 +43,9 @@ std::size_t size(int n) {
 
 view_Output::view_Output(const std::string& path, const std::string& written, const std::string& source,
                          view_Numbers numbers, const std::string& first, cli_Progress& progress)
-    : m_source(source), m_mapped(relative(source, path)), m_numbers(numbers), m_first(first),
-      m_progress(progress), m_file(written.c_str(), path.c_str()) {
+    : m_source(source), m_mapped(relative(source, written)), m_numbers(numbers),
+      m_first(first.empty() ? "" : relative(first, written)), m_progress(progress),
+      m_file(written.c_str(), path.c_str()) {
   Check(m_file.Group("/VTKHDF"));
 }
 
@@ -54,10 +56,18 @@ void view_Output::Check(bool done) {
 
 void view_Output::Remember(std::size_t nodes, std::size_t elements, bool series) {
   m_record.file = m_mapped;
-  m_record.id = view_FileId(m_source);
+  if (Maps()) // a file that others write to is not looked into from outside
+    m_record.id = view_FileId(m_source);
   m_record.nodes = static_cast<std::int64_t>(nodes);
   m_record.elements = static_cast<std::int64_t>(elements);
   m_record.series = series;
+}
+
+void view_Output::Copied(ORXSimDistributionID distribution, int drawer) {
+  if (!Maps()) // then nobody asks, and what is read live has no place that others see
+    return;
+  const std::string path = ORXSimDistributionRef(distribution).DatasetPath(drawer).CStr();
+  m_record.copied[path.substr(path.starts_with('/') ? 1 : 0)];
 }
 
 void view_Output::Text(const char* name, const std::string& text) {
@@ -119,6 +129,8 @@ void view_Output::Copy(const std::string& path, const hdf_ViewShape& shape,
                        const std::vector<view_Part>& parts, bool write) {
   for (const view_Part& part : parts) {
     const sto_Mesh::Rows& rows = part.rows;
+    if (write)
+      Copied(rows.distribution, rows.drawer);
     if (!part.places.empty()) {
       Scatter<T>(path, shape, part);
       continue;
@@ -141,7 +153,7 @@ void view_Output::Copy(const std::string& path, const hdf_ViewShape& shape,
 
 void view_Output::Rows(const std::string& path, hdf_ViewShape shape, const std::vector<view_Part>& parts,
                        bool shared) {
-  shape.type = hdf_ViewType::kInt32; // the widest of the drawers' types
+  shape.type = hdf_Datatype::kInt; // the widest of the drawers' types
   for (const view_Part& part : parts)
     shape.type = std::max(
         shape.type, typeOf(ORXSimDistributionRef(part.rows.distribution).Drawer(part.rows.drawer).Type()));
@@ -154,14 +166,14 @@ void view_Output::Rows(const std::string& path, hdf_ViewShape shape, const std::
   if (mapped ? m_numbers != view_Numbers::kChecked : !Begin(path, shape, shared))
     return;
   switch (shape.type) {
-  case hdf_ViewType::kUInt8:
-  case hdf_ViewType::kInt32:
+  case hdf_Datatype::kUChar:
+  case hdf_Datatype::kInt:
     return Copy<int>(path, shape, parts, !mapped);
-  case hdf_ViewType::kInt64:
+  case hdf_Datatype::kInt64:
     return Copy<long long>(path, shape, parts, !mapped);
-  case hdf_ViewType::kFloat:
+  case hdf_Datatype::kFloat:
     return Copy<float>(path, shape, parts, !mapped);
-  case hdf_ViewType::kDouble:
+  case hdf_Datatype::kDouble:
     return Copy<double>(path, shape, parts, !mapped);
   }
 }
@@ -185,13 +197,21 @@ void view_Output::Write(const std::string& path, std::size_t first, std::size_t 
   m_progress.Advance(static_cast<double>(bytes));
 }
 
-void view_Output::Shows(std::string origin, std::string unit) {
+void view_Output::Shows(std::string origin, std::string unit, std::string field) {
   m_arrays.back().origin = std::move(origin);
   m_arrays.back().unit = std::move(unit);
+  m_arrays.back().field = std::move(field);
 }
 
 void view_Output::Finish() {
-  Check((!Maps() || m_record.Write(m_file)) && m_file.Finish());
+  if (Maps()) {
+    const hdf_ForeignFile source(m_source);
+    for (std::string& path : view_MeshDatasets(source))
+      m_record.copied.try_emplace(std::move(path));
+    for (auto& [path, digest] : m_record.copied)
+      digest = view_Digest(source, path);
+  }
+  Check((m_record.file.empty() || m_record.Write(m_file)) && m_file.Finish());
 }
 
 std::string view_Names::Take(std::string wanted) {

@@ -30,7 +30,8 @@ struct view_Array {
   bool mapped = false;
   std::string origin = {}; // what of the mesh it shows, "nodeFields/label"; "" for the grid itself
   std::string unit = {};
-  std::size_t width = 1; // numbers in a row
+  std::size_t width = 1;  // numbers in a row
+  std::string field = {}; // of a field on a set: the field's own name, "nodeFields/reaction"
 };
 
 /// One VTKHDF file being written. Datasets of a view are mapped onto the simulation file where its rows
@@ -41,14 +42,15 @@ class view_Output {
   /// \param written  where it is written until then.
   /// \param source  of the simulation file.
   /// \param numbers  how those of the simulation file come in.
-  /// \param first   the first file of the series that this one belongs to, "" for none: what that holds is
+  /// \param first   the first file of the series that this one belongs to, which need not have its name yet,
+  ///                "" for none: what that holds is
   ///                mapped from there instead of being copied again.
   view_Output(const std::string& path, const std::string& written, const std::string& source,
               view_Numbers numbers, const std::string& first, cli_Progress& progress);
 
   bool Maps() const { return m_numbers != view_Numbers::kCopied; }
 
-  /// Notes what the simulation file is now, for view_CheckSources.
+  /// Notes what the simulation file is now, for view_CheckSources; what is never told is no view.
   void Remember(std::size_t nodes, std::size_t elements, bool series);
   void Text(const char* name, const std::string& text);
   void Numbers(const char* name, std::vector<std::int64_t> numbers);
@@ -71,9 +73,12 @@ class view_Output {
   void Write(const std::string& path, std::size_t first, std::size_t count, const void* values,
              std::size_t bytes);
 
+  /// Notes that the view has numbers of its own of a drawer.
+  void Copied(ORXSimDistributionID distribution, int drawer);
   /// Says what of the mesh the array made last shows.
-  void Shows(std::string origin, std::string unit);
-  /// Writes down what was mapped, and the file.
+  /// \param field  as of view_Array.
+  void Shows(std::string origin, std::string unit, std::string field = {});
+  /// Writes down what was told to be remembered, and the file.
   void Finish();
   const std::vector<view_Array>& Arrays() const { return m_arrays; }
 

@@ -51,13 +51,12 @@ class Writer {
   void Write(const std::string& path, std::optional<std::size_t> step) {
     const bool first = m_first.empty();
     view_Output output(path, m_files.Add(path, kView), m_mesh.Path(), m_request.numbers, m_first, m_progress);
-    if (output.Maps())
-      output.Remember(m_mesh.Nodes(), m_mesh.Elements(), m_request.series);
+    output.Remember(m_mesh.Nodes(), m_mesh.Elements(), m_request.series);
     std::vector<std::string> notes = view_WriteMesh(m_mesh, step, m_request.system, output);
     m_summary.files.push_back(path);
     if (!first)
       return;
-    m_first = fs::path(path).filename().string();
+    m_first = cli_LinkTarget(path);
     m_summary.arrays = output.Arrays();
     m_summary.notes = std::move(notes);
   }
@@ -186,6 +185,10 @@ const sto_ModalSystem* view_FindSystem(const std::string& file, const std::vecto
   return found;
 }
 
-bool view_IsView(const std::string& path) {
+bool view_IsForViewers(const std::string& path) {
   return hdf_View::Has(path.c_str(), "VTKHDF") && !hdf_View::Has(path.c_str(), "sim");
+}
+
+bool view_IsView(const std::string& path) {
+  return view_IsForViewers(path) && hdf_View::Has(path.c_str(), view_Record::kGroup);
 }

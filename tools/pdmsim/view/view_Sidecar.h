@@ -43,3 +43,5 @@ const sto_ModalSystem* view_FindSystem(const std::string& file, const std::vecto
 
 /// True for a file that view_Write has made.
 bool view_IsView(const std::string& path);
+/// True for a file that viewers read, a view or not.
+bool view_IsForViewers(const std::string& path);

@@ -44,7 +44,8 @@ class Differences {
 
   /// True when one that has all that was mapped is another file all the same.
   bool IsAnother(const std::string& name) const {
-    return m_recorded && name == m_record.file && view_FileId(Path(name)) != m_record.id;
+    return m_recorded && name == m_record.file && view_FileId(Path(name)) != m_record.id &&
+           !m_record.HasCopied(Path(name));
   }
 
   /// Names are relative to where the view itself lies, whatever links lead to it.
@@ -115,7 +116,7 @@ std::vector<view_Finding> view_CheckSources(const std::string& path) {
     std::error_code ignored;
     if (!fs::is_regular_file(file, ignored))
       findings.push_back({its + " is not there: all that is mapped from it reads as zeros"});
-    else if (!view_IsView(file) && ORXSimJournal::Read(file.c_str()).exists)
+    else if (!view_IsForViewers(file) && ORXSimJournal::Read(file.c_str()).exists)
       findings.push_back({its + " has a journal, which viewers do not see"});
     else if (const std::string difference = differences.Of(source.file); !difference.empty())
       findings.push_back({its + " cannot be shown: " + difference});

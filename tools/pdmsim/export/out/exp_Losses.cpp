@@ -100,6 +100,21 @@ std::vector<std::string> exp_Losses(const mesh_Source& mesh, const exp_Holds& ho
   return Losses(mesh, holds).All();
 }
 
+std::vector<std::string> exp_VtkLosses(const mesh_Source& mesh, bool setVariables) {
+  std::vector<std::string> losses = exp_Losses(mesh, {.nodeSets = true,
+                                                      .elementSets = true,
+                                                      .maps = true,
+                                                      .polygons = true,
+                                                      .globals = true,
+                                                      .setVariables = setVariables,
+                                                      .components = true,
+                                                      .integers = true,
+                                                      .constants = true});
+  for (std::string& line : exp_UnknownTypes(mesh))
+    losses.push_back(std::move(line));
+  return losses;
+}
+
 std::vector<std::string> exp_UnknownTypes(const mesh_Source& mesh) {
   std::vector<std::string> losses;
   for (const mesh_Block& block : mesh.Blocks())

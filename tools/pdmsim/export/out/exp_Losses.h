@@ -22,6 +22,10 @@ const char* exp_SetName(mesh_SetKind kind);
 /// What a format that keeps this much loses of the mesh, one line each, Notes() among them.
 std::vector<std::string> exp_Losses(const mesh_Source& mesh, const exp_Holds& holds);
 
+/// What VTK's formats lose of the mesh, one line each, names aside.
+/// \param setVariables  whether they keep variables of node and element sets.
+std::vector<std::string> exp_VtkLosses(const mesh_Source& mesh, bool setVariables);
+
 /// The same of the types of elements that only few formats have names for.
 std::vector<std::string> exp_UnknownTypes(const mesh_Source& mesh);
 

@@ -9,16 +9,6 @@
 
 namespace {
 
-constexpr exp_Holds kHolds{.nodeSets = true,
-                           .elementSets = true,
-                           .maps = true,
-                           .polygons = true,
-                           .globals = true,
-                           .setVariables = true,
-                           .components = true,
-                           .integers = true,
-                           .constants = true};
-
 /// Says which names cannot stay: of several arrays with one name, or with a slash in it.
 class Names {
  public:
@@ -77,9 +67,7 @@ void takeFieldNames(const mesh_Source& mesh, std::vector<std::string>& losses) {
 } // namespace
 
 std::vector<std::string> vhdf_Losses(const exp_Task& task) {
-  std::vector<std::string> losses = exp_Losses(task.mesh, kHolds);
-  for (std::string& line : exp_UnknownTypes(task.mesh))
-    losses.push_back(std::move(line));
+  std::vector<std::string> losses = exp_VtkLosses(task.mesh, true);
   for (const std::string& name : task.mesh.Variables(mesh_Place::kSideSets).names)
     losses.push_back("the field " + name + " of " + exp_PlaceName(mesh_Place::kSideSets));
   takeNames(task.mesh, true, losses);

@@ -47,8 +47,7 @@ vtu_Writer::vtu_Writer(const exp_Task& task, const vtu_Arrays& arrays, std::size
       m_sink(m_out, task.wanted.packed) {}
 
 void vtu_Writer::Write() {
-  m_out << "<?xml version=\"1.0\"?>\n<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" "
-           "byte_order=\"LittleEndian\" header_type=\"UInt64\""
+  m_out << vtu_kHead << " version=\"1.0\" byte_order=\"LittleEndian\" header_type=\"UInt64\""
         << (m_task.wanted.packed ? " compressor=\"vtkZLibDataCompressor\"" : "")
         << ">\n<UnstructuredGrid>\n<FieldData>\n";
   AddFieldData();

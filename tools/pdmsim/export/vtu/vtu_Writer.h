@@ -6,6 +6,10 @@
 #include <pdmsim/export/vtu/vtu_Sink.h>
 
 #include <functional>
+#include <string_view>
+
+/// What every file of these begins with.
+inline constexpr std::string_view vtu_kHead = "<?xml version=\"1.0\"?>\n<VTKFile type=\"UnstructuredGrid\"";
 
 /// Writes one step of a mesh as a VTU file with appended raw numbers.
 class vtu_Writer {
