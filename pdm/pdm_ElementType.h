@@ -104,8 +104,10 @@ inline constexpr Prefix kPrefixes[] = {
 } // namespace detail::elements
 
 /// Finds a type by its name, whatever its case and with or without the number: HEX, hex8 and HEXAHEDRON are
-/// one; BEAM, TRUSS and EDGE are BAR; TRIANGLE is TRI; TRISHELL and SHELL3 are one. \param type   as the mesh
-/// calls it. \param nodes  that an element has. \return null for what is not known.
+/// one; BEAM, TRUSS and EDGE are BAR; TRIANGLE is TRI; TRISHELL and SHELL3 are one.
+/// \param type   as the mesh calls it.
+/// \param nodes  that an element has.
+/// \return null for what is not known.
 inline const ElementType* find_element_type(std::string_view type, std::size_t nodes) {
   std::string wanted(type);
   std::transform(wanted.begin(), wanted.end(), wanted.begin(),

@@ -115,7 +115,8 @@ class Mesh : public detail::Part {
   void set_times(std::span<const double> times) const;
   /// Adds a step. One commit point, unless an update is open. Cost: O(steps), and the times
   /// before stay in the file until it is compacted without orphans; a solver that knows its times sets them
-  /// all at once. \param time  greater than all before.
+  /// all at once.
+  /// \param time  greater than all before.
   void append_time(double time) const {
     std::vector<double> all = times();
     all.push_back(time);

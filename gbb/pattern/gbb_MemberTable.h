@@ -16,8 +16,8 @@ struct gbb_Member {
   static constexpr const char* name() { return Name.chars; }
 };
 
-/// One child of a schema class: its name, its index, the handle's operation that gives it, and of a child object
-/// the one that sets it.
+/// One child of a schema class: its name, its index, the handle's operation that gives it, and of a child
+/// object the one that sets it.
 template <gbb_Text Name, int Index, auto Getter, auto Setter = nullptr>
 struct gbb_ChildMember {
   static constexpr const auto& kName = Name;

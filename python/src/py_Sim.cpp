@@ -119,6 +119,11 @@ void close(const Sim& self) {
   self.session->call({}, [&] { self.session->sim().close(); });
 }
 
+py::object file_of(const Sim& self) {
+  return py::module_::import("os").attr("fsdecode")(
+      py::bytes(self.call([](const pdm::Sim& sim) { return sim.state()->file; })));
+}
+
 void define_sim(py::module_& module) {
   py::class_<Sim>(module, "Sim", R"(One simulation file, open; a context manager that closes it.
 
@@ -138,13 +143,7 @@ pdm_core.Error: a.pdm: discreteModel/mesh: find a collection: the file is closed
       .def_property_readonly(
           "is_open", [](const Sim& self) { return self.session->sim().is_open(); },
           "Whether the file is still open.")
-      .def_property_readonly(
-          "file",
-          [](const Sim& self) {
-            return py::module_::import("os").attr("fsdecode")(
-                py::bytes(self.call([](const pdm::Sim& sim) { return sim.state()->file; })));
-          },
-          "The name of the file as it was opened.")
+      .def_property_readonly("file", &file_of, "The name of the file as it was opened.")
       .def_property_readonly(
           "writable",
           [](const Sim& self) { return self.call([](const pdm::Sim& sim) { return sim.writable(); }); },
