@@ -124,6 +124,10 @@ py::object file_of(const Sim& self) {
       py::bytes(self.call([](const pdm::Sim& sim) { return sim.state()->file; })));
 }
 
+auto model(const Sim& self) {
+  return py_Give(self.session, self.call([](const pdm::Sim& sim) { return sim.model(); }));
+}
+
 void define_sim(py::module_& module) {
   py::class_<Sim>(module, "Sim", R"(One simulation file, open; a context manager that closes it.
 
@@ -152,12 +156,7 @@ pdm_core.Error: a.pdm: discreteModel/mesh: find a collection: the file is closed
           "has_model",
           [](const Sim& self) { return self.call([](const pdm::Sim& sim) { return sim.has_model(); }); },
           "Whether it has a model.")
-      .def_property_readonly(
-          "model",
-          [](const Sim& self) {
-            return py_Give(self.session, self.call([](const pdm::Sim& sim) { return sim.model(); }));
-          },
-          "The model. Raises when there is none.")
+      .def_property_readonly("model", &model, "The model. Raises when there is none.")
       .def(
           "create_model",
           [](const Sim& self) {
