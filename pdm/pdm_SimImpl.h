@@ -92,6 +92,9 @@ inline void Sim::close() {
 inline Object Sim::operator[](std::string_view path) const {
   constexpr const char* kOperation = "find an object";
   const std::string whole(path);
+  if (whole.find('\0') != std::string::npos)
+    detail::refuse(m_state.get(), whole.substr(0, whole.find('\0')), kOperation,
+                   "a path must not contain NUL");
   return detail::run(*this, kOperation, [&] {
     const gbb_Handle found = detail::object_at(*m_state, whole);
     if (!found) {

@@ -36,7 +36,5 @@ py_Numbers::py_Numbers(const pdm::Error& where, const py::object& values, std::o
 }
 
 std::vector<int> py_Items(const pdm::Error& where, const py::object& items) {
-  const py_Numbers all(where, items, pdm::Type::int32);
-  const auto* const first = static_cast<const int*>(all.numbers().data());
-  return {first, first + all.numbers().count()};
+  return py_Line<int>(where, items);
 }

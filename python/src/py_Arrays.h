@@ -19,6 +19,17 @@ class py_Numbers {
   pdm::Numbers m_numbers{nullptr, 0, pdm::Type::float64};
 };
 
+/// Numbers of one axis that Python gave; as py_Numbers.
+template <class T>
+std::vector<T> py_Line(const pdm::Error& where, const py::object& values) {
+  const py_Numbers all(where, values, pdm::type_of<T>);
+  if (all.components() != 1)
+    throw pdm::Error(where.file(), where.path(), where.operation(),
+                     "expected an array of one axis, found rows of " + std::to_string(all.components()));
+  const auto* const first = static_cast<const T*>(all.numbers().data());
+  return {first, first + all.numbers().count()};
+}
+
 /// 0-based items that Python gave; as py_Numbers.
 std::vector<int> py_Items(const pdm::Error& where, const py::object& items);
 

@@ -47,10 +47,10 @@ py::object read_slice(const Drawer& self, const py::slice& slice) {
 py::object read_index(const Drawer& self, const py::object& index) {
   if (py::isinstance<py::slice>(index))
     return read_slice(self, index.cast<py::slice>());
-  if (!py::isinstance<py::int_>(index))
+  if (!py_IsNumber(index))
     return read_rows(self, 0, std::numeric_limits<int>::max()).attr("__getitem__")(index);
   const int rows = self.call([](const pdm::Drawer& drawer) { return drawer.rows(); });
-  const int row = py_Index(self, "row", index.cast<py::ssize_t>(), rows);
+  const int row = py_Index(self, "row", py_Number(index), rows);
   return read_rows(self, row, row + 1).attr("__getitem__")(0);
 }
 
@@ -141,8 +141,8 @@ Drawer drawer_at(const Field& self, py::ssize_t index) {
 }
 
 py::object field_item(const Field& self, const py::object& index) {
-  if (py::isinstance<py::int_>(index))
-    return py::cast(drawer_at(self, index.cast<py::ssize_t>()));
+  if (py_IsNumber(index))
+    return py::cast(drawer_at(self, py_Number(index)));
   return read_index(only(self, "read a field"), index);
 }
 

@@ -20,9 +20,7 @@ Surface create_surface(const Surfaces& self, const py_Text& name, const py::obje
 }
 
 std::vector<double> times_from(const Mesh& self, const py::object& times) {
-  const py_Numbers all({py_FileOf(self), self.path(), "set the times", {}}, times, pdm::Type::float64);
-  const auto* const first = static_cast<const double*>(all.numbers().data());
-  return {first, first + all.numbers().count()};
+  return py_Line<double>({py_FileOf(self), self.path(), "set the times", {}}, times);
 }
 
 Block create_block(const Mesh& self, const py_Text& name, const std::string& type, const py::object& nodes) {

@@ -74,7 +74,7 @@ py::object child_at(const Children& self, py::ssize_t index) {
 
 py::object children_at(const Children& self, const py::object& index) {
   if (!py::isinstance<py::slice>(index))
-    return child_at(self, index.cast<py::ssize_t>());
+    return child_at(self, py_Number(index));
   py::ssize_t first = 0, last = 0, step = 0, length = 0;
   if (!index.cast<py::slice>().compute(count_of(self), &first, &last, &step, &length))
     throw py::error_already_set();

@@ -1,8 +1,11 @@
 #include "py_Session.h"
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 namespace {
 
@@ -51,7 +54,54 @@ void set_error(const py::object& fault) {
   PyErr_SetObject(fault.get_type().ptr(), fault.ptr());
 }
 
+/// The calls of all threads at the end of the interpreter.
+struct Calls {
+  std::atomic<int> busy = 0; // from letting the lock go until it is there again
+  std::atomic<bool> ending = false;
+  std::atomic<unsigned long> last = 0; // the thread that ends the interpreter
+};
+constinit Calls s_calls;
+
+/// The end of a call in a thread that outlives the interpreter.
+[[noreturn]] void stop() {
+  --s_calls.busy;
+  for (;;)
+    ::pause();
+}
+bool must_stop() {
+  return s_calls.ending && s_calls.last != PyThread_get_thread_ident();
+}
+
+void await_calls() {
+  using namespace std::chrono_literals;
+  constexpr auto kMost = 5s; // an opening that waits for another process is not worth more
+  s_calls.last = PyThread_get_thread_ident();
+  s_calls.ending = true;
+  const py::gil_scoped_release released;
+  for (const auto begin = std::chrono::steady_clock::now();
+       s_calls.busy > 0 && std::chrono::steady_clock::now() - begin < kMost;)
+    std::this_thread::sleep_for(1ms);
+}
+
 } // namespace
+
+py_Released::py_Released() noexcept {
+  ++s_calls.busy;
+  m_state = PyEval_SaveThread();
+  if (must_stop())
+    stop();
+}
+
+py_Released::~py_Released() {
+  if (must_stop())
+    stop();
+  PyEval_RestoreThread(m_state);
+  --s_calls.busy;
+}
+
+void py_WatchTheEnd() {
+  py::module_::import("atexit").attr("register")(py::cpp_function(&await_calls));
+}
 
 unsigned py_Forks() noexcept {
   return s_forks.load(std::memory_order_relaxed);
@@ -62,6 +112,7 @@ void py_TakeLines() {
                    [] {
                      Heard::Get().Free();
                      ++s_forks;
+                     s_calls.busy = 0; // the other threads are the parent's
                    });
   err_InstallSink(
       [](const char* text, void* heard) {

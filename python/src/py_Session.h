@@ -51,6 +51,22 @@ void py_TakeLines();
 /// \return how often this process has become another one by fork().
 unsigned py_Forks() noexcept;
 
+/// Lets go of the interpreter's lock for its lifetime. Python ends a thread that asks for the lock after the
+/// interpreter's end, which C++ takes for a fault: such a thread stops here instead, as long as the process
+/// lives. REQUIRES the interpreter.
+class py_Released {
+ public:
+  py_Released() noexcept;
+  py_Released(const py_Released&) = delete;
+  py_Released& operator=(const py_Released&) = delete;
+  ~py_Released();
+
+ private:
+  PyThreadState* m_state;
+};
+/// Lets the calls of other threads end before the interpreter does. A process needs it once.
+void py_WatchTheEnd();
+
 struct py_KnownClass;
 /// \return the class that was made known last, with those before it. Threads: any.
 const py_KnownClass* py_KnownClasses() noexcept;
@@ -76,7 +92,7 @@ class py_Session {
       ~Heard() { py_PassOnLines(); }
     } const heard;
     require_own(path);
-    const py::gil_scoped_release released;
+    const py_Released released;
     const std::lock_guard turn(m_turn);
     if (m_known != py_KnownClasses()) [[unlikely]]
       learn();
@@ -188,6 +204,18 @@ void py_TranslateErrors();
 template <class T>
 std::string py_FileOf(const py_Bound<T>& self) {
   return self.value.state() == nullptr ? std::string() : self.value.state()->file;
+}
+
+/// \return whether it is a number of Python or numpy, but no array.
+inline bool py_IsNumber(const py::object& value) {
+  return PyIndex_Check(value.ptr()) != 0 && !py::isinstance<py::array>(value);
+}
+/// \return a number of Python. Raises a TypeError for what is none, an IndexError for one out of all range.
+inline py::ssize_t py_Number(const py::object& value) {
+  const py::ssize_t number = PyNumber_AsSsize_t(value.ptr(), PyExc_IndexError);
+  if (number == -1 && PyErr_Occurred() != nullptr)
+    throw py::error_already_set();
+  return number;
 }
 
 /// An index from Python, which counts from the end when it is negative.

@@ -82,7 +82,7 @@ Sim make(double wait, Open&& open) {
   struct Heard {
     ~Heard() { py_PassOnLines(); }
   } const heard;
-  const py::gil_scoped_release released;
+  const py_Released released;
   if (!(wait > 0))
     return {std::make_shared<py_Session>(open())};
   static std::mutex* const waiting = new std::mutex;
@@ -235,6 +235,7 @@ False
 
 PYBIND11_MODULE(_pdm_core, module) {
   py_TakeLines();
+  py_WatchTheEnd();
   py_TranslateErrors();
   py_DefineBulk(module);
   py_DefineFields(module);

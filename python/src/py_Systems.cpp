@@ -27,9 +27,10 @@ py::object typed(const std::shared_ptr<py_Session>& session, pdm::System system)
 }
 
 py::object find(const Systems& self, const py::object& which) {
-  if (py::isinstance<py::int_>(which)) {
+  if (!py::isinstance<py::str>(which)) {
+    const py::ssize_t number = py_Number(which);
     const int count = self.call([](const pdm::Systems& systems) { return systems.size(); });
-    const int at = py_Index(self, "system", which.cast<py::ssize_t>(), count);
+    const int at = py_Index(self, "system", number, count);
     return typed(self.session, self.call([&](const pdm::Systems& systems) { return systems[at]; }));
   }
   const auto name = which.cast<py_Text>();
@@ -70,9 +71,7 @@ py::object create(const Systems& self, const py_Text& name, const py::object& ki
 
 template <class T>
 std::vector<T> vector_of(const System& self, const char* operation, const py::object& values) {
-  const py_Numbers all({py_FileOf(self), self.path(), operation, {}}, values, pdm::type_of<T>);
-  const auto* const first = static_cast<const T*>(all.numbers().data());
-  return {first, first + all.numbers().count()};
+  return py_Line<T>({py_FileOf(self), self.path(), operation, {}}, values);
 }
 
 py::array equations(const Numbering& self) {

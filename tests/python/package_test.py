@@ -127,6 +127,21 @@ class Package(unittest.TestCase):
             mesh.create_block("x", "TRI3", TRIANGLES[:, ::-1])  # in no one piece
             self.assertEqual([(b.name, b.type, b.connectivity[:].tolist()) for b in mesh.blocks], [("x", "TRI3", TRIANGLES[:, ::-1].tolist())])
 
+    def test_odd_numbers_and_shapes(self):
+        with pdm.open(self.file, "r+") as sim:
+            mesh = sim.model.mesh
+            systems, temperature, drawer = mesh.systems, mesh.node_fields["temperature"], mesh.node_fields["temperature"][0]
+            self.assertEqual((systems[np.int64(0)].name, temperature[np.int64(-1)].index), ("modal analysis", 1))
+            self.assertEqual(drawer[np.array([0, 2])].tolist(), [0, 2])
+            for thing in (systems, temperature, drawer, systems[0].object.events):
+                self.assertRaises(IndexError, lambda thing=thing: thing[10**30])
+            for thing in (systems, systems[0].object.events):
+                self.assertRaises(TypeError, lambda thing=thing: thing[1.5])
+            for call in (
+                    lambda: mesh.node_sets.create("x", [[0, 1]]), lambda: setattr(mesh, "times", [[0, 1]]),
+                    lambda: setattr(systems[0], "activity", np.zeros((2, 2), int)), lambda: sim["discreteModel\0mesh"]):
+                self.assertRaises(pdm.Error, call)
+
     def test_an_exception_takes_an_update_back(self):
         with pdm.open(self.file, "r+") as sim:
             mesh = sim.model.mesh
