@@ -3,9 +3,7 @@
 
 // A simulation file from C: open a file, read and write its mesh, sets, fields, steps and systems.
 //
-//     pdm_sim* sim = NULL;
-//     pdm_mesh* mesh = NULL;
-//     pdm_field* heat = NULL;
+//     pdm_sim* sim; pdm_mesh* mesh; pdm_field* heat;
 //     if (pdm_open("a.pdm", PDM_READ, &sim) || pdm_sim_mesh(sim, &mesh) ||
 //         pdm_mesh_field(mesh, PDM_NODES, "heat", &heat) || pdm_field_read_double(heat, 0, q, n))
 //       fprintf(stderr, "%s\n", pdm_error_message());
@@ -61,7 +59,7 @@ typedef enum pdm_status {
   PDM_OK = 0,
   PDM_FAILED = 1,       ///< the file or the library refused
   PDM_BAD_HANDLE = 2,   ///< a handle that is NULL, has ended or is of another type
-  PDM_BAD_ARGUMENT = 3, ///< a pointer that is NULL, or a number that means nothing
+  PDM_BAD_ARGUMENT = 3, ///< a pointer that is NULL, a number that means nothing, or a call out of turn
   PDM_SHORT_BUFFER = 4, ///< pdm_error_needed() says what the buffer must have room for
   PDM_NOT_FOUND = 5,    ///< no object of that name, number or time
   PDM_WRONG_TYPE = 6,   ///< numbers that do not all fit into the type
@@ -75,11 +73,11 @@ PDM_API const char* pdm_version(void);
 
 /// \return "FILE: PATH: OPERATION: CAUSE" in one line, without the parts that are empty.
 PDM_API const char* pdm_error_message(void);
-PDM_API const char* pdm_error_file(void);
-PDM_API const char* pdm_error_path(void);
-PDM_API const char* pdm_error_operation(void);
-PDM_API const char* pdm_error_cause(void);
-PDM_API pdm_status pdm_error_status(void);
+PDM_API const char* pdm_error_file(void);      ///< the file, as it was named to pdm_open() or pdm_create()
+PDM_API const char* pdm_error_path(void);      ///< where in it, "discreteModel/mesh/nodeSets/inlet"
+PDM_API const char* pdm_error_operation(void); ///< what was to be done, "open a file"
+PDM_API const char* pdm_error_cause(void);     ///< why it was not, "the handle is NULL"
+PDM_API pdm_status pdm_error_status(void);     ///< what the call answered; PDM_OK before the first failure
 /// \return after PDM_SHORT_BUFFER the count that is needed, else 0.
 PDM_API size_t pdm_error_needed(void);
 
@@ -89,6 +87,12 @@ PDM_API pdm_status pdm_free(void* handle);
 /// Makes another handle of the same object, which is freed on its own.
 /// \return NULL on failure.
 PDM_API void* pdm_share(void* handle);
+/// \return 1 for a handle of any type that has not ended, else 0; never a failure.
+PDM_API int pdm_is_open(const void* handle);
+/// Keeps a failure of a layer above, such as one for another language, as this thread's error.
+/// \param handle  gives file and path; NULL: there are none.
+/// \return `status`.
+PDM_API pdm_status pdm_refuse(void* handle, pdm_status status, const char* operation, const char* cause);
 
 /// \return the number of names, 0 on failure.
 PDM_API int32_t pdm_names_count(pdm_names* names);
@@ -122,7 +126,8 @@ PDM_API pdm_status pdm_refresh(pdm_sim* sim);
 PDM_API pdm_status pdm_set_waiting_time(int32_t milliseconds);
 
 /// Begins an update, which joins all writes into one commit point. Outside of updates each call that writes
-/// is one. An update within another becomes permanent with the outer one.
+/// is one. PDM_BAD_ARGUMENT while another of the Sim is open: what an update takes back is everything since
+/// the last commit point.
 PDM_API pdm_status pdm_begin(pdm_sim* sim, pdm_update** update);
 /// Makes the commit point and ends the handle. After a failure the update is open still.
 PDM_API pdm_status pdm_commit(pdm_update* update);

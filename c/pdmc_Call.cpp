@@ -60,6 +60,13 @@ auto found(All& registry, const void* handle, const char* operation) {
   return at;
 }
 
+/// REQUIRES the lock.
+bool any(const All& registry, std::uint64_t file, const char* const* kind) {
+  return std::any_of(registry.entries.begin(), registry.entries.end(), [&](const auto& numbered) {
+    return numbered.second.file == file && numbered.second.kind == kind;
+  });
+}
+
 template <class Which>
 void end_where(Which&& which) noexcept {
   std::map<std::uintptr_t, Entry> ended; // destroyed without the lock: an update takes back what it wrote
@@ -121,11 +128,20 @@ Entry take(const void* handle, const char* operation, bool& last) {
   const auto at = found(registry, handle, operation);
   Entry entry = std::move(at->second);
   registry.entries.erase(at);
-  last = entry.kind == &Thing<pdm_sim>::kind &&
-         std::none_of(registry.entries.begin(), registry.entries.end(), [&](const auto& other) {
-           return other.second.file == entry.file && other.second.kind == entry.kind;
-         });
+  last = entry.kind == &Thing<pdm_sim>::kind && !any(registry, entry.file, entry.kind);
   return entry;
+}
+
+bool is_open(const void* handle) noexcept {
+  All& registry = all();
+  const std::lock_guard hold(registry.lock);
+  return registry.entries.count(reinterpret_cast<std::uintptr_t>(handle)) != 0;
+}
+
+bool has(std::uint64_t file, const char* const* kind) {
+  All& registry = all();
+  const std::lock_guard hold(registry.lock);
+  return any(registry, file, kind);
 }
 
 void end_file(std::uint64_t file) noexcept {
@@ -152,6 +168,14 @@ void close(const Entry& entry) {
     std::uint64_t file;
   } const ending{entry.file};
   static_cast<Thing<pdm_sim>*>(entry.thing.get())->value.close();
+}
+
+/// Refuses for a layer above, with file and path of a handle of this type.
+/// \param cause  of the failure.
+template <class Handle>
+void refuse_by(void* handle, pdm_status status, const char* operation, const char* cause) {
+  if (handles::find(handle, nullptr, operation).kind == &Thing<Handle>::kind)
+    Use<Handle>(static_cast<Handle*>(handle), operation).refuse(status, cause);
 }
 
 } // namespace
@@ -199,6 +223,23 @@ pdm_status pdm_free(void* handle) {
 
 pdm_status pdm_close(pdm_sim* sim) {
   return call("close a file", [&] { close(handles::find(sim, &Thing<pdm_sim>::kind, "close a file")); });
+}
+
+int pdm_is_open(const void* handle) {
+  return handles::is_open(handle) ? 1 : 0;
+}
+
+pdm_status pdm_refuse(void* handle, pdm_status status, const char* operation, const char* cause) {
+  const char* const what = operation == nullptr ? "" : operation;
+  const char* const why = cause == nullptr ? "" : cause;
+  return call(what, [&] {
+    if (handles::is_open(handle)) {
+      refuse_by<pdm_field>(handle, status, what, why);
+      refuse_by<pdm_mesh>(handle, status, what, why);
+      refuse_by<pdm_system>(handle, status, what, why);
+    }
+    throw Fault(status, {}, {}, what, why);
+  });
 }
 
 void* pdm_share(void* handle) {

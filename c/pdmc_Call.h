@@ -79,6 +79,10 @@ Entry find(const void* handle, const char* const* wanted, const char* operation)
 Entry take(const void* handle, const char* operation, bool& last);
 /// Takes out all of a file, and destroys them but for what is still in use.
 void end_file(std::uint64_t file) noexcept;
+/// \return whether there is one of that number.
+bool is_open(const void* handle) noexcept;
+/// \return whether a file has a handle of this kind.
+bool has(std::uint64_t file, const char* const* kind);
 /// Ends all handles of one thing.
 void end_all(const void* thing) noexcept;
 /// \return a number that no file has had.

@@ -72,7 +72,11 @@ pdm_status pdm_set_waiting_time(int32_t milliseconds) {
 }
 
 pdm_status pdm_begin(pdm_sim* sim, pdm_update** update) {
-  return make(sim, "begin an update", update, [&](const Use<pdm_sim>& use) { return use->update(); });
+  return make(sim, "begin an update", update, [&](const Use<pdm_sim>& use) {
+    if (handles::has(use.file, &Thing<pdm_update>::kind))
+      use.refuse(PDM_BAD_ARGUMENT, "an update is open: commit it or take it back first");
+    return use->update();
+  });
 }
 
 pdm_status pdm_commit(pdm_update* update) {

@@ -83,7 +83,19 @@ static void write_file(const char* file) {
 
   OK(pdm_begin(sim, &update)); // left to pdm_free(): taken back
   OK(pdm_mesh_create_set(mesh, PDM_NODES, "gone", inlet, 2, 0, NULL));
-  OK(pdm_free(update));
+  pdm_update* inner = update;
+  FAILS(PDM_BAD_ARGUMENT, "an update is open", pdm_begin(sim, &inner));
+  CHECK(inner == NULL);
+  pdm_system* plain = NULL;
+  OK(pdm_mesh_create_system(mesh, "without activity", PDM_MODAL, &plain));
+  int32_t masks[kNodes];
+  FAILS(PDM_NOT_FOUND, "none is stored", pdm_system_activity(plain, masks, kNodes));
+  CHECK(pdm_refuse(plain, PDM_WRONG_TYPE, "compare", "too wide") == PDM_WRONG_TYPE &&
+        strcmp(pdm_error_path(), "discreteModel/mesh/systems/1") == 0);
+  FAILS(PDM_WRONG_TYPE, "compare: too wide", pdm_refuse(NULL, PDM_WRONG_TYPE, "compare", "too wide"));
+  CHECK(pdm_is_open(update) == 1 && pdm_free(update) == PDM_OK && pdm_is_open(update) == 0);
+  OK(pdm_begin(sim, &update)); // since the one before has ended
+  OK(pdm_rollback(update));
   pdm_set* gone = NULL;
   FAILS(PDM_NOT_FOUND, "\"inlet\"", pdm_mesh_set(mesh, PDM_NODES, "gone", &gone));
   OK(pdm_close(sim));
