@@ -79,10 +79,9 @@ contains
     integer, intent(in), optional :: mode
     STAT_AND_ERRMSG
     integer(c_int32_t) :: how
-    integer(c_int) :: ended
     how = pdm_read
     if (present(mode)) how = mode
-    ended = c_free(self%ptr)
+    call end_handle(self%ptr)
     self%ptr = c_null_ptr
     call done(c_open(c_text(file), how, self%ptr), stat, errmsg)
   end subroutine
@@ -97,11 +96,10 @@ contains
     integer, intent(in), optional :: mode
     STAT_AND_ERRMSG
     integer(c_int32_t) :: how
-    integer(c_int) :: ended
     how = 0
     if (present(mode)) how = mode
     if (present(replace)) how = how + merge(c_replace, 0, replace)
-    ended = c_free(self%ptr)
+    call end_handle(self%ptr)
     self%ptr = c_null_ptr
     call done(c_create(c_text(file), how, self%ptr), stat, errmsg)
   end subroutine
@@ -120,7 +118,8 @@ contains
     call done(c_refresh(self%ptr), stat, errmsg)
   end subroutine
 
-  !> Begins to join writes into one commit point.
+  !> Begins to join writes into one commit point. pdm_bad_argument while another update of the Sim is open; an assignment
+  !> ends the one that its variable held in any case.
   function sim_update(self, stat, errmsg) result(update)
     class(pdm_sim), intent(in) :: self
     STAT_AND_ERRMSG

@@ -51,7 +51,12 @@ module pdm_calls
     type(c_ptr) function c_error_cause() bind(C, name="pdm_error_cause"); import; end function
     integer(c_int) function c_error_status() bind(C, name="pdm_error_status"); import; end function
     integer(c_size_t) function c_error_needed() bind(C, name="pdm_error_needed"); import; end function
+    integer(c_int) function c_refuse(handle, status, operation, cause) bind(C, name="pdm_refuse")
+      import; HANDLE(handle); integer(c_int), value :: status
+      TEXT(operation); TEXT(cause)
+    end function
     integer(c_int) function c_free(handle) bind(C, name="pdm_free"); import; HANDLE(handle); end function
+    integer(c_int) function c_is_open(handle) bind(C, name="pdm_is_open"); import; HANDLE(handle); end function
     type(c_ptr) function c_share(handle) bind(C, name="pdm_share"); import; HANDLE(handle); end function
     integer(c_int32_t) function c_names_count(names) bind(C, name="pdm_names_count")
       import; HANDLE(names)

@@ -57,6 +57,7 @@ module pdm_fields
   !> What is said of new numbers, with the texts that C's struct points to. For this layer alone.
   type, public :: options_type
     type(c_field_options) :: c
+    integer :: status = pdm_ok ! of what was said
     character(kind=c_char), allocatable :: unit(:), long_name(:)
   contains
     procedure :: set => options_set
@@ -169,6 +170,26 @@ contains
     read_rows = c_field_read_rows(field%ptr, drawer, first - 1, rows, type_, room, count)
   end function
 
+  !> Refuses an array of two dimensions whose rows are not those of a drawer. How many there are C says.
+  !> \return pdm_ok also where there is no such drawer, which the call says.
+  function fit(field, operation, drawer, found)
+    class(pdm_field), intent(in) :: field
+    character(*), intent(in) :: operation
+    integer(c_int32_t), intent(in) :: drawer
+    integer(c_size_t), intent(in) :: found(:)
+    integer(c_int) :: fit
+    type(c_field_info) :: info
+    character(96) :: cause
+    fit = pdm_ok
+    if (size(found) == 1) return
+    info%size = c_sizeof(info)
+    if (c_field_get_info(field%ptr, drawer, info) /= pdm_ok) return
+    if (info%drawers == 0 .or. found(1) == info%components) return
+    write (cause, '(4(a, i0), a)') 'expected an array (', info%components, ', ', info%rows, '), found (', found(1), ', ', &
+      found(2), ')'
+    fit = refused(field%ptr, pdm_bad_argument, operation, cause)
+  end function
+
   !> C's number of a drawer; the only one where none is said.
   integer(c_int32_t) function drawer_of(drawer)
     integer, intent(in), optional :: drawer
@@ -191,18 +212,21 @@ contains
   subroutine take_field(field, made)
     type(pdm_field), intent(inout), optional :: field
     type(c_ptr), intent(in) :: made
-    integer(c_int) :: ended
     if (present(field)) then
-      ended = c_free(field%ptr)
+      call end_handle(field%ptr)
       field%ptr = made
       field%fresh = .false.
     else
-      ended = c_free(made)
+      call end_handle(made)
     end if
   end subroutine
 
-  subroutine options_set(self, unit, long_name, over, components, replace, deflate, chunk_rows)
+  !> \param owner      of the new numbers.
+  !> \param operation  what a failure calls the call.
+  subroutine options_set(self, owner, operation, unit, long_name, over, components, replace, deflate, chunk_rows)
     class(options_type), intent(inout), target :: self
+    type(c_ptr), intent(in) :: owner
+    character(*), intent(in) :: operation
     character(*), intent(in), optional :: unit, long_name
     type(pdm_set), intent(in), optional :: over
     integer, intent(in) :: components
@@ -219,6 +243,8 @@ contains
       self%c%long_name = c_loc(self%long_name)
     end if
     if (present(over)) self%c%over = over%ptr
+    if (present(over) .and. .not. c_associated(self%c%over)) & ! which C takes for all items
+      self%status = refused(owner, pdm_bad_handle, operation, 'the set of `over` was not found or never set')
     if (present(replace)) self%c%replace = merge(1, 0, replace)
     if (present(deflate)) self%c%deflate = deflate
     if (present(chunk_rows)) self%c%chunk_rows = chunk_rows

@@ -248,7 +248,7 @@ contains
     integer(int32), intent(in) :: elements(:), sides(:)
     STAT_AND_ERRMSG
     if (size(elements) /= size(sides)) then
-      call refuse(pdm_bad_argument, 'create a surface: there must be as many sides as elements', stat, errmsg)
+      call done(refused(self%ptr, pdm_bad_argument, 'create a surface', 'there must be as many sides as elements'), stat, errmsg)
       return
     end if
     call done(c_mesh_create_surface(self%ptr, c_text(name), elements - 1, sides - 1, size(sides, kind=c_size_t)), stat, errmsg)
@@ -270,7 +270,7 @@ contains
     type(options_type), target :: texts
     type(c_ptr) :: made
     integer(c_int) :: status
-    call texts%set(unit=unit, components=0, replace=replace)
+    call texts%set(self%ptr, 'create a field', unit=unit, components=0, replace=replace)
     status = c_mesh_create_field(self%ptr, of, c_text(name), pdm_real64, c_null_ptr, 0_c_size_t, texts%c, made)
     call take_field(field, made)
     call done(status, stat, errmsg)
@@ -324,7 +324,8 @@ contains
     type(c_ptr) :: pattern
     integer(c_int32_t) :: rows
     integer(c_int64_t) :: entries
-    integer :: status, ended
+    integer :: status
+    pattern = c_null_ptr
     status = c_mesh_pattern(self%ptr, numbering%ptr, pattern)
     if (status == pdm_ok) status = c_pattern_size(pattern, rows, entries)
     if (status == pdm_ok) then
@@ -338,7 +339,7 @@ contains
       columns = columns + 1
     end if
     call done(status, stat, errmsg)
-    ended = c_free(pattern)
+    call end_handle(pattern)
   end subroutine
 
 #define EACH "pdm_create_typed.inc"

@@ -5,7 +5,7 @@ module pdm_texts
   use pdm_calls
   implicit none
   private
-  public :: done, refuse, text_of, c_text, take_names
+  public :: done, refused, end_handle, text_of, c_text, take_names
   public :: pdm_message, pdm_failed_file, pdm_failed_path, pdm_failed_operation, pdm_failed_cause
   public :: pdm_needed, pdm_library_version
 
@@ -28,19 +28,22 @@ contains
     error stop 1
   end subroutine
 
-  !> As done(), for what this layer itself refuses.
-  subroutine refuse(status, cause, stat, errmsg)
+  !> Makes what this layer itself refuses the thread's failure.
+  !> \param handle  of the field, mesh or system, whose file and path the message has.
+  !> \return `status`, for done().
+  function refused(handle, status, operation, cause)
+    type(c_ptr), intent(in) :: handle
     integer, intent(in) :: status
-    character(*), intent(in) :: cause
-    integer, intent(out), optional :: stat
-    character(*), intent(inout), optional :: errmsg
-    if (present(errmsg)) errmsg = cause
-    if (present(stat)) then
-      stat = status
-      return
-    end if
-    write (error_unit, '(a)') cause
-    error stop 1
+    character(*), intent(in) :: operation, cause
+    integer(c_int) :: refused
+    refused = c_refuse(handle, status, c_text(operation), c_text(cause))
+  end function
+
+  !> Ends a handle, unless it has ended with its file; never a failure of the thread, whose last one is kept.
+  subroutine end_handle(handle)
+    type(c_ptr), intent(in) :: handle
+    integer(c_int) :: ended
+    if (c_is_open(handle) /= 0) ended = c_free(handle)
   end subroutine
 
   !> A text of C's as one of Fortran's.

@@ -30,7 +30,7 @@ contains
   subroutine failed(code, words, line)
     integer, intent(in) :: code, line
     character(*), intent(in) :: words
-    call check(status == code .and. index(message, words) > 0, line)
+    call check(status == code .and. index(message, words) > 0 .and. message == pdm_message(), line)
     status = -1
     message = ''
   end subroutine
@@ -81,8 +81,44 @@ contains
     call update%commit()
     update = sim%update()
     call mesh%create_set(pdm_nodes, 'gone', [1])
+    call refuse_shapes(mesh)
+    update = sim%update(stat=status, errmsg=message) ! the one that the variable held is taken back
+    call failed(pdm_bad_argument, 'an update is open', __LINE__)
+    update = sim%update()
+    call mesh%create_set(pdm_nodes, 'gone', [1])
     call update%rollback()
     call sim%close()
+  end subroutine
+
+  ! Arrays the other way round, and sets that were not found; all of it within an update that is taken back.
+  subroutine refuse_shapes(mesh)
+    type(pdm_mesh), intent(in) :: mesh
+    type(pdm_set) :: never
+    type(pdm_field) :: x
+    type(pdm_system) :: plain
+    integer, allocatable :: masks(:)
+    real(real64) :: turned(6, 3)
+    turned = 0
+    x = mesh%field(pdm_nodes, 'coordinates')
+    call x%write(turned, stat=status, errmsg=message)
+    call failed(pdm_bad_argument, 'coordinates: write a field: expected an array (3, 6), found (6, 3)', __LINE__)
+    call x%read(turned, stat=status, errmsg=message)
+    call failed(pdm_bad_argument, 'read a field: expected an array (3, 6), found (6, 3)', __LINE__)
+    call x%read(turned(:, 1:1), first=2, stat=status, errmsg=message)
+    call failed(pdm_bad_argument, 'found (6, 1)', __LINE__)
+    call x%append(transpose(turned(:, 1:2)), stat=status, errmsg=message)
+    call failed(pdm_bad_argument, 'append to a field: expected an array (3, 6), found (2, 6)', __LINE__)
+    call x%append(transpose(turned), over=never, stat=status, errmsg=message)
+    call failed(pdm_bad_handle, 'append to a field: the set', __LINE__)
+    call mesh%create_field(pdm_nodes, 'over', [1, 2, 3, 4, 5, 6], over=never, stat=status, errmsg=message)
+    call failed(pdm_bad_handle, 'create a field: the set', __LINE__)
+    call mesh%create_system('plain', pdm_modal, plain)
+    call plain%create_field('over', [1], over=never, stat=status, errmsg=message)
+    call failed(pdm_bad_handle, 'create a field: the set', __LINE__)
+    call plain%get_activity(masks, stat=status, errmsg=message)
+    call failed(pdm_not_found, 'none is stored', __LINE__)
+    call mesh%create_surface('edge', [1], [1, 2], stat=status, errmsg=message)
+    call failed(pdm_bad_argument, 'as many sides as elements', __LINE__)
   end subroutine
 
   subroutine read_file(mode)
