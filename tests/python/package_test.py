@@ -299,17 +299,22 @@ class Package(unittest.TestCase):
             for name, of in zip(types, nodes):
                 mesh.create_block(name, name, [of])
             stress = mesh.element_fields.create("stress")
-            for k in (4, 0):  # some blocks, not in their order
-                stress.append([k + 1], over=mesh.blocks[k].elements)
+            for value in (1, 5, 11, 15):  # two steps
+                stress.append([value], over=mesh.blocks[value % 10 - 1].elements)
+            wide = mesh.element_fields.create("wide")
+            wide.append([[1, 2]], over=mesh.blocks[0].elements)
+            wide.append([3] * 5, over=mesh.element_sets.create("others", [1, 2, 3, 4, 5]))
             mesh.element_fields.create("number", np.arange(len(types)) * 10)
             mesh.node_fields.create("some", [7.0, 5], over=mesh.node_sets.create("two", [2, 1]))
-            other, grid = mesh.to_meshio(), mesh.to_pyvista()
+            other, grid = mesh.to_meshio(), mesh.to_pyvista(step=0)
+            self.assertRaises(IndexError, mesh.to_meshio, 2)
             self.assertEqual(len(mesh.element_index()), len(types))
         np.testing.assert_array_equal(other.cells_dict["wedge"][0], nodes[3])
         np.testing.assert_array_equal(grid.points, points)
         wanted = np.array([1, *[np.nan] * 3, 5, np.nan])
-        np.testing.assert_array_equal(np.concatenate(other.cell_data["stress"]), wanted)
+        np.testing.assert_array_equal(np.concatenate(other.cell_data["stress"]), wanted + 10)
         np.testing.assert_array_equal(grid.cell_data["stress"], wanted)
+        np.testing.assert_array_equal(grid.cell_data["wide"], [[1, 2], *[[3, np.nan]] * 5])
         self.assertEqual([values.tolist() for values in other.cell_data["number"]], [[10 * k] for k in range(len(types))])
         np.testing.assert_array_equal(other.point_data["some"][:4], [np.nan, 5, 7, np.nan])
         volumes = [1 / 6, 1 / 6, 1 / 3, 1 / 2, 1, 1]
