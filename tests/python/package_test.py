@@ -294,7 +294,7 @@ class Package(unittest.TestCase):
             points.append(np.array([*corners[kind], *middles])[:len(nodes[-1])] + [2 * k, 0, 0])
         points = np.concatenate(points)
         with pdm.create(self.file, replace=True) as sim, sim.update():
-            mesh = sim.create_mesh(len(points), len(types))
+            mesh = sim.create_mesh(len(points), len(types) + 1)  # one is in no block
             mesh.node_fields.create("coordinates", points)
             for name, of in zip(types, nodes):
                 mesh.create_block(name, name, [of])
@@ -303,12 +303,12 @@ class Package(unittest.TestCase):
                 stress.append([value], over=mesh.blocks[value % 10 - 1].elements)
             wide = mesh.element_fields.create("wide")
             wide.append([[1, 2]], over=mesh.blocks[0].elements)
-            wide.append([3] * 5, over=mesh.element_sets.create("others", [1, 2, 3, 4, 5]))
-            mesh.element_fields.create("number", np.arange(len(types)) * 10)
+            wide.append([3] * 6, over=mesh.element_sets.create("others", range(1, 7)))
+            mesh.element_fields.create("number", np.arange(len(types) + 1) * 10)
             mesh.node_fields.create("some", [7.0, 5], over=mesh.node_sets.create("two", [2, 1]))
             other, grid = mesh.to_meshio(), mesh.to_pyvista(step=0)
             self.assertRaises(IndexError, mesh.to_meshio, 2)
-            self.assertEqual(len(mesh.element_index()), len(types))
+            self.assertEqual(len(mesh.element_index()), len(types) + 1)
         np.testing.assert_array_equal(other.cells_dict["wedge"][0], nodes[3])
         np.testing.assert_array_equal(grid.points, points)
         wanted = np.array([1, *[np.nan] * 3, 5, np.nan])
