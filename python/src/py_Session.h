@@ -248,7 +248,8 @@ inline bool py_IsNumber(const py::object& value) {
 /// \return a number of Python. Raises a TypeError for what is none, True and False among them, an IndexError
 /// for one out of all range.
 inline py::ssize_t py_Number(const py::object& value) {
-  if (PyBool_Check(value.ptr()))
+  if (std::string_view(Py_TYPE(value.ptr())->tp_name).find("bool") !=
+      std::string_view::npos) // numpy's as well
     throw py::type_error("expected an integer, found a bool");
   const py::ssize_t number = PyNumber_AsSsize_t(value.ptr(), PyExc_IndexError);
   if (number == -1 && PyErr_Occurred() != nullptr)

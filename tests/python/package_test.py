@@ -164,7 +164,8 @@ class Package(unittest.TestCase):
             for thing in (systems, systems[0].object.events):
                 self.assertRaises(TypeError, lambda thing=thing: thing[1.5])
             for thing in (systems, events, temperature, drawer):
-                self.assertRaises(TypeError, lambda thing=thing: thing[True])
+                for truth in (True, np.False_):
+                    self.assertRaises(TypeError, lambda thing=thing, truth=truth: thing[truth])
             for call in (
                     lambda: mesh.node_sets.create("x", [True, False, True, True]), lambda: mesh.node_sets.update({"x": XY[:, 0] > 0}),
                     lambda: mesh.node_sets.create("x", [[0, 1]]), lambda: setattr(mesh, "times", [[0, 1]]),
