@@ -18,6 +18,14 @@ def _narrowed(values, target):
     return there
 
 
+def items(values):
+    """The array, where it can be numbers of items: a mask would be the items 0 and 1."""
+    array = np.asanyarray(values)
+    if array.dtype.kind == "b":
+        raise ValueError("expected the numbers of items, found a mask: numpy.flatnonzero(mask) has them")
+    return array
+
+
 def lossless(values, wanted=None):
     """A contiguous array of a stored type that has the same numbers.
 

@@ -3,13 +3,15 @@
 import itertools
 
 from . import _html, _pdm_core as core
-from ._error import Error
+from ._error import Error, IndexMissing
 
 # VTK's numbers of cell types, as meshio calls them.
 _MESHIO = {
     1: "vertex", 3: "line", 5: "triangle", 7: "polygon", 9: "quad", 10: "tetra", 12: "hexahedron", 13: "wedge",
     14: "pyramid", 21: "line3", 22: "triangle6", 23: "quad8", 24: "tetra10", 25: "hexahedron20", 26: "wedge15",
     27: "pyramid13", 28: "quad9", 29: "hexahedron27", 34: "triangle7"}
+
+_WEDGE = 13
 
 
 def _shape(drawer):
@@ -144,42 +146,78 @@ def _points(mesh):
     return points
 
 
+def _unknown(mesh, block):
+    return Error(mesh._file, mesh.path, "hand a mesh over", f'elements of type "{block.type}" are not known there')
+
+
 def _cells(mesh):
     """VTK's number and [elements][nodes] of each block, nodes in VTK's order."""
     for block in mesh.blocks:
         number, order = block._vtk()
         if number is None:
-            raise Error(mesh.path, "", "hand a mesh over", f'elements of type "{block.type}" are not known there')
+            raise _unknown(mesh, block)
         yield block, number, block.connectivity[:].reshape(len(block), -1)[:, order]
 
 
-def _results(fields, step):
-    """The fields that have a value everywhere, those with steps at one of them."""
+def _drawers(field, step):
+    """The drawers of one step: one for each set that the field is over."""
+    if field.steps == len(field):
+        return [field[0] if len(field) == 1 else field.step(step)]
+    each, at = len(field) // field.steps, step if step >= 0 else step + field.steps
+    if field.steps > 1 and not 0 <= at < field.steps:
+        raise IndexMissing("", field.path, "find a step", f"there is no step {step}, there are {field.steps}")
+    first = at * each if field.steps > 1 else 0
+    return [field[first + i] for i in range(each)]
+
+
+def _everywhere(drawers, count):
+    """A row for each item: NaN where no drawer has numbers of it."""
+    import numpy
+
+    if len(drawers) == 1 and drawers[0].set.is_full:
+        return drawers[0][:]
+    items, widths = [drawer.set.items for drawer in drawers], [drawer.components for drawer in drawers]
+    whole = len(numpy.unique(numpy.concatenate(items))) == count and len(set(widths)) == 1
+    kind = numpy.result_type(*(drawer.dtype for drawer in drawers), *([] if whole else [numpy.float32]))
+    values = numpy.full((count, max(widths)), 0 if whole else numpy.nan, kind)
+    for drawer, rows, width in zip(drawers, items, widths):
+        values[rows, :width] = drawer[:].reshape(-1, width)
+    return values[:, 0] if max(widths) == 1 else values
+
+
+def _results(fields, step, count):
+    """The values of the fields, those with steps at one of them."""
     for name, field in fields.items():
         if name not in ("coordinates", "connectivity", "label") and len(field):
-            drawer = field[0] if len(field) == 1 else field.step(step) if field.steps == len(field) else None
-            if drawer is not None and drawer.set.is_full:
-                yield name, drawer[:]
+            yield name, _everywhere(_drawers(field, step), count)
 
 
 def _to_meshio(self, step=-1):
-    """The mesh as meshio has it, with its sets, and results of one step."""
+    """The mesh as meshio has it, with its sets, and results of one step: NaN where a field has no value."""
     import meshio
     import numpy
 
     blocks = list(_cells(self))
-    cells = [(_MESHIO[number], nodes) for _, number, nodes in blocks]
+    cells = []
+    for block, number, nodes in blocks:
+        if number == _WEDGE:  # meshio has VTK's order but here: as we, it begins with the triangle that looks inwards
+            nodes = nodes[:, [3, 4, 5, 0, 1, 2]]
+        try:
+            cells.append(meshio.CellBlock(_MESHIO[number], nodes))
+        except KeyError:
+            raise _unknown(self, block) from None
     items = [block.elements.items for block, _, _ in blocks]
     sets = {
         name: [numpy.flatnonzero(numpy.isin(block, of)) for block in items] for name, of in self.element_sets.items()}
-    of_elements = {name: [values[block] for block in items] for name, values in _results(self.element_fields, step)}
+    results = _results(self.element_fields, step, self.element_count)
+    of_elements = {name: [values[block] for block in items] for name, values in results}
     return meshio.Mesh(
-        _points(self), cells, point_data=dict(_results(self.node_fields, step)), cell_data=of_elements,
+        _points(self), cells, point_data=dict(_results(self.node_fields, step, self.node_count)), cell_data=of_elements,
         point_sets=dict(self.node_sets.items()), cell_sets=sets)
 
 
 def _to_pyvista(self, step=-1):
-    """The mesh as an unstructured grid of pyvista, with results of one step."""
+    """The mesh as an unstructured grid of pyvista, with results of one step: NaN where a field has no value."""
     import numpy
     import pyvista
 
@@ -192,9 +230,9 @@ def _to_pyvista(self, step=-1):
     none = numpy.zeros(0, int)
     grid = pyvista.UnstructuredGrid(
         numpy.concatenate([none, *cells]), numpy.concatenate([none.astype(numpy.uint8), *types]), _points(self))
-    for name, values in _results(self.node_fields, step):
+    for name, values in _results(self.node_fields, step, self.node_count):
         grid.point_data[name] = values
-    for name, values in _results(self.element_fields, step):
+    for name, values in _results(self.element_fields, step, self.element_count):
         grid.cell_data[name] = values[numpy.concatenate([none, *items])]
     return grid
 

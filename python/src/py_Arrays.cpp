@@ -2,10 +2,11 @@
 
 namespace {
 
-/// What the helper in Python says of an array, with its refusals as errors of the library.
-py::array lossless(const pdm::Error& where, const py::object& values, const py::object& wanted) {
+/// What a helper in Python says of an array, with its refusals as errors of the library.
+template <class... Arguments>
+py::object ask(const char* helper, const pdm::Error& where, const Arguments&... arguments) {
   try {
-    return py::module_::import("pdm_core._arrays").attr("lossless")(values, wanted);
+    return py::module_::import("pdm_core._arrays").attr(helper)(arguments...);
   } catch (const py::error_already_set& fault) {
     if (!fault.matches(PyExc_ValueError) && !fault.matches(PyExc_TypeError))
       throw;
@@ -26,8 +27,8 @@ py::dtype py_Type(pdm::Type type) {
 }
 
 py_Numbers::py_Numbers(const pdm::Error& where, const py::object& values, std::optional<pdm::Type> wanted)
-    : m_array(lossless(where, values,
-                       wanted.has_value() ? py::object(py::str(pdm::name_of(*wanted))) : py::none())) {
+    : m_array(ask("lossless", where, values,
+                  wanted.has_value() ? py::object(py::str(pdm::name_of(*wanted))) : py::none())) {
   py::ssize_t width = 1;
   for (py::ssize_t axis = 1; axis < m_array.ndim(); ++axis)
     width *= m_array.shape(axis);
@@ -36,5 +37,5 @@ py_Numbers::py_Numbers(const pdm::Error& where, const py::object& values, std::o
 }
 
 std::vector<int> py_Items(const pdm::Error& where, const py::object& items) {
-  return py_Line<int>(where, items);
+  return py_Line<int>(where, ask("items", where, items));
 }

@@ -30,7 +30,7 @@ std::vector<T> py_Line(const pdm::Error& where, const py::object& values) {
   return {first, first + all.numbers().count()};
 }
 
-/// 0-based items that Python gave; as py_Numbers.
+/// 0-based items that Python gave; as py_Numbers. A mask is refused.
 std::vector<int> py_Items(const pdm::Error& where, const py::object& items);
 
 /// \return numpy's type of a stored one.

@@ -20,7 +20,7 @@ pdm::Error storing(const Sets& self) {
 Set create_set(const Sets& self, const py_Text& name, const py::object& items, bool replace) {
   const std::vector<int> all = py_Items(storing(self), items);
   return {self.session,
-          self.call([&](const pdm::Sets& sets) { return sets.create(name, std::span(all), replace); })};
+          self.write([&](const pdm::Sets& sets) { return sets.create(name, std::span(all), replace); })};
 }
 
 /// Stores the sets of a mapping, or of pairs, as dict.update() takes them.
@@ -29,7 +29,7 @@ void update_sets(const Sets& self, const py::object& sets) {
   for (const auto& [name, items] : py::dict(sets))
     all.emplace_back(name.cast<py_Text>(),
                      py_Items(storing(self), py::reinterpret_borrow<py::object>(items)));
-  self.call([&](const pdm::Sets& to) { to.create_all(all, true); });
+  self.write([&](const pdm::Sets& to) { to.create_all(all, true); });
 }
 
 py::object set_items(const Set& self, const py::args&, const py::kwargs&) {

@@ -60,10 +60,12 @@ py::array view(const Drawer& self) {
     ORXSimMappedDrawer drawer;
     int rows, components;
     pdm::Type type;
+    py_Views::One counted;
   };
-  auto map = std::make_unique<Map>(self.call([](const pdm::Drawer& drawer) {
-    return Map{drawer.map(), drawer.rows(), drawer.components(), drawer.type()};
-  }));
+  auto map = self.call([](const pdm::Drawer& drawer) {
+    return std::unique_ptr<Map>(new Map{drawer.map(), drawer.rows(), drawer.components(), drawer.type(),
+                                        py_Views::One(drawer.state()->file)});
+  });
   std::vector<py::ssize_t> shape{map->rows};
   if (map->components != 1)
     shape.push_back(map->components);
@@ -98,7 +100,7 @@ void write_drawer(const Drawer& self, const py::object& values) {
     throw pdm::Error(where.file(), where.path(), where.operation(),
                      "expected rows of " + std::to_string(is.components) + ", found rows of " +
                          std::to_string(numbers.components()));
-  self.call([&](const pdm::Drawer& drawer) { drawer.write(numbers.numbers()); });
+  self.write([&](const pdm::Drawer& drawer) { drawer.write(numbers.numbers()); });
 }
 
 pdm::FieldOptions options(const py_Text& unit, const py_Text& long_name, const std::optional<Set>& over,
@@ -116,11 +118,12 @@ Field create(const Fields& self, const py_Text& name, const py::object& values, 
   pdm::FieldOptions like = options(unit, long_name, over, replace, deflate, chunk_rows);
   if (values.is_none())
     return {self.session,
-            self.call([&](const pdm::Fields& fields) { return fields.create_empty(name, like); })};
+            self.write([&](const pdm::Fields& fields) { return fields.create_empty(name, like); })};
   const py_Numbers numbers({py_FileOf(self), self.path(), "create a field", {}}, values);
   like.components = numbers.components();
-  return {self.session,
-          self.call([&](const pdm::Fields& fields) { return fields.create(name, numbers.numbers(), like); })};
+  return {self.session, self.write([&](const pdm::Fields& fields) {
+            return fields.create(name, numbers.numbers(), like);
+          })};
 }
 
 Drawer append(const Field& self, const py::object& values, const py_Text& unit, const py_Text& long_name,
@@ -131,7 +134,7 @@ Drawer append(const Field& self, const py::object& values, const py_Text& unit, 
   const py_Numbers numbers({py_FileOf(self), self.path(), "append to a field", {}}, values, first);
   like.components = numbers.components();
   return {self.session,
-          self.call([&](const pdm::Field& field) { return field.append(numbers.numbers(), like); })};
+          self.write([&](const pdm::Field& field) { return field.append(numbers.numbers(), like); })};
 }
 
 Drawer drawer_at(const Field& self, py::ssize_t index) {
@@ -175,7 +178,9 @@ void define_drawer(py::module_& module) {
           "All rows, checked: as `[:]`.")
       .def("view", &view,
            "A read-only map of the drawer where it lies in the file: no copy, and not checked. Raises where "
-           "the file, the drawer or a journal does not allow it.")
+           "the file, the drawer or a journal does not allow it. As long as an array of it is alive nobody "
+           "can "
+           "open the file for writing, this program neither.")
       .def("write", &write_drawer, py::arg("values"),
            "Writes the whole drawer. One commit point, unless an update is open.")
       .def_property_readonly(
@@ -218,8 +223,9 @@ void define_field_facts(py::class_<Field>& bound) {
                              "How many numbers a row of its first drawer has.")
       .def_property_readonly("dtype", type_name<pdm::Field>(),
                              "numpy's type of the numbers of its first drawer.")
-      .def_property_readonly("set", py_Get<pdm::Field>(&pdm::Field::set),
-                             "The items that the rows of its first drawer belong to.")
+      .def_property_readonly(
+          "set", py_Get<pdm::Field>(&pdm::Field::set),
+          "The items that the rows of its only drawer belong to; of several steps each has its own.")
       .def_property_readonly("path", &Field::path, py_PathDoc);
 }
 
@@ -253,7 +259,7 @@ array([[1., 0.],
           "All rows of the only drawer, checked: as `[:]`.")
       .def(
           "view", [](const Field& self) { return view(only(self, "map a field")); },
-          "The only drawer's `view()`.")
+          "The only drawer's `view()`, which holds the file as well.")
       .def(
           "write",
           [](const Field& self, const py::object& values) {

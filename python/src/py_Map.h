@@ -49,7 +49,7 @@ void py_DefineMapping(Class& type) {
           "remove",
           [](const py_Bound<Map>& self, const py_Text& name) {
             py_Entry(self, name);
-            self.call([&](const Map& map) { map.remove(name); });
+            self.write([&](const Map& map) { map.remove(name); });
           },
           py::arg("name"), "Takes a name out of the map; its data stays in the file.")
       .def_property_readonly(

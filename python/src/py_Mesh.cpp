@@ -16,7 +16,7 @@ Surface create_surface(const Surfaces& self, const py_Text& name, const py::obje
   const pdm::Error where(py_FileOf(self), self.path(), "create a surface", {});
   const std::vector<int> all = py_Items(where, elements), numbers = py_Items(where, sides);
   return {self.session,
-          self.call([&](const pdm::Surfaces& surfaces) { return surfaces.create(name, all, numbers); })};
+          self.write([&](const pdm::Surfaces& surfaces) { return surfaces.create(name, all, numbers); })};
 }
 
 std::vector<double> times_from(const Mesh& self, const py::object& times) {
@@ -26,7 +26,7 @@ std::vector<double> times_from(const Mesh& self, const py::object& times) {
 Block create_block(const Mesh& self, const py_Text& name, const std::string& type, const py::object& nodes) {
   const py_Numbers all({py_FileOf(self), self.path(), "make a block", {}}, nodes, pdm::Type::int32);
   const std::span items(static_cast<const int*>(all.numbers().data()), all.numbers().count());
-  return {self.session, self.call([&](const pdm::Mesh& to) {
+  return {self.session, self.write([&](const pdm::Mesh& to) {
             return to.create_block(name, type, all.components(), items);
           })};
 }
@@ -134,7 +134,7 @@ void define_maps(py::class_<Mesh>& mesh, Get get) {
       "times", py_Get<pdm::Mesh>(&pdm::Mesh::times),
       [](const Mesh& self, const py::object& times) {
         const std::vector<double> all = times_from(self, times);
-        self.call([&](const pdm::Mesh& to) { to.set_times(all); });
+        self.write([&](const pdm::Mesh& to) { to.set_times(all); });
       },
       "The times of the steps, ascending. What is assigned gives the model new steps.");
 }
@@ -152,10 +152,11 @@ void py_DefineMesh(py::module_& module) {
   define_maps(mesh, [&](const char* name, auto method, const char* means) {
     mesh.def_property_readonly(name, py_Get<pdm::Mesh>(method), means);
   });
-  mesh.def(
+  mesh.def_property_readonly("_file", [](const Mesh& self) { return py_Text(py_FileOf(self)); })
+      .def(
           "append_time",
           [](const Mesh& self, double time) {
-            self.call([&](const pdm::Mesh& to) { to.append_time(time); });
+            self.write([&](const pdm::Mesh& to) { to.append_time(time); });
           },
           py::arg("time"), "Adds a step, later than all before.")
       .def(
@@ -187,7 +188,7 @@ One commit point, unless an update is open.
           "create_mesh",
           [](const Model& self, int nodes, int elements) {
             return Mesh{self.session,
-                        self.call([&](const pdm::Model& to) { return to.create_mesh(nodes, elements); })};
+                        self.write([&](const pdm::Model& to) { return to.create_mesh(nodes, elements); })};
           },
           py::arg("nodes"), py::arg("elements"), "Gives the model its mesh.")
       .def_property_readonly("object", py_Get<pdm::Model>(&pdm::Model::object),

@@ -54,7 +54,7 @@ void set_member(const Object& self, const std::string& name, const py::object& v
   }
   if (!write)
     refuse_member(self, name);
-  self.call([&](const pdm::Object& object) { pdm::detail::run(object, "write a member", write); });
+  self.write([&](const pdm::Object& object) { pdm::detail::run(object, "write a member", write); });
 }
 
 int count_of(const Children& self) {
@@ -92,7 +92,7 @@ pdm::Error adding(const std::string& file, const std::string& path) {
 py::object add_element(const Children& self, const py::object& of) {
   const pdm::Error where = adding(py_FileOf(self), self.path());
   const py_Class* const made = of.is_none() ? nullptr : &py_ClassOf(where, of);
-  self.call([&](const py_Children& to) {
+  self.write([&](const py_Children& to) {
     pdm::detail::run(to, where.operation().c_str(),
                      [&] { to.add(to.owner.handle(), py_Make(where, to.of, made)); });
   });
@@ -107,7 +107,7 @@ py::object add_child(const Object& self, const std::string& name, const py::obje
   const gbb_Class as = known == nullptr ? gbb_Class() : known->child(name);
   if (!as)
     refuse_member(self, name);
-  self.call([&](const pdm::Object& object) {
+  self.write([&](const pdm::Object& object) {
     pdm::detail::run(object, where.operation().c_str(),
                      [&] { known->give(object, name, py_Make(where, as, made)); });
   });

@@ -1,10 +1,12 @@
 #include "py_Session.h"
 
 #include <pthread.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <set>
 #include <thread>
 
 namespace {
@@ -83,7 +85,36 @@ void await_calls() {
     std::this_thread::sleep_for(1ms);
 }
 
+/// The views that are alive, each by its file.
+struct Views {
+  std::mutex lock;
+  std::multiset<std::pair<std::uint64_t, std::uint64_t>> files;
+};
+Views& views() {
+  static Views* const all = new Views; // arrays may outlive the module
+  return *all;
+}
+std::pair<std::uint64_t, std::uint64_t> identity(const std::string& file) {
+  struct stat found {};
+  if (::stat(file.c_str(), &found) != 0)
+    return {};
+  return {found.st_dev, found.st_ino};
+}
+
 } // namespace
+
+py_Views::One::One(const std::string& file) : m_of(identity(file)) {
+  const std::lock_guard lock(views().lock);
+  views().files.insert(m_of);
+}
+py_Views::One::~One() {
+  const std::lock_guard lock(views().lock);
+  views().files.extract(m_of);
+}
+int py_Views::Count(const std::string& file) {
+  const std::lock_guard lock(views().lock);
+  return static_cast<int>(views().files.count(identity(file)));
+}
 
 py_Released::py_Released() noexcept {
   ++s_calls.busy;

@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <mutex>
+#include <thread>
 
 // What every object of the module stands on: the file that it keeps open, and one way to call the library.
 // Threads: any; the calls on one file take turns, and none of them holds the interpreter's lock.
@@ -98,6 +99,23 @@ class py_Session {
       learn();
     return std::forward<Work>(work)();
   }
+  /// Does work that writes, as call(). Throws while an update of another thread is open, which might take the
+  /// write back without a word.
+  template <class Work>
+  auto write(const std::string& path, Work&& work) {
+    return call(path, [&] {
+      require_no_other(path);
+      return work();
+    });
+  }
+  /// Makes what is written this thread's alone until end(); a thread may begin again before it ends.
+  /// REQUIRES write().
+  void begin() noexcept {
+    m_writer = std::this_thread::get_id();
+    ++m_updates;
+  }
+  /// Ends one begin(), in any thread. REQUIRES call().
+  void end() noexcept { --m_updates; }
 
  private:
   /// Lets the file have objects of all classes that are known.
@@ -109,8 +127,16 @@ class py_Session {
                        "it was opened before a fork, by the parent process: open it again");
   }
 
+  void require_no_other(const std::string& path) const {
+    if (m_updates > 0 && m_writer != std::this_thread::get_id())
+      throw pdm::Error(m_sim.state() == nullptr ? std::string() : m_sim.state()->file, path, "write",
+                       "an update of another thread is open: write when it has ended");
+  }
+
   pdm::Sim m_sim;
   std::mutex m_turn;
+  std::thread::id m_writer; // of the updates that are open
+  int m_updates = 0;
   const py_KnownClass* m_known = nullptr; // the newest class that the file has heard of
   unsigned m_forks;
 };
@@ -125,6 +151,11 @@ struct py_Bound {
   template <class Work>
   auto call(Work&& work) const {
     return session->call(path(), [&] { return work(value); });
+  }
+  /// As py_Session::write().
+  template <class Work>
+  auto write(Work&& work) const {
+    return session->write(path(), [&] { return work(value); });
   }
   py_Text path() const { return std::string(value.path()); }
 };
@@ -206,12 +237,20 @@ std::string py_FileOf(const py_Bound<T>& self) {
   return self.value.state() == nullptr ? std::string() : self.value.state()->file;
 }
 
-/// \return whether it is a number of Python or numpy, but no array.
+/// \return whether it is a number of Python or numpy, an array without axes as well.
 inline bool py_IsNumber(const py::object& value) {
-  return PyIndex_Check(value.ptr()) != 0 && !py::isinstance<py::array>(value);
+  if (py::isinstance<py::array>(value)) {
+    const auto array = py::reinterpret_borrow<py::array>(value);
+    return array.ndim() == 0 && (array.dtype().kind() == 'i' || array.dtype().kind() == 'u');
+  }
+  return PyIndex_Check(value.ptr()) != 0;
 }
-/// \return a number of Python. Raises a TypeError for what is none, an IndexError for one out of all range.
+/// \return a number of Python. Raises a TypeError for what is none, True and False among them, an IndexError
+/// for one out of all range.
 inline py::ssize_t py_Number(const py::object& value) {
+  if (std::string_view(Py_TYPE(value.ptr())->tp_name).find("bool") !=
+      std::string_view::npos) // numpy's as well
+    throw py::type_error("expected an integer, found a bool");
   const py::ssize_t number = PyNumber_AsSsize_t(value.ptr(), PyExc_IndexError);
   if (number == -1 && PyErr_Occurred() != nullptr)
     throw py::error_already_set();
@@ -226,6 +265,24 @@ int py_Index(const py_Bound<T>& self, const std::string& what, py::ssize_t index
     py_RefuseIndex(py_FileOf(self), self.path(), what, index, count);
   return static_cast<int>(at);
 }
+
+/// The arrays of view() that are alive, of each file that they are of.
+class py_Views {
+ public:
+  /// Counts one of a file for its lifetime.
+  class One {
+   public:
+    explicit One(const std::string& file);
+    One(const One&) = delete;
+    One& operator=(const One&) = delete;
+    ~One();
+
+   private:
+    std::pair<std::uint64_t, std::uint64_t> m_of; // device and number, as a file may have several names
+  };
+  /// \return how many there are of a file.
+  static int Count(const std::string& file);
+};
 
 /// \return a context manager that joins the writes into a file.
 py::object py_UpdateOf(const std::shared_ptr<py_Session>& session);

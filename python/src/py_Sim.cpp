@@ -12,6 +12,10 @@ struct Sim {
   auto call(Work&& work) const {
     return session->call({}, [&] { return work(session->sim()); });
   }
+  template <class Work>
+  auto write(Work&& work) const {
+    return session->write({}, [&] { return work(session->sim()); });
+  }
 };
 
 /// Joins writes between `__enter__` and `__exit__`.
@@ -28,10 +32,11 @@ class Update {
   }
 
   void enter() {
-    m_session->call({}, [&] {
+    m_session->write({}, [&] {
       if (m_scope.has_value())
         throw pdm::Error(m_session->sim().file(), {}, "begin an update", "it has begun already");
       m_scope = m_session->sim().update();
+      m_session->begin();
     });
   }
   /// Commits, or takes everything back when that fails.
@@ -42,12 +47,16 @@ class Update {
                          "it has not begun, or it has ended");
       pdm::Update scope = std::move(*m_scope);
       m_scope.reset();
+      m_session->end();
       scope.commit();
     });
   }
   void leave() {
     if (m_scope.has_value())
-      m_session->call({}, [&] { m_scope.reset(); });
+      m_session->call({}, [&] {
+        m_scope.reset();
+        m_session->end();
+      });
   }
 
  private:
@@ -96,19 +105,34 @@ Sim make(double wait, Open&& open) {
   return {std::make_shared<py_Session>(open())};
 }
 
+/// As make(), with the arrays of this process named that hold the file.
+template <class Open>
+Sim make(const std::string& file, double wait, Open&& open) {
+  try {
+    return make(wait, std::forward<Open>(open));
+  } catch (const pdm::Error& fault) {
+    const int views = py_Views::Count(file);
+    if (views == 0 || fault.cause().find("has the file open") == std::string::npos)
+      throw;
+    throw pdm::Error(fault.file(), fault.path(), fault.operation(),
+                     "arrays of view() in this process hold the file (" + std::to_string(views) +
+                         " alive): let go of them, or work on a copy");
+  }
+}
+
 Sim open_file(const py::object& path, const std::string& mode, bool live, bool untrusted, double wait,
               const std::string& durability) {
   const std::string file = file_name(path);
   const pdm::OpenOptions options{.mode = mode_of(file, mode, live, untrusted),
                                  .durability = durability_of(file, "open a file", durability)};
-  return make(wait, [&] { return pdm::open(file, options); });
+  return make(file, wait, [&] { return pdm::open(file, options); });
 }
 
 Sim create_file(const py::object& path, bool replace, double wait, const std::string& durability) {
   const std::string file = file_name(path);
   const pdm::CreateOptions options{.replace = replace,
                                    .durability = durability_of(file, "create a file", durability)};
-  return make(wait, [&] { return pdm::create(file, options); });
+  return make(file, wait, [&] { return pdm::create(file, options); });
 }
 
 py::object find(const Sim& self, const py_Text& path) {
@@ -160,14 +184,14 @@ pdm_core.Error: a.pdm: discreteModel/mesh: find a collection: the file is closed
       .def(
           "create_model",
           [](const Sim& self) {
-            return py_Give(self.session, self.call([](const pdm::Sim& sim) { return sim.create_model(); }));
+            return py_Give(self.session, self.write([](const pdm::Sim& sim) { return sim.create_model(); }));
           },
           "Gives the file its model. One commit point, unless an update is open.")
       .def(
           "create_mesh",
           [](const Sim& self, int nodes, int elements) {
             return py_Give(self.session,
-                           self.call([&](const pdm::Sim& sim) { return sim.create_mesh(nodes, elements); }));
+                           self.write([&](const pdm::Sim& sim) { return sim.create_mesh(nodes, elements); }));
           },
           py::arg("nodes"), py::arg("elements"), "Gives the file its model and mesh.")
       .def("__getitem__", &find, py::arg("path"), "The object at a path: \"discreteModel/mesh/systems/3\".")
@@ -237,6 +261,9 @@ PYBIND11_MODULE(_pdm_core, module) {
   py_TakeLines();
   py_WatchTheEnd();
   py_TranslateErrors();
+  // pybind11 looks for numpy once, behind a lock that a thread must not come to with the interpreter's: here
+  // no other thread is.
+  py::detail::npy_api::get();
   py_DefineBulk(module);
   py_DefineFields(module);
   py_DefineMesh(module);

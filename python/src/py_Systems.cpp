@@ -51,11 +51,11 @@ py::object find(const Systems& self, const py::object& which) {
 py::object create(const Systems& self, const py_Text& name, const py::object& kind) {
   if (py::isinstance<py::str>(kind)) {
     const pdm::Kind is = kind_of(self, kind.cast<std::string>());
-    return typed(self.session, self.call([&](const pdm::Systems& to) { return to.create(name, is); }));
+    return typed(self.session, self.write([&](const pdm::Systems& to) { return to.create(name, is); }));
   }
   const pdm::Error where(py_FileOf(self), self.path(), "add a system", {});
   const py_Class& made = py_ClassOf(where, kind);
-  return typed(self.session, self.call([&](const pdm::Systems& to) {
+  return typed(self.session, self.write([&](const pdm::Systems& to) {
     const auto key = pdm::detail::key_of(name);
     if (!key.has_value())
       throw pdm::Error(where.file(), where.path(), where.operation(), "a name must not contain NUL");
@@ -67,6 +67,18 @@ py::object create(const Systems& self, const py_Text& name, const py::object& ki
     together.commit();
     return added;
   }));
+}
+
+/// The array of a modal system's events.
+py::object events(const System& self) {
+  const auto object = self.call([](const pdm::System& of) {
+    return pdm::detail::run(of, "list the events", [&] {
+      return of.object().is<fesD_ModalSystem>() ? std::optional(of.object()) : std::nullopt;
+    });
+  });
+  if (!object.has_value())
+    return py::list();
+  return py::cast(py_Give(self.session, pdm::Object(*object))).attr("get")("events");
 }
 
 template <class T>
@@ -187,28 +199,28 @@ void define_system(py::module_& module) {
           "node_labels", py_Get<pdm::System>(&pdm::System::node_labels),
           [](const System& self, const py::object& labels) {
             const auto all = vector_of<int>(self, "store node labels", labels);
-            self.call([&](const pdm::System& to) { to.set_node_labels(all); });
+            self.write([&](const pdm::System& to) { to.set_node_labels(all); });
           },
           "[nodes] the user's labels, none when the system has none.")
       .def_property(
           "activity", py_Get<pdm::System>(&pdm::System::activity),
           [](const System& self, const py::object& masks) {
             const auto all = vector_of<int>(self, "store activity masks", masks);
-            self.call([&](const pdm::System& to) { to.set_activity(all); });
+            self.write([&](const pdm::System& to) { to.set_activity(all); });
           },
           "[nodes] bit b-1 is set where degree of freedom b is active.")
       .def_property(
           "frequencies", py_Get<pdm::System>(&pdm::System::frequencies),
           [](const System& self, const py::object& hertz) {
             const auto all = vector_of<double>(self, "store the frequencies", hertz);
-            self.call([&](const pdm::System& to) { to.set_frequencies(all); });
+            self.write([&](const pdm::System& to) { to.set_frequencies(all); });
           },
           "[modes] in Hz, negative for unstable modes.")
       .def(
           "set_order",
           [](const System& self, const py::object& order) {
             const auto all = vector_of<int>(self, "store the solver's order", order);
-            self.call([&](const pdm::System& to) { to.set_order(all); });
+            self.write([&](const pdm::System& to) { to.set_order(all); });
           },
           py::arg("order"), "Stores the equation at each of the solver's places.")
       .def(
@@ -217,8 +229,7 @@ void define_system(py::module_& module) {
           "Numbers the degrees of freedom as the activity says, in the solver's order if there is one.")
       .def_property_readonly("mode_shapes", py_Get<pdm::System>(&pdm::System::mode_shapes),
                              "A drawer a mode.")
-      .def_property_readonly("events", py_Get<pdm::System>(&pdm::System::events),
-                             "The events of a modal system.")
+      .def_property_readonly("events", &events, "The events of a modal system, an Array; none of others.")
       .def_property_readonly("object", py_Get<pdm::System>(&pdm::System::object),
                              "The system as an object of its schema class.")
       .def_property_readonly("path", &System::path, py_PathDoc);

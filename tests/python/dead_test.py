@@ -8,6 +8,7 @@ import inspect
 import os
 import random
 import re
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -154,6 +155,17 @@ class Dead(unittest.TestCase):
         sim.model.mesh.node_sets["later"] = [3]
         sim.close()
 
+    def test_threads_that_outlive_the_interpreter(self):
+        program = (
+            "import sys, threading, time, pdm_core as pdm\n"
+            "mesh = pdm.open(sys.argv[1], 'r+').model.mesh\n"
+            "def loop():\n"
+            "    while True: mesh.node_fields['coordinates'][:]\n"
+            "for _ in range(3): threading.Thread(target=loop, daemon=True).start()\n"
+            "time.sleep(0.1)\n")
+        for _ in range(3):
+            result = subprocess.run([sys.executable, "-c", program, self.file], capture_output=True, text=True, timeout=60)
+            self.assertEqual((result.returncode, result.stderr), (0, ""))
 
 class Programs:
     """Random programs over files and what is made of them; nothing but exceptions may come of them."""

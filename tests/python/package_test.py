@@ -2,6 +2,7 @@
 """Files in a few words of Python: arrays as h5py finds them, failures in four parts, updates whole or not at all."""
 
 import collections.abc
+import contextlib
 import gc
 import logging
 import os
@@ -16,6 +17,18 @@ import numpy as np
 import pandas
 import pdm_core as pdm
 from model import HEAT, TRIANGLES, XY, make
+
+
+def volumes_of(path):
+    """What VTK finds for each cell of a .vtu."""
+    import vtk
+
+    reader, sizes = vtk.vtkXMLUnstructuredGridReader(), vtk.vtkCellSizeFilter()
+    reader.SetFileName(path)
+    sizes.SetInputConnection(reader.GetOutputPort())
+    sizes.Update()
+    found = sizes.GetOutput().GetCellData().GetArray("Volume")
+    return [found.GetValue(i) for i in range(found.GetNumberOfValues())]
 
 
 class Package(unittest.TestCase):
@@ -57,6 +70,12 @@ class Package(unittest.TestCase):
             view = sim.model.mesh.node_fields["coordinates"].view()
             self.assertFalse(view.flags.writeable or view.flags.owndata)
         np.testing.assert_array_equal(view, numbers)  # outlives the file
+        for call in (lambda: pdm.open(self.file, "r+"), lambda: pdm.create(self.file, replace=True)):
+            with self.assertRaisesRegex(pdm.Error, r"arrays of view\(\) in this process hold the file \(1 alive"):
+                call()
+        del view
+        gc.collect()
+        pdm.open(self.file, "r+").close()
 
     def test_systems_number_their_equations(self):
         with pdm.open(self.file) as sim:
@@ -115,6 +134,7 @@ class Package(unittest.TestCase):
             self.assertRaises(pdm.Error, fields["int8"].write, np.full((4, 2), 2**40))
             self.assertRaises(pdm.Error, fields["longdouble"].write, np.stack([big, big], 1))
             self.assertRaises(pdm.Error, fields["int8"].write, np.zeros((2, 4)))
+            fields["float32"].write(np.full((4, 2), np.nan))
             fields["int8"].write([[2.0, 3], [4, 5], [6, 7], [8, 9]])
             np.testing.assert_array_equal(fields["int8"][:], np.arange(2, 10).reshape(4, 2))
             self.assertRaises(pdm.Error, sim.model.mesh.node_sets.create, "x", [0.5])
@@ -132,12 +152,22 @@ class Package(unittest.TestCase):
             mesh = sim.model.mesh
             systems, temperature, drawer = mesh.systems, mesh.node_fields["temperature"], mesh.node_fields["temperature"][0]
             self.assertEqual((systems[np.int64(0)].name, temperature[np.int64(-1)].index), ("modal analysis", 1))
+            self.assertEqual((systems[np.array(0)].name, temperature[np.array(1)].index), ("modal analysis", 1))
+            events = systems[0].events
+            self.assertEqual((events.append(eventName="x").name, events[np.int8(-1)].name, len(events)), ("x", "x", 1))
+            with self.assertRaisesRegex(IndexError, "there is no element 1"):
+                events[1]
+            self.assertEqual(len(systems.create("plain").events), 0)
             self.assertEqual(drawer[np.array([0, 2])].tolist(), [0, 2])
             for thing in (systems, temperature, drawer, systems[0].object.events):
                 self.assertRaises(IndexError, lambda thing=thing: thing[10**30])
             for thing in (systems, systems[0].object.events):
                 self.assertRaises(TypeError, lambda thing=thing: thing[1.5])
+            for thing in (systems, events, temperature, drawer):
+                for truth in (True, np.False_):
+                    self.assertRaises(TypeError, lambda thing=thing, truth=truth: thing[truth])
             for call in (
+                    lambda: mesh.node_sets.create("x", [True, False, True, True]), lambda: mesh.node_sets.update({"x": XY[:, 0] > 0}),
                     lambda: mesh.node_sets.create("x", [[0, 1]]), lambda: setattr(mesh, "times", [[0, 1]]),
                     lambda: setattr(systems[0], "activity", np.zeros((2, 2), int)), lambda: sim["discreteModel\0mesh"]):
                 self.assertRaises(pdm.Error, call)
@@ -202,6 +232,39 @@ class Package(unittest.TestCase):
             [thread.join() for thread in threads]
             self.assertEqual((wrong, len(mesh.node_sets)), ([], 40))
 
+    def test_an_update_is_its_threads_alone(self):
+        with pdm.open(self.file, "r+") as sim:
+            mesh, began, tried = sim.model.mesh, threading.Event(), threading.Event()
+
+            def fail():
+                with contextlib.suppress(ZeroDivisionError), sim.update():
+                    with sim.update():  # of the same thread
+                        mesh.node_sets["gone"] = [2]
+                    began.set()
+                    tried.wait(60)
+                    1 / 0
+
+            thread = threading.Thread(target=fail)
+            thread.start()
+            began.wait(60)
+            modal, temperature, writes = mesh.systems[0], mesh.node_fields["temperature"], [
+                lambda: mesh.node_sets.create("a", [1]), lambda: mesh.node_sets.update({"b": [1]}), lambda: sim.update().__enter__(),
+                lambda: mesh.node_fields.create("c", HEAT[0]), lambda: temperature.append(HEAT[0]), lambda: temperature[0].write(HEAT[0]),
+                lambda: mesh.create_block("d", "TRI3", TRIANGLES[:0]), lambda: mesh.append_time(2), lambda: setattr(mesh, "times", [3]),
+                lambda: mesh.surfaces.create("e", [0], [0]), lambda: mesh.systems.create("f"), lambda: modal.set_order([0]),
+                lambda: setattr(modal, "systemName", "g"), lambda: modal.events.append(), lambda: mesh.node_sets.remove("inlet")]
+            try:
+                for write in writes:
+                    with self.assertRaisesRegex(pdm.Error, "update of another thread is open"):
+                        write()
+                self.assertEqual(temperature[0][:].tolist(), HEAT[0].tolist())  # who reads does not wait
+            finally:
+                tried.set()
+                thread.join()
+            self.assertEqual(list(mesh.node_sets), ["inlet", "outlet"])
+            mesh.node_sets["mine"] = [0]
+            self.assertIn("mine", mesh.node_sets)
+
     def test_other_packages_take_it_over(self):
         import pyvista
 
@@ -218,6 +281,54 @@ class Package(unittest.TestCase):
             self.assertIsInstance(grid, pyvista.UnstructuredGrid)
             self.assertEqual((grid.cells.tolist(), grid.types.tolist()), ([3, 0, 1, 2, 3, 0, 2, 3], [5, 5]))
             np.testing.assert_array_equal(grid.point_data["temperature"], HEAT[0])
+
+    def test_elements_of_all_types_are_handed_over(self):
+        cube = np.array([[0, 0, 0], [1, 0, 0], [1, 1, 0], [0, 1, 0], [0, 0, 1], [1, 0, 1], [1, 1, 1], [0, 1, 1]], float)
+        corners = {"TET": cube[[0, 1, 3, 4]], "PYRAMID": cube[:5], "WEDGE": cube[[0, 1, 3, 4, 5, 7]], "HEX": cube}
+        edges = {"TET": "01 12 20 03 13 23", "HEX": "01 12 23 30 04 15 26 37 45 56 67 74"}
+        types = ["TET4", "TET10", "PYRAMID5", "WEDGE6", "HEX8", "HEX20"]
+        points, nodes = [], []
+        for k, name in enumerate(types):
+            kind = name.rstrip("0123456789")
+            nodes.append(np.arange(int(name[len(kind):])) + sum(map(len, nodes)))
+            middles = [corners[kind][[int(a), int(b)]].mean(0) for a, b in edges.get(kind, "").split()]
+            points.append(np.array([*corners[kind], *middles])[:len(nodes[-1])] + [2 * k, 0, 0])
+        points = np.concatenate(points)
+        with pdm.create(self.file, replace=True) as sim, sim.update():
+            mesh = sim.create_mesh(len(points), len(types) + 1)  # one is in no block
+            mesh.node_fields.create("coordinates", points)
+            for name, of in zip(types, nodes):
+                mesh.create_block(name, name, [of])
+            stress = mesh.element_fields.create("stress")
+            for value in (1, 5, 11, 15):  # two steps
+                stress.append([value], over=mesh.blocks[value % 10 - 1].elements)
+            wide = mesh.element_fields.create("wide")
+            wide.append([[1, 2]], over=mesh.blocks[0].elements)
+            wide.append([3] * 6, over=mesh.element_sets.create("others", range(1, 7)))
+            mesh.element_fields.create("number", np.arange(len(types) + 1) * 10)
+            mesh.node_fields.create("some", [7.0, 5], over=mesh.node_sets.create("two", [2, 1]))
+            other, grid = mesh.to_meshio(), mesh.to_pyvista(step=0)
+            self.assertRaises(IndexError, mesh.to_meshio, 2)
+            self.assertEqual(len(mesh.element_index()), len(types) + 1)
+        np.testing.assert_array_equal(other.cells_dict["wedge"][0], nodes[3])
+        np.testing.assert_array_equal(grid.points, points)
+        wanted = np.array([1, *[np.nan] * 3, 5, np.nan])
+        np.testing.assert_array_equal(np.concatenate(other.cell_data["stress"]), wanted + 10)
+        np.testing.assert_array_equal(grid.cell_data["stress"], wanted)
+        np.testing.assert_array_equal(grid.cell_data["wide"], [[1, 2], *[[3, np.nan]] * 5])
+        self.assertEqual([values.tolist() for values in other.cell_data["number"]], [[10 * k] for k in range(len(types))])
+        np.testing.assert_array_equal(other.point_data["some"][:4], [np.nan, 5, 7, np.nan])
+        volumes = [1 / 6, 1 / 6, 1 / 3, 1 / 2, 1, 1]
+        there, back = (os.path.join(os.path.dirname(self.file), name) for name in ("a.msh", "b.vtu"))
+        meshio.write(there, meshio.Mesh(other.points, other.cells), "gmsh22")
+        for mesh in (other, meshio.read(there)):
+            meshio.write(back, mesh)
+            np.testing.assert_allclose(volumes_of(back), volumes, rtol=1e-6)
+        for unknown in ("NSIDED", "WEDGE15"):  # the second one has a name in meshio, and no more
+            with pdm.create(self.file, replace=True) as sim, self.assertRaises(pdm.Error) as caught:
+                sim.create_mesh(15, 1).create_block("x", unknown, [range(15)])
+                sim.model.mesh.to_meshio()
+            self.assertEqual((caught.exception.file, caught.exception.path), (self.file, "discreteModel/mesh"))
 
     def test_is_shown(self):
         with pdm.open(self.file, "r+") as sim:
