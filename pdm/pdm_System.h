@@ -30,7 +30,9 @@ class Event : public Ref<fesD_ModalEvent> {
     const ORXSimCSetID id = call(&fesD_ModalEvent::activeModes);
     if (id.IsNull())
       return std::nullopt;
-    return Set(std::make_shared<const Set::Source>(Set::Source{m_state, below("activeModes")}), {}, id);
+    Set::Source source{m_state, below("activeModes")};
+    source.now = [event = *this] { return event.call(&fesD_ModalEvent::activeModes); };
+    return Set(std::make_shared<const Set::Source>(std::move(source)), {}, id);
   }
   /// \return the numbers that it has by name.
   Fields fields() const {

@@ -1,0 +1,92 @@
+// What an update took back is no other thing of the same number, and what would mislead is not stored.
+
+#include <face/face_Fixture.h>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+using FaceLife = face_Fixture;
+
+TEST_F(FaceLife, WhatStandsInNoMapDiesWithItsUpdateToo) {
+  const pdm::Sim sim = pdm::create(Path());
+  const pdm::Mesh mesh = sim.create_mesh(10, 1);
+  mesh.set_times(std::vector{0.});
+  mesh.node_sets().create("kept", {4, 5});
+  const pdm::Fields fields = mesh.node_fields();
+  const pdm::Drawer kept = fields.create("kept", std::vector{1., 2.}, {.over = mesh.node_sets()["kept"]})[0];
+  const pdm::Set keptSet = kept.set();
+  const pdm::Collection nodes = mesh.nodes(), ofKept = keptSet.collection();
+  pdm::Set set, loose;
+  pdm::Drawer drawer;
+  pdm::Collection modes, bare;
+  {
+    const pdm::Update update = sim.update();
+    const pdm::Set a = mesh.node_sets().create("a", {1, 2, 3});
+    drawer = fields.create("f", std::vector{1., 2., 3.}, {.over = a})[0];
+    set = drawer.set();
+    loose = pdm::Set(std::make_shared<const pdm::Set::Source>(pdm::Set::Source{sim.state(), "x"}), {},
+                     a.handle());
+    const pdm::System modal = mesh.systems().create("modal", pdm::Kind::modal);
+    modal.set_frequencies(std::vector{1., 2.});
+    modes = modal.fields()["frequencies"].set().collection();
+    bare = pdm::Collection(sim.state(), "modes", modes.handle());
+    EXPECT_EQ(modes.size() + bare.size() + loose.size() + set.size(), 10);
+  }
+  fields.create("f", std::vector<int>(10)); // another field of the name and number: the drawer is its
+  EXPECT_EQ(drawer.read<std::int64_t>().size(), 10u);
+  mesh.node_sets().create("b", {7, 8, 9});
+  mesh.set_times(std::vector{0., 1., 2.}); // the frames take the number that the modes had
+  EXPECT_THROW(set.items(), pdm::Error);
+  EXPECT_THROW(fields.create("g", std::vector{1., 2., 3.}, {.over = set}), pdm::Error);
+  EXPECT_THROW(loose.items(), pdm::Error);
+  EXPECT_THROW(modes.size(), pdm::Error);
+  EXPECT_THROW(bare.size(), pdm::Error);
+  EXPECT_THAT(keptSet.items(), ElementsAre(4, 5)); // what was there before lives on
+  EXPECT_EQ(nodes.size() + ofKept.size(), 20);
+}
+
+TEST_F(FaceLife, ABlockKeepsItsName) {
+  const pdm::Sim sim = pdm::create(Path());
+  const pdm::Mesh mesh = sim.create_mesh(5, 4);
+  mesh.create_block("steel", "BAR2", 2, std::vector{0, 1});
+  for (const char* name : {"inner", "zz"})
+    mesh.region_sets().create(name, {0});
+  EXPECT_EQ(mesh.blocks()[0].name(), "steel"); // not that of the first set of its region
+  mesh.element_sets().create("block_2", {0});
+  for (const char* name : {"zz", "block_2", "steel"})
+    EXPECT_THAT(Refused([&] {
+                  mesh.create_block(name, "BAR2", 2, std::vector{1, 2});
+                }).cause(),
+                HasSubstr("already"));
+  EXPECT_EQ(mesh.regions().size(), 1);
+  EXPECT_EQ(mesh.create_block("", "BAR2", 2, std::vector{1, 2}).name(), "block_3");
+  EXPECT_THAT(mesh.region_sets().names(), ElementsAre("block_3", "inner", "steel", "zz"));
+  EXPECT_THAT(mesh.region_sets()["zz"].items(), ElementsAre(0)); // those before live on, over all regions
+  EXPECT_EQ(mesh.blocks()[0].name() + mesh.blocks()[1].name(), "steelblock_3");
+}
+
+TEST_F(FaceLife, TimesAreFiniteAscendAndAreFoundToABillionth) {
+  const pdm::Sim sim = Model();
+  const pdm::Mesh mesh = sim.model().mesh();
+  constexpr double kNan = std::numeric_limits<double>::quiet_NaN(), kInf = HUGE_VAL;
+  for (const auto& wrong : {std::vector{kNan, 1., 2.}, {1., kNan}, {0., kInf}, {-kInf, 0.}, {1., 0.}})
+    EXPECT_THAT(Refused([&] { mesh.set_times(wrong); }).cause(), HasSubstr("time"));
+  for (const double wrong : {0.5, 0.25, kNan, kInf})
+    EXPECT_THAT(Refused([&] { mesh.append_time(wrong); }).cause(), HasSubstr("time"));
+  EXPECT_THAT(mesh.times(), ElementsAre(0, 0.5));
+
+  const auto index = [&](double time) { return mesh.node_fields()["heat"].at(time).index(); };
+  mesh.set_times(std::vector{1e6, 1e6 + 1e-4});
+  EXPECT_EQ(index(std::nextafter(1e6 + 1e-4, 0)), 1);
+  EXPECT_THROW(index(1e6 + 9e-4), pdm::Error);
+  EXPECT_THROW(index(kNan), pdm::Error);
+  mesh.set_times(std::vector{0.1 + 0.2});
+  EXPECT_EQ(index(0.3), 0);                             // another last digit alone
+  mesh.frame_fields()["time"].write(std::vector{kInf}); // of a file that others wrote
+  EXPECT_THROW(index(kInf), pdm::Error);
+  mesh.set_times(std::vector{0., 1., 2.});
+  mesh.frame_fields()["time"].write(std::vector{kNan, 1., kInf});
+  EXPECT_THROW(index(0.25), pdm::Error);
+  EXPECT_THROW(index(kInf), pdm::Error);
+  EXPECT_EQ(index(1), 1);
+}
