@@ -99,11 +99,21 @@ inline bool is_time(const std::vector<double>& times, double one, double other) 
              1e-9 * most - 1e-9 * least + kDigits * std::max(std::abs(one), std::abs(other));
 }
 
-/// What a drawer must be that holds some numbers; refuses numbers that do not fill its rows. REQUIRES run().
-/// \param like  components that it has if nothing says otherwise; 0 says nothing either.
+/// Refuses texts that would be cut. REQUIRES run().
+template <class Object>
+void require_whole(const Object& object, const char* operation, const FieldOptions& options) {
+  for (const std::string* text : {&options.unit, &options.long_name})
+    if (text->find('\0') != std::string::npos)
+      refuse(object.state().get(), object.path(), operation, "a unit or a long name must not contain NUL");
+}
+
+/// What a drawer must be that holds some numbers; refuses texts that would be cut and numbers that do not
+/// fill its rows. REQUIRES run(). \param like  components that it has if nothing says otherwise; 0 says
+/// nothing either.
 template <class Object>
 ORXSimDrawerDescription describe(const Object& object, const char* operation, const Numbers& values,
                                  ORXSimCSetID over, const FieldOptions& options, int like) {
+  require_whole(object, operation, options);
   if (over.IsNull())
     refuse(object.state().get(), object.path(), operation, "say which set its rows belong to");
   const int items =

@@ -2,6 +2,8 @@
 
 #include <face/face_Fixture.h>
 
+#include <UTI_ORXSimDynamicAPI/hdf_View.h>
+
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -89,4 +91,68 @@ TEST_F(FaceLife, TimesAreFiniteAscendAndAreFoundToABillionth) {
   EXPECT_THROW(index(0.25), pdm::Error);
   EXPECT_THROW(index(kInf), pdm::Error);
   EXPECT_EQ(index(1), 1);
+}
+
+TEST_F(FaceLife, AnUpdateThatAnotherFollowsInItsVariableEndsFirst) {
+  const pdm::Sim sim = Model();
+  const pdm::Sets sets = sim.model().mesh().node_sets();
+  pdm::Update update = sim.update();
+  sets.create("lost", {0});
+  update = sim.update();
+  sets.create("first", {0});
+  update.commit();
+  auto outer = std::make_unique<pdm::Update>(sim.update());
+  pdm::Update inner = sim.update();
+  outer.reset(); // nothing was done in the one within: it goes on
+  sets.create("second", {1});
+  inner.commit();
+  EXPECT_THAT(sets.names(), ElementsAre("base", "first", "second"));
+
+  update = sim.update();
+  pdm::Update within = sim.update();
+  sets.create("half", {0});
+  update = pdm::Update(); // takes back what `within` wrote: it must not say that it kept it
+  EXPECT_THAT(Refused([&] { within.commit(); }).cause(), HasSubstr("rolled back"));
+  within.rollback();
+  update = sim.update();
+  within = sim.update();
+  within = sim.update(); // the first one within wrote nothing, yet was left: so ends the one around it
+  EXPECT_THROW(update.commit(), pdm::Error);
+}
+
+TEST_F(FaceLife, OnlyASimulationFileGivesWay) {
+  Model();
+  pdm::create(Path(), {.replace = true}).create_model();
+  EXPECT_FALSE(pdm::open(Path()).model().has_mesh());
+  hdf_View other(Path("other.h5").c_str());
+  ASSERT_TRUE(other.Group("/a") && other.Finish());
+  const std::string bytes = sys_Bytes(Path("other.h5"));
+  EXPECT_THAT(Refused([&] { pdm::create(Path("other.h5"), {.replace = true}); }).cause(),
+              HasSubstr("expected a simulation file to replace"));
+  EXPECT_EQ(sys_Bytes(Path("other.h5")), bytes);
+  std::ofstream(Path("text")) << "of a person";
+  EXPECT_THROW(pdm::create(Path("text"), {.replace = true}), pdm::Error);
+  EXPECT_EQ(sys_Bytes(Path("text")), "of a person");
+  std::ofstream(Path("empty")).close();
+  pdm::create(Path("empty"), {.replace = true}).create_model();
+}
+
+TEST_F(FaceLife, WhatWouldBeCutOrMeansNothingIsNotStored) {
+  const pdm::Sim sim = Model();
+  const pdm::Mesh mesh = sim.model().mesh();
+  const pdm::Fields fields = mesh.node_fields();
+  const std::string cut("m\0s", 3);
+  const std::vector<double> four(4);
+  const auto nul = [&](auto&& call) { EXPECT_THAT(Refused(call).cause(), HasSubstr("NUL")); };
+  nul([&] { fields.create("x", four, {.unit = cut}); });
+  nul([&] { fields.create("x", four, {.long_name = cut}); });
+  nul([&] { fields.create_empty("x", {.unit = cut}); });
+  nul([&] { fields["heat"].append(std::vector<float>(4), {.unit = cut}); });
+  nul([&] { fields["heat"].append(std::vector<float>(4), {.long_name = cut}); });
+  nul([&] { pdm::create(Path("b.pdm")).create_mesh(2, 1).create_block("a", cut, 2, std::vector{0, 1}); });
+  EXPECT_THAT(Refused([&] { mesh.surfaces().create("x", std::vector{0}, std::vector{-1}); }).cause(),
+              HasSubstr("side -1"));
+  EXPECT_THAT(fields.names(), ElementsAre("coordinates", "heat"));
+  EXPECT_FALSE(mesh.surfaces().contains("x"));
+  EXPECT_EQ(fields["heat"].size(), 2);
 }
