@@ -65,7 +65,7 @@ class Surface {
       sides += drawer.rows();
     return sides;
   }
-  /// \return [size()] the 0-based element of each side.
+  /// \return [size()] the 0-based element of each side, in the order of Surfaces::create().
   std::vector<int> elements() const {
     std::vector<int> all;
     for (const Drawer& drawer : m_field) {
@@ -107,12 +107,17 @@ class Surfaces : public detail::Map<ORXSimDistributionID, Surface> {
   /// \param name      of the new surface.
   /// \param elements  [n] 0-based elements; one with several sides comes several times.
   /// \param sides     [n] the number of each side at its element, from 0.
+  /// They are kept in the order of an element's first side, then of an element's second one, and so on: what
+  /// elements() and sides() answer has those that came first of their elements first.
   Surface create(std::string_view name, std::span<const int> elements, std::span<const int> sides) const {
     constexpr const char* kOperation = "create a surface";
     return detail::run(*this, kOperation, [&] {
       const kda_string key = new_key(name, false, kOperation);
       if (elements.size() != sides.size())
         detail::refuse(state().get(), path(), kOperation, "there must be as many sides as elements");
+      if (const auto wrong = std::find_if(sides.begin(), sides.end(), [](int side) { return side < 0; });
+          wrong != sides.end())
+        detail::refuse(state().get(), path(), kOperation, "there is no side " + std::to_string(*wrong));
       ORXSimUpdate update(state()->context);
       const ORXSimDistributionID id =
           ORXSimDistributionRef::Create(state()->context, key.cStr(), "", nullptr, 0);

@@ -3,12 +3,15 @@
 #include <PDM_Core.h>
 #include <pdm/pdm_Error.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 // What every call of this layer goes through: it asks whether the file is still open, keeps what the library
 // says meanwhile off the error stream, and turns a failure into pdm::Error.
@@ -51,6 +54,29 @@ class Lines {
   err_ThreadSink m_before;
 };
 
+struct State;
+
+/// The scope of one update, in the order of those that are open in its file.
+class Scope {
+ public:
+  explicit Scope(State& file);
+  Scope(const Scope&) = delete;
+  Scope& operator=(const Scope&) = delete;
+  ~Scope();
+  /// \return false when it failed, or one within it was taken back: it is open still.
+  bool commit() { return m_update->Commit(); }
+  /// Takes everything back. Those within it that nothing was done in begin anew: `update = sim.update()`
+  /// begins the new one before the old one ends.
+  void rollback();
+
+ private:
+  bool is_fresh() const;
+
+  State& m_file;
+  std::uint64_t m_calls; // of the file when it began
+  std::optional<ORXSimUpdate> m_update;
+};
+
 /// One open file, shared by everything that was made of it.
 struct State {
   std::string file;
@@ -58,6 +84,8 @@ struct State {
   msfD_Sim sim;
   ORXSimContextID context;
   bool open = false;
+  std::uint64_t calls = 0;    // of run() for this file
+  std::vector<Scope*> scopes; // that are open, the outermost first
 
   explicit State(std::string name) : file(std::move(name)) {}
   State(const State&) = delete;
@@ -69,6 +97,26 @@ struct State {
   }
 };
 using File = std::shared_ptr<State>;
+
+inline Scope::Scope(State& file) : m_file(file), m_calls(file.calls) {
+  m_file.scopes.push_back(this);
+  m_update.emplace(file.context);
+}
+inline Scope::~Scope() {
+  std::erase(m_file.scopes, this);
+}
+inline bool Scope::is_fresh() const {
+  return m_calls == m_file.calls;
+}
+inline void Scope::rollback() {
+  std::vector<Scope*>& all = m_file.scopes;
+  const auto within = std::find(all.begin(), all.end(), this) + 1;
+  m_update->Rollback();
+  if (!std::all_of(within, all.end(), [](const Scope* scope) { return scope->is_fresh(); }))
+    return; // their writes are lost: they cannot be committed
+  std::for_each(within, all.end(), [](Scope* scope) { scope->m_update->Rollback(); });
+  std::for_each(within, all.end(), [](Scope* scope) { scope->m_update.emplace(scope->m_file.context); });
+}
 
 [[noreturn]] inline void refuse(const State* file, std::string path, const char* operation,
                                 std::string cause) {
@@ -106,6 +154,7 @@ const File& require_open(const Object& object, const char* operation) {
 template <class Object, class Work>
 std::invoke_result_t<Work> run(const Object& object, const char* operation, Work&& work) {
   const File file = require_open(object, operation);
+  ++file->calls;
   const std::uint64_t failures = ORXSimManager::Failures();
   const Lines lines;
   const auto check = [&] {

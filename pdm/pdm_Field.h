@@ -79,16 +79,16 @@ class Drawer {
   friend class Field;
   // The drawer of a field; with an operation `only` the only one that it has.
   inline Drawer(const Field& field, int index, const char* only);
-  const ORXSimPersistentDrawerDesc& described() const {
-    detail::require_open(*this, "use a drawer");
-    return m_description;
-  }
+  // Takes the description from the file. With `only` the field must have no other drawer.
+  inline void look(const char* operation, bool only) const;
+  inline const ORXSimPersistentDrawerDesc& described() const;
   std::size_t count() const { return detail::size(rows()) * detail::size(components()); }
   void check_type(Type out, const char* operation) const;
 
   std::shared_ptr<const Field> m_field;
   int m_index = 0;
-  ORXSimPersistentDrawerDesc m_description;
+  mutable ORXSimPersistentDrawerDesc m_description;
+  mutable std::uint64_t m_seen = 0; // when the description was last looked at
 };
 
 /// Numbers over sets of items, in drawers: of a result a drawer each step, of a connectivity a drawer each
@@ -129,7 +129,9 @@ class Field : public detail::Entry<ORXSimDistributionID> {
   int steps() const { return empty() ? 0 : size() / drawers_a_step(); }
   /// \return the drawer of a step. Throws Error when there is no such step, or it has several.
   Drawer step(int step) const;
-  /// \param time  one of the model's times, to a billionth of their range. Throws Error with the nearest.
+  /// \param time  one of the model's finite times, to a billionth of their range and to its last digits.
+  /// Throws
+  ///              Error with the nearest.
   Drawer at(double time) const;
 
   /// Reads the only drawer.

@@ -73,11 +73,47 @@ inline std::vector<double> times_of(const State& file) {
   return times;
 }
 
-/// What a drawer must be that holds some numbers; refuses numbers that do not fill its rows. REQUIRES run().
-/// \param like  components that it has if nothing says otherwise; 0 says nothing either.
+/// \return the first of the times that are nearest to one, which files of others need not have in order; -1
+///         when none is finite.
+inline int nearest(const std::vector<double>& times, double time) {
+  int best = -1;
+  for (int i = 0; i < static_cast<int>(times.size()); ++i)
+    if (const double one = times[size(i)]; std::isfinite(one))
+      if (best < 0 || std::abs(one - time) < std::abs(times[size(best)] - time))
+        best = i;
+  return best;
+}
+
+/// Whether a time is meant by another: to a billionth of the range of all finite times, and to what the last
+/// digits of either leave open.
+inline bool is_time(const std::vector<double>& times, double one, double other) {
+  constexpr double kDigits = 4 * std::numeric_limits<double>::epsilon();
+  double least = one, most = one;
+  for (const double time : times)
+    if (std::isfinite(time)) {
+      least = std::min(least, time);
+      most = std::max(most, time);
+    }
+  return std::isfinite(other) &&
+         std::abs(one - other) <=
+             1e-9 * most - 1e-9 * least + kDigits * std::max(std::abs(one), std::abs(other));
+}
+
+/// Refuses texts that would be cut. REQUIRES run().
+template <class Object>
+void require_whole(const Object& object, const char* operation, const FieldOptions& options) {
+  for (const std::string* text : {&options.unit, &options.long_name})
+    if (text->find('\0') != std::string::npos)
+      refuse(object.state().get(), object.path(), operation, "a unit or a long name must not contain NUL");
+}
+
+/// What a drawer must be that holds some numbers; refuses texts that would be cut and numbers that do not
+/// fill its rows. REQUIRES run(). \param like  components that it has if nothing says otherwise; 0 says
+/// nothing either.
 template <class Object>
 ORXSimDrawerDescription describe(const Object& object, const char* operation, const Numbers& values,
                                  ORXSimCSetID over, const FieldOptions& options, int like) {
+  require_whole(object, operation, options);
   if (over.IsNull())
     refuse(object.state().get(), object.path(), operation, "say which set its rows belong to");
   const int items =
@@ -111,20 +147,31 @@ inline bool write_new(const ORXSimDistributionRef& distribution, int drawer, con
 
 inline Drawer::Drawer(const Field& field, int index, const char* only)
     : m_field(std::make_shared<const Field>(field)), m_index(index) {
-  const char* const operation = only == nullptr ? "open a drawer" : only;
-  m_description = detail::run(field, operation, [&] {
-    const ORXSimDistributionRef distribution(field.checked(operation));
+  look(only == nullptr ? "open a drawer" : only, only != nullptr);
+}
+
+inline void Drawer::look(const char* operation, bool only) const {
+  m_description = detail::run(*m_field, operation, [&] {
+    const ORXSimDistributionRef distribution(m_field->checked(operation));
     const int drawers = distribution.NumDrawers();
-    if (only != nullptr && drawers != 1)
-      detail::refuse(state().get(), field.path(), operation,
+    if (only && drawers != 1)
+      detail::refuse(state().get(), m_field->path(), operation,
                      "the field has " + std::to_string(drawers) +
                          " drawers: say which one, by its number, step or time");
-    if (index < 0 || index >= drawers)
-      detail::refuse(state().get(), field.path(), operation,
-                     "there is no drawer " + std::to_string(index) + ", the field has " +
+    if (m_index < 0 || m_index >= drawers)
+      detail::refuse(state().get(), m_field->path(), operation,
+                     "there is no drawer " + std::to_string(m_index) + ", the field has " +
                          std::to_string(drawers));
-    return distribution.Drawer(index);
+    return distribution.Drawer(m_index);
   });
+  m_seen = ORXSimManager::Epochs();
+}
+
+inline const ORXSimPersistentDrawerDesc& Drawer::described() const {
+  detail::require_open(*this, "use a drawer");
+  if (m_seen != ORXSimManager::Epochs())
+    look("use a drawer", false);
+  return m_description;
 }
 
 inline std::string Drawer::path() const {
@@ -145,6 +192,7 @@ inline std::string Drawer::unit() const {
 inline Set Drawer::set() const {
   const ORXSimCSetID id = described().CSet();
   Set::Source source{state(), path() + "/set"};
+  source.now = [drawer = *this] { return drawer.described().CSet(); };
   return {std::make_shared<const Set::Source>(std::move(source)), {}, id};
 }
 
@@ -254,16 +302,13 @@ inline Drawer Field::at(double time) const {
       detail::run(*this, "find a time", [&] { return detail::times_of(*state()); });
   if (times.empty())
     detail::refuse(state().get(), path(), "find a time", "the model has no times");
-  const auto nearest = std::min_element(times.begin(), times.end(), [&](double a, double b) {
-    return std::abs(a - time) < std::abs(b - time);
-  });
-  const auto [least, most] = std::minmax_element(times.begin(), times.end());
-  const double range = std::max({*most - *least, std::abs(*least), std::abs(*most)});
-  const auto index = static_cast<int>(nearest - times.begin());
-  if (!(std::abs(*nearest - time) <= 1e-9 * range))
+  const int index = detail::nearest(times, time);
+  if (index < 0)
+    detail::refuse(state().get(), path(), "find a time", "the model has no finite times");
+  if (const double found = times[detail::size(index)]; !detail::is_time(times, found, time))
     detail::refuse(state().get(), path(), "find a time",
                    "there is no step at time " + std::to_string(time) + ", the nearest is step " +
-                       std::to_string(index) + " at " + std::to_string(*nearest));
+                       std::to_string(index) + " at " + std::to_string(found));
   return step(index);
 }
 

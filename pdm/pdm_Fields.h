@@ -45,6 +45,7 @@ class Fields : public detail::Map<ORXSimDistributionID, Field> {
                      "without numbers it has no rows yet: say their set when you append");
     return detail::run(*this, kOperation, [&] {
       const kda_string key = new_key(name, options.replace, kOperation);
+      detail::require_whole(*this, kOperation, options);
       ORXSimUpdate update(state()->context);
       ORXSimDrawerDescription drawer;
       if (values != nullptr)

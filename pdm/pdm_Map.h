@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -33,8 +34,23 @@ struct Source {
   void* object = nullptr; // the pointer that the object's handle is
   const MapMember<Id>* member = nullptr;
   ORXSimCollectionID (*collection)(const Source& source) =
-      nullptr; // what new entries are over; null: their own
+      nullptr;               // what new entries are over; null: their own
+  std::function<Id()> now{}; // without a member: what stands there now; empty: nobody can tell
 };
+
+/// Refuses an identifier that is not what stands in its place any more. REQUIRES run().
+/// A rollback takes back what was made since the last commit point, and the next one made has its number.
+/// \param seen  ORXSimManager::Epochs() when the identifier was last known to stand there.
+/// \param id    the identifier.
+/// \param now   tells what stands there; empty: after a rollback it is refused.
+template <class Object, class Id>
+void require_same(const Object& object, const char* operation, std::uint64_t& seen, const Id& id,
+                  const std::function<Id()>& now) {
+  const ORXSimContextRef context(object.state()->context);
+  if (now ? !(now() == id) : context.Epoch() > seen && !context.ReadOnly())
+    refuse(object.state().get(), object.path(), operation, "it was taken back or replaced: ask for it again");
+  seen = ORXSimManager::Epochs();
+}
 
 /// A string of a map's key. An embedded NUL would cut it.
 inline std::optional<kda_string> key_of(std::string_view name) {
@@ -74,7 +90,9 @@ class Entry {
   Id id(const char* operation) const {
     if (m_seen == ORXSimManager::Epochs())
       return m_id;
-    if (m_source->member != nullptr) {
+    if (m_source->member == nullptr) {
+      require_same(*this, operation, m_seen, m_id, m_source->now);
+    } else {
       const kda_MapString<Id>& map = m_source->member->get(m_source->object);
       const kda_string key = *key_of(m_name);
       if (!map.isMember(key) || !(map.get(key) == m_id))

@@ -92,12 +92,14 @@ class Mesh : public detail::Part {
         "localNodeFields"));
   }
 
+  /// The name of a block is that of a set of its region alone; where there are several, of the one whose name
+  /// the set of the block's elements has too.
   /// \return the elements by type, in the order of the connectivity's drawers.
   std::vector<Block> blocks() const;
   /// Makes a block of the elements that follow those of the blocks so far, with an element set and a region
-  /// of its name. One commit point, unless an update is open. Throws Error when fewer elements are left.
-  /// \param name   of the block; "": block_1, block_2...
-  /// \param type   of its elements, "HEX8", whose nodes are in the order of Exodus II.
+  /// of its name. One commit point, unless an update is open. Throws Error when fewer elements are left, or
+  /// an element set or a region set has the name. \param name   of the block; "": the first free one of
+  /// block_1, block_2... \param type   of its elements, "HEX8", whose nodes are in the order of Exodus II.
   /// \param width  nodes an element.
   /// \param nodes  [elements][width] 0-based nodes; -1 fills up polygons.
   Block create_block(std::string_view name, std::string_view type, int width,
@@ -111,14 +113,16 @@ class Mesh : public detail::Part {
     return detail::run(*this, "read the times", [&] { return detail::times_of(*m_state); });
   }
   /// Gives the model its steps: new frames, with these times. One commit point, unless an update is open.
-  /// \param times  [steps] in ascending order.
+  /// \param times  [steps] finite, in ascending order; equal ones may follow each other.
   void set_times(std::span<const double> times) const;
   /// Adds a step. One commit point, unless an update is open. Cost: O(steps), and the times
   /// before stay in the file until it is compacted without orphans; a solver that knows its times sets them
   /// all at once.
-  /// \param time  greater than all before.
+  /// \param time  finite, greater than all before.
   void append_time(double time) const {
     std::vector<double> all = times();
+    if (!all.empty() && !(time > all.back()))
+      detail::refuse(m_state.get(), m_path, "set the times", "a new time must be greater than all before");
     all.push_back(time);
     set_times(all);
   }
@@ -130,10 +134,19 @@ class Mesh : public detail::Part {
   Pattern pattern(const Numbering& numbering) const;
 
  private:
+  /// block_3 or the next one that no set of elements or regions has.
+  std::string free_name(std::size_t number) const {
+    std::string name;
+    do
+      name = "block_" + std::to_string(number++);
+    while (element_sets().contains(name) || region_sets().contains(name));
+    return name;
+  }
   /// Makes one region more, with a set of its own. REQUIRES run() and an update.
   void add_region(const std::string& name, int number) const;
   Collection collection(ORXSimCollectionID (msfD_Mesh::*get)() const, const char* name) const {
-    return {m_state, below(name), detail::run(*this, "find a collection", [&] { return (m_handle.*get)(); })};
+    return {m_state, below(name), detail::run(*this, "find a collection", [&] { return (m_handle.*get)(); }),
+            [mesh = m_handle, get] { return (mesh.*get)(); }};
   }
   template <class Id, auto Get, auto Set, auto Over>
   detail::Source<Id> source(const char* name) const {
@@ -167,10 +180,16 @@ inline std::vector<Block> Mesh::blocks() const {
   const Field connectivity = element_fields()["connectivity"];
   const auto count = detail::size(connectivity.size());
   std::vector<std::string> names(count);
+  std::vector<bool> sure(count);
+  const Sets of_elements = element_sets();
   for (const auto& [name, set] : region_sets()) // a block's name is that of the set of its region alone
     if (set.size() == 1)
-      if (const auto region = detail::size(set.items().front()); region < count && names[region].empty())
-        names[region] = name;
+      if (const auto region = detail::size(set.items().front()); region < count && !sure[region]) {
+        sure[region] = of_elements.contains(name) &&
+                       of_elements[name].handle() == connectivity[static_cast<int>(region)].set().handle();
+        if (sure[region] || names[region].empty())
+          names[region] = name;
+      }
   std::vector<std::int64_t> ids(count);
   std::iota(ids.begin(), ids.end(), 1);
   if (region_fields().contains("label"))
@@ -217,9 +236,10 @@ inline Block Mesh::create_block(std::string_view name, std::string_view type, in
       detail::refuse(m_state.get(), m_path, kOperation, "there is no node " + std::to_string(*wrong));
     if (!region_fields().empty())
       detail::refuse(m_state.get(), m_path, kOperation, "the mesh has numbers of its blocks");
-    std::string own(name);
-    if (own.empty())
-      own = "block_" + std::to_string(before.size() + 1);
+    const std::string own = name.empty() ? free_name(before.size() + 1) : std::string(name);
+    if (region_sets().contains(own)) // of the element sets create() says it
+      detail::refuse(m_state.get(), m_path, kOperation,
+                     "there is a region set " + detail::quoted(own) + " already");
     ORXSimUpdate update(m_state->context);
     std::vector<int> items(count);
     std::iota(items.begin(), items.end(), first);
@@ -248,6 +268,8 @@ inline void Mesh::add_region(const std::string& name, int number) const {
 inline void Mesh::set_times(std::span<const double> times) const {
   constexpr const char* kOperation = "set the times";
   detail::run(*this, kOperation, [&] {
+    if (!std::all_of(times.begin(), times.end(), [](double time) { return std::isfinite(time); }))
+      detail::refuse(m_state.get(), m_path, kOperation, "the times must be finite");
     if (!std::is_sorted(times.begin(), times.end()))
       detail::refuse(m_state.get(), m_path, kOperation, "the times must ascend");
     ORXSimUpdate update(m_state->context);

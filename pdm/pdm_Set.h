@@ -13,29 +13,41 @@ class Collection : public detail::Part {
  public:
   Collection() = default;
   /// For a collection of the plain calls.
-  Collection(detail::File file, std::string path, ORXSimCollectionID id)
-      : Part(std::move(file), std::move(path)), m_id(id) {}
+  /// \param now  tells which one stands there after a rollback; without it the collection ends with one.
+  Collection(detail::File file, std::string path, ORXSimCollectionID id,
+             std::function<ORXSimCollectionID()> now = {})
+      : Part(std::move(file), std::move(path)), m_id(id), m_now(std::move(now)) {}
 
   /// \return whether there is one; the other calls answer 0 and "" otherwise.
   explicit operator bool() const noexcept { return m_state != nullptr && !m_id.IsNull(); }
   /// \return the number of items.
   int size() const {
-    return detail::run(*this, "count the items",
-                       [&] { return m_id.IsNull() ? 0 : ORXSimCollectionRef(m_id).NumItems(); });
+    return detail::run(*this, "count the items", [&] {
+      return id("count the items").IsNull() ? 0 : ORXSimCollectionRef(m_id).NumItems();
+    });
   }
   /// \return the collection's name.
   std::string name() const {
     return detail::run(*this, "read the name", [&] {
-      return m_id.IsNull() ? std::string() : std::string(ORXSimCollectionRef(m_id).Name().CStr());
+      return id("read the name").IsNull() ? std::string()
+                                          : std::string(ORXSimCollectionRef(m_id).Name().CStr());
     });
   }
   /// \return the identifier that the plain calls take, null when there is no collection.
   ORXSimCollectionID handle() const {
-    return detail::run(*this, "take the identifier", [&] { return m_id; });
+    return detail::run(*this, "take the identifier", [&] { return id("take the identifier"); });
   }
 
  private:
+  ORXSimCollectionID id(const char* operation) const {
+    if (m_seen != ORXSimManager::Epochs())
+      detail::require_same(*this, operation, m_seen, m_id, m_now);
+    return m_id;
+  }
+
   ORXSimCollectionID m_id;
+  std::function<ORXSimCollectionID()> m_now;
+  mutable std::uint64_t m_seen = ORXSimManager::Epochs();
 };
 
 /// An ordered list of items of a collection.
@@ -77,8 +89,10 @@ class Set : public detail::Entry<ORXSimCSetID> {
   }
   /// \return the collection that the items are of.
   Collection collection() const {
-    return detail::run(*this, "use a set",
-                       [&] { return Collection(state(), path(), id("use a set").Collection()); });
+    return detail::run(*this, "use a set", [&] {
+      const ORXSimCollectionID of = id("use a set").Collection();
+      return Collection(state(), path(), of, [set = *this] { return set.id("use a set").Collection(); });
+    });
   }
 
  private:

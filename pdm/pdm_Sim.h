@@ -31,21 +31,23 @@ struct OpenOptions {
 /// How a file is made.
 /// Threads: a value; each thread uses values of its own.
 struct CreateOptions {
-  bool replace = false; ///< true: a closed simulation file of that name gives way with the first commit point
+  bool replace = false; ///< true: a closed simulation file of that name, or an empty file, gives way with the
+                        ///< first commit point; any other file stays and is an error
   Durability durability = Durability::process;
 };
 
 /// Joins the writes of its lifetime into one commit point. Left without a successful commit() it takes back
 /// everything since the last commit point, also what updates around it have written; those cannot be
-/// committed any more. Moved, never copied.
+/// committed any more. Where nothing was done in those within it, they go on as if they began then: in
+/// `update = sim.update()` the old one ends and the new one goes on. Moved, never copied.
 /// Threads: one at a time for all objects of a Sim.
 class [[nodiscard]] Update : public detail::Part {
  public:
   Update() = default;
   /// \param file  the Sim's.
   explicit Update(detail::File file) : Part(std::move(file), {}) {
-    m_scope = detail::run(*this, "begin an update",
-                          [&] { return std::make_unique<ORXSimUpdate>(m_state->context); });
+    m_scope =
+        detail::run(*this, "begin an update", [&] { return std::make_unique<detail::Scope>(*m_state); });
   }
   Update(Update&& other) noexcept = default;
   Update& operator=(Update&& other) noexcept {
@@ -63,7 +65,7 @@ class [[nodiscard]] Update : public detail::Part {
     require("commit an update");
     detail::run(*this, "commit an update", [&] {
       const std::uint64_t failures = ORXSimManager::Failures();
-      if (!m_scope->Commit() && ORXSimManager::Failures() == failures)
+      if (!m_scope->commit() && ORXSimManager::Failures() == failures)
         detail::refuse(m_state.get(), {}, "commit an update", "an update within it was taken back");
     });
     m_scope.reset();
@@ -71,7 +73,7 @@ class [[nodiscard]] Update : public detail::Part {
   /// Ends the update and takes back what it wrote.
   void rollback() {
     require("take back an update");
-    detail::run(*this, "take back an update", [&] { m_scope->Rollback(); });
+    detail::run(*this, "take back an update", [&] { m_scope->rollback(); });
     m_scope.reset();
   }
 
@@ -85,11 +87,11 @@ class [[nodiscard]] Update : public detail::Part {
     if (m_scope == nullptr)
       return;
     const detail::Lines unheard;
-    m_scope->Rollback(); // the end of an inner scope alone would leave half of it to the outer one
+    m_scope->rollback(); // the end of an inner scope alone would leave half of it to the outer one
     m_scope.reset();
   }
 
-  std::unique_ptr<ORXSimUpdate> m_scope; // null: ended
+  std::unique_ptr<detail::Scope> m_scope; // null: ended
 };
 
 /// The discretisation of a simulation, with its mesh.
@@ -248,7 +250,7 @@ Sim open(std::string_view path, const OpenOptions& options = {});
 /// As above: `pdm::open("a.pdm", pdm::write)`.
 Sim open(std::string_view path, Mode mode);
 /// Makes a simulation file without a model. It appears under its name whole.
-/// \param path     of the file; one that is open anywhere, or is no HDF5 file, is left alone.
+/// \param path     of the file; one that is open anywhere, or is no simulation file, is left alone.
 /// \param options  `{.replace = true}`; without it a file that is there is an error.
 Sim create(std::string_view path, const CreateOptions& options = {});
 /// How long open() and create() wait for a file that another process holds, in all threads of this process.

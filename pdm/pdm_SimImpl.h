@@ -2,6 +2,10 @@
 
 // Part of pdm_Sim.h: how files are opened and closed, and objects found by their paths.
 
+#include <UTI_ORXSimDynamicAPI/hdf_View.h>
+
+#include <filesystem>
+
 namespace pdm {
 
 namespace detail {
@@ -47,6 +51,15 @@ inline gbb_Handle object_at(const State& file, const std::string& path) {
   return gbb_Root(const_cast<msfD_Root*>(&file.root)).Traverse(walk); // a walk changes nothing that is seen
 }
 
+/// Whether a file may be replaced by a new one, or the library alone says what is wrong with it.
+inline bool may_give_way(const std::string& path) {
+  std::error_code none;
+  if (!std::filesystem::is_regular_file(path, none) || std::filesystem::file_size(path, none) == 0)
+    return true;
+  return std::filesystem::exists(path + "-journal", none) || // which may hold all of it
+         hdf_View::Has(path.c_str(), "sim");
+}
+
 } // namespace detail
 
 inline Sim open(std::string_view path, const OpenOptions& options) {
@@ -73,6 +86,9 @@ inline Sim create(std::string_view path, const CreateOptions& options) {
   return detail::open_by(
       path, "create a file", "the file could not be made",
       [&](const char* file) {
+        if (options.replace && !detail::may_give_way(file))
+          throw Error(file, {}, "create a file",
+                      detail::expected("a simulation file to replace", "another file, which stays"));
         return ORXSimManager::CreateContext(file, flags, detail::kLayout, false,
                                             static_cast<int>(options.durability));
       },

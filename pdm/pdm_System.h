@@ -30,7 +30,9 @@ class Event : public Ref<fesD_ModalEvent> {
     const ORXSimCSetID id = call(&fesD_ModalEvent::activeModes);
     if (id.IsNull())
       return std::nullopt;
-    return Set(std::make_shared<const Set::Source>(Set::Source{m_state, below("activeModes")}), {}, id);
+    Set::Source source{m_state, below("activeModes")};
+    source.now = [event = *this] { return event.call(&fesD_ModalEvent::activeModes); };
+    return Set(std::make_shared<const Set::Source>(std::move(source)), {}, id);
   }
   /// \return the numbers that it has by name.
   Fields fields() const {
@@ -68,16 +70,16 @@ class System : public Ref<fesD_FESystem> {
   void set_node_labels(std::span<const int> labels) const {
     store(labels, "node labels", &fesD_FESystem::NodalLabels);
   }
-  /// Stores which degrees of freedom are active. One commit point, unless an update is open.
-  /// \param masks  [nodes] bit b-1 is set where degree of freedom b is active, 1 to 31.
-  void set_activity(std::span<const int> masks) const {
-    store(masks, "activity masks", &fesD_FESystem::NodalActivityMask);
-  }
+  /// Stores which degrees of freedom are active. One commit point, unless an update is open. Where that
+  /// changes, a modal system's order is forgotten, whose equations are others now. \param masks  [nodes] bit
+  /// b-1 is set where degree of freedom b is active, 1 to 31.
+  void set_activity(std::span<const int> masks) const;
 
   /// Numbers the degrees of freedom as the activity says, in the solver's order if there is one.
   Numbering numbering() const;
-  /// Stores the solver's order of a modal system. One commit point, unless an update is open.
-  /// \param equations  [n] the equation at each of the solver's places, as numbering() counts them.
+  /// Stores the solver's order of a modal system, with a new collection of its degrees of freedom where the
+  /// one that it has is of another size. One commit point, unless an update is open. \param equations  [n]
+  /// the equation at each of the solver's places, as numbering() counts them.
   void set_order(std::span<const int> equations) const;
 
   /// \return [modes] in Hz, from "frequencies" or else "eigenvalues" ((rad/s)^2); negative for unstable
@@ -101,6 +103,8 @@ class System : public Ref<fesD_FESystem> {
   Field field_of(ORXSimDistributionID id, const char* name) const {
     return {std::make_shared<const Field::Source>(Field::Source{m_state, below(name)}), {}, id};
   }
+  // Without an order the equations stand in their own places.
+  Numbering number(const std::vector<int>* order) const;
   void store(std::span<const int> values, const char* name,
              void (fesD_FESystem::*set)(ORXSimDistributionID) const) const;
 
@@ -134,36 +138,59 @@ inline void System::store(std::span<const int> values, const char* name,
   });
 }
 
-inline Numbering System::numbering() const {
+inline void System::set_activity(std::span<const int> masks) const {
+  constexpr const char* kOperation = "store the activity";
+  const auto wrong = std::find_if(masks.begin(), masks.end(), [](int mask) { return mask < 0; });
+  if (wrong != masks.end())
+    detail::refuse(m_state.get(), m_path, kOperation,
+                   "label 32 is active at node " + std::to_string(wrong - masks.begin()));
+  const std::vector<int> before = activity();
+  detail::run(*this, kOperation, [&] {
+    ORXSimUpdate update(m_state->context);
+    store(masks, "activity masks", &fesD_FESystem::NodalActivityMask);
+    const fesD_ModalSystem modal(m_handle);
+    if (!!modal && !before.empty() && !std::equal(before.begin(), before.end(), masks.begin(), masks.end()) &&
+        !modal.solverDofOrdering().IsNull())
+      modal.SolverDofOrdering(ORXSimCSetID());
+    update.Commit();
+  });
+}
+
+inline Numbering System::number(const std::vector<int>* order) const {
   constexpr const char* kOperation = "number the degrees of freedom";
-  std::vector<int> masks = activity(), order;
-  const bool has_order = kind() == Kind::modal && detail::run(*this, kOperation, [&] {
-                           return !fesD_ModalSystem(m_handle).solverDofOrdering().IsNull();
-                         });
-  if (has_order) {
-    const ORXSimCSetID id = call([](fesD_FESystem of) { return fesD_ModalSystem(of).solverDofOrdering(); });
-    order = Set(std::make_shared<const Set::Source>(Set::Source{m_state, below("solverDofOrdering")}), {}, id)
-                .items();
-  }
+  const std::vector<int> masks = activity();
   if (masks.empty())
     detail::refuse(m_state.get(), m_path, kOperation, "the system has no activity of its nodes");
   try {
-    return has_order ? Numbering(masks, order) : Numbering(masks);
+    return order != nullptr ? Numbering(masks, *order) : Numbering(masks);
   } catch (const std::invalid_argument& fault) {
     detail::refuse(m_state.get(), m_path, kOperation, fault.what());
   }
 }
 
+inline Numbering System::numbering() const {
+  const ORXSimCSetID id = detail::run(*this, "number the degrees of freedom", [&] {
+    const fesD_ModalSystem modal(m_handle);
+    return !modal ? ORXSimCSetID() : modal.solverDofOrdering();
+  });
+  if (id.IsNull())
+    return number(nullptr);
+  const std::vector<int> order =
+      Set(std::make_shared<const Set::Source>(Set::Source{m_state, below("solverDofOrdering")}), {}, id)
+          .items();
+  return number(&order);
+}
+
 inline void System::set_order(std::span<const int> equations) const {
   constexpr const char* kOperation = "store the solver's order";
-  const Numbering numbers = numbering();
+  const int count = number(nullptr).equation_count();
   detail::run(*this, kOperation, [&] {
     const fesD_ModalSystem modal(m_handle);
     if (!modal)
       detail::refuse(m_state.get(), m_path, kOperation, "only a modal system has one");
     ORXSimUpdate update(m_state->context);
-    if (modal.dofs().IsNull())
-      modal.Dofs(ORXSimCollectionRef::Create(m_state->context, "dofs", numbers.equation_count()));
+    if (modal.dofs().IsNull() || ORXSimCollectionRef(modal.dofs()).NumItems() != count)
+      modal.Dofs(ORXSimCollectionRef::Create(m_state->context, "dofs", count));
     const ORXSimCSetID order = ORXSimCollectionRef(modal.dofs())
                                    .CreateOrderedCSet(equations.data(), static_cast<int>(equations.size()));
     if (!order.IsNull()) {

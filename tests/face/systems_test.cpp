@@ -40,8 +40,11 @@ TEST_F(FaceSystems, NumberTheEquationsInTheSolversOrder) {
   const pdm::System plain = sim.model().mesh().systems().create("plain");
   EXPECT_THAT(Refused([&] { plain.numbering(); }).cause(), HasSubstr("no activity"));
   EXPECT_THAT(Refused([&] { plain.set_order(std::vector{0}); }).cause(), HasSubstr("no activity"));
-  plain.set_activity(std::vector{1, 1, 1, 1 << 31});
-  EXPECT_THAT(Refused([&] { plain.numbering(); }).cause(), HasSubstr("label 32 is active at node 3"));
+  EXPECT_THAT(Refused([&] {
+                plain.set_activity(std::vector{1, 1, 1, -1});
+              }).cause(),
+              HasSubstr("label 32 is active at node 3"));
+  EXPECT_THROW(pdm::Numbering(std::vector{1, -1}), std::invalid_argument);
   EXPECT_THAT(sim.model().mesh().systems().names(), ElementsAre("modal", "plain"));
 }
 
@@ -70,4 +73,23 @@ TEST_F(FaceSystems, AHostsClassTakesPart) {
   control.for_each_member([&](const char* name, const auto&) { members.emplace_back(name); });
   EXPECT_THAT(members, ElementsAre("gain", "controlled", "modes"));
   EXPECT_EQ(again.wrap(control.handle()).call(&hostD_ControlSystem::gain), 2.5);
+}
+
+TEST_F(FaceSystems, AnOrderIsOfTheActivityThatItWasStoredWith) {
+  const pdm::Sim sim = Model();
+  const pdm::System modal = sim.model().mesh().systems()["modal"];
+  modal.set_activity(std::vector{7, 3, 0, 1}); // as it was
+  EXPECT_TRUE(modal.numbering().has_order());
+  modal.set_activity(std::vector{1, 1, 1, 0});
+  EXPECT_FALSE(modal.numbering().has_order()); // its equations are others
+  modal.set_order(std::vector{2, 1, 0});
+  EXPECT_THAT(modal.numbering().order(), ElementsAre(2, 1, 0));
+  EXPECT_EQ(ORXSimCollectionRef(fesD_ModalSystem(modal.handle()).dofs()).NumItems(), 3);
+  const pdm::System other = sim.model().mesh().systems().create("other");
+  other.set_activity(std::vector{1, 0, 0, 0});
+  modal.handle().NodalActivityMask(other.handle().nodalActivityMask()); // a plain call forgets no order
+  EXPECT_THROW(modal.numbering(), pdm::Error);
+  modal.set_order(std::vector{0});
+  EXPECT_THAT(modal.numbering().order(), ElementsAre(0));
+  EXPECT_EQ(ORXSimCollectionRef(fesD_ModalSystem(modal.handle()).dofs()).NumItems(), 1);
 }
