@@ -156,3 +156,19 @@ TEST_F(FaceLife, WhatWouldBeCutOrMeansNothingIsNotStored) {
   EXPECT_FALSE(mesh.surfaces().contains("x"));
   EXPECT_EQ(fields["heat"].size(), 2);
 }
+
+TEST_F(FaceLife, OptionsOfFilesAreHeeded) {
+  {
+    const pdm::Sim sim = Model("a.pdm", pdm::Durability::scratch);
+    const pdm::Sets sets = sim.model().mesh().node_sets();
+    std::make_unique<pdm::Update>(sim.update()), sets.create("kept", {0}); // left: scratch takes back nothing
+    EXPECT_TRUE(sets.contains("kept"));
+    std::vector<int> few(2);
+    EXPECT_THROW(sets["base"].read(few), pdm::Error);
+    hdf_Group deep = ORXSimContextRef(sim.context()).File().RootGroup();
+    for (int i = 0; i < 110; ++i)
+      deep = deep.GroupCreate("g", 0);
+  }
+  EXPECT_EQ(pdm::open(Path()).model().mesh().node_count(), 4);
+  EXPECT_THROW(pdm::open(Path(), pdm::untrusted), pdm::Error); // deeper than a walk goes
+}
