@@ -286,3 +286,30 @@ TEST_F(Face, BlocksAreMadeOneAfterAnother) {
   EXPECT_EQ(mesh.blocks().size(), 2u);
   EXPECT_EQ(mesh.create_block("star", "STAR", 1, std::vector{0}).element_type(), nullptr);
 }
+
+TEST_F(Face, WhatIsLikelyToBeLostOnTheWayIsNot) {
+  const pdm::Sim sim = Model();
+  const pdm::Mesh mesh = sim.model().mesh();
+  const pdm::Fields fields = mesh.node_fields();
+  const pdm::Field ints = fields.create("ints", std::vector{-3, 4, -5, 6});
+  EXPECT_THAT(ints.read<double>(), ElementsAre(-3, 4, -5, 6));
+  EXPECT_THAT(ints.read<std::int64_t>(), ElementsAre(-3, 4, -5, 6));
+  const pdm::Field part =
+      fields.create("part", std::vector{-1.f, 2.f, 3.f}, {.over = mesh.node_sets()["base"]});
+  EXPECT_THAT(part.read<double>(), ElementsAre(-1, 2, 3));
+  const pdm::Drawer next = part.append(std::vector{4.f, 5.f, 6.f}, {.unit = "mV"});
+  EXPECT_THAT(next.set().items(), ElementsAre(2, 0, 1)); // the first drawer's
+  EXPECT_EQ(next.unit(), "mV");
+
+  mesh.object().call(&msfD_Mesh::Regions, ORXSimCollectionRef::Create(sim.context(), "regions", 1));
+  mesh.region_fields().create("label", std::vector{-70});
+  EXPECT_EQ(mesh.blocks()[0].id(), -70);
+  const pdm::Systems systems = mesh.systems();
+  EXPECT_FALSE(systems.contains("mod"));
+  const pdm::System other = systems.create("other");
+  const double circle = 2 * std::numbers::pi;
+  other.fields().create("eigenvalues", std::vector{9 * circle * circle, -circle * circle});
+  EXPECT_THAT(other.frequencies(), ElementsAre(testing::DoubleEq(3), testing::DoubleEq(-1)));
+  const pdm::Pattern pattern = pdm::Numbering(std::vector{1, 1, 1}).pattern({{0, 1, -1, 2, -1, -1}}, {3});
+  EXPECT_THAT(pattern.columns, ElementsAre(0, 1, 0, 1, 2));
+}

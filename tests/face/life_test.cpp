@@ -64,6 +64,7 @@ TEST_F(FaceLife, ABlockKeepsItsName) {
   EXPECT_EQ(mesh.create_block("", "BAR2", 2, std::vector{1, 2}).name(), "block_3");
   EXPECT_THAT(mesh.region_sets().names(), ElementsAre("block_3", "inner", "steel", "zz"));
   EXPECT_THAT(mesh.region_sets()["zz"].items(), ElementsAre(0)); // those before live on, over all regions
+  EXPECT_EQ(mesh.region_sets()["zz"].collection().size(), 2);
   EXPECT_EQ(mesh.blocks()[0].name() + mesh.blocks()[1].name(), "steelblock_3");
 }
 
@@ -155,4 +156,20 @@ TEST_F(FaceLife, WhatWouldBeCutOrMeansNothingIsNotStored) {
   EXPECT_THAT(fields.names(), ElementsAre("coordinates", "heat"));
   EXPECT_FALSE(mesh.surfaces().contains("x"));
   EXPECT_EQ(fields["heat"].size(), 2);
+}
+
+TEST_F(FaceLife, OptionsOfFilesAreHeeded) {
+  {
+    const pdm::Sim sim = Model("a.pdm", pdm::Durability::scratch);
+    const pdm::Sets sets = sim.model().mesh().node_sets();
+    std::make_unique<pdm::Update>(sim.update()), sets.create("kept", {0}); // left: scratch takes back nothing
+    EXPECT_TRUE(sets.contains("kept"));
+    std::vector<int> few(2);
+    EXPECT_THROW(sim.model().mesh().node_fields()["coordinates"].set().read(few), pdm::Error);
+    hdf_Group deep = ORXSimContextRef(sim.context()).File().RootGroup();
+    for (int i = 0; i < 110; ++i)
+      deep = deep.GroupCreate("g", 0);
+  }
+  EXPECT_EQ(pdm::open(Path()).model().mesh().node_count(), 4);
+  EXPECT_THROW(pdm::open(Path(), pdm::untrusted), pdm::Error); // deeper than a walk goes
 }
