@@ -108,8 +108,8 @@ void require_whole(const Object& object, const char* operation, const FieldOptio
 }
 
 /// What a drawer must be that holds some numbers; refuses texts that would be cut and numbers that do not
-/// fill its rows. REQUIRES run(). \param like  components that it has if nothing says otherwise; 0 says
-/// nothing either.
+/// fill its rows. REQUIRES run().
+/// \param like  components that it has if nothing says otherwise; 0 says nothing either.
 template <class Object>
 ORXSimDrawerDescription describe(const Object& object, const char* operation, const Numbers& values,
                                  ORXSimCSetID over, const FieldOptions& options, int like) {

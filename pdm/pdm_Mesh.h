@@ -98,8 +98,9 @@ class Mesh : public detail::Part {
   std::vector<Block> blocks() const;
   /// Makes a block of the elements that follow those of the blocks so far, with an element set and a region
   /// of its name. One commit point, unless an update is open. Throws Error when fewer elements are left, or
-  /// an element set or a region set has the name. \param name   of the block; "": the first free one of
-  /// block_1, block_2... \param type   of its elements, "HEX8", whose nodes are in the order of Exodus II.
+  /// an element set or a region set has the name.
+  /// \param name   of the block; "": the first free one of block_1, block_2...
+  /// \param type   of its elements, "HEX8", whose nodes are in the order of Exodus II.
   /// \param width  nodes an element.
   /// \param nodes  [elements][width] 0-based nodes; -1 fills up polygons.
   Block create_block(std::string_view name, std::string_view type, int width,

@@ -71,15 +71,15 @@ class System : public Ref<fesD_FESystem> {
     store(labels, "node labels", &fesD_FESystem::NodalLabels);
   }
   /// Stores which degrees of freedom are active. One commit point, unless an update is open. Where that
-  /// changes, a modal system's order is forgotten, whose equations are others now. \param masks  [nodes] bit
-  /// b-1 is set where degree of freedom b is active, 1 to 31.
+  /// changes, a modal system's order is forgotten, whose equations are others now.
+  /// \param masks  [nodes] bit b-1 is set where degree of freedom b is active, 1 to 31.
   void set_activity(std::span<const int> masks) const;
 
   /// Numbers the degrees of freedom as the activity says, in the solver's order if there is one.
   Numbering numbering() const;
   /// Stores the solver's order of a modal system, with a new collection of its degrees of freedom where the
-  /// one that it has is of another size. One commit point, unless an update is open. \param equations  [n]
-  /// the equation at each of the solver's places, as numbering() counts them.
+  /// one that it has is of another size. One commit point, unless an update is open.
+  /// \param equations  [n] the equation at each of the solver's places, as numbering() counts them.
   void set_order(std::span<const int> equations) const;
 
   /// \return [modes] in Hz, from "frequencies" or else "eigenvalues" ((rad/s)^2); negative for unstable
