@@ -24,7 +24,7 @@ import tempfile
 import threading
 import time
 
-SECONDS = 60  # for one command
+SECONDS = 300  # for one command
 FENCE = re.compile(r"^```(\{(?P<directive>[\w-]+)\} *)?(?P<word>\S*)\n(?P<body>.*?)^```$", re.M | re.S)
 FROM_FILES = {"include", "literalinclude", "figure", "image", "toctree", "note", "tip", "seealso"}
 
