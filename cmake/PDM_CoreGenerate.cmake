@@ -70,7 +70,7 @@ function(pdm_core_generate)
   add_custom_command(OUTPUT ${out}/up-to-date BYPRODUCTS ${files}
     COMMAND ${generate} --fix ${schema}
     COMMAND ${CMAKE_COMMAND} -E touch ${out}/up-to-date
-    DEPENDS ${schema} ${imports} ${templates} ${library}/generate.py
+    DEPENDS ${schema} ${imports} ${templates} ${library}/generate.py ${library}/schema_classes.py
     COMMENT "Generating the classes of ${name}.toml"
     VERBATIM)
   add_custom_target(${ARG_TARGET}_${name}_schema DEPENDS ${out}/up-to-date)

@@ -41,7 +41,7 @@ foreach(header ${PDM_PUBLIC_HEADERS})
   install(FILES ${header} DESTINATION ${PDM_HEADER_DIR}/${folder})
 endforeach()
 install(DIRECTORY schema/ DESTINATION ${PDM_SCHEMA_DIR}
-  FILES_MATCHING PATTERN "*.toml" PATTERN "*.j2" PATTERN "generate.py" PATTERN "__pycache__" EXCLUDE)
+  FILES_MATCHING PATTERN "*.toml" PATTERN "*.j2" PATTERN "*.py" PATTERN "__pycache__" EXCLUDE)
 install(FILES # what a host's module of Python is made with
   python/src/py_Class.h python/src/py_Host.h python/src/py_Session.h python/src/py_Values.h
   DESTINATION ${PDM_SCHEMA_DIR}/python)
