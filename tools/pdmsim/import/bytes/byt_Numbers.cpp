@@ -1,7 +1,7 @@
 #include <pdmsim/import/bytes/byt_Numbers.h>
 
 #include <algorithm>
-#include <array>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -13,11 +13,14 @@ constexpr std::size_t kPiece = std::size_t{128} << 10;
 
 template <class Number>
 Number swapped(Number number) {
-  std::array<char, sizeof(Number)> bytes;
-  std::memcpy(bytes.data(), &number, sizeof number);
-  std::reverse(bytes.begin(), bytes.end());
-  std::memcpy(&number, bytes.data(), sizeof number);
-  return number;
+  if constexpr (sizeof(Number) == 2)
+    return std::bit_cast<Number>(__builtin_bswap16(std::bit_cast<std::uint16_t>(number)));
+  else if constexpr (sizeof(Number) == 4)
+    return std::bit_cast<Number>(__builtin_bswap32(std::bit_cast<std::uint32_t>(number)));
+  else if constexpr (sizeof(Number) == 8)
+    return std::bit_cast<Number>(__builtin_bswap64(std::bit_cast<std::uint64_t>(number)));
+  else
+    return number; // of one byte
 }
 
 template <class To, class From>
@@ -31,18 +34,26 @@ bool fits(From from) {
     return std::in_range<To>(from);
 }
 
-template <class To, class From>
-bool convert(const char* bytes, std::size_t count, bool swap, To* to) {
+// Neither the order of the bytes nor a number before is asked for within the loop: it works on many at a
+// time.
+template <class To, class From, bool Swap>
+bool convertAll(const char* bytes, std::size_t count, To* to) {
   bool good = true;
   for (std::size_t i = 0; i < count; ++i) {
     From from;
     std::memcpy(&from, bytes + i * sizeof from, sizeof from);
-    if (swap)
+    if constexpr (Swap)
       from = swapped(from);
-    good = good && fits<To>(from);
-    to[i] = good ? static_cast<To>(from) : To();
+    const bool fit = fits<To>(from);
+    good &= fit;
+    to[i] = fit ? static_cast<To>(from) : To();
   }
   return good;
+}
+
+template <class To, class From>
+bool convert(const char* bytes, std::size_t count, bool swap, To* to) {
+  return swap ? convertAll<To, From, true>(bytes, count, to) : convertAll<To, From, false>(bytes, count, to);
 }
 
 template <class To>
