@@ -7,10 +7,14 @@
 #include <pdmsim/partition/part_Metis.h>
 #include <pdmsim/show/show_Text.h>
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
 
 namespace {
+
+// What METIS takes is guessed, since it does not tell how far it is: this many times the making of the graph.
+constexpr double kMetis = 5;
 
 struct Options {
   sto_Opening opening;
@@ -78,9 +82,16 @@ void Partition(const Options& options) {
   const auto items = static_cast<std::size_t>(ExpectElements(options, mesh));
   const bool replaced = part_HasField(options.opening.file, mesh);
   const sto_Mesh source(options.opening.file, mesh);
+  const double forGraph = 3.0 * static_cast<double>(items);
+  progress.TotalWork((1 + kMetis) * forGraph);
   const part_Graph graph = part_MakeGraph(source, items, progress);
   file.Check();
-  const std::vector<int> parts = part_Split(options.opening.file, graph, options.parts, progress);
+  const double pace = 0.1 * forGraph / std::max(progress.Seconds(), 0.1);
+  double left = 0.9 * kMetis * forGraph;
+  const std::vector<int> parts = part_Split(options.opening.file, graph, options.parts, [&] {
+    progress.Advance(std::min(left, pace));
+    left -= std::min(left, pace);
+  });
   const part_Quality quality = part_Measure(graph, parts, options.parts);
   part_WriteField(file, mesh, parts);
   const show_Json json = Describe(options, parts, quality, replaced, progress.Seconds());

@@ -66,7 +66,7 @@ void forEach(const sto_Mesh& mesh, cli_Progress& progress, const Visit& visit) {
               std::span<const int>(std::find_if(begin, end, [](int node) { return node >= 0; }), end),
               shape.needs);
       }
-      progress.Advance(static_cast<double>(nodes.size() * sizeof(int)));
+      progress.Advance(static_cast<double>(count));
     }
   }
 }
@@ -110,6 +110,7 @@ Lists turn(const Lists& corners, std::size_t nodes) {
 
 part_Graph part_MakeGraph(const sto_Mesh& mesh, std::size_t items, cli_Progress& progress) {
   const Elements elements = read(mesh, items, progress);
+  constexpr std::size_t kAtATime = 1024;
   const Lists at = turn(elements.corners, mesh.Nodes());
   part_Graph graph;
   graph.begins.reserve(items + 1);
@@ -131,7 +132,8 @@ part_Graph part_MakeGraph(const sto_Mesh& mesh, std::size_t items, cli_Progress&
       throw cli_Failure(cli_Exit::kUnusable, mesh.Path() + ": expected at most " +
                                                  std::to_string(INT_MAX / 2) +
                                                  " pairs of neighbouring elements, found more");
-    progress.Advance(static_cast<double>(touched.size() * sizeof(int)));
+    if (item % kAtATime == kAtATime - 1)
+      progress.Advance(kAtATime);
     touched.clear();
     graph.begins.push_back(static_cast<int>(graph.neighbours.size()));
   }

@@ -22,7 +22,8 @@ struct part_Graph {
 
 /// Finds the neighbours by the corners of the elements alone: nodes between corners say nothing that corners
 /// do not. Elements without nodes have none.
-/// \param items  that the file's collection of elements has.
+/// \param items     that the file's collection of elements has.
+/// \param progress  advances by 3 for each of them.
 /// Throws mesh_Error for what cannot be read, cli_Failure where neighbours are too many for 32 bits.
 part_Graph part_MakeGraph(const sto_Mesh& mesh, std::size_t items, cli_Progress& progress);
 

@@ -68,7 +68,7 @@ using Method = decltype(&METIS_PartGraphKway);
 /// from within them. It changes no graph.
 /// \return the part of each item; none where METIS has failed.
 std::vector<int> run(const std::string& file, const part_Graph& graph, int count, Method method,
-                     bool connected, cli_Progress& progress) {
+                     bool connected, const std::function<void()>& tick) {
   const auto items = static_cast<std::size_t>(graph.Items());
   const Shared shared(items);
   if (!shared.IsThere())
@@ -85,7 +85,7 @@ std::vector<int> run(const std::string& file, const part_Graph& graph, int count
                                 &parts, nullptr, nullptr, options, &cut, shared.Numbers());
         return done == METIS_OK ? 0 : done == METIS_ERROR_MEMORY ? 2 : 1;
       },
-      [&] { progress.Advance(0); });
+      tick);
   const std::span<const idx_t> parts(shared.Numbers(), items);
   if (code == 0 && std::all_of(parts.begin(), parts.end(), [&](idx_t p) { return p >= 0 && p < count; }))
     return {parts.begin(), parts.end()};
@@ -112,7 +112,7 @@ void fill(std::vector<int>& parts, int count) {
 } // namespace
 
 std::vector<int> part_Split(const std::string& file, const part_Graph& graph, int count,
-                            cli_Progress& progress) {
+                            const std::function<void()>& tick) {
   std::vector<int> parts(static_cast<std::size_t>(graph.Items()));
   if (count == graph.Items())
     std::iota(parts.begin(), parts.end(), 0);
@@ -124,7 +124,7 @@ std::vector<int> part_Split(const std::string& file, const part_Graph& graph, in
   // The second way is slower, and balances parts of few elements better.
   std::optional<part_Quality> best;
   for (const Method method : {&METIS_PartGraphKway, &METIS_PartGraphRecursive}) {
-    std::vector<int> found = run(file, graph, count, method, connected, progress);
+    std::vector<int> found = run(file, graph, count, method, connected, tick);
     if (found.empty())
       continue;
     fill(found, count);
