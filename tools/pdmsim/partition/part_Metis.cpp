@@ -10,6 +10,7 @@
 #include <metis.h>
 #include <numeric>
 #include <optional>
+#include <queue>
 #include <sys/mman.h>
 
 static_assert(sizeof(idx_t) == sizeof(int), "this program's graph is that of METIS as Debian has it");
@@ -99,13 +100,17 @@ void fill(std::vector<int>& parts, int count) {
   std::vector<std::vector<int>> members(static_cast<std::size_t>(count));
   for (std::size_t item = 0; item < parts.size(); ++item)
     members[static_cast<std::size_t>(parts[item])].push_back(static_cast<int>(item));
-  const auto less = [](const auto& a, const auto& b) { return a.size() < b.size(); };
+  std::priority_queue<std::pair<std::size_t, std::size_t>> greatest; // sizes, and whose they are
+  for (std::size_t part = 0; part < members.size(); ++part)
+    if (members[part].size() > 1)
+      greatest.emplace(members[part].size(), part);
   for (std::size_t part = 0; part < members.size(); ++part)
     if (members[part].empty()) {
-      auto& greatest = *std::max_element(members.begin(), members.end(), less);
-      parts[static_cast<std::size_t>(greatest.back())] = static_cast<int>(part);
-      members[part].push_back(greatest.back());
-      greatest.pop_back();
+      const auto [size, from] = greatest.top();
+      greatest.pop();
+      parts[static_cast<std::size_t>(members[from].back())] = static_cast<int>(part);
+      members[from].pop_back();
+      greatest.emplace(size - 1, from);
     }
 }
 
