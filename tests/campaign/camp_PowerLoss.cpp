@@ -6,14 +6,17 @@
 
 namespace {
 
-constexpr camp_Config kConfigs[] = {{"durable", H5J_POWER},
-                                    {"tiny-limits", H5J_POWER, 64 << 10, 48 << 10},
-                                    {"tiny-journal", H5J_POWER, 16 << 10},
-                                    {"read-live", H5J_POWER, 4 << 10, 0, 1},
-                                    {"regrown", H5J_POWER, 0, 0, 0, camp_Config::kRegrows},
-                                    {"regrown-spilled", H5J_POWER, 0, 48 << 10, 0, camp_Config::kRegrows},
-                                    {"unmarked", H5J_POWER, 0, 0, 0, camp_Config::kUnmarked},
-                                    {"old-format", H5J_POWER, 64 << 10, 0, 0, camp_Config::kOldFormat}};
+constexpr camp_Config kConfigs[] = {
+    {"durable", H5J_POWER},
+    {"tiny-limits", H5J_POWER, 64 << 10, 48 << 10},
+    {"tiny-journal", H5J_POWER, 16 << 10},
+    {"read-live", H5J_POWER, 4 << 10, 0, 1},
+    {"regrown", H5J_POWER, 0, 0, 0, camp_Config::kRegrows},
+    {"regrown-spilled", H5J_POWER, 0, 48 << 10, 0, camp_Config::kRegrows},
+    {"helped", H5J_POWER, 0, 0, 0, camp_Config::kHelped},
+    {"helped-spilled", H5J_POWER, 64 << 10, 48 << 10, 0, camp_Config::kHelped},
+    {"unmarked", H5J_POWER, 0, 0, 0, camp_Config::kUnmarked},
+    {"old-format", H5J_POWER, 64 << 10, 0, 0, camp_Config::kOldFormat}};
 
 // What is left of the changes that were not synced: all; none; any; any, and only sectors of the writes; all
 // but the last or only the last; all but one.
