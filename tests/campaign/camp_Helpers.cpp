@@ -222,7 +222,8 @@ class Round {
     if (m_kind == kWriter || m_kind == kAll)
       fate.life = life;
     std::unique_ptr<camp_Child> killer;
-    if (m_kind == kHelper || (m_kind == kAll && m_random.OneIn(2)))
+    m_dying = m_kind == kAll && m_random.OneIn(2); // at about the same time as the writer
+    if (m_kind == kHelper || m_dying)
       killer = std::make_unique<camp_Child>([&] {
         ::usleep(static_cast<useconds_t>(life));
         for (int i = 0; i < m_desk.helpers; ++i)
@@ -243,9 +244,13 @@ class Round {
       m_helpers[0]->Kill(), m_helpers[0]->Wait();
     const int first = m_kind == kAll ? 1 : 0;
     int orphans = 0;
-    for (int i = first; i < m_desk.helpers; ++i)
-      orphans += m_desk.joined[i] && !m_helpers[static_cast<std::size_t>(i)]->HasEnded();
-    if (orphans == 0 || m_desk.inode != inodeOf(m_trial.File()))
+    for (int i = first; i < m_desk.helpers; ++i) {
+      camp_Child& helper = *m_helpers[static_cast<std::size_t>(i)];
+      while (m_desk.answered[i] != m_desk.asked && !helper.HasEnded()) // it obeys yet
+        ::usleep(50);
+      orphans += m_desk.joined[i] && !helper.HasEnded();
+    }
+    if (m_dying || orphans == 0 || m_desk.inode != inodeOf(m_trial.File()))
       return;
     ++m_row.board.counter[kOrphaned];
     for (int i = m_random.Between(1, 3); i > 0; --i)
@@ -269,6 +274,7 @@ class Round {
   std::int64_t m_calls, m_microseconds;
   camp_Row& m_row;
   int m_kind = 0, m_victim = 0;
+  bool m_dying = false;
   camp_Children m_helpers;
 };
 

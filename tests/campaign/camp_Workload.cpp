@@ -76,7 +76,8 @@ bool camp_Workload::Several() {
 }
 
 bool camp_Workload::Write() {
-  if (m_config.Is(camp_Config::kHelped) && m_random.OneIn(3))
+  const bool lends = m_config.Is(camp_Config::kHelped) && m_random.OneIn(3);
+  if (lends && !NamesOf(kDatasets).empty())
     return Lend();
   const int kind = m_random.Below(100);
   const Names datasets = NamesOf(kDatasets), large = NamesOf(kLargeOnes);
@@ -206,7 +207,8 @@ bool camp_Workload::Lend() {
     loan = std::make_unique<camp_Loan>(*m_session, *item.bytes, seed);
     good = good && loan->Begin();
   }
-  good = (m_random.OneIn(2) ? SetAttribute() : NewDataset(false)) && good;
+  for (int i = m_random.Between(1, 8); i > 0; --i)
+    good = (m_random.OneIn(2) ? SetAttribute() : NewDataset(false)) && good;
   good = (!Live() || loan->End(m_spoils)) && good;
   if (content.items.count(name) > 0)
     good = Remove(name) && good;
