@@ -313,12 +313,12 @@ camp_Rows camp_Helpers(const camp_Options& options) {
     }
     row.note = std::to_string(row.board.counter[kOrphaned]) + " times orphans, " +
                std::to_string(row.board.counter[kRefused]) + " openings beside them, " +
-               std::to_string(row.board.counter[kHurt]) + " helpers hurt, ";
+               std::to_string(row.board.counter[kHurt]) + " helpers hurt";
     if (config.readers > 0)
-      row.Conclude();
+      row.note += ", ", row.Conclude();
     else if (row.board.counter[camp_kWrong] > 0)
       row.Bad(row.board.wrong);
-    if (row.board.counter[kOrphaned] == 0)
+    if (row.board.counter[kOrphaned] == 0 && !options.untilBad)
       row.Bad("no orphan was seen");
   });
 }

@@ -158,4 +158,42 @@ TEST_F(Helpers, ALoanKeepsTheUpdateWhereItIs) {
   }
 }
 
+// What was lent is in the file alone: an older copy of the file is not to meet the journal.
+TEST_F(Helpers, WhatTheyWriteIsMissedInAnOlderCopy) {
+  Make();
+  const std::string copy = m_directory.Path("b.h5"), bytes(kBytes, 'x');
+  const Held hold = Hold(m_path, H5F_ACC_RDWR, 0, H5J_POWER);
+  const hid_t file = Open(hold);
+  const auto commit = [&](const char* name) {
+    H5Gclose(H5Gcreate2(file, name, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
+    EXPECT_EQ(H5Jcommit_held(hold.get(), file), 0) << H5Jlast_error();
+  };
+  const auto keep = [&](const char* suffix) {
+    constexpr auto kOver = std::filesystem::copy_options::overwrite_existing;
+    std::filesystem::copy_file(m_path + suffix, copy + suffix, kOver);
+  };
+  commit("first");
+  keep("");
+  ASSERT_EQ(Lend(hold, file, "lent"), 1) << H5Jlast_error();
+  EXPECT_GE(H5Jput(hold.get(), m_address, m_first - m_address, bytes.data()), 0);
+  EXPECT_GE(H5Jput(hold.get(), m_end, m_address + kBytes - m_end, bytes.data()), 0);
+  const int own = ::open(m_path.c_str(), O_RDWR);
+  EXPECT_GT(::pwrite(own, bytes.data(), m_end - m_first, static_cast<off_t>(m_first)), 0);
+  ::close(own);
+  EXPECT_GE(H5Jtake_back(hold.get(), true), 0);
+  commit("second");
+  keep("-journal");
+  Refused(Hold(copy, H5F_ACC_RDWR), "older copy");
+  keep("");
+  const Held again = Hold(copy, H5F_ACC_RDWR);
+  ASSERT_NE(again, nullptr) << H5Jlast_error();
+  const hid_t copied = Open(again), data = H5Dopen2(copied, "lent", H5P_DEFAULT);
+  std::string found(kBytes, '\0');
+  EXPECT_GE(H5Dread(data, H5T_NATIVE_UCHAR, H5S_ALL, H5S_ALL, H5P_DEFAULT, found.data()), 0);
+  EXPECT_TRUE(found == bytes);
+  H5Dclose(data);
+  H5Jend(again.get(), copied, true);
+  H5Jend(hold.get(), file, true);
+}
+
 } // namespace
