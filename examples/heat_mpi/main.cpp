@@ -11,14 +11,16 @@
 
 namespace {
 void tell(const heat_Team& team, const heat_Options& options, const heat_Share& share) {
-  const double least = team.Least(share.Elements()), most = team.Greatest(share.Elements());
+  const int least = static_cast<int>(team.Least(share.Elements()));
+  const int most = static_cast<int>(team.Greatest(share.Elements()));
   if (!team.IsRoot())
     return;
+  const std::string low = std::to_string(least), high = std::to_string(most);
   if (team.Size() == 1)
-    std::printf("%s: 1 rank with all %g elements\n", options.file.c_str(), most);
+    std::printf("%s: 1 rank with all %s elements\n", options.file.c_str(), high.c_str());
   else
-    std::printf("%s: %d ranks with %g to %g elements each, %s\n", options.file.c_str(), team.Size(), least,
-                most, share.told.c_str());
+    std::printf("%s: %d ranks with %s elements each, %s\n", options.file.c_str(), team.Size(),
+                (least < most ? low + " to " + high : high).c_str(), share.told.c_str());
 }
 
 void solve(const heat_Team& team, const heat_Options& options, const heat_File& file) {
