@@ -29,10 +29,10 @@ inline void heat_AddOptions(CLI::App& program, heat_Options& options) {
 
 /// \param steps  that an earlier run has stored.
 inline void heat_TellGoingOn(const heat_Options& options, int steps) {
-  std::printf(steps > options.problem.steps
-                  ? "%s: all %d steps are there; more --steps and a later --end go on\n"
-                  : "%s: %d steps are there, going on\n",
-              options.file.c_str(), steps);
+  const bool all = steps > options.problem.steps;
+  std::printf("%s: %s%d %s there%s\n", options.file.c_str(), all ? "all " : "", steps,
+              steps == 1 ? "step is" : "steps are",
+              all ? "; more --steps and a later --end go on" : ", going on");
 }
 
 inline void heat_TellStep(const heat_Options& options, int step, double warmest) {

@@ -15,11 +15,11 @@ heat_Result::heat_Result(const heat_Team& team, const heat_File& file) : m_team(
 Eigen::VectorXd heat_Result::Last(const std::vector<int>& nodes) const {
   heat_Drawer drawer{{}, {}, m_steps - 1};
   m_team->OnRoot([&] {
-    const pdm::Set set = m_field[drawer.number].set();
-    if (!set.is_full())
-      throw std::runtime_error("expected the field 'temperature' at all nodes, found some");
+    const pdm::Drawer last = m_field[drawer.number];
+    if (last.type() != pdm::Type::float64 || last.components() != 1 || !last.set().is_full())
+      throw std::runtime_error("expected the field 'temperature' to be one double for each node");
     drawer.field = m_field.handle();
-    drawer.members = set.handle();
+    drawer.members = last.set().handle();
   });
   Eigen::VectorXd values(static_cast<Eigen::Index>(nodes.size()));
   m_file->Read(drawer, nodes, std::span(values.data(), nodes.size()));

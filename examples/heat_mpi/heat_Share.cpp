@@ -5,31 +5,39 @@
 #include <algorithm>
 
 namespace {
-// The parts of the elements, none when there is no such field.
-std::vector<int> partsOf(const pdm::Mesh& mesh) {
+// The parts of the elements; none, and why, where they cannot go by them.
+std::vector<int> partsOf(const pdm::Mesh& mesh, int ranks, std::string& why) {
   const pdm::Fields fields = mesh.element_fields();
+  why = "there is no field 'partition', which pdmsim partition makes";
   if (!fields.contains("partition"))
     return {};
   const pdm::Field field = fields["partition"];
-  if (field.size() != 1 || field.rows() != mesh.element_count() || field.components() != 1 ||
-      field.type() != pdm::Type::int32 || !field[0].set().is_full())
-    throw std::runtime_error("expected the field 'partition' to be one int32 for each element");
-  return field.read<int>();
+  why = "the field 'partition' is not one int32 for each element, from 0";
+  if (field.size() != 1 || field.components() != 1 || field.type() != pdm::Type::int32 ||
+      field.rows() != mesh.element_count() || !field[0].set().is_full())
+    return {};
+  std::vector<int> parts = field.read<int>();
+  if (parts.empty() || *std::min_element(parts.begin(), parts.end()) < 0)
+    return {};
+  const int count = *std::max_element(parts.begin(), parts.end()) + 1;
+  why = std::to_string(count) + " parts of the field 'partition'";
+  if (count % ranks == 0)
+    return parts;
+  why += " do not go evenly to them";
+  return {};
 }
 
 // The rank of each element.
 std::vector<int> deal(const pdm::Mesh& mesh, int ranks, std::string& told) {
-  std::vector<int> dealt = partsOf(mesh);
-  const int parts = dealt.empty() ? 0 : *std::max_element(dealt.begin(), dealt.end()) + 1;
-  if (parts > 0 && parts % ranks == 0 && *std::min_element(dealt.begin(), dealt.end()) >= 0) {
-    told = "by the " + std::to_string(parts) + " parts of the field 'partition'";
+  std::string why;
+  std::vector<int> dealt = partsOf(mesh, ranks, why);
+  if (!dealt.empty()) {
+    told = "by the " + why;
     for (int& part : dealt)
       part %= ranks;
     return dealt;
   }
-  told = parts == 0 ? "in slices: there is no field 'partition'"
-                    : "in slices: the field 'partition' has " + std::to_string(parts) +
-                          " parts, which do not go evenly to the ranks";
+  told = "in slices: " + why;
   dealt.resize(static_cast<std::size_t>(mesh.element_count()));
   for (std::size_t element = 0; element < dealt.size(); ++element)
     dealt[element] = static_cast<int>(element * static_cast<std::size_t>(ranks) / dealt.size());

@@ -8,6 +8,8 @@
 #include "heat_Share.h"
 
 #include <iostream>
+#include <limits>
+#include <optional>
 
 namespace {
 void tell(const heat_Team& team, const heat_Options& options, const heat_Share& share) {
@@ -19,26 +21,36 @@ void tell(const heat_Team& team, const heat_Options& options, const heat_Share& 
   if (team.Size() == 1)
     std::printf("%s: 1 rank with all %s elements\n", options.file.c_str(), high.c_str());
   else
-    std::printf("%s: %d ranks with %s elements each, %s\n", options.file.c_str(), team.Size(),
-                (least < most ? low + " to " + high : high).c_str(), share.told.c_str());
+    std::printf("%s: %d ranks with %s %s each, %s\n", options.file.c_str(), team.Size(),
+                (least < most ? low + " to " + high : high).c_str(), most == 1 ? "element" : "elements",
+                share.told.c_str());
 }
 
 void solve(const heat_Team& team, const heat_Options& options, const heat_File& file) {
   const heat_Share share = heat_ReadShare(team, file);
   const heat_Halo halo(team, share.nodes, share.allNodes);
   tell(team, options, share);
+  if (team.IsRoot() && file.Ranks().Funnelled())
+    std::printf("%s: all data goes through rank 0: %s\n", options.file.c_str(), file.Ranks().FunnelCause());
   double low = std::numeric_limits<double>::infinity(), high = -low;
-  if (!share.nodes.empty())
-    low = share.points.row(0).minCoeff(), high = share.points.row(0).maxCoeff();
-  const heat_Bar bar(share.points, team.Least(low), team.Greatest(high), options.problem);
+  if (!share.nodes.empty()) {
+    low = share.points.row(0).minCoeff();
+    high = share.points.row(0).maxCoeff();
+  }
+  low = team.Least(low);
+  high = team.Greatest(high);
+  std::optional<heat_Bar> bar;
   heat_Matrices matrices;
-  team.Together([&] { matrices = heat_Assemble(share.blocks, share.points); });
-  const heat_RankSolver solver(halo, matrices, bar);
+  team.Together([&] {
+    bar.emplace(share.points, low, high, options.problem);
+    matrices = heat_Assemble(share.blocks, share.points);
+  });
+  const heat_RankSolver solver(halo, matrices, *bar);
 
   heat_Result result(team, file);
   if (result.Steps() > 0 && team.IsRoot())
     heat_TellGoingOn(options, result.Steps());
-  Eigen::VectorXd now = result.Steps() > 0 ? result.Last(share.nodes) : bar.Begin();
+  Eigen::VectorXd now = result.Steps() > 0 ? result.Last(share.nodes) : bar->Begin();
   std::vector<int> owned; // nodes of the mesh
   for (const int node : halo.Owned())
     owned.push_back(share.nodes[static_cast<std::size_t>(node)]);
@@ -67,16 +79,16 @@ void run(const heat_Team& team, const heat_Options& options) {
 }
 
 int start(const heat_Team& team, int argc, char** argv) {
-  CLI::App app(
-      "Heat conduction along a bar, insulated at its sides and kept at 0 K at its two ends, by the ranks "
-      "of an\nMPI job: mpirun -n 4 heat_mpi FILE");
+  CLI::App app("Heat conduction along a bar, insulated at its sides and kept at 0 K at its two ends,\n"
+               "by the ranks of an MPI job: mpirun -n 4 heat_mpi FILE");
   heat_Options options;
   heat_AddOptions(app, options);
   app.footer(
-      "The elements go to the ranks by the field 'partition', where it is there and its parts go evenly to "
-      "them, and\nelse in slices: pdmsim partition FILE 4\n"
-      "Run it again after a death, with any number of ranks, or with more --steps and a later --end of the "
-      "same step\nlength: it goes on where it was. The result is that of heat FILE, but for round-off.\n"
+      "The elements go to the ranks by the parts of pdmsim partition FILE 4, where there are as many parts "
+      "as\n"
+      "ranks or a multiple of them; else in slices.\n"
+      "Run it again after a death, with any number of ranks, or with more --steps and a later --end of the\n"
+      "same step length: it goes on where it was. The result is that of heat FILE, but for round-off.\n"
       "Follow it from another terminal: pdmsim watch FILE");
   std::ostream silent(nullptr); // every rank has the same words to say
   try {
