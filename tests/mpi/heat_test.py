@@ -81,7 +81,7 @@ class HeatMpi(programs.Case):
         )
         os.kill(root, signal.SIGKILL)
         # At once: the other ranks live on for a while, and are waited for.
-        self.assertRegex(self.heat(2, bar), r"2 ranks .*\n.*: [4-6] steps are there, going on\nstep [4-6] of")
+        self.assertRegex(self.heat(2, bar), r"2 ranks .*\n.*: [4-9] steps are there, going on\nstep [4-9] of")
         self.assertTrue(self.same(alone, bar, *ROUND_OFF))
         self.assertIn(b": sound", self.done(PDMSIM, "check", bar))
 
@@ -95,7 +95,7 @@ class HeatMpi(programs.Case):
     def test_a_live_reader_sees_whole_steps_only(self):
         alone, bar = self.mesh("alone.pdm"), self.mesh("bar.pdm")
         self.heat(1, alone)
-        running = self.start(3, bar, "--pause", "30")
+        running = self.start(3, bar, "--pause", "60")
         watch = subprocess.Popen([PDMSIM, "watch", bar, "--json", "--interval", "0.02"], stdout=subprocess.PIPE)
         self.addCleanup(watch.wait, 60)
         self.addCleanup(watch.stdout.close)
