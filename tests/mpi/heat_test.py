@@ -25,11 +25,19 @@ $EndNodes\n$Elements\n2\n1 5 2 0 1 1 2 3 4 5 6 7 8\n2 5 2 0 1 {}\n$EndElements\n
 
 
 class HeatMpi(programs.Case):
+    @classmethod
+    def setUpClass(cls):
+        """What one rank finds."""
+        cls.alone = programs.folder(cls.addClassCleanup) / "alone.pdm"
+        programs.run(PDMSIM, "import", PROJECT / "examples/meshes/block.exo", cls.alone)
+        cls.said_alone = programs.run(*cls.job(1, cls.alone)).stdout.decode()
+
     def mesh(self, name, source=PROJECT / "examples/meshes/block.exo"):
         self.done(PDMSIM, "import", source, self.dir / name, "--quiet")
         return self.dir / name
 
-    def job(self, ranks, file, *flags):
+    @staticmethod
+    def job(ranks, file, *flags):
         return [*MPIEXEC, str(ranks), str(HEAT_MPI), str(file), "--steps", str(STEPS), *flags]
 
     def heat(self, ranks, file, *flags):
@@ -50,17 +58,15 @@ class HeatMpi(programs.Case):
         return said.returncode == 0
 
     def test_any_number_of_ranks_finds_the_same(self):
-        alone, parts, slices, serial, exact = (
-            self.mesh(name + ".pdm") for name in ("alone", "parts", "slices", "serial", "exact")
-        )
-        self.assertIn("1 rank with all 320 elements\n", self.heat(1, alone))
+        parts, slices, serial, exact = (self.mesh(name + ".pdm") for name in ("parts", "slices", "serial", "exact"))
+        self.assertIn("1 rank with all 320 elements\n", self.said_alone)
         self.done(PDMSIM, "partition", parts, 3, "--quiet")
         said = self.heat(3, parts)
         self.assertIn("each, by the 3 parts of the field 'partition'\n", said)
         self.assertEqual(said.count("step "), STEPS + 1)  # rank 0 alone tells it
         self.assertIn("with 160 elements each, in slices: there is no field", self.heat(2, slices))
-        self.assertTrue(self.same(alone, parts, *ROUND_OFF))
-        self.assertTrue(self.same(alone, slices, *ROUND_OFF))
+        self.assertTrue(self.same(self.alone, parts, *ROUND_OFF))
+        self.assertTrue(self.same(self.alone, slices, *ROUND_OFF))
         self.assertIn("each, in slices: 3 parts of the field 'partition' do not go evenly", self.heat(2, parts))
 
         self.done(HEAT, serial, "--steps", STEPS)  # by a factorised matrix
@@ -70,8 +76,7 @@ class HeatMpi(programs.Case):
         self.assertFalse(self.same(exact, slices, "--tol", "temperature=abs:0.001"))
 
     def test_a_job_that_is_killed_goes_on_with_other_ranks(self):
-        alone, bar = self.mesh("alone.pdm"), self.mesh("bar.pdm")
-        self.heat(1, alone)
+        bar = self.mesh("bar.pdm")
         self.start(3, bar, "--pause", "100")
         root = next(
             int(process.name)
@@ -82,7 +87,7 @@ class HeatMpi(programs.Case):
         os.kill(root, signal.SIGKILL)
         # At once: the other ranks live on for a while, and are waited for.
         self.assertRegex(self.heat(2, bar), r"2 ranks .*\n.*: [4-9] steps are there, going on\nstep [4-9] of")
-        self.assertTrue(self.same(alone, bar, *ROUND_OFF))
+        self.assertTrue(self.same(self.alone, bar, *ROUND_OFF))
         self.assertIn(b": sound", self.done(PDMSIM, "check", bar))
 
     @staticmethod
@@ -93,8 +98,7 @@ class HeatMpi(programs.Case):
             return b""
 
     def test_a_live_reader_sees_whole_steps_only(self):
-        alone, bar = self.mesh("alone.pdm"), self.mesh("bar.pdm")
-        self.heat(1, alone)
+        bar = self.mesh("bar.pdm")
         running = self.start(3, bar, "--pause", "60")
         watch = subprocess.Popen([PDMSIM, "watch", bar, "--json", "--interval", "0.02"], stdout=subprocess.PIPE)
         self.addCleanup(watch.wait, 60)
@@ -104,13 +108,13 @@ class HeatMpi(programs.Case):
         self.assertGreater(second["time"], first["time"])
         looks = set()
         while running.poll() is None:
-            said = programs.run(PDMSIM, "diff", alone, bar, "--live", "--json", *ROUND_OFF)
+            said = programs.run(PDMSIM, "diff", self.alone, bar, "--live", "--json", *ROUND_OFF)
             seen = json.loads(said.stdout)
             self.assertEqual((seen["differences"], seen["onlyInB"]), ([], []))
             lacking = [one["kind"] for one in seen["onlyInA"] if one["path"] == "discreteModel/frames"]
             looks.add(len(lacking))
         self.assertGreater(len(looks), 2)
-        self.assertTrue(self.same(alone, bar, *ROUND_OFF))
+        self.assertTrue(self.same(self.alone, bar, *ROUND_OFF))
 
     def test_a_failure_is_one_line_of_the_job(self):
         flat = self.mesh("flat.pdm", PROJECT / "examples/meshes/annulus-20.exo")
