@@ -54,25 +54,31 @@ std::vector<Point> quadrature(const std::string& type) {
 }
 } // namespace
 
-heat_Matrices heat_Assemble(const pdm::Mesh& mesh, const Eigen::Matrix3Xd& points) {
+void heat_RequireType(const std::string& type, int width) {
+  const std::vector<Point> points = quadrature(type);
+  if (points.empty() || width != points.front().value.size())
+    throw std::runtime_error("expected elements HEX8 or TET4, found " + type + " of " +
+                             std::to_string(width) + " nodes");
+}
+
+heat_Matrices heat_Assemble(const std::vector<heat_Elements>& blocks, const Eigen::Matrix3Xd& points) {
   std::vector<Eigen::Triplet<double>> capacity, conduction;
-  for (const pdm::Block& block : mesh.blocks()) {
-    const std::vector<Point> quadrature = ::quadrature(block.type());
-    const int n = block.nodes_per_element();
-    if (quadrature.empty() || n != quadrature.front().value.size())
-      throw std::runtime_error("expected elements HEX8 or TET4, found " + block.type() + " of " +
-                               std::to_string(n) + " nodes");
-    const std::vector<int> nodes = block.connectivity().read<int>(); // [elements][n] 0-based
-    for (std::size_t first = 0; first < nodes.size(); first += static_cast<std::size_t>(n)) {
-      const Eigen::Map<const Eigen::VectorXi> own(&nodes[first], n);
+  for (const heat_Elements& block : blocks) {
+    heat_RequireType(block.type, block.width);
+    const std::vector<Point> quadrature = ::quadrature(block.type);
+    const int n = block.width, elements = static_cast<int>(block.nodes.size()) / n;
+    for (int element = 0; element < elements; ++element) {
+      const Eigen::Map<const Eigen::VectorXi> own(block.nodes.data() + std::ptrdiff_t{element} * n, n);
       const Eigen::Matrix3Xd corners = points(Eigen::all, own);
       Eigen::MatrixXd c = Eigen::MatrixXd::Zero(n, n), k = c;
       for (const Point& point : quadrature) {
         const Eigen::Matrix3d jacobian = corners * point.gradient;
         const double volume = jacobian.determinant() * point.weight;
-        if (!(volume > 0))
-          throw std::runtime_error("element " + std::to_string(first / static_cast<std::size_t>(n)) +
-                                   " of block " + std::to_string(block.number()) + " is flat or inside out");
+        if (!(volume > 0)) {
+          const int row = block.rows.empty() ? element : block.rows[static_cast<std::size_t>(element)];
+          throw std::runtime_error("element " + std::to_string(row) + " of block " +
+                                   std::to_string(block.block) + " is flat or inside out");
+        }
         const Eigen::MatrixX3d slope = point.gradient * jacobian.inverse();
         c += volume * point.value * point.value.transpose();
         k += volume * slope * slope.transpose();
