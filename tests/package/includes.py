@@ -72,6 +72,7 @@ ROOMS = {
     "mpi/*.h": PLATFORM,
     "mpi/agree": [],
     "mpi/ranks": PLATFORM + ["mpi/*.h", "mpi/agree"],
+    "mpi/numbering": PLATFORM + ["mpi/*.h", "mpi/agree", "dof"],
     "mpi": USER + ["mpi/*.h", "mpi/agree", "mpi/ranks"],
     "pdm": USER,
     "c": USER + ["pdm"],
