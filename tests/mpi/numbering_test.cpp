@@ -317,3 +317,42 @@ TEST(RankNumbering, OneProcessReadsWhatRanksStored) {
   EXPECT_EQ(stored, must);
   ORXSimManager::CloseContext(context);
 }
+
+// One process would not number so many; what is stored of them it reads all the same.
+TEST(RankNumbering, MoreNodesThanOneProcessNumbers) {
+  constexpr int kNodes = fesD_NodalDofDefinition::kMaxNodes + 5, kStep = 4096;
+  int rank = 0, size = 1;
+  MPI_Comm_rank(MPI_COMM_WORLD, &rank);
+  MPI_Comm_size(MPI_COMM_WORLD, &size);
+  const std::int64_t first = std::int64_t{kNodes} * rank / size,
+                     end = std::int64_t{kNodes} * (rank + 1) / size;
+  ORXSimRankNumbering ranks;
+  ASSERT_TRUE(ranks.SetNodes(MPI_COMM_WORLD, first, end - first));
+  Longs active; // said by any rank
+  for (std::int64_t i = 0; i < kNodes; i += kStep)
+    if (i / kStep % size == rank)
+      active.push_back(i);
+  ASSERT_TRUE(ranks.AddMasks(static_cast<std::int64_t>(active.size()), active.data(),
+                             std::vector<int>(active.size(), 4).data()));
+  ASSERT_TRUE(ranks.Number(0, false)) << ORXSimRankNumbering::LastError();
+  EXPECT_EQ(ranks.NumberOfDofs(), (kNodes + kStep - 1) / kStep);
+  for (std::int64_t dof = ranks.FirstDof(); dof < ranks.FirstDof() + ranks.DofCount(); ++dof) {
+    ASSERT_EQ(ranks.NodeDofFromSystemDof(dof).node, dof * kStep);
+    ASSERT_EQ(ranks.FirstDofOfNode(dof * kStep), dof);
+    ASSERT_EQ(ranks.FirstDofOfNode(dof * kStep + 1), -1);
+  }
+  const sys_Directory directory;
+  ORXSimCollectionID nodes;
+  if (rank == 0)
+    nodes = ORXSimCollectionRef::Create(
+        ORXSimManager::CreateContext(directory.Path("a.pdm").c_str(), 1, 102, false, 0), "nodes", kNodes);
+  ORXSimDistributionID masks;
+  ASSERT_TRUE(ranks.StoreMasks(nodes, masks)) << ORXSimRankNumbering::LastError();
+  if (rank != 0)
+    return;
+  std::vector<int> read(kNodes);
+  EXPECT_TRUE(ORXSimDistributionRef(masks).ReadItems(0, 0, kNodes, read.data(), std::int64_t{kNodes} * 4));
+  for (int i = 0; i < kNodes; ++i)
+    ASSERT_EQ(read[static_cast<std::size_t>(i)], i % kStep == 0 ? 4 : 0) << i;
+  ORXSimManager::CloseContext(nodes.Context());
+}
