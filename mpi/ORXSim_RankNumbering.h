@@ -1,6 +1,6 @@
 #pragma once
 
-#include <mpi/ORXSim_RanksExport.h>
+#include <mpi/ORXSim_Ranks.h>
 
 #include <UTI_ORXSimDynamicAPI/ORXSim_Identifiers.h>
 
@@ -49,9 +49,10 @@ struct ORXSimRankNodeDof {
 ///
 /// Calls that answer bool are collective: every rank of the communicator makes them, in the same order, each
 /// with what it has, which may be nothing. The answer is the same on every rank. When it is false nothing of
-/// the call counts on any rank, and LastError() names the rank whose input was wrong. A rank that leaves such
-/// a call out makes the others wait in it for ever. Calls that answer anything else are local, and 0 or -1
-/// where there is nothing to answer. Arrays that are handed in stay the caller's and are not kept.
+/// the call counts on any rank, and ORXSimRanks::LastError() names the rank whose input was wrong. A rank
+/// that leaves such a call out makes the others wait in it for ever. Calls that answer anything else are
+/// local, and answer 0 or -1 where there is nothing to answer. Arrays that are handed in stay the caller's
+/// and are not kept.
 ///
 /// Memory: that of the serial numbering for the rank's own nodes, and a few numbers for each rank. A call
 /// that exchanges what n nodes or DOFs have takes some 40 n bytes for as long as it runs; a rank that would
@@ -164,30 +165,32 @@ class ORXSIM_MPI_API ORXSimRankNumbering {
   /// Memory: beside the answer the elements of this rank's nodes and the equations of their nodes.
   bool Pattern(const ORXSimRankElements* elements, int n, ORXSimRankPattern& pattern) const;
 
-  // Rank 0 stores, of data that comes to it in pieces of some megabytes; all of one call in one commit point
-  // unless an update scope is open. Identifiers count on rank 0, and are null on the others.
+  // What follows stores what one process reads, after Number(). The ranks of the file are those of the
+  // numbering, in their order. Collections count on rank 0; identifiers are given there, null elsewhere. One
+  // call is one commit point, unless an update scope is open.
 
   /// Stores the masks as the nodal activity that fesD_NodalDofDefinition reads.
+  /// \param ranks  those on the file.
   /// \param nodes  rank 0's collection of NumberOfNodes() nodes.
   /// \param stored receives the distribution: one drawer of one int a node.
-  bool StoreMasks(ORXSimCollectionID nodes, ORXSimDistributionID& stored) const;
+  bool StoreMasks(const ORXSimRanks& ranks, ORXSimCollectionID nodes, ORXSimDistributionID& stored) const;
   /// Stores the solver's order as the member set that fesD_NodalDofDefinition reads; 2^31 - 1 DOFs at most.
-  /// Memory: 4 bytes for each DOF of the solver on rank 0.
+  /// Memory: the list comes to rank 0 in pieces of 8 MiB, which keeps 4 bytes for each of its DOFs.
+  /// \param ranks  those on the file.
   /// \param dofs   rank 0's collection of NumberOfDofs() DOFs.
   /// \param stored receives the set.
-  bool StoreOrder(ORXSimCollectionID dofs, ORXSimCSetID& stored) const;
+  bool StoreOrder(const ORXSimRanks& ranks, ORXSimCollectionID dofs, ORXSimCSetID& stored) const;
   /// Stores the solver DOFs by node, in 64 bits, however many there are.
+  /// \param ranks  those on the file.
   /// \param nodes  rank 0's collection of NumberOfNodes() nodes.
   /// \param stored receives the distribution: one drawer of MaxNodalDof() int64 a node, the solver DOF of
-  ///     each DOF id, -1 where the node has none or the solver does not use it.
-  bool StoreEquations(ORXSimCollectionID nodes, ORXSimDistributionID& stored) const;
-
-  /// The last failure of a collective call in this thread, the same text on every rank; "" when none was.
-  /// Valid until the next collective call that fails.
-  static const char* LastError();
+  ///     each DOF id, -1 where the node has none or the solver does not use it. False where no DOF is active.
+  bool StoreEquations(const ORXSimRanks& ranks, ORXSimCollectionID nodes, ORXSimDistributionID& stored) const;
 
  private:
   struct State;
+
+  bool CanStore(const ORXSimRanks& ranks) const;
 
   std::unique_ptr<State> m_state; // null: no ranks
 };

@@ -54,8 +54,13 @@ ORXSimRankNumbering::ORXSimRankNumbering(ORXSimRankNumbering&& other) noexcept =
 ORXSimRankNumbering& ORXSimRankNumbering::operator=(ORXSimRankNumbering&& other) noexcept = default;
 ORXSimRankNumbering::~ORXSimRankNumbering() = default;
 
-const char* ORXSimRankNumbering::LastError() {
-  return rnk_Agreement::LastError().c_str();
+bool ORXSimRankNumbering::CanStore(const ORXSimRanks& ranks) const {
+  if (m_state == nullptr || !m_state->system.IsNumbered())
+    return refuse(kNotNumbered);
+  int same = MPI_UNEQUAL;
+  if (!!ranks)
+    MPI_Comm_compare(ranks.Comm(), m_state->system.Ranks().Comm(), &same);
+  return same == MPI_IDENT || same == MPI_CONGRUENT || refuse("numbering: the file's ranks are others");
 }
 
 bool ORXSimRankNumbering::SetNodes(MPI_Comm comm, std::int64_t first, std::int64_t count) {
@@ -235,46 +240,42 @@ bool ORXSimRankNumbering::Pattern(const ORXSimRankElements* elements, int n,
   return true;
 }
 
-bool ORXSimRankNumbering::StoreMasks(ORXSimCollectionID nodes, ORXSimDistributionID& stored) const {
-  if (m_state == nullptr || !m_state->system.IsNumbered())
-    return refuse(kNotNumbered);
-  const int* const masks = ActivityMasks();
-  const rnk_Rows rows{m_state->system.Nodes(), sizeof(int),
-                      [masks](std::int64_t first, std::int64_t count, void* to) {
-                        std::copy_n(masks + first, count, static_cast<int*>(to));
-                      }};
-  return rnk_StoreDrawer(m_state->system.Ranks(), rows, nodes,
-                         {"nodalActivityMask", ORXSimItemType::kInt32, 1}, stored);
+bool ORXSimRankNumbering::StoreMasks(const ORXSimRanks& ranks, ORXSimCollectionID nodes,
+                                     ORXSimDistributionID& stored) const {
+  return CanStore(ranks) && rnk_StoreDrawer(ranks, m_state->system.Nodes(), ActivityMasks(), nodes,
+                                            {"nodalActivityMask", ORXSimItemType::kInt32, 1}, stored);
 }
 
-bool ORXSimRankNumbering::StoreOrder(ORXSimCollectionID dofs, ORXSimCSetID& stored) const {
+bool ORXSimRankNumbering::StoreOrder(const ORXSimRanks& ranks, ORXSimCollectionID dofs,
+                                     ORXSimCSetID& stored) const {
   std::int64_t first = 0;
   std::vector<std::int64_t> mine;
-  if (!SolverOrder(first, mine))
+  if (!CanStore(ranks) || !SolverOrder(first, mine))
     return false;
-  const rnk_Agreement& ranks = m_state->system.Ranks();
-  const rnk_Parts parts = m_state->order ? m_state->order->rows : m_state->system.Dofs();
-  const rnk_Rows rows{parts, sizeof(std::int64_t), [&](std::int64_t at, std::int64_t count, void* to) {
-                        std::copy_n(mine.begin() + at, count, static_cast<std::int64_t*>(to));
-                      }};
-  return rnk_StoreOrder(ranks, rows, dofs, NumberOfDofs(), stored);
+  const rnk_Parts& parts = m_state->order ? m_state->order->rows : m_state->system.Dofs();
+  return rnk_StoreOrder(ranks, parts, mine.data(), dofs, NumberOfDofs(), stored);
 }
 
-bool ORXSimRankNumbering::StoreEquations(ORXSimCollectionID nodes, ORXSimDistributionID& stored) const {
-  if (m_state == nullptr || !m_state->system.IsNumbered())
-    return refuse(kNotNumbered);
+bool ORXSimRankNumbering::StoreEquations(const ORXSimRanks& ranks, ORXSimCollectionID nodes,
+                                         ORXSimDistributionID& stored) const {
+  if (!CanStore(ranks))
+    return false;
   const int columns = MaxNodalDof();
-  const auto fill = [&](std::int64_t first, std::int64_t count, void* rows) {
-    auto* to = static_cast<std::int64_t*>(rows);
-    for (std::int64_t node = first; node < first + count; ++node)
-      for (int id = 0; id < columns; ++id) {
-        const std::int64_t dof = m_state->system.Tables().Ordinal(node, id);
-        *to++ = dof < 0 ? -1 : m_state->Place(dof);
-      }
-  };
   if (columns == 0)
     return refuse("numbering: no degree of freedom is active");
-  const rnk_Rows rows{m_state->system.Nodes(), sizeof(std::int64_t) * rnk_At(columns), fill};
-  return rnk_StoreDrawer(m_state->system.Ranks(), rows, nodes, {"equations", ORXSimItemType::kInt64, columns},
-                         stored);
+  std::string cause;
+  std::vector<std::int64_t> equations;
+  const bool room = rnk_Try(cause, [&] {
+    equations.reserve(rnk_At(NodeCount() * columns));
+    for (std::int64_t node = 0; node < NodeCount(); ++node)
+      for (int id = 0; id < columns; ++id) {
+        const std::int64_t dof = m_state->system.Tables().Ordinal(node, id);
+        equations.push_back(dof < 0 ? -1 : m_state->Place(dof));
+      }
+    return true;
+  });
+  const rnk_Agreement& agreement = m_state->system.Ranks();
+  return agreement.All(room, rnk_Cause(agreement, cause)) &&
+         rnk_StoreDrawer(ranks, m_state->system.Nodes(), equations.data(), nodes,
+                         {"equations", ORXSimItemType::kInt64, columns}, stored);
 }

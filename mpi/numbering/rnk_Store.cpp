@@ -1,18 +1,14 @@
 #include <mpi/numbering/rnk_Store.h>
 
-#include <UTI_ORXSimDynamicAPI/ORXSim_Collection.h>
-#include <UTI_ORXSimDynamicAPI/ORXSim_Distribution.h>
-#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
+#include <mpi/ORXSim_RankTransfer.h>
+#include <mpi/ORXSim_RankUpdate.h>
+#include <mpi/numbering/rnk_Pieces.h>
 
-#include <memory>
+#include <UTI_ORXSimDynamicAPI/ORXSim_Collection.h>
 
 namespace {
 
-constexpr std::size_t kPieceBytes = std::size_t{8} << 20;
-
-int pieceOf(const rnk_Rows& rows) {
-  return static_cast<int>(std::max<std::size_t>(1, kPieceBytes / rows.bytes));
-}
+constexpr int kPiece = 1 << 20; // members that come to rank 0 at once
 
 bool failed(std::string& cause) {
   cause = ORXSimManager::LastError();
@@ -32,63 +28,61 @@ bool hasItems(ORXSimCollectionID over, std::int64_t items, std::string& cause) {
 
 // Runs what only rank 0 does.
 template <class Work>
-bool onRoot(const rnk_Agreement& ranks, Work work) {
+bool onRoot(const rnk_Agreement& agree, Work work) {
   std::string cause;
-  const bool done = !ranks.IsRoot() || rnk_Try(cause, [&] { return work(cause); });
-  return ranks.Root(done, "numbering: rank 0: " + cause);
+  const bool done = !agree.IsRoot() || rnk_Try(cause, [&] { return work(cause); });
+  return agree.Root(done, "numbering: rank 0: " + cause);
 }
 
 } // namespace
 
-bool rnk_StoreDrawer(const rnk_Agreement& ranks, const rnk_Rows& rows, ORXSimCollectionID over,
-                     const rnk_Drawer& drawer, ORXSimDistributionID& stored) {
-  std::unique_ptr<ORXSimUpdate> update; // rank 0's
+bool rnk_StoreDrawer(const ORXSimRanks& ranks, const rnk_Parts& parts, const void* mine,
+                     ORXSimCollectionID over, const rnk_Drawer& drawer, ORXSimDistributionID& stored) {
+  ORXSimRankUpdate update(ranks);
+  const ORXSimCSetID all = ORXSimCollectionRef(over).FullCSet();
   ORXSimDistributionID made;
   const auto create = [&](std::string& cause) {
-    if (!hasItems(over, rows.parts.Total(), cause))
+    if (!hasItems(over, parts.Total(), cause))
       return false;
-    update = std::make_unique<ORXSimUpdate>(over.Context());
-    ORXSimDrawerDescription description;
-    description.members = ORXSimCollectionRef(over).FullCSet();
-    description.type = drawer.type;
-    description.components = drawer.components;
+    const ORXSimDrawerDescription description{
+        .members = all, .type = drawer.type, .components = drawer.components};
     made = ORXSimDistributionRef::Create(over.Context(), drawer.name, "", &description, 1);
     return !made.IsNull() || failed(cause);
   };
-  const auto write = [&](std::int64_t first, int count, const void* from, std::string& cause) {
-    return ORXSimDistributionRef(made).WriteItems(0, static_cast<int>(first), count, from,
-                                                  std::int64_t{count} *
-                                                      static_cast<std::int64_t>(rows.bytes)) ||
-           failed(cause);
-  };
-  const auto commit = [&](std::string& cause) { return update->Commit() || failed(cause); };
-  if (!onRoot(ranks, create) || !rnk_BringRows(ranks, rows, write, pieceOf(rows)) || !onRoot(ranks, commit))
+  if (!onRoot(rnk_Agreement(ranks.Comm()), create))
+    return false;
+  ORXSimRankTransfer transfer(ranks, ORXSimDistributionRef(made));
+  transfer.SetWrite();
+  transfer.SetDim(0, all);
+  transfer.SetItemType(drawer.type);
+  transfer.SetRows(parts.First(ranks.Rank()), parts.Count(ranks.Rank()));
+  transfer.SetBuffer(0, mine, parts.Count(ranks.Rank()) * drawer.components * ORXSimItemSize(drawer.type));
+  if (!transfer.CheckView() || !transfer.ExecWrite() || !update.Commit())
     return false;
   stored = made;
   return true;
 }
 
-bool rnk_StoreOrder(const rnk_Agreement& ranks, const rnk_Rows& rows, ORXSimCollectionID over,
-                    std::int64_t items, ORXSimCSetID& stored) {
+bool rnk_StoreOrder(const ORXSimRanks& ranks, const rnk_Parts& parts, const std::int64_t* mine,
+                    ORXSimCollectionID over, std::int64_t items, ORXSimCSetID& stored) {
+  const rnk_Agreement agree(ranks.Comm());
   std::vector<int> members; // rank 0's
   ORXSimCSetID made;
   const auto prepare = [&](std::string& cause) {
-    if (!hasItems(over, items, cause))
+    if (!hasItems(over, items, cause)) // which counts in ints
       return false;
-    members.resize(rnk_At(rows.parts.Total()));
+    members.reserve(rnk_At(parts.Total()));
     return true;
   };
-  const auto take = [&](std::int64_t first, int count, const void* from, std::string&) {
-    const auto* const dofs = static_cast<const std::int64_t*>(from);
-    std::transform(dofs, dofs + count, members.begin() + first,
-                   [](std::int64_t dof) { return static_cast<int>(dof); });
-    return true;
+  const auto take = [&](const std::int64_t* dofs, int count) {
+    for (int i = 0; i < count; ++i)
+      members.push_back(static_cast<int>(dofs[i]));
   };
   const auto write = [&](std::string& cause) {
     made = ORXSimCollectionRef(over).CreateOrderedCSet(members.data(), static_cast<int>(members.size()));
     return !made.IsNull() || failed(cause);
   };
-  if (!onRoot(ranks, prepare) || !rnk_BringRows(ranks, rows, take, pieceOf(rows)) || !onRoot(ranks, write))
+  if (!onRoot(agree, prepare) || !rnk_BringPieces(agree, parts, mine, kPiece, take) || !onRoot(agree, write))
     return false;
   stored = made;
   return true;

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <mpi/numbering/rnk_Pattern.h>
+#include <mpi/numbering/rnk_Pieces.h>
 #include <mpi/numbering/rnk_Post.h>
-#include <mpi/numbering/rnk_Rows.h>
 
 namespace {
 
@@ -100,31 +100,15 @@ TEST(RankNumberingInside, MoreThanACallCanExchangeIsRefusedOnAll) {
   });
 }
 
-TEST(RankNumberingInside, RowsComeInPiecesAcrossRanks) {
+TEST(RankNumberingInside, NumbersComeInPiecesAcrossRanks) {
   const Model model(MPI_COMM_WORLD, 2, 20);
   const rnk_Agreement ranks(MPI_COMM_WORLD);
-  const rnk_Parts parts({model.counts.begin(), model.counts.end()});
-  const rnk_Rows rows{parts, sizeof(int), [&](std::int64_t at, std::int64_t count, void* to) {
-                        auto* const numbers = static_cast<int*>(to);
-                        std::iota(numbers, numbers + count, static_cast<int>(model.first + at));
-                      }};
-  std::vector<int> taken;
-  const auto take = [&](std::int64_t first, int count, const void* from, std::string& cause) {
-    EXPECT_EQ(first, static_cast<std::int64_t>(taken.size()));
-    EXPECT_LE(count, 3);
-    const int* const numbers = static_cast<const int*>(from);
-    taken.insert(taken.end(), numbers, numbers + count);
-    cause = "enough";
-    return taken.size() != 6;
-  };
-  EXPECT_FALSE(rnk_BringRows(ranks, rows, take, 3));
-  EXPECT_EQ(rnk_Agreement::LastError(), "numbering: rank 0: enough");
-  taken.clear();
-  const auto all = [&](std::int64_t first, int count, const void* from, std::string& cause) {
-    return take(first, count, from, cause) || taken.size() == 6;
-  };
-  EXPECT_TRUE(rnk_BringRows(ranks, rows, all, 3));
-  std::vector<int> must(ranks.IsRoot() ? 20 : 0);
+  Longs must(20), taken;
   std::iota(must.begin(), must.end(), 0);
-  EXPECT_EQ(taken, must);
+  EXPECT_TRUE(rnk_BringPieces(ranks, rnk_Parts({model.counts.begin(), model.counts.end()}),
+                              model.Own(must).data(), 3, [&](const std::int64_t* numbers, int count) {
+                                EXPECT_LE(count, 3);
+                                taken.insert(taken.end(), numbers, numbers + count);
+                              }));
+  EXPECT_EQ(taken, ranks.IsRoot() ? must : Longs());
 }

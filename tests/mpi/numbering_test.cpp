@@ -1,3 +1,4 @@
+#include "mpi_File.h"
 #include "mpi_Model.h"
 
 #include <gmock/gmock.h>
@@ -5,9 +6,6 @@
 
 #include <dof/dof_Definition.h>
 #include <mpi/ORXSim_RankNumbering.h>
-
-#include <UTI_ORXSimDynamicAPI/ORXSim_Manager.h>
-#include <support/sys_Directory.h>
 
 namespace {
 
@@ -20,11 +18,11 @@ struct Both : Model {
               seed == 0   ? 0
               : seed == 1 ? 3
                           : 40 + 10 * static_cast<int>(seed)) {
-    EXPECT_TRUE(ranks.SetNodes(MPI_COMM_WORLD, first, count)) << ranks.LastError();
+    EXPECT_TRUE(ranks.SetNodes(MPI_COMM_WORLD, first, count)) << ORXSimRanks::LastError();
     OwnMasks();
     AnyMasks();
     ElementMasks();
-    EXPECT_TRUE(ranks.Number(shift, addLabel10)) << ranks.LastError();
+    EXPECT_TRUE(ranks.Number(shift, addLabel10)) << ORXSimRanks::LastError();
     serial = std::make_unique<fesD_NodalDofDefinition>(Number(masks, shift, addLabel10));
     masks.assign(serial->ActivityMasks(), serial->ActivityMasks() + masks.size());
   }
@@ -49,7 +47,7 @@ struct Both : Model {
   void OwnMasks() {
     for (int& mask : masks)
       mask = DrawMask();
-    EXPECT_TRUE(ranks.AddMasks(Own(masks).data())) << ranks.LastError();
+    EXPECT_TRUE(ranks.AddMasks(Own(masks).data())) << ORXSimRanks::LastError();
   }
   void AnyMasks() {
     Longs nodes;
@@ -70,7 +68,7 @@ struct Both : Model {
       if (node >= 0)
         masks[static_cast<std::size_t>(node)] |= 1 << 5;
     const std::vector<int> given(mine.front().size(), 1 << 5);
-    EXPECT_TRUE(ranks.AddElementMasks(Elements().front(), given.data())) << ranks.LastError();
+    EXPECT_TRUE(ranks.AddElementMasks(Elements().front(), given.data())) << ORXSimRanks::LastError();
   }
 };
 
@@ -115,7 +113,7 @@ std::vector<int> ListOrder(Both& both) {
     if (both.IsMine(static_cast<int>(i * static_cast<std::size_t>(both.size) / list.size())))
       piece.push_back(list[i]);
   EXPECT_TRUE(both.ranks.SetupSolverDofs(static_cast<std::int64_t>(piece.size()), piece.data()))
-      << both.ranks.LastError();
+      << ORXSimRanks::LastError();
   both.serial->SetupSolverDofs(static_cast<int>(list.size()), list.data());
   return list;
 }
@@ -124,7 +122,7 @@ void ExpectSamePattern(const Both& both, const pdm::Numbering& serial) {
   const std::vector<ORXSimRankElements> elements = both.Elements();
   ORXSimRankPattern mine;
   ASSERT_TRUE(both.ranks.Pattern(elements.data(), static_cast<int>(elements.size()), mine))
-      << both.ranks.LastError();
+      << ORXSimRanks::LastError();
   const pdm::Pattern all = serial.pattern(both.all, both.widths);
   std::vector<int> seen(all.begin.size() - 1);
   ASSERT_EQ(mine.begin.size(), mine.rows.size() + 1);
@@ -186,10 +184,10 @@ TEST(RankNumbering, ComesToTheOrderOfOneProcess) {
     const std::vector<int> ownRank = both.Own(nodeRank);
     EXPECT_TRUE(
         both.ranks.SetupSolverDofs(Longs(ownRank.begin(), ownRank.end()).data(), both.Own(chosen).data()))
-        << both.ranks.LastError();
+        << ORXSimRanks::LastError();
     both.serial->SetupSolverDofs(nodeRank.data(), chosen.data());
     ExpectSameOrder(both);
-    EXPECT_TRUE(both.ranks.SetupSolverDofs(nullptr, both.Own(chosen).data())) << both.ranks.LastError();
+    EXPECT_TRUE(both.ranks.SetupSolverDofs(nullptr, both.Own(chosen).data())) << ORXSimRanks::LastError();
     both.serial->SetupSolverDofs(nullptr, chosen.data());
     ExpectSameOrder(both);
     const int some = both.serial->NumberOfDofs() / 2;
@@ -208,97 +206,119 @@ TEST(RankNumbering, ComesToThePatternOfOneProcess) {
   }
 }
 
-TEST(RankNumbering, WhatOneRankGivesWronglyIsRefusedOnAll) {
-  int rank = 0, size = 1;
-  MPI_Comm_rank(MPI_COMM_WORLD, &rank);
-  MPI_Comm_size(MPI_COMM_WORLD, &size);
-  const int last = size - 1, nodes = 2 * size;
-  const bool wrong = rank == last;
-  ORXSimRankNumbering ranks;
-  const auto refused = [&](bool answer, const std::string& cause) {
+namespace {
+
+/// Two nodes a rank, of which the last rank gives something wrong.
+class WrongOnOneRank : public testing::Test {
+ protected:
+  WrongOnOneRank() {
+    MPI_Comm_rank(MPI_COMM_WORLD, &rank);
+    MPI_Comm_size(MPI_COMM_WORLD, &size);
+    last = size - 1, nodes = 2 * size, dofs = 4 * size;
+    wrong = rank == last;
+    there = std::to_string(nodes);
+    outside[1] = nodes;
+  }
+  void Refused(bool answer, const std::string& cause) const {
     EXPECT_FALSE(answer);
-    EXPECT_STREQ(ORXSimRankNumbering::LastError(),
+    EXPECT_STREQ(ORXSimRanks::LastError(),
                  ("numbering: rank " + std::to_string(last) + ": " + cause).c_str());
-  };
+  }
+
+  int rank = 0, size = 1, last = 0, nodes = 0, dofs = 0;
+  bool wrong = false;
+  std::string there;
+  const int good[2] = {3, 3};
+  const std::int64_t inside[2] = {0, 1};
+  std::int64_t outside[2] = {0, 0};
+  ORXSimRankNumbering ranks;
+};
+
+} // namespace
+
+TEST_F(WrongOnOneRank, MasksAreRefusedOnAll) {
   EXPECT_FALSE(ranks.Number(0, false));
-  EXPECT_STREQ(ORXSimRankNumbering::LastError(), "numbering: no nodes are set");
-  refused(ranks.SetNodes(MPI_COMM_WORLD, 2 * rank + wrong, 2),
+  EXPECT_STREQ(ORXSimRanks::LastError(), "numbering: no nodes are set");
+  Refused(ranks.SetNodes(MPI_COMM_WORLD, 2 * rank + wrong, 2),
           "its first node is " + std::to_string(2 * last + 1) + ", the ranks before it end with " +
               std::to_string(2 * last - 1));
-  refused(ranks.SetNodes(MPI_COMM_WORLD, 2 * rank, wrong ? -1 : 2), "-1 nodes");
+  Refused(ranks.SetNodes(MPI_COMM_WORLD, 2 * rank, wrong ? -1 : 2), "-1 nodes");
   ASSERT_TRUE(ranks.SetNodes(MPI_COMM_WORLD, 2 * rank, 2));
 
-  const int good[] = {3, 3}, bad[] = {3, INT_MIN};
-  refused(ranks.AddMasks(wrong ? bad : good), "label 32 is active at node " + std::to_string(nodes - 1));
+  const int bad[] = {3, INT_MIN};
+  Refused(ranks.AddMasks(wrong ? bad : good), "label 32 is active at node " + std::to_string(nodes - 1));
   EXPECT_THAT(Longs(ranks.ActivityMasks(), ranks.ActivityMasks() + 2), testing::Each(0)) << "of no rank";
-  const std::int64_t inside[] = {0, 1}, outside[] = {0, nodes};
-  const std::string there = std::to_string(nodes);
-  refused(ranks.AddMasks(2, wrong ? outside : inside, good),
+  Refused(ranks.AddMasks(2, wrong ? outside : inside, good),
           "node " + there + " where there are " + there + " nodes");
-  refused(ranks.AddMasks(wrong ? -1 : 0, nullptr, nullptr),
+  Refused(ranks.AddMasks(wrong ? -1 : 0, nullptr, nullptr),
           "a count below 0, or entries without arrays of them");
-  refused(ranks.AddElementMasks({inside, 1, wrong ? 0 : 2}, good),
+  Refused(ranks.AddElementMasks({inside, 1, wrong ? 0 : 2}, good),
           "a count below 0, or entries without arrays of them");
   ASSERT_TRUE(ranks.AddMasks(good));
   if (size > 1)
-    refused(ranks.Number(wrong, false), "transforms the masks otherwise than rank 0");
+    Refused(ranks.Number(wrong, false), "transforms the masks otherwise than rank 0");
   EXPECT_FALSE(ranks.Number(30, false));
-  EXPECT_STREQ(ORXSimRankNumbering::LastError(), "numbering: rank 0: label 32 is active at node 0");
+  EXPECT_STREQ(ORXSimRanks::LastError(), "numbering: rank 0: label 32 is active at node 0");
   ASSERT_TRUE(ranks.Number(0, false));
   EXPECT_FALSE(ranks.AddMasks(good));
-  EXPECT_STREQ(ORXSimRankNumbering::LastError(), "numbering: is numbered already");
+  EXPECT_STREQ(ORXSimRanks::LastError(), "numbering: is numbered already");
+}
 
-  const int dofs = 4 * size;
+TEST_F(WrongOnOneRank, OrdersAndElementsAreRefusedOnAll) {
+  ASSERT_TRUE(ranks.SetNodes(MPI_COMM_WORLD, 2 * rank, 2) && ranks.AddMasks(good) && ranks.Number(0, false));
   const std::int64_t list[] = {2 * rank, 2 * rank + 1}, twice[] = {0, 0}, beyond[] = {0, dofs};
-  refused(ranks.SetupSolverDofs(2, wrong ? beyond : list),
+  Refused(ranks.SetupSolverDofs(2, wrong ? beyond : list),
           "degree of freedom " + std::to_string(dofs) + " where there are " + std::to_string(dofs));
-  refused(ranks.SetupSolverDofs(wrong ? 2 : 0, twice), "degree of freedom 0 a second time");
-  refused(ranks.SetupSolverDofs(wrong ? dofs + 1 : 0, nullptr),
+  Refused(ranks.SetupSolverDofs(wrong ? 2 : 0, twice), "degree of freedom 0 a second time");
+  Refused(ranks.SetupSolverDofs(wrong ? dofs + 1 : 0, nullptr),
           "a list of " + std::to_string(dofs + 1) + " degrees of freedom, there are " + std::to_string(dofs));
   const std::int64_t places[] = {2 * rank + 1, 2 * rank + 2}, same[] = {nodes, nodes}, none[] = {0, 1};
   const int more[] = {3, 7};
-  refused(ranks.SetupSolverDofs(nullptr, wrong ? more : good),
+  Refused(ranks.SetupSolverDofs(nullptr, wrong ? more : good),
           "the solver's mask 7 of node " + std::to_string(nodes - 1) + " has labels that its mask 3 has not");
-  refused(ranks.SetupSolverDofs(wrong ? same : places, good),
+  Refused(ranks.SetupSolverDofs(wrong ? same : places, good),
           "a second node has place " + there + " in the solver");
-  refused(ranks.SetupSolverDofs(wrong ? none : places, good),
+  Refused(ranks.SetupSolverDofs(wrong ? none : places, good),
           "node " + std::to_string(nodes - 2) + " has place 0 in the solver, of " + there);
   if (size > 1)
-    refused(ranks.SetupSolverDofs(wrong ? nullptr : places, good),
+    Refused(ranks.SetupSolverDofs(wrong ? nullptr : places, good),
             "no places of its nodes in the solver, which other ranks give");
   EXPECT_FALSE(ranks.HasSolverOrder());
   const ORXSimRankElements right{inside, 1, 2}, far{outside, 1, 2}, flat{inside, 1, 0};
   ORXSimRankPattern pattern;
-  refused(ranks.Pattern(wrong ? &far : &right, 1, pattern),
+  Refused(ranks.Pattern(wrong ? &far : &right, 1, pattern),
           "element 0 has node " + there + ", there are " + there + " nodes");
-  refused(ranks.Pattern(wrong ? &flat : &right, 1, pattern), "1 elements of 0 nodes");
+  Refused(ranks.Pattern(wrong ? &flat : &right, 1, pattern), "1 elements of 0 nodes");
   EXPECT_TRUE(pattern.rows.empty() && pattern.begin.empty());
-  EXPECT_TRUE(ranks.Pattern(wrong ? &right : nullptr, wrong ? 1 : 0, pattern))
-      << ORXSimRankNumbering::LastError();
+  EXPECT_TRUE(ranks.Pattern(wrong ? &right : nullptr, wrong ? 1 : 0, pattern)) << ORXSimRanks::LastError();
 }
 
 TEST(RankNumbering, OneProcessReadsWhatRanksStored) {
-  const sys_Directory directory;
+  const mpi_Directory directory;
   Both both(5);
   ListOrder(both);
-  const auto& [nodes, dofs] = std::pair(both.serial->NumberOfNodes(), both.serial->NumberOfDofs());
-  ORXSimContextID context;
-  ORXSimCollectionID nodeItems, dofItems;
-  if (both.IsMine(0)) {
-    context = ORXSimManager::CreateContext(directory.Path("a.pdm").c_str(), 1, 102, false, 1);
-    nodeItems = ORXSimCollectionRef::Create(context, "nodes", nodes);
-    dofItems = ORXSimCollectionRef::Create(context, "dofs", dofs);
-  }
+  const int nodes = both.serial->NumberOfNodes(), dofs = both.serial->NumberOfDofs();
+  const ORXSimRanks file =
+      ORXSimRanks::Create(MPI_COMM_WORLD, directory.Path("a.pdm").c_str(), 1, 102, false, 1);
+  const bool root = both.IsMine(0);
+  const auto collection = [&](const char* name, int items) {
+    return root ? ORXSimCollectionRef::Create(file.Context(), name, items) : ORXSimCollectionID();
+  };
+  const ORXSimCollectionID nodeItems = collection("nodes", nodes), dofItems = collection("dofs", dofs);
   ORXSimDistributionID masks, equations;
   ORXSimCSetID order;
-  EXPECT_FALSE(both.ranks.StoreMasks(dofItems, masks));
-  EXPECT_THAT(ORXSimRankNumbering::LastError(), testing::StartsWith("numbering: rank 0: the collection has " +
-                                                                    std::to_string(dofs) + " items"));
-  EXPECT_TRUE(both.ranks.StoreMasks(nodeItems, masks)) << ORXSimRankNumbering::LastError();
-  EXPECT_TRUE(both.ranks.StoreEquations(nodeItems, equations)) << ORXSimRankNumbering::LastError();
-  EXPECT_TRUE(both.ranks.StoreOrder(dofItems, order)) << ORXSimRankNumbering::LastError();
-  EXPECT_EQ(masks.IsNull() && equations.IsNull() && order.IsNull(), !both.IsMine(0));
-  if (!both.IsMine(0))
+  const std::string other = "numbering: rank 0: the collection has ";
+  EXPECT_FALSE(both.ranks.StoreMasks(file, dofItems, masks));
+  EXPECT_THAT(ORXSimRanks::LastError(), testing::StartsWith(other + std::to_string(dofs) + " items"));
+  EXPECT_FALSE(both.ranks.StoreOrder(file, nodeItems, order));
+  EXPECT_THAT(ORXSimRanks::LastError(), testing::StartsWith(other + std::to_string(nodes) + " items"));
+  EXPECT_FALSE(both.ranks.StoreMasks(ORXSimRanks(), nodeItems, masks));
+  EXPECT_STREQ(ORXSimRanks::LastError(), "numbering: the file's ranks are others");
+  ASSERT_TRUE(both.ranks.StoreMasks(file, nodeItems, masks)) << ORXSimRanks::LastError();
+  ASSERT_TRUE(both.ranks.StoreEquations(file, nodeItems, equations)) << ORXSimRanks::LastError();
+  ASSERT_TRUE(both.ranks.StoreOrder(file, dofItems, order)) << ORXSimRanks::LastError();
+  EXPECT_EQ(masks.IsNull() && equations.IsNull() && order.IsNull(), !root);
+  if (!root)
     return;
   fesD_NodalDofDefinition read(masks, 0, false);
   read.SetupSolverDofs(order);
@@ -315,10 +335,9 @@ TEST(RankNumbering, OneProcessReadsWhatRanksStored) {
     must.push_back(place < read.NumberOfSolverDofs() ? place : -1);
   }
   EXPECT_EQ(stored, must);
-  ORXSimManager::CloseContext(context);
 }
 
-// One process would not number so many; what is stored of them it reads all the same.
+// One process would not number so many, but reads what is stored of them.
 TEST(RankNumbering, MoreNodesThanOneProcessNumbers) {
   constexpr int kNodes = fesD_NodalDofDefinition::kMaxNodes + 5, kStep = 4096;
   int rank = 0, size = 1;
@@ -334,25 +353,25 @@ TEST(RankNumbering, MoreNodesThanOneProcessNumbers) {
       active.push_back(i);
   ASSERT_TRUE(ranks.AddMasks(static_cast<std::int64_t>(active.size()), active.data(),
                              std::vector<int>(active.size(), 4).data()));
-  ASSERT_TRUE(ranks.Number(0, false)) << ORXSimRankNumbering::LastError();
+  ASSERT_TRUE(ranks.Number(0, false)) << ORXSimRanks::LastError();
   EXPECT_EQ(ranks.NumberOfDofs(), (kNodes + kStep - 1) / kStep);
   for (std::int64_t dof = ranks.FirstDof(); dof < ranks.FirstDof() + ranks.DofCount(); ++dof) {
     ASSERT_EQ(ranks.NodeDofFromSystemDof(dof).node, dof * kStep);
     ASSERT_EQ(ranks.FirstDofOfNode(dof * kStep), dof);
     ASSERT_EQ(ranks.FirstDofOfNode(dof * kStep + 1), -1);
   }
-  const sys_Directory directory;
+  const mpi_Directory directory;
+  const ORXSimRanks file =
+      ORXSimRanks::Create(MPI_COMM_WORLD, directory.Path("a.pdm").c_str(), 1, 102, false, 1);
   ORXSimCollectionID nodes;
   if (rank == 0)
-    nodes = ORXSimCollectionRef::Create(
-        ORXSimManager::CreateContext(directory.Path("a.pdm").c_str(), 1, 102, false, 0), "nodes", kNodes);
+    nodes = ORXSimCollectionRef::Create(file.Context(), "nodes", kNodes);
   ORXSimDistributionID masks;
-  ASSERT_TRUE(ranks.StoreMasks(nodes, masks)) << ORXSimRankNumbering::LastError();
+  ASSERT_TRUE(ranks.StoreMasks(file, nodes, masks)) << ORXSimRanks::LastError();
   if (rank != 0)
     return;
   std::vector<int> read(kNodes);
   EXPECT_TRUE(ORXSimDistributionRef(masks).ReadItems(0, 0, kNodes, read.data(), std::int64_t{kNodes} * 4));
   for (int i = 0; i < kNodes; ++i)
     ASSERT_EQ(read[static_cast<std::size_t>(i)], i % kStep == 0 ? 4 : 0) << i;
-  ORXSimManager::CloseContext(nodes.Context());
 }
