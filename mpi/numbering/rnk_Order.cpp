@@ -6,6 +6,7 @@
 #include <dof/dof_Masks.h>
 
 #include <numeric>
+#include <optional>
 
 namespace {
 
@@ -51,54 +52,75 @@ bool agreeOnRanks(const rnk_System& system, const std::int64_t* nodeRank, bool& 
 // A node's place in the solver and the number of its DOFs there, below 32, in one number.
 constexpr int kCountBits = 5;
 
-// What each of this rank's places in the solver brings, by place; the cause when one comes twice.
-bool takeCounts(const rnk_System& system, const rnk_Post<std::int64_t>& in, std::vector<std::int64_t>& counts,
-                std::string& cause) {
-  const std::int64_t first = system.FirstNode();
-  counts.assign(rnk_At(system.NodeCount()), -1);
-  int wrong = -1;
-  in.ForEach([&](int from, std::int64_t each) {
-    std::int64_t& count = counts[rnk_At((each >> kCountBits) - first)];
-    if (count >= 0 && wrong < 0) {
-      wrong = from;
+// What each of this rank's places in the solver brings.
+class Counts {
+ public:
+  explicit Counts(const rnk_System& system)
+      : m_first(system.FirstNode()), m_counts(rnk_At(system.NodeCount()), -1) {}
+
+  bool Has(std::int64_t place) const {
+    return place >= m_first && place - m_first < static_cast<std::int64_t>(m_counts.size());
+  }
+  /// A place that comes a second time is the cause of a failure.
+  void Take(int from, std::int64_t place, int count, std::string& cause) {
+    if (m_counts[rnk_At(place - m_first)] >= 0 && cause.empty())
       cause = "numbering: rank " + std::to_string(from) + ": a second node has place " +
-              std::to_string((each >> kCountBits) + 1) + " in the solver";
-    }
-    count = each & ((1 << kCountBits) - 1);
-  });
-  return wrong < 0;
-}
+              std::to_string(place + 1) + " in the solver";
+    m_counts[rnk_At(place - m_first)] = count;
+  }
+  std::int64_t Sum() const { return std::accumulate(m_counts.begin(), m_counts.end(), std::int64_t{0}); }
+  /// Each count becomes the sum of those before it.
+  void Scan(std::int64_t first) {
+    std::exclusive_scan(m_counts.begin(), m_counts.end(), m_counts.begin(), first);
+  }
+  std::int64_t Of(std::int64_t place) const { return m_counts[rnk_At(place - m_first)]; }
+
+ private:
+  std::int64_t m_first;
+  std::vector<std::int64_t> m_counts;
+};
 
 // Sends the counts to where a place in the solver is kept, adds them up there, and brings back the first
-// place of each node's DOFs.
+// place of each node's DOFs. What is kept by the rank itself is not sent.
 bool placeNodes(const rnk_System& system, const std::int64_t* nodeRank, const int* solverMasks,
                 std::vector<std::int64_t>& firsts, rnk_Parts& rows) {
   const rnk_Agreement& ranks = system.Ranks();
   const std::int64_t nodes = system.NodeCount();
-  std::string cause;
+  const auto countOf = [&](std::int64_t node) {
+    return dof_CountBits(static_cast<unsigned>(solverMasks[node]));
+  };
+  std::string cause, twice;
   rnk_Post<std::int64_t> out, in;
-  std::vector<std::int64_t> slots, counts;
+  std::vector<std::int64_t> slots;
+  std::optional<Counts> counts;
   const bool room = rnk_Try(cause, [&] {
-    const auto owner = [&](std::int64_t node) { return system.Nodes().Owner(nodeRank[node] - 1); };
-    const auto record = [&](std::int64_t node) {
-      return (nodeRank[node] - 1) << kCountBits | dof_CountBits(static_cast<unsigned>(solverMasks[node]));
+    counts.emplace(system);
+    for (std::int64_t node = 0; node < nodes; ++node)
+      if (counts->Has(nodeRank[node] - 1))
+        counts->Take(ranks.Rank(), nodeRank[node] - 1, countOf(node), twice);
+    const auto owner = [&](std::int64_t node) {
+      return counts->Has(nodeRank[node] - 1) ? -1 : system.Nodes().Owner(nodeRank[node] - 1);
     };
+    const auto record = [&](std::int64_t node) { return (nodeRank[node] - 1) << kCountBits | countOf(node); };
     rnk_Fill(out, ranks.Size(), nodes, owner, record, &slots);
     return true;
   });
   if (!ranks.All(room, rnk_Cause(ranks, cause)) || !rnk_Deliver(ranks, out, in))
     return false;
-  std::string memory;
-  const bool permutation = rnk_Try(memory, [&] { return takeCounts(system, in, counts, cause); });
-  if (!ranks.All(permutation, memory.empty() ? cause : rnk_Cause(ranks, memory)))
+  constexpr int kMask = (1 << kCountBits) - 1;
+  in.ForEach([&](int from, std::int64_t each) {
+    counts->Take(from, each >> kCountBits, static_cast<int>(each & kMask), twice);
+  });
+  if (!ranks.All(twice.empty(), twice))
     return false;
-  rows = rnk_Scan(ranks, std::accumulate(counts.begin(), counts.end(), std::int64_t{0}));
-  std::exclusive_scan(counts.begin(), counts.end(), counts.begin(), rows.First(ranks.Rank()));
+  rows = rnk_Scan(ranks, counts->Sum());
+  counts->Scan(rows.First(ranks.Rank()));
   for (std::int64_t& each : in.values)
-    each = counts[rnk_At((each >> kCountBits) - system.FirstNode())];
+    each = counts->Of(each >> kCountBits);
   rnk_Answer(ranks, in.counts, in.values, out.counts, out.values);
   for (std::int64_t node = 0; node < nodes; ++node)
-    firsts[rnk_At(node)] = out.values[rnk_At(slots[rnk_At(node)])];
+    firsts[rnk_At(node)] = counts->Has(nodeRank[node] - 1) ? counts->Of(nodeRank[node] - 1)
+                                                           : out.values[rnk_At(slots[rnk_At(node)])];
   return true;
 }
 

@@ -31,7 +31,7 @@ std::string rnk_System::Fault(std::int64_t node, int mask) const {
 }
 
 // The masks of nodes of other ranks; a node is sent once, whatever is said of it.
-bool rnk_System::Send(std::vector<Foreign>& foreign) {
+bool rnk_System::Exchange(std::vector<Foreign>& foreign, std::vector<Foreign>& received) {
   std::string cause;
   rnk_Post<Foreign> out, in;
   const bool room = rnk_Try(cause, [&] {
@@ -52,8 +52,7 @@ bool rnk_System::Send(std::vector<Foreign>& foreign) {
   });
   if (!m_ranks.All(room, rnk_Cause(m_ranks, cause)) || !rnk_Deliver(m_ranks, out, in))
     return false;
-  for (const Foreign& each : in.values)
-    m_masks[rnk_At(each.node - FirstNode())] |= each.mask;
+  received.swap(in.values);
   return true;
 }
 
@@ -77,14 +76,17 @@ bool rnk_System::Number(int shift, bool addLabel10, std::int64_t firstDof) {
                                 ": transforms the masks otherwise than rank 0");
     return false;
   }
+  const bool changes = (shift & 31) != 0 || addLabel10;
   std::string cause;
-  std::vector<int> masks;
+  std::vector<int> changed;
   const bool good = rnk_Try(cause, [&] {
-    masks = m_masks;
-    return Transform(masks, shift, addLabel10, cause);
+    if (changes)
+      changed = m_masks;
+    return !changes || Transform(changed, shift, addLabel10, cause);
   });
   if (!m_ranks.All(good, rnk_Cause(m_ranks, cause)))
     return false;
+  const std::vector<int>& masks = changes ? changed : m_masks;
   unsigned own = 0;
   for (const int mask : masks)
     own |= static_cast<unsigned>(mask);
@@ -96,7 +98,8 @@ bool rnk_System::Number(int shift, bool addLabel10, std::int64_t firstDof) {
   });
   if (!m_ranks.All(room, rnk_Cause(m_ranks, cause)))
     return false;
-  m_masks.swap(masks);
+  if (changes)
+    m_masks.swap(changed);
   m_labels = labels;
   m_tables = std::move(tables);
   m_dofs = rnk_Scan(m_ranks, m_tables.Dofs(), firstDof);

@@ -48,7 +48,7 @@ class rnk_System {
   };
   // Why a mask or a node is none, "" when it is one.
   std::string Fault(std::int64_t node, int mask) const;
-  bool Send(std::vector<Foreign>& foreign);
+  bool Exchange(std::vector<Foreign>& foreign, std::vector<Foreign>& received);
   bool Transform(std::vector<int>& masks, int shift, bool addLabel10, std::string& cause) const;
 
   rnk_Agreement m_ranks;
@@ -61,32 +61,32 @@ class rnk_System {
 
 template <class NodeOf, class MaskOf>
 bool rnk_System::Add(std::int64_t n, NodeOf node, MaskOf mask) {
-  std::string cause;
-  std::vector<Foreign> foreign;
-  std::vector<int> own;
   const std::int64_t first = FirstNode(), count = NodeCount();
-  // What is wrong is found before anything counts.
+  const auto isOwn = [=](std::int64_t at) { return at >= first && at - first < count; };
+  std::string cause;
+  std::vector<Foreign> foreign, received;
   const bool good = rnk_Try(cause, [&] {
-    own = m_masks;
-    for (std::int64_t i = 0; i < n && cause.empty(); ++i) {
+    for (std::int64_t i = 0; i < n; ++i) {
       const std::int64_t at = node(i);
       const int bits = mask(i);
       if (at < 0)
         continue;
-      if (bits < 0 || !m_nodes.Has(at))
+      if (bits < 0 || !m_nodes.Has(at)) {
         cause = Fault(at, bits);
-      else if (at >= first && at - first < count)
-        own[rnk_At(at - first)] |= bits;
-      else if (bits != 0)
+        return false;
+      }
+      if (bits != 0 && !isOwn(at))
         foreign.push_back({at, bits});
     }
-    return cause.empty();
-  });
-  if (!m_ranks.All(good, "numbering: rank " + std::to_string(m_ranks.Rank()) + ": " + cause))
-    return false;
-  own.swap(m_masks);
-  if (Send(foreign))
     return true;
-  own.swap(m_masks);
-  return false;
+  });
+  if (!m_ranks.All(good, "numbering: rank " + std::to_string(m_ranks.Rank()) + ": " + cause) ||
+      !Exchange(foreign, received))
+    return false;
+  for (std::int64_t i = 0; i < n; ++i) // nothing can fail any more
+    if (const std::int64_t at = node(i); isOwn(at))
+      m_masks[rnk_At(at - first)] |= mask(i);
+  for (const Foreign& each : received)
+    m_masks[rnk_At(each.node - first)] |= each.mask;
+  return true;
 }
