@@ -52,9 +52,8 @@ void fill(const rnk_System& system, const std::vector<rnk_Elements>& elements, r
     forEachOwner(system, some, [&](int owner, const std::int64_t*, std::int64_t nodes) {
       out.counts[rnk_At(owner)] += nodes + 1;
     });
-  std::vector<std::int64_t> next(out.counts);
-  std::exclusive_scan(next.begin(), next.end(), next.begin(), std::int64_t{0});
-  out.values.resize(rnk_At(std::accumulate(out.counts.begin(), out.counts.end(), std::int64_t{0})));
+  std::vector<std::int64_t> next = rnk_Begins(out.counts);
+  out.values.resize(rnk_At(next.back() + out.counts.back()));
   for (const rnk_Elements& some : elements)
     forEachOwner(system, some, [&](int owner, const std::int64_t* element, std::int64_t nodes) {
       std::int64_t* to = &out.values[rnk_At(next[rnk_At(owner)])];

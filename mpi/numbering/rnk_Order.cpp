@@ -91,18 +91,19 @@ bool placeNodes(const rnk_System& system, const std::int64_t* nodeRank, const in
   };
   std::string cause, twice;
   rnk_Post<std::int64_t> out, in;
-  std::vector<std::int64_t> slots;
+  std::vector<std::int64_t> next;
   std::optional<Counts> counts;
+  const auto owner = [&](std::int64_t node) {
+    return counts->Has(nodeRank[node] - 1) ? -1 : system.Nodes().Owner(nodeRank[node] - 1);
+  };
   const bool room = rnk_Try(cause, [&] {
     counts.emplace(system);
     for (std::int64_t node = 0; node < nodes; ++node)
       if (counts->Has(nodeRank[node] - 1))
         counts->Take(ranks.Rank(), nodeRank[node] - 1, countOf(node), twice);
-    const auto owner = [&](std::int64_t node) {
-      return counts->Has(nodeRank[node] - 1) ? -1 : system.Nodes().Owner(nodeRank[node] - 1);
-    };
     const auto record = [&](std::int64_t node) { return (nodeRank[node] - 1) << kCountBits | countOf(node); };
-    rnk_Fill(out, ranks.Size(), nodes, owner, record, &slots);
+    rnk_Fill(out, ranks.Size(), nodes, owner, record);
+    next = rnk_Begins(out.counts);
     return true;
   });
   if (!ranks.All(room, rnk_Cause(ranks, cause)) || !rnk_Deliver(ranks, out, in))
@@ -118,9 +119,11 @@ bool placeNodes(const rnk_System& system, const std::int64_t* nodeRank, const in
   for (std::int64_t& each : in.values)
     each = counts->Of(each >> kCountBits);
   rnk_Answer(ranks, in.counts, in.values, out.counts, out.values);
-  for (std::int64_t node = 0; node < nodes; ++node)
-    firsts[rnk_At(node)] = counts->Has(nodeRank[node] - 1) ? counts->Of(nodeRank[node] - 1)
-                                                           : out.values[rnk_At(slots[rnk_At(node)])];
+  for (std::int64_t node = 0; node < nodes; ++node) { // answers come as they were asked
+    const int from = owner(node);
+    firsts[rnk_At(node)] =
+        from < 0 ? counts->Of(nodeRank[node] - 1) : out.values[rnk_At(next[rnk_At(from)]++)];
+  }
   return true;
 }
 

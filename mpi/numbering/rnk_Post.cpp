@@ -50,6 +50,12 @@ void rnk_DeliverValues(const rnk_Agreement& ranks, const void* out,
   MPI_Type_free(&value);
 }
 
+std::vector<std::int64_t> rnk_Begins(const std::vector<std::int64_t>& counts) {
+  std::vector<std::int64_t> begins(counts.size());
+  std::exclusive_scan(counts.begin(), counts.end(), begins.begin(), std::int64_t{0});
+  return begins;
+}
+
 std::int64_t rnk_Sum(const rnk_Agreement& ranks, std::int64_t mine) {
   std::int64_t all = 0;
   MPI_Allreduce(&mine, &all, 1, MPI_INT64_T, MPI_SUM, ranks.Comm());

@@ -78,29 +78,21 @@ void rnk_Answer(const rnk_Agreement& ranks, const std::vector<std::int64_t>& ask
   rnk_DeliverValues(ranks, answers.data(), asked, in.data(), sent, sizeof(Value));
 }
 
-/// Fills a post with n values.
+/// Where what goes to each rank begins in a post.
+std::vector<std::int64_t> rnk_Begins(const std::vector<std::int64_t>& counts);
+
+/// Fills a post with n values; those for one rank keep their order.
 /// \param rankOf   says of 0 to n - 1 where a value goes; below 0 nowhere.
 /// \param valueOf  says what it is.
-/// \param slots    receives [n] where each lies in the post; may be null.
 template <class Value, class RankOf, class ValueOf>
-void rnk_Fill(rnk_Post<Value>& post, int ranks, std::int64_t n, RankOf rankOf, ValueOf valueOf,
-              std::vector<std::int64_t>* slots = nullptr) {
+void rnk_Fill(rnk_Post<Value>& post, int ranks, std::int64_t n, RankOf rankOf, ValueOf valueOf) {
   post.counts.assign(rnk_At(ranks), 0);
   for (std::int64_t i = 0; i < n; ++i)
     if (const int rank = rankOf(i); rank >= 0)
       ++post.counts[rnk_At(rank)];
-  rnk_Parts parts(post.counts);
-  std::vector<std::int64_t> next;
-  for (int rank = 0; rank < ranks; ++rank)
-    next.push_back(parts.First(rank));
-  post.values.resize(rnk_At(parts.Total()));
-  if (slots != nullptr)
-    slots->resize(rnk_At(n));
+  std::vector<std::int64_t> next = rnk_Begins(post.counts);
+  post.values.resize(rnk_At(next.back() + post.counts.back()));
   for (std::int64_t i = 0; i < n; ++i)
-    if (const int rank = rankOf(i); rank >= 0) {
-      const std::int64_t slot = next[rnk_At(rank)]++;
-      post.values[rnk_At(slot)] = valueOf(i);
-      if (slots != nullptr)
-        (*slots)[rnk_At(i)] = slot;
-    }
+    if (const int rank = rankOf(i); rank >= 0)
+      post.values[rnk_At(next[rnk_At(rank)]++)] = valueOf(i);
 }
