@@ -79,9 +79,11 @@ void numberByRanks(MPI_Comm comm, std::int64_t nodes, const std::string& who, Ti
     must(numbering.SetNodes(comm, first, count) && numbering.AddMasks(masks.data()) &&
          numbering.Number(0, false));
   }));
-  for (const auto& [name, places] : {std::pair("order/", &near), std::pair("far/", &far)})
-    times[name + who].push_back(
-        seconds(comm, [&] { must(numbering.SetupSolverDofs(places->data(), masks.data())); }));
+  const auto order = [&](const std::vector<std::int64_t>& places) {
+    return seconds(comm, [&] { must(numbering.SetupSolverDofs(places.data(), masks.data())); });
+  };
+  times["order/" + who].push_back(order(near));
+  times["far/" + who].push_back(order(far));
 }
 
 void patternByRanks(MPI_Comm comm, std::int64_t nodes, const std::string& who, Times& times) {
