@@ -7,6 +7,7 @@
 
 #include <numeric>
 #include <optional>
+#include <utility>
 
 namespace {
 
@@ -52,6 +53,20 @@ bool agreeOnRanks(const rnk_System& system, const std::int64_t* nodeRank, bool& 
 // A node's place in the solver and the number of its DOFs there, below 32, in one number.
 constexpr int kCountBits = 5;
 
+// Gives the DOFs of each node that the solver uses the places from firstOf(node) on, called for ascending
+// nodes, and the others -1.
+template <class FirstOf>
+void fillPlaces(const rnk_System& system, const int* solverMasks, FirstOf firstOf, rnk_Order& order) {
+  std::size_t dof = 0;
+  for (std::int64_t node = 0; node < system.NodeCount(); ++node) {
+    const auto chosen = static_cast<unsigned>(solverMasks[node]);
+    order.labels |= chosen;
+    std::int64_t next = firstOf(node);
+    for (unsigned rest = system.Mask(node); rest != 0; rest &= rest - 1)
+      order.places[dof++] = (chosen & rest & (0 - rest)) != 0 ? next++ : -1;
+  }
+}
+
 // What each of this rank's places in the solver brings.
 class Counts {
  public:
@@ -83,7 +98,7 @@ class Counts {
 // Sends the counts to where a place in the solver is kept, adds them up there, and brings back the first
 // place of each node's DOFs. What is kept by the rank itself is not sent.
 bool placeNodes(const rnk_System& system, const std::int64_t* nodeRank, const int* solverMasks,
-                std::vector<std::int64_t>& firsts, rnk_Parts& rows) {
+                rnk_Order& order) {
   const rnk_Agreement& ranks = system.Ranks();
   const std::int64_t nodes = system.NodeCount();
   const auto countOf = [&](std::int64_t node) {
@@ -114,31 +129,33 @@ bool placeNodes(const rnk_System& system, const std::int64_t* nodeRank, const in
   });
   if (!ranks.All(twice.empty(), twice))
     return false;
-  rows = rnk_Scan(ranks, counts->Sum());
-  counts->Scan(rows.First(ranks.Rank()));
+  order.rows = rnk_Scan(ranks, counts->Sum());
+  counts->Scan(order.rows.First(ranks.Rank()));
   for (std::int64_t& each : in.values)
     each = counts->Of(each >> kCountBits);
   rnk_Answer(ranks, in.counts, in.values, out.counts, out.values);
-  for (std::int64_t node = 0; node < nodes; ++node) { // answers come as they were asked
+  const auto firstOf = [&](std::int64_t node) { // answers come as they were asked
     const int from = owner(node);
-    firsts[rnk_At(node)] =
-        from < 0 ? counts->Of(nodeRank[node] - 1) : out.values[rnk_At(next[rnk_At(from)]++)];
-  }
+    return from < 0 ? counts->Of(nodeRank[node] - 1) : out.values[rnk_At(next[rnk_At(from)]++)];
+  };
+  fillPlaces(system, solverMasks, firstOf, order);
   return true;
 }
 
 // The same where the nodes stay as they come.
-void placeInTurn(const rnk_System& system, const int* solverMasks, std::vector<std::int64_t>& firsts,
-                 rnk_Parts& rows) {
+void placeInTurn(const rnk_System& system, const int* solverMasks, rnk_Order& order) {
   const rnk_Agreement& ranks = system.Ranks();
+  const auto countOf = [&](std::int64_t node) {
+    return dof_CountBits(static_cast<unsigned>(solverMasks[node]));
+  };
   std::int64_t count = 0;
-  for (std::int64_t node = 0; node < system.NodeCount(); ++node) {
-    firsts[rnk_At(node)] = count;
-    count += dof_CountBits(static_cast<unsigned>(solverMasks[node]));
-  }
-  rows = rnk_Scan(ranks, count);
-  for (std::int64_t& first : firsts)
-    first += rows.First(ranks.Rank());
+  for (std::int64_t node = 0; node < system.NodeCount(); ++node)
+    count += countOf(node);
+  order.rows = rnk_Scan(ranks, count);
+  const auto firstOf = [&, next = order.rows.First(ranks.Rank())](std::int64_t node) mutable {
+    return std::exchange(next, next + countOf(node));
+  };
+  fillPlaces(system, solverMasks, firstOf, order);
 }
 
 // Places the DOFs that the solver does not use, which have -1 so far, behind its own.
@@ -191,29 +208,19 @@ bool rnk_OrderByNodes(const rnk_System& system, const std::int64_t* nodeRank, co
   if (!agreeOnRanks(system, nodeRank, given) || !checkNodes(system, nodeRank, solverMasks))
     return false;
   std::string cause;
-  std::vector<std::int64_t> firsts;
   rnk_Order made;
   const bool room = rnk_Try(cause, [&] {
-    firsts.resize(rnk_At(system.NodeCount()));
     made.places.resize(rnk_At(system.DofCount()));
     return true;
   });
   if (!ranks.All(room, rnk_Cause(ranks, cause)))
     return false;
   if (!given)
-    placeInTurn(system, solverMasks, firsts, made.rows);
-  else if (!placeNodes(system, nodeRank, solverMasks, firsts, made.rows))
+    placeInTurn(system, solverMasks, made);
+  else if (!placeNodes(system, nodeRank, solverMasks, made))
     return false;
-  std::size_t dof = 0;
-  unsigned labels = 0;
-  for (std::int64_t node = 0; node < system.NodeCount(); ++node) {
-    const auto chosen = static_cast<unsigned>(solverMasks[node]);
-    labels |= chosen;
-    for (unsigned rest = system.Mask(node); rest != 0; rest &= rest - 1)
-      made.places[dof++] = (chosen & rest & (0 - rest)) != 0 ? firsts[rnk_At(node)]++ : -1;
-  }
   placeRest(system, made);
-  made.labels = rnk_Or(ranks, labels);
+  made.labels = rnk_Or(ranks, made.labels);
   made.acoustic = order.acoustic; // lists alone count them
   order = std::move(made);
   return true;
