@@ -81,6 +81,10 @@ TEST_F(Helpers, ComeToTheFileOfTheirWriterAndKeepItAfterItsDeath) {
   std::filesystem::copy_file(m_path, copy);
   H5J_share_t share, other, read;
   Held hold = Hold(m_path, H5F_ACC_RDWR);
+  ASSERT_GE(H5Jshare(hold.get(), &other), 0) << H5Jlast_error();
+  hold.reset();
+  hold = Hold(m_path, H5F_ACC_RDWR);
+  Refused(Help(other), "another one"); // the writer of today knows nothing of this helper
   ASSERT_GE(H5Jshare(hold.get(), &share), 0) << H5Jlast_error();
   EXPECT_STREQ(share.name, m_path.c_str());
   Refused(Help(share, 1u << 24), "number");
