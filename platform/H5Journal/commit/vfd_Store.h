@@ -114,7 +114,8 @@ class vfd_Store {
   bool ForEachPatch(std::uint64_t address, std::uint64_t count,
                     const std::function<bool(std::uint64_t at, const unsigned char* bytes)>& take) const;
   /// Notes that this process has the file, for helpers that look whether it is the same one.
-  void ShowSelf() const;
+  /// \return the number that they know it by.
+  std::uint64_t ShowSelf();
 
   bool IsClosing() const { return m_closing != Closing::kNo; }
   bool IsNew() const { return !m_temporary.empty(); } // no commit point yet
@@ -239,6 +240,7 @@ class vfd_Store {
   Reuse m_reuse = Reuse::kUnknown;              // whether no live reader needs what was free then
   bool m_mayReuse = true;                       // every page that has a frame is known
   std::vector<std::uint64_t> m_dropped;         // pages with frames that were cut off the file since, ordered
+  std::uint64_t m_session = 0;                  // a number of its own, for helpers; 0: none yet
   bool m_onLoan = false;                        // other processes write
   std::uint64_t m_loanFirst = 0, m_loanEnd = 0; // that, now
   bool m_large = false;                         // a large call was made

@@ -81,6 +81,9 @@ bool vfd_Store::ForEachPatch(std::uint64_t address, std::uint64_t count,
       [&](std::uint64_t page, const unsigned char* bytes) { return take(page * kVfdPage, bytes); });
 }
 
-void vfd_Store::ShowSelf() const {
-  ReadOnly() ? vfd_Locks::Show(m_files.main.Get()) : vfd_Locks::MarkWriter(m_files.main.Get());
+std::uint64_t vfd_Store::ShowSelf() {
+  if (m_session == 0)
+    m_session = 1 + vfd_Random() % vfd_Locks::kSessions;
+  vfd_Locks::ShowSession(m_files.main.Get(), m_session);
+  return m_session;
 }

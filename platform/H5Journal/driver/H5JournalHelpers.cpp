@@ -35,7 +35,7 @@ bool isRemote(int descriptor) {
          std::end(kRemote);
 }
 
-bool share(const vfd_Store& store, H5J_share_t& share) {
+bool share(vfd_Store& store, H5J_share_t& share) {
   share = {};
   // The system follows the file through renaming.
   const std::string link = "/proc/self/fd/" + std::to_string(store.Main().Get());
@@ -48,7 +48,7 @@ bool share(const vfd_Store& store, H5J_share_t& share) {
   share.reads = store.ReadOnly();
   share.live = store.Live();
   share.power = store.Power();
-  store.ShowSelf();
+  share.session = store.ShowSelf();
   return true;
 }
 
@@ -75,9 +75,10 @@ bool isTheSame(const H5J_share_t& share, int file) {
   std::size_t got = 0;
   if (!vfd_ReadAt(file, sector, sizeof sector, 0, got))
     return vfd_Fail("read");
-  // A copy on another disk has the same bytes, and not the lock of the one that shares it.
-  const bool known = std::memcmp(sector, share.sector, sizeof sector) == 0;
-  return (known && (share.reads ? vfd_Locks::HasShown(file) : vfd_Locks::HasWriter(file))) ||
+  // A copy on another disk has the same bytes, and not the lock of the one that shares it. Nor has a file
+  // that is another writer's by now.
+  return (std::memcmp(sector, share.sector, sizeof sector) == 0 &&
+          vfd_Locks::HasSession(file, share.session)) ||
          vfd_Refuse("a file of the same name that is another one");
 }
 } // namespace

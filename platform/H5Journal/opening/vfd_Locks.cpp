@@ -12,8 +12,9 @@
 #include <unistd.h>
 
 namespace {
-constexpr off_t kWriterByte = off_t{1} << 62, kReadersByte = kWriterByte + 1, kShownByte = kWriterByte + 2;
+constexpr off_t kWriterByte = off_t{1} << 62, kReadersByte = kWriterByte + 1;
 constexpr off_t kHelpersBytes = kWriterByte + 16; // and as many as there may be helpers
+constexpr off_t kSessionsBytes = kWriterByte + (off_t{1} << 32);
 
 #ifdef F_OFD_SETLK
 struct flock describe(short type, off_t byte) {
@@ -79,12 +80,12 @@ vfd_Locks::Result vfd_Locks::TakeHelper(int descriptor, unsigned number) {
   return setByte(descriptor, F_RDLCK, kHelpersBytes + static_cast<off_t>(number));
 }
 
-void vfd_Locks::Show(int descriptor) {
-  setByte(descriptor, F_RDLCK, kShownByte);
+void vfd_Locks::ShowSession(int descriptor, std::uint64_t number) {
+  setByte(descriptor, F_RDLCK, kSessionsBytes + static_cast<off_t>(number));
 }
 
-bool vfd_Locks::HasShown(int descriptor) {
-  struct flock lock = describe(F_WRLCK, kShownByte);
+bool vfd_Locks::HasSession(int descriptor, std::uint64_t number) {
+  struct flock lock = describe(F_WRLCK, kSessionsBytes + static_cast<off_t>(number));
   return ::fcntl(descriptor, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
@@ -110,8 +111,8 @@ void vfd_Locks::ReleaseReaders(int) {}
 vfd_Locks::Result vfd_Locks::TakeHelper(int, unsigned) {
   return Result::kUnsupported;
 }
-void vfd_Locks::Show(int) {}
-bool vfd_Locks::HasShown(int) {
+void vfd_Locks::ShowSession(int, std::uint64_t) {}
+bool vfd_Locks::HasSession(int, std::uint64_t) {
   return false;
 }
 long vfd_Locks::HelperAtWork(int) {

@@ -120,11 +120,14 @@ bool vfd_OpenMain(const vfd_Options& options, bool again, vfd_Files& files) {
     vfd_Descriptor file = files.place.Open(files.place.Name(), options.readOnly ? O_RDONLY : O_RDWR);
     if (!file.IsOpen() || !files.main.Take(std::move(file)))
       return vfd_Fail("open");
-    const Lock lock = takeLock(options, files);
+    const bool looks = !options.readOnly && !vfd_Broken(vfd_Rule::kHelpersLock);
+    const auto look = [&] { return looks ? vfd_Locks::HelperAtWork(files.main.Get()) : -1; };
+    // Before the lock as well: who waits for helpers keeps no reader waiting.
+    long helper = vfd_Locks::HasWriter(files.main.Get()) ? -1 : look();
+    const Lock lock = helper >= 0 ? Lock::kHeld : takeLock(options, files);
     if (lock == Lock::kRefused)
       return false;
-    const bool looks = lock == Lock::kTaken && !options.readOnly && !vfd_Broken(vfd_Rule::kHelpersLock);
-    const long helper = looks ? vfd_Locks::HelperAtWork(files.main.Get()) : -1;
+    helper = lock == Lock::kTaken ? look() : helper;
     // It may have been replaced between its opening and its locking, and written as well.
     if (lock == Lock::kTaken && helper < 0 && files.place.Is(files.place.Name(), files.main.Identity()))
       break;
@@ -132,7 +135,7 @@ bool vfd_OpenMain(const vfd_Options& options, bool again, vfd_Files& files) {
     if (waits && Clock::now() >= deadline)
       return helper >= 0 ? refuseHelped(helper) : refuseHeld(options, files);
     if (waits) {
-      files.main.Close(); // with the lock: who waits for helpers keeps no reader waiting
+      files.main.Close(); // with the lock, if it has been taken
       rest();
     }
   }
