@@ -187,6 +187,52 @@ H5J_API int H5Jget_hold_descriptor(const H5J_hold_t* hold);
 /** Brings the journal home and lets go of the file. \return negative when the journal had to stay. */
 H5J_API herr_t H5Jrelease(H5J_hold_t* hold);
 
+/* For processes that work on one file together: one has it open, the others help it to move much data. */
+
+#define H5J_NAME_BYTES 4096
+#define H5J_SECTOR_BYTES 512
+
+/** What a helper must know to find a file, in a form that can be sent. */
+typedef struct H5J_share_t {
+  char name[H5J_NAME_BYTES];              /**< of the file at the moment */
+  unsigned char sector[H5J_SECTOR_BYTES]; /**< its first bytes */
+  hbool_t reads;                          /**< it is open for reading only */
+  hbool_t live;                           /**< beside a writer */
+} H5J_share_t;
+/** Tells what helpers must know. Good for helpers that come before the next commit point. */
+H5J_API herr_t H5Jshare(H5J_hold_t* hold, H5J_share_t* share);
+
+/** A helper's part in a file: a lock that keeps writers from it for as long as the helper may write. */
+typedef struct H5J_help_t H5J_help_t;
+/** Opens the file as a helper and looks whether it is the same one.
+ * \param number of the helper, from 0; below 2^24. It is told to those whom it keeps waiting.
+ * \return null when the file is not there, is another one, lies on a network file system, or has no locks:
+ * this process cannot help then. */
+H5J_API H5J_help_t* H5Jhelp(const H5J_share_t* share, unsigned number);
+/** The helper has ended. */
+H5J_API void H5Jend_help(H5J_help_t* help);
+
+/** Lends an extent of the file that HDF5 has given to a dataset in this update, and into which nothing was
+ * written: helpers write its whole pages straight into the file. Between this and H5Jtake_back() nothing is
+ * committed, rolled back or closed.
+ * \param address of the extent in the file. \param count of its bytes.
+ * \param first, end become the part that helpers write, in whole pages; the rest goes through H5Jput().
+ * \return positive when it is lent; 0 when its space is not free of what somebody may still read: keep the
+ * dataset and try with another one; negative on failure. */
+H5J_API htri_t H5Jlend(H5J_hold_t* hold, uint64_t address, uint64_t count, uint64_t* first, uint64_t* end);
+/** Writes bytes of a lent extent that helpers do not write. */
+H5J_API herr_t H5Jput(H5J_hold_t* hold, uint64_t address, uint64_t count, const void* bytes);
+/** The helpers have ended. \param good every byte of what was lent is written; otherwise the update cannot
+ * be committed. */
+H5J_API herr_t H5Jtake_back(H5J_hold_t* hold, hbool_t good);
+
+/** Tells the pages of an extent that the file alone does not show: they stand in memory or in the journal.
+ * Helpers that read the file put them over what they have read.
+ * \param take is called for each page of 4096 bytes, in their order; negative ends it. */
+typedef herr_t (*H5J_take_patch_t)(uint64_t address, const unsigned char* bytes, void* context);
+H5J_API herr_t H5Jpatches(H5J_hold_t* hold, uint64_t address, uint64_t count, H5J_take_patch_t take,
+                          void* context);
+
 /** An identity that a file without a mark carries in its content: its journals get it and are compared by it.
  * \param id 16 bytes; zeros: none. */
 H5J_API herr_t H5Jset_identity(H5J_hold_t* hold, const unsigned char* id);

@@ -7,6 +7,7 @@
 #include <H5Journal/pages/vfd_Image.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <sys/types.h>
@@ -92,6 +93,25 @@ class vfd_Store {
   /// file the journal stays for the next opening.
   /// \return false when it had to stay because of a failure; it holds all commits then.
   bool Finish();
+
+  // For processes that help this one (commit/vfd_StoreLoan.cpp).
+  /// The answer to Lend: lent; not to be lent, since a commit point, a frame or a reader may know some of it.
+  enum class Loan { kLent, kKept, kFailed };
+  /// Lends the whole pages of an extent that HDF5 has given out in this update and nobody has written yet:
+  /// other processes write them straight into the main file until EndLoan. Nothing is committed, taken back
+  /// or closed meanwhile.
+  /// \param first, end  becomes the lent part of the extent; the rest goes through Write().
+  Loan Lend(std::uint64_t address, std::uint64_t count, std::uint64_t& first, std::uint64_t& end);
+  /// The others have ended. \param good  every byte is written; otherwise the update cannot be committed.
+  void EndLoan(bool good);
+  bool IsOnLoan() const { return m_onLoan; }
+  /// False, with the cause, while something is on loan.
+  bool MayMove() const;
+  /// Goes through the pages of an extent that the main file alone does not show, in their order.
+  bool ForEachPatch(std::uint64_t address, std::uint64_t count,
+                    const std::function<bool(std::uint64_t at, const unsigned char* bytes)>& take) const;
+  /// Notes that this process has the file, for helpers that look whether it is the same one.
+  void ShowWriter() const;
 
   bool IsClosing() const { return m_closing != Closing::kNo; }
   bool IsNew() const { return !m_temporary.empty(); } // no commit point yet
@@ -212,11 +232,13 @@ class vfd_Store {
   vfd_FreeSpace m_spare;    // at the last commit point, what former sessions left and HDF5 does not know
   vfd_FreeSpace m_spareNow; // what this update has left of it
   enum class Reuse { kUnknown, kYes, kNo };
-  Reuse m_reuse = Reuse::kUnknown;      // whether no live reader needs what was free then
-  bool m_mayReuse = true;               // every page that has a frame is known
-  std::vector<std::uint64_t> m_dropped; // pages with frames that were cut off the file since, ordered
-  bool m_large = false;                 // a large call was made
-  bool m_asked = false;                 // IsFirstCommit() was
+  Reuse m_reuse = Reuse::kUnknown;              // whether no live reader needs what was free then
+  bool m_mayReuse = true;                       // every page that has a frame is known
+  std::vector<std::uint64_t> m_dropped;         // pages with frames that were cut off the file since, ordered
+  bool m_onLoan = false;                        // other processes write
+  std::uint64_t m_loanFirst = 0, m_loanEnd = 0; // that, now
+  bool m_large = false;                         // a large call was made
+  bool m_asked = false;                         // IsFirstCommit() was
 
   std::uint64_t m_nextTry = 0; // journal length at which the generation may end
   std::uint64_t m_sequence = 0;

@@ -37,6 +37,8 @@ bool vfd_Store::Commit() {
     return vfd_Refuse("the file belongs to another process");
   if (!MayRetry())
     return vfd_Refuse(Obstacle());
+  if (!MayMove())
+    return false;
   return vfd_Try(false, [&] { return IsNew() ? CommitFirst() : CommitUpdate(); });
 }
 

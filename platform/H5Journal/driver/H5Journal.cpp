@@ -2,6 +2,7 @@
 
 #include <H5Journal/commit/vfd_Store.h>
 #include <H5Journal/driver/vfd_Driver.h>
+#include <H5Journal/driver/vfd_Hold.h>
 #include <H5Journal/files/vfd_Cause.h>
 #include <H5Journal/files/vfd_Checksum.h>
 
@@ -10,21 +11,8 @@
 #include <utility>
 #include <vector>
 
-struct H5J_hold_t {
-  std::unique_ptr<vfd_Store> store;
-  std::string name;
-  bool isNew = false;
-};
-
 namespace {
 constexpr herr_t kFailed = -1;
-
-// One public call: the last error is its own, and no exception leaves it.
-template <class Result, class Work>
-Result call(Result failed, Work work) noexcept {
-  vfd_LastCause().Clear();
-  return vfd_Try(failed, work);
-}
 
 herr_t answer(bool good) {
   return good ? 0 : kFailed;
@@ -137,7 +125,7 @@ void describe(const vfd_Store& store, H5J_info_t& info) {
 template <class Between>
 hid_t reopen(hid_t file, Between between) {
   vfd_Store* const store = storeOf(file);
-  if (store == nullptr)
+  if (store == nullptr || !store->MayMove())
     return H5I_INVALID_HID;
   const hid_t fapl = H5Fget_access_plist(file);
   auto owned = vfd_Driver::TakeStore(file);
@@ -183,7 +171,7 @@ static bool checkOptions(const H5J_options_t& options) {
 }
 
 herr_t H5Pset_fapl_journal(hid_t fapl, const H5J_options_t* options) {
-  return call(kFailed, [&] {
+  return vfd_Call(kFailed, [&] {
     const H5J_options_t given = options == nullptr ? vfd_Driver::DefaultOptions() : *options;
     return answer(checkOptions(given) && H5Pset_driver(fapl, vfd_Driver::Id(), &given) >= 0 &&
                   H5Pset_fclose_degree(fapl, H5F_CLOSE_STRONG) >= 0);
@@ -191,7 +179,7 @@ herr_t H5Pset_fapl_journal(hid_t fapl, const H5J_options_t* options) {
 }
 
 herr_t H5Pget_fapl_journal(hid_t fapl, H5J_options_t* options) {
-  return call(kFailed, [&] {
+  return vfd_Call(kFailed, [&] {
     const void* const info = H5Pget_driver(fapl) == vfd_Driver::Id() ? H5Pget_driver_info(fapl) : nullptr;
     if (info == nullptr)
       return answer(vfd_Refuse("the list is not for the journal"));
@@ -201,7 +189,7 @@ herr_t H5Pget_fapl_journal(hid_t fapl, H5J_options_t* options) {
 }
 
 herr_t H5Pset_journal_mark(hid_t fcpl) {
-  return call(kFailed, [&] {
+  return vfd_Call(kFailed, [&] {
     hsize_t bytes = 0;
     return answer(H5Pget_userblock(fcpl, &bytes) >= 0 &&
                   (bytes >= kVfdMark || H5Pset_userblock(fcpl, kVfdMark) >= 0));
@@ -213,18 +201,18 @@ hid_t H5FD_journal_init(void) {
 }
 
 herr_t H5Jcommit(hid_t file) {
-  return call(kFailed, [&] {
+  return vfd_Call(kFailed, [&] {
     vfd_Store* const store = storeOf(file);
     return store == nullptr ? kFailed : answerCommit(*store, file);
   });
 }
 
 hid_t H5Jrollback(hid_t file) {
-  return call<hid_t>(H5I_INVALID_HID, [&] { return reopen(file, [](vfd_Store&) { return true; }); });
+  return vfd_Call<hid_t>(H5I_INVALID_HID, [&] { return reopen(file, [](vfd_Store&) { return true; }); });
 }
 
 hid_t H5Jrefresh(hid_t file) {
-  return call<hid_t>(H5I_INVALID_HID, [&]() -> hid_t {
+  return vfd_Call<hid_t>(H5I_INVALID_HID, [&]() -> hid_t {
     vfd_Store* const store = storeOf(file);
     if (store != nullptr && !store->Live())
       return vfd_Refuse("the file is not open for live reading"), H5I_INVALID_HID;
@@ -233,7 +221,7 @@ hid_t H5Jrefresh(hid_t file) {
 }
 
 herr_t H5Jclose(hid_t file) {
-  return call(kFailed, [&] {
+  return vfd_Call(kFailed, [&] {
     vfd_Store* const store = storeOf(file);
     if (store == nullptr)
       return kFailed;
@@ -255,7 +243,7 @@ herr_t H5Jclose(hid_t file) {
 }
 
 herr_t H5Jget_info(hid_t file, H5J_info_t* info) {
-  return call(kFailed, [&] {
+  return vfd_Call(kFailed, [&] {
     const vfd_Store* const store = storeOf(file);
     if (store != nullptr)
       describe(*store, *info);
@@ -268,7 +256,7 @@ const char* H5Jlast_error(void) {
 }
 
 H5J_hold_t* H5Jhold(const char* name, unsigned flags, const H5J_options_t* options) {
-  return call<H5J_hold_t*>(nullptr, [&]() -> H5J_hold_t* {
+  return vfd_Call<H5J_hold_t*>(nullptr, [&]() -> H5J_hold_t* {
     const H5J_options_t given = options == nullptr ? vfd_Driver::DefaultOptions() : *options;
     if (!checkOptions(given))
       return nullptr;
@@ -286,7 +274,7 @@ htri_t H5Jis_hot(const H5J_hold_t* hold) {
 }
 
 hid_t H5Jview(H5J_hold_t* hold, hid_t fapl) {
-  return call<hid_t>(H5I_INVALID_HID, [&]() -> hid_t {
+  return vfd_Call<hid_t>(H5I_INVALID_HID, [&]() -> hid_t {
     vfd_Store& store = *hold->store;
     if (store.IsNew() || !vfd_Driver::CheckWhole(store))
       return H5I_INVALID_HID;
@@ -296,7 +284,7 @@ hid_t H5Jview(H5J_hold_t* hold, hid_t fapl) {
 }
 
 hid_t H5Jopen(H5J_hold_t* hold, hid_t fcpl, hid_t fapl) {
-  return call<hid_t>(H5I_INVALID_HID, [&]() -> hid_t {
+  return vfd_Call<hid_t>(H5I_INVALID_HID, [&]() -> hid_t {
     vfd_Store& store = *hold->store;
     if (store.IsClosing())
       store.EndClosing(false);
@@ -311,7 +299,9 @@ hid_t H5Jopen(H5J_hold_t* hold, hid_t fcpl, hid_t fapl) {
 }
 
 herr_t H5Jend(H5J_hold_t* hold, hid_t file, hbool_t keep) {
-  return call(kFailed, [&] {
+  return vfd_Call(kFailed, [&] {
+    if (!hold->store->MayMove())
+      return kFailed;
     if (keep && file >= 0)
       commit(*hold->store, file); // only then HDF5 says what is free
     hold->store->BeginClosing(keep);
@@ -322,11 +312,11 @@ herr_t H5Jend(H5J_hold_t* hold, hid_t file, hbool_t keep) {
 }
 
 herr_t H5Jmove_on(H5J_hold_t* hold) {
-  return call(kFailed, [&] { return answer(hold->store->TakeSnapshot()); });
+  return vfd_Call(kFailed, [&] { return answer(hold->store->TakeSnapshot()); });
 }
 
 herr_t H5Jcommit_held(H5J_hold_t* hold, hid_t file) {
-  return call(kFailed, [&] { return answerCommit(*hold->store, file); });
+  return vfd_Call(kFailed, [&] { return answerCommit(*hold->store, file); });
 }
 
 herr_t H5Jget_hold_info(const H5J_hold_t* hold, H5J_info_t* info) {
@@ -339,7 +329,7 @@ int H5Jget_hold_descriptor(const H5J_hold_t* hold) {
 }
 
 herr_t H5Jrelease(H5J_hold_t* hold) {
-  return call(kFailed, [&] {
+  return vfd_Call(kFailed, [&] {
     const std::unique_ptr<H5J_hold_t> ended(hold);
     if (ended->store->IsClosing())
       ended->store->EndClosing(false);

@@ -4,6 +4,7 @@
 
 #include <H5Journal/commit/vfd_Store.h>
 #include <H5Journal/driver/vfd_Driver.h>
+#include <H5Journal/driver/vfd_Hold.h>
 #include <H5Journal/files/vfd_Cause.h>
 #include <H5Journal/opening/vfd_Locks.h>
 
@@ -122,8 +123,7 @@ bool discard(const char* name) {
 
 template <class Work>
 herr_t call(Work work) {
-  vfd_LastCause().Clear();
-  return vfd_Try(false, work) ? 0 : -1;
+  return vfd_Call(false, work) ? 0 : -1;
 }
 } // namespace
 

@@ -19,6 +19,11 @@ enum class vfd_Rule {
   kReuse,            // freed space bypasses the journal only when no frame and no reader needs it
   kVerify,           // a frame is checked again when it is used
   kSpare,            // space that a commit has taken into use is not spare any more
+  kLendBeyond,       // helpers get only whole pages that no commit point, frame or reader may know
+  kHelpersLock,      // a writer waits until the helpers of a dead one have ended
+  kLoan,             // nothing is committed or taken back while helpers write
+  kEdges,            // the pages at the ends of what is lent go through the one that lends
+  kPatches,          // helpers are told which pages the file alone does not show
 };
 
 #ifdef PDM_BREAKABLE

@@ -28,10 +28,14 @@ bool vfd_MainFile::Read(std::uint64_t address, std::size_t count, void* bytes) c
 bool vfd_MainFile::Write(std::uint64_t address, std::size_t count, const void* bytes) {
   if (!vfd_WriteAt(m_file.Get(), bytes, count, address))
     return vfd_Fail("write");
-  m_size = std::max(m_size, address + count);
-  if (address <= m_reserved) // else what lies between is a hole
-    m_reserved = std::max(m_reserved, address + count);
+  HasGrown(address, address + count);
   return true;
+}
+
+void vfd_MainFile::HasGrown(std::uint64_t address, std::uint64_t end) {
+  m_size = std::max(m_size, end);
+  if (address <= m_reserved) // else what lies between is a hole
+    m_reserved = std::max(m_reserved, end);
 }
 
 bool vfd_MainFile::Extend(std::uint64_t end) {

@@ -31,6 +31,8 @@ class vfd_MainFile {
 
   bool Read(std::uint64_t address, std::size_t count, void* bytes) const;
   bool Write(std::uint64_t address, std::size_t count, const void* bytes);
+  /// Others have written all bytes from `address` to `end`.
+  void HasGrown(std::uint64_t address, std::uint64_t end);
   /// Makes it at least `end` bytes long, with room on the disk.
   bool Extend(std::uint64_t end);
   /// Room for what will be written there, where the file had holes when it was opened.

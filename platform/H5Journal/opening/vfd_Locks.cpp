@@ -13,6 +13,7 @@
 
 namespace {
 constexpr off_t kWriterByte = off_t{1} << 62, kReadersByte = kWriterByte + 1;
+constexpr off_t kHelpersBytes = kWriterByte + 16; // and as many as there may be helpers
 
 #ifdef F_OFD_SETLK
 struct flock describe(short type, off_t byte) {
@@ -73,6 +74,17 @@ vfd_Locks::Result vfd_Locks::TryReaders(int descriptor) {
 void vfd_Locks::ReleaseReaders(int descriptor) {
   setByte(descriptor, F_UNLCK, kReadersByte);
 }
+
+vfd_Locks::Result vfd_Locks::TakeHelper(int descriptor, unsigned number) {
+  return setByte(descriptor, F_RDLCK, kHelpersBytes + static_cast<off_t>(number));
+}
+
+long vfd_Locks::HelperAtWork(int descriptor) {
+  struct flock lock = describe(F_WRLCK, kHelpersBytes);
+  lock.l_len = kMostHelpers;
+  const bool held = ::fcntl(descriptor, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+  return held ? static_cast<long>(lock.l_start - kHelpersBytes) : -1;
+}
 #else
 // Without such locks there are no live readers, and nobody to wait for.
 void vfd_Locks::MarkWriter(int) {}
@@ -86,6 +98,12 @@ vfd_Locks::Result vfd_Locks::TryReaders(int) {
   return Result::kUnsupported;
 }
 void vfd_Locks::ReleaseReaders(int) {}
+vfd_Locks::Result vfd_Locks::TakeHelper(int, unsigned) {
+  return Result::kUnsupported;
+}
+long vfd_Locks::HelperAtWork(int) {
+  return -1;
+}
 #endif
 
 // The system's list of locks names the process. Its device number may differ from the file's on layered file

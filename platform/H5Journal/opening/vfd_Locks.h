@@ -22,6 +22,12 @@ class vfd_Locks {
   /// Takes the readers' byte alone if no reader has it.
   static Result TryReaders(int descriptor);
   static void ReleaseReaders(int descriptor);
+  /// Notes that a process helps the file's writer and may write into the file, even when that one has died.
+  /// \param number  its number among the helpers, below kMostHelpers.
+  static Result TakeHelper(int descriptor, unsigned number);
+  /// The number of a helper that is still there, -1 where there is none.
+  static long HelperAtWork(int descriptor);
+  static constexpr unsigned kMostHelpers = 1u << 24;
 
   /// Another process that holds the file's lock.
   /// \return false when the system does not tell.

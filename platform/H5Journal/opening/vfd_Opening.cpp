@@ -1,6 +1,7 @@
 #include <H5Journal/opening/vfd_Opening.h>
 
 #include <H5Journal/files/vfd_Cause.h>
+#include <H5Journal/files/vfd_Rules.h>
 #include <H5Journal/opening/vfd_Locks.h>
 #include <H5Journal/opening/vfd_Registry.h>
 
@@ -86,6 +87,14 @@ Lock takeLock(const vfd_Options& options, const vfd_Files& files) {
   return Lock::kRefused;
 }
 
+// What a dead writer's helpers still write lies in space that this one would give out again.
+bool refuseHelped(long helper) {
+  return vfd_Refuse(
+      "rank " + std::to_string(helper) +
+      " of a job whose rank 0 has let go of the file may still write into it: wait until the job "
+      "has ended, or set a waiting time");
+}
+
 bool isProvedNew(const vfd_Place& place, const std::string& name, const vfd_Descriptor& file) {
   vfd_Mark mark;
   struct stat status;
@@ -114,12 +123,15 @@ bool vfd_OpenMain(const vfd_Options& options, bool again, vfd_Files& files) {
     const Lock lock = takeLock(options, files);
     if (lock == Lock::kRefused)
       return false;
+    const bool looks = lock == Lock::kTaken && !options.readOnly && !vfd_Broken(vfd_Rule::kHelpersLock);
+    const long helper = looks ? vfd_Locks::HelperAtWork(files.main.Get()) : -1;
     // It may have been replaced between its opening and its locking, and written as well.
-    if (lock == Lock::kTaken && files.place.Is(files.place.Name(), files.main.Identity()))
+    if (lock == Lock::kTaken && helper < 0 && files.place.Is(files.place.Name(), files.main.Identity()))
       break;
-    if (lock == Lock::kHeld && Clock::now() >= deadline)
-      return refuseHeld(options, files);
-    if (lock == Lock::kHeld)
+    const bool waits = lock == Lock::kHeld || helper >= 0;
+    if (waits && Clock::now() >= deadline)
+      return helper >= 0 ? refuseHelped(helper) : refuseHeld(options, files);
+    if (waits)
       rest();
   }
   if (!files.main.LookAgain() || !files.main.Mark().Read(files.main.Get()))

@@ -60,6 +60,19 @@ bool vfd_Image::Read(std::uint64_t address, std::size_t count, unsigned char* ta
   return readRun(end);
 }
 
+bool vfd_Image::ForEachPatch(std::uint64_t first, std::uint64_t end,
+                             const std::function<bool(std::uint64_t, const unsigned char*)>& take) const {
+  std::vector<std::uint64_t> pages = written.Pages();
+  for (const auto& entry : unapplied.All())
+    pages.push_back(entry.page);
+  std::erase_if(pages, [&](std::uint64_t page) { return page < first || page >= end; });
+  std::sort(pages.begin(), pages.end());
+  pages.erase(std::unique(pages.begin(), pages.end()), pages.end());
+  unsigned char bytes[kVfdPage];
+  return std::all_of(pages.begin(), pages.end(),
+                     [&](std::uint64_t page) { return ReadPage(page, bytes) && take(page, bytes); });
+}
+
 unsigned char* vfd_Image::PageForWriting(std::uint64_t page, bool whole) {
   auto* const slot = written.Find(page);
   if (slot != nullptr && slot->bytes != nullptr)

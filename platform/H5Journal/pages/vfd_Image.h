@@ -29,6 +29,10 @@ class vfd_Image {
   /// Goes through what is committed and not in the main file, in the order of pages.
   bool
   ForEachUnapplied(const std::function<bool(std::uint64_t page, const unsigned char* bytes)>& take) const;
+  /// Goes through the pages of [first, end) that stand in memory or in the journal, in their order: the main
+  /// file alone does not show them. Throws std::bad_alloc.
+  bool ForEachPatch(std::uint64_t first, std::uint64_t end,
+                    const std::function<bool(std::uint64_t page, const unsigned char* bytes)>& take) const;
   /// The main file is whole without the journal.
   void HasApplied();
   /// The written pages of a commit: those in memory stay there as recent, up to some number.

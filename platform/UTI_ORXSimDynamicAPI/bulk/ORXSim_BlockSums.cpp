@@ -81,7 +81,12 @@ int ORXSimBlockSums::PieceRows(std::int64_t bytes) const {
 
 std::uint64_t ORXSimBlockSums::SumOf(int block, const unsigned char* bytes) const {
   const std::int64_t rows = EndRow(block) - FirstRow(block);
-  const std::uint64_t sum = hdf_Checksum(bytes, static_cast<std::size_t>(rows * m_rowBytes));
+  return SumOf(bytes, static_cast<std::size_t>(rows * m_rowBytes));
+}
+
+// 0 says that a block was never written.
+std::uint64_t ORXSimBlockSums::SumOf(const void* bytes, std::size_t count) {
+  const std::uint64_t sum = hdf_Checksum(bytes, count);
   return sum == 0 ? 1 : sum;
 }
 

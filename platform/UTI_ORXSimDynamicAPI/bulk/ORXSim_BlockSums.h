@@ -44,6 +44,12 @@ class ORXSimBlockSums {
   bool IsWritten(int block) const { return m_sums[static_cast<std::size_t>(block)] != 0; }
   /// Refuses the first block in [first, end) that does not agree.
   bool CheckRows(hdf_Operation& operation, int first, int end, const unsigned char* bytes) const;
+  /// All of them, by block.
+  const std::vector<std::uint64_t>& All() const { return m_sums; }
+  /// Takes the sums of all blocks.
+  void Set(const std::uint64_t* sums) { m_sums.assign(sums, sums + m_sums.size()); }
+  /// The sum of a block's bytes.
+  static std::uint64_t SumOf(const void* bytes, std::size_t count);
   /// Takes the sums of the blocks in [first, end).
   void Note(int first, int end, const unsigned char* bytes);
 

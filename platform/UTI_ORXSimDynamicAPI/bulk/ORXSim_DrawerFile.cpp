@@ -213,6 +213,12 @@ ORXSimRows& ORXSimDrawerFile::Rows() {
   return *m_rows;
 }
 
+bool ORXSimDrawerFile::Lies(std::uint64_t& offset) const {
+  const hdf_TypeHandle type(H5Dget_type(m_data->id));
+  offset = hdf_DataOffset(m_data->id);
+  return H5Tequal(type.Get(), memoryType(m_type)) > 0 && offset != HADDR_UNDEF;
+}
+
 bool ORXSimDrawerFile::LiesAt(hdf_Operation& operation, std::uint64_t& offset) const {
   const hdf_TypeHandle type(H5Dget_type(m_data->id));
   if (H5Tequal(type.Get(), memoryType(m_type)) <= 0)
@@ -228,26 +234,38 @@ bool ORXSimDrawerFile::HasOneName() const {
   return H5Oget_info2(m_data->id, &info, H5O_INFO_BASIC) >= 0 && info.rc == 1;
 }
 
-// The new dataset takes the place and the attributes of the old one in the same update. Every open value
-// follows.
-bool ORXSimDrawerFile::Renew(hdf_Operation& operation, const void* source) const {
-  const std::string path = hdf_PathOf(m_data->id);
+ORXSimDrawerFile ORXSimDrawerFile::MakeTwin(hdf_Operation& operation) const {
+  ORXSimDrawerFile twin;
   const hdf_TypeHandle type(H5Dget_type(m_data->id));
   const hdf_SpaceHandle space(H5Dget_space(m_data->id));
   const hdf_PropertiesHandle properties(H5Dget_create_plist(m_data->id));
-  const hid_t file = m_data->context->file;
-  const hid_t created = H5Dcreate_anon(file, type.Get(), space.Get(), properties.Get(), H5P_DEFAULT);
+  const hid_t created =
+      H5Dcreate_anon(m_data->context->file, type.Get(), space.Get(), properties.Get(), H5P_DEFAULT);
   if (!operation.Check(created))
-    return false;
+    return twin;
   const auto fresh = hdf_MakeRep<hdf_DatasetRep>(m_data->context, created);
   fresh->type = m_data->type;
   fresh->space = m_data->space;
-  ORXSimRows rows(*fresh, memoryType(m_type), m_items, m_components);
-  if (!operation.Check(hdf_CopyAttributes(m_data->id, created) ? 0 : -1) ||
-      !rows.Write(operation, 0, m_items, source) ||
-      !operation.Check(H5Ldelete(file, path.c_str(), H5P_DEFAULT)) ||
-      !operation.Check(H5Olink(created, file, path.c_str(), H5P_DEFAULT, H5P_DEFAULT)))
+  if (!operation.Check(hdf_CopyAttributes(m_data->id, created) ? 0 : -1))
+    return twin;
+  twin.m_data = fresh;
+  twin.m_type = m_type;
+  twin.m_items = m_items;
+  twin.m_components = m_components;
+  return twin;
+}
+
+bool ORXSimDrawerFile::GiveWay(hdf_Operation& operation, const ORXSimDrawerFile& twin) const {
+  const std::string path = hdf_PathOf(m_data->id);
+  const hid_t file = m_data->context->file;
+  if (!operation.Check(H5Ldelete(file, path.c_str(), H5P_DEFAULT)) ||
+      !operation.Check(H5Olink(twin.m_data->id, file, path.c_str(), H5P_DEFAULT, H5P_DEFAULT)))
     return false;
-  hdf_DatasetRep::Replace(*m_data->context, m_data->Address(), *fresh);
+  hdf_DatasetRep::Replace(*m_data->context, m_data->Address(), *twin.m_data);
   return true;
+}
+
+bool ORXSimDrawerFile::Renew(hdf_Operation& operation, const void* source) const {
+  ORXSimDrawerFile twin = MakeTwin(operation);
+  return twin.IsOpen() && twin.Rows().Write(operation, 0, m_items, source) && GiveWay(operation, twin);
 }

@@ -36,6 +36,8 @@ class ORXSimDrawerFile {
             const void* source);
   /// Holds all rows of an open drawer against their checksums.
   ORXSimVerification Verify(hdf_Operation& operation) { return Rows().Verify(operation); }
+  /// The rows of an open drawer.
+  ORXSimRows& Rows();
   /// Rows of one checksum, of an open drawer.
   int BlockRows() { return Rows().BlockRows(); }
   /// False when the file was closed or taken back since the drawer was opened.
@@ -44,9 +46,19 @@ class ORXSimDrawerFile {
   bool IsLike(const ORXSimDrawerFile& other) const {
     return m_type == other.m_type && m_items == other.m_items && m_components == other.m_components;
   }
+  /// True when its numbers lie in the file one behind the other as memory has them.
+  /// \param offset becomes where they begin.
+  bool Lies(std::uint64_t& offset) const;
   /// Where its numbers begin in the file, when they lie there one behind the other as memory has them.
   /// \return false, with the cause told, when they do not.
   bool LiesAt(hdf_Operation& operation, std::uint64_t& offset) const;
+  /// A drawer of the same type, shape and attributes without a name: new space for much data.
+  /// \return a closed one on failure.
+  ORXSimDrawerFile MakeTwin(hdf_Operation& operation) const;
+  /// The twin takes the place of this drawer, in the same update. Every open value follows.
+  bool GiveWay(hdf_Operation& operation, const ORXSimDrawerFile& twin) const;
+  /// True when the dataset has one name, so that another one can take its place.
+  bool HasOneName() const;
   /// Its place in the file.
   std::string Path() const { return hdf_PathOf(m_data->id); }
   /// What fails next is told of this drawer.
@@ -55,8 +67,6 @@ class ORXSimDrawerFile {
  private:
   bool Understand(hdf_Operation& operation);
   bool FillsItsSet(ORXSimStoreCall& call) const;
-  ORXSimRows& Rows();
-  bool HasOneName() const;
   bool Renew(hdf_Operation& operation, const void* source) const;
   bool CheckRange(hdf_Operation& operation, int first, int count, std::int64_t bytes) const;
 

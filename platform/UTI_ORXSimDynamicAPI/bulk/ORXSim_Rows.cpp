@@ -211,6 +211,25 @@ bool ORXSimRows::IsWritten(hdf_Operation& operation) {
   return false;
 }
 
+const ORXSimBlockSums* ORXSimRows::Sums(hdf_Operation& operation) {
+  const bool loaded = m_sums.Load(operation, *m_data);
+  if (loaded)
+    m_sums.Settle(*m_data);
+  return loaded ? &m_sums : nullptr;
+}
+
+bool ORXSimRows::KeepSums(hdf_Operation& operation, const std::uint64_t* sums) {
+  if (!m_sums.Load(operation, *m_data))
+    return false;
+  if (!m_sums.IsKept())
+    return true;
+  m_sums.Set(sums);
+  if (!m_sums.Store(operation, *m_data))
+    return false;
+  m_sums.Settle(*m_data);
+  return true;
+}
+
 // \param bytes the block, null when it has to be read first.
 void ORXSimRows::VerifyBlock(hdf_Operation& operation, int block, const unsigned char* bytes,
                              unsigned char* scratch, ORXSimVerification& found) {

@@ -1,0 +1,64 @@
+// Processes that help the one that has the file open: they write and read bulk data in the main file.
+
+#include <H5Journal/commit/vfd_Store.h>
+
+#include <H5Journal/files/vfd_Rules.h>
+#include <H5Journal/opening/vfd_Locks.h>
+
+#include <algorithm>
+
+// Nobody who reads the last commit point reaches such a page, and no frame is going to bury it.
+vfd_Store::Loan vfd_Store::Lend(std::uint64_t address, std::uint64_t count, std::uint64_t& first,
+                                std::uint64_t& end) {
+  if (m_options.readOnly || Forked() || IsClosing() || !MayRetry() || !MayMove()) {
+    if (MayMove())
+      vfd_Refuse(MayRetry() ? "nothing can be written into the file now" : Obstacle());
+    return Loan::kFailed;
+  }
+  const std::uint64_t stop = address + count;
+  first = std::min(vfd_PagesOf(address) * kVfdPage, stop);
+  end = std::max(stop / kVfdPage * kVfdPage, first);
+  if (vfd_Broken(vfd_Rule::kEdges))
+    first = address, end = stop;
+  const bool any = m_options.Scratch() || vfd_Broken(vfd_Rule::kLendBeyond);
+  for (std::uint64_t page = first / kVfdPage; !any && page < end / kVfdPage; ++page)
+    if (!MayBypass(page) || m_image.written.Find(page) != nullptr)
+      return Loan::kKept;
+  m_eof = std::max(m_eof, stop);
+  m_directDirty = m_directDirty || first < end;
+  m_large = true;
+  m_onLoan = true;
+  m_loanFirst = first;
+  m_loanEnd = end;
+  return Loan::kLent;
+}
+
+void vfd_Store::EndLoan(bool good) {
+  if (good && m_loanFirst < m_loanEnd)
+    m_files.main.HasGrown(m_loanFirst, m_loanEnd);
+  m_onLoan = false;
+  if (!good) {
+    vfd_Refuse("a helper has not written its part");
+    HasFailed();
+  }
+}
+
+// A commit point would raise what is known over the heads of those who write; going back would give the same
+// space out again.
+bool vfd_Store::MayMove() const {
+  return !IsOnLoan() || vfd_Broken(vfd_Rule::kLoan) ||
+         vfd_Refuse("other processes are writing a part of the file");
+}
+
+bool vfd_Store::ForEachPatch(std::uint64_t address, std::uint64_t count,
+                             const std::function<bool(std::uint64_t, const unsigned char*)>& take) const {
+  if (count == 0 || vfd_Broken(vfd_Rule::kPatches))
+    return true;
+  return m_image.ForEachPatch(
+      address / kVfdPage, vfd_PagesOf(address + count),
+      [&](std::uint64_t page, const unsigned char* bytes) { return take(page * kVfdPage, bytes); });
+}
+
+void vfd_Store::ShowWriter() const {
+  vfd_Locks::MarkWriter(m_files.main.Get());
+}
