@@ -61,10 +61,5 @@ struct job_Comm {
   int users = 0;
 };
 
-struct job_Type {
-  int base; // which of the numbers in mpi.h
-  std::size_t bytes;
-};
-
 /// Puts `from` into `into`, number by number.
 void job_Combine(void* into, const void* from, int count, MPI_Datatype type, MPI_Op op);

@@ -12,6 +12,10 @@ typedef struct job_Comm* MPI_Comm;
 typedef struct job_File* MPI_File;
 typedef struct job_Request* MPI_Request;
 typedef const struct job_Type* MPI_Datatype;
+struct job_Type {
+  int base; /* its place in job_types */
+  unsigned long bytes;
+};
 typedef int MPI_Op;
 typedef int MPI_Info;
 typedef int MPI_Errhandler;
