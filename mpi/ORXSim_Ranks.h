@@ -6,6 +6,7 @@
 
 #include <mpi.h>
 
+#include <functional>
 #include <memory>
 
 /// The ranks of an MPI job on one simulation file. Rank 0 has the file, its objects and its journal; the
@@ -39,7 +40,9 @@ class ORXSIM_MPI_API ORXSimRanks {
   /// Collective where it was not closed: as Close().
   ~ORXSimRanks();
 
-  /// Makes a simulation file on rank 0 and joins it. Collective. The parameters after the communicator are
+  /// Makes a simulation file on rank 0 and joins it. Collective. It appears under its name, whole, with its
+  /// first commit point.
+  /// The parameters after the communicator are
   /// those of ORXSimManager::CreateContext, and count on rank 0.
   /// \return no ranks on failure.
   static ORXSimRanks Create(MPI_Comm comm, const cow_String& fileName, int createFlags, int version,
@@ -76,6 +79,7 @@ class ORXSIM_MPI_API ORXSimRanks {
  private:
   friend class rnk_Access;
   struct State;
+  static ORXSimRanks Start(MPI_Comm comm, const std::function<ORXSimContextID()>& open, bool owns);
 
   std::unique_ptr<State> m_state; // null: no ranks
 };

@@ -1,5 +1,7 @@
 #include <mpi/agree/rnk_Agreement.h>
 
+#include <mpi/agree/rnk_Rules.h>
+
 namespace {
 thread_local std::string s_lastError;
 }
@@ -10,17 +12,24 @@ rnk_Agreement::rnk_Agreement(MPI_Comm comm) : m_comm(comm) {
 }
 
 bool rnk_Agreement::All(bool mine, const std::string& cause) const {
+  std::string first = cause;
+  if (rnk_Broken(rnk_Rule::kAgreement) ? mine : Everybody(mine, cause, first))
+    return true;
+  s_lastError = first;
+  return false;
+}
+
+bool rnk_Agreement::Everybody(bool mine, const std::string& cause, std::string& text) const {
   const int failed = mine ? m_size : m_rank;
   int first = m_size;
   MPI_Allreduce(&failed, &first, 1, MPI_INT, MPI_MIN, m_comm);
   if (first == m_size)
     return true;
-  std::string text = m_rank == first ? cause : std::string();
+  text = m_rank == first ? cause : std::string();
   std::uint64_t length = text.size();
   MPI_Bcast(&length, 1, MPI_UINT64_T, first, m_comm);
   text.resize(length);
   MPI_Bcast(text.data(), static_cast<int>(length), MPI_CHAR, first, m_comm);
-  s_lastError = text;
   return false;
 }
 

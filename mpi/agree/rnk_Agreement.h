@@ -25,6 +25,9 @@ class rnk_Agreement {
   /// error of all of them.
   /// \param cause  looked at only where `mine` is false.
   bool All(bool mine, const std::string& cause) const;
+  /// The same for what is no error.
+  /// \param first  becomes that rank's cause.
+  bool Everybody(bool mine, const std::string& cause, std::string& first) const;
   /// True when rank 0 says true. Else its cause is everybody's last error.
   bool Root(bool root, const std::string& cause) const;
 

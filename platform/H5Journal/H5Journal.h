@@ -198,6 +198,7 @@ typedef struct H5J_share_t {
   unsigned char sector[H5J_SECTOR_BYTES]; /**< its first bytes */
   hbool_t reads;                          /**< it is open for reading only */
   hbool_t live;                           /**< beside a writer */
+  hbool_t power; /**< helpers sync what they have written, before they say so */
 } H5J_share_t;
 /** Tells what helpers must know. Good for helpers that come before the next commit point. */
 H5J_API herr_t H5Jshare(H5J_hold_t* hold, H5J_share_t* share);

@@ -28,8 +28,9 @@ struct ORXSIM_API ORXSimDrawerPlace {
   int rows = 0, components = 0;
   int blockRows = 1; ///< rows of one checksum: block k has the rows from k x blockRows on
   ORXSimItemType type = ORXSimItemType::kDouble;
-  bool direct = false; ///< helpers may reach it; else all of it goes through the one with the context
-  bool kept = false;   ///< the drawer keeps checksums
+  bool direct = false;  ///< helpers may reach it; else all of it goes through the one with the context
+  bool patched = false; ///< of one that was looked up: the file alone does not show all of it
+  bool kept = false;    ///< the drawer keeps checksums
   /// In bytes of the file: what helpers write of a drawer on loan. They never touch the rest.
   std::int64_t lentFirst = 0, lentEnd = 0;
 
@@ -100,8 +101,13 @@ class ORXSIM_API ORXSimHelper {
 
   /// What a helper must know, in bytes that may be sent to it; "" on failure.
   static std::string Tell(ORXSimContextID context);
-  /// The name of the file in what was told.
-  static std::string NameIn(const std::string& told);
+  /// What was told of the file.
+  struct Facts {
+    std::string name;      ///< where it is at the moment
+    bool readOnly = false; ///< nobody writes
+    bool syncs = false;    ///< what is written goes to the disk before it is said to be written
+  };
+  static Facts FactsOf(const std::string& told);
   /// Opens the file as a helper: as long as this lives, no other process than the one that told may write
   /// into it. \param told  by the process with the context. \param number  of the helper; whoever has to wait
   /// for it is told. \param cause  becomes why not: no file, another one of that name, a network file system,

@@ -117,6 +117,7 @@ class vfd_Store {
   bool IsNew() const { return !m_temporary.empty(); } // no commit point yet
   bool ReadOnly() const { return m_options.readOnly; }
   bool Live() const { return m_options.live; }
+  bool Power() const { return !m_options.readOnly && m_options.Power(); }
   bool Forked() const { return m_owner.Forked(); }
   const vfd_FileIdentity& Identity() const { return m_files.main.Identity(); }
   const vfd_Place& Place() const { return m_files.place; }

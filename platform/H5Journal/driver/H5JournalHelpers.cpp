@@ -47,6 +47,7 @@ bool share(const vfd_Store& store, H5J_share_t& share) {
     return vfd_Fail("read");
   share.reads = store.ReadOnly();
   share.live = store.Live();
+  share.power = store.Power();
   if (!share.reads)
     store.ShowWriter();
   return true;

@@ -27,6 +27,17 @@ bool findOffset(ORXSimStoreCall& call, const ORXSimDrawerFile& drawer, ORXSimDra
   place.offset = static_cast<std::int64_t>(offset);
   return call.Context()->hold != nullptr;
 }
+
+bool isPatched(ORXSimStoreCall& call, const ORXSimDrawerPlace& place) {
+  bool found = false;
+  const H5J_take_patch_t one = [](std::uint64_t, const unsigned char*, void* into) -> herr_t {
+    *static_cast<bool*>(into) = true;
+    return -1; // one is enough
+  };
+  const herr_t told = H5Jpatches(call.Context()->hold.get(), static_cast<std::uint64_t>(place.offset),
+                                 static_cast<std::uint64_t>(place.Bytes()), one, &found);
+  return told < 0 || found; // what failed is told when they are asked for
+}
 } // namespace
 
 bool ORXSimDrawerPlace::Look(ORXSimDistributionID distribution, int number, ORXSimDrawerPlace& place,
@@ -40,6 +51,8 @@ bool ORXSimDrawerPlace::Look(ORXSimDistributionID distribution, int number, ORXS
     place = describe(drawer);
     place.kept = known->IsKept();
     place.direct = findOffset(call, drawer, place);
+    if (place.direct)
+      place.patched = isPatched(call, place);
     if (place.kept)
       sums = known->All();
     return true;
@@ -232,11 +245,11 @@ std::string ORXSimHelper::Tell(ORXSimContextID context) {
   });
 }
 
-std::string ORXSimHelper::NameIn(const std::string& told) {
+ORXSimHelper::Facts ORXSimHelper::FactsOf(const std::string& told) {
   H5J_share_t share{};
   if (told.size() == sizeof share)
     std::memcpy(&share, told.data(), sizeof share);
-  return share.name;
+  return {share.name, share.reads != 0, share.power != 0};
 }
 
 bool ORXSimHelper::Open(const std::string& told, int number, std::string& cause) {

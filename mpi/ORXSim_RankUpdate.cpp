@@ -1,0 +1,48 @@
+#include <mpi/ORXSim_RankUpdate.h>
+
+#include <mpi/ranks/rnk_State.h>
+
+namespace {
+constexpr const char* kNoRanks = "there are no ranks on a file";
+
+bool refuse() {
+  rnk_Agreement::SetLastError(kNoRanks);
+  return false;
+}
+} // namespace
+
+ORXSimRankUpdate::ORXSimRankUpdate(const ORXSimRanks& ranks) : m_ranks(&ranks) {
+  const rnk_State* const state = rnk_Access::Of(ranks);
+  if (state != nullptr && state->agree.IsRoot())
+    m_update = std::make_unique<ORXSimUpdate>(state->context);
+}
+
+ORXSimRankUpdate::~ORXSimRankUpdate() = default;
+
+bool ORXSimRankUpdate::Commit(bool mine) {
+  const rnk_State* const state = rnk_Access::Of(*m_ranks);
+  if (state == nullptr)
+    return refuse();
+  const rnk_Agreement& agree = state->agree;
+  if (!agree.All(mine, state->Told("end update", "it does not agree to the commit"))) {
+    const std::string cause = rnk_Agreement::LastError();
+    Rollback();
+    rnk_Agreement::SetLastError(cause);
+    return false;
+  }
+  const bool done = m_update != nullptr && m_update->Commit();
+  const std::string none = state->Told("end update", "the scope has ended");
+  if (!agree.Root(done, m_update == nullptr ? none : ORXSimManager::LastError()))
+    return false;
+  m_update.reset();
+  return true;
+}
+
+bool ORXSimRankUpdate::Rollback() {
+  const rnk_State* const state = rnk_Access::Of(*m_ranks);
+  if (state == nullptr)
+    return refuse();
+  const bool done = m_update != nullptr && m_update->Rollback();
+  m_update.reset();
+  return state->agree.Root(done, ORXSimManager::LastError());
+}
