@@ -137,7 +137,7 @@ class Rank {
       At("commit").Take([&] { require(update.Commit(), "commit"); });
     }
     At("write anew").Take([&] { Write(kPlain, false); });
-    At("read").Take([&] { Read(kPlain); });
+    At("read what was just written").Take([&] { Read(kPlain); });
     At("write through rank 0").Take([&] { Write(kDeflated, false); });
     At("read through rank 0").Take([&] { Read(kDeflated); });
     if (m_count <= kMostWithLists) {
@@ -145,6 +145,8 @@ class Rank {
       Read(kAgain);
     }
     At("close").Take([&] { require(m_ranks.Close(), "close"); });
+    m_ranks = ORXSimRanks::Open(MPI_COMM_WORLD, path.c_str(), 1, 102, false, 0);
+    At("read").Take([&] { Read(kPlain); });
   }
 
  private:
