@@ -53,7 +53,8 @@ class rnk_Transfer {
       return false;
     if (mode != ORXSimRankTransfer::kNone && !Refuse(!m_transfer.m_buffers.empty(), "there is no buffer"))
       return false;
-    if (!m_agree.Root(!m_agree.IsRoot() || FitsHere(), ORXSimManager::LastError()))
+    const bool fitsHere = !m_agree.IsRoot() || FitsHere();
+    if (!m_agree.Root(fitsHere, ORXSimManager::LastError()))
       return false;
     int listed = m_transfer.m_listed ? 1 : 0;
     MPI_Allreduce(MPI_IN_PLACE, &listed, 1, MPI_INT, MPI_MAX, m_agree.Comm());
@@ -127,8 +128,10 @@ class rnk_Transfer {
                         cause);
       });
     });
-    if (!Refuse(fits, cause) || m_places.empty())
-      return fits;
+    if (!Refuse(fits, cause))
+      return false;
+    if (m_places.empty())
+      return true;
     const rnk_Range mine{m_transfer.m_first, m_transfer.m_first + m_transfer.m_count};
     if (m_listed) {
       m_list = m_transfer.m_rows;

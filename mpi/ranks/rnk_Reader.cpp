@@ -190,7 +190,8 @@ bool rnk_Read(const rnk_State& state, ORXSimDistributionID distribution, int dra
     return false;
   agree.Share(sums.data(), sums.size() * sizeof(std::uint64_t));
   const bool mended =
-      agree.IsRoot() ? sendPatches(state, ranges, place, patches) : receivePatches(agree, patches, cause);
+      !place.patched || (agree.IsRoot() ? sendPatches(state, ranges, place, patches)
+                                        : receivePatches(agree, patches, cause));
   if (agree.IsRoot() && !mended)
     cause = ORXSimManager::LastError();
   const bool read = mended && rnk_Try(cause, [&] {
