@@ -145,7 +145,7 @@ class Rank {
       Read(kAgain);
     }
     At("close").Take([&] { require(m_ranks.Close(), "close"); });
-    m_ranks = ORXSimRanks::Open(MPI_COMM_WORLD, path.c_str(), 1, 102, false, 0);
+    m_ranks = ORXSimRanks::Open(MPI_COMM_WORLD, path.c_str(), 1, 102, false, 1);
     At("read").Take([&] { Read(kPlain); });
   }
 
