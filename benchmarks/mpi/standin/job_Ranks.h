@@ -50,7 +50,8 @@ class job_Ranks {
   static const job_Counts& Of(int rank);
 
   static void Send(int dest, Message message);
-  /// The first message that fits, waited for. \param remove  false: it stays, and nothing is counted.
+  /// The first message that fits, waited for.
+  /// \param remove  false: it stays, and nothing is counted.
   static Message Receive(MPI_Comm comm, int source, long tag, const char* call, bool remove = true);
 };
 
