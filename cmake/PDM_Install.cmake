@@ -17,7 +17,7 @@ endforeach()
 
 # `--target installed` builds what `cmake --install` copies, without tests and examples.
 add_custom_target(installed)
-foreach(target ${PDM_LIBRARIES} pdm_c pdm_fortran pdmsim _pdm_core)
+foreach(target ${PDM_LIBRARIES} PDM_Core_mpi pdm_c pdm_fortran pdmsim _pdm_core)
   if(TARGET ${target})
     add_dependencies(installed ${target})
   endif()
@@ -72,6 +72,9 @@ if(TARGET pdm_fortran) # may be installed apart, so what CMake reads of it stand
   install(EXPORT PDM_CoreFortranTargets NAMESPACE PDM_Core:: DESTINATION ${PDM_CONFIG_DIR} COMPONENT fortran)
   configure_file(cmake/pdm-fortran.pc.in pdm-fortran.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/pdm-fortran.pc DESTINATION ${PDM_PC_DIR} COMPONENT fortran)
+endif()
+if(TARGET PDM_Core_mpi)
+  install(EXPORT PDM_CoreMpiTargets NAMESPACE PDM_Core:: DESTINATION ${PDM_CONFIG_DIR} COMPONENT mpi)
 endif()
 install(FILES ${PROJECT_BINARY_DIR}/PDM_Core.pc ${PROJECT_BINARY_DIR}/H5Journal.pc ${PROJECT_BINARY_DIR}/pdm-c.pc
   DESTINATION ${PDM_PC_DIR})

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # try-packages.sh DIRECTORY: uses the packages in DIRECTORY as their users would, in a bare Debian 12 that has nothing of
 # this project installed. Needs root and a network: installs the packages with what they depend on, imports and checks a
-# mesh, runs the ten lines of Python, C and Fortran, builds the program of the README and the example of H5Journal, removes
+# mesh, runs the ten lines of Python, C and Fortran and those for ranks, builds the program of the README and the example of H5Journal, removes
 # the packages and looks for what they left.
 set -euo pipefail
 case ${1-} in
@@ -120,6 +120,15 @@ its temperature at 0.5 s is 25
 ten_lines c cc libpdm-core-dev ten_lines.c
 get gfortran "$debs"/*.deb
 ten_lines fortran gfortran libpdm-core-fortran-dev ten_lines.f90
+
+step "Ranks of an MPI job"
+cp -r /usr/share/doc/libpdm-core-mpi-dev/examples/ranks .
+build ranks
+get openmpi-bin
+export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1
+expect "3 ranks wrote 1000 rows and read them back" mpirun --oversubscribe -np 3 cmake/ranks/ten_lines_ranks ranks.pdm
+expect "" pdmsim check ranks.pdm
+echo "   built by CMake, and run on 3 ranks"
 
 step "Removed"
 dpkg -L "${names[@]}" | sort -u >ours

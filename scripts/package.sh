@@ -19,7 +19,7 @@ case ${1-} in
     exit 1
     ;;
 esac
-source "$(dirname "$0")/setup.sh" build package
+source "$(dirname "$0")/setup.sh" build mpi package
 
 version=$(sed -n 's/^project(PDM_Core VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 so=${version%.*}
