@@ -76,7 +76,7 @@ ROOMS = {
     "pdm": USER,
     "c": USER + ["pdm"],
     "fortran": ["c"],
-    "examples": USER + ["pdm", "c"],
+    "examples": USER + ["pdm", "c", "mpi/*.h"],
     "docs/site": USER + ["pdm", "c"],
     "python": USER + ["pdm"],
 }
