@@ -58,6 +58,8 @@ int MPI_Info_free(MPI_Info* info) {
 
 int MPI_File_open(MPI_Comm comm, const char* name, int mode, MPI_Info, MPI_File* file) {
   ++job_Ranks::Mine().calls["MPI_File_open"];
+  if (job_Fails())
+    return MPI_ERR_IO;
   if (!comm->alone)
     MPI_Barrier(comm);
   const auto found = std::find_if(s_files.begin(), s_files.end(),
@@ -103,6 +105,8 @@ int MPI_File_get_size(MPI_File file, MPI_Offset* size) {
 
 int MPI_File_read_at(MPI_File file, MPI_Offset at, void* data, int count, MPI_Datatype type,
                      MPI_Status* status) {
+  if (job_Fails())
+    return MPI_ERR_IO;
   const std::size_t done =
       moveAll(static_cast<std::size_t>(count) * type->bytes, [&](std::size_t from, std::size_t bytes) {
         return syscall(SYS_pread64, file->descriptor, static_cast<char*>(data) + from, bytes,
@@ -116,7 +120,10 @@ int MPI_File_read_at(MPI_File file, MPI_Offset at, void* data, int count, MPI_Da
 
 int MPI_File_write_at(MPI_File file, MPI_Offset at, const void* data, int count, MPI_Datatype type,
                       MPI_Status* status) {
-  const std::size_t bytes = static_cast<std::size_t>(count) * type->bytes;
+  const bool fails = job_Fails();
+  if (fails && !job_fault.shortly)
+    return MPI_ERR_IO;
+  const std::size_t bytes = static_cast<std::size_t>(count) * type->bytes / (fails ? 2 : 1);
   const std::size_t done = moveAll(bytes, [&](std::size_t from, std::size_t left) {
     return syscall(SYS_pwrite64, file->descriptor, static_cast<const char*>(data) + from, left,
                    at + static_cast<MPI_Offset>(from));
@@ -130,5 +137,7 @@ int MPI_File_write_at(MPI_File file, MPI_Offset at, const void* data, int count,
 
 int MPI_File_sync(MPI_File file) {
   ++job_Ranks::Mine().syncs;
+  if (job_Fails())
+    return MPI_ERR_IO;
   return syscall(SYS_fdatasync, file->descriptor) == 0 ? MPI_SUCCESS : MPI_ERR_IO;
 }

@@ -133,6 +133,12 @@ void job_Ranks::MeetUncounted() {
     wait("a meeting");
 }
 
+job_Fault job_fault;
+
+bool job_Fails() {
+  return s_current >= 0 && s_current == job_fault.rank && job_fault.seen++ == job_fault.call;
+}
+
 int job_Ranks::Size() {
   return static_cast<int>(s_ranks.size());
 }

@@ -55,6 +55,18 @@ class job_Ranks {
   static Message Receive(MPI_Comm comm, int source, long tag, const char* call, bool remove = true);
 };
 
+/// A call of the system or of MPI_File that fails, on one rank.
+struct job_Fault {
+  int rank = -1;          // -1: none fails
+  std::uint64_t call = 0; // which of that rank's, from 0
+  bool shortly = false;   // writing by MPI_File does half instead
+  std::uint64_t seen = 0; // of them so far
+};
+extern job_Fault job_fault;
+/// Counts a call of the rank that runs.
+/// \return true when it is the one that fails.
+bool job_Fails();
+
 /// Members of a communicator are all ranks of the job, or one.
 struct job_Comm {
   bool alone = false;

@@ -1,5 +1,6 @@
 #include "job_Ranks.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <dlfcn.h>
 #include <sys/file.h>
@@ -8,9 +9,14 @@
 // Calls of the system that the ranks' own code makes come here first, and are counted by rank.
 
 namespace {
-void count(const char* name) {
+// False when the call is to fail.
+bool count(const char* name) {
   if (job_Ranks::Current() >= 0)
     ++job_Ranks::Mine().system[name];
+  if (!job_Fails())
+    return true;
+  errno = EIO;
+  return false;
 }
 
 template <class Function>
@@ -23,7 +29,8 @@ Function* next(const char* name) {
 #define JOB_COUNTED(result, name, kind, parameters, arguments)                                               \
   __attribute__((visibility("default"))) result name parameters {                                            \
     static auto* const function = next<result parameters>(#name);                                            \
-    count(kind);                                                                                             \
+    if (!count(kind))                                                                                        \
+      return -1;                                                                                             \
     return function arguments;                                                                               \
   }
 
@@ -35,7 +42,8 @@ extern "C" {
     va_start(more, flags);                                                                                   \
     const unsigned mode = va_arg(more, unsigned);                                                            \
     va_end(more);                                                                                            \
-    count("open");                                                                                           \
+    if (!count("open"))                                                                                      \
+      return -1;                                                                                             \
     return function(path, flags, mode);                                                                      \
   }
 #define JOB_OPENAT(name)                                                                                     \
@@ -45,7 +53,8 @@ extern "C" {
     va_start(more, flags);                                                                                   \
     const unsigned mode = va_arg(more, unsigned);                                                            \
     va_end(more);                                                                                            \
-    count("open");                                                                                           \
+    if (!count("open"))                                                                                      \
+      return -1;                                                                                             \
     return function(folder, path, flags, mode);                                                              \
   }
 #define JOB_FCNTL(name)                                                                                      \
@@ -55,7 +64,9 @@ extern "C" {
     va_start(more, command);                                                                                 \
     void* argument = va_arg(more, void*);                                                                    \
     va_end(more);                                                                                            \
-    count(command == F_OFD_SETLK || command == F_OFD_GETLK || command == F_OFD_SETLKW ? "lock" : "fcntl");   \
+    if (!count(command == F_OFD_SETLK || command == F_OFD_GETLK || command == F_OFD_SETLKW ? "lock"          \
+                                                                                           : "fcntl"))       \
+      return -1;                                                                                             \
     return function(descriptor, command, argument);                                                          \
   }
 JOB_OPEN(open)
