@@ -42,10 +42,13 @@ parts() {
   for config in kill-safe durable tiny-limits live-readers live-tiny-journal unmarked old-format; do
     echo "kills-$config kills --config $config --count 1500"
   done
-  for config in durable tiny-limits tiny-journal read-live regrown regrown-spilled unmarked old-format; do
+  for config in durable tiny-limits tiny-journal read-live regrown regrown-spilled helped helped-spilled helped-live unmarked old-format; do
     echo "power-$config power --config $config --count 7000"
   done
-  for config in kill-safe durable read-live tiny-limits regrown; do
+  for config in kill-safe durable tiny-limits live-readers unmarked; do
+    echo "helpers-$config helpers --config $config --count 300"
+  done
+  for config in kill-safe durable read-live tiny-limits regrown helped; do
     echo "faults-$config faults --config $config"
   done
   echo "allocations allocations --stride 2"

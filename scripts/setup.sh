@@ -9,7 +9,7 @@ mkdir -p out/log
 
 declare -A PDM_PACKAGES=(
   [build]="g++ gfortran cmake ninja-build pkg-config ccache libhdf5-dev libxxhash-dev libnetcdf-dev libcli11-dev nlohmann-json3-dev
-    libexpat1-dev zlib1g-dev pybind11-dev python3-dev python3-numpy libjs-three libeigen3-dev libspectra-dev libboost-graph-dev"
+    libexpat1-dev zlib1g-dev libmetis-dev pybind11-dev python3-dev python3-numpy libjs-three libeigen3-dev libspectra-dev libboost-graph-dev"
   [test]="make libgtest-dev libgmock-dev clang-14 hdf5-tools python3-jinja2 python3-h5py python3-netcdf4 python3-matplotlib
     python3-meshio python3-scipy python3-pandas python3-nbclient python3-nbformat python3-ipykernel mypy
     python3-vtk9 xvfb xauth libgl1-mesa-dri chromium chromium-driver python3-selenium"

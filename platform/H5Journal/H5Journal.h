@@ -205,7 +205,7 @@ H5J_API herr_t H5Jshare(H5J_hold_t* hold, H5J_share_t* share);
 
 /** A helper's part in a file: a lock that keeps writers from it for as long as the helper may write. */
 typedef struct H5J_help_t H5J_help_t;
-/** Opens the file as a helper and looks whether it is the same one.
+/** Opens the file as a helper and looks whether it is the same one. Helpers come before anything is lent.
  * \param number of the helper, from 0; below 2^24. It is told to those whom it keeps waiting.
  * \return null when the file is not there, is another one, lies on a network file system, or has no locks:
  * this process cannot help then. */
@@ -221,10 +221,11 @@ H5J_API void H5Jend_help(H5J_help_t* help);
  * \return positive when it is lent; 0 when its space is not free of what somebody may still read: keep the
  * dataset and try with another one; negative on failure. */
 H5J_API htri_t H5Jlend(H5J_hold_t* hold, uint64_t address, uint64_t count, uint64_t* first, uint64_t* end);
-/** Writes bytes of a lent extent that helpers do not write. */
+/** Writes bytes of a lent extent that helpers do not write. Refused for those that they do. */
 H5J_API herr_t H5Jput(H5J_hold_t* hold, uint64_t address, uint64_t count, const void* bytes);
 /** The helpers have ended.
- * \param good every byte of what was lent is written; otherwise the update cannot be committed. */
+ * \param good every byte of what was lent is written; otherwise the update cannot be committed.
+ * \return negative when nothing was lent. */
 H5J_API herr_t H5Jtake_back(H5J_hold_t* hold, hbool_t good);
 
 /** Is given the address of a page and its 4096 bytes; negative ends it. */

@@ -15,7 +15,8 @@ const std::pair<const char*, std::vector<const char*>> kCases[] = {
     {"power --config regrown-spilled", {"floor"}},
     {"kills", {"direct-everywhere", "verify", "spare"}},
     {"faults --stride 7", {"reserve"}},
-    {"live --count 30", {"reuse"}}};
+    {"live --count 30", {"reuse"}},
+    {"helpers", {"lend-beyond", "helpers-lock", "loan", "edges", "patches"}}};
 
 // The row of one of them.
 camp_Row look(const std::string& campaign, const std::string& rule, const camp_Options& options) {

@@ -34,6 +34,7 @@ camp_Rows camp_PowerLoss(const camp_Options& options);
 camp_Rows camp_Faults(const camp_Options& options);
 camp_Rows camp_AllocationFaults(const camp_Options& options);
 camp_Rows camp_Contention(const camp_Options& options);
+camp_Rows camp_Helpers(const camp_Options& options);
 camp_Rows camp_Live(const camp_Options& options);
 camp_Rows camp_Model(const camp_Options& options);
 camp_Rows camp_BrokenRules(const camp_Options& options);

@@ -22,7 +22,8 @@ constexpr camp_Config kConfigs[] = {{"kill-safe", H5J_PROCESS},
                                     {"read-live", H5J_POWER, 16 << 10, 0, 1},
                                     {"durable", H5J_POWER},
                                     {"tiny-limits", H5J_POWER, 64 << 10, 48 << 10},
-                                    {"regrown", H5J_PROCESS, 0, 48 << 10, 0, camp_Config::kRegrows}};
+                                    {"regrown", H5J_PROCESS, 0, 48 << 10, 0, camp_Config::kRegrows},
+                                    {"helped", H5J_POWER, 64 << 10, 48 << 10, 0, camp_Config::kHelped}};
 
 // Fails every stride-th call of a run, each in all ways, with a session after each run. `total` is where they
 // are counted, `plan` which of a process's are meant.

@@ -1,4 +1,4 @@
-#include <campaign/camp_File.h>
+#include <campaign/camp_Crew.h>
 
 #include <algorithm>
 
@@ -90,6 +90,8 @@ bool camp_Session::Create() {
   const camp_Handle access(AccessList(false), H5Pclose), creation(H5Pcreate(H5P_FILE_CREATE), H5Pclose);
   if (!m_config.Is(camp_Config::kUnmarked) && H5Pset_journal_mark(creation) < 0)
     return false;
+  if (m_config.Is(camp_Config::kHelped))
+    return OpenHeld(H5F_ACC_TRUNC, creation, access);
   m_id = H5Fcreate(m_file.c_str(), H5F_ACC_TRUNC, creation, access);
   return IsOpen();
 }
@@ -98,6 +100,60 @@ bool camp_Session::Open(unsigned flags, bool isLive) {
   Drop();
   const camp_Armed armed;
   const camp_Handle access(AccessList(isLive), H5Pclose);
+  if (m_config.Is(camp_Config::kHelped) && flags != H5F_ACC_RDONLY)
+    return OpenHeld(flags, H5P_DEFAULT, access);
   m_id = H5Fopen(m_file.c_str(), flags, access);
   return IsOpen();
+}
+
+bool camp_Session::OpenHeld(unsigned flags, hid_t creation, hid_t access) {
+  H5J_options_t options;
+  if (H5Pget_fapl_journal(access, &options) < 0 ||
+      (m_hold = H5Jhold(m_file.c_str(), flags, &options)) == nullptr)
+    return false;
+  m_id = H5Jopen(m_hold, creation, access);
+  if (!IsOpen()) { // its cause counts
+    const std::string cause = H5Jlast_error();
+    Release(false);
+    Note(cause);
+  }
+  return IsOpen();
+}
+
+bool camp_Session::Release(bool keeps) {
+  const camp_Armed armed;
+  if (std::exchange(m_joined, false))
+    m_crew->Leave();
+  const bool ended = H5Jend(m_hold, std::exchange(m_id, -1), keeps) >= 0;
+  return H5Jrelease(std::exchange(m_hold, nullptr)) >= 0 && ended;
+}
+
+bool camp_Session::Rollback() {
+  const camp_Armed armed;
+  if (m_hold == nullptr)
+    return (m_id = H5Jrollback(m_id)) >= 0;
+  const camp_Handle access(AccessList(false), H5Pclose);
+  H5Jend(m_hold, std::exchange(m_id, -1), false);
+  m_id = H5Jopen(m_hold, H5P_DEFAULT, access);
+  return IsOpen();
+}
+
+void camp_Session::Drop() {
+  const camp_Armed armed;
+  if (m_hold != nullptr)
+    Release(false);
+  else if (IsOpen())
+    H5Fclose(std::exchange(m_id, -1));
+}
+
+bool camp_Session::Joined() {
+  if (m_crew == nullptr)
+    m_crew = (m_own = std::make_shared<camp_OwnCrew>()).get();
+  H5J_share_t share;
+  if (!m_joined && m_crew->IsThere()) {
+    m_joined = H5Jshare(m_hold, &share) >= 0 && m_crew->Join(share);
+    if (!m_joined)
+      m_crew->Leave();
+  }
+  return m_joined && m_crew->IsThere();
 }

@@ -62,7 +62,8 @@ struct camp_Config {
     kUnmarked = 1,  // files without a mark
     kOldFormat = 2, // HDF5's own choice: metadata without checksums
     kRegrows = 4,   // begins with a file that shrinks and grows again
-    kSmall = 8      // nothing large in it
+    kSmall = 8,     // nothing large in it
+    kHelped = 16    // helpers write some of it
   };
   const char* name;
   H5J_durability_t durability;
@@ -72,11 +73,15 @@ struct camp_Config {
   bool Is(Trait trait) const { return (traits & trait) != 0; }
 };
 
-/// A file as a host works on it.
+class camp_Crew;
+
+/// A file as a host works on it; with helpers, under a hold when it is open for writing.
 class camp_Session {
  public:
-  camp_Session(std::string file, const camp_Config& config, unsigned waitingTime = 0)
-      : m_file(std::move(file)), m_config(config), m_waitingTime(waitingTime) {}
+  /// \param crew  the helpers; null for some of its own.
+  camp_Session(std::string file, const camp_Config& config, unsigned waitingTime = 0,
+               camp_Crew* crew = nullptr)
+      : m_file(std::move(file)), m_config(config), m_waitingTime(waitingTime), m_crew(crew) {}
   camp_Session(const camp_Session&) = delete;
   camp_Session& operator=(const camp_Session&) = delete;
   ~camp_Session() { Drop(); }
@@ -85,26 +90,45 @@ class camp_Session {
   hid_t Id() const { return m_id; }
   H5J_info_t Info() const {
     H5J_info_t info{};
-    return H5Jget_info(m_id, &info), info;
+    m_hold != nullptr ? H5Jget_hold_info(m_hold, &info) : H5Jget_info(m_id, &info);
+    return info;
   }
-  static std::string Failure() { return H5Jlast_error(); }
+  /// What the campaign itself found wrong comes first.
+  static std::string Failure() { return s_note + H5Jlast_error(); }
+  static void Note(const std::string& wrong) { s_note += wrong + "; "; }
 
   bool Create();
   bool Open(unsigned flags, bool isLive = false);
-  bool Commit() { return camp_Armed(), H5Jcommit(m_id) >= 0; }
+  bool Commit() {
+    return camp_Armed(), (m_hold != nullptr ? H5Jcommit_held(m_hold, m_id) : H5Jcommit(m_id)) >= 0;
+  }
   /// False when the file is not open any more.
-  bool Rollback() { return camp_Armed(), (m_id = H5Jrollback(m_id)) >= 0; }
+  bool Rollback();
   bool Refresh() { return (m_id = H5Jrefresh(m_id)) >= 0; }
   /// Commits, and closes the file in any case.
-  bool Close() { return camp_Armed(), H5Jclose(std::exchange(m_id, -1)) >= 0; }
+  bool Close() {
+    return m_hold != nullptr ? Release(true) : (camp_Armed(), H5Jclose(std::exchange(m_id, -1)) >= 0);
+  }
   /// Closes and leaves the last commit point.
-  void Drop() { camp_Armed(), IsOpen() && H5Fclose(std::exchange(m_id, -1)); }
+  void Drop();
+
+  H5J_hold_t* Hold() const { return m_hold; }
+  camp_Crew& Crew() { return *m_crew; }
+  /// True when helpers have the file open.
+  bool Joined();
 
  private:
   hid_t AccessList(bool isLive) const;
+  bool OpenHeld(unsigned flags, hid_t creation, hid_t access);
+  bool Release(bool keeps);
 
   std::string m_file;
   const camp_Config& m_config;
   unsigned m_waitingTime;
   hid_t m_id = -1;
+  H5J_hold_t* m_hold = nullptr;
+  camp_Crew* m_crew;
+  std::shared_ptr<camp_Crew> m_own;
+  bool m_joined = false;
+  static inline std::string s_note;
 };

@@ -65,6 +65,7 @@ camp_Rows camp_Kills(const camp_Options& options) {
 camp_Rows camp_Live(const camp_Options& options) {
   constexpr camp_Config kLive[] = {{"kill-safe", H5J_PROCESS, 0, 0, 3},
                                    {"durable", H5J_POWER, 0, 0, 3},
+                                   {"helped", H5J_PROCESS, 64 << 10, 0, 3, camp_Config::kHelped},
                                    {"tiny-limits", H5J_PROCESS, 64 << 10, 48 << 10, 3}};
   return camp_ForEachConfig("live", kLive, options, [&](const camp_Config& config, camp_Row& row) {
     camp_Trial trial(options.seed, config, row);

@@ -6,14 +6,18 @@
 
 namespace {
 
-constexpr camp_Config kConfigs[] = {{"durable", H5J_POWER},
-                                    {"tiny-limits", H5J_POWER, 64 << 10, 48 << 10},
-                                    {"tiny-journal", H5J_POWER, 16 << 10},
-                                    {"read-live", H5J_POWER, 4 << 10, 0, 1},
-                                    {"regrown", H5J_POWER, 0, 0, 0, camp_Config::kRegrows},
-                                    {"regrown-spilled", H5J_POWER, 0, 48 << 10, 0, camp_Config::kRegrows},
-                                    {"unmarked", H5J_POWER, 0, 0, 0, camp_Config::kUnmarked},
-                                    {"old-format", H5J_POWER, 64 << 10, 0, 0, camp_Config::kOldFormat}};
+constexpr camp_Config kConfigs[] = {
+    {"durable", H5J_POWER},
+    {"tiny-limits", H5J_POWER, 64 << 10, 48 << 10},
+    {"tiny-journal", H5J_POWER, 16 << 10},
+    {"read-live", H5J_POWER, 4 << 10, 0, 1},
+    {"regrown", H5J_POWER, 0, 0, 0, camp_Config::kRegrows},
+    {"regrown-spilled", H5J_POWER, 0, 48 << 10, 0, camp_Config::kRegrows},
+    {"helped", H5J_POWER, 0, 0, 0, camp_Config::kHelped},
+    {"helped-spilled", H5J_POWER, 64 << 10, 48 << 10, 0, camp_Config::kHelped},
+    {"helped-live", H5J_POWER, 4 << 10, 0, 1, camp_Config::kHelped},
+    {"unmarked", H5J_POWER, 0, 0, 0, camp_Config::kUnmarked},
+    {"old-format", H5J_POWER, 64 << 10, 0, 0, camp_Config::kOldFormat}};
 
 // What is left of the changes that were not synced: all; none; any; any, and only sectors of the writes; all
 // but the last or only the last; all but one.
@@ -215,7 +219,7 @@ camp_Rows camp_PowerLoss(const camp_Options& options) {
     }
     row.note = std::to_string(recordings) + " recordings, " + std::to_string(board.counter[kShortened]) +
                " journals written anew";
-    if (config.readers > 0 && board.counter[kShortened] == 0)
+    if (config.readers > 0 && !config.Is(camp_Config::kHelped) && board.counter[kShortened] == 0)
       row.Bad("no journal was written anew");
   });
 }

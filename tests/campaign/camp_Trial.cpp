@@ -107,6 +107,11 @@ void camp_Child::Kill() const {
     ::kill(m_pid, SIGKILL);
 }
 
+bool camp_Child::HasEnded() {
+  m_ended = m_ended || ::waitpid(m_pid, &m_status, WNOHANG) == m_pid;
+  return m_ended;
+}
+
 int camp_Child::Wait() {
   if (!m_ended)
     ::waitpid(m_pid, &m_status, 0);
@@ -212,7 +217,7 @@ int camp_Trial::Run(int steps, const camp_Fate& fate) {
     allocations.calls = &m_board.allocations;
     camp_Watch(m_directory.Name(), io);
     camp_WatchAllocations(allocations);
-    camp_Session session(File(), m_config);
+    camp_Session session(File(), m_config, 0, fate.crew);
     camp_Host(m_workload, session, m_next, steps, m_board);
     if (fate.leaves && session.IsOpen()) {
       H5Gcreate2(session.Id(), "never committed", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);

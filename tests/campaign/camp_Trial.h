@@ -55,6 +55,9 @@ class camp_Child {
   ~camp_Child() { Kill(), Wait(); }
 
   void Kill() const;
+  pid_t Id() const { return m_pid; }
+  /// True when it has, killed by itself or by others.
+  bool HasEnded();
   /// Waits for the end.
   /// \return its exit code, or -signal.
   int Wait();
@@ -77,7 +80,13 @@ class camp_Directory : public sys_Directory {
 /// How readers read: one live snapshot for ever; one after another; held and refreshed; waiting for the
 /// writer.
 enum class camp_Reading { kHold, kHurry, kPause, kWait };
-enum { camp_kSnapshots, camp_kWrong, camp_kRefreshed, camp_kCounters }; // counters on the board
+enum {
+  camp_kSnapshots,
+  camp_kWrong,
+  camp_kRefreshed,
+  camp_kCounters,
+  camp_kLoans = 7
+}; // counters on the board
 /// Readers, each in a process of its own. What they see must have been the content after some step.
 camp_Children camp_Readers(const std::string& file, const camp_Config& config, camp_Reading how,
                            camp_Board& board);
@@ -100,6 +109,7 @@ inline constexpr int camp_kTerminated = 97;
 /// What happens to a process on its way.
 struct camp_Fate {
   camp_Plan io{}, allocations{};
+  camp_Crew* crew = nullptr;
   std::int64_t life = 0; // microseconds after which it is killed; 0 lets it end
   bool leaves = false;   // ends by exit() inside an update
 };
@@ -122,6 +132,7 @@ class camp_Trial {
   bool RunsWell(int steps);
 
   std::string File() const { return m_directory.File(); }
+  const std::string& Directory() const { return m_directory.Name(); }
   int Next() const { return m_next; }
 
  private:

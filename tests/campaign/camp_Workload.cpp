@@ -1,5 +1,7 @@
 #include <campaign/camp_Workload.h>
 
+#include <campaign/camp_Crew.h>
+
 #include <algorithm>
 #include <cstring>
 #include <functional>
@@ -29,6 +31,7 @@ bool camp_Workload::Step(int n, camp_Session* session) {
   const bool isWatched = m_config.readers > 0, mayRegrow = m_config.Is(camp_Config::kRegrows);
   const bool regrows = mayRegrow && n >= kFirstRegrowth && n <= kLastRegrowth;
   const bool isNew = !content.exists || (kind < 2 && !mayRegrow && !isWatched);
+  m_spoils = kind >= 84 && !isNew;
   const bool good = isNew ? Create() : regrows ? Regrow(n) : Several();
   stage = kChanging;
   if (kind >= 84 && !isNew && !regrows) {
@@ -73,6 +76,9 @@ bool camp_Workload::Several() {
 }
 
 bool camp_Workload::Write() {
+  const bool lends = m_config.Is(camp_Config::kHelped) && m_random.OneIn(3);
+  if (lends && !NamesOf(kDatasets).empty())
+    return Lend();
   const int kind = m_random.Below(100);
   const Names datasets = NamesOf(kDatasets), large = NamesOf(kLargeOnes);
   return kind < 25 || datasets.empty() ? SetAttribute()
@@ -181,6 +187,33 @@ bool camp_Workload::Remove(const std::string& name) {
                 [&](const auto& one) { return one.first == name || one.first.starts_with(name + '@'); });
   const camp_Armed armed;
   return !Live() || H5Ldelete(File(), name.c_str(), H5P_DEFAULT) >= 0;
+}
+
+// Helpers write a dataset, beside something small of the writer's own, and read another one.
+bool camp_Workload::Lend() {
+  constexpr hsize_t kLeast = 64 << 10, kUsual = 256 << 10, kLargest = 960 << 10;
+  const Names datasets = NamesOf(kDatasets), groups = NamesOf(kGroups), large = NamesOf(kLargeOnes);
+  const std::string name = datasets.size() >= kDatasetsMost ? OneOf(datasets)
+                           : large.size() >= kLargeMost     ? OneOf(large)
+                                                            : Below(OneOf(groups), "l");
+  const hsize_t size = kLeast + m_random.Below(m_random.OneIn(8) ? kLargest : kUsual);
+  const camp_Item item({size}, Bytes(size));
+  const std::uint64_t seed = m_random.Next();
+  const std::string other = OneOf(datasets);
+  std::unique_ptr<camp_Loan> loan;
+  bool good = true;
+  if (Live()) {
+    good = camp_Loan::ReadsRight(*m_session, other, *content.items[other].bytes);
+    loan = std::make_unique<camp_Loan>(*m_session, *item.bytes, seed);
+    good = good && loan->Begin();
+  }
+  for (int i = m_random.Between(1, 8); i > 0; --i)
+    good = (m_random.OneIn(2) ? SetAttribute() : NewDataset(false)) && good;
+  good = (!Live() || loan->End(m_spoils)) && good;
+  if (content.items.count(name) > 0)
+    good = Remove(name) && good;
+  content.items[name] = item;
+  return good && (!Live() || loan->Name(name));
 }
 
 camp_Workload::Names camp_Workload::NamesOf(Kind kind) const {

@@ -38,6 +38,7 @@ class camp_Workload {
   bool Store(const std::string& name, int layout, std::vector<hsize_t> shape);
   bool Overwrite(const std::string& name, bool isWhole);
   bool Remove(const std::string& name);
+  bool Lend();
 
   Names NamesOf(Kind kind) const;
   std::string OneOf(const Names& names) { return names[m_random.Below(names.size())]; }
@@ -48,4 +49,5 @@ class camp_Workload {
   camp_Config m_config;
   camp_Random m_random{0};
   camp_Session* m_session = nullptr;
+  bool m_spoils = false; // a helper fails in this step
 };

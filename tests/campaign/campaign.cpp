@@ -1,6 +1,7 @@
 // Campaigns against HDF5 files and whole models: what they survive, tried until they break.
 
 #include <campaign/camp_Campaigns.h>
+#include <campaign/camp_Crew.h>
 
 #include <PDM_Core.h>
 
@@ -16,6 +17,7 @@ namespace {
 
 constexpr char kFooter[] = R"(Campaigns:
   kills        processes killed at random moments and calls; recovery killed too (--count kills, 500)
+  helpers      a file's writer, its helpers or all of them killed, orphans beside new writers (--count kills, 150)
   power        the disk as a loss of power leaves it, six modes (--count points, 3000)
   faults       each call on the file fails in turn, six ways; one of them is a full disk
   allocations  allocations fail in turn, once and for good
@@ -36,10 +38,11 @@ was under way.
 Exit codes: 0 nothing bad; 1 something bad; 2 wrong use. The first bad runs are told on standard error.)";
 
 const std::map<std::string, camp_Rows (*)(const camp_Options&)> kCampaigns{
-    {"kills", camp_Kills},   {"power", camp_PowerLoss},
-    {"faults", camp_Faults}, {"allocations", camp_AllocationFaults},
-    {"live", camp_Live},     {"contention", camp_Contention},
-    {"model", camp_Model},   {"broken", camp_BrokenRules}};
+    {"kills", camp_Kills},           {"power", camp_PowerLoss},
+    {"faults", camp_Faults},         {"allocations", camp_AllocationFaults},
+    {"helpers", camp_Helpers},       {"live", camp_Live},
+    {"contention", camp_Contention}, {"model", camp_Model},
+    {"broken", camp_BrokenRules}};
 
 // Begins anew with the library before the one that the program is linked with.
 void preload(const std::string& library, char** arguments) {
@@ -82,7 +85,13 @@ camp_Rows camp_ForEachConfig(const char* campaign, std::span<const camp_Config> 
     if (!options.config.empty() && options.config != config.name)
       continue;
     camp_Row& row = rows.emplace_back(camp_Row{campaign, config.name});
+    camp_Crew::s_loans = &row.board.counter[camp_kLoans];
     body(config, row);
+    if (config.Is(camp_Config::kHelped)) {
+      row.note += ", " + std::to_string(*camp_Crew::s_loans) + " loans";
+      if (*camp_Crew::s_loans == 0)
+        row.Bad("nothing was lent");
+    }
     if (options.Enough(row))
       break;
   }

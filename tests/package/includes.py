@@ -26,7 +26,7 @@ EXPORT = "tools/pdmsim/export"
 EXPORTS = [f"{EXPORT}/{room}" for room in ("exodus", "vtu", "gmsh", "csv", "vtkhdf")]
 TOOLS = [
     f"tools/pdmsim/{room}"
-    for room in "cli show check dofs mesh import stored view draw report diff export export/out".split()
+    for room in "cli show check dofs mesh import stored view draw report diff partition export export/out".split()
 ]
 ROOMS = {
     "platform/UTI_CoreUtils": [],
@@ -52,6 +52,7 @@ ROOMS = {
     "tools/pdmsim/show": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", "tools/pdmsim/stored"],
     "tools/pdmsim/check": USER + ["tools/pdmsim/cli", "tools/pdmsim/show"],
     "tools/pdmsim/dofs": USER + ["tools/pdmsim/cli"],
+    "tools/pdmsim/partition": USER + ["tools/pdmsim/cli", "tools/pdmsim/mesh", "tools/pdmsim/stored"],
     "tools/pdmsim/mesh": USER + ["pdm"],  # the table of element types
     BYTES: USER + ["tools/pdmsim/mesh"],
     **{room: USER + ["tools/pdmsim/mesh", BYTES] for room in IMPORTS},
@@ -72,6 +73,7 @@ ROOMS = {
     "mpi/*.h": PLATFORM,
     "mpi/agree": [],
     "mpi/ranks": PLATFORM + ["mpi/*.h", "mpi/agree"],
+    "mpi/numbering": PLATFORM + ["mpi/*.h", "mpi/agree", "dof"],
     "mpi": USER + ["mpi/*.h", "mpi/agree", "mpi/ranks"],
     "pdm": USER,
     "c": USER + ["pdm"],

@@ -52,6 +52,22 @@ class Draw(programs.Case):
         self.refused(2, PDMSIM, "draw", pdm, "-o", self.dir / "no" / "x.png", says=("expected the directory",))
         self.refused(2, PDMSIM, "draw", pdm, "-o", self.dir / "out.png", says=("--force",))
 
+    def test_kinds(self):
+        """Integers that elements share have a colour each and a legend; those that number elements have a scale."""
+        pdm, violet, blue, orange = self.dir / "out.pdm", (68, 1, 84), (78, 121, 167), (242, 142, 43)
+        nodes = [[x, y] for y in (0, 1) for x in range(5)]
+        self.done(PDMSIM, "import", exo_make.write(
+            self.dir / "mesh.exo", nodes=nodes, elem_labels=[5, 6, 7, 8],
+            blocks=[{"id": 1, "type": "QUAD4", "conn": [[k, k + 1, k + 6, k + 5] for k in (1, 2, 3, 4)]}]), pdm, "--quiet")
+        self.done(PDMSIM, "partition", pdm, 2)
+        for drawer in ("vtk", "matplotlib"):
+            _, count = self.draw(pdm, "partition", "--with", drawer)
+            self.assertEqual([self.told[k] for k in ("min", "max", "shows")], [0, 1, "elementFields/partition"])
+            self.assertTrue(count(*blue) > 20000 and count(*violet) == 0, drawer)
+            self.assertAlmostEqual(count(*blue) / count(*orange), 1, delta=0.1)
+            _, count = self.draw(pdm, "elementFields/label", "--with", drawer)
+            self.assertGreater(count(*violet), 10000)
+
     def test_paths(self):
         """Whatever show prints is drawn or said to be no picture; wrong names get a guess."""
         pdm, white, violet = self.dir / "out.pdm", (255, 255, 255), (68, 1, 84)

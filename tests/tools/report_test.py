@@ -15,6 +15,7 @@ import numpy as np
 import exo_make
 import programs
 from page import Page
+from pdm_reader import Sim
 
 PDMSIM, PROGRAM = sys.argv[1:3]
 EVIL = "</script><script>window.hacked = 1</script><b>&amp;'\""
@@ -164,6 +165,23 @@ class Pages(programs.Case):
                          list(mesh["node_sets"][0]["members"]))
         self.assertEqual([f.shape for f in page.sets["wall"]], [(2, 4)])
 
+    def test_integers_that_tell_few_kinds_apart(self):
+        mesh = two_blocks()
+        file = written(self, **mesh)
+        self.done(PDMSIM, "partition", file, 3, "--quiet")
+        sim = Sim(file)
+        parts = np.split(sim.drawers(sim.mesh.elementFields[b"partition"])[0].values, 2)
+        sim.file.close()
+        self.report(file, "--fields", "partition")
+        page, (field,) = self.page, self.page.about["fields"]
+        self.assertEqual((field["kinds"], field["constant"], field["nodes"]), ([0, 1, 2], True, False))
+        self.assertIn("<td>partition</td>", page.html)
+        places = {tuple(p): i for i, p in enumerate(mesh["nodes"])}
+        number = [places[tuple(p)] for p in np.round(page.coordinates, 3)]
+        wanted = [part for group, faces in page.faces for b in (group["block"], group["other"]) if b >= 0 for face in faces
+                  for cell, part in zip(mesh["blocks"][b]["conn"] - 1, parts[b]) if {number[n] for n in face} <= set(cell)]
+        self.assertEqual(page.plane(field["steps"][0][0]).round(3).tolist(), wanted)
+
     def test_room_is_kept_and_what_has_none_is_told(self):
         file = written(self, **two_blocks(14, 30, noise=1))
         summary = self.report(file, "--most", "1.08", notes=b" of 30 steps are in this page: no room for more")
@@ -208,7 +226,7 @@ class Browser(unittest.TestCase):
     def setUpClass(cls):
         cls.dir = programs.folder(cls.addClassCleanup)
         file = written(cls, **two_blocks())
-        for done in (programs.run(PROGRAM, "modes", file),
+        for done in (programs.run(PROGRAM, "modes", file), programs.run(PDMSIM, "partition", file, 2, "--quiet"),
                      programs.run(PDMSIM, "report", file, "-o", cls.dir / "page.html", "--quiet")):
             assert done.returncode == 0, done.stderr
         cls.driver = browser()
@@ -293,8 +311,12 @@ class Browser(unittest.TestCase):
         self.assertTrue(self.get("bar").is_displayed())
         solid = stress[stress[..., 3] == 255][:, :3]
         self.assertGreater((np.ptp(solid, axis=1) < 3).sum(), 2000)  # grey without numbers
+        parts = self.changes(lambda: self.choose("field", "partition"), "coloured by partition, 2 different ones")
+        self.assertEqual((self.text("bar-kinds").split(), self.get("bar-scale").is_displayed()), (["0", "1"], False))
+        self.assertTrue(min(self.hues(parts)) > 2000)
         self.choose("field", "u")
         self.until(lambda: self.text("bar-title") == "u, magnitude")
+        self.assertEqual((self.text("bar-kinds"), self.get("bar-scale").is_displayed()), ("", True))
         self.assertEqual([self.text("bar-least"), self.text("bar-greatest")], ["0", "3.4641"])
         self.changes(lambda: self.choose("component", "u_y"), "u_y from 0 to 2, step 3 of 3, time 0.5")
         self.changes(lambda: self.keys("step", "ARROW_LEFT"), "step 2 of 3, time 0.25")

@@ -11,6 +11,7 @@
 #include <pdmsim/commands/cmd_Help.h>
 #include <pdmsim/commands/cmd_Import.h>
 #include <pdmsim/commands/cmd_Info.h>
+#include <pdmsim/commands/cmd_Partition.h>
 #include <pdmsim/commands/cmd_Recover.h>
 #include <pdmsim/commands/cmd_Report.h>
 #include <pdmsim/commands/cmd_Show.h>
@@ -45,6 +46,7 @@ constexpr char kFooter[] = R"(Examples:
   pdmsim report beam.pdm -o beam.html         a page for somebody who has no viewer
   pdmsim diff old.pdm new.pdm                 in what do two results differ?
   pdmsim draw beam.pdm temperature -o heat.png  a picture of a field, a set, a mode or a matrix
+  pdmsim partition beam.pdm 8                 eight parts of it, for a parallel run
   pdmsim check beam.pdm                       is everything in it as it should be?
   pdmsim compact beam.pdm                     the file without its unused space
   pdmsim help COMMAND                         more on one command
@@ -93,6 +95,7 @@ int main(int argc, char** argv) {
   cmd_AddReport(program);
   cmd_AddDiff(program);
   cmd_AddDraw(program);
+  cmd_AddPartition(program);
   cmd_AddCheck(program);
   cmd_AddRecover(program);
   cmd_AddCompact(program);

@@ -102,9 +102,12 @@ class vfd_Store {
   /// or closed meanwhile.
   /// \param first, end  becomes the lent part of the extent; the rest goes through Write().
   Loan Lend(std::uint64_t address, std::uint64_t count, std::uint64_t& first, std::uint64_t& end);
+  /// Writes what the others do not write of it.
+  bool PutLent(std::uint64_t address, std::uint64_t count, const void* bytes);
   /// The others have ended.
   /// \param good  every byte is written; otherwise the update cannot be committed.
-  void EndLoan(bool good);
+  /// \return false when nothing was lent.
+  bool EndLoan(bool good);
   bool IsOnLoan() const { return m_onLoan; }
   /// False, with the cause, while something is on loan.
   bool MayMove() const;
@@ -112,7 +115,7 @@ class vfd_Store {
   bool ForEachPatch(std::uint64_t address, std::uint64_t count,
                     const std::function<bool(std::uint64_t at, const unsigned char* bytes)>& take) const;
   /// Notes that this process has the file, for helpers that look whether it is the same one.
-  void ShowWriter() const;
+  void ShowSelf() const;
 
   bool IsClosing() const { return m_closing != Closing::kNo; }
   bool IsNew() const { return !m_temporary.empty(); } // no commit point yet

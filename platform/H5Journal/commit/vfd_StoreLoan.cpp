@@ -24,6 +24,9 @@ vfd_Store::Loan vfd_Store::Lend(std::uint64_t address, std::uint64_t count, std:
   for (std::uint64_t page = first / kVfdPage; !any && page < end / kVfdPage; ++page)
     if (!MayBypass(page) || m_image.written.Find(page) != nullptr)
       return Loan::kKept;
+  // As long from now on as they make it: no zeros are laid over what they write, and giving up cuts it again.
+  if (m_files.main.Size() < end && !m_files.main.SetSize(end))
+    return Loan::kFailed;
   m_eof = std::max(m_eof, stop);
   m_directDirty = m_directDirty || first < end;
   m_large = true;
@@ -33,14 +36,25 @@ vfd_Store::Loan vfd_Store::Lend(std::uint64_t address, std::uint64_t count, std:
   return Loan::kLent;
 }
 
-void vfd_Store::EndLoan(bool good) {
-  if (good && m_loanFirst < m_loanEnd)
-    m_files.main.HasGrown(m_loanFirst, m_loanEnd);
+bool vfd_Store::EndLoan(bool good) {
+  if (!IsOnLoan())
+    return vfd_Refuse("nothing is lent");
   m_onLoan = false;
-  if (!good) {
-    vfd_Refuse("a helper has not written its part");
-    HasFailed();
+  // A sync during the loan, before a first frame, has not seen all of it.
+  m_directDirty = m_directDirty || m_loanFirst < m_loanEnd;
+  if (good) {
+    m_files.main.HasGrown(m_loanFirst, m_loanEnd);
+    return true;
   }
+  vfd_Refuse("a helper has not written its part");
+  HasFailed();
+  return true;
+}
+
+bool vfd_Store::PutLent(std::uint64_t address, std::uint64_t count, const void* bytes) {
+  if (IsOnLoan() && address < m_loanEnd && address + count > m_loanFirst)
+    return vfd_Refuse("helpers write there");
+  return Write(address, count, bytes) || (HasFailed(), false);
 }
 
 // A commit point would raise what is known over the heads of those who write; going back would give the same
@@ -59,6 +73,6 @@ bool vfd_Store::ForEachPatch(std::uint64_t address, std::uint64_t count,
       [&](std::uint64_t page, const unsigned char* bytes) { return take(page * kVfdPage, bytes); });
 }
 
-void vfd_Store::ShowWriter() const {
-  vfd_Locks::MarkWriter(m_files.main.Get());
+void vfd_Store::ShowSelf() const {
+  ReadOnly() ? vfd_Locks::Show(m_files.main.Get()) : vfd_Locks::MarkWriter(m_files.main.Get());
 }

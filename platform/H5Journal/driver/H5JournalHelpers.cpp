@@ -45,8 +45,7 @@ bool share(const vfd_Store& store, H5J_share_t& share) {
   share.reads = store.ReadOnly();
   share.live = store.Live();
   share.power = store.Power();
-  if (!share.reads)
-    store.ShowWriter();
+  store.ShowSelf();
   return true;
 }
 
@@ -73,9 +72,9 @@ bool isTheSame(const H5J_share_t& share, int file) {
   std::size_t got = 0;
   if (!vfd_ReadAt(file, sector, sizeof sector, 0, got))
     return vfd_Fail("read");
-  // A copy on another disk has the same bytes, and not the writer's lock.
+  // A copy on another disk has the same bytes, and not the lock of the one that shares it.
   const bool known = std::memcmp(sector, share.sector, sizeof sector) == 0;
-  return (known && (share.reads || vfd_Locks::HasWriter(file))) ||
+  return (known && (share.reads ? vfd_Locks::HasShown(file) : vfd_Locks::HasWriter(file))) ||
          vfd_Refuse("a file of the same name that is another one");
 }
 } // namespace
@@ -94,9 +93,9 @@ H5J_help_t* H5Jhelp(const H5J_share_t* told, unsigned number) {
       return vfd_Fail("open"), nullptr;
     if (isRemote(file))
       return vfd_Refuse("it lies on a network file system"), nullptr;
-    const bool helps =
-        number < vfd_Locks::kMostHelpers && take(*told, file, number) && isTheSame(*told, file);
-    return helps ? help.release() : nullptr;
+    if (number >= vfd_Locks::kMostHelpers)
+      return vfd_Refuse("there is no helper of that number"), nullptr;
+    return take(*told, file, number) && isTheSame(*told, file) ? help.release() : nullptr;
   });
 }
 
@@ -112,16 +111,11 @@ htri_t H5Jlend(H5J_hold_t* hold, uint64_t address, uint64_t count, uint64_t* fir
 }
 
 herr_t H5Jput(H5J_hold_t* hold, uint64_t address, uint64_t count, const void* bytes) {
-  return vfd_Call(-1, [&] {
-    if (hold->store->Write(address, count, bytes))
-      return 0;
-    hold->store->HasFailed();
-    return -1;
-  });
+  return vfd_Call(-1, [&] { return hold->store->PutLent(address, count, bytes) ? 0 : -1; });
 }
 
 herr_t H5Jtake_back(H5J_hold_t* hold, hbool_t good) {
-  return vfd_Call(-1, [&] { return hold->store->EndLoan(good), 0; });
+  return vfd_Call(-1, [&] { return hold->store->EndLoan(good) ? 0 : -1; });
 }
 
 herr_t H5Jpatches(H5J_hold_t* hold, uint64_t address, uint64_t count, H5J_take_patch_t take, void* context) {

@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 namespace {
-constexpr off_t kWriterByte = off_t{1} << 62, kReadersByte = kWriterByte + 1;
+constexpr off_t kWriterByte = off_t{1} << 62, kReadersByte = kWriterByte + 1, kShownByte = kWriterByte + 2;
 constexpr off_t kHelpersBytes = kWriterByte + 16; // and as many as there may be helpers
 
 #ifdef F_OFD_SETLK
@@ -79,6 +79,15 @@ vfd_Locks::Result vfd_Locks::TakeHelper(int descriptor, unsigned number) {
   return setByte(descriptor, F_RDLCK, kHelpersBytes + static_cast<off_t>(number));
 }
 
+void vfd_Locks::Show(int descriptor) {
+  setByte(descriptor, F_RDLCK, kShownByte);
+}
+
+bool vfd_Locks::HasShown(int descriptor) {
+  struct flock lock = describe(F_WRLCK, kShownByte);
+  return ::fcntl(descriptor, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+}
+
 long vfd_Locks::HelperAtWork(int descriptor) {
   struct flock lock = describe(F_WRLCK, kHelpersBytes);
   lock.l_len = kMostHelpers;
@@ -100,6 +109,10 @@ vfd_Locks::Result vfd_Locks::TryReaders(int) {
 void vfd_Locks::ReleaseReaders(int) {}
 vfd_Locks::Result vfd_Locks::TakeHelper(int, unsigned) {
   return Result::kUnsupported;
+}
+void vfd_Locks::Show(int) {}
+bool vfd_Locks::HasShown(int) {
+  return false;
 }
 long vfd_Locks::HelperAtWork(int) {
   return -1;

@@ -25,6 +25,9 @@ class vfd_Locks {
   /// Notes that a process helps the file's writer and may write into the file, even when that one has died.
   /// \param number  its number among the helpers, below kMostHelpers.
   static Result TakeHelper(int descriptor, unsigned number);
+  /// Notes that a reader has helpers.
+  static void Show(int descriptor);
+  static bool HasShown(int descriptor);
   /// The number of a helper that is still there, -1 where there is none.
   static long HelperAtWork(int descriptor);
   static constexpr unsigned kMostHelpers = 1u << 24;

@@ -131,8 +131,10 @@ bool vfd_OpenMain(const vfd_Options& options, bool again, vfd_Files& files) {
     const bool waits = lock == Lock::kHeld || helper >= 0;
     if (waits && Clock::now() >= deadline)
       return helper >= 0 ? refuseHelped(helper) : refuseHeld(options, files);
-    if (waits)
+    if (waits) {
+      files.main.Close(); // with the lock: who waits for helpers keeps no reader waiting
       rest();
+    }
   }
   if (!files.main.LookAgain() || !files.main.Mark().Read(files.main.Get()))
     return vfd_Fail("read");

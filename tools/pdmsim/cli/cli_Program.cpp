@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,12 +22,13 @@ constexpr std::size_t kMostSaid = 65536;
 /// A started program; ended and waited for, whatever happens.
 class Child {
  public:
-  explicit Child(pid_t id) : m_id(id) {}
+  /// \param end  the signal that ends it.
+  Child(pid_t id, int end) : m_id(id), m_end(end) {}
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
   ~Child() {
     if (m_id > 0 && !m_ended) {
-      ::kill(m_id, SIGTERM);
+      ::kill(m_id, m_end);
       Wait();
     }
   }
@@ -40,7 +42,20 @@ class Child {
 
  private:
   pid_t m_id;
+  int m_end;
   bool m_ended = false;
+};
+
+/// An open descriptor; closed at the end.
+class Descriptor {
+ public:
+  explicit Descriptor(int id) : m_id(id) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() { ::close(m_id); }
+
+ private:
+  int m_id;
 };
 
 std::string lastLine(std::string text) {
@@ -88,12 +103,37 @@ cli_Ended cli_Run(const std::vector<std::string>& arguments) {
   ::close(ends[1]);
   cli_Ended ended{-1, failed == 0 ? "" : std::strerror(failed)};
   if (failed == 0) {
-    Child child(id);
+    Child child(id, SIGTERM);
     ended.said = lastLine(readAll(ends[0]));
     ended.code = child.Wait();
   }
   ::close(ends[0]);
   return ended;
+}
+
+int cli_RunApart(const std::function<int()>& work, const std::function<void()>& tick) {
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0)
+    return -1;
+  const pid_t parent = ::getpid(), id = ::fork();
+  if (id == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const int nowhere = ::open("/dev/null", O_WRONLY);
+    if (::getppid() != parent || nowhere < 0 || ::dup2(nowhere, 1) < 0 || ::dup2(nowhere, 2) < 0)
+      ::_exit(127);
+    ::_exit(work());
+  }
+  ::close(ends[1]); // the other end is closed when the process ends, however it does
+  if (id < 0) {
+    ::close(ends[0]);
+    return -1;
+  }
+  Child child(id, SIGKILL);
+  const Descriptor end(ends[0]);
+  pollfd wait{ends[0], POLLIN, 0};
+  while (::poll(&wait, 1, kTick) <= 0)
+    tick();
+  return child.Wait();
 }
 
 cli_Scratch::cli_Scratch() {

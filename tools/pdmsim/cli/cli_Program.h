@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,15 @@ struct cli_Ended {
 /// cli_Interrupted, with the program ended, when this process was asked to stop.
 /// \param arguments  the first one is looked up in PATH.
 cli_Ended cli_Run(const std::vector<std::string>& arguments);
+
+/// Runs a library's work in a process of its own, so that one that aborts, or takes the signals of its
+/// process for itself, ends nobody else. That process dies with this one, and with the exception that `tick`
+/// throws.
+/// \param work  its answer, 0 to 127, is the exit code; what it writes is seen here only in memory that both
+/// share. Nothing that it prints is shown.
+/// \param tick  called here ten times a second.
+/// \return as cli_Ended::code.
+int cli_RunApart(const std::function<int()>& work, const std::function<void()>& tick);
 
 /// A folder for files that nobody keeps; gone with everything in it at the end.
 class cli_Scratch {

@@ -33,7 +33,10 @@ void cli_Progress::Advance(double bytes) {
   m_next = now + std::chrono::milliseconds(100);
   m_drawn = true;
   const int percent = m_total > 0 ? static_cast<int>(100 * std::min(1.0, m_done / m_total)) : 0;
-  std::fprintf(stderr, "\r%s: %3d %%, %.0f MB\033[K", m_text.c_str(), percent, m_done / 1e6);
+  std::fprintf(stderr, "\r%s: %3d %%", m_text.c_str(), percent);
+  if (m_inBytes)
+    std::fprintf(stderr, ", %.0f MB", m_done / 1e6);
+  std::fputs("\033[K", stderr);
   std::fflush(stderr);
 }
 

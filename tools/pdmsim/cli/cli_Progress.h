@@ -17,6 +17,11 @@ class cli_Progress {
 
   /// The whole work, in bytes to be written.
   void Total(double bytes) { m_total = bytes; }
+  /// The whole work, where it is not counted in bytes; only its percentage is shown.
+  void TotalWork(double work) {
+    m_total = work;
+    m_inBytes = false;
+  }
   /// Counts work done; from the second second on shows it, ten times a second at most. Throws
   /// cli_Interrupted when the process was asked to stop.
   void Advance(double bytes);
@@ -26,7 +31,7 @@ class cli_Progress {
   using Clock = std::chrono::steady_clock;
 
   std::string m_text;
-  bool m_shown, m_drawn = false;
+  bool m_shown, m_drawn = false, m_inBytes = true;
   double m_total = 0, m_done = 0;
   Clock::time_point m_begin = Clock::now(), m_next = m_begin + std::chrono::seconds(1);
 };

@@ -90,7 +90,7 @@ def draw_vtk(job):
 
     table = vtk.vtkLookupTable()
     colours = look.colours()
-    if look.is_set or look.is_block:
+    if look.by_name:
         table.SetNumberOfTableValues(len(colours))
         for i, colour in enumerate(colours):
             table.SetTableValue(i, *rgb(colour))
@@ -150,7 +150,8 @@ def draw_vtk(job):
     text(title(job), 20, height - 36, 20)
     if note:
         text(note, 20, height - 62, 15)
-    if look.is_set or look.is_block:
+    if look.by_name:
+        text(look.heading()[:24], width - 200, height - 62, 15)
         for i, (colour, words) in enumerate(look.legend()):
             stroke(width - 200, height - 82 - 26 * i, 14, colour, 14)
             text(words[:24], width - 176, height - 88 - 26 * i, 15)

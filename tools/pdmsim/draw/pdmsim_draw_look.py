@@ -6,6 +6,7 @@ import math
 BACKGROUND, BODY, PICKED, LINES, MISSING = "#ffffff", "#d3d8de", "#d1495b", "#2b2f36", "#a9aeb5"
 BLOCKS = ["#4e79a7", "#f28e2b", "#76b7b2", "#edc948", "#b07aa1", "#59a14f", "#9c755f", "#ff9da7", "#86bcb6", "#bab0ac"]
 SCALE = ["#440154", "#482878", "#3e4989", "#31688e", "#26828e", "#1f9e89", "#35b779", "#6ece58", "#b5de2b", "#fde725"]
+MOST_KINDS, MOST_PARTS, MOST_NAMED = 64, 4096, 24  # different integers with colours of their own; those in the legend
 MANY_EDGES = 40000  # faces; beyond, their edges would cover everything
 EYE, UP = (0.55, -0.72, 0.42), (0, 0, 1)  # where the camera stands, of solids
 
@@ -37,6 +38,16 @@ def name_of(job):
     return f"{name} [{job['unit']}]" if job["unit"] else name
 
 
+def many_colours(count):
+    """Colours of which as many as possible can be told apart."""
+    def mixed(colour, other, share):
+        return "#" + "".join(f"{round(255 * (a + share * (b - a))):02x}" for a, b in zip(rgb(colour), rgb(other)))
+
+    clear = BLOCKS[:8] + ["#e15759"] + BLOCKS[9:]  # instead of a second shade of one that is there
+    palette = clear + [mixed(c, "#000000", 0.4) for c in clear] + [mixed(c, "#ffffff", 0.55) for c in clear]
+    return [palette[i % len(palette)] for i in range(count)]
+
+
 def tell(job, result):
     with open(job["result"], "w", encoding="utf-8") as file:
         json.dump(result, file)
@@ -64,19 +75,34 @@ class Look:
         self.known = known.size
         self.note = "no values here" if not known.size else "grey: no values" if known.size < len(self.values) else ""
         self.low, self.high = (float(known.min()), float(known.max())) if known.size else (0.0, 1.0)
-        if self.is_block or self.is_set:
-            self.low, self.high = -0.5, (len(job["blocks"]) if self.is_block else 2) - 0.5
+        self.range, self.kinds = (self.low, self.high), self.kinds_of(values)
+        if self.kinds is not None:
+            self.values = np.searchsorted(self.kinds, values).astype(float)
+        self.by_name = self.is_set or self.is_block or self.kinds is not None
+        if self.by_name:
+            self.low, self.high = -0.5, len(self.colours()) - 0.5
+
+    def kinds_of(self, values):
+        """The different numbers of a field of integers on elements that tells few kinds of them apart, such as parts or
+        materials; None of any other."""
+        if self.is_set or self.is_block or self.on_points or values.ndim != 1 or values.dtype.kind not in "iu":
+            return None
+        kinds = self.np.unique(values)
+        parts = len(kinds) <= min(MOST_PARTS, len(values) // 8) and kinds[0] == 0 and kinds[-1] == len(kinds) - 1
+        return kinds if 0 < len(kinds) < len(values) and (parts or len(kinds) <= MOST_KINDS) else None
 
     def tell(self, by):
         """Says to who asked for the picture what is in it."""
         of_set = int(self.values.sum()) if self.is_set else None
-        low, high = (self.low, self.high) if self.known and not self.is_set and not self.is_block else (None, None)
+        low, high = self.range if self.known and not self.is_set and not self.is_block else (None, None)
         tell(self.job, {"by": by, "min": low, "max": high, "members": of_set, "values": self.known,
                         "missing": len(self.values) - self.known})
 
     def colours(self):
         if self.is_set:
             return [BODY, PICKED]
+        if self.kinds is not None:
+            return many_colours(len(self.kinds))
         return [BLOCKS[i % len(BLOCKS)] for i in range(len(self.job["blocks"]))] if self.is_block else SCALE
 
     def legend(self):
@@ -84,8 +110,15 @@ class Look:
         if self.is_set:
             name = self.job["shows"].split("/", 1)[1]
             return [(PICKED, f"elements at {name}" if self.kind == "surfaces" else name)]
-        names = [(c, b["name"] or f"block {b['id']}") for c, b in zip(self.colours(), self.job["blocks"])]
-        return names if len(names) <= 12 else names[:11] + [("#ffffff", f"... {len(names) - 11} more")]
+        height = int(self.job["size"].split("x")[1])
+        most = max(2, min(12 if self.is_block else MOST_NAMED, (height - 110) // 26))
+        names = [b["name"] or f"block {b['id']}" for b in self.job["blocks"]] if self.is_block else map(str, self.kinds)
+        names = list(zip(self.colours(), names))
+        return names if len(names) <= most else names[: most - 1] + [("#ffffff", f"... {len(names) - most + 1} more")]
+
+    def heading(self):
+        """What stands above the legend."""
+        return name_of(self.job) if self.kinds is not None else ""
 
 
 def deformed(job, points, shape, numpy):

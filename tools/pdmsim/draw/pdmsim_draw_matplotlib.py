@@ -59,7 +59,7 @@ def draw_matplotlib(job):
     flat = np.ptp(points[:, 2]) == 0
     eye, axes = camera_of(points, np)
     colours = look.colours()
-    scale = ListedColormap(colours) if look.is_set or look.is_block else LinearSegmentedColormap.from_list(
+    scale = ListedColormap(colours) if look.by_name else LinearSegmentedColormap.from_list(
         "scale", colours)
     scale.set_bad(MISSING)
     norm = Normalize(look.low, look.high if look.high > look.low else look.low + 1)
@@ -118,9 +118,9 @@ def draw_matplotlib(job):
     plot.text(low[0], low[1] - 0.065 * extent, f"{length:g} {job['lengthUnit']}".strip(), color=LINES)
     figure.text(0.02, 0.95, title(job), fontsize=13, color=LINES)
     figure.text(0.02, 0.92, note, fontsize=10, color=LINES)
-    if look.is_set or look.is_block:
+    if look.by_name:
         figure.legend(handles=[Line2D([], [], marker="s", linestyle="", color=c, label=n[:24])
-                               for c, n in look.legend()], loc="upper right", frameon=False)
+                               for c, n in look.legend()], title=look.heading(), loc="upper right", frameon=False)
     elif look.known:
         bar = figure.colorbar(matplotlib.cm.ScalarMappable(norm, scale), cax=figure.add_axes([0.86, 0.2, 0.025, 0.6]),
                               ticks=np.linspace(norm.vmin, norm.vmax, 6), format="%.4g")

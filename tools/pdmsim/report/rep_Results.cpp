@@ -19,6 +19,7 @@ struct Field {
   std::vector<std::size_t> variables;
   bool constant = false, vector = false;
   std::vector<std::string> components;
+  std::vector<long long> kinds;         // the different integers of one that has few; values are places here
   show_Json steps = show_Json::array(); // [kept steps]
 };
 
@@ -38,6 +39,14 @@ std::string placeName(mesh_Place place) {
   return kNames[static_cast<std::size_t>(place)];
 }
 
+/// True for integers that tell few kinds of elements apart, such as parts or materials.
+bool areKinds(const std::vector<long long>& kinds, std::size_t elements) {
+  constexpr std::size_t kMostKinds = 64, kMostParts = 4096;
+  const bool areParts = kinds.size() <= std::min(kMostParts, elements / 8) && kinds.front() == 0 &&
+                        kinds.back() == std::ssize(kinds) - 1;
+  return kinds.size() < elements && (areParts || kinds.size() <= kMostKinds);
+}
+
 class Results {
  public:
   Results(const sto_Mesh& mesh, const std::vector<sto_ModalSystem>& systems, const rep_Choice& choice,
@@ -50,6 +59,7 @@ class Results {
     std::size_t before = m_content.Left();
     for (Field& field : m_fields)
       AddStep(field, steps == 0 || field.constant ? 0 : steps - 1);
+    AddKinds();
     std::erase_if(m_fields, [&](const Field& field) {
       if (field.steps.back().is_null())
         m_content.Note("the field " + field.name + " is left out: no room");
@@ -74,6 +84,8 @@ class Results {
     for (std::size_t place = 0; place < mesh_kPlaces; ++place)
       known.insert(Of(static_cast<mesh_Place>(place)).names.begin(),
                    Of(static_cast<mesh_Place>(place)).names.end());
+    for (const mesh_Map& map : m_mesh.ElementMaps())
+      known.insert(map.name);
     for (const std::string& name : m_choice.fields.value_or(std::vector<std::string>()))
       if (!known.contains(name))
         throw cli_Failure(cli_Exit::kNotThere,
@@ -169,6 +181,35 @@ class Results {
     field.steps.push_back(m_content.AddPlanes(std::move(planes)));
   }
 
+  void AddKinds() {
+    for (std::size_t map = 0; map < m_mesh.ElementMaps().size() && m_mesh.Elements() > 0; ++map) {
+      Field field;
+      field.name = m_mesh.ElementMaps()[map].name;
+      field.place = mesh_Place::kBlocks;
+      field.constant = true;
+      std::vector<long long> values(m_mesh.Elements());
+      m_mesh.ElementMap(map)->Read(0, values.size(), values.data());
+      field.kinds = values;
+      std::sort(field.kinds.begin(), field.kinds.end());
+      field.kinds.erase(std::unique(field.kinds.begin(), field.kinds.end()), field.kinds.end());
+      m_kinds.push_back({{"name", field.name},
+                         {"unit", ""},
+                         {"place", placeName(field.place)},
+                         {"components", 1},
+                         {"steps", 1},
+                         {"range", {field.kinds.front(), field.kinds.back()}}});
+      if (!m_drawn.isThere || !IsChosen(field.name) || !areKinds(field.kinds, values.size()))
+        continue;
+      std::vector<double> drawn;
+      for (const int element : m_drawn.elements)
+        drawn.push_back(static_cast<double>(std::lower_bound(field.kinds.begin(), field.kinds.end(),
+                                                             values[static_cast<std::size_t>(element)]) -
+                                            field.kinds.begin()));
+      field.steps.push_back(m_content.AddPlanes({rep_PackPlane(drawn)}));
+      m_fields.push_back(std::move(field));
+    }
+  }
+
   void AddModes() {
     show_Json systems = show_Json::array();
     for (const sto_ModalSystem& system : m_systems) {
@@ -245,6 +286,7 @@ class Results {
         table.push_back(std::move(row));
       }
     }
+    table.insert(table.end(), m_kinds.begin(), m_kinds.end());
     for (Field& field : m_fields)
       list.push_back({{"name", field.name},
                       {"unit", field.unit},
@@ -252,6 +294,7 @@ class Results {
                       {"constant", field.constant},
                       {"vector", field.vector},
                       {"components", field.components},
+                      {"kinds", field.kinds},
                       {"steps", std::move(field.steps)}});
     m_content.about["table"] = std::move(table);
     m_content.about["fields"] = std::move(list);
@@ -263,6 +306,7 @@ class Results {
   const rep_Drawn& m_drawn;
   rep_Content& m_content;
   std::vector<Field> m_fields;
+  show_Json m_kinds = show_Json::array(); // of each field of one integer an element, in words
   std::map<std::size_t, Range> m_ranges[mesh_kPlaces];
 };
 

@@ -7,7 +7,9 @@ sto_File::sto_File(const sto_Opening& opening, std::shared_ptr<const cli_Library
     : m_opening(opening), m_library(std::move(library)) {
   cli_ExpectSimulation(opening.file);
   ORXSimManager::SetWaitingTime(1000 * opening.wait);
-  m_sim = m_root.openSimReadOnly(opening.file.c_str(), "", opening.live ? 3 : -1);
+  constexpr int kPowerSafe = 2;
+  m_sim = opening.write ? m_root.openSim(opening.file.c_str(), "", kPowerSafe)
+                        : m_root.openSimReadOnly(opening.file.c_str(), "", opening.live ? 3 : -1);
   if (!m_sim || m_sim.distributionService().Context().IsNull())
     CheckContent();
   else

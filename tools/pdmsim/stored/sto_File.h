@@ -14,9 +14,10 @@ struct sto_Opening {
   int wait = 0;                       // seconds to wait for a writer to close it
   bool live = false;                  // beside a writer, at the newest commit point
   cli_Offer offer = cli_Offer::kWait; // which of them the command has
+  bool write = false;                 // for writing too; a commit point is on the disk when it is made
 };
 
-/// A simulation file, open for reading, with the library that reads it.
+/// A simulation file, open for reading unless the opening says otherwise, with the library that reads it.
 class sto_File {
  public:
   /// Throws cli_Failure for what is no simulation file, in one line that says what it is.

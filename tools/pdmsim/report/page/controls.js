@@ -49,9 +49,10 @@ class Page {
     this.radius = Math.max(most.distanceTo(least) / 2, 1e-30) * 1.05;
     element("view").hidden = false;
     this.look = new Look(element("canvas"), most.clone().add(least).multiplyScalar(0.5), this.radius, about.dimension < 3);
+    this.scale = scaleTexture();
     this.shared = {
       amount: { value: 0 }, phase: { value: 1 }, range: { value: new THREE.Vector2(0, 1) }, byValue: { value: false },
-      scale: { value: scaleTexture() }, edge: { value: new THREE.Color() } };
+      scale: { value: this.scale }, edge: { value: new THREE.Color() } };
     this.shape = new Shape(this.look.scene, about.faces, this.positions, this.shared, false);
     element("edges").checked = this.shape.vertices < 1e6;
     this.fillLists();
@@ -227,7 +228,7 @@ class Page {
     const field = about.fields[chosen], component = element("component").value;
     const part = !field.components.length ? "" : component === "" ? ", magnitude" : `, ${field.components[component]}`;
     return { title: field.name + part + (field.unit ? ` [${field.unit}]` : ""), lists: field.steps,
-      now: field.steps[this.stepOf(field)], nodes: field.nodes, component: component === "" ? "" : Number(component) };
+      now: field.steps[this.stepOf(field)], nodes: field.nodes, kinds: field.kinds, component: component === "" ? "" : Number(component) };
   }
 
   mode() {
@@ -240,23 +241,41 @@ class Page {
   async recolour() {
     const asked = this.asked = {}, source = this.source();
     const has = source && source.now, values = has && await this.values(source.now, source.component);
-    const range = has ? await this.rangeOf(source.lists, source.component) : [0, 1];
+    const kinds = has && source.kinds && source.kinds.length ? source.kinds : null;
+    const range = kinds ? [-0.5, kinds.length - 0.5] : has ? await this.rangeOf(source.lists, source.component) : [0, 1];
     if (asked !== this.asked) return; // another one came in between
     if (has && source.nodes) this.shape.setNodeValues(values);
     else if (has) this.shape.setFaceValues(values, block => this.blocks[block]);
     this.shared.byValue.value = Boolean(has);
     this.shared.range.value.set(range[0] || 0, range[1] || 0);
+    if (this.shared.scale.value !== this.scale) this.shared.scale.value.dispose();
+    this.shared.scale.value = kinds ? kindTexture(kindColours(kinds.length)) : this.scale;
     element("bar").hidden = !has;
+    element("bar-scale").hidden = Boolean(kinds);
+    this.nameKinds(kinds || []);
     if (has) {
       element("bar-title").textContent = source.title;
       element("bar-colours").style.background = `linear-gradient(to right, ${kScale.join(", ")})`;
       element("bar-least").textContent = number(range[0]);
       element("bar-greatest").textContent = number(range[1]);
     }
-    this.title = has ? `${source.title} from ${number(range[0])} to ${number(range[1])}` : "block";
+    this.title = kinds ? `${source.title}, ${kinds.length} different ones` : has ? `${source.title} from ${number(range[0])} to ${number(range[1])}` : "block";
     if (!this.mode()) await this.deform();
     this.tell();
     this.look.redraw();
+  }
+
+  // The legend of a field that tells few kinds apart.
+  nameKinds(kinds) {
+    const most = 24, colours = kindColours(kinds.length), list = element("bar-kinds");
+    list.replaceChildren(...kinds.slice(0, kinds.length > most ? most - 1 : most).map((kind, k) => {
+      const entry = document.createElement("span"), swatch = document.createElement("span");
+      swatch.className = "swatch";
+      swatch.style.background = colours[k];
+      entry.append(swatch, String(kind));
+      return entry;
+    }));
+    if (kinds.length > most) list.append(`… ${kinds.length - most + 1} more`);
   }
 
   async chooseDeformation() {

@@ -33,6 +33,22 @@ void main() {
   gl_FragColor = vec4(colour * light, 1.0);
 }`;
 
+// Colours of which as many as possible can be told apart: those of blocks, then darker and lighter ones.
+function kindColours(count) {
+  const clear = kColours.slice(0, 9), palette = [...clear], other = new THREE.Color();
+  for (const [towards, share] of [["#000000", 0.4], ["#ffffff", 0.55]])
+    palette.push(...clear.map(one => `#${new THREE.Color(one).lerp(other.set(towards), share).getHexString()}`));
+  return Array.from({ length: count }, (_, i) => palette[i % palette.length]);
+}
+
+function kindTexture(colours) {
+  const data = new Uint8Array(4 * colours.length), colour = new THREE.Color();
+  colours.forEach((one, i) => { colour.set(one); data.set([colour.r * 255, colour.g * 255, colour.b * 255, 255], 4 * i); });
+  const texture = new THREE.DataTexture(data, colours.length, 1, THREE.RGBAFormat);
+  texture.needsUpdate = true;
+  return texture;
+}
+
 function scaleTexture() {
   const data = new Uint8Array(256 * 4), a = new THREE.Color(), b = new THREE.Color();
   for (let i = 0; i < 256; ++i) {
