@@ -196,7 +196,7 @@ bool rnk_Write(const rnk_State& state, ORXSimDistributionID distribution, int dr
   const rnk_Agreement& agree = state.agree;
   ORXSimDrawerLoan loan;
   ORXSimDrawerPlace place;
-  const bool begun = !agree.IsRoot() || loan.Begin(distribution, drawer, place);
+  const bool begun = !agree.IsRoot() || loan.Begin(distribution, drawer, place, !state.Funnelled());
   if (!agree.Root(begun, ORXSimManager::LastError()))
     return false;
   agree.Share(place);

@@ -69,7 +69,8 @@ class ORXSIM_API ORXSimDrawerLoan {
   /// \param place  becomes where it lies. `direct` is false where nothing could be lent, which is no failure:
   ///     drawers that are chunked, deflated, small or have two names.
   /// \return false on failure, with the cause in ORXSimManager::LastError().
-  bool Begin(ORXSimDistributionID distribution, int drawer, ORXSimDrawerPlace& place);
+  /// \param toOthers  false: nobody helps, this process writes all of it by Put().
+  bool Begin(ORXSimDistributionID distribution, int drawer, ORXSimDrawerPlace& place, bool toOthers = true);
   /// Writes bytes of the drawer that helpers do not write.
   /// \param offset  in the file.
   bool Put(std::int64_t offset, const void* bytes, std::int64_t count);

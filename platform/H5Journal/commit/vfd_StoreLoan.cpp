@@ -7,6 +7,10 @@
 
 #include <algorithm>
 
+namespace {
+constexpr std::uint64_t kSmallGap = std::uint64_t{1} << 20; // bytes
+}
+
 // Nobody who reads the last commit point reaches such a page, and no frame is going to bury it.
 vfd_Store::Loan vfd_Store::Lend(std::uint64_t address, std::uint64_t count, std::uint64_t& first,
                                 std::uint64_t& end) {
@@ -24,6 +28,10 @@ vfd_Store::Loan vfd_Store::Lend(std::uint64_t address, std::uint64_t count, std:
   for (std::uint64_t page = first / kVfdPage; !any && page < end / kVfdPage; ++page)
     if (!MayBypass(page) || m_image.written.Find(page) != nullptr)
       return Loan::kKept;
+  // With a place for the little before it, what they write needs none at the commit point.
+  if (first > m_files.main.Reserved() && first - m_files.main.Reserved() < kSmallGap &&
+      !m_options.Scratch() && !m_files.main.Extend(first))
+    return Loan::kFailed;
   // As long from now on as they make it: no zeros are laid over what they write, and giving up cuts it again.
   if (m_files.main.Size() < end && !m_files.main.SetSize(end))
     return Loan::kFailed;

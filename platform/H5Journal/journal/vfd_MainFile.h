@@ -35,6 +35,8 @@ class vfd_MainFile {
   void HasGrown(std::uint64_t address, std::uint64_t end);
   /// Makes it at least `end` bytes long, with room on the disk.
   bool Extend(std::uint64_t end);
+  /// Up to here every byte has its place on the disk.
+  std::uint64_t Reserved() const { return m_reserved; }
   /// Room for what will be written there, where the file had holes when it was opened.
   bool ReserveHole(std::uint64_t start, std::uint64_t end);
   bool SetSize(std::uint64_t size);

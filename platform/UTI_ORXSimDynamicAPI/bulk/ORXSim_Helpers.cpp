@@ -87,7 +87,7 @@ std::uint64_t ORXSimDrawerPlace::SumOf(const void* bytes, std::size_t count) {
 struct ORXSimDrawerLoan::State {
   ORXSimContextID context;
   ORXSimDrawerFile drawer, twin; // a twin that is not open: the drawer's own space is lent
-  bool lent = false;
+  bool lent = false, toOthers = true;
 
   ~State() {
     const hdf_Silence silence; // HDF5 is called, and other threads may be in it
@@ -107,6 +107,9 @@ struct ORXSimDrawerLoan::State {
     place.lentFirst = static_cast<std::int64_t>(first);
     place.lentEnd = static_cast<std::int64_t>(end);
     place.direct = lent = done > 0;
+    // What nobody else writes needs no loan, only the space.
+    if (lent && !toOthers && H5Jtake_back(call.Context()->hold.get(), true) < 0)
+      return call.Operation().Refuse(H5Jlast_error()), -1;
     return done;
   }
 
@@ -154,7 +157,8 @@ ORXSimDrawerLoan::~ORXSimDrawerLoan() {
   GiveUp("a loan was left without its end");
 }
 
-bool ORXSimDrawerLoan::Begin(ORXSimDistributionID distribution, int number, ORXSimDrawerPlace& place) {
+bool ORXSimDrawerLoan::Begin(ORXSimDistributionID distribution, int number, ORXSimDrawerPlace& place,
+                             bool toOthers) {
   GiveUp("a loan was left without its end");
   return ORXSimStoreCall::Run("lend drawer", distribution.Context(), kKind, [&](ORXSimStoreCall& call) {
     if (!call.Writable())
@@ -163,6 +167,7 @@ bool ORXSimDrawerLoan::Begin(ORXSimDistributionID distribution, int number, ORXS
       return call.Operation().Refuse("a loan needs an update scope");
     auto state = std::make_unique<State>();
     state->context = distribution.Context();
+    state->toOthers = toOthers;
     state->drawer = ORXSimDrawerFile::OpenOf(call, distribution.Minor(), number);
     if (!state->drawer.IsOpen())
       return false;
