@@ -27,7 +27,7 @@ def installed():
     for lists in (ROOT / "platform").glob("*/CMakeLists.txt"):
         headers = lists.read_text().partition("HEADERS")[2].partition("LINK")[0]
         found |= {f"platform/{lists.parent.name}/{name}" for name in re.findall(r"[\w/]+\.h\b", headers)}
-    return found
+    return found | {f"mpi/{header.name}" for header in (ROOT / "mpi").glob("*.h")}
 
 
 def contracts(name, lines, public):

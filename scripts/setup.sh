@@ -17,7 +17,8 @@ declare -A PDM_PACKAGES=(
   [format]="clang-format-14"
   [docs]="doxygen python3-sphinx python3-breathe python3-myst-parser furo python3-sphinx-copybutton chromium
     python3-scipy python3-h5py python3-matplotlib python3-vtk9 xvfb xauth libgl1-mesa-dri"
-  [bench]="libbenchmark-dev libabsl-dev libprotobuf-dev protobuf-compiler libcereal-dev libsqlite3-dev"
+  [bench]="libbenchmark-dev libabsl-dev libprotobuf-dev protobuf-compiler libcereal-dev libsqlite3-dev
+    python3-h5py python3-fsspec python3-aiohttp"
   [mpi]="libopenmpi-dev openmpi-bin python3-mpi4py"
   [package]="debhelper dh-python dpkg-dev"
   [fuzz]="clang-14 llvm-14 libclang-rt-14-dev"

@@ -19,7 +19,7 @@ sys.path.insert(0, str(ROOT / "scripts"))
 import contracts  # noqa: E402
 
 # Headers of which programs use what is made of them, or that have nothing but macros and other headers in them.
-INNER = re.compile(r"omi/|gbb/pattern/|_Export\.h$|_Impl\.h$|_Module\.h$|kda_(MapIntKey|ValueTypes|none)\.h$|"
+INNER = re.compile(r"omi/|gbb/pattern/|Export\.h$|_Impl\.h$|_Module\.h$|kda_(MapIntKey|ValueTypes|none)\.h$|"
                    r"gbb_(AutoArray|Call|Class|ClassTexts|Context|Freshness|Group|ObjectInterface|String|TraverseContext)\.h$|"
                    r"c/pdm\.h$|pdm_(Call|Iterator|\w+Impl)\.h$|platform/(?P<library>\w+)/(?P=library)\.h$|ORXSim_Assert\.h$")
 

@@ -21,7 +21,7 @@ breathe_default_project = "pdm"
 breathe_domain_by_extension = {"h": "cpp"}
 breathe_domain_by_file_pattern = {"*/pdm.h": "c"}
 breathe_show_include = False
-cpp_id_attributes = ["PDM_CORE_API", "ORXSIM_API", "H5J_API"]
+cpp_id_attributes = ["PDM_CORE_API", "ORXSIM_API", "ORXSIM_MPI_API", "H5J_API"]
 
 copybutton_prompt_text = "$ "
 copybutton_only_copy_prompt_lines = True

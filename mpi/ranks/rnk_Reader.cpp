@@ -9,6 +9,7 @@ namespace {
 constexpr const char* kWhat = "read drawer";
 constexpr std::int64_t kPage = ORXSimDrawerPlace::kPage;
 constexpr std::size_t kPagesAtOnce = 256;
+constexpr std::size_t kPagesForAll = 64;
 
 // A page that the file alone does not show.
 struct Patch {
@@ -29,6 +30,29 @@ rnk_Range blocksAround(const rnk_Range& range, const ORXSimDrawerPlace& place) {
 // Their bytes in the file.
 rnk_Range bytesOf(const rnk_Range& rows, const ORXSimDrawerPlace& place) {
   return {place.offset + rows.first * place.rowBytes, place.offset + rows.end * place.rowBytes};
+}
+
+// Few pages, as they stand at the ends of what was just written, go to all at once: a message to each rank
+// would take rank 0 longer than that. \param patches  kPagesForAll of them; becomes what was told. \return
+// false on all when there are more, or they cannot be had.
+bool sharePatches(const rnk_State& state, const ORXSimDrawerPlace& place, Patches& patches) {
+  std::size_t count = 0;
+  const auto keep = [&](std::int64_t offset, const unsigned char* page) {
+    if (count == kPagesForAll)
+      return false;
+    patches[count].offset = offset;
+    std::memcpy(patches[count++].bytes, page, kPage);
+    return true;
+  };
+  constexpr std::size_t kMore = kPagesForAll + 1;
+  if (state.agree.IsRoot() &&
+      !ORXSimDrawerPlace::ForEachPatch(state.context, place.offset, place.offset + place.Bytes(), keep))
+    count = kMore;
+  state.agree.Share(count);
+  const bool all = count < kMore;
+  patches.resize(all ? count : 0);
+  state.agree.Share(patches.data(), patches.size() * sizeof patches[0]);
+  return all;
 }
 
 bool receivePatches(const rnk_Agreement& agree, Patches& patches, std::string& cause) {
@@ -184,13 +208,15 @@ bool rnk_Read(const rnk_State& state, ORXSimDistributionID distribution, int dra
   Patches patches;
   const bool room = rnk_Try(cause, [&] {
     sums.resize(place.kept ? static_cast<std::size_t>(place.Blocks()) : 0);
+    patches.resize(place.patched ? kPagesForAll : 0);
     return true;
   });
   if (!agree.All(room, state.Told(kWhat, cause)))
     return false;
   agree.Share(sums.data(), sums.size() * sizeof(std::uint64_t));
-  const bool mended = !place.patched || (agree.IsRoot() ? sendPatches(state, ranges, place, patches)
-                                                        : receivePatches(agree, patches, cause));
+  const bool mended =
+      !place.patched || sharePatches(state, place, patches) ||
+      (agree.IsRoot() ? sendPatches(state, ranges, place, patches) : receivePatches(agree, patches, cause));
   if (agree.IsRoot() && !mended)
     cause = ORXSimManager::LastError();
   const bool read = mended && rnk_Try(cause, [&] {

@@ -198,7 +198,7 @@ typedef struct H5J_share_t {
   unsigned char sector[H5J_SECTOR_BYTES]; /**< its first bytes */
   hbool_t reads;                          /**< it is open for reading only */
   hbool_t live;                           /**< beside a writer */
-  hbool_t power; /**< helpers sync what they have written, before they say so */
+  hbool_t power;                          /**< helpers sync what they have written, before they say so */
   uint64_t session;                       /**< of the process that has it open */
 } H5J_share_t;
 /** Tells what helpers must know. Good for helpers that come before the next commit point. */
@@ -224,14 +224,16 @@ H5J_API void H5Jend_help(H5J_help_t* help);
 H5J_API htri_t H5Jlend(H5J_hold_t* hold, uint64_t address, uint64_t count, uint64_t* first, uint64_t* end);
 /** Writes bytes of a lent extent that helpers do not write. Refused for those that they do. */
 H5J_API herr_t H5Jput(H5J_hold_t* hold, uint64_t address, uint64_t count, const void* bytes);
-/** The helpers have ended. \param good every byte of what was lent is written; otherwise the update cannot
- * be committed. \return negative when nothing was lent. */
+/** The helpers have ended.
+ * \param good every byte of what was lent is written; otherwise the update cannot be committed.
+ * \return negative when nothing was lent. */
 H5J_API herr_t H5Jtake_back(H5J_hold_t* hold, hbool_t good);
 
+/** Is given the address of a page and its 4096 bytes; negative ends it. */
+typedef herr_t (*H5J_take_patch_t)(uint64_t address, const unsigned char* bytes, void* context);
 /** Tells the pages of an extent that the file alone does not show: they stand in memory or in the journal.
  * Helpers that read the file put them over what they have read.
- * \param take is called for each page of 4096 bytes, in their order; negative ends it. */
-typedef herr_t (*H5J_take_patch_t)(uint64_t address, const unsigned char* bytes, void* context);
+ * \param take is called for each of them, in their order. */
 H5J_API herr_t H5Jpatches(H5J_hold_t* hold, uint64_t address, uint64_t count, H5J_take_patch_t take,
                           void* context);
 

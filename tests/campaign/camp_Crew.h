@@ -27,7 +27,8 @@ class camp_Crew {
   virtual void Leave() = 0;
   /// False when one has died.
   virtual bool IsThere() = 0;
-  /// Each writes a part of these pieces of a dataset. \param syncs  and syncs the file before it answers.
+  /// Each writes a part of these pieces of a dataset.
+  /// \param syncs  and syncs the file before it answers.
   virtual bool Write(std::span<const camp_Piece> pieces, std::uint64_t address, const std::string& bytes,
                      bool syncs) = 0;
   /// The loan is over: none writes any more.
@@ -78,7 +79,8 @@ class camp_Loan {
       : m_session(session), m_bytes(bytes), m_random(seed) {}
   /// Lends the space; half of it is written.
   bool Begin();
-  /// The rest is, and the loan ends. \param spoils  a helper tells that it has failed.
+  /// The rest is, and the loan ends.
+  /// \param spoils  a helper tells that it has failed.
   bool End(bool spoils);
   /// The dataset comes into the file.
   bool Name(const std::string& name) const;

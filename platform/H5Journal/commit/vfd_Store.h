@@ -104,7 +104,8 @@ class vfd_Store {
   Loan Lend(std::uint64_t address, std::uint64_t count, std::uint64_t& first, std::uint64_t& end);
   /// Writes what the others do not write of it.
   bool PutLent(std::uint64_t address, std::uint64_t count, const void* bytes);
-  /// The others have ended. \param good  every byte is written; otherwise the update cannot be committed.
+  /// The others have ended.
+  /// \param good  every byte is written; otherwise the update cannot be committed.
   /// \return false when nothing was lent.
   bool EndLoan(bool good);
   bool IsOnLoan() const { return m_onLoan; }

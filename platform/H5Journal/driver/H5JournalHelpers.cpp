@@ -21,16 +21,13 @@ struct H5J_help_t {
 };
 
 namespace {
-// Others than those of linux/magic.h.
-constexpr std::uint32_t kCifs = 0xFF534D42u, kLocalIsFuse = 0x65735546u;
-
 // What several machines see of such a file at once is up to it, and not what a helper needs.
 bool isRemote(int descriptor) {
   struct statfs status {};
   if (::fstatfs(descriptor, &status) != 0)
     return true;
-  constexpr std::uint32_t kRemote[] = {NFS_SUPER_MAGIC, SMB_SUPER_MAGIC,  kCifs,
-                                       AFS_SUPER_MAGIC, CODA_SUPER_MAGIC, kLocalIsFuse};
+  constexpr std::uint32_t kRemote[] = {NFS_SUPER_MAGIC, SMB_SUPER_MAGIC,  CIFS_SUPER_MAGIC, SMB2_SUPER_MAGIC,
+                                       AFS_SUPER_MAGIC, CODA_SUPER_MAGIC, V9FS_MAGIC,       FUSE_SUPER_MAGIC};
   return std::find(std::begin(kRemote), std::end(kRemote), static_cast<std::uint32_t>(status.f_type)) !=
          std::end(kRemote);
 }
