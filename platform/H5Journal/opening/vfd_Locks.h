@@ -25,7 +25,8 @@ class vfd_Locks {
   /// Notes that a process helps the file's writer and may write into the file, even when that one has died.
   /// \param number  its number among the helpers, below kMostHelpers.
   static Result TakeHelper(int descriptor, unsigned number);
-  /// Notes that a process with helpers has the file open. \param number  its own, from 1 to kSessions.
+  /// Notes that a process with helpers has the file open.
+  /// \param number  its own, from 1 to kSessions.
   static void ShowSession(int descriptor, std::uint64_t number);
   static bool HasSession(int descriptor, std::uint64_t number);
   static constexpr std::uint64_t kSessions = std::uint64_t{1} << 48;
