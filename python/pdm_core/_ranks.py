@@ -11,6 +11,10 @@ from . import _arrays, _pdm_core as core
 from ._error import Error
 
 
+def _call(what, path):
+    return f"{what} of {path}" if path else what
+
+
 class _Talk:
     """What ranks say to each other before any of them does anything: none waits for one that has failed."""
 
@@ -26,38 +30,41 @@ class _Talk:
             return type(fault)(fault.file or self.file, fault.path, fault.operation, who + fault.cause)
         return Error(self.file, "", what, f"rank {self.rank}: {type(fault).__name__}: {fault}")
 
-    def agree(self, what, fault=None, leaves=False):
-        """Goes on when every rank makes the same call and none has failed; raises the same on all else."""
+    def agree(self, call, fault=None, leaves=None):
+        """Goes on when every rank makes the same call and none has failed; raises the same on all else.
+
+        leaves: what is left with this call, in words; None for none.
+        """
         if self.left is not None:
             raise self.left
-        code = zlib.crc32(what.encode("utf-8", "surrogateescape"))
-        told = np.array([code, -code, self.size if fault is None else self.rank, 0 if leaves else 1], np.int64)
+        code = zlib.crc32(call.encode("utf-8", "surrogateescape"))
+        told = np.array([code, -code, self.size if fault is None else self.rank, leaves is None], np.int64)
         self.comm.Allreduce(self.mpi.IN_PLACE, told, self.mpi.MIN)
         same, failed = told[0] == -told[1], int(told[2])
         if same and failed == self.size:
             return
         if failed < self.size:
-            error = self.comm.bcast(self.failure(what, fault) if self.rank == failed else None, failed)
+            error = self.comm.bcast(self.failure(leaves or call, fault) if self.rank == failed else None, failed)
         else:
-            calls = self.comm.allgather(what)
-            odd = next(rank for rank, call in enumerate(calls) if call != calls[0])
+            calls = self.comm.allgather(call)
+            odd = next(rank for rank, other in enumerate(calls) if other != calls[0])
             cause = f"rank {odd} comes to {calls[odd]} where rank 0 comes to {calls[0]}"
             error = Error(self.file, "", "make a collective call", cause)
         if not same and told[3] == 0:
             self.left = error
         raise error
 
-    def each(self, what, work):
+    def each(self, what, work, path=""):
         """What the work of each rank answers on it, when it fails on none."""
         answer = fault = None
         try:
             answer = work()
-        except (TypeError, ValueError) as raised:  # what was given does not fit
-            fault = Error(self.file, "", what, str(raised))
+        except (TypeError, ValueError, OverflowError) as raised:  # what was given does not fit
+            fault = Error(self.file, path, what, str(raised))
         except Exception as raised:
             fault = raised
         try:
-            self.agree(what, fault)
+            self.agree(_call(what, path), fault)
         except Error as error:
             raise error from fault
         return answer
@@ -77,9 +84,9 @@ class _Talk:
             raise error from fault
         return pickle.loads(told)
 
-    def root(self, what, work):
+    def root(self, what, work, path=""):
         """As tell(), of ranks that agree."""
-        self.agree(what)
+        self.agree(_call(what, path))
         return self.tell(what, work)
 
     def check(self, what, path, cause):
@@ -124,7 +131,7 @@ class RankDrawer:
             return self._drawer._place()
 
         talk = self._sim._ranks(what)
-        self._place = talk.root(f"{what} of {self._path}", look)
+        self._place = talk.root(what, look, self._path)
         return talk, self._place[:2]
 
     def read_rows(self, first=0, count=0, *, rows=None):
@@ -134,7 +141,7 @@ class RankDrawer:
         rows in any order, which may come twice. Answers [rows] numbers where there is one component, else
         [rows][components].
         """
-        talk, place = self._look("read_rows()", False)
+        talk, place = self._look("read rows", False)
 
         def make():
             listed = None if rows is None else _items(rows)
@@ -144,7 +151,7 @@ class RankDrawer:
             shape = (wanted,) if self.components == 1 else (wanted, self.components)
             return begin, wanted, listed, np.empty(shape, self.dtype)
 
-        begin, wanted, listed, numbers = talk.each(f"read_rows() of {self._path}", make)
+        begin, wanted, listed, numbers = talk.each("read rows", make, self._path)
         talk.check("read rows", self._path, self._sim._module.read(*place, begin, wanted, listed, numbers))
         return numbers
 
@@ -155,7 +162,7 @@ class RankDrawer:
         none. first: the 0-based row that they begin with, in one piece. rows: [n] their 0-based rows, in any order.
         One commit point, unless an update is open.
         """
-        talk, place = self._look("write_rows()", True)
+        talk, place = self._look("write rows", True)
 
         def make():
             numbers = _arrays.lossless(values, self.dtype.name)
@@ -169,7 +176,7 @@ class RankDrawer:
                 raise ValueError(f"expected {len(listed)} rows, found {count}")
             return _whole(first or 0, "a row"), count, listed, numbers
 
-        begin, count, listed, numbers = talk.each(f"write_rows() of {self._path}", make)
+        begin, count, listed, numbers = talk.each("write rows", make, self._path)
         talk.check("write rows", self._path, self._sim._module.write(*place, begin, count, listed, numbers))
 
     @property
@@ -207,7 +214,7 @@ class RankField:
             found.append(find(self._field))
             return found[0].path
 
-        path = self._sim._ranks(what).root(f"{what} of {self._path}", look)
+        path = self._sim._ranks(what).root(what, look, self._path)
         return RankDrawer(self._sim, found[0] if found else None, path)
 
     def __getitem__(self, index):
@@ -232,11 +239,11 @@ class RankField:
 
     def read_rows(self, first=0, count=0, *, rows=None):
         """The only drawer's read_rows(). Collective."""
-        return self._only("read_rows()").read_rows(first, count, rows=rows)
+        return self._only("read rows").read_rows(first, count, rows=rows)
 
     def write_rows(self, values, first=None, *, rows=None):
         """The only drawer's write_rows(). Collective."""
-        self._only("write_rows()").write_rows(values, first, rows=rows)
+        self._only("write rows").write_rows(values, first, rows=rows)
 
     def _shape(self, what, values):
         """Type and components of a new drawer: the first one's, else those of the ranks' numbers."""
@@ -248,8 +255,8 @@ class RankField:
             return (_width(numbers), numbers.dtype.name) if numbers.size else None
 
         talk = self._sim._ranks(what)
-        like = talk.root(f"{what} of {self._path}", look)
-        mine = talk.each(f"{what} of {self._path}", make)
+        like = talk.root(what, look, self._path)
+        mine = talk.each(what, make, self._path)
         if like is not None:
             return like
         given = [(rank, one) for rank, one in enumerate(talk.comm.allgather(mine)) if one is not None]
@@ -268,8 +275,8 @@ class RankField:
         where `over` is a Set or None. One commit point, unless an update is open.
         """
         with self._sim.update():
-            width, kind = self._shape("append_rows()", values)
-            added = self._drawer_by("append_rows()", lambda field: field._append_unwritten(
+            width, kind = self._shape("append rows", values)
+            added = self._drawer_by("append rows", lambda field: field._append_unwritten(
                 kind, width, unit, long_name, over, deflate, chunk_rows))
             added.write_rows(values, first, rows=rows)
         return added
@@ -301,9 +308,9 @@ class RankUpdate:
 
     def __exit__(self, kind, fault, trace):
         talk = self._sim._talk
-        what = f"the end of update {self._sim._depth}"
+        what = "commit an update"
         try:
-            talk.agree(what, fault, leaves=True)
+            talk.agree(f"the end of update {self._sim._depth}", fault, leaves=what)
         except Error:
             talk.tell(what, lambda: self._scope.__exit__(Error, None, None))
             if fault is None:
@@ -359,7 +366,7 @@ class RankSim:
             return
         failure = None
         try:
-            talk.agree("close()", fault, leaves=True)
+            talk.agree("close()", fault, leaves="use a Sim")
         except Error as error:
             failure = error
         lost = self._module.leave()
