@@ -124,6 +124,9 @@ class RankDrawer:
         self._sim, self._drawer, self._path = sim, drawer, path
         self._place = sim._talk.tell("find a drawer", lambda: drawer._place())
 
+    def __repr__(self):
+        return f"<pdm_core.RankDrawer: {self._path}>"
+
     def _look(self, what, writing):
         """Where the drawer is now, by rank 0."""
         def look():
@@ -205,6 +208,9 @@ class RankField:
 
     def __init__(self, sim, field, path):
         self._sim, self._field, self._path = sim, field, path
+
+    def __repr__(self):
+        return f"<pdm_core.RankField: {self._path}>"
 
     def _drawer_by(self, what, find):
         """The drawer that `find` finds on rank 0."""
@@ -341,6 +347,10 @@ class RankSim:
         self._talk, self._sim, self._depth = talk, sim, 0
         self._module = module.Ranks(talk.comm.py2f(), sim)
         talk.check("open a file", "", self._module.join())
+
+    def __repr__(self):
+        state = "" if self.is_open else ", closed"
+        return f'<pdm_core.RankSim: "{self.file}", rank {self.rank} of {self.size}{state}>'
 
     def __enter__(self):
         return self

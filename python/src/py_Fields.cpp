@@ -141,8 +141,7 @@ Drawer append(const Field& self, const py::object& values, const py_Text& unit, 
 Drawer append_unwritten(const Field& self, const std::string& type, int components, const py_Text& unit,
                         const py_Text& long_name, const std::optional<Set>& over, int deflate,
                         int chunk_rows) {
-  constexpr pdm::Type kTypes[] = {pdm::Type::int32, pdm::Type::int64, pdm::Type::float32,
-                                  pdm::Type::float64};
+  constexpr pdm::Type kTypes[] = {pdm::Type::int32, pdm::Type::int64, pdm::Type::float32, pdm::Type::float64};
   const auto* const of = std::find_if(std::begin(kTypes), std::end(kTypes) - 1,
                                       [&](pdm::Type one) { return type == pdm::name_of(one); });
   pdm::FieldOptions like = options(unit, long_name, over, false, deflate, chunk_rows);

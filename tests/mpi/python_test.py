@@ -82,9 +82,15 @@ def test_rows_come_and_go(name):
     first, count = (0, 0) if RANK == ODD else (17 * RANK, 9000)  # one rank wants nothing
     assert np.array_equal(heat[1].read_rows(first, count), HEAT[1][first : first + count])
     assert (heat[0].rows, heat[0].components, heat[0].dtype, places[0].components) == (NODES, 1, float, 3)
+    drawer, update = heat[0], sim.update()
     sim.close()
     sim.close()
-    assert not sim.is_open and "the file is closed" in failure(lambda: heat[0])
+    for call in (
+            lambda: heat[0], lambda: heat.step(0), lambda: heat.at(1.0), lambda: heat.append_rows([], 0), drawer.read_rows,
+            lambda: drawer.write_rows([]), lambda: places.read_rows(0, 1), update.__enter__, sim.refresh,
+            lambda: sim.on_root(len), lambda: sim.field("node_fields", "heat"), lambda: sim.share(len)):
+        assert "the file is closed" in failure(call)
+    assert not sim.is_open
     expect(name)
     with pdm.open(name, comm=COMM) as sim:
         assert np.array_equal(sim.field("node_fields", "heat")[2].read_rows(MINE[0], 5), HEAT[2][MINE[:5]])
