@@ -2,6 +2,7 @@
 """Ranks of a job in Python: rows of all ranks in one file, and one outcome for all whatever one of them does."""
 
 import os
+import pathlib
 import sys
 import tempfile
 import threading
@@ -214,6 +215,15 @@ def test_a_live_reader_moves_on(name):
             live.refresh()
             assert np.array_equal(seen[0].read_rows(MINE[0], len(MINE)), version * HEAT[0][MINE])
     del sim  # who does not close ends all the same
+
+
+def test_the_page_runs(name):
+    sim = make(name)[0]
+    sim.close()
+    page = pathlib.Path(__file__).resolve().parents[2] / "docs" / "python.md"
+    lines = page.read_text().split("## Ranks of an MPI job")[1].split("```py\n")[1].split("```")[0]
+    exec(compile(lines.replace("plate.pdm", name), page, "exec"), {})
+    expect(name, [*HEAT, 2 * HEAT[2]])
 
 
 def test_what_is_missing_is_said(name):
