@@ -3,8 +3,9 @@
 
 #include <functional>
 
-// The ranks of a job on a file, for pdm_core/_ranks.py, which asks all ranks whether they make the same call
-// before it comes here. Each call is collective, and answers what went wrong: "" for nothing.
+// The ranks of a job on a file, for pdm_core/_ranks.py and _rank_fields.py, which ask all ranks whether they
+// make the same call before they come here. Each call is collective, and answers what went wrong: "" for
+// nothing.
 
 namespace {
 

@@ -7,7 +7,8 @@ from ._error import AttributeMissing, Error, IndexMissing, NameMissing
 from ._pdm_core import (
     Array, Block, Collection, Drawer, Event, Field, Fields, Mesh, Model, Numbering, Object, Set, Sets, Sim, Surface,
     Surfaces, System, Systems, Update, __version__, create, open)
-from ._ranks import RankDrawer, RankField, RankSim, RankUpdate
+from ._rank_fields import RankDrawer, RankField
+from ._ranks import RankSim, RankUpdate
 
 for _class in (Fields, Sets, Surfaces):
     _Mapping.register(_class)

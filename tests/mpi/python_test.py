@@ -87,9 +87,9 @@ def test_rows_come_and_go(name):
     sim.close()
     sim.close()
     for call in (
-            lambda: heat[0], lambda: heat.step(0), lambda: heat.at(1.0), lambda: heat.append_rows([], 0), drawer.read_rows,
-            lambda: drawer.write_rows([]), lambda: places.read_rows(0, 1), update.__enter__, sim.refresh,
-            lambda: sim.on_root(len), lambda: sim.field("node_fields", "heat"), lambda: sim.share(len)):
+            lambda: heat[0], lambda: heat.step(0), lambda: heat.at(1.0), lambda: heat.append_rows([], 0),
+            drawer.read_rows, lambda: drawer.write_rows([]), lambda: places.read_rows(0, 1), update.__enter__,
+            sim.refresh, lambda: sim.on_root(len), lambda: sim.field("node_fields", "heat"), lambda: sim.share(len)):
         assert "the file is closed" in failure(call)
     assert not sim.is_open
     expect(name)
@@ -103,7 +103,8 @@ def test_all_hear_of_what_does_not_fit(name):
     who, odd = f"rank {ODD}: " if ODD else "", RANK == ODD
     for expected, call in {
         f"heat[0]: read rows: {who}the drawer has {NODES} rows": lambda: heat[0].read_rows(NODES - odd, 2 * odd),
-        f"read rows: {who}expected the numbers of items, found a mask": lambda: heat[0].read_rows(rows=[odd] if odd else [1]),
+        f"read rows: {who}expected the numbers of items, found a mask":
+            lambda: heat[0].read_rows(rows=[odd] if odd else [1]),
         f"{who}expected numbers that fit into float32, found float64":
             lambda: places.write_rows(PLACES[MINE] + (1e-9 if odd else 0) * np.ones(3), MINE[0]),
         f"{who}expected rows of 3, found rows of 2": lambda: places.write_rows(PLACES[MINE][:, odd:], MINE[0]),
