@@ -239,7 +239,13 @@ def _start(make, comm, path, *how, **others):
     sims = []
     try:
         module = talk.each("open()", lambda: _load(file, mpi.Get_library_version()))
-        talk.file = talk.tell("open()", lambda: sims.append(make(path, *how, **others)) or sims[0].file)
+
+        def begin():
+            sims.append(make(path, *how, **others))
+            return sims[0].file, os.path.realpath(sims[0].file)
+
+        talk.names = talk.tell("open()", begin)
+        talk.file = talk.names[0]
         return RankSim(talk, module, sims[0] if sims else None)
     except Exception:
         for sim in sims:

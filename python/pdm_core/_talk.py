@@ -1,6 +1,5 @@
 """What the ranks of an MPI job say to each other."""
 
-import os
 import pickle
 import zlib
 
@@ -18,6 +17,7 @@ class Talk:
 
     def __init__(self, comm, mpi, file):
         self.comm, self.mpi, self.file = comm, mpi, file
+        self.names = (file,)  # that the library may know the file by
         self.rank, self.size = comm.Get_rank(), comm.Get_size()
         self.left = None  # with what a rank has left the scope that the others are still in
 
@@ -90,5 +90,6 @@ class Talk:
     def check(self, what, path, cause):
         """Raises what the library says on all ranks."""
         if cause:
-            cause = cause.removeprefix(self.file + ": ").removeprefix(os.path.realpath(self.file) + ": ")
+            for name in self.names:
+                cause = cause.removeprefix(name + ": ")
             raise Error(self.file, path, what, cause)
