@@ -156,7 +156,7 @@ class Field : public detail::Entry<ORXSimDistributionID> {
     return add(&values, values.type(), options);
   }
   /// Adds a drawer whose numbers are still to be written: by the ranks of a job, or rows by rows with the
-  /// plain calls. Until then it has none that could be read.
+  /// plain calls. Until then they are 0. One commit point, unless an update is open.
   /// \param type     of the numbers.
   /// \param options  as in append(); components are the first drawer's or 1 unless they are given.
   Drawer append_unwritten(Type type, const FieldOptions& options = {}) const {
