@@ -1,5 +1,6 @@
 """The ranks of an MPI job on one simulation file: what `open(..., comm=comm)` gives."""
 
+import importlib
 import os
 
 from . import _pdm_core as core
@@ -222,14 +223,15 @@ def _communicator(file, comm):
 def _load(file, version):
     """The module that has the ranks."""
     try:
-        from . import _pdm_core_mpi
+        module = importlib.import_module("._pdm_core_mpi", __package__)
     except ModuleNotFoundError as fault:
-        raise Error(file, "", "use ranks", "this pdm_core was built without MPI") from fault
+        cause = "this pdm_core was built without MPI, or python3-pdm-core-mpi is not installed"
+        raise Error(file, "", "use ranks", cause) from fault
     except ImportError as fault:
         raise Error(file, "", "use ranks", f"the module for ranks does not load: {fault}") from fault
-    if (ours := _pdm_core_mpi.library_version().rstrip("\0")) != version.rstrip("\0"):
+    if (ours := module.library_version().rstrip("\0")) != version.rstrip("\0"):
         raise Error(file, "", "use ranks", f'mpi4py stands on "{version}", pdm_core on "{ours}"')
-    return _pdm_core_mpi
+    return module
 
 
 def _start(make, comm, path, *how, **others):

@@ -230,12 +230,12 @@ def test_the_page_runs(name):
 def test_what_is_missing_is_said(name):
     assert "No such file" in failure(lambda: pdm.open(name + "x", comm=COMM))
     assert "expected a communicator of mpi4py, found int" in failure(lambda: pdm.open(name, comm=3))
-    module = sys.modules.pop("pdm_core._pdm_core_mpi")
-    if RANK == ODD:
-        sys.modules["pdm_core._pdm_core_mpi"] = None
-        del pdm._pdm_core_mpi
+    folder, module = pdm.__path__, sys.modules["pdm_core._pdm_core_mpi"]
+    if RANK == ODD:  # a package without it
+        pdm.__path__ = []
+        del sys.modules["pdm_core._pdm_core_mpi"], pdm._pdm_core_mpi
     assert "this pdm_core was built without MPI" in failure(lambda: pdm.create(name, comm=COMM))
-    sys.modules["pdm_core._pdm_core_mpi"] = pdm._pdm_core_mpi = module
+    pdm.__path__, sys.modules["pdm_core._pdm_core_mpi"] = folder, module
     mpi4py, sys.modules["mpi4py"] = sys.modules["mpi4py"], None
     assert "mpi4py is not installed" in failure(lambda: pdm.create(name, comm=COMM))
     sys.modules["mpi4py"] = mpi4py
