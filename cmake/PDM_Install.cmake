@@ -17,7 +17,7 @@ endforeach()
 
 # `--target installed` builds what `cmake --install` copies, without tests and examples.
 add_custom_target(installed)
-foreach(target ${PDM_LIBRARIES} PDM_Core_mpi pdm_c pdm_fortran pdmsim _pdm_core)
+foreach(target ${PDM_LIBRARIES} PDM_Core_mpi pdm_c pdm_fortran pdmsim _pdm_core _pdm_core_mpi)
   if(TARGET ${target})
     add_dependencies(installed ${target})
   endif()

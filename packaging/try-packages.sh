@@ -129,6 +129,17 @@ export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1
 expect "3 ranks wrote 1000 rows and read them back" mpirun --oversubscribe -np 3 cmake/ranks/ten_lines_ranks ranks.pdm
 expect "" pdmsim check ranks.pdm
 echo "   built by CMake, and run on 3 ranks"
+sed -n '/^## Ranks of an MPI job$/,/^```$/{/^\(#\|```\)/d;p}' "$project/docs/python.md" >ranks.py
+cat >plate.py <<'PYTHON'
+import pdm_core
+with pdm_core.create("plate.pdm") as sim, sim.update():
+    sim.create_mesh(1000, 0).node_fields.create("heat", range(1000))
+    sim.model.mesh.times = [1.0]
+PYTHON
+python3 plate.py
+expect "" mpirun --oversubscribe -np 3 python3 -W error -m mpi4py ranks.py
+expect "1998" python3 -c 'import pdm_core as pdm; print(pdm.open("plate.pdm").model.mesh.node_fields["heat"].step(-1)[999])'
+echo "   and in Python"
 
 step "Removed"
 dpkg -L "${names[@]}" | sort -u >ours

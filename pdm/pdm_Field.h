@@ -71,6 +71,9 @@ class Drawer {
   /// \param values  [rows()][components()] numbers of a type that the stored one can hold.
   void write(const Numbers& values) const;
 
+  /// \return the distribution that it is a drawer of, for the plain calls.
+  ORXSimDistributionID distribution() const;
+
   /// For this layer alone.
   std::string path() const;
   const detail::File& state() const noexcept;
@@ -149,7 +152,16 @@ class Field : public detail::Entry<ORXSimDistributionID> {
   /// Adds a drawer, such as the next step of a result. One commit point, unless an update is open.
   /// \param values   [rows][components] numbers.
   /// \param options  set and components are the first drawer's unless they are given. `replace` is not used.
-  Drawer append(const Numbers& values, const FieldOptions& options = {}) const;
+  Drawer append(const Numbers& values, const FieldOptions& options = {}) const {
+    return add(&values, values.type(), options);
+  }
+  /// Adds a drawer whose numbers are still to be written: by the ranks of a job, or rows by rows with the
+  /// plain calls. Until then they are 0. One commit point, unless an update is open.
+  /// \param type     of the numbers.
+  /// \param options  as in append(); components are the first drawer's or 1 unless they are given.
+  Drawer append_unwritten(Type type, const FieldOptions& options = {}) const {
+    return add(nullptr, type, options);
+  }
 
   /// Goes over the drawers as they were when it began.
   using Iterator = detail::Iterator<Field, Drawer>;
@@ -160,6 +172,8 @@ class Field : public detail::Entry<ORXSimDistributionID> {
   friend class Drawer;
   friend class Fields;
   Drawer only(const char* operation) const;
+  // Without values their place alone.
+  Drawer add(const Numbers* values, Type type, const FieldOptions& options) const;
   ORXSimDistributionID checked(const char* operation) const { return id(operation); }
   ORXSimCollectionID collection() const {
     return m_source->collection == nullptr ? ORXSimCollectionID() : m_source->collection(*m_source);

@@ -107,6 +107,12 @@ void require_whole(const Object& object, const char* operation, const FieldOptio
       refuse(object.state().get(), object.path(), operation, "a unit or a long name must not contain NUL");
 }
 
+/// \return the number of items of a set. REQUIRES run().
+inline std::size_t rows_over(ORXSimCSetID over) {
+  return size(over.Minor() == 0 ? ORXSimCollectionRef(over.Collection()).NumItems()
+                                : ORXSimCSet(over).Size());
+}
+
 /// What a drawer must be that holds some numbers; refuses texts that would be cut and numbers that do not
 /// fill its rows. REQUIRES run().
 /// \param like  components that it has if nothing says otherwise; 0 says nothing either.
@@ -116,9 +122,7 @@ ORXSimDrawerDescription describe(const Object& object, const char* operation, co
   require_whole(object, operation, options);
   if (over.IsNull())
     refuse(object.state().get(), object.path(), operation, "say which set its rows belong to");
-  const int items =
-      over.Minor() == 0 ? ORXSimCollectionRef(over.Collection()).NumItems() : ORXSimCSet(over).Size();
-  const std::size_t rows = size(items), count = values.count();
+  const std::size_t rows = rows_over(over), count = values.count();
   const int made = rows > 0 && count >= rows ? static_cast<int>(count / rows) : 1;
   ORXSimDrawerDescription drawer;
   drawer.members = over;
@@ -207,6 +211,11 @@ inline ORXSimMappedDrawer Drawer::map() const {
   constexpr const char* kOperation = "map a field";
   return detail::run(*this, kOperation,
                      [&] { return ORXSimDistributionRef(m_field->checked(kOperation)).MapDrawer(m_index); });
+}
+
+inline ORXSimDistributionID Drawer::distribution() const {
+  constexpr const char* kOperation = "take the identifier";
+  return detail::run(*this, kOperation, [&] { return m_field->checked(kOperation); });
 }
 
 inline void Drawer::check_type(Type out, const char* operation) const {
@@ -312,7 +321,7 @@ inline Drawer Field::at(double time) const {
   return step(index);
 }
 
-inline Drawer Field::append(const Numbers& values, const FieldOptions& options) const {
+inline Drawer Field::add(const Numbers* values, Type type, const FieldOptions& options) const {
   constexpr const char* kOperation = "append to a field";
   ORXSimPersistentDrawerDesc like;
   if (!empty())
@@ -324,12 +333,15 @@ inline Drawer Field::append(const Numbers& values, const FieldOptions& options) 
     const ORXSimDistributionRef distribution(id(kOperation));
     if (!over.has_value())
       over = !like.CSet().IsNull() ? like.CSet() : ORXSimCollectionRef(collection()).FullCSet();
-    ORXSimDrawerDescription drawer =
-        detail::describe(*this, kOperation, values, *over, options, like.Components());
+    const int width = options.components > 0 ? options.components : std::max(like.Components(), 1);
+    const std::size_t rows = values != nullptr || over->IsNull() ? 0 : detail::rows_over(*over);
+    const Numbers unwritten(nullptr, rows * detail::size(width), type, width);
+    ORXSimDrawerDescription drawer = detail::describe(
+        *this, kOperation, values == nullptr ? unwritten : *values, *over, options, like.Components());
     drawer.unit = options.unit.c_str();
     ORXSimUpdate update(state()->context);
     const int drawers = distribution.AddDrawer(drawer);
-    if (drawers >= 0 && detail::write_new(distribution, drawers, values))
+    if (drawers >= 0 && (values == nullptr || detail::write_new(distribution, drawers, *values)))
       update.Commit();
     return drawers;
   });

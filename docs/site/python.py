@@ -18,7 +18,7 @@ import textwrap
 MEANS = {
     "_Path": "str | bytes | PathLike", "_Durability": "Literal['scratch', 'process', 'power']", "_Array": "ndarray",
     "_Kind": "Literal['plain', 'generic', 'modal', 'substructure']", "_Ints": "ndarray[int32]", "_Longs": "ndarray[int64]",
-    "_Floats": "ndarray[float64]", "np.dtype[Any]": "numpy.dtype", "np.int32": "int32"}
+    "_Floats": "ndarray[float64]", "_Comm": "mpi4py.MPI.Intracomm", "_FieldMap": "str", "_Answer": "Any", "np.dtype[Any]": "numpy.dtype", "np.int32": "int32"}
 SHOWN = {"__getitem__", "__setitem__", "__delitem__"}
 
 
@@ -77,12 +77,13 @@ def directive(kind, head, text, options=(), width=4):
     return "\n".join(lines)
 
 
-def function(kind, node, thing, head=None):
+def function(kind, node, thing, head=None, options=(), said=True):
     signature, text = parted(thing)
+    text = text if said else ""
     if inspect.isfunction(thing):
         signature = f"{node.name}({', '.join(str(one) for one in inspect.signature(thing).parameters.values())}) -> "
     returns = f" -> {spelled(node.returns)}" if node.returns is not None and spelled(node.returns) != "None" else ""
-    return directive(kind, f"{head or node.name}({arguments(node, signature)}){returns}", markdown(text))
+    return directive(kind, f"{head or node.name}({arguments(node, signature)}){returns}", markdown(text), options)
 
 
 def member(one, node):
@@ -130,11 +131,16 @@ def main():
     sys.path.insert(0, str(folder.parent))
     package = importlib.import_module(folder.name)
     tree = ast.parse((folder / "_pdm_core.pyi").read_text())
-    stubs = {node.name: node for node in tree.body if isinstance(node, (ast.ClassDef, ast.FunctionDef))}
+    stubs, more = {}, {}
+    for node in tree.body:
+        if isinstance(node, (ast.ClassDef, ast.FunctionDef)) and stubs.setdefault(node.name, node) is not node:
+            more[node.name] = node  # with other arguments it answers something else
     out.mkdir(parents=True, exist_ok=True)
     for name in package.__all__:
         thing = getattr(package, name)
         text = of_class(package, stubs, name) if inspect.isclass(thing) else function("function", stubs[name], thing)
+        if name in more:
+            text = function("function", more[name], thing, options=[":no-index:"], said=False) + text
         (out / f"{name}.inc").write_text("```{py:currentmodule} pdm_core\n```\n" + text)
 
 

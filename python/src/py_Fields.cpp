@@ -137,6 +137,27 @@ Drawer append(const Field& self, const py::object& values, const py_Text& unit, 
           self.write([&](const pdm::Field& field) { return field.append(numbers.numbers(), like); })};
 }
 
+/// A drawer for the ranks of a job to fill.
+Drawer append_unwritten(const Field& self, const std::string& type, int components, const py_Text& unit,
+                        const py_Text& long_name, const std::optional<Set>& over, int deflate,
+                        int chunk_rows) {
+  constexpr pdm::Type kTypes[] = {pdm::Type::int32, pdm::Type::int64, pdm::Type::float32, pdm::Type::float64};
+  const auto* const of = std::find_if(std::begin(kTypes), std::end(kTypes) - 1,
+                                      [&](pdm::Type one) { return type == pdm::name_of(one); });
+  pdm::FieldOptions like = options(unit, long_name, over, false, deflate, chunk_rows);
+  like.components = components;
+  return {self.session,
+          self.write([&](const pdm::Field& field) { return field.append_unwritten(*of, like); })};
+}
+
+/// What ranks must know of a drawer: (distribution, drawer, rows, components, type).
+auto place_of(const Drawer& self) {
+  return self.call([](const pdm::Drawer& drawer) {
+    return std::make_tuple(drawer.distribution().Minor(), drawer.index(), drawer.rows(), drawer.components(),
+                           std::string(pdm::name_of(drawer.type())));
+  });
+}
+
 Drawer drawer_at(const Field& self, py::ssize_t index) {
   const int count = self.call([](const pdm::Field& field) { return field.size(); });
   const int at = py_Index(self, "drawer", index, count);
@@ -203,6 +224,7 @@ void define_drawer(py::module_& module) {
       .def_property_readonly(
           "dataset_path", py_Get<pdm::Drawer>(&pdm::Drawer::dataset_path),
           "Where other programs find it in the file; \"\" for a file open live or for writing.")
+      .def("_place", &place_of)
       .def_property_readonly("path", &Drawer::path, py_PathDoc);
 }
 
@@ -270,6 +292,7 @@ array([[1., 0.],
            py::arg("long_name") = "", py::arg("over") = py::none(), py::arg("deflate") = 0,
            py::arg("chunk_rows") = 0,
            "Adds a drawer, such as the next step of a result. One commit point, unless an update is open.")
+      .def("_append_unwritten", &append_unwritten)
       .def(
           "at",
           [](const Field& self, double time) {

@@ -120,19 +120,49 @@ Sim make(const std::string& file, double wait, Open&& open) {
   }
 }
 
-Sim open_file(const py::object& path, const std::string& mode, bool live, bool untrusted, double wait,
-              const std::string& durability) {
+/// What open() and create() give to the ranks of a job.
+template <class... Arguments>
+py::object with_ranks(const char* function, const py::object& comm, const py::object& path,
+                      Arguments&&... how) {
+  return py::module_::import("pdm_core._ranks").attr(function)(comm, path, std::forward<Arguments>(how)...);
+}
+
+py::object open_file(const py::object& path, const std::string& mode, bool live, bool untrusted, double wait,
+                     const std::string& durability, const py::object& comm) {
+  if (!comm.is_none())
+    return with_ranks("open", comm, path, mode, py::arg("live") = live, py::arg("untrusted") = untrusted,
+                      py::arg("wait") = wait, py::arg("durability") = durability);
   const std::string file = file_name(path);
   const pdm::OpenOptions options{.mode = mode_of(file, mode, live, untrusted),
                                  .durability = durability_of(file, "open a file", durability)};
-  return make(file, wait, [&] { return pdm::open(file, options); });
+  return py::cast(make(file, wait, [&] { return pdm::open(file, options); }));
 }
 
-Sim create_file(const py::object& path, bool replace, double wait, const std::string& durability) {
+py::object create_file(const py::object& path, bool replace, double wait, const std::string& durability,
+                       const py::object& comm) {
+  if (!comm.is_none())
+    return with_ranks("create", comm, path, py::arg("replace") = replace, py::arg("wait") = wait,
+                      py::arg("durability") = durability);
   const std::string file = file_name(path);
   const pdm::CreateOptions options{.replace = replace,
                                    .durability = durability_of(file, "create a file", durability)};
-  return make(file, wait, [&] { return pdm::create(file, options); });
+  return py::cast(make(file, wait, [&] { return pdm::create(file, options); }));
+}
+
+/// Does what another module works on the file for, as a call of this one.
+/// \param work  a std::function<void()>, which must not touch Python.
+void beside(const Sim& self, const py::capsule& work) {
+  const auto* const function = work.get_pointer<const std::function<void()>>();
+  self.call([&](const pdm::Sim& sim) {
+    ++pdm::detail::require_open(sim, "use a Sim")->calls;
+    (*function)();
+  });
+}
+
+/// Whether the file may be used now, or written.
+void check(const Sim& self, bool writing) {
+  const auto open = [](const pdm::Sim& sim) { pdm::detail::require_open(sim, "use a Sim"); };
+  writing ? self.write(open) : self.call(open);
 }
 
 py::object find(const Sim& self, const py_Text& path) {
@@ -200,7 +230,12 @@ pdm_core.Error: a.pdm: discreteModel/mesh: find a collection: the file is closed
           "A context manager that joins writes into one commit point; an exception takes them back.")
       .def(
           "refresh", [](const Sim& self) { self.call([](const pdm::Sim& sim) { sim.refresh(); }); },
-          "Moves a live file on to its writer's newest commit point.");
+          "Moves a live file on to its writer's newest commit point.")
+      .def("_beside", &beside)
+      .def("_check", &check, py::arg("writing"))
+      .def_property_readonly("_context", [](const Sim& self) {
+        return self.call([](const pdm::Sim& sim) { return sim.context().Value(); });
+      });
 }
 
 /// An object that nothing was put into would be memory of no meaning: only the module makes objects.
@@ -237,19 +272,20 @@ void py_DefineSim(py::module_& module) {
   define_sim(module);
   module.def("open", &open_file, py::arg("path"), py::arg("mode") = "r", py::kw_only(),
              py::arg("live") = false, py::arg("untrusted") = false, py::arg("wait") = 0.0,
-             py::arg("durability") = "process",
+             py::arg("durability") = "process", py::arg("comm") = py::none(),
              R"(Opens a simulation file.
 
 mode "r" reads, "r+" reads and writes; live reads beside a writer; untrusted looks at all of the file first;
-wait is how many seconds a file is waited for that another process holds.
+wait is how many seconds a file is waited for that another process holds. With comm, a communicator of mpi4py,
+all its ranks open it together, and RankSim is what each gets.
 
 >>> with pdm_core.open("a.pdm") as sim:
 ...     sim.writable
 False
 )");
   module.def("create", &create_file, py::arg("path"), py::kw_only(), py::arg("replace") = false,
-             py::arg("wait") = 0.0, py::arg("durability") = "process",
-             R"(Makes a simulation file, which appears under its name whole.
+             py::arg("wait") = 0.0, py::arg("durability") = "process", py::arg("comm") = py::none(),
+             R"(Makes a simulation file, which appears under its name whole. comm is as in open().
 
 >>> with pdm_core.create("new.pdm", replace=True) as sim, sim.update():
 ...     mesh = sim.create_mesh(nodes=3, elements=1)

@@ -131,6 +131,7 @@ struct All {
             [&] { field.read<double>(); },
             [&] { field.write(four); },
             [&] { field.append(four); },
+            [&] { field.append_unwritten(pdm::Type::float64); },
             [&] { field.handle(); },
             [&] { field.end(); },
             [&] { drawer.rows(); },
@@ -141,6 +142,7 @@ struct All {
             [&] { drawer.set(); },
             [&] { drawer.deflate(); },
             [&] { drawer.dataset_path(); },
+            [&] { drawer.distribution(); },
             [&] { drawer.read<double>(); },
             [&] { drawer.read_rows(0, 0, pdm::Buffer(nullptr, 0, pdm::Type::float64)); },
             [&] { drawer.write(four); }};

@@ -300,6 +300,11 @@ TEST_F(Face, WhatIsLikelyToBeLostOnTheWayIsNot) {
   const pdm::Drawer next = part.append(std::vector{4.f, 5.f, 6.f}, {.unit = "mV"});
   EXPECT_THAT(next.set().items(), ElementsAre(2, 0, 1)); // the first drawer's
   EXPECT_EQ(next.unit(), "mV");
+  const pdm::Drawer later = part.append_unwritten(pdm::Type::float64, {.unit = "V"}); // the ranks of a job
+  const double rows[] = {7, 8};
+  EXPECT_TRUE(ORXSimDistributionRef(later.distribution()).WriteItems(later.index(), 1, 2, rows, 16));
+  EXPECT_THAT(part[2].read<double>(), ElementsAre(0, 7, 8));
+  EXPECT_EQ(fields.create_empty("pairs").append_unwritten(pdm::Type::int32, {.components = 2}).rows(), 4);
 
   mesh.object().call(&msfD_Mesh::Regions, ORXSimCollectionRef::Create(sim.context(), "regions", 1));
   mesh.region_fields().create("label", std::vector{-70});

@@ -80,6 +80,7 @@ ROOMS = {
     "fortran": ["c"],
     "examples": USER + ["pdm", "c", "mpi/*.h"],
     "docs/site": USER + ["pdm", "c"],
+    "python/mpi": USER + ["pdm", "mpi/*.h", "python"],
     "python": USER + ["pdm"],
 }
 ROOMS["schema/templates"] = ROOMS["generated"] + ["generated"]

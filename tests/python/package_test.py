@@ -351,6 +351,17 @@ class Package(unittest.TestCase):
             self.assertIn("temperature", sim.model.mesh._repr_html_())
         self.assertEqual(repr(sim), "<pdm_core.Sim: the file is closed>")
 
+    def test_ranks_need_mpi4py(self):
+        sys.modules["mpi4py"], before = None, sys.modules.get("mpi4py")
+        try:
+            for call in (pdm.open, pdm.create):
+                with self.assertRaises(pdm.Error) as caught:
+                    call(self.file, comm=1)
+                self.assertIn("mpi4py is not installed", caught.exception.cause)
+        finally:
+            sys.modules.pop("mpi4py")
+            sys.modules.update({"mpi4py": before} if before else {})
+
     def test_what_the_library_says_is_logged(self):
         sim = pdm.open(self.file, "r+")
         with self.assertLogs("pdm_core", logging.DEBUG) as heard:

@@ -22,9 +22,15 @@ with pdm.open("a.pdm") as sim:
     shapes: pdm.Field = mesh.systems["modal"].mode_shapes
     for name, field in mesh.node_fields.items():
         field.unit.upper()
+class Comm:
+    def py2f(self) -> int: return 0
+with pdm.open("a.pdm", "r+", comm=Comm()) as ranks, ranks.update():
+    ranks.field("node_fields", "q").append_rows([1.5], 0).rows.bit_length()
+    ranks.share(lambda sim: sim.model.mesh.blocks[0].connectivity).write_rows([[0, 1, 2]], rows=[ranks.rank])
+    steps: int = ranks.on_root(lambda sim: len(sim.model.mesh.times))
 """
 BAD = ['pdm.open("a.pdm", "w")', 'pdm.open("a.pdm").model.mesh.node_sets[1]', 'pdm.open("a.pdm").modle.mesh',
-       'pdm.open("a.pdm").model.mesh.node_fields.create(1)']
+       'pdm.open("a.pdm").model.mesh.node_fields.create(1)', 'pdm.open("a.pdm", comm=1)']
 
 
 def names(one):
