@@ -17,7 +17,7 @@ namespace {
 
 constexpr char kFooter[] = R"(Campaigns:
   kills        processes killed at random moments and calls; recovery killed too (--count kills, 500)
-  helpers      a file's writer, its helpers or all of them killed, orphans beside new writers (--count kills, 150)
+  helpers      a file's writer, its helpers or all of them killed, orphans beside new writers (--count kills, 100)
   power        the disk as a loss of power leaves it, six modes (--count points, 3000)
   faults       each call on the file fails in turn, six ways; one of them is a full disk
   allocations  allocations fail in turn, once and for good
