@@ -216,7 +216,7 @@ H5J_API void H5Jend_help(H5J_help_t* help);
 
 /** Lends an extent of the file that HDF5 has given to a dataset in this update, and into which nothing was
  * written: helpers write its whole pages straight into the file. Between this and H5Jtake_back() nothing is
- * committed, rolled back or closed.
+ * committed, rolled back or closed; H5Jrelease() leaves the file as the end of the process does.
  * \param address of the extent in the file. \param count of its bytes.
  * \param first, end become the part that helpers write, in whole pages; the rest goes through H5Jput().
  * \return positive when it is lent; 0 when its space is not free of what somebody may still read: keep the

@@ -20,11 +20,8 @@ constexpr camp_Config kConfigs[] = {
     {"tiny-limits", H5J_PROCESS, 64 << 10, 48 << 10, 0, camp_Config::kHelped},
     {"live-readers", H5J_PROCESS, 16 << 10, 0, 2, camp_Config::kHelped},
     {"unmarked", H5J_PROCESS, 0, 0, 0, camp_Config::kHelped | camp_Config::kUnmarked}};
-enum {
-  kOrphaned = camp_kCounters,
-  kRefused,
-  kHurt
-}; // counters on the board: rounds with orphans; openings; helpers
+// Counters on the board: rounds with orphans, and with orphans that write; openings; helpers.
+enum { kOrphaned = camp_kCounters, kWriting, kRefused, kHurt };
 
 // What the writer and its helpers say to each other; it outlives every one of them.
 struct Desk {
@@ -107,7 +104,8 @@ ino_t inodeOf(const std::string& name) {
 // The helpers as the writer knows them. It sees their ends as the system tells them.
 class Crew : public camp_Crew {
  public:
-  explicit Crew(Desk& desk) : m_desk(desk) {}
+  // \param dieAt  the writer dies while they obey this order to write; 0: none.
+  Crew(Desk& desk, int dieAt) : m_desk(desk), m_dieAt(dieAt) {}
   ~Crew() override {
     for (int i = 0; i < m_watched; ++i)
       ::close(m_lives[i].fd);
@@ -150,6 +148,8 @@ class Crew : public camp_Crew {
   bool Ask(Desk::Order order) {
     m_desk.order = order;
     const unsigned number = ++m_desk.asked;
+    if (order == Desk::kWrite && --m_dieAt == 0)
+      ::raise(SIGKILL);
     bool good = IsThere();
     for (int i = 0; i < m_desk.helpers; ++i) {
       while (m_desk.answered[i] != number && ::poll(&m_lives[i], 1, 0) == 0)
@@ -161,7 +161,7 @@ class Crew : public camp_Crew {
 
   Desk& m_desk;
   pollfd m_lives[kMostHelpers] = {};
-  int m_watched = 0;
+  int m_watched = 0, m_dieAt;
 };
 
 // Nobody may write the file, whatever for.
@@ -195,7 +195,7 @@ class Round {
     new (&m_desk) Desk(); // nobody looks
     m_desk.helpers = m_random.Between(1, kMostHelpers);
     const int victim = m_random.Below(m_desk.helpers);
-    m_kind = m_random.Below(6);
+    m_kind = m_random.Below(int{kKinds});
     camp_Plan plan{.random = m_random};
     (m_kind == kHelperByCall ? plan.killAt : plan.failAt) = 1 + m_random.Below(m_calls / 6);
     plan.error = m_random.OneIn(2) ? ENOSPC : camp_Plan::kShortWrite;
@@ -214,7 +214,7 @@ class Round {
 
   // Returns as camp_Trial::Run.
   int Run() {
-    Crew crew(m_desk);
+    Crew crew(m_desk, m_kind == kWriterInLoan ? 1 + m_random.Below(8) : 0);
     const std::int64_t life = 1 + m_random.Below(m_microseconds);
     camp_Fate fate{.crew = &crew};
     if (m_kind == kWriterByCall)
@@ -253,6 +253,7 @@ class Round {
     if (m_dying || orphans == 0 || m_desk.inode != inodeOf(m_trial.File()))
       return;
     ++m_row.board.counter[kOrphaned];
+    m_row.board.counter[kWriting] += m_desk.lent;
     for (int i = m_random.Between(1, 3); i > 0; --i)
       camp_Child([&] { tryToWrite(m_trial.File(), m_row.board); }).Wait();
   }
@@ -267,7 +268,7 @@ class Round {
   }
 
  private:
-  enum Kind { kWriter, kWriterByCall, kHelper, kHelperByCall, kFullDisk, kAll };
+  enum Kind { kWriter, kWriterByCall, kHelper, kHelperByCall, kFullDisk, kAll, kWriterInLoan, kKinds };
   camp_Trial& m_trial;
   Desk& m_desk;
   camp_Random& m_random;
@@ -312,6 +313,7 @@ camp_Rows camp_Helpers(const camp_Options& options) {
       }
     }
     row.note = std::to_string(row.board.counter[kOrphaned]) + " times orphans, " +
+               std::to_string(row.board.counter[kWriting]) + " of them writing, " +
                std::to_string(row.board.counter[kRefused]) + " openings beside them, " +
                std::to_string(row.board.counter[kHurt]) + " helpers hurt";
     if (config.readers > 0)
