@@ -121,11 +121,11 @@ def wrong(path, target, name):
 
 def main():
     known, errors = 0, []
-    for source in sorted(p for end in ("h", "hpp", "c", "cpp", "j2") for p in ROOT.rglob(f"*.{end}")):
+    # Not into what is built, which other tests change meanwhile.
+    tops = [p for p in ROOT.iterdir() if p.name not in SEES_ALL and not p.name.startswith((".", "build", "out"))]
+    ends = (".h", ".hpp", ".c", ".cpp", ".j2")
+    for source in sorted(p for top in tops for p in top.rglob("*.*") if p.suffix in ends):
         path = source.relative_to(ROOT).as_posix()
-        top = path.split("/")[0]
-        if top in SEES_ALL or top.startswith((".", "build", "out")):
-            continue
         if room_of(path) is None:
             errors.append(f"{path}: its folder has no rule in {pathlib.Path(__file__).name}")
             continue
