@@ -223,7 +223,8 @@ TEST_F(Ranks, DisagreeAndComeToOneOutcome) {
     std::string(ORXSimRanks::LastError()).copy(first, sizeof first - 1);
     MPI_Bcast(first, sizeof first, MPI_CHAR, 0, MPI_COMM_WORLD);
     EXPECT_STREQ(first, ORXSimRanks::LastError());
-    EXPECT_NE(std::string(first).find(expected), std::string::npos) << first << "\nwhere was expected: " << expected;
+    EXPECT_NE(std::string(first).find(expected), std::string::npos)
+        << first << "\nwhere was expected: " << expected;
   };
   const auto onOdd = [&](auto change) {
     return [this, odd, change](ORXSimRankTransfer& transfer) {

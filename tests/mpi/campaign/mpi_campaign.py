@@ -22,7 +22,7 @@ from pathlib import Path
 import h5py
 import numpy as np
 
-HANG = 30  # seconds without a word
+HANG = 120  # seconds without a word, on a machine that has other work
 COUNTS = collections.Counter()
 
 
@@ -270,7 +270,7 @@ class Campaign:
     def full(self, count):
         for i in range(count):
             place = self.directory()
-            subprocess.run(["mount", "-t", "tmpfs", "-o", "size=24m", "pdm", place / "disk"], check=True)
+            subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64m", "pdm", place / "disk"], check=True)
             try:
                 self.without_room("full", 2 + i % 3, place)
             finally:

@@ -94,10 +94,10 @@ class Worker {
       const mpk_Shape& shape = kMpkShapes[drawer];
       if (shape.birth == step) {
         ORXSimDrawerDescription made;
-        made.members = ORXSimCollectionRef(ORXSimCollectionRef::Create(m_ranks.Context(),
-                                                                       textOf("set" + std::to_string(drawer)),
-                                                                       shape.rows))
-                           .FullCSet();
+        made.members =
+            ORXSimCollectionRef(ORXSimCollectionRef::Create(
+                                    m_ranks.Context(), textOf("set" + std::to_string(drawer)), shape.rows))
+                .FullCSet();
         made.components = shape.components;
         if (m_field.IsNull())
           m_field = ORXSimDistributionRef::Create(m_ranks.Context(), textOf("field"), {}, nullptr, 0);

@@ -73,7 +73,9 @@ int mpk_Model::Check(ORXSimContextID context, std::string& cause) {
     return cause = ORXSimManager::LastError(), -1;
   const mpk_Model model(static_cast<int>(step));
   const auto told = [&](int drawer, const std::string& what) {
-    return cause = "step " + std::to_string(model.Step()) + ", drawer " + std::to_string(drawer) + ": " + what, -1;
+    return cause =
+               "step " + std::to_string(model.Step()) + ", drawer " + std::to_string(drawer) + ": " + what,
+           -1;
   };
   if (field.NumDrawers() != model.Drawers())
     return told(field.NumDrawers(), "is their number");

@@ -12,8 +12,8 @@ struct mpk_Shape {
   int rows, components, birth;
 };
 // Some alike, so that one may get the space that another has given up; small ones beside large ones.
-constexpr mpk_Shape kMpkShapes[] = {{1, 1, 1},     {3, 2, 1},   {40000, 3, 1},  {40000, 3, 1},
-                                    {8315, 1, 2},  {300, 1, 3}, {20000, 3, 4},  {40000, 3, 5},
+constexpr mpk_Shape kMpkShapes[] = {{1, 1, 1},     {3, 2, 1},   {40000, 3, 1}, {40000, 3, 1},
+                                    {8315, 1, 2},  {300, 1, 3}, {20000, 3, 4}, {40000, 3, 5},
                                     {90000, 2, 7}, {5, 1, 7},   {17000, 1, 9}};
 constexpr int kMpkDrawers = static_cast<int>(std::size(kMpkShapes));
 
