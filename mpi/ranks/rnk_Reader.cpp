@@ -31,8 +31,7 @@ rnk_Range bytesOf(const rnk_Range& rows, const ORXSimDrawerPlace& place) {
   return {place.offset + rows.first * place.rowBytes, place.offset + rows.end * place.rowBytes};
 }
 
-bool receivePatches(const rnk_Agreement& agree, Patches& patches, std::string& cause) {
-  Patches now(kPagesAtOnce);
+bool receivePatches(const rnk_Agreement& agree, Patches& now, Patches& patches, std::string& cause) {
   for (bool kept = true;;) {
     MPI_Status status;
     int bytes = 0;
@@ -181,17 +180,17 @@ bool rnk_Read(const rnk_State& state, ORXSimDistributionID distribution, int dra
   if (state.Funnelled() || !place.direct)
     return rnk_FunnelRead(state, distribution, drawer, place, ranges, rows);
   std::string cause;
-  Patches patches;
+  Patches now, patches;
   const bool room = rnk_Try(cause, [&] {
+    now.resize(place.patched && !agree.IsRoot() ? kPagesAtOnce : 0);
     sums.resize(place.kept ? static_cast<std::size_t>(place.Blocks()) : 0);
     return true;
   });
   if (!agree.All(room, state.Told(kWhat, cause)))
     return false;
   agree.Share(sums.data(), sums.size() * sizeof(std::uint64_t));
-  const bool mended =
-      !place.patched || (agree.IsRoot() ? sendPatches(state, ranges, place, patches)
-                                        : receivePatches(agree, patches, cause));
+  const bool mended = !place.patched || (agree.IsRoot() ? sendPatches(state, ranges, place, patches)
+                                                        : receivePatches(agree, now, patches, cause));
   if (agree.IsRoot() && !mended)
     cause = ORXSimManager::LastError();
   const bool read = mended && rnk_Try(cause, [&] {
