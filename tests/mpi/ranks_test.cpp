@@ -282,7 +282,8 @@ TEST_F(Ranks, OneWithoutRoomTakesTheUpdateBackOnAll) {
   {
     ORXSimRankUpdate update(ranks);
     MakeModel(ranks);
-    ASSERT_TRUE(Write(ranks, 4, mpi_Split::kEven, 1) && update.Commit());
+    ASSERT_TRUE(Write(ranks, 4, mpi_Split::kEven, 1) && Write(ranks, 2, mpi_Split::kEven, 1) &&
+                update.Commit());
   }
   rlimit before;
   ::getrlimit(RLIMIT_FSIZE, &before);
@@ -292,8 +293,15 @@ TEST_F(Ranks, OneWithoutRoomTakesTheUpdateBackOnAll) {
   if (m_rank == m_size - 1 && m_size > 1)
     ::setrlimit(RLIMIT_FSIZE, &small);
   EXPECT_EQ(Write(ranks, 4, mpi_Split::kEven, 2), m_size == 1);
+  {
+    ORXSimRankUpdate update(ranks); // what is written beside it does not count either
+    EXPECT_TRUE(Write(ranks, 2, mpi_Split::kEven, 2));
+    EXPECT_EQ(Write(ranks, 4, mpi_Split::kEven, 2), m_size == 1);
+    EXPECT_EQ(update.Commit(), m_size == 1);
+  }
   ::setrlimit(RLIMIT_FSIZE, &before);
   ExpectRead(ranks, 4, mpi_Split::kDealt, m_size == 1 ? 2 : 1);
+  ExpectRead(ranks, 2, mpi_Split::kDealt, m_size == 1 ? 2 : 1);
   ASSERT_TRUE(Write(ranks, 4, mpi_Split::kUneven, 3)) << ORXSimRanks::LastError();
   ExpectRead(ranks, 4, mpi_Split::kEven, 3);
   EXPECT_TRUE(ranks.Close());

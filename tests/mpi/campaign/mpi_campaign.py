@@ -246,7 +246,7 @@ class Campaign:
                 shutil.rmtree(place)
 
     def without_room(self, mode, ranks, place):
-        file, steps = place / "disk" / "model.pdm", 14
+        file, steps = place / "disk" / "model.pdm", 9
         job = self.job(file, mode, ranks, steps, self.random.choice([1, 2]))
         try:
             job.wait_for(lambda: False)
@@ -254,7 +254,7 @@ class Campaign:
             if len(job.lines("ack")) < 1 or "done" not in job.board.read_text() or self.ask("verify", file) != ("step", str(steps)):
                 raise Bad(f"{mode}: the job did not come to its end")
             COUNTS[f"{mode}: updates that failed on all"] += len(job.lines("failed"))
-            if len(job.lines("failed")) < 4:
+            if len(job.lines("failed")) < 3:
                 raise Bad(f"{mode}: hardly any update failed")
         finally:
             job.end()
