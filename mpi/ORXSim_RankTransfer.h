@@ -61,9 +61,9 @@ class ORXSIM_MPI_API ORXSimRankTransfer {
   ///     exactly the size of its rows, a block does not match its checksum, or reading failed on any rank.
   bool ExecRead() const;
   /// Writes every drawer that has a buffer; one commit point, unless an update scope is open, which then
-  /// decides. \return false as ExecRead(), and when rows are given twice or not at all. Without a scope
-  /// nothing is written
-  ///     then; an open one cannot be committed any more where writing had begun.
+  /// decides.
+  /// \return false as ExecRead(), and when rows are given twice or not at all. Without a scope nothing is
+  ///     written then; an open one cannot be committed any more where writing had begun.
   bool ExecWrite() const;
 
  private:

@@ -54,7 +54,8 @@ class ORXSIM_MPI_API ORXSimRanks {
   /// \param context  rank 0's; it stays rank 0's to close, after Close(). Null on all other ranks.
   static ORXSimRanks Join(MPI_Comm comm, ORXSimContextID context);
   /// Lets go of the file on every rank, and on rank 0 closes what Create() or Open() opened. Collective;
-  /// after MPI_Finalize it is not. \return false when anything was lost.
+  /// after MPI_Finalize it is not.
+  /// \return false when anything was lost.
   bool Close();
 
   /// True when there are no ranks.

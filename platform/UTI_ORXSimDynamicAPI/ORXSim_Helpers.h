@@ -65,8 +65,8 @@ class ORXSIM_API ORXSimDrawerLoan {
   ~ORXSimDrawerLoan();
 
   /// Lends all rows of a drawer; what it held is given up. A drawer that has been written before gets new
-  /// space. \param place  becomes where it lies. `direct` is false where nothing could be lent, which is no
-  /// failure:
+  /// space.
+  /// \param place  becomes where it lies. `direct` is false where nothing could be lent, which is no failure:
   ///     drawers that are chunked, deflated, small or have two names.
   /// \return false on failure, with the cause in ORXSimManager::LastError().
   bool Begin(ORXSimDistributionID distribution, int drawer, ORXSimDrawerPlace& place);
@@ -110,9 +110,10 @@ class ORXSIM_API ORXSimHelper {
   };
   static Facts FactsOf(const std::string& told);
   /// Opens the file as a helper: as long as this lives, no other process than the one that told may write
-  /// into it. \param told  by the process with the context. \param number  of the helper; whoever has to wait
-  /// for it is told. \param cause  becomes why not: no file, another one of that name, a network file system,
-  /// no locks.
+  /// into it.
+  /// \param told  by the process with the context.
+  /// \param number  of the helper; whoever has to wait for it is told.
+  /// \param cause  becomes why not: no file, another one of that name, a network file system, no locks.
   bool Open(const std::string& told, int number, std::string& cause);
   void Close();
 

@@ -102,7 +102,8 @@ class vfd_Store {
   /// or closed meanwhile.
   /// \param first, end  becomes the lent part of the extent; the rest goes through Write().
   Loan Lend(std::uint64_t address, std::uint64_t count, std::uint64_t& first, std::uint64_t& end);
-  /// The others have ended. \param good  every byte is written; otherwise the update cannot be committed.
+  /// The others have ended.
+  /// \param good  every byte is written; otherwise the update cannot be committed.
   void EndLoan(bool good);
   bool IsOnLoan() const { return m_onLoan; }
   /// False, with the cause, while something is on loan.

@@ -23,7 +23,8 @@ class ORXSimRows {
   ORXSimVerification Verify(hdf_Operation& operation);
   /// True when some of the rows were written before, as far as the checksums tell.
   bool IsWritten(hdf_Operation& operation);
-  /// The sums of all blocks as the file has them. \return null on failure.
+  /// The sums of all blocks as the file has them.
+  /// \return null on failure.
   const ORXSimBlockSums* Sums(hdf_Operation& operation);
   /// Keeps the sums of all blocks for rows that others have written. Does nothing where none are kept.
   bool KeepSums(hdf_Operation& operation, const std::uint64_t* sums);

@@ -33,7 +33,8 @@ class mpk_Model {
   /// Makes all numbers others: those of an update that shall be taken back.
   void Spoil();
 
-  /// Holds a file against the step that it says it has. \return the step; -1 with the cause told.
+  /// Holds a file against the step that it says it has.
+  /// \return the step; -1 with the cause told.
   static int Check(ORXSimContextID context, std::string& cause);
 
  private:
