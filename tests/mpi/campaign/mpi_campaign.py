@@ -22,7 +22,7 @@ from pathlib import Path
 import h5py
 import numpy as np
 
-HANG = 120  # seconds without a word, on a machine that has other work
+HANG = 60  # seconds without a word, on a machine that has other work
 COUNTS = collections.Counter()
 
 
