@@ -133,29 +133,31 @@ class rnk_Transfer {
     if (m_places.empty())
       return true;
     const rnk_Range mine{m_transfer.m_first, m_transfer.m_first + m_transfer.m_count};
-    if (m_listed) {
-      m_list = m_transfer.m_rows;
-      if (!m_transfer.m_listed) {
-        m_list.resize(static_cast<std::size_t>(mine.Count()));
-        std::iota(m_list.begin(), m_list.end(), static_cast<std::int32_t>(mine.first));
-      }
-      return true;
-    }
+    if (m_listed)
+      return Refuse(rnk_Try(cause, [&] { return MakeList(mine), true; }), cause);
     m_ranges.emplace(m_agree, mine);
     if (m_transfer.m_mode != ORXSimRankTransfer::kWrite)
       return true;
     // Every rank sees the same.
     for (const ORXSimDrawerPlace& place : m_places)
       if (const std::string untiled = m_ranges->Untiled(place.rows); !untiled.empty()) {
-        rnk_Agreement::SetLastError(m_state.facts.name + ": " + m_what + ": " + untiled);
+        rnk_Agreement::SetLastError(m_state.facts.shown + ": " + m_what + ": " + untiled);
         return false;
       }
     return true;
   }
 
+  // Beside lists a piece is one as well.
+  void MakeList(const rnk_Range& mine) {
+    m_list = m_transfer.m_rows;
+    if (m_transfer.m_listed)
+      return;
+    m_list.resize(static_cast<std::size_t>(mine.Count()));
+    std::iota(m_list.begin(), m_list.end(), static_cast<std::int32_t>(mine.first));
+  }
+
   bool FitsRows(const ORXSimDrawerPlace& place, const Buffer& buffer, std::string& cause) const {
     const ORXSimRankTransfer& own = m_transfer;
-    const std::int64_t bytes = own.m_count * place.rowBytes;
     const bool within = own.m_listed
                             ? std::all_of(own.m_rows.begin(), own.m_rows.end(),
                                           [&](std::int32_t row) { return row >= 0 && row < place.rows; })
@@ -166,7 +168,10 @@ class rnk_Transfer {
       cause = "the drawer has " + std::to_string(place.rows) + " rows";
     else if (place.rowBytes > rnk_RowType::kLongest)
       cause = "rows of more than 1 GiB are not moved by ranks";
-    else if (buffer.bytes != bytes)
+    const std::int64_t bytes = within ? own.m_count * place.rowBytes : 0;
+    if (!cause.empty())
+      return false;
+    if (buffer.bytes != bytes)
       cause = "a buffer of " + std::to_string(buffer.bytes) + " bytes where " + std::to_string(bytes) +
               " are needed";
     else if (bytes > 0 && (reads ? buffer.target : buffer.source) == nullptr)

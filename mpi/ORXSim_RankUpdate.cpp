@@ -42,7 +42,8 @@ bool ORXSimRankUpdate::Rollback() {
   const rnk_State* const state = rnk_Access::Of(*m_ranks);
   if (state == nullptr)
     return refuse();
-  const bool done = m_update != nullptr && m_update->Rollback();
+  const bool ended = m_update == nullptr, done = !ended && m_update->Rollback();
   m_update.reset();
-  return state->agree.Root(done, ORXSimManager::LastError());
+  const std::string none = state->Told("roll back update", "the scope has ended");
+  return state->agree.Root(done, ended ? none : ORXSimManager::LastError());
 }

@@ -22,8 +22,8 @@ class ORXSIM_MPI_API ORXSimRankUpdate {
 
   /// Ends the scope; the outermost one makes the commit point. Collective: rank 0 makes it when every rank
   /// has come here, so that a rank that has died before is missed, not forgotten.
-  /// \param mine  false on a rank that does not want it: then nothing is committed, the scope is rolled back
-  ///     on all.
+  /// \param mine  false on a rank that does not want it: then nothing is committed, and the scope is rolled
+  ///     back on all.
   /// \return true when the commit point is made, the same on every rank. When making it failed the scope is
   ///     still open, and may be committed again, rolled back or left.
   bool Commit(bool mine = true);

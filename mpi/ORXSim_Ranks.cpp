@@ -53,12 +53,8 @@ ORXSimRanks& ORXSimRanks::operator=(ORXSimRanks&& other) noexcept {
   return *this;
 }
 
-// Without MPI nobody can be asked any more.
 ORXSimRanks::~ORXSimRanks() {
-  int ended = 0;
-  MPI_Finalized(&ended);
-  if (m_state != nullptr && ended == 0)
-    Close();
+  Close();
 }
 
 ORXSimRanks ORXSimRanks::Start(MPI_Comm comm, const std::function<ORXSimContextID()>& open, bool owns) {
@@ -71,7 +67,8 @@ ORXSimRanks ORXSimRanks::Start(MPI_Comm comm, const std::function<ORXSimContextI
   if (state.agree.IsRoot())
     state.context = open();
   state.owns = owns && !state.context.IsNull();
-  if (!state.agree.Root(!state.context.IsNull(), ORXSimManager::LastError()) || !reach(state)) {
+  const std::string why = owns ? ORXSimManager::LastError() : "there is no context to join";
+  if (!state.agree.Root(!state.context.IsNull(), why) || !reach(state)) {
     const std::string cause = rnk_Agreement::LastError();
     ranks.Close();
     rnk_Agreement::SetLastError(cause);
@@ -104,6 +101,10 @@ bool ORXSimRanks::Close() {
   if (m_state == nullptr)
     return true;
   const auto state = std::move(m_state);
+  int ended = 0;
+  MPI_Finalized(&ended);
+  if (ended != 0) // nobody can be asked any more, and nobody writes
+    return !state->owns || ORXSimManager::CloseContext(state->context);
   leaveFile(*state);
   // The file is let go of when nobody writes into it any more.
   state->agree.All(true, {});
@@ -148,7 +149,13 @@ bool ORXSimRanks::Refresh() {
   const rnk_Agreement& agree = m_state->agree;
   agree.All(true, {});
   const bool moved = agree.IsRoot() && ORXSimManager::Refresh(m_state->context);
-  return agree.Root(moved, ORXSimManager::LastError()) && reach(*m_state);
+  if (agree.Root(moved, ORXSimManager::LastError()))
+    return reach(*m_state);
+  const std::string cause = rnk_Agreement::LastError();
+  if (!reach(*m_state)) // what was refused has changed nothing
+    m_state->funnelCause = cause;
+  rnk_Agreement::SetLastError(cause);
+  return false;
 }
 
 const char* ORXSimRanks::LastError() {

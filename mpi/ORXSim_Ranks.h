@@ -53,7 +53,8 @@ class ORXSIM_MPI_API ORXSimRanks {
   /// Joins a file that rank 0 has open. Collective.
   /// \param context  rank 0's; it stays rank 0's to close, after Close(). Null on all other ranks.
   static ORXSimRanks Join(MPI_Comm comm, ORXSimContextID context);
-  /// Lets go of the file on every rank, and on rank 0 closes what Create() or Open() opened. Collective.
+  /// Lets go of the file on every rank, and on rank 0 closes what Create() or Open() opened. Collective;
+  /// after MPI_Finalize it is not.
   /// \return false when anything was lost.
   bool Close();
 
@@ -69,7 +70,8 @@ class ORXSIM_MPI_API ORXSimRanks {
   bool Funnelled() const;
   /// Why; "" when it does not. The same text on every rank.
   const char* FunnelCause() const;
-  /// A live reader's file moves on to the newest commit point of its writer. Collective.
+  /// A live reader's file moves on to the newest commit point of its writer. Collective. As
+  /// ORXSimManager::Refresh.
   bool Refresh();
 
   /// The last failure of a collective call in this thread, "FILE: OBJECT PATH: operation: cause": the same

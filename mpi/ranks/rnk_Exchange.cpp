@@ -19,6 +19,8 @@ bool rnk_Exchange::Ask(const char* what) {
   std::string cause;
   std::vector<std::int32_t> sorted;
   const auto arrange = [&] {
+    if (m_rows.size() > static_cast<std::size_t>(INT_MAX))
+      return cause = "a list has more than 2^31 rows", false;
     std::vector<int> owners(m_rows.size());
     m_out.assign(ranks, 0);
     m_in.assign(ranks, 0);
@@ -84,7 +86,7 @@ bool rnk_Exchange::ToPieces(const char* what, const unsigned char* bytes, std::v
   const auto lacks = std::find(came.begin(), came.end(), false);
   if (cause.empty() && lacks != came.end())
     cause = "row " + std::to_string(mine.first + (lacks - came.begin())) + " is given by no rank";
-  return agree.All(cause.empty(), m_state.facts.name + ": " + what + ": " + cause);
+  return agree.All(cause.empty(), m_state.facts.shown + ": " + what + ": " + cause);
 }
 
 rnk_Range rnk_Exchange::Needed() const {

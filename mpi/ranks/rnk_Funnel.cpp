@@ -96,7 +96,7 @@ bool rnk_FunnelWrite(const rnk_State& state, ORXSimDistributionID distribution, 
 bool rnk_FunnelRead(const rnk_State& state, ORXSimDistributionID distribution, int drawer,
                     const ORXSimDrawerPlace& place, const rnk_Ranges& ranges, unsigned char* rows) {
   const rnk_Agreement& agree = state.agree;
-  const std::int64_t piece = std::min<std::int64_t>(rnk_PieceRows(place), place.rows);
+  const std::int64_t piece = std::clamp<std::int64_t>(place.rows, 1, rnk_PieceRows(place));
   Bytes room;
   if (!makeRoom(state, "read drawer", piece * place.rowBytes, room))
     return false;

@@ -33,8 +33,7 @@ rnk_Range bytesOf(const rnk_Range& rows, const ORXSimDrawerPlace& place) {
 }
 
 // Few pages, as they stand at the ends of what was just written, go to all at once: a message to each rank
-// would take rank 0 longer than that. \param patches  kPagesForAll of them; becomes what was told. \return
-// false on all when there are more, or they cannot be had.
+// would take rank 0 longer than that. False on all when there are more, or they cannot be had.
 bool sharePatches(const rnk_State& state, const ORXSimDrawerPlace& place, Patches& patches) {
   std::size_t count = 0;
   const auto keep = [&](std::int64_t offset, const unsigned char* page) {
@@ -55,8 +54,7 @@ bool sharePatches(const rnk_State& state, const ORXSimDrawerPlace& place, Patche
   return all;
 }
 
-bool receivePatches(const rnk_Agreement& agree, Patches& patches, std::string& cause) {
-  Patches now(kPagesAtOnce);
+bool receivePatches(const rnk_Agreement& agree, Patches& now, Patches& patches, std::string& cause) {
   for (bool kept = true;;) {
     MPI_Status status;
     int bytes = 0;
@@ -205,8 +203,9 @@ bool rnk_Read(const rnk_State& state, ORXSimDistributionID distribution, int dra
   if (state.Funnelled() || !place.direct)
     return rnk_FunnelRead(state, distribution, drawer, place, ranges, rows);
   std::string cause;
-  Patches patches;
+  Patches now, patches;
   const bool room = rnk_Try(cause, [&] {
+    now.resize(place.patched && !agree.IsRoot() ? kPagesAtOnce : 0);
     sums.resize(place.kept ? static_cast<std::size_t>(place.Blocks()) : 0);
     patches.resize(place.patched ? kPagesForAll : 0);
     return true;
@@ -214,9 +213,9 @@ bool rnk_Read(const rnk_State& state, ORXSimDistributionID distribution, int dra
   if (!agree.All(room, state.Told(kWhat, cause)))
     return false;
   agree.Share(sums.data(), sums.size() * sizeof(std::uint64_t));
-  const bool mended =
-      !place.patched || sharePatches(state, place, patches) ||
-      (agree.IsRoot() ? sendPatches(state, ranges, place, patches) : receivePatches(agree, patches, cause));
+  const bool mended = !place.patched || sharePatches(state, place, patches) ||
+                      (agree.IsRoot() ? sendPatches(state, ranges, place, patches)
+                                      : receivePatches(agree, now, patches, cause));
   if (agree.IsRoot() && !mended)
     cause = ORXSimManager::LastError();
   const bool read = mended && rnk_Try(cause, [&] {

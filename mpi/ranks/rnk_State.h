@@ -20,7 +20,7 @@ struct ORXSimRanks::State {
   bool Funnelled() const { return file == MPI_FILE_NULL; }
   /// The cause of a failure of this rank: "FILE: rank N: operation: cause".
   std::string Told(const char* what, const std::string& cause) const {
-    return facts.name + ": rank " + std::to_string(agree.Rank()) + ": " + what + ": " + cause;
+    return facts.shown + ": rank " + std::to_string(agree.Rank()) + ": " + what + ": " + cause;
   }
 };
 

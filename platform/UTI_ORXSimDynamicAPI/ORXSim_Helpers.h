@@ -105,6 +105,7 @@ class ORXSIM_API ORXSimHelper {
   /// What was told of the file.
   struct Facts {
     std::string name;      ///< where it is at the moment
+    std::string shown;     ///< as the one with the context calls it, in errors
     bool readOnly = false; ///< nobody writes
     bool syncs = false;    ///< what is written goes to the disk before it is said to be written
   };

@@ -6,6 +6,7 @@
 #include <UTI_ORXSimDynamicAPI/UTI_ORXSimDynamicAPI.h>
 #include <support/sys_Directory.h>
 
+#include <algorithm>
 #include <numeric>
 #include <string>
 #include <vector>
@@ -19,7 +20,8 @@ inline std::vector<std::int32_t> mpi_RowsOf(mpi_Split split, int n, int rank, in
   std::vector<std::int32_t> rows;
   if (split == mpi_Split::kDealt) {
     for (int row = rank; row < n; row += ranks)
-      rows.insert(rows.begin(), row);
+      rows.push_back(row);
+    std::reverse(rows.begin(), rows.end());
     return rows;
   }
   if (split == mpi_Split::kUneven) { // the first ranks have few rows of the first block, the last all others

@@ -246,21 +246,22 @@ std::string ORXSimHelper::Tell(ORXSimContextID context) {
     if (H5Jshare(call.Context()->hold.get(), &share) < 0)
       return call.Operation().Refuse(H5Jlast_error()), told;
     told.assign(reinterpret_cast<const char*>(&share), sizeof share);
-    return told;
+    return told += call.Context()->fileName;
   });
 }
 
 ORXSimHelper::Facts ORXSimHelper::FactsOf(const std::string& told) {
   H5J_share_t share{};
-  if (told.size() == sizeof share)
-    std::memcpy(&share, told.data(), sizeof share);
-  return {share.name, share.reads != 0, share.power != 0};
+  if (told.size() < sizeof share)
+    return {};
+  std::memcpy(&share, told.data(), sizeof share);
+  return {share.name, told.substr(sizeof share), share.reads != 0, share.power != 0};
 }
 
 bool ORXSimHelper::Open(const std::string& told, int number, std::string& cause) {
   H5J_share_t share;
   m_state.reset();
-  if (told.size() != sizeof share || number < 0) {
+  if (told.size() < sizeof share || number < 0) {
     cause = "nothing was told of the file";
     return false;
   }
