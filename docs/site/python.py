@@ -140,7 +140,7 @@ def main():
         thing = getattr(package, name)
         text = of_class(package, stubs, name) if inspect.isclass(thing) else function("function", stubs[name], thing)
         if name in more:
-            text = function("function", more[name], thing, options=[":no-index:"], said=False) + text
+            text = function("function", more[name], thing, options=[":noindex:"], said=False) + text
         (out / f"{name}.inc").write_text("```{py:currentmodule} pdm_core\n```\n" + text)
 
 
