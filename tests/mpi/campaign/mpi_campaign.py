@@ -155,13 +155,13 @@ class Campaign:
         return found
 
     def kills(self, count):
-        option = 1
+        option, watched = 1, True
         while count > 0:
-            place = self.directory()
+            place, watched = self.directory(), not watched  # beside a reader no space is used again
             file, acked = place / "disk" / "model.pdm", 0
-            watcher = subprocess.Popen([str(self.options.worker), "live", str(file)], stdout=subprocess.PIPE, text=True)
+            watcher = subprocess.Popen([str(self.options.worker), "live", str(file if watched else place / "none")], stdout=subprocess.PIPE, text=True)
             try:
-                for _ in range(min(count, 12)):
+                for _ in range(min(count, 10)):
                     option = 3 - option
                     acked = self.one_kill(file, acked, option)
                     count -= 1
@@ -318,10 +318,24 @@ class Campaign:
         finally:
             shutil.rmtree(place)
 
+    def long(self, count):
+        """Nobody disturbs the job, and space comes to be used again, also between what others have."""
+        for _ in range(count):
+            place = self.directory()
+            job = self.job(place / "disk" / "model.pdm", "steps", 2, 60, 1)
+            try:
+                job.wait_for(lambda: False)
+                job.check()
+                if self.ask("verify", job.file) != ("step", "60"):
+                    raise Bad("the job did not come to its end")
+            finally:
+                job.end()
+                shutil.rmtree(place)
+
     def broken(self, count):
         """Each rule, and the trial that cannot do without it."""
         for rule, trial, tries in (("agreement", self.limit, 3), ("borders", self.kills, 5), ("helpers-lock", self.orphans, 5),
-                                   ("lend-beyond", self.kills, 20), ("edges", self.kills, 20), ("patches", self.kills, 5),
+                                   ("lend-beyond", self.kills, 20), ("edges", self.long, 1), ("patches", self.kills, 5),
                                    ("loan", self.loan, 1)):
             preload = ":".join(str(self.options.breakable / f"lib{name}.so") for name in ("H5Journal", "PDM_Core_mpi"))
             self.rules = {"LD_PRELOAD": preload, "PDM_BREAK": rule}
@@ -334,7 +348,7 @@ class Campaign:
 
     def all(self, count):
         self.kills(count)
-        for trial in (self.orphans, self.limit, self.loan):
+        for trial in (self.orphans, self.limit, self.loan, self.long):
             trial(1)
         probe = ["unshare", "-m", "mount", "-t", "tmpfs", "pdm", "/mnt"]
         if subprocess.run(probe, stderr=subprocess.DEVNULL).returncode != 0:
@@ -347,7 +361,7 @@ class Campaign:
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("worker", type=Path)
-    parser.add_argument("trial", choices=["all", "kills", "orphans", "limit", "full", "views", "loan", "broken"])
+    parser.add_argument("trial", choices=["all", "kills", "orphans", "limit", "full", "views", "loan", "long", "broken"])
     parser.add_argument("--count", type=int, default=1)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--mpirun", type=Path, default=Path("mpirun"))
