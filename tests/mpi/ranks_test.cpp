@@ -286,6 +286,24 @@ TEST_F(Ranks, OneThatDoesNotWantAnUpdateTakesItBack) {
   EXPECT_NE(std::string(ORXSimRanks::LastError()).find("No such file"), std::string::npos);
 }
 
+// What a drawer leaves is used again, also where some of its pages have gone through the journal.
+TEST_F(Ranks, WriteAnewIntoSpaceThatIsFree) {
+  ORXSimRanks ranks = Create(File(), 1);
+  for (int round = 0; round < 40; ++round) {
+    ORXSimRankUpdate update(ranks);
+    if (round == 0)
+      MakeModel(ranks);
+    for (int i = 0; i < 3; ++i) // of 4.8 MB, 80 kB and 16 kB, in turns
+      ASSERT_TRUE(Write(ranks, 2 + (round + i) % 3, mpi_Split::kEven, round)) << ORXSimRanks::LastError();
+    ASSERT_TRUE(update.Commit()) << ORXSimRanks::LastError();
+    const double one[3] = {};
+    for (int row = round; m_rank == 0 && row < kShapes[4].rows; row += 40000)
+      ASSERT_TRUE(ORXSimDistributionRef(m_distribution).WriteItems(4, row, 1, one, sizeof one));
+  }
+  ASSERT_TRUE(ranks.Close());
+  EXPECT_LT(std::filesystem::file_size(File()), 25u << 20);
+}
+
 // A rank that cannot write makes the update come to nothing, everywhere.
 TEST_F(Ranks, OneWithoutRoomTakesTheUpdateBackOnAll) {
   ORXSimRanks ranks = Create(File(), 1);

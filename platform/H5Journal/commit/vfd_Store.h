@@ -242,6 +242,7 @@ class vfd_Store {
   bool m_mayReuse = true;                       // every page that has a frame is known
   std::vector<std::uint64_t> m_dropped;         // pages with frames that were cut off the file since, ordered
   std::uint64_t m_session = 0;                  // a number of its own, for helpers; 0: none yet
+  bool m_endsSoon = false;                      // frames of the generation are in the way of lending
   bool m_onLoan = false;                        // other processes write
   std::uint64_t m_loanFirst = 0, m_loanEnd = 0; // that, now
   bool m_large = false;                         // a large call was made

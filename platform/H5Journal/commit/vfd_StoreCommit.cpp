@@ -299,7 +299,7 @@ void vfd_Store::HasCommitted(Plan& plan) {
   const std::uint64_t framed = plan.entries.empty() || !keepFloor ? 0 : plan.entries.back().page + 1;
   m_floor = std::max({keepFloor ? m_floor : 0, vfd_PagesOf(m_committedEnd), framed});
   const bool kept = vfd_Try(false, [&] {
-    if (m_files.journal.End() < m_nextTry || !EndGeneration())
+    if ((m_files.journal.End() < m_nextTry && !std::exchange(m_endsSoon, false)) || !EndGeneration())
       m_image.KeepRecent(plan.entries);
     return true;
   });

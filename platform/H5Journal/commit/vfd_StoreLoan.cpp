@@ -26,8 +26,11 @@ vfd_Store::Loan vfd_Store::Lend(std::uint64_t address, std::uint64_t count, std:
     first = address, end = stop;
   const bool any = m_options.Scratch() || vfd_Broken(vfd_Rule::kLendBeyond);
   for (std::uint64_t page = first / kVfdPage; !any && page < end / kVfdPage; ++page)
-    if (!MayBypass(page) || m_image.written.Find(page) != nullptr)
+    if (!MayBypass(page) || m_image.written.Find(page) != nullptr) {
+      // Only its frame is in the way, perhaps: the next commit point ends the generation.
+      m_endsSoon = m_endsSoon || m_image.unapplied.Find(page) != nullptr;
       return Loan::kKept;
+    }
   // With a place for the little before it, what they write needs none at the commit point.
   if (first > m_files.main.Reserved() && first - m_files.main.Reserved() < kSmallGap &&
       !m_options.Scratch() && !m_files.main.Extend(first))
