@@ -229,12 +229,8 @@ namespace {
 // Runs a call of all ranks.
 template <class Work>
 bool onRanks(const ORXSimRanks& ranks, Work work) {
-  const rnk_State* const state = rnk_Access::Of(ranks);
-  if (state == nullptr) {
-    rnk_Agreement::SetLastError("there are no ranks on a file");
-    return false;
-  }
-  return work(*state);
+  const rnk_State* const state = rnk_Access::Asked(ranks);
+  return state != nullptr && work(*state);
 }
 } // namespace
 

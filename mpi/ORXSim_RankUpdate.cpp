@@ -2,15 +2,6 @@
 
 #include <mpi/ranks/rnk_State.h>
 
-namespace {
-constexpr const char* kNoRanks = "there are no ranks on a file";
-
-bool refuse() {
-  rnk_Agreement::SetLastError(kNoRanks);
-  return false;
-}
-} // namespace
-
 ORXSimRankUpdate::ORXSimRankUpdate(const ORXSimRanks& ranks) : m_ranks(&ranks) {
   const rnk_State* const state = rnk_Access::Of(ranks);
   if (state != nullptr && state->agree.IsRoot())
@@ -20,9 +11,9 @@ ORXSimRankUpdate::ORXSimRankUpdate(const ORXSimRanks& ranks) : m_ranks(&ranks) {
 ORXSimRankUpdate::~ORXSimRankUpdate() = default;
 
 bool ORXSimRankUpdate::Commit(bool mine) {
-  const rnk_State* const state = rnk_Access::Of(*m_ranks);
+  const rnk_State* const state = rnk_Access::Asked(*m_ranks);
   if (state == nullptr)
-    return refuse();
+    return false;
   const rnk_Agreement& agree = state->agree;
   if (!agree.All(mine, state->Told("end update", "it does not agree to the commit"))) {
     const std::string cause = rnk_Agreement::LastError();
@@ -39,9 +30,9 @@ bool ORXSimRankUpdate::Commit(bool mine) {
 }
 
 bool ORXSimRankUpdate::Rollback() {
-  const rnk_State* const state = rnk_Access::Of(*m_ranks);
+  const rnk_State* const state = rnk_Access::Asked(*m_ranks);
   if (state == nullptr)
-    return refuse();
+    return false;
   const bool ended = m_update == nullptr, done = !ended && m_update->Rollback();
   m_update.reset();
   const std::string none = state->Told("roll back update", "the scope has ended");

@@ -5,8 +5,6 @@
 #include <utility>
 
 namespace {
-constexpr const char* kNoRanks = "there are no ranks on a file";
-
 bool openHere(rnk_State& state) {
   const int mode = state.facts.readOnly ? MPI_MODE_RDONLY : MPI_MODE_RDWR;
   // Each rank by itself: nothing of what it does there waits for others.
@@ -141,10 +139,8 @@ const char* ORXSimRanks::FunnelCause() const {
 
 // The writer may have made another file of that name meanwhile.
 bool ORXSimRanks::Refresh() {
-  if (m_state == nullptr) {
-    rnk_Agreement::SetLastError(kNoRanks);
+  if (rnk_Access::Asked(*this) == nullptr)
     return false;
-  }
   leaveFile(*m_state);
   const rnk_Agreement& agree = m_state->agree;
   agree.All(true, {});

@@ -29,5 +29,11 @@ class rnk_Access {
  public:
   using State = ORXSimRanks::State;
   static State* Of(const ORXSimRanks& ranks) { return ranks.m_state.get(); }
+  /// For a collective call: null, with the cause as the last error, where there are no ranks.
+  static State* Asked(const ORXSimRanks& ranks) {
+    if (Of(ranks) == nullptr)
+      rnk_Agreement::SetLastError("there are no ranks on a file");
+    return Of(ranks);
+  }
 };
 using rnk_State = rnk_Access::State;

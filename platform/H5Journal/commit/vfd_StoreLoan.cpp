@@ -14,9 +14,10 @@ constexpr std::uint64_t kSmallGap = std::uint64_t{1} << 20; // bytes
 // Nobody who reads the last commit point reaches such a page, and no frame is going to bury it.
 vfd_Store::Loan vfd_Store::Lend(std::uint64_t address, std::uint64_t count, std::uint64_t& first,
                                 std::uint64_t& end) {
-  if (m_options.readOnly || Forked() || IsClosing() || !MayRetry() || !MayMove()) {
-    if (MayMove())
-      vfd_Refuse(MayRetry() ? "nothing can be written into the file now" : Obstacle());
+  if (!MayMove())
+    return Loan::kFailed;
+  if (m_options.readOnly || Forked() || IsClosing() || !MayRetry()) {
+    vfd_Refuse(MayRetry() ? "nothing can be written into the file now" : Obstacle());
     return Loan::kFailed;
   }
   const std::uint64_t stop = address + count;
